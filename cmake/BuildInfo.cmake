@@ -1,0 +1,17 @@
+# Writes OUTPUT, a header with the revision of SOURCE_DIR and the BUILD_ID, when it would change.
+
+set(revision "unknown")
+find_program(GIT git)
+if(GIT)
+  execute_process(COMMAND ${GIT} -C ${SOURCE_DIR} rev-parse --short=12 HEAD
+                  OUTPUT_VARIABLE output RESULT_VARIABLE status ERROR_QUIET
+                  OUTPUT_STRIP_TRAILING_WHITESPACE)
+  if(status EQUAL 0)
+    set(revision ${output})
+  endif()
+endif()
+
+file(CONFIGURE OUTPUT ${OUTPUT} CONTENT
+"#define QOR_BUILD_REVISION \"@revision@\"
+#define QOR_BUILD_ID \"@BUILD_ID@\"
+" @ONLY)

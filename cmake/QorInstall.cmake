@@ -1,0 +1,20 @@
+# Headers, library, and the two ways to find them: find_package(qor) and pkg-config.
+
+include(CMakePackageConfigHelpers)
+
+install(TARGETS qor EXPORT qorTargets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+        INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+install(DIRECTORY include/qor ${PROJECT_BINARY_DIR}/generated/include/qor
+        DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} FILES_MATCHING PATTERN "*.h")
+
+set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/qor)
+install(EXPORT qorTargets NAMESPACE qor:: DESTINATION ${package_dir})
+configure_package_config_file(cmake/qorConfig.cmake.in ${PROJECT_BINARY_DIR}/qorConfig.cmake
+                              INSTALL_DESTINATION ${package_dir})
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/qorConfigVersion.cmake
+                                 COMPATIBILITY ExactVersion)
+install(FILES ${PROJECT_BINARY_DIR}/qorConfig.cmake ${PROJECT_BINARY_DIR}/qorConfigVersion.cmake
+        DESTINATION ${package_dir})
+
+configure_file(cmake/qor.pc.in ${PROJECT_BINARY_DIR}/qor.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/qor.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

@@ -1,0 +1,107 @@
+#ifndef QOR_BASE_BASE_TYPE_AUTO_H
+#define QOR_BASE_BASE_TYPE_AUTO_H
+
+#include <utility>
+
+#include "qor/base/base_type_target.h"
+#include "qor/base/mlcheck.h"
+
+namespace qor {
+
+// Owns an array of characters that CharBuffer::release or WcharBuffer::release handed over.
+// Copying transfers the array: the source is left empty, so there is one owner at any time.
+template <class T>
+class AutoPtr {
+public:
+    AutoPtr() noexcept = default;
+    explicit AutoPtr(T* ptr) noexcept : ptr_(ptr) {}
+    AutoPtr(AutoPtr& other) noexcept : ptr_(other.release()) {}
+    AutoPtr(AutoPtr&& other) noexcept : ptr_(other.release()) {}
+    AutoPtr& operator=(AutoPtr other) noexcept {
+        std::swap(ptr_, other.ptr_);
+        return *this;
+    }
+    ~AutoPtr();
+
+    T* get() const noexcept { return ptr_; }
+    T& operator*() const noexcept { return *ptr_; }
+    // The caller owns the array, to be given to an AutoPtr again.
+    T* release() noexcept { return std::exchange(ptr_, nullptr); }
+
+private:
+    T* ptr_ = nullptr;
+};
+
+// Owns a scratch block of characters with one place more, for the terminator, than it was asked
+// for: buffer_base(n) has capacity n + 1. CharBuffer and WcharBuffer are the two kinds.
+template <class Char>
+class buffer_base {
+public:
+    using View = std::conditional_t<sizeof(Char) == 1, istr, iwstr>;
+    using Target = std::conditional_t<sizeof(Char) == 1, ostr, owstr>;
+
+    // n characters and the terminator, all zero. More than 32 bits hold raises std::bad_alloc.
+    template <std::integral N>
+    explicit buffer_base(N n) : buffer_base(checkedSize(static_cast<unsigned long>(n)), Zeroed()) {}
+    buffer_base(const buffer_base& other);
+    // Copies the view and the one character behind it, which must be there: it suits views of
+    // terminated text. For an empty view the block stays unwritten.
+    explicit buffer_base(const View& text);
+    buffer_base(buffer_base&& other) noexcept
+        : data_(std::exchange(other.data_, nullptr)),
+          capacity_(std::exchange(other.capacity_, 0)) {}
+    ~buffer_base();
+
+    buffer_base& operator=(const buffer_base& other) {
+        buffer_base(other).swap(*this);
+        return *this;
+    }
+    buffer_base& operator=(buffer_base&& other) noexcept {
+        buffer_base(std::move(other)).swap(*this);
+        return *this;
+    }
+    buffer_base& operator=(const View& text) {
+        buffer_base(text).swap(*this);
+        return *this;
+    }
+    void swap(buffer_base& other) noexcept {
+        std::swap(data_, other.data_);
+        std::swap(capacity_, other.capacity_);
+    }
+
+    // Hands the block over, to be owned by an AutoPtr, and leaves null and capacity 0.
+    Char* release() noexcept {
+        capacity_ = 0;
+        return std::exchange(data_, nullptr);
+    }
+
+    Char* buffer() noexcept { return data_; }
+    const Char* data() const noexcept { return data_; }
+    // In characters, the terminator's place included.
+    unsigned long max_size() const noexcept { return capacity_; }
+    // Up to the first zero; 0 after release.
+    unsigned long size() const noexcept { return StrLen(data_); }
+
+    operator View() const noexcept { return View(data_, size()); }
+    operator Target() noexcept { return Target(data_, capacity_); }
+
+private:
+    struct Zeroed {};
+    buffer_base(ulong32 capacity, Zeroed);
+    static ulong32 checkedSize(unsigned long n);
+
+    Char* data_ = nullptr;
+    ulong32 capacity_ = 0;
+};
+
+extern template class QOR_API AutoPtr<char>;
+extern template class QOR_API AutoPtr<wchar_t>;
+extern template class QOR_API buffer_base<char>;
+extern template class QOR_API buffer_base<wchar_t>;
+
+using CharBuffer = buffer_base<char>;
+using WcharBuffer = buffer_base<wchar_t>;
+
+}  // namespace qor
+
+#endif  // QOR_BASE_BASE_TYPE_AUTO_H

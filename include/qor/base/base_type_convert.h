@@ -1,0 +1,53 @@
+#ifndef QOR_BASE_BASE_TYPE_CONVERT_H
+#define QOR_BASE_BASE_TYPE_CONVERT_H
+
+#include <string>
+
+#include "qor/base/base_type_auto.h"
+#include "qor/base/base_type_bytes.h"
+#include "qor/base/base_type_string.h"
+
+// Conversions between the three encodings that the library knows by name: "ansi" (a code page
+// given by its number, 65001 being UTF-8 and -1 the configured one), UTF-8, and wide.
+//
+// No conversion reports a failure. An unknown code page gives empty text; malformed input becomes
+// U+FFFD, or "?" in a page that lacks it. Text ends at its first zero, except where the two sides
+// have the same encoding: then the bytes are passed on as they stand, with nothing validated.
+//
+// The output argument may own the memory that the source views.
+
+namespace qor {
+
+QOR_API AutoPtr<char> to_str(const char* text);
+QOR_API AutoPtr<char> to_str(const wchar_t* text, long codepage = -1);
+QOR_API AutoPtr<wchar_t> to_wstr(const char* text, long codepage = -1);
+QOR_API AutoPtr<wchar_t> to_wstr(const wchar_t* text);
+QOR_API AutoPtr<char> to_utf8str(const wchar_t* text);
+
+// A copy of the bytes; nothing is converted.
+QOR_API String to_ansi(const istr& text);
+QOR_API String to_ansi(const iwstr& text, long codepage = -1);
+
+QOR_API void utf8ToAnsi(const istr& text, String& out, long codepage = -1);
+QOR_API void utf8ToWstring(const istr& text, std::wstring& out);
+QOR_API void ansiToWstring(const istr& text, std::wstring& out, long codepage = -1);
+QOR_API void wstringToAnsi(const iwstr& text, String& out, long codepage = -1);
+// The numbers are compared as given: -1 and the number that it stands for are different.
+QOR_API void ansiToAnsi(const istr& text, long from, String& out, long to);
+QOR_API void ansiToUtf8(const istr& text, Bytes& out, long codepage = -1);
+QOR_API void wstringToUtf8(const iwstr& text, Bytes& out);
+
+// The same, chosen by what the caller says the text is.
+QOR_API String toAnsi(wstr text, long codepage = -1);
+QOR_API String toAnsi(ansi text);
+QOR_API String toAnsi(utf8 text, long codepage = -1);
+QOR_API std::wstring toWstring(wstr text);
+QOR_API std::wstring toWstring(ansi text, long codepage = -1);
+QOR_API std::wstring toWstring(utf8 text);
+QOR_API Bytes toUtf8(wstr text);
+QOR_API Bytes toUtf8(ansi text, long codepage = -1);
+QOR_API Bytes toUtf8(utf8 text);
+
+}  // namespace qor
+
+#endif  // QOR_BASE_BASE_TYPE_CONVERT_H

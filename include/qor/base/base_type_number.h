@@ -1,0 +1,391 @@
+#ifndef QOR_BASE_BASE_TYPE_NUMBER_H
+#define QOR_BASE_BASE_TYPE_NUMBER_H
+
+#include <array>
+#include <concepts>
+#include <iosfwd>
+#include <type_traits>
+
+#include "qor/base/base_type_bytes.h"
+#include "qor/base/base_type_string.h"
+
+namespace qor {
+
+class dumper;
+
+// One class for each scalar, so that codecs can overload on them. Each has the size of its scalar
+// and no virtual operation; the conversions are free.
+template <class T, int N = 0>
+class NumberValue {
+public:
+    using value_type = T;
+
+    constexpr NumberValue() noexcept = default;
+    constexpr explicit NumberValue(T value) noexcept : value_(value) {}
+
+    constexpr T& value() noexcept { return value_; }
+    constexpr const T& value() const noexcept { return value_; }
+    constexpr operator T&() noexcept { return value_; }
+    constexpr operator const T&() const noexcept { return value_; }
+    constexpr NumberValue& operator=(T value) noexcept {
+        value_ = value;
+        return *this;
+    }
+    constexpr bool equal(const T& value) const noexcept { return value_ == value; }
+
+protected:
+    T value_ = T();
+};
+
+// Numbers as text, by the rules of a standard stream with default settings in the "C" locale, at a
+// fraction of its cost.
+
+// Skips leading blanks, stops at the first character that does not fit. Empty text leaves the
+// target alone. Other text without a number gives 0, and one out of range the nearest limit; both
+// are failures too. Instantiated for short, unsigned short, int, unsigned, long long,
+// unsigned long long, float and double.
+template <class T>
+QOR_API bool parseNumber(istr text, T& target);
+// As parsed: integers in decimal, floating point in six significant digits. Appends.
+template <class T>
+QOR_API void formatNumber(T value, String& out);
+
+// What the wrappers share. Self is the wrapper, T its scalar, and Text the type that it is parsed
+// and shown as.
+template <class Self, class T, class Text>
+class QOR_API ScalarValue : public NumberValue<T> {
+public:
+    constexpr ScalarValue() noexcept = default;
+    // Any arithmetic value, cut to the scalar.
+    template <class V>
+    requires std::is_arithmetic_v<V>
+    constexpr ScalarValue(V value) noexcept : NumberValue<T>(static_cast<T>(value)) {}
+    ScalarValue(const String& text) { fromString(text); }
+    // Converted to the configured code page first.
+    ScalarValue(const std::wstring& text) { fromString(String(text)); }
+
+    template <class V>
+    requires std::is_arithmetic_v<V>
+    constexpr Self& operator=(V value) noexcept {
+        this->value_ = static_cast<T>(value);
+        return self();
+    }
+
+    // Text with no number gives 0; empty text leaves the value alone.
+    Self& fromString(const String& text) {
+        Text parsed = Text();
+        if (!text.empty()) {
+            parseNumber(text, parsed);
+            this->value_ = static_cast<T>(parsed);
+        }
+        return self();
+    }
+    String toString() const {
+        String text;
+        formatNumber(static_cast<Text>(this->value_), text);
+        return text;
+    }
+
+    // The plain value; bool by its name, bytes as numbers, characters as text.
+    void dump(std::ostream& os) const;
+    dumper& dump(dumper& d) const;
+
+    Self operator-() const noexcept requires std::is_signed_v<T> &&(!std::is_same_v<T, wchar_t>) {
+        return Self(static_cast<T>(-this->value_));
+    }
+
+protected:
+    constexpr Self& self() noexcept { return static_cast<Self&>(*this); }
+};
+
+// The low and the high half of an integer. Half is the unsigned type of a half; the two-part
+// constructors of the wrappers take the low part first.
+template <class Self, class T, class Text, class Half, unsigned HalfBits>
+class QOR_API HalvedValue : public ScalarValue<Self, T, Text> {
+public:
+    using ScalarValue<Self, T, Text>::ScalarValue;
+    using ScalarValue<Self, T, Text>::operator=;
+    template <std::integral Low, std::integral High>
+    constexpr HalvedValue(Low low, High high) noexcept
+        : ScalarValue<Self, T, Text>(join(static_cast<Half>(low), static_cast<Half>(high))) {}
+
+    constexpr Half low() const noexcept { return static_cast<Half>(bits() & mask); }
+    constexpr Half high() const noexcept { return static_cast<Half>((bits() >> HalfBits) & mask); }
+    // Replace one half, keep the other.
+    template <std::integral V>
+    constexpr Self& low(V half) noexcept {
+        this->value_ = join(static_cast<Half>(half), high());
+        return this->self();
+    }
+    template <std::integral V>
+    constexpr Self& high(V half) noexcept {
+        this->value_ = join(low(), static_cast<Half>(half));
+        return this->self();
+    }
+
+protected:
+    using Bits = std::make_unsigned_t<T>;
+    static constexpr Bits mask = static_cast<Bits>((1ULL << HalfBits) - 1);
+
+    constexpr Bits bits() const noexcept { return static_cast<Bits>(this->value_); }
+    static constexpr T join(Half low, Half high) noexcept {
+        return static_cast<T>(static_cast<Bits>((high & mask) << HalfBits) |
+                              static_cast<Bits>(low & mask));
+    }
+};
+
+class QOR_API Bit : public ScalarValue<Bit, bool, short> {
+public:
+    using ScalarValue::ScalarValue;
+    using ScalarValue::operator=;
+};
+
+class QOR_API Byte : public HalvedValue<Byte, unsigned char, unsigned short, unsigned char, 4> {
+public:
+    static constexpr unsigned char HALF_BITS = 4;
+    static constexpr unsigned char HALF_MASK = 15;
+    static constexpr unsigned char HIGH_MASK = 240;
+    static constexpr unsigned char LOW_MASK = 15;
+    static constexpr unsigned char MAX_VAL = 255;
+    static constexpr unsigned char MIN_VAL = 0;
+
+    // One bit of a byte, to be assigned to; it refers to the byte.
+    class BitHelper {
+    public:
+        BitHelper(unsigned char& byte, unsigned char bit) noexcept : byte_(&byte), bit_(bit) {}
+        BitHelper& operator=(bool on) noexcept {
+            *byte_ = withBit(*byte_, bit_, on);
+            return *this;
+        }
+        operator bool() const noexcept { return hasBit(*byte_, bit_); }
+
+    private:
+        unsigned char* byte_;
+        unsigned char bit_;
+    };
+
+    using HalvedValue::HalvedValue;
+    using HalvedValue::operator=;
+
+    BitHelper operator[](unsigned char bit) noexcept { return BitHelper(value_, bit); }
+    bool operator[](unsigned char bit) const noexcept { return get(bit); }
+    bool get(unsigned char bit) const noexcept { return hasBit(value_, bit); }
+    Byte& set(unsigned char bit, bool on = true) noexcept {
+        value_ = withBit(value_, bit, on);
+        return *this;
+    }
+    Byte& reset(unsigned char bit) noexcept { return set(bit, false); }
+
+private:
+    static bool hasBit(unsigned char byte, unsigned char bit) noexcept {
+        return ((byte >> (bit & 7)) & 1) != 0;
+    }
+    static unsigned char withBit(unsigned char byte, unsigned char bit, bool on) noexcept {
+        const unsigned mask = 1U << (bit & 7);
+        return static_cast<unsigned char>(on ? byte | mask : byte & ~mask);
+    }
+};
+
+// A signed number of 8 bits, in contrast to Char.
+class QOR_API Sbyte : public HalvedValue<Sbyte, char, short, unsigned char, 4> {
+public:
+    using HalvedValue::HalvedValue;
+    using HalvedValue::operator=;
+};
+
+// A character. Its text is the character itself, and `in` reads a set up to its terminator.
+class QOR_API Char : public ScalarValue<Char, char, char> {
+public:
+    using ScalarValue::ScalarValue;
+    using ScalarValue::operator=;
+    // From nibbles, the low one first.
+    template <std::integral Low, std::integral High>
+    constexpr Char(Low low, High high) noexcept
+        : ScalarValue(static_cast<char>((low & 15) | ((high & 15) << 4))) {}
+
+    // Zero is in every set.
+    bool in(istr set) const noexcept { return CharIn(value_, set.data()); }
+    bool isAlnum() const noexcept { return CharIsAlnum(value_); }
+    bool isAlpha() const noexcept { return CharIsAlpha(value_); }
+    bool isCntrl() const noexcept { return CharIsCntrl(value_); }
+    bool isDigit() const noexcept { return CharIsDigit(value_); }
+    bool isGraph() const noexcept { return CharIsGraph(value_); }
+    bool isLower() const noexcept { return CharIsLower(value_); }
+    bool isPrint() const noexcept { return CharIsPrint(value_); }
+    bool isPunct() const noexcept { return CharIsPunct(value_); }
+    bool isSpace() const noexcept { return CharIsSpace(value_); }
+    bool isUpper() const noexcept { return CharIsUpper(value_); }
+    bool isXdigit() const noexcept { return CharIsXdigit(value_); }
+    Char toLower() const noexcept { return Char(CharToLower(value_)); }
+    Char toUpper() const noexcept { return Char(CharToUpper(value_)); }
+    // The digit of the low four bits; the value of a digit, 255 if it is none.
+    Char& fromHex(unsigned char v) noexcept { return *this = HexToChar(v); }
+    unsigned char toHex() const noexcept { return HexFromChar(value_); }
+
+    // The first character; 0 for empty text.
+    Char& fromString(const String& text) noexcept {
+        return *this = text.empty() ? '\0' : text.front();
+    }
+    String toString() const { return String(&value_, 1); }
+};
+
+class QOR_API Short : public HalvedValue<Short, short, short, unsigned char, 8> {
+public:
+    using HalvedValue::HalvedValue;
+    using HalvedValue::operator=;
+};
+
+class QOR_API Ushort
+    : public HalvedValue<Ushort, unsigned short, unsigned short, unsigned char, 8> {
+public:
+    using HalvedValue::HalvedValue;
+    using HalvedValue::operator=;
+};
+
+// 32 bits, whatever the platform's long has: a wider value is cut.
+class QOR_API Long : public HalvedValue<Long, long32, long32, unsigned short, 16> {
+public:
+    using HalvedValue::HalvedValue;
+    using HalvedValue::operator=;
+};
+
+class QOR_API Ulong : public HalvedValue<Ulong, ulong32, ulong32, unsigned short, 16> {
+public:
+    using HalvedValue::HalvedValue;
+    using HalvedValue::operator=;
+};
+
+class QOR_API Longlong : public HalvedValue<Longlong, long long, long long, ulong32, 32> {
+public:
+    using HalvedValue::HalvedValue;
+    using HalvedValue::operator=;
+};
+
+class QOR_API Ulonglong
+    : public HalvedValue<Ulonglong, unsigned long long, unsigned long long, ulong32, 32> {
+public:
+    using HalvedValue::HalvedValue;
+    using HalvedValue::operator=;
+};
+
+class QOR_API Float : public ScalarValue<Float, float, float> {
+public:
+    using ScalarValue::ScalarValue;
+    using ScalarValue::operator=;
+};
+
+class QOR_API Double : public ScalarValue<Double, double, double> {
+public:
+    using ScalarValue::ScalarValue;
+    using ScalarValue::operator=;
+};
+
+// A wide character. As text it is its code as a number, of which the low 16 bits are read; dump
+// shows the character.
+class QOR_API Wchar : public ScalarValue<Wchar, wchar_t, long32> {
+public:
+    using ScalarValue::ScalarValue;
+    using ScalarValue::operator=;
+
+    Wchar& fromString(const String& text) {
+        ScalarValue::fromString(text);
+        return *this = static_cast<wchar_t>(value_ & 0xFFFF);
+    }
+};
+
+// The place of a bit in a byte stream: a byte, and a bit of 0 to 7 in it.
+class BitPos {
+public:
+    constexpr BitPos() noexcept = default;
+    constexpr BitPos(unsigned short byte, unsigned char bit) noexcept
+        : byte_no_(byte), bit_no_(bit & 7) {}
+    constexpr explicit BitPos(unsigned long total) noexcept { fromTotal(total); }
+
+    // From and to a count of bits.
+    constexpr BitPos& fromTotal(unsigned long total) noexcept {
+        byte_no_ = static_cast<unsigned short>(total / 8);
+        bit_no_ = static_cast<unsigned char>(total % 8);
+        return *this;
+    }
+    constexpr unsigned long toTotal() const noexcept { return byte_no_ * 8UL + bit_no_; }
+    constexpr unsigned short byte_no() const noexcept { return byte_no_; }
+    constexpr unsigned char bit_no() const noexcept { return bit_no_; }
+
+private:
+    unsigned short byte_no_ = 0;
+    unsigned char bit_no_ = 0;
+};
+
+// A run of bits: where it begins, and how many there are.
+class BitsSub {
+public:
+    constexpr BitsSub(const BitPos& begin, unsigned long size) noexcept
+        : begin_(begin), size_(cutSize(size)) {}
+    constexpr BitPos begin() const noexcept { return begin_; }
+    constexpr BitPos end() const noexcept { return BitPos(begin_.toTotal() + size_); }
+    constexpr unsigned long size() const noexcept { return size_; }
+
+private:
+    BitPos begin_;
+    ulong32 size_;
+};
+
+// Hexadecimal text. Digits are written in upper case and read in either.
+class QOR_API Hex16 {
+public:
+    // "?" above 15; 255 for what is no digit.
+    static char encode(unsigned char value) noexcept;
+    static unsigned char decode(char digit) noexcept;
+    static bool isHexChar(char digit) noexcept;
+    // Two digits for each byte, in place of what the output held.
+    static void encode(const istr& bytes, String& text);
+    // Kept as it is: each digit is read one place behind where it stands, so the first character
+    // is skipped and the byte behind the view, which must be there, is the last digit. A view of
+    // odd length ends at its end.
+    static void decode(const istr& text, Bytes& bytes);
+};
+
+// The bytes of a number in network order.
+template <unsigned N>
+using octets = std::array<unsigned char, N>;
+
+template <std::integral T>
+constexpr auto hton(T value) noexcept {
+    // A long has 32 bits in every format.
+    constexpr unsigned width = std::is_same_v<T, long> || std::is_same_v<T, unsigned long>
+                                   ? 4
+                                   : static_cast<unsigned>(sizeof(T));
+    octets<width> bytes{};
+    for (unsigned i = 0; i < width; ++i) {
+        bytes[width - 1 - i] =
+            static_cast<unsigned char>(static_cast<unsigned long long>(value) >> (8 * i));
+    }
+    return bytes;
+}
+
+template <std::size_t N>
+constexpr auto ntoh(const std::array<unsigned char, N>& bytes) noexcept {
+    static_assert(N == 2 || N == 4 || N == 8);
+    using T = std::conditional_t<N == 2, unsigned short,
+                                 std::conditional_t<N == 4, ulong32, unsigned long long>>;
+    unsigned long long value = 0;
+    for (const unsigned char byte : bytes)
+        value = value << 8 | byte;
+    return static_cast<T>(value);
+}
+
+// IPv4 dotted text and its address in network order; all ones for bad text. The view must be
+// terminated.
+QOR_API ulong32 ip_aton(const istr& text) noexcept;
+QOR_API String ip_ntoa(unsigned long address);
+
+// Shows a character itself if it is printable, "." otherwise.
+struct show_printable {
+    explicit show_printable(char shown) noexcept : c(shown) {}
+    char c;
+};
+QOR_API std::ostream& operator<<(std::ostream& os, show_printable shown);
+
+}  // namespace qor
+
+#endif  // QOR_BASE_BASE_TYPE_NUMBER_H

@@ -1,0 +1,153 @@
+#ifndef QOR_BASE_BASE_TYPE_STRING_H
+#define QOR_BASE_BASE_TYPE_STRING_H
+
+#include <string>
+
+#include "qor/base/base_type_target.h"
+#include "qor/base/base_type_view.h"
+
+namespace qor {
+
+class Bytes;
+
+// The owning narrow string: a std::string that also takes null pointers (as empty text), views
+// and wide text. It adds no field and no virtual operation.
+//
+// Its text is in the configured code page (UTF-8 unless configured otherwise); -1 as a code page
+// argument means that one. Wide sources are converted and end at their first zero.
+//
+// `String` owns: keep views of it no longer than itself.
+class QOR_API String : public std::string {
+public:
+    String() noexcept = default;
+    String(const String&) = default;
+    String(String&&) noexcept = default;
+    String(const std::string& text) : std::string(text) {}
+    String(std::string&& text) noexcept : std::string(std::move(text)) {}
+    String(istr text) : std::string(std::string_view(text)) {}
+    String(const char* text) : String(istr(text)) {}
+    String(const unsigned char* text) : String(istr(text)) {}
+    String(const char* first, const char* last) : String(istr(first, last)) {}
+    template <std::integral N>
+    String(const char* text, N n) : String(istr(text, n)) {}
+    template <std::integral N>
+    String(const unsigned char* text, N n) : String(istr(text, n)) {}
+    String(const std::wstring& text, long codepage = -1);
+    String(iwstr text, long codepage = -1);
+    String(const wchar_t* text, long codepage = -1);
+
+    String& operator=(const String&) = default;
+    String& operator=(String&&) noexcept = default;
+    String& operator=(const std::string& text) { return set(text); }
+    String& operator=(std::string&& text) noexcept {
+        std::string::operator=(std::move(text));
+        return *this;
+    }
+    String& operator=(istr text) { return set(text); }
+    String& operator=(const char* text) { return set(text); }
+    String& operator=(const unsigned char* text) { return set(text); }
+    String& operator=(const std::wstring& text) { return *this = String(text); }
+    String& operator=(iwstr text) { return *this = String(text); }
+    String& operator=(const wchar_t* text) { return *this = String(text); }
+
+    using std::string::operator+=;
+    String& operator+=(const String& text) { return add(text); }
+    String& operator+=(const std::string& text) { return add(text); }
+    String& operator+=(istr text) { return add(text); }
+    String& operator+=(const char* text) { return add(text); }
+    String& operator+=(const unsigned char* text) { return add(text); }
+    String& operator+=(const std::wstring& text) { return *this += String(text); }
+    String& operator+=(iwstr text) { return *this += String(text); }
+    String& operator+=(const wchar_t* text) { return *this += String(text); }
+    String& operator+=(char c) {
+        push_back(c);
+        return *this;
+    }
+    String& operator+=(unsigned char c) { return *this += static_cast<char>(c); }
+
+    // All by istr comparison, so that a null pointer compares as an empty view.
+    friend bool operator==(const String& left, const String& right) noexcept {
+        return istr(left) == istr(right);
+    }
+    friend bool operator==(const String& left, const std::string& right) noexcept {
+        return istr(left) == istr(right);
+    }
+    friend bool operator==(const String& left, const char* right) noexcept {
+        return istr(left) == istr(right);
+    }
+    friend bool operator==(const String& left, istr right) noexcept { return istr(left) == right; }
+    friend std::strong_ordering operator<=>(const String& left, const String& right) noexcept {
+        return istr(left) <=> istr(right);
+    }
+    friend std::strong_ordering operator<=>(const String& left, const std::string& right) noexcept {
+        return istr(left) <=> istr(right);
+    }
+    friend std::strong_ordering operator<=>(const String& left, const char* right) noexcept {
+        return istr(left) <=> istr(right);
+    }
+    friend std::strong_ordering operator<=>(const String& left, istr right) noexcept {
+        return istr(left) <=> right;
+    }
+
+    operator istr() const noexcept { return istr(data(), size()); }
+    operator std::wstring() const;
+    // The object's address, null when the text is empty: for `if (text)`.
+    operator void*() const noexcept { return empty() ? nullptr : const_cast<String*>(this); }
+    bool operator!() const noexcept { return empty(); }
+    bool isEmpty() const noexcept { return empty(); }
+
+    String& clear() noexcept {
+        std::string::clear();
+        return *this;
+    }
+    // Removes c from both ends, once, if both have it and the size is at least 2.
+    String& trimLeftRight(char c) {
+        qor::trimLeftRight(*this, c);
+        return *this;
+    }
+    using std::string::replace;
+    // Every occurrence; what was put in is not searched again. An empty `from` changes nothing.
+    String& replace(const std::string& from, const std::string& to);
+
+    // Conversions with this string as the narrow side; see base_type_convert.h.
+    String& ansiFromUtf8(istr text, long codepage = -1);
+    String& ansiFromWstring(iwstr text, long codepage = -1);
+    void ansiToWstring(std::wstring& out, long codepage = -1) const;
+    void ansiToUtf8(Bytes& out, long codepage = -1) const;
+    static String fromUtf8(istr text, long codepage = -1);
+    static String fromWstring(iwstr text, long codepage = -1);
+    // The bytes of the result are UTF-8, whatever the configured code page.
+    String toUtf8(long codepage = -1) const;
+    std::wstring toWstring(long codepage = -1) const;
+
+    // One empty string, made at the first call.
+    static const String& null();
+
+private:
+    // Views of null or of no text have nothing to copy from.
+    String& set(istr text) {
+        std::string::assign(std::string_view(text));
+        return *this;
+    }
+    String& add(istr text) {
+        std::string::append(std::string_view(text));
+        return *this;
+    }
+};
+
+// A Str compares with a String by its own rule.
+template <std::same_as<String> Text>
+bool operator==(const Str& left, const Text& right) noexcept {
+    return left == istr(right);
+}
+template <std::same_as<String> Text>
+std::strong_ordering operator<=>(const Str& left, const Text& right) noexcept {
+    return left <=> istr(right);
+}
+
+}  // namespace qor
+
+template <>
+struct std::hash<qor::String> : std::hash<std::string> {};
+
+#endif  // QOR_BASE_BASE_TYPE_STRING_H

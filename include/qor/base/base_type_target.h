@@ -1,0 +1,233 @@
+#ifndef QOR_BASE_BASE_TYPE_TARGET_H
+#define QOR_BASE_BASE_TYPE_TARGET_H
+
+#include "qor/base/base_type_view.h"
+
+namespace qor {
+
+// What the narrow and the wide write-through view share. Self holds ptr_ and capacity_ (each in
+// its own order) and is the class that results have.
+template <class Char, class View, class Self>
+class target_base {
+public:
+    // No pointer or no room. This tests the room and not the text.
+    bool empty() const noexcept { return ptr() == nullptr || capacity() == 0; }
+    unsigned long max_size() const noexcept { return capacity(); }
+
+    // The length of the terminated text, 0 for a null pointer; sizeN never looks behind the
+    // capacity, or behind n.
+    unsigned long size() const noexcept { return StrLen(ptr()); }
+    unsigned long sizeN() const noexcept { return sizeN(capacity()); }
+    unsigned long sizeN(unsigned long n) const noexcept {
+        if (ptr() == nullptr) return 0;
+        unsigned long i = 0;
+        while (i < n && ptr()[i] != Char())
+            ++i;
+        return i;
+    }
+
+    // Unchecked.
+    Char* data() const noexcept { return ptr(); }
+    Char* buffer() const noexcept { return ptr(); }
+    Char* begin() const noexcept { return ptr(); }
+    Char* end() const noexcept { return ptr() + size(); }
+    Char& operator[](unsigned long i) const noexcept { return ptr()[i]; }
+
+    // Empties the text.
+    Self& clear() noexcept {
+        if (ptr() != nullptr) ptr()[0] = Char();
+        return self();
+    }
+    // As clear, and terminates at the last place too, when the capacity is known.
+    Self& reset() noexcept {
+        if (empty()) return self();
+        ptr()[0] = Char();
+        if (capacity() != npos32) ptr()[capacity() - 1] = Char();
+        return self();
+    }
+
+    // Parts of the room, cut to it.
+    Self substr(unsigned long pos, unsigned long n = npos) const noexcept {
+        const ulong32 start = static_cast<ulong32>(std::min<unsigned long>(pos, capacity()));
+        const ulong32 room = capacity() - start;
+        return Self(ptr() + start, std::min<unsigned long>(isNpos(n) ? room : n, room));
+    }
+    Self leftstr(unsigned long n) const noexcept { return substr(0, n); }
+    Self rightstr(unsigned long n) const noexcept {
+        return substr(n < capacity() ? capacity() - n : 0, n);
+    }
+
+    // Copies as much as fits in front of the terminator, and cuts the rest without a report. The
+    // target is emptied before the source is looked at, so a null source empties it.
+    Self& assign(const Char* text, unsigned long n) noexcept {
+        if (empty()) return self();
+        ptr()[0] = Char();
+        const unsigned long room = capacity() - 1UL;
+        copyText(text, std::min(room, StrLen(text, n)));
+        return self();
+    }
+    Self& assign(const Char* text) noexcept { return assign(text, npos); }
+    Self& assign(View text) noexcept { return assign(text.data(), text.size()); }
+    // Rebinds the view; no text is copied.
+    Self& assign(const Self& target) noexcept { return self() = target; }
+
+    // The whole capacity; up to the terminator when the capacity is unknown.
+    operator View() const noexcept { return View(ptr(), capacity()); }
+
+private:
+    Self& self() noexcept { return static_cast<Self&>(*this); }
+    Char* ptr() const noexcept { return static_cast<const Self*>(this)->ptr_; }
+    ulong32 capacity() const noexcept { return static_cast<const Self*>(this)->capacity_; }
+
+    void copyText(const Char* text, unsigned long n) noexcept {
+        if (text == nullptr || n == 0) return;
+        unsigned long i = 0;
+        for (; i < n && text[i] != Char(); ++i)
+            ptr()[i] = text[i];
+        for (; i <= n; ++i)
+            ptr()[i] = Char();
+    }
+};
+
+// A view to write through: memory of the caller with its capacity in bytes, the terminator's
+// place included. A capacity of npos is unknown: then nothing is checked. Assigning text copies
+// it into the memory; assigning another ostr rebinds the view.
+class QOR_API ostr : public target_base<char, istr, ostr> {
+public:
+    ostr() noexcept = default;
+    ostr(char* ptr, unsigned long capacity) noexcept
+        : capacity_(cutSizeOrNpos(capacity)), ptr_(ptr) {}
+    ostr(unsigned char* ptr, unsigned long capacity) noexcept
+        : ostr(reinterpret_cast<char*>(ptr), capacity) {}
+    ostr(const ostr&) noexcept = default;
+
+    ostr& operator=(const ostr&) noexcept = default;
+    ostr& operator=(const char* text) noexcept { return assign(text); }
+    ostr& operator=(const unsigned char* text) noexcept { return assign(text); }
+    ostr& operator=(istr text) noexcept { return assign(text); }
+
+    using target_base::assign;
+    ostr& assign(const unsigned char* text, unsigned long n = npos) noexcept {
+        return assign(reinterpret_cast<const char*>(text), n);
+    }
+
+    // "size/capacity, text".
+    void dump(std::ostream& os) const;
+
+protected:
+    friend target_base;
+    ulong32 capacity_ = 0;
+    char* ptr_ = nullptr;
+};
+
+// The wide counterpart, its capacity in characters. The order of its fields is meant to be the
+// other way round.
+class QOR_API owstr : public target_base<wchar_t, iwstr, owstr> {
+public:
+    owstr() noexcept = default;
+    owstr(wchar_t* ptr, unsigned long capacity) noexcept
+        : ptr_(ptr), capacity_(cutSizeOrNpos(capacity)) {}
+    owstr(const owstr&) noexcept = default;
+
+    owstr& operator=(const owstr&) noexcept = default;
+    owstr& operator=(const wchar_t* text) noexcept { return assign(text); }
+    owstr& operator=(iwstr text) noexcept { return assign(text); }
+
+    void dump(std::ostream& os) const;
+
+private:
+    friend target_base;
+    wchar_t* ptr_ = nullptr;
+    ulong32 capacity_ = 0;
+};
+
+// An ostr seen as the terminated text in it: comparing, testing and changing case.
+class QOR_API Str : public ostr {
+public:
+    Str() noexcept = default;
+    using ostr::ostr;
+    explicit Str(const ostr& target) noexcept : ostr(target) {}
+    Str(const Str&) noexcept = default;
+
+    Str& operator=(const Str&) noexcept = default;  // rebinds
+    Str& operator=(istr text) noexcept { return copy(text); }
+
+    // Copies the view and terminates behind it. The capacity is not consulted: the caller
+    // guarantees room for one byte more than the view.
+    Str& copy(istr text) noexcept;
+    // Appends, if the text in the view has its terminator inside the view and the result fits
+    // into as many bytes as the view has. It is meant that the view's size is the bound here, and
+    // not the capacity.
+    Str& cat(istr text) noexcept;
+    Str& operator+=(istr text) noexcept { return cat(text); }
+
+    int cmp(istr text, unsigned long n = npos, bool noCase = false) const noexcept;
+    int cmp(const char* text, unsigned long n = npos, bool noCase = false) const noexcept;
+    int cmpNoCase(istr text, unsigned long n = npos) const noexcept { return cmp(text, n, true); }
+    int cmpNoCase(const char* text, unsigned long n = npos) const noexcept {
+        return cmp(text, n, true);
+    }
+    friend bool operator==(const Str& left, istr right) noexcept { return left.cmp(right) == 0; }
+    friend std::strong_ordering operator<=>(const Str& left, istr right) noexcept {
+        return left.cmp(right) <=> 0;
+    }
+    // Always without regard to case.
+    bool is(istr text, unsigned long n = npos) const noexcept { return cmp(text, n, true) == 0; }
+    bool isNot(istr text, unsigned long n = npos) const noexcept { return !is(text, n); }
+    // The first and the last n bytes of the room against the first n of the text.
+    bool beginWith(istr text, unsigned long n, bool noCase = false) const noexcept;
+    bool endWith(istr text, unsigned long n, bool noCase = false) const noexcept;
+
+    // Null or no text.
+    bool empty() const noexcept { return ptr_ == nullptr || *ptr_ == '\0'; }
+    // At or behind the terminator.
+    bool isEnd(unsigned long i) const noexcept { return i >= size() || ptr_[i] == '\0'; }
+    // The room that the text leaves, its terminator's place included; npos if it is unknown.
+    unsigned long left() const noexcept { return capacity_ == npos32 ? npos : capacity_ - size(); }
+    bool isAllDigits() const noexcept { return StrIsAllDigits(ptr_); }
+
+    // n of npos is the capacity.
+    Str& toUpper(unsigned long n = npos) noexcept;
+    Str& toLower(unsigned long n = npos) noexcept;
+    // Sets the first n bytes, at most one less than the capacity, and then puts the terminator on
+    // the last one set and not behind it: a fill of n leaves n - 1 characters. This is meant.
+    // A fill of 0 does nothing.
+    Str& fill(int c, unsigned long n = npos) noexcept;
+
+    // The text, without the room behind it.
+    operator istr() const noexcept { return istr(ptr_, size()); }
+};
+
+// A raw area of memory that somebody else owns. Assigning copies bytes, also from another Mem.
+class QOR_API Mem {
+public:
+    Mem() noexcept = default;
+    Mem(void* ptr, unsigned long size) noexcept
+        : ptr_(static_cast<char*>(ptr)), size_(cutSize(size)) {}
+    Mem(const Mem&) noexcept = default;
+
+    Mem& operator=(const Mem& source) noexcept { return copy(source); }
+    Mem& operator=(istr source) noexcept { return copy(source); }
+
+    char* data() const noexcept { return ptr_; }
+    unsigned long size() const noexcept { return size_; }
+    operator istr() const noexcept { return istr(ptr_, size_); }
+
+    // The smaller of the two sizes.
+    Mem& copy(istr source) noexcept;
+    // With a zero behind the copy, which has room: at most one byte less than the size is copied.
+    Mem& copyZ(istr source) noexcept;
+    Mem& fill(int value) noexcept;
+    // Over the smaller size; if that is equal, this size minus the other one.
+    int cmp(istr other) const noexcept;
+
+    void dump(std::ostream& os) const;
+
+private:
+    char* ptr_ = nullptr;
+    ulong32 size_ = 0;
+};
+
+}  // namespace qor
+
+#endif  // QOR_BASE_BASE_TYPE_TARGET_H

@@ -1,0 +1,188 @@
+#ifndef QOR_BASE_BASE_TYPE_TIME_H
+#define QOR_BASE_BASE_TYPE_TIME_H
+
+#include <sys/time.h>
+
+#include <compare>
+#include <iosfwd>
+#include <limits>
+
+#include "qor/base/base_type_string.h"
+
+namespace qor {
+
+class dumper;
+
+// A signed count of microseconds: a point in time since 1970-01-01 00:00:00 UTC, a reading of the
+// performance counter (of which only differences mean something), or a duration. 0 is the unset
+// time. Overflow is not detected.
+//
+// The calendar forms use the local time zone of the process. They may run in any thread, and do
+// not queue on the C library's lock: each thread remembers the zone's offset for the quarter of an
+// hour it last worked in, so a zone that is changed while the process runs may be seen late.
+class QOR_API Time {
+public:
+    // 0 is the wall clock; any other value the performance counter.
+    enum Clock { Realtime = 0, Monotonic = 1 };
+
+    // A point in time as calendar fields, in local time.
+    struct QOR_API Detail {
+        Detail() noexcept = default;
+        // Raises InvalidDataException for a time that the platform cannot break down. The seconds
+        // are cut to 32 bits first.
+        explicit Detail(const Time& time);
+        // As Time::fromString reads them; nothing is normalised.
+        explicit Detail(const istr& text, const char* fmt = nullptr);
+
+        int year = 0;   // four digits
+        int month = 0;  // 1 to 12
+        int day = 0;    // 1 to 31
+        int hour = 0;
+        int minute = 0;
+        int second = 0;
+        int milliSecond = 0;  // 0 to 999
+        int microSecond = 0;  // 0 to 999: the rest below the millisecond
+    };
+
+    constexpr Time() noexcept = default;
+
+    // Raises ThreadSyscallException if the performance counter cannot be read.
+    static Time now(Clock clock = Realtime);
+    static Time now(int clock) { return now(clock == 0 ? Realtime : Monotonic); }
+    static constexpr Time forever() noexcept { return Time(std::numeric_limits<long long>::max()); }
+    static constexpr Time seconds(long long n) noexcept { return Time(n) * 1000000LL; }
+    static constexpr Time milliSeconds(long long n) noexcept { return Time(n) * 1000LL; }
+    static constexpr Time microSeconds(long long n) noexcept { return Time(n); }
+
+    // By truncating division.
+    constexpr long long toSeconds() const noexcept { return usec_ / 1000000; }
+    constexpr long long toMilliSeconds() const noexcept { return usec_ / 1000; }
+    constexpr long long toMicroSeconds() const noexcept { return usec_; }
+    constexpr double toSecondsDouble() const noexcept { return toMicroSecondsDouble() / 1000000.0; }
+    constexpr double toMilliSecondsDouble() const noexcept {
+        return toMicroSecondsDouble() / 1000.0;
+    }
+    constexpr double toMicroSecondsDouble() const noexcept { return static_cast<double>(usec_); }
+    // Seconds and the rest, each cut to 32 bits.
+    operator timeval() const noexcept;
+
+    // Sleeps for the value in whole milliseconds.
+    void sleep() const;
+
+    friend constexpr bool operator==(const Time&, const Time&) noexcept = default;
+    friend constexpr std::strong_ordering operator<=>(const Time&, const Time&) noexcept = default;
+
+    // Overflow wraps.
+    constexpr Time operator+(const Time& t) const noexcept { return wrap(bits() + t.bits()); }
+    constexpr Time operator-(const Time& t) const noexcept { return wrap(bits() - t.bits()); }
+    constexpr Time operator-() const noexcept { return wrap(-bits()); }
+    constexpr Time& operator+=(const Time& t) noexcept { return *this = *this + t; }
+    constexpr Time& operator-=(const Time& t) noexcept { return *this = *this - t; }
+
+    // A double factor is computed in floating point and truncated.
+    template <std::integral N>
+    constexpr Time operator*(N n) const noexcept {
+        return wrap(bits() * static_cast<unsigned long long>(n));
+    }
+    template <std::integral N>
+    constexpr Time operator/(N n) const noexcept {
+        return Time(usec_ / static_cast<long long>(n));
+    }
+    constexpr Time operator*(double n) const noexcept {
+        return Time(static_cast<long long>(toMicroSecondsDouble() * n));
+    }
+    constexpr Time operator/(double n) const noexcept {
+        return Time(static_cast<long long>(toMicroSecondsDouble() / n));
+    }
+    constexpr double operator/(const Time& t) const noexcept {
+        return toMicroSecondsDouble() / t.toMicroSecondsDouble();
+    }
+    template <class N>
+    requires std::is_arithmetic_v<N>
+    constexpr Time& operator*=(N n) noexcept { return *this = *this * n; }
+    template <class N>
+    requires std::is_arithmetic_v<N>
+    constexpr Time& operator/=(N n) noexcept { return *this = *this / n; }
+
+    // "2015-08-26 10:20:30.123" in local time; "<null>" for 0, and "<INVALID DATETIME(n)>" with
+    // the microseconds for what has no calendar form. What does not fit the target is cut off
+    // whole: then the target is empty.
+    String toDateTime() const;
+    String& toDateTime(String& out) const;
+    void toDateTime(ostr out) const;
+    // The same, with 0 shown as the epoch.
+    String toFullDateTime() const;
+    String& toFullDateTime(String& out) const;
+    void toFullDateTime(ostr out) const;
+
+    // "-1d 01:01:01.000002": days and microseconds only when there are any.
+    String toDuration() const;
+    // Seconds with six places, "5.250000"; a negative value has its sign on both parts.
+    String toString() const;
+
+    Detail toDetail() const { return Detail(*this); }
+
+    // By a printf format for eight int values in the order of Detail's fields; null or empty is
+    // the calendar format. The String forms have room for 63 characters. Raises as Detail does.
+    String format(const char* fmt) const;
+    String& format(String& out, const char* fmt) const;
+    void format(ostr out, const char* fmt) const;
+
+    // Reads a local time by a scanf format for eight int values; null or empty is the calendar
+    // format. At most 64 characters are looked at. Fields that the text does not reach are 0, and
+    // fields out of their range carry over, as mktime does it.
+    static Time fromString(const istr& text, const char* fmt = nullptr);
+
+private:
+    constexpr explicit Time(long long usec) noexcept : usec_(usec) {}
+    constexpr unsigned long long bits() const noexcept {
+        return static_cast<unsigned long long>(usec_);
+    }
+    static constexpr Time wrap(unsigned long long bits) noexcept {
+        return Time(static_cast<long long>(bits));
+    }
+
+    long long usec_ = 0;
+};
+
+// The toDuration text, whatever the object holds.
+QOR_API std::ostream& operator<<(std::ostream& os, const Time& time);
+
+// Measures an interval by the wall clock. It belongs to one thread.
+class QOR_API Stopwatch {
+public:
+    Stopwatch() { start(); }
+    void start() { begin_ = end_ = Time::now(); }
+    Stopwatch& stop() {
+        end_ = Time::now();
+        return *this;
+    }
+    // Zero before the first stop.
+    Time elapsed() const noexcept { return end_ - begin_; }
+    Time begin() const noexcept { return begin_; }
+    Time end() const noexcept { return end_; }
+
+private:
+    Time begin_;
+    Time end_;
+};
+
+// Adds up what repeated operations cost. It belongs to one thread.
+class QOR_API TimeCounter {
+public:
+    void go(const Time& t) noexcept {
+        ++num_;
+        cost_ += t;
+    }
+    // Count, operations per second, and total; nothing before the first operation.
+    dumper& dump(dumper& d) const;
+    void dump(std::ostream& os) const;
+
+private:
+    ulong32 num_ = 0;
+    Time cost_;
+};
+
+}  // namespace qor
+
+#endif  // QOR_BASE_BASE_TYPE_TIME_H

@@ -1,0 +1,281 @@
+#ifndef QOR_BASE_BASE_TYPE_VIEW_H
+#define QOR_BASE_BASE_TYPE_VIEW_H
+
+#include <algorithm>
+#include <compare>
+#include <iosfwd>
+#include <string>
+#include <string_view>
+
+#include "qor/api.h"
+#include "qor/base/base_type.h"
+#include "qor/base/base_type_char.h"
+
+namespace qor {
+
+// What the narrow and the wide read-only view share. Self is the view's own class.
+template <class Char, class Self>
+class view_base {
+public:
+    // Null is a view of nothing anywhere, empty one of no characters; null views are empty too.
+    constexpr bool is_null() const noexcept { return ptr_ == nullptr; }
+    constexpr bool empty() const noexcept { return ptr_ == nullptr || size_ == 0; }
+
+    constexpr unsigned long size() const noexcept { return size_; }
+    constexpr const Char* data() const noexcept { return ptr_; }
+    // No terminator is added: what stands behind the view stands there.
+    constexpr const Char* c_str() const noexcept { return ptr_; }
+    constexpr const Char* begin() const noexcept { return ptr_; }
+    constexpr const Char* end() const noexcept { return ptr_ + size_; }
+    // Unchecked.
+    constexpr const Char& operator[](unsigned long i) const noexcept { return ptr_[i]; }
+
+    // Positions and lengths beyond the view are cut to it.
+    constexpr Self substr(unsigned long pos, unsigned long n = npos) const noexcept {
+        const ulong32 start = std::min(cutSize(pos), size_);
+        return Self(ptr_ + start, std::min(cutSize(n), size_ - start));
+    }
+    constexpr Self leftstr(unsigned long n) const noexcept { return substr(0, n); }
+    constexpr Self rightstr(unsigned long n) const noexcept {
+        return substr(n < size_ ? size_ - n : 0, n);
+    }
+    // Unbounded: n is at most the size. A greater n wraps the size around.
+    constexpr Self removeLeft(unsigned long n) const noexcept {
+        return wrapped(ptr_ + n, static_cast<ulong32>(size_ - n));
+    }
+    constexpr Self removeRight(unsigned long n) const noexcept {
+        return wrapped(ptr_, static_cast<ulong32>(size_ - n));
+    }
+    // By the size of the given view; its text is not compared.
+    constexpr Self removeLeft(const Self& s) const noexcept { return removeLeft(s.size()); }
+    constexpr Self removeRight(const Self& s) const noexcept { return removeRight(s.size()); }
+
+    constexpr bool beginWith(const Self& s) const noexcept { return leftstr(s.size()) == s; }
+    constexpr bool endWith(const Self& s) const noexcept { return rightstr(s.size()) == s; }
+
+    // By MemCmp over the smaller size, then by size. Wide text is therefore ordered by its bytes
+    // in memory and not by its characters.
+    int compare(const Self& s) const noexcept {
+        const int order = MemCmp(ptr_, s.data(), bytes(std::min(size_, s.size_)));
+        if (order != 0) return order;
+        return size_ == s.size_ ? 0 : size_ < s.size_ ? -1 : 1;
+    }
+    friend bool operator==(const Self& left, const Self& right) noexcept {
+        return left.size() == right.size() &&
+               MemCmp(left.data(), right.data(), bytes(left.size())) == 0;
+    }
+    friend std::strong_ordering operator<=>(const Self& left, const Self& right) noexcept {
+        return left.compare(right) <=> 0;
+    }
+
+protected:
+    constexpr view_base() noexcept = default;
+    constexpr view_base(const Char* ptr, ulong32 size) noexcept : size_(size), ptr_(ptr) {}
+
+    static constexpr unsigned long bytes(unsigned long n) noexcept { return n * sizeof(Char); }
+
+    ulong32 size_ = 0;
+    const Char* ptr_ = nullptr;
+
+private:
+    static constexpr Self wrapped(const Char* ptr, ulong32 size) noexcept {
+        Self s;
+        s.ptr_ = ptr;
+        s.size_ = size;
+        return s;
+    }
+};
+
+// A read-only view of bytes that somebody else owns: two words, passed by value. Valid as long as
+// the bytes are. Nothing here allocates, and nothing raises but trimLeft and trim. A view of a
+// temporary String dangles behind the full expression.
+//
+// It is also the cursor of hand-written parsers: next, advance and ++ walk the input.
+class QOR_API istr : public view_base<char, istr> {
+public:
+    constexpr istr() noexcept = default;
+    template <class Text>
+    requires std::same_as<Text, std::string> || std::same_as<Text, std::string_view> istr(
+        const Text& text)
+    noexcept : istr(text.data(), text.size()) {}
+    istr(const char* text) noexcept : view_base(text, cutSize(StrLen(text))) {}
+    istr(const unsigned char* text) noexcept : istr(reinterpret_cast<const char*>(text)) {}
+    constexpr istr(std::nullptr_t) noexcept {}
+    // n of npos is measured; any other n is taken as it stands, also for a null pointer.
+    template <std::integral N>
+    constexpr istr(const char* text, N n) noexcept
+        : view_base(text, measured(text, static_cast<unsigned long>(n))) {}
+    template <std::integral N>
+    istr(const unsigned char* text, N n) noexcept : istr(reinterpret_cast<const char*>(text), n) {}
+    template <std::integral N>
+    constexpr istr(std::nullptr_t, N n) noexcept : istr(static_cast<const char*>(nullptr), n) {}
+    constexpr istr(const char* first, const char* last) noexcept
+        : view_base(first, cutSize(static_cast<unsigned long>(last - first))) {}
+    // The first n bytes of s, or all of it if it is shorter.
+    template <std::integral N>
+    constexpr istr(istr s, N n) noexcept
+        : view_base(s.ptr_, std::min(s.size_, cutSize(static_cast<unsigned long>(n)))) {}
+    // From where one view starts to where another one starts.
+    constexpr istr(istr first, istr last) noexcept : istr(first.ptr_, last.ptr_) {}
+
+    constexpr bool operator!() const noexcept { return empty(); }
+    constexpr bool eof() const noexcept { return empty(); }
+    constexpr unsigned long left() const noexcept { return size_; }
+    // The first byte, 0 for a null view. An empty view with a pointer still reads it.
+    constexpr char operator*() const noexcept { return ptr_ != nullptr ? *ptr_ : '\0'; }
+
+    operator std::string() const { return std::string(std::string_view(*this)); }
+    explicit constexpr operator std::string_view() const noexcept {
+        return empty() ? std::string_view() : std::string_view(ptr_, size_);
+    }
+
+    constexpr bool match(istr s) const noexcept { return beginWith(s); }
+
+    // Trimming from the left reads the byte behind the view when the view is all blank, so there
+    // must be one. If that byte is blank too, OutOfRangeException is raised.
+    istr trimLeft() const;
+    istr trimRight() const noexcept;
+    istr trim() const { return trimLeft().trimRight(); }
+
+    // Moves the start by the signed smaller of n and the size. A negative n widens the view to
+    // the left, with no lower bound.
+    constexpr istr& advance(int n) noexcept;
+    constexpr istr& operator+=(int n) noexcept { return advance(n); }
+    constexpr istr& operator-=(int n) noexcept { return advance(-n); }
+    constexpr istr operator+(int n) const noexcept { return istr(*this).advance(n); }
+    constexpr istr operator-(int n) const noexcept { return istr(*this).advance(-n); }
+    // Forward only while there is something left; back without a bound.
+    constexpr istr& operator++() noexcept;
+    constexpr istr operator++(int) noexcept;
+    constexpr istr& operator--() noexcept;
+    constexpr istr operator--(int) noexcept;
+
+    // Takes at most n bytes off the front, and returns them.
+    constexpr istr next(unsigned long n) noexcept;
+
+    // "size, text".
+    void dump(std::ostream& os) const;
+
+private:
+    static constexpr ulong32 measured(const char* text, unsigned long n) noexcept {
+        return cutSize(isNpos(n) ? StrLen(text) : n);
+    }
+};
+
+// Writes the bytes and flushes; nothing at all for an empty view.
+QOR_API std::ostream& operator<<(std::ostream& os, const istr& s);
+
+// The wide view. It is no cursor, and trims on the left only.
+class QOR_API iwstr : public view_base<wchar_t, iwstr> {
+public:
+    constexpr iwstr() noexcept = default;
+    iwstr(const std::wstring& text) noexcept : iwstr(text.data(), text.size()) {}
+    iwstr(std::wstring_view text) noexcept : iwstr(text.data(), text.size()) {}
+    iwstr(const wchar_t* text) noexcept : view_base(text, cutSize(StrLen(text))) {}
+    constexpr iwstr(std::nullptr_t) noexcept {}
+    // n of npos is measured, and stays npos for a null pointer.
+    template <std::integral N>
+    iwstr(const wchar_t* text, N n) noexcept
+        : view_base(text, measured(text, static_cast<unsigned long>(n))) {}
+    template <std::integral N>
+    iwstr(std::nullptr_t, N n) noexcept : iwstr(static_cast<const wchar_t*>(nullptr), n) {}
+    constexpr iwstr(const wchar_t* first, const wchar_t* last) noexcept
+        : view_base(first, cutSize(static_cast<unsigned long>(last - first))) {}
+    template <std::integral N>
+    constexpr iwstr(iwstr s, N n) noexcept
+        : view_base(s.ptr_, std::min(s.size_, cutSize(static_cast<unsigned long>(n)))) {}
+
+    operator std::wstring() const { return empty() ? std::wstring() : std::wstring(ptr_, size_); }
+
+    // Unbounded: a terminator or a character that is no blank must stand in or behind the view.
+    iwstr trimLeft() const noexcept;
+    // "size, text", the text in the configured code page.
+    void dump(std::ostream& os) const;
+
+private:
+    static ulong32 measured(const wchar_t* text, unsigned long n) noexcept {
+        if (!isNpos(n)) return cutSize(n);
+        return text != nullptr ? cutSize(StrLen(text)) : npos32;
+    }
+};
+
+// Writes the text in the configured code page.
+QOR_API std::ostream& operator<<(std::ostream& os, const iwstr& s);
+
+// A view with the code page that its text is in; -1 is the configured one.
+class istr_cp : public istr {
+public:
+    template <std::convertible_to<istr> Text>
+    istr_cp(const Text& text, long codepage = -1) noexcept
+        : istr(text), codepage_(static_cast<long32>(codepage)) {}
+    constexpr long32 codepage() const noexcept { return codepage_; }
+
+private:
+    long32 codepage_;
+};
+
+class iwstr_cp : public iwstr {
+public:
+    template <std::convertible_to<iwstr> Text>
+    iwstr_cp(const Text& text, long codepage = -1) noexcept
+        : iwstr(text), codepage_(static_cast<long32>(codepage)) {}
+    constexpr long32 codepage() const noexcept { return codepage_; }
+
+private:
+    long32 codepage_;
+};
+
+// Views that say what their text is, so that the conversions can be overloaded on it: text in the
+// ANSI code page, in UTF-8, and wide text.
+struct ansi : istr {
+    explicit ansi(istr text) noexcept : istr(text) {}
+};
+struct utf8 : istr {
+    explicit utf8(istr text) noexcept : istr(text) {}
+};
+struct wstr : iwstr {
+    explicit wstr(iwstr text) noexcept : iwstr(text) {}
+};
+// A view whose text is Base64.
+struct base64 : istr {
+    explicit base64(istr text) noexcept : istr(text) {}
+};
+
+constexpr istr& istr::advance(int n) noexcept {
+    if (ptr_ == nullptr) return *this;
+    const long step = std::min<long>(n, size_);
+    ptr_ += step;
+    size_ = static_cast<ulong32>(size_ - step);
+    return *this;
+}
+
+constexpr istr& istr::operator++() noexcept {
+    return empty() ? *this : advance(1);
+}
+
+constexpr istr istr::operator++(int) noexcept {
+    const istr before = *this;
+    ++*this;
+    return before;
+}
+
+constexpr istr& istr::operator--() noexcept {
+    return advance(-1);
+}
+
+constexpr istr istr::operator--(int) noexcept {
+    const istr before = *this;
+    --*this;
+    return before;
+}
+
+constexpr istr istr::next(unsigned long n) noexcept {
+    const istr taken = leftstr(n);
+    ptr_ += taken.size_;
+    size_ -= taken.size_;
+    return taken;
+}
+
+}  // namespace qor
+
+#endif  // QOR_BASE_BASE_TYPE_VIEW_H

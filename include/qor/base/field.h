@@ -1,0 +1,81 @@
+#ifndef QOR_BASE_FIELD_H
+#define QOR_BASE_FIELD_H
+
+#include <concepts>
+#include <utility>
+
+#include "qor/base/base_type_view.h"
+
+// Binding of user types. A type says once which fields it has,
+//
+//     template <class Stream> void codec(Stream& s) {
+//         s.enter("Contact", "contact", "", "");
+//         field(s, {"name", 1}, name_);
+//         field(s, {"phones", 2}, phones_);
+//         s.leave();
+//     }
+//
+// and every format can carry it. Each format has its own `field` in the namespace of its stream.
+// A field that the input lacks leaves the member as it was.
+
+namespace qor {
+
+// A field's name, for the formats that have names, and its tag, for those that have tags. Tags are
+// unique in their type; 255 is not used, since a format may read it as the end of a value.
+struct FieldKey {
+    istr name;
+    unsigned char tag;
+};
+
+// A type that a stream can carry by running its codec.
+template <class T, class Stream>
+concept CodecType = requires(T& object, Stream& s) {
+    object.codec(s);
+};
+
+// Containers, by what can be done with them and not by their names.
+template <class C>
+concept MapContainer = requires(C& c) {
+    typename C::key_type;
+    typename C::mapped_type;
+    c.clear();
+    c.begin();
+};
+
+template <class C>
+concept SetContainer = !MapContainer<C> && requires(C & c) {
+    typename C::key_type;
+    c.insert(std::declval<typename C::value_type>());
+    c.clear();
+    c.begin();
+};
+
+// Vectors, lists and deques; texts, which have a traits_type, are none.
+template <class C>
+concept SequenceContainer = !MapContainer<C> && !SetContainer<C> && !requires {
+    typename C::traits_type;
+}
+&&requires(C& c) {
+    c.push_back(std::declval<typename C::value_type>());
+    c.clear();
+    c.begin();
+};
+
+// A value that is there or not: T with set() and value().
+template <class T>
+concept OptionalValue = requires(T& t) {
+    { t.isSet() } -> std::convertible_to<bool>;
+    t.value();
+    t.reset();
+};
+
+// A codec takes its object as one that may be written to. Encoding and dumping write nothing, so
+// that a const object can go through the same codec.
+template <class T>
+T& forCodec(const T& object) noexcept {
+    return const_cast<T&>(object);
+}
+
+}  // namespace qor
+
+#endif  // QOR_BASE_FIELD_H

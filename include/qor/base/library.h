@@ -1,0 +1,68 @@
+#ifndef QOR_BASE_LIBRARY_H
+#define QOR_BASE_LIBRARY_H
+
+#include <atomic>
+#include <compare>
+#include <iosfwd>
+
+#include "qor/api.h"
+#include "qor/base/base_type.h"
+
+namespace qor {
+
+// A program brackets its use of the library with init and startup at the beginning, shutdown and
+// fini at the end, all from its main thread; at fini no other thread of the library may run.
+// Nothing records the state: each runs whatever came before, and none reports a failure. The
+// arguments are the same for init and startup; only startup's third one is used.
+QOR_API void init(const char* name, bool flag, int value);
+// The timer resolution in milliseconds; 0 keeps it.
+QOR_API void startup(const char* name, bool flag, int timerResolution);
+QOR_API void shutdown();
+// Runs shutdown itself, then destroys the singletons. One that is asked for later is made anew.
+QOR_API void fini();
+
+// The scoped form of the bracket.
+struct QOR_API InitFini {
+    InitFini(const char* name, bool flag, int value);
+    ~InitFini();
+    InitFini(const InitFini&) = delete;
+    InitFini& operator=(const InitFini&) = delete;
+};
+
+// Whether the process is on its way out. Once set it stays set. Any thread may ask.
+class QOR_API System {
+public:
+    static bool closing() noexcept { return closing_.load(std::memory_order_relaxed); }
+    static void close() noexcept { closing_.store(true, std::memory_order_relaxed); }
+
+private:
+    static std::atomic<bool> closing_;
+};
+
+struct Version {
+    constexpr Version(unsigned long number, unsigned long patchNumber) noexcept
+        : version(static_cast<ulong32>(number)), patch(static_cast<ulong32>(patchNumber)) {}
+
+    friend constexpr bool operator==(const Version&, const Version&) noexcept = default;
+    friend constexpr std::strong_ordering operator<=>(const Version&,
+                                                      const Version&) noexcept = default;
+
+    ulong32 version;
+    ulong32 patch;
+};
+
+// "2.05": the patch in two places.
+QOR_API std::ostream& operator<<(std::ostream& os, const Version& version);
+
+// Written to a stream, prints the library's version, the time, and the build's settings.
+struct show_version {};
+QOR_API std::ostream& operator<<(std::ostream& os, show_version);
+
+}  // namespace qor
+
+// A symbol with the version in its name: a program bound to it depends on that version.
+namespace qor_20500 {
+QOR_API void zzz_dummy_to_show_version();
+}
+
+#endif  // QOR_BASE_LIBRARY_H

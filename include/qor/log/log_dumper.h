@@ -1,0 +1,403 @@
+#ifndef QOR_LOG_LOG_DUMPER_H
+#define QOR_LOG_LOG_DUMPER_H
+
+#include <array>
+#include <list>
+#include <map>
+#include <ostream>
+#include <set>
+#include <sstream>
+#include <stack>
+#include <vector>
+
+#include "qor/base/base_type_bytes.h"
+#include "qor/base/base_type_number.h"
+#include "qor/base/base_type_string.h"
+#include "qor/base/base_type_time.h"
+#include "qor/base/exception.h"
+#include "qor/base/field.h"
+#include "qor/base/interface.h"
+#include "qor/mt/containers.h"
+
+namespace qor {
+
+// Writes the state of objects as text, in a full form of many lines,
+//
+//     @Contact{
+//         name_ = 'Ann'
+//         phones_ = @qor::vector{
+//             '123'
+//         }
+//     }
+//
+// or in a compact form of one line, "{name_='Ann' phones_={'123'}}". A class shows itself by
+//
+//     dumper& Contact::dump(dumper& d) const {
+//         dumper::_Entry entry(d, "Contact");
+//         d.indent().name("name_") << name_;
+//         d.endline();
+//         ...
+//         return d;
+//     }
+//
+// or by its codec. Long text and data are clipped at the limit that the library's own logger is
+// configured with, 256 bytes by default. A dumper belongs to one thread.
+class QOR_API dumper : noncopyable {
+public:
+    struct QOR_API Config {
+        explicit Config(bool compact = false, istr lineSeparator = "\n",
+                        istr indentSeparator = "    ", unsigned level = 0, istr eolSeparator = "",
+                        istr beginTag = "{", istr endTag = "}", istr typeTag = "@",
+                        istr nvSeparator = "=", istr valueSeparator = " ");
+        dumper& dump(dumper& d) const;
+
+        bool compact_;
+        String lineSeparator_;    // at the start of each indented line
+        String indentSeparator_;  // once for each level behind it
+        unsigned level_;
+        String eolSeparator_;  // at the end of a line
+        String beginTag_;
+        String endTag_;
+        String typeTag_;         // before each type text
+        String nvSeparator_;     // between a name and its value
+        String valueSeparator_;  // between values in compact form
+    };
+
+    // A scope: enters at construction, leaves at destruction.
+    class _Entry : noncopyable {
+    public:
+        explicit _Entry(dumper& d, istr first = istr(), istr second = istr(), istr third = istr(),
+                        istr fourth = istr())
+            : dumper_(d) {
+            d.enter(first, second, third, fourth);
+        }
+        ~_Entry() { dumper_.leave(); }
+
+    private:
+        dumper& dumper_;
+    };
+
+    // Collects the text in a stream of its own, for str().
+    explicit dumper(bool compact = false, istr lineSeparator = "\n", istr indentSeparator = "    ",
+                    unsigned level = 0, istr eolSeparator = "", istr beginTag = "{",
+                    istr endTag = "}", istr typeTag = "@", istr nvSeparator = "=",
+                    istr valueSeparator = " ");
+    explicit dumper(const Config& config);
+    // Writes to the caller's stream, which must outlive the dumper. Numbers go out in the stream's
+    // own settings.
+    explicit dumper(std::ostream& os, bool compact = false, istr lineSeparator = "\n",
+                    istr indentSeparator = "    ", unsigned level = 0, istr eolSeparator = "",
+                    istr beginTag = "{", istr endTag = "}", istr typeTag = "@",
+                    istr nvSeparator = "=", istr valueSeparator = " ");
+    dumper(std::ostream& os, const Config& config);
+    ~dumper();
+
+    // The text so far. Raises UnsupportedFunctionException on a dumper with a caller's stream.
+    String str() const;
+
+    const Config& cfg() const noexcept { return cfg_; }
+    std::ostream& internal_stream() noexcept { return os_; }
+
+    bool compact() const noexcept { return cfg_.compact_; }
+    dumper& compact(bool on) noexcept { return cfg_.compact_ = on, *this; }
+    const String& lineSeparator() const noexcept { return cfg_.lineSeparator_; }
+    dumper& lineSeparator(istr text) { return cfg_.lineSeparator_ = text, *this; }
+    const String& indentSeparator() const noexcept { return cfg_.indentSeparator_; }
+    dumper& indentSeparator(istr text) { return cfg_.indentSeparator_ = text, *this; }
+    unsigned level() const noexcept { return cfg_.level_; }
+    dumper& level(unsigned n) noexcept { return cfg_.level_ = n, *this; }
+    const String& eolSeparator() const noexcept { return cfg_.eolSeparator_; }
+    dumper& eolSeparator(istr text) { return cfg_.eolSeparator_ = text, *this; }
+    const String& beginTag() const noexcept { return cfg_.beginTag_; }
+    dumper& beginTag(istr text) { return cfg_.beginTag_ = text, *this; }
+    const String& endTag() const noexcept { return cfg_.endTag_; }
+    dumper& endTag(istr text) { return cfg_.endTag_ = text, *this; }
+    const String& typeTag() const noexcept { return cfg_.typeTag_; }
+    dumper& typeTag(istr text) { return cfg_.typeTag_ = text, *this; }
+    const String& nvSeparator() const noexcept { return cfg_.nvSeparator_; }
+    dumper& nvSeparator(istr text) { return cfg_.nvSeparator_ = text, *this; }
+    const String& valueSeparator() const noexcept { return cfg_.valueSeparator_; }
+    dumper& valueSeparator(istr text) { return cfg_.valueSeparator_ = text, *this; }
+
+    // Starts an item: a new line in full form, the separator of values in compact form.
+    dumper& indent();
+    dumper& endline();
+    // An end of line in both forms.
+    dumper& nl();
+    // Text as it stands.
+    dumper& raw(istr text) { return write(text); }
+    // The name and what separates it from its value; nothing for an empty name. A separator that
+    // is given stands alone in place of the configured one.
+    dumper& name(istr text, const char* separator = nullptr) { return writeName(text, separator); }
+    dumper& writeName(istr text, const char* separator = nullptr);
+
+    // Opens and closes a scope. The texts are shown in full form only: the first is the type, the
+    // second an own name in angle brackets, the others further types.
+    dumper& enter(istr first = istr(), istr second = istr(), istr third = istr(),
+                  istr fourth = istr());
+    dumper& leave();
+    // What a codec calls around its base class's part: nothing here.
+    dumper& enterSuper() noexcept { return *this; }
+    dumper& leaveSuper() noexcept { return *this; }
+
+    // Bare values: the stream's own output; text as it stands, never clipped.
+    template <class T>
+    requires std::is_arithmetic_v<T> dumper& write(T value) {
+        os_ << value;
+        return *this;
+    }
+    dumper& write(const void* value);
+    dumper& write(istr text);
+    dumper& write(iwstr text);
+    dumper& write(const char* text) { return write(istr(text)); }
+    dumper& write(const unsigned char* text) { return write(istr(text)); }
+    dumper& write(const wchar_t* text) { return write(iwstr(text)); }
+    dumper& write(const String& text) { return write(istr(text)); }
+    dumper& write(const std::string& text) { return write(istr(text)); }
+    dumper& write(const std::wstring& text) { return write(iwstr(text)); }
+    dumper& write(const Bytes& bytes) { return __writeBytes(bytes); }
+    dumper& write(const Time& time);
+
+    // Decorated values: bool by name, characters, texts and dates in single quotes, wide text in
+    // double quotes as UTF-8, bytes in double quotes. Empty text is nothing at all.
+    template <class T>
+    requires std::is_arithmetic_v<T> dumper& operator<<(T value) {
+        os_ << value;
+        return *this;
+    }
+    dumper& operator<<(bool value);
+    dumper& operator<<(char value);
+    dumper& operator<<(unsigned char value) { return *this << static_cast<char>(value); }
+    dumper& operator<<(const void* value) { return write(value); }
+    dumper& operator<<(istr text);
+    dumper& operator<<(iwstr text);
+    dumper& operator<<(const char* text) { return *this << istr(text); }
+    dumper& operator<<(const unsigned char* text) { return *this << istr(text); }
+    dumper& operator<<(const wchar_t* text) { return *this << iwstr(text); }
+    dumper& operator<<(const String& text) { return *this << istr(text); }
+    dumper& operator<<(const std::string& text) { return *this << istr(text); }
+    dumper& operator<<(const std::wstring& text) { return *this << iwstr(text); }
+    dumper& operator<<(const Bytes& bytes) { return __writeBytes(bytes); }
+    dumper& operator<<(const Time& time);
+
+    dumper& operator<<(dumper& (*manipulator)(dumper&)) { return manipulator(*this); }
+    dumper& operator<<(dumper& (dumper::*operation)()) { return (this->*operation)(); }
+
+    // Printable bytes as characters and the others in hexadecimal groups: "A\x{00FF}B". A line
+    // feed is a line break with the indent of the level.
+    dumper& __writeBytes(istr bytes);
+
+private:
+    void writeIndent();
+    void quote(char mark, istr text);
+
+    std::ostream& os_;
+    bool owned_;
+    bool first_ = true;
+    bool savedFirst_ = true;
+    Config cfg_;
+};
+
+inline dumper& indent(dumper& d) {
+    return d.indent();
+}
+inline dumper& endline(dumper& d) {
+    return d.endline();
+}
+inline dumper& nl(dumper& d) {
+    return d.nl();
+}
+
+// A class that is dumped through a base.
+class QOR_API Dumpable : public virtual Interface {
+public:
+    Dumpable() = default;
+    Dumpable(const Dumpable&) = default;
+    Dumpable& operator=(const Dumpable&) = default;
+    ~Dumpable() override = default;
+    virtual dumper& dump(dumper& d) const = 0;
+};
+
+// Values to be applied to a dumper with <<; they keep views.
+
+struct QOR_API rawstring {
+    explicit rawstring(istr shown) noexcept : text(shown) {}
+    dumper& operator()(dumper& d) const { return d.write(text); }
+    istr text;
+};
+
+struct QOR_API namestring {
+    explicit namestring(istr shown, const char* between = nullptr) noexcept
+        : text(shown), separator(between) {}
+    dumper& operator()(dumper& d) const { return d.writeName(text, separator); }
+    istr text;
+    const char* separator;
+};
+
+// Bytes as pairs of digits: "41 00 FF".
+struct QOR_API write_hex {
+    explicit write_hex(istr shown) noexcept : data(shown) {}
+    template <class Char>
+    write_hex(const Char* bytes, unsigned long size) noexcept : data(bytes, size) {}
+    dumper& operator()(dumper& d) const;
+    std::ostream& operator()(std::ostream& os) const;
+    istr data;
+};
+
+// Bytes as write_hex in compact form and on a plain stream, as a table of dump_hex in full form.
+struct QOR_API hexdata {
+    explicit hexdata(istr shown) noexcept : data(shown) {}
+    // At most `maximum` bytes of the text.
+    hexdata(istr shown, unsigned long maximum) noexcept : data(shown, maximum) {}
+    template <class Char>
+    hexdata(const Char* bytes, unsigned long size) noexcept : data(bytes, size) {}
+    dumper& operator()(dumper& d) const;
+    std::ostream& operator()(std::ostream& os) const;
+    istr data;
+};
+
+// A table of 16 bytes a row: offset, digits, and a right-hand column that `show` writes.
+struct QOR_API dump_hex_base {
+    explicit dump_hex_base(istr shown) noexcept : data(shown) {}
+    template <class Char>
+    dump_hex_base(const Char* bytes, unsigned long size) noexcept : data(bytes, size) {}
+    dump_hex_base(const dump_hex_base&) = default;
+    dump_hex_base& operator=(const dump_hex_base&) = default;
+    virtual ~dump_hex_base();
+    virtual void show(std::ostream& os, unsigned char byte) const = 0;
+    std::ostream& operator()(std::ostream& os) const;
+    istr data;
+
+private:
+    void writeRow(std::ostream& os, unsigned long offset, unsigned long count) const;
+};
+
+template <class Show>
+struct dump_hex : dump_hex_base {
+    using dump_hex_base::dump_hex_base;
+    void show(std::ostream& os, unsigned char byte) const override {
+        os << Show(static_cast<char>(byte));
+    }
+};
+
+template <class T>
+concept DumpsItself = requires(const T& object, dumper& d) {
+    object.dump(d);
+};
+
+template <class T>
+concept AppliesToDumper = requires(const T& value, dumper& d) {
+    value(d);
+};
+
+template <DumpsItself T>
+dumper& operator<<(dumper& d, const T& object) {
+    object.dump(d);
+    return d;
+}
+
+template <AppliesToDumper T>
+dumper& operator<<(dumper& d, const T& value) {
+    value(d);
+    return d;
+}
+
+template <CodecType<dumper> T>
+requires(!DumpsItself<T>) dumper& operator<<(dumper& d, const T& object) {
+    forCodec(object).codec(d);
+    return d;
+}
+
+// The scopes "qor::Current" and "qor::CallStack".
+QOR_API dumper& operator<<(dumper& d, const Current& frame);
+QOR_API dumper& operator<<(dumper& d, const CallStack& stack);
+
+// A field of a codec, shown under its name. An optional value that is not set is left out.
+template <class T>
+dumper& field(dumper& d, const FieldKey& key, const T& member);
+
+// Containers: a scope with one item for each element.
+
+template <class Range>
+dumper& dumpElements(dumper& d, const char* title, const Range& range) {
+    dumper::_Entry entry(d, title);
+    for (const typename Range::value_type& element : range) {
+        d.indent() << element;
+        d.endline();
+    }
+    return d;
+}
+
+// A key stands as a stream writes it.
+template <class Map>
+dumper& dumpPairs(dumper& d, const char* title, const Map& map) {
+    dumper::_Entry entry(d, title);
+    for (const auto& [key, value] : map) {
+        std::ostringstream text;
+        text << key;
+        d.indent().raw(text.str()).raw(d.compact() ? ":" : " : ") << value;
+        d.endline();
+    }
+    return d;
+}
+
+template <class T, class A>
+dumper& operator<<(dumper& d, const std::vector<T, A>& values) {
+    return dumpElements(d, "qor::vector", values);
+}
+template <class T, class A>
+dumper& operator<<(dumper& d, const std::list<T, A>& values) {
+    return dumpElements(d, "qor::list", values);
+}
+template <class T, class C, class A>
+dumper& operator<<(dumper& d, const std::set<T, C, A>& values) {
+    return dumpElements(d, "qor::set", values);
+}
+template <class T, std::size_t N>
+dumper& operator<<(dumper& d, const std::array<T, N>& values) {
+    return dumpElements(d, "qor::array", values);
+}
+template <class K, class V, class C, class A>
+dumper& operator<<(dumper& d, const std::map<K, V, C, A>& values) {
+    return dumpPairs(d, "qor::map", values);
+}
+template <class K, class V, class C, class A>
+dumper& operator<<(dumper& d, const std::multimap<K, V, C, A>& values) {
+    return dumpPairs(d, "qor::multimap", values);
+}
+template <class T, class Container>
+dumper& operator<<(dumper& d, const std::stack<T, Container>& values) {
+    // The container of a stack is protected.
+    struct Access : std::stack<T, Container> {
+        static const Container& of(const std::stack<T, Container>& stack) {
+            return stack.*(&Access::c);
+        }
+    };
+    return dumpElements(d, "qor::stack", Access::of(values));
+}
+
+// The dump operations of the locked containers; the lock is held meanwhile.
+template <class K, class V, class C>
+dumper& mt::map<K, V, C>::dump(dumper& d) const {
+    const Guard guard(mutex_);
+    return dumpPairs(d, "qor::mt::map", values_);
+}
+template <class T, class C>
+dumper& mt::set<T, C>::dump(dumper& d) const {
+    const Guard guard(mutex_);
+    return dumpElements(d, "qor::mt::set", values_);
+}
+
+template <class T>
+dumper& field(dumper& d, const FieldKey& key, const T& member) {
+    if constexpr (OptionalValue<T>) {
+        return member.isSet() ? field(d, key, member.value()) : d;
+    } else {
+        d.indent().name(key.name) << member;
+        return d.endline();
+    }
+}
+
+}  // namespace qor
+
+#endif  // QOR_LOG_LOG_DUMPER_H

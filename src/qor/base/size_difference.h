@@ -1,0 +1,18 @@
+#ifndef QOR_SRC_BASE_SIZE_DIFFERENCE_H
+#define QOR_SRC_BASE_SIZE_DIFFERENCE_H
+
+#include <algorithm>
+#include <limits>
+
+namespace qor {
+
+// One 32-bit size minus another, as the result of a comparison: cut where an int ends.
+inline int sizeDifference(unsigned long left, unsigned long right) noexcept {
+    const long difference = static_cast<long>(left) - static_cast<long>(right);
+    return static_cast<int>(std::clamp<long>(difference, std::numeric_limits<int>::min(),
+                                             std::numeric_limits<int>::max()));
+}
+
+}  // namespace qor
+
+#endif  // QOR_SRC_BASE_SIZE_DIFFERENCE_H

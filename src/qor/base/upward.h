@@ -1,0 +1,30 @@
+#ifndef QOR_SRC_BASE_UPWARD_H
+#define QOR_SRC_BASE_UPWARD_H
+
+#include "qor/base/base_type_view.h"
+#include "qor/base/exception.h"
+
+// The calls that the lower floors make upward: declared here, defined by their owners, so that no
+// include points up. An owner that does not exist yet has its minimal behaviour in
+// upward_minimal.cpp.
+
+namespace qor::upward {
+
+// The configured code page.
+ulong32 codepage();
+
+// A copy of the calling thread's call stack.
+CallStack callStack();
+
+// The library's own logger: its switches, the clipping limit of dumps in bytes, and its writers.
+bool infoOn();
+bool debugOn();
+unsigned long maxStringSize();
+void writeLine(istr text);
+void writeInfoLog(const char* file, unsigned line, const char* func, istr text, const char* tag);
+void writeDebugLog(const char* file, unsigned line, const char* func, istr text, const char* tag);
+void exceptionThrown(const char* file, unsigned line, const char* func, const char* text);
+
+}  // namespace qor::upward
+
+#endif  // QOR_SRC_BASE_UPWARD_H

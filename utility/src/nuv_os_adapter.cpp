@@ -1,0 +1,64 @@
+#include "nuv_os_adapter.h"
+
+#include <cerrno>
+#include <cstdarg>
+#include <cstdio>
+#include <cstring>
+
+int nuv_strncpy_s(char* destination, std::size_t room, const char* source, std::size_t count) {
+    if (destination == nullptr || source == nullptr) return EINVAL;
+    if (count > room) return ERANGE;
+    std::size_t i = 0;
+    for (; i < count && source[i] != '\0'; ++i)
+        destination[i] = source[i];
+    std::memset(destination + i, 0, count - i);
+    return 0;
+}
+
+int nuv_strcat_s(char* destination, std::size_t room, const char* source) {
+    if (destination == nullptr || source == nullptr) return EINVAL;
+    const std::size_t present = strnlen(destination, room);
+    if (present == room) return ERANGE;
+    const std::size_t added = strnlen(source, room - present);
+    if (added == room - present) return ERANGE;
+    std::memcpy(destination + present, source, added + 1);
+    return 0;
+}
+
+int nuv_memset_s(void* destination, std::size_t room, int value, std::size_t count) {
+    if (destination == nullptr) return EINVAL;
+    if (count > room) return ERANGE;
+    std::memset(destination, value, count);
+    return 0;
+}
+
+int nuv_memcpy_s(void* destination, std::size_t room, const void* source, std::size_t count) {
+    if (destination == nullptr || source == nullptr) return EINVAL;
+    if (count > room) return ERANGE;
+    std::memcpy(destination, source, count);
+    return 0;
+}
+
+int nuv_sprintf_s(char* destination, std::size_t room, const char* format, ...) {
+    if (destination == nullptr || format == nullptr) return -1;
+    va_list arguments;
+    va_start(arguments, format);
+    va_list again;
+    va_copy(again, arguments);
+    // Measured first, since vsnprintf would leave the part that fits.
+    const int size = std::vsnprintf(nullptr, 0, format, arguments);
+    va_end(arguments);
+    const bool fits = size >= 0 && static_cast<std::size_t>(size) < room;
+    if (fits) std::vsnprintf(destination, static_cast<std::size_t>(size) + 1, format, again);
+    va_end(again);
+    return fits ? size : -1;
+}
+
+int nuv_sscanf_s(const char* text, const char* format, ...) {
+    if (text == nullptr || format == nullptr) return -1;
+    va_list arguments;
+    va_start(arguments, format);
+    const int fields = std::vsscanf(text, format, arguments);
+    va_end(arguments);
+    return fields;
+}

@@ -1,0 +1,25 @@
+#ifndef NUV_OS_ADAPTER_H
+#define NUV_OS_ADAPTER_H
+
+#include <cstddef>
+
+// The bounded forms of C's text and memory calls: each does what the C function of its name does,
+// and checks the room of the destination (in bytes) first. A call that lacks room, or is given a
+// null pointer, changes nothing and says so: the result is an error number (ERANGE, EINVAL) where
+// success is 0, and -1 where success is a count.
+
+// Copies exactly `count` bytes as strncpy does: behind a shorter source it pads with zeros, and a
+// longer one is not terminated.
+int nuv_strncpy_s(char* destination, std::size_t room, const char* source, std::size_t count);
+// The room covers what is there, the source and the terminator.
+int nuv_strcat_s(char* destination, std::size_t room, const char* source);
+int nuv_memset_s(void* destination, std::size_t room, int value, std::size_t count);
+// The areas may not overlap.
+int nuv_memcpy_s(void* destination, std::size_t room, const void* source, std::size_t count);
+
+// The number of characters written, without the terminator.
+int nuv_sprintf_s(char* destination, std::size_t room, const char* format, ...);
+// The number of fields read; -1 for a null text or format.
+int nuv_sscanf_s(const char* text, const char* format, ...);
+
+#endif  // NUV_OS_ADAPTER_H
