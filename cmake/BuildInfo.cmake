@@ -1,5 +1,7 @@
 # Writes OUTPUT, a header with the revision of SOURCE_DIR and the BUILD_ID, when it would change.
 
+cmake_minimum_required(VERSION 3.25)
+
 set(revision "unknown")
 find_program(GIT git)
 if(GIT)
