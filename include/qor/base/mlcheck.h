@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <memory>
 #include <new>
+#include <type_traits>
 #include <utility>
 
 #include "qor/api.h"
@@ -22,6 +23,16 @@ namespace qor {
 QOR_API void blockAllocated(void* ptr, const char* file, unsigned line, const char* func);
 QOR_API void blockReleased(void* ptr, const char* file, unsigned line, const char* func) noexcept;
 
+// The address that an object was allocated at, which a pointer to a base need not be.
+template <class T>
+void* blockOf(T* ptr) noexcept {
+    if constexpr (std::is_polymorphic_v<T>) {
+        return const_cast<void*>(dynamic_cast<const void*>(ptr));
+    } else {
+        return const_cast<std::remove_cv_t<T>*>(ptr);
+    }
+}
+
 // The literals are kept by pointer.
 template <class T, class... Args>
 T* checkedNew(const char* file, unsigned line, const char* func, Args&&... args) {
@@ -33,7 +44,7 @@ T* checkedNew(const char* file, unsigned line, const char* func, Args&&... args)
 template <class T>
 void checkedDelete(T* ptr, const char* file, unsigned line, const char* func) noexcept {
     if (ptr == nullptr) return;
-    blockReleased(const_cast<std::remove_cv_t<T>*>(ptr), file, line, func);
+    blockReleased(blockOf(ptr), file, line, func);
     delete ptr;
 }
 

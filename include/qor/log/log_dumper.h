@@ -71,7 +71,13 @@ public:
             : dumper_(d) {
             d.enter(first, second, third, fourth);
         }
-        ~_Entry() { dumper_.leave(); }
+        ~_Entry() {
+            try {
+                dumper_.leave();
+            } catch (...) {
+                // A caller's stream that raises has reported already.
+            }
+        }
 
     private:
         dumper& dumper_;
@@ -189,13 +195,13 @@ public:
 
 private:
     void writeIndent();
-    void quote(char mark, istr text);
+    dumper& quote(char mark, istr text);
 
-    std::ostream& os_;
-    bool owned_;
-    bool first_ = true;
-    bool savedFirst_ = true;
     Config cfg_;
+    std::ostringstream* ownStream_ = nullptr;  // null for a caller's stream
+    std::ostream& os_;
+    bool first_ = true;  // the next item is the first one of its scope
+    bool savedFirst_ = true;
 };
 
 inline dumper& indent(dumper& d) {
@@ -269,7 +275,8 @@ struct QOR_API dump_hex_base {
     istr data;
 
 private:
-    void writeRow(std::ostream& os, unsigned long offset, unsigned long count) const;
+    static void writeOffset(std::ostream& os, unsigned long offset);
+    void writeRow(std::ostream& os, istr shown, unsigned long offset) const;
 };
 
 template <class Show>

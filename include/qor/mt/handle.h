@@ -1,0 +1,115 @@
+#ifndef QOR_MT_HANDLE_H
+#define QOR_MT_HANDLE_H
+
+#include <compare>
+#include <concepts>
+#include <cstddef>
+#include <functional>
+#include <utility>
+
+#include "qor/api.h"
+#include "qor/base/class_name.h"
+#include "qor/mt/shared.h"
+
+namespace qor {
+
+// Raises NullHandleException for a dereference in `func`; ends the process under nullHandleAbort.
+[[noreturn]] QOR_API void nullHandle(const char* func);
+
+// A pointer that is tested when it is followed.
+template <class T>
+class SmartPtrBase {
+public:
+    T* get() const noexcept { return ptr_; }
+    // Both raise NullHandleException when there is no object.
+    T* operator->() const {
+        if (ptr_ == nullptr) [[unlikely]] {
+            static const char* const func = memberName<T>("qor::SmartPtrBase", "operator ->");
+            nullHandle(func);
+        }
+        return ptr_;
+    }
+    T& operator*() const { return *operator->(); }
+
+    explicit operator bool() const noexcept { return ptr_ != nullptr; }
+    bool operator!() const noexcept { return ptr_ == nullptr; }
+
+protected:
+    constexpr SmartPtrBase() noexcept = default;
+    constexpr explicit SmartPtrBase(T* ptr) noexcept : ptr_(ptr) {}
+    SmartPtrBase(const SmartPtrBase&) noexcept = default;
+    SmartPtrBase& operator=(const SmartPtrBase&) noexcept = default;
+    ~SmartPtrBase() = default;
+
+    T* ptr_ = nullptr;
+};
+
+// One owner of a Shared object, possibly of none. The object may be shared between threads, a
+// Handle variable may not: one thread must not write it while another one uses it.
+template <class T>
+class Handle : public SmartPtrBase<T> {
+public:
+    using element_type = T;
+
+    constexpr Handle() noexcept = default;
+    constexpr Handle(std::nullptr_t) noexcept {}
+    // Takes a share in the object; a new one has no other owner.
+    Handle(T* ptr) noexcept : SmartPtrBase<T>(ptr) { share(); }
+    Handle(const Handle& other) noexcept : SmartPtrBase<T>(other) { share(); }
+    Handle(Handle&& other) noexcept : SmartPtrBase<T>(std::exchange(other.ptr_, nullptr)) {}
+    template <class U>
+    requires std::convertible_to<U*, T*> Handle(const Handle<U>& other)
+    noexcept : Handle(static_cast<T*>(other.get())) {}
+    ~Handle() {
+        if (this->ptr_ != nullptr) this->ptr_->__SubRef();
+    }
+
+    // By value: the old object is let go last, when this Handle is already what it shall be.
+    Handle& operator=(Handle other) noexcept {
+        swap(other);
+        return *this;
+    }
+    void reset() noexcept { Handle().swap(*this); }
+    void swap(Handle& other) noexcept { std::swap(this->ptr_, other.ptr_); }
+
+    // A Handle of another class in the tree, null if the object is none of it.
+    template <class U>
+    Handle<U> as() const noexcept {
+        return Handle<U>(dynamic_cast<U*>(this->ptr_));
+    }
+
+private:
+    void share() noexcept {
+        if (this->ptr_ != nullptr) this->ptr_->__AddRef();
+    }
+};
+
+// By the object's address.
+template <class T, class U>
+bool operator==(const Handle<T>& left, const Handle<U>& right) noexcept {
+    return left.get() == right.get();
+}
+template <class T, class U>
+requires std::convertible_to<U*, const T*>
+bool operator==(const Handle<T>& left, U* right) noexcept {
+    return left.get() == right;
+}
+template <class T>
+bool operator==(const Handle<T>& left, std::nullptr_t) noexcept {
+    return !left;
+}
+template <class T>
+std::strong_ordering operator<=>(const Handle<T>& left, const Handle<T>& right) noexcept {
+    return std::compare_three_way()(left.get(), right.get());
+}
+
+}  // namespace qor
+
+template <class T>
+struct std::hash<qor::Handle<T>> {
+    std::size_t operator()(const qor::Handle<T>& handle) const noexcept {
+        return std::hash<T*>()(handle.get());
+    }
+};
+
+#endif  // QOR_MT_HANDLE_H

@@ -1,0 +1,42 @@
+#ifndef QOR_MT_SHARED_H
+#define QOR_MT_SHARED_H
+
+#include <atomic>
+
+#include "qor/api.h"
+#include "qor/base/base_type.h"
+
+namespace qor {
+
+// The base of objects that are owned by counting: derive from it (virtually where several bases
+// have it) and hold the object by Handle. The count starts at 0, so a new object belongs to nobody
+// until a Handle takes it, and the Handle that lets the count fall to 0 deletes it. Counting is
+// atomic: Handles of several threads may share an object.
+class QOR_API Shared {
+public:
+    void __AddRef() noexcept { refCount_.fetch_add(1, std::memory_order_relaxed); }
+    // Deletes the object when the count falls to 0, unless told not to.
+    void __SubRef() noexcept {
+        if (refCount_.fetch_sub(1, std::memory_order_acq_rel) == 1) lastRefGone();
+    }
+    long __GetRef() const noexcept { return refCount_.load(std::memory_order_relaxed); }
+    // For objects on the stack or in static storage.
+    void __setNoDelete(bool on) noexcept { noDelete_.store(on, std::memory_order_relaxed); }
+
+protected:
+    Shared() noexcept = default;
+    // A copy is an object of its own: it starts with no owner, and assigning moves none.
+    Shared(const Shared&) noexcept {}
+    Shared& operator=(const Shared&) noexcept { return *this; }
+    virtual ~Shared();
+
+private:
+    void lastRefGone() noexcept;
+
+    std::atomic<long32> refCount_{0};
+    std::atomic<bool> noDelete_{false};
+};
+
+}  // namespace qor
+
+#endif  // QOR_MT_SHARED_H

@@ -1,0 +1,56 @@
+#ifndef QOR_UTIL_OPTIONAL_H
+#define QOR_UTIL_OPTIONAL_H
+
+#include <utility>
+
+namespace qor {
+
+// A value that is there or not. In contrast to std::optional there always is a T: an unset Optional
+// holds a default-made one, so reading it is harmless.
+template <class T>
+class Optional {
+public:
+    using value_type = T;
+
+    Optional() = default;
+    Optional(const T& value) : value_(value), set_(true) {}
+    Optional(T&& value) noexcept(noexcept(T(std::move(value))))
+        : value_(std::move(value)), set_(true) {}
+
+    Optional& operator=(const T& value) {
+        value_ = value;
+        set_ = true;
+        return *this;
+    }
+    Optional& operator=(T&& value) {
+        value_ = std::move(value);
+        set_ = true;
+        return *this;
+    }
+
+    bool isSet() const noexcept { return set_; }
+    explicit operator bool() const noexcept { return set_; }
+
+    const T& value() const noexcept { return value_; }
+    // The value itself if it is set, the other one if not.
+    const T& valueOr(const T& other) const noexcept { return set_ ? value_ : other; }
+    const T& operator*() const noexcept { return value_; }
+    const T* operator->() const noexcept { return &value_; }
+
+    void reset() {
+        value_ = T();
+        set_ = false;
+    }
+
+    friend bool operator==(const Optional& left, const Optional& right) {
+        return left.set_ == right.set_ && (!left.set_ || left.value_ == right.value_);
+    }
+
+private:
+    T value_ = T();
+    bool set_ = false;
+};
+
+}  // namespace qor
+
+#endif  // QOR_UTIL_OPTIONAL_H

@@ -1,0 +1,67 @@
+#ifndef QOR_UTIL_SINGLETON_T_H
+#define QOR_UTIL_SINGLETON_T_H
+
+#include <atomic>
+
+#include "qor/base/class_name.h"
+#include "qor/base/mlcheck.h"
+#include "qor/mt/mutex.h"
+
+namespace qor {
+
+// The policy of singletons: one T in the process, made at its first use by any thread and alive
+// until destroy, after which a use makes a new one. It can be asked for at any time, before main
+// and in the destructors of static objects too. The constructor of T may ask for other singletons,
+// but not, on any way, for T itself. T befriends CreateByAllocate<T>.
+//
+// The owner of T instantiates the class once in the library: `extern template` in T's header,
+// `template class QOR_API CreateByAllocate<T>` in its source.
+template <class T>
+class CreateByAllocate {
+public:
+    CreateByAllocate() = delete;
+
+    static void create() { instance(); }
+    static T* instance() {
+        T* object = instance_.load(std::memory_order_acquire);
+        return object != nullptr ? object : make();
+    }
+    // The caller sees to it that nobody uses the object any more.
+    static void destroy() noexcept {
+        const Guard guard(mutex());
+        T* object = instance_.exchange(nullptr, std::memory_order_acq_rel);
+        if (object == nullptr) return;
+        static const char* const func = memberName<T>("qor::CreateByAllocate", "destroy");
+        blockReleased(blockOf(object), __FILE__, __LINE__, func);
+        delete object;
+    }
+
+private:
+    static T* make() {
+        const Guard guard(mutex());
+        T* object = instance_.load(std::memory_order_relaxed);
+        if (object != nullptr) return object;
+        static const char* const func = memberName<T>("qor::CreateByAllocate", "create");
+        object = new (__FILE__, __LINE__, func) T();
+        try {
+            blockAllocated(object, __FILE__, __LINE__, func);
+        } catch (...) {
+            delete object;
+            throw;
+        }
+        instance_.store(object, std::memory_order_release);
+        return object;
+    }
+
+    // Never destroyed: static destructors may still ask for the object.
+    static const Mutex& mutex() {
+        static const Mutex* const lock = new Mutex;
+        return *lock;
+    }
+
+    inline static std::atomic<T*> instance_{nullptr};
+};
+
+}  // namespace qor
+
+#endif  // QOR_UTIL_SINGLETON_T_H
