@@ -26,10 +26,10 @@ public:
         T* object = instance_.load(std::memory_order_acquire);
         return object != nullptr ? object : make();
     }
-    // The caller sees to it that nobody uses the object any more.
+    // The caller sees to it that nobody uses the object any more. The lock is not held while the
+    // object goes, so its destructor may ask for any singleton.
     static void destroy() noexcept {
-        const Guard guard(mutex());
-        T* object = instance_.exchange(nullptr, std::memory_order_acq_rel);
+        T* const object = take();
         if (object == nullptr) return;
         static const char* const func = memberName<T>("qor::CreateByAllocate", "destroy");
         blockReleased(blockOf(object), __FILE__, __LINE__, func);
@@ -37,6 +37,10 @@ public:
     }
 
 private:
+    static T* take() noexcept {
+        const Guard guard(mutex());
+        return instance_.exchange(nullptr, std::memory_order_acq_rel);
+    }
     static T* make() {
         const Guard guard(mutex());
         T* object = instance_.load(std::memory_order_relaxed);

@@ -9,7 +9,8 @@ Shared::~Shared() = default;
 void Shared::lastRefGone() noexcept {
     // A destructor that makes and drops a Handle to its own object must not delete it twice.
     if (noDelete_.exchange(true, std::memory_order_relaxed)) return;
-    checkedDelete(this, __FILE__, __LINE__, "qor::Shared::__SubRef");
+    blockReleased(blockOf(this), __FILE__, __LINE__, "qor::Shared::__SubRef");
+    delete this;
 }
 
 }  // namespace qor
