@@ -1,0 +1,175 @@
+#include "qor/nbr/stream.h"
+
+#include <ostream>
+
+#include "qor/log/log_dumper.h"
+#include "qor/nbr/parser.h"
+#include "util/simple_value.h"
+
+namespace qor::nbr {
+
+namespace {
+
+constexpr istr kBegin("\xFF\x01(", 3);
+constexpr istr kEnd("\xFF\x01)", 3);
+
+// Exchanges two streams for a scope.
+template <class Stream>
+class Exchange : noncopyable {
+public:
+    Exchange(Stream& left, Stream& right) noexcept : left_(left), right_(right) {
+        left_.swap(right_);
+    }
+    ~Exchange() { left_.swap(right_); }
+
+private:
+    Stream& left_;
+    Stream& right_;
+};
+
+template <class T>
+std::ostream& dumpTo(std::ostream& os, const T& value) {
+    dumper d(os);
+    value.dump(d);
+    return os;
+}
+
+}  // namespace
+
+OutputStream::Entry::Entry(OutputStream& os) : os_(os) {
+    os_.buffer_.needMore(kBegin.size() + kEnd.size() + os_.reserved_);
+    os_.buffer_.append(kBegin.data(), kBegin.size());
+    os_.reserved_ += kEnd.size();
+}
+
+OutputStream::Entry::~Entry() {
+    os_.reserved_ -= kEnd.size();
+    os_.buffer_.append(kEnd.data(), kEnd.size());
+}
+
+void OutputStream::operator<<(null_type) {
+    writeRaw(0);
+}
+
+void OutputStream::operator<<(empty_type) {
+    write_i(istr(), false);
+}
+
+void OutputStream::operator<<(const std::string& text) {
+    simple_value::putText(buffer_, text, simple_value::kText, reserved_);
+}
+
+void OutputStream::operator<<(iwstr text) {
+    simple_value::putWide(buffer_, text, reserved_);
+}
+
+void OutputStream::swap(OutputStream& other) noexcept {
+    buffer_.swap(other.buffer_);
+    std::swap(reserved_, other.reserved_);
+}
+
+dumper& OutputStream::dump(dumper& d) const {
+    const dumper::_Entry entry(d, "qor::nbr::OutputStream");
+    d.indent().name("str()") << hexdata(str());
+    return d.endline();
+}
+
+void OutputStream::writeInt(WireNumber number) {
+    simple_value::putNumber(buffer_, number, reserved_);
+}
+
+void OutputStream::write_i(istr data, bool text) {
+    simple_value::putData(buffer_, data, text ? simple_value::kText : simple_value::kData,
+                          reserved_);
+}
+
+void OutputStream::writeRaw(istr bytes) {
+    simple_value::put(buffer_, bytes.data(), bytes.size(), reserved_);
+}
+
+void OutputStream::writeRaw(unsigned char byte) {
+    writeRaw(istr(&byte, 1));
+}
+
+InputStream::InputStream(istr data) : value_(parser::from(data)), owned_(true) {}
+
+InputStream::InputStream(istr data, unsigned char tag)
+    : value_(parser::from(data, tag)), owned_(true) {}
+
+InputStream::InputStream(ValueBase* value, const InputStream& outer)
+    : value_(value), depth_(outer.depth_ + 1) {
+    if (depth_ > kMaxDepth) {
+        QOR_THROW(qor::nbr::DecodeException, "qor::nbr::InputStream::InputStream",
+                  "objects are nested too deeply");
+    }
+}
+
+InputStream::~InputStream() {
+    if (owned_) delete value_;
+}
+
+void InputStream::swap(InputStream& other) noexcept {
+    std::swap(value_, other.value_);
+    std::swap(owned_, other.owned_);
+    std::swap(depth_, other.depth_);
+    std::swap(expected_, other.expected_);
+}
+
+ValueBase* InputStream::getChild(unsigned char tag) const noexcept {
+    if (value_ == nullptr || value_->simple()) return nullptr;
+    return static_cast<ComplexValue*>(value_)->get(tag);
+}
+
+ValueBase* InputStream::nextChild(unsigned char tag) noexcept {
+    if (value_ == nullptr || value_->simple()) return nullptr;
+    return static_cast<ComplexValue*>(value_)->find(tag, expected_);
+}
+
+SimpleValue* InputStream::getSimpleValue() const {
+    if (value_ == nullptr) return nullptr;
+    if (!value_->simple()) {
+        QOR_THROW(qor::nbr::DecodeException, "qor::nbr::InputStream::getSimpleValue",
+                  "not simple value");
+    }
+    return static_cast<SimpleValue*>(value_);
+}
+
+dumper& InputStream::dump(dumper& d) const {
+    const dumper::_Entry entry(d, "qor::nbr::InputStream");
+    if (value_ == nullptr) return d;
+    d.indent().name("get()") << *value_;
+    return d.endline();
+}
+
+void CodecInterface::encode(OutputStream& os) const {
+    CodecStream s;
+    Binding::append(os, [this, &os, &s] {
+        // Back in place also when the codec raises.
+        const Exchange exchange(os, s.bos());
+        forCodec(*this).codec(s);
+    });
+}
+
+void CodecInterface::decode(InputStream& is) {
+    CodecStream s{istr()};
+    const Exchange exchange(is, s.bis());
+    codec(s);
+}
+
+dumper& dump_buf::dump(dumper& d) const {
+    return InputStream(data).dump(d);
+}
+
+std::ostream& operator<<(std::ostream& os, const OutputStream& stream) {
+    return dumpTo(os, stream);
+}
+
+std::ostream& operator<<(std::ostream& os, const InputStream& stream) {
+    return dumpTo(os, stream);
+}
+
+std::ostream& operator<<(std::ostream& os, const dump_buf& buffer) {
+    return dumpTo(os, buffer);
+}
+
+}  // namespace qor::nbr
