@@ -38,17 +38,34 @@ protected:
 };
 
 // Numbers as text, by the rules of a standard stream with default settings in the "C" locale, at a
-// fraction of its cost.
+// fraction of its cost. For short, int, long (which is read and written as one of 32 bits) and long
+// long, each signed and unsigned, and for float and double.
 
-// Skips leading blanks, stops at the first character that does not fit. Empty text leaves the
-// target alone. Other text without a number gives 0, and one out of range the nearest limit; both
-// are failures too. Instantiated for short, unsigned short, int, unsigned, long long,
-// unsigned long long, float and double.
+// Skips leading blanks, stops at the first character that does not fit. Text that is empty or all
+// blank leaves the target alone. Other text without a number gives 0, and a number out of range the
+// nearest limit. False in all these cases.
 template <class T>
 QOR_API bool parseNumber(istr text, T& target);
-// As parsed: integers in decimal, floating point in six significant digits. Appends.
+// Integers in decimal, floating point in six significant digits. Appends.
 template <class T>
 QOR_API void formatNumber(T value, String& out);
+
+// A number with a sign of its own. Characters and bool are none; a char that is shown as a short
+// is one.
+template <class T, class Text>
+concept SignedNumber = std::is_signed_v<Text> && !std::is_same_v<Text, char> &&
+                       !std::is_same_v<T, bool> && !std::is_same_v<T, wchar_t>;
+
+template <class T>
+void deduceNumberValue(const NumberValue<T>&);
+
+// What a wrapper takes as a value: any arithmetic type, an enumerator, another wrapper.
+template <class V>
+concept ScalarSource = std::is_arithmetic_v<V> ||
+                       (std::is_enum_v<V>&& std::is_convertible_v<V, int>) ||
+                       requires(const V& value) {
+    deduceNumberValue(value);
+};
 
 // What the wrappers share. Self is the wrapper, T its scalar, and Text the type that it is parsed
 // and shown as.
@@ -56,46 +73,67 @@ template <class Self, class T, class Text>
 class QOR_API ScalarValue : public NumberValue<T> {
 public:
     constexpr ScalarValue() noexcept = default;
-    // Any arithmetic value, cut to the scalar.
-    template <class V>
-    requires std::is_arithmetic_v<V>
+    // A value of another type is cut to the scalar.
+    template <ScalarSource V>
     constexpr ScalarValue(V value) noexcept : NumberValue<T>(static_cast<T>(value)) {}
     ScalarValue(const String& text) { fromString(text); }
     // Converted to the configured code page first.
     ScalarValue(const std::wstring& text) { fromString(String(text)); }
 
-    template <class V>
-    requires std::is_arithmetic_v<V>
+    template <ScalarSource V>
     constexpr Self& operator=(V value) noexcept {
         this->value_ = static_cast<T>(value);
         return self();
     }
 
-    // Text with no number gives 0; empty text leaves the value alone.
-    Self& fromString(const String& text) {
-        Text parsed = Text();
-        if (!text.empty()) {
-            parseNumber(text, parsed);
-            this->value_ = static_cast<T>(parsed);
-        }
+    // As parseNumber reads it, cut to the scalar.
+    Self& fromString(istr text) {
+        Self::read(text, this->value_);
         return self();
     }
     String toString() const {
         String text;
-        formatNumber(static_cast<Text>(this->value_), text);
+        formatNumber(asText(this->value_), text);
         return text;
     }
 
-    // The plain value; bool by its name, bytes as numbers, characters as text.
+    // The plain value; bool by its name, bytes as numbers, characters as text. Leaves the stream
+    // with decimal numbers and a blank as its fill.
     void dump(std::ostream& os) const;
     dumper& dump(dumper& d) const;
 
-    Self operator-() const noexcept requires std::is_signed_v<T> &&(!std::is_same_v<T, wchar_t>) {
-        return Self(static_cast<T>(-this->value_));
+    Self operator-() const noexcept requires SignedNumber<T, Text> {
+        return Self(negative(asText(this->value_)));
     }
 
 protected:
     constexpr Self& self() noexcept { return static_cast<Self&>(*this); }
+
+    // A wrapper that reads its text in another way has a read of its own.
+    static void read(istr text, T& value) {
+        Text parsed = asText(value);
+        parseNumber(text, parsed);
+        value = static_cast<T>(parsed);
+    }
+
+    // A char that is a number has a sign, also where the platform's char has none.
+    static constexpr Text asText(T value) noexcept {
+        if constexpr (std::is_same_v<T, char> && SignedNumber<T, Text>) {
+            return static_cast<signed char>(value);
+        } else {
+            return static_cast<Text>(value);
+        }
+    }
+
+private:
+    // The lowest integer is its own negative.
+    static constexpr T negative(Text value) noexcept {
+        if constexpr (std::is_integral_v<Text>) {
+            return static_cast<T>(0 - static_cast<unsigned long long>(value));
+        } else {
+            return -value;
+        }
+    }
 };
 
 // The low and the high half of an integer. Half is the unsigned type of a half; the two-part
@@ -153,9 +191,14 @@ public:
     class BitHelper {
     public:
         BitHelper(unsigned char& byte, unsigned char bit) noexcept : byte_(&byte), bit_(bit) {}
+        BitHelper(const BitHelper&) noexcept = default;
         BitHelper& operator=(bool on) noexcept {
             *byte_ = withBit(*byte_, bit_, on);
             return *this;
+        }
+        // Copies the bit and not the reference.
+        BitHelper& operator=(const BitHelper& other) noexcept {
+            return *this = static_cast<bool>(other);
         }
         operator bool() const noexcept { return hasBit(*byte_, bit_); }
 
@@ -222,11 +265,12 @@ public:
     Char& fromHex(unsigned char v) noexcept { return *this = HexToChar(v); }
     unsigned char toHex() const noexcept { return HexFromChar(value_); }
 
-    // The first character; 0 for empty text.
-    Char& fromString(const String& text) noexcept {
-        return *this = text.empty() ? '\0' : text.front();
-    }
     String toString() const { return String(&value_, 1); }
+
+private:
+    friend ScalarValue;
+    // The first character; 0 for empty text.
+    static void read(istr text, char& value) noexcept { value = text.empty() ? '\0' : *text; }
 };
 
 class QOR_API Short : public HalvedValue<Short, short, short, unsigned char, 8> {
@@ -287,10 +331,9 @@ public:
     using ScalarValue::ScalarValue;
     using ScalarValue::operator=;
 
-    Wchar& fromString(const String& text) {
-        ScalarValue::fromString(text);
-        return *this = static_cast<wchar_t>(value_ & 0xFFFF);
-    }
+private:
+    friend ScalarValue;
+    static void read(istr text, wchar_t& value);
 };
 
 // The place of a bit in a byte stream: a byte, and a bit of 0 to 7 in it.
@@ -320,7 +363,7 @@ private:
 class BitsSub {
 public:
     constexpr BitsSub(const BitPos& begin, unsigned long size) noexcept
-        : begin_(begin), size_(cutSize(size)) {}
+        : begin_(begin), size_(static_cast<ulong32>(size)) {}
     constexpr BitPos begin() const noexcept { return begin_; }
     constexpr BitPos end() const noexcept { return BitPos(begin_.toTotal() + size_); }
     constexpr unsigned long size() const noexcept { return size_; }
@@ -334,14 +377,15 @@ private:
 class QOR_API Hex16 {
 public:
     // "?" above 15; 255 for what is no digit.
-    static char encode(unsigned char value) noexcept;
-    static unsigned char decode(char digit) noexcept;
-    static bool isHexChar(char digit) noexcept;
+    static char encode(unsigned char value) noexcept { return value < 16 ? HexToChar(value) : '?'; }
+    static unsigned char decode(char digit) noexcept { return HexFromChar(digit); }
+    static bool isHexChar(char digit) noexcept { return hexchar2int(digit) >= 0; }
     // Two digits for each byte, in place of what the output held.
     static void encode(const istr& bytes, String& text);
     // Kept as it is: each digit is read one place behind where it stands, so the first character
-    // is skipped and the byte behind the view, which must be there, is the last digit. A view of
-    // odd length ends at its end.
+    // is skipped and the byte behind the view, which must be there, is the last digit. What is no
+    // digit, as the terminator of a text, counts as 0. The last character of a view of odd length
+    // is left over.
     static void decode(const istr& text, Bytes& bytes);
 };
 

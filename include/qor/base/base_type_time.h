@@ -18,8 +18,9 @@ class dumper;
 // time. Overflow is not detected.
 //
 // The calendar forms use the local time zone of the process. They may run in any thread, and do
-// not queue on the C library's lock: each thread remembers the zone's offset for the quarter of an
-// hour it last worked in, so a zone that is changed while the process runs may be seen late.
+// not queue on the C library's lock: each thread remembers the zone's offset for the quarters of an
+// hour that it works in, for at most a second. A zone that is changed while the process runs (by TZ
+// and tzset) is seen that much later.
 class QOR_API Time {
 public:
     // 0 is the wall clock; any other value the performance counter.
@@ -86,13 +87,14 @@ public:
     }
     template <std::integral N>
     constexpr Time operator/(N n) const noexcept {
-        return Time(usec_ / static_cast<long long>(n));
+        const auto divisor = static_cast<long long>(n);
+        return divisor == -1 ? -*this : Time(usec_ / divisor);
     }
     constexpr Time operator*(double n) const noexcept {
-        return Time(static_cast<long long>(toMicroSecondsDouble() * n));
+        return fromDouble(toMicroSecondsDouble() * n);
     }
     constexpr Time operator/(double n) const noexcept {
-        return Time(static_cast<long long>(toMicroSecondsDouble() / n));
+        return fromDouble(toMicroSecondsDouble() / n);
     }
     constexpr double operator/(const Time& t) const noexcept {
         return toMicroSecondsDouble() / t.toMicroSecondsDouble();
@@ -105,8 +107,8 @@ public:
     constexpr Time& operator/=(N n) noexcept { return *this = *this / n; }
 
     // "2015-08-26 10:20:30.123" in local time; "<null>" for 0, and "<INVALID DATETIME(n)>" with
-    // the microseconds for what has no calendar form. What does not fit the target is cut off
-    // whole: then the target is empty.
+    // the microseconds for what has no calendar form. A target that the text does not fit into is
+    // left empty.
     String toDateTime() const;
     String& toDateTime(String& out) const;
     void toDateTime(ostr out) const;
@@ -122,15 +124,16 @@ public:
 
     Detail toDetail() const { return Detail(*this); }
 
-    // By a printf format for eight int values in the order of Detail's fields; null or empty is
-    // the calendar format. The String forms have room for 63 characters. Raises as Detail does.
+    // By a printf format for eight int values, in the order of Detail's fields. Text that does not
+    // fit is empty; the String forms have room for 63 characters. Raises as Detail does.
     String format(const char* fmt) const;
     String& format(String& out, const char* fmt) const;
     void format(ostr out, const char* fmt) const;
 
     // Reads a local time by a scanf format for eight int values; null or empty is the calendar
     // format. At most 64 characters are looked at. Fields that the text does not reach are 0, and
-    // fields out of their range carry over, as mktime does it.
+    // fields out of their range carry over, as mktime does it. So the text of toDateTime is read
+    // back to the millisecond, but for an hour that a clock put back shows twice.
     static Time fromString(const istr& text, const char* fmt = nullptr);
 
 private:
@@ -140,6 +143,11 @@ private:
     }
     static constexpr Time wrap(unsigned long long bits) noexcept {
         return Time(static_cast<long long>(bits));
+    }
+    // Truncated; out of range it is the lowest value.
+    static constexpr Time fromDouble(double usec) noexcept {
+        const bool fits = usec >= -0x1p63 && usec < 0x1p63;
+        return Time(fits ? static_cast<long long>(usec) : std::numeric_limits<long long>::min());
     }
 
     long long usec_ = 0;

@@ -23,6 +23,12 @@ double monotonicFrequency() noexcept {
     return monotonicTicks(ticks) == 0 ? 1e9 : 0;
 }
 
+long long coarseSeconds() noexcept {
+    timespec now{};
+    clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
+    return now.tv_sec;
+}
+
 void sleepMilliseconds(long long n) noexcept {
     if (n < 1) return;
     timespec left{};

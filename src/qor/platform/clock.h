@@ -11,6 +11,9 @@ long long wallMicroseconds() noexcept;
 int monotonicTicks(long long& ticks) noexcept;
 double monotonicFrequency() noexcept;
 
+// The seconds of that counter, at the lowest cost: it may lag by a few milliseconds.
+long long coarseSeconds() noexcept;
+
 // Through signals, for the whole time; not at all for less than 1.
 void sleepMilliseconds(long long n) noexcept;
 

@@ -1,0 +1,296 @@
+#include "qor/base/base_type_time.h"
+
+#include <ace/OS_NS_time.h>
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <chrono>
+#include <optional>
+#include <ostream>
+
+#include "nuv_os_adapter.h"
+#include "platform/clock.h"
+#include "qor/base/exception.h"
+
+namespace qor {
+
+namespace {
+
+constexpr const char* kCalendarFormat = "%04d-%02d-%02d %02d:%02d:%02d.%03d";
+
+// The calendar's seconds of a time, cut to 32 bits as its design has it.
+long32 calendarSeconds(const Time& time) noexcept {
+    return static_cast<long32>(time.toSeconds());
+}
+
+std::tm localTime(long32 seconds) {
+    const std::time_t time = seconds;
+    std::tm fields{};
+    if (ACE_OS::localtime_r(&time, &fields) == nullptr) {
+        QOR_THROW(InvalidDataException, "qor::Time::Detail::Detail");
+    }
+    return fields;
+}
+
+// The seconds since 1970 that a clock in UTC with these fields would show.
+long secondsOf(const std::tm& fields) noexcept {
+    using namespace std::chrono;
+    const year_month_day date{year(fields.tm_year + 1900),
+                              month(static_cast<unsigned>(fields.tm_mon + 1)),
+                              day(static_cast<unsigned>(fields.tm_mday))};
+    const seconds midnight = sys_days(date).time_since_epoch();
+    return midnight.count() + fields.tm_hour * 3600L + fields.tm_min * 60L + fields.tm_sec;
+}
+
+// A quarter of an hour, counted from the epoch, and how far local time is from UTC in it. Zones
+// change on the quarters, with some exceptions long ago: a quarter is steady if the offset is the
+// same at both of its ends.
+struct Quarter {
+    static constexpr long kSeconds = 900;
+
+    long number = 0;
+    long long readAt = -1;  // the second of the counter, none at first
+    long offset = 0;
+    bool steady = false;
+};
+
+// What the thread has worked in lately, each quarter in its place by its number.
+constinit thread_local std::array<Quarter, 8> quarters{};
+
+Quarter readQuarter(long number, long long now) {
+    const auto offsetAt = [](long seconds) {
+        return secondsOf(localTime(static_cast<long32>(seconds))) - seconds;
+    };
+    const long first = std::max<long>(number * Quarter::kSeconds, INT32_MIN);
+    const long last = std::min<long>(first + Quarter::kSeconds - 1, INT32_MAX);
+    const long offset = offsetAt(first);
+    return {number, now, offset, offset == offsetAt(last)};
+}
+
+// The offset of local time, or nothing where it is not steady. Kept for the rest of the second, so
+// that a zone that is changed is noticed soon.
+std::optional<long> localOffset(long32 seconds) {
+    const long number = (seconds - (seconds < 0 ? Quarter::kSeconds - 1 : 0)) / Quarter::kSeconds;
+    const long long now = platform::coarseSeconds();
+    Quarter& quarter = quarters[static_cast<unsigned long>(number) % quarters.size()];
+    if (quarter.number != number || quarter.readAt != now) quarter = readQuarter(number, now);
+    return quarter.steady ? std::optional<long>(quarter.offset) : std::nullopt;
+}
+
+void setFields(Time::Detail& detail, const std::tm& fields) noexcept {
+    detail.year = fields.tm_year + 1900;
+    detail.month = fields.tm_mon + 1;
+    detail.day = fields.tm_mday;
+    detail.hour = fields.tm_hour;
+    detail.minute = fields.tm_min;
+    detail.second = fields.tm_sec;
+}
+
+void setFields(Time::Detail& detail, std::chrono::seconds sinceEpoch) noexcept {
+    using namespace std::chrono;
+    const sys_days midnight = floor<days>(sys_seconds(sinceEpoch));
+    const year_month_day date(midnight);
+    const auto second = static_cast<int>((sys_seconds(sinceEpoch) - midnight).count());
+    detail.year = static_cast<int>(date.year());
+    detail.month = static_cast<int>(static_cast<unsigned>(date.month()));
+    detail.day = static_cast<int>(static_cast<unsigned>(date.day()));
+    detail.hour = second / 3600;
+    detail.minute = second / 60 % 60;
+    detail.second = second % 60;
+}
+
+// Local time with these fields; mktime finds out about daylight saving.
+Time fromDetail(const Time::Detail& detail) {
+    std::tm fields{};
+    fields.tm_year = static_cast<int>(detail.year - 1900LL);
+    fields.tm_mon = static_cast<int>(detail.month - 1LL);
+    fields.tm_mday = detail.day;
+    fields.tm_hour = detail.hour;
+    fields.tm_min = detail.minute;
+    fields.tm_sec = detail.second;
+    fields.tm_isdst = -1;
+    return Time::seconds(ACE_OS::mktime(&fields)) + Time::milliSeconds(detail.milliSecond) +
+           Time::microSeconds(detail.microSecond);
+}
+
+// Text in a buffer of the size that all text forms of a time share.
+class Text {
+public:
+    Text& add(istr text) noexcept {
+        std::memcpy(data_ + size_, text.data(), text.size());
+        size_ += text.size();
+        return *this;
+    }
+    Text& add(long long value) noexcept {
+        size_ = static_cast<unsigned long>(
+            std::to_chars(data_ + size_, data_ + sizeof data_, value).ptr - data_);
+        return *this;
+    }
+    // Exactly `width` digits.
+    Text& digits(unsigned value, unsigned width) noexcept {
+        for (unsigned i = width; i-- > 0; value /= 10)
+            data_[size_ + i] = static_cast<char>('0' + value % 10);
+        size_ += width;
+        return *this;
+    }
+
+    operator istr() const noexcept { return istr(data_, size_); }
+
+private:
+    char data_[64];
+    unsigned long size_ = 0;
+};
+
+// By hand, in the calendar format: printf would take longer than all else.
+Text calendarText(const Time::Detail& detail) noexcept {
+    const auto part = [](int value) { return static_cast<unsigned>(value); };
+    Text text;
+    text.digits(part(detail.year), 4).add("-").digits(part(detail.month), 2).add("-");
+    text.digits(part(detail.day), 2).add(" ").digits(part(detail.hour), 2).add(":");
+    text.digits(part(detail.minute), 2).add(":").digits(part(detail.second), 2).add(".");
+    // The rest of a time before 1970 is negative, and its sign takes one of the places.
+    if (detail.milliSecond >= 0) return text.digits(part(detail.milliSecond), 3);
+    return text.add("-").digits(part(-detail.milliSecond), detail.milliSecond > -100 ? 2 : 3);
+}
+
+Text fullDateTime(const Time& time) noexcept {
+    try {
+        return calendarText(Time::Detail(time));
+    } catch (...) {
+        return Text().add("<INVALID DATETIME(").add(time.toMicroSeconds()).add(")>");
+    }
+}
+
+Text dateTime(const Time& time) noexcept {
+    return time.toMicroSeconds() == 0 ? Text().add("<null>") : fullDateTime(time);
+}
+
+// Whole or not at all.
+void put(ostr out, istr text) noexcept {
+    if (out.empty()) return;
+    out.clear();
+    if (text.size() < out.max_size()) out = text;
+}
+
+}  // namespace
+
+Time::Detail::Detail(const Time& time) {
+    const long32 seconds = calendarSeconds(time);
+    if (const std::optional<long> offset = localOffset(seconds)) {
+        setFields(*this, std::chrono::seconds(seconds + *offset));
+    } else {
+        setFields(*this, localTime(seconds));
+    }
+    const int rest = static_cast<int>(time.toMicroSeconds() % 1000000);
+    milliSecond = rest / 1000;
+    microSecond = rest % 1000;
+}
+
+Time::Detail::Detail(const istr& text, const char* fmt) {
+    char buffer[65];
+    std::memset(buffer, ' ', 64);
+    buffer[64] = '\0';
+    MemCopy(buffer, text.data(), std::min(text.size(), 64UL));
+    nuv_sscanf_s(buffer, fmt != nullptr && *fmt != '\0' ? fmt : kCalendarFormat, &year, &month,
+                 &day, &hour, &minute, &second, &milliSecond, &microSecond);
+}
+
+Time Time::now(Clock clock) {
+    static const double frequency = platform::monotonicFrequency();
+    if (clock == Realtime || !(frequency > 0)) return Time(platform::wallMicroseconds());
+    long long ticks = 0;
+    const int error = platform::monotonicTicks(ticks);
+    if (error != 0) QOR_THROW(ThreadSyscallException, "qor::Time::now", error);
+    return fromDouble(static_cast<double>(ticks) / frequency * 1000000.0);
+}
+
+Time::operator timeval() const noexcept {
+    timeval value{};
+    value.tv_sec = static_cast<long32>(usec_ / 1000000);
+    value.tv_usec = static_cast<long32>(usec_ % 1000000);
+    return value;
+}
+
+void Time::sleep() const {
+    platform::sleepMilliseconds(toMilliSeconds());
+}
+
+String Time::toDateTime() const {
+    return istr(dateTime(*this));
+}
+
+String& Time::toDateTime(String& out) const {
+    return out = istr(dateTime(*this));
+}
+
+void Time::toDateTime(ostr out) const {
+    put(out, dateTime(*this));
+}
+
+String Time::toFullDateTime() const {
+    return istr(fullDateTime(*this));
+}
+
+String& Time::toFullDateTime(String& out) const {
+    return out = istr(fullDateTime(*this));
+}
+
+void Time::toFullDateTime(ostr out) const {
+    put(out, fullDateTime(*this));
+}
+
+String Time::toDuration() const {
+    const unsigned long long length = usec_ < 0 ? -bits() : bits();
+    const auto rest = static_cast<unsigned>(length % 1000000);
+    const unsigned long long seconds = length / 1000000;
+    const unsigned long long days = seconds / 86400;
+    const auto inDay = static_cast<unsigned>(seconds % 86400);
+    Text text;
+    if (usec_ < 0) text.add("-");
+    if (days != 0) text.add(static_cast<long long>(days)).add("d ");
+    text.digits(inDay / 3600, 2).add(":").digits(inDay / 60 % 60, 2).add(":");
+    text.digits(inDay % 60, 2);
+    if (rest != 0) text.add(".").digits(rest, 6);
+    return istr(text);
+}
+
+String Time::toString() const {
+    Text rest;
+    rest.add(usec_ % 1000000);
+    Text text;
+    text.add(usec_ / 1000000).add(".");
+    // The sign stands behind what fills the places up.
+    for (unsigned long i = istr(rest).size(); i < 6; ++i)
+        text.add("0");
+    return istr(text.add(istr(rest)));
+}
+
+String Time::format(const char* fmt) const {
+    String text;
+    return format(text, fmt);
+}
+
+String& Time::format(String& out, const char* fmt) const {
+    char buffer[64];
+    format(ostr(buffer, sizeof buffer), fmt);
+    return out = buffer;
+}
+
+void Time::format(ostr out, const char* fmt) const {
+    const Detail d(*this);
+    if (out.empty()) return;
+    out.clear();
+    nuv_sprintf_s(out.buffer(), out.max_size(), fmt, d.year, d.month, d.day, d.hour, d.minute,
+                  d.second, d.milliSecond, d.microSecond);
+}
+
+Time Time::fromString(const istr& text, const char* fmt) {
+    return fromDetail(Detail(text, fmt));
+}
+
+std::ostream& operator<<(std::ostream& os, const Time& time) {
+    return os << istr(time.toDuration());
+}
+
+}  // namespace qor
