@@ -57,6 +57,7 @@ public:
     void operator<<(const std::string& text);
     void operator<<(iwstr text);
     void operator<<(const std::wstring& text) { *this << iwstr(text); }
+    void operator<<(const wchar_t* text) { *this << iwstr(text); }
 
     // All bytes written. Valid until the next write.
     istr str() const noexcept { return buffer_; }
@@ -140,7 +141,7 @@ private:
 };
 
 // The base of types that are carried through a pointer. Its codec writes and reads the whole value,
-// the Entry around it included; runCodec does that for a type with a codec template.
+// the Entry around it included: see runCodec.
 class QOR_API CodecInterface : public virtual Interface {
 public:
     virtual void codec(CodecStream& s) = 0;
@@ -306,16 +307,17 @@ void field(CodecStream& s, const FieldKey& key, T& member) {
     }
 }
 
-// Runs the codec template of an object in the direction of the stream, with the Entry around it:
-// all that the codec of a CodecInterface has to do. Writing appends.
-template <class T>
-void runCodec(CodecStream& s, T& object) {
-    if (!s.encoding()) {
-        object.codec(s);
-        return;
-    }
+// What the codec of a CodecInterface does: calls `fields`, with the Entry around it when the stream
+// writes. `fields` binds the members, as a codec template does:
+//
+//     void codec(nbr::CodecStream& s) override {
+//         nbr::runCodec(s, [&] { fields(s); });
+//     }
+template <class Fields>
+void runCodec(CodecStream& s, Fields fields) {
+    if (!s.encoding()) return fields();
     const OutputStream::Entry entry(s.bos());
-    object.codec(s);
+    fields();
 }
 
 // Appends an object to the stream; a failure leaves the stream as it was.

@@ -34,6 +34,7 @@ public:
     BinaryOutStream& write(const std::string& text);
     BinaryOutStream& write(iwstr text);
     BinaryOutStream& write(const std::wstring& text) { return write(iwstr(text)); }
+    BinaryOutStream& write(const wchar_t* text) { return write(iwstr(text)); }
 
     // With no framing.
     BinaryOutStream& writeRaw(unsigned char byte);
