@@ -12,8 +12,7 @@
 #include "qor/base/field.h"
 #include "qor/base/interface.h"
 #include "qor/nbr/lsd.h"
-#include "qor/string/string_buffer.h"
-#include "qor/util/BinaryStream.h"
+#include "qor/util/simple_value.h"
 
 // How user types reach nbr. A type with a codec (see base/field.h) is written and read by
 //
@@ -33,10 +32,15 @@ class QOR_API OutputStream {
 public:
     // Writes a complex value: its start now, its end at destruction. The room for the end is
     // reserved from the start, so closing never fails.
-    class QOR_API Entry : noncopyable {
+    class Entry : noncopyable {
     public:
-        explicit Entry(OutputStream& os);
-        ~Entry();
+        explicit Entry(OutputStream& os) : os_(os) { os.begin(istr("\xFF\x01(", 3)); }
+        // Behind a tag.
+        Entry(OutputStream& os, unsigned char tag) : os_(os) {
+            const char start[] = {static_cast<char>(tag), '\xFF', '\x01', '('};
+            os.begin(istr(start, sizeof start));
+        }
+        ~Entry() { os_.values_.putReserved(kEnd); }
 
     private:
         OutputStream& os_;
@@ -44,39 +48,45 @@ public:
 
     OutputStream() = default;
 
-    void operator<<(null_type);
-    void operator<<(empty_type);
+    void operator<<(null_type) { writeRaw(0); }
+    void operator<<(empty_type) { write_i(istr(), false); }
     template <WireScalar T>
     void operator<<(const T& value) {
-        writeInt(toWire(value));
+        values_.put(toWire(value));
     }
     void operator<<(const Time& value) { *this << value.toMicroSeconds(); }
+    // A literal is refused: it could be data and text.
     void operator<<(istr data) { write_i(data, false); }
     void operator<<(const Bytes& data) { write_i(data, false); }
     // From the configured code page to UTF-8; alone in having the mark of text.
-    void operator<<(const std::string& text);
+    void operator<<(const std::string& text) { values_.putText(text, WireData::kText); }
     void operator<<(iwstr text);
     void operator<<(const std::wstring& text) { *this << iwstr(text); }
     void operator<<(const wchar_t* text) { *this << iwstr(text); }
 
     // All bytes written. Valid until the next write.
-    istr str() const noexcept { return buffer_; }
-    void swap(OutputStream& other) noexcept;
+    istr str() const noexcept { return values_.str(); }
+    void swap(OutputStream& other) noexcept { values_.swap(other.values_); }
     // Back to no bytes; the capacity stays.
-    void reset() noexcept { buffer_.size(0); }
+    void reset() { values_.reset(); }
 
     dumper& dump(dumper& d) const;
 
 private:
     friend class Binding;
 
-    void writeInt(WireNumber number);
-    void write_i(istr data, bool text);
-    void writeRaw(istr bytes);
-    void writeRaw(unsigned char byte);
+    static constexpr istr kEnd{"\xFF\x01)", 3};
 
-    StringBuffer buffer_{0};
-    unsigned long reserved_ = 0;  // for the ends of the open entries
+    void begin(istr start) {
+        values_.reserve(start.size() + kEnd.size());
+        values_.putReserved(start);
+    }
+    void write_i(istr data, bool text) {
+        values_.put(WireData{data, text ? WireData::kText : WireData::kPlain});
+    }
+    void writeRaw(unsigned char byte) { values_.putRaw(istr(&byte, 1)); }
+
+    SimpleValueBuffer values_;
 };
 
 // Walks a parsed tree.
@@ -182,8 +192,7 @@ public:
         if constexpr (OptionalValue<T>) {
             if (member.isSet()) write(s, tag, member.value());
         } else {
-            s.bos().writeRaw(tag);
-            writeValue(s, member);
+            writeTagged(s, tag, member);
         }
     }
     template <class T>
@@ -194,11 +203,12 @@ public:
     // Runs a function that writes; what it wrote is gone again if it raises.
     template <class Write>
     static void append(OutputStream& os, Write write) {
-        const unsigned long before = os.buffer_.size();
+        StringBuffer& buffer = os.values_.buffer();
+        const unsigned long before = buffer.size();
         try {
             write();
         } catch (...) {
-            os.buffer_.size(before);
+            buffer.size(before);
             throw;
         }
     }
@@ -206,24 +216,11 @@ public:
     // What the stream is in itself.
     template <class T>
     static void writeValue(CodecStream& s, const T& value) {
-        static_assert(!OptionalValue<T>, "a value that may be missing has to be a field");
         if constexpr (std::derived_from<T, CodecInterface>) {
             value.encode(s.bos());
-        } else if constexpr (MapContainer<T>) {
+        } else if constexpr (isComplex<T>) {
             const OutputStream::Entry entry(s.bos());
-            for (const auto& [key, mapped] : value) {
-                s.bos().writeRaw(kElementTag);
-                const OutputStream::Entry pair(s.bos());
-                write(s, kKeyTag, key);
-                write(s, kMappedTag, mapped);
-            }
-        } else if constexpr (SetContainer<T> || SequenceContainer<T>) {
-            const OutputStream::Entry entry(s.bos());
-            for (const typename T::value_type& element : value)
-                write(s, kElementTag, element);
-        } else if constexpr (CodecType<T, CodecStream>) {
-            const OutputStream::Entry entry(s.bos());
-            forCodec(value).codec(s);
+            writeParts(s, value);
         } else {
             s.bos() << value;
         }
@@ -249,6 +246,46 @@ public:
     }
 
 private:
+    template <class T>
+    static constexpr bool isComplex =
+        MapContainer<T> || SetContainer<T> || SequenceContainer<T> || CodecType<T, CodecStream>;
+
+    template <class T>
+    static void writeTagged(CodecStream& s, unsigned char tag, const T& value) {
+        static_assert(!OptionalValue<T>, "a value that may be missing has to be a field");
+        if constexpr (std::derived_from<T, CodecInterface>) {
+            s.bos().writeRaw(tag);
+            value.encode(s.bos());
+        } else if constexpr (isComplex<T>) {
+            const OutputStream::Entry entry(s.bos(), tag);
+            writeParts(s, value);
+        } else if constexpr (WireScalar<T>) {
+            s.bos().values_.put(tag, toWire(value));
+        } else if constexpr (std::derived_from<T, std::string>) {
+            s.bos().values_.putText(tag, value, WireData::kText);
+        } else {
+            s.bos().writeRaw(tag);
+            s.bos() << value;
+        }
+    }
+    // What stands between the brackets of a complex value.
+    template <class T>
+    static void writeParts(CodecStream& s, const T& value) {
+        if constexpr (MapContainer<T>) {
+            for (const auto& [key, mapped] : value) {
+                const OutputStream::Entry pair(s.bos(), kElementTag);
+                writeTagged(s, kKeyTag, key);
+                writeTagged(s, kMappedTag, mapped);
+            }
+        } else if constexpr (SetContainer<T> || SequenceContainer<T>) {
+            for (const typename T::value_type& element : value) {
+                writeTagged(s, kElementTag, element);
+            }
+        } else {
+            forCodec(value).codec(s);
+        }
+    }
+
     // Moves the stream into a part of its value for a scope.
     class QOR_API Inside : noncopyable {
     public:

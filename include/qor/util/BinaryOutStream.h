@@ -5,8 +5,8 @@
 
 #include "qor/base/base_type_bytes.h"
 #include "qor/base/base_type_time.h"
-#include "qor/string/string_buffer.h"
 #include "qor/util/BinaryStream.h"
+#include "qor/util/simple_value.h"
 
 namespace qor {
 
@@ -17,36 +17,45 @@ namespace qor {
 class QOR_API BinaryOutStream {
 public:
     // All bytes written. Valid until the next write.
-    istr str() const noexcept { return buffer_; }
-    StringBuffer& buffer() noexcept { return buffer_; }
-    const StringBuffer& buffer() const noexcept { return buffer_; }
+    istr str() const noexcept { return values_.str(); }
+    StringBuffer& buffer() noexcept { return values_.buffer(); }
+    const StringBuffer& buffer() const noexcept { return values_.buffer(); }
 
-    BinaryOutStream& write(null_type);
-    BinaryOutStream& write(empty_type);
+    BinaryOutStream& write(null_type) { return writeRaw(0); }
+    BinaryOutStream& write(empty_type) { return write(istr()); }
     template <WireScalar T>
     BinaryOutStream& write(const T& value) {
-        return writeNumber(toWire(value));
+        values_.put(toWire(value));
+        return *this;
     }
     BinaryOutStream& write(const Time& value) { return write(value.toMicroSeconds()); }
-    BinaryOutStream& write(istr data);
+    // A literal is refused: it could be data and text.
+    BinaryOutStream& write(istr data) {
+        values_.put(WireData{data});
+        return *this;
+    }
     BinaryOutStream& write(const Bytes& data) { return write(istr(data)); }
     // From the configured code page.
-    BinaryOutStream& write(const std::string& text);
+    BinaryOutStream& write(const std::string& text) {
+        values_.putText(text, WireData::kPlain);
+        return *this;
+    }
     BinaryOutStream& write(iwstr text);
     BinaryOutStream& write(const std::wstring& text) { return write(iwstr(text)); }
     BinaryOutStream& write(const wchar_t* text) { return write(iwstr(text)); }
 
     // With no framing.
-    BinaryOutStream& writeRaw(unsigned char byte);
-    BinaryOutStream& writeRaw(istr data);
+    BinaryOutStream& writeRaw(unsigned char byte) { return writeRaw(istr(&byte, 1)); }
+    BinaryOutStream& writeRaw(istr data) {
+        values_.putRaw(data);
+        return *this;
+    }
     BinaryOutStream& writeRaw(const char* data, unsigned long size) {
         return writeRaw(istr(data, size));
     }
 
 private:
-    BinaryOutStream& writeNumber(WireNumber number);
-
-    StringBuffer buffer_{0};
+    SimpleValueBuffer values_;
 };
 
 }  // namespace qor

@@ -36,7 +36,7 @@ public:
     }
     // What writeInt returns.
     static constexpr unsigned byteCount(unsigned long long value, unsigned long width) noexcept {
-        const unsigned fewest = static_cast<unsigned>(std::bit_width(value)) / 8 + 1;
+        const unsigned fewest = static_cast<unsigned>(std::bit_width(value | 1)) / 8 + 1;
         return fewest <= width ? fewest : std::max(static_cast<unsigned>(width), 1U);
     }
 

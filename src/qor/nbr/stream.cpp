@@ -2,16 +2,13 @@
 
 #include <ostream>
 
+#include "qor/base/base_type_convert.h"
 #include "qor/log/log_dumper.h"
 #include "qor/nbr/parser.h"
-#include "util/simple_value.h"
 
 namespace qor::nbr {
 
 namespace {
-
-constexpr istr kBegin("\xFF\x01(", 3);
-constexpr istr kEnd("\xFF\x01)", 3);
 
 // Exchanges two streams for a scope.
 template <class Stream>
@@ -36,59 +33,14 @@ std::ostream& dumpTo(std::ostream& os, const T& value) {
 
 }  // namespace
 
-OutputStream::Entry::Entry(OutputStream& os) : os_(os) {
-    os_.buffer_.needMore(kBegin.size() + kEnd.size() + os_.reserved_);
-    os_.buffer_.append(kBegin.data(), kBegin.size());
-    os_.reserved_ += kEnd.size();
-}
-
-OutputStream::Entry::~Entry() {
-    os_.reserved_ -= kEnd.size();
-    os_.buffer_.append(kEnd.data(), kEnd.size());
-}
-
-void OutputStream::operator<<(null_type) {
-    writeRaw(0);
-}
-
-void OutputStream::operator<<(empty_type) {
-    write_i(istr(), false);
-}
-
-void OutputStream::operator<<(const std::string& text) {
-    simple_value::putText(buffer_, text, simple_value::kText, reserved_);
-}
-
 void OutputStream::operator<<(iwstr text) {
-    simple_value::putWide(buffer_, text, reserved_);
-}
-
-void OutputStream::swap(OutputStream& other) noexcept {
-    buffer_.swap(other.buffer_);
-    std::swap(reserved_, other.reserved_);
+    *this << toUtf8(wstr(text));
 }
 
 dumper& OutputStream::dump(dumper& d) const {
     const dumper::_Entry entry(d, "qor::nbr::OutputStream");
     d.indent().name("str()") << hexdata(str());
     return d.endline();
-}
-
-void OutputStream::writeInt(WireNumber number) {
-    simple_value::putNumber(buffer_, number, reserved_);
-}
-
-void OutputStream::write_i(istr data, bool text) {
-    simple_value::putData(buffer_, data, text ? simple_value::kText : simple_value::kData,
-                          reserved_);
-}
-
-void OutputStream::writeRaw(istr bytes) {
-    simple_value::put(buffer_, bytes.data(), bytes.size(), reserved_);
-}
-
-void OutputStream::writeRaw(unsigned char byte) {
-    writeRaw(istr(&byte, 1));
 }
 
 InputStream::InputStream(istr data) : value_(parser::from(data)), owned_(true) {}
