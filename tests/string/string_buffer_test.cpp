@@ -4,7 +4,6 @@
 
 #include <functional>
 
-#include "qor/log/log_dumper.h"
 #include "support/allocation.h"
 
 namespace qor {
@@ -59,14 +58,6 @@ TEST(StringBuffer, DoesNotTouchTheHeapBelow256Bytes) {
     EXPECT_EQ(text(fresh), std::string(255, '\0'));
 }
 
-TEST(StringBuffer, TakesTextOfAllKinds) {
-    StringBuffer buffer("a");
-    buffer.append("bc", 1).append("c", npos).append(static_cast<const char*>(nullptr), 3);
-    buffer += istr(nullptr, 2);
-    EXPECT_EQ(text(buffer + String("d") + 'e'), "abcde");
-    EXPECT_EQ(text(buffer = String("xy")), "xy");
-}
-
 TEST(StringBuffer, TakesPartsOfItself) {
     // With room for the part, at the step to the heap, and on the heap.
     for (const unsigned long size : {20UL, 200UL, 400UL}) {
@@ -84,33 +75,27 @@ TEST(StringBuffer, TakesPartsOfItself) {
     }
 }
 
-TEST(StringBuffer, IsWrittenInPlace) {
-    StringBuffer buffer("ab");
+TEST(StringBuffer, IsWrittenInPlaceAndReadFromTheGetPosition) {
+    StringBuffer buffer("a");
+    buffer.append("bc", 1).append("c", npos).append(static_cast<const char*>(nullptr), 3);
     buffer.needMore(1000);
     const char* const place = buffer.pbuf();
-    std::memcpy(buffer.pbuf(), "cd", 2);
-    buffer.psize(buffer.psize() + 2);
-    EXPECT_EQ(buffer.str(), String("abcd"));
-    buffer.needMore(998);
-    EXPECT_EQ(buffer.pbuf(), place + 2);
-}
-
-TEST(StringBuffer, IsReadFromTheGetPosition) {
-    StringBuffer buffer("abcdefg");
+    std::memcpy(buffer.pbuf(), "defg", 4);
+    buffer.psize(buffer.psize() + 4);
+    buffer.needMore(996);
+    EXPECT_EQ(buffer.pbuf(), place + 4);
     unsigned char one = 0;
     EXPECT_EQ((buffer - one).gsize(), 1U);
-    EXPECT_EQ(buffer.gsize(), 0U);
-    buffer -= one;
     EXPECT_EQ(one, 'a');
     char memory[4];
     StringRef target(memory, sizeof memory, 1);
     buffer -= target;
-    EXPECT_EQ(istr(memory + 1, 3), istr("bcd"));
+    EXPECT_EQ(istr(memory + 1, 3), istr("abc"));
     EXPECT_EQ(target.left(), 0U);
     unsigned char out[9] = {};
     unsigned long n = sizeof out;
     buffer.read(out, n);
-    EXPECT_EQ(istr(out, n), istr("efg"));
+    EXPECT_EQ(istr(out, n), istr("defg"));
     buffer.gsize(9);
     buffer -= one;
     EXPECT_EQ(one, 'a');
@@ -162,12 +147,6 @@ TEST(StringBuffer, StaysAsItWasWhenItCannotGrow) {
     EXPECT_THROW(buffer.needMore(npos), std::bad_alloc);
     EXPECT_THROW(buffer.append("c", 1UL << 40), std::bad_alloc);
     EXPECT_EQ(text(buffer), "ab");
-}
-
-TEST(StringBuffer, ShowsItself) {
-    dumper d(true);
-    StringBuffer("abc").dump(d);
-    EXPECT_EQ(d.str(), "{data()='abc' max_size()=255 psize()=3 gsize()=0 internal_=true}");
 }
 
 }  // namespace
