@@ -66,7 +66,9 @@ TEST(StringBuffer, TakesPartsOfItself) {
         buffer.append(buffer.data() + 1, size - 1);
         expected += expected.substr(1);
         EXPECT_EQ(text(buffer), expected);
+        buffer.gsize(1);
         buffer.assign(buffer.data() + 2, size);
+        EXPECT_EQ(buffer.gsize(), 0U);
         buffer.gsize(3);
         const StringBuffer& same = buffer;
         buffer = same;
