@@ -11,23 +11,19 @@ TEST(Util, SplitsAtTheFirstBlank) {
         const char* first;
         const char* rest;
     } cases[] = {
-        {"key  value here", "key", "value here"},
         {"key \t value\nnext", "key", "value"},
         {"key  \nnext", "key", ""},
-        {"a\nb c", "a\nb", "c"},
         {" key", "", "key"},
+        {"a\nb c", "a\nb", "c"},
         {"key", "key", ""},
         {"", "", ""},
     };
     for (const auto& c : cases) {
-        String first = "old", rest = "old";
-        Util::split(c.text, first, rest);
+        String first(c.text), rest("old");
+        Util::split(first, first, rest);
         EXPECT_EQ(first, c.first) << c.text;
         EXPECT_EQ(rest, c.rest) << c.text;
     }
-    String text = "a b";
-    Util::split(text, text, text);
-    EXPECT_EQ(text, "b");
 }
 
 TEST(Util, SplitsIntoItems) {
@@ -38,8 +34,7 @@ TEST(Util, SplitsIntoItems) {
     } cases[] = {
         {"a, b ,\n c", false, {"old", "a", "b ", "c"}},
         {"a, b", true, {"old", "a", " b"}},
-        {"a,,b,", false, {"old", "a", "", "b"}},
-        {" , ", false, {"old", "", ""}},
+        {",a,,", false, {"old", "", "a", ""}},
         {"", false, {"old"}},
     };
     for (const auto& c : cases) {

@@ -62,7 +62,7 @@ public:
     // Write at the position as much as there is room for. npos is measured; null is empty text.
     StringRef& append(const char* text, unsigned long n = npos) noexcept {
         n = std::min(StrLen(text, n), left());
-        if (n != 0) std::memmove(current(), text, n);
+        if (text != nullptr && n != 0) std::memmove(current(), text, n);
         return moveBy(n);
     }
     StringRef& append(const unsigned char* text, unsigned long n = npos) noexcept {

@@ -102,9 +102,9 @@ public:
     // Takes at most n bytes.
     istr next(unsigned long n) noexcept {
         const ulong32 count = static_cast<ulong32>(std::min(n, left()));
-        const istr taken(current(), count);
+        const char* const first = current();
         cursor_ += count;
-        return taken;
+        return istr(first, first + count);
     }
     istr readAllLeft() noexcept { return next(npos); }
     // Copies at most n bytes, and sets n to their number. A null target skips them.

@@ -62,7 +62,7 @@ dumper& Printf::dump(dumper& d) const {
     {
         dumper::_Entry pieces(d, "qor::vector");
         for (ulong32 i = 0; i < tags_.size(); ++i) {
-            d.indent().name("[" + std::to_string(i) + "]") << piece(i);
+            d.indent().raw("[").write(i).name("]") << piece(i);
             d.endline();
         }
     }

@@ -24,7 +24,10 @@ char* newBlock(unsigned long capacity, const char* func) {
 void StringBuffer::swap(StringBuffer& other) noexcept {
     const bool internalHere = isInternal();
     const bool internalThere = other.isInternal();
-    std::swap(internal_, other.internal_);
+    char spare[kInternalSize];
+    std::memcpy(spare, internal_, kInternalSize);
+    std::memcpy(internal_, other.internal_, kInternalSize);
+    std::memcpy(other.internal_, spare, kInternalSize);
     std::swap(data_, other.data_);
     std::swap(max_size_, other.max_size_);
     std::swap(psize_, other.psize_);
