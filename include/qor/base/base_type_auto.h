@@ -45,7 +45,8 @@ public:
     explicit buffer_base(N n) : buffer_base(checkedSize(static_cast<unsigned long>(n)), Zeroed()) {}
     buffer_base(const buffer_base& other);
     // Copies the view and the one character behind it, which must be there: it suits views of
-    // terminated text. For an empty view the block stays unwritten.
+    // terminated text, and only those leave the block terminated. An empty view is not looked at;
+    // its block holds an empty text.
     explicit buffer_base(const View& text);
     buffer_base(buffer_base&& other) noexcept
         : data_(std::exchange(other.data_, nullptr)),

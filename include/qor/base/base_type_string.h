@@ -22,6 +22,7 @@ public:
     String() noexcept = default;
     String(const String&) = default;
     String(String&&) noexcept = default;
+    String(std::nullptr_t) noexcept {}
     String(const std::string& text) : std::string(text) {}
     String(std::string&& text) noexcept : std::string(std::move(text)) {}
     String(istr text) : std::string(std::string_view(text)) {}
@@ -43,6 +44,7 @@ public:
         std::string::operator=(std::move(text));
         return *this;
     }
+    String& operator=(std::nullptr_t) noexcept { return clear(); }
     String& operator=(istr text) { return set(text); }
     String& operator=(const char* text) { return set(text); }
     String& operator=(const unsigned char* text) { return set(text); }
@@ -65,28 +67,24 @@ public:
     }
     String& operator+=(unsigned char c) { return *this += static_cast<char>(c); }
 
-    // All by istr comparison, so that a null pointer compares as an empty view.
+    // All by istr comparison, so that a null pointer compares as an empty view. The other side is
+    // anything that is seen as an istr; String itself is spelled out for the classes derived from
+    // it.
     friend bool operator==(const String& left, const String& right) noexcept {
         return istr(left) == istr(right);
     }
-    friend bool operator==(const String& left, const std::string& right) noexcept {
-        return istr(left) == istr(right);
-    }
-    friend bool operator==(const String& left, const char* right) noexcept {
-        return istr(left) == istr(right);
-    }
-    friend bool operator==(const String& left, istr right) noexcept { return istr(left) == right; }
     friend std::strong_ordering operator<=>(const String& left, const String& right) noexcept {
         return istr(left) <=> istr(right);
     }
-    friend std::strong_ordering operator<=>(const String& left, const std::string& right) noexcept {
-        return istr(left) <=> istr(right);
+    template <std::convertible_to<istr> Text>
+    requires(!std::derived_from<Text, String>) friend bool operator==(const String& left,
+                                                                      const Text& right) noexcept {
+        return istr(left) == istr(right);
     }
-    friend std::strong_ordering operator<=>(const String& left, const char* right) noexcept {
+    template <std::convertible_to<istr> Text>
+    requires(!std::derived_from<Text, String>) friend std::strong_ordering operator<=>(
+        const String& left, const Text& right) noexcept {
         return istr(left) <=> istr(right);
-    }
-    friend std::strong_ordering operator<=>(const String& left, istr right) noexcept {
-        return istr(left) <=> right;
     }
 
     operator istr() const noexcept { return istr(data(), size()); }
@@ -134,16 +132,6 @@ private:
         return *this;
     }
 };
-
-// A Str compares with a String by its own rule.
-template <std::same_as<String> Text>
-bool operator==(const Str& left, const Text& right) noexcept {
-    return left == istr(right);
-}
-template <std::same_as<String> Text>
-std::strong_ordering operator<=>(const Str& left, const Text& right) noexcept {
-    return left <=> istr(right);
-}
 
 }  // namespace qor
 

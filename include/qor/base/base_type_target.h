@@ -48,9 +48,10 @@ public:
 
     // Parts of the room, cut to it.
     Self substr(unsigned long pos, unsigned long n = npos) const noexcept {
-        const ulong32 start = static_cast<ulong32>(std::min<unsigned long>(pos, capacity()));
-        const ulong32 room = capacity() - start;
-        return Self(ptr() + start, std::min<unsigned long>(isNpos(n) ? room : n, room));
+        if (ptr() == nullptr) return Self();
+        const unsigned long start = std::min<unsigned long>(pos, capacity());
+        const unsigned long room = capacity() - start;
+        return Self(ptr() + start, isNpos(n) ? room : std::min(n, room));
     }
     Self leftstr(unsigned long n) const noexcept { return substr(0, n); }
     Self rightstr(unsigned long n) const noexcept {
@@ -79,13 +80,14 @@ private:
     Char* ptr() const noexcept { return static_cast<const Self*>(this)->ptr_; }
     ulong32 capacity() const noexcept { return static_cast<const Self*>(this)->capacity_; }
 
+    // As strncpy does, with a terminator behind the n characters.
     void copyText(const Char* text, unsigned long n) noexcept {
+        using Traits = std::char_traits<Char>;
         if (text == nullptr || n == 0) return;
-        unsigned long i = 0;
-        for (; i < n && text[i] != Char(); ++i)
-            ptr()[i] = text[i];
-        for (; i <= n; ++i)
-            ptr()[i] = Char();
+        const Char* zero = Traits::find(text, n, Char());
+        const auto size = zero != nullptr ? static_cast<unsigned long>(zero - text) : n;
+        Traits::move(ptr(), text, size);
+        Traits::assign(ptr() + size, n - size + 1, Char());
     }
 };
 
@@ -155,9 +157,9 @@ public:
     // Copies the view and terminates behind it. The capacity is not consulted: the caller
     // guarantees room for one byte more than the view.
     Str& copy(istr text) noexcept;
-    // Appends, if the text in the view has its terminator inside the view and the result fits
-    // into as many bytes as the view has. It is meant that the view's size is the bound here, and
-    // not the capacity.
+    // Appends, if the result and its terminator fit into as many bytes as the view has, which is
+    // so only for a view that is larger than the text in it. It is meant that the view's size is
+    // the bound here, and not the capacity.
     Str& cat(istr text) noexcept;
     Str& operator+=(istr text) noexcept { return cat(text); }
 
@@ -167,14 +169,19 @@ public:
     int cmpNoCase(const char* text, unsigned long n = npos) const noexcept {
         return cmp(text, n, true);
     }
-    friend bool operator==(const Str& left, istr right) noexcept { return left.cmp(right) == 0; }
-    friend std::strong_ordering operator<=>(const Str& left, istr right) noexcept {
-        return left.cmp(right) <=> 0;
+    template <std::convertible_to<istr> Text>
+    friend bool operator==(const Str& left, const Text& right) noexcept {
+        return left.cmp(istr(right)) == 0;
+    }
+    template <std::convertible_to<istr> Text>
+    friend std::strong_ordering operator<=>(const Str& left, const Text& right) noexcept {
+        return left.cmp(istr(right)) <=> 0;
     }
     // Always without regard to case.
     bool is(istr text, unsigned long n = npos) const noexcept { return cmp(text, n, true) == 0; }
     bool isNot(istr text, unsigned long n = npos) const noexcept { return !is(text, n); }
-    // The first and the last n bytes of the room against the first n of the text.
+    // What stands in the first, and in the last, n bytes of the room, up to a terminator there,
+    // against the first n bytes of the text.
     bool beginWith(istr text, unsigned long n, bool noCase = false) const noexcept;
     bool endWith(istr text, unsigned long n, bool noCase = false) const noexcept;
 
@@ -193,6 +200,16 @@ public:
     // the last one set and not behind it: a fill of n leaves n - 1 characters. This is meant.
     // A fill of 0 does nothing.
     Str& fill(int c, unsigned long n = npos) noexcept;
+
+    Str& reset() noexcept {
+        ostr::reset();
+        return *this;
+    }
+    Str substr(unsigned long pos, unsigned long n = npos) const noexcept {
+        return Str(ostr::substr(pos, n));
+    }
+    Str leftstr(unsigned long n) const noexcept { return Str(ostr::leftstr(n)); }
+    Str rightstr(unsigned long n) const noexcept { return Str(ostr::rightstr(n)); }
 
     // The text, without the room behind it.
     operator istr() const noexcept { return istr(ptr_, size()); }

@@ -26,14 +26,14 @@ public:
     // No terminator is added: what stands behind the view stands there.
     constexpr const Char* c_str() const noexcept { return ptr_; }
     constexpr const Char* begin() const noexcept { return ptr_; }
-    constexpr const Char* end() const noexcept { return ptr_ + size_; }
+    constexpr const Char* end() const noexcept { return empty() ? ptr_ : ptr_ + size_; }
     // Unchecked.
     constexpr const Char& operator[](unsigned long i) const noexcept { return ptr_[i]; }
 
     // Positions and lengths beyond the view are cut to it.
     constexpr Self substr(unsigned long pos, unsigned long n = npos) const noexcept {
         const ulong32 start = std::min(cutSize(pos), size_);
-        return Self(ptr_ + start, std::min(cutSize(n), size_ - start));
+        return part(start, std::min(cutSize(n), size_ - start));
     }
     constexpr Self leftstr(unsigned long n) const noexcept { return substr(0, n); }
     constexpr Self rightstr(unsigned long n) const noexcept {
@@ -41,10 +41,10 @@ public:
     }
     // Unbounded: n is at most the size. A greater n wraps the size around.
     constexpr Self removeLeft(unsigned long n) const noexcept {
-        return wrapped(ptr_ + n, static_cast<ulong32>(size_ - n));
+        return part(n, static_cast<ulong32>(size_ - n));
     }
     constexpr Self removeRight(unsigned long n) const noexcept {
-        return wrapped(ptr_, static_cast<ulong32>(size_ - n));
+        return part(0, static_cast<ulong32>(size_ - n));
     }
     // By the size of the given view; its text is not compared.
     constexpr Self removeLeft(const Self& s) const noexcept { return removeLeft(s.size()); }
@@ -78,9 +78,10 @@ protected:
     const Char* ptr_ = nullptr;
 
 private:
-    static constexpr Self wrapped(const Char* ptr, ulong32 size) noexcept {
+    // A null view has null parts.
+    constexpr Self part(unsigned long start, ulong32 size) const noexcept {
         Self s;
-        s.ptr_ = ptr;
+        s.ptr_ = ptr_ != nullptr ? ptr_ + start : nullptr;
         s.size_ = size;
         return s;
     }
@@ -139,11 +140,11 @@ public:
 
     // Moves the start by the signed smaller of n and the size. A negative n widens the view to
     // the left, with no lower bound.
-    constexpr istr& advance(int n) noexcept;
+    constexpr istr& advance(long n) noexcept;
     constexpr istr& operator+=(int n) noexcept { return advance(n); }
-    constexpr istr& operator-=(int n) noexcept { return advance(-n); }
-    constexpr istr operator+(int n) const noexcept { return istr(*this).advance(n); }
-    constexpr istr operator-(int n) const noexcept { return istr(*this).advance(-n); }
+    constexpr istr& operator-=(int n) noexcept { return advance(-static_cast<long>(n)); }
+    constexpr istr operator+(int n) const noexcept { return istr(*this) += n; }
+    constexpr istr operator-(int n) const noexcept { return istr(*this) -= n; }
     // Forward only while there is something left; back without a bound.
     constexpr istr& operator++() noexcept;
     constexpr istr operator++(int) noexcept;
@@ -241,7 +242,7 @@ struct base64 : istr {
     explicit base64(istr text) noexcept : istr(text) {}
 };
 
-constexpr istr& istr::advance(int n) noexcept {
+constexpr istr& istr::advance(long n) noexcept {
     if (ptr_ == nullptr) return *this;
     const long step = std::min<long>(n, size_);
     ptr_ += step;
@@ -271,8 +272,7 @@ constexpr istr istr::operator--(int) noexcept {
 
 constexpr istr istr::next(unsigned long n) noexcept {
     const istr taken = leftstr(n);
-    ptr_ += taken.size_;
-    size_ -= taken.size_;
+    *this = removeLeft(taken);
     return taken;
 }
 

@@ -1,6 +1,6 @@
 #include "qor/base/base_type_auto.h"
 
-#include <type_traits>
+#include <algorithm>
 
 namespace qor {
 
@@ -57,8 +57,13 @@ buffer_base<Char>::buffer_base(const buffer_base& other)
 
 template <class Char>
 buffer_base<Char>::buffer_base(const View& text)
-    : data_(allocate<Char>(text.size() + 1)), capacity_(checkedSize(text.size())) {
-    if (!text.empty()) std::copy_n(text.data(), capacity_, data_);
+    : capacity_(checkedSize(text.empty() ? 0 : text.size())) {
+    data_ = allocate<Char>(capacity_);
+    if (text.empty()) {
+        *data_ = Char();
+    } else {
+        std::copy_n(text.data(), capacity_, data_);
+    }
 }
 
 template <class Char>

@@ -8,6 +8,15 @@
 
 namespace qor {
 
+namespace {
+
+// At least n, at least twice what there was, and no more than 32 bits hold if n does not need it.
+unsigned long grownCapacity(unsigned long n, unsigned long capacity) noexcept {
+    return std::max(n, std::min(2 * capacity + 2, npos32 - 1UL));
+}
+
+}  // namespace
+
 Bytes::Bytes(const Bytes& other) {
     alloc(std::max(other.size(), 2UL));
     assign(istr(other));
@@ -39,7 +48,7 @@ Bytes& Bytes::append(istr content) {
         return *this;
     }
     // The old block lives until the copy is done: the content may be a part of it.
-    Bytes grown(std::max(wanted, 2UL * capacity_ + 2));
+    Bytes grown(grownCapacity(wanted, capacity_));
     grown.assign(istr(*this));
     grown.append(content);
     swap(grown);
@@ -48,7 +57,7 @@ Bytes& Bytes::append(istr content) {
 
 void Bytes::resize(unsigned long n) {
     if (n <= capacity_) return;
-    Bytes grown(std::max(n, 2UL * capacity_ + 2));
+    Bytes grown(grownCapacity(n, capacity_));
     grown.assign(istr(*this));
     swap(grown);
 }
@@ -71,31 +80,32 @@ void Bytes::free() noexcept {
 }
 
 void hexstr2bytes(istr text, Bytes& out) {
-    out.resize(out.size() + (text.size() + 1) / 2);
-    for (unsigned long i = 0; i < text.size(); i += 2) {
-        const char byte = static_cast<char>(hexstr2byte(text[i], text[i + 1]));
-        out.append(istr(&byte, 1));
-    }
+    out.append(hexstr2bytes(text));
 }
 
 Bytes hexstr2bytes(istr text) {
-    Bytes out;
-    hexstr2bytes(text, out);
-    return out;
+    if (text.empty()) return Bytes();
+    const unsigned long size = (text.size() + 1) / 2;
+    Bytes bytes(size);
+    for (unsigned long i = 0; i < size; ++i)
+        bytes[i] = hexstr2byte(text[2 * i], text[2 * i + 1]);
+    bytes.size(size);
+    return bytes;
 }
 
 void int2bytes(unsigned long long value, unsigned long width, Bytes& out) {
-    out.resize(out.size() + width);
-    for (unsigned long i = width; i-- > 0;) {
-        const char byte = i < 8 ? static_cast<char>(value >> (8 * i)) : '\0';
-        out.append(istr(&byte, 1));
-    }
+    if (width > npos32) throw std::bad_alloc();
+    const unsigned long size = out.size() + width;
+    out.resize(size);
+    for (unsigned long i = 1; i <= width; ++i, value >>= 8)
+        out[size - i] = static_cast<unsigned char>(value);
+    out.size(size);
 }
 
 Bytes int2bytes(unsigned long long value, unsigned long width) {
-    Bytes out;
-    int2bytes(value, width, out);
-    return out;
+    Bytes bytes;
+    int2bytes(value, width, bytes);
+    return bytes;
 }
 
 }  // namespace qor

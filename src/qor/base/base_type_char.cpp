@@ -5,7 +5,7 @@
 #include <cstdlib>
 #include <cwchar>
 #include <cwctype>
-#include <iterator>
+#include <new>
 #include <ostream>
 
 #include "base/size_difference.h"
@@ -35,11 +35,12 @@ int compareEmpty(bool leftHasText, bool rightHasText) noexcept {
 }
 
 int compareNoCase(const char* left, const char* right, unsigned long n) noexcept {
-    for (unsigned long i = 0; i < n; ++i) {
+    unsigned long i = 0;
+    for (; i < n && left[i] != '\0' && right[i] != '\0'; ++i) {
         const int difference = asUnsigned(CharToUpper(left[i])) - asUnsigned(CharToUpper(right[i]));
-        if (difference != 0 || left[i] == '\0') return difference;
+        if (difference != 0) return difference;
     }
-    return 0;
+    return i < n ? asUnsigned(left[i]) - asUnsigned(right[i]) : 0;
 }
 
 template <class Text>
@@ -261,8 +262,8 @@ int hexchar2int(char digit) noexcept {
 }
 
 void byte2hexstr(unsigned char value, String& out) {
-    out += HexToChar(value >> 4);
-    out += HexToChar(value);
+    const char digits[] = {HexToChar(value >> 4), HexToChar(value)};
+    out.append(digits, 2);
 }
 
 String byte2hexstr(unsigned char value) {
@@ -279,32 +280,36 @@ unsigned char hexstr2byte(char high, char low) noexcept {
 }
 
 unsigned char hexstr2byte(istr text) noexcept {
-    return hexstr2byte(text[0], text[1]);
+    return text.is_null() ? 255 : hexstr2byte(text[0], text[1]);
 }
 
 void bytes2hexstr(istr bytes, String& out) {
-    if (bytes.empty()) return;
-    out.reserve(out.size() + 2 * bytes.size());
-    for (const char byte : bytes)
-        byte2hexstr(static_cast<unsigned char>(byte), out);
+    out += bytes2hexstr(bytes);
 }
 
 String bytes2hexstr(istr bytes) {
-    String out;
-    bytes2hexstr(bytes, out);
-    return out;
+    String digits;
+    if (bytes.empty()) return digits;
+    digits.resize(2 * bytes.size());
+    char* out = digits.data();
+    for (const char byte : bytes) {
+        *out++ = kDigits[asUnsigned(byte) >> 4];
+        *out++ = kDigits[asUnsigned(byte) & 15];
+    }
+    return digits;
 }
 
 void int2hexstr(unsigned long long value, unsigned long width, String& out) {
-    for (unsigned long i = width; i-- > 0;) {
-        byte2hexstr(i < 8 ? static_cast<unsigned char>(value >> (8 * i)) : 0, out);
-    }
+    if (width > npos32) throw std::bad_alloc();
+    out.append(2 * width, '0');
+    for (unsigned long i = 1; i <= 2 * width && value != 0; ++i, value >>= 4)
+        out[out.size() - i] = kDigits[value & 15];
 }
 
 String int2hexstr(unsigned long long value, unsigned long width) {
-    String out;
-    int2hexstr(value, width, out);
-    return out;
+    String digits;
+    int2hexstr(value, width, digits);
+    return digits;
 }
 
 unsigned long long hexstr2int(istr text) noexcept {

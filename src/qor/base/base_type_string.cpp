@@ -19,10 +19,16 @@ String::operator std::wstring() const {
 }
 
 String& String::replace(const std::string& from, const std::string& to) {
-    if (from.empty()) return *this;
-    for (size_type at = find(from); at != npos; at = find(from, at + to.size())) {
-        replace(at, from.size(), to);
+    size_type at = from.empty() ? npos : find(from);
+    if (at == npos) return *this;
+    std::string replaced;
+    size_type done = 0;
+    for (; at != npos; at = find(from, done)) {
+        replaced.append(*this, done, at - done).append(to);
+        done = at + from.size();
     }
+    replaced.append(*this, done);
+    swap(replaced);
     return *this;
 }
 

@@ -6,6 +6,15 @@
 
 namespace qor {
 
+namespace {
+
+// A part of a room need not have a terminator in it.
+bool sameStart(const Str& part, istr text, unsigned long n, bool noCase) noexcept {
+    return StrCmpW(istr(part.data(), part.sizeN()), text, n, noCase) == 0;
+}
+
+}  // namespace
+
 void ostr::dump(std::ostream& os) const {
     os << sizeN() << '/' << max_size() << ", " << istr(ptr_, sizeN());
 }
@@ -20,10 +29,7 @@ Str& Str::copy(istr text) noexcept {
 }
 
 Str& Str::cat(istr text) noexcept {
-    // A text without a terminator in its view could not fit into as many bytes as the view has.
-    if (StrLenN(text.data(), text.size()) < text.size()) {
-        StrSafeCat(ptr_, text.data(), text.size());
-    }
+    StrSafeCat(ptr_, text.data(), text.size());
     return *this;
 }
 
@@ -36,11 +42,11 @@ int Str::cmp(const char* text, unsigned long n, bool noCase) const noexcept {
 }
 
 bool Str::beginWith(istr text, unsigned long n, bool noCase) const noexcept {
-    return StrCmpW(istr(leftstr(n)), text, n, noCase) == 0;
+    return sameStart(leftstr(n), text, n, noCase);
 }
 
 bool Str::endWith(istr text, unsigned long n, bool noCase) const noexcept {
-    return StrCmpW(istr(rightstr(n)), text, n, noCase) == 0;
+    return sameStart(rightstr(n), text, n, noCase);
 }
 
 Str& Str::toUpper(unsigned long n) noexcept {

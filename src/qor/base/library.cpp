@@ -3,6 +3,7 @@
 #include <ace/Init_ACE.h>
 
 #include <cstdlib>
+#include <cstring>
 #include <iomanip>
 #include <ostream>
 
@@ -18,23 +19,26 @@ namespace {
 constexpr const char* kVersion = "2.0.5-00[20150826]";
 constexpr const char* kCompiledAt = __DATE__ " " __TIME__;
 
-// One line for each setting of the build, in a fixed order.
-constexpr const char* kCompileOptions =
-#ifdef _WIN32
-    "\tWIN32\n"
-#endif
-#ifdef NDEBUG
-    "\tNDEBUG\n"
-#endif
-    "\t_QOR_UNIT_TEST OFF\n"
-    "\t_QOR_DEBUG OFF\n"
-    "\t_QOR_TRACE OFF\n"
-    "\t_QOR_TRACE_LOG OFF\n"
-    "\t_QOR_MEMLEAKCHECK OFF\n"
-    "\t_QOR_ASSERT OFF\n"
-    "\t_QOR_ASSERT_ABORT OFF\n"
-    "\t_QOR_BREAK_ON_EXCEPTION OFF\n";
+// A throw site always throws.
 constexpr int kThrowReally = 1;
+
+// Settings of the build that are on when a macro of their name is defined. `expansion` is the name
+// itself for a macro that is not.
+struct Option {
+    const char* name;
+    const char* expansion;
+    bool on() const noexcept { return std::strcmp(name, expansion) != 0; }
+};
+#define QOR_TEXT(...) #__VA_ARGS__
+#define QOR_EXPANDED(...) QOR_TEXT(__VA_ARGS__)
+#define QOR_OPTION(name) \
+    { #name, QOR_EXPANDED(name) }
+constexpr Option kOptions[] = {
+    QOR_OPTION(_QOR_UNIT_TEST),    QOR_OPTION(_QOR_DEBUG),
+    QOR_OPTION(_QOR_TRACE),        QOR_OPTION(_QOR_TRACE_LOG),
+    QOR_OPTION(_QOR_MEMLEAKCHECK), QOR_OPTION(_QOR_ASSERT),
+    QOR_OPTION(_QOR_ASSERT_ABORT), QOR_OPTION(_QOR_BREAK_ON_EXCEPTION),
+};
 
 void log(const String& line) {
     upward::writeLine(line);
@@ -95,7 +99,15 @@ std::ostream& operator<<(std::ostream& os, show_version) {
     os << "QOR(Quick Object Runtime) version " << kVersion << '\n';
     os << "\nCurrent time = " << istr(Time::now().toDateTime()) << '\n';
     os << "Compile time = " << kCompiledAt << '\n';
-    os << "Compile options:\n" << kCompileOptions;
+    os << "Compile options:\n";
+#ifdef _WIN32
+    os << "\tWIN32\n";
+#endif
+#ifdef NDEBUG
+    os << "\tNDEBUG\n";
+#endif
+    for (const Option& option : kOptions)
+        os << '\t' << option.name << (option.on() ? " ON\n" : " OFF\n");
     return os << "\t_QOR_THROW_REALLY = " << kThrowReally << '\n';
 }
 
