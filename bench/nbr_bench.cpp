@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "nbr_bench.pb.h"
-#include "qor/nbr/stream.h"
+#include "qor/nbr/binding.h"
 
 #include <msgpack.hpp>
 

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "qor/base/base_type_number.h"
-#include "qor/nbr/stream.h"
+#include "qor/nbr/binding.h"
 #include "qor/util/optional.h"
 
 namespace {

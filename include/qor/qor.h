@@ -22,6 +22,7 @@
 #include "qor/mt/handle.h"
 #include "qor/mt/mutex.h"
 #include "qor/mt/shared.h"
+#include "qor/nbr/binding.h"
 #include "qor/nbr/lsd.h"
 #include "qor/nbr/parser.h"
 #include "qor/nbr/stream.h"

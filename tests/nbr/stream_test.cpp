@@ -1,4 +1,4 @@
-#include "qor/nbr/stream.h"
+#include "qor/nbr/binding.h"
 
 #include <gtest/gtest.h>
 

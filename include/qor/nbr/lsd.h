@@ -125,7 +125,7 @@ public:
     dumper& dump(dumper& d) const override;
 
 private:
-    friend class InputStream;
+    friend class Reader;
     friend Pool;
     friend parser;
 

@@ -128,9 +128,9 @@ public:
     unsigned long size() const noexcept { return psize_; }
     unsigned long psize() const noexcept { return psize_; }
     unsigned long gsize() const noexcept { return gsize_; }
-    void size(unsigned long n) noexcept { psize_ = cutSize(n); }
-    void psize(unsigned long n) noexcept { psize_ = cutSize(n); }
-    void gsize(unsigned long n) noexcept { gsize_ = cutSize(n); }
+    void size(unsigned long n) noexcept { psize(n); }
+    void psize(unsigned long n) noexcept { psize_ = static_cast<ulong32>(n); }
+    void gsize(unsigned long n) noexcept { gsize_ = static_cast<ulong32>(n); }
     char* pbuf() noexcept { return data_ + psize_; }
     const char* pbuf() const noexcept { return data_ + psize_; }
     char* gbuf() noexcept { return data_ + gsize_; }

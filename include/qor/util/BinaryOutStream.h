@@ -17,29 +17,26 @@ namespace qor {
 class QOR_API BinaryOutStream {
 public:
     // All bytes written. Valid until the next write.
-    istr str() const noexcept { return values_.str(); }
-    StringBuffer& buffer() noexcept { return values_.buffer(); }
-    const StringBuffer& buffer() const noexcept { return values_.buffer(); }
+    istr str() const noexcept { return buffer_; }
+    StringBuffer& buffer() noexcept { return buffer_; }
+    const StringBuffer& buffer() const noexcept { return buffer_; }
 
     BinaryOutStream& write(null_type) { return writeRaw(0); }
     BinaryOutStream& write(empty_type) { return write(istr()); }
     template <WireScalar T>
     BinaryOutStream& write(const T& value) {
-        values_.put(toWire(value));
-        return *this;
+        buffer_.needMore(simple_value::kMostNumber);
+        return finish(simple_value::store(buffer_.pbuf(), toWire(value)));
     }
     BinaryOutStream& write(const Time& value) { return write(value.toMicroSeconds()); }
     // A literal is refused: it could be data and text.
     BinaryOutStream& write(istr data) {
-        values_.put(WireData{data});
-        return *this;
+        data = simple_value::grow(buffer_, data, simple_value::kMostHeader + data.size());
+        return finish(simple_value::store(buffer_.pbuf(), WireData{data}));
     }
     BinaryOutStream& write(const Bytes& data) { return write(istr(data)); }
     // From the configured code page.
-    BinaryOutStream& write(const std::string& text) {
-        values_.putText(text, WireData::kPlain);
-        return *this;
-    }
+    BinaryOutStream& write(const std::string& text);
     BinaryOutStream& write(iwstr text);
     BinaryOutStream& write(const std::wstring& text) { return write(iwstr(text)); }
     BinaryOutStream& write(const wchar_t* text) { return write(iwstr(text)); }
@@ -47,7 +44,7 @@ public:
     // With no framing.
     BinaryOutStream& writeRaw(unsigned char byte) { return writeRaw(istr(&byte, 1)); }
     BinaryOutStream& writeRaw(istr data) {
-        values_.putRaw(data);
+        buffer_ += data;
         return *this;
     }
     BinaryOutStream& writeRaw(const char* data, unsigned long size) {
@@ -55,7 +52,12 @@ public:
     }
 
 private:
-    SimpleValueBuffer values_;
+    BinaryOutStream& finish(const char* end) noexcept {
+        buffer_.psize(static_cast<unsigned long>(end - buffer_.data()));
+        return *this;
+    }
+
+    StringBuffer buffer_{0};
 };
 
 }  // namespace qor

@@ -3,11 +3,12 @@
 
 #include <bit>
 #include <cstring>
-#include <string>
 
-#include "qor/base/base_type_bytes.h"
 #include "qor/string/string_buffer.h"
 #include "qor/util/BinaryStream.h"
+
+// The one form that the binary formats have for a value without parts: a byte with the count of
+// size bytes, the size, and the data. All that is used for every value is inline.
 
 namespace qor {
 
@@ -20,137 +21,63 @@ struct WireData {
     unsigned char mark = kPlain;
 };
 
-// The bytes of a binary writer. Simple values are put behind the others in the form that the binary
-// formats share: a byte with the count of size bytes, the size, and the data. All of it is inline:
-// a value costs one test for room and a few stores. A put that raises std::bad_alloc changes
-// nothing.
-class QOR_API SimpleValueBuffer {
-public:
-    SimpleValueBuffer() : utf8_(textIsUtf8()) {}
+namespace simple_value {
 
-    StringBuffer& buffer() noexcept { return buffer_; }
-    const StringBuffer& buffer() const noexcept { return buffer_; }
-    istr str() const noexcept { return buffer_; }
-    void swap(SimpleValueBuffer& other) noexcept;
-    // Back to no bytes. The configured code page is asked for anew.
-    void reset() {
-        buffer_.size(0);
-        utf8_ = textIsUtf8();
-    }
+// The most bytes that a number takes, and that stand in front of data.
+inline constexpr unsigned long kMostNumber = 2 + sizeof(unsigned long long);
+inline constexpr unsigned long kMostHeader = 1 + 4;
 
-    // Bytes as they stand, with others to come that shall find room: see reserve.
-    void putRaw(istr bytes) {
-        bytes = makeRoom(bytes, bytes.size());
-        finish(copy(buffer_.pbuf(), bytes.data(), bytes.size()));
-    }
-    void put(WireNumber number) { finish(store(room(kMostNumber), number)); }
-    void put(WireData value) {
-        value.data = makeRoom(value.data, kMostHeader + value.data.size());
-        finish(store(buffer_.pbuf(), value));
-    }
-    // Narrow text is taken from the configured code page to UTF-8.
-    void putText(istr text, unsigned char mark) {
-        if (!utf8_) [[unlikely]]
-            return put(WireData{converted(text), mark});
-        put(WireData{text, mark});
-    }
+template <unsigned Size>
+inline void copyTwice(char* to, const char* from, unsigned long n) noexcept {
+    char first[Size];
+    char last[Size];
+    std::memcpy(first, from, Size);
+    std::memcpy(last, from + n - Size, Size);
+    std::memcpy(to, first, Size);
+    std::memcpy(to + n - Size, last, Size);
+}
 
-    // The same behind a tag.
-    void put(unsigned char tag, WireNumber number) {
-        char* const at = room(1 + kMostNumber);
-        *at = static_cast<char>(tag);
-        finish(store(at + 1, number));
+// Texts are short more often than not: what two overlapping moves can copy needs no call.
+inline char* copy(char* to, const char* from, unsigned long n) noexcept {
+    if (n > 32) {
+        std::memcpy(to, from, n);
+    } else if (n >= 16) {
+        copyTwice<16>(to, from, n);
+    } else if (n >= 8) {
+        copyTwice<8>(to, from, n);
+    } else if (n >= 4) {
+        copyTwice<4>(to, from, n);
+    } else {
+        for (unsigned long i = 0; i < n; ++i)
+            to[i] = from[i];
     }
-    void put(unsigned char tag, WireData value) {
-        value.data = makeRoom(value.data, 1 + kMostHeader + value.data.size());
-        char* const at = buffer_.pbuf();
-        *at = static_cast<char>(tag);
-        finish(store(at + 1, value));
-    }
-    void putText(unsigned char tag, istr text, unsigned char mark) {
-        if (!utf8_) [[unlikely]]
-            return put(tag, WireData{converted(text), mark});
-        put(tag, WireData{text, mark});
-    }
+    return to + n;
+}
 
-    // Keeps room behind everything that is put from now on, for n bytes that putReserved takes.
-    void reserve(unsigned long n) {
-        buffer_.needMore(reserved_ + n);
-        reserved_ += n;
-    }
-    void putReserved(istr bytes) noexcept {
-        reserved_ -= bytes.size();
-        finish(copy(buffer_.pbuf(), bytes.data(), bytes.size()));
-    }
+// Store a value and return its end. There is room for kMostNumber bytes, also of a shorter number;
+// for kMostHeader and the data.
+inline char* store(char* to, WireNumber number) noexcept {
+    static_assert(std::endian::native == std::endian::little);
+    const unsigned count = BinaryStream::byteCount(number.bits, number.width);
+    to[0] = 1;
+    to[1] = static_cast<char>(count);
+    std::memcpy(to + 2, &number.bits, sizeof number.bits);
+    return to + 2 + count;
+}
+inline char* store(char* to, const WireData& value) noexcept {
+    const auto size = static_cast<ulong32>(value.data.size());
+    const unsigned count = BinaryStream::byteCount(size, sizeof size);
+    to[0] = static_cast<char>(value.mark | count);
+    std::memcpy(to + 1, &size, sizeof size);
+    return copy(to + 1 + count, value.data.data(), size);
+}
 
-private:
-    static constexpr unsigned long kMostNumber = 2 + sizeof(unsigned long long);
-    static constexpr unsigned long kMostHeader = 1 + 4;
+// Whether narrow text in memory is UTF-8, as it is on the wire.
+QOR_API bool textIsUtf8();
+// Makes room for n bytes. Returns the data again, which moves if it is a part of the buffer.
+QOR_API istr grow(StringBuffer& buffer, istr data, unsigned long n);
 
-    static bool textIsUtf8();
-    static Bytes converted(istr text);
-
-    char* room(unsigned long n) {
-        buffer_.needMore(reserved_ + n);
-        return buffer_.pbuf();
-    }
-    // The data again, which has moved if it was a part of the buffer.
-    istr makeRoom(istr data, unsigned long n) {
-        if (reserved_ + n > buffer_.max_size() - buffer_.size()) [[unlikely]]
-            return grow(data, n);
-        return data;
-    }
-    istr grow(istr data, unsigned long n);
-    void finish(const char* end) noexcept {
-        buffer_.psize(static_cast<unsigned long>(end - buffer_.data()));
-    }
-
-    static char* store(char* to, WireNumber number) noexcept {
-        static_assert(std::endian::native == std::endian::little);
-        const unsigned count = BinaryStream::byteCount(number.bits, number.width);
-        to[0] = 1;
-        to[1] = static_cast<char>(count);
-        std::memcpy(to + 2, &number.bits, sizeof number.bits);
-        return to + 2 + count;
-    }
-    static char* store(char* to, const WireData& value) noexcept {
-        const unsigned long size = value.data.size();
-        const unsigned count = BinaryStream::byteCount(size, 4);
-        to[0] = static_cast<char>(value.mark | count);
-        const auto bytes = static_cast<ulong32>(size);
-        std::memcpy(to + 1, &bytes, sizeof bytes);
-        return copy(to + 1 + count, value.data.data(), size);
-    }
-    // Texts are short more often than not: what two overlapping moves can copy needs no call.
-    static char* copy(char* to, const char* from, unsigned long n) noexcept {
-        if (n > 32) {
-            std::memcpy(to, from, n);
-        } else if (n >= 16) {
-            copyTwice<16>(to, from, n);
-        } else if (n >= 8) {
-            copyTwice<8>(to, from, n);
-        } else if (n >= 4) {
-            copyTwice<4>(to, from, n);
-        } else {
-            for (unsigned long i = 0; i < n; ++i)
-                to[i] = from[i];
-        }
-        return to + n;
-    }
-    template <unsigned Size>
-    static void copyTwice(char* to, const char* from, unsigned long n) noexcept {
-        char first[Size];
-        char last[Size];
-        std::memcpy(first, from, Size);
-        std::memcpy(last, from + n - Size, Size);
-        std::memcpy(to, first, Size);
-        std::memcpy(to + n - Size, last, Size);
-    }
-
-    StringBuffer buffer_{0};
-    unsigned long reserved_ = 0;
-    bool utf8_;
-};
+}  // namespace simple_value
 
 }  // namespace qor
 

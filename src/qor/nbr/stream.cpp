@@ -1,4 +1,4 @@
-#include "qor/nbr/stream.h"
+#include "qor/nbr/binding.h"
 
 #include <ostream>
 
@@ -24,6 +24,11 @@ private:
     Stream& right_;
 };
 
+[[noreturn]] void raiseNotSimple() {
+    QOR_THROW(qor::nbr::DecodeException, "qor::nbr::InputStream::getSimpleValue",
+              "not simple value");
+}
+
 template <class T>
 std::ostream& dumpTo(std::ostream& os, const T& value) {
     dumper d(os);
@@ -33,8 +38,23 @@ std::ostream& dumpTo(std::ostream& os, const T& value) {
 
 }  // namespace
 
+void OutputStream::operator<<(const std::string& text) {
+    // Text in UTF-8 needs no copy in between.
+    if (utf8_) {
+        write_i(text, true);
+    } else {
+        write_i(toUtf8(ansi(text)), true);
+    }
+}
+
 void OutputStream::operator<<(iwstr text) {
     *this << toUtf8(wstr(text));
+}
+
+void OutputStream::swap(OutputStream& other) noexcept {
+    buffer_.swap(other.buffer_);
+    std::swap(reserved_, other.reserved_);
+    std::swap(utf8_, other.utf8_);
 }
 
 dumper& OutputStream::dump(dumper& d) const {
@@ -48,18 +68,6 @@ InputStream::InputStream(istr data) : value_(parser::from(data)), owned_(true) {
 InputStream::InputStream(istr data, unsigned char tag)
     : value_(parser::from(data, tag)), owned_(true) {}
 
-InputStream::InputStream(ValueBase* value, const InputStream& outer)
-    : value_(value), depth_(outer.depth_ + 1) {
-    if (depth_ > kMaxDepth) {
-        QOR_THROW(qor::nbr::DecodeException, "qor::nbr::InputStream::InputStream",
-                  "objects are nested too deeply");
-    }
-}
-
-InputStream::~InputStream() {
-    if (owned_) delete value_;
-}
-
 void InputStream::swap(InputStream& other) noexcept {
     std::swap(value_, other.value_);
     std::swap(owned_, other.owned_);
@@ -72,17 +80,9 @@ ValueBase* InputStream::getChild(unsigned char tag) const noexcept {
     return static_cast<ComplexValue*>(value_)->get(tag);
 }
 
-ValueBase* InputStream::nextChild(unsigned char tag) noexcept {
-    if (value_ == nullptr || value_->simple()) return nullptr;
-    return static_cast<ComplexValue*>(value_)->find(tag, expected_);
-}
-
 SimpleValue* InputStream::getSimpleValue() const {
     if (value_ == nullptr) return nullptr;
-    if (!value_->simple()) {
-        QOR_THROW(qor::nbr::DecodeException, "qor::nbr::InputStream::getSimpleValue",
-                  "not simple value");
-    }
+    if (!value_->simple()) raiseNotSimple();
     return static_cast<SimpleValue*>(value_);
 }
 
@@ -93,13 +93,29 @@ dumper& InputStream::dump(dumper& d) const {
     return d.endline();
 }
 
+Writer::Place Writer::grow(OutputStream& os, char* at, unsigned long n) {
+    os.finish(at);
+    os.buffer_.needMore(os.reserved_ + n);
+    return placeIn(os);
+}
+
+void Reader::raiseTooDeep() {
+    QOR_THROW(qor::nbr::DecodeException, "qor::nbr::Reader::readValue",
+              "objects are nested too deeply");
+}
+
+void Reader::raiseNotSimple() {
+    nbr::raiseNotSimple();
+}
+
 void CodecInterface::encode(OutputStream& os) const {
     CodecStream s;
-    Binding::append(os, [this, &os, &s] {
-        // Back in place also when the codec raises.
+    OutputStream::Rollback rollback(os);
+    {
         const Exchange exchange(os, s.bos());
         forCodec(*this).codec(s);
-    });
+    }
+    rollback.dismiss();
 }
 
 void CodecInterface::decode(InputStream& is) {

@@ -4,6 +4,12 @@
 
 namespace qor {
 
+BinaryOutStream& BinaryOutStream::write(const std::string& text) {
+    // Text in UTF-8 needs no copy in between.
+    if (simple_value::textIsUtf8()) return write(istr(text));
+    return write(toUtf8(ansi(text)));
+}
+
 BinaryOutStream& BinaryOutStream::write(iwstr text) {
     return write(toUtf8(wstr(text)));
 }
