@@ -183,7 +183,8 @@ private:
 class QOR_API Reader : noncopyable {
 public:
     // What `is` is in. A value that is simple, or not there, has no fields.
-    explicit Reader(const InputStream& is) noexcept : Reader(is.value_, is.depth_, is.expected_) {}
+    explicit Reader(const InputStream& is) noexcept
+        : Reader(is.value_, Context{is.depth_, is.utf8_}, is.expected_) {}
     // Tells the stream where the next fields are likely to stand.
     void finish(InputStream& is) const noexcept { is.expected_ = expected_; }
 
@@ -196,52 +197,71 @@ public:
     template <class T>
     void readField(unsigned char tag, T& member) {
         if (value_ == nullptr) return;
-        if (ValueBase* part = value_->find(tag, expected_)) readValue(*part, depth_, member);
+        if (ValueBase* part = value_->find(tag, expected_)) readValue(*part, context_, member);
     }
 
-    // A value as what the target is. An object in it is one level deeper than `depth`.
+    // What the stream is in itself.
     template <class T>
-    static void readValue(ValueBase& value, unsigned depth, T& target) {
+    static void read(const InputStream& is, T& object) {
+        if (is.value_ != nullptr) readValue(*is.value_, Context{is.depth_, is.utf8_}, object);
+    }
+
+private:
+    // What is the same for all parts of an object.
+    struct Context {
+        unsigned depth;  // of the object in those around it
+        bool utf8;       // narrow text in memory is UTF-8
+    };
+
+    // A value as what the target is.
+    template <class T>
+    static void readValue(ValueBase& value, Context context, T& target) {
         if constexpr (OptionalValue<T>) {
             typename T::value_type present = target.value();
-            readValue(value, depth, present);
+            readValue(value, context, present);
             target = std::move(present);
         } else if constexpr (MapContainer<T> || SetContainer<T> || SequenceContainer<T>) {
-            if (!value.simple()) readElements(static_cast<ComplexValue&>(value), depth, target);
+            if (!value.simple_) readElements(static_cast<ComplexValue&>(value), context, target);
         } else if constexpr (CodecType<T, CodecStream>) {
-            if (depth >= kMaxDepth) raiseTooDeep();
-            readObject(value, depth + 1, target);
+            if (context.depth >= kMaxDepth) raiseTooDeep();
+            readObject(value, Context{context.depth + 1, context.utf8}, target);
+        } else if constexpr (std::derived_from<T, std::string>) {
+            const SimpleValue& text = simpleOf(value);
+            if (context.utf8) {
+                target.assign(std::string_view(text.data()));
+            } else {
+                text.read(target);
+            }
         } else {
             simpleOf(value).read(target);
         }
     }
 
-private:
-    Reader(ValueBase* value, unsigned depth, ulong32 expected) noexcept
-        : value_(value == nullptr || value->simple() ? nullptr : static_cast<ComplexValue*>(value)),
-          depth_(depth),
+    Reader(ValueBase* value, Context context, ulong32 expected) noexcept
+        : value_(value == nullptr || value->simple_ ? nullptr : static_cast<ComplexValue*>(value)),
+          context_(context),
           expected_(expected) {}
 
     static const SimpleValue& simpleOf(const ValueBase& value) {
-        if (!value.simple()) raiseNotSimple();
+        if (!value.simple_) raiseNotSimple();
         return static_cast<const SimpleValue&>(value);
     }
     [[noreturn]] static void raiseTooDeep();
     [[noreturn]] static void raiseNotSimple();
 
     template <class T>
-    static void readObject(ValueBase& value, unsigned depth, T& target) {
+    static void readObject(ValueBase& value, Context context, T& target) {
         if constexpr (std::derived_from<T, CodecInterface>) {
             InputStream part(&value);
-            part.depth_ = depth;
+            part.depth_ = context.depth;
             target.decode(part);
         } else if constexpr (CodecType<T, Reader>) {
-            Reader part(&value, depth, 0);
+            Reader part(&value, context, 0);
             target.codec(part);
         } else {
             CodecStream s{istr()};
             InputStream part(&value);
-            part.depth_ = depth;
+            part.depth_ = context.depth;
             s.bis().swap(part);
             target.codec(s);
         }
@@ -249,20 +269,20 @@ private:
 
     // A container is replaced as a whole, and stays as it was when an element cannot be read.
     template <class C>
-    static void readElements(ComplexValue& list, unsigned depth, C& target) {
+    static void readElements(ComplexValue& list, Context context, C& target) {
         C elements;
         if constexpr (requires { elements.reserve(std::size_t()); }) {
             elements.reserve(list.data().size());
         }
         for (const auto& [tag, value] : list.data()) {
-            if (tag == kElementTag) readElement(*value, depth, elements);
+            if (tag == kElementTag) readElement(*value, context, elements);
         }
         target = std::move(elements);
     }
     template <class C>
-    static void readElement(ValueBase& value, unsigned depth, C& elements) {
+    static void readElement(ValueBase& value, Context context, C& elements) {
         if constexpr (MapContainer<C>) {
-            Reader pair(&value, depth, 0);
+            Reader pair(&value, context, 0);
             typename C::key_type key{};
             typename C::mapped_type mapped{};
             pair.readField(kKeyTag, key);
@@ -270,19 +290,19 @@ private:
             elements.emplace(std::move(key), std::move(mapped));
         } else if constexpr (SetContainer<C>) {
             typename C::value_type element{};
-            readValue(value, depth, element);
+            readValue(value, context, element);
             elements.insert(std::move(element));
         } else if constexpr (std::same_as<typename C::value_type, bool>) {
             bool element = false;
-            readValue(value, depth, element);
+            readValue(value, context, element);
             elements.push_back(element);
         } else {
-            readValue(value, depth, elements.emplace_back());
+            readValue(value, context, elements.emplace_back());
         }
     }
 
     ComplexValue* value_;
-    unsigned depth_;
+    Context context_;
     ulong32 expected_;
 };
 
@@ -341,7 +361,7 @@ void encode(CodecStream& s, const T& object) {
 // stays read.
 template <class T>
 void decode(const InputStream& is, T& object) {
-    if (ValueBase* value = is.get()) Reader::readValue(*value, 0, object);
+    Reader::read(is, object);
 }
 template <class T>
 void decode(istr data, T& object) {

@@ -28,29 +28,32 @@ QOR_DECLARE_EXCEPTION(DecodeException, "qor::nbr::DecodeException");
 class QOR_API ValueBase {
 public:
     virtual ~ValueBase();
-    virtual bool simple() const noexcept = 0;
+    virtual bool simple() const noexcept { return simple_; }
     virtual dumper& dump(dumper& d) const = 0;
 
-    // Tells the leak table.
+    // Tell the leak table.
+    static void* operator new(std::size_t size);
     static void operator delete(void* ptr) noexcept;
 
 private:
     // The two kinds below are all that there are.
     friend class SimpleValue;
     friend class ComplexValue;
-    ValueBase() noexcept = default;
+    friend class Reader;
+    explicit ValueBase(bool simple) noexcept : simple_(simple) {}
     ValueBase(const ValueBase&) noexcept = default;
     ValueBase& operator=(const ValueBase&) noexcept = default;
+
+    bool simple_;
 };
 
 // A leaf: a view of its data. The buffer that was parsed must outlive it.
 class QOR_API SimpleValue final : public ValueBase {
 public:
     // The mark of text, which only dump looks at.
-    explicit SimpleValue(bool text) noexcept : text_(text) {}
-    SimpleValue(istr data, bool text) noexcept : text_(text), data_(data) {}
+    explicit SimpleValue(bool text) noexcept : ValueBase(true), text_(text) {}
+    SimpleValue(istr data, bool text) noexcept : ValueBase(true), text_(text), data_(data) {}
 
-    bool simple() const noexcept override { return true; }
     const istr& data() const noexcept { return data_; }
 
     // Reads the data as what the caller knows it to be: nothing on the wire tells. Missing bytes of
@@ -106,13 +109,11 @@ public:
         unsigned long size_;
     };
 
-    ComplexValue() noexcept = default;
+    ComplexValue() noexcept : ValueBase(false) {}
     // A copy of the whole tree. Its leaves are views of the same data.
     ComplexValue(const ComplexValue& other);
     ComplexValue& operator=(const ComplexValue& other);
     ~ComplexValue() override;
-
-    bool simple() const noexcept override { return false; }
 
     // Takes the value, which was made with new, unless it raises. Null is not added.
     void add(unsigned char tag, ValueBase* value);
@@ -130,24 +131,41 @@ private:
     friend parser;
 
     // A node whose items and children live in a pool, its own or that of its tree.
-    ComplexValue(Pool& pool, bool ownsPool) noexcept : ownsPool_(ownsPool), pool_(&pool) {}
-    void append(Item item);
+    ComplexValue(Pool& pool, bool ownsPool) noexcept
+        : ValueBase(false), ownsPool_(ownsPool), pool_(&pool) {}
+    void append(Item item) {
+        if (size_ == capacity_) [[unlikely]]
+            grow();
+        if (size_ != 0) {
+            const unsigned char before = items_[size_ - 1].first;
+            order_ &= static_cast<unsigned char>((before < item.first ? kAscending : 0) |
+                                                 (before == item.first ? kUniform : 0));
+            if (order_ == 0 && size_ >= kScanned) [[unlikely]]
+                enterInIndex(item);
+        }
+        items_[size_++] = item;
+    }
     void grow();
     void enterInIndex(Item item);
     void copyItems(const ComplexValue& other);
     void swap(ComplexValue& other) noexcept;
     // As get, looking first at the place that the caller expects, and telling the next one.
     ValueBase* find(unsigned char tag, ulong32& expected) const noexcept {
-        if (expected < size_ && ascending_ && items_[expected].first == tag) {
+        if (expected < size_ && (order_ & kAscending) != 0 && items_[expected].first == tag) {
             return items_[expected++].second;
         }
         return findFar(tag, expected);
     }
     ValueBase* findFar(unsigned char tag, ulong32& expected) const noexcept;
 
+    // What is true of all tags: each is greater than the one before it; all are equal.
+    static constexpr unsigned char kAscending = 1;
+    static constexpr unsigned char kUniform = 2;
+    // So many items in no order are searched one by one.
+    static constexpr ulong32 kScanned = 16;
+
     bool ownsPool_ = false;
-    bool ascending_ = true;  // each tag is greater than the one before it
-    bool uniform_ = true;    // all tags are equal
+    unsigned char order_ = kAscending | kUniform;
     ulong32 size_ = 0;
     ulong32 capacity_ = 0;
     Item* items_ = nullptr;

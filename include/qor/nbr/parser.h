@@ -24,12 +24,7 @@ public:
 
 private:
     ValueBase* parseValue();
-    SimpleValue* seekValue(unsigned char tag);
-    void fill(ComplexValue& root);
-    bool startsComplex() const noexcept;
-    bool endsComplex() const noexcept;
-    SimpleValue* readSimple(bool skip);
-    bool peekValue(istr& value, bool& text);
+    ValueBase* seekValue(unsigned char tag);
 
     StringSlice cursor_;
 };

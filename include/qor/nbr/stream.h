@@ -118,8 +118,8 @@ private:
 class QOR_API InputStream : noncopyable {
 public:
     // A node of a tree that somebody else owns, or null.
-    explicit InputStream(ValueBase* value) noexcept : value_(value) {}
-    explicit InputStream(std::nullptr_t) noexcept {}
+    explicit InputStream(ValueBase* value) : value_(value) {}
+    explicit InputStream(std::nullptr_t) {}
     // Parses and owns the tree, whose leaves are views of the data. Raises DecodeException.
     explicit InputStream(istr data);
     // As parser::from with a tag.
@@ -144,6 +144,7 @@ private:
 
     ValueBase* value_ = nullptr;
     bool owned_ = false;
+    bool utf8_ = simple_value::textIsUtf8();
     unsigned depth_ = 0;    // of the object in those around it
     ulong32 expected_ = 0;  // the item that a codec is likely to ask for next
 };

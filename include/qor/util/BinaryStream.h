@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <bit>
 #include <concepts>
+#include <cstring>
 #include <type_traits>
 
 #include "qor/base/base_type_number.h"
@@ -47,7 +48,8 @@ public:
         const auto limit = static_cast<signed char>(width);
         const signed char count = std::min(static_cast<signed char>(length), limit);
         if (length == 0) return 0;
-        if (count < 1 || count > 8) invalidSize(count);
+        if (count < 1 || count > 8) [[unlikely]]
+            invalidSize(count);
         return load(data, static_cast<unsigned>(count));
     }
     // The same bits.
@@ -71,15 +73,23 @@ public:
     static void encrypt(ostr buffer) noexcept;
     static void decrypt(ostr buffer) noexcept { encrypt(buffer); }
 
-    // `count` bytes of 0 to 8, low byte first.
-    static constexpr unsigned long long load(const char* data, unsigned count) noexcept {
-        unsigned long long value = 0;
-        for (unsigned i = count; i-- > 0;)
-            value = value << 8 | static_cast<unsigned char>(data[i]);
-        return value;
+    // `count` bytes of 1 to 8, low byte first: the first and the last ones of a fitting size, which
+    // may overlap.
+    static unsigned long long load(const char* data, unsigned count) noexcept {
+        if (count == 1) return static_cast<unsigned char>(*data);
+        return count < 4 ? loadTwice<unsigned short>(data, count) : loadTwice<ulong32>(data, count);
     }
 
 private:
+    template <class Part>
+    static unsigned long long loadTwice(const char* data, unsigned count) noexcept {
+        static_assert(std::endian::native == std::endian::little);
+        Part first;
+        Part last;
+        std::memcpy(&first, data, sizeof(Part));
+        std::memcpy(&last, data + count - sizeof(Part), sizeof(Part));
+        return first | static_cast<unsigned long long>(last) << (8 * (count - sizeof(Part)));
+    }
     static constexpr char byteOf(unsigned long long value, unsigned i) noexcept {
         return static_cast<char>(value >> (8 * i));
     }

@@ -7,16 +7,14 @@
 
 #include "nbr/pool.h"
 #include "qor/base/base_type_convert.h"
-#include "qor/base/mlcheck.h"
 #include "qor/log/log_dumper.h"
+#include "qor/util/simple_value.h"
 
 namespace qor::nbr {
 
 namespace {
 
 constexpr ulong32 kFirstCapacity = 8;
-// So many items are searched one by one.
-constexpr ulong32 kScanned = 16;
 
 const ComplexValue& asComplex(const ValueBase& value) noexcept {
     return static_cast<const ComplexValue&>(value);
@@ -32,12 +30,20 @@ struct Walk {
 
 ValueBase::~ValueBase() = default;
 
+void* ValueBase::operator new(std::size_t size) {
+    return newBlock(size, "qor::nbr::ValueBase::ValueBase");
+}
+
 void ValueBase::operator delete(void* ptr) noexcept {
-    blockReleased(ptr, __FILE__, __LINE__, "qor::nbr::ValueBase::~ValueBase");
-    ::operator delete(ptr);
+    deleteBlock(ptr, "qor::nbr::ValueBase::~ValueBase");
 }
 
 void SimpleValue::read(std::string& text) const {
+    // Text in UTF-8 needs no copy in between.
+    if (simple_value::textIsUtf8()) {
+        text.assign(std::string_view(data_));
+        return;
+    }
     String converted;
     utf8ToAnsi(data_, converted);
     text = std::move(converted);
@@ -99,29 +105,18 @@ ValueBase* ComplexValue::findFar(unsigned char tag, ulong32& expected) const noe
     if (size_ == 0) return nullptr;
     const Item* const first = items_;
     const Item* const last = items_ + size_;
-    if (ascending_) {
+    if ((order_ & kAscending) != 0) {
         const Item* const found = std::lower_bound(
             first, last, tag, [](const Item& item, unsigned char t) { return item.first < t; });
         if (found == last || found->first != tag) return nullptr;
         expected = static_cast<ulong32>(found - first) + 1;
         return found->second;
     }
-    if (uniform_) return first->first == tag ? last[-1].second : nullptr;
+    if ((order_ & kUniform) != 0) return first->first == tag ? last[-1].second : nullptr;
     for (const Item* item = last; item != first;) {
         if ((--item)->first == tag) return item->second;
     }
     return nullptr;
-}
-
-void ComplexValue::append(Item item) {
-    if (size_ == capacity_) grow();
-    if (size_ != 0) {
-        const unsigned char before = items_[size_ - 1].first;
-        ascending_ = ascending_ && before < item.first;
-        uniform_ = uniform_ && before == item.first;
-    }
-    if (!ascending_ && !uniform_ && size_ >= kScanned) enterInIndex(item);
-    items_[size_++] = item;
 }
 
 void ComplexValue::grow() {
@@ -171,8 +166,7 @@ void ComplexValue::copyItems(const ComplexValue& other) {
 
 void ComplexValue::swap(ComplexValue& other) noexcept {
     std::swap(ownsPool_, other.ownsPool_);
-    std::swap(ascending_, other.ascending_);
-    std::swap(uniform_, other.uniform_);
+    std::swap(order_, other.order_);
     std::swap(size_, other.size_);
     std::swap(capacity_, other.capacity_);
     std::swap(items_, other.items_);

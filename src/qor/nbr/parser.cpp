@@ -7,14 +7,62 @@
 #include "base/upward.h"
 #include "nbr/pool.h"
 #include "qor/base/base_type_char.h"
-#include "qor/base/mlcheck.h"
 
 namespace qor::nbr {
 
 namespace {
 
 constexpr unsigned char kComplexMark = 0xFF;
-constexpr unsigned long kBracketSize = 3;
+constexpr const char* kPeekValue = "qor::nbr::parser::peekValue";
+constexpr const char* kParseValue = "qor::nbr::parser::parseValue";
+
+// Says why there is no value.
+bool none(const char* func, const char* why) {
+    if (upward::debugOn()) upward::writeDebugLog(__FILE__, __LINE__, func, why, "TRACE");
+    return false;
+}
+
+[[noreturn]] void raiseHighPart(unsigned lengthOfSize) {
+    std::string text = "maybe not nbr: invalid high part of lengthOfSize ";
+    text += CharToLower(HexToChar(static_cast<unsigned char>(lengthOfSize >> 4)));
+    text += CharToLower(HexToChar(static_cast<unsigned char>(lengthOfSize)));
+    QOR_THROW(DecodeException, kPeekValue, text);
+}
+
+[[noreturn]] void raiseLengthOfSize(unsigned lengthOfSize) {
+    std::string text = "maybe not nbr: invalid lengthOfSize ";
+    text += std::to_string(lengthOfSize);
+    QOR_THROW(DecodeException, kPeekValue, text);
+}
+
+// What is left of the input. It is passed and kept by value where speed counts.
+class Input {
+public:
+    explicit Input(istr data) noexcept : at_(data.data()), end_(data.data() + data.size()) {}
+
+    bool eof() const noexcept { return at_ == end_; }
+    unsigned long left() const noexcept { return static_cast<unsigned long>(end_ - at_); }
+    unsigned char peek() const noexcept { return static_cast<unsigned char>(*at_); }
+    unsigned char take() noexcept { return static_cast<unsigned char>(*at_++); }
+    istr take(unsigned long n) noexcept {
+        const istr taken(at_, std::min(n, left()));
+        at_ += taken.size();
+        return taken;
+    }
+    bool takeBegin() noexcept { return takeBracket('('); }
+    bool takeEnd() noexcept { return takeBracket(')'); }
+
+private:
+    bool takeBracket(char bracket) noexcept {
+        if (eof() || peek() != kComplexMark) return false;
+        if (left() < 3 || at_[1] != 1 || at_[2] != bracket) return false;
+        at_ += 3;
+        return true;
+    }
+
+    const char* at_;
+    const char* end_;
+};
 
 // A complex value that is being read, in the one around it.
 struct Open {
@@ -22,37 +70,55 @@ struct Open {
     const Open* outer;
 };
 
-// Says why there is no value.
-void trace(const char* func, const char* text) {
-    if (upward::debugOn()) upward::writeDebugLog(__FILE__, __LINE__, func, text, "TRACE");
-}
-
-constexpr const char* kPeekValue = "qor::nbr::parser::peekValue";
-constexpr const char* kParseValue = "qor::nbr::parser::parseValue";
-
-[[noreturn]] void invalidHighPart(unsigned char lengthOfSize) {
-    std::string digits = byte2hexstr(lengthOfSize);
-    std::transform(digits.begin(), digits.end(), digits.begin(), CharToLower);
-    QOR_THROW(DecodeException, kPeekValue,
-              "maybe not nbr: invalid high part of lengthOfSize " + digits);
-}
-
-[[noreturn]] void invalidLow(unsigned lengthOfSize) {
-    QOR_THROW(DecodeException, kPeekValue,
-              "maybe not nbr: invalid lengthOfSize " + std::to_string(lengthOfSize));
-}
-
-bool isBracket(const StringSlice& cursor, char bracket) noexcept {
-    if (cursor.left() < kBracketSize) return false;
-    const char* const at = cursor.current();
-    return at[0] == '\xFF' && at[1] == '\x01' && at[2] == bracket;
-}
-
 // A guess at what the tree of so much input takes, so that most trees are one block.
 std::size_t poolEstimate(unsigned long size) noexcept {
-    constexpr std::size_t kLeast = 256;
-    constexpr std::size_t kMost = 32768;
-    return std::clamp<std::size_t>(5 * size, kLeast, kMost);
+    constexpr std::size_t kLeast = 512;
+    constexpr std::size_t kMost = 60000;
+    return std::clamp<std::size_t>(7 * size, kLeast, kMost);
+}
+
+// The rare kinds of takeSimple.
+bool takeAnySimple(Input& input, istr& data, bool& text) {
+    data = istr();
+    if (input.eof()) return none(kPeekValue, "empty iptr_");
+    const unsigned los = input.take();
+    if (input.eof()) return none(kPeekValue, "no data after length of size");
+    if (los == kComplexMark) return none(kPeekValue, "打印日志时复杂数据被截断..");
+    const unsigned high = los & 0xF0U;
+    if (high != 0 && high != 0xF0) raiseHighPart(los);
+    text = high != 0;
+    const unsigned width = los & 0x0FU;
+    if (width == 0) return none(kPeekValue, "null data: zero length of size");
+    if (width > 4) raiseLengthOfSize(width);
+    if (input.left() < width) return none(kPeekValue, "打印日志时数据被截断:长度数据不够..");
+    const unsigned long long size = BinaryStream::load(input.take(width).data(), width);
+    if (size == 0) return true;
+    if (input.eof()) return none(kPeekValue, "no data after size");
+    data = input.take(static_cast<unsigned long>(size));
+    return true;
+}
+
+// Takes a simple value. False, with a debug line, if it is null or cut off.
+inline bool takeSimple(Input& input, istr& data, bool& text) {
+    // Nearly all values have a size of one byte, and all their data.
+    if (input.left() > 2 && (input.peek() | 0xF0) == 0xF1) {
+        Input rest = input;
+        const unsigned los = rest.take();
+        const unsigned size = rest.take();
+        if ((los == 0x01 || los == 0xF1) && size <= rest.left()) {
+            text = los != 0x01;
+            data = rest.take(size);
+            input = rest;
+            return true;
+        }
+    }
+    return takeAnySimple(input, data, text);
+}
+
+SimpleValue* newSimple(Input& input) {
+    istr data;
+    bool text = false;
+    return takeSimple(input, data, text) ? new SimpleValue(data, text) : nullptr;
 }
 
 }  // namespace
@@ -66,37 +132,31 @@ ValueBase* parser::from(istr data, unsigned char tag) {
 }
 
 ValueBase* parser::parseValue() {
-    if (cursor_.eof()) {
-        trace(kParseValue, "eof: empty iptr_");
+    Input input(cursor_.readAllLeft());
+    if (input.eof()) {
+        none(kParseValue, "eof: empty iptr_");
         return nullptr;
     }
-    if (!startsComplex()) return readSimple(false);
-    std::unique_ptr<ComplexValue> root(Pool::newTree(poolEstimate(cursor_.left())));
-    cursor_.advance(kBracketSize);
-    fill(*root);
-    return root.release();
-}
-
-void parser::fill(ComplexValue& root) {
-    Pool& pool = *root.pool_;
-    const Open outermost{&root, nullptr};
+    const std::size_t estimate = poolEstimate(input.left());
+    if (!input.takeBegin()) return newSimple(input);
+    std::unique_ptr<ComplexValue> root(Pool::newTree(estimate));
+    Pool& pool = *root->pool_;
+    const Open outermost{root.get(), nullptr};
     const Open* open = &outermost;
     // The input may end anywhere: what is open then is as complete as it gets.
-    while (!cursor_.eof()) {
+    while (!input.eof()) {
         // Before any tag is taken: a tag of FF whose value begins with 01 29 reads as the end.
-        if (endsComplex()) {
-            cursor_.advance(kBracketSize);
+        if (input.takeEnd()) {
             open = open->outer;
-            if (open == nullptr) return;
+            if (open == nullptr) break;
             continue;
         }
-        const auto tag = static_cast<unsigned char>(*cursor_.next(1));
-        if (cursor_.eof()) {
-            trace(kParseValue, "eof: empty value");
-            return;
+        const unsigned char tag = input.take();
+        if (input.eof()) {
+            none(kParseValue, "eof: empty value");
+            break;
         }
-        if (startsComplex()) {
-            cursor_.advance(kBracketSize);
+        if (input.takeBegin()) {
             ComplexValue* const child = pool.makeComplex();
             open->value->append({tag, child});
             open = pool.make<Open>(child, open);
@@ -104,66 +164,32 @@ void parser::fill(ComplexValue& root) {
         }
         istr data;
         bool text = false;
-        if (peekValue(data, text)) open->value->append({tag, pool.make<SimpleValue>(data, text)});
+        if (takeSimple(input, data, text)) {
+            open->value->append({tag, pool.make<SimpleValue>(data, text)});
+        }
     }
+    return root.release();
 }
 
-SimpleValue* parser::seekValue(unsigned char tag) {
-    if (cursor_.eof()) {
-        trace(kParseValue, "eof: empty iptr_");
+ValueBase* parser::seekValue(unsigned char tag) {
+    Input input(cursor_.readAllLeft());
+    if (input.eof()) {
+        none(kParseValue, "eof: empty iptr_");
         return nullptr;
     }
-    if (!startsComplex()) return nullptr;
-    cursor_.advance(kBracketSize);
-    while (!cursor_.eof() && !endsComplex()) {
-        const auto found = static_cast<unsigned char>(*cursor_.next(1));
-        if (cursor_.eof()) {
-            trace(kParseValue, "eof: empty value");
+    if (!input.takeBegin()) return nullptr;
+    while (!input.eof() && !input.takeEnd()) {
+        const unsigned char found = input.take();
+        if (input.eof()) {
+            none(kParseValue, "eof: empty value");
             return nullptr;
         }
-        if (found == tag) return readSimple(false);
-        readSimple(true);
+        if (found == tag) return newSimple(input);
+        istr skipped;
+        bool text = false;
+        takeSimple(input, skipped, text);
     }
     return nullptr;
-}
-
-bool parser::startsComplex() const noexcept {
-    return isBracket(cursor_, '(');
-}
-
-bool parser::endsComplex() const noexcept {
-    return isBracket(cursor_, ')');
-}
-
-SimpleValue* parser::readSimple(bool skip) {
-    istr value;
-    bool text = false;
-    if (!peekValue(value, text) || skip) return nullptr;
-    return checkedNew<SimpleValue>(__FILE__, __LINE__, "qor::nbr::parser::readSimple", value, text);
-}
-
-bool parser::peekValue(istr& value, bool& text) {
-    const auto none = [](const char* why) {
-        trace(kPeekValue, why);
-        return false;
-    };
-    value = istr();
-    if (cursor_.eof()) return none("empty iptr_");
-    const auto los = static_cast<unsigned char>(*cursor_.next(1));
-    if (cursor_.eof()) return none("no data after length of size");
-    if (los == kComplexMark) return none("打印日志时复杂数据被截断..");
-    const unsigned high = los & 0xF0U;
-    if (high != 0 && high != 0xF0) invalidHighPart(los);
-    text = high != 0;
-    const unsigned width = los & 0x0FU;
-    if (width == 0) return none("null data: zero length of size");
-    if (width > 4) invalidLow(width);
-    if (cursor_.left() < width) return none("打印日志时数据被截断:长度数据不够..");
-    const unsigned long long size = BinaryStream::load(cursor_.next(width).data(), width);
-    if (size == 0) return true;
-    if (cursor_.eof()) return none("no data after size");
-    value = cursor_.next(static_cast<unsigned long>(size));
-    return true;
 }
 
 }  // namespace qor::nbr

@@ -2,28 +2,15 @@
 
 #include <algorithm>
 
-#include "qor/base/mlcheck.h"
-
 namespace qor::nbr {
 
 namespace {
 
 constexpr std::size_t kHandMadeMemory = 512;
+constexpr const char* kRelease = "qor::nbr::Pool::~Pool";
 
 char* allocate(std::size_t size, const char* func) {
-    void* block = ::operator new(size);
-    try {
-        blockAllocated(block, __FILE__, __LINE__, func);
-    } catch (...) {
-        ::operator delete(block);
-        throw;
-    }
-    return static_cast<char*>(block);
-}
-
-void release(void* block) noexcept {
-    blockReleased(block, __FILE__, __LINE__, "qor::nbr::Pool::~Pool");
-    ::operator delete(block);
+    return static_cast<char*>(newBlock(size, func));
 }
 
 }  // namespace
@@ -59,12 +46,12 @@ void Pool::destroy(Pool& pool) noexcept {
     }
     const bool embedded = pool.embedded_;
     pool.~Pool();
-    if (!embedded) release(&pool);
+    if (!embedded) deleteBlock(&pool, kRelease);
 }
 
 Pool::~Pool() {
     while (chunks_ != nullptr)
-        release(std::exchange(chunks_, chunks_->previous));
+        deleteBlock(std::exchange(chunks_, chunks_->previous), kRelease);
 }
 
 void Pool::grow(std::size_t size) {

@@ -6,6 +6,7 @@
 #include <new>
 #include <utility>
 
+#include "nbr/block.h"
 #include "qor/base/interface.h"
 #include "qor/nbr/lsd.h"
 

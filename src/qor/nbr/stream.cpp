@@ -71,6 +71,7 @@ InputStream::InputStream(istr data, unsigned char tag)
 void InputStream::swap(InputStream& other) noexcept {
     std::swap(value_, other.value_);
     std::swap(owned_, other.owned_);
+    std::swap(utf8_, other.utf8_);
     std::swap(depth_, other.depth_);
     std::swap(expected_, other.expected_);
 }
