@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <iomanip>
-#include <regex>
 #include <sstream>
 
 namespace qor {
@@ -19,24 +18,22 @@ TEST(Version, IsOrderedAndPrinted) {
 TEST(Banner, ShowsVersionTimesAndSettings) {
     std::ostringstream os;
     os << show_version();
-    const std::regex banner(
-        R"(QOR\(Quick Object Runtime\) version 2\.0\.5-00\[20150826\]
-
-Current time = \d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3}
-Compile time = \w{3} [ \d]\d \d{4} \d\d:\d\d:\d\d
-Compile options:
-(	NDEBUG
-)?	_QOR_UNIT_TEST OFF
-	_QOR_DEBUG OFF
-	_QOR_TRACE OFF
-	_QOR_TRACE_LOG OFF
-	_QOR_MEMLEAKCHECK OFF
-	_QOR_ASSERT OFF
-	_QOR_ASSERT_ABORT OFF
-	_QOR_BREAK_ON_EXCEPTION OFF
-	_QOR_THROW_REALLY = 1
-)");
-    EXPECT_TRUE(std::regex_match(os.str(), banner)) << os.str();
+    std::string shown;
+    std::istringstream lines(os.str());
+    for (std::string line; std::getline(lines, line);) {
+        const std::size_t time = line.find("time = ");
+        if (time != std::string::npos) {
+            EXPECT_GE(line.size(), time + 20 + 7);
+            line.erase(time + 7);
+        }
+        if (line != "\tNDEBUG") shown += line + '\n';
+    }
+    EXPECT_EQ(shown,
+              "QOR(Quick Object Runtime) version 2.0.5-00[20150826]\n\nCurrent time = \n"
+              "Compile time = \nCompile options:\n\t_QOR_UNIT_TEST OFF\n\t_QOR_DEBUG OFF\n"
+              "\t_QOR_TRACE OFF\n\t_QOR_TRACE_LOG OFF\n\t_QOR_MEMLEAKCHECK OFF\n"
+              "\t_QOR_ASSERT OFF\n\t_QOR_ASSERT_ABORT OFF\n\t_QOR_BREAK_ON_EXCEPTION OFF\n"
+              "\t_QOR_THROW_REALLY = 1\n");
 }
 
 // In a process of its own, since what is closed stays closed.
