@@ -3,6 +3,9 @@
 
 #include <concepts>
 #include <cstdint>
+#include <string>
+#include <string_view>
+#include <type_traits>
 
 namespace qor {
 
@@ -11,6 +14,9 @@ namespace qor {
 // `long` is cut to them at the door.
 using long32 = std::int32_t;
 using ulong32 = std::uint32_t;
+
+template <class T>
+concept Arithmetic = std::is_arithmetic_v<T>;
 
 // The length that is not given: "measure it", or "all that there is". A size argument of all ones
 // means this in its 32-bit and in its 64-bit form.

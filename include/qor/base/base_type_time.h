@@ -99,12 +99,14 @@ public:
     constexpr double operator/(const Time& t) const noexcept {
         return toMicroSecondsDouble() / t.toMicroSecondsDouble();
     }
-    template <class N>
-    requires std::is_arithmetic_v<N>
-    constexpr Time& operator*=(N n) noexcept { return *this = *this * n; }
-    template <class N>
-    requires std::is_arithmetic_v<N>
-    constexpr Time& operator/=(N n) noexcept { return *this = *this / n; }
+    template <Arithmetic N>
+    constexpr Time& operator*=(N n) noexcept {
+        return *this = *this * n;
+    }
+    template <Arithmetic N>
+    constexpr Time& operator/=(N n) noexcept {
+        return *this = *this / n;
+    }
 
     // "2015-08-26 10:20:30.123" in local time; "<null>" for 0, and "<INVALID DATETIME(n)>" with
     // the microseconds for what has no calendar form. A target that the text does not fit into is

@@ -87,6 +87,9 @@ private:
     }
 };
 
+template <class T>
+concept StandardText = std::same_as<T, std::string> || std::same_as<T, std::string_view>;
+
 // A read-only view of bytes that somebody else owns: two words, passed by value. Valid as long as
 // the bytes are. Nothing here allocates, and nothing raises but trimLeft and trim. A view of a
 // temporary String dangles behind the full expression.
@@ -95,10 +98,8 @@ private:
 class QOR_API istr : public view_base<char, istr> {
 public:
     constexpr istr() noexcept = default;
-    template <class Text>
-    requires std::same_as<Text, std::string> || std::same_as<Text, std::string_view> istr(
-        const Text& text)
-    noexcept : istr(text.data(), text.size()) {}
+    template <StandardText Text>
+    istr(const Text& text) noexcept : view_base(text.data(), cutSize(text.size())) {}
     istr(const char* text) noexcept : view_base(text, cutSize(StrLen(text))) {}
     istr(const unsigned char* text) noexcept : istr(reinterpret_cast<const char*>(text)) {}
     constexpr istr(std::nullptr_t) noexcept {}

@@ -147,8 +147,8 @@ public:
     dumper& leaveSuper() noexcept { return *this; }
 
     // Bare values: the stream's own output; text as it stands, never clipped.
-    template <class T>
-    requires std::is_arithmetic_v<T> dumper& write(T value) {
+    template <Arithmetic T>
+    dumper& write(T value) {
         os_ << value;
         return *this;
     }
@@ -166,8 +166,8 @@ public:
 
     // Decorated values: bool by name, characters, texts and dates in single quotes, wide text in
     // double quotes as UTF-8, bytes in double quotes. Empty text is nothing at all.
-    template <class T>
-    requires std::is_arithmetic_v<T> dumper& operator<<(T value) {
+    template <Arithmetic T>
+    dumper& operator<<(T value) {
         os_ << value;
         return *this;
     }

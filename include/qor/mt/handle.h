@@ -44,6 +44,9 @@ protected:
     T* ptr_ = nullptr;
 };
 
+template <class U, class T>
+concept PointsTo = std::convertible_to<U*, T*>;
+
 // One owner of a Shared object, possibly of none. The object may be shared between threads, a
 // Handle variable may not: one thread must not write it while another one uses it.
 template <class T>
@@ -57,9 +60,8 @@ public:
     Handle(T* ptr) noexcept : SmartPtrBase<T>(ptr) { share(); }
     Handle(const Handle& other) noexcept : SmartPtrBase<T>(other) { share(); }
     Handle(Handle&& other) noexcept : SmartPtrBase<T>(std::exchange(other.ptr_, nullptr)) {}
-    template <class U>
-    requires std::convertible_to<U*, T*> Handle(const Handle<U>& other)
-    noexcept : Handle(static_cast<T*>(other.get())) {}
+    template <PointsTo<T> U>
+    Handle(const Handle<U>& other) noexcept : Handle(static_cast<T*>(other.get())) {}
     ~Handle() {
         if (this->ptr_ != nullptr) this->ptr_->__SubRef();
     }
@@ -89,8 +91,7 @@ template <class T, class U>
 bool operator==(const Handle<T>& left, const Handle<U>& right) noexcept {
     return left.get() == right.get();
 }
-template <class T, class U>
-requires std::convertible_to<U*, const T*>
+template <class T, PointsTo<const T> U>
 bool operator==(const Handle<T>& left, U* right) noexcept {
     return left.get() == right;
 }

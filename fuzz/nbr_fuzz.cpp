@@ -1,0 +1,30 @@
+// The nbr parser takes any bytes: a tree that can be shown and copied, or DecodeException.
+
+#include <memory>
+
+#include "qor/log/log_dumper.h"
+#include "qor/nbr/parser.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t size) {
+    using namespace qor;
+    const istr input(data, size);
+    try {
+        const std::unique_ptr<nbr::ValueBase> value(nbr::parser::from(input));
+        if (const auto* complex = dynamic_cast<const nbr::ComplexValue*>(value.get())) {
+            dumper original(true);
+            dumper copied(true);
+            complex->dump(original);
+            nbr::ComplexValue(*complex).dump(copied);
+            if (original.str() != copied.str()) __builtin_trap();
+        }
+    } catch (const nbr::DecodeException&) {
+    }
+    for (const unsigned char tag : {0, 1, 2, 255}) {
+        try {
+            const std::unique_ptr<nbr::ValueBase> value(nbr::parser::from(input, tag));
+            if (value != nullptr && !value->simple()) __builtin_trap();
+        } catch (const nbr::DecodeException&) {
+        }
+    }
+    return 0;
+}

@@ -1,0 +1,163 @@
+#ifndef QOR_NBR_LSD_H
+#define QOR_NBR_LSD_H
+
+#include <iosfwd>
+#include <string>
+#include <utility>
+
+#include "qor/base/base_type_bytes.h"
+#include "qor/base/base_type_time.h"
+#include "qor/base/exception.h"
+#include "qor/util/BinaryStream.h"
+
+// The values of an nbr tree. docs/formats.md has the format byte by byte.
+
+namespace qor {
+
+class dumper;
+
+namespace nbr {
+
+class Pool;
+class parser;
+
+QOR_DECLARE_EXCEPTION(DecodeException, "qor::nbr::DecodeException");
+
+// A value of a tree that nbr::parser made, or that was put together by hand. Trees are deleted
+// through their root. A tree may be read by several threads while nobody changes it.
+class QOR_API ValueBase {
+public:
+    virtual ~ValueBase();
+    virtual bool simple() const noexcept = 0;
+    virtual dumper& dump(dumper& d) const = 0;
+
+    // Tells the leak table.
+    static void operator delete(void* ptr) noexcept;
+
+private:
+    // The two kinds below are all that there are.
+    friend class SimpleValue;
+    friend class ComplexValue;
+    ValueBase() noexcept = default;
+    ValueBase(const ValueBase&) noexcept = default;
+    ValueBase& operator=(const ValueBase&) noexcept = default;
+};
+
+// A leaf: a view of its data. The buffer that was parsed must outlive it.
+class QOR_API SimpleValue final : public ValueBase {
+public:
+    // The mark of text, which only dump looks at.
+    explicit SimpleValue(bool text) noexcept : text_(text) {}
+    SimpleValue(istr data, bool text) noexcept : text_(text), data_(data) {}
+
+    bool simple() const noexcept override { return true; }
+    const istr& data() const noexcept { return data_; }
+
+    // Reads the data as what the caller knows it to be: nothing on the wire tells. Missing bytes of
+    // a number are 0, and it is not sign-extended, so the type must be the one that was written.
+    // Data of 128 to 255 bytes (modulo 256) is no number: BinaryDecodeException.
+    template <WireScalar T>
+    void read(T& value) const {
+        value = fromWire<T>(readUint(wireWidth<T>()));
+    }
+    void read(Time& value) const { value = Time::microSeconds(readInt(8)); }
+    void read(istr& data) const noexcept { data = data_; }
+    void read(Bytes& data) const { data = data_; }
+    // From UTF-8 to the configured code page.
+    void read(std::string& text) const;
+    void read(std::wstring& text) const;
+
+    // Marked text in single quotes, other data in hexadecimal.
+    dumper& dump(dumper& d) const override;
+
+private:
+    long long readInt(unsigned long width) const { return BinaryStream::readInt(data_, width); }
+    unsigned long long readUint(unsigned long width) const {
+        return BinaryStream::readUint(data_, width);
+    }
+
+    bool text_;
+    istr data_;
+};
+
+// An inner node: a list of tagged values, which it owns. Tags may repeat.
+//
+// Making a tree of any depth, copying, dumping and deleting it take no more of the stack than a
+// flat one.
+class QOR_API ComplexValue final : public ValueBase {
+public:
+    using Item = std::pair<unsigned char, ValueBase*>;
+
+    // The items in their order, as a range.
+    class Items {
+    public:
+        using value_type = Item;
+        using const_iterator = const Item*;
+
+        Items(const Item* first, unsigned long size) noexcept : first_(first), size_(size) {}
+        const Item* begin() const noexcept { return first_; }
+        const Item* end() const noexcept { return first_ + size_; }
+        unsigned long size() const noexcept { return size_; }
+        bool empty() const noexcept { return size_ == 0; }
+        const Item& operator[](unsigned long i) const noexcept { return first_[i]; }
+
+    private:
+        const Item* first_;
+        unsigned long size_;
+    };
+
+    ComplexValue() noexcept = default;
+    // A copy of the whole tree. Its leaves are views of the same data.
+    ComplexValue(const ComplexValue& other);
+    ComplexValue& operator=(const ComplexValue& other);
+    ~ComplexValue() override;
+
+    bool simple() const noexcept override { return false; }
+
+    // Takes the value, which was made with new, unless it raises. Null is not added.
+    void add(unsigned char tag, ValueBase* value);
+    // The last value with this tag; null if there is none.
+    ValueBase* get(unsigned char tag) const noexcept;
+    Items data() const noexcept { return Items(items_, size_); }
+    const Item* begin() const noexcept { return items_; }
+    const Item* end() const noexcept { return items_ + size_; }
+
+    dumper& dump(dumper& d) const override;
+
+private:
+    friend class Reader;
+    friend Pool;
+    friend parser;
+
+    // A node whose items and children live in a pool, its own or that of its tree.
+    ComplexValue(Pool& pool, bool ownsPool) noexcept : ownsPool_(ownsPool), pool_(&pool) {}
+    void append(Item item);
+    void grow();
+    void enterInIndex(Item item);
+    void copyItems(const ComplexValue& other);
+    void swap(ComplexValue& other) noexcept;
+    // As get, looking first at the place that the caller expects, and telling the next one.
+    ValueBase* find(unsigned char tag, ulong32& expected) const noexcept {
+        if (expected < size_ && ascending_ && items_[expected].first == tag) {
+            return items_[expected++].second;
+        }
+        return findFar(tag, expected);
+    }
+    ValueBase* findFar(unsigned char tag, ulong32& expected) const noexcept;
+
+    bool ownsPool_ = false;
+    bool ascending_ = true;  // each tag is greater than the one before it
+    bool uniform_ = true;    // all tags are equal
+    ulong32 size_ = 0;
+    ulong32 capacity_ = 0;
+    Item* items_ = nullptr;
+    ValueBase** index_ = nullptr;  // by tag; only for many items in no order
+    Pool* pool_ = nullptr;
+};
+
+QOR_API std::ostream& operator<<(std::ostream& os, const ValueBase& value);
+
+}  // namespace nbr
+}  // namespace qor
+
+#endif  // QOR_NBR_LSD_H

@@ -1,0 +1,14 @@
+#!/usr/bin/env bash
+# The checks beyond the tests: the formatter has nothing to say, no warning, and the tests are clean
+# under the address and undefined-behaviour sanitizers.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+scripts/setup.sh check
+echo "check: format"
+git ls-files '*.h' '*.cpp' | xargs clang-format --dry-run -Werror
+
+echo "check: warnings are errors, and the tests under sanitizers"
+cmake --preset asan -DQOR_WERROR=ON >/dev/null
+cmake --build --preset asan
+ctest --preset asan -j "$(nproc)"

@@ -1,0 +1,36 @@
+#!/usr/bin/env bash
+# Installs the Debian packages that a purpose needs and the machine lacks:
+#   scripts/setup.sh build|test|check|bench|fuzz
+set -euo pipefail
+
+build="g++ cmake ninja-build ccache libace-dev"
+case "${1:-}" in
+build) wanted="$build" ;;
+test) wanted="$build libgtest-dev pkg-config" ;;
+check) wanted="$build libgtest-dev pkg-config clang-format" ;;
+bench) wanted="$build libbenchmark-dev libprotobuf-dev protobuf-compiler libmsgpack-cxx-dev libboost-dev" ;;
+fuzz) wanted="$build clang libclang-rt-14-dev" ;;
+*)
+    echo "usage: setup.sh build|test|check|bench|fuzz" >&2
+    exit 2
+    ;;
+esac
+
+installed() {
+    [ "$(dpkg-query -W -f='${db:Status-Status}' "$1" 2>/dev/null)" = installed ]
+}
+
+missing=""
+for package in $wanted; do
+    installed "$package" || missing="$missing $package"
+done
+[ -n "$missing" ] || exit 0
+
+as_root() {
+    if [ "$(id -u)" = 0 ]; then "$@"; else sudo "$@"; fi
+}
+
+echo "setup: installing$missing"
+as_root apt-get update -qq
+# shellcheck disable=SC2086  # one word for each package
+as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends $missing

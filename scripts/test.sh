@@ -1,0 +1,12 @@
+#!/usr/bin/env bash
+# Sets up, builds, and runs the tests. Whatever fails ends it with a non-zero status.
+#   scripts/test.sh [PRESET]     debug (if none is named), release, asan or tsan
+set -euo pipefail
+cd "$(dirname "$0")/.."
+preset=${1:-debug}
+
+scripts/setup.sh test
+echo "test: building ($preset)"
+cmake --preset "$preset" >/dev/null
+cmake --build --preset "$preset"
+ctest --preset "$preset" -j "$(nproc)"

@@ -1,0 +1,196 @@
+// Holds docs/formats.md against the code: its tables are the test data.
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <map>
+#include <memory>
+
+#include "qor/base/base_type_convert.h"
+#include "qor/log/log_dumper.h"
+#include "qor/nbr/parser.h"
+#include "qor/nbr/binding.h"
+#include "qor/util/BinaryInStream.h"
+#include "qor/util/BinaryOutStream.h"
+
+namespace qor {
+namespace {
+
+using Row = std::vector<String>;
+
+String trimmed(const std::string& cell) {
+    return String(istr(cell).trim());
+}
+
+Row cellsOf(const std::string& line) {
+    Row cells;
+    for (std::size_t at = 1, end = 0; (end = line.find('|', at)) != std::string::npos;
+         at = end + 1) {
+        cells.push_back(trimmed(line.substr(at, end - at)));
+    }
+    return cells;
+}
+
+// The rows of all tables whose first heading is `heading`.
+std::vector<Row> tablesOf(const char* heading) {
+    std::ifstream file(QOR_SOURCE_DIR "/docs/formats.md");
+    std::vector<Row> rows;
+    bool inside = false;
+    for (std::string line; std::getline(file, line);) {
+        const Row cells = line.starts_with('|') ? cellsOf(line) : Row();
+        if (cells.empty()) {
+            inside = false;
+        } else if (cells[0] == heading) {
+            inside = true;
+        } else if (inside && !cells[0].starts_with("---")) {
+            rows.push_back(cells);
+        }
+    }
+    return rows;
+}
+
+String unquoted(String cell) {
+    return cell.trimLeftRight('`');
+}
+
+Bytes bytesOf(const String& cell) {
+    String digits = unquoted(cell);
+    std::erase(digits, ' ');
+    return hexstr2bytes(digits);
+}
+
+String hexOf(istr bytes) {
+    return bytes2hexstr(bytes);
+}
+
+// What a row of values is checked with: the same value through both formats and back.
+struct Written {
+    Bytes nbr;
+    Bytes flat;
+    bool same = false;  // when read back
+};
+
+template <class T>
+Written throughBoth(const T& value) {
+    nbr::OutputStream tree;
+    tree << value;
+    BinaryOutStream flat;
+    flat.write(value);
+    T fromTree{};
+    nbr::InputStream(tree.str()).getSimpleValue()->read(fromTree);
+    T fromFlat{};
+    BinaryInStream(flat.str()).read(fromFlat);
+    return {Bytes(tree.str()), Bytes(flat.str()), fromTree == value && fromFlat == value};
+}
+
+template <class Mark>
+Written markThroughBoth(Mark mark) {
+    nbr::OutputStream tree;
+    tree << mark;
+    BinaryOutStream flat;
+    flat.write(mark);
+    return {Bytes(tree.str()), Bytes(flat.str()), true};
+}
+
+using Writer = Written (*)(const String& text);
+
+template <class Wrapper>
+Written number(const String& text) {
+    return throughBoth(Wrapper(text).value());
+}
+
+const std::map<String, Writer>& writers() {
+    static const std::map<String, Writer> all = {
+        {"null_type", [](const String&) { return markThroughBoth(null_type()); }},
+        {"empty_type", [](const String&) { return markThroughBoth(empty_type()); }},
+        {"bool", [](const String& text) { return throughBoth(text == "true"); }},
+        {"unsigned char", number<Byte>},
+        {"char", number<Sbyte>},
+        {"short", number<Short>},
+        {"unsigned short", number<Ushort>},
+        {"long", number<Long>},
+        {"unsigned long", number<Ulong>},
+        {"long long", number<Longlong>},
+        {"float", number<Float>},
+        {"double", number<Double>},
+        {"Time",
+         [](const String& text) {
+             return throughBoth(Time::microSeconds(Longlong(text).value()));
+         }},
+        {"istr", [](const String& text) { return throughBoth(istr(text)); }},
+        {"String", [](const String& text) { return throughBoth(text); }},
+        {"wstring", [](const String& text) { return throughBoth(text.toWstring()); }},
+    };
+    return all;
+}
+
+TEST(Formats, ValuesAreWrittenAsTold) {
+    const std::vector<Row> rows = tablesOf("Value");
+    ASSERT_EQ(rows.size(), 25u);
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row[0]);
+        const std::size_t end = row[0].find('`', 1);
+        const auto writer = writers().find(row[0].substr(1, end - 1));
+        ASSERT_NE(writer, writers().end());
+        const Written written = writer->second(trimmed(row[0].substr(end + 1) + " "));
+        EXPECT_EQ(hexOf(written.nbr), hexOf(bytesOf(row[1])));
+        EXPECT_EQ(hexOf(written.flat), hexOf(bytesOf(row[2])));
+        EXPECT_TRUE(written.same);
+    }
+}
+
+// The tree in compact form, or why there is none.
+String outcomeOf(istr message) {
+    try {
+        const std::unique_ptr<nbr::ValueBase> value(nbr::parser::from(message));
+        if (value == nullptr) return "no value";
+        dumper d(true);
+        value->dump(d);
+        return d.str();
+    } catch (const nbr::DecodeException& e) {
+        return String(e.msg()).replace("DecodeException: ", "");
+    }
+}
+
+TEST(Formats, MessagesAndMalformedInputReadAsTold) {
+    std::vector<Row> rows = tablesOf("Message");
+    ASSERT_EQ(rows.size(), 5u);
+    const std::vector<Row> malformed = tablesOf("Input");
+    ASSERT_EQ(malformed.size(), 17u);
+    rows.insert(rows.end(), malformed.begin(), malformed.end());
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row[0]);
+        EXPECT_EQ(outcomeOf(bytesOf(row[0])), unquoted(row[1]));
+    }
+}
+
+struct Contact {
+    String name;
+    std::vector<long> numbers;
+
+    template <class Stream>
+    void codec(Stream& s) {
+        s.enter("Contact", "contact", "", "");
+        field(s, {"name", 1}, name);
+        field(s, {"numbers", 2}, numbers);
+        s.leave();
+    }
+};
+
+TEST(Formats, AnObjectIsWrittenAsTold) {
+    std::ifstream file(QOR_SOURCE_DIR "/docs/formats.md");
+    String digits;
+    bool inside = false;
+    for (std::string line; std::getline(file, line);) {
+        if (line.starts_with("A contact with a name")) inside = true;
+        if (line.starts_with("###")) inside = false;
+        if (inside && line.starts_with("    ")) digits += line;
+    }
+    Contact contact{"Ann", {7, 300}};
+    nbr::CodecStream out;
+    nbr::encode(out, contact);
+    EXPECT_EQ(hexOf(out.str()), hexOf(bytesOf(digits)));
+}
+
+}  // namespace
+}  // namespace qor

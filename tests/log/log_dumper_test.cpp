@@ -1,0 +1,242 @@
+#include "qor/log/log_dumper.h"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+
+#include "qor/util/optional.h"
+
+namespace qor {
+namespace {
+
+struct Inner {
+    String name_;
+
+    dumper& dump(dumper& d) const {
+        const dumper::_Entry entry(d, "qor::B");
+        d.indent().name("name_") << name_;
+        return d.endline();
+    }
+};
+
+struct Outer {
+    int x_ = 5;
+    Inner b_;
+
+    dumper& dump(dumper& d) const {
+        const dumper::_Entry entry(d, "qor::A");
+        d.indent().name("x_") << x_;
+        d.endline();
+        d.indent().name("b_") << b_;
+        return d.endline();
+    }
+};
+
+struct Bound {
+    Long id = 7;
+    Optional<String> note;
+    std::vector<String> names;
+
+    template <class Stream>
+    void codec(Stream& s) {
+        s.enter("Bound", "bound", "", "");
+        field(s, {"id", 1}, id);
+        field(s, {"note", 2}, note);
+        field(s, {"names", 3}, names);
+        s.leave();
+    }
+};
+
+template <class T>
+String full(const T& value) {
+    dumper d;
+    d << value;
+    return d.str();
+}
+
+template <class T>
+String compact(const T& value) {
+    dumper d(true);
+    d << value;
+    return d.str();
+}
+
+TEST(Dumper, ShowsNestedObjectsInBothForms) {
+    const Outer object{5, {"abc"}};
+    EXPECT_EQ(full(object),
+              "@qor::A{\n"
+              "    x_ = 5\n"
+              "    b_ = @qor::B{\n"
+              "        name_ = 'abc'\n"
+              "    }\n"
+              "}");
+    EXPECT_EQ(compact(object), "{x_=5 b_={name_='abc'}}");
+    EXPECT_EQ(full(Inner()), "@qor::B{\n    name_ = \n}");
+}
+
+TEST(Dumper, ShowsAnObjectByItsCodec) {
+    Bound object;
+    EXPECT_EQ(compact(object), "{id=7 names={}}");
+    object.note = String("x");
+    object.names = {"a", "b"};
+    EXPECT_EQ(compact(object), "{id=7 note='x' names={'a' 'b'}}");
+    EXPECT_EQ(full(object),
+              "@Bound<bound>{\n"
+              "    id = 7\n"
+              "    note = 'x'\n"
+              "    names = @qor::vector{\n"
+              "        'a'\n"
+              "        'b'\n"
+              "    }\n"
+              "}");
+}
+
+TEST(Dumper, KeepsOneSlotForTheFirstFlag) {
+    // What the innermost scope saved is what counts after two scopes have closed.
+    dumper d(true);
+    d.enter().indent().raw("a").enter().indent().raw("b").leave().leave().indent().raw("c");
+    EXPECT_EQ(d.str(), "{a{b}}c");
+}
+
+TEST(Dumper, TakesItsLayoutFromTheConfiguration) {
+    dumper d(false, "\r\n", "\t", 1, ";", "<", ">", "", ":", ",");
+    d << Outer{5, {"abc"}};
+    EXPECT_EQ(d.str(),
+              "qor::A<;\r\n\t\tx_ : 5;\r\n\t\tb_ : qor::B<;\r\n\t\t\tname_ : 'abc';\r\n\t\t>;;"
+              "\r\n\t>;");
+    dumper line(true);
+    line.nvSeparator(":").valueSeparator(", ").beginTag("[").endTag("]");
+    line << Outer{5, {"abc"}};
+    EXPECT_EQ(line.str(), "[x_:5, b_:[name_:'abc']]");
+    dumper texts;
+    texts.enter("T", "name", "U", "V").leave();
+    EXPECT_EQ(texts.str(), "@T<name>@U@V{\n}");
+    dumper named;
+    named.name("a").name("", "!").name("b", "->");
+    EXPECT_EQ(named.str(), "a = b->");
+}
+
+TEST(Dumper, DecoratesValuesAndWritesThemBare) {
+    const auto decorated = [](auto value) { return compact(value); };
+    const auto bare = [](auto value) {
+        dumper d;
+        d.write(value);
+        return d.str();
+    };
+    EXPECT_EQ(decorated(true), "true");
+    EXPECT_EQ(bare(true), "1");
+    EXPECT_EQ(decorated('x'), "'x'");
+    EXPECT_EQ(decorated('\r'), "'<CR>'");
+    EXPECT_EQ(decorated(static_cast<unsigned char>(200)), "'\\310'");
+    EXPECT_EQ(bare('x'), "x");
+    EXPECT_EQ(decorated(-5L), "-5");
+    EXPECT_EQ(decorated(2.5), "2.5");
+    EXPECT_EQ(decorated("text"), "'text'");
+    EXPECT_EQ(decorated(static_cast<const char*>(nullptr)), "");
+    EXPECT_EQ(decorated(std::string()), "");
+    EXPECT_EQ(decorated(std::wstring(L"\u00f8\u5b89")), "\"\u00f8\u5b89\"");
+    EXPECT_EQ(decorated(L""), "");
+    EXPECT_EQ(bare(L"\u00f8"), "\u00f8");
+    EXPECT_EQ(decorated(Time()), "'<null>'");
+    EXPECT_EQ(bare(Time()), "<null>");
+    EXPECT_EQ(decorated(Byte(65)), "'A'");
+}
+
+TEST(Dumper, ShowsContainers) {
+    EXPECT_EQ(compact(std::vector<int>{1, 2}), "{1 2}");
+    EXPECT_EQ(compact(std::list<int>()), "{}");
+    EXPECT_EQ(full(std::set<int>{2, 1}), "@qor::set{\n    1\n    2\n}");
+    EXPECT_EQ(full(std::array<bool, 1>{true}), "@qor::array{\n    true\n}");
+    EXPECT_EQ(compact(std::vector<bool>{true, false}), "{true false}");
+    const std::map<String, int> map{{"a", 1}, {"b", 2}};
+    EXPECT_EQ(compact(map), "{a:1 b:2}");
+    EXPECT_EQ(full(map), "@qor::map{\n    a : 1\n    b : 2\n}");
+    EXPECT_EQ(compact(std::multimap<int, String>{{1, "x"}, {1, "y"}}), "{1:'x' 1:'y'}");
+    std::stack<int> stack;
+    stack.push(1);
+    stack.push(2);
+    EXPECT_EQ(full(stack), "@qor::stack{\n    1\n    2\n}");
+    mt::map<int, String> lockedMap;
+    lockedMap.set(1, "x");
+    EXPECT_EQ(full(lockedMap), "@qor::mt::map{\n    1 : 'x'\n}");
+    mt::set<int> lockedSet;
+    lockedSet.insert(3);
+    EXPECT_EQ(full(lockedSet), "@qor::mt::set{\n    3\n}");
+}
+
+TEST(Dumper, ClipsLongTextAndData) {
+    const std::string limit(256, 'x');
+    EXPECT_EQ(compact(limit), "'" + limit + "'");
+    EXPECT_EQ(compact(limit + "y"), "'" + limit + "<omit data up to 257>'");
+    EXPECT_EQ(compact(std::wstring(129, L'\u00f8')).size(), 2 + 256 + 21u);
+    dumper d;
+    d.write(istr(limit + "y"));
+    EXPECT_EQ(d.str(), limit + "y");
+    EXPECT_EQ(compact(Bytes(istr(limit + "y"))), "\"" + limit + "<omit data up to 257>\"");
+    const std::string hex = compact(write_hex(istr(limit + "y")));
+    EXPECT_TRUE(hex.ends_with("78 78<omit data up to 257>"));
+    const std::string table = full(hexdata(istr(limit + "y")));
+    EXPECT_TRUE(table.ends_with("\n000100: <omit data up to 101>"));
+}
+
+TEST(Dumper, ShowsBytesInHexadecimalGroups) {
+    EXPECT_EQ(compact(Bytes(istr("A\0\xFF"
+                                 "B",
+                                 4))),
+              "\"A\\x{00FF}B\"");
+    EXPECT_EQ(compact(Bytes()), "");
+    // A line feed breaks the line, but not the group.
+    dumper d(true);
+    d.level(1);
+    d << Bytes(istr("\x01\n\x02", 3));
+    EXPECT_EQ(d.str(), "\"\\x{01\n    02}\"");
+}
+
+TEST(Dumper, ShowsHexTables) {
+    const istr data("0123456789abcdef\x07", 17);
+    EXPECT_EQ(compact(hexdata(data, 3)), "30 31 32");
+    EXPECT_EQ(compact(hexdata(istr("ab"), 9)), "61 62");
+    EXPECT_EQ(full(hexdata(data)),
+              "\n        00 01 02 03 04 05 06 07 08 09 0A 0B 0C 0D 0E 0F  0123456789ABCDEF"
+              "\n-------------------------------------------------------------------------"
+              "\n000000: 30 31 32 33 34 35 36 37 38 39 61 62 63 64 65 66  0123456789abcdef"
+              "\n000010: 07                                               .");
+    std::ostringstream os;
+    os << std::hex;
+    hexdata(istr("\xAB"))(os);
+    os << 10;
+    EXPECT_EQ(os.str(), "AB10") << "the stream is back in decimal";
+}
+
+TEST(Dumper, HandsOutItsTextOnlyFromAStreamOfItsOwn) {
+    std::ostringstream os;
+    dumper d(os);
+    d << 5;
+    EXPECT_EQ(os.str(), "5");
+    try {
+        d.str();
+        FAIL();
+    } catch (const UnsupportedFunctionException& e) {
+        EXPECT_STREQ(e.msg(),
+                     "qor::UnsupportedFunctionException: qor::UnsupportedFunctionException");
+        EXPECT_STREQ(e.func(), "qor::dumper::str");
+    }
+}
+
+TEST(Dumper, TakesManipulatorsAndValuesThatApplyThemselves) {
+    dumper d;
+    d << qor::indent << namestring("n") << rawstring("r") << &dumper::nl;
+    EXPECT_EQ(d.str(), "\nn = r\n");
+    EXPECT_EQ(compact(dumper::Config()),
+              "{compact_=false lineSeparator_='\n' indentSeparator_='    ' level_=0 "
+              "eolSeparator_= beginTag_='{' endTag_='}' typeTag_='@' nvSeparator_='=' "
+              "valueSeparator_=' '}");
+    CallStack stack;
+    stack.container().push(Current("a/f.cpp", 3, "g"));
+    EXPECT_EQ(compact(stack),
+              "{_v.container()={{_v.file()='a/f.cpp' _v.line()=3 _v.func()='g' _v.prefix()=}} "
+              "_v.separator()=}");
+}
+
+}  // namespace
+}  // namespace qor

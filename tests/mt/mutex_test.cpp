@@ -1,0 +1,24 @@
+#include "qor/mt/mutex.h"
+
+#include <gtest/gtest.h>
+
+#include <thread>
+
+namespace qor {
+namespace {
+
+TEST(Mutex, TellsIfItIsTaken) {
+    const Mutex mutex;
+    bool taken = true;
+    {
+        const Guard guard(mutex);
+        std::thread([&] { taken = mutex.tryLock(); }).join();
+    }
+    EXPECT_FALSE(taken);
+    EXPECT_TRUE(mutex.tryLock());
+    mutex.unlock();
+    EXPECT_TRUE(mutex.willUnlock());
+}
+
+}  // namespace
+}  // namespace qor

@@ -1,0 +1,179 @@
+#include "qor/nbr/parser.h"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <random>
+
+#include "qor/log/log_dumper.h"
+#include "support/allocation.h"
+
+namespace qor::nbr {
+namespace {
+
+using Tree = std::unique_ptr<ValueBase>;
+
+Bytes bytes(istr hex) {
+    String digits(hex);
+    std::erase(digits, ' ');
+    return hexstr2bytes(digits);
+}
+
+String shown(const ValueBase* value) {
+    if (value == nullptr) return "null";
+    dumper d(true);
+    value->dump(d);
+    return d.str();
+}
+
+const ComplexValue& complex(const Tree& tree) {
+    return static_cast<const ComplexValue&>(*tree);
+}
+
+TEST(Parser, GetsTheLastOfEqualTagsAndListsAll) {
+    // Few and many items, in ascending, equal and mixed order.
+    for (const unsigned count : {1U, 2U, 16U, 17U, 40U, 255U}) {
+        for (const unsigned step : {0U, 1U, 7U}) {
+            SCOPED_TRACE(std::to_string(count) + " items, step " + std::to_string(step));
+            Bytes message(istr("\xFF\x01("));
+            unsigned last[256];
+            std::fill_n(last, 256, 999U);
+            for (unsigned i = 0; i < count; ++i) {
+                const unsigned tag = step == 7 ? i * 7 % 32 : i * step % 255;
+                const unsigned char item[] = {static_cast<unsigned char>(tag), 1, 1,
+                                              static_cast<unsigned char>(i)};
+                message.append(istr(item, 4UL));
+                last[tag] = i;
+            }
+            message.append(istr("\xFF\x01)"));
+            const Tree tree(parser::from(message));
+            ASSERT_EQ(complex(tree).data().size(), count);
+            EXPECT_EQ(complex(tree).end() - complex(tree).begin(), static_cast<long>(count));
+            for (unsigned tag = 0; tag < 256; ++tag) {
+                const ValueBase* value = complex(tree).get(static_cast<unsigned char>(tag));
+                unsigned got = 999;
+                if (value != nullptr) {
+                    unsigned char byte = 0;
+                    static_cast<const SimpleValue*>(value)->read(byte);
+                    got = byte;
+                }
+                EXPECT_EQ(got, last[tag]) << tag;
+            }
+        }
+    }
+}
+
+TEST(Parser, ViewsItsInputAndIgnoresWhatFollows) {
+    const Bytes message = bytes("FF 01 28 09 01 02 68 69 FF 01 29 AA BB");
+    const Tree tree(parser::from(message));
+    EXPECT_EQ(shown(tree.get()), "{[9] 68 69}");
+    const auto* leaf = static_cast<const SimpleValue*>(complex(tree).get(9));
+    EXPECT_EQ(leaf->data().data(), message.c_str() + 6);
+}
+
+TEST(Parser, FailsSoftlyWhereInputWasCutOff) {
+    // Every beginning of a message is a message.
+    const Bytes message = bytes(
+        "FF 01 28 01 01 02 2C 01 02 FF 01 28 01 F1 02 68 69 05 00 FF 01 29 03 02 03 00 61 62 63 "
+        "FF 01 29");
+    for (unsigned long size = 0; size <= message.size(); ++size) {
+        const Bytes beginning(istr(message).leftstr(size));
+        EXPECT_NO_THROW(Tree(parser::from(beginning))) << size;
+    }
+    EXPECT_EQ(shown(Tree(parser::from(message)).get()), "{[1] 2C 01 [2] {[1] 'hi'} [3] 61 62 63}");
+}
+
+TEST(Parser, ReadsATagOfFfBefore0129AsTheEnd) {
+    EXPECT_EQ(shown(Tree(parser::from(bytes("FF 01 28 FF 01 29 07 01 01 07"))).get()), "{}");
+    EXPECT_EQ(shown(Tree(parser::from(bytes("FF 01 28 FF 01 01 07 FF 01 29"))).get()),
+              "{[255] 07}");
+    // A lone FF consumes one byte, and the parse goes on behind it.
+    EXPECT_EQ(shown(Tree(parser::from(bytes("FF 01 28 05 FF 06 01 01 07 FF 01 29"))).get()),
+              "{[6] 07}");
+}
+
+struct Seek {
+    const char* hex;
+    unsigned char tag;
+    const char* outcome;
+};
+
+TEST(Parser, SeeksAnItemWithoutATree) {
+    const Seek cases[] = {
+        {"FF 01 28 01 01 01 07 02 F1 01 61 02 01 01 62 FF 01 29", 2, "'a'"},
+        {"FF 01 28 01 01 01 07 FF 01 29", 9, "null"},
+        {"FF 01 28 01 01 01 07", 1, "07"},
+        {"FF 01 28 01", 1, "null"},
+        {"FF 01 28 01 00 02 01 01 05 FF 01 29", 2, "05"},
+        {"01 01 07", 1, "null"},
+        {"", 1, "null"},
+        // The item itself must be simple.
+        {"FF 01 28 02 FF 01 28 FF 01 29 FF 01 29", 2, "null"},
+    };
+    for (const Seek& c : cases) {
+        const Bytes message = bytes(c.hex);
+        EXPECT_EQ(shown(Tree(parser::from(message, c.tag)).get()), c.outcome) << c.hex;
+    }
+    // Behind a complex value the parse is out of step.
+    const Bytes outOfStep = bytes("FF 01 28 01 FF 01 28 01 01 01 07 FF 01 29 02 01 01 05 FF 01 29");
+    EXPECT_THROW(Tree(parser::from(outOfStep, 2)), DecodeException);
+}
+
+TEST(Parser, AllocatesNoMoreThanItReturns) {
+    const Bytes message = bytes("FF 01 28 01 01 01 07 02 F1 01 61 03 FF 01 28 FF 01 29 FF 01 29");
+    const support::AllocationCounter counter;
+    const Tree seeked(parser::from(message, 2));
+    EXPECT_EQ(counter.allocations(), 1u);
+    const Tree tree(parser::from(message));
+    EXPECT_EQ(counter.allocations(), 2u) << "a usual tree is one block";
+}
+
+TEST(Parser, LeaksNothingWhenMemoryEnds) {
+    Bytes message(istr("\xFF\x01("));
+    for (int i = 0; i < 3000; ++i)
+        message.append(istr("\x05\xFF\x01(\x01\x01\x01\x07\xFF\x01)"));
+    const support::AllocationCounter counter;
+    const unsigned long failures =
+        support::failEachAllocation([&] { const Tree tree(parser::from(message)); },
+                                    [&] { ASSERT_EQ(counter.outstanding(), 0); });
+    EXPECT_GT(failures, 1u);
+}
+
+TEST(Parser, TakesAnyDepthInTheDefaultStack) {
+    constexpr unsigned kDepth = 1000000;
+    Bytes message;
+    message.resize(8 * kDepth);
+    for (unsigned i = 0; i < kDepth; ++i)
+        message.append(istr("\x02\xFF\x01("));
+    const istr outermost = istr(message).removeLeft(1);
+
+    const Tree tree(parser::from(outermost));
+    const Tree copy(std::make_unique<ComplexValue>(complex(tree)));
+    EXPECT_EQ(complex(copy).data().size(), 1u);
+    dumper d(true);
+    copy->dump(d);
+    EXPECT_EQ(d.str().size(), kDepth * 6UL - 4);
+}
+
+TEST(Parser, SurvivesRandomInput) {
+    std::mt19937 random(1);
+    const unsigned char likely[] = {0, 1, 2, 4, 0x28, 0x29, 0xF1, 0xFF, 0x7F};
+    unsigned refused = 0;
+    for (int round = 0; round < 20000; ++round) {
+        Bytes message(istr("\xFF\x01("));
+        for (auto i = random() % 40; i > 0; --i) {
+            const unsigned char byte = likely[random() % std::size(likely)];
+            message.append(istr(&byte, 1));
+        }
+        try {
+            const Tree tree(parser::from(message));
+            EXPECT_NE(shown(tree.get()), "");
+        } catch (const DecodeException&) {
+            ++refused;
+        }
+    }
+    EXPECT_GT(refused, 0u);
+}
+
+}  // namespace
+}  // namespace qor::nbr

@@ -1,0 +1,65 @@
+#include "qor/string/printf.h"
+
+#include <gtest/gtest.h>
+
+#include "qor/log/log_dumper.h"
+#include "support/allocation.h"
+
+namespace qor {
+namespace {
+
+Printf semicolon(const char* format) {
+    return Printf(format, '%', '(', ';', '!');
+}
+
+TEST(Printf, ReplacesItsTagsInOrder) {
+    const struct {
+        const char* format;
+        std::vector<const char*> texts;  // before any replacement, and after each one
+    } cases[] = {
+        {"x%a;y", {"x%a;y", "x1y", "x1y2"}},
+        {"%;%b;", {"%;%b;", "1%b;", "12", "123"}},
+        {"plain", {"plain", "plain1", "plain12"}},
+        {"a%b", {"a%b", "a1"}},
+        {"a;%(b%!;c%", {"a;%(b%!;c%", "a;1c%", "a;1c2"}},
+        {"", {"", "1", "12"}},
+        {nullptr, {"", "1"}},
+    };
+    for (const auto& c : cases) {
+        const Printf printf = semicolon(c.format);
+        for (size_t i = 0; i < c.texts.size(); ++i) {
+            if (i != 0) printf.replaceNext(std::to_string(i));
+            EXPECT_EQ(printf.str(), c.texts[i]);
+            EXPECT_EQ(printf.str(), c.texts[i]);
+        }
+        EXPECT_EQ(printf.reset().str(), c.texts[0]);
+    }
+    EXPECT_EQ(Printf("a%%b%", '%', '{', '%').replaceNext("1").str(), "a1b%");
+}
+
+TEST(Printf, IsAValueThatStaysAsItWasWhenTheHeapFails) {
+    Printf copy("");
+    {
+        const Printf original("hello %{name}, it is %{time} in a format that is on the heap");
+        copy = original;
+    }
+    copy.replaceNext("Ann");
+    const String before = copy.str();
+    EXPECT_EQ(before, "hello Ann, it is %{time} in a format that is on the heap");
+    EXPECT_GT(support::failEachAllocation([&] { copy.replaceNext(std::string(100, 'v')); },
+                                          [&] { EXPECT_EQ(copy.str(), before); }),
+              1U);
+}
+
+TEST(Printf, ShowsItself) {
+    const Printf printf = semicolon("x%a;y");
+    printf.replaceNext("1").str();
+    dumper d(true);
+    printf.dump(d);
+    EXPECT_EQ(d.str(),
+              "{format_='x%a;y' tags_={[0]='x' [1]='%a;' [2]='y'} curr_=2 tempbuf_='x1' "
+              "result_='x1y' flag_='%' left_='(' right_=';' escape_='!'}");
+}
+
+}  // namespace
+}  // namespace qor

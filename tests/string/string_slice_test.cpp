@@ -1,0 +1,106 @@
+#include "qor/string/string_slice.h"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+
+#include "qor/base/exception.h"
+#include "support/raised.h"
+
+namespace qor {
+namespace {
+
+TEST(StringSlice, DoesNotMovePastTheEnd) {
+    StringSlice s("ab");
+    EXPECT_TRUE(s.advance(2).eof());
+    EXPECT_EQ(*s, '\0');
+    char c = 'c';
+    const std::pair<std::function<void()>, const char*> moves[] = {
+        {[&] { s.advance(1); }, "qor::StringSlice::advance"},
+        {[&] { s.advance(npos); }, "qor::StringSlice::advance"},
+        {[&] { ++s; }, "qor::StringSlice::operator ++"},
+        {[&] { s >> c; }, "qor::StringSlice::operator ++"},
+    };
+    for (const auto& [move, function] : moves) {
+        EXPECT_EQ(support::raisedIn<OutOfRangeException>(move), function);
+        EXPECT_EQ(s.cursor(), 2U);
+        EXPECT_EQ(c, 'c');
+    }
+    // rewind tests the old position and not the new one; there is nothing to read behind the end.
+    s.rewind(5);
+    EXPECT_TRUE(s.next(1).empty());
+    EXPECT_TRUE(s.readUntil("b").empty());
+    EXPECT_EQ(*s, '\0');
+    EXPECT_EQ(support::raisedIn<OutOfRangeException>([&] { s.rewind(0); }),
+              "qor::StringSlice::rewind");
+}
+
+// Bytes with zeros in them, as a view of a literal.
+template <size_t N>
+istr bytes(const char (&text)[N]) {
+    return istr(text, N - 1);
+}
+
+TEST(StringSlice, FindsAText) {
+    const struct {
+        istr text;
+        unsigned long start;
+        istr sought;
+        bool found;
+        istr walked;
+        unsigned long cursor;
+    } cases[] = {
+        {"a=b=c", 2, "=", true, "b", 4},
+        {"a\r\r\nb", 0, "\r\n", true, "a\r", 4},
+        {"ab", 1, "x", false, "b", 2},
+        {"ab", 2, "b", false, "", 2},
+        // The view ends inside the text: what stands behind it must not count.
+        {istr("abcd", 3), 2, "cd", false, "c", 3},
+        {"ab", 1, "", true, "", 1},
+        {"ab", 1, istr(nullptr, 3), true, "", 1},
+        {istr(nullptr, 3), 0, "x", false, "", 0},
+        // A zero ends the comparison, but all of the text that is sought must fit.
+        {bytes("ab\0xyz"), 0, bytes("b\0?"), true, "a", 4},
+        {bytes("ab\0"), 0, bytes("b\0?"), false, bytes("ab\0"), 3},
+    };
+    for (const auto& c : cases) {
+        StringSlice reading(c.text.data(), c.text.size(), c.start);
+        StringSlice skipping = reading;
+        EXPECT_EQ(reading.match(c.sought), c.found && c.walked.empty()) << c.text << c.sought;
+        EXPECT_EQ(reading.readUntil(c.sought), c.walked) << c.text << c.sought;
+        EXPECT_EQ(skipping.skipTo(c.sought), c.found);
+        EXPECT_EQ(reading.cursor(), c.cursor);
+        EXPECT_EQ(skipping.cursor(), c.cursor);
+    }
+    EXPECT_TRUE(StringSlice("abcd", 3, 1).match("bc"));
+    EXPECT_FALSE(StringSlice("abcd", 3, 1).match("bcd"));
+    EXPECT_TRUE(StringSlice(bytes("a\0c")).match(bytes("a\0b")));
+}
+
+TEST(StringSlice, ReadsBytesAndViews) {
+    StringSlice s("abcdefgh");
+    char c = 0;
+    unsigned char u = 0;
+    Byte first, second;
+    s >> c >> u >> first >> ByteRef(second);
+    EXPECT_EQ((std::string{c, char(u), char(first.value()), char(second.value())}), "abcd");
+    EXPECT_EQ(s.next(2), istr("ef"));
+    unsigned char room[9] = {};
+    unsigned long n = sizeof room;
+    s.read(room, n);
+    EXPECT_EQ(istr(room, n), istr("gh"));
+    EXPECT_EQ(s.rewind(6).readAllLeft(), istr("gh"));
+    EXPECT_TRUE(s.eof());
+}
+
+TEST(StringSlice, ComparesWholeTexts) {
+    const char text[] = "abc";
+    // One address is enough: neither sizes nor cursors are looked at.
+    EXPECT_TRUE(StringSlice(text, 3, 1) == StringSlice(text, 2));
+    EXPECT_TRUE(StringSlice() < "");
+    EXPECT_TRUE(StringSlice("ab") < String("abc"));
+    EXPECT_TRUE(StringSlice("b") > istr("abc"));
+}
+
+}  // namespace
+}  // namespace qor

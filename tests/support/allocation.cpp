@@ -1,0 +1,89 @@
+#include "support/allocation.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdlib>
+
+namespace {
+
+// Plain thread-local words, so that the operators may run at any time in a thread's life.
+constinit thread_local unsigned long allocated = 0;
+constinit thread_local unsigned long released = 0;
+constinit thread_local unsigned long failFrom = 0;  // the count of the first failure, 0 for none
+constinit thread_local bool failed = false;
+
+void* allocate(std::size_t size, std::size_t alignment = alignof(std::max_align_t)) noexcept {
+    if (failFrom != 0 && allocated + 1 >= failFrom) {
+        failed = true;
+        return nullptr;
+    }
+    void* block = nullptr;
+    if (alignment <= alignof(std::max_align_t)) {
+        block = std::malloc(std::max<std::size_t>(size, 1));
+    } else if (posix_memalign(&block, alignment, size) != 0) {
+        return nullptr;
+    }
+    if (block != nullptr) ++allocated;
+    return block;
+}
+
+void* allocateOrThrow(std::size_t size, std::size_t alignment = alignof(std::max_align_t)) {
+    void* const block = allocate(size, alignment);
+    if (block == nullptr) throw std::bad_alloc();
+    return block;
+}
+
+void release(void* block) noexcept {
+    if (block != nullptr) ++released;
+    std::free(block);
+}
+
+}  // namespace
+
+using Alignment = std::align_val_t;
+
+// clang-format off
+void* operator new(std::size_t n) { return allocateOrThrow(n); }
+void* operator new[](std::size_t n) { return allocateOrThrow(n); }
+void* operator new(std::size_t n, Alignment a) { return allocateOrThrow(n, std::size_t(a)); }
+void* operator new[](std::size_t n, Alignment a) { return allocateOrThrow(n, std::size_t(a)); }
+void* operator new(std::size_t n, const std::nothrow_t&) noexcept { return allocate(n); }
+void* operator new[](std::size_t n, const std::nothrow_t&) noexcept { return allocate(n); }
+void operator delete(void* p) noexcept { release(p); }
+void operator delete[](void* p) noexcept { release(p); }
+void operator delete(void* p, std::size_t) noexcept { release(p); }
+void operator delete[](void* p, std::size_t) noexcept { release(p); }
+void operator delete(void* p, Alignment) noexcept { release(p); }
+void operator delete[](void* p, Alignment) noexcept { release(p); }
+void operator delete(void* p, std::size_t, Alignment) noexcept { release(p); }
+void operator delete[](void* p, std::size_t, Alignment) noexcept { release(p); }
+void operator delete(void* p, const std::nothrow_t&) noexcept { release(p); }
+void operator delete[](void* p, const std::nothrow_t&) noexcept { release(p); }
+// clang-format on
+
+namespace support {
+
+AllocationCounter::AllocationCounter() noexcept : allocations_(allocated), releases_(released) {}
+
+unsigned long AllocationCounter::allocations() const noexcept {
+    return allocated - allocations_;
+}
+
+long AllocationCounter::outstanding() const noexcept {
+    return static_cast<long>(allocations()) - static_cast<long>(released - releases_);
+}
+
+FailAllocations::FailAllocations(unsigned long n) noexcept {
+    failFrom = allocated + n;
+    failed = false;
+}
+
+FailAllocations::~FailAllocations() {
+    failFrom = 0;
+}
+
+bool FailAllocations::happened() const noexcept {
+    return failed;
+}
+
+}  // namespace support

@@ -1,0 +1,57 @@
+#ifndef QOR_TESTS_SUPPORT_ALLOCATION_H
+#define QOR_TESTS_SUPPORT_ALLOCATION_H
+
+#include <new>
+
+// The test binaries replace the global operators new and delete, in all their forms and for the
+// library too, with ones that count and that fail on demand. Both go by thread.
+
+namespace support {
+
+// What the calling thread does between the counter's construction and the question.
+class AllocationCounter {
+public:
+    AllocationCounter() noexcept;
+    unsigned long allocations() const noexcept;
+    // Allocations less releases. Blocks that one thread makes and another one frees unbalance it.
+    long outstanding() const noexcept;
+
+private:
+    unsigned long allocations_;
+    unsigned long releases_;
+};
+
+// Lets the calling thread's n-th allocation from now on fail, and every later one while the guard
+// lives. 1 is the next one. Guards do not nest.
+class FailAllocations {
+public:
+    explicit FailAllocations(unsigned long n) noexcept;
+    FailAllocations(const FailAllocations&) = delete;
+    FailAllocations& operator=(const FailAllocations&) = delete;
+    ~FailAllocations();
+    // Has one failed?
+    bool happened() const noexcept;
+};
+
+// Runs the operation again and again, each time with a later allocation failing, until it no
+// longer raises std::bad_alloc. `afterFailure` looks at the state after each failure. Returns the
+// number of failures; 0 means that nothing was allocated, or that a failure was swallowed.
+template <class Operation, class Check>
+unsigned long failEachAllocation(Operation operation, Check afterFailure) {
+    for (unsigned long n = 1;; ++n) {
+        {
+            const FailAllocations failing(n);
+            try {
+                operation();
+                return n - 1;
+            } catch (const std::bad_alloc&) {
+                if (!failing.happened()) throw;
+            }
+        }
+        afterFailure();
+    }
+}
+
+}  // namespace support
+
+#endif  // QOR_TESTS_SUPPORT_ALLOCATION_H
