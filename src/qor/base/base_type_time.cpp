@@ -24,10 +24,9 @@ long32 calendarSeconds(const Time& time) noexcept {
     return static_cast<long32>(time.toSeconds());
 }
 
-std::tm localTime(long32 seconds) {
-    const std::time_t time = seconds;
+std::tm localTime(std::time_t seconds) {
     std::tm fields{};
-    if (ACE_OS::localtime_r(&time, &fields) == nullptr) {
+    if (ACE_OS::localtime_r(&seconds, &fields) == nullptr) {
         QOR_THROW(InvalidDataException, "qor::Time::Detail::Detail");
     }
     return fields;
@@ -59,13 +58,10 @@ struct Quarter {
 constinit thread_local std::array<Quarter, 8> quarters{};
 
 Quarter readQuarter(long number, long long now) {
-    const auto offsetAt = [](long seconds) {
-        return secondsOf(localTime(static_cast<long32>(seconds))) - seconds;
-    };
-    const long first = std::max<long>(number * Quarter::kSeconds, INT32_MIN);
-    const long last = std::min<long>(first + Quarter::kSeconds - 1, INT32_MAX);
+    const auto offsetAt = [](long seconds) { return secondsOf(localTime(seconds)) - seconds; };
+    const long first = number * Quarter::kSeconds;
     const long offset = offsetAt(first);
-    return {number, now, offset, offset == offsetAt(last)};
+    return {number, now, offset, offset == offsetAt(first + Quarter::kSeconds - 1)};
 }
 
 // The offset of local time, or nothing where it is not steady. Kept for the rest of the second, so

@@ -1,0 +1,232 @@
+#include "qor/base/base_type_time.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <ctime>
+#include <functional>
+#include <random>
+#include <sstream>
+#include <thread>
+
+#include "qor/log/log_dumper.h"
+
+namespace qor {
+namespace {
+
+// Runs `body` in a thread that has not worked in any other zone yet.
+void inZone(const char* zone, const std::function<void()>& body) {
+    SCOPED_TRACE(zone);
+    ::setenv("TZ", zone, 1);
+    ::tzset();
+    std::thread(body).join();
+    ::unsetenv("TZ");
+    ::tzset();
+}
+
+const char* const kZones[] = {"UTC",
+                              "America/New_York",
+                              "Europe/London",
+                              "Asia/Kathmandu",
+                              "Pacific/Apia",
+                              "Africa/Monrovia",
+                              "Europe/Amsterdam",
+                              "Africa/Casablanca",
+                              "XXX5:07:31YYY,M3.2.0,M11.1.0"};
+
+// What the system has for the time, in the calendar format.
+std::string expected(long32 seconds, int milliSeconds) {
+    const std::time_t time = seconds;
+    std::tm fields{};
+    localtime_r(&time, &fields);
+    char text[64];
+    std::snprintf(text, sizeof text, "%04d-%02d-%02d %02d:%02d:%02d.%03d", fields.tm_year + 1900,
+                  fields.tm_mon + 1, fields.tm_mday, fields.tm_hour, fields.tm_min, fields.tm_sec,
+                  milliSeconds);
+    return text;
+}
+
+long offsetAt(long seconds) {
+    std::tm fields{};
+    localtime_r(&seconds, &fields);
+    return fields.tm_gmtoff;
+}
+
+// The seconds at which the zone changes, as far as they are six hours apart.
+std::vector<long> changes() {
+    std::vector<long> found;
+    constexpr long step = 6 * 3600;
+    for (long at = INT32_MIN; at < INT32_MAX - step; at += step) {
+        if (offsetAt(at) == offsetAt(at + step)) continue;
+        long before = at, behind = at + step;
+        while (behind - before > 1) {
+            const long middle = before + (behind - before) / 2;
+            (offsetAt(middle) == offsetAt(at) ? before : behind) = middle;
+        }
+        found.push_back(behind);
+    }
+    return found;
+}
+
+void expectCalendar(long long seconds, int milliSeconds = 0) {
+    const Time time = Time::seconds(seconds) + Time::milliSeconds(milliSeconds);
+    ASSERT_EQ(time.toFullDateTime(), expected(static_cast<long32>(seconds), milliSeconds));
+}
+
+TEST(Time, CalendarIsTheSystemsInEveryZone) {
+    for (const char* zone : kZones) {
+        inZone(zone, [] {
+            std::mt19937 random(1);
+            for (int i = 0; i < 5000; ++i) {
+                const auto seconds = static_cast<long32>(random());
+                const int rest = static_cast<int>(random() % 1000);
+                expectCalendar(seconds, seconds < 0 ? -rest : rest);
+            }
+            for (const long change : changes()) {
+                for (const long distance : {-901, -900, -1, 0, 1, 120, 899, 900})
+                    expectCalendar(change + distance);
+            }
+            // The seconds are cut to 32 bits.
+            for (const long long seconds : {INT32_MIN + 0LL, INT32_MAX + 0LL, INT32_MAX + 9LL})
+                expectCalendar(seconds);
+            expectCalendar(Time::forever().toSeconds(), 775);
+        });
+    }
+}
+
+TEST(Time, ReadsBackWhatItWrote) {
+    for (const char* zone : kZones) {
+        inZone(zone, [] {
+            for (const long long ms :
+                 {1000000000001LL, 1450000000999LL, 1440000000123LL, -5000LL}) {
+                const Time time = Time::milliSeconds(ms);
+                EXPECT_EQ(Time::fromString(time.toDateTime()), time) << time.toDateTime();
+            }
+        });
+    }
+}
+
+TEST(Time, AChangedZoneIsSeenSoon) {
+    const Time noon = Time::seconds(12 * 3600);
+    inZone("UTC", [&] {
+        ASSERT_EQ(noon.toDateTime(), "1970-01-01 12:00:00.000");
+        ::setenv("TZ", "XXX-3", 1);
+        ::tzset();
+        const auto start = std::chrono::steady_clock::now();
+        while (noon.toDateTime() != "1970-01-01 15:00:00.000") {
+            ASSERT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
+            std::this_thread::yield();
+        }
+    });
+}
+
+TEST(Time, UnsetHasATextOfItsOwn) {
+    inZone("UTC", [] {
+        EXPECT_EQ(Time().toDateTime(), "<null>");
+        EXPECT_EQ(Time().toFullDateTime(), "1970-01-01 00:00:00.000");
+        String text = "old";
+        EXPECT_EQ(Time::microSeconds(1).toDateTime(text), "1970-01-01 00:00:00.000");
+        char data[24] = "old";
+        Time::seconds(1).toDateTime(ostr(data, 24));
+        EXPECT_STREQ(data, "1970-01-01 00:00:01.000");
+        Time::seconds(1).toDateTime(ostr(data, 23));
+        EXPECT_STREQ(data, "");
+    });
+}
+
+TEST(Time, DurationsAsText) {
+    const struct {
+        long long usec;
+        const char *duration, *seconds;
+    } cases[] = {{0, "00:00:00", "0.000000"},
+                 {1500000, "00:00:01.500000", "1.500000"},
+                 {86400000000, "1d 00:00:00", "86400.000000"},
+                 {90061000002, "1d 01:01:01.000002", "90061.000002"},
+                 {-90000000, "-00:01:30", "-90.000000"},
+                 {-5250000, "-00:00:05.250000", "-5.-250000"},
+                 {-25, "-00:00:00.000025", "0.000-25"},
+                 {INT64_MIN, "-106751991d 04:00:54.775808", "-9223372036854.-775808"}};
+    for (const auto& [usec, duration, seconds] : cases) {
+        const Time time = Time::microSeconds(usec);
+        std::ostringstream os;
+        os << time;
+        EXPECT_EQ(os.str(), duration);
+        EXPECT_EQ(time.toDuration(), duration);
+        EXPECT_EQ(time.toString(), seconds);
+    }
+}
+
+TEST(Time, FormatsWithEightFields) {
+    inZone("UTC", [] {
+        const Time time = Time::microSeconds(1440584423123456);
+        EXPECT_EQ(time.format("%d/%d/%d %d:%d:%d %d %d"), "2015/8/26 10:20:23 123 456");
+        EXPECT_EQ(time.format("%064d"), "");
+        EXPECT_EQ(time.format("%063d").size(), 63U);
+        EXPECT_EQ(time.format(nullptr), "");
+    });
+}
+
+TEST(Time, ReadsFieldsAsFarAsTheyGo) {
+    inZone("UTC", [] {
+        const char* const cases[][3] = {{"2015-08-26 10:20", "", "2015-08-26 10:20:00.000"},
+                                        {"26.8.2015", "%3$d.%2$d.%1$d", "2015-08-26 00:00:00.000"},
+                                        {"2015-14-32", nullptr, "2016-03-03 00:00:00.000"}};
+        for (const auto& [text, fmt, result] : cases)
+            EXPECT_EQ(Time::fromString(text, fmt).toDateTime(), result);
+    });
+    // More than 64 characters are not looked at.
+    const Time::Detail cut(std::string(60, ' ') + "2015-08-26");
+    EXPECT_EQ(cut.year, 2015);
+    EXPECT_EQ(cut.month, 0);
+    EXPECT_EQ(Time::Detail(istr()).year, 0);
+}
+
+TEST(Time, Calculates) {
+    const Time second = Time::seconds(1);
+    EXPECT_EQ(second * 2, Time::milliSeconds(2000));
+    EXPECT_EQ(second * 2.5, Time::microSeconds(2500000));
+    EXPECT_EQ(second / 3, Time::microSeconds(333333));
+    EXPECT_EQ(second / -0.3, Time::microSeconds(-3333333));
+    EXPECT_EQ(second / Time::milliSeconds(400), 2.5);
+    Time time = second;
+    time *= 6;
+    time -= Time::milliSeconds(1);
+    EXPECT_EQ((-time).toSeconds(), -5);
+    EXPECT_EQ(time.toSecondsDouble(), 5.999);
+    const Time lowest = -Time::forever() - Time::microSeconds(1);
+    EXPECT_EQ(lowest / -1, lowest);
+    EXPECT_EQ(Time::forever() * 2.0, lowest);
+    const timeval value = Time::microSeconds(-1500000);
+    EXPECT_EQ(value.tv_sec, -1);
+    EXPECT_EQ(value.tv_usec, -500000);
+}
+
+TEST(Time, BothClocksGoOn) {
+    const Time wall = Time::seconds(std::time(nullptr));
+    EXPECT_NEAR((Time::now(0) - wall).toSecondsDouble(), 0, 5);
+    Stopwatch watch;
+    EXPECT_EQ(watch.elapsed(), Time());
+    const Time start = Time::now(1);
+    Time::milliSeconds(5).sleep();
+    EXPECT_GE(Time::now(7) - start, Time::milliSeconds(5));
+    watch.stop();
+    EXPECT_GT(watch.elapsed(), Time());
+    EXPECT_EQ(watch.elapsed(), watch.end() - watch.begin());
+}
+
+TEST(TimeCounter, DumpsItsRate) {
+    TimeCounter counter;
+    dumper d(true);
+    counter.dump(d);
+    counter.go(Time());
+    counter.dump(d);
+    EXPECT_EQ(d.str(), "{}{num=1 tps=0 cost='00:00:00'}");
+    counter.go(Time::milliSeconds(2000));
+    std::ostringstream os;
+    counter.dump(os << std::hex);
+    EXPECT_EQ(os.str(), "@qor::TimeCounter{\n    num = 2\n    tps = 1\n    cost = '00:00:02'\n}");
+}
+
+}  // namespace
+}  // namespace qor

@@ -1,0 +1,143 @@
+#include "qor/base/base_type_view.h"
+
+#include <gtest/gtest.h>
+
+#include <sstream>
+
+#include "qor/base/exception.h"
+
+namespace qor {
+namespace {
+
+TEST(View, TakesEveryKindOfSource) {
+    const std::string text = "abc";
+    const unsigned char bytes[] = "abc";
+    const struct {
+        istr view;
+        unsigned long size;
+        bool null;
+    } cases[] = {{istr(), 0, true},
+                 {istr(nullptr, -1), 0, true},
+                 {istr(nullptr, 5), 5, true},
+                 {istr("abc", 0), 0, false},
+                 {text, 3, false},
+                 {istr("abc", 0xFFFFFFFFU), 3, false},
+                 {istr("abc", ~0UL), 3, false},
+                 {istr(bytes, 2), 2, false},
+                 {istr(text.data(), text.data() + 2), 2, false},
+                 {istr(istr("abc"), 9), 3, false},
+                 {istr(istr(text), istr(text.data() + 1)), 1, false},
+                 {istr("", 1UL << 33), 0xFFFFFFFEUL, false}};
+    for (const auto& [view, size, null] : cases) {
+        EXPECT_EQ(view.size(), size);
+        EXPECT_EQ(view.is_null(), null);
+        EXPECT_EQ(view.empty(), null || size == 0);
+    }
+}
+
+// The asymmetry to the narrow view is meant.
+TEST(View, WideNullOfUnknownSizeKeepsIt) {
+    const iwstr view(nullptr, -1);
+    EXPECT_EQ(view.size(), 0xFFFFFFFFUL);
+    EXPECT_TRUE(view.empty() && std::wstring(view).empty());
+    EXPECT_EQ(view.begin(), view.end());
+}
+
+TEST(View, ComparesBytesAsUnsignedAndThenSizes) {
+    const struct {
+        istr left, right;
+        int sign;
+    } cases[] = {{istr(), "", 0},
+                 {"ab", "abc", -1},
+                 {"b", "abc", 1},
+                 {"a\xFF", "a\x01", 1},
+                 {istr(), "a", -1},
+                 {istr("a\0b", 3), istr("a\0c", 3), -1},
+                 {istr(nullptr, 5), istr(), 1},
+                 {istr(nullptr, 2), "ab", -1}};
+    for (const auto& [left, right, sign] : cases) {
+        SCOPED_TRACE(std::string(left) + "|" + std::string(right));
+        const int order = left.compare(right);
+        EXPECT_EQ((order > 0) - (order < 0), sign);
+        EXPECT_EQ(left == right, sign == 0);
+        EXPECT_EQ(left < right, sign < 0);
+        EXPECT_EQ(right<left, sign> 0);
+    }
+    EXPECT_LT(iwstr(L"ab"), iwstr(L"abc"));
+    EXPECT_NE(iwstr(L"a\x100"), iwstr(L"a\x200"));
+}
+
+TEST(View, PartsAreCutToTheView) {
+    const istr text = "abcdef";
+    EXPECT_EQ(text.substr(2, 2), "cd");
+    EXPECT_EQ(text.substr(4, 9), "ef");
+    EXPECT_EQ(text.substr(9, 1), "");
+    EXPECT_EQ(text.leftstr(9), text);
+    EXPECT_TRUE(text.rightstr(9) == text && text.rightstr(npos) == text);
+    EXPECT_EQ(iwstr(L"abc").rightstr(2), L"bc");
+    EXPECT_EQ(text.removeLeft(2), "cdef");
+    EXPECT_EQ(text.removeRight(istr("xy")), "abcd");
+    EXPECT_EQ(text.removeLeft(7).size(), 0xFFFFFFFFUL);
+    EXPECT_TRUE(text.beginWith("abc") && text.match("") && text.endWith("def"));
+    EXPECT_FALSE(text.beginWith("abcdefg") || text.endWith("xabcdef"));
+
+    istr null(nullptr, 5);
+    EXPECT_EQ(null.substr(2).data(), nullptr);
+    EXPECT_EQ(null.next(2).data(), nullptr);
+    EXPECT_EQ(null.end(), nullptr);
+    EXPECT_EQ(*null, '\0');
+}
+
+TEST(View, Trims) {
+    EXPECT_EQ(istr(" \t\r\na b \v\f").trim(), "a b");
+    EXPECT_TRUE(istr().trim().is_null());
+    EXPECT_EQ(iwstr(L" \tab ").trimLeft(), L"ab ");
+    // The byte behind the view stops it, or is one blank too many.
+    EXPECT_EQ(istr("  x", 2).trimLeft(), "");
+    try {
+        istr("   ", 2).trimLeft();
+        FAIL();
+    } catch (const OutOfRangeException& e) {
+        EXPECT_STREQ(e.func(), "qor::StringSlice::operator ++");
+    }
+}
+
+TEST(View, WalksAsACursor) {
+    istr cursor = "abcdef";
+    EXPECT_EQ(cursor.next(2), "ab");
+    EXPECT_EQ(cursor++, "cdef");
+    EXPECT_EQ(*++cursor, 'e');
+    EXPECT_EQ(cursor--, "ef");
+    cursor += 100;
+    EXPECT_TRUE(cursor.eof());
+    EXPECT_EQ(++cursor, "");
+    EXPECT_EQ(cursor - 2, "ef");
+    cursor -= 6;
+    EXPECT_EQ(cursor, "abcdef");
+    EXPECT_EQ(cursor + 4, "ef");
+    EXPECT_EQ(cursor.next(npos).size() + cursor.left(), 6UL);
+}
+
+TEST(View, IsWrittenAndFlushedUnlessEmpty) {
+    struct Flushes : std::stringbuf {
+        int sync() override { return ++count, 0; }
+        int count = 0;
+    } buffer;
+    std::ostream os(&buffer);
+    os << istr() << istr("");
+    EXPECT_EQ(buffer.count, 0);
+    os << istr("a\0b", 3);
+    EXPECT_EQ(buffer.count, 1);
+    istr("abcd", 3).dump(os << '|');
+    istr().dump(os << '|');
+    EXPECT_EQ(buffer.str(), std::string("a\0b|3, abc|0, ", 14));
+}
+
+TEST(View, CarriesACodePage) {
+    EXPECT_EQ(istr_cp("abc").codepage(), -1);
+    EXPECT_EQ(istr_cp(std::string("abc"), 1252).codepage(), 1252);
+    EXPECT_EQ(iwstr_cp(L"abc", 65001).codepage(), 65001);
+}
+
+}  // namespace
+}  // namespace qor

@@ -1,0 +1,120 @@
+#include "qor/base/exception.h"
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <cstring>
+#include <sstream>
+
+namespace qor {
+namespace {
+
+template <class T>
+std::string shown(const T& value) {
+    std::ostringstream os;
+    os << value;
+    return os.str();
+}
+
+TEST(Current, NamesFunctionAndPlace) {
+    EXPECT_EQ(shown(Current("/a/b/file.cpp", 12, "qor::f")), "qor::f(file.cpp:12)");
+    EXPECT_EQ(shown(Current("a\\b\\file.cpp", 12, "qor::f")), "qor::f(file.cpp:12)");
+    EXPECT_EQ(shown(Current("file.cpp", 12, nullptr)), "(file.cpp:12)");
+}
+
+TEST(Current, WrapsBehindAPrefix) {
+    const std::string prefix = "\n        AT: ";
+    const std::size_t room = 119 - prefix.size();
+    for (const std::size_t extra : {0U, 1U, 30U, 150U}) {
+        const std::string fits(room, 'f'), rest(extra, 'r');
+        const std::string name = fits + rest;
+        const Current frame(nullptr, 0, name.c_str());
+        const std::string blanks(extra < 118 ? 118 - extra : 0, ' ');
+        const std::string second = extra == 0 ? "" : "\n" + blanks + rest;
+        EXPECT_EQ(shown(frame.prefix(prefix.c_str())), prefix + fits + second);
+    }
+}
+
+TEST(Current, IsOrdered) {
+    const Current frames[] = {Current(), Current("a", 2, "g"), Current("a", 10, "f"),
+                              Current("a", 10, "g"), Current("b", 1, nullptr)};
+    for (const Current& left : frames) {
+        for (const Current& right : frames)
+            EXPECT_EQ(left < right, &left < &right);
+    }
+}
+
+TEST(CallStack, ShowsTheInnermostCallFirst) {
+    CallStack stack;
+    for (const char* func : {"main", "outer", "inner"})
+        stack.container().push(Current("f.cpp", 1, func));
+    EXPECT_EQ(shown(stack.separator(" < ")), "inner(f.cpp:1) < outer(f.cpp:1) < main(f.cpp:1)");
+}
+
+TEST(Exception, HasANameAndDumpsABlock) {
+    EXPECT_STREQ(Exception("f.cpp", 1, "f", nullptr, nullptr).name(), "qor::Exception");
+    EXPECT_STREQ(ToBeDoneException("f.cpp", 1, "f", "x").name(), "qor::ToBeDoneException");
+    const Exception e("src/f.cpp", 7, "qor::f", "qor::E", "");
+    EXPECT_STREQ(e.what(), "{\n EXCEPTION: qor::E \n        AT: qor::f(f.cpp:7)\nCALL STACK: \n}");
+}
+
+TEST(Exception, KeepsTheFirstTextThatItGave) {
+    struct Counting : Exception {
+        Counting() : Exception("f.cpp", 1, "f", "E", "m") {}
+        void dump(std::ostream& os) const override {
+            os << "text " << ++count;
+            if (count > 0) throw 1;
+        }
+        mutable int count = 0;
+    };
+    const Counting e;
+    EXPECT_STREQ(e.what(), "text 1");
+    EXPECT_STREQ(e.what(), "text 1");
+}
+
+TEST(Throw, NamesTheTypeAsTheSiteWroteIt) {
+    const auto message = [](auto site) -> std::string {
+        try {
+            site();
+        } catch (const Exception& e) {
+            EXPECT_STREQ(e.func(), "qor::test");
+            EXPECT_NE(std::string(e.file()).find("exception_test.cpp"), std::string::npos);
+            return e.msg();
+        }
+        return "nothing";
+    };
+    EXPECT_EQ(message([] { QOR_THROW(EmptyDataException, "qor::test"); }),
+              "EmptyDataException: EmptyDataException");
+    EXPECT_EQ(message([] { QOR_THROW(qor::EmptyDataException, "qor::test", "no data"); }),
+              "qor::EmptyDataException: no data");
+    EXPECT_EQ(message([] { QOR_THROW(DeadlockException, "qor::test"); }), "");
+}
+
+TEST(ThreadSyscallException, AddsThePlatformsText) {
+    const auto tail = [](int error) {
+        const std::string text = ThreadSyscallException("f.cpp", 1, "f", error).what();
+        return text.substr(text.find("\n}") + 2);
+    };
+    EXPECT_EQ(tail(0), "");
+    EXPECT_EQ(tail(EAGAIN), std::string(":\nthread syscall exception: ") + std::strerror(EAGAIN));
+    EXPECT_EQ(tail(99999), ":\nthread syscall exception: unknown thread error");
+}
+
+TEST(NullHandle, AbortsWhenAskedTo) {
+    EXPECT_THROW(QOR_THROW(NullHandleException, "f"), NullHandleException);
+    EXPECT_DEATH(
+        {
+            nullHandleAbort = true;
+            NullHandleException("f.cpp", 1, "f");
+        },
+        "");
+}
+
+TEST(SE_Exception, HasNoTextForCodeZero) {
+    EXPECT_STREQ(SE_Exception(0, 1, 2).what(), "");
+    EXPECT_STREQ(SE_Exception(0xC0000005U, 0x12ABUL, 0x7FFF12345678UL).what(),
+                 "SE_Exception  0xc0000005, ebp = 0x000012ab, eip = 0x7fff12345678");
+}
+
+}  // namespace
+}  // namespace qor

@@ -1,0 +1,52 @@
+#include "qor/base/library.h"
+
+#include <gtest/gtest.h>
+
+#include <iomanip>
+#include <sstream>
+
+namespace qor {
+namespace {
+
+TEST(Version, IsOrderedAndPrinted) {
+    EXPECT_TRUE(Version(1, 2) < Version(1, 3) && Version(2, 0) > Version(1, 9));
+    std::ostringstream os;
+    os << std::setfill('*') << Version(2, 5) << '|' << std::setw(3) << 1;
+    EXPECT_EQ(os.str(), "2.05|  1");
+}
+
+TEST(Banner, ShowsVersionTimesAndSettings) {
+    std::ostringstream os;
+    os << show_version();
+    std::string shown;
+    std::istringstream lines(os.str());
+    for (std::string line; std::getline(lines, line);) {
+        const std::size_t time = line.find("time = ");
+        if (time != std::string::npos) {
+            EXPECT_GE(line.size(), time + 20 + 7);
+            line.erase(time + 7);
+        }
+        if (line != "\tNDEBUG") shown += line + '\n';
+    }
+    EXPECT_EQ(shown,
+              "QOR(Quick Object Runtime) version 2.0.5-00[20150826]\n\nCurrent time = \n"
+              "Compile time = \nCompile options:\n\t_QOR_UNIT_TEST OFF\n\t_QOR_DEBUG OFF\n"
+              "\t_QOR_TRACE OFF\n\t_QOR_TRACE_LOG OFF\n\t_QOR_MEMLEAKCHECK OFF\n"
+              "\t_QOR_ASSERT OFF\n\t_QOR_ASSERT_ABORT OFF\n\t_QOR_BREAK_ON_EXCEPTION OFF\n"
+              "\t_QOR_THROW_REALLY = 1\n");
+}
+
+// In a process of its own, since what is closed stays closed.
+TEST(Library, ClosesForGood) {
+    EXPECT_EXIT(
+        {
+            const bool before = System::closing();
+            { const InitFini bracket("test", false, 0); }
+            startup("test", false, 0);
+            std::exit(!before && System::closing() ? 0 : 1);
+        },
+        testing::ExitedWithCode(0), "");
+}
+
+}  // namespace
+}  // namespace qor
