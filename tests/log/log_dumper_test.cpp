@@ -95,7 +95,7 @@ TEST(Dumper, KeepsOneSlotForTheFirstFlag) {
     // What the innermost scope saved is what counts after two scopes have closed.
     dumper d(true);
     d.enter().indent().raw("a").enter().indent().raw("b").leave().leave().indent().raw("c");
-    EXPECT_EQ(d.str(), "{a{b}}c");
+    EXPECT_EQ(d.str(), "{a{b}} c");
 }
 
 TEST(Dumper, TakesItsLayoutFromTheConfiguration) {
