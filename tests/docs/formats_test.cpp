@@ -8,8 +8,8 @@
 
 #include "qor/base/base_type_convert.h"
 #include "qor/log/log_dumper.h"
-#include "qor/nbr/parser.h"
 #include "qor/nbr/binding.h"
+#include "qor/nbr/parser.h"
 #include "qor/util/BinaryInStream.h"
 #include "qor/util/BinaryOutStream.h"
 
