@@ -32,8 +32,8 @@ public:
 
     // Positions and lengths beyond the view are cut to it.
     constexpr Self substr(unsigned long pos, unsigned long n = npos) const noexcept {
-        const ulong32 start = std::min(cutSize(pos), size_);
-        return part(start, std::min(cutSize(n), size_ - start));
+        const unsigned long start = std::min<unsigned long>(pos, size_);
+        return part(start, static_cast<ulong32>(std::min(n, size_ - start)));
     }
     constexpr Self leftstr(unsigned long n) const noexcept { return substr(0, n); }
     constexpr Self rightstr(unsigned long n) const noexcept {
@@ -252,7 +252,10 @@ constexpr istr& istr::advance(long n) noexcept {
 }
 
 constexpr istr& istr::operator++() noexcept {
-    return empty() ? *this : advance(1);
+    if (empty()) return *this;
+    ++ptr_;
+    --size_;
+    return *this;
 }
 
 constexpr istr istr::operator++(int) noexcept {
