@@ -19,7 +19,7 @@ class view_base {
 public:
     // Null is a view of nothing anywhere, empty one of no characters; null views are empty too.
     constexpr bool is_null() const noexcept { return ptr_ == nullptr; }
-    constexpr bool empty() const noexcept { return ptr_ == nullptr || size_ == 0; }
+    constexpr bool empty() const noexcept { return size_ == 0 || ptr_ == nullptr; }
 
     constexpr unsigned long size() const noexcept { return size_; }
     constexpr const Char* data() const noexcept { return ptr_; }
