@@ -1,6 +1,7 @@
 #include <benchmark/benchmark.h>
 
 #include <array>
+#include <cstdio>
 #include <cstring>
 #include <random>
 #include <string>
@@ -8,6 +9,7 @@
 #include <vector>
 
 #include "qor/base/base_type_convert.h"
+#include "qor/base/base_type_time.h"
 
 #ifdef QOR_BENCH_ICONV
 #include <iconv.h>
@@ -270,5 +272,34 @@ void ViewWalk_std(benchmark::State& state) {
 
 BENCHMARK(ViewWalk_qor);
 BENCHMARK(ViewWalk_std);
+
+// A point in time as calendar text, against formatting fields that somebody else has broken down.
+
+void CalendarText_qor(benchmark::State& state) {
+    qor::Time time = qor::Time::now();
+    char text[64];
+    for (auto _ : state) {
+        time += qor::Time::milliSeconds(1);
+        time.toDateTime(qor::ostr(text, sizeof text));
+        benchmark::DoNotOptimize(text);
+    }
+}
+
+void CalendarText_snprintf(benchmark::State& state) {
+    qor::Time::Detail t = qor::Time::now().toDetail();
+    char text[64];
+    for (auto _ : state) {
+        t.milliSecond = (t.milliSecond + 1) % 1000;
+        benchmark::DoNotOptimize(t);
+        std::snprintf(text, sizeof text, "%04d-%02d-%02d %02d:%02d:%02d.%03d", t.year, t.month,
+                      t.day, t.hour, t.minute, t.second, t.milliSecond);
+        benchmark::DoNotOptimize(text);
+    }
+}
+
+BENCHMARK(CalendarText_qor);
+BENCHMARK(CalendarText_snprintf);
+// Many threads do not queue for the time zone.
+BENCHMARK(CalendarText_qor)->Threads(4);
 
 }  // namespace
