@@ -31,8 +31,8 @@ public:
     static void destroy() noexcept {
         T* const object = take();
         if (object == nullptr) return;
-        static const char* const func = memberName<T>("qor::CreateByAllocate", "destroy");
-        blockReleased(blockOf(object), __FILE__, __LINE__, func);
+        static const std::string& func = memberName<T>("qor::CreateByAllocate", "destroy");
+        blockReleased(blockOf(object), __FILE__, __LINE__, func.c_str());
         delete object;
     }
 
@@ -45,10 +45,10 @@ private:
         const Guard guard(mutex());
         T* object = instance_.load(std::memory_order_relaxed);
         if (object != nullptr) return object;
-        static const char* const func = memberName<T>("qor::CreateByAllocate", "create");
-        object = new (__FILE__, __LINE__, func) T();
+        static const std::string& func = memberName<T>("qor::CreateByAllocate", "create");
+        object = new (__FILE__, __LINE__, func.c_str()) T();
         try {
-            blockAllocated(object, __FILE__, __LINE__, func);
+            blockAllocated(object, __FILE__, __LINE__, func.c_str());
         } catch (...) {
             delete object;
             throw;
