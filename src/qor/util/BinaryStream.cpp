@@ -7,7 +7,7 @@ namespace qor {
 void BinaryStream::encrypt(ostr buffer) noexcept {
     const istr room = buffer;
     for (unsigned long i = 0; i < room.size(); ++i) {
-        buffer[i] = static_cast<char>(buffer[i] ^ ~i);
+        buffer[i] = static_cast<char>(static_cast<unsigned char>(buffer[i]) ^ ~i);
     }
 }
 
