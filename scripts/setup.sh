@@ -10,7 +10,7 @@ build) wanted="$build" ;;
 test) wanted="$test" ;;
 check) wanted="$test clang-format" ;;
 bench) wanted="$build libbenchmark-dev libprotobuf-dev protobuf-compiler libmsgpack-cxx-dev libboost-dev" ;;
-fuzz) wanted="$build clang libclang-rt-14-dev" ;;
+fuzz) wanted="$build clang libclang-rt-14-dev llvm" ;;
 *)
     echo "usage: setup.sh build|test|check|bench|fuzz" >&2
     exit 2
