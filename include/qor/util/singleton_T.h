@@ -31,8 +31,7 @@ public:
     static void destroy() noexcept {
         T* const object = take();
         if (object == nullptr) return;
-        static const char* const func = memberName<T>("qor::CreateByAllocate", "destroy");
-        blockReleased(blockOf(object), __FILE__, __LINE__, func);
+        blockReleased(blockOf(object), __FILE__, __LINE__, destroyName());
         delete object;
     }
 
@@ -46,6 +45,7 @@ private:
         T* object = instance_.load(std::memory_order_relaxed);
         if (object != nullptr) return object;
         static const char* const func = memberName<T>("qor::CreateByAllocate", "create");
+        destroyName();
         object = new (__FILE__, __LINE__, func) T();
         try {
             blockAllocated(object, __FILE__, __LINE__, func);
@@ -55,6 +55,12 @@ private:
         }
         instance_.store(object, std::memory_order_release);
         return object;
+    }
+
+    // First asked for when an object is made, so that destroying it allocates nothing.
+    static const char* destroyName() {
+        static const char* const func = memberName<T>("qor::CreateByAllocate", "destroy");
+        return func;
     }
 
     // Never destroyed: static destructors may still ask for the object.
