@@ -61,6 +61,9 @@ concept SequenceContainer = !MapContainer<C> && !SetContainer<C> && !requires {
     c.begin();
 };
 
+template <class C>
+concept Container = MapContainer<C> || SetContainer<C> || SequenceContainer<C>;
+
 // A value that is there or not, as qor::Optional.
 template <class T>
 concept OptionalValue = requires(T& t) {
