@@ -315,12 +315,6 @@ requires(!DumpsItself<T>) dumper& operator<<(dumper& d, const T& object) {
 QOR_API dumper& operator<<(dumper& d, const Current& frame);
 QOR_API dumper& operator<<(dumper& d, const CallStack& stack);
 
-// An optional value that is not set shows as nothing.
-template <OptionalValue T>
-requires(!DumpsItself<T>) dumper& operator<<(dumper& d, const T& optional) {
-    return optional.isSet() ? d << optional.value() : d;
-}
-
 // A part of something larger.
 template <class T>
 dumper& dumpPart(dumper& d, const T& part) {
@@ -331,6 +325,12 @@ dumper& dumpPart(dumper& d, const T& part) {
                       "a dumper cannot show this type: it has neither dump(dumper&) "
                       "nor a codec nor an operator<< for dumpers");
     }
+}
+
+// An optional value that is not set shows as nothing.
+template <OptionalValue T>
+requires(!DumpsItself<T>) dumper& operator<<(dumper& d, const T& optional) {
+    return optional.isSet() ? dumpPart(d, optional.value()) : d;
 }
 
 // A field of a codec, shown under its name. An optional value that is not set is left out.
