@@ -12,6 +12,7 @@
 #include "qor/nbr/parser.h"
 #include "qor/util/BinaryInStream.h"
 #include "qor/util/BinaryOutStream.h"
+#include "support/hex.h"
 
 namespace qor {
 namespace {
@@ -54,9 +55,7 @@ String unquoted(String cell) {
 }
 
 Bytes bytesOf(const String& cell) {
-    String digits = unquoted(cell);
-    std::erase(digits, ' ');
-    return hexstr2bytes(digits);
+    return support::bytes(unquoted(cell));
 }
 
 String hexOf(istr bytes) {

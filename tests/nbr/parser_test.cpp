@@ -7,17 +7,13 @@
 
 #include "qor/log/log_dumper.h"
 #include "support/allocation.h"
+#include "support/hex.h"
 
 namespace qor::nbr {
 namespace {
 
+using support::bytes;
 using Tree = std::unique_ptr<ValueBase>;
-
-Bytes bytes(istr hex) {
-    String digits(hex);
-    std::erase(digits, ' ');
-    return hexstr2bytes(digits);
-}
 
 String shown(const ValueBase* value) {
     if (value == nullptr) return "null";
