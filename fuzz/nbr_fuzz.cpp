@@ -19,7 +19,8 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t siz
         }
     } catch (const nbr::DecodeException&) {
     }
-    for (const unsigned char tag : "\x00\x01\x02\xFF") {
+    constexpr unsigned char kTags[] = {0, 1, 2, 255};
+    for (const unsigned char tag : kTags) {
         try {
             const std::unique_ptr<nbr::ValueBase> value(nbr::parser::from(input, tag));
             if (value != nullptr && !value->simple()) __builtin_trap();

@@ -76,7 +76,7 @@ public:
     unsigned char& operator[](unsigned long i) noexcept { return data_[i]; }
     const unsigned char& operator[](unsigned long i) const noexcept { return data_[i]; }
 
-    operator istr() const noexcept { return istr(c_str(), size_); }
+    operator istr() const noexcept { return std::string_view(c_str(), size_); }
     // The whole capacity.
     operator ostr() noexcept { return ostr(data_, capacity_); }
 

@@ -10,14 +10,17 @@
 // Conversions between the three encodings that the library knows by name: "ansi" (a code page
 // given by its number, 65001 being UTF-8 and -1 the configured one), UTF-8, and wide.
 //
-// No conversion reports a failure. An unknown code page gives empty text; malformed input becomes
-// U+FFFD, or "?" in a page that lacks it. Text ends at its first zero, except where the two sides
-// have the same encoding: then the bytes are passed on as they stand, with nothing validated.
+// No conversion reports a failure. An unknown code page gives empty text. Malformed input becomes
+// U+FFFD, in UTF-8 once for each part that could still have become a sequence; what a page lacks
+// becomes "?" there. Text ends at its first zero, except where the two sides have the same
+// encoding: then it is passed on as it stands, with nothing validated.
 //
-// The output argument may own the memory that the source views.
+// The output argument may own the memory that the source views. When memory runs out it stays as it
+// was. Any number of threads may convert at the same time.
 
 namespace qor {
 
+// Never null: a null pointer gives empty text.
 QOR_API AutoPtr<char> to_str(const char* text);
 QOR_API AutoPtr<char> to_str(const wchar_t* text, long codepage = -1);
 QOR_API AutoPtr<wchar_t> to_wstr(const char* text, long codepage = -1);
@@ -32,7 +35,8 @@ QOR_API void utf8ToAnsi(const istr& text, String& out, long codepage = -1);
 QOR_API void utf8ToWstring(const istr& text, std::wstring& out);
 QOR_API void ansiToWstring(const istr& text, std::wstring& out, long codepage = -1);
 QOR_API void wstringToAnsi(const iwstr& text, String& out, long codepage = -1);
-// The numbers are compared as given: -1 and the number that it stands for are different.
+// Whether the two encodings are the same is told by the numbers as given: -1 and the number that it
+// stands for are different, and text between them is converted.
 QOR_API void ansiToAnsi(const istr& text, long from, String& out, long to);
 QOR_API void ansiToUtf8(const istr& text, Bytes& out, long codepage = -1);
 QOR_API void wstringToUtf8(const iwstr& text, Bytes& out);

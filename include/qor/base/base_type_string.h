@@ -87,7 +87,7 @@ public:
         return istr(left) <=> istr(right);
     }
 
-    operator istr() const noexcept { return istr(data(), size()); }
+    operator istr() const noexcept { return std::string_view(*this); }
     operator std::wstring() const;
     // The object's address, null when the text is empty: for `if (text)`.
     operator void*() const noexcept { return empty() ? nullptr : const_cast<String*>(this); }

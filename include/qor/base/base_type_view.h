@@ -19,7 +19,7 @@ class view_base {
 public:
     // Null is a view of nothing anywhere, empty one of no characters; null views are empty too.
     constexpr bool is_null() const noexcept { return ptr_ == nullptr; }
-    constexpr bool empty() const noexcept { return ptr_ == nullptr || size_ == 0; }
+    constexpr bool empty() const noexcept { return size_ == 0 || ptr_ == nullptr; }
 
     constexpr unsigned long size() const noexcept { return size_; }
     constexpr const Char* data() const noexcept { return ptr_; }
@@ -32,8 +32,8 @@ public:
 
     // Positions and lengths beyond the view are cut to it.
     constexpr Self substr(unsigned long pos, unsigned long n = npos) const noexcept {
-        const ulong32 start = std::min(cutSize(pos), size_);
-        return part(start, std::min(cutSize(n), size_ - start));
+        const unsigned long start = std::min<unsigned long>(pos, size_);
+        return part(start, static_cast<ulong32>(std::min(n, size_ - start)));
     }
     constexpr Self leftstr(unsigned long n) const noexcept { return substr(0, n); }
     constexpr Self rightstr(unsigned long n) const noexcept {
@@ -252,7 +252,10 @@ constexpr istr& istr::advance(long n) noexcept {
 }
 
 constexpr istr& istr::operator++() noexcept {
-    return empty() ? *this : advance(1);
+    if (empty()) return *this;
+    ++ptr_;
+    --size_;
+    return *this;
 }
 
 constexpr istr istr::operator++(int) noexcept {

@@ -156,7 +156,7 @@ public:
 
     // The content, from the start.
     String str() const { return String(istr(*this)); }
-    operator istr() const noexcept { return istr(data_, psize_); }
+    operator istr() const noexcept { return std::string_view(data_, psize_); }
     // The whole capacity.
     operator ostr() noexcept { return ostr(data_, max_size_); }
     // A cursor over the whole capacity, at the put position. Moving it moves nothing here.

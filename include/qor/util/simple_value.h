@@ -67,6 +67,11 @@ inline char* store(char* to, WireNumber number) noexcept {
 }
 inline char* store(char* to, const WireData& value) noexcept {
     const auto size = static_cast<ulong32>(value.data.size());
+    if (size < 128) [[likely]] {
+        to[0] = static_cast<char>(value.mark | 1);
+        to[1] = static_cast<char>(size);
+        return copy(to + 2, value.data.data(), size);
+    }
     const unsigned count = BinaryStream::byteCount(size, sizeof size);
     to[0] = static_cast<char>(value.mark | count);
     std::memcpy(to + 1, &size, sizeof size);

@@ -27,7 +27,7 @@ public:
     template <class T, class... Args>
     T* make(Args&&... args) {
         static_assert(alignof(T) <= kUnit);
-        return ::new (take(sizeof(T))) T(std::forward<Args>(args)...);
+        return ::new (take(sizeof(T))) T{std::forward<Args>(args)...};
     }
     // An inner node.
     ComplexValue* makeComplex() {

@@ -1,0 +1,184 @@
+#include "platform/codepage.h"
+
+#include <iconv.h>
+#include <langinfo.h>
+#include <locale.h>
+
+#include <cerrno>
+#include <string>
+
+#include "platform/utf8.h"
+
+namespace qor::platform {
+
+namespace {
+
+constexpr long utf8Page = 65001;
+
+// Pages whose number is no part of their name.
+struct NamedPage {
+    long page;
+    const char* name;
+};
+constexpr NamedPage namedPages[] = {
+    {10000, "MACINTOSH"}, {20127, "US-ASCII"}, {20866, "KOI8-R"},
+    {20932, "EUC-JP"},    {21866, "KOI8-U"},   {51932, "EUC-JP"},
+    {51936, "EUC-CN"},    {51949, "EUC-KR"},   {54936, "GB18030"},
+};
+constexpr long isoPages = 28590;  // and the part of ISO 8859
+
+// The locale of the environment, whether or not the program has chosen it. One that is not there,
+// and the C locale, whose characters are ASCII, are taken for UTF-8.
+std::string systemPageName() {
+    const locale_t locale = newlocale(LC_CTYPE_MASK, "", locale_t());
+    if (locale == locale_t()) return "UTF-8";
+    const std::string name = nl_langinfo_l(CODESET, locale);
+    freelocale(locale);
+    return name == "ANSI_X3.4-1968" ? "UTF-8" : name;
+}
+
+// As iconv knows it, empty for a page that has no number here.
+std::string pageName(long page) {
+    if (page == utf8Page) return "UTF-8";
+    if (page == 0) {
+        // Never destroyed: the destructors of other statics may still convert.
+        static const std::string& name = *new std::string(systemPageName());
+        return name;
+    }
+    if (page < 0) return {};
+    for (const NamedPage& named : namedPages) {
+        if (named.page == page) return named.name;
+    }
+    if (page > isoPages && page <= isoPages + 16) {
+        return "ISO-8859-" + std::to_string(page - isoPages);
+    }
+    const std::string number = std::to_string(page);
+    return "CP" + std::string(number.size() < 3 ? 3 - number.size() : 0, '0') + number;
+}
+
+// One conversion by iconv into a given room. Its operations give 0 or an error number, of which
+// E2BIG means that the room has ended.
+template <class Source, class Target>
+class Conversion {
+public:
+    Conversion(const char* from, const char* to, std::basic_string_view<Source> text, Target* out,
+               std::size_t room)
+        : descriptor_(iconv_open(to, from)),
+          in_(const_cast<char*>(reinterpret_cast<const char*>(text.data()))),
+          inLeft_(text.size() * sizeof(Source)),
+          out_(reinterpret_cast<char*>(out)),
+          outLeft_(room * sizeof(Target)),
+          outBegin_(out_) {}
+    Conversion(const Conversion&) = delete;
+    Conversion& operator=(const Conversion&) = delete;
+    ~Conversion() {
+        if (known()) iconv_close(descriptor_);
+    }
+
+    bool known() const { return descriptor_ != reinterpret_cast<iconv_t>(-1); }
+    std::size_t left() const { return inLeft_ / sizeof(Source); }
+    Source front() const { return *reinterpret_cast<const Source*>(in_); }
+    long written() const { return (out_ - outBegin_) / static_cast<long>(sizeof(Target)); }
+
+    // Converts the next n places of the text, or as many as stand before the error.
+    int convert(std::size_t n) {
+        std::size_t size = n * sizeof(Source);
+        inLeft_ -= size;
+        const int error = run(&in_, &size);
+        inLeft_ += size;
+        return error;
+    }
+    // Converts a character that is not in the text. That nothing comes of it is an error too.
+    int insert(Source c) {
+        char* in = reinterpret_cast<char*>(&c);
+        std::size_t size = sizeof c;
+        const char* const before = out_;
+        const int error = run(&in, &size);
+        return error == 0 && out_ == before ? EILSEQ : error;
+    }
+    // Writes what iconv holds back because it might have belonged to what follows.
+    int flush() { return run(nullptr, nullptr); }
+    bool put(Target c) {
+        if (outLeft_ < sizeof c) return false;
+        *reinterpret_cast<Target*>(out_) = c;
+        out_ += sizeof c;
+        outLeft_ -= sizeof c;
+        return true;
+    }
+    void skip() {
+        in_ += sizeof(Source);
+        inLeft_ -= sizeof(Source);
+    }
+
+private:
+    int run(char** in, std::size_t* size) {
+        const std::size_t failed = static_cast<std::size_t>(-1);
+        return iconv(descriptor_, in, size, &out_, &outLeft_) == failed ? errno : 0;
+    }
+
+    iconv_t descriptor_;
+    char* in_;
+    std::size_t inLeft_;
+    char* out_;
+    std::size_t outLeft_;
+    char* outBegin_;
+};
+
+long decode(const std::string& page, std::string_view text, wchar_t* out, std::size_t room) {
+    Conversion<char, wchar_t> conversion(page.c_str(), "WCHAR_T", text, out, room);
+    if (!conversion.known()) return -1;
+    for (;;) {
+        const int error = conversion.convert(conversion.left());
+        if (conversion.flush() != 0 || error == 0 || error == E2BIG) break;
+        if (!conversion.put(replacementCharacter)) break;
+        // A sequence that the end of the text cuts is one character; of any other malformed one it
+        // is not known how long it is.
+        if (error == EINVAL) break;
+        conversion.skip();
+    }
+    return conversion.written();
+}
+
+// iconv drops tag characters without an error, so they go to it one by one.
+std::size_t nextTag(std::wstring_view text, std::size_t place) {
+    while (place < text.size() && text[place] >> 7 != 0xE0000 >> 7)
+        ++place;
+    return place;
+}
+
+long encode(const std::string& page, std::wstring_view text, char* out, std::size_t room) {
+    Conversion<wchar_t, char> conversion("WCHAR_T", page.c_str(), text, out, room);
+    if (!conversion.known()) return -1;
+    std::size_t tag = 0;
+    while (conversion.left() != 0) {
+        const std::size_t place = text.size() - conversion.left();
+        if (place >= tag) tag = nextTag(text, place);
+        int error = conversion.convert(tag - place);
+        if (error != 0 && error != EILSEQ) break;
+        if (conversion.left() == 0) break;
+        error = conversion.insert(characterOf(conversion.front()));
+        if (error == EILSEQ) error = conversion.insert(L'?');
+        if (error != 0) break;
+        conversion.skip();
+    }
+    conversion.flush();
+    return conversion.written();
+}
+
+}  // namespace
+
+long codepageToWide(long page, std::string_view text, wchar_t* out, std::size_t room) {
+    const std::string name = pageName(page);
+    if (name.empty()) return -1;
+    if (name == "UTF-8") return static_cast<long>(utf8ToWide(text, out, room).written);
+    return decode(name, text, out, room);
+}
+
+long wideToCodepage(long page, std::wstring_view text, char* out, std::size_t room) {
+    const std::string name = pageName(page);
+    if (name.empty()) return -1;
+    if (name == "UTF-8") return static_cast<long>(wideToUtf8(text, out, room).written);
+    return encode(name, text, out, room);
+}
+
+}  // namespace qor::platform
