@@ -4,7 +4,8 @@ cmake_minimum_required(VERSION 3.25)
 
 set(revision "unknown")
 find_program(GIT git)
-if(GIT)
+# Unpacked sources may lie inside a repository that is not theirs.
+if(GIT AND EXISTS ${SOURCE_DIR}/.git)
   execute_process(COMMAND ${GIT} -C ${SOURCE_DIR} rev-parse --short=12 HEAD
                   OUTPUT_VARIABLE output RESULT_VARIABLE status ERROR_QUIET
                   OUTPUT_STRIP_TRAILING_WHITESPACE)

@@ -54,7 +54,8 @@ Contact readContact(const qor::String& line) {
     ++column;
     if (!column->empty()) contact.married = qor::Time::fromString(*column);
     ++column;
-    for (const qor::String& label : split(*column++, ";")) contact.labels.insert(label);
+    for (const qor::String& label : split(*column++, ";"))
+        contact.labels.insert(label);
     for (const qor::String& phone : split(*column++, ";")) {
         contact.phones.push_back(readPhone(phone));
     }
@@ -101,8 +102,8 @@ void run(const char* textPath, const char* nbrPath) {
     qor::nbr::decode(qor::istr(readFile(nbrPath)), again);
     if (!(again == book)) throw std::runtime_error("the book has changed on its way");
 
-    std::cout << book.contacts.size() << " contacts from " << textPath << ", "
-              << out.str().size() << " bytes in " << nbrPath << ", the same when read back\n";
+    std::cout << book.contacts.size() << " contacts from " << textPath << ", " << out.str().size()
+              << " bytes in " << nbrPath << ", the same when read back\n";
     if (book.contacts.empty()) return;
     show(again.contacts.front(), false);
     show(again.contacts.front(), true);

@@ -24,9 +24,8 @@ std::string readFile(const char* path) {
 
 // nbr has a byte that is neither a digit nor a blank at its start.
 bool isHexText(const std::string& content) {
-    return std::all_of(content.begin(), content.end(), [](char c) {
-        return qor::CharIsXdigit(c) || qor::CharIsSpace(c);
-    });
+    return std::all_of(content.begin(), content.end(),
+                       [](char c) { return qor::CharIsXdigit(c) || qor::CharIsSpace(c); });
 }
 
 qor::Bytes bytesOf(const std::string& content) {

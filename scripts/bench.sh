@@ -11,5 +11,5 @@ for bench in build/bench/bench/qor_*_bench; do
     echo "== $(basename "$bench")"
     "$bench" --benchmark_filter="${1:-.}" --benchmark_repetitions=7 \
         --benchmark_min_time=0.1 --benchmark_enable_random_interleaving=true \
-        --benchmark_report_aggregates_only=true | grep -v -E '_(mean|stddev|cv) '
+        --benchmark_report_aggregates_only=true | sed -E '/_(mean|stddev|cv) /d'
 done

@@ -6,7 +6,8 @@ cd "$(dirname "$0")/.."
 
 scripts/setup.sh check
 echo "check: format"
-git ls-files '*.h' '*.cpp' | xargs clang-format --dry-run -Werror
+find bench examples fuzz include src tests utility \( -name '*.h' -o -name '*.cpp' \) -print0 |
+    xargs -0 clang-format --dry-run -Werror
 
 echo "check: warnings are errors, and the tests under sanitizers"
 cmake --preset asan -DQOR_WERROR=ON >/dev/null

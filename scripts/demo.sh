@@ -24,7 +24,9 @@ cat examples/data/message.hex
 
 echo
 echo "== inspect: bytes that are no nbr"
-if "$bin/inspect" examples/data/malformed.hex; then
-    echo "demo: inspect took malformed input" >&2
+status=0
+"$bin/inspect" examples/data/malformed.hex || status=$?
+if [ "$status" != 1 ]; then
+    echo "demo: inspect ended with $status where 1 refuses the input" >&2
     exit 1
 fi

@@ -4,12 +4,13 @@
 set -euo pipefail
 
 build="g++ cmake ninja-build ccache libace-dev"
+test="$build libgtest-dev pkg-config tzdata"
 case "${1:-}" in
 build) wanted="$build" ;;
-test) wanted="$build libgtest-dev pkg-config" ;;
-check) wanted="$build libgtest-dev pkg-config clang-format" ;;
+test) wanted="$test" ;;
+check) wanted="$test clang-format" ;;
 bench) wanted="$build libbenchmark-dev libprotobuf-dev protobuf-compiler libmsgpack-cxx-dev libboost-dev" ;;
-fuzz) wanted="$build clang libclang-rt-14-dev" ;;
+fuzz) wanted="$build clang libclang-rt-14-dev llvm" ;;
 *)
     echo "usage: setup.sh build|test|check|bench|fuzz" >&2
     exit 2
@@ -32,5 +33,7 @@ as_root() {
 
 echo "setup: installing$missing"
 as_root apt-get update -qq
+# Without a terminal of its own dpkg tells what fails on the error output, which stays.
 # shellcheck disable=SC2086  # one word for each package
-as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends $missing
+as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends \
+    -o Dpkg::Use-Pty=0 $missing >/dev/null

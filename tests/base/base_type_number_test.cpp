@@ -94,8 +94,10 @@ TEST(Number, IsReadAsAStreamReadsRandomText) {
 template <class T>
 void expectWrittenTheSame(T value) {
     String text = "=";
+    std::string expected = text;
     formatNumber(value, text);
-    EXPECT_EQ(text, "=" + written(value));
+    expected += written(value);
+    EXPECT_EQ(text, expected);
 }
 
 TEST(Number, IsWrittenAsAStreamWritesIt) {
