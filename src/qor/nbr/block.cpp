@@ -15,7 +15,7 @@ struct alignas(std::max_align_t) Header {
     std::size_t size;  // of the block without its header
 };
 
-// What a thread keeps: from the size of a small tree's block to this much.
+// The sizes of the blocks that a thread keeps, from that of a small tree.
 constexpr std::size_t kLeastKept = 512;
 constexpr std::size_t kMostKept = 64 * 1024;
 
