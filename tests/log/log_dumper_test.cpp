@@ -2,7 +2,12 @@
 
 #include <gtest/gtest.h>
 
-#include <functional>
+#include <deque>
+#include <list>
+#include <map>
+#include <set>
+#include <unordered_map>
+#include <vector>
 
 #include "qor/util/optional.h"
 
@@ -151,7 +156,11 @@ TEST(Dumper, ShowsContainers) {
     const std::map<String, int> map{{"a", 1}, {"b", 2}};
     EXPECT_EQ(compact(map), "{a:1 b:2}");
     EXPECT_EQ(full(map), "@qor::map{\n    a : 1\n    b : 2\n}");
-    EXPECT_EQ(compact(std::multimap<int, String>{{1, "x"}, {1, "y"}}), "{1:'x' 1:'y'}");
+    EXPECT_EQ(full(std::multimap<int, String>{{1, "x"}}), "@qor::multimap{\n    1 : 'x'\n}");
+    EXPECT_EQ(full(std::unordered_map<int, Optional<Long>>{{1, {}}}), "@qor::map{\n    1 : \n}");
+    EXPECT_EQ(full(std::list<int>{1}), "@qor::list{\n    1\n}");
+    EXPECT_EQ(full(std::deque<int>{1}), "@qor::list{\n    1\n}");
+    EXPECT_EQ(full(std::multiset<int>{1, 1}), "@qor::set{\n    1\n    1\n}");
     std::stack<int> stack;
     stack.push(1);
     stack.push(2);
@@ -162,6 +171,14 @@ TEST(Dumper, ShowsContainers) {
     mt::set<int> lockedSet;
     lockedSet.insert(3);
     EXPECT_EQ(full(lockedSet), "@qor::mt::set{\n    3\n}");
+}
+
+TEST(Dumper, TakesNullForNoTextWhateverItsSize) {
+    const istr null(static_cast<const char*>(nullptr), 300);
+    dumper d;
+    d.write(null) << null << write_hex(null);
+    EXPECT_EQ(d.str(), "");
+    EXPECT_TRUE(full(hexdata(null)).ends_with("--\n000100: <omit data up to 12C>"));
 }
 
 TEST(Dumper, ClipsLongTextAndData) {

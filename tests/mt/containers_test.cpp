@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <memory>
 #include <string>
 #include <thread>
 
@@ -31,22 +32,37 @@ TEST(LockedMap, InsertsReplacesAndErases) {
 
 TEST(LockedMap, HoldsItsLockDuringAccess) {
     mt::map<int, int> map;
-    std::thread writers[4];
-    for (std::thread& writer : writers) {
-        writer = std::thread([&map] {
-            for (int i = 0; i < 1000; ++i) {
-                map.access([i](std::map<int, int>& values) { values[i % 7] += 1; });
-            }
-        });
-    }
-    for (std::thread& writer : writers)
-        writer.join();
+    const auto count = [&map] {
+        for (int i = 0; i < 1000; ++i)
+            map.access([i](std::map<int, int>& values) { values[i % 7] += 1; });
+    };
+    std::thread other(count);
+    count();
+    other.join();
     int sum = 0;
-    map.access([&sum](const std::map<int, int>& values) {
-        for (const auto& [key, value] : values)
-            sum += value;
-    });
-    EXPECT_EQ(sum, 4000);
+    for (int key = 0; key < 7; ++key)
+        sum += map[key];
+    EXPECT_EQ(sum, 2000);
+}
+
+struct Visitor {
+    mt::map<int, std::shared_ptr<Visitor>>& map;
+    ~Visitor() { map.has(1); }
+};
+
+TEST(LockedMap, LetsValuesGoBehindItsLock) {
+    mt::map<int, std::shared_ptr<Visitor>> map;
+    const auto visitor = [&map] { return std::make_shared<Visitor>(Visitor{map}); };
+    map.set(1, visitor());
+    map.set(1, visitor());
+    map.insert(1, visitor());
+    auto last = visitor();
+    EXPECT_TRUE(map.get(1, last));
+    last.reset();
+    EXPECT_TRUE(map.erase(1));
+    map.set(2, visitor());
+    map.clear();
+    EXPECT_TRUE(map.empty());
 }
 
 TEST(LockedSet, InsertsOnce) {

@@ -17,42 +17,31 @@ String shown(const ValueBase& value) {
     return d.str();
 }
 
+template <class T>
+T as(istr data) {
+    T number{};
+    SimpleValue(data, false).read(number);
+    return number;
+}
+
 TEST(SimpleValue, ReadsNumbersWithoutASign) {
-    const SimpleValue ff(istr("\xFF\xFF", 2), false);
-    long asLong = 0;
-    short asShort = 0;
-    char asChar = 0;
-    bool asBool = false;
-    ff.read(asLong);
-    ff.read(asShort);
-    ff.read(asChar);
-    ff.read(asBool);
-    EXPECT_EQ(asLong, 65535);
-    EXPECT_EQ(asShort, -1);
-    EXPECT_EQ(asChar, static_cast<char>(-1));
-    EXPECT_TRUE(asBool);
-
-    const SimpleValue eight(istr("\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF", 8), false);
-    eight.read(asLong);
-    EXPECT_EQ(asLong, -1) << "a long has 32 bits, with its sign";
-    unsigned long asUlong = 0;
-    eight.read(asUlong);
-    EXPECT_EQ(asUlong, 4294967295UL);
-    Wchar asWchar;
-    eight.read(asWchar);
-    EXPECT_EQ(asWchar.value(), static_cast<wchar_t>(0xFFFF));
-
-    Ulong missing(5);
-    SimpleValue(false).read(missing);
-    EXPECT_EQ(missing, 0u);
+    const std::string ff(8, '\xFF');
+    const istr two(ff.data(), 2);
+    EXPECT_EQ(as<long>(two), 65535);
+    EXPECT_EQ(as<short>(two), -1);
+    EXPECT_EQ(as<char>(two), static_cast<char>(-1));
+    EXPECT_TRUE(as<bool>(two));
+    EXPECT_EQ(as<long>(ff), -1) << "a long has 32 bits, with its sign";
+    EXPECT_EQ(as<unsigned long>(ff), 4294967295UL);
+    EXPECT_EQ(as<Wchar>(ff).value(), static_cast<wchar_t>(0xFFFF));
+    EXPECT_EQ(as<long>(istr()), 0);
+    EXPECT_EQ(as<long>(istr(static_cast<const char*>(nullptr), 5)), 0);
 }
 
 TEST(SimpleValue, TakesTheSizeOfANumberAsASignedByte) {
     const std::string data(400, '\x01');
     const auto read = [&data](unsigned long size) {
-        Ulonglong number;
-        SimpleValue(istr(data.data(), size), false).read(number);
-        return number.value();
+        return as<unsigned long long>(istr(data.data(), size));
     };
     EXPECT_EQ(read(9), 0x0101010101010101ULL);
     EXPECT_EQ(read(127), 0x0101010101010101ULL);
@@ -60,11 +49,6 @@ TEST(SimpleValue, TakesTheSizeOfANumberAsASignedByte) {
     EXPECT_THROW(read(255), BinaryDecodeException);
     EXPECT_EQ(read(256), 0u);
     EXPECT_EQ(read(258), 0x0101u);
-    try {
-        read(255);
-    } catch (const BinaryDecodeException& e) {
-        EXPECT_STREQ(e.msg(), "BinaryDecodeException: invalid size -1");
-    }
 }
 
 TEST(SimpleValue, ShowsTextOnlyWhenItIsMarked) {
@@ -90,12 +74,6 @@ TEST(ComplexValue, OwnsWhatIsAddedToIt) {
     EXPECT_TRUE(
         os.str().starts_with("@qor::nbr::ComplexValue{\n    [2] @qor::nbr::ComplexValue{\n"
                              "        [7] 'x'\n    }\n    [1] 'old'"));
-    for (unsigned i = 0; i < 100; ++i) {
-        root.add(static_cast<unsigned char>(200 - i), new SimpleValue(false));
-    }
-    EXPECT_EQ(root.get(2), inner);
-    EXPECT_NE(root.get(101), nullptr);
-    EXPECT_EQ(root.get(100), nullptr);
 }
 
 TEST(ComplexValue, IsCopiedAsAWholeTree) {
@@ -110,8 +88,11 @@ TEST(ComplexValue, IsCopiedAsAWholeTree) {
     copy.add(1, new SimpleValue(istr("z"), true));
     EXPECT_EQ(shown(copy), "{[2] {[7] 'x' [8] 'y'} [1] 'z'}");
     EXPECT_EQ(shown(root), "{[2] {[7] 'x' [8] 'y'}}");
-    const ComplexValue& self = copy;
-    copy = self;
+    // A node inside a tree takes a whole tree too, even one that it is in.
+    auto* node = static_cast<ComplexValue*>(copy.get(2));
+    *node = copy;
+    EXPECT_EQ(shown(copy), "{[2] {[2] {[7] 'x' [8] 'y'} [1] 'z'} [1] 'z'}");
+    copy = *node;
     EXPECT_EQ(shown(copy), "{[2] {[7] 'x' [8] 'y'} [1] 'z'}");
 }
 

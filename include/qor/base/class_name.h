@@ -13,9 +13,10 @@ QOR_API std::string className(const std::type_info& type);
 
 // "qor::Scope<class qor::Thread>::member", made once for each use. The text is never freed: it goes
 // into failures that may outlive every static object.
+QOR_API const char* memberName(const char* scope, const std::type_info& type, const char* member);
 template <class T>
-const std::string& memberName(const char* scope, const char* member) {
-    return *new std::string(std::string(scope) + '<' + className(typeid(T)) + ">::" + member);
+const char* memberName(const char* scope, const char* member) {
+    return memberName(scope, typeid(T), member);
 }
 
 }  // namespace qor

@@ -61,7 +61,10 @@ concept SequenceContainer = !MapContainer<C> && !SetContainer<C> && !requires {
     c.begin();
 };
 
-// A value that is there or not: T with set() and value().
+template <class C>
+concept Container = MapContainer<C> || SetContainer<C> || SequenceContainer<C>;
+
+// A value that is there or not, as qor::Optional.
 template <class T>
 concept OptionalValue = requires(T& t) {
     { t.isSet() } -> std::convertible_to<bool>;

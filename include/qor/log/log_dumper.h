@@ -2,14 +2,14 @@
 #define QOR_LOG_LOG_DUMPER_H
 
 #include <array>
-#include <list>
-#include <map>
+#include <concepts>
+#include <cstddef>
 #include <ostream>
-#include <set>
 #include <sstream>
 #include <stack>
-#include <vector>
+#include <string>
 
+#include "qor/api.h"
 #include "qor/base/base_type_bytes.h"
 #include "qor/base/base_type_number.h"
 #include "qor/base/base_type_string.h"
@@ -273,10 +273,6 @@ struct QOR_API dump_hex_base {
     virtual void show(std::ostream& os, unsigned char byte) const = 0;
     std::ostream& operator()(std::ostream& os) const;
     istr data;
-
-private:
-    static void writeOffset(std::ostream& os, unsigned long offset);
-    void writeRow(std::ostream& os, istr shown, unsigned long offset) const;
 };
 
 template <class Show>
@@ -319,17 +315,41 @@ requires(!DumpsItself<T>) dumper& operator<<(dumper& d, const T& object) {
 QOR_API dumper& operator<<(dumper& d, const Current& frame);
 QOR_API dumper& operator<<(dumper& d, const CallStack& stack);
 
+// A part of something larger.
+template <class T>
+dumper& dumpPart(dumper& d, const T& part) {
+    if constexpr (requires { d << part; }) {
+        return d << part;
+    } else {
+        static_assert(!sizeof(T),
+                      "a dumper cannot show this type: it has neither dump(dumper&) "
+                      "nor a codec nor an operator<< for dumpers");
+    }
+}
+
+// An optional value that is not set shows as nothing.
+template <OptionalValue T>
+requires(!DumpsItself<T>) dumper& operator<<(dumper& d, const T& optional) {
+    return optional.isSet() ? dumpPart(d, optional.value()) : d;
+}
+
 // A field of a codec, shown under its name. An optional value that is not set is left out.
 template <class T>
-dumper& field(dumper& d, const FieldKey& key, const T& member);
+dumper& field(dumper& d, const FieldKey& key, const T& member) {
+    if constexpr (OptionalValue<T>) {
+        if (!member.isSet()) return d;
+    }
+    dumpPart(d.indent().name(key.name), member);
+    return d.endline();
+}
 
 // Containers: a scope with one item for each element.
 
 template <class Range>
 dumper& dumpElements(dumper& d, const char* title, const Range& range) {
-    dumper::_Entry entry(d, title);
+    const dumper::_Entry entry(d, title);
     for (const typename Range::value_type& element : range) {
-        d.indent() << element;
+        dumpPart(d.indent(), element);
         d.endline();
     }
     return d;
@@ -338,47 +358,42 @@ dumper& dumpElements(dumper& d, const char* title, const Range& range) {
 // A key stands as a stream writes it.
 template <class Map>
 dumper& dumpPairs(dumper& d, const char* title, const Map& map) {
-    dumper::_Entry entry(d, title);
+    const dumper::_Entry entry(d, title);
     for (const auto& [key, value] : map) {
         std::ostringstream text;
         text << key;
-        d.indent().raw(text.str()).raw(d.compact() ? ":" : " : ") << value;
+        dumpPart(d.indent().raw(text.str()).raw(d.compact() ? ":" : " : "), value);
         d.endline();
     }
     return d;
 }
 
-template <class T, class A>
-dumper& operator<<(dumper& d, const std::vector<T, A>& values) {
-    return dumpElements(d, "qor::vector", values);
-}
-template <class T, class A>
-dumper& operator<<(dumper& d, const std::list<T, A>& values) {
-    return dumpElements(d, "qor::list", values);
-}
-template <class T, class C, class A>
-dumper& operator<<(dumper& d, const std::set<T, C, A>& values) {
-    return dumpElements(d, "qor::set", values);
+// The titles are those of the nearest of the usual containers: that of a deque is a list's.
+template <Container C>
+requires(!DumpsItself<C> && !CodecType<C, dumper>) dumper& operator<<(dumper& d, const C& values) {
+    if constexpr (MapContainer<C>) {
+        constexpr bool unique = requires(C & map, typename C::value_type pair) {
+            map.insert(pair).second;
+        };
+        return dumpPairs(d, unique ? "qor::map" : "qor::multimap", values);
+    } else if constexpr (SetContainer<C>) {
+        return dumpElements(d, "qor::set", values);
+    } else {
+        constexpr bool reserves = requires(C & vector) {
+            vector.reserve(1);
+        };
+        return dumpElements(d, reserves ? "qor::vector" : "qor::list", values);
+    }
 }
 template <class T, std::size_t N>
 dumper& operator<<(dumper& d, const std::array<T, N>& values) {
     return dumpElements(d, "qor::array", values);
 }
-template <class K, class V, class C, class A>
-dumper& operator<<(dumper& d, const std::map<K, V, C, A>& values) {
-    return dumpPairs(d, "qor::map", values);
-}
-template <class K, class V, class C, class A>
-dumper& operator<<(dumper& d, const std::multimap<K, V, C, A>& values) {
-    return dumpPairs(d, "qor::multimap", values);
-}
-template <class T, class Container>
-dumper& operator<<(dumper& d, const std::stack<T, Container>& values) {
+template <class T, class C>
+dumper& operator<<(dumper& d, const std::stack<T, C>& values) {
     // The container of a stack is protected.
-    struct Access : std::stack<T, Container> {
-        static const Container& of(const std::stack<T, Container>& stack) {
-            return stack.*(&Access::c);
-        }
+    struct Access : std::stack<T, C> {
+        static const C& of(const std::stack<T, C>& stack) { return stack.*(&Access::c); }
     };
     return dumpElements(d, "qor::stack", Access::of(values));
 }
@@ -393,16 +408,6 @@ template <class T, class C>
 dumper& mt::set<T, C>::dump(dumper& d) const {
     const Guard guard(mutex_);
     return dumpElements(d, "qor::mt::set", values_);
-}
-
-template <class T>
-dumper& field(dumper& d, const FieldKey& key, const T& member) {
-    if constexpr (OptionalValue<T>) {
-        return member.isSet() ? field(d, key, member.value()) : d;
-    } else {
-        d.indent().name(key.name) << member;
-        return d.endline();
-    }
 }
 
 }  // namespace qor

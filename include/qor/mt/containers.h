@@ -1,11 +1,14 @@
 #ifndef QOR_MT_CONTAINERS_H
 #define QOR_MT_CONTAINERS_H
 
+#include <cstddef>
 #include <functional>
 #include <map>
+#include <optional>
 #include <set>
 #include <utility>
 
+#include "qor/base/interface.h"
 #include "qor/mt/mutex.h"
 
 namespace qor {
@@ -13,19 +16,66 @@ namespace qor {
 class dumper;
 
 // Standard containers behind a lock. Each single operation takes the lock, so a read and a write
-// that follows are two steps; use access for more than one step. References and callbacks never
-// leave the lock but where an operation says so.
+// that follows are two steps; use access for more than one step. What an operation removes or
+// replaces is destroyed behind the lock, so its destructor may come back to the container.
 namespace mt {
 
-template <class K, class V, class Compare = std::less<K>>
-class map : noncopyable {
+// What the locked containers share.
+template <class Container>
+class Locked : noncopyable {
 public:
-    using Values = std::map<K, V, Compare>;
+    using Values = Container;
+    using Key = typename Container::key_type;
 
+    bool has(const Key& key) const {
+        const Guard guard(mutex_);
+        return values_.find(key) != values_.end();
+    }
+    // True if there was something to erase.
+    bool erase(const Key& key) {
+        typename Values::node_type gone;
+        const Guard guard(mutex_);
+        gone = values_.extract(key);
+        return !gone.empty();
+    }
+    void clear() {
+        Values gone;
+        const Guard guard(mutex_);
+        gone.swap(values_);
+    }
+    std::size_t size() const {
+        const Guard guard(mutex_);
+        return values_.size();
+    }
+    bool empty() const { return size() == 0; }
+    // Runs `f` on the plain container with the lock held; `f` may not come back to this object.
+    template <class F>
+    auto access(F f) {
+        const Guard guard(mutex_);
+        return f(values_);
+    }
+    template <class F>
+    auto access(F f) const {
+        const Guard guard(mutex_);
+        return f(values_);
+    }
+
+protected:
+    Locked() = default;
+    ~Locked() = default;
+
+    Mutex mutex_;
+    Values values_;
+};
+
+template <class K, class V, class Compare = std::less<K>>
+class map : public Locked<std::map<K, V, Compare>> {
+public:
     // Inserts or replaces.
     void set(const K& key, V value) {
         const Guard guard(mutex_);
-        values_.insert_or_assign(key, std::move(value));
+        const auto [place, inserted] = values_.try_emplace(key, std::move(value));
+        if (!inserted) std::swap(place->second, value);
     }
     // Inserts and returns true, or leaves the present value and returns false.
     bool insert(const K& key, V value) {
@@ -34,11 +84,9 @@ public:
     }
     // Copies the value out; false if the key is absent.
     bool get(const K& key, V& value) const {
-        const Guard guard(mutex_);
-        const auto found = values_.find(key);
-        if (found == values_.end()) return false;
-        value = found->second;
-        return true;
+        std::optional<V> copy = find(key);
+        if (copy) value = *std::move(copy);
+        return copy.has_value();
     }
     // The value under the key, inserted when it is missing. The reference stays valid until the
     // key is erased; what it refers to is not locked.
@@ -46,91 +94,36 @@ public:
         const Guard guard(mutex_);
         return values_[key];
     }
-    bool has(const K& key) const {
-        const Guard guard(mutex_);
-        return values_.find(key) != values_.end();
-    }
-    // True if there was something to erase.
-    bool erase(const K& key) {
-        const Guard guard(mutex_);
-        return values_.erase(key) != 0;
-    }
-    void clear() {
-        Values gone;
-        const Guard guard(mutex_);
-        gone.swap(values_);
-    }
-    std::size_t size() const {
-        const Guard guard(mutex_);
-        return values_.size();
-    }
-    bool empty() const { return size() == 0; }
-    // Runs `f` on the plain container with the lock held; `f` may not come back to this object.
-    template <class F>
-    auto access(F f) {
-        const Guard guard(mutex_);
-        return f(values_);
-    }
-    template <class F>
-    auto access(F f) const {
-        const Guard guard(mutex_);
-        return f(static_cast<const Values&>(values_));
-    }
 
     // The scope "qor::mt::map". Defined in log_dumper.h.
     dumper& dump(dumper& d) const;
 
 private:
-    Mutex mutex_;
-    Values values_;
+    using map::Locked::mutex_;
+    using map::Locked::values_;
+
+    std::optional<V> find(const K& key) const {
+        const Guard guard(mutex_);
+        const auto found = values_.find(key);
+        return found == values_.end() ? std::nullopt : std::optional<V>(found->second);
+    }
 };
 
 template <class T, class Compare = std::less<T>>
-class set : noncopyable {
+class set : public Locked<std::set<T, Compare>> {
 public:
-    using Values = std::set<T, Compare>;
-
     // False if the value was there.
     bool insert(T value) {
         const Guard guard(mutex_);
         return values_.insert(std::move(value)).second;
-    }
-    bool has(const T& value) const {
-        const Guard guard(mutex_);
-        return values_.find(value) != values_.end();
-    }
-    bool erase(const T& value) {
-        const Guard guard(mutex_);
-        return values_.erase(value) != 0;
-    }
-    void clear() {
-        Values gone;
-        const Guard guard(mutex_);
-        gone.swap(values_);
-    }
-    std::size_t size() const {
-        const Guard guard(mutex_);
-        return values_.size();
-    }
-    bool empty() const { return size() == 0; }
-    // Runs `f` on the plain container with the lock held; `f` may not come back to this object.
-    template <class F>
-    auto access(F f) {
-        const Guard guard(mutex_);
-        return f(values_);
-    }
-    template <class F>
-    auto access(F f) const {
-        const Guard guard(mutex_);
-        return f(static_cast<const Values&>(values_));
     }
 
     // The scope "qor::mt::set". Defined in log_dumper.h.
     dumper& dump(dumper& d) const;
 
 private:
-    Mutex mutex_;
-    Values values_;
+    using set::Locked::mutex_;
+    using set::Locked::values_;
 };
 
 }  // namespace mt

@@ -32,7 +32,6 @@ public:
     T& operator*() const { return *operator->(); }
 
     explicit operator bool() const noexcept { return ptr_ != nullptr; }
-    bool operator!() const noexcept { return ptr_ == nullptr; }
 
 protected:
     constexpr SmartPtrBase() noexcept = default;
@@ -55,9 +54,8 @@ public:
     using element_type = T;
 
     constexpr Handle() noexcept = default;
-    constexpr Handle(std::nullptr_t) noexcept {}
-    // Takes a share in the object; a new one has no other owner.
-    Handle(T* ptr) noexcept : SmartPtrBase<T>(ptr) { share(); }
+    // Takes a share in the object; a new one has no other owner. Null is no object.
+    constexpr Handle(T* ptr) noexcept : SmartPtrBase<T>(ptr) { share(); }
     Handle(const Handle& other) noexcept : SmartPtrBase<T>(other) { share(); }
     Handle(Handle&& other) noexcept : SmartPtrBase<T>(std::exchange(other.ptr_, nullptr)) {}
     template <PointsTo<T> U>
@@ -81,7 +79,7 @@ public:
     }
 
 private:
-    void share() noexcept {
+    constexpr void share() noexcept {
         if (this->ptr_ != nullptr) this->ptr_->__AddRef();
     }
 };

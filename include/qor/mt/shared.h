@@ -11,12 +11,13 @@ namespace qor {
 // The base of objects that are owned by counting: derive from it (virtually where several bases
 // have it) and hold the object by Handle. The count starts at 0, so a new object belongs to nobody
 // until a Handle takes it, and the Handle that lets the count fall to 0 deletes it. Counting is
-// atomic: Handles of several threads may share an object.
+// atomic: Handles of several threads may share an object. It is no part of the object's value, so
+// that an object may be shared as const.
 class QOR_API Shared {
 public:
-    void __AddRef() noexcept { refCount_.fetch_add(1, std::memory_order_relaxed); }
+    void __AddRef() const noexcept { refCount_.fetch_add(1, std::memory_order_relaxed); }
     // Deletes the object when the count falls to 0, unless told not to.
-    void __SubRef() noexcept {
+    void __SubRef() const noexcept {
         if (refCount_.fetch_sub(1, std::memory_order_acq_rel) == 1) lastRefGone();
     }
     long __GetRef() const noexcept { return refCount_.load(std::memory_order_relaxed); }
@@ -31,10 +32,10 @@ protected:
     virtual ~Shared();
 
 private:
-    void lastRefGone() noexcept;
+    void lastRefGone() const noexcept;
 
-    std::atomic<long32> refCount_{0};
-    std::atomic<bool> noDelete_{false};
+    mutable std::atomic<long32> refCount_{0};
+    mutable std::atomic<bool> noDelete_{false};
 };
 
 }  // namespace qor

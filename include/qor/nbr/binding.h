@@ -2,10 +2,13 @@
 #define QOR_NBR_BINDING_H
 
 #include <concepts>
+#include <cstddef>
 #include <string>
+#include <string_view>
 #include <type_traits>
 #include <utility>
 
+#include "qor/api.h"
 #include "qor/base/field.h"
 #include "qor/nbr/stream.h"
 
@@ -26,9 +29,22 @@ inline constexpr unsigned char kMappedTag = 2;
 // How deeply objects may be nested in what is decoded. Each level takes the stack of one codec.
 inline constexpr unsigned kMaxDepth = 500;
 
+// What a codec carries, whether it is written for all streams or for CodecStream; and what is
+// carried as its elements.
+template <class T>
+concept Object = CodecType<T, CodecStream>;
+template <class T>
+concept List = Container<T> && !Object<T>;
+
+template <class T>
+constexpr void refuse() noexcept {
+    static_assert(!sizeof(T),
+                  "nbr cannot carry this type: it is no scalar, text, bytes or time, no container "
+                  "that can be appended to, and has no codec");
+}
+
 // The stream that writes the fields of a codec behind the bytes of an OutputStream. Its place is
-// kept here, where a compiler can hold it in registers, and told to the stream by finish. A writer
-// that is not finished has written nothing.
+// kept here, where a compiler can hold it in registers, and told to the stream by finish.
 class QOR_API Writer : noncopyable {
 public:
     explicit Writer(OutputStream& os) : os_(os) { resume(); }
@@ -54,8 +70,7 @@ public:
     template <class T>
     void writeValue(const T& value) {
         static_assert(!OptionalValue<T>, "a value that may be missing has to be a field");
-        if constexpr (!std::derived_from<T, CodecInterface> &&
-                      (isList<T> || CodecType<T, Writer>)) {
+        if constexpr (List<T> || (CodecType<T, Writer> && !std::derived_from<T, CodecInterface>)) {
             put(OutputStream::kBegin);
             writeParts(value);
             put(OutputStream::kEnd);
@@ -68,9 +83,6 @@ public:
 
 private:
     template <class T>
-    static constexpr bool isList = MapContainer<T> || SetContainer<T> || SequenceContainer<T>;
-
-    template <class T>
     void writeItem(unsigned char tag, const T& value) {
         if constexpr (WireScalar<T>) {
             put(tag, toWire(value));
@@ -82,8 +94,10 @@ private:
             } else {
                 writeOther(tag, value);
             }
-        } else if constexpr (std::same_as<T, Bytes> || std::same_as<T, istr>) {
+        } else if constexpr (std::same_as<T, Bytes>) {
             put(tag, WireData{value});
+        } else if constexpr (std::same_as<T, istr>) {
+            put(tag, WireData{value.is_null() ? istr() : value});
         } else {
             writeOther(tag, value);
         }
@@ -97,19 +111,19 @@ private:
     // What stands between the brackets of a complex value.
     template <class T>
     void writeParts(const T& value) {
-        if constexpr (MapContainer<T>) {
+        if constexpr (Object<T>) {
+            forCodec(value).codec(*this);
+        } else if constexpr (MapContainer<T>) {
             for (const auto& [key, mapped] : value) {
                 put(istr(&kElementTag, 1));
                 put(OutputStream::kBegin);
                 writeItem(kKeyTag, key);
-                writeItem(kMappedTag, mapped);
+                writeField(kMappedTag, mapped);
                 put(OutputStream::kEnd);
             }
-        } else if constexpr (isList<T>) {
+        } else {
             for (const typename T::value_type& element : value)
                 writeItem(kElementTag, element);
-        } else {
-            forCodec(value).codec(*this);
         }
     }
 
@@ -118,18 +132,14 @@ private:
     static void writeElsewhere(OutputStream& os, const T& value) {
         if constexpr (std::derived_from<T, CodecInterface>) {
             value.encode(os);
-        } else if constexpr (CodecType<T, CodecStream>) {
-            struct Carried : CodecInterface {
-                explicit Carried(const T& object) : object_(object) {}
-                void codec(CodecStream& s) override {
-                    const OutputStream::Entry entry(s.bos());
-                    forCodec(object_).codec(s);
-                }
-                const T& object_;
-            };
-            Carried(value).encode(os);
-        } else {
+        } else if constexpr (Object<T>) {
+            CodecRun run(os);
+            const OutputStream::Entry entry(run.stream().bos());
+            forCodec(value).codec(run.stream());
+        } else if constexpr (requires { os << value; }) {
             os << value;
+        } else {
+            refuse<T>();
         }
     }
 
@@ -196,6 +206,7 @@ public:
 
     template <class T>
     void readField(unsigned char tag, T& member) {
+        static_assert(!std::is_const_v<T>, "a const member cannot be read into");
         if (value_ == nullptr) return;
         if (ValueBase* part = value_->find(tag, expected_)) readValue(*part, context_, member);
     }
@@ -207,6 +218,8 @@ public:
     }
 
 private:
+    friend CodecRun;
+
     // What is the same for all parts of an object.
     struct Context {
         unsigned depth;  // of the object in those around it
@@ -220,11 +233,10 @@ private:
             typename T::value_type present = target.value();
             readValue(value, context, present);
             target = std::move(present);
-        } else if constexpr (MapContainer<T> || SetContainer<T> || SequenceContainer<T>) {
+        } else if constexpr (Object<T>) {
+            readObject(value, context, target);
+        } else if constexpr (List<T>) {
             if (!value.simple_) readElements(static_cast<ComplexValue&>(value), context, target);
-        } else if constexpr (CodecType<T, CodecStream>) {
-            if (context.depth >= kMaxDepth) raiseTooDeep();
-            readObject(value, Context{context.depth + 1, context.utf8}, target);
         } else if constexpr (std::derived_from<T, std::string>) {
             const SimpleValue& text = simpleOf(value);
             if (context.utf8) {
@@ -232,8 +244,10 @@ private:
             } else {
                 text.read(target);
             }
-        } else {
+        } else if constexpr (requires(const SimpleValue& simple) { simple.read(target); }) {
             simpleOf(value).read(target);
+        } else {
+            refuse<T>();
         }
     }
 
@@ -252,18 +266,16 @@ private:
     template <class T>
     static void readObject(ValueBase& value, Context context, T& target) {
         if constexpr (std::derived_from<T, CodecInterface>) {
-            InputStream part(&value);
-            part.depth_ = context.depth;
+            InputStream part(&value, context.depth);
             target.decode(part);
         } else if constexpr (CodecType<T, Reader>) {
-            Reader part(&value, context, 0);
+            if (context.depth >= kMaxDepth) raiseTooDeep();
+            Reader part(&value, Context{context.depth + 1, context.utf8}, 0);
             target.codec(part);
         } else {
-            CodecStream s{istr()};
-            InputStream part(&value);
-            part.depth_ = context.depth;
-            s.bis().swap(part);
-            target.codec(s);
+            InputStream part(&value, context.depth);
+            CodecRun run(part);
+            target.codec(run.stream());
         }
     }
 
@@ -318,9 +330,11 @@ void field(Reader& s, const FieldKey& key, T& member) {
 template <class T>
 void field(CodecStream& s, const FieldKey& key, T& member) {
     if (s.encoding()) {
+        OutputStream::Rollback rollback(s.bos());
         Writer writer(s.bos());
         writer.writeField(key.tag, member);
         writer.finish();
+        rollback.dismiss();
     } else {
         Reader reader(s.bis());
         reader.readField(key.tag, member);
@@ -358,10 +372,14 @@ void encode(CodecStream& s, const T& object) {
 // Reads an object from a message. Fields that the message lacks stay as they were; so do all when
 // there is no value in it. Raises DecodeException for bytes that are no nbr, for a complex value
 // where a scalar or text is asked for, and for objects nested too deeply; what was read before that
-// stays read.
+// stays read. A member that is an istr becomes a view of the message.
 template <class T>
 void decode(const InputStream& is, T& object) {
     Reader::read(is, object);
+}
+template <class T>
+void decode(CodecStream& s, T& object) {
+    decode(s.bis(), object);
 }
 template <class T>
 void decode(istr data, T& object) {

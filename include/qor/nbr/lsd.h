@@ -1,10 +1,12 @@
 #ifndef QOR_NBR_LSD_H
 #define QOR_NBR_LSD_H
 
+#include <cstddef>
 #include <iosfwd>
 #include <string>
 #include <utility>
 
+#include "qor/api.h"
 #include "qor/base/base_type_bytes.h"
 #include "qor/base/base_type_time.h"
 #include "qor/base/exception.h"
@@ -28,7 +30,7 @@ QOR_DECLARE_EXCEPTION(DecodeException, "qor::nbr::DecodeException");
 class QOR_API ValueBase {
 public:
     virtual ~ValueBase();
-    virtual bool simple() const noexcept { return simple_; }
+    virtual bool simple() const noexcept = 0;
     virtual dumper& dump(dumper& d) const = 0;
 
     // Tell the leak table.
@@ -44,7 +46,7 @@ private:
     ValueBase(const ValueBase&) noexcept = default;
     ValueBase& operator=(const ValueBase&) noexcept = default;
 
-    bool simple_;
+    bool simple_;  // as simple(), at no call
 };
 
 // A leaf: a view of its data. The buffer that was parsed must outlive it.
@@ -54,6 +56,7 @@ public:
     explicit SimpleValue(bool text) noexcept : ValueBase(true), text_(text) {}
     SimpleValue(istr data, bool text) noexcept : ValueBase(true), text_(text), data_(data) {}
 
+    bool simple() const noexcept override { return true; }
     const istr& data() const noexcept { return data_; }
 
     // Reads the data as what the caller knows it to be: nothing on the wire tells. Missing bytes of
@@ -115,6 +118,7 @@ public:
     ComplexValue& operator=(const ComplexValue& other);
     ~ComplexValue() override;
 
+    bool simple() const noexcept override { return false; }
     // Takes the value, which was made with new, unless it raises. Null is not added.
     void add(unsigned char tag, ValueBase* value);
     // The last value with this tag; null if there is none.

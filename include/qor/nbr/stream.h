@@ -24,7 +24,8 @@ class Writer;
 class QOR_API OutputStream {
 public:
     // Writes a complex value: its start now, its end at destruction. The room for the end is
-    // reserved from the start, so closing never fails.
+    // reserved from the start, so closing never fails; nothing may be assigned to the stream
+    // meanwhile.
     class Entry : noncopyable {
     public:
         explicit Entry(OutputStream& os) : os_(os) {
@@ -141,12 +142,16 @@ public:
 
 private:
     friend class Reader;
+    friend class CodecRun;
 
-    ValueBase* value_ = nullptr;
-    bool owned_ = false;
+    InputStream(ValueBase* value, unsigned depth) : depth_(depth), value_(value) {}
+
+    // In front: asking for the code page may fail, and then there is nothing to delete yet.
     bool utf8_ = simple_value::textIsUtf8();
+    bool owned_ = false;
     unsigned depth_ = 0;    // of the object in those around it
     ulong32 expected_ = 0;  // the item that a codec is likely to ask for next
+    ValueBase* value_ = nullptr;
 };
 
 // One object for both directions, so that one codec serves both.
@@ -172,6 +177,24 @@ private:
     bool encoding_;
     InputStream bis_;
     OutputStream bos_;
+};
+
+// A run of a codec on a stream of the caller, which the CodecStream has for the time.
+class QOR_API CodecRun : noncopyable {
+public:
+    explicit CodecRun(OutputStream& os);
+    // Raises DecodeException when objects are nested too deeply, also by runs that a codec began by
+    // hand.
+    explicit CodecRun(InputStream& is);
+    ~CodecRun();
+    CodecStream& stream() noexcept { return stream_; }
+
+private:
+    CodecStream stream_;
+    OutputStream* os_ = nullptr;
+    InputStream* is_ = nullptr;
+    unsigned depth_ = 0;  // what the input stream told
+    unsigned outer_ = 0;  // of the run around this one
 };
 
 // The base of types that are carried through a pointer. Its codec writes and reads the whole value,

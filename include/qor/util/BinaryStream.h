@@ -56,9 +56,9 @@ public:
     static long long readInt(const char* data, char length, unsigned long width) {
         return static_cast<long long>(readUint(data, length, width));
     }
-    // The size of the view is cut to a signed byte.
+    // The size of the view is cut to a signed byte. A null view has no bytes.
     static unsigned long long readUint(istr data, unsigned long width) {
-        return readUint(data.data(), static_cast<char>(data.size()), width);
+        return data.is_null() ? 0 : readUint(data.data(), static_cast<char>(data.size()), width);
     }
     static long long readInt(istr data, unsigned long width) {
         return static_cast<long long>(readUint(data, width));
@@ -73,14 +73,14 @@ public:
     static void encrypt(ostr buffer) noexcept;
     static void decrypt(ostr buffer) noexcept { encrypt(buffer); }
 
-    // `count` bytes of 1 to 8, low byte first: the first and the last ones of a fitting size, which
-    // may overlap.
+    // What `count` bytes are, 1 to 8 of them, low byte first.
     static unsigned long long load(const char* data, unsigned count) noexcept {
         if (count == 1) return static_cast<unsigned char>(*data);
         return count < 4 ? loadTwice<unsigned short>(data, count) : loadTwice<ulong32>(data, count);
     }
 
 private:
+    // The first and the last bytes of a fitting size, which may overlap.
     template <class Part>
     static unsigned long long loadTwice(const char* data, unsigned count) noexcept {
         static_assert(std::endian::native == std::endian::little);

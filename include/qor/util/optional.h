@@ -1,6 +1,7 @@
 #ifndef QOR_UTIL_OPTIONAL_H
 #define QOR_UTIL_OPTIONAL_H
 
+#include <type_traits>
 #include <utility>
 
 namespace qor {
@@ -17,13 +18,10 @@ public:
     Optional(T&& value) noexcept(noexcept(T(std::move(value))))
         : value_(std::move(value)), set_(true) {}
 
-    Optional& operator=(const T& value) {
-        value_ = value;
-        set_ = true;
-        return *this;
-    }
-    Optional& operator=(T&& value) {
-        value_ = std::move(value);
+    // Sets the value; {} unsets it.
+    template <class U>
+    requires std::is_assignable_v<T&, U> Optional& operator=(U&& value) {
+        value_ = std::forward<U>(value);
         set_ = true;
         return *this;
     }
@@ -33,7 +31,7 @@ public:
 
     const T& value() const noexcept { return value_; }
     // The value itself if it is set, the other one if not.
-    const T& valueOr(const T& other) const noexcept { return set_ ? value_ : other; }
+    T valueOr(T other) const { return set_ ? value_ : std::move(other); }
     const T& operator*() const noexcept { return value_; }
     const T* operator->() const noexcept { return &value_; }
 

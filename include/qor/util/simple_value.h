@@ -4,6 +4,7 @@
 #include <bit>
 #include <cstring>
 
+#include "qor/api.h"
 #include "qor/string/string_buffer.h"
 #include "qor/util/BinaryStream.h"
 
@@ -79,7 +80,8 @@ inline char* store(char* to, const WireData& value) noexcept {
 
 // Whether narrow text in memory is UTF-8, as it is on the wire.
 QOR_API bool textIsUtf8();
-// Makes room for n bytes. Returns the data again, which moves if it is a part of the buffer.
+// Makes room for n bytes. Returns the data again, which moves if it is a part of the buffer, and
+// which is empty if it is null.
 QOR_API istr grow(StringBuffer& buffer, istr data, unsigned long n);
 
 }  // namespace simple_value

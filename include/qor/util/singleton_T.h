@@ -31,8 +31,7 @@ public:
     static void destroy() noexcept {
         T* const object = take();
         if (object == nullptr) return;
-        static const std::string& func = memberName<T>("qor::CreateByAllocate", "destroy");
-        blockReleased(blockOf(object), __FILE__, __LINE__, func.c_str());
+        blockReleased(blockOf(object), __FILE__, __LINE__, destroyName());
         delete object;
     }
 
@@ -45,16 +44,23 @@ private:
         const Guard guard(mutex());
         T* object = instance_.load(std::memory_order_relaxed);
         if (object != nullptr) return object;
-        static const std::string& func = memberName<T>("qor::CreateByAllocate", "create");
-        object = new (__FILE__, __LINE__, func.c_str()) T();
+        static const char* const func = memberName<T>("qor::CreateByAllocate", "create");
+        destroyName();
+        object = new (__FILE__, __LINE__, func) T();
         try {
-            blockAllocated(object, __FILE__, __LINE__, func.c_str());
+            blockAllocated(object, __FILE__, __LINE__, func);
         } catch (...) {
             delete object;
             throw;
         }
         instance_.store(object, std::memory_order_release);
         return object;
+    }
+
+    // First asked for when an object is made, so that destroying it allocates nothing.
+    static const char* destroyName() {
+        static const char* const func = memberName<T>("qor::CreateByAllocate", "destroy");
+        return func;
     }
 
     // Never destroyed: static destructors may still ask for the object.

@@ -1,3 +1,6 @@
+#include <ostream>
+#include <type_traits>
+
 #include "qor/log/log_dumper.h"
 
 // How the classes of the core show themselves to a dumper, which stands above them.

@@ -1,7 +1,7 @@
 #include "qor/log/log_dumper.h"
 
-#include <algorithm>
 #include <iomanip>
+#include <string>
 
 #include "base/upward.h"
 #include "qor/base/base_type_convert.h"
@@ -32,7 +32,7 @@ void writeByte(std::ostream& os, char byte) {
 }
 
 void writeText(std::ostream& os, istr text) {
-    os.write(text.data(), static_cast<std::streamsize>(text.size()));
+    if (!text.empty()) os.write(text.data(), static_cast<std::streamsize>(text.size()));
 }
 
 istr clipped(istr data) {
@@ -42,6 +42,25 @@ istr clipped(istr data) {
 // The mark behind what was clipped; nothing for data that is shown whole.
 void writeOmitted(std::ostream& os, unsigned long size, unsigned long shown) {
     if (size > shown) os << "<omit data up to " << size << '>';
+}
+
+void writeOffset(std::ostream& os, unsigned long offset) {
+    // A custom show may have left the stream in another base.
+    os << '\n' << std::hex << std::setfill('0') << std::setw(6) << offset << ": ";
+}
+
+void writeRow(std::ostream& os, const dump_hex_base& table, istr row) {
+    for (unsigned long i = 0; i < kColumns; ++i) {
+        if (i < row.size()) {
+            writeByte(os, row[i]);
+        } else {
+            os << "  ";
+        }
+        os << ' ';
+    }
+    os << ' ';
+    for (const char byte : row)
+        table.show(os, static_cast<unsigned char>(byte));
 }
 
 }  // namespace
@@ -261,6 +280,7 @@ dumper& write_hex::operator()(dumper& d) const {
 }
 
 std::ostream& write_hex::operator()(std::ostream& os) const {
+    if (data.is_null()) return os;
     const istr shown = clipped(data);
     {
         const HexFormat format(os);
@@ -293,8 +313,9 @@ std::ostream& dump_hex_base::operator()(std::ostream& os) const {
     os << "\n        00 01 02 03 04 05 06 07 08 09 0A 0B 0C 0D 0E 0F  0123456789ABCDEF" << '\n'
        << std::string(73, '-');
     const HexFormat format(os);
-    for (unsigned long offset = 0; offset < shown.size(); offset += kColumns) {
-        writeRow(os, shown, offset);
+    for (unsigned long offset = 0; !data.is_null() && offset < shown.size(); offset += kColumns) {
+        writeOffset(os, offset);
+        writeRow(os, *this, shown.substr(offset, kColumns));
     }
     if (data.size() > shown.size()) {
         writeOffset(os, shown.size() / kColumns * kColumns);
@@ -302,27 +323,6 @@ std::ostream& dump_hex_base::operator()(std::ostream& os) const {
         writeOmitted(os, data.size(), shown.size());
     }
     return os;
-}
-
-void dump_hex_base::writeOffset(std::ostream& os, unsigned long offset) {
-    // A custom show may have left the stream in another base.
-    os << '\n' << std::hex << std::setfill('0') << std::setw(6) << offset << ": ";
-}
-
-void dump_hex_base::writeRow(std::ostream& os, istr shown, unsigned long offset) const {
-    const istr row = shown.substr(offset, kColumns);
-    writeOffset(os, offset);
-    for (unsigned long i = 0; i < kColumns; ++i) {
-        if (i < row.size()) {
-            writeByte(os, row[i]);
-        } else {
-            os << "  ";
-        }
-        os << ' ';
-    }
-    os << ' ';
-    for (const char byte : row)
-        show(os, static_cast<unsigned char>(byte));
 }
 
 dumper& operator<<(dumper& d, const Current& frame) {

@@ -1,5 +1,6 @@
 #include "nbr/block.h"
 
+#include <cstddef>
 #include <new>
 #include <utility>
 
@@ -14,40 +15,36 @@ struct alignas(std::max_align_t) Header {
     std::size_t size;  // of the block without its header
 };
 
-// What a thread keeps: from the size of a small tree's block to this much.
+// The sizes of the blocks that a thread keeps, from that of a small tree.
 constexpr std::size_t kLeastKept = 512;
 constexpr std::size_t kMostKept = 64 * 1024;
 
-constinit thread_local Header* spare = nullptr;
-
-// Frees what a thread has kept when the thread ends, after which nothing is kept.
-class SpareOwner {
-public:
-    SpareOwner() noexcept { active_ = true; }
-    ~SpareOwner() {
-        active_ = false;
-        ::operator delete(std::exchange(spare, nullptr));
-    }
-    static bool active() noexcept { return active_; }
-
-private:
-    static constinit thread_local bool active_;
+// What the calling thread keeps. One object, since each look at a thread's variables costs a call.
+struct Spare {
+    Header* block = nullptr;
+    bool keeps = false;
+    bool threadEnds = false;  // trees that go later are not kept
 };
 
-constinit thread_local bool SpareOwner::active_ = false;
-constinit thread_local bool spareWasOwned = false;
+constinit thread_local Spare spare;
 
-bool mayKeep() noexcept {
-    if (SpareOwner::active()) return true;
-    if (spareWasOwned) return false;
-    spareWasOwned = true;
-    static thread_local SpareOwner owner;
-    return SpareOwner::active();
+struct SpareOwner {
+    ~SpareOwner() {
+        spare.threadEnds = true;
+        ::operator delete(std::exchange(spare.block, nullptr));
+    }
+};
+
+void freeAtThreadEnd() noexcept {
+    static thread_local const SpareOwner owner;
 }
 
 Header* allocate(std::size_t size) {
-    if (spare != nullptr && size <= spare->size && size >= kLeastKept) {
-        return std::exchange(spare, nullptr);
+    if (size >= kLeastKept) {
+        Spare& mine = spare;
+        if (mine.block != nullptr && size <= mine.block->size) {
+            return std::exchange(mine.block, nullptr);
+        }
     }
     auto* const header = static_cast<Header*>(::operator new(sizeof(Header) + size));
     header->size = size;
@@ -55,9 +52,14 @@ Header* allocate(std::size_t size) {
 }
 
 void release(Header* header) noexcept {
-    const bool keep = header->size >= kLeastKept && header->size <= kMostKept &&
-                      (spare == nullptr || spare->size < header->size) && mayKeep();
-    if (keep) std::swap(header, spare);
+    if (header->size >= kLeastKept && header->size <= kMostKept) {
+        Spare& mine = spare;
+        const bool larger = mine.block == nullptr || mine.block->size < header->size;
+        if (larger && !mine.threadEnds) {
+            if (!std::exchange(mine.keeps, true)) freeAtThreadEnd();
+            std::swap(header, mine.block);
+        }
+    }
     ::operator delete(header);
 }
 

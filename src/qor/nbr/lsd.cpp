@@ -1,7 +1,9 @@
 #include "qor/nbr/lsd.h"
 
 #include <algorithm>
-#include <cstring>
+#include <deque>
+#include <memory>
+#include <new>
 #include <ostream>
 #include <vector>
 
@@ -20,10 +22,20 @@ const ComplexValue& asComplex(const ValueBase& value) noexcept {
     return static_cast<const ComplexValue&>(value);
 }
 
-// A complex value that is being walked, and the next of its items.
-struct Walk {
-    const ComplexValue* value;
+// A complex value that is being dumped, and the next of its items.
+struct Dumping {
+    Dumping(dumper& d, const ComplexValue& complex)
+        : entry(d, "qor::nbr::ComplexValue"), next(complex.begin()), end(complex.end()) {}
+    dumper::_Entry entry;
     const ComplexValue::Item* next;
+    const ComplexValue::Item* end;
+};
+
+// A complex value that is being copied, and the next of its items.
+struct Copying {
+    const ComplexValue::Item* next;
+    const ComplexValue::Item* end;
+    ComplexValue* to;
 };
 
 }  // namespace
@@ -72,7 +84,14 @@ ComplexValue::ComplexValue(const ComplexValue& other) : ComplexValue() {
 }
 
 ComplexValue& ComplexValue::operator=(const ComplexValue& other) {
-    ComplexValue(other).swap(*this);
+    if (pool_ == nullptr || ownsPool_) {
+        ComplexValue(other).swap(*this);
+    } else {
+        // An inner node has no end of its own, so its new items join its tree's pool.
+        ComplexValue copy(*pool_, false);
+        copy.copyItems(other);
+        swap(copy);
+    }
     return *this;
 }
 
@@ -120,8 +139,8 @@ ValueBase* ComplexValue::findFar(unsigned char tag, ulong32& expected) const noe
 }
 
 void ComplexValue::grow() {
-    // In 64 bits: the sizes of a view are the bound of all counts.
     const unsigned long wanted = std::max<unsigned long>(2UL * capacity_, kFirstCapacity);
+    if (wanted > npos32) throw std::bad_alloc();
     Item* const items = pool_->makeArray<Item>(wanted);
     std::uninitialized_copy_n(items_, size_, items);
     items_ = items;
@@ -140,27 +159,23 @@ void ComplexValue::enterInIndex(Item item) {
 }
 
 void ComplexValue::copyItems(const ComplexValue& other) {
-    struct Copy {
-        const ComplexValue* from;
-        const Item* next;
-        ComplexValue* to;
-    };
-    std::vector<Copy> open{{&other, other.begin(), this}};
+    std::vector<Copying> open{{other.begin(), other.end(), this}};
     while (!open.empty()) {
-        Copy& copy = open.back();
-        if (copy.next == copy.from->end()) {
+        Copying& copying = open.back();
+        if (copying.next == copying.end) {
             open.pop_back();
             continue;
         }
-        const auto& [tag, value] = *copy.next++;
+        const auto& [tag, value] = *copying.next++;
         if (value->simple()) {
-            copy.to->append(
-                Item(tag, pool_->make<SimpleValue>(static_cast<const SimpleValue&>(*value))));
+            const auto& simple = static_cast<const SimpleValue&>(*value);
+            copying.to->append({tag, pool_->make<SimpleValue>(simple)});
             continue;
         }
-        ComplexValue* const child = pool_->makeComplex();
-        copy.to->append(Item(tag, child));
-        open.push_back({&asComplex(*value), asComplex(*value).begin(), child});
+        const ComplexValue& complex = asComplex(*value);
+        ComplexValue* const copy = pool_->makeComplex();
+        copying.to->append({tag, copy});
+        open.push_back({complex.begin(), complex.end(), copy});
     }
 }
 
@@ -175,26 +190,23 @@ void ComplexValue::swap(ComplexValue& other) noexcept {
 }
 
 dumper& ComplexValue::dump(dumper& d) const {
-    constexpr const char* kTitle = "qor::nbr::ComplexValue";
-    std::vector<Walk> open{{this, begin()}};
-    d.enter(kTitle);
+    std::deque<Dumping> open;
+    open.emplace_back(d, *this);
     while (!open.empty()) {
-        Walk& walk = open.back();
-        if (walk.next == walk.value->end()) {
-            d.leave();
+        Dumping& dumping = open.back();
+        if (dumping.next == dumping.end) {
             open.pop_back();
             if (!open.empty()) d.endline();
             continue;
         }
-        const auto& [tag, value] = *walk.next++;
+        const auto& [tag, value] = *dumping.next++;
         d.indent().raw("[").write(static_cast<int>(tag)).raw("] ");
         if (value->simple()) {
             value->dump(d);
             d.endline();
-            continue;
+        } else {
+            open.emplace_back(d, asComplex(*value));
         }
-        d.enter(kTitle);
-        open.push_back({&asComplex(*value), asComplex(*value).begin()});
     }
     return d;
 }

@@ -26,7 +26,7 @@ public:
 
     template <class T, class... Args>
     T* make(Args&&... args) {
-        static_assert(alignof(T) <= alignof(std::max_align_t));
+        static_assert(alignof(T) <= kUnit);
         return ::new (take(sizeof(T))) T{std::forward<Args>(args)...};
     }
     // An inner node.
@@ -36,6 +36,7 @@ public:
     // Uninitialised.
     template <class T>
     T* makeArray(std::size_t count) {
+        static_assert(alignof(T) <= kUnit);
         return static_cast<T*>(take(count * sizeof(T)));
     }
 

@@ -1,6 +1,8 @@
 #include "qor/nbr/binding.h"
 
+#include <algorithm>
 #include <ostream>
+#include <utility>
 
 #include "qor/base/base_type_convert.h"
 #include "qor/log/log_dumper.h"
@@ -10,19 +12,8 @@ namespace qor::nbr {
 
 namespace {
 
-// Exchanges two streams for a scope.
-template <class Stream>
-class Exchange : noncopyable {
-public:
-    Exchange(Stream& left, Stream& right) noexcept : left_(left), right_(right) {
-        left_.swap(right_);
-    }
-    ~Exchange() { left_.swap(right_); }
-
-private:
-    Stream& left_;
-    Stream& right_;
-};
+// How deeply the object whose codec reads in this thread is nested in others.
+constinit thread_local unsigned runDepth = 0;
 
 [[noreturn]] void raiseNotSimple() {
     QOR_THROW(qor::nbr::DecodeException, "qor::nbr::InputStream::getSimpleValue",
@@ -63,10 +54,10 @@ dumper& OutputStream::dump(dumper& d) const {
     return d.endline();
 }
 
-InputStream::InputStream(istr data) : value_(parser::from(data)), owned_(true) {}
+InputStream::InputStream(istr data) : owned_(true), value_(parser::from(data)) {}
 
 InputStream::InputStream(istr data, unsigned char tag)
-    : value_(parser::from(data, tag)), owned_(true) {}
+    : owned_(true), value_(parser::from(data, tag)) {}
 
 void InputStream::swap(InputStream& other) noexcept {
     std::swap(value_, other.value_);
@@ -109,20 +100,36 @@ void Reader::raiseNotSimple() {
     nbr::raiseNotSimple();
 }
 
+CodecRun::CodecRun(OutputStream& os) : os_(&os) {
+    os.swap(stream_.bos());
+}
+
+CodecRun::CodecRun(InputStream& is)
+    : stream_(istr()), is_(&is), depth_(is.depth_), outer_(runDepth) {
+    const unsigned depth = std::max(depth_, outer_);
+    if (depth >= kMaxDepth) Reader::raiseTooDeep();
+    is.depth_ = runDepth = depth + 1;
+    is.swap(stream_.bis());
+}
+
+CodecRun::~CodecRun() {
+    if (os_ != nullptr) os_->swap(stream_.bos());
+    if (is_ == nullptr) return;
+    is_->swap(stream_.bis());
+    is_->depth_ = depth_;
+    runDepth = outer_;
+}
+
 void CodecInterface::encode(OutputStream& os) const {
-    CodecStream s;
     OutputStream::Rollback rollback(os);
-    {
-        const Exchange exchange(os, s.bos());
-        forCodec(*this).codec(s);
-    }
+    CodecRun run(os);
+    forCodec(*this).codec(run.stream());
     rollback.dismiss();
 }
 
 void CodecInterface::decode(InputStream& is) {
-    CodecStream s{istr()};
-    const Exchange exchange(is, s.bis());
-    codec(s);
+    CodecRun run(is);
+    codec(run.stream());
 }
 
 dumper& dump_buf::dump(dumper& d) const {

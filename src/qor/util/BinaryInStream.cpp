@@ -1,5 +1,8 @@
 #include "qor/util/BinaryInStream.h"
 
+#include <string>
+#include <utility>
+
 #include "base/upward.h"
 #include "qor/base/base_type_convert.h"
 

@@ -12,6 +12,7 @@ bool textIsUtf8() {
 }
 
 istr grow(StringBuffer& buffer, istr data, unsigned long n) {
+    if (data.is_null()) data = istr();
     const std::less<const char*> before;
     const char* const start = buffer.data();
     const bool own = !before(data.data(), start) && before(data.data(), start + buffer.size());
