@@ -3,8 +3,10 @@
 #include <cxxabi.h>
 
 #include <cstdlib>
-#include <cstring>
 #include <memory>
+#include <mutex>
+#include <set>
+#include <utility>
 
 namespace qor {
 
@@ -16,10 +18,12 @@ std::string className(const std::type_info& type) {
 }
 
 const char* memberName(const char* scope, const std::type_info& type, const char* member) {
-    const std::string name = std::string(scope) + '<' + className(type) + ">::" + member;
-    char* const kept = new char[name.size() + 1];
-    std::memcpy(kept, name.c_str(), name.size() + 1);
-    return kept;
+    // Neither is ever destroyed.
+    static std::mutex& mutex = *new std::mutex;
+    static std::set<std::string>& names = *new std::set<std::string>;
+    std::string name = std::string(scope) + '<' + className(type) + ">::" + member;
+    const std::lock_guard guard(mutex);
+    return names.insert(std::move(name)).first->c_str();
 }
 
 }  // namespace qor
