@@ -24,8 +24,8 @@ public:
     // Both raise NullHandleException when there is no object.
     T* operator->() const {
         if (ptr_ == nullptr) [[unlikely]] {
-            static const std::string& func = memberName<T>("qor::SmartPtrBase", "operator ->");
-            nullHandle(func.c_str());
+            static const char* const func = memberName<T>("qor::SmartPtrBase", "operator ->");
+            nullHandle(func);
         }
         return ptr_;
     }
