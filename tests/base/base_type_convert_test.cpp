@@ -121,15 +121,21 @@ public:
         }
         return text;
     }
-    // With so many bytes replaced by ones at the borders of what is well-formed, or by a run.
+    // Behind so many of 1000 characters stands what is at a border of the well-formed, or a run of
+    // tails; the end may be cut.
     std::string utf8(unsigned damages) {
-        static constexpr std::string_view borders =
-            "\x80\x8F\x90\x9F\xA0\xBF\xC0\xC1\xC2\xDF\xE0\xED\xEF\xF0\xF4\xF5\xF9\xFF";
-        std::string text = referenceUtf8(wide(7)).text;
-        for (; damages > 0 && !text.empty(); --damages) {
-            const std::size_t run = below(8) == 0 ? 40 : below(2);
-            text.replace(below(text.size()), 1, run, borders[below(borders.size())]);
+        static constexpr std::string_view leads = "\xC0\xC1\xC2\xE0\xED\xF0\xF4\xF5\xF9\xFF";
+        static constexpr std::string_view seconds = "\x80\x8F\x90\x9F\xA0\xBF", tails = "\x80\xBF";
+        std::string text;
+        for (const wchar_t c : wide(7)) {
+            text += referenceBytes(c);
+            if (below(1000) >= damages) continue;
+            const char border[] = {leads[below(leads.size())], seconds[below(seconds.size())],
+                                   tails[below(2)], tails[below(2)]};
+            text += below(4) == 0 ? std::string(below(2) * 30 + below(12), tails[0])
+                                  : std::string(border, below(4) + 1);
         }
+        text.resize(text.size() - std::min<std::size_t>(text.size(), damages != 0 ? below(4) : 0));
         return text;
     }
 
@@ -137,38 +143,32 @@ private:
     std::mt19937_64 random_{1};
 };
 
-class Utf8Forms : public testing::TestWithParam<platform::Utf8Form> {
-protected:
-    // A form gets a room that is just enough, too much or too little, and neither leaves its text
-    // nor its room.
-    template <class From, class To>
-    void expectLike(auto reference, auto convert, const std::basic_string<From>& given) {
-        const std::size_t all = reference(given, npos).text.size();
-        const std::size_t size = random_.below(4) == 0
-                                     ? random_.below(all + 1)
-                                     : all + random_.below(3) * random_.below(200);
-        const auto wanted = reference(given, size);
-        static Guarded<From> text;
-        static Guarded<To> room;
-        const auto got = convert(text.hold(given), room.last(size), size);
-        ASSERT_EQ(std::basic_string<To>(room.last(size), got.written), wanted.text)
-            << testing::PrintToString(given);
-        ASSERT_EQ(got.read, wanted.read) << testing::PrintToString(given);
-    }
+// A conversion gets a room that is just enough, too much or too little, and leaves neither its text
+// nor its room.
+template <class From, class To>
+void expectLike(auto reference, auto convert, const std::basic_string<From>& given,
+                RandomText& random) {
+    const std::size_t all = reference(given, npos).text.size();
+    const std::size_t size =
+        random.below(4) == 0 ? random.below(all + 1) : all + random.below(3) * random.below(200);
+    const auto wanted = reference(given, size);
+    static Guarded<From> text;
+    static Guarded<To> room;
+    const auto got = convert(text.hold(given), room.last(size), size);
+    ASSERT_EQ(std::basic_string<To>(room.last(size), got.written), wanted.text)
+        << testing::PrintToString(given);
+    ASSERT_EQ(got.read, wanted.read) << testing::PrintToString(given);
+}
 
-    RandomText random_;
-};
-
-INSTANTIATE_TEST_SUITE_P(, Utf8Forms,
-                         testing::ValuesIn(platform::utf8Forms().begin(),
-                                           platform::utf8Forms().end()));
-
-TEST_P(Utf8Forms, ConvertAsTheReferenceDoes) {
-    for (unsigned i = 0; i < 9000; ++i) {
-        const std::string text = random_.utf8(i % 3 == 0 ? 0 : random_.below(i % 3 == 1 ? 3 : 30));
-        expectLike<char, wchar_t>(referenceWide, GetParam().toWide, text);
-        if (i % 2 == 0) {
-            expectLike<wchar_t, char>(referenceUtf8, GetParam().toUtf8, random_.wide());
+TEST(Utf8, EveryFormConvertsAsTheReference) {
+    for (const platform::Utf8Form& form : platform::utf8Forms()) {
+        SCOPED_TRACE(form.name);
+        RandomText random;
+        for (unsigned i = 0; i < 9000; ++i) {
+            const std::string text = random.utf8(i % 3 == 0 ? 0 : i % 3 == 1 ? 9 : 200);
+            expectLike<char, wchar_t>(referenceWide, form.toWide, text, random);
+            if (i % 2 == 0)
+                expectLike<wchar_t, char>(referenceUtf8, form.toUtf8, random.wide(), random);
         }
     }
 }
@@ -195,7 +195,7 @@ TEST(Convert, LongTextsAreWhole) {
         std::string text;
         std::wstring wideText;
         while (text.size() < 5000) {
-            text += random.utf8(i % 2 * 4);
+            text += random.utf8(i % 2 * 9);
             wideText += random.wide();
         }
         std::erase(text, '\0');
