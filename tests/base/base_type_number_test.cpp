@@ -26,14 +26,14 @@ std::string readByStream(const std::string& text) {
     std::conditional_t<std::is_same_v<T, unsigned long>, unsigned, Narrow> value = 77;
     std::istringstream in(text);
     const bool good = static_cast<bool>(in >> value);
-    return written(value) + (good ? " good " : " bad ");
+    return "=" + written(value) + (good ? " good " : " bad ");
 }
 
 template <class T>
 std::string readByUs(const std::string& text) {
     T value = 77;
     const bool good = parseNumber(istr(text), value);
-    String shown;
+    String shown = "=";
     formatNumber(value, shown);
     return shown + (good ? " good " : " bad ");
 }
@@ -76,24 +76,6 @@ TEST(Number, IsReadAsAStreamReadsIt) {
     }
 }
 
-template <class T>
-void expectWrittenTheSame(T value) {
-    String text = "=";
-    formatNumber(value, text);
-    EXPECT_EQ(text, "=" + written(value));
-}
-
-TEST(Number, IsWrittenAsAStreamWritesIt) {
-    expectWrittenTheSame<short>(-32768);
-    expectWrittenTheSame(std::numeric_limits<long long>::min());
-    expectWrittenTheSame(std::numeric_limits<unsigned long long>::max());
-    for (const double value : {0.0, -0.0, 1.0, 1e5, 999999.5, 1234567.0, 1e-4, 1e-5, 0.1 + 0.2,
-                               5e-324, 1.7e308, HUGE_VAL, -HUGE_VAL, std::nan(""), -std::nan("")}) {
-        expectWrittenTheSame(value);
-        expectWrittenTheSame(static_cast<float>(value));
-    }
-}
-
 TEST(Scalar, ReadsByItsParseType) {
     const std::pair<String, String> cases[] = {
         {Bit("7").toString(), "1"},
@@ -108,6 +90,9 @@ TEST(Scalar, ReadsByItsParseType) {
         {Ulong("4294967296").toString(), "4294967295"},
         {Long(std::wstring(L" 2")).toString(), "2"},
         {Double(" 2.50").toString(), "2.5"},
+        {Double(-HUGE_VAL).toString(), "-inf"},
+        {Float(-std::nanf("")).toString(), "-nan"},
+        {Double(999999.5).toString(), "1e+06"},
         {Wchar("65601").toString(), "65"},
         // Without any text the value stays, without a number it is 0.
         {Long(7).fromString(" \t").toString(), "7"},
