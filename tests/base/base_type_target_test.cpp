@@ -82,9 +82,11 @@ TEST(Target, PartsAreCutToTheRoom) {
     EXPECT_EQ(target.rightstr(3).data(), data + 5);
     EXPECT_EQ(target.rightstr(npos).max_size(), 8UL);
     EXPECT_EQ(ostr(static_cast<char*>(nullptr), 8).substr(4).data(), nullptr);
-    // Only a known room has a last place to terminate.
-    ostr(data, npos).reset();
-    EXPECT_EQ(istr(data, 4), istr("\0bcd", 4));
+    // Only a known room has a last place to terminate; an unknown one ends with its text.
+    const Str open(data, npos);
+    EXPECT_TRUE(open.endWith("fg", 2) && open.rightstr(9).max_size() == npos32);
+    open.ostr::substr(1).reset();
+    EXPECT_EQ(istr(data, 4), istr("a\0cd", 4));
     ostr(data, 4).reset();
     EXPECT_EQ(data[3], '\0');
 }
