@@ -5,6 +5,9 @@
 namespace qor {
 namespace {
 
+// Base64 text would be taken for the content.
+static_assert(!std::is_constructible_v<Bytes, base64>);
+
 TEST(Bytes, StartsAsTold) {
     const struct {
         Bytes bytes;
