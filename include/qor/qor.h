@@ -31,6 +31,7 @@
 #include "qor/string/string_buffer.h"
 #include "qor/string/string_ref.h"
 #include "qor/string/string_slice.h"
+#include "qor/string/util_split.h"
 #include "qor/util/BinaryInStream.h"
 #include "qor/util/BinaryOutStream.h"
 #include "qor/util/BinaryStream.h"

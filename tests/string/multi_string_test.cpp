@@ -13,14 +13,11 @@ using Parts = std::list<String>;
 
 TEST(MultiString, SplitsItsText) {
     const struct {
-        const char* text;
-        const char* separator;
+        const char *text, *separator;
         Parts parts;
-    } cases[] = {
-        {"a,b,", ",", {"a", "b", ""}},           {",", ",", {"", ""}}, {"", ",", {}},
-        {"aaaa-", "aa", {"", "", "-"}},          {"a", "long", {"a"}}, {"", "", {}},
-        {"ab", "", {"a", "b", String("\0", 1)}},
-    };
+    } cases[] = {{"a,b,", ",", {"a", "b", ""}},          {",", ",", {"", ""}}, {"", ",", {}},
+                 {"aaaa-", "aa", {"", "", "-"}},         {"a", "long", {"a"}}, {"", "", {}},
+                 {"ab", "", {"a", "b", String("\0", 1)}}};
     for (const auto& c : cases)
         EXPECT_EQ(MultiString(c.text, c.separator).list(), c.parts) << c.text;
 }
@@ -40,11 +37,8 @@ TEST(MultiString, StaysAsItWasWhenTheHeapFails) {
     const MultiString original("the first of the long parts here,and the second long part", ",");
     const MultiString other("another text that is too long to be a small string,b,c", ",");
     const std::function<void(MultiString&)> operations[] = {
-        [&](MultiString& s) { s = other; },
-        [&](MultiString& s) { s.full(other); },
-        [&](MultiString& s) { s.list(other.list()); },
-        [&](MultiString& s) { s.add(other); },
-    };
+        [&](MultiString& s) { s = other; }, [&](MultiString& s) { s.full(other); },
+        [&](MultiString& s) { s.list(other.list()); }, [&](MultiString& s) { s.add(other); }};
     for (const auto& operation : operations) {
         MultiString s(original);
         const auto unchanged = [&] {

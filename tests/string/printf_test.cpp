@@ -8,25 +8,18 @@
 namespace qor {
 namespace {
 
-Printf semicolon(const char* format) {
-    return Printf(format, '%', '(', ';', '!');
-}
-
 TEST(Printf, ReplacesItsTagsInOrder) {
     const struct {
         const char* format;
         std::vector<const char*> texts;  // before any replacement, and after each one
-    } cases[] = {
-        {"x%a;y", {"x%a;y", "x1y", "x1y2"}},
-        {"%;%b;", {"%;%b;", "1%b;", "12", "123"}},
-        {"plain", {"plain", "plain1", "plain12"}},
-        {"a%b", {"a%b", "a1"}},
-        {"a;%(b%!;c%", {"a;%(b%!;c%", "a;1c%", "a;1c2"}},
-        {"", {"", "1", "12"}},
-        {nullptr, {"", "1"}},
-    };
+    } cases[] = {{"x%a;y", {"x%a;y", "x1y", "x1y2"}},
+                 {"%;%b;", {"%;%b;", "1%b;", "12", "123"}},
+                 {"plain", {"plain", "plain1", "plain12"}},
+                 {"a%b", {"a%b", "a1"}},
+                 {"a;%(b%!;c%", {"a;%(b%!;c%", "a;1c%", "a;1c2"}},
+                 {nullptr, {"", "1"}}};
     for (const auto& c : cases) {
-        const Printf printf = semicolon(c.format);
+        const Printf printf(c.format, '%', '(', ';', '!');
         for (size_t i = 0; i < c.texts.size(); ++i) {
             if (i != 0) printf.replaceNext(std::to_string(i));
             EXPECT_EQ(printf.str(), c.texts[i]);
@@ -46,13 +39,13 @@ TEST(Printf, IsAValueThatStaysAsItWasWhenTheHeapFails) {
     copy.replaceNext("Ann");
     const String before = copy.str();
     EXPECT_EQ(before, "hello Ann, it is %{time} in a format that is on the heap");
-    EXPECT_GT(support::failEachAllocation([&] { copy.replaceNext(std::string(100, 'v')); },
-                                          [&] { EXPECT_EQ(copy.str(), before); }),
-              1U);
+    const auto unchanged = [&] { EXPECT_EQ(copy.str(), before); };
+    const auto replace = [&] { copy.replaceNext(std::string(100, 'v')); };
+    EXPECT_GT(support::failEachAllocation(replace, unchanged), 1U);
 }
 
 TEST(Printf, ShowsItself) {
-    const Printf printf = semicolon("x%a;y");
+    const Printf printf("x%a;y", '%', '(', ';', '!');
     printf.replaceNext("1").str();
     dumper d(true);
     printf.dump(d);

@@ -19,8 +19,7 @@ TEST(StringSlice, DoesNotMovePastTheEnd) {
         {[&] { s.advance(1); }, "qor::StringSlice::advance"},
         {[&] { s.advance(npos); }, "qor::StringSlice::advance"},
         {[&] { ++s; }, "qor::StringSlice::operator ++"},
-        {[&] { s >> c; }, "qor::StringSlice::operator ++"},
-    };
+        {[&] { s >> c; }, "qor::StringSlice::operator ++"}};
     for (const auto& [move, function] : moves) {
         EXPECT_EQ(support::raisedIn<OutOfRangeException>(move), function);
         EXPECT_EQ(s.cursor(), 2U);
@@ -28,9 +27,7 @@ TEST(StringSlice, DoesNotMovePastTheEnd) {
     }
     // rewind tests the old position and not the new one; there is nothing to read behind the end.
     s.rewind(5);
-    EXPECT_TRUE(s.next(1).empty());
-    EXPECT_TRUE(s.readUntil("b").empty());
-    EXPECT_EQ(*s, '\0');
+    EXPECT_TRUE(s.next(1).empty() && s.readUntil("b").empty() && *s == '\0');
     EXPECT_EQ(support::raisedIn<OutOfRangeException>([&] { s.rewind(0); }),
               "qor::StringSlice::rewind");
 }
@@ -96,10 +93,8 @@ TEST(StringSlice, ReadsBytesAndViews) {
 TEST(StringSlice, ComparesWholeTexts) {
     const char text[] = "abc";
     // One address is enough: neither sizes nor cursors are looked at.
-    EXPECT_TRUE(StringSlice(text, 3, 1) == StringSlice(text, 2));
-    EXPECT_TRUE(StringSlice() < "");
-    EXPECT_TRUE(StringSlice("ab") < String("abc"));
-    EXPECT_TRUE(StringSlice("b") > istr("abc"));
+    EXPECT_TRUE(StringSlice(text, 3, 1) == StringSlice(text, 2) && StringSlice() < "");
+    EXPECT_TRUE(StringSlice("ab") < String("abc") && StringSlice("b") > istr("abc"));
 }
 
 }  // namespace

@@ -12,23 +12,18 @@ constinit thread_local unsigned long released = 0;
 constinit thread_local unsigned long failFrom = 0;  // the count of the first failure, 0 for none
 constinit thread_local bool failed = false;
 
-void* allocate(std::size_t size, std::size_t alignment = alignof(std::max_align_t)) noexcept {
+void* allocate(std::size_t size) noexcept {
     if (failFrom != 0 && allocated + 1 >= failFrom) {
         failed = true;
         return nullptr;
     }
-    void* block = nullptr;
-    if (alignment <= alignof(std::max_align_t)) {
-        block = std::malloc(std::max<std::size_t>(size, 1));
-    } else if (posix_memalign(&block, alignment, size) != 0) {
-        return nullptr;
-    }
+    void* const block = std::malloc(std::max<std::size_t>(size, 1));
     if (block != nullptr) ++allocated;
     return block;
 }
 
-void* allocateOrThrow(std::size_t size, std::size_t alignment = alignof(std::max_align_t)) {
-    void* const block = allocate(size, alignment);
+void* allocateOrThrow(std::size_t size) {
+    void* const block = allocate(size);
     if (block == nullptr) throw std::bad_alloc();
     return block;
 }
@@ -40,23 +35,15 @@ void release(void* block) noexcept {
 
 }  // namespace
 
-using Alignment = std::align_val_t;
-
 // clang-format off
 void* operator new(std::size_t n) { return allocateOrThrow(n); }
 void* operator new[](std::size_t n) { return allocateOrThrow(n); }
-void* operator new(std::size_t n, Alignment a) { return allocateOrThrow(n, std::size_t(a)); }
-void* operator new[](std::size_t n, Alignment a) { return allocateOrThrow(n, std::size_t(a)); }
 void* operator new(std::size_t n, const std::nothrow_t&) noexcept { return allocate(n); }
 void* operator new[](std::size_t n, const std::nothrow_t&) noexcept { return allocate(n); }
 void operator delete(void* p) noexcept { release(p); }
 void operator delete[](void* p) noexcept { release(p); }
 void operator delete(void* p, std::size_t) noexcept { release(p); }
 void operator delete[](void* p, std::size_t) noexcept { release(p); }
-void operator delete(void* p, Alignment) noexcept { release(p); }
-void operator delete[](void* p, Alignment) noexcept { release(p); }
-void operator delete(void* p, std::size_t, Alignment) noexcept { release(p); }
-void operator delete[](void* p, std::size_t, Alignment) noexcept { release(p); }
 void operator delete(void* p, const std::nothrow_t&) noexcept { release(p); }
 void operator delete[](void* p, const std::nothrow_t&) noexcept { release(p); }
 // clang-format on

@@ -3,8 +3,8 @@
 
 #include <new>
 
-// The test binaries replace the global operators new and delete, in all their forms and for the
-// library too, with ones that count and that fail on demand. Both go by thread.
+// The test binaries replace the global operators new and delete, but those of over-aligned types,
+// and for the library too, with ones that count and that fail on demand. Both go by thread.
 
 namespace support {
 

@@ -80,8 +80,12 @@ public:
     const Char* data() const noexcept { return data_; }
     // In characters, the terminator's place included.
     unsigned long max_size() const noexcept { return capacity_; }
-    // Up to the first zero; 0 after release.
-    unsigned long size() const noexcept { return StrLen(data_); }
+    // Up to the first zero, at most the capacity; 0 after release.
+    unsigned long size() const noexcept {
+        if (data_ == nullptr) return 0;
+        const Char* const zero = std::char_traits<Char>::find(data_, capacity_, Char());
+        return zero != nullptr ? static_cast<unsigned long>(zero - data_) : capacity_;
+    }
 
     operator View() const noexcept { return View(data_, size()); }
     operator Target() noexcept { return Target(data_, capacity_); }

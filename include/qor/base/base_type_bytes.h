@@ -23,6 +23,8 @@ public:
     Bytes(const Bytes& other);
     Bytes(Bytes&& other) noexcept { swap(other); }
     explicit Bytes(const istr& content) { assign(content); }
+    // Nothing is decoded here: the text would be taken for the content.
+    explicit Bytes(const base64& text) = delete;
     // n bytes: as much of the text as fits, then `fill`.
     Bytes(istr content, unsigned long n, unsigned char fill);
     ~Bytes() { free(); }

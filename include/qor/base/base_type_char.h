@@ -35,7 +35,8 @@ QOR_API unsigned long StrLen(const wchar_t* text, unsigned long n = npos) noexce
 QOR_API unsigned long StrLenN(const char* text, unsigned long n) noexcept;
 
 // Copies n bytes of `source` as strncpy does and terminates at target[n]: the caller guarantees
-// room for n + 1 bytes. Nothing happens if the target is null or the source itself.
+// room for n + 1 bytes. One less than npos is measured too. Nothing happens if the target is null
+// or the source itself.
 QOR_API char* StrCopy(char* target, const char* source, unsigned long n = npos) noexcept;
 // Appends the terminated `source` if the result and its terminator fit into `room` bytes; changes
 // nothing otherwise.

@@ -46,16 +46,19 @@ public:
         return self();
     }
 
-    // Parts of the room, cut to it.
+    // Parts of the room, cut to it. A part of an unknown room is as large as n says, or unknown
+    // too; its right end is that of the text.
     Self substr(unsigned long pos, unsigned long n = npos) const noexcept {
         if (ptr() == nullptr) return Self();
+        if (capacity() == npos32) return Self(ptr() + pos, n);
         const unsigned long start = std::min<unsigned long>(pos, capacity());
         const unsigned long room = capacity() - start;
         return Self(ptr() + start, isNpos(n) ? room : std::min(n, room));
     }
     Self leftstr(unsigned long n) const noexcept { return substr(0, n); }
     Self rightstr(unsigned long n) const noexcept {
-        return substr(n < capacity() ? capacity() - n : 0, n);
+        const unsigned long whole = capacity() == npos32 ? size() : capacity();
+        return n < whole ? substr(whole - n, n) : substr(0);
     }
 
     // Copies as much as fits in front of the terminator, and cuts the rest without a report. The

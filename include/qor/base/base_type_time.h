@@ -41,8 +41,9 @@ public:
         int hour = 0;
         int minute = 0;
         int second = 0;
-        int milliSecond = 0;  // 0 to 999
-        int microSecond = 0;  // 0 to 999: the rest below the millisecond
+        // The rest of the second, 0 to 999 each. Before 1970 it is negative: seconds are truncated.
+        int milliSecond = 0;
+        int microSecond = 0;
     };
 
     constexpr Time() noexcept = default;

@@ -91,8 +91,8 @@ template <class T>
 concept StandardText = std::same_as<T, std::string> || std::same_as<T, std::string_view>;
 
 // A read-only view of bytes that somebody else owns: two words, passed by value. Valid as long as
-// the bytes are. Nothing here allocates, and nothing raises but trimLeft and trim. A view of a
-// temporary String dangles behind the full expression.
+// the bytes are. Nothing here allocates but the conversion to std::string, and nothing else raises
+// but trimLeft and trim. A view of a temporary String dangles behind the full expression.
 //
 // It is also the cursor of hand-written parsers: next, advance and ++ walk the input.
 class QOR_API istr : public view_base<char, istr> {

@@ -40,7 +40,7 @@ constexpr Option kOptions[] = {
     QOR_OPTION(_QOR_ASSERT_ABORT), QOR_OPTION(_QOR_BREAK_ON_EXCEPTION),
 };
 
-void log(const String& line) {
+void log(istr line) {
     upward::writeLine(line);
 }
 
