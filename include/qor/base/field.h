@@ -43,23 +43,31 @@ concept MapContainer = requires(C& c) {
 };
 
 template <class C>
-concept SetContainer = !MapContainer<C> && requires(C & c) {
+concept KeyContainer = requires(C& c) {
     typename C::key_type;
     c.insert(std::declval<typename C::value_type>());
     c.clear();
     c.begin();
 };
 
-// Vectors, lists and deques; texts, which have a traits_type, are none.
 template <class C>
-concept SequenceContainer = !MapContainer<C> && !SetContainer<C> && !requires {
-    typename C::traits_type;
-}
-&&requires(C& c) {
+concept SetContainer = KeyContainer<C> && !MapContainer<C>;
+
+template <class C>
+concept AppendableContainer = requires(C& c) {
     c.push_back(std::declval<typename C::value_type>());
     c.clear();
     c.begin();
 };
+
+template <class C>
+concept StandardString = requires {
+    typename C::traits_type;
+};
+
+// Vectors, lists and deques.
+template <class C>
+concept SequenceContainer = AppendableContainer<C> && !StandardString<C>;
 
 template <class C>
 concept Container = MapContainer<C> || SetContainer<C> || SequenceContainer<C>;

@@ -293,6 +293,14 @@ concept AppliesToDumper = requires(const T& value, dumper& d) {
     value(d);
 };
 
+// What does not dump itself is shown by its codec, as an optional value or as a container.
+template <class T>
+concept ShownByCodec = CodecType<T, dumper> && !DumpsItself<T>;
+template <class T>
+concept ShownAsOptional = OptionalValue<T> && !DumpsItself<T>;
+template <class T>
+concept ShownAsContainer = Container<T> && !DumpsItself<T> && !ShownByCodec<T>;
+
 template <DumpsItself T>
 dumper& operator<<(dumper& d, const T& object) {
     object.dump(d);
@@ -305,8 +313,8 @@ dumper& operator<<(dumper& d, const T& value) {
     return d;
 }
 
-template <CodecType<dumper> T>
-requires(!DumpsItself<T>) dumper& operator<<(dumper& d, const T& object) {
+template <ShownByCodec T>
+dumper& operator<<(dumper& d, const T& object) {
     forCodec(object).codec(d);
     return d;
 }
@@ -328,8 +336,8 @@ dumper& dumpPart(dumper& d, const T& part) {
 }
 
 // An optional value that is not set shows as nothing.
-template <OptionalValue T>
-requires(!DumpsItself<T>) dumper& operator<<(dumper& d, const T& optional) {
+template <ShownAsOptional T>
+dumper& operator<<(dumper& d, const T& optional) {
     return optional.isSet() ? dumpPart(d, optional.value()) : d;
 }
 
@@ -368,21 +376,24 @@ dumper& dumpPairs(dumper& d, const char* title, const Map& map) {
     return d;
 }
 
+template <class C>
+concept UniqueMap = requires(C& map, typename C::value_type pair) {
+    map.insert(pair).second;
+};
+template <class C>
+concept Reserving = requires(C& vector) {
+    vector.reserve(1);
+};
+
 // The titles are those of the nearest of the usual containers: that of a deque is a list's.
-template <Container C>
-requires(!DumpsItself<C> && !CodecType<C, dumper>) dumper& operator<<(dumper& d, const C& values) {
+template <ShownAsContainer C>
+dumper& operator<<(dumper& d, const C& values) {
     if constexpr (MapContainer<C>) {
-        constexpr bool unique = requires(C & map, typename C::value_type pair) {
-            map.insert(pair).second;
-        };
-        return dumpPairs(d, unique ? "qor::map" : "qor::multimap", values);
+        return dumpPairs(d, UniqueMap<C> ? "qor::map" : "qor::multimap", values);
     } else if constexpr (SetContainer<C>) {
         return dumpElements(d, "qor::set", values);
     } else {
-        constexpr bool reserves = requires(C & vector) {
-            vector.reserve(1);
-        };
-        return dumpElements(d, reserves ? "qor::vector" : "qor::list", values);
+        return dumpElements(d, Reserving<C> ? "qor::vector" : "qor::list", values);
     }
 }
 template <class T, std::size_t N>

@@ -104,10 +104,12 @@ struct WireNumber {
 
 // The wrappers of base_type_number.h.
 template <class T>
-concept NumberWrapper = requires {
+concept HasValueType = requires {
     typename T::value_type;
-}
-&&std::is_base_of_v<NumberValue<typename T::value_type>, T>;
+};
+template <class T>
+concept NumberWrapper =
+    HasValueType<T> && std::is_base_of_v<NumberValue<typename T::value_type>, T>;
 
 // The scalars that have a binary form, and their wrappers.
 template <class T>
