@@ -107,6 +107,7 @@ void run(const char* textPath, const char* nbrPath) {
     if (book.contacts.empty()) return;
     show(again.contacts.front(), false);
     show(again.contacts.front(), true);
+    if (!std::cout) throw std::runtime_error("the output cannot be written");
 }
 
 }  // namespace

@@ -43,6 +43,7 @@ void inspect(const char* path, bool compact) {
     qor::dumper d(std::cout, compact);
     value->dump(d);
     d.nl();
+    if (!std::cout) throw std::runtime_error("the output cannot be written");
 }
 
 }  // namespace
