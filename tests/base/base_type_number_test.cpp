@@ -26,14 +26,14 @@ std::string readByStream(const std::string& text) {
     std::conditional_t<std::is_same_v<T, unsigned long>, unsigned, Narrow> value = 77;
     std::istringstream in(text);
     const bool good = static_cast<bool>(in >> value);
-    return "=" + written(value) + (good ? " good " : " bad ");
+    return written(value) + (good ? " good " : " bad ");
 }
 
 template <class T>
 std::string readByUs(const std::string& text) {
     T value = 77;
     const bool good = parseNumber(istr(text), value);
-    String shown = "=";
+    String shown;
     formatNumber(value, shown);
     return shown + (good ? " good " : " bad ");
 }
