@@ -33,11 +33,8 @@ namespace qor {
 // or in a compact form of one line, "{name_='Ann' phones_={'123'}}". A class shows itself by
 //
 //     dumper& Contact::dump(dumper& d) const {
-//         dumper::_Entry entry(d, "Contact");
-//         d.indent().name("name_") << name_;
-//         d.endline();
-//         ...
-//         return d;
+//         const dumper::_Entry entry(d, "Contact");
+//         return d.member("name_", name_).member("phones_", phones_);
 //     }
 //
 // or by its codec. Long text and data are clipped at the limit that the library's own logger is
@@ -136,6 +133,10 @@ public:
     // is given stands alone in place of the configured one.
     dumper& name(istr text, const char* separator = nullptr) { return writeName(text, separator); }
     dumper& writeName(istr text, const char* separator = nullptr);
+
+    // A member of the object that is being shown: an item with its name and its decorated value.
+    template <class T>
+    dumper& member(istr name, const T& value);
 
     // Opens and closes a scope. The texts are shown in full form only: the first is the type, the
     // second an own name in angle brackets, the others further types.
@@ -335,6 +336,20 @@ dumper& dumpPart(dumper& d, const T& part) {
     }
 }
 
+template <class T>
+dumper& dumper::member(istr name, const T& value) {
+    dumpPart(indent().name(name), value);
+    return endline();
+}
+
+// Shows an object on a stream, in full form with the default layout.
+template <DumpsItself T>
+std::ostream& dumpTo(std::ostream& os, const T& object) {
+    dumper d(os);
+    object.dump(d);
+    return os;
+}
+
 // An optional value that is not set shows as nothing.
 template <ShownAsOptional T>
 dumper& operator<<(dumper& d, const T& optional) {
@@ -347,8 +362,7 @@ dumper& field(dumper& d, const FieldKey& key, const T& member) {
     if constexpr (OptionalValue<T>) {
         if (!member.isSet()) return d;
     }
-    dumpPart(d.indent().name(key.name), member);
-    return d.endline();
+    return d.member(key.name, member);
 }
 
 // Containers: a scope with one item for each element.

@@ -45,16 +45,12 @@ constexpr void refuse() noexcept {
 
 // The stream that writes the fields of a codec behind the bytes of an OutputStream. Its place is
 // kept here, where a compiler can hold it in registers, and told to the stream by finish.
-class QOR_API Writer : noncopyable {
+class QOR_API Writer : public CodecHooks, noncopyable {
 public:
     explicit Writer(OutputStream& os) : os_(os) { resume(); }
     void finish() noexcept { os_.finish(at_); }
 
     static constexpr bool encoding() noexcept { return true; }
-    void enter(istr, istr, istr, istr) noexcept {}
-    void leave() noexcept {}
-    void enterSuper() noexcept {}
-    void leaveSuper() noexcept {}
 
     // A field; an optional value that is not set is none.
     template <class T>
@@ -190,7 +186,7 @@ private:
 };
 
 // The stream that reads the fields of a codec from a value of a tree.
-class QOR_API Reader : noncopyable {
+class QOR_API Reader : public CodecHooks, noncopyable {
 public:
     // What `is` is in. A value that is simple, or not there, has no fields.
     explicit Reader(const InputStream& is) noexcept
@@ -199,10 +195,6 @@ public:
     void finish(InputStream& is) const noexcept { is.expected_ = expected_; }
 
     static constexpr bool encoding() noexcept { return false; }
-    void enter(istr, istr, istr, istr) noexcept {}
-    void leave() noexcept {}
-    void enterSuper() noexcept {}
-    void leaveSuper() noexcept {}
 
     template <class T>
     void readField(unsigned char tag, T& member) {

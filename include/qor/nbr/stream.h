@@ -154,8 +154,16 @@ private:
     ValueBase* value_ = nullptr;
 };
 
+// What a codec tells about its type. nbr has tags and needs no names.
+struct CodecHooks {
+    void enter(istr, istr, istr, istr) noexcept {}
+    void leave() noexcept {}
+    void enterSuper() noexcept {}
+    void leaveSuper() noexcept {}
+};
+
 // One object for both directions, so that one codec serves both.
-class QOR_API CodecStream {
+class QOR_API CodecStream : public CodecHooks {
 public:
     // For writing.
     CodecStream() : encoding_(true), bis_(nullptr) {}
@@ -166,12 +174,6 @@ public:
     InputStream& bis() noexcept { return bis_; }
     OutputStream& bos() noexcept { return bos_; }
     istr str() const noexcept { return bos_.str(); }
-
-    // What a codec tells about its type. nbr has tags and needs no names.
-    void enter(istr, istr, istr, istr) noexcept {}
-    void leave() noexcept {}
-    void enterSuper() noexcept {}
-    void leaveSuper() noexcept {}
 
 private:
     bool encoding_;

@@ -36,19 +36,14 @@ dumper& TimeCounter::dump(dumper& d) const {
     const dumper::_Entry entry(d, "qor::TimeCounter");
     if (num_ == 0) return d;
     const long long cost = cost_.toMicroSeconds();
-    d.indent().name("num") << num_;
-    d.endline();
+    d.member("num", num_);
     // Operations that took no time at all have no rate.
-    d.indent().name("tps") << (cost != 0 ? num_ * 1000000LL / cost : 0LL);
-    d.endline();
-    d.indent().name("cost") << cost_.toDuration();
-    return d.endline();
+    d.member("tps", cost != 0 ? num_ * 1000000LL / cost : 0LL);
+    return d.member("cost", cost_.toDuration());
 }
 
 void TimeCounter::dump(std::ostream& os) const {
-    dumper d;
-    dump(d);
-    os << istr(d.str());
+    dumpTo(os, *this);
 }
 
 }  // namespace qor

@@ -81,20 +81,16 @@ dumper::Config::Config(bool compact, istr lineSeparator, istr indentSeparator, u
 
 dumper& dumper::Config::dump(dumper& d) const {
     const _Entry entry(d, "qor::dumper::Config");
-    const auto show = [&d](const char* name, const auto& value) {
-        d.indent().name(name) << value;
-        d.endline();
-    };
-    show("compact_", compact_);
-    show("lineSeparator_", lineSeparator_);
-    show("indentSeparator_", indentSeparator_);
-    show("level_", level_);
-    show("eolSeparator_", eolSeparator_);
-    show("beginTag_", beginTag_);
-    show("endTag_", endTag_);
-    show("typeTag_", typeTag_);
-    show("nvSeparator_", nvSeparator_);
-    show("valueSeparator_", valueSeparator_);
+    d.member("compact_", compact_);
+    d.member("lineSeparator_", lineSeparator_);
+    d.member("indentSeparator_", indentSeparator_);
+    d.member("level_", level_);
+    d.member("eolSeparator_", eolSeparator_);
+    d.member("beginTag_", beginTag_);
+    d.member("endTag_", endTag_);
+    d.member("typeTag_", typeTag_);
+    d.member("nvSeparator_", nvSeparator_);
+    d.member("valueSeparator_", valueSeparator_);
     return d;
 }
 
@@ -327,22 +323,16 @@ std::ostream& dump_hex_base::operator()(std::ostream& os) const {
 
 dumper& operator<<(dumper& d, const Current& frame) {
     const dumper::_Entry entry(d, "qor::Current");
-    d.indent().name("_v.file()") << frame.file();
-    d.endline();
-    d.indent().name("_v.line()") << frame.line();
-    d.endline();
-    d.indent().name("_v.func()") << frame.func();
-    d.endline();
-    d.indent().name("_v.prefix()") << frame.prefix();
-    return d.endline();
+    d.member("_v.file()", frame.file());
+    d.member("_v.line()", frame.line());
+    d.member("_v.func()", frame.func());
+    return d.member("_v.prefix()", frame.prefix());
 }
 
 dumper& operator<<(dumper& d, const CallStack& stack) {
     const dumper::_Entry entry(d, "qor::CallStack");
-    d.indent().name("_v.container()") << stack.container();
-    d.endline();
-    d.indent().name("_v.separator()") << stack.separator();
-    return d.endline();
+    d.member("_v.container()", stack.container());
+    return d.member("_v.separator()", stack.separator());
 }
 
 }  // namespace qor

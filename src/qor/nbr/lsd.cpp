@@ -212,9 +212,7 @@ dumper& ComplexValue::dump(dumper& d) const {
 }
 
 std::ostream& operator<<(std::ostream& os, const ValueBase& value) {
-    dumper d(os);
-    value.dump(d);
-    return os;
+    return dumpTo(os, value);
 }
 
 }  // namespace qor::nbr

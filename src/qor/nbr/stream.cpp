@@ -20,13 +20,6 @@ constinit thread_local unsigned runDepth = 0;
               "not simple value");
 }
 
-template <class T>
-std::ostream& dumpTo(std::ostream& os, const T& value) {
-    dumper d(os);
-    value.dump(d);
-    return os;
-}
-
 }  // namespace
 
 void OutputStream::operator<<(const std::string& text) {
@@ -50,8 +43,7 @@ void OutputStream::swap(OutputStream& other) noexcept {
 
 dumper& OutputStream::dump(dumper& d) const {
     const dumper::_Entry entry(d, "qor::nbr::OutputStream");
-    d.indent().name("str()") << hexdata(str());
-    return d.endline();
+    return d.member("str()", hexdata(str()));
 }
 
 InputStream::InputStream(istr data) : owned_(true), value_(parser::from(data)) {}
@@ -81,8 +73,7 @@ SimpleValue* InputStream::getSimpleValue() const {
 dumper& InputStream::dump(dumper& d) const {
     const dumper::_Entry entry(d, "qor::nbr::InputStream");
     if (value_ == nullptr) return d;
-    d.indent().name("get()") << *value_;
-    return d.endline();
+    return d.member("get()", *value_);
 }
 
 Writer::Place Writer::grow(OutputStream& os, char* at, unsigned long n) {

@@ -91,12 +91,9 @@ void MultiString::merge() {
 
 dumper& MultiString::dump(dumper& d) const {
     dumper::_Entry entry(d, "qor::MultiString");
-    d.indent().name("full_") << full();
-    d.endline();
-    d.indent().name("list_") << list_;
-    d.endline();
-    d.indent().name("sep_") << sep_;
-    return d.endline();
+    d.member("full_", full());
+    d.member("list_", list_);
+    return d.member("sep_", sep_);
 }
 
 }  // namespace qor

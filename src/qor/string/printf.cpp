@@ -56,8 +56,7 @@ const Printf& Printf::reset() const noexcept {
 
 dumper& Printf::dump(dumper& d) const {
     dumper::_Entry entry(d, "qor::Printf");
-    d.indent().name("format_") << istr(*this);
-    d.endline();
+    d.member("format_", istr(*this));
     d.indent().name("tags_");
     {
         dumper::_Entry pieces(d, "qor::vector");
@@ -67,20 +66,13 @@ dumper& Printf::dump(dumper& d) const {
         }
     }
     d.endline();
-    d.indent().name("curr_") << curr_;
-    d.endline();
-    d.indent().name("tempbuf_") << tempbuf_;
-    d.endline();
-    d.indent().name("result_") << result_;
-    d.endline();
-    d.indent().name("flag_") << flag_;
-    d.endline();
-    d.indent().name("left_") << left_;
-    d.endline();
-    d.indent().name("right_") << right_;
-    d.endline();
-    d.indent().name("escape_") << escape_;
-    return d.endline();
+    d.member("curr_", curr_);
+    d.member("tempbuf_", tempbuf_);
+    d.member("result_", result_);
+    d.member("flag_", flag_);
+    d.member("left_", left_);
+    d.member("right_", right_);
+    return d.member("escape_", escape_);
 }
 
 }  // namespace qor

@@ -65,16 +65,11 @@ StringBuffer& StringBuffer::operator-=(StringRef& target) noexcept {
 
 dumper& StringBuffer::dump(dumper& d) const {
     dumper::_Entry entry(d, "qor::StringBuffer");
-    d.indent().name("data()") << istr(data_, std::min(psize_, max_size_));
-    d.endline();
-    d.indent().name("max_size()") << max_size_;
-    d.endline();
-    d.indent().name("psize()") << psize_;
-    d.endline();
-    d.indent().name("gsize()") << gsize_;
-    d.endline();
-    d.indent().name("internal_") << isInternal();
-    return d.endline();
+    d.member("data()", istr(data_, std::min(psize_, max_size_)));
+    d.member("max_size()", max_size_);
+    d.member("psize()", psize_);
+    d.member("gsize()", gsize_);
+    return d.member("internal_", isInternal());
 }
 
 void StringBuffer::alloc(unsigned long capacity) {

@@ -58,12 +58,9 @@ StringRef& StringRef::center(const istr& text) noexcept {
 
 dumper& StringRef::dump(dumper& d) const {
     dumper::_Entry entry(d, "qor::StringRef");
-    d.indent().name("buffer_") << istr(buffer_, std::min(curSize_, maxSize_));
-    d.endline();
-    d.indent().name("curSize_") << curSize_;
-    d.endline();
-    d.indent().name("maxSize_") << maxSize_;
-    return d.endline();
+    d.member("buffer_", istr(buffer_, std::min(curSize_, maxSize_)));
+    d.member("curSize_", curSize_);
+    return d.member("maxSize_", maxSize_);
 }
 
 void StringRef::raiseBeyondEnd() {

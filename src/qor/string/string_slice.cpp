@@ -47,12 +47,9 @@ int StringSlice::compare(const StringSlice& other) const noexcept {
 
 dumper& StringSlice::dump(dumper& d) const {
     dumper::_Entry entry(d, "qor::StringSlice");
-    d.indent().name("addr_") << istr(*this);
-    d.endline();
-    d.indent().name("size_") << size_;
-    d.endline();
-    d.indent().name("cursor_") << cursor_;
-    return d.endline();
+    d.member("addr_", istr(*this));
+    d.member("size_", size_);
+    return d.member("cursor_", cursor_);
 }
 
 void StringSlice::raiseBeyondEnd() {
