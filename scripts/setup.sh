@@ -9,7 +9,10 @@ case "${1:-}" in
 build) wanted="$build" ;;
 test) wanted="$test" ;;
 check) wanted="$test clang-format" ;;
-bench) wanted="$build libbenchmark-dev libprotobuf-dev protobuf-compiler libmsgpack-cxx-dev libboost-dev" ;;
+bench)
+    wanted="$build libbenchmark-dev libprotobuf-dev protobuf-compiler libmsgpack-cxx-dev"
+    wanted="$wanted libboost-dev libssl-dev libyaml-cpp-dev"
+    ;;
 fuzz) wanted="$build clang libclang-rt-14-dev llvm" ;;
 *)
     echo "usage: setup.sh build|test|check|bench|fuzz" >&2
