@@ -17,6 +17,8 @@
 #include "qor/base/interface.h"
 #include "qor/base/library.h"
 #include "qor/base/mlcheck.h"
+#include "qor/base/open_flags.h"
+#include "qor/base/tri_bool.h"
 #include "qor/log/log_dumper.h"
 #include "qor/mt/containers.h"
 #include "qor/mt/handle.h"
@@ -35,7 +37,9 @@
 #include "qor/util/BinaryInStream.h"
 #include "qor/util/BinaryOutStream.h"
 #include "qor/util/BinaryStream.h"
+#include "qor/util/file.h"
 #include "qor/util/optional.h"
 #include "qor/util/singleton_T.h"
+#include "qor/util/util_func.h"
 
 #endif  // QOR_QOR_H
