@@ -1,0 +1,19 @@
+#ifndef QOR_BASE_OPEN_FLAGS_H
+#define QOR_BASE_OPEN_FLAGS_H
+
+namespace qor {
+
+// How a file is opened: one of the first three, with any of the others by |. The numbers are the
+// library's own, the same on every system; other bits mean nothing.
+enum OpenFlag : int {
+    OpenRead = 0,
+    OpenWrite = 1,
+    OpenReadWrite = 2,
+    OpenCreate = 0x100,    // what is not there is made
+    OpenTruncate = 0x200,  // what is there is emptied
+    OpenBinary = 0x8000,   // no difference: bytes are never translated
+};
+
+}  // namespace qor
+
+#endif  // QOR_BASE_OPEN_FLAGS_H

@@ -1,0 +1,28 @@
+#ifndef QOR_BASE_TRI_BOOL_H
+#define QOR_BASE_TRI_BOOL_H
+
+namespace qor {
+
+// An answer that may be unknown: 1 true, 0 false, -1 unknown. It compares with these numbers and
+// with bool, and is no condition by itself, since unknown would pass for true.
+class TriBool {
+public:
+    constexpr TriBool() noexcept = default;
+    constexpr TriBool(bool known) noexcept : value_(known ? 1 : 0) {}
+    // By the sign.
+    constexpr TriBool(int value) noexcept : value_(value > 0 ? 1 : value < 0 ? -1 : 0) {}
+
+    constexpr int value() const noexcept { return value_; }
+    constexpr bool isTrue() const noexcept { return value_ == 1; }
+    constexpr bool isFalse() const noexcept { return value_ == 0; }
+    constexpr bool isUnknown() const noexcept { return value_ == -1; }
+
+    friend constexpr bool operator==(TriBool, TriBool) noexcept = default;
+
+private:
+    int value_ = -1;
+};
+
+}  // namespace qor
+
+#endif  // QOR_BASE_TRI_BOOL_H

@@ -1,0 +1,182 @@
+#ifndef QOR_UTIL_FILE_H
+#define QOR_UTIL_FILE_H
+
+#include <concepts>
+#include <string>
+
+#include "qor/api.h"
+#include "qor/base/base_type_bytes.h"
+#include "qor/base/base_type_string.h"
+#include "qor/base/open_flags.h"
+
+namespace qor {
+
+// What the offset of a File::seek counts from.
+enum class SeekWhence : int { Begin = 0, Current = 1, End = 2 };
+
+// The owner of one open file, or of none. Positions and sizes are bytes, in 64 bits; the position
+// is that of the system's own handle, and nothing is kept in between: each read and write is seen
+// by every other handle of the file at once.
+//
+//     FileWriter out(L"notes.txt", true);
+//     out.writeLine("first");
+//     FileReader in(L"notes.txt");
+//     for (String line; in.readLine(line) || !line.empty();) ...
+//
+// Names are wide, with "\" or "/" between their parts; the system gets them as UTF-8, and a name
+// with a zero or with a value that is no character in it names no file. New files can be read and
+// written by all whom the process's umask leaves. A directory can't be opened.
+//
+// Operations report by bool or by -1, with the system's reason in errno; on a closed file they
+// fail. Reads that fail leave their target empty. None raises but std::bad_alloc, which leaves the
+// target and, in files that can seek, the position as they were. Signals interrupt nothing, and a
+// pipe without a reader is a failed write and no signal.
+//
+// An object belongs to one thread. Programs that the process starts do not get the handle.
+class QOR_API File {
+public:
+    // Closed.
+    File() noexcept = default;
+    explicit File(int flags) noexcept : flags_(flags) {}
+    // Open, if that is possible: ask valid(). Flags as OpenFlag has them, by default those for
+    // reading.
+    explicit File(const iwstr& name) : File(name, OpenRead) {}
+    File(const iwstr& name, int flags);
+    // Name and flags, and a handle of its own, at the start of the file, if the source has one.
+    // Opened so, a file is never emptied, whatever the flags: a copy would destroy what it is a
+    // copy of. A later reopen() goes by the flags.
+    File(const File& other);
+    File(File&& other) noexcept;
+    // Closes the target first.
+    File& operator=(const File& other);
+    File& operator=(File&& other) noexcept;
+    ~File() {
+        if (valid()) close();
+    }
+
+    // Opens what isn't open yet. The result is valid().
+    bool open();
+    // These store what they are given and reopen.
+    bool open(int flags);
+    bool open(const iwstr& name);
+    bool open(const iwstr& name, int flags);
+    bool reopen();
+    // False when the system could not keep what was written before; closed in any case.
+    bool close() noexcept;
+    bool valid() const noexcept { return handle_ != invalidHandle; }
+
+    const std::wstring& filename() const noexcept { return name_; }
+
+    // Without a handle the name is opened for a moment, for reading. Pipes and devices have 0.
+    long long filesize() const;
+    // The position stays.
+    bool truncate(long long size) noexcept;
+    // Waits until what was written is on the device.
+    bool flush() noexcept;
+
+    // Each gives the new position.
+    long long seek(long long offset, SeekWhence whence) const noexcept;
+    long long rewind(long long offset) const noexcept { return seek(offset, SeekWhence::Begin); }
+    long long advance(long long n) const noexcept { return seek(n, SeekWhence::Current); }
+    long long putback(long long n) const noexcept;
+    long long seekEnd(long long offset) const noexcept { return seek(offset, SeekWhence::End); }
+
+    // One read of at most `size` bytes; all ones stands for the capacity that `out` has. The size
+    // of `out` is then what was got: less at the end of the file, and what is there from a pipe.
+    // True also at the end.
+    bool read(Bytes& out, unsigned long size) const;
+    bool read(String& out, unsigned long size) const;
+    // Reads bytes, in the configured code page. Text ends at its first zero; a character that is
+    // only read in part is U+FFFD.
+    bool read(std::wstring& out, unsigned long size) const;
+    // The byte, or -1 at the end too.
+    int readByte() const noexcept;
+
+    // The text up to a line end, which is LF, CR or CR LF and belongs to no line. False when the
+    // file ends before, with what there was, or when reading fails, with nothing. What stands
+    // behind the line end is still unread. A pipe is read byte by byte and can't unread what
+    // follows a lone CR: then the result is false.
+    bool readLine(String& line) const;
+    // The same in units of two bytes, the lower one first: UTF-16. Pairs of surrogates become one
+    // character and lone ones U+FFFD; a byte order mark is a character; half a unit at the end is
+    // never read.
+    bool readLine(std::wstring& line) const;
+
+    // From the start, as much as filesize() tells; less if the file shrinks meanwhile. False also
+    // for files that don't fit into 32 bits. Text as above.
+    bool readAll(Bytes& out) const;
+    bool readAll(String& out) const;
+    bool readAll(std::wstring& out) const;
+
+    // At the position, all of the text or false.
+    bool write(istr text) noexcept;
+    // Converts to the code page, -1 being the configured one, up to the first zero. False for a
+    // page that is not known.
+    bool write(iwstr text, long codepage = -1);
+    // The same behind the end of the file. Another process may write between the two steps.
+    bool append(istr text) noexcept { return seekEnd(0) >= 0 && write(text); }
+    bool append(iwstr text, long codepage = -1) { return seekEnd(0) >= 0 && write(text, codepage); }
+    // The text and then the line end, which is never converted.
+    bool writeLine(istr text, istr newline = File::newline()) noexcept {
+        return write(text) && write(newline);
+    }
+    bool writeLine(iwstr text, long codepage = -1, istr newline = File::newline()) {
+        return write(text, codepage) && write(newline);
+    }
+
+    static istr newline() noexcept { return {"\r\n", 2}; }
+    static istr path_seperator() noexcept { return {"\\", 1}; }
+    static constexpr int open_read_write_trunc(bool truncate, int flags) noexcept {
+        return truncate ? flags | OpenTruncate : flags;
+    }
+
+private:
+    static constexpr int invalidHandle = -1;
+
+    bool become(std::wstring name, int flags, int openFlags);
+
+    int handle_ = invalidHandle;
+    std::wstring name_;
+    int flags_ = OpenRead;
+};
+
+// Files with their flags preset. Where a bool says whether to truncate, nothing but a bool is taken
+// for one.
+
+class FileReader : public File {
+public:
+    explicit FileReader(int flags = OpenRead | OpenBinary) noexcept : File(flags) {}
+    explicit FileReader(const iwstr& name, int flags = OpenRead | OpenBinary) : File(name, flags) {}
+};
+
+// For append(): write() goes to the position here too, which is the start at first.
+class FileAppender : public File {
+public:
+    explicit FileAppender(int flags = OpenWrite | OpenCreate | OpenBinary) noexcept : File(flags) {}
+    explicit FileAppender(const iwstr& name, int flags = OpenWrite | OpenCreate | OpenBinary)
+        : File(name, flags) {}
+};
+
+class FileWriter : public File {
+public:
+    template <std::same_as<bool> Bool>
+    explicit FileWriter(Bool truncate, int flags = OpenWrite | OpenCreate | OpenBinary) noexcept
+        : File(open_read_write_trunc(truncate, flags)) {}
+    FileWriter(const iwstr& name, bool truncate, int flags = OpenWrite | OpenCreate | OpenBinary)
+        : File(name, open_read_write_trunc(truncate, flags)) {}
+};
+
+class FileReadWriter : public File {
+public:
+    template <std::same_as<bool> Bool>
+    explicit FileReadWriter(Bool truncate,
+                            int flags = OpenReadWrite | OpenCreate | OpenBinary) noexcept
+        : File(open_read_write_trunc(truncate, flags)) {}
+    FileReadWriter(const iwstr& name, bool truncate,
+                   int flags = OpenReadWrite | OpenCreate | OpenBinary)
+        : File(name, open_read_write_trunc(truncate, flags)) {}
+};
+
+}  // namespace qor
+
+#endif  // QOR_UTIL_FILE_H

@@ -1,0 +1,90 @@
+#ifndef QOR_UTIL_UTIL_FUNC_H
+#define QOR_UTIL_UTIL_FUNC_H
+
+#include <string>
+
+#include "qor/api.h"
+#include "qor/base/base_type_string.h"
+
+namespace qor {
+
+// A path name and its parts: "c:\a\b.txt" is "b.txt" in "c:\a". Nothing looks at the file system.
+// Either of "\" and "/" separates when a name is taken apart; names are put together with "\",
+// which every operation of the library that takes a path understands.
+//
+// The setters keep the three texts consistent; their arguments may view the object's own texts. One
+// that raises std::bad_alloc changes nothing.
+class QOR_API Filename {
+public:
+    Filename() = default;
+    explicit Filename(iwstr full) : full_(full) { split(); }
+    Filename(iwstr dir, iwstr file) : dir_(dir), file_(file) { merge(); }
+
+    const std::wstring& full() const noexcept { return full_; }
+    const std::wstring& dir() const noexcept { return dir_; }
+    const std::wstring& file() const noexcept { return file_; }
+    // Splits.
+    void full(iwstr text) { *this = Filename(text); }
+    // Merge.
+    void dir(iwstr text) { *this = Filename(text, file_); }
+    void file(iwstr text) { *this = Filename(dir_, text); }
+
+    // One separator at the end of the whole goes; then the last one that is left stands between the
+    // directory and the file. Without one there is no directory, and that of "\a", the root, has no
+    // name either.
+    void split();
+    // One "\" at the end of the file goes; then the whole is the directory, "\" unless the
+    // directory is empty, and the file.
+    void merge();
+
+    static constexpr wchar_t separator() noexcept { return L'\\'; }
+    // Puts the file behind the directory as merge does.
+    static void join(std::wstring& dir, iwstr file);
+
+private:
+    std::wstring full_;
+    std::wstring dir_;
+    std::wstring file_;
+};
+
+// A qualified function name and its parts: "qor::Time::now" is "now" in "Time". Setters as those of
+// Filename.
+class QOR_API Funcname {
+public:
+    Funcname() = default;
+    explicit Funcname(istr full) : full_(full) { split(); }
+    Funcname(istr ns, istr func) : ns_(ns), func_(func) { merge(); }
+
+    const String& full() const noexcept { return full_; }
+    const String& ns() const noexcept { return ns_; }
+    const String& func() const noexcept { return func_; }
+    void full(istr text) { *this = Funcname(text); }
+    void ns(istr text) { *this = Funcname(text, func_); }
+    void func(istr text) { *this = Funcname(ns_, text); }
+
+    // The function stands behind the last "::", and its name space is the one name in front of
+    // that, without those that enclose it: a line of a log has room for no more.
+    void split();
+    // "::" stands between the two, also when one is empty.
+    void merge();
+
+    static istr separator() noexcept { return {"::", 2}; }
+
+private:
+    String full_;
+    String ns_;
+    String func_;
+};
+
+// The directory of the running program as a path of this system, in UTF-8 and without a separator
+// at the end; empty when the system does not tell. Found at the first call, from any thread.
+QOR_API String getProgramDir();
+// Always empty, whatever the argument.
+QOR_API String getApplicationDir(int);
+
+// A qualified name as a part of a file name: each run of "." and ":" becomes one ".".
+QOR_API String normalizeName(const istr& name);
+
+}  // namespace qor
+
+#endif  // QOR_UTIL_UTIL_FUNC_H

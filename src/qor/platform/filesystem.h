@@ -1,0 +1,97 @@
+#ifndef QOR_SRC_PLATFORM_FILESYSTEM_H
+#define QOR_SRC_PLATFORM_FILESYSTEM_H
+
+#include <dirent.h>
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <utility>
+
+// Files and directories of the system. What fails gives -1 or false, with the reason in errno; a
+// signal is no failure. Descriptors are closed in a program that the process starts. Sizes and
+// positions have 64 bits.
+
+namespace qor::platform {
+
+// A name as the system takes it: UTF-8, with "/" for either separator. A name with a zero in it, or
+// with a wide value that is no character, would stand for another one: the result is empty, which
+// the system refuses.
+std::string nativePath(std::wstring_view name);
+
+// By OpenFlag; new files get 0666 before the umask. A directory is refused.
+int openFile(const std::string& path, int flags) noexcept;
+// False also when what was written before did not reach the file.
+bool closeFile(int fd) noexcept;
+
+// The path is opened for a moment, and so must be readable.
+long long fileSize(int fd) noexcept;
+long long fileSize(const std::string& path) noexcept;
+bool resizeFile(int fd, long long size) noexcept;
+bool flushFile(int fd) noexcept;
+
+// From the start, the current position or the end: 0, 1, 2. The new position; pipes have none.
+long long seekFile(int fd, long long offset, int whence) noexcept;
+
+// The number of bytes got. One read gives what is there, and 0 at the end; the form with a position
+// reads until the room is full or the file ends, and leaves the file's own position alone.
+long long readFile(int fd, void* out, std::size_t room) noexcept;
+long long readFileAt(int fd, void* out, std::size_t room, long long position) noexcept;
+
+// All bytes. A pipe that nobody reads is a failure and raises no signal.
+bool writeFile(int fd, std::string_view bytes) noexcept;
+bool writeFileAt(int fd, std::string_view bytes, long long position) noexcept;
+
+struct FileStatus {
+    bool isDirectory = false;
+    long long size = -1;  // of anything but a directory
+};
+// What stands behind a link.
+bool fileStatus(const std::string& path, FileStatus& status) noexcept;
+
+// What tells one directory from every other one while it exists.
+struct DirectoryId {
+    unsigned long long device = 0;
+    unsigned long long number = 0;
+    friend bool operator==(const DirectoryId&, const DirectoryId&) noexcept = default;
+};
+
+// A directory open for reading, or none. Others are found from it by what it is, not by its path:
+// neither the length of the path nor a directory that is moved meanwhile matters.
+class OpenDirectory {
+public:
+    OpenDirectory() noexcept = default;
+    explicit OpenDirectory(const std::string& path) noexcept;
+    OpenDirectory(OpenDirectory&& other) noexcept
+        : stream_(std::exchange(other.stream_, nullptr)) {}
+    OpenDirectory& operator=(OpenDirectory&& other) noexcept {
+        std::swap(stream_, other.stream_);
+        return *this;
+    }
+    ~OpenDirectory() { close(); }
+
+    bool valid() const noexcept { return stream_ != nullptr; }
+    void close() noexcept;
+
+    // None when the name is a link, also one to a directory.
+    OpenDirectory child(const char* name) const noexcept;
+    OpenDirectory parent() const noexcept;
+    DirectoryId id() const noexcept;
+
+    // The next entry but "." and "..": 1, or 0 at the end, or -1. The name is valid until the next
+    // call. What cannot be looked at has the status of nothing.
+    int next(const char*& name, FileStatus& status) noexcept;
+
+private:
+    explicit OpenDirectory(int fd) noexcept;
+    int fd() const noexcept;
+
+    DIR* stream_ = nullptr;
+};
+
+// The path of the running program; empty when the system does not tell.
+std::string programPath();
+
+}  // namespace qor::platform
+
+#endif  // QOR_SRC_PLATFORM_FILESYSTEM_H

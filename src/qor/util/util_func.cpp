@@ -1,0 +1,90 @@
+#include "qor/util/util_func.h"
+
+#include <string_view>
+
+#include "platform/filesystem.h"
+
+namespace qor {
+
+namespace {
+
+constexpr std::wstring_view separators = L"\\/";
+
+String programDir() {
+    const std::string path = platform::programPath();
+    const std::size_t cut = path.rfind('/');
+    return cut == std::string::npos ? String() : String(path.substr(0, cut));
+}
+
+}  // namespace
+
+void Filename::split() {
+    std::wstring_view whole = full_;
+    if (!whole.empty() && separators.find(whole.back()) != separators.npos) whole.remove_suffix(1);
+    const std::size_t cut = whole.find_last_of(separators);
+    const bool hasDir = cut != whole.npos;
+    std::wstring dir(whole.substr(0, hasDir ? cut : 0));
+    std::wstring file(hasDir ? whole.substr(cut + 1) : whole);
+    full_.resize(whole.size());
+    dir_ = std::move(dir);
+    file_ = std::move(file);
+}
+
+void Filename::merge() {
+    std::wstring whole = dir_;
+    join(whole, file_);
+    full_ = std::move(whole);
+    if (file_.ends_with(separator())) file_.pop_back();
+}
+
+void Filename::join(std::wstring& dir, iwstr file) {
+    if (!file.empty() && file.end()[-1] == separator()) file = file.removeRight(1);
+    // In one step, so that a failure leaves the directory as it was.
+    dir.reserve(dir.size() + 1 + file.size());
+    if (!dir.empty()) dir += separator();
+    if (!file.empty()) dir.append(file.data(), file.size());
+}
+
+void Funcname::split() {
+    const std::string_view whole = full_;
+    const std::string_view between(separator());
+    const std::size_t last = whole.rfind(between);
+    const bool hasSpace = last != whole.npos;
+    const std::string_view front = whole.substr(0, hasSpace ? last : 0);
+    const std::size_t before = front.rfind(between);
+    String ns(istr(before != front.npos ? front.substr(before + between.size()) : front));
+    String func(istr(hasSpace ? whole.substr(last + between.size()) : whole));
+    ns_ = std::move(ns);
+    func_ = std::move(func);
+}
+
+void Funcname::merge() {
+    String whole = ns_;
+    whole += separator();
+    whole += func_;
+    full_ = std::move(whole);
+}
+
+String getProgramDir() {
+    // Never destroyed: static destructors may ask.
+    static const String& dir = *new String(programDir());
+    return dir;
+}
+
+String getApplicationDir(int) {
+    return String();
+}
+
+String normalizeName(const istr& name) {
+    String normal;
+    bool inRun = false;
+    for (const char c : std::string_view(name)) {
+        const bool separates = c == '.' || c == ':';
+        if (!separates) normal += c;
+        if (separates && !inRun) normal += '.';
+        inRun = separates;
+    }
+    return normal;
+}
+
+}  // namespace qor
