@@ -21,6 +21,12 @@ TEST(String, NullReadsAsNoText) {
     EXPECT_EQ(static_cast<void*>(text), nullptr);
 }
 
+TEST(String, GenericComparisonsGoByTheText) {
+    const String low = "a", high = "b";
+    EXPECT_TRUE(std::less<>()(low, high) && std::greater<>()(high, low));
+    EXPECT_FALSE(std::less<>()(high, low) || std::greater<>()(low, high));
+}
+
 TEST(String, TakesEveryKindOfText) {
     const unsigned char bytes[] = "uc";
     String text("abcdef", 3);
