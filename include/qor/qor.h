@@ -37,6 +37,7 @@
 #include "qor/util/BinaryStream.h"
 #include "qor/util/aes.h"
 #include "qor/util/base64.h"
+#include "qor/util/des3.h"
 #include "qor/util/optional.h"
 #include "qor/util/singleton_T.h"
 
