@@ -36,8 +36,8 @@ public:
     // Data of just such a size gets no block more.
     void encrypt(istr data, Bytes& out) const;
     // The size is that of the data. The filling is not removed: the caller must know the size of
-    // the content. Data that is no multiple of 16 was not made by encrypt: `out` then gets its
-    // size, and nothing is written into it.
+    // the content. Data that is no multiple of 16 was not made by encrypt, and is not decrypted:
+    // `out` then gets its size and is not filled.
     void decrypt(istr data, Bytes& out) const;
 
 private:

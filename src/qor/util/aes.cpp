@@ -57,7 +57,7 @@ void AES::decrypt(istr data, Bytes& out) const {
     const util::ByteSpan source = util::bytesOf(data);
     const std::size_t size = source.size();
     if (size % util::aesBlockSize != 0) {
-        // What was there stays. What was not is nobody's old memory.
+        // What it held stays. What it gains shows nobody's old memory.
         const std::size_t old = out.size();
         out.resize(size);
         if (size > old) MemSet(out.data() + old, 0, size - old);
