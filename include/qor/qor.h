@@ -37,6 +37,7 @@
 #include "qor/util/BinaryInStream.h"
 #include "qor/util/BinaryOutStream.h"
 #include "qor/util/BinaryStream.h"
+#include "qor/util/base64.h"
 #include "qor/util/file.h"
 #include "qor/util/optional.h"
 #include "qor/util/singleton_T.h"

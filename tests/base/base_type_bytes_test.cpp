@@ -2,11 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <iomanip>
+#include <sstream>
+
 namespace qor {
 namespace {
-
-// Base64 text would be taken for the content.
-static_assert(!std::is_constructible_v<Bytes, base64>);
 
 TEST(Bytes, StartsAsTold) {
     const struct {
@@ -33,6 +33,19 @@ TEST(Bytes, StartsAsTold) {
     full.fill('x');
     EXPECT_STREQ(full.c_str(), "xxx");
     EXPECT_TRUE(full.empty());
+}
+
+TEST(Bytes, FromBase64AndToAStream) {
+    const Bytes bytes(base64("AP8g\r\n/w=="));
+    EXPECT_EQ(bytes, istr("\0\xFF \xFF", 4));
+    EXPECT_TRUE(Bytes(base64("")).empty());
+    std::ostringstream os;
+    os << std::setw(10) << std::setfill('.') << bytes << Bytes() << '|'
+       << Bytes(istr(std::string(60, 'M')));
+    std::string text = "..AP8g/w==|";
+    for (int i = 0; i < 20; ++i)
+        text += "TU1N";
+    EXPECT_EQ(os.str(), text);
 }
 
 TEST(Bytes, GrowsAndNeverShrinks) {

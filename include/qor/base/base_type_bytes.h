@@ -23,8 +23,8 @@ public:
     Bytes(const Bytes& other);
     Bytes(Bytes&& other) noexcept { swap(other); }
     explicit Bytes(const istr& content) { assign(content); }
-    // Nothing is decoded here: the text would be taken for the content.
-    explicit Bytes(const base64& text) = delete;
+    // The decoded text; see qor/util/base64.h, whose source defines this.
+    explicit Bytes(const base64& text);
     // n bytes: as much of the text as fits, then `fill`.
     Bytes(istr content, unsigned long n, unsigned char fill);
     ~Bytes() { free(); }
@@ -102,8 +102,8 @@ private:
     ulong32 size_ = 0;
 };
 
-// Bytes are no text: a stream would take them for one through their istr.
-std::ostream& operator<<(std::ostream& os, const Bytes& bytes) = delete;
+// Writes the content as Base64, in one line: bytes are no text. Defined with the encoding too.
+QOR_API std::ostream& operator<<(std::ostream& os, const Bytes& bytes);
 
 // Hexadecimal text to bytes. A single last character is read together with the byte behind the
 // view, which must be there; in terminated text it gives 255. The first form appends.

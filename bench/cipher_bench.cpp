@@ -1,0 +1,52 @@
+#include "cipher_peers.h"
+#include "qor/util/base64.h"
+
+// Each question is asked of the library and of what one would use in its place: behind the
+// underscore of a name stands who answers. Results go into memory that is there already.
+
+namespace {
+
+void Base64Encode_qor(benchmark::State& state) {
+    const std::string data = cipher::randomBytes(static_cast<std::size_t>(state.range()));
+    qor::String text;
+    cipher::measure(state, data.size(), [&] {
+        qor::Base64::encode(data, text, false);
+        return text.data();
+    });
+}
+
+void Base64EncodeLines_qor(benchmark::State& state) {
+    const std::string data = cipher::randomBytes(static_cast<std::size_t>(state.range()));
+    qor::String text;
+    cipher::measure(state, data.size(), [&] {
+        qor::Base64::encode(data, text, true);
+        return text.data();
+    });
+}
+
+// Decodes the text of so many bytes, with or without line ends.
+void decode(benchmark::State& state, bool lineBreak) {
+    qor::String text;
+    qor::Base64::encode(cipher::randomBytes(static_cast<std::size_t>(state.range())), text,
+                        lineBreak);
+    qor::Bytes data;
+    cipher::measure(state, text.size(), [&] {
+        qor::Base64::decode(text, data);
+        return data.data();
+    });
+}
+
+void Base64Decode_qor(benchmark::State& state) {
+    decode(state, false);
+}
+
+void Base64DecodeLines_qor(benchmark::State& state) {
+    decode(state, true);
+}
+
+BENCHMARK(Base64Encode_qor)->Arg(64)->Arg(1 << 20);
+BENCHMARK(Base64Decode_qor)->Arg(64)->Arg(1 << 20);
+BENCHMARK(Base64EncodeLines_qor)->Arg(1 << 20);
+BENCHMARK(Base64DecodeLines_qor)->Arg(1 << 20);
+
+}  // namespace

@@ -1,0 +1,42 @@
+#ifndef QOR_BENCH_CIPHER_PEERS_H
+#define QOR_BENCH_CIPHER_PEERS_H
+
+#include <benchmark/benchmark.h>
+
+#include <random>
+#include <string>
+
+// What all sides convert.
+
+namespace cipher {
+
+// Keeps the compiler from knowing what a buffer holds.
+inline void forget(const void* data) {
+    benchmark::DoNotOptimize(data);
+    benchmark::ClobberMemory();
+}
+
+inline std::string randomBytes(std::size_t size) {
+    std::mt19937 random(1);
+    std::string bytes(size, '\0');
+    for (char& byte : bytes)
+        byte = static_cast<char>(random());
+    forget(bytes.data());
+    return bytes;
+}
+
+// Of these bytes, a key has the first ones, and a vector too.
+inline constexpr char kKey[] = "0123456789abcdefghijklmnopqrstuv";
+
+// Runs `convert` over and over; `size` bytes go into it.
+template <class Convert>
+void measure(benchmark::State& state, std::size_t size, Convert convert) {
+    for (auto _ : state) {
+        forget(convert());
+    }
+    state.SetBytesProcessed(static_cast<std::int64_t>(size) * state.iterations());
+}
+
+}  // namespace cipher
+
+#endif  // QOR_BENCH_CIPHER_PEERS_H

@@ -1,0 +1,211 @@
+#include "qor/util/base64.h"
+
+#include <gtest/gtest.h>
+
+#include <random>
+
+#include "support/allocation.h"
+#include "util/base64_forms.h"
+
+namespace qor {
+namespace {
+
+String encoded(istr data, bool lineBreak = false) {
+    String text("old");
+    Base64::encode(data, text, lineBreak);
+    return text;
+}
+
+Bytes decoded(istr text) {
+    Bytes data(istr("old content, and more than the text has"));
+    Base64::decode(text, data);
+    return data;
+}
+
+// The samples of RFC 4648, and of each value the character.
+TEST(Base64, Standard) {
+    const std::pair<const char*, const char*> cases[] = {{"", ""},
+                                                         {"f", "Zg=="},
+                                                         {"fo", "Zm8="},
+                                                         {"foo", "Zm9v"},
+                                                         {"foob", "Zm9vYg=="},
+                                                         {"fooba", "Zm9vYmE="},
+                                                         {"foobar", "Zm9vYmFy"}};
+    for (const auto& [data, text] : cases) {
+        EXPECT_EQ(encoded(data), text);
+        EXPECT_EQ(decoded(text), data);
+    }
+    const String alphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+    EXPECT_EQ(encoded(decoded(alphabet)), alphabet);
+    EXPECT_EQ(encoded(istr("\xFB\xEF\xBE")), "++++");
+    std::string known;
+    for (int c = 0; c < 256; ++c) {
+        if (Base64::isBase64(static_cast<char>(c))) known += static_cast<char>(c);
+    }
+    String sorted = alphabet + "=";
+    std::sort(sorted.begin(), sorted.end());
+    EXPECT_EQ(known, sorted);
+}
+
+TEST(Base64, BreaksLines) {
+    const std::string a76(76, 'A');
+    EXPECT_EQ(encoded(std::string(57, '\0'), true), a76);
+    EXPECT_EQ(encoded(std::string(58, '\0'), true), a76 + "\r\nAA==");
+    EXPECT_EQ(encoded(std::string(114, '\0'), true), a76 + "\r\n" + a76);
+    EXPECT_EQ(encoded("", true), "");
+}
+
+TEST(Base64, DecodesAnything) {
+    const std::pair<const char*, istr> cases[] = {
+        {"TQ=\r\n=", "M"},
+        {"T", "L"},
+        {"TQ", "M"},
+        {"TWF", "Ma"},
+        {" T\tW\0xFFF\nu", "M"},
+        {"?!-_", ""},
+        // The third byte is there although the second is not.
+        {"TQ=A", istr("M\0", 2)},
+        {"TQ=/", istr("M\x3F")},
+        {"====", istr("\0", 1)},
+        {"=", istr("\0", 1)},
+        {"=Q==", istr("\x01")},
+        {"T=Fu", istr("L\x01n")},
+        // The end is the end of the text, and not a padding.
+        {"TQ==TWE=TWFu", "MMaMan"}};
+    for (const auto& [text, data] : cases)
+        EXPECT_EQ(decoded(text), data) << text;
+    EXPECT_TRUE(decoded(istr(nullptr, 4)).empty());
+    std::vector<unsigned char> bytes(9, 'x');
+    Base64::decode(
+        "TW\xFF"
+        "Fu",
+        bytes);
+    EXPECT_EQ(std::string(bytes.begin(), bytes.end()), "Man");
+    String text;
+    Base64::encode(bytes, text, false);
+    EXPECT_EQ(text, "TWFu");
+}
+
+// One character after another, as the rule is told.
+Bytes plainlyDecoded(istr given) {
+    std::string text;
+    std::copy_if(given.begin(), given.end(), std::back_inserter(text), Base64::isBase64);
+    text.append((4 - text.size() % 4) % 4, '=');
+    Bytes data;
+    for (std::size_t i = 0; i < text.size(); i += 4) {
+        unsigned group = 0;
+        for (std::size_t k = i; k < i + 4; ++k) {
+            const std::size_t value = util::base64Alphabet.find(text[k]);
+            group = group << 6 | (text[k] == '=' ? 0 : static_cast<unsigned>(value));
+        }
+        const char bytes[] = {static_cast<char>(group >> 16), static_cast<char>(group >> 8),
+                              static_cast<char>(group)};
+        data.append(istr(bytes, 1));
+        if (text[i + 2] != '=') data.append(istr(bytes + 1, 1));
+        if (text[i + 3] != '=') data.append(istr(bytes + 2, 1));
+    }
+    return data;
+}
+
+// The text stands at the end of a block, and the result in one of just the size: what reads or
+// writes too far meets the sanitizer.
+void expectDecodes(const util::Base64Form& form, istr text) {
+    const std::vector<char> held(text.begin(), text.end());
+    Bytes data;
+    util::base64Decode(form, istr(held.data(), held.size()), data);
+    const Bytes wanted = plainlyDecoded(text);
+    ASSERT_TRUE(data == wanted) << text;
+    std::vector<unsigned char> vector;
+    util::base64Decode(form, istr(held.data(), held.size()), vector);
+    ASSERT_TRUE(istr(vector.data(), vector.size()) == wanted) << text;
+}
+
+TEST(Base64, FormsAgree) {
+    std::mt19937 random(7);
+    std::string data;
+    for (unsigned size = 0; size < 400; ++size) {
+        const Bytes held{istr(data)};
+        for (const util::Base64Form& form : util::base64Forms()) {
+            SCOPED_TRACE(form.name + std::to_string(size));
+            std::string text, lines;
+            util::base64Encode(form, {held.data(), size}, text, false);
+            util::base64Encode(form, {held.data(), size}, lines, true);
+            ASSERT_EQ(text.size(), (size + 2) / 3 * 4);
+            ASSERT_TRUE(plainlyDecoded(text) == data);
+            std::string joined = lines;
+            for (std::size_t i = 76; i < joined.size(); i += 76)
+                joined.erase(i, 2);
+            ASSERT_TRUE(joined == text) << lines;
+            expectDecodes(form, text);
+            expectDecodes(form, lines);
+            // Whatever character comes at whatever place.
+            for (unsigned i = 0; i < 8 && !text.empty(); ++i) {
+                text[random() % text.size()] = static_cast<char>(random());
+                expectDecodes(form, text);
+            }
+            lines.insert(random() % (lines.size() + 1), random() % 5, random() % 2 ? '=' : ' ');
+            expectDecodes(form, lines);
+        }
+        data += static_cast<char>(random());
+    }
+}
+
+// Long enough for every step in which a result grows.
+TEST(Base64, LongText) {
+    std::mt19937 random(8);
+    std::string data(100000, '\0');
+    for (char& byte : data)
+        byte = static_cast<char>(random());
+    for (const util::Base64Form& form : util::base64Forms()) {
+        for (const bool lineBreak : {false, true}) {
+            std::string text;
+            util::base64Encode(form, {reinterpret_cast<unsigned char*>(data.data()), data.size()},
+                               text, lineBreak);
+            text.insert(5, 1, '\n');
+            expectDecodes(form, text);
+            ASSERT_TRUE(plainlyDecoded(text) == data) << form.name;
+        }
+    }
+}
+
+TEST(Base64, ResultMayOwnTheSource) {
+    String text(std::string(300, 'x'));
+    const String wanted = encoded(text);
+    text.reserve(1000);
+    Base64::encode(text, text, false);
+    EXPECT_EQ(text, wanted);
+    Bytes bytes{istr(text)};
+    bytes.resize(5000);
+    Base64::decode(istr(bytes).removeLeft(4), bytes);
+    EXPECT_EQ(bytes, std::string(297, 'x'));
+}
+
+TEST(Base64, FailsWithoutHarm) {
+    const std::string data(1000, 'x');
+    String text("old");
+    Bytes bytes(istr("old"));
+    std::vector<unsigned char> vector(1, 'x');
+    EXPECT_EQ(support::failEachAllocation([&] { Base64::encode(data, text, true); },
+                                          [&] { EXPECT_EQ(text, "old"); }),
+              1U);
+    EXPECT_EQ(support::failEachAllocation([&] { Base64::decode(text, bytes); },
+                                          [&] { EXPECT_EQ(bytes, "old"); }),
+              1U);
+    EXPECT_EQ(support::failEachAllocation([&] { Base64::decode(text, vector); },
+                                          [&] { EXPECT_EQ(vector.size(), 1U); }),
+              1U);
+    // Only the size is looked at.
+    String huge("old");
+    EXPECT_THROW(Base64::encode(istr(data.c_str(), 0xC0000000UL), huge, false), std::bad_alloc);
+    EXPECT_THROW(Base64::encode(istr(data.c_str(), 0xBF000000UL), huge, true), std::bad_alloc);
+    EXPECT_EQ(huge, "old");
+    // The result is reserved once, and then used again.
+    const support::AllocationCounter counter;
+    Base64::encode(data, text, true);
+    Base64::decode(text, bytes);
+    Base64::decode(text, vector);
+    EXPECT_EQ(counter.allocations(), 0U);
+}
+
+}  // namespace
+}  // namespace qor
