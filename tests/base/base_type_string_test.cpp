@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <functional>
+
 #include "qor/base/base_type_bytes.h"
 
 namespace qor {
@@ -52,6 +55,17 @@ TEST(String, ComparesWithWhatIsSeenAsAView) {
     EXPECT_TRUE("abb" < text && text < istr("abd") && istr("ab") < text && text >= bytes);
     EXPECT_TRUE(String("a\xFF") > String("a\x01"));
     EXPECT_FALSE(String(istr("a\0", 2)) == "a");
+}
+
+TEST(String, IsOrderedByItsTextInContainersOfAnyOrder) {
+    const String texts[] = {"b", "a", "c"};
+    const String* const first = texts;
+    EXPECT_EQ(std::less<>()(first[0], first[1]), false);
+    EXPECT_EQ(std::less<>()(first[1], first[0]), true);
+    EXPECT_EQ(std::greater<>()(first[0], first[1]), true);
+    EXPECT_EQ(std::less_equal<>()(first[0], first[1]), false);
+    EXPECT_EQ(std::greater_equal<>()(first[1], first[2]), false);
+    EXPECT_EQ(std::ranges::max(texts), "c");
 }
 
 TEST(String, ReplacesAndTrims) {

@@ -76,6 +76,18 @@ public:
     friend std::strong_ordering operator<=>(const String& left, const String& right) noexcept {
         return istr(left) <=> istr(right);
     }
+    // std::less<> and its like compare addresses when they find no operator of their own name for a
+    // type that converts to a pointer.
+    friend bool operator<(const String& left, const String& right) noexcept {
+        return (left <=> right) < 0;
+    }
+    friend bool operator>(const String& left, const String& right) noexcept { return right < left; }
+    friend bool operator<=(const String& left, const String& right) noexcept {
+        return !(right < left);
+    }
+    friend bool operator>=(const String& left, const String& right) noexcept {
+        return !(left < right);
+    }
     template <std::convertible_to<istr> Text>
     requires(!std::derived_from<Text, String>) friend bool operator==(const String& left,
                                                                       const Text& right) noexcept {
