@@ -76,17 +76,17 @@ public:
     friend std::strong_ordering operator<=>(const String& left, const String& right) noexcept {
         return istr(left) <=> istr(right);
     }
-    // std::less<> and its like compare addresses when they find no operator of their own name for a
-    // type that converts to a pointer.
+    // Without these std::less<> and its like would take the addresses that a String converts to for
+    // what is to be compared.
     friend bool operator<(const String& left, const String& right) noexcept {
-        return (left <=> right) < 0;
+        return istr(left) < istr(right);
     }
     friend bool operator>(const String& left, const String& right) noexcept { return right < left; }
     friend bool operator<=(const String& left, const String& right) noexcept {
-        return !(right < left);
+        return istr(left) <= istr(right);
     }
     friend bool operator>=(const String& left, const String& right) noexcept {
-        return !(left < right);
+        return right <= left;
     }
     template <std::convertible_to<istr> Text>
     requires(!std::derived_from<Text, String>) friend bool operator==(const String& left,

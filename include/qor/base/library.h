@@ -7,6 +7,7 @@
 
 #include "qor/api.h"
 #include "qor/base/base_type.h"
+#include "qor/base/field.h"
 
 namespace qor {
 
@@ -46,6 +47,12 @@ struct Version {
     friend constexpr bool operator==(const Version&, const Version&) noexcept = default;
     friend constexpr std::strong_ordering operator<=>(const Version&,
                                                       const Version&) noexcept = default;
+
+    template <class Stream>
+    void codec(Stream& s) {
+        field(s, {"version", 1}, version);
+        field(s, {"patch", 2}, patch);
+    }
 
     ulong32 version;
     ulong32 patch;

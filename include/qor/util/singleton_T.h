@@ -14,8 +14,8 @@ namespace qor {
 // and in the destructors of static objects too. The constructor of T may ask for other singletons,
 // but not, on any way, for T itself. T befriends CreateByAllocate<T>.
 //
-// The owner of T instantiates the class once in the library: `extern template` in T's header,
-// `template class QOR_API CreateByAllocate<T>` in its source.
+// The owner of T instantiates the class once in the library: `extern template class QOR_API
+// CreateByAllocate<T>` in T's header, and the same without `extern` and QOR_API in its source.
 template <class T>
 class CreateByAllocate {
 public:

@@ -1,23 +1,16 @@
 #include "qor/base/library.h"
 
-#include <ace/Init_ACE.h>
-
-#include <cstdlib>
 #include <cstring>
 #include <iomanip>
 #include <ostream>
 
-#include "base/upward.h"
+#include "base/version.h"
 #include "qor/base/base_type_string.h"
 #include "qor/base/base_type_time.h"
-#include "qor/build_info.h"
 
 namespace qor {
 
 namespace {
-
-constexpr const char* kVersion = "2.0.5-00[20150826]";
-constexpr const char* kCompiledAt = __DATE__ " " __TIME__;
 
 // A throw site always throws.
 constexpr int kThrowReally = 1;
@@ -40,55 +33,12 @@ constexpr Option kOptions[] = {
     QOR_OPTION(_QOR_ASSERT_ABORT), QOR_OPTION(_QOR_BREAK_ON_EXCEPTION),
 };
 
-void log(istr line) {
-    upward::writeLine(line);
-}
-
-void logBuild() {
-    log("");
-    log(" qor initializing...");
-    log(String(" qor version ") + kVersion);
-    log(String(" qor compiled at ") + kCompiledAt);
-    log(String(" revision ") + QOR_BUILD_REVISION);
-    log(String(" build ") + QOR_BUILD_ID);
-}
-
 }  // namespace
 
+const char* const kVersion = "2.0.5-00[20150826]";
+const char* const kCompiledAt = __DATE__ " " __TIME__;
+
 std::atomic<bool> System::closing_{false};
-
-void init(const char*, bool, int) {
-    logBuild();
-    std::srand(static_cast<unsigned>(Time::now().toMicroSeconds()));
-    ACE::init();
-}
-
-void startup(const char*, bool, int) {
-    log("");
-    log(" qor startup...");
-}
-
-void shutdown() {
-    log(" qor shutdown...");
-    log("");
-    System::close();
-}
-
-void fini() {
-    shutdown();
-    log(" qor finalized.");
-    log("");
-    ACE::fini();
-}
-
-InitFini::InitFini(const char* name, bool flag, int value) {
-    init(name, flag, value);
-    startup(name, flag, value);
-}
-
-InitFini::~InitFini() {
-    fini();
-}
 
 std::ostream& operator<<(std::ostream& os, const Version& version) {
     return os << version.version << '.' << std::setfill('0') << std::setw(2) << version.patch

@@ -23,6 +23,7 @@ unsigned long maxStringSize();
 void writeLine(istr text);
 void writeInfoLog(const char* file, unsigned line, const char* func, istr text, const char* tag);
 void writeDebugLog(const char* file, unsigned line, const char* func, istr text, const char* tag);
+void writeErrorLog(const char* file, unsigned line, const char* func, istr cause);
 void exceptionThrown(const char* file, unsigned line, const char* func, const char* text);
 
 }  // namespace qor::upward

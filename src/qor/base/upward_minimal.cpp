@@ -2,7 +2,7 @@
 #include "qor/base/mlcheck.h"
 
 // Stands in for owners that do not exist yet: one logger without a sink and with its default
-// switches, no call tracing, no configuration, no leak table.
+// switches, no call tracing, no leak table.
 
 namespace qor {
 
@@ -10,10 +10,6 @@ void blockAllocated(void*, const char*, unsigned, const char*) {}
 void blockReleased(void*, const char*, unsigned, const char*) noexcept {}
 
 namespace upward {
-
-ulong32 codepage() {
-    return 65001;
-}
 
 CallStack callStack() {
     return CallStack();
@@ -34,6 +30,7 @@ unsigned long maxStringSize() {
 void writeLine(istr) {}
 void writeInfoLog(const char*, unsigned, const char*, istr, const char*) {}
 void writeDebugLog(const char*, unsigned, const char*, istr, const char*) {}
+void writeErrorLog(const char*, unsigned, const char*, istr) {}
 void exceptionThrown(const char*, unsigned, const char*, const char*) {}
 
 }  // namespace upward

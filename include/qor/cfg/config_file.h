@@ -1,0 +1,61 @@
+#ifndef QOR_CFG_CONFIG_FILE_H
+#define QOR_CFG_CONFIG_FILE_H
+
+#include <atomic>
+
+#include "qor/pml/pml_stream.h"
+#include "qor/util/singleton_T.h"
+
+namespace qor {
+
+class ConfigFile;
+extern template class QOR_API CreateByAllocate<ConfigFile>;
+
+// The settings of the process: a pml file that is read once, at the first use, which is often the
+// first conversion of text.
+//
+//     config(enable(true) codepage(936) numofTimers(8000))
+//
+// "enable", true if it is missing, is the master switch: with false, subsystems get no settings.
+// "codepage", 65001 if it is missing, is the page of narrow text, and does not depend on the
+// switch. Other keys are those of the subsystems.
+//
+// The file is the one that the environment variable OMB_CLI_CFG_FILE names, or p2p_config.pml in
+// the current directory. One that is not there means all defaults. A malformed one raises
+// pml::DecodeException out of whatever asked first, a conversion of text for instance, and the next
+// one to ask tries again.
+//
+// After the first use any thread may read; `load` is not guarded against readers of mps().
+class QOR_API ConfigFile : noncopyable {
+public:
+    static ConfigFile& instance() { return *CreateByAllocate<ConfigFile>::instance(); }
+    static void destroy() noexcept { CreateByAllocate<ConfigFile>::destroy(); }
+    // The configured code page; 65001 on a thread that is just loading the file.
+    static unsigned long codepage();
+
+    // Reads the file again, from another name if one is given. A missing key "codepage" keeps the
+    // page.
+    ConfigFile& load();
+    ConfigFile& load(istr filename);
+    // False after any load, which makes the two keys if the file lacks them: this is meant, and
+    // does not tell whether there is a file.
+    bool empty() const { return config_.unit().empty(); }
+    // The settings: the file's root, or an empty stream when they are switched off.
+    const pml::stream& mps() const noexcept { return enable_ ? config_ : mps_; }
+    dumper& dump(dumper& d) const;
+
+private:
+    friend CreateByAllocate<ConfigFile>;
+    ConfigFile();
+    ~ConfigFile() = default;
+
+    bool enable_ = false;
+    String filename_;
+    pml::stream config_;
+    pml::stream mps_;  // always empty
+    std::atomic<ulong32> codepage_{65001};
+};
+
+}  // namespace qor
+
+#endif  // QOR_CFG_CONFIG_FILE_H

@@ -1,0 +1,55 @@
+#ifndef QOR_PML_NTV_LISTVALUE_H
+#define QOR_PML_NTV_LISTVALUE_H
+
+#include <memory>
+#include <vector>
+
+#include "qor/pml/ntv_value.h"
+
+namespace qor::pml::ntv {
+
+// The children of a unit, which it owns. Its own operations do not tell the unit that holds it:
+// children are added through Unit::addChild.
+//
+// Copying, showing and deleting a tree take no more of the stack than a flat one.
+class QOR_API ListValue final : public ValueBase {
+public:
+    using Units = std::vector<Unit*>;
+    using const_iterator = Units::const_iterator;
+
+    explicit ListValue(Unit* owner = nullptr) noexcept : ValueBase(owner, Kind::List) {}
+    // Copies of all units, with all that is in them.
+    explicit ListValue(const Units& units, Unit* owner = nullptr);
+    ~ListValue() override;
+
+    bool single() const noexcept override { return false; }
+    ListValue* clone() const override;
+
+    // Takes the unit, which was made with new, unless it raises. Null is not added.
+    void push_back(Unit* unit);
+    // Deletes the children.
+    void clear() noexcept;
+    bool empty() const noexcept { return units_.empty(); }
+    unsigned long size() const noexcept { return units_.size(); }
+    const Units& data() const noexcept { return units_; }
+    const_iterator begin() const noexcept { return units_.begin(); }
+    const_iterator end() const noexcept { return units_.end(); }
+    // Null, with an error in the log, beyond the end.
+    Unit* at(unsigned long index) const;
+
+    dumper& dump(dumper& d) const override;
+    // Each child in the FORMATTED layout, and a line end.
+    void dump(std::ostream& os) const override;
+
+private:
+    friend class Unit;
+    void appendCopies(const Units& units);
+    // Tells the unit whose value the list is.
+    void attach(std::unique_ptr<Unit> unit);
+
+    Units units_;
+};
+
+}  // namespace qor::pml::ntv
+
+#endif  // QOR_PML_NTV_LISTVALUE_H

@@ -1,0 +1,203 @@
+#ifndef QOR_PML_NTV_VALUE_H
+#define QOR_PML_NTV_VALUE_H
+
+#include <cstddef>
+#include <iosfwd>
+#include <string>
+#include <utility>
+
+#include "qor/api.h"
+#include "qor/base/base_type_bytes.h"
+#include "qor/base/base_type_number.h"
+#include "qor/base/base_type_string.h"
+#include "qor/base/base_type_time.h"
+#include "qor/base/interface.h"
+#include "qor/log/log_dumper.h"
+
+// The values of a pml tree. What is read from text is held in StringValue and ListValue alone; the
+// typed classes are for trees that are put together by hand. docs/formats.md has the text format.
+
+namespace qor::pml::ntv {
+
+class Unit;
+
+// A value, owned by the unit that it was given to. It belongs to one thread at a time.
+class QOR_API ValueBase : noncopyable {
+public:
+    virtual ~ValueBase();
+    // False for a list alone.
+    virtual bool single() const noexcept = 0;
+    // A new value of the same class without an owner; lists are copied with all that is in them.
+    virtual ValueBase* clone() const = 0;
+    virtual dumper& dump(dumper& d) const = 0;
+    // The text that stands for the value in pml.
+    virtual void dump(std::ostream& os) const = 0;
+
+    // The unit that holds the value; kept by the units themselves.
+    Unit* owner() const noexcept { return owner_; }
+    Unit*& owner() noexcept { return owner_; }
+
+    // Tell the leak table.
+    static void* operator new(std::size_t size);
+    static void* operator new(std::size_t size, const char* file, unsigned line, const char* func);
+    static void operator delete(void* ptr) noexcept;
+    static void operator delete(void* ptr, const char* file, unsigned line,
+                                const char* func) noexcept;
+
+protected:
+    explicit ValueBase(Unit* owner) noexcept : owner_(owner) {}
+
+private:
+    friend class StringValue;
+    friend class ListValue;
+    friend class Unit;
+    enum class Kind : unsigned char { Typed, Text, List };
+    ValueBase(Unit* owner, Kind kind) noexcept : owner_(owner), kind_(kind) {}
+
+    Unit* owner_;
+    Kind kind_ = Kind::Typed;  // spares the two kinds that matter a downcast
+};
+
+// What the scalar classes share. Self is the class, Content what it holds.
+template <class Self, class Content>
+class TypedValue : public ValueBase {
+public:
+    explicit TypedValue(Unit* owner = nullptr) : ValueBase(owner) {}
+    explicit TypedValue(const Content& content, Unit* owner = nullptr)
+        : ValueBase(owner), data_(content) {}
+
+    Self& operator=(const Content& content) { return assign(content); }
+    Self& assign(const Content& content) {
+        data_ = content;
+        return static_cast<Self&>(*this);
+    }
+    const Content& data() const noexcept { return data_; }
+    Content& data() noexcept { return data_; }
+    static Self* create(const Content& content) {
+        return new (__FILE__, __LINE__, "qor::pml::ntv::ValueBase::create") Self(content);
+    }
+
+    bool single() const noexcept override { return true; }
+    dumper& dump(dumper& d) const override { return dumpPart(d, data_); }
+    using ValueBase::dump;
+
+protected:
+    Content data_{};
+};
+
+// 1 or 0.
+class QOR_API BooleanValue final : public TypedValue<BooleanValue, Bit> {
+public:
+    using TypedValue::TypedValue;
+    using TypedValue::operator=;
+    using TypedValue::dump;
+    BooleanValue* clone() const override { return create(data_); }
+    void dump(std::ostream& os) const override;
+};
+
+// Base64.
+class QOR_API BytesValue final : public TypedValue<BytesValue, Bytes> {
+public:
+    using TypedValue::TypedValue;
+    using TypedValue::operator=;
+    using TypedValue::dump;
+    BytesValue* clone() const override { return create(data_); }
+    void dump(std::ostream& os) const override;
+};
+
+// The character as it stands, also where it means something in pml.
+class QOR_API CharacterValue final : public TypedValue<CharacterValue, Char> {
+public:
+    using TypedValue::TypedValue;
+    using TypedValue::operator=;
+    using TypedValue::dump;
+    CharacterValue* clone() const override { return create(data_); }
+    void dump(std::ostream& os) const override;
+};
+
+// Six significant digits.
+class QOR_API FloatValue final : public TypedValue<FloatValue, Double> {
+public:
+    using TypedValue::TypedValue;
+    using TypedValue::operator=;
+    using TypedValue::dump;
+    FloatValue* clone() const override { return create(data_); }
+    void dump(std::ostream& os) const override;
+};
+
+// Decimal.
+class QOR_API IntegerValue final : public TypedValue<IntegerValue, Longlong> {
+public:
+    using TypedValue::TypedValue;
+    using TypedValue::operator=;
+    using TypedValue::dump;
+    IntegerValue* clone() const override { return create(data_); }
+    void dump(std::ostream& os) const override;
+};
+class QOR_API UnsignedValue final : public TypedValue<UnsignedValue, Ulonglong> {
+public:
+    using TypedValue::TypedValue;
+    using TypedValue::operator=;
+    using TypedValue::dump;
+    UnsignedValue* clone() const override { return create(data_); }
+    void dump(std::ostream& os) const override;
+};
+
+// Text as it is in memory; written with the escapes of pml.
+class QOR_API StringValue final : public ValueBase {
+public:
+    explicit StringValue(Unit* owner = nullptr) noexcept : ValueBase(owner, Kind::Text) {}
+    explicit StringValue(istr text, Unit* owner = nullptr)
+        : ValueBase(owner, Kind::Text), data_(text) {}
+
+    StringValue& operator=(istr text) { return assign(text); }
+    StringValue& assign(istr text) {
+        data_ = text;
+        return *this;
+    }
+    const String& data() const noexcept { return data_; }
+    String& data() noexcept { return data_; }
+    static StringValue* create(istr text);
+
+    bool single() const noexcept override { return true; }
+    StringValue* clone() const override { return create(data_); }
+    dumper& dump(dumper& d) const override;
+    void dump(std::ostream& os) const override;
+
+private:
+    String data_;
+};
+
+// The full date and time in single quotes.
+class QOR_API TimeValue final : public TypedValue<TimeValue, Time> {
+public:
+    using TypedValue::TypedValue;
+    using TypedValue::operator=;
+    using TypedValue::dump;
+    TimeValue* clone() const override { return create(data_); }
+    void dump(std::ostream& os) const override;
+};
+
+// "\u" and the four hexadecimal digits of the low 16 bits.
+class QOR_API WcharValue final : public TypedValue<WcharValue, Wchar> {
+public:
+    using TypedValue::TypedValue;
+    using TypedValue::operator=;
+    using TypedValue::dump;
+    WcharValue* clone() const override { return create(data_); }
+    void dump(std::ostream& os) const override;
+};
+
+// The text in UTF-8, in Base64.
+class QOR_API WstringValue final : public TypedValue<WstringValue, std::wstring> {
+public:
+    using TypedValue::TypedValue;
+    using TypedValue::operator=;
+    using TypedValue::dump;
+    WstringValue* clone() const override { return create(data_); }
+    void dump(std::ostream& os) const override;
+};
+
+}  // namespace qor::pml::ntv
+
+#endif  // QOR_PML_NTV_VALUE_H

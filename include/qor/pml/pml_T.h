@@ -1,0 +1,238 @@
+#ifndef QOR_PML_PML_T_H
+#define QOR_PML_PML_T_H
+
+#include <concepts>
+#include <cstddef>
+#include <memory>
+#include <string>
+#include <type_traits>
+#include <utility>
+
+#include "qor/base/class_name.h"
+#include "qor/base/field.h"
+#include "qor/pml/pml_stream.h"
+
+// How user types reach pml. A type with a codec (see qor/base/field.h) is written and read by
+//
+//     pml::stream out;
+//     pml::encode(out, contact);                    // out.toPml(true) is the text
+//     pml::decode(pml::stream(text, false), contact);
+//
+// Scalars, text, bytes and Time are what Unit::operator<< makes of them, and an object is a unit
+// with a child for each field. Elements of vectors, lists and sets are children without a name; a
+// map is a unit of the type "map" with a child for each element, named by its key. An optional
+// value that is not set is no field.
+
+namespace qor::pml {
+
+// What a codec carries, and what is carried as its elements.
+template <class T>
+concept Object = CodecType<T, stream>;
+template <class T>
+concept List = Container<T> && !Object<T>;
+
+template <class T>
+concept StandardName = std::derived_from<T, std::string>;
+
+template <class T>
+constexpr void refuse() noexcept {
+    static_assert(!sizeof(T),
+                  "pml cannot carry this type: it is no scalar, text, bytes or time, no container "
+                  "that can be appended to, and has no codec");
+}
+
+// The binding of a member to a child for the time of one call.
+template <class T>
+struct Field__ {
+    istr name;
+    istr type;  // may be empty: the child then has the type that its value has
+    T* value;
+
+    // Adds a child with the member's value. Raises DuplicatedUnitException for a name that is
+    // there, and std::bad_alloc; nothing is added then.
+    void set(stream& s) const;
+    // Reads the child's value into the member and returns true. False if there is no such child;
+    // the member then keeps its value, as it does for text that does not parse.
+    bool get(const stream& s) const;
+};
+
+// The field of a codec.
+template <class T>
+stream& field(stream& s, const Field__<T>& f) {
+    if (s.isInputStream()) {
+        f.get(s);
+    } else {
+        f.set(s);
+    }
+    return s;
+}
+template <class T>
+stream& field(stream& s, const FieldKey& key, T& member) {
+    return field(s, Field__<T>{key.name, istr(), &member});
+}
+
+namespace binding {
+
+template <class T>
+void store(ntv::Unit& unit, const T& value);
+template <class T>
+void load(const ntv::Unit& unit, const stream& around, T& target);
+
+// A child of the parent with a value and, if it is not empty, a type of its own.
+template <class T>
+void add(ntv::Unit& parent, istr name, istr type, const T& value) {
+    static const char* const func = memberName<T>("qor::pml::Field__", "set");
+    std::unique_ptr<ntv::Unit> child(new (__FILE__, __LINE__, func) ntv::Unit);
+    store(*child, value);
+    if (!type.empty()) child->type(type);
+    // Last, since an object names the unit after itself.
+    child->name(name);
+    parent.addChild(std::move(child));
+}
+
+// A key that is no text is written and read as a value would be.
+template <class Key>
+String nameOf(const Key& key) {
+    if constexpr (StandardName<Key>) {
+        return key;
+    } else {
+        ntv::Unit text;
+        store(text, key);
+        return text.getStringValue();
+    }
+}
+template <class Key>
+bool readName(const ntv::Unit& unit, Key& key) {
+    if constexpr (StandardName<Key>) {
+        key = unit.name();
+        return true;
+    } else {
+        return ntv::Unit(istr(), istr(), unit.name()) >> key;
+    }
+}
+
+template <class C>
+void storeElements(ntv::Unit& unit, const C& container) {
+    unit.initValueAsList();
+    if constexpr (MapContainer<C>) {
+        static_assert(WireScalar<typename C::key_type> || StandardName<typename C::key_type>,
+                      "the keys of a map in pml are text or scalars");
+        unit.type("map");
+        for (const auto& [key, mapped] : container)
+            add(unit, nameOf(key), istr(), mapped);
+    } else {
+        for (const typename C::value_type& element : container)
+            add(unit, istr(), istr(), element);
+    }
+}
+
+template <class T>
+void store(ntv::Unit& unit, const T& value) {
+    if constexpr (OptionalValue<T>) {
+        if (value.isSet()) store(unit, value.value());
+    } else if constexpr (Object<T>) {
+        part_stream part(unit);
+        forCodec(value).codec(part.get());
+    } else if constexpr (List<T>) {
+        storeElements(unit, value);
+    } else if constexpr (requires { unit << value; }) {
+        unit << value;
+    } else {
+        refuse<T>();
+    }
+}
+
+template <class C>
+void loadElement(const ntv::Unit& unit, const stream& around, C& elements) {
+    if constexpr (MapContainer<C>) {
+        typename C::key_type key{};
+        typename C::mapped_type mapped{};
+        if (!readName(unit, key)) return;
+        load(unit, around, mapped);
+        elements.emplace(std::move(key), std::move(mapped));
+    } else {
+        typename C::value_type element{};
+        load(unit, around, element);
+        if constexpr (SetContainer<C>) {
+            elements.insert(std::move(element));
+        } else {
+            elements.push_back(std::move(element));
+        }
+    }
+}
+
+// The container is replaced as a whole, and is empty if the unit has no list.
+template <class C>
+void loadElements(const ntv::Unit& unit, const stream& around, C& target) {
+    C elements;
+    if (const ntv::ListValue* const list = unit.listValue()) {
+        if constexpr (requires { elements.reserve(std::size_t()); }) elements.reserve(list->size());
+        for (const ntv::Unit* const child : *list)
+            loadElement(*child, around, elements);
+    }
+    target = std::move(elements);
+}
+
+template <class T>
+void load(const ntv::Unit& unit, const stream& around, T& target) {
+    if constexpr (OptionalValue<T>) {
+        typename T::value_type present = target.value();
+        load(unit, around, present);
+        target = std::move(present);
+    } else if constexpr (Object<T>) {
+        part_stream part(unit, around);
+        target.codec(part.get());
+    } else if constexpr (List<T>) {
+        loadElements(unit, around, target);
+    } else if constexpr (requires { unit >> target; }) {
+        unit >> target;
+    } else {
+        refuse<T>();
+    }
+}
+
+}  // namespace binding
+
+template <class T>
+void Field__<T>::set(stream& s) const {
+    if constexpr (std::is_volatile_v<T>) {
+        const std::remove_cv_t<T> now = *value;
+        Field__<const std::remove_cv_t<T>>{name, type, &now}.set(s);
+    } else {
+        if constexpr (OptionalValue<T>) {
+            if (!value->isSet()) return;
+        }
+        binding::add(s.unit(), name, type, *value);
+    }
+}
+
+template <class T>
+bool Field__<T>::get(const stream& s) const {
+    static_assert(!std::is_const_v<T>, "a const member cannot be read into");
+    const ntv::Unit* const child = s.unit().at(name);
+    if (child == nullptr) return false;
+    binding::load(*child, s, *value);
+    return true;
+}
+
+// Writes an object into the stream's unit. Raises as Field__::set does.
+template <class T>
+void encode(stream& s, const T& object) {
+    if constexpr (Object<T>) {
+        part_stream part(s.unit());
+        forCodec(object).codec(part.get());
+    } else {
+        binding::store(s.unit(), object);
+    }
+}
+
+// Reads an object from the stream's unit. Raises DecodeException for objects that are nested too
+// deeply; what was read before that stays read.
+template <class T>
+void decode(const stream& s, T& object) {
+    binding::load(s.unit(), s, object);
+}
+
+}  // namespace qor::pml
+
+#endif  // QOR_PML_PML_T_H

@@ -1,0 +1,34 @@
+#ifndef QOR_PML_PML_FILE_H
+#define QOR_PML_PML_FILE_H
+
+#include <fstream>
+
+#include "qor/api.h"
+#include "qor/base/base_type_string.h"
+
+namespace qor::pml {
+
+// Names a file that pml is read from or written to; nothing is opened by making one. The name is in
+// the configured code page, with either separator.
+class QOR_API File {
+public:
+    File() noexcept = default;
+    explicit File(istr name) : filename_(name) {}
+    File& operator=(istr name) {
+        filename_ = name;
+        return *this;
+    }
+    const String& filename() const noexcept { return filename_; }
+
+    // Open the stream for input, or for output, which truncates; others may have the file open too.
+    // False if the stream is not good then, and for a directory.
+    bool open(std::ifstream& stream) const;
+    bool open(std::ofstream& stream) const;
+
+private:
+    String filename_;
+};
+
+}  // namespace qor::pml
+
+#endif  // QOR_PML_PML_FILE_H

@@ -1,0 +1,139 @@
+#ifndef QOR_PML_PML_STREAM_H
+#define QOR_PML_PML_STREAM_H
+
+#include <iosfwd>
+
+#include "qor/base/interface.h"
+#include "qor/pml/ntv_unit.h"
+#include "qor/pml/pml_parser.h"
+#include "qor/pml/pml_writer.h"
+
+// The stream through which user types reach pml; qor/pml/pml_T.h has the fields of their codecs.
+
+namespace qor::pml {
+
+// Selects the constructor and the operation that read a file.
+struct from_file {};
+// A name, for operator[].
+struct name_id {
+    istr name;
+};
+
+// A tree, and the direction in which a codec goes through it: an output stream gains a child for
+// each field, an input stream is looked into by the names of the fields. A default stream is an
+// output stream. It belongs to one thread at a time.
+class QOR_API stream {
+public:
+    stream() = default;
+    // An input stream over a copy of the unit.
+    explicit stream(const ntv::Unit& unit) : unit_(unit), direction_(kInput) {}
+    // Input streams; raise as `from` does.
+    stream(istr text, bool valueString);
+    stream(iwstr text, bool valueString);
+    stream(istr filename, from_file tag, bool valueString);
+    // A copy has a tree of its own.
+    stream(const stream& other);
+    stream& operator=(const stream& other);
+    ~stream() = default;
+
+    // Parse into the unit, which is cleared first: a document, or the content of one for a value
+    // string. A file that is not there, or a directory, leaves the tree empty and is not reported.
+    // Raise as ntvFromPml does.
+    void from(istr text, bool valueString);
+    void from(iwstr text, bool valueString);
+    void from(istr filename, from_file tag, bool valueString);
+    // Copies each child of the other stream that `has` does not find here. A child without a name
+    // always counts as found.
+    void combine(const stream& other);
+
+    void setAsInputStream() const noexcept { direction_ = kInput; }
+    void setAsOutputStream(bool allNesessary = false) const noexcept {
+        direction_ = kOutput;
+        allNesessary_ = allNesessary;
+    }
+    bool isInputStream() const noexcept { return direction_ == kInput; }
+    bool isOutputStream() const noexcept { return direction_ == kOutput; }
+    // Stored, and nothing else.
+    bool allNesessary() const noexcept { return allNesessary_; }
+    void allNesessary(bool on) noexcept { allNesessary_ = on; }
+
+    const ntv::Unit& unit() const noexcept { return *target_; }
+    ntv::Unit& unit() noexcept { return *target_; }
+    const String& name() const noexcept { return unit().name(); }
+    void name(istr text) { unit().name(text); }
+    const String& type() const noexcept { return unit().type(); }
+    void type(istr text) { unit().type(text); }
+    void value(istr text) { unit().value(text); }
+    void clear() noexcept { unit().clear(); }
+
+    // As ntvToPml; toString appends.
+    String str(ShowMode mode = ShowMode::FORMATTED, ShowPattern pattern = ShowPattern::ALL) const;
+    bool toString(String& out, ShowMode mode = ShowMode::FORMATTED,
+                  ShowPattern pattern = ShowPattern::ALL) const;
+    // With names, types and values: FORMATTED or COMPACT.
+    String toPml(bool formatted) const;
+
+    // Whether Unit::find finds something.
+    bool has(istr path) const { return unit().find(path) != nullptr; }
+    // No such child, or one without a value or with empty text.
+    bool isEmptyChild(istr name) const;
+    // As Unit has them: on a const stream null() for a child that is not there, otherwise the child
+    // is made.
+    const ntv::Unit& operator[](istr name) const { return unit()[name]; }
+    const ntv::Unit& operator[](const name_id& id) const { return unit()[id.name]; }
+    ntv::Unit& operator[](istr name) { return unit()[name]; }
+    ntv::Unit& operator[](const name_id& id) { return unit()[id.name]; }
+
+    // What a codec calls: gives a unit without a type the type, and one without a name the name.
+    void enter(istr type, istr name, istr, istr);
+    void leave() noexcept {}
+    void enterSuper() noexcept {}
+    void leaveSuper() noexcept {}
+
+    dumper& dump(dumper& d) const;
+
+private:
+    friend class part_stream;
+    static constexpr int kOutput = 0;
+    static constexpr int kInput = 1;
+
+    ntv::Unit unit_;
+    mutable int direction_ = kOutput;
+    mutable bool allNesessary_ = false;
+    ntv::Unit* target_ = &unit_;  // another stream's, for one that a nested object goes through
+    unsigned depth_ = 0;          // of the object in those around it
+};
+
+// How deeply objects may be nested in what is read. Each level takes the stack of one codec.
+inline constexpr unsigned kMaxDepth = 500;
+
+// A stream over a unit of another stream, for the codec of an object inside another one. The unit
+// stays where it is.
+class QOR_API part_stream {
+public:
+    // For output.
+    explicit part_stream(ntv::Unit& unit);
+    // For input; the unit is not changed. Raises DecodeException beyond kMaxDepth.
+    part_stream(const ntv::Unit& unit, const stream& around);
+    stream& get() noexcept { return stream_; }
+
+private:
+    stream stream_;
+};
+
+// The base of types that are carried through a pointer.
+class QOR_API PmlCodecInterface : public virtual Interface {
+public:
+    virtual void codec(stream& s) = 0;
+};
+
+// Write the unit as its own operators do.
+QOR_API std::ostream& operator<<(std::ostream& os, const stream& s);
+QOR_API String& operator<<(String& out, const stream& s);
+// Type and value of the stream's unit; the name stays. The second one is true.
+QOR_API ntv::Unit& operator<<(ntv::Unit& unit, const stream& s);
+QOR_API bool operator>>(const ntv::Unit& unit, stream& s);
+
+}  // namespace qor::pml
+
+#endif  // QOR_PML_PML_STREAM_H

@@ -1,0 +1,70 @@
+#include <ace/Init_ACE.h>
+
+#include <cstdlib>
+
+#include "base/upward.h"
+#include "base/version.h"
+#include "qor/base/base_type_string.h"
+#include "qor/base/base_type_time.h"
+#include "qor/base/library.h"
+#include "qor/build_info.h"
+#include "qor/cfg/config_file.h"
+#include "qor/pml/ntv_unit.h"
+
+// The start and the end of the library. They know all subsystems, and so stand above them.
+
+namespace qor {
+
+namespace {
+
+void log(istr line) {
+    upward::writeLine(line);
+}
+
+void logBuild() {
+    log("");
+    log(" qor initializing...");
+    log(String(" qor version ") + kVersion);
+    log(String(" qor compiled at ") + kCompiledAt);
+    log(String(" revision ") + QOR_BUILD_REVISION);
+    log(String(" build ") + QOR_BUILD_ID);
+}
+
+}  // namespace
+
+void init(const char*, bool, int) {
+    logBuild();
+    std::srand(static_cast<unsigned>(Time::now().toMicroSeconds()));
+    ACE::init();
+}
+
+void startup(const char*, bool, int) {
+    log("");
+    log(" qor startup...");
+}
+
+void shutdown() {
+    log(" qor shutdown...");
+    log("");
+    System::close();
+}
+
+void fini() {
+    shutdown();
+    log(" qor finalized.");
+    log("");
+    ConfigFile::destroy();
+    pml::ntv::Unit::destroy_null();
+    ACE::fini();
+}
+
+InitFini::InitFini(const char* name, bool flag, int value) {
+    init(name, flag, value);
+    startup(name, flag, value);
+}
+
+InitFini::~InitFini() {
+    fini();
+}
+
+}  // namespace qor

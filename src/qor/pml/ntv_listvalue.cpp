@@ -1,0 +1,121 @@
+#include "qor/pml/ntv_listvalue.h"
+
+#include <memory>
+#include <ostream>
+
+#include "base/upward.h"
+#include "pml/tree_dump.h"
+#include "qor/pml/ntv_unit.h"
+#include "qor/pml/pml_writer.h"
+
+namespace qor::pml::ntv {
+
+namespace {
+
+constexpr std::size_t kFirstCapacity = 8;
+
+// A list that is being copied, and the next of its units.
+struct Copying {
+    ListValue::const_iterator next;
+    ListValue::const_iterator end;
+    ListValue* to;
+};
+
+}  // namespace
+
+ListValue::ListValue(const Units& units, Unit* owner) : ListValue(owner) {
+    appendCopies(units);
+}
+
+ListValue::~ListValue() {
+    clear();
+}
+
+ListValue* ListValue::clone() const {
+    auto copy = std::unique_ptr<ListValue>(
+        new (__FILE__, __LINE__, "qor::pml::ntv::ListValue::clone") ListValue);
+    copy->appendCopies(units_);
+    return copy.release();
+}
+
+void ListValue::appendCopies(const Units& units) {
+    std::vector<Copying> open{{units.begin(), units.end(), this}};
+    while (!open.empty()) {
+        Copying& copying = open.back();
+        if (copying.next == copying.end) {
+            open.pop_back();
+            continue;
+        }
+        const Unit& unit = **copying.next++;
+        std::unique_ptr<Unit> copy(new (__FILE__, __LINE__, "qor::pml::ntv::ListValue::clone")
+                                       Unit(unit.name_));
+        copy->type_ = unit.type_;
+        const ListValue* const list = unit.listValue();
+        if (list != nullptr) {
+            copy->makeList();
+        } else if (unit.stringValue() != nullptr) {
+            copy->setValue(unit.getStringValue());
+        } else if (unit.value_ != nullptr) {
+            copy->value(unit.value_->clone());
+        }
+        Unit* const added = copy.get();
+        copying.to->attach(std::move(copy));
+        if (list != nullptr) open.push_back({list->begin(), list->end(), added->listValue()});
+    }
+}
+
+void ListValue::attach(std::unique_ptr<Unit> unit) {
+    if (Unit* const holder = owner(); holder != nullptr && holder->value_ == this) {
+        holder->append(*this, unit.get());
+    } else {
+        push_back(unit.get());
+        unit->parent_ = owner();
+        unit->index_ = units_.size() - 1;
+    }
+    static_cast<void>(unit.release());
+}
+
+void ListValue::push_back(Unit* unit) {
+    if (unit == nullptr) return;
+    if (units_.empty()) units_.reserve(kFirstCapacity);
+    units_.push_back(unit);
+}
+
+void ListValue::clear() noexcept {
+    // Units that are about to go are linked through their parents, so that neither depth nor
+    // memory is needed.
+    Unit* gone = nullptr;
+    const auto take = [&gone](ListValue& list) noexcept {
+        for (Unit* const unit : list.units_)
+            unit->parent_ = std::exchange(gone, unit);
+        list.units_.clear();
+    };
+    take(*this);
+    while (gone != nullptr) {
+        Unit* const unit = gone;
+        gone = unit->parent_;
+        if (ListValue* const list = unit->listValue()) take(*list);
+        delete unit;
+    }
+}
+
+Unit* ListValue::at(unsigned long index) const {
+    if (index < units_.size()) return units_[index];
+    upward::writeErrorLog(__FILE__, __LINE__, "qor::pml::ntv::ListValue::at",
+                          "Index too large: " + std::to_string(index));
+    return nullptr;
+}
+
+dumper& ListValue::dump(dumper& d) const {
+    dumpTree(d, *this);
+    return d;
+}
+
+void ListValue::dump(std::ostream& os) const {
+    for (const Unit* const unit : units_) {
+        ntvToFormattedPml(*unit, os, ShowPattern::ALL);
+        os.put('\n');
+    }
+}
+
+}  // namespace qor::pml::ntv

@@ -1,0 +1,653 @@
+#include "qor/pml/ntv_unit.h"
+
+#include <algorithm>
+#include <charconv>
+#include <memory>
+#include <new>
+#include <ostream>
+#include <sstream>
+#include <vector>
+
+#include "base/upward.h"
+#include "pml/memory.h"
+#include "pml/tree_dump.h"
+#include "qor/base/base_type_convert.h"
+#include "qor/pml/pml_writer.h"
+#include "qor/util/base64.h"
+
+namespace qor {
+template class CreateByAllocate<pml::ntv::null_unit>;
+}
+
+namespace qor::pml::ntv {
+
+namespace {
+
+// What a child without a name is found under: "[0]".
+String indexKey(unsigned long index) {
+    String text = "[";
+    text += std::to_string(index);
+    text += ']';
+    return text;
+}
+
+// The index of such a key; npos for any other text.
+unsigned long indexOfKey(istr key) noexcept {
+    if (key.size() < 3 || key[0] != '[' || key[key.size() - 1] != ']') return npos;
+    const char* const first = key.begin() + 1;
+    const char* const last = key.end() - 1;
+    unsigned long index = 0;
+    const auto [end, error] = std::from_chars(first, last, index);
+    const bool canonical = *first != '0' || last - first == 1;
+    return error == std::errc() && end == last && canonical ? index : npos;
+}
+
+[[noreturn]] void raiseDuplicated(const char* func) {
+    QOR_THROW(DuplicatedUnitException, func);
+}
+
+// The names of siblings often differ in their last character alone.
+bool isNamed(const Unit& unit, istr name) noexcept {
+    const String& own = unit.name();
+    return own.size() == name.size() &&
+           (own.empty() || (own.back() == name[name.size() - 1] && istr(own) == name));
+}
+
+template <class Shown>
+Unit& setToText(Unit& unit, const Shown& shown) {
+    std::ostringstream text;
+    text << shown;
+    return unit << istr(text.str());
+}
+
+}  // namespace
+
+Unit::Unit(istr name, istr type, ValueBase* newValue, Unit* parent) : Unit(newValue, parent) {
+    name_ = name;
+    type_ = type;
+}
+
+Unit::Unit(istr name, istr type, istr text, Unit* parent) : Unit(name, parent) {
+    type_ = type;
+    setValue(text);
+}
+
+Unit::Unit(ValueBase* newValue, Unit* parent) : Unit(parent) {
+    value(newValue);
+}
+
+Unit::Unit(const Unit& other) : Unit(other.name_) {
+    type_ = other.type_;
+    if (other.stringValue() != nullptr) {
+        setValue(other.getStringValue());
+    } else if (other.value_ != nullptr) {
+        value(other.value_->clone());
+    }
+}
+
+Unit& Unit::operator=(const Unit& other) {
+    Unit copy(other);
+    // It may be refused, and then nothing has changed.
+    name(copy.name_);
+    type_.swap(copy.type_);
+    takeValueOf(copy);
+    return *this;
+}
+
+Unit::~Unit() {
+    dropValue();
+}
+
+const Unit& Unit::null() {
+    return *CreateByAllocate<null_unit>::instance();
+}
+
+void Unit::destroy_null() noexcept {
+    CreateByAllocate<null_unit>::destroy();
+}
+
+bool Unit::addChild(Unit* child) {
+    if (child == nullptr) return false;
+    try {
+        append(makeList(), child);
+        return true;
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
+}
+
+void Unit::addChild(std::unique_ptr<Unit> child) {
+    if (child == nullptr) return;
+    append(makeList(), child.get());
+    static_cast<void>(child.release());
+}
+
+template <class... Args>
+bool Unit::addNew(const Args&... args) {
+    try {
+        addChild(std::unique_ptr<Unit>(new (__FILE__, __LINE__, "qor::pml::ntv::Unit::addChild")
+                                           Unit(args...)));
+        return true;
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
+}
+
+bool Unit::addChild(istr name) {
+    return addNew(name);
+}
+
+bool Unit::addChild(istr name, istr value) {
+    return addNew(name, istr(), value);
+}
+
+bool Unit::addChild(istr name, istr type, istr value) {
+    return addNew(name, type, value);
+}
+
+bool Unit::addChild(const Unit& child) {
+    return addNew(child);
+}
+
+bool Unit::addOrUpdateChild(Unit* child) {
+    std::unique_ptr<Unit> taken(child);
+    if (child == nullptr) return false;
+    if (!child->name_.empty()) {
+        *at(child->name_) = *child;
+        return false;
+    }
+    if (!addChild(child)) return false;
+    static_cast<void>(taken.release());
+    return true;
+}
+
+bool Unit::updateChild(istr name, istr value) {
+    return updateChild(name, istr(), value);
+}
+
+bool Unit::updateChild(istr name, istr type, istr value) {
+    return addOrUpdateChild(new (__FILE__, __LINE__, "qor::pml::ntv::Unit::updateChild")
+                                Unit(name, type, value));
+}
+
+bool Unit::updateChild(const Unit& child) {
+    return addOrUpdateChild(new (__FILE__, __LINE__, "qor::pml::ntv::Unit::updateChild")
+                                Unit(child));
+}
+
+bool Unit::getChild(istr name, String& value) const {
+    const Unit* const child = at(name);
+    if (child == nullptr) return false;
+    value = child->getStringValue();
+    return true;
+}
+
+Unit* Unit::at(istr name) const {
+    // A unit that is read through hands out its tree, as its list does.
+    if (name.empty() || name == ".") return const_cast<Unit*>(this);
+    if (name == "/") return root();
+    if (name == "..") return parent_;
+    return findChild(name);
+}
+
+Unit* Unit::at(const unsigned char* begin, const unsigned char* end) const {
+    return at(reinterpret_cast<const char*>(begin), reinterpret_cast<const char*>(end));
+}
+
+Unit* Unit::at(istr name) {
+    if (Unit* const present = findChild(name)) return present;
+    std::unique_ptr<Unit> child(new (__FILE__, __LINE__, "qor::pml::ntv::Unit::at") Unit(name));
+    append(makeList(), child.get());
+    return child.release();
+}
+
+Unit* Unit::childAt(unsigned long index) const {
+    if (const ListValue* const list = listValue()) return list->at(index);
+    upward::writeErrorLog(__FILE__, __LINE__, "qor::pml::ntv::Unit::childAt",
+                          "Value was not a list.");
+    return nullptr;
+}
+
+Unit* Unit::find(istr path) const {
+    const Unit* unit = this;
+    if (path.beginWith("/")) {
+        unit = at("/");
+        ++path;
+    }
+    const auto nameUpTo = [&path](const char* end) { return path.next(end - path.begin()); };
+    while (unit != nullptr) {
+        const char* const mark =
+            std::find_if(path.begin(), path.end(), [](char c) { return c == '/' || c == '['; });
+        const bool atEnd = mark == path.end();
+        const bool atIndex = !atEnd && *mark == '[';
+        unit = unit->at(nameUpTo(mark));
+        if (atEnd) break;
+        ++path;
+        if (!atIndex || unit == nullptr) continue;
+        const char* const close = std::find(path.begin(), path.end(), ']');
+        unsigned long index = 0;
+        if (close == path.end() || !parseNumber(nameUpTo(close), index)) return nullptr;
+        ++path;
+        unit = unit->childAt(index);
+    }
+    return const_cast<Unit*>(unit);
+}
+
+unsigned long Unit::numofChildren() const noexcept {
+    const ListValue* const list = listValue();
+    return list != nullptr ? list->size() : 0;
+}
+
+Unit* Unit::root() const noexcept {
+    auto* unit = const_cast<Unit*>(this);
+    while (unit->parent_ != nullptr)
+        unit = unit->parent_;
+    return unit;
+}
+
+String Unit::path() const {
+    if (parent_ == nullptr) return "/";
+    std::vector<const Unit*> way;
+    for (const Unit* unit = this; unit->parent_ != nullptr; unit = unit->parent_)
+        way.push_back(unit);
+    String text;
+    for (auto unit = way.rbegin(); unit != way.rend(); ++unit) {
+        text += '/';
+        text += (*unit)->key();
+    }
+    return text;
+}
+
+void Unit::name(istr text) {
+    if (isNamed(*this, text)) return;
+    String newName(text);
+    if (listAround() != nullptr) {
+        renameIn(*parent_, newName);
+    } else {
+        name_.swap(newName);
+    }
+}
+
+ListValue* Unit::listAround() const noexcept {
+    ListValue* const list = parent_ != nullptr ? parent_->listValue() : nullptr;
+    if (list == nullptr) return nullptr;
+    const auto at = index_ < list->size() ? list->begin() + static_cast<long>(index_) : list->end();
+    if (at != list->end() && *at == this) return list;
+    return std::find(list->begin(), list->end(), this) != list->end() ? list : nullptr;
+}
+
+void Unit::renameIn(Unit& holder, String& newName) {
+    if (!newName.empty() && holder.findChild(newName) != nullptr) {
+        raiseDuplicated("qor::pml::ntv::Unit::name");
+    }
+    Children* const siblings = holder.children_.get();
+    if (siblings == nullptr) return name_.swap(newName);
+    if (name_.empty()) {
+        name_.swap(newName);
+        try {
+            siblings->insert(this);
+        } catch (...) {
+            name_.swap(newName);
+            throw;
+        }
+        return;
+    }
+    auto entry = siblings->extract(this);
+    name_.swap(newName);
+    if (!name_.empty()) siblings->insert(std::move(entry));
+}
+
+void Unit::value(ValueBase* newValue) {
+    if (newValue == value_) return;
+    std::unique_ptr<ValueBase> taken(newValue);
+    std::unique_ptr<Children> children = initChildrenMap(newValue);
+    replaceValue(taken.release(), std::move(children));
+}
+
+void Unit::setValue(istr text) {
+    if (value_ != nullptr && value_->kind_ == ValueBase::Kind::Typed) return;
+    if (StringValue* const present = stringValue()) {
+        present->assign(text);
+        return;
+    }
+    // Made before a list goes, of which the text may be a part.
+    text_.emplace(text, this);
+    replaceValue(&*text_);
+}
+
+ValueBase* Unit::popValue() {
+    if (!text_) {
+        setValueOwner(nullptr);
+        children_.reset();
+        return std::exchange(value_, nullptr);
+    }
+    auto* const text = new (__FILE__, __LINE__, "qor::pml::ntv::Unit::popValue") StringValue;
+    text->data().swap(text_->data());
+    dropValue();
+    return text;
+}
+
+void Unit::clear() noexcept {
+    name_.clear();
+    type_.clear();
+    replaceValue(nullptr);
+    parent_ = nullptr;
+    index_ = 0;
+}
+
+void Unit::initValueAsList() {
+    value(new (__FILE__, __LINE__, "qor::pml::ntv::Unit::initValueAsList") ListValue);
+}
+
+Unit& Unit::operator<<(istr text) {
+    setValue(text);
+    return *this;
+}
+
+Unit& Unit::operator<<(iwstr text) {
+    Bytes utf8Text;
+    wstringToUtf8(text, utf8Text);
+    String encoded;
+    Base64::encode(utf8Text, encoded, false);
+    type("utf8");
+    return *this << encoded;
+}
+
+Unit& Unit::operator<<(const Bytes& bytes) {
+    String encoded;
+    Base64::encode(bytes, encoded, false);
+    type("base64");
+    return *this << encoded;
+}
+
+Unit& Unit::operator<<(const Time& time) {
+    return *this << time.toFullDateTime();
+}
+
+Unit& Unit::operator<<(const Unit& other) {
+    Unit copy(other);
+    takeValueOf(copy);
+    type_.swap(copy.type_);
+    return *this;
+}
+
+Unit& Unit::operator+=(const Unit& other) {
+    // By index and count: the other unit may be this one.
+    const unsigned long count = other.numofChildren();
+    for (unsigned long i = 0; i < count; ++i) {
+        addChild(std::unique_ptr<Unit>(new (__FILE__, __LINE__, "qor::pml::ntv::Unit::operator+=")
+                                           Unit(*other.listValue()->at(i))));
+    }
+    return *this;
+}
+
+bool Unit::readBool(bool& target) const noexcept {
+    const istr text = getStringValue();
+    if (text == "true" || text == "false") {
+        target = text == "true";
+        return true;
+    }
+    long long number = 0;
+    if (!parseNumber(text, number)) return false;
+    target = number != 0;
+    return true;
+}
+
+bool Unit::operator>>(std::string& target) const {
+    const istr text = getStringValue();
+    if (text.empty()) return false;
+    target.assign(std::string_view(text));
+    return true;
+}
+
+bool Unit::operator>>(std::wstring& target) const {
+    const istr text = getStringValue();
+    if (text.empty()) return false;
+    if (type_ == "utf8") {
+        utf8ToWstring(Bytes(base64(text)), target);
+    } else {
+        ansiToWstring(text, target);
+    }
+    return true;
+}
+
+bool Unit::operator>>(Bytes& target) const {
+    const istr text = getStringValue();
+    if (text.empty()) return false;
+    Base64::decode(text, target);
+    return true;
+}
+
+bool Unit::operator>>(Time& target) const {
+    const istr text = getStringValue();
+    if (text.empty()) return false;
+    try {
+        target = Time::fromString(text);
+        return true;
+    } catch (const Exception&) {
+        return false;
+    }
+}
+
+bool Unit::operator>>(Unit& other) const {
+    other << *this;
+    return true;
+}
+
+bool Unit::getValue(StringValue*& target) const noexcept {
+    target = stringValue();
+    return target != nullptr;
+}
+
+bool Unit::getValue(ListValue*& target) const noexcept {
+    target = listValue();
+    return target != nullptr;
+}
+
+istr Unit::getStringValue() const noexcept {
+    const StringValue* const text = stringValue();
+    return text != nullptr ? istr(text->data()) : istr();
+}
+
+bool Unit::empty() const noexcept {
+    return name_.empty() && type_.empty() && value_ == nullptr;
+}
+
+bool Unit::valueEmpty() const noexcept {
+    return value_ == nullptr ||
+           (value_->kind_ == ValueBase::Kind::Text && getStringValue().empty());
+}
+
+const Unit& Unit::chainEnd() const noexcept {
+    const Unit* unit = this;
+    while (unit->numofChildren() == 1)
+        unit = *unit->listValue()->begin();
+    return *unit;
+}
+
+bool Unit::childrenWereUnnamedList() const noexcept {
+    const ListValue* const list = listValue();
+    if (list == nullptr || list->size() < 2) return false;
+    return std::all_of(list->begin(), list->end(), [](const Unit* child) {
+        return child->name_.empty() && !child->type_.empty();
+    });
+}
+
+String Unit::str(ShowMode mode, ShowPattern pattern) const {
+    String text;
+    toString(text, mode, pattern);
+    return text;
+}
+
+bool Unit::toString(String& out, ShowMode mode, ShowPattern pattern) const {
+    return ntvToPml(*this, out, mode, pattern);
+}
+
+dumper& Unit::dump(dumper& d) const {
+    dumpTree(d, *this);
+    return d;
+}
+
+void* Unit::operator new(std::size_t size) {
+    return operator new(size, __FILE__, __LINE__, "qor::pml::ntv::Unit::Unit");
+}
+
+void* Unit::operator new(std::size_t size, const char* file, unsigned line, const char* func) {
+    return newNode(size, file, line, func);
+}
+
+void Unit::operator delete(void* ptr) noexcept {
+    deleteNode(ptr, __FILE__, __LINE__, "qor::pml::ntv::Unit::~Unit");
+}
+
+void Unit::operator delete(void* ptr, const char* file, unsigned line, const char* func) noexcept {
+    deleteNode(ptr, file, line, func);
+}
+
+String Unit::key() const {
+    return name_.empty() ? indexKey(index_) : name_;
+}
+
+bool Unit::ByName::operator()(const Unit* left, const Unit* right) const noexcept {
+    return istr(left->name_) < istr(right->name_);
+}
+
+bool Unit::ByName::operator()(const Unit* left, istr right) const noexcept {
+    return istr(left->name_) < right;
+}
+
+bool Unit::ByName::operator()(istr left, const Unit* right) const noexcept {
+    return left < istr(right->name_);
+}
+
+Unit* Unit::unnamedIn(const ListValue& list, unsigned long count, istr key) noexcept {
+    const unsigned long index = indexOfKey(key);
+    const bool is = index < count && list.units_[index]->name_.empty();
+    return is ? list.units_[index] : nullptr;
+}
+
+Unit* Unit::searchIn(const ListValue& list, unsigned long count, istr name) noexcept {
+    const auto end = list.begin() + static_cast<long>(count);
+    const auto found =
+        std::find_if(list.begin(), end, [&](const Unit* unit) { return isNamed(*unit, name); });
+    return found != end ? *found : nullptr;
+}
+
+Unit* Unit::findChild(istr name) const noexcept {
+    const ListValue* const list = listValue();
+    if (list == nullptr || name.empty()) return nullptr;
+    if (Unit* const unnamed = unnamedIn(*list, list->size(), name)) return unnamed;
+    if (children_ == nullptr) return searchIn(*list, list->size(), name);
+    const auto found = children_->find(name);
+    return found != children_->end() ? *found : nullptr;
+}
+
+std::unique_ptr<Unit::Children> Unit::initChildrenMap(const ValueBase* value) {
+    if (value == nullptr || value->kind_ != ValueBase::Kind::List) return nullptr;
+    const auto& list = static_cast<const ListValue&>(*value);
+    auto children = list.size() > kSearched ? std::make_unique<Children>() : nullptr;
+    unsigned long index = 0;
+    for (Unit* const child : list) {
+        const istr name = child->name_;
+        const bool taken =
+            !name.empty() && (unnamedIn(list, index, name) != nullptr ||
+                              (children != nullptr ? !children->insert(child).second
+                                                   : searchIn(list, index, name) != nullptr));
+        if (taken) raiseDuplicated("qor::pml::ntv::Unit::copyIntoMap");
+        child->index_ = index++;
+    }
+    return children;
+}
+
+void Unit::copyIntoMap(const ListValue& list, Unit* child) {
+    if (children_ == nullptr) {
+        children_ = initChildrenMap(&list);
+    } else if (!child->name_.empty()) {
+        children_->insert(child);
+    }
+}
+
+void Unit::setValueOwner(Unit* owner) noexcept {
+    if (value_ == nullptr) return;
+    value_->owner() = owner;
+    const ListValue* const list = listValue();
+    if (list == nullptr) return;
+    for (Unit* const child : *list)
+        child->parent_ = owner;
+}
+
+void Unit::dropValue() noexcept {
+    if (text_ && value_ == &*text_) {
+        text_.reset();
+    } else {
+        delete value_;
+    }
+    value_ = nullptr;
+}
+
+void Unit::takeValueOf(Unit& other) noexcept {
+    if (other.text_) {
+        String text = std::move(other.text_->data());
+        other.dropValue();
+        replaceValue(nullptr);
+        text_.emplace(this).data() = std::move(text);
+        value_ = &*text_;
+    } else {
+        replaceValue(std::exchange(other.value_, nullptr), std::move(other.children_));
+    }
+}
+
+void Unit::replaceValue(ValueBase* newValue, std::unique_ptr<Children> children) noexcept {
+    dropValue();
+    value_ = newValue;
+    children_ = std::move(children);
+    setValueOwner(this);
+}
+
+ListValue& Unit::makeList() {
+    if (ListValue* const present = listValue()) return *present;
+    std::unique_ptr<ListValue> list(new (__FILE__, __LINE__, "qor::pml::ntv::Unit::addChild")
+                                        ListValue);
+    if (stringValue() != nullptr) {
+        std::unique_ptr<Unit> first(new (__FILE__, __LINE__, "qor::pml::ntv::Unit::addChild") Unit);
+        list->push_back(first.get());
+        first.release()->takeValueOf(*this);
+    }
+    replaceValue(list.release());
+    return *listValue();
+}
+
+void Unit::append(ListValue& list, Unit* child) {
+    if (findChild(child->name_) != nullptr) raiseDuplicated("qor::pml::ntv::Unit::copyIntoMap");
+    list.push_back(child);
+    if (list.size() > kSearched) {
+        try {
+            copyIntoMap(list, child);
+        } catch (...) {
+            list.units_.pop_back();
+            throw;
+        }
+    }
+    child->parent_ = this;
+    child->index_ = list.size() - 1;
+}
+
+std::ostream& operator<<(std::ostream& os, const Unit& unit) {
+    ntvToFormattedPml(unit, os, ShowPattern::ALL);
+    return os;
+}
+
+String& operator<<(String& out, const Unit& unit) {
+    ntvToFormattedPml(unit, out, ShowPattern::ALL);
+    return out;
+}
+
+Unit& operator<<(Unit& unit, const ShowMode& mode) {
+    return setToText(unit, mode);
+}
+
+Unit& operator<<(Unit& unit, const ShowPattern& pattern) {
+    return setToText(unit, pattern);
+}
+
+}  // namespace qor::pml::ntv

@@ -1,0 +1,140 @@
+#include "qor/pml/pml_parser.h"
+
+#include <functional>
+#include <memory>
+
+#include "pml/parser_base.h"
+
+namespace qor::pml {
+
+namespace {
+
+// The two ways in.
+enum class Content { Document, ValueString };
+
+template <class Char, class Source>
+bool parse(ntv::Unit& unit, Source& source, Content content) {
+    using Parser = pmlParserBase<Char, Source>;
+    unit.clear();
+    return Parser(unit, source)
+        .parse(content == Content::Document ? Parser::PasingName : Parser::PasingValue);
+}
+
+// Moves the pointer also when the parse raises.
+template <class Char>
+bool fromText(ntv::Unit& unit, const Char*& text, const Char* end, Content content) {
+    struct Tracked : TextSource<Char> {
+        Tracked(const Char*& begin, const Char* textEnd) noexcept
+            : TextSource<Char>(begin, textEnd), place(begin) {}
+        ~Tracked() { place = this->at(); }
+        const Char*& place;
+    };
+    Tracked source(text, end);
+    return parse<Char, TextSource<Char>>(unit, source, content);
+}
+
+template <class Char>
+bool fromPointer(ntv::Unit& unit, const Char*& text, Content content) {
+    return fromText(unit, text, text + StrLen(text), content);
+}
+
+// Short text may stand inside the unit itself, where the parser writes.
+bool isPartOf(istr text, istr own) noexcept {
+    const std::less<const char*> less;
+    return !less(text.data(), own.data()) && !less(own.end(), text.data());
+}
+bool isInside(istr text, const ntv::Unit& unit) noexcept {
+    return isPartOf(text, unit.name()) || isPartOf(text, unit.type()) ||
+           isPartOf(text, unit.getStringValue());
+}
+bool isInside(iwstr, const ntv::Unit&) noexcept {
+    return false;
+}
+
+// The text may be a part of the unit.
+template <class View>
+bool fromView(ntv::Unit& unit, View text, Content content) {
+    using Char = std::remove_cvref_t<decltype(*text.data())>;
+    if (isInside(text, unit)) {
+        const std::basic_string<Char> copy(text);
+        return fromView(unit, View(copy), content);
+    }
+    const std::unique_ptr<ntv::ValueBase> former(unit.popValue());
+    const Char* begin = text.begin();
+    const Char* const zero = std::char_traits<Char>::find(begin, text.size(), Char());
+    const Char* const end = zero != nullptr ? zero : text.end();
+    return fromText(unit, begin, end, content);
+}
+
+template <class Char>
+bool fromStream(ntv::Unit& unit, std::basic_istream<Char>& stream, Content content) {
+    StreamSource<Char> source(stream);
+    return parse<Char>(unit, source, content);
+}
+
+bool fromFile(ntv::Unit& unit, const File& file, Content content) {
+    std::ifstream stream;
+    if (file.open(stream)) return fromStream(unit, stream, content);
+    unit.clear();
+    return false;
+}
+
+}  // namespace
+
+bool ntvFromPml(ntv::Unit& unit, std::istream& source) {
+    return fromStream(unit, source, Content::Document);
+}
+
+bool ntvFromPml(ntv::Unit& unit, std::wistream& source) {
+    return fromStream(unit, source, Content::Document);
+}
+
+bool ntvFromPml(ntv::Unit& unit, const char*& source) {
+    return fromPointer(unit, source, Content::Document);
+}
+
+bool ntvFromPml(ntv::Unit& unit, const wchar_t*& source) {
+    return fromPointer(unit, source, Content::Document);
+}
+
+bool ntvFromPml(ntv::Unit& unit, istr source) {
+    return fromView(unit, source, Content::Document);
+}
+
+bool ntvFromPml(ntv::Unit& unit, iwstr source) {
+    return fromView(unit, source, Content::Document);
+}
+
+bool ntvFromPml(ntv::Unit& unit, const File& source) {
+    return fromFile(unit, source, Content::Document);
+}
+
+bool ntvFromValueString(ntv::Unit& unit, std::istream& source) {
+    return fromStream(unit, source, Content::ValueString);
+}
+
+bool ntvFromValueString(ntv::Unit& unit, std::wistream& source) {
+    return fromStream(unit, source, Content::ValueString);
+}
+
+bool ntvFromValueString(ntv::Unit& unit, const char*& source) {
+    return fromPointer(unit, source, Content::ValueString);
+}
+
+bool ntvFromValueString(ntv::Unit& unit, const wchar_t*& source) {
+    return fromPointer(unit, source, Content::ValueString);
+}
+
+bool ntvFromValueString(ntv::Unit& unit, istr source) {
+    return fromView(unit, source, Content::ValueString);
+}
+
+bool ntvFromValueString(ntv::Unit& unit, iwstr source) {
+    return fromView(unit, source, Content::ValueString);
+}
+
+bool ntvFromValueString(ntv::Unit& unit, const File& source) {
+    return fromFile(unit, source, Content::ValueString);
+}
+
+}  // namespace qor::pml

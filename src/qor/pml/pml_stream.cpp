@@ -1,0 +1,127 @@
+#include "qor/pml/pml_stream.h"
+
+#include <ostream>
+
+namespace qor::pml {
+
+namespace {
+
+// The result is dropped: what cannot be read is not there.
+template <class Source>
+void read(ntv::Unit& unit, const Source& source, bool valueString) {
+    if (valueString) {
+        ntvFromValueString(unit, source);
+    } else {
+        ntvFromPml(unit, source);
+    }
+}
+
+}  // namespace
+
+stream::stream(istr text, bool valueString) : direction_(kInput) {
+    from(text, valueString);
+}
+
+stream::stream(iwstr text, bool valueString) : direction_(kInput) {
+    from(text, valueString);
+}
+
+stream::stream(istr filename, from_file tag, bool valueString) : direction_(kInput) {
+    from(filename, tag, valueString);
+}
+
+stream::stream(const stream& other)
+    : unit_(other.unit()), direction_(other.direction_), allNesessary_(other.allNesessary_) {}
+
+stream& stream::operator=(const stream& other) {
+    unit() = other.unit();
+    direction_ = other.direction_;
+    allNesessary_ = other.allNesessary_;
+    return *this;
+}
+
+void stream::from(istr text, bool valueString) {
+    read(unit(), text, valueString);
+}
+
+void stream::from(iwstr text, bool valueString) {
+    read(unit(), text, valueString);
+}
+
+void stream::from(istr filename, from_file, bool valueString) {
+    read(unit(), File(filename), valueString);
+}
+
+void stream::combine(const stream& other) {
+    const ntv::ListValue* const list = other.unit().listValue();
+    if (list == nullptr) return;
+    for (unsigned long i = 0; i < list->size(); ++i) {
+        const ntv::Unit& child = *list->at(i);
+        if (!has(child.name())) unit().addChild(child);
+    }
+}
+
+String stream::str(ShowMode mode, ShowPattern pattern) const {
+    return unit().str(mode, pattern);
+}
+
+bool stream::toString(String& out, ShowMode mode, ShowPattern pattern) const {
+    return unit().toString(out, mode, pattern);
+}
+
+String stream::toPml(bool formatted) const {
+    return str(formatted ? ShowMode::FORMATTED : ShowMode::COMPACT, ShowPattern::ALL);
+}
+
+bool stream::isEmptyChild(istr name) const {
+    const ntv::Unit* const child = unit().at(name);
+    return child == nullptr || child->valueEmpty();
+}
+
+void stream::enter(istr type, istr name, istr, istr) {
+    // What is read belongs to somebody else.
+    if (isInputStream() && target_ != &unit_) return;
+    if (unit().name().empty()) unit().name(name);
+    if (unit().type().empty()) unit().type(type);
+}
+
+dumper& stream::dump(dumper& d) const {
+    const dumper::_Entry entry(d, "qor::pml::stream");
+    const char* const direction = isOutputStream()  ? "output"
+                                  : isInputStream() ? "input"
+                                                    : "undefined";
+    d.indent().name("direction_").raw(direction).endline();
+    return d.member("unit_", unit());
+}
+
+part_stream::part_stream(ntv::Unit& unit) {
+    stream_.target_ = &unit;
+}
+
+part_stream::part_stream(const ntv::Unit& unit, const stream& around) {
+    if (around.depth_ >= kMaxDepth) {
+        QOR_THROW(DecodeException, "qor::pml::stream::stream", "objects nested too deeply");
+    }
+    // An input stream changes its unit only on request, which a codec does not make.
+    stream_.target_ = const_cast<ntv::Unit*>(&unit);
+    stream_.direction_ = stream::kInput;
+    stream_.depth_ = around.depth_ + 1;
+}
+
+std::ostream& operator<<(std::ostream& os, const stream& s) {
+    return os << s.unit();
+}
+
+String& operator<<(String& out, const stream& s) {
+    return out << s.unit();
+}
+
+ntv::Unit& operator<<(ntv::Unit& unit, const stream& s) {
+    return unit << s.unit();
+}
+
+bool operator>>(const ntv::Unit& unit, stream& s) {
+    return unit >> s.unit();
+}
+
+}  // namespace qor::pml
