@@ -49,6 +49,7 @@
 #include "qor/util/BinaryOutStream.h"
 #include "qor/util/BinaryStream.h"
 #include "qor/util/base64.h"
+#include "qor/util/directory.h"
 #include "qor/util/file.h"
 #include "qor/util/optional.h"
 #include "qor/util/singleton_T.h"
