@@ -51,6 +51,7 @@
 #include "qor/util/aes.h"
 #include "qor/util/base64.h"
 #include "qor/util/des3.h"
+#include "qor/util/directory.h"
 #include "qor/util/file.h"
 #include "qor/util/optional.h"
 #include "qor/util/singleton_T.h"
