@@ -130,17 +130,21 @@ void substituteBack(Planes& s) noexcept {
     undoAffine(s);
 }
 
-// Row r moves by r columns to the left, or to the right.
+// Each row of a plane has 16 bits.
+template <unsigned by>
+Plane rotateRows(Plane x) noexcept {
+    constexpr Plane kept = (0xFFFF >> by) * Plane{0x0001000100010001};
+    return (x >> by & kept) | (x << (16 - by) & ~kept);
+}
+
+// Row r moves by r columns to the left, or to the right: the odd rows by one, and then those of the
+// lower half by two.
 template <bool back>
 void shiftRows(Planes& s) noexcept {
+    constexpr Plane evenRows = 0x0000FFFF0000FFFF, upperHalf = 0x00000000FFFFFFFF;
     for (Plane& x : s) {
-        Plane moved = x & 0xFFFF;
-        for (unsigned row = 1; row < 4; ++row) {
-            const auto lane = static_cast<std::uint16_t>(x >> 16 * row);
-            const int by = static_cast<int>(4 * row);
-            moved |= Plane{back ? std::rotl(lane, by) : std::rotr(lane, by)} << 16 * row;
-        }
-        x = moved;
+        x = (x & evenRows) | (rotateRows < back ? 12 : 4 > (x) & ~evenRows);
+        x = (x & upperHalf) | (rotateRows<8>(x) & ~upperHalf);
     }
 }
 
