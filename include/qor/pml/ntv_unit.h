@@ -294,7 +294,7 @@ private:
     bool addNew(const Args&... args);
     // What this unit is found under.
     String key() const;
-    // Among the first children of a list; null if there is none.
+    // Among the first children of a list, by a name that is not empty; null if there is none.
     static Unit* unnamedIn(const ListValue& list, unsigned long count, istr key) noexcept;
     static Unit* searchIn(const ListValue& list, unsigned long count, istr name) noexcept;
     Unit* findChild(istr name) const noexcept;
