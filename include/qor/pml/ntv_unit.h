@@ -212,7 +212,8 @@ public:
     istr getStringValue() const noexcept;
     // Neither name nor type nor value.
     bool empty() const noexcept;
-    // No value, or a string without text. A list is not empty, even without children.
+    // No string, or one without text, and no list. So a list is not empty, even without children,
+    // and a scalar that is no string is: that is kept so.
     bool valueEmpty() const noexcept;
     // No value, or a scalar.
     bool simple() const noexcept { return value_ == nullptr || value_->single(); }

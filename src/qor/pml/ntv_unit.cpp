@@ -447,8 +447,7 @@ bool Unit::empty() const noexcept {
 }
 
 bool Unit::valueEmpty() const noexcept {
-    return value_ == nullptr ||
-           (value_->kind_ == ValueBase::Kind::Text && getStringValue().empty());
+    return listValue() == nullptr && getStringValue().empty();
 }
 
 const Unit& Unit::chainEnd() const noexcept {
@@ -617,7 +616,7 @@ ListValue& Unit::makeList() {
 
 void Unit::append(ListValue& list, Unit* child) {
     if (findChild(child->name_) != nullptr) raiseDuplicated("qor::pml::ntv::Unit::copyIntoMap");
-    list.push_back(child);
+    list.pushBack(child);
     if (list.size() > kSearched) {
         try {
             copyIntoMap(list, child);
