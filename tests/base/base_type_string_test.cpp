@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
+
 #include "qor/base/base_type_bytes.h"
 
 namespace qor {
@@ -25,6 +27,8 @@ TEST(String, GenericComparisonsGoByTheText) {
     const String low = "a", high = "b";
     EXPECT_TRUE(std::less<>()(low, high) && std::greater<>()(high, low));
     EXPECT_FALSE(std::less<>()(high, low) || std::greater<>()(low, high));
+    EXPECT_TRUE(std::less_equal<>()(low, high) && std::greater_equal<>()(high, low));
+    EXPECT_FALSE(std::less_equal<>()(high, low) || std::greater_equal<>()(low, high));
 }
 
 TEST(String, TakesEveryKindOfText) {

@@ -76,12 +76,18 @@ public:
     friend std::strong_ordering operator<=>(const String& left, const String& right) noexcept {
         return istr(left) <=> istr(right);
     }
-    // Without these std::less<> and std::greater<> would take the addresses that a String converts
-    // to for what is to be compared.
+    // Without these std::less<> and its like would take the addresses that a String converts to for
+    // what is to be compared.
     friend bool operator<(const String& left, const String& right) noexcept {
         return istr(left) < istr(right);
     }
     friend bool operator>(const String& left, const String& right) noexcept { return right < left; }
+    friend bool operator<=(const String& left, const String& right) noexcept {
+        return istr(left) <= istr(right);
+    }
+    friend bool operator>=(const String& left, const String& right) noexcept {
+        return right <= left;
+    }
     template <std::convertible_to<istr> Text>
     requires(!std::derived_from<Text, String>) friend bool operator==(const String& left,
                                                                       const Text& right) noexcept {

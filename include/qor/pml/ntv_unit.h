@@ -3,10 +3,10 @@
 
 #include <concepts>
 #include <cstddef>
-#include <functional>
 #include <iosfwd>
-#include <map>
 #include <memory>
+#include <optional>
+#include <set>
 #include <string>
 #include <type_traits>
 #include <utility>
@@ -140,7 +140,7 @@ public:
     // Children are deleted. A scalar that is no string stays as it is, and the text is dropped.
     void setValue(istr text);
     // Gives the value, which may be null, to the caller.
-    ValueBase* popValue() noexcept;
+    ValueBase* popValue();
     // Back to an empty unit without a parent.
     void clear() noexcept;
     // An empty list in place of the value.
@@ -200,8 +200,14 @@ public:
     // Null and false for a value that is something else.
     bool getValue(StringValue*& target) const noexcept;
     bool getValue(ListValue*& target) const noexcept;
-    StringValue* stringValue() const noexcept;
-    ListValue* listValue() const noexcept;
+    StringValue* stringValue() const noexcept {
+        const bool is = value_ != nullptr && value_->kind_ == ValueBase::Kind::Text;
+        return is ? static_cast<StringValue*>(value_) : nullptr;
+    }
+    ListValue* listValue() const noexcept {
+        const bool is = value_ != nullptr && value_->kind_ == ValueBase::Kind::List;
+        return is ? static_cast<ListValue*>(value_) : nullptr;
+    }
     // Empty if the value is no string.
     istr getStringValue() const noexcept;
     // Neither name nor type nor value.
@@ -232,7 +238,17 @@ public:
 
 private:
     friend class ListValue;
-    using Children = std::map<String, Unit*, std::less<>>;
+
+    // The children with a name, in the order of their names. Kept for lists that are too long to be
+    // searched one by one.
+    struct ByName {
+        using is_transparent = void;
+        bool operator()(const Unit* left, const Unit* right) const noexcept;
+        bool operator()(const Unit* left, istr right) const noexcept;
+        bool operator()(istr left, const Unit* right) const noexcept;
+    };
+    using Children = std::set<Unit*, ByName>;
+    static constexpr unsigned long kSearched = 16;
 
     static const Unit& orNull(const Unit* unit) { return unit != nullptr ? *unit : null(); }
 
@@ -276,14 +292,24 @@ private:
 
     template <class... Args>
     bool addNew(const Args&... args);
-    // What this unit stands under in its parent's map.
+    // What this unit is found under.
     String key() const;
-    bool isAttached() const;
-    static void copyIntoMap(Children& children, Unit* child);
-    // Numbers the children, and raises if a name stands twice.
-    static Children initChildrenMap(ValueBase* value);
+    // Among the first children of a list; null if there is none.
+    static Unit* unnamedIn(const ListValue& list, unsigned long count, istr key) noexcept;
+    static Unit* searchIn(const ListValue& list, unsigned long count, istr name) noexcept;
+    Unit* findChild(istr name) const noexcept;
+    // The list that this unit is in; null for a root and for a unit that was only told its parent.
+    ListValue* listAround() const noexcept;
+    void renameIn(Unit& holder, String& newName);
+    // Numbers the children, and raises if a name stands twice. Null for a list that is searched.
+    static std::unique_ptr<Children> initChildrenMap(const ValueBase* value);
+    // Takes in a child that the list ends with.
+    void copyIntoMap(const ListValue& list, Unit* child);
     void setValueOwner(Unit* owner) noexcept;
-    void replaceValue(ValueBase* newValue, Children& children) noexcept;
+    void dropValue() noexcept;
+    // The other unit is left without a value.
+    void takeValueOf(Unit& other) noexcept;
+    void replaceValue(ValueBase* newValue, std::unique_ptr<Children> children = nullptr) noexcept;
     // The list that children are added to; turns the unit into one.
     ListValue& makeList();
     // A failure changes nothing.
@@ -294,7 +320,8 @@ private:
     ValueBase* value_ = nullptr;
     Unit* parent_ = nullptr;
     unsigned long index_ = 0;
-    Children children_;
+    std::unique_ptr<Children> children_;
+    std::optional<StringValue> text_;  // the value, for text that was set: it needs no block then
     bool allNesessary_ = false;
 };
 

@@ -92,15 +92,16 @@ private:
     bool wasPending_;
 };
 
+// Asks the system also about no bytes: whether they could be written.
 template <class Write>
 bool writeAll(std::string_view bytes, Write write) noexcept {
     std::size_t written = 0;
-    while (written < bytes.size()) {
+    do {
         const std::string_view rest = bytes.substr(written, largestTransfer);
         const ssize_t n = uninterrupted([&] { return write(rest.data(), rest.size(), written); });
-        if (n <= 0) return false;
+        if (n < 0 || (n == 0 && !rest.empty())) return false;
         written += static_cast<std::size_t>(n);
-    }
+    } while (written < bytes.size());
     return true;
 }
 

@@ -12,6 +12,8 @@ namespace qor::pml::ntv {
 
 namespace {
 
+constexpr std::size_t kFirstCapacity = 8;
+
 // A list that is being copied, and the next of its units.
 struct Copying {
     ListValue::const_iterator next;
@@ -51,9 +53,10 @@ void ListValue::appendCopies(const Units& units) {
         const ListValue* const list = unit.listValue();
         if (list != nullptr) {
             copy->makeList();
+        } else if (unit.stringValue() != nullptr) {
+            copy->setValue(unit.getStringValue());
         } else if (unit.value_ != nullptr) {
-            copy->value_ = unit.value_->clone();
-            copy->value_->owner() = copy.get();
+            copy->value(unit.value_->clone());
         }
         Unit* const added = copy.get();
         copying.to->attach(std::move(copy));
@@ -73,7 +76,9 @@ void ListValue::attach(std::unique_ptr<Unit> unit) {
 }
 
 void ListValue::push_back(Unit* unit) {
-    if (unit != nullptr) units_.push_back(unit);
+    if (unit == nullptr) return;
+    if (units_.empty()) units_.reserve(kFirstCapacity);
+    units_.push_back(unit);
 }
 
 void ListValue::clear() noexcept {

@@ -1,6 +1,7 @@
 #include "qor/pml/ntv_unit.h"
 
 #include <algorithm>
+#include <charconv>
 #include <memory>
 #include <new>
 #include <ostream>
@@ -22,6 +23,7 @@ namespace qor::pml::ntv {
 
 namespace {
 
+// What a child without a name is found under: "[0]".
 String indexKey(unsigned long index) {
     String text = "[";
     text += std::to_string(index);
@@ -29,8 +31,26 @@ String indexKey(unsigned long index) {
     return text;
 }
 
-std::unique_ptr<ValueBase> cloneOf(const ValueBase* value) {
-    return std::unique_ptr<ValueBase>(value != nullptr ? value->clone() : nullptr);
+// The index of such a key; npos for any other text.
+unsigned long indexOfKey(istr key) noexcept {
+    if (key.size() < 3 || key[0] != '[' || key[key.size() - 1] != ']') return npos;
+    const char* const first = key.begin() + 1;
+    const char* const last = key.end() - 1;
+    unsigned long index = 0;
+    const auto [end, error] = std::from_chars(first, last, index);
+    const bool canonical = *first != '0' || last - first == 1;
+    return error == std::errc() && end == last && canonical ? index : npos;
+}
+
+[[noreturn]] void raiseDuplicated(const char* func) {
+    QOR_THROW(DuplicatedUnitException, func);
+}
+
+// The names of siblings often differ in their last character alone.
+bool isNamed(const Unit& unit, istr name) noexcept {
+    const String& own = unit.name();
+    return own.size() == name.size() &&
+           (own.empty() || (own.back() == name[name.size() - 1] && istr(own) == name));
 }
 
 template <class Shown>
@@ -57,20 +77,25 @@ Unit::Unit(ValueBase* newValue, Unit* parent) : Unit(parent) {
 }
 
 Unit::Unit(const Unit& other) : Unit(other.name_) {
-    *this << other;
+    type_ = other.type_;
+    if (other.stringValue() != nullptr) {
+        setValue(other.getStringValue());
+    } else if (other.value_ != nullptr) {
+        value(other.value_->clone());
+    }
 }
 
 Unit& Unit::operator=(const Unit& other) {
-    // The name last: it may be refused, and then nothing has changed.
     Unit copy(other);
+    // It may be refused, and then nothing has changed.
     name(copy.name_);
     type_.swap(copy.type_);
-    replaceValue(std::exchange(copy.value_, nullptr), copy.children_);
+    takeValueOf(copy);
     return *this;
 }
 
 Unit::~Unit() {
-    delete value_;
+    dropValue();
 }
 
 const Unit& Unit::null() {
@@ -162,8 +187,7 @@ Unit* Unit::at(istr name) const {
     if (name.empty() || name == ".") return const_cast<Unit*>(this);
     if (name == "/") return root();
     if (name == "..") return parent_;
-    const auto found = children_.find(name);
-    return found != children_.end() ? found->second : nullptr;
+    return findChild(name);
 }
 
 Unit* Unit::at(const unsigned char* begin, const unsigned char* end) const {
@@ -171,8 +195,7 @@ Unit* Unit::at(const unsigned char* begin, const unsigned char* end) const {
 }
 
 Unit* Unit::at(istr name) {
-    const auto found = children_.find(name);
-    if (found != children_.end()) return found->second;
+    if (Unit* const present = findChild(name)) return present;
     std::unique_ptr<Unit> child(new (__FILE__, __LINE__, "qor::pml::ntv::Unit::at") Unit(name));
     append(makeList(), child.get());
     return child.release();
@@ -236,29 +259,49 @@ String Unit::path() const {
 }
 
 void Unit::name(istr text) {
-    if (name_ == text) return;
+    if (isNamed(*this, text)) return;
     String newName(text);
-    if (isAttached()) {
-        Children& siblings = parent_->children_;
-        Unit renamed(newName);
-        renamed.index_ = index_;
-        String newKey = renamed.key();
-        if (!newName.empty() && siblings.contains(newKey)) {
-            QOR_THROW(DuplicatedUnitException, "qor::pml::ntv::Unit::name");
-        }
-        auto entry = siblings.extract(key());
-        entry.key().swap(newKey);
-        const auto place = siblings.insert(std::move(entry));
-        if (!place.inserted) place.position->second = this;
+    if (listAround() != nullptr) {
+        renameIn(*parent_, newName);
+    } else {
+        name_.swap(newName);
     }
+}
+
+ListValue* Unit::listAround() const noexcept {
+    ListValue* const list = parent_ != nullptr ? parent_->listValue() : nullptr;
+    if (list == nullptr) return nullptr;
+    const auto at = index_ < list->size() ? list->begin() + static_cast<long>(index_) : list->end();
+    if (at != list->end() && *at == this) return list;
+    return std::find(list->begin(), list->end(), this) != list->end() ? list : nullptr;
+}
+
+void Unit::renameIn(Unit& holder, String& newName) {
+    if (!newName.empty() && holder.findChild(newName) != nullptr) {
+        raiseDuplicated("qor::pml::ntv::Unit::name");
+    }
+    Children* const siblings = holder.children_.get();
+    if (siblings == nullptr) return name_.swap(newName);
+    if (name_.empty()) {
+        name_.swap(newName);
+        try {
+            siblings->insert(this);
+        } catch (...) {
+            name_.swap(newName);
+            throw;
+        }
+        return;
+    }
+    auto entry = siblings->extract(this);
     name_.swap(newName);
+    if (!name_.empty()) siblings->insert(std::move(entry));
 }
 
 void Unit::value(ValueBase* newValue) {
     if (newValue == value_) return;
     std::unique_ptr<ValueBase> taken(newValue);
-    Children children = initChildrenMap(newValue);
-    replaceValue(taken.release(), children);
+    std::unique_ptr<Children> children = initChildrenMap(newValue);
+    replaceValue(taken.release(), std::move(children));
 }
 
 void Unit::setValue(istr text) {
@@ -268,23 +311,26 @@ void Unit::setValue(istr text) {
         return;
     }
     // Made before a list goes, of which the text may be a part.
-    auto* const newValue =
-        new (__FILE__, __LINE__, "qor::pml::ntv::Unit::setValue") StringValue(text);
-    Children none;
-    replaceValue(newValue, none);
+    text_.emplace(text, this);
+    replaceValue(&*text_);
 }
 
-ValueBase* Unit::popValue() noexcept {
-    setValueOwner(nullptr);
-    children_.clear();
-    return std::exchange(value_, nullptr);
+ValueBase* Unit::popValue() {
+    if (!text_) {
+        setValueOwner(nullptr);
+        children_.reset();
+        return std::exchange(value_, nullptr);
+    }
+    auto* const text = new (__FILE__, __LINE__, "qor::pml::ntv::Unit::popValue") StringValue;
+    text->data().swap(text_->data());
+    dropValue();
+    return text;
 }
 
 void Unit::clear() noexcept {
     name_.clear();
     type_.clear();
-    Children none;
-    replaceValue(nullptr, none);
+    replaceValue(nullptr);
     parent_ = nullptr;
     index_ = 0;
 }
@@ -321,11 +367,9 @@ Unit& Unit::operator<<(const Time& time) {
 }
 
 Unit& Unit::operator<<(const Unit& other) {
-    String newType = other.type_;
-    std::unique_ptr<ValueBase> copy = cloneOf(other.value_);
-    Children children = initChildrenMap(copy.get());
-    replaceValue(copy.release(), children);
-    type_.swap(newType);
+    Unit copy(other);
+    takeValueOf(copy);
+    type_.swap(copy.type_);
     return *this;
 }
 
@@ -402,16 +446,6 @@ bool Unit::getValue(ListValue*& target) const noexcept {
     return target != nullptr;
 }
 
-StringValue* Unit::stringValue() const noexcept {
-    const bool is = value_ != nullptr && value_->kind_ == ValueBase::Kind::Text;
-    return is ? static_cast<StringValue*>(value_) : nullptr;
-}
-
-ListValue* Unit::listValue() const noexcept {
-    const bool is = value_ != nullptr && value_->kind_ == ValueBase::Kind::List;
-    return is ? static_cast<ListValue*>(value_) : nullptr;
-}
-
 istr Unit::getStringValue() const noexcept {
     const StringValue* const text = stringValue();
     return text != nullptr ? istr(text->data()) : istr();
@@ -476,29 +510,63 @@ String Unit::key() const {
     return name_.empty() ? indexKey(index_) : name_;
 }
 
-bool Unit::isAttached() const {
-    if (parent_ == nullptr) return false;
-    const auto entry = parent_->children_.find(key());
-    return entry != parent_->children_.end() && entry->second == this;
+bool Unit::ByName::operator()(const Unit* left, const Unit* right) const noexcept {
+    return istr(left->name_) < istr(right->name_);
 }
 
-void Unit::copyIntoMap(Children& children, Unit* child) {
-    if (child->name_.empty()) {
-        children.insert_or_assign(indexKey(child->index_), child);
-    } else if (!children.try_emplace(child->name_, child).second) {
-        QOR_THROW(DuplicatedUnitException, "qor::pml::ntv::Unit::copyIntoMap");
-    }
+bool Unit::ByName::operator()(const Unit* left, istr right) const noexcept {
+    return istr(left->name_) < right;
 }
 
-Unit::Children Unit::initChildrenMap(ValueBase* value) {
-    Children children;
-    if (value == nullptr || value->kind_ != ValueBase::Kind::List) return children;
+bool Unit::ByName::operator()(istr left, const Unit* right) const noexcept {
+    return left < istr(right->name_);
+}
+
+Unit* Unit::unnamedIn(const ListValue& list, unsigned long count, istr key) noexcept {
+    const unsigned long index = indexOfKey(key);
+    const bool is = index < count && list.units_[index]->name_.empty();
+    return is ? list.units_[index] : nullptr;
+}
+
+Unit* Unit::searchIn(const ListValue& list, unsigned long count, istr name) noexcept {
+    const auto end = list.begin() + static_cast<long>(count);
+    const auto found =
+        std::find_if(list.begin(), end, [&](const Unit* unit) { return isNamed(*unit, name); });
+    return found != end ? *found : nullptr;
+}
+
+Unit* Unit::findChild(istr name) const noexcept {
+    const ListValue* const list = listValue();
+    if (list == nullptr || name.empty()) return nullptr;
+    if (Unit* const unnamed = unnamedIn(*list, list->size(), name)) return unnamed;
+    if (children_ == nullptr) return searchIn(*list, list->size(), name);
+    const auto found = children_->find(name);
+    return found != children_->end() ? *found : nullptr;
+}
+
+std::unique_ptr<Unit::Children> Unit::initChildrenMap(const ValueBase* value) {
+    if (value == nullptr || value->kind_ != ValueBase::Kind::List) return nullptr;
+    const auto& list = static_cast<const ListValue&>(*value);
+    auto children = list.size() > kSearched ? std::make_unique<Children>() : nullptr;
     unsigned long index = 0;
-    for (Unit* const child : *static_cast<ListValue*>(value)) {
+    for (Unit* const child : list) {
+        const istr name = child->name_;
+        const bool taken =
+            !name.empty() && (unnamedIn(list, index, name) != nullptr ||
+                              (children != nullptr ? !children->insert(child).second
+                                                   : searchIn(list, index, name) != nullptr));
+        if (taken) raiseDuplicated("qor::pml::ntv::Unit::copyIntoMap");
         child->index_ = index++;
-        copyIntoMap(children, child);
     }
     return children;
+}
+
+void Unit::copyIntoMap(const ListValue& list, Unit* child) {
+    if (children_ == nullptr) {
+        children_ = initChildrenMap(&list);
+    } else if (!child->name_.empty()) {
+        children_->insert(child);
+    }
 }
 
 void Unit::setValueOwner(Unit* owner) noexcept {
@@ -510,9 +578,31 @@ void Unit::setValueOwner(Unit* owner) noexcept {
         child->parent_ = owner;
 }
 
-void Unit::replaceValue(ValueBase* newValue, Children& children) noexcept {
-    delete std::exchange(value_, newValue);
-    children_.swap(children);
+void Unit::dropValue() noexcept {
+    if (text_ && value_ == &*text_) {
+        text_.reset();
+    } else {
+        delete value_;
+    }
+    value_ = nullptr;
+}
+
+void Unit::takeValueOf(Unit& other) noexcept {
+    if (other.text_) {
+        String text = std::move(other.text_->data());
+        other.dropValue();
+        replaceValue(nullptr);
+        text_.emplace(this).data() = std::move(text);
+        value_ = &*text_;
+    } else {
+        replaceValue(std::exchange(other.value_, nullptr), std::move(other.children_));
+    }
+}
+
+void Unit::replaceValue(ValueBase* newValue, std::unique_ptr<Children> children) noexcept {
+    dropValue();
+    value_ = newValue;
+    children_ = std::move(children);
     setValueOwner(this);
 }
 
@@ -520,34 +610,28 @@ ListValue& Unit::makeList() {
     if (ListValue* const present = listValue()) return *present;
     std::unique_ptr<ListValue> list(new (__FILE__, __LINE__, "qor::pml::ntv::Unit::addChild")
                                         ListValue);
-    Children children;
-    if (StringValue* const text = stringValue()) {
+    if (stringValue() != nullptr) {
         std::unique_ptr<Unit> first(new (__FILE__, __LINE__, "qor::pml::ntv::Unit::addChild") Unit);
-        copyIntoMap(children, first.get());
         list->push_back(first.get());
-        Children none;
-        first.release()->replaceValue(std::exchange(value_, nullptr), none);
+        first.release()->takeValueOf(*this);
     }
-    replaceValue(list.release(), children);
+    replaceValue(list.release());
     return *listValue();
 }
 
 void Unit::append(ListValue& list, Unit* child) {
-    Unit* const formerParent = std::exchange(child->parent_, this);
-    const unsigned long formerIndex = std::exchange(child->index_, list.size());
-    try {
-        list.push_back(child);
+    if (findChild(child->name_) != nullptr) raiseDuplicated("qor::pml::ntv::Unit::copyIntoMap");
+    list.push_back(child);
+    if (list.size() > kSearched) {
         try {
-            copyIntoMap(children_, child);
+            copyIntoMap(list, child);
         } catch (...) {
             list.units_.pop_back();
             throw;
         }
-    } catch (...) {
-        child->parent_ = formerParent;
-        child->index_ = formerIndex;
-        throw;
     }
+    child->parent_ = this;
+    child->index_ = list.size() - 1;
 }
 
 std::ostream& operator<<(std::ostream& os, const Unit& unit) {

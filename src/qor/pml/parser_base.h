@@ -1,12 +1,14 @@
 #ifndef QOR_SRC_PML_PARSER_BASE_H
 #define QOR_SRC_PML_PARSER_BASE_H
 
-#include <cwchar>
+#include <algorithm>
+#include <array>
 #include <istream>
 #include <memory>
 #include <new>
 #include <string>
 #include <type_traits>
+#include <utility>
 #include <vector>
 
 #include "qor/base/base_type_char.h"
@@ -19,23 +21,31 @@ namespace qor::pml {
 
 template <class Char>
 bool isBlank(Char c) noexcept {
-    // Nearly all characters are graphic ones of ASCII, which no locale takes for blanks.
-    return !(c > Char(' ') && c < Char(127)) && CharIsSpace(c);
+    // No locale has another opinion on these, of which nearly all text is made.
+    if (c > ' ' && c < 127) return false;
+    if (c == ' ' || (c >= '\t' && c <= '\r')) return true;
+    return CharIsSpace(c);
 }
 
 // Characters of which a token is made as they stand.
 template <class Char>
-bool isPlain(Char c) noexcept {
-    switch (c) {
-        case '(':
-        case ')':
-        case ':':
-        case '\'':
-        case '"':
-        case '^':
-            return false;
-        default:
-            return true;
+constexpr bool isPlain(Char c) noexcept {
+    return c != '(' && c != ')' && c != ':' && c != '\'' && c != '"' && c != '^';
+}
+
+constexpr auto kPlain = [] {
+    std::array<bool, 256> plain{};
+    for (unsigned c = 0; c < plain.size(); ++c)
+        plain[c] = isPlain(static_cast<char>(c));
+    return plain;
+}();
+
+template <class Char>
+const Char* endOfPlain(const Char* at, const Char* end) noexcept {
+    if constexpr (sizeof(Char) == 1) {
+        return std::find_if(at, end, [](Char c) { return !kPlain[static_cast<unsigned char>(c)]; });
+    } else {
+        return std::find_if(at, end, [](Char c) { return !isPlain(c); });
     }
 }
 
@@ -55,9 +65,7 @@ public:
     }
     void skip() noexcept { ++at_; }
     void takePlain(std::basic_string<Char>& token) {
-        const Char* const start = at_;
-        while (at_ != end_ && isPlain(*at_))
-            ++at_;
+        const Char* const start = std::exchange(at_, endOfPlain(at_, end_));
         token.append(start, at_);
     }
 
@@ -219,7 +227,7 @@ private:
             return begin(flag_ == NameDelimiter ? PasingType : PasingValue);
         }
         if (found) source_.skip();
-        StrTrimRight(token_);
+        trimRight();
         unescapeToken();
         unit.setValue(text(token_));
         return nullptr;
@@ -265,8 +273,12 @@ private:
         return false;
     }
 
+    void trimRight() {
+        if (!token_.empty() && isBlank(token_.back())) StrTrimRight(token_);
+    }
+
     bool endToken(Flag flag) {
-        StrTrimRight(token_);
+        trimRight();
         flag_ = flag;
         return true;
     }

@@ -1,6 +1,5 @@
 #include "qor/pml/pml_parser.h"
 
-#include <algorithm>
 #include <functional>
 #include <memory>
 
@@ -39,12 +38,16 @@ bool fromPointer(ntv::Unit& unit, const Char*& text, Content content) {
     return fromText(unit, text, text + StrLen(text), content);
 }
 
-// Names are short, and may stand inside the unit itself, where the parser writes.
-bool isPartOf(istr text, const String& name) noexcept {
-    const std::less<> less;
-    return !less(text.data(), name.data()) && !less(name.data() + name.size(), text.data());
+// Short text may stand inside the unit itself, where the parser writes.
+bool isPartOf(istr text, istr own) noexcept {
+    const std::less<const char*> less;
+    return !less(text.data(), own.data()) && !less(own.end(), text.data());
 }
-bool isPartOf(iwstr, const String&) noexcept {
+bool isInside(istr text, const ntv::Unit& unit) noexcept {
+    return isPartOf(text, unit.name()) || isPartOf(text, unit.type()) ||
+           isPartOf(text, unit.getStringValue());
+}
+bool isInside(iwstr, const ntv::Unit&) noexcept {
     return false;
 }
 
@@ -52,13 +55,14 @@ bool isPartOf(iwstr, const String&) noexcept {
 template <class View>
 bool fromView(ntv::Unit& unit, View text, Content content) {
     using Char = std::remove_cvref_t<decltype(*text.data())>;
-    if (isPartOf(text, unit.name()) || isPartOf(text, unit.type())) {
+    if (isInside(text, unit)) {
         const std::basic_string<Char> copy(text);
         return fromView(unit, View(copy), content);
     }
     const std::unique_ptr<ntv::ValueBase> former(unit.popValue());
     const Char* begin = text.begin();
-    const Char* const end = text.empty() ? begin : std::find(begin, text.end(), Char());
+    const Char* const zero = std::char_traits<Char>::find(begin, text.size(), Char());
+    const Char* const end = zero != nullptr ? zero : text.end();
     return fromText(unit, begin, end, content);
 }
 

@@ -359,7 +359,6 @@ bool File::readAll(std::wstring& out) const {
 }
 
 bool File::write(istr text) noexcept {
-    if (!valid()) return fail(EBADF);
     return platform::writeFile(handle_, std::string_view(text));
 }
 

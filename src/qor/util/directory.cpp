@@ -1,0 +1,304 @@
+#include "qor/util/directory.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <iterator>
+#include <limits>
+#include <string_view>
+#include <typeinfo>
+
+#include "platform/filesystem.h"
+#include "qor/base/base_type_convert.h"
+#include "qor/base/open_flags.h"
+#include "qor/util/util_func.h"
+
+namespace qor {
+
+using pml::ntv::IntegerValue;
+using pml::ntv::ListValue;
+using pml::ntv::Unit;
+
+namespace {
+
+std::string nativePath(iwstr name) {
+    return platform::nativePath(std::wstring_view(name.begin(), name.end()));
+}
+
+void* asHandle(int fd) noexcept {
+    return reinterpret_cast<void*>(static_cast<std::intptr_t>(fd));
+}
+
+int descriptorOf(void* handle) noexcept {
+    return static_cast<int>(reinterpret_cast<std::intptr_t>(handle));
+}
+
+long long sizeOf(const Unit& unit) noexcept {
+    // The class is final: its values have this very type.
+    const pml::ntv::ValueBase* const value = unit.value();
+    if (value == nullptr || typeid(*value) != typeid(IntegerValue)) return -1;
+    return static_cast<const IntegerValue*>(value)->data().value();
+}
+
+bool isPlain(std::string_view name) noexcept {
+    return std::all_of(name.begin(), name.end(), [](char c) { return c >= 0; });
+}
+
+void widen(const String& name, std::wstring& wide) {
+    if (!isPlain(name)) return utf8ToWstring(name, wide);
+    wide.resize(name.size());
+    std::copy(name.begin(), name.end(), wide.begin());
+}
+
+// The unit of a new entry, or null if there is one of that name.
+Unit* addEntry(Unit& unit, istr name, const platform::FileStatus& status) {
+    const unsigned long before = unit.numofChildren();
+    Unit* const child = unit.at(name);
+    if (unit.numofChildren() == before) return nullptr;
+    if (status.isDirectory) {
+        child->initValueAsList();
+    } else {
+        child->value(IntegerValue::create(status.size));
+    }
+    return child;
+}
+
+// Fills units with what lies in directories, however deep. Directories whose own directories are
+// not all read yet wait open, so that these are found without a path, but only the deepest of them:
+// an outer one is found again from what lay in it.
+class TreeWalk {
+public:
+    // False when the directory can't be read, or one that waited can't be found again.
+    bool run(platform::OpenDirectory directory, Unit& unit) {
+        bool complete = read(std::move(directory), unit);
+        while (!waiting_.empty()) {
+            if (waiting_.back().inner.empty()) {
+                complete = leave() && complete;
+            } else {
+                const Entry entry = std::move(waiting_.back().inner.back());
+                waiting_.back().inner.pop_back();
+                read(waiting_.back().directory.child(entry.name.c_str()), *entry.unit);
+            }
+        }
+        return complete;
+    }
+
+private:
+    static constexpr std::size_t mostOpen = 30;
+
+    struct Entry {
+        std::string name;
+        Unit* unit;
+    };
+    struct Level {
+        platform::OpenDirectory directory;
+        std::vector<Entry> inner;  // not read yet
+        platform::DirectoryId id = {};
+    };
+
+    bool read(platform::OpenDirectory directory, Unit& unit) {
+        if (!directory.valid()) return false;
+        Level level{std::move(directory), {}};
+        const char* name = nullptr;
+        platform::FileStatus status;
+        int result;
+        while ((result = level.directory.next(name, status)) == 1) {
+            Unit* const child = isPlain(name)
+                                    ? addEntry(unit, name, status)
+                                    : addEntry(unit, toUtf8(wstr(toWstring(utf8(name)))), status);
+            if (child != nullptr && status.isDirectory) level.inner.push_back({name, child});
+        }
+        if (!level.inner.empty()) enter(std::move(level));
+        return result == 0;
+    }
+
+    void enter(Level level) {
+        waiting_.push_back(std::move(level));
+        if (waiting_.size() - firstOpen_ <= mostOpen) return;
+        Level& outermost = waiting_[firstOpen_++];
+        outermost.id = outermost.directory.id();
+        outermost.directory.close();
+    }
+
+    bool leave() {
+        const Level left = std::move(waiting_.back());
+        waiting_.pop_back();
+        if (waiting_.empty() || waiting_.size() > firstOpen_) return true;
+        Level& outer = waiting_.back();
+        outer.directory = left.directory.parent();
+        --firstOpen_;
+        // From what has been moved meanwhile the way leads elsewhere.
+        if (outer.directory.valid() && outer.directory.id() == outer.id) return true;
+        outer.directory.close();
+        return false;
+    }
+
+    std::vector<Level> waiting_;  // each in the one before
+    std::size_t firstOpen_ = 0;
+};
+
+bool fillTree(iwstr dir, const std::list<std::wstring>& entries, Unit& tree) {
+    tree.initValueAsList();
+    if (entries.empty()) return TreeWalk().run(platform::OpenDirectory(nativePath(dir)), tree);
+    bool complete = true;
+    for (const std::wstring& name : entries) {
+        const std::string path = platform::nativePath(Filename(dir, name).full());
+        platform::FileStatus status;
+        if (!platform::fileStatus(path, status)) complete = false;
+        Unit* const child = addEntry(tree, toUtf8(wstr(name)), status);
+        if (child == nullptr || !status.isDirectory) continue;
+        if (!TreeWalk().run(platform::OpenDirectory(path), *child)) complete = false;
+    }
+    return complete;
+}
+
+std::vector<DirItem> itemsOf(const ListValue& tree, iwstr dir) {
+    struct Level {
+        const ListValue* list;
+        std::size_t next;
+        std::size_t pathSize;
+    };
+    std::vector<DirItem> items;
+    std::wstring path = dir;
+    std::wstring name;
+    std::vector<Level> open{{&tree, 0, path.size()}};
+    while (!open.empty()) {
+        Level& level = open.back();
+        if (level.next == level.list->size()) {
+            open.pop_back();
+            continue;
+        }
+        const Unit* const child = level.list->data()[level.next++];
+        if (child == nullptr) QOR_THROW(NullPointerException, "qor::Directory::recurseDirTree");
+        path.resize(level.pathSize);
+        widen(child->name(), name);
+        Filename::join(path, name);
+        items.emplace_back(*child, path);
+        const ListValue* const inner = child->listValue();
+        if (inner != nullptr) open.push_back({inner, 0, path.size()});
+    }
+    return items;
+}
+
+}  // namespace
+
+DirItem::DirItem(const Unit& unit, const iwstr& name)
+    : DirItem(!unit.simple(), name, sizeOf(unit), &unit) {}
+
+dumper& DirItem::dump(dumper& d) const {
+    d.write(name_).raw(", ");
+    return isDir_ ? d.raw("<dir>") : d.write(size_);
+}
+
+Directory::Directory() : files_(std::make_unique<Unit>()) {
+    files_->initValueAsList();
+}
+
+Directory::Directory(const iwstr& name) : Directory() {
+    setup(name);
+}
+
+Directory::~Directory() = default;
+
+bool Directory::setup(const iwstr& name) {
+    return setup(name, {});
+}
+
+bool Directory::setup(const iwstr& name, const std::list<std::wstring>& entries) {
+    std::wstring kept = name;
+    auto files = std::make_unique<Unit>();
+    const bool complete = fillTree(name, entries, *files);
+    std::vector<DirItem> items = itemsOf(*files->listValue(), iwstr());
+
+    name_ = std::move(kept);
+    files_ = std::move(files);
+    items_ = std::move(items);
+    totalSize_ = 0;
+    for (const DirItem& item : items_) {
+        const long long room = std::numeric_limits<long long>::max() - totalSize_;
+        totalSize_ += std::clamp(item.size(), 0LL, room);
+    }
+    return complete;
+}
+
+const DirItem& Directory::at(unsigned long index) const {
+    if (index >= items_.size()) QOR_THROW(OutOfRangeException, "qor::Directory::at");
+    return items_[index];
+}
+
+bool Directory::setupDirTree(const iwstr& dir, Unit* unit) {
+    return setupDirTree(dir, {}, unit);
+}
+
+bool Directory::setupDirTree(const iwstr& dir, const std::list<std::wstring>& entries, Unit* unit) {
+    if (unit == nullptr) QOR_THROW(NullPointerException, "qor::Directory::setupDirTree");
+    Unit tree;
+    const bool complete = fillTree(dir, entries, tree);
+    unit->value(tree.popValue());
+    return complete;
+}
+
+bool Directory::recurseDirTree(const iwstr& dir, const Unit& unit, std::vector<DirItem>& out) {
+    const ListValue* const tree = unit.listValue();
+    if (tree == nullptr) return false;
+    std::vector<DirItem> items = itemsOf(*tree, dir);
+    out.insert(out.end(), std::make_move_iterator(items.begin()),
+               std::make_move_iterator(items.end()));
+    return true;
+}
+
+TriBool Directory::isDirectory(const iwstr& name) {
+    platform::FileStatus status;
+    if (!platform::fileStatus(nativePath(name), status)) return -1;
+    return status.isDirectory;
+}
+
+long long Directory::getFileSize(const iwstr& name) {
+    platform::FileStatus status;
+    platform::fileStatus(nativePath(name), status);
+    return status.size;
+}
+
+bool Directory::createFile(const iwstr& name, bool truncate) {
+    const int flags = OpenRead | OpenCreate | (truncate ? OpenTruncate : 0);
+    return closeFile(asHandle(platform::openFile(nativePath(name), flags)));
+}
+
+void* Directory::openFileForRead(const iwstr& name) {
+    return asHandle(platform::openFile(nativePath(name), OpenBinary | OpenRead));
+}
+
+void* Directory::openFileForWrite(const iwstr& name, bool truncate) {
+    const int flags = OpenBinary | OpenReadWrite | OpenCreate | (truncate ? OpenTruncate : 0);
+    return asHandle(platform::openFile(nativePath(name), flags));
+}
+
+bool Directory::readFileAt(void* handle, long long position, Bytes& out) noexcept {
+    out.size(0);
+    if (out.buffer() == nullptr) return false;
+    const long long got =
+        platform::readFileAt(descriptorOf(handle), out.buffer(), out.max_size(), position);
+    if (got > 0) out.size(static_cast<unsigned long>(got));
+    return got >= 0;
+}
+
+bool Directory::writeFileAt(void* handle, long long position, const istr& bytes) noexcept {
+    return platform::writeFileAt(descriptorOf(handle), std::string_view(bytes), position);
+}
+
+bool Directory::closeFile(void* handle) noexcept {
+    return platform::closeFile(descriptorOf(handle));
+}
+
+bool Directory::readFrom(const iwstr& name, long long position, Bytes& out) {
+    void* const handle = openFileForRead(name);
+    const bool done = readFileAt(handle, position, out);
+    return closeFile(handle) && done;
+}
+
+bool Directory::writeTo(const iwstr& name, long long position, const istr& bytes) {
+    void* const handle = openFileForWrite(name, false);
+    const bool done = writeFileAt(handle, position, bytes);
+    return closeFile(handle) && done;
+}
+
+}  // namespace qor

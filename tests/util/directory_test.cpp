@@ -1,0 +1,281 @@
+#include "qor/util/directory.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <map>
+#include <thread>
+
+#include "qor/util/file.h"
+#include "support/allocation.h"
+#include "support/raised.h"
+#include "support/temp_dir.h"
+
+namespace qor {
+namespace {
+
+using pml::ntv::Unit;
+using support::TempDir;
+
+void makeDir(const std::string& path) {
+    ASSERT_EQ(::mkdir(path.c_str(), 0700), 0) << path;
+}
+
+// Each item's text, without regard to the order of the system.
+std::map<std::wstring, std::string> shown(const Directory& directory) {
+    std::map<std::wstring, std::string> all;
+    for (const DirItem& item : directory.items()) {
+        dumper d(true);
+        EXPECT_TRUE(all.emplace(item.name(), (item.dump(d), d.str())).second);
+        EXPECT_EQ(item.isDir(), !item.unit()->simple());
+    }
+    return all;
+}
+using Shown = std::map<std::wstring, std::string>;
+
+// One descriptor is used for each level on the way.
+void makeChain(const std::string& path, const char* name, int depth) {
+    int fd = ::open(path.c_str(), O_RDONLY | O_DIRECTORY);
+    for (int i = 0; i < depth; ++i) {
+        ASSERT_EQ(::mkdirat(fd, name, 0700), 0);
+        ASSERT_EQ(::mkdirat(fd, "other", 0700), 0);
+        const int inner = ::openat(fd, name, O_RDONLY | O_DIRECTORY);
+        ::close(fd);
+        fd = inner;
+    }
+    ::close(::openat(fd, "end", O_WRONLY | O_CREAT, 0600));
+    ::close(fd);
+}
+
+TEST(Directory, EmptyDirectoriesAreEmptyLists) {
+    const TempDir dir;
+    const Directory directory(dir.wide());
+    EXPECT_EQ(directory.homeDir(), dir.wide());
+    EXPECT_EQ(directory.numof(), 0U);
+    EXPECT_EQ(directory.totalSize(), 0);
+    EXPECT_FALSE(directory.files().simple());
+    EXPECT_EQ(directory.files().numofChildren(), 0U);
+    EXPECT_FALSE(Directory().files().simple());
+    EXPECT_EQ(support::raisedIn<OutOfRangeException>([&] { directory.at(0); }),
+              "qor::Directory::at");
+}
+
+TEST(Directory, SnapshotsAreATreeAndAList) {
+    const TempDir dir;
+    dir.file("a.txt", "abc");
+    dir.file("[0]", "");
+    makeDir(dir.path("é"));
+    dir.file("é/b", "12345");
+    makeDir(dir.path("é/none"));
+    Directory directory;
+    EXPECT_TRUE(directory.setup(dir.wide()));
+    EXPECT_EQ(shown(directory), (Shown{{L"a.txt", "a.txt, 3"},
+                                       {L"[0]", "[0], 0"},
+                                       {L"\u00e9", "é, <dir>"},
+                                       {L"\u00e9\\b", "é\\b, 5"},
+                                       {L"\u00e9\\none", "é\\none, <dir>"}}));
+    EXPECT_EQ(directory.totalSize(), 8);
+    EXPECT_EQ(directory.at(4).unit()->root(), &directory.files());
+    const Unit* const inner = directory.files().find("é/b");
+    ASSERT_NE(inner, nullptr);
+    EXPECT_EQ(DirItem(*inner, L"x").size(), 5);
+    // Each directory stands in front of what is in it.
+    const std::vector<DirItem>& items = directory.items();
+    EXPECT_TRUE(std::is_sorted(items.begin(), items.end(), [](const auto& left, const auto& right) {
+        return iwstr(right.name()).beginWith(left.name() + L"\\");
+    }));
+    for (const DirItem& item : items) {
+        const std::wstring path = dir.wide() + L"\\" + item.name();
+        EXPECT_EQ(Directory::getFileSize(path), item.size());
+        EXPECT_EQ(Directory::isDirectory(path), item.isDir());
+    }
+
+    EXPECT_FALSE(directory.setup(dir.wide(), {L"\u00e9", L"absent", L"\u00e9/b", L"absent"}));
+    EXPECT_EQ(shown(directory), (Shown{{L"\u00e9", "é, <dir>"},
+                                       {L"\u00e9\\b", "é\\b, 5"},
+                                       {L"\u00e9\\none", "é\\none, <dir>"},
+                                       {L"\u00e9/b", "é/b, 5"},
+                                       {L"absent", "absent, -1"}}));
+    EXPECT_EQ(directory.totalSize(), 10);
+    EXPECT_FALSE(directory.setup(dir.wide(L"absent")));
+    EXPECT_EQ(directory.numof(), 0U);
+}
+
+TEST(Directory, LinksPipesAndStrangeNamesAreShownAndNotFollowed) {
+    const TempDir dir;
+    dir.file("file", "abc");
+    dir.file("\xFF", "1");
+    makeDir(dir.path("dir"));
+    ASSERT_EQ(::symlink("..", dir.path("dir/up").c_str()), 0);
+    ASSERT_EQ(::symlink("loop", dir.path("loop").c_str()), 0);
+    ASSERT_EQ(::symlink("file", dir.path("link").c_str()), 0);
+    ASSERT_EQ(::mkfifo(dir.path("pipe").c_str(), 0600), 0);
+    Directory directory;
+    EXPECT_TRUE(directory.setup(dir.wide()));
+    const Shown all{{L"file", "file, 3"},   {L"\uFFFD", "\uFFFD, 1"},
+                    {L"dir", "dir, <dir>"}, {L"dir\\up", "dir\\up, <dir>"},
+                    {L"loop", "loop, -1"},  {L"link", "link, 3"},
+                    {L"pipe", "pipe, 0"}};
+    EXPECT_EQ(shown(directory), all);
+    EXPECT_EQ(directory.totalSize(), 7);
+    // Reads as the other one.
+    makeDir(dir.path("\xFE"));
+    EXPECT_TRUE(directory.setup(dir.wide()));
+    EXPECT_EQ(directory.numof(), all.size());
+    EXPECT_LE(directory.totalSize(), 7);
+    // What is given, and not found, may be a link.
+    EXPECT_TRUE(directory.setup(dir.wide(), {L"dir/up"}));
+    EXPECT_EQ(directory.numof(), 1 + all.size());
+    EXPECT_TRUE(directory.setup(dir.wide(L"dir/up")));
+    EXPECT_EQ(directory.numof(), all.size());
+}
+
+// With two directories on each level, all of the outer ones have something left to be read.
+TEST(Directory, NeitherDepthNorTheLengthOfPathsMatters) {
+    const TempDir dir;
+    constexpr int depth = 300;
+    makeChain(dir.path(), "a name that makes the whole path longer than the system takes", depth);
+    rlimit before;
+    ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &before), 0);
+    rlimit few = before;
+    few.rlim_cur = support::openDescriptors() + 32;
+    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &few), 0);
+    const unsigned open = support::openDescriptors();
+    Directory directory;
+    EXPECT_TRUE(directory.setup(dir.wide()));
+    EXPECT_EQ(support::openDescriptors(), open);
+    ::setrlimit(RLIMIT_NOFILE, &before);
+    EXPECT_EQ(directory.numof(), 2U * depth + 1);
+    const auto& items = directory.items();
+    EXPECT_EQ(std::count_if(items.begin(), items.end(), [](const auto& i) { return !i.isDir(); }),
+              1);
+}
+
+TEST(Directory, TreesThatChangeWhileTheyAreReadAreShownInPart) {
+    const TempDir dir;
+    std::atomic<bool> done = false;
+    std::atomic<int> changes = 0;
+    std::thread changing([&] {
+        while (!done) {
+            makeDir(dir.path("x"));
+            dir.file("x/f", "1");
+            ::rename(dir.path("x").c_str(), dir.path("y").c_str());
+            ::unlink(dir.path("y/f").c_str());
+            ::rmdir(dir.path("y").c_str());
+            ++changes;
+        }
+    });
+    Directory directory;
+    const unsigned open = support::openDescriptors();
+    while (changes < 200) {
+        EXPECT_TRUE(directory.setup(dir.wide()));
+        EXPECT_LE(directory.numof(), 4U);
+        EXPECT_LE(directory.totalSize(), 2);
+    }
+    done = true;
+    changing.join();
+    EXPECT_EQ(support::openDescriptors(), open);
+}
+
+TEST(Directory, MemoryThatRunsOutLeavesTheSnapshot) {
+    const TempDir dir;
+    makeDir(dir.path("inner"));
+    dir.file("inner/\xC3\xA9 with a name that is allocated", "12");
+    dir.file("inner/\xFF", "");
+    const unsigned open = support::openDescriptors();
+    Directory directory;
+    EXPECT_GT(support::failEachAllocation([&] { directory.setup(dir.wide()); },
+                                          [&] { EXPECT_EQ(directory.numof(), 0U); }),
+              10U);
+    EXPECT_EQ(directory.totalSize(), 2);
+    Unit tree("name");
+    tree << "value";
+    EXPECT_GT(support::failEachAllocation([&] { Directory::setupDirTree(dir.wide(), &tree); },
+                                          [&] { EXPECT_EQ(tree.getStringValue(), "value"); }),
+              10U);
+    std::vector<DirItem> items(1);
+    EXPECT_GT(support::failEachAllocation([&] { Directory::recurseDirTree(L"in", tree, items); },
+                                          [&] { EXPECT_EQ(items.size(), 1U); }),
+              3U);
+    EXPECT_EQ(items.size(), 4U);
+    EXPECT_TRUE(items.back().name().starts_with(L"in\\inner\\"));
+    EXPECT_EQ(support::openDescriptors(), open);
+}
+
+TEST(Directory, NullUnitsAreMisuse) {
+    EXPECT_EQ(
+        support::raisedIn<NullPointerException>([] { Directory::setupDirTree(L".", nullptr); }),
+        "qor::Directory::setupDirTree");
+    std::vector<DirItem> items;
+    EXPECT_FALSE(Directory::recurseDirTree(L"", Unit(), items));
+}
+
+TEST(DirectoryFiles, AreReadAndWrittenAtPositions) {
+    const TempDir dir;
+    const std::wstring name = dir.wide(L"a");
+    EXPECT_EQ(Directory::isDirectory(name), TriBool());
+    EXPECT_TRUE(Directory::createFile(name, false));
+    EXPECT_TRUE(Directory::isEmptyFile(name));
+    EXPECT_TRUE(Directory::writeTo(name, 2, "abc"));
+    EXPECT_TRUE(Directory::writeTo(name, 0, "x"));
+    EXPECT_TRUE(Directory::createFile(name, false));
+    Bytes bytes(10UL);
+    EXPECT_TRUE(Directory::readFrom(name, 0, bytes));
+    EXPECT_EQ(bytes, istr("x\0abc", 5));
+    EXPECT_TRUE(Directory::readFrom(name, 9, bytes));
+    EXPECT_TRUE(bytes.empty());
+    EXPECT_FALSE(Directory::readFrom(name, -1, bytes));
+    EXPECT_FALSE(Directory::writeTo(name, -1, "x"));
+    Bytes none;
+    EXPECT_FALSE(Directory::readFrom(name, 0, none));
+    constexpr long long far = 5LL << 30;
+    EXPECT_TRUE(Directory::writeTo(name, far, "x"));
+    EXPECT_EQ(Directory::getFileSize(name), far + 1);
+
+    void* const handle = Directory::openFileForWrite(name, true);
+    EXPECT_EQ(Directory::getFileSize(name), 0);
+    EXPECT_TRUE(Directory::writeFileAt(handle, 0, "ab"));
+    EXPECT_TRUE(Directory::readFileAt(handle, 1, bytes));
+    EXPECT_EQ(bytes, "b");
+    EXPECT_TRUE(Directory::closeFile(handle));
+    EXPECT_FALSE(Directory::writeFileAt(handle, 0, ""));
+    void* const reading = Directory::openFileForRead(name);
+    EXPECT_FALSE(Directory::writeFileAt(reading, 0, "x"));
+    EXPECT_TRUE(Directory::closeFile(reading));
+    EXPECT_TRUE(Directory::createFile(name, true));
+    EXPECT_TRUE(Directory::isEmptyFile(name));
+}
+
+TEST(DirectoryFiles, FailuresAreResultsAndLeaveNoHandle) {
+    const TempDir dir;
+    const std::wstring present = dir.file("present", "x");
+    ASSERT_EQ(::symlink("loop", dir.path("loop").c_str()), 0);
+    void* const invalid = Directory::openFileForRead(L"");
+    EXPECT_EQ(reinterpret_cast<std::uintptr_t>(invalid), ~std::uintptr_t{0});
+    const unsigned open = support::openDescriptors();
+    for (const std::wstring& name :
+         {std::wstring(), dir.wide(L"absent/x"), dir.wide(), present + L"/x", dir.wide(L"loop"),
+          dir.wide(std::wstring(256, L'x')), present + std::wstring(1, L'\0')}) {
+        EXPECT_EQ(Directory::isDirectory(name), name == dir.wide() ? TriBool(true) : TriBool());
+        EXPECT_EQ(Directory::getFileSize(name), -1);
+        EXPECT_FALSE(Directory::isEmptyFile(name) || Directory::createFile(name, false));
+        Bytes bytes(istr("old"));
+        EXPECT_FALSE(Directory::readFrom(name, 0, bytes) || Directory::writeTo(name, 0, ""));
+        EXPECT_TRUE(bytes.empty());
+        if (name == dir.wide()) continue;
+        Directory directory;
+        EXPECT_FALSE(directory.setup(name));
+        EXPECT_EQ(directory.numof(), 0U);
+    }
+    EXPECT_EQ(Directory::isDirectory(present), 0);
+    EXPECT_EQ(support::openDescriptors(), open);
+}
+
+}  // namespace
+}  // namespace qor
