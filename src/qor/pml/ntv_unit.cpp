@@ -342,15 +342,17 @@ Unit& Unit::operator<<(iwstr text) {
     wstringToUtf8(text, utf8Text);
     String encoded;
     Base64::encode(utf8Text, encoded, false);
+    setValue(encoded);
     type("utf8");
-    return *this << encoded;
+    return *this;
 }
 
 Unit& Unit::operator<<(const Bytes& bytes) {
     String encoded;
     Base64::encode(bytes, encoded, false);
+    setValue(encoded);
     type("base64");
-    return *this << encoded;
+    return *this;
 }
 
 Unit& Unit::operator<<(const Time& time) {
