@@ -44,6 +44,8 @@ public:
 private:
     friend class Unit;
     void appendCopies(const Units& units);
+    // Then the first few units are added without a need of memory.
+    void makeRoomForFirst();
     // Tells the unit whose value the list is.
     void attach(std::unique_ptr<Unit> unit);
 

@@ -77,8 +77,12 @@ void ListValue::attach(std::unique_ptr<Unit> unit) {
 
 void ListValue::push_back(Unit* unit) {
     if (unit == nullptr) return;
-    if (units_.empty()) units_.reserve(kFirstCapacity);
+    makeRoomForFirst();
     units_.push_back(unit);
+}
+
+void ListValue::makeRoomForFirst() {
+    if (units_.empty()) units_.reserve(kFirstCapacity);
 }
 
 void ListValue::clear() noexcept {

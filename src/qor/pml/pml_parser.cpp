@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <memory>
+#include <new>
 
 #include "pml/parser_base.h"
 
@@ -56,10 +57,17 @@ template <class View>
 bool fromView(ntv::Unit& unit, View text, Content content) {
     using Char = std::remove_cvref_t<decltype(*text.data())>;
     if (isInside(text, unit)) {
-        const std::basic_string<Char> copy(text);
-        return fromView(unit, View(copy), content);
+        try {
+            const std::basic_string<Char> copy(text);
+            return fromView(unit, View(copy), content);
+        } catch (const std::bad_alloc&) {
+            unit.clear();
+            return false;
+        }
     }
-    const std::unique_ptr<ntv::ValueBase> former(unit.popValue());
+    // To take text of the unit's own out of it would need memory.
+    const bool isString = unit.stringValue() != nullptr;
+    const std::unique_ptr<ntv::ValueBase> former(isString ? nullptr : unit.popValue());
     const Char* begin = text.begin();
     const Char* const zero = std::char_traits<Char>::find(begin, text.size(), Char());
     const Char* const end = zero != nullptr ? zero : text.end();
