@@ -66,6 +66,8 @@ TEST(PmlWriter, EscapesAndUnescapes) {
         EXPECT_TRUE(ntvFromValueString(unit, escaped));
         EXPECT_EQ(unit.getStringValue(), String(test.plain));
     }
+    String zero("a\0(", 3);
+    EXPECT_EQ(escapeString(zero), String("\"a\0(\"", 5));
     for (const char* kept : {"", "x", "'", "'x", "x'", "'x\""}) {
         String text(kept);
         EXPECT_EQ(unescapeString(text), kept);

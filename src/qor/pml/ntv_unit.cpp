@@ -219,7 +219,9 @@ Unit* Unit::find(istr path) const {
         unit = at("/");
         ++path;
     }
-    const auto nameUpTo = [&path](const char* end) { return path.next(end - path.begin()); };
+    const auto nameUpTo = [&path](const char* end) {
+        return path.next(static_cast<unsigned long>(end - path.begin()));
+    };
     while (unit != nullptr) {
         const char* const mark =
             std::find_if(path.begin(), path.end(), [](char c) { return c == '/' || c == '['; });
