@@ -10,6 +10,7 @@
 #include "qor/log/log_dumper.h"
 #include "qor/nbr/binding.h"
 #include "qor/nbr/parser.h"
+#include "qor/pml/pml_T.h"
 #include "qor/util/BinaryInStream.h"
 #include "qor/util/BinaryOutStream.h"
 #include "support/hex.h"
@@ -189,6 +190,103 @@ TEST(Formats, AnObjectIsWrittenAsTold) {
     nbr::CodecStream out;
     nbr::encode(out, contact);
     EXPECT_EQ(hexOf(out.str()), hexOf(bytesOf(digits)));
+}
+
+// The indented lines that follow the first line that begins so.
+String blockBehind(const char* label) {
+    std::ifstream file(QOR_SOURCE_DIR "/docs/formats.md");
+    String block;
+    bool inside = false;
+    for (std::string line; std::getline(file, line);) {
+        if (line.starts_with(label)) inside = true;
+        if (!inside || line.empty() || line.starts_with(label)) continue;
+        if (!line.starts_with("    ")) break;
+        block += (block.empty() ? "" : "\n") + line.substr(4);
+    }
+    return block;
+}
+
+TEST(Formats, PmlReadsAndIsWrittenBackAsTold) {
+    const std::vector<Row> rows = tablesOf("Text");
+    ASSERT_EQ(rows.size(), 26u);
+    for (const Row& row : rows) {
+        const String text = unquoted(row[0]);
+        SCOPED_TRACE(text);
+        const char* at = text.c_str();
+        pml::ntv::Unit unit;
+        EXPECT_TRUE(pml::ntvFromPml(unit, at));
+        EXPECT_EQ(unit.str(pml::ShowMode::COMPACT), unquoted(row[1]));
+        EXPECT_EQ(at, unquoted(row[2]));
+    }
+    const std::vector<Row> malformed = tablesOf("Malformed");
+    ASSERT_EQ(malformed.size(), 5u);
+    for (const Row& row : malformed) {
+        try {
+            pml::stream(unquoted(row[0]), false);
+            ADD_FAILURE() << row[0];
+        } catch (const Exception& e) {
+            EXPECT_EQ(row[1], e.msg());
+        }
+    }
+}
+
+TEST(Formats, PmlIsLaidOutAsTold) {
+    const std::pair<const char*, int> layouts[] = {{"**COMPACT**", pml::ShowMode::COMPACT},
+                                                   {"**SIMPLE**", pml::ShowMode::SIMPLE},
+                                                   {"**MIXED**", pml::ShowMode::MIXED},
+                                                   {"**FORMATTED**", pml::ShowMode::FORMATTED}};
+    for (const auto& [label, mode] : layouts) {
+        const String block = blockBehind(label);
+        pml::ntv::Unit unit;
+        EXPECT_TRUE(pml::ntvFromPml(unit, block));
+        EXPECT_EQ(unit.numofChildren(), 4u);
+        EXPECT_EQ(unit.str(mode, mode == pml::ShowMode::FORMATTED ? 15 : 7), block);
+        const std::vector<Row> patterns = tablesOf("Pattern");
+        ASSERT_EQ(patterns.size(), 5u);
+        for (const Row& row : patterns) {
+            int pattern = 0;
+            pml::ntv::Unit name;
+            while ((name << pml::ShowPattern(pattern)).getStringValue() != unquoted(row[0]))
+                ASSERT_LT(++pattern, 16);
+            EXPECT_EQ(unit.str(pml::ShowMode::COMPACT, pattern), unquoted(row[1]));
+        }
+    }
+}
+
+template <class T>
+String memberUnit(const T& value) {
+    pml::stream out;
+    pml::Field__<const T>{"m", "", &value}.set(out);
+    T read{};
+    EXPECT_TRUE((pml::Field__<T>{"m", "", &read}.get(out)));
+    EXPECT_TRUE((read == value) || std::is_floating_point_v<T>);
+    return out.unit().at("m")->str(pml::ShowMode::COMPACT);
+}
+
+TEST(Formats, MembersAreWrittenAsToldInPml) {
+    const std::map<String, String (*)(const String&)> members = {
+        {"bool", [](const String& text) { return memberUnit(text == "true"); }},
+        {"char", [](const String& text) { return memberUnit(text[0]); }},
+        {"long", [](const String& text) { return memberUnit(Long(text)); }},
+        {"unsigned long", [](const String& text) { return memberUnit(Ulong(text)); }},
+        {"double", [](const String& text) { return memberUnit(Double(text).value()); }},
+        {"String", [](const String& text) { return memberUnit(text); }},
+        {"wstring", [](const String& text) { return memberUnit(text.toWstring()); }},
+        {"Bytes", [](const String& text) { return memberUnit(Bytes(text)); }},
+    };
+    const std::vector<Row> rows = tablesOf("Member");
+    ASSERT_EQ(rows.size(), 8u);
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row[0]);
+        const std::size_t end = row[0].find('`', 1);
+        const auto member = members.find(row[0].substr(1, end - 1));
+        ASSERT_NE(member, members.end());
+        EXPECT_EQ(member->second(trimmed(row[0].substr(end + 1))), unquoted(row[1]));
+    }
+    Contact contact{"Ann", {7, 300}};
+    pml::stream out;
+    pml::encode(out, contact);
+    EXPECT_EQ(out.toPml(false), blockBehind("The contact from above"));
 }
 
 }  // namespace

@@ -340,6 +340,8 @@ TEST(Unit, IsAsItWasWhenMemoryIsShort) {
     } operations[] = {
         {"addChild", [&](Unit& unit) { orThrow(unit.addChild(big, big, big)); }},
         {"addChild copy", [&](Unit& unit) { orThrow(unit.addChild(unit)); }},
+        {"updateChild", [&](Unit& unit) { unit.updateChild(big, big, big); }},
+        {"updateChild a", [&](Unit& unit) { unit.updateChild("a", big, big); }},
         {"at", [&](Unit& unit) { unit.at(big); }},
         {"copy", [&](Unit& unit) { Unit other(unit); }},
         {"=", [&](Unit& unit) { unit = Unit(*sample()); }},
@@ -352,24 +354,30 @@ TEST(Unit, IsAsItWasWhenMemoryIsShort) {
         {"initValueAsList", [&](Unit& unit) { unit.initValueAsList(); }},
         {"value", [&](Unit& unit) { unit.value(ListValue({&unit}).clone()); }},
     };
+    const std::function<std::unique_ptr<Unit>()> units[] = {
+        [] { return std::make_unique<Unit>("n", "t", "text that needs a block of its own"); },
+        [] { return std::make_unique<Unit>("n", "t", new IntegerValue(7)); },
+        [] {
+            auto unit = sample();
+            for (int i = 0; i < 13; ++i)
+                unit->addChild(numbered(i));
+            return unit;
+        }};
     for (const auto& operation : operations) {
-        for (const bool text : {false, true}) {
+        for (const auto& make : units) {
+            SCOPED_TRACE(operation.name);
             const support::AllocationCounter outside;
             {
-                SCOPED_TRACE(operation.name);
-                auto unit = text ? std::make_unique<Unit>("n", "t", "text") : sample();
-                for (int i = 0; !text && i < 14; ++i)
-                    unit->addChild(numbered(i));
+                const auto unit = make();
                 const std::string before = treeOf(*unit);
-                EXPECT_GT(support::failEachAllocation([&] { operation.run(*unit); },
-                                                      [&] {
-                                                          EXPECT_EQ(treeOf(*unit), before);
-                                                          EXPECT_TRUE(isSound(*unit));
-                                                      }),
-                          0u);
+                support::failEachAllocation([&] { operation.run(*unit); },
+                                            [&] {
+                                                EXPECT_EQ(treeOf(*unit), before);
+                                                EXPECT_TRUE(isSound(*unit));
+                                            });
                 EXPECT_TRUE(isSound(*unit));
             }
-            EXPECT_EQ(outside.outstanding(), 0) << operation.name;
+            EXPECT_EQ(outside.outstanding(), 0);
         }
     }
     Unit owner("o", "", "text");

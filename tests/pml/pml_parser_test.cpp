@@ -291,7 +291,7 @@ TEST(PmlParser, TakesTheSameStackAtAnyDepth) {
     Unit unit;
     Unit wide;
     EXPECT_TRUE(ntvFromPml(unit, istr(text.data(), 2 * support::kDeep)));  // without its end
-    EXPECT_EQ(unit.chainEnd().getStringValue(), "");
+    EXPECT_EQ(unit.chainEnd().getStringValue(), "a");
     EXPECT_TRUE(ntvFromPml(unit, text));
     EXPECT_TRUE(ntvFromPml(wide, std::wstring(text.begin(), text.end())));
     EXPECT_EQ(wide.str(ShowMode::COMPACT), text);

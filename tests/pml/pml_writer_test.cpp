@@ -66,6 +66,8 @@ TEST(PmlWriter, EscapesAndUnescapes) {
         EXPECT_TRUE(ntvFromValueString(unit, escaped));
         EXPECT_EQ(unit.getStringValue(), String(test.plain));
     }
+    String zero("a\0(", 3);
+    EXPECT_EQ(escapeString(zero), String("\"a\0(\"", 5));
     for (const char* kept : {"", "x", "'", "'x", "x'", "'x\""}) {
         String text(kept);
         EXPECT_EQ(unescapeString(text), kept);
@@ -208,7 +210,7 @@ TEST(PmlWriter, TakesTheSameStackAtAnyDepth) {
     Unit tree;
     ASSERT_TRUE(ntvFromPml(tree, support::chain(3000, "b(1)c(2)")));
     EXPECT_EQ(written(tree, ShowMode::SIMPLE).size(),
-              3000UL * (3000 * 4 + 5) + 2 * (3000 * 4 + 5) - 1);
+              3000U * (4 * 2999 + 5) - 1 + 2 * (4 * 3000 + 5));
     EXPECT_EQ(written(tree, ShowMode::COMPACT), support::chain(3000, "b(1)c(2)"));
 }
 

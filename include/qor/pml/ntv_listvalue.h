@@ -50,6 +50,8 @@ private:
     friend class Unit;
     Unit* holder() const noexcept;
     void appendCopies(const Units& units);
+    // Then the first few units are added without a need of memory.
+    void makeRoomForFirst();
     void pushBack(Unit* unit);
     void deleteUnits() noexcept;
 

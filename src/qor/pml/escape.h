@@ -7,6 +7,7 @@ namespace qor::pml {
 
 // Whether escapeString changes the text.
 bool needsQuotes(const std::string& text) noexcept;
+bool needsQuotes(const std::wstring& text) noexcept;
 
 }  // namespace qor::pml
 

@@ -94,8 +94,12 @@ void ListValue::push_back(Unit* unit) {
 }
 
 void ListValue::pushBack(Unit* unit) {
-    if (units_.empty()) units_.reserve(kFirstCapacity);
+    makeRoomForFirst();
     units_.push_back(unit);
+}
+
+void ListValue::makeRoomForFirst() {
+    if (units_.empty()) units_.reserve(kFirstCapacity);
 }
 
 void ListValue::clear() noexcept {

@@ -145,13 +145,18 @@ bool Unit::addChild(const Unit& child) {
 bool Unit::addOrUpdateChild(Unit* child) {
     std::unique_ptr<Unit> taken(child);
     if (child == nullptr) return false;
-    if (!child->name_.empty()) {
-        *at(child->name_) = *child;
-        return false;
+    if (child->name_.empty()) {
+        if (!addChild(child)) return false;
+        static_cast<void>(taken.release());
+        return true;
     }
-    if (!addChild(child)) return false;
-    static_cast<void>(taken.release());
-    return true;
+    if (Unit* const present = findChild(child->name_)) {
+        *present = *child;
+    } else {
+        append(makeList(), child);
+        static_cast<void>(taken.release());
+    }
+    return false;
 }
 
 bool Unit::updateChild(istr name, istr value) {
@@ -207,7 +212,9 @@ Unit* Unit::find(istr path) const {
         unit = at("/");
         ++path;
     }
-    const auto nameUpTo = [&path](const char* end) { return path.next(end - path.begin()); };
+    const auto nameUpTo = [&path](const char* end) {
+        return path.next(static_cast<unsigned long>(end - path.begin()));
+    };
     while (unit != nullptr) {
         const char* const mark =
             std::find_if(path.begin(), path.end(), [](char c) { return c == '/' || c == '['; });
@@ -611,6 +618,9 @@ ListValue& Unit::makeList() {
         std::unique_ptr<Unit> first(new (__FILE__, __LINE__, "qor::pml::ntv::Unit::addChild") Unit);
         list->push_back(first.get());
         first.release()->takeValueOf(*this);
+    } else {
+        // A scalar must not go for a child that then finds no room.
+        list->makeRoomForFirst();
     }
     replaceValue(list.release());
     return *listValue();

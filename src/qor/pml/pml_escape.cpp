@@ -37,14 +37,10 @@ constexpr auto kAsksForQuotes = [] {
     return asks;
 }();
 
-bool needsQuotes(const std::wstring& text) noexcept {
-    return hasBlankEnd(text) || std::any_of(text.begin(), text.end(), asksForQuotes<wchar_t>);
-}
-
 template <class Text>
 Text& escape(Text& text) {
     using Char = typename Text::value_type;
-    if (text.empty() || !needsQuotes(text)) return text;
+    if (!needsQuotes(text)) return text;
     Text escaped;
     escaped.reserve(text.size() + 2);
     escaped.push_back('"');
@@ -72,6 +68,11 @@ bool needsQuotes(const std::string& text) noexcept {
     return hasBlankEnd(text) || std::any_of(text.begin(), text.end(), [](char c) {
                return kAsksForQuotes[static_cast<unsigned char>(c)];
            });
+}
+
+bool needsQuotes(const std::wstring& text) noexcept {
+    if (text.empty()) return false;
+    return hasBlankEnd(text) || std::any_of(text.begin(), text.end(), asksForQuotes<wchar_t>);
 }
 
 bool isSpeacialChar(char c) noexcept {

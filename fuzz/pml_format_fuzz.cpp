@@ -1,0 +1,164 @@
+// A tree that is written in any layout reads back as it was, but for what the format does not keep:
+// the classes of scalars, and the difference between no value, no text and no children.
+
+#include <sstream>
+
+#include "pml_tree.h"
+#include "qor/base/base_type_char.h"
+#include "qor/pml/pml_writer.h"
+
+namespace {
+
+using namespace qor;
+using namespace qor::pml;
+using ntv::Unit;
+
+// Takes what it needs from the input; zeros behind the end.
+class Choices {
+public:
+    explicit Choices(istr input) : input_(input) {}
+    bool atEnd() const { return input_.empty(); }
+    unsigned char byte() {
+        if (input_.empty()) return 0;
+        const char c = *input_;
+        ++input_;
+        return static_cast<unsigned char>(c);
+    }
+    std::string bytes() {
+        const istr taken = input_.next(byte() % 16);
+        return std::string(std::string_view(taken));
+    }
+    // Blanks at the ends of a token would go.
+    std::string token(std::string_view alphabet) {
+        std::string text;
+        for (int n = byte() % 5; n > 0; --n)
+            text += alphabet[byte() % alphabet.size()];
+        StrTrimRight(text);
+        text.erase(0, text.find_first_not_of(" \n"));
+        return text;
+    }
+
+private:
+    istr input_;
+};
+
+constexpr std::string_view kNames = "abc^\"[]/.01 \n\xC3\xA5\xFF\\";
+constexpr std::string_view kTypes = "abc[]/. \xC3\xA5\\";
+
+ntv::ValueBase* typedValue(Choices& choices) {
+    const int number = choices.byte() - 128;
+    switch (choices.byte() % 9) {
+        case 0:
+            return new ntv::BooleanValue(number > 0);
+        case 1:
+            return new ntv::BytesValue(Bytes(choices.bytes()));
+        case 2:
+            return new ntv::CharacterValue(static_cast<char>('a' + choices.byte() % 26));
+        case 3:
+            return new ntv::FloatValue(number / 7.0);
+        case 4:
+            return new ntv::IntegerValue(number * 1000000007LL);
+        case 5:
+            return new ntv::UnsignedValue(static_cast<unsigned long long>(number));
+        case 6:
+            return new ntv::TimeValue(Time::microSeconds(number * 1000000007LL));
+        case 7:
+            return new ntv::WcharValue(static_cast<wchar_t>(number * 300));
+        default:
+            return new ntv::WstringValue(std::wstring(choices.byte() % 4, L'\u5b89'));
+    }
+}
+
+// What a typed value reads back as.
+String textOf(const ntv::ValueBase& value) {
+    std::ostringstream os;
+    value.dump(os);
+    String text(os.str());
+    return text.trimLeftRight('\'');
+}
+
+// The tree that is written, and the one that is to be read.
+struct Trees {
+    Unit written;
+    Unit expected;
+};
+
+void build(Choices& choices, Trees& trees) {
+    Unit* written = &trees.written;
+    Unit* expected = &trees.expected;
+    for (Unit* root : {written, expected})
+        *root << "";
+    while (!choices.atEnd()) {
+        const unsigned action = choices.byte() % 8;
+        if (action < 2 && written->parent() != nullptr) {
+            written = written->parent();
+            expected = expected->parent();
+            continue;
+        }
+        auto child = std::make_unique<Unit>(istr(choices.token(kNames)));
+        auto read = std::make_unique<Unit>(child->name());
+        child->type(choices.token(kTypes));
+        read->type(child->type());
+        *read << "";
+        if (action == 2) {
+            child->value(typedValue(choices));
+            *read << textOf(*child->value());
+        } else if (action < 5) {
+            *child << choices.bytes();
+            *read << child->getStringValue();
+        } else if (action == 5) {
+            child->initValueAsList();
+        }
+        // A unit that is opened for children holds nothing else.
+        for (Unit* parent : {written, expected}) {
+            if (parent->simple()) parent->initValueAsList();
+        }
+        Unit* const open = child.get();
+        Unit* const openRead = read.get();
+        try {
+            written->addChild(std::move(child));
+        } catch (const ntv::DuplicatedUnitException&) {
+            continue;
+        }
+        expected->addChild(std::move(read));
+        if (action >= 5) {
+            written = open;
+            expected = openRead;
+        }
+    }
+}
+
+// A list without children reads back as no text.
+void normalize(Unit& root) {
+    std::vector<Unit*> open{&root};
+    while (!open.empty()) {
+        Unit* const unit = open.back();
+        open.pop_back();
+        if (unit->listValue() != nullptr && unit->numofChildren() == 0) unit->setValue("");
+        for (unsigned long i = 0; i < unit->numofChildren(); ++i)
+            open.push_back(unit->childAt(i));
+    }
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t size) {
+    Choices choices(istr(data, size));
+    Trees trees;
+    trees.written.name(choices.token(kNames));
+    trees.expected.name(trees.written.name());
+    build(choices, trees);
+    normalize(trees.expected);
+    for (int mode = ShowMode::COMPACT; mode <= ShowMode::FORMATTED; ++mode) {
+        for (const int pattern : {7, 15}) {
+            const String text = trees.written.str(mode, pattern);
+            std::ostringstream os;
+            fuzz::require(ntvToPml(trees.written, os, mode, pattern) && os.str() == text);
+            Unit read;
+            std::istringstream source(text);
+            fuzz::require(ntvFromPml(read, source));
+            fuzz::require(fuzz::isSame(read, trees.expected) && fuzz::isSound(read));
+        }
+    }
+    return 0;
+}

@@ -1,0 +1,89 @@
+// The pml parser takes any bytes, and makes the same of them whatever source they come from.
+
+#include <sstream>
+
+#include "pml_tree.h"
+#include "qor/base/base_type_convert.h"
+#include "qor/pml/pml_writer.h"
+
+namespace {
+
+using namespace qor;
+using namespace qor::pml;
+
+// What became of a source: the tree, whole or not, why it is not, and what was not looked at.
+struct Outcome {
+    ntv::Unit tree;
+    std::string failure;
+    std::string rest;
+
+    bool operator==(const Outcome& other) const {
+        return fuzz::isSame(tree, other.tree) && failure == other.failure && rest == other.rest;
+    }
+};
+
+template <class Source>
+void parse(Source& source, bool valueString, Outcome& outcome) {
+    try {
+        fuzz::require(valueString ? ntvFromValueString(outcome.tree, source)
+                                  : ntvFromPml(outcome.tree, source));
+    } catch (const DecodeException& e) {
+        outcome.failure = e.msg();
+    } catch (const ntv::DuplicatedUnitException& e) {
+        outcome.failure = e.msg();
+    }
+    fuzz::require(fuzz::isSound(outcome.tree));
+}
+
+void fromStream(const std::string& text, bool valueString, Outcome& outcome) {
+    std::istringstream stream(text);
+    parse(stream, valueString, outcome);
+    outcome.rest.assign(std::istreambuf_iterator<char>(stream), {});
+}
+
+template <class Char>
+void fromPointer(const Char* text, bool valueString, Outcome& outcome) {
+    parse(text, valueString, outcome);
+    outcome.rest = String(text);
+}
+
+void check(const std::string& input, bool valueString) {
+    // Text ends at its first zero.
+    const std::string text = input.c_str();
+    Outcome narrow;
+    fromPointer(text.c_str(), valueString, narrow);
+
+    Outcome streamed;
+    fromStream(text, valueString, streamed);
+    fuzz::require(streamed == narrow);
+
+    Outcome viewed;
+    viewed.rest = narrow.rest;
+    const istr view(text);
+    parse(view, valueString, viewed);
+    fuzz::require(viewed == narrow);
+
+    // Malformed text changes when it is converted.
+    const std::wstring wideText = String(text).toWstring();
+    if (String(wideText) == text) {
+        Outcome wide;
+        fromPointer(wideText.c_str(), valueString, wide);
+        fuzz::require(wide == narrow);
+    }
+
+    Outcome whole;
+    fromStream(input, valueString, whole);
+    const ntv::Unit copy(whole.tree);
+    fuzz::require(fuzz::isSame(copy, whole.tree) && fuzz::isSound(copy));
+    for (int mode = ShowMode::COMPACT; mode <= ShowMode::FORMATTED; ++mode)
+        fuzz::require(!copy.str(mode, 15).empty());
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t size) {
+    const std::string input(data, data + size);
+    check(input, false);
+    check(input, true);
+    return 0;
+}

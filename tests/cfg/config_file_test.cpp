@@ -1,0 +1,154 @@
+#include "qor/cfg/config_file.h"
+
+#include <gtest/gtest.h>
+
+#include <stdlib.h>
+
+#include <atomic>
+#include <filesystem>
+#include <thread>
+#include <vector>
+
+#include "qor/base/base_type_convert.h"
+#include "qor/log/log_dumper.h"
+#include "qor/nbr/binding.h"
+#include "support/temp_dir.h"
+
+namespace qor {
+namespace {
+
+class Configured : public testing::Test {
+protected:
+    // The next use of the configuration reads this file.
+    void configure(std::string_view content) {
+        dir_.file("c.pml", content);
+        ConfigFile::destroy();
+    }
+    void SetUp() override { setenv("OMB_CLI_CFG_FILE", dir_.path("c.pml").c_str(), 1); }
+    void TearDown() override {
+        unsetenv("OMB_CLI_CFG_FILE");
+        ConfigFile::destroy();
+    }
+
+    const support::TempDir dir_;
+};
+
+const wchar_t* const kWide = L"\u5b89";
+const char* const kGbk = "\xB0\xB2";
+const char* const kUtf8 = "\xE5\xAE\x89";
+
+// The keys, those that are not there included.
+TEST_F(Configured, ReadsItsKeys) {
+    const struct {
+        const char* content;
+        unsigned long codepage;
+        const char* settings;
+    } cases[] = {
+        {"", 65001, "(enable()codepage())"},
+        {"config(enable(true) codepage(936) numofTimers(8000))", 936,
+         "config(enable(true)codepage(936)numofTimers(8000))"},
+        {"c(enable(false)codepage(936))", 936, "()"},
+        {"c(enable(0))", 65001, "()"},
+        {"c(enable(maybe)codepage(many))", 65001, "c(enable(maybe)codepage(many))"},
+        {"c(scalar)", 65001, "c((scalar)enable()codepage())"},
+    };
+    for (const auto& test : cases) {
+        SCOPED_TRACE(test.content);
+        configure(test.content);
+        EXPECT_EQ(ConfigFile::codepage(), test.codepage);
+        EXPECT_EQ(ConfigFile::instance().mps().unit().str(pml::ShowMode::COMPACT).replace("\"", ""),
+                  test.settings);
+        EXPECT_FALSE(ConfigFile::instance().empty());
+    }
+    dumper d(true);
+    ConfigFile::instance().dump(d);
+    EXPECT_TRUE(d.str().starts_with("{enable_=true config_={direction_=output unit_={name_='c'"));
+    EXPECT_NE(
+        d.str().find("mps_={direction_=output unit_={name_= type_= value_=}} codepage_=65001}"),
+        String::npos);
+}
+
+TEST_F(Configured, LoadsAgain) {
+    configure("c(codepage(936)enable(false))");
+    ConfigFile& config = ConfigFile::instance();
+    dir_.file("d.pml", "d(a(1))");
+    // The page stays without a key of its own, and the switch does not.
+    EXPECT_EQ(&config.load(dir_.path("d.pml")), &config);
+    EXPECT_EQ(config.mps().name(), "d");
+    EXPECT_EQ(ConfigFile::codepage(), 936u);
+    config.load(dir_.path("missing"));
+    EXPECT_EQ(config.mps().unit().numofChildren(), 2u);
+    dir_.file("d.pml", "d(x");
+    dir_.file("bad.pml", "a:b)");
+    EXPECT_THROW(config.load(dir_.path("bad.pml")), pml::DecodeException);
+    EXPECT_EQ(ConfigFile::codepage(), 936u);
+    EXPECT_FALSE(config.load(dir_.path("d.pml")).mps().has("a"));
+}
+
+TEST_F(Configured, HasADefaultName) {
+    const std::string before = std::filesystem::current_path();
+    std::filesystem::current_path(dir_.path());
+    dir_.file("p2p_config.pml", "c(codepage(936))");
+    unsetenv("OMB_CLI_CFG_FILE");
+    ConfigFile::destroy();
+    EXPECT_EQ(ConfigFile::codepage(), 936u);
+    std::filesystem::current_path(before);
+}
+
+TEST_F(Configured, IsTheCodePageOfConversions) {
+    configure("c(codepage(936))");
+    EXPECT_EQ(String(kWide), kGbk);
+    EXPECT_EQ(String(kGbk).toWstring(), kWide);
+    EXPECT_EQ(toAnsi(utf8(kUtf8)), kGbk);
+    EXPECT_EQ(String(kWide, 65001), kUtf8);
+    pml::ntv::Unit unit;
+    EXPECT_TRUE(pml::ntvFromPml(unit, iwstr(L"\u5b89(\u5b89)")));
+    EXPECT_EQ(unit.name() + String(unit.getStringValue()), std::string(kGbk) + kGbk);
+    std::wstring wide;
+    EXPECT_TRUE(unit >> wide);
+    EXPECT_EQ(wide, kWide);
+    unit << wide;  // UTF-8 whatever the page
+    EXPECT_EQ(unit.getStringValue(), "5a6J");
+    nbr::OutputStream message;
+    message << String(kGbk);
+    EXPECT_EQ(String(message.str()), std::string("\xF1\x03") + kUtf8);
+    ConfigFile::destroy();
+    unsetenv("OMB_CLI_CFG_FILE");
+    EXPECT_EQ(String(kWide), kUtf8);
+}
+
+// All of them ask first, and none of them sees another page.
+TEST_F(Configured, IsMadeOnceByThreadsThatConvertFirst) {
+    for (int round = 0; round < 20; ++round) {
+        configure("(* a comment *) c(codepage(936)enable(false))");
+        std::atomic<int> ready{0};
+        std::atomic<int> right{0};
+        std::vector<std::thread> threads;
+        for (int i = 0; i < 6; ++i) {
+            threads.emplace_back([&] {
+                ++ready;
+                while (ready < 6)
+                    std::this_thread::yield();
+                if (String(kWide) == kGbk) ++right;
+            });
+        }
+        for (std::thread& thread : threads)
+            thread.join();
+        ASSERT_EQ(right, 6);
+    }
+}
+
+// Whatever asks first: this too is one try, and the next one reads again.
+TEST_F(Configured, RaisesForAMalformedFileUntilItIsMended) {
+    configure("c(codepage(936)b:");
+    EXPECT_THROW(ConfigFile::instance(), pml::DecodeException);
+    EXPECT_THROW(String text(kWide), pml::DecodeException);
+    std::thread([] { EXPECT_THROW(String(kGbk).toWstring(), pml::DecodeException); }).join();
+    dir_.file("c.pml", "c(a(1)a(2))");
+    EXPECT_THROW(ConfigFile::codepage(), DuplicatedUnitException);
+    dir_.file("c.pml", "c(codepage(936))");
+    EXPECT_EQ(String(kWide), kGbk);
+}
+
+}  // namespace
+}  // namespace qor
