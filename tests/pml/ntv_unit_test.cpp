@@ -73,6 +73,14 @@ TEST(Unit, KeepsNamesUniqueInListsOfAnyLength) {
         ASSERT_TRUE(isSound(unit));
     }
     EXPECT_EQ(unit.numofChildren(), 80u);
+    // A child that is cleared in its place, and then read, does not hide the others.
+    Unit& cleared = unit["n20"];
+    cleared.clear();
+    for (int i = 0; i < 40; ++i)
+        EXPECT_TRUE(i == 20 || std::as_const(unit).at(numbered(i)) != nullptr) << i;
+    EXPECT_TRUE(ntvFromPml(cleared, "zz(1)"));
+    for (int i = 0; i < 40; ++i)
+        EXPECT_TRUE(i == 20 || std::as_const(unit).at(numbered(i)) != nullptr) << i;
 }
 
 TEST(Unit, UpdatesChildrenAndSaysFalse) {

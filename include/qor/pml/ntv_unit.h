@@ -302,6 +302,7 @@ private:
     // The list that this unit is in; null for a root and for a unit that was only told its parent.
     ListValue* listAround() const noexcept;
     void renameIn(Unit& holder, String& newName);
+    void leaveSiblings() noexcept;
     // Numbers the children, and raises if a name stands twice. Null for a list that is searched.
     static std::unique_ptr<Children> initChildrenMap(const ValueBase* value);
     // Takes in a child that the list ends with.

@@ -297,6 +297,13 @@ void Unit::renameIn(Unit& holder, String& newName) {
     if (!name_.empty()) siblings->insert(std::move(entry));
 }
 
+// They are sorted by names, which must not change behind their back.
+void Unit::leaveSiblings() noexcept {
+    if (listAround() == nullptr || parent_->children_ == nullptr) return;
+    const auto place = parent_->children_->find(this);
+    if (place != parent_->children_->end() && *place == this) parent_->children_->erase(place);
+}
+
 void Unit::value(ValueBase* newValue) {
     if (newValue == value_) return;
     std::unique_ptr<ValueBase> taken(newValue);
@@ -328,6 +335,7 @@ ValueBase* Unit::popValue() {
 }
 
 void Unit::clear() noexcept {
+    leaveSiblings();
     name_.clear();
     type_.clear();
     replaceValue(nullptr);
