@@ -173,7 +173,7 @@ TEST(Directory, TreesThatChangeWhileTheyAreReadAreShownInPart) {
     });
     Directory directory;
     const unsigned open = support::openDescriptors();
-    while (changes < 200) {
+    while (changes < 50) {
         EXPECT_TRUE(directory.setup(dir.wide()));
         EXPECT_LE(directory.numof(), 4U);
         EXPECT_LE(directory.totalSize(), 2);
