@@ -1,5 +1,7 @@
 #include "cipher_peers.h"
+#include "qor/util/aes.h"
 #include "qor/util/base64.h"
+#include "qor/util/des3.h"
 
 // Each question is asked of the library and of what one would use in its place: behind the
 // underscore of a name stands who answers. Results go into memory that is there already.
@@ -48,5 +50,61 @@ BENCHMARK(Base64Encode_qor)->Arg(64)->Arg(1 << 20);
 BENCHMARK(Base64Decode_qor)->Arg(64)->Arg(1 << 20);
 BENCHMARK(Base64EncodeLines_qor)->Arg(1 << 20);
 BENCHMARK(Base64DecodeLines_qor)->Arg(1 << 20);
+
+void encrypt(benchmark::State& state, const qor::AES& aes) {
+    const std::string data = cipher::randomBytes(static_cast<std::size_t>(state.range()));
+    qor::Bytes out;
+    cipher::measure(state, data.size(), [&] {
+        aes.encrypt(data, out);
+        return out.data();
+    });
+}
+
+void decrypt(benchmark::State& state, const qor::AES& aes) {
+    const std::string data = cipher::randomBytes(static_cast<std::size_t>(state.range()));
+    qor::Bytes out;
+    cipher::measure(state, data.size(), [&] {
+        aes.decrypt(data, out);
+        return out.data();
+    });
+}
+
+void Aes128Encrypt_qor(benchmark::State& state) {
+    encrypt(state, qor::AES(cipher::kKey, cipher::kKey));
+}
+void Aes128Decrypt_qor(benchmark::State& state) {
+    decrypt(state, qor::AES(cipher::kKey, cipher::kKey));
+}
+void Aes256Encrypt_qor(benchmark::State& state) {
+    encrypt(state, qor::AES(cipher::kKey, cipher::kKey, true));
+}
+void Aes256Decrypt_qor(benchmark::State& state) {
+    decrypt(state, qor::AES(cipher::kKey, cipher::kKey, true));
+}
+
+void DesEncode_qor(benchmark::State& state) {
+    const std::string data = cipher::randomBytes(static_cast<std::size_t>(state.range()));
+    qor::Bytes out;
+    cipher::measure(state, data.size(), [&] {
+        qor::des3::encode(data, out, cipher::kKey);
+        return out.data();
+    });
+}
+
+void DesDecode_qor(benchmark::State& state) {
+    const std::string data = cipher::randomBytes(static_cast<std::size_t>(state.range()));
+    qor::Bytes out;
+    cipher::measure(state, data.size(), [&] {
+        qor::des3::decode(data, out, cipher::kKey);
+        return out.data();
+    });
+}
+
+BENCHMARK(DesEncode_qor)->Arg(64)->Arg(1 << 20);
+BENCHMARK(DesDecode_qor)->Arg(1 << 20);
+BENCHMARK(Aes128Encrypt_qor)->Arg(1 << 20);
+BENCHMARK(Aes128Decrypt_qor)->Arg(1 << 20);
+BENCHMARK(Aes256Encrypt_qor)->Arg(1 << 20);
+BENCHMARK(Aes256Decrypt_qor)->Arg(1 << 20);
 
 }  // namespace

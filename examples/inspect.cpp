@@ -1,4 +1,5 @@
-// Shows a file in nbr as a tree. The file holds the bytes themselves, or their text in hexadecimal.
+// Shows what a file holds: a message in nbr, a tree in pml; or what a directory holds. Converts an
+// address book from the one format to the other.
 
 #include <algorithm>
 #include <fstream>
@@ -8,14 +9,32 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <vector>
 
+#include "address_book.h"
 #include "qor/base/base_type_bytes.h"
 #include "qor/log/log_dumper.h"
+#include "qor/nbr/binding.h"
 #include "qor/nbr/parser.h"
+#include "qor/pml/pml_T.h"
+#include "qor/util/directory.h"
 
 namespace {
 
-std::string readFile(const char* path) {
+using qor::pml::ShowMode;
+using qor::pml::ShowPattern;
+
+constexpr const char* kUsage =
+    "usage: inspect [--compact] FILE                    a message in nbr, or its hexadecimal text\n"
+    "       inspect --pml LAYOUT PARTS FILE             a tree in pml\n"
+    "       inspect --tree DIRECTORY                    its entries, as pml\n"
+    "       inspect --convert BOOK.nbr BOOK.pml         an address book, or the other way round\n"
+    "LAYOUT is compact, simple, mixed or formatted; PARTS are some of p, n, t and v: the paths,\n"
+    "names, types and values.\n";
+
+struct UsageError {};
+
+std::string readFile(const std::string& path) {
     std::ifstream file(path, std::ios::binary);
     std::string content{std::istreambuf_iterator<char>(file), {}};
     if (!file) throw std::runtime_error("cannot read it");
@@ -36,32 +55,135 @@ qor::Bytes bytesOf(const std::string& content) {
     return qor::hexstr2bytes(digits);
 }
 
-void inspect(const char* path, bool compact) {
+void showMessage(const std::string& path, bool compact) {
     const qor::Bytes data = bytesOf(readFile(path));
     const std::unique_ptr<qor::nbr::ValueBase> value(qor::nbr::parser::from(data));
     if (value == nullptr) throw std::runtime_error("no value in it");
     qor::dumper d(std::cout, compact);
     value->dump(d);
     d.nl();
+}
+
+ShowMode layoutOf(std::string_view name) {
+    constexpr std::string_view kNames[] = {"compact", "simple", "mixed", "formatted"};
+    const auto found = std::find(std::begin(kNames), std::end(kNames), name);
+    if (found == std::end(kNames)) throw UsageError();
+    return ShowMode(static_cast<int>(found - std::begin(kNames)) + ShowMode::COMPACT);
+}
+
+ShowPattern patternOf(std::string_view parts) {
+    ShowPattern pattern(ShowPattern::NONE);
+    for (const char part : parts) {
+        switch (part) {
+        case 'p':
+            pattern.show_path(true);
+            break;
+        case 'n':
+            pattern.show_name(true);
+            break;
+        case 't':
+            pattern.show_type(true);
+            break;
+        case 'v':
+            pattern.show_value(true);
+            break;
+        default:
+            throw UsageError();
+        }
+    }
+    return pattern;
+}
+
+void showTree(const std::string& path, ShowMode layout, ShowPattern pattern) {
+    if (!qor::pml::format(qor::pml::File(path), std::cout, layout, pattern)) {
+        throw std::runtime_error("cannot read it");
+    }
+    std::cout << '\n';
+}
+
+void showDirectory(const std::string& path) {
+    const std::wstring name = qor::String(path).toWstring();
+    if (qor::Directory::isDirectory(name) != 1) throw std::runtime_error("no directory");
+    std::cout << qor::Directory(name).files() << '\n';
+}
+
+AddressBook readNbr(const std::string& path) {
+    AddressBook book;
+    qor::nbr::decode(qor::istr(readFile(path)), book);
+    return book;
+}
+
+AddressBook readPml(const std::string& path) {
+    AddressBook book;
+    qor::pml::decode(qor::pml::stream(path, qor::pml::from_file(), false), book);
+    return book;
+}
+
+void writeNbr(const AddressBook& book, const std::string& path) {
+    qor::nbr::CodecStream out;
+    qor::nbr::encode(out, book);
+    std::ofstream file(path, std::ios::binary);
+    file << out.str();
+    if (!file.flush()) throw std::runtime_error("cannot write " + path);
+}
+
+void writePml(const AddressBook& book, const std::string& path) {
+    qor::pml::stream out;
+    qor::pml::encode(out, book);
+    if (!qor::pml::ntvToFormattedPml(out.unit(), qor::pml::File(path), ShowPattern::ALL)) {
+        throw std::runtime_error("cannot write " + path);
+    }
+}
+
+// pml has six digits of a fraction, and dates to the millisecond: whether that was enough for this
+// book is seen when it is read again.
+void convert(const std::string& from, const std::string& to) {
+    const bool toPml = from.ends_with(".nbr") && to.ends_with(".pml");
+    if (!toPml && !(from.ends_with(".pml") && to.ends_with(".nbr"))) throw UsageError();
+    readFile(from);
+    const AddressBook book = toPml ? readNbr(from) : readPml(from);
+    toPml ? writePml(book, to) : writeNbr(book, to);
+    if (!((toPml ? readPml(to) : readNbr(to)) == book)) {
+        throw std::runtime_error("the book has changed on its way");
+    }
+    std::cout << book.contacts.size() << " contacts from " << from << " to " << to
+              << ", the same when read back\n";
+}
+
+void inspect(const std::vector<std::string>& arguments) {
+    const std::size_t count = arguments.size();
+    const std::string first = count > 0 ? arguments.front() : std::string();
+    if (count == 2 && first == "--compact") {
+        showMessage(arguments[1], true);
+    } else if (count == 4 && first == "--pml") {
+        showTree(arguments[3], layoutOf(arguments[1]), patternOf(arguments[2]));
+    } else if (count == 2 && first == "--tree") {
+        showDirectory(arguments[1]);
+    } else if (count == 3 && first == "--convert") {
+        convert(arguments[1], arguments[2]);
+    } else if (count == 1 && !first.starts_with("--")) {
+        showMessage(first, false);
+    } else {
+        throw UsageError();
+    }
     if (!std::cout) throw std::runtime_error("the output cannot be written");
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-    const bool compact = argc == 3 && std::string_view(argv[1]) == "--compact";
-    if (argc != 2 && !compact) {
-        std::cerr << "usage: inspect [--compact] FILE\n";
-        return 2;
-    }
-    const char* const path = argv[argc - 1];
+    const std::vector<std::string> arguments(argv + 1, argv + argc);
+    const char* const subject = argc > 1 ? argv[argc - 1] : "";
     try {
-        inspect(path, compact);
+        inspect(arguments);
         return 0;
+    } catch (const UsageError&) {
+        std::cerr << kUsage;
+        return 2;
     } catch (const qor::Exception& e) {
-        std::cerr << "inspect: " << path << ": " << e.msg() << '\n';
+        std::cerr << "inspect: " << subject << ": " << e.msg() << '\n';
     } catch (const std::exception& e) {
-        std::cerr << "inspect: " << path << ": " << e.what() << '\n';
+        std::cerr << "inspect: " << subject << ": " << e.what() << '\n';
     }
     return 1;
 }

@@ -23,6 +23,27 @@ cat examples/data/message.hex
 "$bin/inspect" --compact examples/data/message.hex
 
 echo
+echo "== inspect: a pml file, and the same tree in each layout"
+cat examples/data/server.pml
+for layout in formatted mixed simple compact; do
+    echo "-- $layout"
+    "$bin/inspect" --pml "$layout" ntv examples/data/server.pml
+done
+echo "-- formatted, with the paths and no types"
+"$bin/inspect" --pml formatted pnv examples/data/server.pml
+
+echo
+echo "== inspect: the address book from nbr to pml and back, and its first lines"
+"$bin/inspect" --convert "$out/contacts.nbr" "$out/contacts.pml"
+"$bin/inspect" --convert "$out/contacts.pml" "$out/contacts_again.nbr"
+cmp "$out/contacts.nbr" "$out/contacts_again.nbr"
+head -n 12 "$out/contacts.pml"
+
+echo
+echo "== inspect: a directory as pml"
+"$bin/inspect" --tree examples
+
+echo
 echo "== inspect: bytes that are no nbr"
 status=0
 "$bin/inspect" examples/data/malformed.hex || status=$?

@@ -1,15 +1,13 @@
 #ifndef QOR_PML_NTV_LISTVALUE_H
 #define QOR_PML_NTV_LISTVALUE_H
 
-#include <memory>
 #include <vector>
 
 #include "qor/pml/ntv_value.h"
 
 namespace qor::pml::ntv {
 
-// The children of a unit, which it owns. Its own operations do not tell the unit that holds it:
-// children are added through Unit::addChild.
+// The children of a unit, which it owns. While a unit holds the list, it is told of each change.
 //
 // Copying, showing and deleting a tree take no more of the stack than a flat one.
 class QOR_API ListValue final : public ValueBase {
@@ -22,10 +20,17 @@ public:
     explicit ListValue(const Units& units, Unit* owner = nullptr);
     ~ListValue() override;
 
+    ListValue& operator=(const Units& units) { return assign(units); }
+    // Copies of all units, in place of the children. Raises as Unit::value(ValueBase*) does, and
+    // leaves the children as they were.
+    ListValue& assign(const Units& units);
+    static ListValue* create(const Units& units);
+
     bool single() const noexcept override { return false; }
     ListValue* clone() const override;
 
-    // Takes the unit, which was made with new, unless it raises. Null is not added.
+    // Takes the unit, which was made with new, unless it raises: as Unit::addChild does, or for
+    // memory. Null is not added.
     void push_back(Unit* unit);
     // Deletes the children.
     void clear() noexcept;
@@ -43,9 +48,10 @@ public:
 
 private:
     friend class Unit;
+    Unit* holder() const noexcept;
     void appendCopies(const Units& units);
-    // Tells the unit whose value the list is.
-    void attach(std::unique_ptr<Unit> unit);
+    void pushBack(Unit* unit);
+    void deleteUnits() noexcept;
 
     Units units_;
 };

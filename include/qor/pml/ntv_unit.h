@@ -212,7 +212,8 @@ public:
     istr getStringValue() const noexcept;
     // Neither name nor type nor value.
     bool empty() const noexcept;
-    // No value, or a string without text. A list is not empty, even without children.
+    // No string, or one without text, and no list. So a list is not empty, even without children,
+    // and a scalar that is no string is: that is kept so.
     bool valueEmpty() const noexcept;
     // No value, or a scalar.
     bool simple() const noexcept { return value_ == nullptr || value_->single(); }
@@ -294,7 +295,7 @@ private:
     bool addNew(const Args&... args);
     // What this unit is found under.
     String key() const;
-    // Among the first children of a list; null if there is none.
+    // Among the first children of a list, by a name that is not empty; null if there is none.
     static Unit* unnamedIn(const ListValue& list, unsigned long count, istr key) noexcept;
     static Unit* searchIn(const ListValue& list, unsigned long count, istr name) noexcept;
     Unit* findChild(istr name) const noexcept;

@@ -28,7 +28,27 @@ ListValue::ListValue(const Units& units, Unit* owner) : ListValue(owner) {
 }
 
 ListValue::~ListValue() {
-    clear();
+    deleteUnits();
+}
+
+ListValue* ListValue::create(const Units& units) {
+    return new (__FILE__, __LINE__, "qor::pml::ntv::ListValue::create") ListValue(units);
+}
+
+ListValue& ListValue::assign(const Units& units) {
+    ListValue copies(units, owner());
+    Unit* const unit = holder();
+    std::unique_ptr<Unit::Children> children;
+    if (unit != nullptr) children = Unit::initChildrenMap(&copies);
+    units_.swap(copies.units_);
+    if (unit != nullptr) unit->children_ = std::move(children);
+    return *this;
+}
+
+// The unit whose value this is; an owner that was only told may have another one.
+Unit* ListValue::holder() const noexcept {
+    Unit* const unit = owner();
+    return unit != nullptr && unit->value_ == this ? unit : nullptr;
 }
 
 ListValue* ListValue::clone() const {
@@ -59,29 +79,31 @@ void ListValue::appendCopies(const Units& units) {
             copy->value(unit.value_->clone());
         }
         Unit* const added = copy.get();
-        copying.to->attach(std::move(copy));
+        copying.to->push_back(added);
+        static_cast<void>(copy.release());
         if (list != nullptr) open.push_back({list->begin(), list->end(), added->listValue()});
     }
 }
 
-void ListValue::attach(std::unique_ptr<Unit> unit) {
-    if (Unit* const holder = owner(); holder != nullptr && holder->value_ == this) {
-        holder->append(*this, unit.get());
-    } else {
-        push_back(unit.get());
-        unit->parent_ = owner();
-        unit->index_ = units_.size() - 1;
-    }
-    static_cast<void>(unit.release());
-}
-
 void ListValue::push_back(Unit* unit) {
     if (unit == nullptr) return;
+    if (Unit* const around = holder()) return around->append(*this, unit);
+    pushBack(unit);
+    unit->parent_ = owner();
+    unit->index_ = units_.size() - 1;
+}
+
+void ListValue::pushBack(Unit* unit) {
     if (units_.empty()) units_.reserve(kFirstCapacity);
     units_.push_back(unit);
 }
 
 void ListValue::clear() noexcept {
+    if (Unit* const unit = holder()) unit->children_.reset();
+    deleteUnits();
+}
+
+void ListValue::deleteUnits() noexcept {
     // Units that are about to go are linked through their parents, so that neither depth nor
     // memory is needed.
     Unit* gone = nullptr;

@@ -46,13 +46,6 @@ unsigned long indexOfKey(istr key) noexcept {
     QOR_THROW(DuplicatedUnitException, func);
 }
 
-// The names of siblings often differ in their last character alone.
-bool isNamed(const Unit& unit, istr name) noexcept {
-    const String& own = unit.name();
-    return own.size() == name.size() &&
-           (own.empty() || (own.back() == name[name.size() - 1] && istr(own) == name));
-}
-
 template <class Shown>
 Unit& setToText(Unit& unit, const Shown& shown) {
     std::ostringstream text;
@@ -259,7 +252,7 @@ String Unit::path() const {
 }
 
 void Unit::name(istr text) {
-    if (isNamed(*this, text)) return;
+    if (istr(name_) == text) return;
     String newName(text);
     if (listAround() != nullptr) {
         renameIn(*parent_, newName);
@@ -349,15 +342,17 @@ Unit& Unit::operator<<(iwstr text) {
     wstringToUtf8(text, utf8Text);
     String encoded;
     Base64::encode(utf8Text, encoded, false);
+    setValue(encoded);
     type("utf8");
-    return *this << encoded;
+    return *this;
 }
 
 Unit& Unit::operator<<(const Bytes& bytes) {
     String encoded;
     Base64::encode(bytes, encoded, false);
+    setValue(encoded);
     type("base64");
-    return *this << encoded;
+    return *this;
 }
 
 Unit& Unit::operator<<(const Time& time) {
@@ -454,8 +449,7 @@ bool Unit::empty() const noexcept {
 }
 
 bool Unit::valueEmpty() const noexcept {
-    return value_ == nullptr ||
-           (value_->kind_ == ValueBase::Kind::Text && getStringValue().empty());
+    return listValue() == nullptr && getStringValue().empty();
 }
 
 const Unit& Unit::chainEnd() const noexcept {
@@ -527,10 +521,15 @@ Unit* Unit::unnamedIn(const ListValue& list, unsigned long count, istr key) noex
 }
 
 Unit* Unit::searchIn(const ListValue& list, unsigned long count, istr name) noexcept {
-    const auto end = list.begin() + static_cast<long>(count);
-    const auto found =
-        std::find_if(list.begin(), end, [&](const Unit* unit) { return isNamed(*unit, name); });
-    return found != end ? *found : nullptr;
+    // The names of siblings often differ in their last character alone.
+    const std::size_t last = name.size() - 1;
+    for (unsigned long i = 0; i < count; ++i) {
+        const String& own = list.units_[i]->name_;
+        if (own.size() - 1 == last && own[last] == name[last] && istr(own) == name) {
+            return list.units_[i];
+        }
+    }
+    return nullptr;
 }
 
 Unit* Unit::findChild(istr name) const noexcept {
@@ -619,7 +618,7 @@ ListValue& Unit::makeList() {
 
 void Unit::append(ListValue& list, Unit* child) {
     if (findChild(child->name_) != nullptr) raiseDuplicated("qor::pml::ntv::Unit::copyIntoMap");
-    list.push_back(child);
+    list.pushBack(child);
     if (list.size() > kSearched) {
         try {
             copyIntoMap(list, child);

@@ -5,7 +5,6 @@
 #include <array>
 #include <istream>
 #include <memory>
-#include <new>
 #include <string>
 #include <type_traits>
 #include <utility>
@@ -127,19 +126,8 @@ public:
 
     pmlParserBase(ntv::Unit& unit, Source& source) noexcept : unit_(unit), source_(source) {}
 
-    // In the state PasingName or PasingValue. False when memory runs out.
-    bool parse(State state) {
-        try {
-            return __doParser(state);
-        } catch (const std::bad_alloc&) {
-            return false;
-        }
-    }
-
-private:
-    // What ended a token.
-    enum Flag { None = -1, NameDelimiter = 0, ValueBegin = 1, ValueEnd = 2 };
-
+    // In the state PasingName or PasingValue. False when a child cannot be added for want of
+    // memory.
     bool __doParser(State state) {
         ntv::Unit* unit = &unit_;
         if (state == PasingName) {
@@ -154,6 +142,10 @@ private:
         } while (unit != nullptr);
         return complete_;
     }
+
+private:
+    // What ended a token.
+    enum Flag { None = -1, NameDelimiter = 0, ValueBegin = 1, ValueEnd = 2 };
 
     // Gives the next unit that waits for its value, after that of the last one on the stack, or of
     // the root, was read. Null at the end, complete or not.

@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <memory>
+#include <new>
 
 #include "pml/parser_base.h"
 
@@ -17,7 +18,16 @@ bool parse(ntv::Unit& unit, Source& source, Content content) {
     using Parser = pmlParserBase<Char, Source>;
     unit.clear();
     return Parser(unit, source)
-        .parse(content == Content::Document ? Parser::PasingName : Parser::PasingValue);
+        .__doParser(content == Content::Document ? Parser::PasingName : Parser::PasingValue);
+}
+
+template <class Attempt>
+bool falseWithoutMemory(Attempt attempt) {
+    try {
+        return attempt();
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
 }
 
 // Moves the pointer also when the parse raises.
@@ -35,7 +45,7 @@ bool fromText(ntv::Unit& unit, const Char*& text, const Char* end, Content conte
 
 template <class Char>
 bool fromPointer(ntv::Unit& unit, const Char*& text, Content content) {
-    return fromText(unit, text, text + StrLen(text), content);
+    return falseWithoutMemory([&] { return fromText(unit, text, text + StrLen(text), content); });
 }
 
 // Short text may stand inside the unit itself, where the parser writes.
@@ -55,28 +65,35 @@ bool isInside(iwstr, const ntv::Unit&) noexcept {
 template <class View>
 bool fromView(ntv::Unit& unit, View text, Content content) {
     using Char = std::remove_cvref_t<decltype(*text.data())>;
-    if (isInside(text, unit)) {
-        const std::basic_string<Char> copy(text);
-        return fromView(unit, View(copy), content);
-    }
-    const std::unique_ptr<ntv::ValueBase> former(unit.popValue());
-    const Char* begin = text.begin();
-    const Char* const zero = std::char_traits<Char>::find(begin, text.size(), Char());
-    const Char* const end = zero != nullptr ? zero : text.end();
-    return fromText(unit, begin, end, content);
+    return falseWithoutMemory([&] {
+        if (isInside(text, unit)) {
+            const std::basic_string<Char> copy(text);
+            return fromView(unit, View(copy), content);
+        }
+        const std::unique_ptr<ntv::ValueBase> former(unit.stringValue() == nullptr ? unit.popValue()
+                                                                                   : nullptr);
+        const Char* begin = text.begin();
+        const Char* const zero =
+            text.empty() ? nullptr : std::char_traits<Char>::find(begin, text.size(), Char());
+        return fromText(unit, begin, zero != nullptr ? zero : text.end(), content);
+    });
 }
 
 template <class Char>
 bool fromStream(ntv::Unit& unit, std::basic_istream<Char>& stream, Content content) {
-    StreamSource<Char> source(stream);
-    return parse<Char>(unit, source, content);
+    return falseWithoutMemory([&] {
+        StreamSource<Char> source(stream);
+        return parse<Char>(unit, source, content);
+    });
 }
 
 bool fromFile(ntv::Unit& unit, const File& file, Content content) {
-    std::ifstream stream;
-    if (file.open(stream)) return fromStream(unit, stream, content);
-    unit.clear();
-    return false;
+    return falseWithoutMemory([&] {
+        std::ifstream stream;
+        if (file.open(stream)) return fromStream(unit, stream, content);
+        unit.clear();
+        return false;
+    });
 }
 
 }  // namespace

@@ -1,0 +1,72 @@
+#include "qor/util/aes.h"
+
+#include <memory>
+
+#include "qor/base/mlcheck.h"
+#include "util/aes_forms.h"
+#include "util/output.h"
+
+namespace qor {
+
+namespace {
+
+// Cut or filled with zeros to the size, and overwritten in the end.
+class Padded {
+public:
+    Padded(istr content, unsigned long size) : bytes_(content, size, 0) {}
+    Padded(const Padded&) = delete;
+    Padded& operator=(const Padded&) = delete;
+    ~Padded() { util::wipe(bytes_.buffer(), bytes_.max_size()); }
+    const unsigned char* data() const noexcept { return bytes_.data(); }
+
+private:
+    Bytes bytes_;
+};
+
+}  // namespace
+
+class AES::State : public util::Rijndael {
+public:
+    static State* make(istr key, unsigned long keySize, istr iv) {
+        const Padded paddedKey(key, keySize), paddedIv(iv, util::aesBlockSize);
+        auto* state = checkedNew<State>(__FILE__, __LINE__, "qor::AES::AES");
+        state->set(paddedKey.data(), keySize, paddedIv.data());
+        return state;
+    }
+};
+
+AES::AES(istr key, istr iv) : state_(State::make(key, 16, iv)) {}
+
+AES::AES(istr key, istr iv, bool) : state_(State::make(key, 32, iv)) {}
+
+AES::~AES() {
+    checkedDelete(state_, __FILE__, __LINE__, "qor::AES::~AES");
+}
+
+void AES::encrypt(istr data, Bytes& out) const {
+    const util::ByteSpan source = util::bytesOf(data);
+    const std::size_t size =
+        (source.size() + util::aesBlockSize - 1) / util::aesBlockSize * util::aesBlockSize;
+    util::replaceContent(out, source, size, [&](Bytes& target) {
+        state_->encrypt(source.data(), source.size(), target.data());
+        target.size(size);
+    });
+}
+
+void AES::decrypt(istr data, Bytes& out) const {
+    const util::ByteSpan source = util::bytesOf(data);
+    const std::size_t size = source.size();
+    if (size % util::aesBlockSize != 0) {
+        // What it held stays. What it gains shows nobody's old memory.
+        const std::size_t old = out.size();
+        out.resize(size);
+        if (size > old) MemSet(out.data() + old, 0, size - old);
+        return out.size(size);
+    }
+    util::replaceContent(out, source, size, [&](Bytes& target) {
+        state_->decrypt(source.data(), size, target.data());
+        target.size(size);
+    });
+}
+
+}  // namespace qor

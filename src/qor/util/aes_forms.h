@@ -1,0 +1,81 @@
+#ifndef QOR_SRC_UTIL_AES_FORMS_H
+#define QOR_SRC_UTIL_AES_FORMS_H
+
+#include <cstddef>
+#include <span>
+
+#include "util/wipe.h"
+
+namespace qor::util {
+
+inline constexpr std::size_t aesBlockSize = 16;
+inline constexpr unsigned aesMostRounds = 14;
+
+// A key for each round and one before them, in the order of their use. Those for decrypting belong
+// to the inverse cipher whose rounds have the order of the forward ones.
+struct AesRoundKeys {
+    unsigned rounds;
+    alignas(aesBlockSize) unsigned char bytes[(aesMostRounds + 1) * aesBlockSize];
+};
+
+// One way to run the cipher in CBC mode over some blocks, at least one. Input and output do not
+// overlap, and neither reads nor writes depend on what is converted. All ways agree in every
+// result.
+struct AesForm {
+    using Convert = void(const AesRoundKeys& keys, const unsigned char* iv, const unsigned char* in,
+                         std::size_t blocks, unsigned char* out) noexcept;
+    const char* name;
+    Convert* encrypt;
+    // With the keys for decrypting.
+    Convert* decrypt;
+};
+
+// The forms that this machine can run, the fastest first.
+std::span<const AesForm> aesForms() noexcept;
+
+namespace aes_portable {
+AesForm::Convert encrypt, decrypt;
+// The key schedule of a key of 16 or 32 bytes.
+void expandKey(const unsigned char* key, std::size_t size, AesRoundKeys& encryption,
+               AesRoundKeys& decryption) noexcept;
+}  // namespace aes_portable
+
+#if defined(__x86_64__)
+namespace aes_ni {
+bool runsHere() noexcept;
+AesForm::Convert encrypt, decrypt;
+}  // namespace aes_ni
+
+namespace aes_vector {
+bool runsHere() noexcept;
+AesForm::Convert decrypt;
+}  // namespace aes_vector
+#endif
+
+// The cipher with its key and initialisation vector.
+class Rijndael {
+public:
+    explicit Rijndael(const AesForm& form = aesForms().front()) noexcept : form_(form) {}
+
+    // A key of 16 or 32 bytes, and a vector of a block.
+    void set(const unsigned char* key, std::size_t size, const unsigned char* iv) noexcept;
+
+    // `out` has room for the n bytes in whole blocks, and no part of the input. Without a key or
+    // input nothing is written.
+    void encrypt(const unsigned char* in, std::size_t n, unsigned char* out) const noexcept;
+    // Nor is it if n is no multiple of the block size.
+    void decrypt(const unsigned char* in, std::size_t n, unsigned char* out) const noexcept;
+
+private:
+    struct State {
+        bool hasKey;
+        AesRoundKeys encryption, decryption;
+        unsigned char iv[aesBlockSize];
+    };
+    const AesForm& form_;
+    Secret<State> state_;
+};
+
+}  // namespace qor::util
+
+#endif  // QOR_SRC_UTIL_AES_FORMS_H

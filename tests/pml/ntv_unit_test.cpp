@@ -1,0 +1,399 @@
+#include "qor/pml/ntv_unit.h"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <limits>
+#include <memory>
+
+#include "qor/base/base_type_convert.h"
+#include "qor/pml/pml_parser.h"
+#include "support/allocation.h"
+#include "support/pml.h"
+
+namespace qor::pml::ntv {
+namespace {
+
+using support::isSound;
+using support::treeOf;
+
+// r{a:t{b=1 c{=x =y}} =plain d}
+std::unique_ptr<Unit> sample() {
+    auto unit = std::make_unique<Unit>("r");
+    Unit& a = (*unit)["a"];
+    a.type("t");
+    a.addChild("b", "1");
+    a["c"].addChild("", "x");
+    a["c"].addChild("", "y");
+    unit->addChild("", "plain");
+    unit->addChild("d");
+    return unit;
+}
+
+String numbered(int i) {
+    return String("n" + std::to_string(i));
+}
+
+TEST(Unit, AddsChildren) {
+    Unit unit("u");
+    unit << "text";
+    EXPECT_TRUE(unit.addChild("a"));
+    EXPECT_EQ(treeOf(unit), "u{=text a}");
+    EXPECT_EQ(unit.at("[0]"), unit.childAt(0));
+    EXPECT_FALSE(unit.addChild(static_cast<Unit*>(nullptr)));
+    // A child that is refused stays the caller's, and as it was.
+    Unit child("a", "type", "other");
+    EXPECT_THROW(unit.addChild(&child), qor::DuplicatedUnitException);
+    EXPECT_EQ(child.parent(), nullptr);
+    EXPECT_THROW(unit.addChild("a", "new"), DuplicatedUnitException);
+    // Children without a name are never duplicates, and neither are those of other units.
+    EXPECT_TRUE(unit.addChild("") && unit.addChild("") && unit["a"].addChild("a"));
+    EXPECT_EQ(treeOf(unit), "u{=text a{a}  }");
+    EXPECT_TRUE(isSound(unit));
+    // A scalar that is no string is dropped.
+    Unit typed(new IntegerValue(7));
+    EXPECT_TRUE(typed.addChild("n", "t", "v"));
+    EXPECT_EQ(treeOf(typed), "{n:t=v}");
+}
+
+// A list is searched in one way while it is short and in another when it is long.
+TEST(Unit, KeepsNamesUniqueInListsOfAnyLength) {
+    Unit unit;
+    for (int i = 0; i < 40; ++i) {
+        ASSERT_TRUE(unit.addChild(numbered(i)) && unit.addChild(""));
+        Unit& renamed = unit[numbered(i / 2)];
+        renamed.name("other");
+        ASSERT_EQ(std::as_const(unit).at("other"), &renamed);
+        ASSERT_EQ(std::as_const(unit).at(numbered(i / 2)), nullptr);
+        renamed.name("");
+        renamed.name(numbered(i / 2));
+        for (int old = 0; old <= i; ++old)
+            ASSERT_THROW(unit.addChild(numbered(old)), DuplicatedUnitException);
+        ASSERT_THROW(unit.addChild("[1]"), DuplicatedUnitException);
+        ASSERT_TRUE(isSound(unit));
+    }
+    EXPECT_EQ(unit.numofChildren(), 80u);
+}
+
+TEST(Unit, UpdatesChildrenAndSaysFalse) {
+    Unit unit;
+    EXPECT_FALSE(unit.addOrUpdateChild(nullptr));
+    EXPECT_FALSE(unit.updateChild("a", "1"));
+    EXPECT_FALSE(unit.updateChild("b", "t", "2"));
+    const Unit* const before = unit.at("a");
+    EXPECT_FALSE(unit.updateChild("a", "t", "3"));
+    EXPECT_EQ(std::as_const(unit).at("a"), before);
+    EXPECT_FALSE(unit.updateChild(Unit(*sample())));
+    EXPECT_FALSE(unit.addOrUpdateChild(new Unit("b", nullptr)));
+    EXPECT_TRUE(unit.updateChild("", "5"));
+    EXPECT_EQ(treeOf(unit), "{a:t=3 b r{a:t{b=1 c{=x =y}} =plain d} =5}");
+    EXPECT_TRUE(isSound(unit));
+}
+
+TEST(Unit, FindsByPath) {
+    const auto tree = sample();
+    const Unit& unit = *tree;
+    const Unit& c = *unit.find("a/c");
+    const struct {
+        const Unit& from;
+        const char* path;
+        const char* found;  // null for nothing
+    } cases[] = {
+        {unit, "", "/"},
+        {unit, ".", "/"},
+        {unit, "/", "/"},
+        {unit, "..", nullptr},
+        {unit, "a", "/a"},
+        {unit, "/a/b", "/a/b"},
+        {unit, "a/b/", "/a/b"},
+        {unit, "a//b", "/a/b"},
+        {unit, "[1]", "/[1]"},
+        {unit, "[0]/b", "/a/b"},
+        {unit, "a[1][0]", "/a/c/[0]"},
+        {unit, "/a/[1]/[1]", "/a/c/[1]"},
+        {c, "/", "/"},
+        {c, "../b", "/a/b"},
+        {c, "./[1]", "/a/c/[1]"},
+        {c, "../../d", "/d"},
+        {c, "/d/../a/./c", "/a/c"},
+        {c, "[1x]", "/a/c/[1]"},
+        {unit, "x", nullptr},
+        {unit, "x/..", nullptr},
+        {unit, "x[0]", nullptr},
+        {unit, "a[2]", nullptr},
+        {unit, "a[]", nullptr},
+        {unit, "a[1", nullptr},
+        {unit, "a[y]", nullptr},
+        {unit, "a[-1]", nullptr},
+        {unit, "a[4294967296]", nullptr},
+        {unit, "d[0]", nullptr},
+        {unit, "a/b/c", nullptr},
+        {unit, "../a", nullptr},
+    };
+    for (const auto& test : cases) {
+        SCOPED_TRACE(test.path);
+        const Unit* const found = test.from.find(test.path);
+        ASSERT_EQ(found != nullptr, test.found != nullptr);
+        if (found != nullptr) {
+            EXPECT_EQ(found->path(), test.found);
+        }
+    }
+    EXPECT_EQ(treeOf(unit), treeOf(*sample()));  // nothing was made
+}
+
+TEST(Unit, ReadsWithoutMakingAndMakesWhenWritten) {
+    const auto tree = sample();
+    const Unit& unit = *tree;
+    EXPECT_EQ(&unit["x"], &Unit::null());
+    EXPECT_EQ(&unit(".."), &Unit::null());
+    EXPECT_EQ(&unit(7), &Unit::null());
+    EXPECT_EQ(&unit["d"][0], &Unit::null());
+    EXPECT_EQ(unit[1].getStringValue(), "plain");
+    EXPECT_EQ(&unit["."], &unit);
+    EXPECT_TRUE(Unit::null().empty());
+    Unit::destroy_null();
+    EXPECT_TRUE(Unit::null().empty());
+    String value("kept");
+    EXPECT_FALSE(unit.getChild("x", value));
+    EXPECT_EQ(value, "kept");
+    EXPECT_TRUE(unit.getChild("a", value));
+    EXPECT_EQ(value, "");
+
+    // The map alone is asked, so what is a way for a reader is a name here.
+    (*tree)["x"] << 1;
+    (*tree)[".."] << 2;
+    EXPECT_EQ(treeOf(unit), "r{a:t{b=1 c{=x =y}} =plain d x=1 ..=2}");
+}
+
+TEST(Unit, CopiesAndMovesValuesWithTheirChildren) {
+    const auto tree = sample();
+    Unit copy(*tree->at("a"));
+    EXPECT_EQ(treeOf(copy), "a:t{b=1 c{=x =y}}");
+    EXPECT_EQ(copy.parent(), nullptr);
+    EXPECT_EQ(copy.find("c/[1]")->path(), "/c/[1]");
+    // Parent and index stay; a part takes the place of the whole.
+    Unit& a = *tree->at("a");
+    a = *a.at("c");
+    EXPECT_EQ(treeOf(*tree), "r{c{=x =y} =plain d}");
+    EXPECT_THROW(a = *tree->at("d"), DuplicatedUnitException);
+    a << *tree;
+    EXPECT_EQ(treeOf(*tree), "r{c{c{=x =y} =plain d} =plain d}");
+    *tree += *tree->at("c")->at("c");
+    EXPECT_EQ(treeOf(*tree), "r{c{c{=x =y} =plain d} =plain d =x =y}");
+    EXPECT_TRUE(isSound(*tree) && isSound(copy));
+    // A list that moves on.
+    std::unique_ptr<ValueBase> list(a.popValue());
+    EXPECT_EQ(a.at("c"), tree->at("c")->at("c"));
+    EXPECT_EQ(list->owner(), nullptr);
+    copy.value(list.release());
+    EXPECT_EQ(treeOf(copy), "a:t{c{=x =y} =plain d}");
+    EXPECT_TRUE(isSound(*tree) && isSound(copy));
+    // A list with a name that stands twice is refused, and is gone.
+    auto* const twice = new ListValue;
+    twice->push_back(new Unit("n", nullptr));
+    twice->push_back(new Unit("n", nullptr));
+    EXPECT_THROW(copy.value(twice), DuplicatedUnitException);
+    EXPECT_EQ(treeOf(copy), "a:t{c{=x =y} =plain d}");
+}
+
+TEST(Unit, SetsAndClearsValues) {
+    const auto tree = sample();
+    tree->setValue(tree->find("a/b")->getStringValue());
+    EXPECT_EQ(treeOf(*tree), "r=1");
+    EXPECT_EQ(std::as_const(*tree).at("a"), nullptr);
+    tree->value(new IntegerValue(7));
+    *tree << "dropped" << 8;
+    EXPECT_EQ(treeOf(*tree), "r?");
+    tree->initValueAsList();
+    EXPECT_EQ(treeOf(*tree), "r{}");
+    EXPECT_FALSE(tree->valueEmpty() || tree->simple() || !tree->childWasSingle());
+    Unit& child = (*tree)["child"];
+    child.allNesessary(true);
+    child.clear();
+    EXPECT_TRUE(child.empty() && child.parent() == nullptr && child.allNesessary());
+    child.setValue("");
+    EXPECT_TRUE(child.valueEmpty() && child.simple() && !child.empty());
+}
+
+TEST(Unit, RenamesInItsParentsList) {
+    const auto tree = sample();
+    Unit& a = *tree->at("a");
+    EXPECT_THROW(a.name("d"), DuplicatedUnitException);
+    a.name("e");
+    tree->childAt(1)->name("a");
+    tree->at("d")->name("");
+    EXPECT_EQ(treeOf(*tree), "r{e:t{b=1 c{=x =y}} a=plain }");
+    EXPECT_TRUE(isSound(*tree));
+}
+
+template <class T>
+String textOf(const T& value) {
+    Unit unit;
+    unit << value;
+    return unit.type() + ":" + String(unit.getStringValue());
+}
+
+TEST(Unit, WritesScalarsAsText) {
+    const struct {
+        String text;
+        const char* expected;
+    } cases[] = {
+        {textOf(true), ":1"},
+        {textOf(Bit(false)), ":0"},
+        {textOf('x'), ":x"},
+        {textOf(Byte(65)), ":A"},
+        {textOf(Sbyte('-')), ":-"},
+        {textOf(short(-5)), ":-5"},
+        {textOf(Ushort(65535)), ":65535"},
+        {textOf(-1L), ":-1"},
+        {textOf(4294967295UL), ":4294967295"},
+        {textOf(std::numeric_limits<long long>::min()), ":-9223372036854775808"},
+        {textOf(Ulonglong(18446744073709551615ULL)), ":18446744073709551615"},
+        {textOf(0.1F), ":0.1"},
+        {textOf(123456789.0), ":1.23457e+08"},
+        {textOf(Double(-1e300)), ":-1e+300"},
+        {textOf(Wchar(L'\u5b89')), ":23433"},
+        {textOf("(a)"), ":(a)"},
+        {textOf(reinterpret_cast<const unsigned char*>("u")), ":u"},
+        {textOf(String("\0", 1)), ":\0"},
+        {textOf(L"\u5b89"), "utf8:5a6J"},
+        {textOf(std::wstring(L"\U0001F600")), "utf8:8J+YgA=="},
+        {textOf(Bytes(istr("\xFF\0", 2))), "base64:/wA="},
+        {textOf(Time::microSeconds(0)), ":"},
+        {textOf(ShowMode(ShowMode::MIXED)), ":MIXED"},
+        {textOf(ShowPattern(15)), ":PATH NAME TYPE VALUE"},
+    };
+    for (const auto& test : cases)
+        EXPECT_EQ(test.text.substr(0, std::strlen(test.expected)), test.expected);
+    EXPECT_EQ(textOf(Time::microSeconds(0)), ":" + Time::microSeconds(0).toFullDateTime());
+}
+
+template <class T>
+std::string readAs(istr type, istr text, const T& before) {
+    T value = before;
+    const bool read = Unit("n", type, text) >> value;
+    Unit shown;
+    shown << value;
+    return (read ? "" : "no ") + std::string(std::string_view(shown.getStringValue()));
+}
+
+TEST(Unit, ReadsScalarsFromText) {
+    const struct {
+        std::string read;
+        const char* expected;
+    } cases[] = {
+        {readAs("", "true", false), "1"},
+        {readAs("", "false", true), "0"},
+        {readAs("", "0", true), "0"},
+        {readAs("", "2", false), "1"},
+        {readAs("", "yes", true), "no 1"},
+        {readAs("", "xyz", 'c'), "x"},
+        {readAs("", "7", Byte(65)), "7"},
+        {readAs("", "12x", 5L), "12"},
+        {readAs("", " -12", Long(5)), "-12"},
+        {readAs("", "abc", 5L), "no 5"},
+        {readAs("", "", 5L), "no 5"},
+        {readAs("", "  ", 5L), "no 5"},
+        {readAs("", "2147483648", 5L), "no 5"},
+        {readAs("", "4294967295", 5UL), "4294967295"},
+        {readAs("", "18446744073709551615", Ulonglong(5)), "18446744073709551615"},
+        {readAs("", "1e3", 0.5), "1000"},
+        {readAs("", "1e999", 0.5), "no 0.5"},
+        {readAs("", "23433", Wchar(L'x')), "23433"},
+        {readAs("other", "text", String("before")), "text"},
+        {readAs("", "", String("before")), "no before"},
+        {readAs("utf8", "5a6J", std::wstring(L"x")), "5a6J"},
+        {readAs("", "\xE5\xAE\x89", std::wstring(L"x")), "5a6J"},
+        {readAs("any", "/wA=", Bytes("before")), "/wA="},
+        {readAs("", "", Bytes(istr("\xFF", 1))), "no /w=="},
+    };
+    for (const auto& test : cases)
+        EXPECT_EQ(test.read, test.expected);
+    const Time then = Time::microSeconds(1500000000123000);
+    Time read = Time::microSeconds(0);
+    EXPECT_FALSE(Unit("n", "", "") >> read);
+    EXPECT_EQ(read, Time::microSeconds(0));
+    EXPECT_TRUE(Unit("n", "", then.toFullDateTime()) >> read);
+    EXPECT_EQ(read, then);
+
+    volatile unsigned long counter = 5;
+    EXPECT_FALSE(Unit("n", "", "x") >> counter);
+    EXPECT_TRUE(Unit("n", "", "6") >> counter);
+    EXPECT_EQ(counter, 6u);
+    String text("before");
+    EXPECT_FALSE(*sample() >> text);
+    EXPECT_FALSE(Unit(new IntegerValue(7)) >> text);
+    EXPECT_EQ(text, "before");
+    Unit target("kept");
+    EXPECT_TRUE(*sample()->at("a") >> target);
+    EXPECT_EQ(treeOf(target), "kept:t{b=1 c{=x =y}}");
+}
+
+TEST(Unit, IsAsItWasWhenMemoryIsShort) {
+    const String big(std::string(100, 'x'));
+    const auto orThrow = [](bool done) {
+        if (!done) throw std::bad_alloc();
+    };
+    const struct {
+        const char* name;
+        std::function<void(Unit&)> run;
+    } operations[] = {
+        {"addChild", [&](Unit& unit) { orThrow(unit.addChild(big, big, big)); }},
+        {"addChild copy", [&](Unit& unit) { orThrow(unit.addChild(unit)); }},
+        {"at", [&](Unit& unit) { unit.at(big); }},
+        {"copy", [&](Unit& unit) { Unit other(unit); }},
+        {"=", [&](Unit& unit) { unit = Unit(*sample()); }},
+        {"<< unit", [&](Unit& unit) { unit << *sample(); }},
+        {"<< text", [&](Unit& unit) { unit << big; }},
+        {"<< wide", [&](Unit& unit) { unit << std::wstring(100, L'x'); }},
+        {"<< bytes", [&](Unit& unit) { unit << Bytes(big); }},
+        {"name",
+         [&](Unit& unit) { (unit.numofChildren() != 0 ? *unit[0].at("") : unit).name(big); }},
+        {"initValueAsList", [&](Unit& unit) { unit.initValueAsList(); }},
+        {"value", [&](Unit& unit) { unit.value(ListValue({&unit}).clone()); }},
+    };
+    for (const auto& operation : operations) {
+        for (const bool text : {false, true}) {
+            const support::AllocationCounter outside;
+            {
+                SCOPED_TRACE(operation.name);
+                auto unit = text ? std::make_unique<Unit>("n", "t", "text") : sample();
+                for (int i = 0; !text && i < 14; ++i)
+                    unit->addChild(numbered(i));
+                const std::string before = treeOf(*unit);
+                EXPECT_GT(support::failEachAllocation([&] { operation.run(*unit); },
+                                                      [&] {
+                                                          EXPECT_EQ(treeOf(*unit), before);
+                                                          EXPECT_TRUE(isSound(*unit));
+                                                      }),
+                          0u);
+                EXPECT_TRUE(isSound(*unit));
+            }
+            EXPECT_EQ(outside.outstanding(), 0) << operation.name;
+        }
+    }
+    Unit owner("o", "", "text");
+    auto child = std::make_unique<Unit>("child");
+    const support::FailAllocations failing(1);
+    EXPECT_FALSE(owner.addChild(child.get()));
+}
+
+TEST(Unit, TakesTheSameStackAtAnyDepth) {
+    Unit unit;
+    ASSERT_TRUE(ntvFromPml(unit, support::chain(support::kDeep, "x")));
+    EXPECT_TRUE(unit.childWasSingle());
+    EXPECT_EQ(unit.chainEnd().root(), &unit);
+    EXPECT_EQ(unit.chainEnd().path().size(), 2 * (support::kDeep - 1));
+    Unit copy(unit);
+    EXPECT_EQ(copy.chainEnd().root(), &copy);
+    dumper original(true);
+    dumper copied(true);
+    unit.dump(original);
+    copy.dump(copied);
+    EXPECT_EQ(original.str(), copied.str());
+    copy = *unit.at("a");
+    copy.clear();
+}
+
+}  // namespace
+}  // namespace qor::pml::ntv

@@ -1,0 +1,135 @@
+#include "qor/pml/pml_stream.h"
+
+#include <gtest/gtest.h>
+
+#include <sstream>
+
+#include "qor/base/base_type_convert.h"
+#include "qor/pml/pml_type.h"
+#include "support/pml.h"
+#include "support/temp_dir.h"
+
+namespace qor::pml {
+namespace {
+
+using support::treeOf;
+
+std::string dumpOf(const stream& s) {
+    dumper d(true);
+    s.dump(d);
+    return d.str();
+}
+
+TEST(Stream, KnowsItsDirection) {
+    const stream s;
+    EXPECT_TRUE(s.isOutputStream() && !s.isInputStream() && !s.allNesessary());
+    s.setAsInputStream();
+    EXPECT_TRUE(s.isInputStream() && !s.isOutputStream());
+    EXPECT_EQ(dumpOf(s), "{direction_=input unit_={name_= type_= value_=}}");
+    s.setAsOutputStream(true);
+    EXPECT_TRUE(s.isOutputStream() && s.allNesessary());
+    EXPECT_EQ(dumpOf(s), "{direction_=output unit_={name_= type_= value_=}}");
+    const stream copy(s);
+    EXPECT_TRUE(copy.allNesessary());
+    EXPECT_TRUE(stream(s.unit()).isInputStream());
+}
+
+TEST(Stream, ReadsFromText) {
+    EXPECT_EQ(treeOf(stream("a(b)", false).unit()), "a=b");
+    EXPECT_EQ(treeOf(stream("a(b)", true).unit()), "{a=b}");
+    EXPECT_EQ(treeOf(stream(L"\u00E5(b)", false).unit()), "\xC3\xA5=b");
+    stream s(iwstr(L"a(b)"), true);
+    EXPECT_TRUE(s.isInputStream());
+    EXPECT_THROW(s.from("x:", false), DecodeException);
+    EXPECT_THROW(stream("a:b)", true), DecodeException);
+    s.from("x(y)", false);
+    stream copy(s);
+    copy.value("z");
+    copy.name("n");
+    copy.type("t");
+    EXPECT_EQ(copy.name() + copy.type() + treeOf(s.unit()), "ntx=y");
+    s = copy;
+    EXPECT_EQ(treeOf(s.unit()), "n:t=z");
+    s.clear();
+    EXPECT_TRUE(s.unit().empty());
+}
+
+TEST(Stream, LooksUpAndMakesChildren) {
+    stream s("r(a(b(1))c()d(())x(0))", false);
+    const stream& reader = s;
+    EXPECT_TRUE(s.has("a/b") && s.has("d[0]") && s.has("") && !s.has("a/c"));
+    EXPECT_TRUE(s.isEmptyChild("c") && s.isEmptyChild("none"));
+    EXPECT_FALSE(s.isEmptyChild("a") || s.isEmptyChild("d") || s.isEmptyChild("x"));
+    EXPECT_EQ(&reader["none"], &ntv::Unit::null());
+    EXPECT_EQ(&reader[name_id{"none"}], &ntv::Unit::null());
+    s["y"] << 1;
+    s[name_id{"z"}] << 2;
+    EXPECT_EQ(treeOf(s.unit()), "r{a{b=1} c= d{=} x=0 y=1 z=2}");
+    s.enter("T", "N", "", "");
+    EXPECT_EQ(s.name() + s.type(), "rT");
+    s.name("");
+    s.enter("U", "N", "", "");
+    s.enter("", "M", "", "");
+    EXPECT_EQ(s.name() + s.type(), "NT");
+
+    stream other("r(a(new)b(:t(1)e(2))(unnamed))", false);
+    s.combine(other);
+    s.combine(s);
+    s.combine(stream("scalar", true));
+    EXPECT_EQ(treeOf(s.unit()), "N:T{a{b=1} c= d{=} x=0 y=1 z=2 b{:t=1 e=2}}");
+    EXPECT_TRUE(support::isSound(s.unit()) && support::isSound(other.unit()));
+}
+
+TEST(Stream, IsWrittenAsItsUnit) {
+    const stream s("r(a:t(1)b(2))", false);
+    EXPECT_EQ(s.toPml(false), "r(a:t(1)b(2))");
+    EXPECT_EQ(s.toPml(true), "r(\n    a:t(1)\n    b(2)\n)");
+    EXPECT_EQ(s.str(ShowMode::COMPACT, 4), "r(a()b())");
+    String text("> ");
+    EXPECT_TRUE(s.toString(text, ShowMode::COMPACT, 1));
+    text << s;
+    std::ostringstream os;
+    os << s;
+    EXPECT_EQ(text, "> ((1)(2))" + s.toPml(true));
+    EXPECT_EQ(os.str(), s.toPml(true));
+    ntv::Unit unit("kept");
+    unit << s;
+    EXPECT_EQ(treeOf(unit), "kept{a:t=1 b=2}");
+    stream target;
+    target.name("own");
+    EXPECT_TRUE(unit.at("a")->operator>>(target.unit()) && *unit.at("a") >> target);
+    EXPECT_EQ(treeOf(target.unit()), "own:t=1");
+}
+
+TEST(Stream, ReadsAndWritesPlaces) {
+    const support::TempDir dir;
+    const std::string path = dir.path("f.pml");
+    for (const std::string& name : {dir.path("missing"), dir.path(), std::string()}) {
+        stream s("r(a(1))", false);
+        s.from(name, from_file(), false);
+        EXPECT_TRUE(s.unit().empty()) << name;
+        EXPECT_FALSE(stream(name, from_file(), true).has("a"));
+    }
+    const ntv::Unit unit("n", "", "x y");
+    pmlFile file(path, false);
+    EXPECT_TRUE(file.fromNTV(unit, ShowMode::COMPACT, 7));
+    EXPECT_FALSE(file.fromNTV(unit, 0, 7) || pmlFile(dir.path(), false).fromNTV(unit, 1, 7));
+    ntv::Unit read;
+    EXPECT_TRUE(file.toNTV(read));
+    EXPECT_EQ(treeOf(read), "n=x y");
+    EXPECT_TRUE(pmlFile(path, true).toNTV(read));
+    EXPECT_EQ(treeOf(read), "{n=x y}");
+    EXPECT_FALSE(pmlFile(dir.path("missing"), false).toNTV(read));
+    EXPECT_EQ(treeOf(stream(path, from_file(), true).unit()), "{n=x y}");
+    EXPECT_EQ(treeOf(stream(path, from_file(), false).unit()), "n=x y");
+
+    pmlString text("a(");
+    EXPECT_TRUE(text.fromNTV(unit, ShowMode::COMPACT, 7) && text.fromNTV(unit, 9, 7));
+    EXPECT_EQ(text.data(), "a(n(x y)");
+    const pmlType& place = text;
+    EXPECT_TRUE(place.toNTV(read));
+    EXPECT_EQ(treeOf(read), "a{n=x y}");
+}
+
+}  // namespace
+}  // namespace qor::pml

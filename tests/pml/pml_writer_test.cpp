@@ -1,0 +1,216 @@
+#include "qor/pml/pml_writer.h"
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <sstream>
+
+#include "support/allocation.h"
+#include "support/pml.h"
+#include "support/temp_dir.h"
+
+namespace qor::pml {
+namespace {
+
+using ntv::Unit;
+using support::treeOf;
+
+template <class Shown>
+std::string shown(const Shown& object) {
+    std::ostringstream os;
+    os << object;
+    return os.str();
+}
+
+TEST(PmlWriter, ShowsModesAndPatterns) {
+    EXPECT_EQ(shown(ShowMode(1)) + shown(ShowMode(2)) + shown(ShowMode(3)) + shown(ShowMode(4)),
+              "COMPACTSIMPLEMIXEDFORMATTED");
+    EXPECT_EQ(shown(ShowMode(0)) + shown(ShowMode(5)), "<UnknownShowMode><UnknownShowMode>");
+    EXPECT_EQ(shown(ShowPattern(0)), "NONE");
+    EXPECT_EQ(shown(ShowPattern(10)), "PATH TYPE");
+    ShowPattern pattern(15);
+    EXPECT_EQ(pattern.show_path(false).show_name(false).show_type(false).show_value(true).data(),
+              1);
+    EXPECT_EQ(pattern.show_path(true).show_name(true).show_type(true).show_value(false).data(), 14);
+    pattern.reset(ShowPattern::PATH);
+    EXPECT_TRUE(pattern.show_path() && !pattern.show_name() && !pattern.show_type() &&
+                !pattern.show_value());
+}
+
+TEST(PmlWriter, EscapesAndUnescapes) {
+    const struct {
+        const wchar_t* plain;
+        const wchar_t* escaped;
+    } cases[] = {
+        {L"", L""},
+        {L"plain text", L"plain text"},
+        {L" a", L"\" a\""},
+        {L"a\n", L"\"a\n\""},
+        {L"(", L"\"(\""},
+        {L"a)b", L"\"a)b\""},
+        {L"a:b", L"\"a:b\""},
+        {L"*", L"\"*\""},
+        {L"it's", L"\"it's\""},
+        {L"^", L"\"^^\""},
+        {L"\"x\"", L"\"^\"x^\"\""},
+        {L"\u00E5", L"\"\u00E5\""},
+        {L"\x7F", L"\x7F"},
+    };
+    for (const auto& test : cases) {
+        std::wstring wide(test.plain);
+        String narrow(wide);
+        const String escaped(test.escaped);
+        EXPECT_EQ(escapeString(wide), test.escaped);
+        EXPECT_EQ(escapeString(narrow), escaped);
+        Unit unit;
+        EXPECT_TRUE(ntvFromValueString(unit, escaped));
+        EXPECT_EQ(unit.getStringValue(), String(test.plain));
+    }
+    for (const char* kept : {"", "x", "'", "'x", "x'", "'x\""}) {
+        String text(kept);
+        EXPECT_EQ(unescapeString(text), kept);
+    }
+    String text("\"'^^x'\"");
+    EXPECT_EQ(unescapeString(text), "'^^x'");
+    EXPECT_EQ(unescapeString(text), "^^x");
+    for (char c = 1; c > 0; ++c) {
+        const bool special = std::string_view("():*^'\"").find(c) != std::string_view::npos;
+        EXPECT_EQ(isSpeacialChar(c), special);
+        EXPECT_EQ(isSpeacialChar(static_cast<wchar_t>(c)), special);
+    }
+    EXPECT_FALSE(isSpeacialChar('\0') || isSpeacialChar(L'\u0128'));
+}
+
+String written(const Unit& unit, int mode, int pattern = ShowPattern::ALL) {
+    return unit.str(mode, pattern);
+}
+
+TEST(PmlWriter, LaysOut) {
+    Unit tree;
+    // Named children keep their own indents on the common line, and unnamed ones get theirs twice.
+    ASSERT_TRUE(
+        ntvFromPml(tree, "r(l(:t(x(1)y(2)):t((a)(b)))m(:t(1)n(2))o(p(q(r(1)))s(t(u(1)v(2)))))"));
+    const struct {
+        int mode;
+        int pattern;
+        const char* text;
+    } cases[] = {
+        {ShowMode::MIXED, 7,
+         "r(l(\n        :t(    x(1)    y(2))\n        :t(    (a)    (b))\n)m(\n:t(1)n(2))"
+         "o(p(q(r(1)))s(t(u(1)v(2)))))"},
+        {ShowMode::SIMPLE, 15,
+         "r(\n    l(\n        :t(\n            x(1)\n            y(2)\n        )\n        :t(\n"
+         "            (a)\n            (b)\n        )\n    )\n    m(\n        :t(1)\n        n(2)\n"
+         "    )\n    o(\n        p(q(r(1)))\n        s(\n            t(\n                u(1)\n"
+         "                v(2)\n            )\n        )\n    )\n)"},
+        {ShowMode::FORMATTED, 8,
+         "(* / *) (\n    (* /l *) (\n        (* /l/[0] *) (\n            (* /l/[0]/x *) ()\n"
+         "            (* /l/[0]/y *) ()\n        )\n        (* /l/[1] *) (\n"
+         "            (* /l/[1]/[0] *) ()\n            (* /l/[1]/[1] *) ()\n        )\n    )\n"
+         "    (* /m *) (\n        (* /m/[0] *) ()\n        (* /m/n *) ()\n    )\n    (* /o *) (\n"
+         "        (* /o/p *) ((()))\n        (* /o/s *) (\n            (* /o/s/t *) (\n"
+         "                (* /o/s/t/u *) ()\n                (* /o/s/t/v *) ()\n            )\n"
+         "        )\n    )\n)"},
+        {ShowMode::COMPACT, 10, "((:t(()()):t(()()))(:t()())(((()))((()()))))"},
+    };
+    for (const auto& test : cases)
+        EXPECT_EQ(written(tree, test.mode, test.pattern), test.text);
+    // A part is laid out as a whole, but knows its path.
+    EXPECT_EQ(written(*tree.at("m"), ShowMode::FORMATTED, 15),
+              "(* /m *) m(\n    (* /m/[0] *) :t(1)\n    (* /m/n *) n(2)\n)");
+    EXPECT_EQ(shown(*tree.at("m")), "m(\n    :t(1)\n    n(2)\n)");
+    String text("> ");
+    text << *tree.at("m")->at("n");
+    EXPECT_EQ(text, "> n(2)");
+}
+
+TEST(PmlWriter, WritesNamesTypesAndValues) {
+    const struct {
+        Unit unit;
+        const char* text;
+    } cases[] = {
+        {Unit(), "()"},
+        {Unit("n", "t", ""), "n:t()"},
+        {Unit("a^b\"c", "", "a^b\"c"), "a^^b^\"c(\"a^^b^\"c\")"},
+        // A name is not quoted, and then reads as something else; a type goes out as it stands.
+        {Unit("(a:b)", " t^", "'"), "(a:b): t^(\"'\")"},
+        {Unit(" a ", "", "\xC3\xA5"), " a (\"\xC3\xA5\")"},
+        {Unit("\xC3\xA5", "", "x"), "\xC3\xA5(x)"},
+        {Unit("n", "", new ntv::CharacterValue('*')), "n(*)"},
+        {Unit("n", "", new ntv::BooleanValue(true)), "n(1)"},
+        {Unit("n", "", new ntv::ListValue), "n()"},
+    };
+    for (const auto& test : cases) {
+        for (int mode = ShowMode::COMPACT; mode <= ShowMode::FORMATTED; ++mode)
+            EXPECT_EQ(written(test.unit, mode), test.text);
+    }
+}
+
+// What was read or made of text is read back from every layout.
+TEST(PmlWriter, WritesWhatReadsBack) {
+    Unit tree("a^");
+    tree.type("t");
+    for (const char* value :
+         {"", " ", "'", "\"", "\"\"", "^^", "(*", "*)", "a\nb", "x'\"y ", "\xFF"}) {
+        tree.addChild("", "t", value);
+        tree["q\"uo\"^te"].addChild("", value);
+        tree["chain"]["of"]["units"].addChild(std::to_string(tree.numofChildren()), value);
+    }
+    tree["last"]["one"]["alone"] << "x";
+    for (int mode = ShowMode::COMPACT; mode <= ShowMode::FORMATTED; ++mode) {
+        for (const int pattern : {7, 15}) {
+            const String text = written(tree, mode, pattern);
+            String again;
+            EXPECT_TRUE(format(text, again, mode, pattern));
+            EXPECT_EQ(again, text);
+            Unit read;
+            EXPECT_TRUE(ntvFromPml(read, text));
+            EXPECT_EQ(treeOf(read), treeOf(tree));
+        }
+    }
+}
+
+TEST(PmlWriter, WritesToEachTarget) {
+    const support::TempDir dir;
+    const File file(dir.path("f.pml"));
+    const Unit unit("n", "t", std::string(50000, 'x'));
+    const std::string expected = "n:t(" + std::string(50000, 'x') + ")";
+    std::ofstream(file.filename()) << std::string(60000, '-');
+    EXPECT_TRUE(ntvToCompactPml(unit, file, ShowPattern::ALL));
+    String text("> ");
+    EXPECT_TRUE(format(file, text, ShowMode::SIMPLE, ShowPattern::ALL));
+    EXPECT_EQ(text, "> " + expected);
+    std::ostringstream os;
+    EXPECT_TRUE(ntvToMixedPml(unit, os, 7) && ntvToSimplePml(unit, os, 4));
+    EXPECT_TRUE(ntvToFormattedPml(unit, os, 2));
+    EXPECT_EQ(os.str(), expected + "n():t()");
+
+    for (const int unknown : {0, 5, -1}) {
+        EXPECT_FALSE(ntvToPml(unit, text, unknown, 7) || ntvToPml(unit, os, unknown, 7) ||
+                     ntvToPml(unit, file, unknown, 7));
+    }
+    EXPECT_EQ(text, "> " + expected);
+    EXPECT_TRUE(format(file, os, ShowMode::COMPACT, 0));  // the file is as it was
+    EXPECT_FALSE(ntvToCompactPml(unit, File(dir.path()), 7));
+    EXPECT_FALSE(ntvToCompactPml(unit, File("/dev/full"), 7));
+    EXPECT_FALSE(format(File(dir.path("missing")), text, ShowMode::COMPACT, 7));
+    os.setstate(std::ios::badbit);
+    EXPECT_FALSE(ntvToCompactPml(unit, os, 7));
+
+    String grown("> ");
+    EXPECT_GT(support::failEachAllocation([&] { ntvToPml(unit, grown, ShowMode::COMPACT, 7); },
+                                          [&] { EXPECT_EQ(grown, "> "); }),
+              0u);
+}
+
+// Indents alone make text that is quadratic in the depth.
+TEST(PmlWriter, TakesTheSameStackAtAnyDepth) {
+    Unit tree;
+    ASSERT_TRUE(ntvFromPml(tree, support::chain(3000, "b(1)c(2)")));
+    EXPECT_EQ(written(tree, ShowMode::SIMPLE).size(),
+              3000UL * (3000 * 4 + 5) + 2 * (3000 * 4 + 5) - 1);
+    EXPECT_EQ(written(tree, ShowMode::COMPACT), support::chain(3000, "b(1)c(2)"));
+}
+
+}  // namespace
+}  // namespace qor::pml

@@ -1,0 +1,51 @@
+#ifndef QOR_TESTS_SUPPORT_PML_H
+#define QOR_TESTS_SUPPORT_PML_H
+
+#include <string>
+
+#include "qor/pml/ntv_unit.h"
+
+namespace support {
+
+// A tree as the tables of the tests show it: "name:type=text", "name:type{child child}", and
+// nothing behind the type where there is no value. A typed scalar shows as "?". For shallow trees.
+inline std::string treeOf(const qor::pml::ntv::Unit& unit) {
+    std::string text = unit.name();
+    if (!unit.type().empty()) text += ":" + unit.type();
+    if (unit.stringValue() != nullptr) return text + "=" + unit.stringValue()->data();
+    if (unit.listValue() == nullptr) return text + (unit.value() != nullptr ? "?" : "");
+    const char* separator = "{";
+    for (const qor::pml::ntv::Unit* child : *unit.listValue()) {
+        text += separator + treeOf(*child);
+        separator = " ";
+    }
+    return text + (*separator == '{' ? "{}" : "}");
+}
+
+// Whether every child tells its parent and its place, and is found by its name or its place.
+inline bool isSound(const qor::pml::ntv::Unit& unit) {
+    if (unit.listValue() == nullptr) return true;
+    unsigned long index = 0;
+    for (const qor::pml::ntv::Unit* child : *unit.listValue()) {
+        qor::String key = child->name();
+        if (key.empty()) key = "[" + std::to_string(index) + "]";
+        if (child->parent() != &unit || child->index() != index++ || unit.at(key) != child ||
+            !isSound(*child)) {
+            return false;
+        }
+    }
+    return unit.value()->owner() == &unit;
+}
+
+// A chain of so many units inside each other, around the content.
+inline std::string chain(unsigned long levels, const std::string& content) {
+    std::string text;
+    for (unsigned long i = 0; i < levels; ++i)
+        text += "a(";
+    return text + content + std::string(levels, ')');
+}
+constexpr unsigned long kDeep = 1000000;
+
+}  // namespace support
+
+#endif  // QOR_TESTS_SUPPORT_PML_H
