@@ -194,12 +194,12 @@ std::vector<DirItem> itemsOf(const ListValue& tree, iwstr dir, std::size_t count
 
 }  // namespace
 
-DirItem::DirItem(const Unit& unit, const iwstr& name)
-    : DirItem(!unit.simple(), name, sizeOf(unit), &unit) {}
+DirItem::DirItem(const Unit& node, const iwstr& path)
+    : DirItem(!node.simple(), path, sizeOf(node), &node) {}
 
 dumper& DirItem::dump(dumper& d) const {
-    d.write(name_).raw(", ");
-    return isDir_ ? d.raw("<dir>") : d.write(size_);
+    d.write(name).raw(", ");
+    return isDir ? d.raw("<dir>") : d.write(size);
 }
 
 Directory::Directory() : files_(std::make_unique<Unit>()) {
@@ -228,7 +228,7 @@ bool Directory::setup(const iwstr& name, const std::list<std::wstring>& entries)
     totalSize_ = 0;
     for (const DirItem& item : items_) {
         const long long room = std::numeric_limits<long long>::max() - totalSize_;
-        totalSize_ += std::clamp(item.size(), 0LL, room);
+        totalSize_ += std::clamp(item.size, 0LL, room);
     }
     return filled.complete;
 }
@@ -273,7 +273,8 @@ long long Directory::getFileSize(const iwstr& name) {
 
 bool Directory::createFile(const iwstr& name, bool truncate) {
     const int flags = OpenRead | OpenCreate | (truncate ? OpenTruncate : 0);
-    return closeFile(asHandle(platform::openFile(nativePath(name), flags)));
+    const int fd = platform::openFile(nativePath(name), flags);
+    return fd != -1 && platform::closeFile(fd);
 }
 
 void* Directory::openFileForRead(const iwstr& name) {
@@ -303,13 +304,16 @@ bool Directory::closeFile(void* handle) noexcept {
 }
 
 bool Directory::readFrom(const iwstr& name, long long position, Bytes& out) {
+    out.size(0);
     void* const handle = openFileForRead(name);
+    if (descriptorOf(handle) == -1) return false;
     const bool done = readFileAt(handle, position, out);
     return closeFile(handle) && done;
 }
 
 bool Directory::writeTo(const iwstr& name, long long position, const istr& bytes) {
     void* const handle = openFileForWrite(name, false);
+    if (descriptorOf(handle) == -1) return false;
     const bool done = writeFileAt(handle, position, bytes);
     return closeFile(handle) && done;
 }
