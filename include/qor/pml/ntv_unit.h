@@ -314,8 +314,9 @@ private:
     void replaceValue(ValueBase* newValue, std::unique_ptr<Children> children = nullptr) noexcept;
     // The list that children are added to; turns the unit into one.
     ListValue& makeList();
-    // A failure changes nothing.
+    // A failure changes nothing. The second form is for a name that no child has.
     void append(ListValue& list, Unit* child);
+    void appendNew(ListValue& list, Unit* child);
 
     String name_;
     String type_;

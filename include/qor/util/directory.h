@@ -16,30 +16,20 @@
 namespace qor {
 
 // One entry of a snapshot.
-class QOR_API DirItem {
-public:
+struct QOR_API DirItem {
     DirItem() = default;
-    DirItem(bool isDir, const iwstr& name, long long size, const pml::ntv::Unit* unit)
-        : isDir_(isDir), name_(name), size_(size), unit_(unit) {}
+    DirItem(bool isDirectory, const iwstr& path, long long bytes, const pml::ntv::Unit* node)
+        : isDir(isDirectory), name(path), size(bytes), unit(node) {}
     // A unit with a list is a directory; that of a file has its size as an IntegerValue.
-    DirItem(const pml::ntv::Unit& unit, const iwstr& name);
-
-    bool isDir() const noexcept { return isDir_; }
-    // The path from the directory that was set up, with "\" between its parts.
-    const std::wstring& name() const noexcept { return name_; }
-    // Bytes; -1 for a directory, and for what could not be looked at.
-    long long size() const noexcept { return size_; }
-    // Its node of the tree, which the tree owns.
-    const pml::ntv::Unit* unit() const noexcept { return unit_; }
+    DirItem(const pml::ntv::Unit& node, const iwstr& path);
 
     // "name, size" or "name, <dir>".
     dumper& dump(dumper& d) const;
 
-private:
-    bool isDir_ = false;
-    std::wstring name_;
-    long long size_ = -1;
-    const pml::ntv::Unit* unit_ = nullptr;
+    bool isDir = false;
+    std::wstring name;                     // from the directory that was set up, "\" in between
+    long long size = -1;                   // bytes; -1 for a directory and if it can't be found out
+    const pml::ntv::Unit* unit = nullptr;  // its node, which the tree owns
 };
 
 // A snapshot of a directory and all that lies below it, as a tree and as a list; and helpers for
@@ -52,9 +42,8 @@ private:
 // - What changes while it is read is shown as it was at some time, or not at all. What can't be
 //   looked at has the size -1, and a directory that can't be read has an empty list.
 // - A link to a file has the size of that file, and one that leads nowhere -1. A link to a
-// directory
-//   is a directory with an empty list: it is not followed, and no loop is. The directory that is
-//   set up may itself be a link.
+//   directory is a directory with an empty list, so that nothing is read twice or for ever. The
+//   directory that is set up may itself be a link, and so may names that are given.
 // - Pipes, sockets and devices are files of the size 0; nothing is opened but directories.
 // - A name that is no UTF-8 has U+FFFD in the place of what is not; the entry is looked at by its
 //   real name, but the text that stands for it finds no file. Of several entries that read the same
@@ -72,10 +61,10 @@ public:
     explicit Directory(const iwstr& name);
     ~Directory();
 
-    // Take the snapshot, in place of the present one. With names given, only these are in it, each
-    // with all below it; a name may be a path. False when the directory, or one of the names that
-    // are given, can't be read; what can be is in the snapshot all the same. std::bad_alloc leaves
-    // the present one.
+    // Take the snapshot, in place of the present one. With names given, which may be paths, only
+    // these are in it, each with all below it. False when the directory or a name that is given
+    // can't be read, or when a directory is moved away meanwhile; what could be read is in the
+    // snapshot all the same. std::bad_alloc leaves the present one.
     bool setup(const iwstr& name);
     bool setup(const iwstr& name, const std::list<std::wstring>& entries);
 

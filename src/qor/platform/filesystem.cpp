@@ -1,6 +1,7 @@
 #include "platform/filesystem.h"
 
 #include <ace/OS_NS_fcntl.h>
+#include <dirent.h>
 #include <fcntl.h>
 #include <pthread.h>
 #include <signal.h>
@@ -210,25 +211,13 @@ OpenDirectory::OpenDirectory(const std::string& path) noexcept
           uninterrupted([&] { return ::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); })) {
 }
 
-OpenDirectory::OpenDirectory(int fd) noexcept {
-    if (fd == invalid) return;
-    stream_ = ::fdopendir(fd);
-    if (stream_ == nullptr) ::close(fd);
-}
-
 void OpenDirectory::close() noexcept {
-    if (stream_ == nullptr) return;
-    ::closedir(stream_);
-    stream_ = nullptr;
-}
-
-int OpenDirectory::fd() const noexcept {
-    return stream_ != nullptr ? ::dirfd(stream_) : invalid;
+    if (valid()) ::close(std::exchange(fd_, invalid));
 }
 
 OpenDirectory OpenDirectory::child(const char* name) const noexcept {
     return OpenDirectory(uninterrupted(
-        [&] { return ::openat(fd(), name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC); }));
+        [&] { return ::openat(fd_, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC); }));
 }
 
 OpenDirectory OpenDirectory::parent() const noexcept {
@@ -237,21 +226,26 @@ OpenDirectory OpenDirectory::parent() const noexcept {
 
 DirectoryId OpenDirectory::id() const noexcept {
     struct stat status;
-    if (::fstat(fd(), &status) != 0) return {};
+    if (::fstat(fd_, &status) != 0) return {};
     return {status.st_dev, status.st_ino};
 }
 
-int OpenDirectory::next(const char*& name, FileStatus& status) noexcept {
-    const dirent* entry;
+int OpenDirectory::next(EntryBuffer& buffer, const char*& name, FileStatus& status) noexcept {
+    const dirent64* entry;
     do {
-        errno = 0;
-        entry = ::readdir(stream_);
-        if (entry == nullptr) return errno == 0 ? 0 : -1;
+        if (buffer.next == buffer.size) {
+            const ssize_t size = ::getdents64(fd_, buffer.bytes, sizeof buffer.bytes);
+            buffer.next = 0;
+            buffer.size = static_cast<std::size_t>(std::max<ssize_t>(size, 0));
+            if (size <= 0) return static_cast<int>(size);
+        }
+        entry = reinterpret_cast<const dirent64*>(buffer.bytes + buffer.next);
+        buffer.next += entry->d_reclen;
     } while (isDots(entry->d_name));
     name = entry->d_name;
     status = {entry->d_type == DT_DIR, -1};
     struct stat found;
-    if (!status.isDirectory && ::fstatat(fd(), name, &found, 0) == 0) status = statusOf(found);
+    if (!status.isDirectory && ::fstatat(fd_, name, &found, 0) == 0) status = statusOf(found);
     return 1;
 }
 

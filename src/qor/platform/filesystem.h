@@ -1,8 +1,6 @@
 #ifndef QOR_SRC_PLATFORM_FILESYSTEM_H
 #define QOR_SRC_PLATFORM_FILESYSTEM_H
 
-#include <dirent.h>
-
 #include <cstddef>
 #include <string>
 #include <string_view>
@@ -56,21 +54,27 @@ struct DirectoryId {
     friend bool operator==(const DirectoryId&, const DirectoryId&) noexcept = default;
 };
 
+// Where the system puts the entries of directories, of one after another.
+struct EntryBuffer {
+    alignas(8) char bytes[32768];
+    std::size_t size = 0;
+    std::size_t next = 0;
+};
+
 // A directory open for reading, or none. Others are found from it by what it is, not by its path:
 // neither the length of the path nor a directory that is moved meanwhile matters.
 class OpenDirectory {
 public:
     OpenDirectory() noexcept = default;
     explicit OpenDirectory(const std::string& path) noexcept;
-    OpenDirectory(OpenDirectory&& other) noexcept
-        : stream_(std::exchange(other.stream_, nullptr)) {}
+    OpenDirectory(OpenDirectory&& other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
     OpenDirectory& operator=(OpenDirectory&& other) noexcept {
-        std::swap(stream_, other.stream_);
+        std::swap(fd_, other.fd_);
         return *this;
     }
     ~OpenDirectory() { close(); }
 
-    bool valid() const noexcept { return stream_ != nullptr; }
+    bool valid() const noexcept { return fd_ != -1; }
     void close() noexcept;
 
     // None when the name is a link, also one to a directory.
@@ -78,15 +82,15 @@ public:
     OpenDirectory parent() const noexcept;
     DirectoryId id() const noexcept;
 
-    // The next entry but "." and "..": 1, or 0 at the end, or -1. The name is valid until the next
-    // call. What cannot be looked at has the status of nothing.
-    int next(const char*& name, FileStatus& status) noexcept;
+    // The next entry but "." and "..": 1, or 0 at the end, or -1; then the buffer is free for
+    // another directory. The name is valid until the next call. What cannot be looked at has the
+    // status of nothing.
+    int next(EntryBuffer& buffer, const char*& name, FileStatus& status) noexcept;
 
 private:
-    explicit OpenDirectory(int fd) noexcept;
-    int fd() const noexcept;
+    explicit OpenDirectory(int fd) noexcept : fd_(fd) {}
 
-    DIR* stream_ = nullptr;
+    int fd_ = -1;
 };
 
 // The path of the running program; empty when the system does not tell.

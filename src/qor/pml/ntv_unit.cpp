@@ -195,7 +195,12 @@ Unit* Unit::at(const unsigned char* begin, const unsigned char* end) const {
 Unit* Unit::at(istr name) {
     if (Unit* const present = findChild(name)) return present;
     std::unique_ptr<Unit> child(new (__FILE__, __LINE__, "qor::pml::ntv::Unit::at") Unit(name));
-    append(makeList(), child.get());
+    // In a list the name is known to be new.
+    if (ListValue* const list = listValue()) {
+        appendNew(*list, child.get());
+    } else {
+        append(makeList(), child.get());
+    }
     return child.release();
 }
 
@@ -636,6 +641,10 @@ ListValue& Unit::makeList() {
 
 void Unit::append(ListValue& list, Unit* child) {
     if (findChild(child->name_) != nullptr) raiseDuplicated("qor::pml::ntv::Unit::copyIntoMap");
+    appendNew(list, child);
+}
+
+void Unit::appendNew(ListValue& list, Unit* child) {
     list.pushBack(child);
     if (list.size() > kSearched) {
         try {

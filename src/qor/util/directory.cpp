@@ -4,8 +4,10 @@
 #include <cstdint>
 #include <iterator>
 #include <limits>
+#include <memory>
 #include <string_view>
 #include <typeinfo>
+#include <utility>
 
 #include "platform/filesystem.h"
 #include "qor/base/base_type_convert.h"
@@ -49,19 +51,6 @@ void widen(const String& name, std::wstring& wide) {
     std::copy(name.begin(), name.end(), wide.begin());
 }
 
-// The unit of a new entry, or null if there is one of that name.
-Unit* addEntry(Unit& unit, istr name, const platform::FileStatus& status) {
-    const unsigned long before = unit.numofChildren();
-    Unit* const child = unit.at(name);
-    if (unit.numofChildren() == before) return nullptr;
-    if (status.isDirectory) {
-        child->initValueAsList();
-    } else {
-        child->value(IntegerValue::create(status.size));
-    }
-    return child;
-}
-
 // Fills units with what lies in directories, however deep. Directories whose own directories are
 // not all read yet wait open, so that these are found without a path, but only the deepest of them:
 // an outer one is found again from what lay in it.
@@ -82,6 +71,22 @@ public:
         return complete;
     }
 
+    // The unit of a new entry, or null if there is one of that name.
+    Unit* add(Unit& unit, istr name, const platform::FileStatus& status) {
+        const unsigned long before = unit.numofChildren();
+        Unit* const child = unit.at(name);
+        if (unit.numofChildren() == before) return nullptr;
+        if (status.isDirectory) {
+            child->initValueAsList();
+        } else {
+            child->value(IntegerValue::create(status.size));
+        }
+        ++count_;
+        return child;
+    }
+    // Of all units added.
+    std::size_t count() const { return count_; }
+
 private:
     static constexpr std::size_t mostOpen = 30;
 
@@ -101,10 +106,10 @@ private:
         const char* name = nullptr;
         platform::FileStatus status;
         int result;
-        while ((result = level.directory.next(name, status)) == 1) {
+        while ((result = level.directory.next(*entries_, name, status)) == 1) {
             Unit* const child = isPlain(name)
-                                    ? addEntry(unit, name, status)
-                                    : addEntry(unit, toUtf8(wstr(toWstring(utf8(name)))), status);
+                                    ? add(unit, name, status)
+                                    : add(unit, toUtf8(wstr(toWstring(utf8(name)))), status);
             if (child != nullptr && status.isDirectory) level.inner.push_back({name, child});
         }
         if (!level.inner.empty()) enter(std::move(level));
@@ -132,32 +137,40 @@ private:
         return false;
     }
 
+    std::size_t count_ = 0;
     std::vector<Level> waiting_;  // each in the one before
     std::size_t firstOpen_ = 0;
+    std::unique_ptr<platform::EntryBuffer> entries_ = std::make_unique<platform::EntryBuffer>();
 };
 
-bool fillTree(iwstr dir, const std::list<std::wstring>& entries, Unit& tree) {
+struct Filled {
+    bool complete;
+    std::size_t count;
+};
+Filled fillTree(iwstr dir, const std::list<std::wstring>& entries, Unit& tree) {
     tree.initValueAsList();
-    if (entries.empty()) return TreeWalk().run(platform::OpenDirectory(nativePath(dir)), tree);
-    bool complete = true;
+    TreeWalk walk;
+    bool complete = !entries.empty() || walk.run(platform::OpenDirectory(nativePath(dir)), tree);
     for (const std::wstring& name : entries) {
         const std::string path = platform::nativePath(Filename(dir, name).full());
         platform::FileStatus status;
         if (!platform::fileStatus(path, status)) complete = false;
-        Unit* const child = addEntry(tree, toUtf8(wstr(name)), status);
+        Unit* const child = walk.add(tree, toUtf8(wstr(name)), status);
         if (child == nullptr || !status.isDirectory) continue;
-        if (!TreeWalk().run(platform::OpenDirectory(path), *child)) complete = false;
+        if (!walk.run(platform::OpenDirectory(path), *child)) complete = false;
     }
-    return complete;
+    return {complete, walk.count()};
 }
 
-std::vector<DirItem> itemsOf(const ListValue& tree, iwstr dir) {
+// The count is a guess that spares memory.
+std::vector<DirItem> itemsOf(const ListValue& tree, iwstr dir, std::size_t count) {
     struct Level {
         const ListValue* list;
         std::size_t next;
         std::size_t pathSize;
     };
     std::vector<DirItem> items;
+    items.reserve(count);
     std::wstring path = dir;
     std::wstring name;
     std::vector<Level> open{{&tree, 0, path.size()}};
@@ -181,12 +194,12 @@ std::vector<DirItem> itemsOf(const ListValue& tree, iwstr dir) {
 
 }  // namespace
 
-DirItem::DirItem(const Unit& unit, const iwstr& name)
-    : DirItem(!unit.simple(), name, sizeOf(unit), &unit) {}
+DirItem::DirItem(const Unit& node, const iwstr& path)
+    : DirItem(!node.simple(), path, sizeOf(node), &node) {}
 
 dumper& DirItem::dump(dumper& d) const {
-    d.write(name_).raw(", ");
-    return isDir_ ? d.raw("<dir>") : d.write(size_);
+    d.write(name).raw(", ");
+    return isDir ? d.raw("<dir>") : d.write(size);
 }
 
 Directory::Directory() : files_(std::make_unique<Unit>()) {
@@ -206,8 +219,8 @@ bool Directory::setup(const iwstr& name) {
 bool Directory::setup(const iwstr& name, const std::list<std::wstring>& entries) {
     std::wstring kept = name;
     auto files = std::make_unique<Unit>();
-    const bool complete = fillTree(name, entries, *files);
-    std::vector<DirItem> items = itemsOf(*files->listValue(), iwstr());
+    const Filled filled = fillTree(name, entries, *files);
+    std::vector<DirItem> items = itemsOf(*files->listValue(), iwstr(), filled.count);
 
     name_ = std::move(kept);
     files_ = std::move(files);
@@ -215,9 +228,9 @@ bool Directory::setup(const iwstr& name, const std::list<std::wstring>& entries)
     totalSize_ = 0;
     for (const DirItem& item : items_) {
         const long long room = std::numeric_limits<long long>::max() - totalSize_;
-        totalSize_ += std::clamp(item.size(), 0LL, room);
+        totalSize_ += std::clamp(item.size, 0LL, room);
     }
-    return complete;
+    return filled.complete;
 }
 
 const DirItem& Directory::at(unsigned long index) const {
@@ -232,15 +245,15 @@ bool Directory::setupDirTree(const iwstr& dir, Unit* unit) {
 bool Directory::setupDirTree(const iwstr& dir, const std::list<std::wstring>& entries, Unit* unit) {
     if (unit == nullptr) QOR_THROW(NullPointerException, "qor::Directory::setupDirTree");
     Unit tree;
-    const bool complete = fillTree(dir, entries, tree);
+    const Filled filled = fillTree(dir, entries, tree);
     unit->value(tree.popValue());
-    return complete;
+    return filled.complete;
 }
 
 bool Directory::recurseDirTree(const iwstr& dir, const Unit& unit, std::vector<DirItem>& out) {
     const ListValue* const tree = unit.listValue();
     if (tree == nullptr) return false;
-    std::vector<DirItem> items = itemsOf(*tree, dir);
+    std::vector<DirItem> items = itemsOf(*tree, dir, tree->size());
     out.insert(out.end(), std::make_move_iterator(items.begin()),
                std::make_move_iterator(items.end()));
     return true;
@@ -260,7 +273,8 @@ long long Directory::getFileSize(const iwstr& name) {
 
 bool Directory::createFile(const iwstr& name, bool truncate) {
     const int flags = OpenRead | OpenCreate | (truncate ? OpenTruncate : 0);
-    return closeFile(asHandle(platform::openFile(nativePath(name), flags)));
+    const int fd = platform::openFile(nativePath(name), flags);
+    return fd != -1 && platform::closeFile(fd);
 }
 
 void* Directory::openFileForRead(const iwstr& name) {
@@ -290,13 +304,16 @@ bool Directory::closeFile(void* handle) noexcept {
 }
 
 bool Directory::readFrom(const iwstr& name, long long position, Bytes& out) {
+    out.size(0);
     void* const handle = openFileForRead(name);
+    if (descriptorOf(handle) == -1) return false;
     const bool done = readFileAt(handle, position, out);
     return closeFile(handle) && done;
 }
 
 bool Directory::writeTo(const iwstr& name, long long position, const istr& bytes) {
     void* const handle = openFileForWrite(name, false);
+    if (descriptorOf(handle) == -1) return false;
     const bool done = writeFileAt(handle, position, bytes);
     return closeFile(handle) && done;
 }
