@@ -11,7 +11,6 @@
 #include <vector>
 
 #include "qor/util/optional.h"
-#include "support/allocation.h"
 #include "support/pml.h"
 
 namespace qor::pml {
@@ -143,22 +142,6 @@ TEST(Field, BindsVolatileScalars) {
     EXPECT_TRUE((Field__<volatile unsigned long>{"count", "t", &count}.get(s)));
     EXPECT_FALSE(on);
     EXPECT_EQ(count, 7u);
-}
-
-TEST(Field, ChangesNothingWhenMemoryIsShort) {
-    const All all = makeAll();
-    const Field__<const All> member{"all", "t", &all};
-    Field__<const All>{"warm", "", &all}.set(*std::make_unique<stream>());
-    const support::AllocationCounter outside;
-    {
-        stream s;
-        s["kept"] << 1;
-        EXPECT_GT(support::failEachAllocation([&] { member.set(s); },
-                                              [&] { EXPECT_EQ(treeOf(s.unit()), "{kept=1}"); }),
-                  100u);
-        EXPECT_EQ(s.unit().at("all")->numofChildren(), 24u);
-    }
-    EXPECT_EQ(outside.outstanding(), 0);
 }
 
 TEST(Field, LimitsTheDepthOfWhatItReads) {
