@@ -81,20 +81,19 @@ TEST(Stream, IsWrittenAsItsUnit) {
     const stream s("r(a:t(1)b(2))", false);
     EXPECT_EQ(s.toPml(false), "r(a:t(1)b(2))");
     EXPECT_EQ(s.toPml(true), "r(\n    a:t(1)\n    b(2)\n)");
-    EXPECT_EQ(s.str(ShowMode::COMPACT, 4), "r(a()b())");
-    String text("> ");
+    String text(s.str(ShowMode::COMPACT, 4));
     EXPECT_TRUE(s.toString(text, ShowMode::COMPACT, 1));
     text << s;
     std::ostringstream os;
     os << s;
-    EXPECT_EQ(text, "> ((1)(2))" + s.toPml(true));
+    EXPECT_EQ(text, "r(a()b())((1)(2))" + os.str());
     EXPECT_EQ(os.str(), s.toPml(true));
     ntv::Unit unit("kept");
     unit << s;
     EXPECT_EQ(treeOf(unit), "kept{a:t=1 b=2}");
     stream target;
     target.name("own");
-    EXPECT_TRUE(unit.at("a")->operator>>(target.unit()) && *unit.at("a") >> target);
+    EXPECT_TRUE(*unit.at("a") >> target);
     EXPECT_EQ(treeOf(target.unit()), "own:t=1");
 }
 
