@@ -1,0 +1,157 @@
+#ifndef QOR_LOG_LOG_FACTORY_H
+#define QOR_LOG_LOG_FACTORY_H
+
+#include <iosfwd>
+#include <string>
+
+#include "qor/api.h"
+#include "qor/base/base_type_string.h"
+#include "qor/base/interface.h"
+
+// Loggers, and the writers that give an entry its shape. docs/logging.md shows the shapes, the
+// switches and the keys of their configuration.
+
+namespace qor {
+
+class dumper;
+
+namespace pml {
+class stream;
+}
+
+// The usual tags. A subsystem puts its name in front: "TCP.DEBUG".
+namespace log_tag {
+inline constexpr const char* Debug = "DEBUG";
+inline constexpr const char* Trace = "TRACE";
+inline constexpr const char* Data = "DATA";
+inline constexpr const char* Diag = "DIAG";
+inline constexpr const char* Comm = "COMM";
+inline constexpr const char* Cmd = "CMD";
+inline constexpr const char* Hb = "HB";
+inline constexpr const char* Info = "INFO";
+inline constexpr const char* Notice = "NOTICE";
+inline constexpr const char* Warning = "<WARNING>";
+inline constexpr const char* Error = "<ERROR>";
+inline constexpr const char* FatalError = "<FATALERROR>";
+}  // namespace log_tag
+
+// A set of switches, and the file that entries go to. A call site tests a switch, and only then
+// builds its text and calls a writer:
+//
+//     logger& log = logger_factory::instance("QOR");
+//     if (log.infoOn()) writeInfoLog(log, __FILE__, __LINE__, "qor::Pump::open", "open", "INFO");
+//
+// The switches of debug entries are off unless debugOn() is on too. A logger without a file
+// swallows what it is given; nothing here reports a failure.
+//
+// Any thread may use a logger at any time. An entry is handed over as one text, so that entries of
+// several threads never mix.
+class QOR_API logger : public virtual Interface {
+public:
+    // Lets the file go; it may be opened again.
+    virtual void close() = 0;
+    // Entries go to this file from now on, unless the logger has one. A relative name is in the
+    // directory of the program.
+    virtual void open(istr fileName) = 0;
+    // Any bytes; written as they stand, as one line of the file.
+    virtual void write(istr text) = 0;
+
+    virtual bool infoOn() const = 0;
+    virtual void infoOn(bool on) = 0;
+    virtual bool debugOn() const = 0;
+    virtual void debugOn(bool on) = 0;
+    virtual bool traceOn() const = 0;
+    virtual void traceOn(bool on) = 0;
+    // These are set from the configuration alone.
+    virtual bool dataLogOn() const = 0;
+    virtual bool debugLogOn() const = 0;
+    virtual bool traceLogOn() const = 0;
+    virtual bool diagLogOn() const = 0;
+    virtual bool cmdLogOn() const = 0;
+    virtual bool commLogOn() const = 0;
+    virtual bool hbLogOn() const = 0;
+
+    // Switches by the name of an application, which is often a tag. A name without a switch is off,
+    // and is not "off by its switch" either: appLog and appLogOff are both false for it, as they
+    // are meant to be. With appLogOn() off, all are off.
+    virtual bool appLogOn() const = 0;
+    virtual void appLogOn(bool on) = 0;
+    virtual bool appLog(const String& name) const = 0;
+    virtual void appLog(const String& name, bool on) = 0;
+    virtual bool appLogOff(const String& name) const = 0;
+    // The same by the name of a message; the switch "default" is that of all names without one.
+    virtual bool msgLogOn() const = 0;
+    virtual void msgLogOn(bool on) = 0;
+    virtual bool msgLog(const String& name) const = 0;
+    virtual void msgLog(const String& name, bool on) = 0;
+    virtual bool msgLogOff(const String& name) const = 0;
+
+    // The most bytes of a text or of data that a dumper shows.
+    virtual unsigned long maxStringSize() const = 0;
+    virtual std::string name() const = 0;
+    // Reads or writes all switches. What the input lacks stays as it is.
+    virtual void codec(pml::stream& s) = 0;
+    virtual dumper& dump(dumper& d) const = 0;
+    virtual void dump(std::ostream& os) const = 0;
+
+    // Of the file, if there is one: the highest level that is written (a logger's entries have
+    // level 2); the size in KiB at which it is rotated, and how many old files are kept, both at
+    // least 1.
+    virtual void level(int n) = 0;
+    virtual void maxFileSize(int kibibytes) = 0;
+    virtual void maxFileCount(int count) = 0;
+};
+
+// The loggers of the process, by their names.
+class QOR_API logger_factory {
+public:
+    logger_factory() = delete;
+    static void create();
+    // Closes all loggers and forgets their switches. A reference to one stays good: it swallows
+    // what it is given until the name is asked for again, which gives the same object.
+    static void destroy() noexcept;
+    // The logger of that name, made if there is none. Can be asked for at any time, before init and
+    // after fini too.
+    static logger& instance(const std::string& name);
+};
+
+// For `d << LOGGER_FACTORY()`: all loggers.
+struct LOGGER_FACTORY {};
+QOR_API dumper& operator<<(dumper& d, LOGGER_FACTORY);
+
+// The writers. None tests a switch: the caller does. Null texts are empty, and none of them is read
+// as a format. File, line and function are literals. None raises.
+
+// The text alone.
+QOR_API void writeDataLog(logger& log, const char* file, unsigned line, const char* tag,
+                          istr text) noexcept;
+// "[tag]{thread}[function] text"; without the braces on a thread that is no SimpleThread.
+QOR_API void writeDebugLog(logger& log, const char* file, unsigned line, const char* func,
+                           istr text, const char* tag = log_tag::Debug) noexcept;
+// "[tag]{thread}function() text", the function without its scope.
+QOR_API void writeInfoLog(logger& log, const char* file, unsigned line, const char* func, istr text,
+                          const char* tag = log_tag::Info) noexcept;
+// A line of 118 columns: left and middle, then the filling, then right, flush right. What is too
+// long is written without a filling.
+QOR_API void writeEntryLog(logger& log, istr left, istr middle, istr right, char fill) noexcept;
+
+// Blocks between two rules of 118 columns: the title, the cause, the place, the thread's calls.
+QOR_API void writeErrorLog(logger& log, const char* file, unsigned line, const char* func,
+                           istr cause, istr title = "ERROR") noexcept;
+QOR_API void writeExcptLog(logger& log, const char* file, unsigned line, const char* func,
+                           istr text) noexcept;
+QOR_API void exceptionThrown(logger& log, const char* file, unsigned line, const char* func,
+                             istr text) noexcept;
+// The action may be null.
+QOR_API void assertFailure(logger& log, const char* condition, const char* file, unsigned line,
+                           const char* func, const char* action) noexcept;
+QOR_API void ensureFailure(logger& log, const char* condition, const char* file, unsigned line,
+                           const char* func, const char* action) noexcept;
+// The block itself. A null header or trailer leaves out the rule of its side; an empty one does
+// not. Nothing is written for an empty title or subtitle.
+QOR_API void writeLog(logger& log, const char* header, istr title, istr text, istr subtitle,
+                      const char* trailer) noexcept;
+
+}  // namespace qor
+
+#endif  // QOR_LOG_LOG_FACTORY_H
