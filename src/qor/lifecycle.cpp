@@ -9,6 +9,10 @@
 #include "qor/base/library.h"
 #include "qor/build_info.h"
 #include "qor/cfg/config_file.h"
+#include "qor/log/console.h"
+#include "qor/log/log_factory.h"
+#include "qor/log/log_tracer.h"
+#include "qor/mt/thread.h"
 #include "qor/pml/ntv_unit.h"
 
 // The start and the end of the library. They know all subsystems, and so stand above them.
@@ -36,23 +40,33 @@ void init(const char*, bool, int) {
     logBuild();
     std::srand(static_cast<unsigned>(Time::now().toMicroSeconds()));
     ACE::init();
+    console::create();
+    logger_factory::create();
+    SimpleThread::current();
+    tracer::instance();
 }
 
 void startup(const char*, bool, int) {
     log("");
     log(" qor startup...");
+    console::open();
 }
 
 void shutdown() {
     log(" qor shutdown...");
     log("");
     System::close();
+    console::close();
 }
 
 void fini() {
     shutdown();
+    tracer::destroy();
+    SimpleThread::destroyThreadFactory();
     log(" qor finalized.");
     log("");
+    logger_factory::destroy();
+    console::destroy();
     ConfigFile::destroy();
     pml::ntv::Unit::destroy_null();
     ACE::fini();

@@ -1,0 +1,65 @@
+#ifndef QOR_LOG_CONSOLE_H
+#define QOR_LOG_CONSOLE_H
+
+#include <atomic>
+#include <iosfwd>
+#include <string>
+
+#include "qor/api.h"
+#include "qor/base/base_type_string.h"
+
+namespace qor {
+
+// The standard streams. All that the library shows or reads goes through them.
+QOR_API std::ostream& std_out();
+QOR_API std::ostream& std_err();
+QOR_API std::ostream& std_log();
+QOR_API std::istream& std_in();
+
+// The console of the process. Output is queued and written by a thread of its own, at most a tenth
+// of a second late, so that a slow terminal holds nobody up; input is read without waiting for it,
+// so that a thread that reads can still be stopped.
+//
+// It is off at first: what is printed is then dropped. While it is on and not open, output collects
+// until a flush. A debugger that is attached is shown everything, on the standard error.
+//
+// Any thread may print; one thread reads.
+class QOR_API console {
+public:
+    console() = delete;
+    static void create();
+    static void destroy() noexcept;
+
+    // If the console is on: starts the thread that writes, anew if there is one.
+    static void open();
+    // Stops that thread. What is queued stays for the next flush.
+    static void close();
+    // Writes what is queued: has the thread do it, or does it here if there is none.
+    static void flush();
+
+    // Narrow text is in the configured code page. A size of all ones is measured; null is empty.
+    static void print(const String& text);
+    static void print(const std::wstring& text);
+    static void print(const char* text, unsigned long size = npos);
+    static void print(const wchar_t* text, unsigned long size = npos);
+    // With a line feed behind it.
+    static void println(const String& text);
+    static void println(const std::wstring& text);
+    static void println(const char* text, unsigned long size = npos);
+    static void println(const wchar_t* text, unsigned long size = npos);
+
+    // True with the next line, without its line feed, if input is waiting, which must end in a line
+    // feed some time; otherwise false, after a tenth of a second. Shows the prompt first unless it
+    // stands on the screen already; null is none.
+    static bool readline(String& line, const char* prompt = nullptr);
+    static bool readline(std::wstring& line, const wchar_t* prompt = nullptr);
+
+    // The flag itself, for those who bind it.
+    static volatile std::atomic<bool>& on();
+    static bool isOn() { return on(); }
+    static void setOn(bool value) { on() = value; }
+};
+
+}  // namespace qor
+
+#endif  // QOR_LOG_CONSOLE_H

@@ -1,0 +1,246 @@
+#include "qor/log/console.h"
+
+#include <iostream>
+#include <list>
+#include <utility>
+
+#include "platform/terminal.h"
+#include "qor/base/base_type_convert.h"
+#include "qor/mt/handle.h"
+#include "qor/mt/mutex.h"
+#include "qor/mt/thread.h"
+#include "qor/util/singleton_T.h"
+
+namespace qor {
+
+namespace {
+
+constexpr unsigned long kTick = 100;  // milliseconds
+
+std::wstring_view viewOf(const wchar_t* text, unsigned long size) noexcept {
+    if (text == nullptr) return {};
+    return {text, isNpos(size) ? StrLen(text) : size};
+}
+
+}  // namespace
+
+std::ostream& std_out() {
+    return std::cout;
+}
+
+std::ostream& std_err() {
+    return std::cerr;
+}
+
+std::ostream& std_log() {
+    return std::clog;
+}
+
+std::istream& std_in() {
+    return std::cin;
+}
+
+class ConsoleImpl : noncopyable {
+public:
+    static ConsoleImpl& instance() { return *CreateByAllocate<ConsoleImpl>::instance(); }
+    ~ConsoleImpl() { close(); }
+
+    void open();
+    void close();
+    void flush();
+    void print(std::wstring text);
+    bool readline(std::wstring& line, std::wstring_view prompt);
+
+private:
+    class FlushThread;
+    using Texts = std::list<std::wstring>;
+
+    Handle<FlushThread> thread() const;
+    void write();
+    void show(const std::wstring& text);
+    void showPrompt(std::wstring_view prompt);
+
+    Mutex mutex_;  // of all that follows
+    Texts queue_;
+    std::wstring prompt_;
+    bool onLine_ = false;  // the prompt stands on the screen, with no output behind it
+    Handle<FlushThread> thread_;
+    Mutex screen_;  // of one writer at a time, so that texts stay in their order
+};
+
+class ConsoleImpl::FlushThread : public SimpleThread {
+public:
+    explicit FlushThread(ConsoleImpl& console)
+        : SimpleThread(nullptr, "screen"), console_(console) {}
+
+protected:
+    void onWork() override {
+        console_.write();
+        wait(Time::milliSeconds(kTick));
+    }
+
+private:
+    ConsoleImpl& console_;
+};
+
+Handle<ConsoleImpl::FlushThread> ConsoleImpl::thread() const {
+    const Guard guard(mutex_);
+    return thread_;
+}
+
+void ConsoleImpl::open() {
+    if (!console::isOn()) return;
+    close();
+    const Handle<FlushThread> fresh(new FlushThread(*this));
+    {
+        const Guard guard(mutex_);
+        if (thread_) return;
+        thread_ = fresh;
+    }
+    fresh->startAndWait(0);
+}
+
+void ConsoleImpl::close() {
+    Handle<FlushThread> old;
+    {
+        const Guard guard(mutex_);
+        old.swap(thread_);
+    }
+    if (old) old->stop();
+}
+
+void ConsoleImpl::flush() {
+    if (const Handle<FlushThread> writer = thread()) {
+        writer->notify();
+    } else {
+        write();
+    }
+}
+
+void ConsoleImpl::print(std::wstring text) {
+    if (platform::debuggerAttached()) std_err() << String(text) << std::flush;
+    if (!console::isOn()) return;
+    Texts added;
+    added.push_back(std::move(text));
+    const Guard guard(mutex_);
+    queue_.splice(queue_.end(), added);
+}
+
+void ConsoleImpl::write() {
+    const Guard screen(screen_);
+    Texts texts;
+    {
+        const Guard guard(mutex_);
+        if (queue_.empty()) return;
+        texts.swap(queue_);
+        // Output does not run into the prompt.
+        if (onLine_) texts.front().insert(texts.front().begin(), L'\n');
+        onLine_ = false;
+    }
+    for (const std::wstring& text : texts)
+        show(text);
+    std_out().flush();
+}
+
+// The stream output of a view flushes each time, and a string's does not.
+void ConsoleImpl::show(const std::wstring& text) {
+    std_out() << static_cast<const std::string&>(String(text));
+}
+
+void ConsoleImpl::showPrompt(std::wstring_view prompt) {
+    {
+        const Guard guard(mutex_);
+        if (prompt_ != prompt) prompt_ = prompt;
+        if (onLine_ || prompt_.empty()) return;
+        onLine_ = true;
+    }
+    const Guard screen(screen_);
+    show(std::wstring(prompt));
+    std_out().flush();
+}
+
+bool ConsoleImpl::readline(std::wstring& line, std::wstring_view prompt) {
+    showPrompt(prompt);
+    std::string text;
+    const bool waiting = std_in().rdbuf()->in_avail() > 0 || platform::inputWaiting();
+    if (!waiting || !std::getline(std_in(), text)) {
+        sleep(kTick);
+        return false;
+    }
+    ansiToWstring(text, line);
+    const Guard guard(mutex_);
+    onLine_ = false;
+    return true;
+}
+
+void console::create() {
+    CreateByAllocate<ConsoleImpl>::create();
+}
+
+void console::destroy() noexcept {
+    CreateByAllocate<ConsoleImpl>::destroy();
+}
+
+void console::open() {
+    ConsoleImpl::instance().open();
+}
+
+void console::close() {
+    ConsoleImpl::instance().close();
+}
+
+void console::flush() {
+    ConsoleImpl::instance().flush();
+}
+
+void console::print(const String& text) {
+    ConsoleImpl::instance().print(text.toWstring());
+}
+
+void console::print(const std::wstring& text) {
+    ConsoleImpl::instance().print(text);
+}
+
+void console::print(const char* text, unsigned long size) {
+    print(String(istr(text, size)));
+}
+
+void console::print(const wchar_t* text, unsigned long size) {
+    ConsoleImpl::instance().print(std::wstring(viewOf(text, size)));
+}
+
+void console::println(const String& text) {
+    println(text.toWstring());
+}
+
+void console::println(const std::wstring& text) {
+    ConsoleImpl::instance().print(text + L'\n');
+}
+
+void console::println(const char* text, unsigned long size) {
+    println(String(istr(text, size)));
+}
+
+void console::println(const wchar_t* text, unsigned long size) {
+    println(std::wstring(viewOf(text, size)));
+}
+
+bool console::readline(std::wstring& line, const wchar_t* prompt) {
+    return ConsoleImpl::instance().readline(line, viewOf(prompt, npos));
+}
+
+bool console::readline(String& line, const char* prompt) {
+    std::wstring wide;
+    const std::wstring widePrompt = String(prompt).toWstring();
+    if (!readline(wide, widePrompt.c_str())) return false;
+    line = String(wide);
+    return true;
+}
+
+volatile std::atomic<bool>& console::on() {
+    // Outlives the console: the configuration of a logger sets it at any time.
+    static volatile std::atomic<bool> flag{false};
+    return flag;
+}
+
+}  // namespace qor

@@ -1,0 +1,311 @@
+#include "qor/log/log_factory.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "base/upward.h"
+#include "log/logger_impl.h"
+#include "qor/base/base_type_number.h"
+#include "qor/log/console.h"
+#include "qor/log/log_dumper.h"
+#include "qor/mt/containers.h"
+#include "qor/pml/pml_T.h"
+#include "qor/util/singleton_T.h"
+
+namespace qor {
+
+namespace {
+
+constexpr int kLevel = NUV_LOG_INFO;
+// What the file's lines have room for, and a bit more.
+constexpr unsigned long kMostText = 16384;
+
+// A logger as the factory's dump shows it.
+struct LoggerRef {
+    loggerImpl* object = nullptr;
+    dumper& dump(dumper& d) const { return object->dump(d); }
+};
+
+// All loggers that ever were. They are never destroyed: whoever has a reference may go on using
+// it, also in static destructors.
+loggerImpl& loggerOfName(const std::string& name) {
+    static const Mutex& mutex = *new Mutex;
+    static std::map<std::string, loggerImpl>& all = *new std::map<std::string, loggerImpl>;
+    const Guard guard(mutex);
+    return all[name];
+}
+
+template <class T>
+void fieldOf(pml::stream& s, const char* name, std::atomic<T>& member) {
+    T value = member;
+    field(s, FieldKey{name, 0}, value);
+    member = value;
+}
+
+}  // namespace
+
+class LoggerFactoryImpl : noncopyable {
+public:
+    ~LoggerFactoryImpl() {
+        loggers_.access([](auto& loggers) {
+            for (auto& [name, reference] : loggers)
+                reference.object->reset();
+        });
+    }
+
+    logger& instance(const std::string& name) {
+        return loggers_.access([&](auto& loggers) -> logger& {
+            LoggerRef& reference = loggers[name];
+            if (reference.object == nullptr) {
+                reference.object = &loggerOfName(name);
+                reference.object->init(name);
+            }
+            return *reference.object;
+        });
+    }
+    dumper& dump(dumper& d) const {
+        const dumper::_Entry entry(d, "qor::logger_factory");
+        return d.member("loggers_", loggers_);
+    }
+
+private:
+    mt::map<std::string, LoggerRef> loggers_;
+};
+
+loggerImpl& ownLogger() {
+    static loggerImpl& own = []() -> loggerImpl& {
+        loggerImpl& made = loggerOfName("QOR");
+        made.init("QOR");
+        return made;
+    }();
+    return own;
+}
+
+void logger_factory::create() {
+    CreateByAllocate<LoggerFactoryImpl>::create();
+}
+
+void logger_factory::destroy() noexcept {
+    CreateByAllocate<LoggerFactoryImpl>::destroy();
+}
+
+logger& logger_factory::instance(const std::string& name) {
+    return CreateByAllocate<LoggerFactoryImpl>::instance()->instance(name);
+}
+
+dumper& operator<<(dumper& d, LOGGER_FACTORY) {
+    return CreateByAllocate<LoggerFactoryImpl>::instance()->dump(d);
+}
+
+loggerImpl::loggerImpl(const loggerImpl& other) : logger() {
+    assign(other);
+}
+
+loggerImpl& loggerImpl::operator=(const loggerImpl& other) {
+    if (this != &other) assign(other);
+    return *this;
+}
+
+void loggerImpl::assign(const loggerImpl& other) {
+    Switches appLogs, msgLogs;
+    {
+        const Guard guard(other.mutex_);
+        appLogs = other.appLogs_;
+        msgLogs = other.msgLogs_;
+    }
+    const Guard guard(mutex_);
+    infoOn_ = other.infoOn_.load();
+    debugOn_ = other.debugOn_.load();
+    traceOn_ = other.traceOn_.load();
+    dataLogOn_ = other.dataLogOn_.load();
+    debugLogOn_ = other.debugLogOn_.load();
+    traceLogOn_ = other.traceLogOn_.load();
+    diagLogOn_ = other.diagLogOn_.load();
+    cmdLogOn_ = other.cmdLogOn_.load();
+    commLogOn_ = other.commLogOn_.load();
+    hbLogOn_ = other.hbLogOn_.load();
+    appLogOn_ = other.appLogOn_.load();
+    appLogs_.swap(appLogs);
+    msgLogOn_ = other.msgLogOn_.load();
+    msgLogs_.swap(msgLogs);
+    maxStringSize_ = other.maxStringSize_.load();
+}
+
+void loggerImpl::close() {
+    nuv_flat_log_release(sink_.exchange(nullptr));
+}
+
+void loggerImpl::open(istr fileName) {
+    if (hasSink()) return;
+    nuv_flat_log_base* const sink = nuv_flat_log_get(String(fileName).c_str());
+    if (sink == nullptr) return;
+    sink->level(kLevel);
+    nuv_flat_log_base* none = nullptr;
+    sink_.compare_exchange_strong(none, sink);
+}
+
+void loggerImpl::write(istr text) {
+    nuv_flat_log_base* const sink = sink_;
+    if (sink == nullptr) return;
+    const auto size = static_cast<int>(std::min(text.empty() ? 0 : text.size(), kMostText));
+    sink->log("", "f", "l", 0, kLevel, "%.*s", size, size != 0 ? text.data() : "");
+}
+
+bool loggerImpl::find(const Switches& switches, const String& name, const char* otherwise,
+                      bool& on) {
+    auto found = switches.find(name);
+    if (found == switches.end() && otherwise != nullptr) found = switches.find(otherwise);
+    if (found == switches.end()) return false;
+    on = found->second;
+    return true;
+}
+
+bool loggerImpl::appLog(const String& name) const {
+    if (!appLogOn()) return false;
+    const Guard guard(mutex_);
+    bool on = false;
+    return find(appLogs_, name, nullptr, on) && on;
+}
+
+void loggerImpl::appLog(const String& name, bool on) {
+    const Guard guard(mutex_);
+    appLogs_[name] = on;
+}
+
+bool loggerImpl::appLogOff(const String& name) const {
+    if (!appLogOn()) return true;
+    const Guard guard(mutex_);
+    bool on = false;
+    return find(appLogs_, name, nullptr, on) && !on;
+}
+
+bool loggerImpl::msgLog(const String& name) const {
+    if (!msgLogOn()) return false;
+    const Guard guard(mutex_);
+    bool on = false;
+    return find(msgLogs_, name, "default", on) && on;
+}
+
+void loggerImpl::msgLog(const String& name, bool on) {
+    const Guard guard(mutex_);
+    msgLogs_[name] = on;
+}
+
+bool loggerImpl::msgLogOff(const String& name) const {
+    if (!msgLogOn()) return true;
+    const Guard guard(mutex_);
+    bool on = false;
+    return find(msgLogs_, name, "default", on) && !on;
+}
+
+// Given once, it needs no lock: whoever has the lock of the switches may raise, and that is logged.
+std::string loggerImpl::name() const {
+    return inited_ ? name_ : std::string();
+}
+
+void loggerImpl::codec(pml::stream& s) {
+    const Guard guard(mutex_);
+    fieldOf(s, "infoOn", infoOn_);
+    fieldOf(s, "debugOn", debugOn_);
+    fieldOf(s, "traceOn", traceOn_);
+    fieldOf(s, "dataLogOn", dataLogOn_);
+    fieldOf(s, "debugLogOn", debugLogOn_);
+    fieldOf(s, "traceLogOn", traceLogOn_);
+    fieldOf(s, "diagLogOn", diagLogOn_);
+    fieldOf(s, "cmdLogOn", cmdLogOn_);
+    fieldOf(s, "commLogOn", commLogOn_);
+    fieldOf(s, "hbLogOn", hbLogOn_);
+    fieldOf(s, "appLogOn", appLogOn_);
+    field(s, FieldKey{"appLogs", 0}, appLogs_);
+    fieldOf(s, "msgLogOn", msgLogOn_);
+    field(s, FieldKey{"msgLogs", 0}, msgLogs_);
+    fieldOf(s, "maxStringSize", maxStringSize_);
+    bool consoleOn = console::isOn();
+    field(s, FieldKey{"consoleOn", 0}, consoleOn);
+    if (s.isInputStream()) console::setOn(consoleOn);
+}
+
+dumper& loggerImpl::dump(dumper& d) const {
+    // No lock is held while the dumper works.
+    const loggerImpl now(*this);
+    const dumper::_Entry entry(d, "qor::loggerImpl");
+    d.member("infoOn_", now.infoOn_.load()).member("debugOn_", now.debugOn_.load());
+    d.member("traceOn_", now.traceOn_.load()).member("dataLogOn_", now.dataLogOn_.load());
+    d.member("debugLogOn_", now.debugLogOn_.load()).member("traceLogOn_", now.traceLogOn_.load());
+    d.member("diagLogOn_", now.diagLogOn_.load()).member("cmdLogOn_", now.cmdLogOn_.load());
+    d.member("commLogOn_", now.commLogOn_.load()).member("hbLogOn_", now.hbLogOn_.load());
+    d.member("appLogOn_", now.appLogOn_.load()).member("appLogs_", now.appLogs_);
+    d.member("msgLogOn_", now.msgLogOn_.load()).member("msgLogs_", now.msgLogs_);
+    d.member("maxStringSize_", now.maxStringSize_.load());
+    return d.member("console::isOn()", console::isOn()).member("inited_", inited_.load());
+}
+
+void loggerImpl::dump(std::ostream& os) const {
+    dumpTo(os, *this);
+}
+
+void loggerImpl::level(int n) {
+    if (nuv_flat_log_base* const sink = sink_) sink->level(n);
+}
+
+void loggerImpl::maxFileSize(int kibibytes) {
+    nuv_flat_log_base* const sink = sink_;
+    if (sink != nullptr && kibibytes >= 1) sink->max_file_size(kibibytes);
+}
+
+void loggerImpl::maxFileCount(int count) {
+    nuv_flat_log_base* const sink = sink_;
+    if (sink != nullptr && count >= 1) sink->max_file_count(count);
+}
+
+void loggerImpl::init(const std::string& name) {
+    const Guard guard(mutex_);
+    if (inited_) return;
+    name_ = name;
+    inited_ = true;
+}
+
+void loggerImpl::reset() {
+    close();
+    assign(loggerImpl());
+}
+
+// The library's own logger, as the floors below know it.
+
+namespace upward {
+
+bool infoOn() {
+    return ownLogger().infoOn();
+}
+
+bool debugOn() {
+    return ownLogger().debugOn();
+}
+
+unsigned long maxStringSize() {
+    return ownLogger().maxStringSize();
+}
+
+void writeLine(istr text) {
+    logger_factory::instance("QOR").write(text);
+}
+
+void writeInfoLog(const char* file, unsigned line, const char* func, istr text, const char* tag) {
+    qor::writeInfoLog(ownLogger(), file, line, func, text, tag);
+}
+
+void writeDebugLog(const char* file, unsigned line, const char* func, istr text, const char* tag) {
+    qor::writeDebugLog(ownLogger(), file, line, func, text, tag);
+}
+
+void writeErrorLog(const char* file, unsigned line, const char* func, istr cause) {
+    qor::writeErrorLog(ownLogger(), file, line, func, cause);
+}
+
+void exceptionThrown(const char* file, unsigned line, const char* func, const char* text) {
+    qor::exceptionThrown(ownLogger(), file, line, func, text);
+}
+
+}  // namespace upward
+
+}  // namespace qor

@@ -1,0 +1,229 @@
+#include <algorithm>
+#include <sstream>
+
+#include "log/logger_impl.h"
+#include "qor/base/exception.h"
+#include "qor/log/log_factory.h"
+#include "qor/log/log_tracer.h"
+#include "qor/mt/thread.h"
+#include "qor/string/string_buffer.h"
+#include "qor/util/util_func.h"
+
+namespace qor {
+
+namespace {
+
+constexpr std::size_t kWidth = 118;
+
+// A row of the full width; what does not fit is cut. The later text covers the earlier one.
+class Field {
+public:
+    explicit Field(char fill) noexcept { std::fill_n(columns_, kWidth, fill); }
+    Field& left(istr text) noexcept {
+        std::copy_n(text.data(), size(text), columns_);
+        return *this;
+    }
+    Field& right(istr text) noexcept {
+        std::copy_n(text.data(), size(text), columns_ + kWidth - size(text));
+        return *this;
+    }
+    // So many characters, flush right.
+    Field& rule(char c, std::size_t count) noexcept {
+        count = std::min(count, kWidth);
+        std::fill_n(columns_ + kWidth - count, count, c);
+        return *this;
+    }
+    istr text() const noexcept { return istr(columns_, kWidth); }
+
+private:
+    static std::size_t size(istr text) noexcept {
+        return text.empty() ? 0 : std::min<std::size_t>(text.size(), kWidth);
+    }
+
+    char columns_[kWidth];
+};
+
+// Whether anybody would see what is written. Blocks are dear, and most programs that raise have no
+// log open.
+bool isHeard(const logger& log) noexcept {
+    const auto* const known = dynamic_cast<const loggerImpl*>(&log);
+    return known == nullptr || known->hasSink();
+}
+
+// Runs a writer. What it lacks memory for is dropped.
+template <class Write>
+void dropOnFailure(const logger& log, Write write) noexcept {
+    if (!isHeard(log)) return;
+    try {
+        write();
+    } catch (...) {
+    }
+}
+
+// "{name}" of the calling thread, if it has one.
+template <class Text>
+void appendThread(Text& text) {
+    const SimpleThread* const thread = SimpleThread::current().thread_;
+    if (thread == nullptr) return;
+    text += istr("{");
+    text += istr(thread->name());
+    text += istr("}");
+}
+
+std::string bracketed(istr text) {
+    std::string result = "[";
+    result.append(std::string_view(text));
+    result += ']';
+    return result;
+}
+
+// The place, and the calls of the thread.
+void showOrigin(std::ostream& os, const char* file, unsigned line, const char* func) {
+    os << Current(file, line, func).prefix("\n        AT: ");
+    const tracer& calls = *tracer::instance();
+    calls.separator("\n            ");
+    os << "\nCALL STACK: ";
+    calls.dump(os);
+}
+
+void writeFailure(logger& log, istr title, istr text) {
+    writeLog(log, "", title, text, istr(), "");
+}
+
+void writeCause(logger& log, istr title, const char* file, unsigned line, const char* func,
+                istr cause) {
+    std::ostringstream text;
+    text << "     CAUSE: " << cause;
+    showOrigin(text, file, line, func);
+    writeFailure(log, title, text.str());
+}
+
+void writeCondition(logger& log, istr title, const char* condition, const char* file, unsigned line,
+                    const char* func, const char* action) {
+    std::ostringstream text;
+    text << " CONDITION: " << istr(condition);
+    showOrigin(text, file, line, func);
+    if (action != nullptr) text << "\n   WILL DO: " << action;
+    writeFailure(log, title, text.str());
+}
+
+}  // namespace
+
+void writeDataLog(logger& log, const char*, unsigned, const char*, istr text) noexcept {
+    dropOnFailure(log, [&] { log.write(text); });
+}
+
+void writeDebugLog(logger& log, const char*, unsigned, const char* func, istr text,
+                   const char* tag) noexcept {
+    dropOnFailure(log, [&] {
+        StringBuffer line;
+        line += istr("[");
+        line += istr(tag);
+        line += istr("]");
+        appendThread(line);
+        line += istr("[");
+        line += istr(func);
+        line += istr("] ");
+        line += text;
+        log.write(line);
+    });
+}
+
+void writeInfoLog(logger& log, const char*, unsigned, const char* func, istr text,
+                  const char* tag) noexcept {
+    dropOnFailure(log, [&] {
+        StringBuffer line;
+        line += istr("[");
+        line += istr(tag);
+        line += istr("]");
+        appendThread(line);
+        line += istr(Funcname(istr(func)).func());
+        line += istr("() ");
+        line += text;
+        log.write(line);
+    });
+}
+
+void writeEntryLog(logger& log, istr left, istr middle, istr right, char fill) noexcept {
+    dropOnFailure(log, [&] {
+        StringBuffer joined;
+        joined += left;
+        joined += istr(" ");
+        joined += middle;
+        if (joined.size() + right.size() < kWidth) {
+            log.write(Field(fill).right(right).left(joined).text());
+            return;
+        }
+        if (!right.empty()) {
+            joined += istr(" ");
+            joined += right;
+        }
+        log.write(joined);
+    });
+}
+
+void writeErrorLog(logger& log, const char* file, unsigned line, const char* func, istr cause,
+                   istr title) noexcept {
+    dropOnFailure(log, [&] { writeCause(log, title, file, line, func, cause); });
+}
+
+void exceptionThrown(logger& log, const char* file, unsigned line, const char* func,
+                     istr text) noexcept {
+    dropOnFailure(log, [&] { writeCause(log, "THROWING", file, line, func, text); });
+}
+
+void writeExcptLog(logger& log, const char* file, unsigned line, const char* func,
+                   istr text) noexcept {
+    dropOnFailure(log, [&] {
+        std::ostringstream block;
+        block << "     CAUSE: catch a exception.";
+        showOrigin(block, file, line, func);
+        block << '\n' << text;
+        writeFailure(log, "EXCEPTION", block.str());
+    });
+}
+
+void assertFailure(logger& log, const char* condition, const char* file, unsigned line,
+                   const char* func, const char* action) noexcept {
+    dropOnFailure(
+        log, [&] { writeCondition(log, "ASSERT FAILURE", condition, file, line, func, action); });
+}
+
+void ensureFailure(logger& log, const char* condition, const char* file, unsigned line,
+                   const char* func, const char* action) noexcept {
+    dropOnFailure(
+        log, [&] { writeCondition(log, "ENSURE FAILURE", condition, file, line, func, action); });
+}
+
+void writeLog(logger& log, const char* header, istr title, istr text, istr subtitle,
+              const char* trailer) noexcept {
+    dropOnFailure(log, [&] {
+        std::string block;
+        const auto row = [&block](const Field& field) {
+            block.append(std::string_view(field.text()));
+            block += '\n';
+        };
+        if (header != nullptr) {
+            const ThreadInfo& info = SimpleThread::current();
+            std::string brackets = info.sCurrDateTime_ + info.sThreadId_ + bracketed(log.name());
+            if (!title.empty()) brackets += bracketed(title);
+            appendThread(brackets);
+            block += '\n';
+            row(Field('-').left(header).right(brackets));
+        }
+        if (!title.empty()) {
+            row(Field(' ').right(title));
+            row(Field(' ').rule('=', title.size()));
+        }
+        block.append(std::string_view(text));
+        block += '\n';
+        if (!subtitle.empty()) {
+            row(Field(' ').rule('_', subtitle.size()));
+            row(Field(' ').right(subtitle));
+        }
+        if (trailer != nullptr) row(Field('-').right(trailer));
+        log.write(block);
+    });
+}
+
+}  // namespace qor
