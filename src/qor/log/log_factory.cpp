@@ -5,7 +5,6 @@
 
 #include "base/upward.h"
 #include "log/logger_impl.h"
-#include "qor/base/base_type_number.h"
 #include "qor/log/console.h"
 #include "qor/log/log_dumper.h"
 #include "qor/mt/containers.h"
@@ -54,13 +53,13 @@ public:
     }
 
     logger& instance(const std::string& name) {
-        return loggers_.access([&](auto& loggers) -> logger& {
+        return *loggers_.access([&](auto& loggers) {
             LoggerRef& reference = loggers[name];
             if (reference.object == nullptr) {
                 reference.object = &loggerOfName(name);
                 reference.object->init(name);
             }
-            return *reference.object;
+            return reference.object;
         });
     }
     dumper& dump(dumper& d) const {

@@ -81,10 +81,10 @@ private:
     // When the objects of a thread are gone, what still runs on it asks the map each time.
     static ThreadStack& late() {
         const ThreadId id = ThreadControl::current().id();
-        return g__tssCallStack().access([&](auto& stacks) -> ThreadStack& {
+        return *g__tssCallStack().access([&](auto& stacks) {
             StackRef& reference = stacks[id];
             if (reference.stack == nullptr) reference.stack = std::make_shared<ThreadStack>();
-            return *reference.stack;
+            return reference.stack.get();
         });
     }
 

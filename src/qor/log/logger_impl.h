@@ -6,6 +6,7 @@
 #include <string>
 
 #include "nuv_flat_log.h"
+#include "qor/base/base_type_number.h"
 #include "qor/log/log_factory.h"
 #include "qor/mt/mutex.h"
 
