@@ -1,0 +1,80 @@
+#ifndef QOR_MT_MONITOR_H
+#define QOR_MT_MONITOR_H
+
+#include <ace/Condition_Thread_Mutex.h>
+
+#include "qor/api.h"
+#include "qor/base/base_type_time.h"
+#include "qor/base/interface.h"
+#include "qor/mt/mutex.h"
+
+namespace qor {
+
+// A mutex, a condition, and a count of the notifications that the holder of the mutex has asked
+// for. They go out when the mutex is released, or before it is given up in a wait, so that nobody
+// wakes up only to block on the mutex.
+//
+//     {
+//         const Monitor::Lock lock(monitor);
+//         lines.push_back(line);
+//         monitor.notify();
+//     }
+//
+// A notification is for those that wait when it goes out: it wakes as many as there are
+// notifications, and what is too many is not kept for a later wait. A wait ends by a notification
+// and never without a cause. Still, what is waited for is tested in a loop: between the release and
+// the waking another thread may have been there.
+//
+// Any thread may use a monitor; it is not recursive. Whoever releases it sees to it that it still
+// exists when the release returns: the signals go out behind the mutex.
+class QOR_API Monitor : noncopyable {
+public:
+    // Holds a Monitor for a scope.
+    class Lock : noncopyable {
+    public:
+        explicit Lock(const Monitor& monitor) : monitor_(monitor) { monitor.lock(); }
+        ~Lock() { monitor_.unlock(); }
+
+    private:
+        const Monitor& monitor_;
+    };
+
+    Monitor();
+    ~Monitor();
+
+    void lock() const;
+    void unlock() const;
+    // True if the calling thread has the lock now.
+    bool tryLock() const;
+
+    // All of these are for the thread that has the lock.
+
+    // Wakes one of the threads that wait, or all of them.
+    void notify() noexcept;
+    void notifyAll() noexcept;
+    // Gives the lock up until a notification comes.
+    void wait() const;
+    // False if the time, measured on the monotonic clock, passed first.
+    bool wait(const Time& timeout) const;
+
+private:
+    static constexpr long long kAll = -1;
+
+    bool waitUntil(const ACE_Time_Value* deadline) const;
+    long long grant() const noexcept;
+    void send(long long signals) const noexcept;
+
+    Mutex mutex_;
+    mutable ACE_Condition_Thread_Mutex condition_;
+    // The rest is guarded by the mutex. What is pending is always 0 when the mutex is taken.
+    mutable long long pending_ = 0;
+    mutable unsigned long long broadcasts_ = 0;
+    // Of the threads that wait since the last broadcast: those with no notification, and the
+    // notifications that others of them have been sent and not seen yet.
+    mutable unsigned waiting_ = 0;
+    mutable unsigned granted_ = 0;
+};
+
+}  // namespace qor
+
+#endif  // QOR_MT_MONITOR_H

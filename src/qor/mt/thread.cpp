@@ -1,0 +1,529 @@
+#include "qor/mt/thread.h"
+
+#include <cxxabi.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <memory>
+#include <ostream>
+
+#include "mt/thread_factory.h"
+#include "platform/clock.h"
+#include "platform/thread.h"
+#include "qor/base/base_type_char.h"
+#include "qor/log/log_dumper.h"
+#include "qor/log/log_factory.h"
+
+namespace qor {
+
+namespace {
+
+constexpr int kStartedBefore = -1;
+
+// Of the calling thread, if it is one of the library's.
+constinit thread_local WinHandleWrapper* ownHandle = nullptr;
+
+// Of a thread that was started elsewhere: such a thread has no handle.
+const Handle<WinHandleWrapper>& noHandle() {
+    static const auto* const handle = new Handle<WinHandleWrapper>(new WinHandleWrapper);
+    return *handle;
+}
+
+// The handle that a thread of the library gives its controls, for as long as it runs.
+class OwnHandle : noncopyable {
+public:
+    explicit OwnHandle(Handle<WinHandleWrapper> handle) noexcept : handle_(std::move(handle)) {
+        ownHandle = handle_.get();
+    }
+    ~OwnHandle() { ownHandle = nullptr; }
+
+private:
+    Handle<WinHandleWrapper> handle_;
+};
+
+// The calling thread's place in the registry.
+class Registration : noncopyable {
+public:
+    explicit Registration(SimpleThread& thread) noexcept { ThreadFactory::enter(thread); }
+    ~Registration() { ThreadFactory::leave(); }
+};
+
+bool rethrows() {
+    return getenv("QOR_RETHROW") == "on";
+}
+
+// An info line on the library's own logger; the text is made when it is wanted. A line that cannot
+// be made is left out: what it tells of goes on.
+template <class MakeText>
+void logInfo(const char* func, MakeText text) noexcept {
+    try {
+        logger& log = logger_factory::instance("QOR");
+        if (log.infoOn()) writeInfoLog(log, __FILE__, __LINE__, func, istr(text()));
+    } catch (...) {
+    }
+}
+
+}  // namespace
+
+// ThreadId, WinHandleWrapper, ThreadControl
+
+std::ostream& operator<<(std::ostream& os, const ThreadId& id) {
+    return os << unsigned(id);
+}
+
+dumper& operator<<(dumper& d, const ThreadId& id) {
+    return d << unsigned(id);
+}
+
+WinHandleWrapper::~WinHandleWrapper() {
+    platform::closeThread(thread_);
+}
+
+ThreadControl::ThreadControl()
+    : handle_(ownHandle != nullptr ? Handle<WinHandleWrapper>(ownHandle) : noHandle()),
+      id_(platform::currentThreadId()) {}
+
+ThreadControl::ThreadControl(const Handle<WinHandleWrapper>& handle, const ThreadId& id)
+    : handle_(handle), id_(id) {}
+
+ThreadControl::ThreadControl(const ThreadControl& other)
+    : handle_(other.handle()), id_(other.id()) {}
+
+ThreadControl& ThreadControl::operator=(const ThreadControl& other) {
+    Handle<WinHandleWrapper> handle = other.handle();
+    const ThreadId id = other.id();
+    const Guard guard(mutex_);
+    handle_.swap(handle);
+    id_ = id;
+    return *this;
+}
+
+ThreadId ThreadControl::id() const {
+    const Guard guard(mutex_);
+    return id_;
+}
+
+Handle<WinHandleWrapper> ThreadControl::handle() const {
+    const Guard guard(mutex_);
+    return handle_;
+}
+
+void ThreadControl::join() const {
+    const Handle<WinHandleWrapper> shared = handle();
+    const bool self = id() == platform::currentThreadId();
+    const int error = shared->thread_ != nullptr ? platform::waitForThread(*shared->thread_)
+                                                 : (self ? EDEADLK : EINVAL);
+    if (error != 0) QOR_THROW(ThreadSyscallException, "qor::ThreadControl::join", error);
+}
+
+bool ThreadControl::isAlive() const {
+    const Handle<WinHandleWrapper> shared = handle();
+    if (shared->thread_ != nullptr) return platform::isRunning(*shared->thread_);
+    return platform::threadExists(id());
+}
+
+void ThreadControl::sleep(const Time& time) {
+    time.sleep();
+}
+
+void ThreadControl::yield() {
+    platform::yieldThread();
+}
+
+void sleep(unsigned long milliseconds) {
+    platform::sleepMilliseconds(static_cast<ulong32>(milliseconds));
+}
+
+// Thread
+
+Thread::Thread() : handle_(new WinHandleWrapper) {}
+
+Thread::~Thread() = default;
+
+ThreadControl Thread::start(unsigned stackSize) {
+    const Handle<Thread> self(this);
+    checkLaunch(launch(stackSize));
+    return getThreadControl();
+}
+
+// The share that the thread starts with is handed over when there is a thread. The thread waits for
+// the lock before it does anything else.
+int Thread::launch(unsigned stackSize) {
+    const Handle<Thread> self(this);
+    auto share = std::make_unique<Handle<Thread>>(self);
+    const Guard guard(mutex_);
+    if (started_) return kStartedBefore;
+    int error = 0;
+    handle_->thread_ = platform::startThread(stackSize, enter, share.get(), error);
+    if (handle_->thread_ == nullptr) return error;
+    static_cast<void>(share.release());
+    started_ = true;
+    return 0;
+}
+
+void Thread::checkLaunch(int result) {
+    if (result == kStartedBefore) QOR_THROW(ThreadStartedException, "qor::Thread::start");
+    if (result != 0) QOR_THROW(ThreadSyscallException, "qor::Thread::start", result);
+}
+
+// The object goes last, behind what it may still ask for.
+void Thread::enter(void* share) {
+    std::srand(static_cast<unsigned>(Time::now().toMicroSeconds()));
+    auto* const fromStart = static_cast<Handle<Thread>*>(share);
+    const OwnHandle handle((*fromStart)->handle());
+    const Handle<Thread> self = *fromStart;
+    delete fromStart;
+    try {
+        self->run_i();
+    } catch (const abi::__forced_unwind&) {
+        throw;  // pthread_exit and its like may not be stopped
+    } catch (...) {
+        if (rethrows()) throw;
+    }
+}
+
+ThreadControl Thread::getThreadControl() const {
+    const Handle<WinHandleWrapper> shared = handle();
+    if (shared == nullptr) QOR_THROW(ThreadNotStartedException, "qor::Thread::getThreadControl");
+    return ThreadControl(shared, platform::threadId(*shared->thread_));
+}
+
+ThreadId Thread::id() const {
+    const Handle<WinHandleWrapper> shared = handle();
+    if (shared == nullptr) QOR_THROW(ThreadNotStartedException, "qor::Thread::id");
+    return platform::threadId(*shared->thread_);
+}
+
+bool Thread::started() const {
+    const Guard guard(mutex_);
+    return started_;
+}
+
+// Null before the start.
+Handle<WinHandleWrapper> Thread::handle() const {
+    const Guard guard(mutex_);
+    return started_ ? handle_ : Handle<WinHandleWrapper>();
+}
+
+// ThreadInfo
+
+// The text shows milliseconds.
+void ThreadInfo::updateDateTime() {
+    const Time now = Time::now();
+    if (now == currDateTime_) return;
+    const bool same = now.toMilliSeconds() == currDateTime_.toMilliSeconds();
+    if (!same || sCurrDateTime_.empty()) now.toDateTime(sCurrDateTime_);
+    currDateTime_ = now;
+}
+
+dumper& ThreadInfo::dump(dumper& d) const {
+    const dumper::_Entry entry(d, "qor::ThreadInfo");
+    d.member("sThreadId_", sThreadId_)
+        .member("currDateTime_", currDateTime_)
+        .member("sCurrDateTime_", sCurrDateTime_);
+    if (thread_ == nullptr) return d.member("thread_", rawstring("null"));
+    return d.member("thread_", *thread_);
+}
+
+dumper& operator<<(dumper& d, THREAD_FACTORY) {
+    return ThreadFactory::dump(d);
+}
+
+// ThreadOwner
+
+ThreadOwner::ThreadOwner(const char* name) : ownername_(name) {}
+
+ThreadOwner::~ThreadOwner() {
+    logInfo("qor::ThreadOwner::~ThreadOwner",
+            [&] { return "thread owner " + ownername_ + " finalized"; });
+}
+
+// SimpleThread
+
+SimpleThread::SimpleThread(ThreadOwner* owner, const char* name)
+    : owner_(owner), name_(name), fullname_(name) {}
+
+SimpleThread::~SimpleThread() {
+    logInfo("qor::SimpleThread::~SimpleThread", [&] { return fullname_ + " thread finalized."; });
+}
+
+// The thread tells of its birth under the monitor, and so not before somebody waits for it.
+void SimpleThread::startAndWait(unsigned stackSize) {
+    const Handle<SimpleThread> self(this);
+    int result = 0;
+    {
+        const Monitor::Lock lock(monitor_);
+        result = launch(stackSize);
+        if (result == 0) monitor_.wait();
+    }
+    checkLaunch(result);
+}
+
+bool SimpleThread::startAndWait(Time timeout, unsigned stackSize) {
+    const Handle<SimpleThread> self(this);
+    int result = 0;
+    bool told = false;
+    {
+        const Monitor::Lock lock(monitor_);
+        result = launch(stackSize);
+        if (result == 0) told = monitor_.wait(timeout);
+    }
+    checkLaunch(result);
+    return told;
+}
+
+void SimpleThread::stop() {
+    constexpr const char* func = "qor::SimpleThread::stop";
+    if (finished()) {
+        logInfo(func, [&] { return fullname() + " thread already stopped."; });
+        return;
+    }
+    const Handle<SimpleThread> self(this);
+    onStop_i();
+    if (!started()) {
+        logInfo(func, [&] { return fullname() + " thread not started."; });
+        return;
+    }
+    join();
+    logInfo(func, [&] { return fullname() + " thread stopped."; });
+}
+
+bool SimpleThread::stop(Time timeout) {
+    constexpr const char* func = "qor::SimpleThread::stop";
+    if (finished()) {
+        logInfo(func, [&] {
+            return fullname() + "(" + timeout.toDuration() + ") thread already stopped.";
+        });
+        return true;
+    }
+    const Handle<SimpleThread> self(this);
+    onStop_i();
+    if (!started()) {
+        logInfo(func, [&] { return fullname() + " thread not started."; });
+        return true;
+    }
+    return join(timeout);
+}
+
+void SimpleThread::stopOnly() {
+    logInfo("qor::SimpleThread::stopOnly", [&] { return fullname() + " thread stopping only..."; });
+    livingEnd();
+}
+
+void SimpleThread::onStop_i() {
+    logInfo("qor::SimpleThread::onStop_i", [&] { return fullname() + " thread stopping..."; });
+    activeStopping_ = true;
+    livingEnd();
+}
+
+void SimpleThread::livingEnd() {
+    const Handle<SimpleThread> self(this);
+    endLiving();
+    onStop();
+}
+
+void SimpleThread::living(bool on) {
+    if (on) {
+        QOR_THROW(InvalidDataException, "qor::SimpleThread::living",
+                  "living(true) is not expected");
+    }
+    livingEnd();
+}
+
+void SimpleThread::join() {
+    const Handle<SimpleThread> self(this);
+    const ThreadControl control = getThreadControl();
+    if (control == ThreadControl::current()) return;
+    ThreadControl::yield();
+    control.join();
+}
+
+bool SimpleThread::join(Time timeout) {
+    const Handle<SimpleThread> self(this);
+    const ThreadControl control = getThreadControl();
+    if (control == ThreadControl::current()) return true;
+    const Time step = std::min(Time::milliSeconds(20), timeout);
+    const Time start = Time::now(Time::Monotonic);
+    for (;;) {
+        if (Time::now(Time::Monotonic) - start >= timeout) {
+            detach();
+            const String text = fullname() + " thread not stopped in " + timeout.toDuration();
+            writeErrorLog(logger_factory::instance("QOR"), __FILE__, __LINE__,
+                          "qor::SimpleThread::join", text);
+            return false;
+        }
+        if (!control.isAlive()) break;
+        ThreadControl::sleep(step);
+        ThreadControl::yield();
+    }
+    join();
+    logInfo("qor::SimpleThread::join", [&] { return fullname() + " thread stopped."; });
+    return true;
+}
+
+void SimpleThread::wait() const {
+    const Monitor::Lock lock(monitor_);
+    if (living()) monitor_.wait();
+}
+
+bool SimpleThread::wait(const Time& timeout) const {
+    const Monitor::Lock lock(monitor_);
+    return !living() || monitor_.wait(timeout);
+}
+
+void SimpleThread::notify() {
+    const Monitor::Lock lock(monitor_);
+    monitor_.notify();
+}
+
+// Birth and death are told to all that wait: one of them may be the thread, and another one
+// somebody who waits for it.
+void SimpleThread::tellAll() {
+    const Monitor::Lock lock(monitor_);
+    monitor_.notifyAll();
+}
+
+void SimpleThread::endLiving() {
+    living_ = false;
+    tellAll();
+}
+
+ThreadOwner* SimpleThread::owner() const {
+    const Guard guard(mutex_);
+    return owner_;
+}
+
+void SimpleThread::owner(ThreadOwner* owner) {
+    const Guard guard(mutex_);
+    owner_ = owner;
+}
+
+String SimpleThread::fullname() const {
+    const Guard guard(mutex_);
+    return fullname_;
+}
+
+bool SimpleThread::isCurrent() const {
+    return current().thread_ == this;
+}
+
+// Elsewhere than on the thread it is a copy, without an entry when the thread has not come to it
+// yet or has left it.
+ThreadInfo SimpleThread::info() const {
+    if (isCurrent()) return current();
+    const ThreadId id = this->id();
+    ThreadInfo info;
+    if (ThreadFactory::find(id, info) && info.thread_ == this) return info;
+    info = ThreadInfo();
+    info.sThreadId_ = ThreadFactory::idText(id, true);
+    return info;
+}
+
+const ThreadInfo& SimpleThread::current() noexcept {
+    return ThreadFactory::current();
+}
+
+void SimpleThread::destroyThreadFactory() noexcept {
+    ThreadFactory::destroy();
+}
+
+dumper& SimpleThread::dump(dumper& d) const {
+    const dumper::_Entry entry(d, "qor::SimpleThread");
+    return d.member("name()", name())
+        .member("fullname()", fullname())
+        .member("started()", started())
+        .member("living()", living())
+        .member("activeStopping()", activeStopping())
+        .member("refcount", __GetRef());
+}
+
+// What an exception passes on its way out is done all the same: the death is told, then the record
+// goes, and the thread's share in the object last.
+void SimpleThread::run_i() {
+    const Handle<SimpleThread> self(this);
+    const Registration registration(*this);
+    try {
+        begin();
+        run();
+    } catch (...) {
+        end();
+        throw;
+    }
+    end();
+}
+
+// The pause lets the thread that starts this one go first.
+void SimpleThread::begin() {
+    const String id = threadIdString();
+    {
+        const Guard guard(mutex_);
+        fullname_ += id;
+    }
+    logInfo("qor::SimpleThread::run_i", [] { return "thread begin."; });
+    const ThreadControl control = getThreadControl();
+    control.yield();
+    qor::sleep(1);
+}
+
+void SimpleThread::end() {
+    // Also when the owner raises.
+    struct Last {
+        SimpleThread& thread;
+        ~Last() {
+            logInfo("qor::SimpleThread::run_i", [] { return "thread end."; });
+            thread.finish();
+        }
+    };
+    const Last last{*this};
+    endLiving();
+    on_thread_exit();
+}
+
+void SimpleThread::run() {
+    try {
+        loop();
+    } catch (...) {
+        onDeath();
+        throw;
+    }
+    onDeath();
+}
+
+void SimpleThread::loop() {
+    if (!onBirth_i()) return;
+    while (living()) {
+        if (!onWait_i() || !living()) continue;
+        current();
+        onWork();
+    }
+}
+
+bool SimpleThread::onBirth_i() {
+    if (!onBirth()) living_ = false;
+    tellAll();
+    if (living()) return true;
+    logInfo("qor::SimpleThread::onBirth_i",
+            [] { return "thread begin failure, won't enter run loop."; });
+    return false;
+}
+
+bool SimpleThread::onWait_i() {
+    if (onWait()) return true;
+    logInfo("qor::SimpleThread::onWait_i", [] { return "wait failure, won't exec onWork()."; });
+    return false;
+}
+
+void SimpleThread::onWork() {
+    if (!onLoop()) endLiving();
+}
+
+void SimpleThread::on_thread_exit() {
+    ThreadOwner* const told = activeStopping() ? nullptr : owner();
+    if (told == nullptr) return;
+    logInfo("qor::SimpleThread::on_thread_exit",
+            [&] { return "notify owner(" + told->ownername() + ") thread exit"; });
+    told->onThreadExit(this);
+}
+
+}  // namespace qor

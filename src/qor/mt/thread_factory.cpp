@@ -1,0 +1,200 @@
+#include "mt/thread_factory.h"
+
+#include <algorithm>
+#include <new>
+
+#include "platform/thread.h"
+#include "qor/log/log_dumper.h"
+
+namespace qor {
+
+template class CreateByAllocate<ThreadFactory>;
+
+// The lock is for others that look: the thread itself reads without it, since nobody else writes.
+struct ThreadFactory::Record : noncopyable {
+    // No text of a record is longer, so that renewing one needs no memory.
+    Record() { info.sCurrDateTime_.reserve(64); }
+
+    void renew() noexcept {
+        const Guard guard(lock);
+        info.updateDateTime();
+    }
+    void name(SimpleThread* thread, String id) noexcept {
+        const Guard guard(lock);
+        info.thread_ = thread;
+        info.sThreadId_.swap(id);
+    }
+    ThreadInfo copy() const {
+        const Guard guard(lock);
+        return info;
+    }
+
+    const Mutex lock;
+    ThreadInfo info;
+};
+
+namespace {
+
+// What a thread keeps of itself. It needs no destructor, so it can be asked at any time in the life
+// of the thread.
+struct Own {
+    ThreadFactory::Record* record;
+    SimpleThread* thread;
+    unsigned epoch;  // when the record was entered, 0 if it is not
+    bool busy;       // entering makes blocks, and whoever watches those may log
+};
+constinit thread_local Own own{};
+
+// Counts up when the registry is no longer what the threads were entered in: when it is destroyed,
+// and in a forked child.
+constinit std::atomic<unsigned> epoch{1};
+
+// Around every use of the registry, so that it may go at any time, and around a fork. Never
+// destroyed, as nothing that threads may come back to.
+const Mutex& registryLock() {
+    static const Mutex* const lock = new Mutex;
+    return *lock;
+}
+
+void watchForks() {
+    static const bool watched = [] {
+        platform::callAtFork([] { registryLock().lock(); }, [] { registryLock().unlock(); },
+                             [] {
+                                 epoch.fetch_add(1, std::memory_order_relaxed);
+                                 registryLock().unlock();
+                             });
+        return true;
+    }();
+    static_cast<void>(watched);
+}
+
+// For a thread without memory for a record. Made in its place, since there is no memory.
+const ThreadInfo& spare() noexcept {
+    alignas(ThreadInfo) static unsigned char room[sizeof(ThreadInfo)];
+    static const ThreadInfo* const info = new (room) ThreadInfo;
+    return *info;
+}
+
+// A record as a dump shows it. The thread cannot go meanwhile.
+struct Shown {
+    dumper& dump(dumper& d) const { return info.dump(d); }
+
+    ThreadInfo info;
+    Handle<SimpleThread> thread;
+};
+
+}  // namespace
+
+// With the lock held.
+ThreadFactory::Records& ThreadFactory::records() {
+    ThreadFactory& factory = *CreateByAllocate<ThreadFactory>::instance();
+    const unsigned process = platform::currentProcessId();
+    // A forked child has none of the other threads.
+    if (factory.processId_ != process) factory.threads_.clear();
+    factory.processId_ = process;
+    return factory.threads_;
+}
+
+const ThreadInfo& ThreadFactory::current() noexcept {
+    if (own.epoch != epoch.load(std::memory_order_acquire)) [[unlikely]]
+        enroll();
+    if (own.record == nullptr) [[unlikely]]
+        return spare();
+    own.record->renew();
+    return own.record->info;
+}
+
+void ThreadFactory::enter(SimpleThread& thread) noexcept {
+    own.thread = &thread;
+    enroll();
+}
+
+void ThreadFactory::leave() noexcept {
+    own.thread = nullptr;
+    withdraw();
+    if (own.record != nullptr) own.record->name(nullptr, String());
+}
+
+// Without memory the thread is not entered, and tries again when it next asks.
+void ThreadFactory::enroll() noexcept {
+    if (own.busy) return;
+    own.busy = true;
+    try {
+        tryToEnroll();
+    } catch (...) {
+        own.epoch = 0;
+    }
+    own.busy = false;
+}
+
+void ThreadFactory::tryToEnroll() {
+    static const platform::ThreadExitCall atExit(onThreadExit);
+    watchForks();
+    const ThreadId id = platform::currentThreadId();
+    String text = idText(id, own.thread != nullptr);
+    if (own.record == nullptr) own.record = new Record;
+    own.record->name(own.thread, std::move(text));
+    atExit.ask(own.record);
+    const Guard guard(registryLock());
+    records().set(id, own.record);
+    own.epoch = epoch.load(std::memory_order_relaxed);
+}
+
+void ThreadFactory::withdraw() noexcept {
+    const Guard guard(registryLock());
+    if (own.epoch == epoch.load(std::memory_order_relaxed))
+        records().erase(platform::currentThreadId());
+    own.epoch = 0;
+}
+
+void ThreadFactory::onThreadExit(void* record) noexcept {
+    withdraw();
+    own.record = nullptr;
+    delete static_cast<Record*>(record);
+}
+
+bool ThreadFactory::find(const ThreadId& id, ThreadInfo& copy) {
+    const Guard guard(registryLock());
+    return records().access([&](const auto& threads) {
+        const auto found = threads.find(id);
+        if (found == threads.end()) return false;
+        copy = found->second->copy();
+        return true;
+    });
+}
+
+String ThreadFactory::idText(const ThreadId& id, bool simpleThread) {
+    constexpr std::size_t kWidth = 4;
+    const std::string number = std::to_string(unsigned(id));
+    String text = simpleThread ? "{" : "<";
+    text += std::to_string(platform::currentProcessId());
+    text += '.';
+    text.append(kWidth - std::min(number.size(), kWidth), ' ').append(number);
+    text += simpleThread ? '}' : '>';
+    return text;
+}
+
+void ThreadFactory::destroy() noexcept {
+    const Guard guard(registryLock());
+    epoch.fetch_add(1, std::memory_order_release);
+    CreateByAllocate<ThreadFactory>::destroy();
+}
+
+// The threads show themselves with no lock held: they may be of any class.
+dumper& ThreadFactory::dump(dumper& d) {
+    mt::map<ThreadId, Shown> shown;
+    {
+        const Guard guard(registryLock());
+        records().access([&](const auto& threads) {
+            for (const auto& [id, record] : threads) {
+                ThreadInfo info = record->copy();
+                const Handle<SimpleThread> thread(info.thread_);
+                shown.set(id, Shown{std::move(info), thread});
+            }
+        });
+    }
+    const dumper::_Entry entry(d, "qor::ThreadFactory");
+    return d.member("threads_", shown);
+}
+
+}  // namespace qor

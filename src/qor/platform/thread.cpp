@@ -1,0 +1,192 @@
+#include "platform/thread.h"
+
+#include <sched.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <memory>
+
+namespace qor::platform {
+
+namespace {
+
+// Room for the body, besides what the system takes from each stack.
+constexpr std::size_t kLeastRoom = 64 * 1024;
+
+constinit thread_local unsigned threadNumber = 0;
+constinit std::atomic<unsigned> processNumber{0};
+
+void forgetNumbers() noexcept {
+    threadNumber = 0;
+    processNumber.store(0, std::memory_order_relaxed);
+}
+
+// Whoever caches a number has asked first.
+void watchForks() noexcept {
+    static const int watched = pthread_atfork(nullptr, nullptr, forgetNumbers);
+    static_cast<void>(watched);
+}
+
+std::size_t wholePages(std::size_t size) noexcept {
+    const auto page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+    return (size + page - 1) / page * page;
+}
+
+std::size_t leastStackSize() noexcept {
+    const long least = sysconf(_SC_THREAD_STACK_MIN);
+    return kLeastRoom + static_cast<std::size_t>(std::max(least, 0L));
+}
+
+// What a thread is started with.
+class Attributes {
+public:
+    Attributes() noexcept : error_(pthread_attr_init(&attributes_)) {}
+    Attributes(const Attributes&) = delete;
+    Attributes& operator=(const Attributes&) = delete;
+    ~Attributes() {
+        if (valid_) pthread_attr_destroy(&attributes_);
+    }
+
+    int stackSize(std::size_t size) noexcept {
+        if (error_ != 0 || size == 0) return error_;
+        return pthread_attr_setstacksize(&attributes_,
+                                         wholePages(std::max(size, leastStackSize())));
+    }
+    const pthread_attr_t* get() const noexcept { return &attributes_; }
+
+private:
+    pthread_attr_t attributes_;
+    int error_;
+    bool valid_ = error_ == 0;
+};
+
+enum Joined : int { No, UnderWay, Yes };
+
+}  // namespace
+
+struct SystemThread {
+    SystemThread(void (*function)(void*), void* data) noexcept : body(function), argument(data) {}
+
+    void (*const body)(void*);
+    void* const argument;
+    const unsigned process = currentProcessId();
+    std::atomic<int> owners{2};
+    // The thread tells its handle and then its number; before that nobody may use the handle.
+    pthread_t handle{};
+    std::atomic<unsigned> id{0};
+    std::atomic<bool> ended{false};
+    std::atomic<int> joined{Joined::No};
+
+    // A forked child has no other thread than the one that forked.
+    bool inOtherProcess() const noexcept { return process != currentProcessId(); }
+};
+
+namespace {
+
+void release(SystemThread* thread) noexcept {
+    if (thread->owners.fetch_sub(1, std::memory_order_acq_rel) != 1) return;
+    const bool joined = thread->joined.load(std::memory_order_relaxed) == Joined::Yes;
+    if (!joined && !thread->inOtherProcess()) pthread_detach(thread->handle);
+    delete thread;
+}
+
+// Also when the thread is ended by pthread_exit.
+struct Ending {
+    SystemThread* thread;
+    ~Ending() {
+        thread->ended.store(true, std::memory_order_release);
+        release(thread);
+    }
+};
+
+void* run(void* argument) {
+    auto* const thread = static_cast<SystemThread*>(argument);
+    const Ending ending{thread};
+    thread->handle = pthread_self();
+    thread->id.store(currentThreadId(), std::memory_order_release);
+    thread->id.notify_all();
+    thread->body(thread->argument);
+    return nullptr;
+}
+
+}  // namespace
+
+unsigned currentThreadId() noexcept {
+    if (threadNumber == 0) {
+        watchForks();
+        threadNumber = static_cast<unsigned>(gettid());
+    }
+    return threadNumber;
+}
+
+unsigned currentProcessId() noexcept {
+    unsigned id = processNumber.load(std::memory_order_relaxed);
+    if (id == 0) {
+        watchForks();
+        id = static_cast<unsigned>(getpid());
+        processNumber.store(id, std::memory_order_relaxed);
+    }
+    return id;
+}
+
+bool threadExists(unsigned id) noexcept {
+    return tgkill(getpid(), static_cast<pid_t>(id), 0) == 0;
+}
+
+void yieldThread() noexcept {
+    sched_yield();
+}
+
+SystemThread* startThread(std::size_t stackSize, void (*body)(void*), void* argument, int& error) {
+    auto thread = std::make_unique<SystemThread>(body, argument);
+    Attributes attributes;
+    error = attributes.stackSize(stackSize);
+    pthread_t handle{};
+    if (error == 0) error = pthread_create(&handle, attributes.get(), run, thread.get());
+    return error == 0 ? thread.release() : nullptr;
+}
+
+unsigned threadId(const SystemThread& thread) noexcept {
+    thread.id.wait(0, std::memory_order_acquire);
+    return thread.id.load(std::memory_order_acquire);
+}
+
+bool isRunning(const SystemThread& thread) noexcept {
+    return !thread.ended.load(std::memory_order_acquire) && !thread.inOtherProcess();
+}
+
+int waitForThread(SystemThread& thread) noexcept {
+    if (thread.inOtherProcess()) return 0;
+    if (threadId(thread) == currentThreadId()) return EDEADLK;
+    for (;;) {
+        int joined = Joined::No;
+        if (thread.joined.compare_exchange_strong(joined, Joined::UnderWay)) {
+            const int error = pthread_join(thread.handle, nullptr);
+            thread.joined.store(error == 0 ? Joined::Yes : Joined::No);
+            thread.joined.notify_all();
+            return error;
+        }
+        if (joined == Joined::Yes) return 0;
+        thread.joined.wait(Joined::UnderWay);
+    }
+}
+
+void closeThread(SystemThread* thread) noexcept {
+    if (thread != nullptr) release(thread);
+}
+
+ThreadExitCall::ThreadExitCall(void (*function)(void*)) noexcept
+    : valid_(pthread_key_create(&key_, function) == 0) {}
+
+void ThreadExitCall::ask(void* argument) const noexcept {
+    if (valid_) pthread_setspecific(key_, argument);
+}
+
+void callAtFork(void (*before)(), void (*inParent)(), void (*inChild)()) noexcept {
+    pthread_atfork(before, inParent, inChild);
+}
+
+}  // namespace qor::platform
