@@ -137,6 +137,8 @@ TEST(Unit, ReadsWithoutMakingAndMakesWhenWritten) {
     EXPECT_EQ(&unit["d"][0], &Unit::null());
     EXPECT_EQ(unit[1].getStringValue(), "plain");
     EXPECT_EQ(&unit["."], &unit);
+    const unsigned char name[] = "ab";
+    EXPECT_EQ(unit.at(name, name + 1), &unit["a"]);
     EXPECT_TRUE(Unit::null().empty());
     Unit::destroy_null();
     EXPECT_TRUE(Unit::null().empty());
@@ -187,11 +189,19 @@ TEST(Unit, SetsAndClearsValues) {
     tree->setValue(tree->find("a/b")->getStringValue());
     EXPECT_EQ(treeOf(*tree), "r=1");
     EXPECT_EQ(std::as_const(*tree).at("a"), nullptr);
+    StringValue* text = nullptr;
+    ListValue* list = nullptr;
+    EXPECT_TRUE(tree->getValue(text) && !tree->getValue(list));
+    const std::unique_ptr<ValueBase> popped(tree->popValue());
+    EXPECT_EQ(dynamic_cast<StringValue&>(*popped).data(), "1");
+    EXPECT_TRUE(!tree->getValue(text) && text == nullptr && tree->value() == nullptr);
     tree->value(new IntegerValue(7));
+    EXPECT_TRUE(tree->valueEmpty());
     *tree << "dropped" << 8;
     EXPECT_EQ(treeOf(*tree), "r?");
     tree->initValueAsList();
     EXPECT_EQ(treeOf(*tree), "r{}");
+    EXPECT_TRUE(tree->getValue(list) && list == tree->value());
     EXPECT_FALSE(tree->valueEmpty() || tree->simple() || !tree->childWasSingle());
     Unit& child = (*tree)["child"];
     child.allNesessary(true);
