@@ -88,6 +88,11 @@ TEST(PmlParser, KeepsToTheLetterOfTheFormat) {
         const char* at = text;
         EXPECT_EQ(outcomeOf(at, true), expected);
     }
+    // What is refused is passed too.
+    Unit unit;
+    const char* refused = "a:b)c";
+    EXPECT_THROW(ntvFromPml(unit, refused), DecodeException);
+    EXPECT_STREQ(refused, "c");
     EXPECT_EQ(outcomeOf(std::wistringstream(L"\u00E5(\u5b89)")), "\xC3\xA5=\xE5\xAE\x89");
     EXPECT_EQ(outcomeOf(std::wistringstream(L"a:"), true),
               String(kType).replace("char", "wchar_t"));
