@@ -73,7 +73,12 @@ TEST(Unit, KeepsNamesUniqueInListsOfAnyLength) {
         ASSERT_TRUE(isSound(unit));
     }
     EXPECT_EQ(unit.numofChildren(), 80u);
-    // A child that is read in its place does not hide the others.
+    // A child that is read in its place does not hide the others, and stops nobody.
+    Unit grown;
+    for (int i = 0; i < 20; ++i) {
+        EXPECT_TRUE(grown.addChild(numbered(i)));
+        EXPECT_TRUE(i != 5 || ntvFromPml(grown["n3"], "n5(1)"));
+    }
     EXPECT_TRUE(ntvFromPml(unit["n20"], "zz(1)"));
     for (int i = 0; i < 40; ++i)
         EXPECT_TRUE(i == 20 || std::as_const(unit).at(numbered(i)) != nullptr) << i;
