@@ -207,6 +207,29 @@ TEST(PmlParser, IsFalseWhenMemoryIsShort) {
     check(iwstr(String(text).toWstring()));
 }
 
+TEST(PmlParser, AllocatesForNodesTextsAndContainersAlone) {
+    constexpr unsigned long kLists = 100;
+    constexpr unsigned long kLeaves = 8;  // the room that a list begins with
+    const std::string longText(40, 'x');
+    std::string text = "r(";
+    for (unsigned long i = 0; i < kLists; ++i) {
+        text += "list" + std::to_string(i) + "(long(" + longText + ")";
+        for (unsigned long j = 1; j < kLeaves; ++j)
+            text += "leaf" + std::to_string(j) + "(" + std::to_string(i * j) + ") ";
+        text += ")\n";
+    }
+    text += ")";
+    Unit unit;
+    const support::AllocationCounter counter;
+    ASSERT_TRUE(ntvFromPml(unit, text));
+    const unsigned long units = kLists * (1 + kLeaves);
+    const unsigned long lists = 2 * (1 + kLists);  // each with its array
+    const unsigned long longTexts = kLists;
+    const unsigned long nameOrder = kLists + 1;
+    const unsigned long growth = 10;  // of the outer array, the token, the stack of open units
+    EXPECT_LE(counter.allocations(), units + lists + longTexts + nameOrder + growth);
+}
+
 TEST(PmlParser, TakesTheSameStackAtAnyDepth) {
     const std::string text = support::chain(support::kDeep, "x");
     Unit unit;
