@@ -213,9 +213,9 @@ TEST(PmlParser, AllocatesForNodesTextsAndContainersAlone) {
     const std::string longText(40, 'x');
     std::string text = "r(";
     for (unsigned long i = 0; i < kLists; ++i) {
-        text += "list" + std::to_string(i) + "(long(" + longText + ")";
+        text.append("list").append(std::to_string(i)).append("(long(").append(longText).append(")");
         for (unsigned long j = 1; j < kLeaves; ++j)
-            text += "leaf" + std::to_string(j) + "(" + std::to_string(i * j) + ") ";
+            text.append("leaf").append(std::to_string(j)).append("(7) ");
         text += ")\n";
     }
     text += ")";
