@@ -134,7 +134,6 @@ private:
     bool started_ = false;
     Mutex mutex_;
     const Handle<WinHandleWrapper> handle_;
-    ThreadId id_ = 0;
     std::atomic<bool> finished_{false};
 };
 

@@ -1,0 +1,134 @@
+#include "qor/mt/monitor.h"
+
+#include <gtest/gtest.h>
+
+#include <thread>
+#include <vector>
+
+namespace qor {
+namespace {
+
+// Threads that wait once each, and are counted under the monitor when they wait and when they wake.
+class Waiters {
+public:
+    explicit Waiters(int count) {
+        for (int i = 0; i < count; ++i)
+            threads_.emplace_back([this] { wait(); });
+        const Monitor::Lock lock(counts_);
+        // Who has counted itself holds the monitor until it waits.
+        while (waiting_ != count)
+            counts_.wait();
+        const Monitor::Lock settled(monitor);
+    }
+    ~Waiters() {
+        {
+            const Monitor::Lock lock(monitor);
+            monitor.notifyAll();
+        }
+        for (std::thread& thread : threads_)
+            thread.join();
+    }
+
+    // Waits until so many have woken, and tells how many have.
+    int woken(int atLeast) {
+        const Monitor::Lock lock(counts_);
+        while (woken_ < atLeast)
+            counts_.wait();
+        return woken_;
+    }
+
+    Monitor monitor;
+
+private:
+    void count(int& counter) {
+        const Monitor::Lock lock(counts_);
+        ++counter;
+        counts_.notify();
+    }
+    void wait() {
+        const Monitor::Lock lock(monitor);
+        count(waiting_);
+        monitor.wait();
+        count(woken_);
+    }
+
+    Monitor counts_;
+    int waiting_ = 0;
+    int woken_ = 0;
+    std::vector<std::thread> threads_;
+};
+
+TEST(Monitor, WakesAsManyAsThereAreNotifications) {
+    Waiters waiters(4);
+    {
+        const Monitor::Lock lock(waiters.monitor);
+        waiters.monitor.notify();
+        waiters.monitor.notify();
+    }
+    EXPECT_EQ(waiters.woken(2), 2);
+    {
+        const Monitor::Lock lock(waiters.monitor);
+        waiters.monitor.notify();
+        waiters.monitor.notifyAll();
+        waiters.monitor.notify();
+    }
+    EXPECT_EQ(waiters.woken(4), 4);
+}
+
+TEST(Monitor, KeepsNoNotificationForALaterWait) {
+    Monitor monitor;
+    for (const bool all : {false, true}) {
+        const Monitor::Lock lock(monitor);
+        all ? monitor.notifyAll() : monitor.notify();
+        EXPECT_FALSE(monitor.wait(Time::milliSeconds(2))) << all;
+    }
+}
+
+TEST(Monitor, WaitsForTheTimeAndNotLonger) {
+    const Monitor monitor;
+    const Monitor::Lock lock(monitor);
+    for (const long long ms : {-5, 0, 20}) {
+        const Time start = Time::now(Time::Monotonic);
+        EXPECT_FALSE(monitor.wait(Time::milliSeconds(ms)));
+        EXPECT_GE((Time::now(Time::Monotonic) - start).toMilliSeconds(), ms);
+    }
+    EXPECT_FALSE(monitor.wait(-Time::forever()));
+}
+
+// What is pending goes out before the mutex is given up in a wait: neither side would go on
+// otherwise. The time for ever does not overflow.
+TEST(Monitor, HandsATurnToAndFro) {
+    constexpr int kTurns = 1000;
+    Monitor monitor;
+    int turn = 0;
+    const auto play = [&](int side) {
+        const Monitor::Lock lock(monitor);
+        while (turn < kTurns) {
+            if (turn % 2 == side) {
+                ++turn;
+                monitor.notify();
+            } else {
+                EXPECT_TRUE(monitor.wait(Time::forever()));
+            }
+        }
+    };
+    std::thread other(play, 1);
+    play(0);
+    other.join();
+    EXPECT_EQ(turn, kTurns);
+}
+
+TEST(Monitor, TellsIfItIsTaken) {
+    const Monitor monitor;
+    bool taken = true;
+    {
+        const Monitor::Lock lock(monitor);
+        std::thread([&] { taken = monitor.tryLock(); }).join();
+    }
+    EXPECT_FALSE(taken);
+    EXPECT_TRUE(monitor.tryLock());
+    monitor.unlock();
+}
+
+}  // namespace
+}  // namespace qor

@@ -1,0 +1,661 @@
+#include "qor/mt/thread.h"
+
+#include <gtest/gtest.h>
+
+#include <pthread.h>
+#include <stdlib.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <future>
+#include <iterator>
+#include <latch>
+#include <thread>
+#include <vector>
+
+#include "qor/log/log_dumper.h"
+#include "qor/log/log_factory.h"
+#include "support/allocation.h"
+#include "support/raised.h"
+#include "support/temp_dir.h"
+
+namespace qor {
+namespace {
+
+using support::raisedIn;
+
+// A thread with nothing but a body.
+class Body : public Thread {
+public:
+    explicit Body(std::function<void()> body) : body_(std::move(body)) {}
+
+protected:
+    void run_i() override { body_(); }
+
+private:
+    std::function<void()> body_;
+};
+
+// A worker that notes what it is called for, and does what it is given.
+class Worker : public SimpleThread {
+public:
+    explicit Worker(ThreadOwner* owner = nullptr) : SimpleThread(owner, "worker") {}
+
+    std::string calls() const {
+        const Guard guard(mutex_);
+        return calls_;
+    }
+
+    std::function<bool()> birth = [] { return true; };
+    std::function<bool()> work = [] { return true; };
+    std::function<void()> stopping = [] {};
+
+protected:
+    bool onBirth() override { return note("birth"), birth(); }
+    bool onWait() override { return wait(Time::milliSeconds(1)), true; }
+    bool onLoop() override { return work(); }
+    void onDeath() override { note("death"); }
+    void onStop() override { note("stop"), stopping(); }
+
+private:
+    void note(const char* call) {
+        const Guard guard(mutex_);
+        calls_.append(call).append(" ");
+    }
+
+    const Mutex mutex_;
+    String calls_;
+};
+
+struct Owner : ThreadOwner {
+    Owner() : ThreadOwner("boss") {}
+    void onThreadExit(Thread* thread) override { told = thread; }
+    std::atomic<Thread*> told{nullptr};
+};
+
+std::string registry() {
+    dumper d;
+    d << THREAD_FACTORY();
+    return d.str();
+}
+
+std::size_t tasks() {
+    const std::filesystem::directory_iterator all("/proc/self/task");
+    return static_cast<std::size_t>(std::distance(begin(all), end(all)));
+}
+
+// The library's own log, in a file.
+class Logged {
+public:
+    Logged() {
+        logger_factory::destroy();
+        logger_factory::instance("QOR").open(file());
+    }
+    ~Logged() { logger_factory::destroy(); }
+
+    // How many lines end with the text.
+    int lines(const std::string& text) const {
+        std::ifstream in(file());
+        int count = 0;
+        for (std::string line; std::getline(in, line);)
+            count += line.ends_with(text);
+        return count;
+    }
+
+private:
+    std::string file() const { return dir_.path("q.log"); }
+
+    support::TempDir dir_;
+};
+
+// Thread and ThreadControl
+
+TEST(Thread, StartsOnce) {
+    std::promise<void> go;
+    const Handle<Body> thread(new Body([&] { go.get_future().wait(); }));
+    EXPECT_FALSE(thread->started());
+    EXPECT_EQ(raisedIn<ThreadNotStartedException>([&] { thread->getThreadControl(); }),
+              "qor::Thread::getThreadControl");
+    EXPECT_EQ(raisedIn<ThreadNotStartedException>([&] { thread->id(); }), "qor::Thread::id");
+
+    const ThreadControl control = thread->start();
+    EXPECT_EQ(raisedIn<ThreadStartedException>([&] { thread->start(); }), "qor::Thread::start");
+    EXPECT_TRUE(thread->started());
+    EXPECT_TRUE(control.isAlive());
+    EXPECT_TRUE(control == thread->getThreadControl());
+    EXPECT_EQ(control.id(), thread->id());
+    EXPECT_NE(control.id(), ThreadControl::current().id());
+    go.set_value();
+    control.join();
+    EXPECT_FALSE(control.isAlive());
+}
+
+TEST(ThreadControl, OutlivesItsThread) {
+    std::promise<void> go;
+    ThreadControl control = Handle<Body>(new Body([&] { go.get_future().wait(); }))->start();
+    EXPECT_TRUE(control.isAlive());
+    std::vector<std::thread> others;
+    for (int i = 0; i < 4; ++i)
+        others.emplace_back([copy = control] {
+            copy.join();
+            EXPECT_FALSE(copy.isAlive());
+        });
+    go.set_value();
+    control.join();
+    for (std::thread& other : others)
+        other.join();
+    control.join();
+    control = ThreadControl::current();
+    EXPECT_EQ(control.id(), static_cast<unsigned>(gettid()));
+}
+
+TEST(ThreadControl, KnowsWhomItCannotWaitFor) {
+    const auto joinError = [](const ThreadControl& control) {
+        try {
+            control.join();
+        } catch (const ThreadSyscallException& e) {
+            return e.error();
+        }
+        return 0;
+    };
+    std::promise<void> here;
+    std::promise<void> go;
+    ThreadControl foreign;
+    EXPECT_EQ(joinError(foreign), EDEADLK);
+    std::thread other([&] {
+        foreign = ThreadControl::current();
+        here.set_value();
+        go.get_future().wait();
+    });
+    here.get_future().wait();
+    EXPECT_EQ(joinError(foreign), EINVAL);
+    EXPECT_TRUE(foreign.isAlive());
+    go.set_value();
+    other.join();
+    int own = 0;
+    ThreadControl inside;
+    Handle<Body>(new Body([&] {
+        inside = ThreadControl::current();
+        own = joinError(inside);
+    }))
+        ->start()
+        .join();
+    EXPECT_EQ(own, EDEADLK);
+    EXPECT_FALSE(inside.isAlive());
+}
+
+std::size_t stackSizeHere() {
+    pthread_attr_t attributes;
+    void* start = nullptr;
+    std::size_t size = 0;
+    pthread_getattr_np(pthread_self(), &attributes);
+    pthread_attr_getstack(&attributes, &start, &size);
+    pthread_attr_destroy(&attributes);
+    return size;
+}
+
+TEST(Thread, HasTheStackThatItAsksForOrEnough) {
+    for (const unsigned size : {1U, 20000U, 1000001U, 20000000U}) {
+        std::size_t got = 0;
+        Handle<Body>(new Body([&] {
+            got = stackSizeHere();
+            char room[32768];
+            EXPECT_EQ(std::memset(room, 1, sizeof room), room);
+        }))
+            ->start(size)
+            .join();
+        EXPECT_GE(got, size);
+    }
+}
+
+TEST(Thread, IsAsItWasWhenThereIsNoThreadToBeHad) {
+    bool ran = false;
+    const Handle<Body> thread(new Body([&] { ran = true; }));
+    unsigned long pages = 0;
+    std::ifstream("/proc/self/statm") >> pages;
+    rlimit before{};
+    getrlimit(RLIMIT_AS, &before);
+    rlimit limited = before;
+    limited.rlim_cur = pages * static_cast<unsigned long>(getpagesize()) + (256UL << 20);
+    setrlimit(RLIMIT_AS, &limited);
+    const std::string raised = raisedIn<ThreadSyscallException>([&] { thread->start(~0U); });
+    setrlimit(RLIMIT_AS, &before);
+    EXPECT_EQ(raised, "qor::Thread::start");
+    EXPECT_FALSE(thread->started());
+    EXPECT_EQ(thread->__GetRef(), 1);
+    thread->start().join();
+    EXPECT_TRUE(ran);
+}
+
+TEST(Thread, IsAsItWasWithoutMemory) {
+    const Handle<Worker> worker(new Worker);
+    EXPECT_GT(support::failEachAllocation([&] { worker->startAndWait(); },
+                                          [&] { EXPECT_FALSE(worker->started()); }),
+              0U);
+    worker->stop();
+    EXPECT_EQ(worker->calls(), "birth stop death ");
+}
+
+class Rethrow : public testing::Test {
+protected:
+    void TearDown() override { unsetenv("QOR_RETHROW"); }
+};
+
+TEST_F(Rethrow, DropsWhatLeavesTheBody) {
+    for (const char* const value : {"", "ON", "on ", "off"}) {
+        setenv("QOR_RETHROW", value, 1);
+        Owner owner;
+        const Handle<Worker> worker(new Worker(&owner));
+        worker->work = []() -> bool { throw 1; };
+        worker->startAndWait();
+        worker->join();
+        EXPECT_EQ(worker->calls(), "birth death ") << value;
+        EXPECT_FALSE(worker->living());
+        EXPECT_EQ(owner.told, worker.get());
+        EXPECT_EQ(worker->__GetRef(), 1);
+        EXPECT_EQ(registry().find("worker"), std::string::npos);
+    }
+}
+
+TEST_F(Rethrow, EndsTheProcessWhenItIsOn) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    setenv("QOR_RETHROW", "on", 1);
+    EXPECT_EXIT(Handle<Body>(new Body([] { throw 1; }))->start().join(),
+                testing::KilledBySignal(SIGABRT), "");
+}
+
+TEST(Thread, MayBeLeftByTheSystemsExit) {
+    const Handle<Worker> worker(new Worker);
+    worker->work = []() -> bool { pthread_exit(nullptr); };
+    worker->startAndWait();
+    worker->join();
+    EXPECT_EQ(worker->calls(), "birth death ");
+    EXPECT_EQ(worker->__GetRef(), 1);
+}
+
+// SimpleThread
+
+struct Life {
+    const char* name;
+    void (*live)(Worker&);
+    const char* calls;
+};
+
+class Lives : public testing::TestWithParam<Life> {};
+
+TEST_P(Lives, GoFromBirthToDeath) {
+    const Handle<Worker> worker(new Worker);
+    EXPECT_TRUE(worker->living());
+    GetParam().live(*worker);
+    worker->join();
+    EXPECT_EQ(worker->calls(), GetParam().calls);
+    EXPECT_FALSE(worker->living());
+    EXPECT_FALSE(worker->getThreadControl().isAlive());
+}
+
+const Life kLives[] = {
+    {"Stopped",
+     [](Worker& worker) {
+         worker.startAndWait();
+         EXPECT_TRUE(worker.living());
+         worker.stop();
+         EXPECT_TRUE(worker.activeStopping());
+     },
+     "birth stop death "},
+    {"StoppedInTime",
+     [](Worker& worker) {
+         EXPECT_TRUE(worker.startAndWait(Time::seconds(60)));
+         EXPECT_TRUE(worker.stop(Time::seconds(60)));
+     },
+     "birth stop death "},
+    {"ToldOnly",
+     [](Worker& worker) {
+         worker.startUntilInitialized(100000);
+         worker.living(false);
+         EXPECT_FALSE(worker.activeStopping());
+     },
+     "birth stop death "},
+    {"StoppedTwice",
+     [](Worker& worker) {
+         worker.startAndWait();
+         worker.stop();
+         worker.stop();
+     },
+     "birth stop death "},
+    {"StoppedBeforeTheStart",
+     [](Worker& worker) {
+         worker.stop();
+         EXPECT_TRUE(worker.stop(Time()));
+         worker.startAndWait();
+     },
+     "stop stop birth death "},
+    {"StoppedFromInside",
+     [](Worker& worker) {
+         worker.work = [&] {
+             worker.stop();
+             return worker.stop(Time::seconds(60));
+         };
+         worker.startAndWait();
+     },
+     "birth stop stop death "},
+    {"EndedByItsWork",
+     [](Worker& worker) {
+         worker.work = [] { return false; };
+         worker.startAndWait();
+     },
+     "birth death "},
+    {"NotBorn",
+     [](Worker& worker) {
+         worker.birth = [] { return false; };
+         worker.startAndWait();
+     },
+     "birth death "},
+};
+INSTANTIATE_TEST_SUITE_P(SimpleThread, Lives, testing::ValuesIn(kLives),
+                         [](const auto& life) { return life.param.name; });
+
+TEST(SimpleThread, IsStoppedByTwoAtOnce) {
+    std::latch working(1);
+    std::latch asked(2);
+    const Handle<Worker> worker(new Worker);
+    worker->stopping = [&] { asked.count_down(); };
+    worker->work = [&] {
+        working.count_down();
+        asked.wait();
+        return true;
+    };
+    worker->startAndWait();
+    working.wait();
+    std::thread other([&] {
+        worker->stop();
+        EXPECT_FALSE(worker->getThreadControl().isAlive());
+    });
+    EXPECT_TRUE(worker->stop(Time::seconds(60)));
+    EXPECT_FALSE(worker->getThreadControl().isAlive());
+    other.join();
+    EXPECT_EQ(worker->calls(), "birth stop stop death ");
+}
+
+TEST(SimpleThread, TellsItsOwnerUnlessItWasStopped) {
+    const auto toldAfter = [](void (*finish)(Worker&)) {
+        Owner owner;
+        const Handle<Worker> worker(new Worker(&owner));
+        EXPECT_EQ(worker->owner(), &owner);
+        worker->startAndWait();
+        finish(*worker);
+        worker->join();
+        return owner.told == worker.get();
+    };
+    EXPECT_TRUE(toldAfter([](Worker& worker) { worker.stopOnly(); }));
+    EXPECT_FALSE(toldAfter([](Worker& worker) { worker.stop(); }));
+    EXPECT_FALSE(toldAfter([](Worker& worker) {
+        worker.detach();
+        worker.stopOnly();
+    }));
+}
+
+TEST(SimpleThread, IsGivenUpWhenItDoesNotLookUp) {
+    const Logged log;
+    std::latch working(1);
+    std::promise<void> go;
+    ThreadControl control;
+    Owner owner;
+    {
+        const Handle<Worker> worker(new Worker(&owner));
+        worker->work = [&] {
+            working.count_down();
+            go.get_future().wait();
+            return true;
+        };
+        worker->startAndWait();
+        working.wait();
+        const Time start = Time::now(Time::Monotonic);
+        EXPECT_FALSE(worker->stop(Time::milliSeconds(30)));
+        EXPECT_GE(Time::now(Time::Monotonic) - start, Time::milliSeconds(30));
+        EXPECT_EQ(worker->owner(), nullptr);
+        EXPECT_EQ(log.lines(worker->fullname() + " thread not stopped in 00:00:00.030000"), 1);
+        control = worker->getThreadControl();
+    }
+    EXPECT_TRUE(control.isAlive());
+    go.set_value();
+    control.join();
+    EXPECT_EQ(owner.told, nullptr);
+}
+
+TEST(SimpleThread, SaysInTheLogWhatBecomesOfIt) {
+    const Logged log;
+    String name;
+    {
+        Owner owner;
+        const Handle<Worker> worker(new Worker(&owner));
+        EXPECT_EQ(worker->fullname(), "worker");
+        worker->stop(Time());
+        worker->birth = [] { return false; };
+        worker->startAndWait();
+        worker->join();
+        name = worker->fullname();
+        EXPECT_EQ(name, "worker" + worker->threadIdString());
+        worker->stop();
+        worker->stop(Time::seconds(1));
+        worker->stopOnly();
+
+        const Handle<Worker> ended(new Worker(&owner));
+        ended->work = [] { return false; };
+        ended->startAndWait();
+        ended->join(Time::seconds(60));
+    }
+    const struct {
+        String line;
+        int count;
+    } rows[] = {
+        {"[INFO]onStop_i() worker thread stopping...", 1},
+        {"[INFO]stop() worker thread not started.", 1},
+        {"[INFO]{worker}run_i() thread begin.", 2},
+        {"[INFO]{worker}onBirth_i() thread begin failure, won't enter run loop.", 1},
+        {"[INFO]{worker}run_i() thread end.", 2},
+        {"[INFO]stop() " + name + " thread already stopped.", 1},
+        {"[INFO]stop() " + name + "(00:00:01) thread already stopped.", 1},
+        {"[INFO]stopOnly() " + name + " thread stopping only...", 1},
+        {"[INFO]{worker}on_thread_exit() notify owner(boss) thread exit", 1},
+        {" thread stopped.", 1},
+        {"[INFO]~SimpleThread() " + name + " thread finalized.", 1},
+        {"[INFO]~ThreadOwner() thread owner boss finalized", 1},
+    };
+    for (const auto& row : rows)
+        EXPECT_EQ(log.lines(row.line), row.count) << row.line;
+}
+
+TEST(SimpleThread, WaitsForANotificationWhileItLives) {
+    const Handle<Worker> worker(new Worker);
+    EXPECT_FALSE(worker->wait(Time::milliSeconds(1)));
+    EXPECT_FALSE(worker->startAndWait(Time()));
+    std::atomic<bool> waiting = true;
+    std::thread other([&] {
+        worker->wait();
+        waiting = false;
+    });
+    while (waiting)
+        worker->notify();
+    other.join();
+    // Whoever waits for it is woken by its end, also when there are several.
+    std::thread first([&] { worker->wait(); });
+    std::thread second([&] { worker->wait(); });
+    worker->stop();
+    first.join();
+    second.join();
+    EXPECT_TRUE(worker->wait(Time::forever()));
+}
+
+TEST(SimpleThread, CannotBeBroughtToLife) {
+    const Handle<Worker> worker(new Worker);
+    try {
+        worker->living(true);
+        ADD_FAILURE();
+    } catch (const InvalidDataException& e) {
+        EXPECT_STREQ(e.func(), "qor::SimpleThread::living");
+        EXPECT_STREQ(e.msg(), "InvalidDataException: living(true) is not expected");
+    }
+    EXPECT_TRUE(worker->living());
+}
+
+TEST(SimpleThread, LeavesNothingBehind) {
+    SimpleThread::current();
+    const std::string before = registry();
+    const std::size_t tasksBefore = tasks();
+    for (int i = 0; i < 1000; ++i) {
+        const Handle<Worker> worker(new Worker);
+        worker->startAndWait();
+        worker->stop();
+    }
+    const auto threads = [](const std::string& text) {
+        return std::count(text.begin(), text.end(), ':');
+    };
+    EXPECT_EQ(tasks(), tasksBefore);
+    EXPECT_EQ(threads(registry()), threads(before));
+}
+
+// ThreadInfo and the registry of threads
+
+String idText(const char* format, unsigned long thread) {
+    char text[64];
+    std::snprintf(text, sizeof text, format, getpid(), thread);
+    return text;
+}
+
+TEST(ThreadInfo, TellsThreadsApart) {
+    const ThreadInfo& here = SimpleThread::current();
+    EXPECT_EQ(here.sThreadId_, idText("<%d.%4lu>", static_cast<unsigned long>(gettid())));
+    EXPECT_EQ(here.thread_, nullptr);
+
+    const Handle<Worker> worker(new Worker);
+    EXPECT_EQ(raisedIn<ThreadNotStartedException>([&] { worker->info(); }), "qor::Thread::id");
+    std::promise<ThreadInfo> inside;
+    worker->birth = [&] {
+        inside.set_value(SimpleThread::current());
+        return true;
+    };
+    worker->startAndWait();
+    const ThreadInfo there = inside.get_future().get();
+    EXPECT_EQ(there.thread_, worker.get());
+    EXPECT_EQ(there.sThreadId_, idText("{%d.%4lu}", worker->id()));
+    EXPECT_EQ(worker->threadIdString(), there.sThreadId_);
+    EXPECT_GE(worker->currDateTime(), there.currDateTime_);
+    worker->stop();
+    EXPECT_EQ(worker->threadIdString(), there.sThreadId_);
+    EXPECT_EQ(worker->info().thread_, nullptr);
+}
+
+TEST(ThreadInfo, ShowsTheTimeOfItsLastUse) {
+    for (int i = 0; i < 20000; ++i) {
+        const Time before = Time::now();
+        const ThreadInfo& info = SimpleThread::current();
+        ASSERT_GE(info.currDateTime_, before);
+        ASSERT_EQ(info.sCurrDateTime_, info.currDateTime_.toDateTime());
+    }
+}
+
+TEST(ThreadFactory, ShowsTheThreadsThatRun) {
+    SimpleThread::destroyThreadFactory();
+    EXPECT_EQ(registry(), "@qor::ThreadFactory{\n    threads_ = @qor::mt::map{\n    }\n}");
+    const ThreadInfo& info = SimpleThread::current();
+    String id;
+    id += std::to_string(ThreadControl::current().id());
+    EXPECT_EQ(registry(), "@qor::ThreadFactory{\n    threads_ = @qor::mt::map{\n        " + id +
+                              " : @qor::ThreadInfo{\n            sThreadId_ = '" + info.sThreadId_ +
+                              "'\n            currDateTime_ = '" + info.sCurrDateTime_ +
+                              "'\n            sCurrDateTime_ = '" + info.sCurrDateTime_ +
+                              "'\n            thread_ = null\n        }\n    }\n}");
+    dumper d(true);
+    Handle<Worker>(new Worker)->dump(d);
+    EXPECT_EQ(d.str(),
+              "{name()='worker' fullname()='worker' started()=false living()=true "
+              "activeStopping()=false refcount=1}");
+}
+
+// A thread_local object that still asks when its thread ends.
+struct AsksAtTheEnd {
+    ~AsksAtTheEnd() { id = SimpleThread::current().sThreadId_; }
+    static inline String id;
+};
+
+TEST(ThreadFactory, ForgetsAThreadAtItsEnd) {
+    String id;
+    std::thread([&] {
+        thread_local AsksAtTheEnd asks;
+        static_cast<void>(asks);
+        id = SimpleThread::current().sThreadId_;
+        EXPECT_NE(registry().find(id), std::string::npos);
+    }).join();
+    EXPECT_EQ(AsksAtTheEnd::id, id);
+    EXPECT_EQ(registry().find(id), std::string::npos);
+}
+
+TEST(ThreadFactory, MayGoWhileThreadsUseIt) {
+    const Handle<Worker> worker(new Worker);
+    worker->startAndWait();
+    std::atomic<bool> going = true;
+    std::thread other([&] {
+        const ThreadInfo& info = SimpleThread::current();
+        while (going)
+            EXPECT_EQ(&info, &SimpleThread::current());
+    });
+    for (int i = 0; i < 200; ++i) {
+        SimpleThread::destroyThreadFactory();
+        registry();
+    }
+    going = false;
+    other.join();
+    // The worker asks at each pass.
+    while (registry().find("'worker'") == std::string::npos)
+        worker->notify();
+    worker->stop();
+}
+
+TEST(ThreadFactory, DoesWithoutMemory) {
+    std::thread([] {
+        {
+            const support::FailAllocations failing(1);
+            EXPECT_EQ(SimpleThread::current().sThreadId_, "");
+            EXPECT_EQ(SimpleThread::current().thread_, nullptr);
+            EXPECT_TRUE(failing.happened());
+        }
+        EXPECT_NE(SimpleThread::current().sThreadId_, "");
+    }).join();
+}
+
+TEST(ThreadFactory, KnowsAForkedChild) {
+    const String parent = SimpleThread::current().sThreadId_;
+    std::promise<void> go;
+    const Handle<Body> other(new Body([&] {
+        SimpleThread::current();
+        go.get_future().wait();
+    }));
+    const ThreadControl control = other->start();
+    const pid_t child = fork();
+    if (child == 0) {
+        const auto self = static_cast<unsigned long>(gettid());
+        const bool fresh = SimpleThread::current().sThreadId_ == idText("<%d.%4lu>", self) &&
+                           ThreadControl::current().id() == self;
+        const bool alone = registry().find(parent) == std::string::npos && !control.isAlive();
+        control.join();
+        _exit(fresh && alone ? 0 : 1);
+    }
+    int status = -1;
+    waitpid(child, &status, 0);
+    EXPECT_EQ(status, 0);
+    EXPECT_EQ(SimpleThread::current().sThreadId_, parent);
+    go.set_value();
+    control.join();
+}
+
+}  // namespace
+}  // namespace qor
