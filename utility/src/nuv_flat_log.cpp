@@ -75,7 +75,10 @@ public:
         cut_ = cut_ || fitting < size;
     }
     void append(const char* text) { append(text, std::strlen(text)); }
-    void append(char c) { append(&c, 1); }
+    void append(char c) {
+        cut_ = cut_ || at_ == end_;
+        if (at_ != end_) *at_++ = c;
+    }
     void append(int number) {
         char digits[16];
         append(digits, static_cast<std::size_t>(
