@@ -12,6 +12,7 @@
 #include <cstring>
 #include <mutex>
 #include <new>
+#include <string_view>
 
 #include "nuv_flat_file.h"
 #include "nuv_os_adapter.h"
@@ -283,7 +284,7 @@ void FlatLog::vlog(const char* module, const char* function, const char* file, i
     if (!isWritten(level) || !place.given() || format == nullptr) return;
     const Unnoticed unnoticed;
     // The most frequent format needs no formatting.
-    const bool isText = std::strcmp(format, "%s") == 0;
+    const bool isText = std::string_view(format) == "%s";
     writeShortOrLong(place, [&](Text& text) {
         va_list again;
         va_copy(again, arguments);
