@@ -247,6 +247,7 @@ void nuv_flat_file::open(const nuv_local_time& now) {
     fstat(handle_, &status);
     device_ = status.st_dev;
     inode_ = status.st_ino;
+    isRegular_ = S_ISREG(status.st_mode);
     size_ = status.st_size;
     limited_ = sizeIsLimited();
     torn_ = false;
@@ -355,18 +356,24 @@ bool nuv_flat_file::write(const char* text, std::size_t size) {
         if (some < 0 && errno == EINTR) continue;
         if (some <= 0) break;
         done += static_cast<std::size_t>(some);
+        size_ += some;
         // The next byte might be one too many.
         if (done < size) limited_ = sizeIsLimited();
     }
-    size_ += static_cast<long long>(done);
     torn_ = done != 0 && done < size;
     return done == size;
 }
 
-// The bare call is no point of cancellation.
 ssize_t nuv_flat_file::writeSome(const char* text, std::size_t size) const {
-    if (!limited_) return syscall(SYS_write, handle_, text, size);
+    if (!limited_) return writeAtEnd(text, size);
     const Uncancelled whole;
     const WithoutSizeSignal quiet;
-    return syscall(SYS_write, handle_, text, size);
+    return writeAtEnd(text, size);
+}
+
+// The bare calls are no points of cancellation. A file that is open for appending takes what pwrite
+// gives it at its end too, wherever that is, and this spares the kernel the lock of the position.
+ssize_t nuv_flat_file::writeAtEnd(const char* text, std::size_t size) const {
+    if (!isRegular_) return syscall(SYS_write, handle_, text, size);
+    return syscall(SYS_pwrite64, handle_, text, size, static_cast<off_t>(size_));
 }

@@ -60,6 +60,7 @@ private:
     bool shift();
     bool write(const char* text, std::size_t size);
     ssize_t writeSome(const char* text, std::size_t size) const;
+    ssize_t writeAtEnd(const char* text, std::size_t size) const;
 
     bool fresh_ = true;  // the next line opens the file, whenever it comes
     char name_[room] = "";
@@ -68,6 +69,7 @@ private:
     int handle_ = -1;
     dev_t device_ = 0;
     ino_t inode_ = 0;
+    bool isRegular_ = false;
     long long size_ = 0;  // as counted since the last look
     long long limit_ = 0x500000;
     unsigned count_ = 1;

@@ -12,6 +12,7 @@
 #include <cstring>
 #include <mutex>
 #include <new>
+#include <string_view>
 
 #include "nuv_flat_file.h"
 #include "nuv_os_adapter.h"
@@ -75,7 +76,10 @@ public:
         cut_ = cut_ || fitting < size;
     }
     void append(const char* text) { append(text, std::strlen(text)); }
-    void append(char c) { append(&c, 1); }
+    void append(char c) {
+        cut_ = cut_ || at_ == end_;
+        if (at_ != end_) *at_++ = c;
+    }
     void append(int number) {
         char digits[16];
         append(digits, static_cast<std::size_t>(
@@ -280,7 +284,7 @@ void FlatLog::vlog(const char* module, const char* function, const char* file, i
     if (!isWritten(level) || !place.given() || format == nullptr) return;
     const Unnoticed unnoticed;
     // The most frequent format needs no formatting.
-    const bool isText = std::strcmp(format, "%s") == 0;
+    const bool isText = std::string_view(format) == "%s";
     writeShortOrLong(place, [&](Text& text) {
         va_list again;
         va_copy(again, arguments);
