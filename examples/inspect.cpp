@@ -75,20 +75,20 @@ ShowPattern patternOf(std::string_view parts) {
     ShowPattern pattern(ShowPattern::NONE);
     for (const char part : parts) {
         switch (part) {
-        case 'p':
-            pattern.show_path(true);
-            break;
-        case 'n':
-            pattern.show_name(true);
-            break;
-        case 't':
-            pattern.show_type(true);
-            break;
-        case 'v':
-            pattern.show_value(true);
-            break;
-        default:
-            throw UsageError();
+            case 'p':
+                pattern.show_path(true);
+                break;
+            case 'n':
+                pattern.show_name(true);
+                break;
+            case 't':
+                pattern.show_type(true);
+                break;
+            case 'v':
+                pattern.show_value(true);
+                break;
+            default:
+                throw UsageError();
         }
     }
     return pattern;

@@ -11,7 +11,7 @@ test) wanted="$test" ;;
 check) wanted="$test clang-format" ;;
 bench)
     wanted="$build libbenchmark-dev libprotobuf-dev protobuf-compiler libmsgpack-cxx-dev"
-    wanted="$wanted libboost-dev libssl-dev libyaml-cpp-dev"
+    wanted="$wanted libboost-dev libssl-dev libyaml-cpp-dev libspdlog-dev libfmt-dev"
     ;;
 fuzz) wanted="$build clang libclang-rt-14-dev llvm" ;;
 *)

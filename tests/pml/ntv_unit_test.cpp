@@ -73,7 +73,12 @@ TEST(Unit, KeepsNamesUniqueInListsOfAnyLength) {
         ASSERT_TRUE(isSound(unit));
     }
     EXPECT_EQ(unit.numofChildren(), 80u);
-    // A child that is read in its place does not hide the others.
+    // A child that is read in its place does not hide the others, and stops nobody.
+    Unit grown;
+    for (int i = 0; i < 20; ++i) {
+        EXPECT_TRUE(grown.addChild(numbered(i)));
+        EXPECT_TRUE(i != 5 || ntvFromPml(grown["n3"], "n5(1)"));
+    }
     EXPECT_TRUE(ntvFromPml(unit["n20"], "zz(1)"));
     for (int i = 0; i < 40; ++i)
         EXPECT_TRUE(i == 20 || std::as_const(unit).at(numbered(i)) != nullptr) << i;
@@ -137,6 +142,8 @@ TEST(Unit, ReadsWithoutMakingAndMakesWhenWritten) {
     EXPECT_EQ(&unit["d"][0], &Unit::null());
     EXPECT_EQ(unit[1].getStringValue(), "plain");
     EXPECT_EQ(&unit["."], &unit);
+    const unsigned char name[] = "ab";
+    EXPECT_EQ(unit.at(name, name + 1), &unit["a"]);
     EXPECT_TRUE(Unit::null().empty());
     Unit::destroy_null();
     EXPECT_TRUE(Unit::null().empty());
@@ -187,11 +194,19 @@ TEST(Unit, SetsAndClearsValues) {
     tree->setValue(tree->find("a/b")->getStringValue());
     EXPECT_EQ(treeOf(*tree), "r=1");
     EXPECT_EQ(std::as_const(*tree).at("a"), nullptr);
+    StringValue* text = nullptr;
+    ListValue* list = nullptr;
+    EXPECT_TRUE(tree->getValue(text) && !tree->getValue(list));
+    const std::unique_ptr<ValueBase> popped(tree->popValue());
+    EXPECT_EQ(dynamic_cast<StringValue&>(*popped).data(), "1");
+    EXPECT_TRUE(!tree->getValue(text) && text == nullptr && tree->value() == nullptr);
     tree->value(new IntegerValue(7));
+    EXPECT_TRUE(tree->valueEmpty());
     *tree << "dropped" << 8;
     EXPECT_EQ(treeOf(*tree), "r?");
     tree->initValueAsList();
     EXPECT_EQ(treeOf(*tree), "r{}");
+    EXPECT_TRUE(tree->getValue(list) && list == tree->value());
     EXPECT_FALSE(tree->valueEmpty() || tree->simple() || !tree->childWasSingle());
     Unit& child = (*tree)["child"];
     child.allNesessary(true);

@@ -89,6 +89,14 @@ TEST(ListValue, CopiesItsUnitsWithAllThatIsInThem) {
     EXPECT_EQ(treeOf(holder), "h{f a:t=changed}");
     EXPECT_THROW(list.assign({&a, &a}), DuplicatedUnitException);
     EXPECT_TRUE(support::isSound(holder));
+    dumper lines(false);
+    holder.dump(lines);
+    EXPECT_EQ(std::string(lines.str()),
+              "@qor::pml::ntv::Unit{\n    name_ = 'h'\n    type_ = \n"
+              "    value_ = @qor::pml::ntv::ListValue{\n        @qor::pml::ntv::Unit{\n"
+              "            name_ = 'f'\n            type_ = \n            value_ = \n        }\n"
+              "        @qor::pml::ntv::Unit{\n            name_ = 'a'\n            type_ = 't'\n"
+              "            value_ = 'changed'\n        }\n    }\n}");
     list.clear();
     EXPECT_EQ(std::as_const(holder).at("a"), nullptr);
     EXPECT_EQ(copy->size(), 2u);

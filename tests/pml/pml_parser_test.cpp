@@ -88,6 +88,11 @@ TEST(PmlParser, KeepsToTheLetterOfTheFormat) {
         const char* at = text;
         EXPECT_EQ(outcomeOf(at, true), expected);
     }
+    // What is refused is passed too.
+    Unit unit;
+    const char* refused = "a:b)c";
+    EXPECT_THROW(ntvFromPml(unit, refused), DecodeException);
+    EXPECT_STREQ(refused, "c");
     EXPECT_EQ(outcomeOf(std::wistringstream(L"\u00E5(\u5b89)")), "\xC3\xA5=\xE5\xAE\x89");
     EXPECT_EQ(outcomeOf(std::wistringstream(L"a:"), true),
               String(kType).replace("char", "wchar_t"));
@@ -200,6 +205,29 @@ TEST(PmlParser, IsFalseWhenMemoryIsShort) {
     };
     check(istr(text));
     check(iwstr(String(text).toWstring()));
+}
+
+TEST(PmlParser, AllocatesForNodesTextsAndContainersAlone) {
+    constexpr unsigned long kLists = 100;
+    constexpr unsigned long kLeaves = 8;  // the room that a list begins with
+    const std::string longText(40, 'x');
+    std::string text = "r(";
+    for (unsigned long i = 0; i < kLists; ++i) {
+        text.append("list").append(std::to_string(i)).append("(long(").append(longText).append(")");
+        for (unsigned long j = 1; j < kLeaves; ++j)
+            text.append("leaf").append(std::to_string(j)).append("(7) ");
+        text += ")\n";
+    }
+    text += ")";
+    Unit unit;
+    const support::AllocationCounter counter;
+    ASSERT_TRUE(ntvFromPml(unit, text));
+    const unsigned long units = kLists * (1 + kLeaves);
+    const unsigned long lists = 2 * (1 + kLists);  // each with its array
+    const unsigned long longTexts = kLists;
+    const unsigned long nameOrder = kLists + 1;
+    const unsigned long growth = 10;  // of the outer array, the token, the stack of open units
+    EXPECT_LE(counter.allocations(), units + lists + longTexts + nameOrder + growth);
 }
 
 TEST(PmlParser, TakesTheSameStackAtAnyDepth) {

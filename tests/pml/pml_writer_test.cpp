@@ -53,6 +53,8 @@ TEST(PmlWriter, EscapesAndUnescapes) {
     String text("\"'^^x'\"");
     EXPECT_EQ(unescapeString(text), "'^^x'");
     EXPECT_EQ(unescapeString(text), "^^x");
+    std::wstring wide(L"\"(\"");
+    EXPECT_EQ(unescapeString(wide), L"(");
     for (char c = 1; c > 0; ++c) {
         const bool special = std::string_view("():*^'\"").find(c) != std::string_view::npos;
         EXPECT_EQ(isSpeacialChar(c), special);

@@ -28,7 +28,7 @@ inline bool isSound(const qor::pml::ntv::Unit& unit) {
     unsigned long index = 0;
     for (const qor::pml::ntv::Unit* child : *unit.listValue()) {
         qor::String key = child->name();
-        if (key.empty()) key = "[" + std::to_string(index) + "]";
+        if (key.empty()) key.append("[").append(std::to_string(index)).append("]");
         if (child->parent() != &unit || child->index() != index++ || unit.at(key) != child ||
             !isSound(*child)) {
             return false;

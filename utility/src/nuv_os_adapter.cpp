@@ -1,9 +1,11 @@
 #include "nuv_os_adapter.h"
 
 #include <cerrno>
-#include <cstdarg>
+#include <climits>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
+#include <cwchar>
 
 int nuv_strncpy_s(char* destination, std::size_t room, const char* source, std::size_t count) {
     if (destination == nullptr || source == nullptr) return EINVAL;
@@ -54,6 +56,24 @@ int nuv_sprintf_s(char* destination, std::size_t room, const char* format, ...) 
     return fits ? size : -1;
 }
 
+int nuv_vsprintf_s(char* destination, std::size_t room, const char* format, va_list arguments) {
+    if (destination == nullptr || format == nullptr || room == 0 || room > INT_MAX) return -1;
+    destination[0] = '\0';
+    const int size = std::vsnprintf(destination, room, format, arguments);
+    if (size >= 0 && static_cast<std::size_t>(size) < room) return size;
+    return static_cast<int>(strnlen(destination, room - 1));
+}
+
+int nuv_vswprintf_s(wchar_t* destination, std::size_t room, const wchar_t* format,
+                    va_list arguments) {
+    if (destination == nullptr || format == nullptr || room == 0 || room > INT_MAX) return -1;
+    destination[0] = L'\0';
+    std::vswprintf(destination, room, format, arguments);
+    // Too little room is a failure of the call above, but what fits stands.
+    destination[room - 1] = L'\0';
+    return static_cast<int>(std::wcslen(destination));
+}
+
 int nuv_sscanf_s(const char* text, const char* format, ...) {
     if (text == nullptr || format == nullptr) return -1;
     va_list arguments;
@@ -61,4 +81,8 @@ int nuv_sscanf_s(const char* text, const char* format, ...) {
     const int fields = std::vsscanf(text, format, arguments);
     va_end(arguments);
     return fields;
+}
+
+void* NUVA_MemMallocS(std::size_t size) {
+    return size != 0 ? std::malloc(size) : nullptr;
 }

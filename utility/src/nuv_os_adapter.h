@@ -1,6 +1,7 @@
 #ifndef NUV_OS_ADAPTER_H
 #define NUV_OS_ADAPTER_H
 
+#include <cstdarg>
 #include <cstddef>
 
 // The bounded forms of C's text and memory calls: each does what the C function of its name does,
@@ -18,8 +19,18 @@ int nuv_memset_s(void* destination, std::size_t room, int value, std::size_t cou
 int nuv_memcpy_s(void* destination, std::size_t room, const void* source, std::size_t count);
 
 // The number of characters written, without the terminator.
-int nuv_sprintf_s(char* destination, std::size_t room, const char* format, ...);
+[[gnu::format(printf, 3, 4)]] int nuv_sprintf_s(char* destination, std::size_t room,
+                                                const char* format, ...);
+// These cut what does not fit, and terminate it. The number of characters that stand, also where
+// formatting fails midway. The room is in characters.
+[[gnu::format(printf, 3, 0)]] int nuv_vsprintf_s(char* destination, std::size_t room,
+                                                 const char* format, va_list arguments);
+int nuv_vswprintf_s(wchar_t* destination, std::size_t room, const wchar_t* format,
+                    va_list arguments);
 // The number of fields read; -1 for a null text or format.
 int nuv_sscanf_s(const char* text, const char* format, ...);
+
+// Null for no bytes and without memory. The block is freed by std::free.
+void* NUVA_MemMallocS(std::size_t size);
 
 #endif  // NUV_OS_ADAPTER_H

@@ -164,6 +164,8 @@ bool ConsoleImpl::readline(std::wstring& line, std::wstring_view prompt) {
     std::string text;
     const bool waiting = std_in().rdbuf()->in_avail() > 0 || platform::inputWaiting();
     if (!waiting || !std::getline(std_in(), text)) {
+        // A terminal goes on behind an end that was typed.
+        std_in().clear();
         sleep(kTick);
         return false;
     }

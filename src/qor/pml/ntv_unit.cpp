@@ -579,11 +579,16 @@ std::unique_ptr<Unit::Children> Unit::initChildrenMap(const ValueBase* value) {
 }
 
 void Unit::copyIntoMap(const ListValue& list, Unit* child) {
-    if (children_ == nullptr) {
-        children_ = initChildrenMap(&list);
-    } else if (!child->name_.empty()) {
-        children_->insert(child);
+    if (children_ != nullptr) {
+        if (!child->name_.empty()) children_->insert(child);
+        return;
     }
+    // A child that was cleared in its place may have taken any name; of two the first one counts.
+    auto children = std::make_unique<Children>();
+    for (Unit* const unit : list) {
+        if (!unit->name_.empty()) children->insert(unit);
+    }
+    children_ = std::move(children);
 }
 
 void Unit::setValueOwner(Unit* owner) noexcept {

@@ -1,0 +1,25 @@
+#ifndef QOR_BENCH_LOG_BENCH_H
+#define QOR_BENCH_LOG_BENCH_H
+
+#include <benchmark/benchmark.h>
+
+#include <string>
+
+// What all sides write, and where.
+
+namespace log_bench {
+
+// 100 characters.
+inline constexpr char text[] =
+    "[TCP.DEBUG]{tcp.server.8600}[qor::tcp::TcpServerImpl::send] 4711 bytes to 192.**.**.17, "
+    "window 65535";
+static_assert(sizeof text == 101);
+
+// In a directory that all sides share, and that goes at the end.
+std::string fileName(const char* name);
+
+}  // namespace log_bench
+
+#define LOG_BENCHMARK(function) BENCHMARK(function)->UseRealTime()->Threads(1)->Threads(4)
+
+#endif  // QOR_BENCH_LOG_BENCH_H

@@ -1,0 +1,132 @@
+#include "qor/log/log_tracer.h"
+
+#include <gtest/gtest.h>
+
+#include <sstream>
+#include <thread>
+
+#include "qor/log/log_dumper.h"
+#include "support/allocation.h"
+#include "support/log_file.h"
+
+namespace qor {
+namespace {
+
+using support::LogFile;
+
+std::string stackText() {
+    std::ostringstream os;
+    tracer::instance()->separator(" < ");
+    printTraceStack(os);
+    return os.str();
+}
+
+// A line of 118 columns.
+std::string filled(const std::string& text, char fill) {
+    const std::size_t head = std::string("2026-11-24 10:20:30.123").size() +
+                             SimpleThread::current().sThreadId_.size() - sizeof "TIME<ID>" + 1;
+    return text + std::string(118 - head - text.size(), fill) + "\n";
+}
+
+TEST(TraceEntry, IsALineAtEachEndAndAFrameBetween) {
+    LogFile file("trace");
+    logger& log = file.log();
+    {
+        const TraceEntry silent(log, "a.cpp", 1, "silent");  // traceOn is off
+        log.debugOn(true);
+        log.traceOn(true);
+        const TraceEntry outer(log, "dir/b.cpp", 2, "outer", LogType::Both, "why");
+        TraceEntry middle(log, nullptr, 3, "middle", LogType::Enter);
+        {
+            const TraceEntry inner(log, "c.cpp", 4, "inner", LogType::Leave);
+            EXPECT_EQ(stackText(), "inner(c.cpp:4) < middle < outer(b.cpp:2) < silent(a.cpp:1)");
+            const Exception raised("x.cpp", 1, "f", "name", "message");
+            EXPECT_EQ(raised.stack().container().size(), 4u);
+        }
+        const TraceEntry none(log, "d.cpp", 5, "none", LogType::None);
+        const TraceEntry copy(middle);  // logs its own end as the original does
+        EXPECT_EQ(stackText(),
+                  "none(d.cpp:5) < none(d.cpp:5) < middle < outer(b.cpp:2) < "
+                  "silent(a.cpp:1)");
+    }
+    EXPECT_EQ(stackText(), "");
+    EXPECT_EQ(file.entries(), filled("TIME<ID>[trace] TRACE  .... outer( why )", '.') +
+                                  filled("TIME<ID>[trace] TRACE  ........ middle()", '.') +
+                                  filled("TIME<ID>[trace] TRACE~ ____________ inner()", '_') +
+                                  filled("TIME<ID>[trace] TRACE~ ____ outer( why )", '_') +
+                                  filled("TIME<ID>[trace] TRACE~ silent()", '_'));
+}
+
+TEST(TraceEntry, EndsWhenAnExceptionPasses) {
+    logger& log = logger_factory::instance("unwound");
+    try {
+        QOR_TRACE(log, "f");
+        QOR_TRACE(log, "g", LogType::Both, "info");
+        throw 1;
+    } catch (int) {
+    }
+    EXPECT_TRUE(tracer::instance()->container().empty());
+}
+
+TEST(TraceEntry, GoesUntracedWithoutMemory) {
+    logger& log = logger_factory::instance("short");
+    std::thread([&] {
+        const support::FailAllocations failing(1);
+        const TraceEntry first(log, "a.cpp", 1, "first", LogType::Both,
+                               "an info that is too long to stand in the object itself");
+        EXPECT_TRUE(failing.happened());
+        EXPECT_EQ(first.info(), "");
+    }).join();
+}
+
+TEST(Tracer, KeepsAStackForEachThreadWhileItRuns) {
+    logger& log = logger_factory::instance("threads");
+    const auto all = [] {
+        dumper d(true);
+        d << TRACER();
+        return d.str();
+    };
+    const TraceEntry here(log, "a.cpp", 1, "here");
+    std::thread([&] {
+        const TraceEntry there(log, "b.cpp", 2, "there");
+        EXPECT_EQ(stackText(), "there(b.cpp:2)");
+        EXPECT_NE(all().find("_v.func()='here'"), std::string::npos);
+        EXPECT_NE(all().find("_v.func()='there'"), std::string::npos);
+    }).join();
+    EXPECT_EQ(all().find("_v.func()='there'") + 1, 0u) << all();
+
+    tracer& own = *tracer::instance();
+    own.destroy_current_stack();
+    EXPECT_EQ(all().find("_v.func()='here'") + 1, 0u);
+    own.pop();  // nothing to take
+    own.push("c.cpp", 3, "again");
+    EXPECT_EQ(stackText(), "again(c.cpp:3)");
+    tracer::destroy();
+    EXPECT_EQ(stackText(), "");
+    own.pop();
+}
+
+TEST(Tracer, IsShownWhileThreadsTrace) {
+    logger& log = logger_factory::instance("shown");
+    std::atomic<bool> done{false};
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 3; ++t) {
+        threads.emplace_back([&] {
+            for (int i = 0; i < 500; ++i) {
+                QOR_TRACE(log, "outer");
+                QOR_TRACE(log, "inner");
+                stackText();
+            }
+            done = true;
+        });
+    }
+    while (!done) {
+        dumper d(true);
+        d << TRACER();
+    }
+    for (std::thread& thread : threads)
+        thread.join();
+}
+
+}  // namespace
+}  // namespace qor

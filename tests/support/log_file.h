@@ -1,0 +1,71 @@
+#ifndef QOR_TESTS_SUPPORT_LOG_FILE_H
+#define QOR_TESTS_SUPPORT_LOG_FILE_H
+
+#include <fstream>
+#include <sstream>
+#include <string>
+
+#include "qor/log/log_factory.h"
+#include "qor/mt/thread.h"
+#include "support/temp_dir.h"
+
+namespace support {
+
+// A logger with a file of its own.
+class LogFile {
+public:
+    explicit LogFile(const char* name) : log_(qor::logger_factory::instance(name)) {
+        log_.open(path().c_str());
+    }
+    ~LogFile() { log_.close(); }
+
+    qor::logger& log() { return log_; }
+    std::string path() const { return dir_.path("test.log"); }
+
+    // The entries so far, without the heads that the file gives them and without the banner. What
+    // differs from run to run is replaced: the thread's time and number, and the line of a source.
+    std::string entries() const {
+        std::ifstream file(path(), std::ios::binary);
+        std::stringstream content;
+        content << file.rdbuf();
+        std::string text = content.str();
+        constexpr char kHead[] = "[Inf][l:0 f]";
+        std::string entries;
+        std::size_t at = text.find(kHead);
+        while (at != std::string::npos) {
+            at += sizeof kHead - 1;
+            const std::size_t next = text.find(kHead, at);
+            // The head of the next line begins behind the last line end in front of its end.
+            const std::size_t end =
+                next == std::string::npos ? text.size() : text.rfind("\r\n", next) + 2;
+            entries += text.substr(at, end - at - 2) + "\n";
+            at = next;
+        }
+        return normalized(std::move(entries));
+    }
+
+private:
+    static void replaceAll(std::string& text, const std::string& from, const std::string& to) {
+        if (from.empty()) return;
+        for (std::size_t at = 0; (at = text.find(from, at)) != std::string::npos; at += to.size())
+            text.replace(at, from.size(), to);
+    }
+    // "2026-11-24 10:20:30.123" and "<12.0034>", as they stand in front of a logger's name.
+    static std::string normalized(std::string text) {
+        const qor::String& id = qor::SimpleThread::current().sThreadId_;
+        for (std::size_t at = 0; (at = text.find(id, at)) != std::string::npos;) {
+            constexpr std::size_t kTime = sizeof "2026-11-24 10:20:30.123" - 1;
+            if (at < kTime) break;
+            text.replace(at - kTime, kTime + id.size(), "TIME<ID>");
+            at = at - kTime + 1;
+        }
+        return text;
+    }
+
+    TempDir dir_;
+    qor::logger& log_;
+};
+
+}  // namespace support
+
+#endif  // QOR_TESTS_SUPPORT_LOG_FILE_H

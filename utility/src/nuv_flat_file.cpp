@@ -1,0 +1,379 @@
+#include "nuv_flat_file.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <pthread.h>
+#include <signal.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <charconv>
+#include <climits>
+#include <cstdio>
+#include <cstring>
+#include <functional>
+#include <new>
+#include <string_view>
+#include <vector>
+
+#include "nuv_os_adapter.h"
+
+namespace {
+
+constexpr mode_t kDirectoryMode = 493;
+constexpr mode_t kFileMode = 0666;
+constexpr char kFallbackName[] = "MyLog.log";
+constexpr std::string_view kLineEnd = "\r\n";
+
+using Path = char[3 * nuv_flat_file::room];
+
+// With a separator at the end, a path that is there but is no directory is not there.
+bool exists(const char* path) {
+    return access(path, F_OK) == 0;
+}
+
+// Each missing level of a path with a separator at the end.
+bool makeDirectory(const char* directory) {
+    if (exists(directory)) return true;
+    Path path;
+    for (std::size_t i = 0; directory[i] != '\0'; ++i) {
+        path[i] = directory[i];
+        path[i + 1] = '\0';
+        if (directory[i] != '/' || exists(path)) continue;
+        // Somebody else may be making it too.
+        if (mkdir(path, kDirectoryMode) != 0 && !exists(path)) return false;
+    }
+    return true;
+}
+
+// The directory of the executable, with a separator at the end.
+bool ownDirectory(char* directory, std::size_t room) {
+    const ssize_t size = readlink("/proc/self/exe", directory, room);
+    if (size <= 0 || static_cast<std::size_t>(size) >= room) return false;
+    directory[size] = '\0';
+    char* const separator = std::strrchr(directory, '/');
+    if (separator == nullptr) return false;
+    separator[1] = '\0';
+    return true;
+}
+
+bool workingDirectory(char* directory, std::size_t room) {
+    return getcwd(directory, room) != nullptr && nuv_strcat_s(directory, room, "/") == 0;
+}
+
+// No thread is cancelled here: its locks would be left in the middle of something.
+class Uncancelled {
+public:
+    Uncancelled() { pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &before_); }
+    Uncancelled(const Uncancelled&) = delete;
+    Uncancelled& operator=(const Uncancelled&) = delete;
+    ~Uncancelled() { pthread_setcancelstate(before_, nullptr); }
+
+private:
+    int before_;
+};
+
+bool sizeIsLimited() {
+    rlimit limit;
+    return getrlimit(RLIMIT_FSIZE, &limit) == 0 && limit.rlim_cur != RLIM_INFINITY;
+}
+
+// Of the calling thread: SIGXFSZ that is raised meanwhile comes to nothing.
+class WithoutSizeSignal {
+public:
+    WithoutSizeSignal() {
+        sigemptyset(&signal_);
+        sigaddset(&signal_, SIGXFSZ);
+        sigset_t pending;
+        waiting_ = sigpending(&pending) == 0 && sigismember(&pending, SIGXFSZ) == 1;
+        pthread_sigmask(SIG_BLOCK, &signal_, &before_);
+    }
+    WithoutSizeSignal(const WithoutSizeSignal&) = delete;
+    WithoutSizeSignal& operator=(const WithoutSizeSignal&) = delete;
+    ~WithoutSizeSignal() {
+        const int error = errno;
+        constexpr timespec noTime = {};
+        if (!waiting_) sigtimedwait(&signal_, nullptr, &noTime);
+        pthread_sigmask(SIG_SETMASK, &before_, nullptr);
+        errno = error;
+    }
+
+private:
+    sigset_t signal_;
+    sigset_t before_;
+    bool waiting_;
+};
+
+// A name's part before the last point, and the rest.
+struct NameParts {
+    explicit NameParts(std::string_view name)
+        : base(name.substr(0, name.rfind('.'))), extension(name.substr(base.size())) {}
+
+    std::string_view base;
+    std::string_view extension;
+};
+
+// The number of an old file's name, or 0. Names that rotation would not have made are somebody
+// else's: those with leading zeros, of another extension and with more before the base name.
+unsigned numberOf(std::string_view name, const NameParts& parts) {
+    if (name.size() <= parts.base.size() + 1 + parts.extension.size()) return 0;
+    if (!name.starts_with(parts.base) || !name.ends_with(parts.extension)) return 0;
+    name.remove_prefix(parts.base.size());
+    name.remove_suffix(parts.extension.size());
+    if (name[0] != '_' || name[1] == '0') return 0;
+    unsigned number = 0;
+    const char* const end = name.data() + name.size();
+    const auto [stop, error] = std::from_chars(name.data() + 1, end, number);
+    const bool movable = error == std::errc() && stop == end && number < UINT_MAX;
+    return movable ? number : 0;
+}
+
+bool listNumbers(const char* directory, const NameParts& parts, std::vector<unsigned>& numbers) {
+    DIR* const list = opendir(directory);
+    if (list == nullptr) return false;
+    bool complete = true;
+    try {
+        while (const dirent* const entry = readdir(list)) {
+            const unsigned number = numberOf(entry->d_name, parts);
+            if (number != 0) numbers.push_back(number);
+        }
+    } catch (const std::bad_alloc&) {
+        complete = false;
+    }
+    closedir(list);
+    return complete;
+}
+
+// What is gone needs no moving.
+bool moved(int result) {
+    return result == 0 || errno == ENOENT;
+}
+
+}  // namespace
+
+void nuv_local_time::read() {
+    timespec now;
+    clock_gettime(CLOCK_REALTIME, &now);
+    const int fraction = static_cast<int>(now.tv_nsec / 1000000);
+    milliseconds_ = static_cast<long long>(now.tv_sec) * 1000 + fraction;
+    if (now.tv_sec != second_ || size_ == 0) readSecond(now.tv_sec);
+    if (size_ == 0) return;
+    char* const digits = text_ + size_ - 3;
+    digits[0] = static_cast<char>('0' + fraction / 100);
+    digits[1] = static_cast<char>('0' + fraction / 10 % 10);
+    digits[2] = static_cast<char>('0' + fraction % 10);
+}
+
+void nuv_local_time::readSecond(std::time_t second) {
+    const Uncancelled whole;
+    second_ = second;
+    size_ = 0;
+    std::tm local;
+    if (localtime_r(&second, &local) == nullptr) return;
+    const int size = nuv_sprintf_s(text_, room, "%lld-%02d-%02d %02d:%02d:%02d.%03d",
+                                   local.tm_year + 1900LL, local.tm_mon + 1, local.tm_mday,
+                                   local.tm_hour, local.tm_min, local.tm_sec, 0);
+    if (size > 0) size_ = static_cast<std::size_t>(size);
+}
+
+nuv_flat_file::nuv_flat_file(const char* name) {
+    const Uncancelled whole;
+    if (!resolve(name) || !makeDirectory(directory_)) fallBack();
+}
+
+bool nuv_flat_file::resolve(const char* name) {
+    const std::size_t size = std::strlen(name);
+    if (size >= room) return false;
+    char given[room];
+    std::replace_copy(name, name + size + 1, given, '\\', '/');
+    if (given[0] == '/') return split(given);
+    char path[2 * room];
+    const bool isPlain = std::strchr(given, '/') == nullptr;
+    const bool found = isPlain ? ownDirectory(path, room) : workingDirectory(path, room);
+    return found && nuv_strcat_s(path, sizeof path, given) == 0 && split(path);
+}
+
+bool nuv_flat_file::split(const char* path) {
+    const std::size_t size = static_cast<std::size_t>(std::strrchr(path, '/') - path) + 1;
+    if (size >= room || std::strlen(path + size) >= room) return false;
+    nuv_strncpy_s(directory_, room - 1, path, size);
+    directory_[size] = '\0';
+    name_[0] = '\0';
+    return nuv_strcat_s(name_, room, path + size) == 0;
+}
+
+void nuv_flat_file::fallBack() {
+    constexpr char folder[] = "Log/";
+    if (!workingDirectory(directory_, room) || nuv_strcat_s(directory_, room, folder) != 0)
+        nuv_strncpy_s(directory_, room, folder, sizeof folder);
+    nuv_strncpy_s(name_, room, kFallbackName, sizeof kFallbackName);
+    makeDirectory(directory_);
+}
+
+void nuv_flat_file::append(const char* line, std::size_t size, const nuv_local_time& now) {
+    const bool isReady = handle_ >= 0 && size_ < limit_ && now.milliseconds() == looked_;
+    if (!isReady && !prepare(now)) return;
+    if (write(line, size) || errno != EBADF) return;
+    // Somebody has closed all descriptors of the process.
+    forget();
+    if (prepare(now)) write(line, size);
+}
+
+// Opens the file, or looks after it. False if there is none to write to.
+bool nuv_flat_file::prepare(const nuv_local_time& now) {
+    const Uncancelled whole;
+    const bool due = now.milliseconds() != looked_;
+    looked_ = now.milliseconds();
+    if (handle_ >= 0 && due) look();
+    const long long second = looked_ / 1000;
+    // A file that can't be rotated goes on above its limit.
+    if (handle_ >= 0 && size_ >= limit_ && second != stuck_ && !rotate()) stuck_ = second;
+    if (handle_ < 0 && (fresh_ || due)) open(now);
+    return handle_ >= 0;
+}
+
+void nuv_flat_file::open(const nuv_local_time& now) {
+    fresh_ = false;
+    opened_ = name_;
+    handle_ = openBeside(opened_);
+    if (handle_ < 0 && errno == ENOENT && makeDirectory(directory_)) handle_ = openBeside(opened_);
+    if (handle_ < 0) handle_ = openBeside(opened_ = kFallbackName);
+    if (handle_ < 0) return;
+    struct stat status = {};
+    fstat(handle_, &status);
+    device_ = status.st_dev;
+    inode_ = status.st_ino;
+    isRegular_ = S_ISREG(status.st_mode);
+    size_ = status.st_size;
+    limited_ = sizeIsLimited();
+    torn_ = false;
+    if (now.size() == 0) return;
+    char banner[100];
+    const int size = nuv_sprintf_s(banner, sizeof banner, "Scrivo(v3.0) %s%.*s\r\n",
+                                   "Begin Time:", static_cast<int>(now.size()), now.text());
+    if (size > 0) write(banner, static_cast<std::size_t>(size));
+}
+
+int nuv_flat_file::openBeside(const char* name) {
+    Path path;
+    if (nuv_sprintf_s(path, sizeof path, "%s%s", directory_, name) < 0) return -1;
+    // To read too: a pipe then has a reader, and writing never raises SIGPIPE. Nor does it block.
+    return ::open(path, O_RDWR | O_APPEND | O_CREAT | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, kFileMode);
+}
+
+void nuv_flat_file::close() {
+    const Uncancelled whole;
+    if (handle_ >= 0) ::close(handle_);
+    forget();
+}
+
+void nuv_flat_file::forget() {
+    handle_ = -1;
+    fresh_ = true;
+}
+
+// Does the handle still lead to the file, and the name too?
+void nuv_flat_file::look() {
+    const auto isOurs = [this](const struct stat& status) {
+        return status.st_dev == device_ && status.st_ino == inode_;
+    };
+    struct stat status;
+    // A number that now is another file's is not ours to close.
+    if (fstat(handle_, &status) != 0 || !isOurs(status)) return forget();
+    size_ = status.st_size;
+    limited_ = sizeIsLimited();
+    Path path;
+    nuv_sprintf_s(path, sizeof path, "%s%s", directory_, opened_);
+    if (stat(path, &status) != 0 || !isOurs(status)) close();
+}
+
+// False if the file is not to be moved now. A process that shares the file must not move the new
+// one in its turn, so a lock is held until the file is closed.
+bool nuv_flat_file::rotate() {
+    struct flock whole = {};
+    whole.l_type = F_WRLCK;
+    whole.l_whence = SEEK_SET;
+    const bool taken = fcntl(handle_, F_SETLK, &whole) == -1;
+    // The other one is about to end, so the next line tries again.
+    if (taken && (errno == EAGAIN || errno == EACCES)) return true;
+    look();
+    const bool needed = handle_ >= 0 && size_ >= limit_;
+    if (needed && shift()) {
+        close();
+        return true;
+    }
+    if (handle_ >= 0) {
+        whole.l_type = F_UNLCK;
+        fcntl(handle_, F_SETLK, &whole);
+    }
+    return !needed;
+}
+
+// The numbers above the count, which an earlier and higher one has left, move up like the others:
+// nothing is removed but the file of the very number.
+bool nuv_flat_file::shift() {
+    const NameParts parts(opened_);
+    std::vector<unsigned> numbers;
+    if (!listNumbers(directory_, parts, numbers)) return false;
+    std::sort(numbers.begin(), numbers.end(), std::greater<>());
+
+    const auto pathOf = [&](Path& path, unsigned number) {
+        nuv_sprintf_s(path, sizeof path, "%s%.*s%s%u%s", directory_,
+                      static_cast<int>(parts.base.size()), parts.base.data(), "_", number,
+                      parts.extension.data());
+    };
+    Path from, to;
+    pathOf(to, count_);
+    if (!moved(unlink(to))) return false;
+    for (const unsigned number : numbers) {
+        if (number == count_) continue;
+        pathOf(from, number);
+        pathOf(to, number + 1);
+        if (!moved(rename(from, to))) return false;
+    }
+    nuv_sprintf_s(from, sizeof from, "%s%s", directory_, opened_);
+    pathOf(to, 1);
+    return rename(from, to) == 0;
+}
+
+// False with errno if not all of the text went.
+bool nuv_flat_file::write(const char* text, std::size_t size) {
+    if (torn_) {
+        torn_ = false;
+        if (!write(kLineEnd.data(), kLineEnd.size())) {
+            torn_ = true;
+            return false;
+        }
+    }
+    std::size_t done = 0;
+    errno = 0;
+    while (done < size) {
+        const ssize_t some = writeSome(text + done, size - done);
+        if (some < 0 && errno == EINTR) continue;
+        if (some <= 0) break;
+        done += static_cast<std::size_t>(some);
+        size_ += some;
+        // The next byte might be one too many.
+        if (done < size) limited_ = sizeIsLimited();
+    }
+    torn_ = done != 0 && done < size;
+    return done == size;
+}
+
+ssize_t nuv_flat_file::writeSome(const char* text, std::size_t size) const {
+    if (!limited_) return writeAtEnd(text, size);
+    const Uncancelled whole;
+    const WithoutSizeSignal quiet;
+    return writeAtEnd(text, size);
+}
+
+// The bare calls are no points of cancellation. A file that is open for appending takes what pwrite
+// gives it at its end too, wherever that is, and this spares the kernel the lock of the position.
+ssize_t nuv_flat_file::writeAtEnd(const char* text, std::size_t size) const {
+    if (!isRegular_) return syscall(SYS_write, handle_, text, size);
+    return syscall(SYS_pwrite64, handle_, text, size, static_cast<off_t>(size_));
+}
