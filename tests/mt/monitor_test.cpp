@@ -14,10 +14,8 @@ public:
     explicit Waiters(int count) {
         for (int i = 0; i < count; ++i)
             threads_.emplace_back([this] { wait(); });
-        const Monitor::Lock lock(counts_);
+        atLeast(waiting_, count);
         // Who has counted itself holds the monitor until it waits.
-        while (waiting_ != count)
-            counts_.wait();
         const Monitor::Lock settled(monitor);
     }
     ~Waiters() {
@@ -30,16 +28,17 @@ public:
     }
 
     // Waits until so many have woken, and tells how many have.
-    int woken(int atLeast) {
-        const Monitor::Lock lock(counts_);
-        while (woken_ < atLeast)
-            counts_.wait();
-        return woken_;
-    }
+    int woken(int least) { return atLeast(woken_, least); }
 
     Monitor monitor;
 
 private:
+    int atLeast(const int& counter, int least) {
+        const Monitor::Lock lock(counts_);
+        while (counter < least)
+            counts_.wait();
+        return counter;
+    }
     void count(int& counter) {
         const Monitor::Lock lock(counts_);
         ++counter;

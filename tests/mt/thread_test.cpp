@@ -58,13 +58,14 @@ public:
     std::function<bool()> birth = [] { return true; };
     std::function<bool()> work = [] { return true; };
     std::function<void()> stopping = [] {};
+    std::atomic<int> stops{0};
 
 protected:
     bool onBirth() override { return note("birth"), birth(); }
     bool onWait() override { return wait(Time::milliSeconds(1)), true; }
     bool onLoop() override { return work(); }
     void onDeath() override { note("death"); }
-    void onStop() override { note("stop"), stopping(); }
+    void onStop() override { ++stops, stopping(); }
 
 private:
     void note(const char* call) {
@@ -242,7 +243,7 @@ TEST(Thread, IsAsItWasWithoutMemory) {
                                           [&] { EXPECT_FALSE(worker->started()); }),
               0U);
     worker->stop();
-    EXPECT_EQ(worker->calls(), "birth stop death ");
+    EXPECT_EQ(worker->calls(), "birth death ");
 }
 
 class Rethrow : public testing::Test {
@@ -288,6 +289,7 @@ struct Life {
     const char* name;
     void (*live)(Worker&);
     const char* calls;
+    int stops;
 };
 
 class Lives : public testing::TestWithParam<Life> {};
@@ -298,6 +300,7 @@ TEST_P(Lives, GoFromBirthToDeath) {
     GetParam().live(*worker);
     worker->join();
     EXPECT_EQ(worker->calls(), GetParam().calls);
+    EXPECT_EQ(worker->stops, GetParam().stops);
     EXPECT_FALSE(worker->living());
     EXPECT_FALSE(worker->getThreadControl().isAlive());
 }
@@ -310,34 +313,34 @@ const Life kLives[] = {
          worker.stop();
          EXPECT_TRUE(worker.activeStopping());
      },
-     "birth stop death "},
+     "birth death ", 1},
     {"StoppedInTime",
      [](Worker& worker) {
          EXPECT_TRUE(worker.startAndWait(Time::seconds(60)));
          EXPECT_TRUE(worker.stop(Time::seconds(60)));
      },
-     "birth stop death "},
+     "birth death ", 1},
     {"ToldOnly",
      [](Worker& worker) {
          worker.startUntilInitialized(100000);
          worker.living(false);
          EXPECT_FALSE(worker.activeStopping());
      },
-     "birth stop death "},
+     "birth death ", 1},
     {"StoppedTwice",
      [](Worker& worker) {
          worker.startAndWait();
          worker.stop();
          worker.stop();
      },
-     "birth stop death "},
+     "birth death ", 1},
     {"StoppedBeforeTheStart",
      [](Worker& worker) {
          worker.stop();
          EXPECT_TRUE(worker.stop(Time()));
          worker.startAndWait();
      },
-     "stop stop birth death "},
+     "birth death ", 2},
     {"StoppedFromInside",
      [](Worker& worker) {
          worker.work = [&] {
@@ -346,19 +349,19 @@ const Life kLives[] = {
          };
          worker.startAndWait();
      },
-     "birth stop stop death "},
+     "birth death ", 2},
     {"EndedByItsWork",
      [](Worker& worker) {
          worker.work = [] { return false; };
          worker.startAndWait();
      },
-     "birth death "},
+     "birth death ", 0},
     {"NotBorn",
      [](Worker& worker) {
          worker.birth = [] { return false; };
          worker.startAndWait();
      },
-     "birth death "},
+     "birth death ", 0},
 };
 INSTANTIATE_TEST_SUITE_P(SimpleThread, Lives, testing::ValuesIn(kLives),
                          [](const auto& life) { return life.param.name; });
@@ -382,7 +385,7 @@ TEST(SimpleThread, IsStoppedByTwoAtOnce) {
     EXPECT_TRUE(worker->stop(Time::seconds(60)));
     EXPECT_FALSE(worker->getThreadControl().isAlive());
     other.join();
-    EXPECT_EQ(worker->calls(), "birth stop stop death ");
+    EXPECT_EQ(worker->calls(), "birth death ");
 }
 
 TEST(SimpleThread, TellsItsOwnerUnlessItWasStopped) {
@@ -474,19 +477,30 @@ TEST(SimpleThread, SaysInTheLogWhatBecomesOfIt) {
         EXPECT_EQ(log.lines(row.line), row.count) << row.line;
 }
 
+TEST(SimpleThread, IsNotWaitedForLongerThanAsked) {
+    std::promise<void> go;
+    const Handle<Worker> worker(new Worker);
+    worker->birth = [&] { return go.get_future().wait(), true; };
+    EXPECT_FALSE(worker->startAndWait(Time::milliSeconds(5)));
+    EXPECT_TRUE(worker->started());
+    EXPECT_FALSE(worker->stop(Time::milliSeconds(1)));
+    go.set_value();
+    worker->join();
+}
+
 TEST(SimpleThread, WaitsForANotificationWhileItLives) {
     const Handle<Worker> worker(new Worker);
     EXPECT_FALSE(worker->wait(Time::milliSeconds(1)));
-    EXPECT_FALSE(worker->startAndWait(Time()));
+    worker->startAndWait();
     std::atomic<bool> waiting = true;
     std::thread other([&] {
-        worker->wait();
+        EXPECT_TRUE(worker->wait(Time::forever()));
         waiting = false;
     });
     while (waiting)
         worker->notify();
     other.join();
-    // Whoever waits for it is woken by its end, also when there are several.
+    // Its end wakes all that wait.
     std::thread first([&] { worker->wait(); });
     std::thread second([&] { worker->wait(); });
     worker->stop();

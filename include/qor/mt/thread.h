@@ -14,7 +14,7 @@
 #include "qor/mt/shared.h"
 
 // Threads. A worker derives from SimpleThread, overrides what its work needs, and is held by
-// Handle; docs/threads.md shows one.
+// Handle.
 
 namespace qor {
 
@@ -95,8 +95,8 @@ QOR_API void sleep(unsigned long milliseconds);
 
 // A thread that is started once. While its body runs it holds a share in its own object.
 //
-// An exception that leaves the body is dropped, unless the environment variable QOR_RETHROW is
-// "on": then it ends the process where it stands, for a debugger to see.
+// An exception that leaves the body is dropped and the thread ends, unless the environment variable
+// QOR_RETHROW is exactly "on": then the exception goes on, which ends the process.
 class QOR_API Thread : public virtual Shared, noncopyable {
 public:
     // Starts the body in a stack of so many bytes: 0 is the system's default, and what is too small
@@ -156,11 +156,9 @@ QOR_API dumper& operator<<(dumper& d, THREAD_FACTORY);
 
 // Who is told of the end of its threads. It is to outlive them or to leave them first: stop waits
 // for a thread, and after detach a call that is under way may still come.
-class QOR_API ThreadOwner {
+class QOR_API ThreadOwner : noncopyable {
 public:
     explicit ThreadOwner(const char* name);
-    ThreadOwner(const ThreadOwner&) = default;
-    ThreadOwner& operator=(const ThreadOwner&) = default;
     virtual ~ThreadOwner();
 
     // On the thread, when its work is over, unless its end was waited for by stop.

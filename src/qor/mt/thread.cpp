@@ -49,6 +49,11 @@ public:
     ~Registration() { ThreadFactory::leave(); }
 };
 
+// pthread_exit and its like unwind the stack as an exception of no type, and may not be stopped.
+bool leavesByExit() noexcept {
+    return abi::__cxa_current_exception_type() == nullptr;
+}
+
 bool rethrows() {
     return getenv("QOR_RETHROW") == "on";
 }
@@ -176,10 +181,8 @@ void Thread::enter(void* share) {
     delete fromStart;
     try {
         self->run_i();
-    } catch (const abi::__forced_unwind&) {
-        throw;  // pthread_exit and its like may not be stopped
     } catch (...) {
-        if (rethrows()) throw;
+        if (leavesByExit() || rethrows()) throw;
     }
 }
 

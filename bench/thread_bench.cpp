@@ -1,0 +1,117 @@
+// What do threads cost: to start and stop one, to hand a turn to another one and back, and to ask
+// for the calling thread's record?
+
+#include <benchmark/benchmark.h>
+
+#include <condition_variable>
+#include <mutex>
+#include <thread>
+
+#include "qor/log/log_factory.h"
+#include "qor/mt/thread.h"
+
+namespace {
+
+// Start, wait for the birth, stop. The peer does by hand what a SimpleThread does: it pauses before
+// its birth, so that the one that starts it goes first.
+
+class Idle : public qor::SimpleThread {
+public:
+    Idle() : SimpleThread(nullptr, "idle") {}
+
+protected:
+    bool onWait() override { return wait(), true; }
+};
+
+void StartStop_qor(benchmark::State& state) {
+    qor::logger_factory::instance("QOR").infoOn(false);
+    for (auto _ : state) {
+        const qor::Handle<Idle> thread(new Idle);
+        thread->startAndWait();
+        thread->stop();
+    }
+}
+BENCHMARK(StartStop_qor)->UseRealTime();
+
+void StartStop_std(benchmark::State& state) {
+    for (auto _ : state) {
+        std::mutex mutex;
+        std::condition_variable changed;
+        bool born = false;
+        bool living = true;
+        std::unique_lock lock(mutex);
+        std::thread thread([&] {
+            std::this_thread::yield();
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+            std::unique_lock inside(mutex);
+            born = true;
+            changed.notify_all();
+            changed.wait(inside, [&] { return !living; });
+        });
+        changed.wait(lock, [&] { return born; });
+        living = false;
+        lock.unlock();
+        changed.notify_all();
+        thread.join();
+    }
+}
+BENCHMARK(StartStop_std)->UseRealTime();
+
+// One turn there and one back.
+template <class Play>
+void handTurns(benchmark::State& state, Play play) {
+    int turn = 0;
+    bool over = false;
+    std::thread other([&] { play(1, turn, over, [] { return true; }); });
+    play(0, turn, over, [&] { return state.KeepRunning(); });
+    other.join();
+}
+
+void HandTurns_qor(benchmark::State& state) {
+    qor::Monitor monitor;
+    handTurns(state, [&](int side, int& turn, bool& over, auto goOn) {
+        const qor::Monitor::Lock lock(monitor);
+        while (!over) {
+            while (turn != side && !over)
+                monitor.wait();
+            if (!goOn()) over = true;
+            turn = 1 - side;
+            monitor.notify();
+        }
+    });
+}
+BENCHMARK(HandTurns_qor)->UseRealTime();
+
+void HandTurns_std(benchmark::State& state) {
+    std::mutex mutex;
+    std::condition_variable changed;
+    handTurns(state, [&](int side, int& turn, bool& over, auto goOn) {
+        std::unique_lock lock(mutex);
+        while (!over) {
+            while (turn != side && !over)
+                changed.wait(lock);
+            if (!goOn()) over = true;
+            turn = 1 - side;
+            changed.notify_one();
+        }
+    });
+}
+BENCHMARK(HandTurns_std)->UseRealTime();
+
+// The record with its time stamp: what each line of the log asks for. The peer knows the id of its
+// thread and what the time is, but makes no text of either.
+void CurrentThread_qor(benchmark::State& state) {
+    for (auto _ : state)
+        benchmark::DoNotOptimize(&qor::SimpleThread::current());
+}
+BENCHMARK(CurrentThread_qor)->ThreadRange(1, 2);
+
+void CurrentThread_std(benchmark::State& state) {
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(std::this_thread::get_id());
+        benchmark::DoNotOptimize(std::chrono::system_clock::now());
+    }
+}
+BENCHMARK(CurrentThread_std)->ThreadRange(1, 2);
+
+}  // namespace
