@@ -19,18 +19,19 @@
 #include <future>
 #include <iterator>
 #include <latch>
+#include <sstream>
 #include <thread>
 #include <vector>
 
 #include "qor/log/log_dumper.h"
-#include "qor/log/log_factory.h"
 #include "support/allocation.h"
+#include "support/log_file.h"
 #include "support/raised.h"
-#include "support/temp_dir.h"
 
 namespace qor {
 namespace {
 
+using support::LogFile;
 using support::raisedIn;
 
 // A thread with nothing but a body.
@@ -94,29 +95,14 @@ std::size_t tasks() {
     return static_cast<std::size_t>(std::distance(begin(all), end(all)));
 }
 
-// The library's own log, in a file.
-class Logged {
-public:
-    Logged() {
-        logger_factory::destroy();
-        logger_factory::instance("QOR").open(file());
-    }
-    ~Logged() { logger_factory::destroy(); }
-
-    // How many lines end with the text.
-    int lines(const std::string& text) const {
-        std::ifstream in(file());
-        int count = 0;
-        for (std::string line; std::getline(in, line);)
-            count += line.ends_with(text);
-        return count;
-    }
-
-private:
-    std::string file() const { return dir_.path("q.log"); }
-
-    support::TempDir dir_;
-};
+// How many lines of the log end with the text.
+int linesOf(const LogFile& log, const std::string& text) {
+    std::istringstream in(log.entries());
+    int count = 0;
+    for (std::string line; std::getline(in, line);)
+        count += line.ends_with(text);
+    return count;
+}
 
 // Thread and ThreadControl
 
@@ -407,7 +393,7 @@ TEST(SimpleThread, TellsItsOwnerUnlessItWasStopped) {
 }
 
 TEST(SimpleThread, IsGivenUpWhenItDoesNotLookUp) {
-    const Logged log;
+    const LogFile log("QOR");
     std::latch working(1);
     std::promise<void> go;
     ThreadControl control;
@@ -425,7 +411,7 @@ TEST(SimpleThread, IsGivenUpWhenItDoesNotLookUp) {
         EXPECT_FALSE(worker->stop(Time::milliSeconds(30)));
         EXPECT_GE(Time::now(Time::Monotonic) - start, Time::milliSeconds(30));
         EXPECT_EQ(worker->owner(), nullptr);
-        EXPECT_EQ(log.lines(worker->fullname() + " thread not stopped in 00:00:00.030000"), 1);
+        EXPECT_EQ(linesOf(log, worker->fullname() + " thread not stopped in 00:00:00.030000"), 1);
         control = worker->getThreadControl();
     }
     EXPECT_TRUE(control.isAlive());
@@ -435,7 +421,7 @@ TEST(SimpleThread, IsGivenUpWhenItDoesNotLookUp) {
 }
 
 TEST(SimpleThread, SaysInTheLogWhatBecomesOfIt) {
-    const Logged log;
+    const LogFile log("QOR");
     String name;
     {
         Owner owner;
@@ -474,7 +460,7 @@ TEST(SimpleThread, SaysInTheLogWhatBecomesOfIt) {
         {"[INFO]~ThreadOwner() thread owner boss finalized", 1},
     };
     for (const auto& row : rows)
-        EXPECT_EQ(log.lines(row.line), row.count) << row.line;
+        EXPECT_EQ(linesOf(log, row.line), row.count) << row.line;
 }
 
 TEST(SimpleThread, IsNotWaitedForLongerThanAsked) {
