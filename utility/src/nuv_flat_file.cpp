@@ -267,7 +267,9 @@ int nuv_flat_file::openBeside(const char* name) {
 
 void nuv_flat_file::close() {
     const Uncancelled whole;
-    if (handle_ >= 0) ::close(handle_);
+    struct stat status;
+    // A number that now is another file's is not ours to close.
+    if (handle_ >= 0 && fstat(handle_, &status) == 0 && isOurs(status)) ::close(handle_);
     forget();
 }
 
@@ -276,19 +278,19 @@ void nuv_flat_file::forget() {
     fresh_ = true;
 }
 
-// Does the handle still lead to the file, and the name too?
+// Do the handle and the name still lead to the file?
 void nuv_flat_file::look() {
-    const auto isOurs = [this](const struct stat& status) {
-        return status.st_dev == device_ && status.st_ino == inode_;
-    };
     struct stat status;
-    // A number that now is another file's is not ours to close.
     if (fstat(handle_, &status) != 0 || !isOurs(status)) return forget();
     size_ = status.st_size;
     limited_ = sizeIsLimited();
     Path path;
     nuv_sprintf_s(path, sizeof path, "%s%s", directory_, opened_);
     if (stat(path, &status) != 0 || !isOurs(status)) close();
+}
+
+bool nuv_flat_file::isOurs(const struct stat& status) const {
+    return status.st_dev == device_ && status.st_ino == inode_;
 }
 
 // False if the file is not to be moved now. A process that shares the file must not move the new
