@@ -281,7 +281,7 @@ void nuv_flat_file::forget() {
 // Do the handle and the name still lead to the file?
 void nuv_flat_file::look() {
     struct stat status;
-    if (fstat(handle_, &status) != 0 || !isOurs(status)) return forget();
+    if (fstat(handle_, &status) != 0 || !isOurs(status)) return close();
     size_ = status.st_size;
     limited_ = sizeIsLimited();
     Path path;
