@@ -434,7 +434,7 @@ TEST_F(FlatLog, GoesOnInItsFile) {
     EXPECT_EQ(linesOf(path).back(), said("kept"));
     // What gets the number then is another's.
     closeDescriptorsOf(path);
-    std::ofstream other(directory.path("other"));
+    std::ofstream other(directory.path("other"), std::ios::app);
     sayUntil([&] { return linesOf(path).back() == said("again"); });
     other << "still open" << std::flush;
     EXPECT_TRUE(contentOf(directory.path("other")).ends_with("still open"));
