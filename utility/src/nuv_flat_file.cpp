@@ -373,8 +373,9 @@ ssize_t nuv_flat_file::writeSome(const char* text, std::size_t size) const {
     return writeAtEnd(text, size);
 }
 
-// The bare calls are no points of cancellation. A file that is open for appending takes what pwrite
-// gives it at its end too, wherever that is, and this spares the kernel the lock of the position.
+// The bare calls are no points of cancellation. On Linux a file that is open for appending takes at
+// its end, wherever that is, what pwrite gives it too, and the position needs no lock of the
+// kernel.
 ssize_t nuv_flat_file::writeAtEnd(const char* text, std::size_t size) const {
     if (!isRegular_) return syscall(SYS_write, handle_, text, size);
     return syscall(SYS_pwrite64, handle_, text, size, static_cast<off_t>(size_));

@@ -21,7 +21,7 @@ public:
 private:
     void readSecond(std::time_t second);
 
-    char text_[room];
+    char text_[room] = {};
     std::size_t size_ = 0;
     long long milliseconds_ = 0;
     std::time_t second_ = 0;

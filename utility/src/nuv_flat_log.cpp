@@ -43,8 +43,8 @@ private:
 };
 
 // Guards all that follows here and every log's file. It is taken behind all other locks.
-std::mutex lock;
-nuv_local_time now;
+constinit std::mutex lock;
+constinit nuv_local_time now;
 // For the wide forms.
 wchar_t wideText[kLineRoom];
 
@@ -75,7 +75,7 @@ public:
         at_ += fitting;
         cut_ = cut_ || fitting < size;
     }
-    void append(const char* text) { append(text, std::strlen(text)); }
+    void append(const char* text) { append(text, strnlen(text, room() + 1)); }
     void append(char c) {
         cut_ = cut_ || at_ == end_;
         if (at_ != end_) *at_++ = c;
@@ -388,7 +388,7 @@ void nuv_flat_log_scope::report(bool entering) const {
     if (function_ == nullptr) return;
     nuv_local_time time;
     time.read();
-    char text[1024];
+    char text[4096];
     const int size =
         nuv_sprintf_s(text, sizeof text,
                       entering ? "[%.*s][T:%lu][%s:%d]Enter %s" : "[%.*s][T:%lu][%s:%d]Leave %s",
