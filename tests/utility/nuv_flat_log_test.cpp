@@ -18,6 +18,7 @@
 #include <set>
 #include <sstream>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "support/allocation.h"
@@ -434,9 +435,10 @@ TEST_F(FlatLog, GoesOnInItsFile) {
     EXPECT_EQ(linesOf(path).back(), said("kept"));
     // What gets the number then is another's.
     closeDescriptorsOf(path);
-    std::ofstream other(directory.path("other"));
+    std::ofstream other(directory.path("other"), std::ios::app);
     sayUntil([&] { return linesOf(path).back() == said("again"); });
-    EXPECT_TRUE(other << "still open" << std::flush);
+    other << "still open" << std::flush;
+    EXPECT_TRUE(contentOf(directory.path("other")).ends_with("still open"));
 }
 
 TEST_F(FlatLog, TruncatedFileIsNotRotated) {

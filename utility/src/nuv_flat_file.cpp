@@ -267,7 +267,9 @@ int nuv_flat_file::openBeside(const char* name) {
 
 void nuv_flat_file::close() {
     const Uncancelled whole;
-    if (handle_ >= 0) ::close(handle_);
+    struct stat status;
+    // A number that now is another file's is not ours to close.
+    if (handle_ >= 0 && fstat(handle_, &status) == 0 && isOurs(status)) ::close(handle_);
     forget();
 }
 
@@ -276,19 +278,19 @@ void nuv_flat_file::forget() {
     fresh_ = true;
 }
 
-// Does the handle still lead to the file, and the name too?
+// Do the handle and the name still lead to the file?
 void nuv_flat_file::look() {
-    const auto isOurs = [this](const struct stat& status) {
-        return status.st_dev == device_ && status.st_ino == inode_;
-    };
     struct stat status;
-    // A number that now is another file's is not ours to close.
-    if (fstat(handle_, &status) != 0 || !isOurs(status)) return forget();
+    if (fstat(handle_, &status) != 0 || !isOurs(status)) return close();
     size_ = status.st_size;
     limited_ = sizeIsLimited();
     Path path;
     nuv_sprintf_s(path, sizeof path, "%s%s", directory_, opened_);
     if (stat(path, &status) != 0 || !isOurs(status)) close();
+}
+
+bool nuv_flat_file::isOurs(const struct stat& status) const {
+    return status.st_dev == device_ && status.st_ino == inode_;
 }
 
 // False if the file is not to be moved now. A process that shares the file must not move the new
@@ -371,8 +373,9 @@ ssize_t nuv_flat_file::writeSome(const char* text, std::size_t size) const {
     return writeAtEnd(text, size);
 }
 
-// The bare calls are no points of cancellation. A file that is open for appending takes what pwrite
-// gives it at its end too, wherever that is, and this spares the kernel the lock of the position.
+// The bare calls are no points of cancellation. On Linux a file that is open for appending takes at
+// its end, wherever that is, what pwrite gives it too, and the position needs no lock of the
+// kernel.
 ssize_t nuv_flat_file::writeAtEnd(const char* text, std::size_t size) const {
     if (!isRegular_) return syscall(SYS_write, handle_, text, size);
     return syscall(SYS_pwrite64, handle_, text, size, static_cast<off_t>(size_));

@@ -1,6 +1,7 @@
 #ifndef NUV_FLAT_FILE_H
 #define NUV_FLAT_FILE_H
 
+#include <sys/stat.h>
 #include <sys/types.h>
 
 #include <cstddef>
@@ -20,7 +21,7 @@ public:
 private:
     void readSecond(std::time_t second);
 
-    char text_[room];
+    char text_[room] = {};
     std::size_t size_ = 0;
     long long milliseconds_ = 0;
     std::time_t second_ = 0;
@@ -55,6 +56,7 @@ private:
     void open(const nuv_local_time& now);
     int openBeside(const char* name);
     void look();
+    bool isOurs(const struct stat& status) const;
     void forget();
     bool rotate();
     bool shift();

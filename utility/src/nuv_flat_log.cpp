@@ -12,7 +12,6 @@
 #include <cstring>
 #include <mutex>
 #include <new>
-#include <string_view>
 
 #include "nuv_flat_file.h"
 #include "nuv_os_adapter.h"
@@ -43,8 +42,8 @@ private:
 };
 
 // Guards all that follows here and every log's file. It is taken behind all other locks.
-std::mutex lock;
-nuv_local_time now;
+constinit std::mutex lock;
+constinit nuv_local_time now;
 // For the wide forms.
 wchar_t wideText[kLineRoom];
 
@@ -70,15 +69,25 @@ public:
     Text(char* begin, char* end) : at_(begin), end_(end) {}
 
     void append(const char* text, std::size_t size) {
-        const std::size_t fitting = std::min(size, room());
-        std::memcpy(at_, text, fitting);
-        at_ += fitting;
-        cut_ = cut_ || fitting < size;
+        if (size > room()) {
+            size = room();
+            cut_ = true;
+        }
+        std::memcpy(at_, text, size);
+        at_ += size;
     }
-    void append(const char* text) { append(text, std::strlen(text)); }
+    // Names are too short for more than a loop.
+    void append(const char* name) {
+        while (*name != '\0' && !cut_)
+            append(*name++);
+    }
+    void appendLong(const char* text) { append(text, strnlen(text, room() + 1)); }
     void append(char c) {
-        cut_ = cut_ || at_ == end_;
-        if (at_ != end_) *at_++ = c;
+        if (at_ != end_) {
+            *at_++ = c;
+        } else {
+            cut_ = true;
+        }
     }
     void append(int number) {
         char digits[16];
@@ -284,13 +293,13 @@ void FlatLog::vlog(const char* module, const char* function, const char* file, i
     if (!isWritten(level) || !place.given() || format == nullptr) return;
     const Unnoticed unnoticed;
     // The most frequent format needs no formatting.
-    const bool isText = std::string_view(format) == "%s";
+    const bool isText = format[0] == '%' && format[1] == 's' && format[2] == '\0';
     writeShortOrLong(place, [&](Text& text) {
         va_list again;
         va_copy(again, arguments);
         if (isText) {
             const char* const argument = va_arg(again, const char*);
-            text.append(argument != nullptr ? argument : "(null)");
+            text.appendLong(argument != nullptr ? argument : "(null)");
         } else {
             text.format(format, again);
         }
@@ -388,7 +397,7 @@ void nuv_flat_log_scope::report(bool entering) const {
     if (function_ == nullptr) return;
     nuv_local_time time;
     time.read();
-    char text[1024];
+    char text[4096];
     const int size =
         nuv_sprintf_s(text, sizeof text,
                       entering ? "[%.*s][T:%lu][%s:%d]Enter %s" : "[%.*s][T:%lu][%s:%d]Leave %s",

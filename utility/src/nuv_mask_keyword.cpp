@@ -68,7 +68,7 @@ bool mask(const char* input, char* output, std::size_t room) {
     return size <= 15 && maskIpv4(input, output, room);
 }
 
-std::mutex lock;
+constinit std::mutex lock;
 char keyword[kAddressRoom];  // under the lock
 
 // A fork finds the keyword whole, and the lock free.
