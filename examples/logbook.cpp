@@ -2,6 +2,7 @@
 // switches are read from a pml file. The log file is rotated on the way.
 
 #include <algorithm>
+#include <atomic>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
@@ -27,6 +28,10 @@ qor::logger& book() {
     return log;
 }
 
+// Of all pumps together, with one that waits for half of them.
+std::atomic<unsigned> strokesDone{0};
+constexpr unsigned kHalf = kThreads * kStrokes / 2;
+
 class Pump : public qor::SimpleThread {
 public:
     explicit Pump(unsigned number)
@@ -40,6 +45,7 @@ protected:
         } catch (const qor::Exception& e) {
             qor::writeExcptLog(book(), __FILE__, __LINE__, "Pump::onLoop", qor::istr(e.msg()));
         }
+        if (++strokesDone == kHalf) strokesDone.notify_all();
         return ++strokes_ < kStrokes;
     }
 
@@ -63,8 +69,6 @@ private:
     unsigned number_;
     unsigned strokes_ = 0;
 };
-
-using Pumps = std::vector<qor::Handle<Pump>>;
 
 std::vector<std::string> linesOf(const std::filesystem::path& path) {
     std::ifstream file(path);
@@ -119,20 +123,17 @@ void run(const std::string& logPath, const std::string& settingsPath) {
     book().open(qor::istr(logPath));
     book().maxFileSize(256);
     book().maxFileCount(9);
-    Pumps pumps;
+    std::vector<qor::Handle<Pump>> pumps;
     for (unsigned i = 0; i < kThreads; ++i)
         pumps.emplace_back(new Pump(i));
-    // Half of them work with the settings that a logger begins with.
-    const auto runAndWait = [&](unsigned first, unsigned last) {
-        for (unsigned i = first; i < last; ++i)
-            pumps[i]->startAndWait();
-        for (unsigned i = first; i < last; ++i)
-            pumps[i]->join();
-    };
-    runAndWait(0, kThreads / 2);
+    for (const qor::Handle<Pump>& pump : pumps)
+        pump->startAndWait();
+    for (unsigned done = strokesDone; done < kHalf; done = strokesDone)
+        strokesDone.wait(done);
     qor::pml::stream settings(settingsPath, qor::pml::from_file(), false);
     book().codec(settings);
-    runAndWait(kThreads / 2, kThreads);
+    for (const qor::Handle<Pump>& pump : pumps)
+        pump->join();
     book().close();
 }
 

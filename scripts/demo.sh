@@ -44,6 +44,11 @@ echo "== inspect: a directory as pml"
 "$bin/inspect" --tree examples
 
 echo
+echo "== logbook: eight threads keep a log, and one of them fails"
+rm -f "$out"/logbook*.log
+"$bin/logbook" "$out/logbook.log" examples/data/logbook.pml
+
+echo
 echo "== inspect: bytes that are no nbr"
 status=0
 "$bin/inspect" examples/data/malformed.hex || status=$?

@@ -74,7 +74,12 @@ void fini() {
 
 InitFini::InitFini(const char* name, bool flag, int value) {
     init(name, flag, value);
-    startup(name, flag, value);
+    try {
+        startup(name, flag, value);
+    } catch (...) {
+        fini();
+        throw;
+    }
 }
 
 InitFini::~InitFini() {

@@ -13,46 +13,23 @@
 #include "qor/pml/pml_T.h"
 #include "qor/util/BinaryInStream.h"
 #include "qor/util/BinaryOutStream.h"
+#include "support/document.h"
 #include "support/hex.h"
 
 namespace qor {
 namespace {
 
-using Row = std::vector<String>;
+using support::Row;
+using support::trimmed;
+using support::unquoted;
 
-String trimmed(const std::string& cell) {
-    return String(istr(cell).trim());
+const support::Document& page() {
+    static const support::Document document("docs/formats.md");
+    return document;
 }
 
-Row cellsOf(const std::string& line) {
-    Row cells;
-    for (std::size_t at = 1, end = 0; (end = line.find('|', at)) != std::string::npos;
-         at = end + 1) {
-        cells.push_back(trimmed(line.substr(at, end - at)));
-    }
-    return cells;
-}
-
-// The rows of all tables whose first heading is `heading`.
 std::vector<Row> tablesOf(const char* heading) {
-    std::ifstream file(QOR_SOURCE_DIR "/docs/formats.md");
-    std::vector<Row> rows;
-    bool inside = false;
-    for (std::string line; std::getline(file, line);) {
-        const Row cells = line.starts_with('|') ? cellsOf(line) : Row();
-        if (cells.empty()) {
-            inside = false;
-        } else if (cells[0] == heading) {
-            inside = true;
-        } else if (inside && !cells[0].starts_with("---")) {
-            rows.push_back(cells);
-        }
-    }
-    return rows;
-}
-
-String unquoted(String cell) {
-    return cell.trimLeftRight('`');
+    return page().tablesOf(heading);
 }
 
 Bytes bytesOf(const String& cell) {

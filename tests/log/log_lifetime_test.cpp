@@ -28,7 +28,8 @@ std::vector<std::string> linesOf(const LogFile& file) {
         }
         const std::size_t id = line.find("screen{");
         if (id != std::string::npos) line.erase(id + 6, line.find('}') - id - 5);
-        lines.push_back(line);
+        // A thread may be stopped before it has looked up from its birth.
+        if (line.find("thread begin failure") == std::string::npos) lines.push_back(line);
     }
     return lines;
 }

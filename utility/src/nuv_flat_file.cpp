@@ -117,14 +117,14 @@ struct NameParts {
     std::string_view extension;
 };
 
-// The number of an old file's name, or 0. Names that rotation would not have made are somebody
-// else's: those with leading zeros, of another extension and with more before the base name.
+// The number of an old file's name, or 0. Names with another extension or with more before the base
+// name are another log's.
 unsigned numberOf(std::string_view name, const NameParts& parts) {
     if (name.size() <= parts.base.size() + 1 + parts.extension.size()) return 0;
     if (!name.starts_with(parts.base) || !name.ends_with(parts.extension)) return 0;
     name.remove_prefix(parts.base.size());
     name.remove_suffix(parts.extension.size());
-    if (name[0] != '_' || name[1] == '0') return 0;
+    if (name[0] != '_') return 0;
     unsigned number = 0;
     const char* const end = name.data() + name.size();
     const auto [stop, error] = std::from_chars(name.data() + 1, end, number);

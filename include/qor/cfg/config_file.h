@@ -25,6 +25,9 @@ extern template class QOR_API CreateByAllocate<ConfigFile>;
 // pml::DecodeException out of whatever asked first, a conversion of text for instance, and the next
 // one to ask tries again.
 //
+// What runs while the file is read, such as the log of what that raises, converts text by page
+// 65001 and must not ask for the object itself.
+//
 // After the first use any thread may read; `load` is not guarded against readers of mps().
 class QOR_API ConfigFile : noncopyable {
 public:

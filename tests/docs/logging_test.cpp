@@ -1,0 +1,127 @@
+// Holds docs/logging.md against the code: its examples are the test data.
+
+#include <gtest/gtest.h>
+
+#include <functional>
+
+#include "qor/log/console.h"
+#include "qor/log/log_tracer.h"
+#include "qor/pml/pml_stream.h"
+#include "support/document.h"
+#include "support/log_file.h"
+
+namespace qor {
+namespace {
+
+using support::LogFile;
+using support::unquoted;
+
+const support::Document& page() {
+    static const support::Document document("docs/logging.md");
+    return document;
+}
+
+// With the fillings cut to one length: how much room there is depends on the numbers of process
+// and thread.
+std::string squeezed(const std::string& text) {
+    constexpr std::size_t kMost = 12;
+    std::string result;
+    std::size_t run = 0;
+    for (const char c : text) {
+        run = !result.empty() && result.back() == c ? run + 1 : 1;
+        if (run <= kMost || c == ' ') result += c;
+    }
+    return result;
+}
+
+class Worker : public SimpleThread {
+public:
+    Worker(const char* name, std::function<void()> work)
+        : SimpleThread(nullptr, name), work_(std::move(work)) {}
+
+private:
+    bool onLoop() override {
+        work_();
+        return false;
+    }
+    std::function<void()> work_;
+};
+
+void runIn(const char* name, std::function<void()> work) {
+    const Handle<Worker> worker(new Worker(name, std::move(work)));
+    worker->startAndWait();
+    worker->join();
+}
+
+TEST(Logging, LinesReadAsTold) {
+    LogFile file("doc");
+    logger& log = file.log();
+    const auto debug = [&] {
+        writeDebugLog(log, __FILE__, __LINE__, "qor::TimerQueue::kill", "timer 7", "TIMER.DEBUG");
+    };
+    const auto info = [&] { writeInfoLog(log, __FILE__, __LINE__, "qor::Pump::open", "ready"); };
+    const std::function<void()> calls[] = {
+        [&] { writeDataLog(log, __FILE__, __LINE__, "DATA", "any text"); },
+        debug,
+        [&] { runIn("timer", debug); },
+        info,
+        [&] { runIn("pump", info); },
+    };
+    const std::vector<support::Row> rows = page().tablesOf("Call");
+    ASSERT_EQ(rows.size(), std::size(calls));
+    std::string expected;
+    for (std::size_t i = 0; i < rows.size(); ++i) {
+        calls[i]();
+        expected += unquoted(rows[i].at(1)) + "\n";
+    }
+    EXPECT_EQ(file.entries(), expected);
+}
+
+TEST(Logging, BlocksReadAsShown) {
+    const auto entriesOf = [](const std::function<void(logger&)>& write) {
+        LogFile file("doc");
+        write(file.log());
+        return squeezed(file.entries());
+    };
+    const std::function<void(logger&)> examples[] = {
+        [](logger& log) { writeEntryLog(log, "left", "middle", "right", '.'); },
+        [](logger& log) {
+            const TraceEntry start(log, "src/plant.cpp", 7, "Plant::start");
+            const TraceEntry open(log, "src/pump.cpp", 38, "Pump::open");
+            writeErrorLog(log, "src/pump.cpp", 40, "Pump::open", "no pressure");
+        },
+        [](logger& log) {
+            log.debugOn(true);
+            log.traceOn(true);
+            QOR_TRACE(log, "Plant::start");
+            QOR_TRACE(log, "Pump::open", LogType::Both, "fast");
+        },
+    };
+    const std::vector<std::string> shown = page().blocksOf("log");
+    ASSERT_EQ(shown.size(), std::size(examples));
+    for (std::size_t i = 0; i < shown.size(); ++i)
+        EXPECT_EQ(entriesOf(examples[i]), squeezed(shown[i]));
+}
+
+TEST(Logging, KeysAreReadAndWrittenAsTold) {
+    logger& log = logger_factory::instance("keys");
+    pml::stream out;
+    log.codec(out);
+    const std::vector<support::Row> rows = page().tablesOf("Key");
+    ASSERT_EQ(rows.size(), out.unit().numofChildren());
+    for (std::size_t i = 0; i < rows.size(); ++i) {
+        const pml::ntv::Unit& child = out.unit()[i];
+        EXPECT_EQ(child.name(), unquoted(rows[i].at(0)));
+        EXPECT_EQ(child.simple() ? String(child.getStringValue()) : String("none"),
+                  unquoted(rows[i].at(1)));
+    }
+
+    const std::vector<std::string> settings = page().blocksOf("pml");
+    ASSERT_EQ(settings.size(), 1u);
+    pml::stream in(settings[0], false);
+    log.codec(in);
+    EXPECT_TRUE(log.traceOn() && log.appLog("TIMER.DEBUG") && log.appLogOff("TCP.DEBUG"));
+}
+
+}  // namespace
+}  // namespace qor
