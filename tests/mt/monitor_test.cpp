@@ -117,17 +117,5 @@ TEST(Monitor, HandsATurnToAndFro) {
     EXPECT_EQ(turn, kTurns);
 }
 
-TEST(Monitor, TellsIfItIsTaken) {
-    const Monitor monitor;
-    bool taken = true;
-    {
-        const Monitor::Lock lock(monitor);
-        std::thread([&] { taken = monitor.tryLock(); }).join();
-    }
-    EXPECT_FALSE(taken);
-    EXPECT_TRUE(monitor.tryLock());
-    monitor.unlock();
-}
-
 }  // namespace
 }  // namespace qor

@@ -30,16 +30,6 @@ private:
     Handle<OwnedThread<Service>> thread_;
 };
 
-// A run of its own stands for the whole loop.
-class Runner : public ThreadOwner {
-public:
-    Runner() : ThreadOwner("runner") {}
-    void onThreadExit(Thread*) override { done_ += "exit "; }
-    void run() { done_ += "run "; }
-    bool onBirth() { return done_ += "birth ", true; }
-    std::string done_;
-};
-
 TEST(OwnedThread, DoesWhatItsOwnerSays) {
     Service service;
     service.thread().startAndWait();
@@ -50,11 +40,17 @@ TEST(OwnedThread, DoesWhatItsOwnerSays) {
 }
 
 TEST(OwnedThread, LeavesTheWholeRunToItsOwner) {
-    Runner runner;
+    struct Runner : ThreadOwner {
+        Runner() : ThreadOwner("runner") {}
+        void onThreadExit(Thread*) override { done += "exit "; }
+        void run() { done += "run "; }
+        bool onBirth() { return done += "birth ", true; }
+        std::string done;
+    } runner;
     const Handle<OwnedThread<Runner>> thread(new OwnedThread<Runner>(&runner, "run"));
     thread->startAndWait();
     thread->join();
-    EXPECT_EQ(runner.done_, "run exit ");
+    EXPECT_EQ(runner.done, "run exit ");
 }
 
 TEST(OwnedThread, EndsWithoutItsOwner) {

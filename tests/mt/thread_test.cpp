@@ -50,6 +50,7 @@ private:
 class Worker : public SimpleThread {
 public:
     explicit Worker(ThreadOwner* owner = nullptr) : SimpleThread(owner, "worker") {}
+    ~Worker() override { gone(); }
 
     std::string calls() const {
         const Guard guard(mutex_);
@@ -59,6 +60,7 @@ public:
     std::function<bool()> birth = [] { return true; };
     std::function<bool()> work = [] { return true; };
     std::function<void()> stopping = [] {};
+    std::function<void()> gone = [] {};
     std::atomic<int> stops{0};
 
 protected:
@@ -116,10 +118,8 @@ TEST(Thread, StartsOnce) {
 
     const ThreadControl control = thread->start();
     EXPECT_EQ(raisedIn<ThreadStartedException>([&] { thread->start(); }), "qor::Thread::start");
-    EXPECT_TRUE(thread->started());
-    EXPECT_TRUE(control.isAlive());
+    EXPECT_TRUE(thread->started() && control.isAlive());
     EXPECT_TRUE(control == thread->getThreadControl());
-    EXPECT_EQ(control.id(), thread->id());
     EXPECT_NE(control.id(), ThreadControl::current().id());
     go.set_value();
     control.join();
@@ -170,12 +170,11 @@ TEST(ThreadControl, KnowsWhomItCannotWaitFor) {
     other.join();
     int own = 0;
     ThreadControl inside;
-    Handle<Body>(new Body([&] {
+    const Handle<Body> thread(new Body([&] {
         inside = ThreadControl::current();
         own = joinError(inside);
-    }))
-        ->start()
-        .join();
+    }));
+    thread->start().join();
     EXPECT_EQ(own, EDEADLK);
     EXPECT_FALSE(inside.isAlive());
 }
@@ -192,15 +191,12 @@ std::size_t stackSizeHere() {
 
 TEST(Thread, HasTheStackThatItAsksForOrEnough) {
     for (const unsigned size : {1U, 20000U, 1000001U, 20000000U}) {
-        std::size_t got = 0;
-        Handle<Body>(new Body([&] {
-            got = stackSizeHere();
+        const Handle<Body> thread(new Body([&] {
             char room[32768];
             EXPECT_EQ(std::memset(room, 1, sizeof room), room);
-        }))
-            ->start(size)
-            .join();
-        EXPECT_GE(got, size);
+            EXPECT_GE(stackSizeHere(), size);
+        }));
+        thread->start(size).join();
     }
 }
 
@@ -271,86 +267,66 @@ TEST(Thread, MayBeLeftByTheSystemsExit) {
 
 // SimpleThread
 
-struct Life {
-    const char* name;
-    void (*live)(Worker&);
-    const char* calls;
-    int stops;
-};
-
-class Lives : public testing::TestWithParam<Life> {};
-
-TEST_P(Lives, GoFromBirthToDeath) {
-    const Handle<Worker> worker(new Worker);
-    EXPECT_TRUE(worker->living());
-    GetParam().live(*worker);
-    worker->join();
-    EXPECT_EQ(worker->calls(), GetParam().calls);
-    EXPECT_EQ(worker->stops, GetParam().stops);
-    EXPECT_FALSE(worker->living());
-    EXPECT_FALSE(worker->getThreadControl().isAlive());
+bool never() {
+    ADD_FAILURE() << "there is no work to be done";
+    return false;
 }
 
-const Life kLives[] = {
-    {"Stopped",
-     [](Worker& worker) {
-         worker.startAndWait();
-         EXPECT_TRUE(worker.living());
-         worker.stop();
-         EXPECT_TRUE(worker.activeStopping());
-     },
-     "birth death ", 1},
-    {"StoppedInTime",
-     [](Worker& worker) {
-         EXPECT_TRUE(worker.startAndWait(Time::seconds(60)));
-         EXPECT_TRUE(worker.stop(Time::seconds(60)));
-     },
-     "birth death ", 1},
-    {"ToldOnly",
-     [](Worker& worker) {
-         worker.startUntilInitialized(100000);
-         worker.living(false);
-         EXPECT_FALSE(worker.activeStopping());
-     },
-     "birth death ", 1},
-    {"StoppedTwice",
-     [](Worker& worker) {
-         worker.startAndWait();
-         worker.stop();
-         worker.stop();
-     },
-     "birth death ", 1},
-    {"StoppedBeforeTheStart",
-     [](Worker& worker) {
-         worker.stop();
-         EXPECT_TRUE(worker.stop(Time()));
-         worker.startAndWait();
-     },
-     "birth death ", 2},
-    {"StoppedFromInside",
-     [](Worker& worker) {
-         worker.work = [&] {
+TEST(SimpleThread, LivesFromBirthToDeath) {
+    const struct {
+        const char* name;
+        void (*before)(Worker&);
+        void (*then)(Worker&);
+        int stops;
+    } rows[] = {
+        {"stopped", [](Worker&) {},
+         [](Worker& worker) {
+             EXPECT_TRUE(worker.living());
              worker.stop();
-             return worker.stop(Time::seconds(60));
-         };
-         worker.startAndWait();
-     },
-     "birth death ", 2},
-    {"EndedByItsWork",
-     [](Worker& worker) {
-         worker.work = [] { return false; };
-         worker.startAndWait();
-     },
-     "birth death ", 0},
-    {"NotBorn",
-     [](Worker& worker) {
-         worker.birth = [] { return false; };
-         worker.startAndWait();
-     },
-     "birth death ", 0},
-};
-INSTANTIATE_TEST_SUITE_P(SimpleThread, Lives, testing::ValuesIn(kLives),
-                         [](const auto& life) { return life.param.name; });
+             EXPECT_TRUE(worker.activeStopping());
+             worker.stop();
+         },
+         1},
+        {"told to end", [](Worker&) {},
+         [](Worker& worker) {
+             worker.living(false);
+             EXPECT_FALSE(worker.activeStopping());
+         },
+         1},
+        {"stopped before the start",
+         [](Worker& worker) {
+             worker.stop();
+             EXPECT_TRUE(worker.stop(Time()));
+             worker.work = never;
+         },
+         [](Worker&) {}, 2},
+        {"stopped from inside",
+         [](Worker& worker) {
+             worker.work = [&] { return worker.stop(), worker.stop(Time::seconds(60)); };
+         },
+         [](Worker&) {}, 2},
+        {"ended by its work", [](Worker& worker) { worker.work = [] { return false; }; },
+         [](Worker&) {}, 0},
+        {"not born",
+         [](Worker& worker) {
+             worker.birth = [] { return false; };
+             worker.work = never;
+         },
+         [](Worker&) {}, 0},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        const Handle<Worker> worker(new Worker);
+        row.before(*worker);
+        worker->startAndWait();
+        row.then(*worker);
+        worker->join();
+        EXPECT_EQ(worker->calls(), "birth death ");
+        EXPECT_EQ(worker->stops, row.stops);
+        EXPECT_FALSE(worker->living());
+        EXPECT_FALSE(worker->getThreadControl().isAlive());
+    }
+}
 
 TEST(SimpleThread, IsStoppedByTwoAtOnce) {
     std::latch working(1);
@@ -507,6 +483,30 @@ TEST(SimpleThread, CannotBeBroughtToLife) {
     EXPECT_TRUE(worker->living());
 }
 
+// Nobody else has a share in it, and nobody waits for its end.
+TEST(SimpleThread, GoesOnItsOwnThreadBehindItsRecord) {
+    struct Seen {
+        ThreadId thread;
+        const SimpleThread* recorded;
+        std::string registry;
+    };
+    std::promise<Seen> seen;
+    Handle<Worker> worker(new Worker);
+    worker->gone = [&] {
+        seen.set_value(
+            {ThreadControl::current().id(), SimpleThread::current().thread_, registry()});
+    };
+    std::promise<void> go;
+    worker->birth = [&] { return go.get_future().wait(), false; };
+    const ThreadId id = worker->start().id();
+    worker.reset();
+    go.set_value();
+    const Seen end = seen.get_future().get();
+    EXPECT_EQ(end.thread, id);
+    EXPECT_EQ(end.recorded, nullptr);
+    EXPECT_EQ(end.registry.find("worker"), std::string::npos);
+}
+
 TEST(SimpleThread, LeavesNothingBehind) {
     SimpleThread::current();
     const std::string before = registry();
@@ -519,8 +519,8 @@ TEST(SimpleThread, LeavesNothingBehind) {
     const auto threads = [](const std::string& text) {
         return std::count(text.begin(), text.end(), ':');
     };
-    EXPECT_EQ(tasks(), tasksBefore);
-    EXPECT_EQ(threads(registry()), threads(before));
+    EXPECT_LE(tasks(), tasksBefore);
+    EXPECT_LE(threads(registry()), threads(before));
 }
 
 // ThreadInfo and the registry of threads
@@ -632,29 +632,33 @@ TEST(ThreadFactory, DoesWithoutMemory) {
     }).join();
 }
 
+// Another thread is in the registry at the time of most of the forks.
 TEST(ThreadFactory, KnowsAForkedChild) {
     const String parent = SimpleThread::current().sThreadId_;
-    std::promise<void> go;
-    const Handle<Body> other(new Body([&] {
-        SimpleThread::current();
-        go.get_future().wait();
+    std::atomic<bool> over = false;
+    const Handle<Body> dumping(new Body([&] {
+        while (!over)
+            registry();
     }));
-    const ThreadControl control = other->start();
-    const pid_t child = fork();
-    if (child == 0) {
-        const auto self = static_cast<unsigned long>(gettid());
-        const bool fresh = SimpleThread::current().sThreadId_ == idText("<%d.%4lu>", self) &&
-                           ThreadControl::current().id() == self;
-        const bool alone = registry().find(parent) == std::string::npos && !control.isAlive();
-        control.join();
-        _exit(fresh && alone ? 0 : 1);
+    const ThreadControl other = dumping->start();
+    for (int i = 0; i < 20; ++i) {
+        const pid_t child = fork();
+        if (child == 0) {
+            alarm(30);
+            const auto self = static_cast<unsigned long>(gettid());
+            const bool fresh = SimpleThread::current().sThreadId_ == idText("<%d.%4lu>", self) &&
+                               ThreadControl::current().id() == self;
+            const bool alone = registry().find(parent) == std::string::npos && !other.isAlive();
+            other.join();
+            _exit(fresh && alone ? 0 : 1);
+        }
+        int status = -1;
+        waitpid(child, &status, 0);
+        EXPECT_EQ(status, 0);
+        EXPECT_EQ(SimpleThread::current().sThreadId_, parent);
     }
-    int status = -1;
-    waitpid(child, &status, 0);
-    EXPECT_EQ(status, 0);
-    EXPECT_EQ(SimpleThread::current().sThreadId_, parent);
-    go.set_value();
-    control.join();
+    over = true;
+    other.join();
 }
 
 }  // namespace

@@ -97,7 +97,7 @@ QOR_API void sleep(unsigned long milliseconds);
 //
 // An exception that leaves the body is dropped and the thread ends, unless the environment variable
 // QOR_RETHROW is exactly "on": then the exception goes on, which ends the process.
-class QOR_API Thread : public virtual Shared, noncopyable {
+class QOR_API Thread : public virtual Shared {
 public:
     // Starts the body in a stack of so many bytes: 0 is the system's default, and what is too small
     // is raised. Raises ThreadStartedException for a second start, ThreadSyscallException when
@@ -156,9 +156,11 @@ QOR_API dumper& operator<<(dumper& d, THREAD_FACTORY);
 
 // Who is told of the end of its threads. It is to outlive them or to leave them first: stop waits
 // for a thread, and after detach a call that is under way may still come.
-class QOR_API ThreadOwner : noncopyable {
+class QOR_API ThreadOwner {
 public:
     explicit ThreadOwner(const char* name);
+    ThreadOwner(const ThreadOwner&) = delete;
+    ThreadOwner& operator=(const ThreadOwner&) = delete;
     virtual ~ThreadOwner();
 
     // On the thread, when its work is over, unless its end was waited for by stop.

@@ -502,10 +502,12 @@ void SimpleThread::loop() {
     }
 }
 
+// Whether it was born is settled before it is told: whoever waited for it may stop it at once.
 bool SimpleThread::onBirth_i() {
     if (!onBirth()) living_ = false;
+    const bool born = living();
     tellAll();
-    if (living()) return true;
+    if (born) return true;
     logInfo("qor::SimpleThread::onBirth_i",
             [] { return "thread begin failure, won't enter run loop."; });
     return false;
