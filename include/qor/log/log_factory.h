@@ -50,8 +50,8 @@ class QOR_API logger : public virtual Interface {
 public:
     // Lets the file go; it may be opened again.
     virtual void close() = 0;
-    // Entries go to this file from now on, unless the logger has one. A relative name is in the
-    // directory of the program.
+    // Entries go to this file from now on, unless the logger has one. A name without a separator is
+    // in the directory of the program, another relative one in the working directory.
     virtual void open(istr fileName) = 0;
     // Any bytes; written as they stand, as one line of the file.
     virtual void write(istr text) = 0;
