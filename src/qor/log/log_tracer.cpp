@@ -1,10 +1,12 @@
 #include "qor/log/log_tracer.h"
 
 #include <atomic>
+#include <map>
 #include <memory>
 #include <ostream>
 
 #include "base/upward.h"
+#include "platform/thread.h"
 #include "qor/log/log_dumper.h"
 #include "qor/mt/containers.h"
 #include "qor/mt/thread.h"
@@ -33,6 +35,24 @@ struct StackRef {
 };
 
 using Stacks = mt::map<ThreadId, StackRef>;
+
+// Around every use of the map, so that all stacks may be forgotten at any time, and around a fork.
+// Never destroyed.
+const Mutex& stacksLock() {
+    static const Mutex& lock = *new Mutex;
+    static const bool watched = [] {
+        platform::callAtFork([] { lock.lock(); }, [] { lock.unlock(); }, [] { lock.unlock(); });
+        return true;
+    }();
+    static_cast<void>(watched);
+    return lock;
+}
+
+template <class F>
+auto withStacks(F f) {
+    const Guard guard(stacksLock());
+    return f();
+}
 
 Stacks& g__tssCallStack() {
     return *CreateByAllocate<Stacks>::instance();
@@ -68,21 +88,25 @@ private:
         return stack_ != nullptr && generation_ == generation.load(std::memory_order_acquire);
     }
     void make() {
-        generation_ = generation.load(std::memory_order_acquire);
         id_ = ThreadControl::current().id();
         auto fresh = std::make_shared<ThreadStack>();
-        g__tssCallStack().set(id_, StackRef{fresh});
+        withStacks([&] {
+            g__tssCallStack().set(id_, StackRef{fresh});
+            generation_ = generation.load(std::memory_order_acquire);
+        });
         stack_ = std::move(fresh);
     }
     void forget() noexcept {
-        if (isKnown()) g__tssCallStack().erase(id_);
+        withStacks([&] {
+            if (isKnown()) g__tssCallStack().erase(id_);
+        });
         stack_.reset();
     }
     // When the objects of a thread are gone, what still runs on it asks the map each time.
     static ThreadStack& late() {
         const ThreadId id = ThreadControl::current().id();
-        return *g__tssCallStack().access([&](auto& stacks) {
-            StackRef& reference = stacks[id];
+        return *withStacks([&] {
+            StackRef& reference = g__tssCallStack()[id];
             if (reference.stack == nullptr) reference.stack = std::make_shared<ThreadStack>();
             return reference.stack.get();
         });
@@ -102,8 +126,10 @@ thread_local bool OwnStack::gone_ = false;
 }  // namespace
 
 void tracer::destroy() noexcept {
-    generation.fetch_add(1, std::memory_order_acq_rel);
-    CreateByAllocate<Stacks>::destroy();
+    withStacks([] {
+        generation.fetch_add(1, std::memory_order_acq_rel);
+        CreateByAllocate<Stacks>::destroy();
+    });
     CreateByAllocate<tracer>::destroy();
 }
 
@@ -148,7 +174,10 @@ dumper& tracer::dump(dumper& d) const {
 }
 
 dumper& operator<<(dumper& d, TRACER) {
-    return g__tssCallStack().dump(d);
+    // No lock is held while the dumper works, but that of the stack that is being shown.
+    const std::map<ThreadId, StackRef> stacks =
+        withStacks([] { return g__tssCallStack().access([](const auto& all) { return all; }); });
+    return dumpPairs(d, "qor::mt::map", stacks);
 }
 
 void printTraceStack(std::ostream& os) {
