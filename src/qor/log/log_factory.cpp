@@ -5,6 +5,7 @@
 
 #include "base/upward.h"
 #include "log/logger_impl.h"
+#include "platform/thread.h"
 #include "qor/log/console.h"
 #include "qor/log/log_dumper.h"
 #include "qor/mt/containers.h"
@@ -20,19 +21,48 @@ constexpr int kLevel = NUV_LOG_INFO;
 constexpr unsigned long kMostText = 16384;
 
 // A logger as the factory's dump shows it.
-struct LoggerRef {
-    loggerImpl* object = nullptr;
+struct Shown {
     dumper& dump(dumper& d) const { return object->dump(d); }
+
+    const loggerImpl* object;
 };
 
 // All loggers that ever were. They are never destroyed: whoever has a reference may go on using
-// it, also in static destructors.
-loggerImpl& loggerOfName(const std::string& name) {
-    static const Mutex& mutex = *new Mutex;
-    static std::map<std::string, loggerImpl>& all = *new std::map<std::string, loggerImpl>;
-    const Guard guard(mutex);
-    return all[name];
-}
+// it, also in static destructors. A forked child finds none of their locks taken.
+class AllLoggers : noncopyable {
+public:
+    static AllLoggers& get() {
+        static AllLoggers& all = *new AllLoggers;
+        return all;
+    }
+
+    const Mutex& lock() const noexcept { return lock_; }
+    // With the lock held.
+    loggerImpl& ofName(const std::string& name) {
+        loggerImpl& logger = loggers_[name];
+        logger.init(name);
+        return logger;
+    }
+
+private:
+    AllLoggers() {
+        platform::callAtFork([] { get().lockAll(); }, [] { get().unlockAll(); },
+                             [] { get().unlockAll(); });
+    }
+    void lockAll() {
+        lock_.lock();
+        for (const auto& [name, logger] : loggers_)
+            logger.switchesLock().lock();
+    }
+    void unlockAll() {
+        for (const auto& [name, logger] : loggers_)
+            logger.switchesLock().unlock();
+        lock_.unlock();
+    }
+
+    Mutex lock_;  // before that of any logger
+    std::map<std::string, loggerImpl> loggers_;
+};
 
 template <class T>
 void fieldOf(pml::stream& s, const char* name, std::atomic<T>& member) {
@@ -43,57 +73,66 @@ void fieldOf(pml::stream& s, const char* name, std::atomic<T>& member) {
 
 }  // namespace
 
+// The loggers that were asked for. Its operations are called with the lock of all loggers held.
 class LoggerFactoryImpl : noncopyable {
 public:
+    static LoggerFactoryImpl& get() { return *CreateByAllocate<LoggerFactoryImpl>::instance(); }
     ~LoggerFactoryImpl() {
-        loggers_.access([](auto& loggers) {
-            for (auto& [name, reference] : loggers)
-                reference.object->reset();
-        });
+        for (const auto& [name, logger] : loggers_)
+            logger->reset();
     }
 
     logger& instance(const std::string& name) {
-        return *loggers_.access([&](auto& loggers) {
-            LoggerRef& reference = loggers[name];
-            if (reference.object == nullptr) {
-                reference.object = &loggerOfName(name);
-                reference.object->init(name);
-            }
-            return reference.object;
-        });
+        loggerImpl*& known = loggers_[name];
+        if (known == nullptr) known = &AllLoggers::get().ofName(name);
+        return *known;
     }
-    dumper& dump(dumper& d) const {
-        const dumper::_Entry entry(d, "qor::logger_factory");
-        return d.member("loggers_", loggers_);
+    void copyTo(mt::map<std::string, Shown>& shown) const {
+        for (const auto& [name, logger] : loggers_)
+            shown.set(name, Shown{logger});
     }
 
 private:
-    mt::map<std::string, LoggerRef> loggers_;
+    std::map<std::string, loggerImpl*> loggers_;
 };
 
 loggerImpl& ownLogger() {
     static loggerImpl& own = []() -> loggerImpl& {
-        loggerImpl& made = loggerOfName("QOR");
-        made.init("QOR");
-        return made;
+        const Guard guard(AllLoggers::get().lock());
+        return AllLoggers::get().ofName("QOR");
     }();
     return own;
 }
 
+namespace {
+// Made when the library is loaded: a thread that makes it while another one forks would leave the
+// child without it.
+[[maybe_unused]] const loggerImpl& madeAtLoad = ownLogger();
+}  // namespace
+
 void logger_factory::create() {
-    CreateByAllocate<LoggerFactoryImpl>::create();
+    const Guard guard(AllLoggers::get().lock());
+    LoggerFactoryImpl::get();
 }
 
 void logger_factory::destroy() noexcept {
+    const Guard guard(AllLoggers::get().lock());
     CreateByAllocate<LoggerFactoryImpl>::destroy();
 }
 
 logger& logger_factory::instance(const std::string& name) {
-    return CreateByAllocate<LoggerFactoryImpl>::instance()->instance(name);
+    const Guard guard(AllLoggers::get().lock());
+    return LoggerFactoryImpl::get().instance(name);
 }
 
 dumper& operator<<(dumper& d, LOGGER_FACTORY) {
-    return CreateByAllocate<LoggerFactoryImpl>::instance()->dump(d);
+    mt::map<std::string, Shown> shown;
+    {
+        const Guard guard(AllLoggers::get().lock());
+        LoggerFactoryImpl::get().copyTo(shown);
+    }
+    const dumper::_Entry entry(d, "qor::logger_factory");
+    return d.member("loggers_", shown);
 }
 
 loggerImpl::loggerImpl(const loggerImpl& other) : logger() {

@@ -64,6 +64,7 @@ public:
     void init(const std::string& name);
     // Closed, with the switches of a new logger. The name stays.
     void reset();
+    const Mutex& switchesLock() const noexcept { return mutex_; }
     bool hasSink() const noexcept { return sink_ != nullptr; }
 
 private:
