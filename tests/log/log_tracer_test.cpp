@@ -57,6 +57,15 @@ TEST(TraceEntry, IsALineAtEachEndAndAFrameBetween) {
                                   filled("TIME<ID>[trace] TRACE~ silent()", '_'));
 }
 
+TEST(TraceEntry, IsCopiedWithItsInfo) {
+    const TraceEntry entry(logger_factory::instance("copied"), "a.cpp", 1, "f", LogType::Leave,
+                           "info");
+    const TraceEntry copy(entry);
+    EXPECT_EQ(copy.info(), "info");
+    EXPECT_EQ(copy.logType(), LogType::Leave);
+    EXPECT_EQ(tracer::instance()->container().size(), 2u);
+}
+
 TEST(TraceEntry, EndsWhenAnExceptionPasses) {
     logger& log = logger_factory::instance("unwound");
     try {
@@ -104,6 +113,39 @@ TEST(Tracer, KeepsAStackForEachThreadWhileItRuns) {
     tracer::destroy();
     EXPECT_EQ(stackText(), "");
     own.pop();
+}
+
+// Destructors of a thread's own objects trace too, and leave nothing behind.
+TEST(Tracer, ForgetsAThreadThatTracesAtItsEnd) {
+    struct Last {
+        ~Last() { const TraceEntry late(logger_factory::instance("late"), "a.cpp", 1, "late"); }
+    };
+    std::thread([] {
+        thread_local const Last last;
+        QOR_TRACE(logger_factory::instance("late"), "early");
+        static_cast<void>(&last);
+    }).join();
+    dumper d(true);
+    d << TRACER();
+    EXPECT_EQ(d.str().find("late") + 1, 0u) << d.str();
+}
+
+// A stream of which each write is a traced call.
+struct TracingBuffer : std::stringbuf {
+    std::streamsize xsputn(const char* text, std::streamsize n) override {
+        QOR_TRACE(logger_factory::instance("buffer"), "xsputn");
+        return std::stringbuf::xsputn(text, n);
+    }
+};
+
+TEST(Tracer, IsShownOnAStreamThatTraces) {
+    logger& log = logger_factory::instance("shown");
+    const TraceEntry here(log, "a.cpp", 1, "here");
+    TracingBuffer buffer;
+    std::ostream os(&buffer);
+    dumper d(os);
+    d << TRACER() << LOGGER_FACTORY();
+    EXPECT_NE(buffer.str().find("here"), std::string::npos);
 }
 
 TEST(Tracer, IsShownWhileThreadsTrace) {

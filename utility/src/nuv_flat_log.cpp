@@ -81,7 +81,10 @@ public:
         while (*name != '\0' && !cut_)
             append(*name++);
     }
-    void appendLong(const char* text) { append(text, strnlen(text, room() + 1)); }
+    // Up to the terminator, and `most` bytes at most.
+    void appendLong(const char* text, std::size_t most) {
+        append(text, strnlen(text, std::min(most, room() + 1)));
+    }
     void append(char c) {
         if (at_ != end_) {
             *at_++ = c;
@@ -292,14 +295,17 @@ void FlatLog::vlog(const char* module, const char* function, const char* file, i
     const Place<char> place = {module, function, file, line, level};
     if (!isWritten(level) || !place.given() || format == nullptr) return;
     const Unnoticed unnoticed;
-    // The most frequent format needs no formatting.
-    const bool isText = format[0] == '%' && format[1] == 's' && format[2] == '\0';
+    // The most frequent formats need no formatting.
+    const bool isText = std::strcmp(format, "%s") == 0;
+    const bool isPart = std::strcmp(format, "%.*s") == 0;
     writeShortOrLong(place, [&](Text& text) {
         va_list again;
         va_copy(again, arguments);
-        if (isText) {
+        if (isText || isPart) {
+            const int most = isPart ? va_arg(again, int) : -1;
             const char* const argument = va_arg(again, const char*);
-            text.appendLong(argument != nullptr ? argument : "(null)");
+            text.appendLong(argument != nullptr ? argument : "(null)",
+                            most >= 0 ? static_cast<std::size_t>(most) : kLineRoom);
         } else {
             text.format(format, again);
         }

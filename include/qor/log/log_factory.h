@@ -53,7 +53,7 @@ public:
     // Entries go to this file from now on, unless the logger has one. A name without a separator is
     // in the directory of the program, another relative one in the working directory.
     virtual void open(istr fileName) = 0;
-    // Any bytes; written as they stand, as one line of the file.
+    // As one line of the file: the bytes as they stand, up to a zero.
     virtual void write(istr text) = 0;
 
     virtual bool infoOn() const = 0;

@@ -89,7 +89,8 @@ public:
     static void indentString(std::string& text, unsigned long depth, char fill);
 
 private:
-    void enter(const char* file, unsigned line, const char* func) noexcept;
+    void setInfo(const char* info) noexcept;
+    void enter(const Current& frame) noexcept;
     void writeLog(bool entering, const char* func, char fill, unsigned long depth) const noexcept;
 
     logger& logger_;

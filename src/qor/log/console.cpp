@@ -43,7 +43,13 @@ std::istream& std_in() {
 class ConsoleImpl : noncopyable {
 public:
     static ConsoleImpl& instance() { return *CreateByAllocate<ConsoleImpl>::instance(); }
-    ~ConsoleImpl() { close(); }
+    ~ConsoleImpl() {
+        try {
+            close();
+        } catch (...) {
+            // The thread is told to end; only the wait for it failed.
+        }
+    }
 
     void open();
     void close();
@@ -60,12 +66,12 @@ private:
     void show(const std::wstring& text);
     void showPrompt(std::wstring_view prompt);
 
-    Mutex mutex_;  // of all that follows
+    Mutex screen_;  // of one writer at a time, so that texts stay in their order; before the other
+    Mutex mutex_;   // of all that follows
     Texts queue_;
     std::wstring prompt_;
     bool onLine_ = false;  // the prompt stands on the screen, with no output behind it
     Handle<FlushThread> thread_;
-    Mutex screen_;  // of one writer at a time, so that texts stay in their order
 };
 
 class ConsoleImpl::FlushThread : public SimpleThread {
@@ -75,7 +81,11 @@ public:
 
 protected:
     void onWork() override {
-        console_.write();
+        try {
+            console_.write();
+        } catch (...) {
+            // What memory or the screen's stream refuses is lost; the next texts may do better.
+        }
         wait(Time::milliSeconds(kTick));
     }
 
@@ -97,7 +107,14 @@ void ConsoleImpl::open() {
         if (thread_) return;
         thread_ = fresh;
     }
-    fresh->startAndWait(0);
+    try {
+        fresh->startAndWait(0);
+    } catch (...) {
+        // A thread that is not there would be told to write for ever.
+        const Guard guard(mutex_);
+        if (thread_ == fresh) thread_.reset();
+        throw;
+    }
 }
 
 void ConsoleImpl::close() {
@@ -148,13 +165,13 @@ void ConsoleImpl::show(const std::wstring& text) {
 }
 
 void ConsoleImpl::showPrompt(std::wstring_view prompt) {
+    const Guard screen(screen_);
     {
         const Guard guard(mutex_);
         if (prompt_ != prompt) prompt_ = prompt;
         if (onLine_ || prompt_.empty()) return;
         onLine_ = true;
     }
-    const Guard screen(screen_);
     show(std::wstring(prompt));
     std_out().flush();
 }

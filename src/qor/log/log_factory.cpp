@@ -5,10 +5,10 @@
 
 #include "base/upward.h"
 #include "log/logger_impl.h"
+#include "log/shown_map.h"
 #include "platform/thread.h"
 #include "qor/log/console.h"
 #include "qor/log/log_dumper.h"
-#include "qor/mt/containers.h"
 #include "qor/pml/pml_T.h"
 #include "qor/util/singleton_T.h"
 
@@ -40,8 +40,14 @@ public:
     // With the lock held.
     loggerImpl& ofName(const std::string& name) {
         loggerImpl& logger = loggers_[name];
-        logger.init(name);
+        if (logger.init(name, newest_)) newest_.store(&logger, std::memory_order_release);
         return logger;
+    }
+    // Without the lock: closing waits for the file.
+    void resetAll() noexcept {
+        loggerImpl* logger = newest_.load(std::memory_order_acquire);
+        for (; logger != nullptr; logger = logger->older())
+            logger->reset();
     }
 
 private:
@@ -62,13 +68,22 @@ private:
 
     Mutex lock_;  // before that of any logger
     std::map<std::string, loggerImpl> loggers_;
+    std::atomic<loggerImpl*> newest_{nullptr};
 };
 
+// What is not read keeps what another thread may set meanwhile.
+template <class Flag, class T>
+void fieldOf(pml::stream& s, const char* name, Flag& member, T value) {
+    const pml::Field__<T> bound{name, istr(), &value};
+    if (!s.isInputStream()) {
+        bound.set(s);
+    } else if (bound.get(s)) {
+        member = value;
+    }
+}
 template <class T>
 void fieldOf(pml::stream& s, const char* name, std::atomic<T>& member) {
-    T value = member;
-    field(s, FieldKey{name, 0}, value);
-    member = value;
+    fieldOf(s, name, member, member.load());
 }
 
 }  // namespace
@@ -77,19 +92,16 @@ void fieldOf(pml::stream& s, const char* name, std::atomic<T>& member) {
 class LoggerFactoryImpl : noncopyable {
 public:
     static LoggerFactoryImpl& get() { return *CreateByAllocate<LoggerFactoryImpl>::instance(); }
-    ~LoggerFactoryImpl() {
-        for (const auto& [name, logger] : loggers_)
-            logger->reset();
-    }
-
     logger& instance(const std::string& name) {
         loggerImpl*& known = loggers_[name];
         if (known == nullptr) known = &AllLoggers::get().ofName(name);
         return *known;
     }
-    void copyTo(mt::map<std::string, Shown>& shown) const {
+    ShownMap<std::string, Shown> shown() const {
+        ShownMap<std::string, Shown> copy;
         for (const auto& [name, logger] : loggers_)
-            shown.set(name, Shown{logger});
+            copy.values.emplace(name, Shown{logger});
+        return copy;
     }
 
 private:
@@ -116,8 +128,11 @@ void logger_factory::create() {
 }
 
 void logger_factory::destroy() noexcept {
-    const Guard guard(AllLoggers::get().lock());
-    CreateByAllocate<LoggerFactoryImpl>::destroy();
+    {
+        const Guard guard(AllLoggers::get().lock());
+        CreateByAllocate<LoggerFactoryImpl>::destroy();
+    }
+    AllLoggers::get().resetAll();
 }
 
 logger& logger_factory::instance(const std::string& name) {
@@ -126,11 +141,10 @@ logger& logger_factory::instance(const std::string& name) {
 }
 
 dumper& operator<<(dumper& d, LOGGER_FACTORY) {
-    mt::map<std::string, Shown> shown;
-    {
+    const auto shown = [] {
         const Guard guard(AllLoggers::get().lock());
-        LoggerFactoryImpl::get().copyTo(shown);
-    }
+        return LoggerFactoryImpl::get().shown();
+    }();
     const dumper::_Entry entry(d, "qor::logger_factory");
     return d.member("loggers_", shown);
 }
@@ -146,27 +160,22 @@ loggerImpl& loggerImpl::operator=(const loggerImpl& other) {
 
 void loggerImpl::assign(const loggerImpl& other) {
     Switches appLogs, msgLogs;
+    bool on[std::size(kFlags)];
+    ulong32 maxStringSize;
     {
         const Guard guard(other.mutex_);
         appLogs = other.appLogs_;
         msgLogs = other.msgLogs_;
+        for (std::size_t i = 0; i < std::size(kFlags); ++i)
+            on[i] = other.*kFlags[i];
+        maxStringSize = other.maxStringSize_;
     }
     const Guard guard(mutex_);
-    infoOn_ = other.infoOn_.load();
-    debugOn_ = other.debugOn_.load();
-    traceOn_ = other.traceOn_.load();
-    dataLogOn_ = other.dataLogOn_.load();
-    debugLogOn_ = other.debugLogOn_.load();
-    traceLogOn_ = other.traceLogOn_.load();
-    diagLogOn_ = other.diagLogOn_.load();
-    cmdLogOn_ = other.cmdLogOn_.load();
-    commLogOn_ = other.commLogOn_.load();
-    hbLogOn_ = other.hbLogOn_.load();
-    appLogOn_ = other.appLogOn_.load();
     appLogs_.swap(appLogs);
-    msgLogOn_ = other.msgLogOn_.load();
     msgLogs_.swap(msgLogs);
-    maxStringSize_ = other.maxStringSize_.load();
+    for (std::size_t i = 0; i < std::size(kFlags); ++i)
+        this->*kFlags[i] = on[i];
+    maxStringSize_ = maxStringSize;
 }
 
 void loggerImpl::close() {
@@ -174,7 +183,7 @@ void loggerImpl::close() {
 }
 
 void loggerImpl::open(istr fileName) {
-    if (hasSink()) return;
+    if (hasSink() || fileName.is_null()) return;
     nuv_flat_log_base* const sink = nuv_flat_log_get(String(fileName).c_str());
     if (sink == nullptr) return;
     sink->level(kLevel);
@@ -258,9 +267,7 @@ void loggerImpl::codec(pml::stream& s) {
     fieldOf(s, "msgLogOn", msgLogOn_);
     field(s, FieldKey{"msgLogs", 0}, msgLogs_);
     fieldOf(s, "maxStringSize", maxStringSize_);
-    bool consoleOn = console::isOn();
-    field(s, FieldKey{"consoleOn", 0}, consoleOn);
-    if (s.isInputStream()) console::setOn(consoleOn);
+    fieldOf(s, "consoleOn", console::on(), console::isOn());
 }
 
 dumper& loggerImpl::dump(dumper& d) const {
@@ -296,11 +303,13 @@ void loggerImpl::maxFileCount(int count) {
     if (sink != nullptr && count >= 1) sink->max_file_count(count);
 }
 
-void loggerImpl::init(const std::string& name) {
+bool loggerImpl::init(const std::string& name, loggerImpl* older) {
     const Guard guard(mutex_);
-    if (inited_) return;
+    if (inited_) return false;
     name_ = name;
+    older_ = older;
     inited_ = true;
+    return true;
 }
 
 void loggerImpl::reset() {

@@ -1,11 +1,12 @@
 #include "qor/log/log_tracer.h"
 
 #include <atomic>
-#include <map>
 #include <memory>
+#include <new>
 #include <ostream>
 
 #include "base/upward.h"
+#include "log/shown_map.h"
 #include "platform/thread.h"
 #include "qor/log/log_dumper.h"
 #include "qor/mt/containers.h"
@@ -17,151 +18,157 @@ template class CreateByAllocate<tracer>;
 
 namespace {
 
-// A thread's stack. The lock keeps it from being changed while another thread shows it; its own
+// A thread's stack. The lock keeps it from being changed while another thread copies it; its own
 // thread changes it under the lock, and reads it without.
 struct ThreadStack {
     Mutex mutex;
     CallStack calls;
 };
 
-// A stack in the map. Both the map and the thread own it, so that neither has to outlive the other.
-struct StackRef {
-    std::shared_ptr<ThreadStack> stack;
+// The stacks belong to their threads, and are entered here for others to see.
+using Stacks = mt::map<ThreadId, ThreadStack*>;
 
-    dumper& dump(dumper& d) const {
-        const Guard guard(stack->mutex);
-        return d << stack->calls;
-    }
+// What a thread keeps of itself. It needs no destructor, so it can be asked at any time in the life
+// of the thread.
+struct Own {
+    ThreadStack* stack;
+    unsigned entered;    // the epoch in which the stack was entered, 0 if it is not
+    unsigned forgotten;  // how often all stacks had been forgotten then
 };
+constinit thread_local Own own{};
 
-using Stacks = mt::map<ThreadId, StackRef>;
+// Counts up when the map is no longer what the threads were entered in: when all stacks are
+// forgotten, and in a forked child, where the threads go on with the frames that they have.
+constinit std::atomic<unsigned> epoch{1};
+constinit std::atomic<unsigned> timesForgotten{0};
 
-// Around every use of the map, so that all stacks may be forgotten at any time, and around a fork.
-// Never destroyed.
+// Around every use of the map, so that it may go at any time, and around a fork. Never destroyed.
 const Mutex& stacksLock() {
     static const Mutex& lock = *new Mutex;
     static const bool watched = [] {
-        platform::callAtFork([] { lock.lock(); }, [] { lock.unlock(); }, [] { lock.unlock(); });
+        platform::callAtFork([] { lock.lock(); }, [] { lock.unlock(); },
+                             [] {
+                                 epoch.fetch_add(1, std::memory_order_relaxed);
+                                 lock.unlock();
+                             });
         return true;
     }();
     static_cast<void>(watched);
     return lock;
 }
 
-template <class F>
-auto withStacks(F f) {
-    const Guard guard(stacksLock());
-    return f();
-}
-
+// With the lock held.
 Stacks& g__tssCallStack() {
-    return *CreateByAllocate<Stacks>::instance();
+    static unsigned process = 0;
+    Stacks& stacks = *CreateByAllocate<Stacks>::instance();
+    // A forked child has none of the other threads.
+    if (process != platform::currentProcessId()) stacks.clear();
+    process = platform::currentProcessId();
+    return stacks;
 }
 
-// Counts the times that all stacks were forgotten.
-std::atomic<unsigned> generation{0};
-
-// What a thread keeps of its own stack, so that it need not ask the map.
-class OwnStack : noncopyable {
-public:
-    ~OwnStack() {
-        forget();
-        gone_ = true;
-    }
-
-    // The thread's stack, made if there is none.
-    static ThreadStack& get() {
-        if (gone_) return late();
-        if (!mine_.isKnown()) mine_.make();
-        return *mine_.stack_;
-    }
-    // Null if there is none.
-    static ThreadStack* peek() noexcept {
-        return !gone_ && mine_.isKnown() ? mine_.stack_.get() : nullptr;
-    }
-    static void destroy() noexcept {
-        if (!gone_) mine_.forget();
-    }
-
-private:
-    bool isKnown() const noexcept {
-        return stack_ != nullptr && generation_ == generation.load(std::memory_order_acquire);
-    }
-    void make() {
-        id_ = ThreadControl::current().id();
-        auto fresh = std::make_shared<ThreadStack>();
-        withStacks([&] {
-            g__tssCallStack().set(id_, StackRef{fresh});
-            generation_ = generation.load(std::memory_order_acquire);
-        });
-        stack_ = std::move(fresh);
-    }
-    void forget() noexcept {
-        withStacks([&] {
-            if (isKnown()) g__tssCallStack().erase(id_);
-        });
-        stack_.reset();
-    }
-    // When the objects of a thread are gone, what still runs on it asks the map each time.
-    static ThreadStack& late() {
-        const ThreadId id = ThreadControl::current().id();
-        return *withStacks([&] {
-            StackRef& reference = g__tssCallStack()[id];
-            if (reference.stack == nullptr) reference.stack = std::make_shared<ThreadStack>();
-            return reference.stack.get();
-        });
-    }
-
-    std::shared_ptr<ThreadStack> stack_;
-    ThreadId id_{0};
-    unsigned generation_ = 0;
-
-    static thread_local OwnStack mine_;
-    static thread_local bool gone_;
-};
-
-thread_local OwnStack OwnStack::mine_;
-thread_local bool OwnStack::gone_ = false;
-
-}  // namespace
-
-void tracer::destroy() noexcept {
-    withStacks([] {
-        generation.fetch_add(1, std::memory_order_acq_rel);
-        CreateByAllocate<Stacks>::destroy();
-    });
-    CreateByAllocate<tracer>::destroy();
+bool isEntered() noexcept {
+    return own.entered == epoch.load(std::memory_order_acquire);
 }
 
-void tracer::push(const char* file, unsigned line, const char* func) {
-    ThreadStack& stack = OwnStack::get();
+void withdraw() noexcept {
+    const Guard guard(stacksLock());
+    if (isEntered()) g__tssCallStack().erase(platform::currentThreadId());
+    own.entered = 0;
+}
+
+void onThreadExit(void* stack) noexcept {
+    withdraw();
+    own.stack = nullptr;
+    delete static_cast<ThreadStack*>(stack);
+}
+
+void makeStack() {
+    static const platform::ThreadExitCall atExit(onThreadExit);
+    auto fresh = std::make_unique<ThreadStack>();
+    // Nobody would take it back.
+    if (!atExit.ask(fresh.get())) throw std::bad_alloc();
+    own.stack = fresh.release();
+}
+
+void enter() {
+    if (own.stack == nullptr) makeStack();
+    const Guard guard(stacksLock());
+    const unsigned forgotten = timesForgotten.load(std::memory_order_relaxed);
+    if (own.forgotten != forgotten) {
+        const Guard inner(own.stack->mutex);
+        own.stack->calls = CallStack();
+    }
+    own.forgotten = forgotten;
+    g__tssCallStack().set(platform::currentThreadId(), own.stack);
+    own.entered = epoch.load(std::memory_order_relaxed);
+}
+
+// The thread's stack, entered if it is not.
+ThreadStack& ownStack() {
+    if (!isEntered()) [[unlikely]]
+        enter();
+    return *own.stack;
+}
+
+// Null if the thread has no frames.
+ThreadStack* ownFrames() noexcept {
+    const bool known =
+        own.stack != nullptr && own.forgotten == timesForgotten.load(std::memory_order_relaxed);
+    return known && !own.stack->calls.container().empty() ? own.stack : nullptr;
+}
+
+void pushFrame(ThreadStack& stack, const Current& frame) {
     const Guard guard(stack.mutex);
-    stack.calls.container().emplace(file, line, func);
+    stack.calls.container().push(frame);
 }
 
-void tracer::pop() noexcept {
-    ThreadStack* const stack = OwnStack::peek();
-    if (stack == nullptr || stack->calls.container().empty()) return;
+void popFrame() noexcept {
+    ThreadStack* const stack = ownFrames();
+    if (stack == nullptr) return;
     const Guard guard(stack->mutex);
     stack->calls.container().pop();
 }
 
+}  // namespace
+
+void tracer::destroy() noexcept {
+    {
+        const Guard guard(stacksLock());
+        timesForgotten.fetch_add(1, std::memory_order_relaxed);
+        epoch.fetch_add(1, std::memory_order_release);
+        CreateByAllocate<Stacks>::destroy();
+    }
+    CreateByAllocate<tracer>::destroy();
+}
+
+void tracer::push(const char* file, unsigned line, const char* func) {
+    pushFrame(ownStack(), Current(file, line, func));
+}
+
+void tracer::pop() noexcept {
+    popFrame();
+}
+
 CallStack& tracer::callStack() {
-    return OwnStack::get().calls;
+    return ownStack().calls;
 }
 
 const CallStack& tracer::callStack() const {
-    return OwnStack::get().calls;
+    return ownStack().calls;
 }
 
 const CallStack& tracer::separator(const char* text) const {
-    ThreadStack& stack = OwnStack::get();
+    ThreadStack& stack = ownStack();
     const Guard guard(stack.mutex);
     return stack.calls.separator(text);
 }
 
 void tracer::destroy_current_stack() noexcept {
-    OwnStack::destroy();
+    if (own.stack == nullptr) return;
+    withdraw();
+    const Guard guard(own.stack->mutex);
+    own.stack->calls = CallStack();
 }
 
 void tracer::dump(std::ostream& os) const {
@@ -173,11 +180,19 @@ dumper& tracer::dump(dumper& d) const {
     return d.member("callStack()", callStack());
 }
 
+// No lock is held while the dumper works.
 dumper& operator<<(dumper& d, TRACER) {
-    // No lock is held while the dumper works, but that of the stack that is being shown.
-    const std::map<ThreadId, StackRef> stacks =
-        withStacks([] { return g__tssCallStack().access([](const auto& all) { return all; }); });
-    return dumpPairs(d, "qor::mt::map", stacks);
+    ShownMap<ThreadId, CallStack> copies;
+    {
+        const Guard guard(stacksLock());
+        g__tssCallStack().access([&](const auto& stacks) {
+            for (const auto& [id, stack] : stacks) {
+                const Guard inner(stack->mutex);
+                copies.values.emplace(id, stack->calls);
+            }
+        });
+    }
+    return copies.dump(d);
 }
 
 void printTraceStack(std::ostream& os) {
@@ -187,45 +202,45 @@ void printTraceStack(std::ostream& os) {
 TraceEntry::TraceEntry(logger& log, const char* file, unsigned line, const char* func,
                        LogType logType, const char* info) noexcept
     : logger_(log), logType_(logType) {
-    try {
-        if (info != nullptr) info_ = info;
-    } catch (const std::bad_alloc&) {
-    }
-    enter(file, line, func);
+    setInfo(info);
+    enter(Current(file, line, func));
 }
 
 TraceEntry::TraceEntry(const TraceEntry& other) noexcept
     : logger_(other.logger_), logType_(LogType::None) {
-    if (!other.pushed_) return;
-    const CallStack::Container& frames = tracer::instance()->container();
-    if (frames.empty()) return;
-    const Current frame = frames.top();
-    enter(frame.file(), frame.line(), frame.func());
+    setInfo(other.info_.c_str());
+    const ThreadStack* const stack = other.pushed_ ? ownFrames() : nullptr;
+    if (stack != nullptr) enter(Current(stack->calls.container().top()));
     logType_ = other.logType_;
 }
 
 TraceEntry::~TraceEntry() {
-    ThreadStack* const stack = OwnStack::peek();
-    if (!pushed_ || stack == nullptr || stack->calls.container().empty()) return;
+    const ThreadStack* const stack = pushed_ ? ownFrames() : nullptr;
+    if (stack == nullptr) return;
     const CallStack::Container& frames = stack->calls.container();
-    const Current top = frames.top();
-    writeLog(false, top.func(), '_', frames.size() - 1);
-    const Guard guard(stack->mutex);
-    stack->calls.container().pop();
+    writeLog(false, frames.top().func(), '_', frames.size() - 1);
+    popFrame();
+}
+
+void TraceEntry::setInfo(const char* info) noexcept {
+    try {
+        if (info != nullptr) info_ = info;
+    } catch (const std::bad_alloc&) {
+        // It is only shown.
+    }
 }
 
 void TraceEntry::indentString(std::string& text, unsigned long depth, char fill) {
     text.append(4 * depth, fill);
 }
 
-void TraceEntry::enter(const char* file, unsigned line, const char* func) noexcept {
+void TraceEntry::enter(const Current& frame) noexcept {
     try {
-        ThreadStack& stack = OwnStack::get();
-        writeLog(true, func, '.', stack.calls.container().size());
-        const Guard guard(stack.mutex);
-        stack.calls.container().emplace(file, line, func);
+        writeLog(true, frame.func(), '.', ownStack().calls.container().size());
+        pushFrame(ownStack(), frame);
         pushed_ = true;
     } catch (const std::bad_alloc&) {
+        // The function goes untraced.
     }
 }
 
@@ -249,7 +264,7 @@ void TraceEntry::writeLog(bool entering, const char* func, char fill,
 
 // What exceptions take with them. It makes no stack for a thread that traces nothing.
 CallStack upward::callStack() {
-    const ThreadStack* const stack = OwnStack::peek();
+    const ThreadStack* const stack = ownFrames();
     return stack != nullptr ? stack->calls : CallStack();
 }
 

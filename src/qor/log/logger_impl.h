@@ -60,8 +60,9 @@ public:
     void maxFileSize(int kibibytes) override;
     void maxFileCount(int count) override;
 
-    // The name is given once.
-    void init(const std::string& name);
+    // The name is given once, and the logger that was made before; false if they are given.
+    bool init(const std::string& name, loggerImpl* older);
+    loggerImpl* older() const noexcept { return older_; }
     // Closed, with the switches of a new logger. The name stays.
     void reset();
     const Mutex& switchesLock() const noexcept { return mutex_; }
@@ -91,8 +92,16 @@ private:
     Switches msgLogs_;
     std::atomic<ulong32> maxStringSize_{256};
     std::string name_;
+    loggerImpl* older_ = nullptr;
     std::atomic<bool> inited_{false};
     std::atomic<nuv_flat_log_base*> sink_{nullptr};
+
+    static constexpr std::atomic<bool> loggerImpl::*kFlags[] = {
+        &loggerImpl::infoOn_,    &loggerImpl::debugOn_,    &loggerImpl::traceOn_,
+        &loggerImpl::dataLogOn_, &loggerImpl::debugLogOn_, &loggerImpl::traceLogOn_,
+        &loggerImpl::diagLogOn_, &loggerImpl::cmdLogOn_,   &loggerImpl::commLogOn_,
+        &loggerImpl::hbLogOn_,   &loggerImpl::appLogOn_,   &loggerImpl::msgLogOn_,
+    };
 };
 
 // The library's own logger, which is there at any time.

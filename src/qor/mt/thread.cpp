@@ -6,8 +6,10 @@
 #include <cerrno>
 #include <cstdlib>
 #include <memory>
+#include <new>
 #include <ostream>
 
+#include "base/upward.h"
 #include "mt/thread_factory.h"
 #include "platform/clock.h"
 #include "platform/thread.h"
@@ -54,8 +56,12 @@ bool leavesByExit() noexcept {
     return abi::__cxa_current_exception_type() == nullptr;
 }
 
-bool rethrows() {
-    return getenv("QOR_RETHROW") == "on";
+bool rethrows() noexcept {
+    try {
+        return getenv("QOR_RETHROW") == "on";
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
 }
 
 // An info line on the library's own logger; the text is made when it is wanted. A line that cannot
@@ -63,8 +69,8 @@ bool rethrows() {
 template <class MakeText>
 void logInfo(const char* func, MakeText text) noexcept {
     try {
-        logger& log = logger_factory::instance("QOR");
-        if (log.infoOn()) writeInfoLog(log, __FILE__, __LINE__, func, istr(text()));
+        if (!upward::infoOn()) return;
+        upward::writeInfoLog(__FILE__, __LINE__, func, istr(text()), log_tag::Info);
     } catch (...) {
     }
 }
@@ -352,8 +358,7 @@ bool SimpleThread::join(Time timeout) {
         if (Time::now(Time::Monotonic) - start >= timeout) {
             detach();
             const String text = fullname() + " thread not stopped in " + timeout.toDuration();
-            writeErrorLog(logger_factory::instance("QOR"), __FILE__, __LINE__,
-                          "qor::SimpleThread::join", text);
+            upward::writeErrorLog(__FILE__, __LINE__, "qor::SimpleThread::join", text);
             return false;
         }
         if (!control.isAlive()) break;

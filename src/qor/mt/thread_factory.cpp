@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <new>
+#include <utility>
 
+#include "log/shown_map.h"
 #include "platform/thread.h"
 #include "qor/log/log_dumper.h"
 
@@ -133,8 +135,12 @@ void ThreadFactory::tryToEnroll() {
     const ThreadId id = platform::currentThreadId();
     String text = idText(id, own.thread != nullptr);
     if (own.record == nullptr) own.record = new Record;
+    if (!atExit.ask(own.record)) {
+        // Nobody would take it back.
+        delete std::exchange(own.record, nullptr);
+        throw std::bad_alloc();
+    }
     own.record->name(own.thread, std::move(text));
-    atExit.ask(own.record);
     const Guard guard(registryLock());
     records().set(id, own.record);
     own.epoch = epoch.load(std::memory_order_relaxed);
@@ -182,14 +188,14 @@ void ThreadFactory::destroy() noexcept {
 
 // The threads show themselves with no lock held: they may be of any class.
 dumper& ThreadFactory::dump(dumper& d) {
-    mt::map<ThreadId, Shown> shown;
+    ShownMap<ThreadId, Shown> shown;
     {
         const Guard guard(registryLock());
         records().access([&](const auto& threads) {
             for (const auto& [id, record] : threads) {
                 ThreadInfo info = record->copy();
                 const Handle<SimpleThread> thread(info.thread_);
-                shown.set(id, Shown{std::move(info), thread});
+                shown.values.emplace(id, Shown{std::move(info), thread});
             }
         });
     }

@@ -150,7 +150,8 @@ SystemThread* startThread(std::size_t stackSize, void (*body)(void*), void* argu
 }
 
 unsigned threadId(const SystemThread& thread) noexcept {
-    thread.id.wait(0, std::memory_order_acquire);
+    // In a forked child nobody is left to tell the number.
+    if (!thread.inOtherProcess()) thread.id.wait(0, std::memory_order_acquire);
     return thread.id.load(std::memory_order_acquire);
 }
 
@@ -160,11 +161,17 @@ bool isRunning(const SystemThread& thread) noexcept {
 
 int waitForThread(SystemThread& thread) noexcept {
     if (thread.inOtherProcess()) return 0;
-    if (threadId(thread) == currentThreadId()) return EDEADLK;
+    // The number of a thread that has ended may be another one's.
+    const bool ended = thread.ended.load(std::memory_order_acquire);
+    if (!ended && threadId(thread) == currentThreadId()) return EDEADLK;
     for (;;) {
         int joined = Joined::No;
         if (thread.joined.compare_exchange_strong(joined, Joined::UnderWay)) {
+            // A wait that was cancelled would leave the others waiting for ever.
+            int cancelling = PTHREAD_CANCEL_ENABLE;
+            pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &cancelling);
             const int error = pthread_join(thread.handle, nullptr);
+            pthread_setcancelstate(cancelling, nullptr);
             thread.joined.store(error == 0 ? Joined::Yes : Joined::No);
             thread.joined.notify_all();
             return error;
@@ -181,8 +188,8 @@ void closeThread(SystemThread* thread) noexcept {
 ThreadExitCall::ThreadExitCall(void (*function)(void*)) noexcept
     : valid_(pthread_key_create(&key_, function) == 0) {}
 
-void ThreadExitCall::ask(void* argument) const noexcept {
-    if (valid_) pthread_setspecific(key_, argument);
+bool ThreadExitCall::ask(void* argument) const noexcept {
+    return valid_ && pthread_setspecific(key_, argument) == 0;
 }
 
 void callAtFork(void (*before)(), void (*inParent)(), void (*inChild)()) noexcept {

@@ -45,8 +45,8 @@ void closeThread(SystemThread* thread) noexcept;
 class ThreadExitCall {
 public:
     explicit ThreadExitCall(void (*function)(void*)) noexcept;
-    // Null takes the question back.
-    void ask(void* argument) const noexcept;
+    // Null takes the question back. False if the thread cannot be watched.
+    bool ask(void* argument) const noexcept;
 
 private:
     pthread_key_t key_{};
