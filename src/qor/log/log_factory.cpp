@@ -251,7 +251,7 @@ std::string loggerImpl::name() const {
 }
 
 void loggerImpl::codec(pml::stream& s) {
-    const Guard guard(mutex_);
+    const Guard guard(codecMutex_);
     fieldOf(s, "infoOn", infoOn_);
     fieldOf(s, "debugOn", debugOn_);
     fieldOf(s, "traceOn", traceOn_);
@@ -263,11 +263,26 @@ void loggerImpl::codec(pml::stream& s) {
     fieldOf(s, "commLogOn", commLogOn_);
     fieldOf(s, "hbLogOn", hbLogOn_);
     fieldOf(s, "appLogOn", appLogOn_);
-    field(s, FieldKey{"appLogs", 0}, appLogs_);
+    switchesOf(s, "appLogs", appLogs_);
     fieldOf(s, "msgLogOn", msgLogOn_);
-    field(s, FieldKey{"msgLogs", 0}, msgLogs_);
+    switchesOf(s, "msgLogs", msgLogs_);
     fieldOf(s, "maxStringSize", maxStringSize_);
     fieldOf(s, "consoleOn", console::on(), console::isOn());
+}
+
+void loggerImpl::switchesOf(pml::stream& s, const char* name, Switches& member) {
+    Switches switches;
+    const pml::Field__<Switches> bound{name, istr(), &switches};
+    if (!s.isInputStream()) {
+        {
+            const Guard guard(mutex_);
+            switches = member;
+        }
+        bound.set(s);
+    } else if (bound.get(s)) {
+        const Guard guard(mutex_);
+        member.swap(switches);
+    }
 }
 
 dumper& loggerImpl::dump(dumper& d) const {

@@ -57,6 +57,10 @@ const Mutex& stacksLock() {
     return lock;
 }
 
+// Made when the library is loaded: a thread that makes it while another one forks would leave the
+// child without it.
+[[maybe_unused]] const Mutex& madeAtLoad = stacksLock();
+
 // With the lock held.
 Stacks& g__tssCallStack() {
     static unsigned process = 0;

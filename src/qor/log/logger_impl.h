@@ -16,7 +16,7 @@ namespace qor {
 class loggerImpl final : public logger {
 public:
     loggerImpl() = default;
-    // All switches, as they are at one time; the copy has no name and no file.
+    // All switches; the copy has no name and no file.
     loggerImpl(const loggerImpl& other);
     loggerImpl& operator=(const loggerImpl& other);
     ~loggerImpl() override = default;
@@ -74,8 +74,10 @@ private:
     // False if there is no switch of the name, nor of the other one, which may be null.
     static bool find(const Switches& switches, const String& name, const char* otherwise, bool& on);
     void assign(const loggerImpl& other);
+    void switchesOf(pml::stream& s, const char* name, Switches& member);
 
-    Mutex mutex_;  // of appLogs_ and msgLogs_, and of the whole of codec
+    Mutex codecMutex_;  // of the whole of codec; what that raises is logged meanwhile
+    Mutex mutex_;       // of appLogs_ and msgLogs_; nothing is called with it held
     std::atomic<bool> infoOn_{true};
     std::atomic<bool> debugOn_{false};
     std::atomic<bool> traceOn_{false};

@@ -54,21 +54,22 @@ constinit std::atomic<unsigned> epoch{1};
 // Around every use of the registry, so that it may go at any time, and around a fork. Never
 // destroyed, as nothing that threads may come back to.
 const Mutex& registryLock() {
-    static const Mutex* const lock = new Mutex;
-    return *lock;
-}
-
-void watchForks() {
+    static const Mutex& lock = *new Mutex;
     static const bool watched = [] {
-        platform::callAtFork([] { registryLock().lock(); }, [] { registryLock().unlock(); },
+        platform::callAtFork([] { lock.lock(); }, [] { lock.unlock(); },
                              [] {
                                  epoch.fetch_add(1, std::memory_order_relaxed);
-                                 registryLock().unlock();
+                                 lock.unlock();
                              });
         return true;
     }();
     static_cast<void>(watched);
+    return lock;
 }
+
+// Made when the library is loaded: a thread that makes it while another one forks would leave the
+// child without it.
+[[maybe_unused]] const Mutex& madeAtLoad = registryLock();
 
 // For a thread without memory for a record. Made in its place, since there is no memory.
 const ThreadInfo& spare() noexcept {
@@ -131,7 +132,6 @@ void ThreadFactory::enroll() noexcept {
 
 void ThreadFactory::tryToEnroll() {
     static const platform::ThreadExitCall atExit(onThreadExit);
-    watchForks();
     const ThreadId id = platform::currentThreadId();
     String text = idText(id, own.thread != nullptr);
     if (own.record == nullptr) own.record = new Record;
