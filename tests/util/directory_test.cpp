@@ -156,6 +156,7 @@ TEST(Directory, NeitherDepthNorTheLengthOfPathsMatters) {
 
 TEST(Directory, TreesThatChangeWhileTheyAreReadAreShownInPart) {
     const TempDir dir;
+    const unsigned open = support::openDescriptors();
     std::atomic<bool> done = false;
     std::atomic<int> changes = 0;
     std::thread changing([&] {
@@ -169,7 +170,6 @@ TEST(Directory, TreesThatChangeWhileTheyAreReadAreShownInPart) {
         }
     });
     Directory directory;
-    const unsigned open = support::openDescriptors();
     while (changes < 20) {
         EXPECT_TRUE(directory.setup(dir.wide()));
         EXPECT_LE(directory.numof(), 4U);
