@@ -28,9 +28,9 @@ qor::logger& book() {
     return log;
 }
 
-// Of all pumps together, with one that waits for half of them.
-std::atomic<unsigned> strokesDone{0};
-constexpr unsigned kHalf = kThreads * kStrokes / 2;
+// Half way each pump tells, and goes on when the settings are read.
+std::atomic<unsigned> halfWay{0};
+std::atomic<bool> settingsRead{false};
 
 class Pump : public qor::SimpleThread {
 public:
@@ -45,7 +45,10 @@ protected:
         } catch (const qor::Exception& e) {
             qor::writeExcptLog(book(), __FILE__, __LINE__, "Pump::onLoop", qor::istr(e.msg()));
         }
-        if (++strokesDone == kHalf) strokesDone.notify_all();
+        if (strokes_ == kStrokes / 2) {
+            if (++halfWay == kThreads) halfWay.notify_all();
+            settingsRead.wait(false);
+        }
         return ++strokes_ < kStrokes;
     }
 
@@ -128,10 +131,12 @@ void run(const std::string& logPath, const std::string& settingsPath) {
         pumps.emplace_back(new Pump(i));
     for (const qor::Handle<Pump>& pump : pumps)
         pump->startAndWait();
-    for (unsigned done = strokesDone; done < kHalf; done = strokesDone)
-        strokesDone.wait(done);
+    for (unsigned pumpsThere = halfWay; pumpsThere < kThreads; pumpsThere = halfWay)
+        halfWay.wait(pumpsThere);
     qor::pml::stream settings(settingsPath, qor::pml::from_file(), false);
     book().codec(settings);
+    settingsRead = true;
+    settingsRead.notify_all();
     for (const qor::Handle<Pump>& pump : pumps)
         pump->join();
     book().close();
