@@ -7,6 +7,7 @@
 
 #include "base/upward.h"
 #include "log/shown_map.h"
+#include "mt/registry_lock.h"
 #include "platform/thread.h"
 #include "qor/log/log_dumper.h"
 #include "qor/mt/containers.h"
@@ -37,29 +38,13 @@ struct Own {
 };
 constinit thread_local Own own{};
 
-// Counts up when the map is no longer what the threads were entered in: when all stacks are
-// forgotten, and in a forked child, where the threads go on with the frames that they have.
-constinit std::atomic<unsigned> epoch{1};
+// In a forked child a thread goes on with the frames that it has; when all stacks are forgotten it
+// does not.
 constinit std::atomic<unsigned> timesForgotten{0};
 
-// Around every use of the map, so that it may go at any time, and around a fork. Never destroyed.
-const Mutex& stacksLock() {
-    static const Mutex& lock = *new Mutex;
-    static const bool watched = [] {
-        platform::callAtFork([] { lock.lock(); }, [] { lock.unlock(); },
-                             [] {
-                                 epoch.fetch_add(1, std::memory_order_relaxed);
-                                 lock.unlock();
-                             });
-        return true;
-    }();
-    static_cast<void>(watched);
-    return lock;
-}
-
-// Made when the library is loaded: a thread that makes it while another one forks would leave the
-// child without it.
-[[maybe_unused]] const Mutex& madeAtLoad = stacksLock();
+using Lock = RegistryLock<Stacks>;
+constinit std::atomic<unsigned>& epoch = Lock::epoch;
+[[maybe_unused]] const Mutex& madeAtLoad = Lock::get();
 
 // With the lock held.
 Stacks& g__tssCallStack() {
@@ -76,7 +61,7 @@ bool isEntered() noexcept {
 }
 
 void withdraw() noexcept {
-    const Guard guard(stacksLock());
+    const Guard guard(Lock::get());
     if (isEntered()) g__tssCallStack().erase(platform::currentThreadId());
     own.entered = 0;
 }
@@ -97,7 +82,7 @@ void makeStack() {
 
 void enter() {
     if (own.stack == nullptr) makeStack();
-    const Guard guard(stacksLock());
+    const Guard guard(Lock::get());
     const unsigned forgotten = timesForgotten.load(std::memory_order_relaxed);
     if (own.forgotten != forgotten) {
         const Guard inner(own.stack->mutex);
@@ -138,7 +123,7 @@ void popFrame() noexcept {
 
 void tracer::destroy() noexcept {
     {
-        const Guard guard(stacksLock());
+        const Guard guard(Lock::get());
         timesForgotten.fetch_add(1, std::memory_order_relaxed);
         epoch.fetch_add(1, std::memory_order_release);
         CreateByAllocate<Stacks>::destroy();
@@ -188,7 +173,7 @@ dumper& tracer::dump(dumper& d) const {
 dumper& operator<<(dumper& d, TRACER) {
     ShownMap<ThreadId, CallStack> copies;
     {
-        const Guard guard(stacksLock());
+        const Guard guard(Lock::get());
         g__tssCallStack().access([&](const auto& stacks) {
             for (const auto& [id, stack] : stacks) {
                 const Guard inner(stack->mutex);

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "log/shown_map.h"
+#include "mt/registry_lock.h"
 #include "platform/thread.h"
 #include "qor/log/log_dumper.h"
 
@@ -47,29 +48,9 @@ struct Own {
 };
 constinit thread_local Own own{};
 
-// Counts up when the registry is no longer what the threads were entered in: when it is destroyed,
-// and in a forked child.
-constinit std::atomic<unsigned> epoch{1};
-
-// Around every use of the registry, so that it may go at any time, and around a fork. Never
-// destroyed, as nothing that threads may come back to.
-const Mutex& registryLock() {
-    static const Mutex& lock = *new Mutex;
-    static const bool watched = [] {
-        platform::callAtFork([] { lock.lock(); }, [] { lock.unlock(); },
-                             [] {
-                                 epoch.fetch_add(1, std::memory_order_relaxed);
-                                 lock.unlock();
-                             });
-        return true;
-    }();
-    static_cast<void>(watched);
-    return lock;
-}
-
-// Made when the library is loaded: a thread that makes it while another one forks would leave the
-// child without it.
-[[maybe_unused]] const Mutex& madeAtLoad = registryLock();
+using Lock = RegistryLock<ThreadFactory>;
+constinit std::atomic<unsigned>& epoch = Lock::epoch;
+[[maybe_unused]] const Mutex& madeAtLoad = Lock::get();
 
 // For a thread without memory for a record. Made in its place, since there is no memory.
 const ThreadInfo& spare() noexcept {
@@ -141,13 +122,13 @@ void ThreadFactory::tryToEnroll() {
         throw std::bad_alloc();
     }
     own.record->name(own.thread, std::move(text));
-    const Guard guard(registryLock());
+    const Guard guard(Lock::get());
     records().set(id, own.record);
     own.epoch = epoch.load(std::memory_order_relaxed);
 }
 
 void ThreadFactory::withdraw() noexcept {
-    const Guard guard(registryLock());
+    const Guard guard(Lock::get());
     if (own.epoch == epoch.load(std::memory_order_relaxed))
         records().erase(platform::currentThreadId());
     own.epoch = 0;
@@ -160,7 +141,7 @@ void ThreadFactory::onThreadExit(void* record) noexcept {
 }
 
 bool ThreadFactory::find(const ThreadId& id, ThreadInfo& copy) {
-    const Guard guard(registryLock());
+    const Guard guard(Lock::get());
     return records().access([&](const auto& threads) {
         const auto found = threads.find(id);
         if (found == threads.end()) return false;
@@ -181,7 +162,7 @@ String ThreadFactory::idText(const ThreadId& id, bool simpleThread) {
 }
 
 void ThreadFactory::destroy() noexcept {
-    const Guard guard(registryLock());
+    const Guard guard(Lock::get());
     epoch.fetch_add(1, std::memory_order_release);
     CreateByAllocate<ThreadFactory>::destroy();
 }
@@ -190,7 +171,7 @@ void ThreadFactory::destroy() noexcept {
 dumper& ThreadFactory::dump(dumper& d) {
     ShownMap<ThreadId, Shown> shown;
     {
-        const Guard guard(registryLock());
+        const Guard guard(Lock::get());
         records().access([&](const auto& threads) {
             for (const auto& [id, record] : threads) {
                 ThreadInfo info = record->copy();
