@@ -14,13 +14,14 @@ namespace log_bench {
 
 std::string fileName(const char* name) {
     // Outlives the files that are closed at the end.
-    static char directory[] = "/tmp/qor_log_bench.XXXXXX";
+    static std::string& directory =
+        *new std::string(std::filesystem::temp_directory_path() / "qor_log_bench.XXXXXX");
     static const bool isMade = [] {
         std::atexit([] { std::filesystem::remove_all(directory); });
-        return mkdtemp(directory) != nullptr;
+        return mkdtemp(directory.data()) != nullptr;
     }();
     if (!isMade) std::abort();
-    return std::string(directory) + "/" + name;
+    return directory + "/" + name;
 }
 
 }  // namespace log_bench
