@@ -16,23 +16,12 @@
 #include "qor/log/log_dumper.h"
 #include "qor/util/optional.h"
 #include "support/allocation.h"
+#include "support/leaf.h"
 
 namespace qor::nbr {
 namespace {
 
-struct Leaf {
-    Long id;
-    String text;
-
-    template <class Stream>
-    void codec(Stream& s) {
-        s.enter("Leaf", "leaf", "", "");
-        field(s, {"id", 1}, id);
-        field(s, {"text", 2}, text);
-        s.leave();
-    }
-    auto operator<=>(const Leaf&) const = default;
-};
+using support::Leaf;
 
 // A container with a codec is what its codec says.
 struct Group : std::vector<Long> {

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "qor/util/optional.h"
+#include "support/leaf.h"
 #include "support/pml.h"
 
 namespace qor::pml {
@@ -18,19 +19,7 @@ namespace {
 
 using support::treeOf;
 
-struct Leaf {
-    Long id;
-    String text;
-
-    template <class Stream>
-    void codec(Stream& s) {
-        s.enter("Leaf", "leaf", "", "");
-        field(s, {"id", 1}, id);
-        field(s, {"text", 2}, text);
-        s.leave();
-    }
-    auto operator<=>(const Leaf&) const = default;
-};
+using support::Leaf;
 
 // Carried through its interface.
 struct Named : PmlCodecInterface {

@@ -69,6 +69,8 @@ public:
     void merge();
 
     static istr separator() noexcept { return {"::", 2}; }
+    // The function of a qualified name, as split finds it: a view, at no allocation.
+    static istr lastOf(istr full) noexcept;
 
 private:
     String full_;

@@ -70,6 +70,16 @@ void appendThread(Text& text) {
     text += istr("}");
 }
 
+// "[tag]{name}", as lines begin.
+StringBuffer beginLine(const char* tag) {
+    StringBuffer line;
+    line += istr("[");
+    line += istr(tag);
+    line += istr("]");
+    appendThread(line);
+    return line;
+}
+
 std::string bracketed(istr text) {
     std::string result = "[";
     result.append(std::string_view(text));
@@ -116,11 +126,7 @@ void writeDataLog(logger& log, const char*, unsigned, const char*, istr text) no
 void writeDebugLog(logger& log, const char*, unsigned, const char* func, istr text,
                    const char* tag) noexcept {
     dropOnFailure(log, [&] {
-        StringBuffer line;
-        line += istr("[");
-        line += istr(tag);
-        line += istr("]");
-        appendThread(line);
+        StringBuffer line = beginLine(tag);
         line += istr("[");
         line += istr(func);
         line += istr("] ");
@@ -132,12 +138,8 @@ void writeDebugLog(logger& log, const char*, unsigned, const char* func, istr te
 void writeInfoLog(logger& log, const char*, unsigned, const char* func, istr text,
                   const char* tag) noexcept {
     dropOnFailure(log, [&] {
-        StringBuffer line;
-        line += istr("[");
-        line += istr(tag);
-        line += istr("]");
-        appendThread(line);
-        line += istr(Funcname(istr(func)).func());
+        StringBuffer line = beginLine(tag);
+        line += Funcname::lastOf(func);
         line += istr("() ");
         line += text;
         log.write(line);

@@ -10,11 +10,11 @@
 #include <utility>
 #include <vector>
 
+#include "pml/escape.h"
 #include "qor/base/base_type_char.h"
 #include "qor/base/base_type_convert.h"
 #include "qor/pml/ntv_unit.h"
 #include "qor/pml/pml_parser.h"
-#include "qor/pml/pml_writer.h"
 
 namespace qor::pml {
 
@@ -220,7 +220,7 @@ private:
         }
         if (found) source_.skip();
         trimRight();
-        unescapeToken();
+        removeQuotes(token_);
         unit.setValue(text(token_));
         return nullptr;
     }
@@ -324,12 +324,6 @@ private:
         if (!source_.peek(c)) return false;
         source_.skip();
         return true;
-    }
-
-    void unescapeToken() {
-        if (!token_.empty() && (token_.front() == '\'' || token_.front() == '"')) {
-            trimLeftRight(token_, token_.front());
-        }
     }
 
     // A token as the tree has it: in the configured code page.

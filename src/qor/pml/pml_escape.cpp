@@ -53,14 +53,6 @@ Text& escape(Text& text) {
     return text;
 }
 
-template <class Text>
-Text& unescape(Text& text) {
-    if (!text.empty() && (text.front() == '\'' || text.front() == '"')) {
-        trimLeftRight(text, text.front());
-    }
-    return text;
-}
-
 }  // namespace
 
 bool needsQuotes(const std::string& text) noexcept {
@@ -92,11 +84,13 @@ std::wstring& escapeString(std::wstring& text) {
 }
 
 String& unescapeString(String& text) {
-    return unescape(text);
+    removeQuotes(text);
+    return text;
 }
 
 std::wstring& unescapeString(std::wstring& text) {
-    return unescape(text);
+    removeQuotes(text);
+    return text;
 }
 
 }  // namespace qor::pml

@@ -45,15 +45,19 @@ void Filename::join(std::wstring& dir, iwstr file) {
     if (!file.empty()) dir.append(file.data(), file.size());
 }
 
-void Funcname::split() {
-    const std::string_view whole = full_;
+istr Funcname::lastOf(istr full) noexcept {
+    const std::string_view whole(full);
     const std::string_view between(separator());
     const std::size_t last = whole.rfind(between);
-    const bool hasSpace = last != whole.npos;
-    const std::string_view front = whole.substr(0, hasSpace ? last : 0);
-    const std::size_t before = front.rfind(between);
-    String ns(istr(before != front.npos ? front.substr(before + between.size()) : front));
-    String func(istr(hasSpace ? whole.substr(last + between.size()) : whole));
+    return last != whole.npos ? istr(whole.substr(last + between.size())) : full;
+}
+
+void Funcname::split() {
+    String func(lastOf(full_));
+    std::string_view front(full_);
+    front.remove_suffix(func.size());
+    if (!front.empty()) front.remove_suffix(separator().size());
+    String ns(lastOf(front));
     ns_ = std::move(ns);
     func_ = std::move(func);
 }
