@@ -12,6 +12,8 @@ check) wanted="$test clang-format" ;;
 bench)
     wanted="$build libbenchmark-dev libprotobuf-dev protobuf-compiler libmsgpack-cxx-dev"
     wanted="$wanted libboost-dev libssl-dev libyaml-cpp-dev libspdlog-dev libfmt-dev"
+    wanted="$wanted libevent-dev libzmq3-dev cppzmq-dev nlohmann-json3-dev rapidjson-dev"
+    wanted="$wanted libtinyxml2-dev libpugixml-dev"
     ;;
 fuzz) wanted="$build clang libclang-rt-14-dev llvm" ;;
 *)
