@@ -7,6 +7,7 @@
 #include "qor/base/base_type_string.h"
 #include "qor/base/base_type_time.h"
 #include "qor/base/library.h"
+#include "qor/base/mlcheck.h"
 #include "qor/build_info.h"
 #include "qor/cfg/config_file.h"
 #include "qor/log/console.h"
@@ -40,6 +41,8 @@ void init(const char*, bool, int) {
     logBuild();
     std::srand(static_cast<unsigned>(Time::now().toMicroSeconds()));
     ACE::init();
+    MLC_Entry::enter();
+    MemLeakChecker::instance();
     console::create();
     logger_factory::create();
     SimpleThread::current();
@@ -69,6 +72,8 @@ void fini() {
     console::destroy();
     ConfigFile::destroy();
     pml::ntv::Unit::destroy_null();
+    MemLeakChecker::destroy();
+    MLC_Entry::leave();
     ACE::fini();
 }
 

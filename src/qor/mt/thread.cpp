@@ -14,6 +14,7 @@
 #include "platform/clock.h"
 #include "platform/thread.h"
 #include "qor/base/base_type_char.h"
+#include "qor/base/mlcheck.h"
 #include "qor/log/log_dumper.h"
 #include "qor/log/log_factory.h"
 
@@ -148,7 +149,8 @@ void sleep(unsigned long milliseconds) {
 
 // Thread
 
-Thread::Thread() : handle_(new WinHandleWrapper) {}
+Thread::Thread()
+    : handle_(checkedNew<WinHandleWrapper>(__FILE__, __LINE__, "qor::Thread::Thread")) {}
 
 Thread::~Thread() = default;
 
