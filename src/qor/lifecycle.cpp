@@ -1,5 +1,6 @@
 #include <ace/Init_ACE.h>
 
+#include <algorithm>
 #include <cstdlib>
 
 #include "base/upward.h"
@@ -15,6 +16,7 @@
 #include "qor/log/log_tracer.h"
 #include "qor/mt/thread.h"
 #include "qor/pml/ntv_unit.h"
+#include "qor/timer/timerManager.h"
 
 // The start and the end of the library. They know all subsystems, and so stand above them.
 
@@ -47,11 +49,13 @@ void init(const char*, bool, int) {
     logger_factory::create();
     SimpleThread::current();
     tracer::instance();
+    TimerManager::instance();
 }
 
-void startup(const char*, bool, int) {
+void startup(const char*, bool, int numberOfTimers) {
     log("");
     log(" qor startup...");
+    TimerManager::instance()->reopen(static_cast<unsigned long>(std::max(numberOfTimers, 0)));
     console::open();
 }
 
@@ -59,11 +63,13 @@ void shutdown() {
     log(" qor shutdown...");
     log("");
     System::close();
+    TimerManager::instance()->close();
     console::close();
 }
 
 void fini() {
     shutdown();
+    TimerManager::destroy();
     tracer::destroy();
     SimpleThread::destroyThreadFactory();
     log(" qor finalized.");
