@@ -69,8 +69,9 @@ protected:
     Recorder object_;
     std::vector<TimerId> ids_;
     support::LogFile log_{"QOR"};
-    TimerQueue queue_{4, testClock()};
-    const TimerQueue::Access access_{queue_};
+    TimerMonitor monitor_;
+    TimerQueue queue_{4, monitor_, testClock()};
+    const TimerMonitor::Access access_{monitor_};
 };
 
 TEST(TimerId, HasAPackedForm) {
@@ -170,14 +171,13 @@ TEST_F(Queue, HasARoomOfItsOwnSize) {
     EXPECT_EQ(id, TimerId(7, 7));
     EXPECT_EQ(QOR_TIMER_MAX_NUM(), 4U);
     // Two numbers below the least are raised, or are not, and one is too large for an id.
-    TimerQueue byDefault(0, testClock());
-    TimerQueue largest(200000, testClock());
+    TimerQueue byDefault(0, monitor_, testClock());
+    TimerQueue largest(200000, monitor_, testClock());
     const struct {
         TimerQueue& queue;
         unsigned long room;
     } cases[] = {{byDefault, 5000}, {largest, 131072}};
     for (const auto& c : cases) {
-        const TimerQueue::Access access(c.queue);
         while (c.queue.set(id, "t", 0, 0, &object_, 1, nullptr)) {
         }
         EXPECT_EQ(c.queue.numofBusy(), c.room);
@@ -263,7 +263,7 @@ TEST_F(Queue, LetsCallbacksChangeTimers) {
         object_.onFire = [&](TimerId, unsigned long user) {
             if (user != 1) return OnTimerResult();
             // The queue lets the monitor go meanwhile.
-            const TimerQueue::Access access(queue_);
+            const TimerMonitor::Access access(monitor_);
             return c.fire();
         };
         std::string calls;
@@ -295,7 +295,7 @@ TEST_F(Queue, LetsReleasesChangeTimers) {
         own = set(1, 50, 0);
         other = set(2, 1000, 0);
         object_.onRelease = [&](TimerId, unsigned long user) {
-            const TimerQueue::Access access(queue_);
+            const TimerMonitor::Access access(monitor_);
             if (user == 1) c.release();
             if (user == 2) queue_.kill(own);
         };
@@ -403,14 +403,17 @@ TEST_F(Queue, LogsItsSteps) {
 
 // Goes in its release, and knows whether it was called meanwhile.
 struct Checked : ITimerObject {
-    Checked(TimerQueue& q, std::atomic<long>& n) : queue(q), alive(n) { ++alive; }
+    Checked(TimerMonitor& m, TimerQueue& q, std::atomic<long>& n) : monitor(m), queue(q), alive(n) {
+        ++alive;
+    }
     ~Checked() override { --alive; }
     OnTimerResult onTimer(TimerId id, unsigned long kind, void*) override {
         ++inside;
         {
-            const TimerQueue::Access access(queue);
+            const TimerMonitor::Access access(monitor);
             if (kind == 0 && resets++ < 2) queue.reset(id, 0, 2);
-            if (kind == 1) queue.set(more, "more", 2, 0, new Checked(queue, alive), 1, nullptr);
+            if (kind == 1)
+                queue.set(more, "more", 2, 0, new Checked(monitor, queue, alive), 1, nullptr);
             if (kind == 3) queue.kill(more);
         }
         const bool again = kind == 2 && fired++ < 3;
@@ -422,6 +425,7 @@ struct Checked : ITimerObject {
         delete this;
     }
 
+    TimerMonitor& monitor;
     TimerQueue& queue;
     std::atomic<long>& alive;
     std::atomic<int> inside{0};
@@ -433,9 +437,10 @@ struct Checked : ITimerObject {
 TEST(TimerQueue, StandsWhatManyThreadsDoAtOnce) {
     std::atomic<long> alive{0};
     std::atomic<bool> done{false};
-    TimerQueue queue(5000);
+    TimerMonitor monitor;
+    TimerQueue queue(5000, monitor);
     const auto tick = [&] {
-        const TimerQueue::Access access(queue);
+        const TimerMonitor::Access access(monitor);
         queue.tick();
         return queue.numofBusy();
     };
@@ -448,11 +453,11 @@ TEST(TimerQueue, StandsWhatManyThreadsDoAtOnce) {
         std::vector<TimerId> ids(16);
         for (unsigned i = 0; i < 5000; ++i) {
             TimerId& id = ids[random() % ids.size()];
-            const TimerQueue::Access access(queue);
+            const TimerMonitor::Access access(monitor);
             if (random() % 3 == 0) queue.reset(id, random() % 2, 1);
             if (random() % 2 == 0) queue.kill(id);
             if (queue.numofBusy() > 1000) continue;
-            queue.set(id, "stress", random() % 4, random() % 2, new Checked(queue, alive),
+            queue.set(id, "stress", random() % 4, random() % 2, new Checked(monitor, queue, alive),
                       1 + random() % 2, nullptr);
         }
     };
@@ -475,8 +480,9 @@ TEST(TimerQueue, FiresInTheOrderOfTimeAndIdWhateverHappens) {
     };
     std::mt19937 random(7);
     const auto upTo = [&](std::size_t n) { return static_cast<unsigned>(random() % n); };
-    TimerQueue queue(300, testClock());
-    const TimerQueue::Access access(queue);
+    TimerMonitor monitor;
+    TimerQueue queue(300, monitor, testClock());
+    const TimerMonitor::Access access(monitor);
     std::map<std::pair<Time, ulong32>, Armed> armed;
     std::vector<ulong32> fired;
     Recorder object;

@@ -59,6 +59,9 @@ public:
     bool resetTimer(TimerId id, unsigned long intervalMs, unsigned long times);
     void killTimer(TimerId id);
 
+    // How many timers there are.
+    unsigned long numofTimers() const;
+
     void onThreadExit(Thread* thread) override;
     // The scope "qor::TimerManager". Holds the timers meanwhile.
     dumper& dump(dumper& d) const;
@@ -76,14 +79,13 @@ private:
     void onStop();
 
     Handle<TimerQueue> queue() const;
-    Handle<TimerQueue> queueFor(const char* func) const;
-    Handle<TimerQueue> openQueue();
     void replaceQueue(Handle<TimerQueue> fresh);
     std::vector<Handle<TimeoutThread>> takeThreads();
     void forget(const Thread* thread);
 
-    Mutex mutex_;  // guards what follows; held for a moment only
-    Handle<TimerQueue> m_timerQueue;
+    mutable TimerMonitor monitor_;
+    Handle<TimerQueue> m_timerQueue;  // guarded by the monitor
+    Mutex mutex_;                     // guards what follows; held for a moment only
     Handle<TimeoutThread> m_timeoutThread;
     // Threads that stopped themselves: they may be on their way out still.
     std::vector<Handle<TimeoutThread>> m_leaving;

@@ -91,12 +91,46 @@ private:
     std::vector<ulong32> positions_;  // by the slot
 };
 
+// What guards timers: queues that follow one another may share one.
+class QOR_API TimerMonitor : noncopyable {
+public:
+    // Holds the monitor for a scope. In a release callback the thread has it already.
+    class Access : noncopyable {
+    public:
+        explicit Access(const TimerMonitor& monitor)
+            : monitor_(monitor), held_(monitor.isHeldHere()) {
+            if (!held_) monitor.monitor_.lock();
+        }
+        ~Access() {
+            if (!held_) monitor_.monitor_.unlock();
+        }
+
+    private:
+        const TimerMonitor& monitor_;
+        const bool held_;
+    };
+
+    // For the thread that holds it.
+    void wait(const Time& timeout) const { monitor_.wait(timeout); }
+    // Wakes all that wait.
+    void wake() noexcept { monitor_.notifyAll(); }
+
+private:
+    friend class TimerQueue;
+
+    bool isHeldHere() const noexcept;
+
+    Monitor monitor_;
+    // The thread whose onTimerRelease is under way: it alone finds itself here.
+    std::atomic<const void*> releasingThread_{nullptr};
+};
+
 // The timers of a service that drives it, TimerManager: a fixed pool of slots, the ids, and the
 // timers that wait, sorted by time. It has no thread of its own, and counts time in ticks: a timer
 // fires in the first tick at or after its time.
 //
-// All operations are called with the monitor held, by Access, but where it says so. The monitor is
-// given up around each onTimer, and held around onTimerRelease.
+// All operations are called with the monitor held, by TimerMonitor::Access. It is given up around
+// each onTimer, and held around onTimerRelease. The queue itself is made and goes without it.
 class QOR_API TimerQueue : public Shared, noncopyable {
 public:
     // No more than an id has room for.
@@ -110,23 +144,12 @@ public:
     };
     static Clock systemClock() noexcept;
 
-    // Holds the queue's monitor for a scope. In a release callback of the queue the thread has it
-    // already.
-    class QOR_API Access : noncopyable {
-    public:
-        explicit Access(const TimerQueue& queue);
-        ~Access();
-
-    private:
-        const TimerQueue& queue_;
-        const bool held_;
-    };
-
     // 0 stands for QOR_TIMER_MAX_NUM(), or for the key "numofTimers" of the configuration if it has
     // one; less than 5000 are 5000 then. Any other number becomes QOR_TIMER_MAX_NUM(). More than
-    // kMostTimers are cut to that, which is logged. Called without the monitor, as is the
-    // destructor; timers that are left are lost without a release.
-    explicit TimerQueue(unsigned long numberOfTimers, const Clock& clock = systemClock());
+    // kMostTimers are cut to that, which is logged. The monitor must outlive the queue. Timers that
+    // are left when the queue goes are lost without a release.
+    TimerQueue(unsigned long numberOfTimers, TimerMonitor& monitor,
+               const Clock& clock = systemClock());
     ~TimerQueue() override;
 
     // As many timers as a queue that is told so many would have.
@@ -158,11 +181,8 @@ public:
 
     // How many timers there are.
     unsigned long numofBusy() const noexcept { return m_idleBeginPos; }
+    // From now to the next tick.
     const Time& waitTime() const noexcept { return m_waitTime; }
-    // Wakes what waits in wait.
-    void wake() noexcept { monitor_.notifyAll(); }
-    // Until the next tick, or a wake.
-    void wait() const { monitor_.wait(m_waitTime); }
 
     dumper& dump(dumper& d) const;
     void dump(std::ostream& os) const;
@@ -179,7 +199,7 @@ private:
     void release(TimerBlock& block);
     void afterFiring(TimerBlock& block, const OnTimerResult& result, const Time& now);
 
-    mutable Monitor monitor_;
+    TimerMonitor& monitor_;
     std::vector<TimerBlock> m_timerBlocks;
     std::vector<ulong32> m_idStatus;  // the slots: the busy ones, then the idle ones
     ulong32 m_idleBeginPos = 0;
@@ -197,8 +217,6 @@ private:
     // The timer whose onTimer is under way, and its thread.
     TimerId firing_;
     const void* firingThread_ = nullptr;
-    // The thread whose onTimerRelease is under way: it alone finds itself here.
-    std::atomic<const void*> releasingThread_{nullptr};
 };
 
 }  // namespace qor

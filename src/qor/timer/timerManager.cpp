@@ -22,9 +22,8 @@ const SimpleThread* callingThread() {
     return SimpleThread::current().thread_;
 }
 
-unsigned long busyTimers(const TimerQueue& timers) {
-    const TimerQueue::Access access(timers);
-    return timers.numofBusy();
+void logNoQueue(const char* func) {
+    own_log::error(func, [] { return "no timer queue"; });
 }
 
 }  // namespace
@@ -38,21 +37,23 @@ TimerManager::~TimerManager() {
 }
 
 void TimerManager::open() {
-    openQueue();
+    if (queue()) return;
+    auto fresh = make<TimerQueue>("qor::TimerManager::open", 0UL, monitor_);
+    const TimerMonitor::Access access(monitor_);
+    if (!m_timerQueue) m_timerQueue.swap(fresh);
 }
 
 void TimerManager::reopen(unsigned long numberOfTimers) {
     const unsigned long number = TimerQueue::limited(numberOfTimers);
     if (number == 0 || number == QOR_TIMER_MAX_NUM()) return start();
-    const Handle<TimerQueue> present = queue();
-    const unsigned long busy = present ? busyTimers(*present) : 0;
+    const unsigned long busy = numofTimers();
     if (busy != 0) {
         writeErrorLog(logger_factory::instance("QOR"), __FILE__, __LINE__,
                       "qor::TimerManager::reopen", istr(own_log::text(busy, " timers started.")),
                       log_tag::Warning);
     }
     close();
-    replaceQueue(make<TimerQueue>("qor::TimerManager::reopen", numberOfTimers));
+    replaceQueue(make<TimerQueue>("qor::TimerManager::reopen", numberOfTimers, monitor_));
     start();
 }
 
@@ -62,7 +63,7 @@ void TimerManager::close() {
 }
 
 void TimerManager::start() {
-    openQueue();
+    open();
     Handle<TimeoutThread> fresh;
     {
         const Guard guard(mutex_);
@@ -89,24 +90,25 @@ void TimerManager::stop() {
 bool TimerManager::setTimer(TimerId& id, const istr& name, unsigned long userTimerId,
                             unsigned long intervalMs, ITimerObject* object, unsigned long times,
                             void* param) {
-    const Handle<TimerQueue> timers = queueFor("qor::TimerManager::setTimer");
-    if (!timers) return false;
-    const TimerQueue::Access access(*timers);
-    return timers->set(id, name, userTimerId, intervalMs, object, times, param);
+    const TimerMonitor::Access access(monitor_);
+    if (!m_timerQueue) return logNoQueue("qor::TimerManager::setTimer"), false;
+    return m_timerQueue->set(id, name, userTimerId, intervalMs, object, times, param);
 }
 
 bool TimerManager::resetTimer(TimerId id, unsigned long intervalMs, unsigned long times) {
-    const Handle<TimerQueue> timers = queueFor("qor::TimerManager::resetTimer");
-    if (!timers) return false;
-    const TimerQueue::Access access(*timers);
-    return timers->reset(id, intervalMs, times);
+    const TimerMonitor::Access access(monitor_);
+    if (!m_timerQueue) return logNoQueue("qor::TimerManager::resetTimer"), false;
+    return m_timerQueue->reset(id, intervalMs, times);
 }
 
 void TimerManager::killTimer(TimerId id) {
-    const Handle<TimerQueue> timers = queue();
-    if (!timers) return;
-    const TimerQueue::Access access(*timers);
-    timers->kill(id);
+    const TimerMonitor::Access access(monitor_);
+    if (m_timerQueue) m_timerQueue->kill(id);
+}
+
+unsigned long TimerManager::numofTimers() const {
+    const TimerMonitor::Access access(monitor_);
+    return m_timerQueue ? m_timerQueue->numofBusy() : 0;
 }
 
 void TimerManager::onThreadExit(Thread* thread) {
@@ -115,72 +117,48 @@ void TimerManager::onThreadExit(Thread* thread) {
 
 dumper& TimerManager::dump(dumper& d) const {
     const dumper::_Entry entry(d, "qor::TimerManager");
-    const Handle<TimerQueue> timers = queue();
-    if (!timers) return d.member("*m_timerQueue", rawstring("null"));
-    const TimerQueue::Access access(*timers);
-    return d.member("*m_timerQueue", *timers);
+    const TimerMonitor::Access access(monitor_);
+    if (!m_timerQueue) return d.member("*m_timerQueue", rawstring("null"));
+    return d.member("*m_timerQueue", *m_timerQueue);
 }
 
 void TimerManager::dump(std::ostream& os) const {
     dumpTo(os, *this);
 }
 
-// Between a close and the next open a thread may find no queue.
+// A stop clears living first, and then wakes: one of the two is seen. Between a close and the next
+// open there may be no queue.
 bool TimerManager::onWait() {
-    const Handle<TimerQueue> timers = queue();
     const SimpleThread* const thread = callingThread();
-    if (!timers) {
-        thread->wait(Time::microSeconds(QOR_TIMER_CHECK_TIME));
-        return true;
-    }
-    // A stop clears living first, and then wakes: one of the two is seen.
-    const TimerQueue::Access access(*timers);
-    if (thread->living()) timers->wait();
+    const TimerMonitor::Access access(monitor_);
+    const Time noTimers = Time::microSeconds(QOR_TIMER_CHECK_TIME);
+    if (thread->living()) monitor_.wait(m_timerQueue ? m_timerQueue->waitTime() : noTimers);
     return true;
 }
 
+// A callback may close the queue.
 void TimerManager::onWork() {
     const Handle<TimerQueue> timers = queue();
     if (!timers) return;
-    const TimerQueue::Access access(*timers);
+    const TimerMonitor::Access access(monitor_);
     timers->tick();
 }
 
 void TimerManager::onStop() {
-    const Handle<TimerQueue> timers = queue();
-    if (!timers) return;
-    const TimerQueue::Access access(*timers);
-    timers->wake();
+    const TimerMonitor::Access access(monitor_);
+    monitor_.wake();
 }
 
 Handle<TimerQueue> TimerManager::queue() const {
-    const Guard guard(mutex_);
+    const TimerMonitor::Access access(monitor_);
     return m_timerQueue;
 }
 
-Handle<TimerQueue> TimerManager::queueFor(const char* func) const {
-    const Handle<TimerQueue> timers = queue();
-    if (!timers) own_log::error(func, [] { return "no timer queue"; });
-    return timers;
-}
-
-Handle<TimerQueue> TimerManager::openQueue() {
-    if (const Handle<TimerQueue> present = queue()) return present;
-    const auto fresh = make<TimerQueue>("qor::TimerManager::open", 0UL);
-    const Guard guard(mutex_);
-    if (!m_timerQueue) m_timerQueue = fresh;
-    return m_timerQueue;
-}
-
-// Who is inside the old queue goes on with it; nothing of it fires any more.
+// A tick of the old queue that is under way fires nothing more.
 void TimerManager::replaceQueue(Handle<TimerQueue> fresh) {
-    {
-        const Guard guard(mutex_);
-        m_timerQueue.swap(fresh);
-    }
-    if (!fresh) return;
-    const TimerQueue::Access access(*fresh);
-    fresh->abandon();
+    const TimerMonitor::Access access(monitor_);
+    if (m_timerQueue) m_timerQueue->abandon();
+    m_timerQueue.swap(fresh);
 }
 
 std::vector<Handle<TimeoutThread>> TimerManager::takeThreads() {

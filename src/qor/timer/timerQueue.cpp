@@ -185,6 +185,13 @@ std::vector<TimeoutBlock> TimeoutQueue::sorted() const {
     return elements;
 }
 
+// TimerMonitor
+
+bool TimerMonitor::isHeldHere() const noexcept {
+    const void* const thread = releasingThread_.load(std::memory_order_relaxed);
+    return thread != nullptr && thread == self();
+}
+
 // TimerQueue
 
 // Gives the monitor up while a timer's onTimer runs on the calling thread.
@@ -193,10 +200,10 @@ public:
     Firing(TimerQueue& queue, const TimerId& id) : queue_(queue) {
         queue.firing_ = id;
         queue.firingThread_ = self();
-        queue.monitor_.unlock();
+        queue.monitor_.monitor_.unlock();
     }
     ~Firing() {
-        queue_.monitor_.lock();
+        queue_.monitor_.monitor_.lock();
         queue_.firing_.reset();
     }
 
@@ -208,29 +215,24 @@ private:
 class TimerQueue::Releasing : noncopyable {
 public:
     explicit Releasing(TimerQueue& queue)
-        : queue_(queue), before_(queue.releasingThread_.exchange(self())) {}
-    ~Releasing() { queue_.releasingThread_ = before_; }
+        : thread_(queue.monitor_.releasingThread_),
+          before_(thread_.load(std::memory_order_relaxed)) {
+        thread_.store(self(), std::memory_order_relaxed);
+    }
+    ~Releasing() { thread_.store(before_, std::memory_order_relaxed); }
 
 private:
-    TimerQueue& queue_;
+    std::atomic<const void*>& thread_;
     const void* const before_;
 };
-
-TimerQueue::Access::Access(const TimerQueue& queue)
-    : queue_(queue), held_(queue.releasingThread_.load(std::memory_order_relaxed) == self()) {
-    if (!held_) queue_.monitor_.lock();
-}
-
-TimerQueue::Access::~Access() {
-    if (!held_) queue_.monitor_.unlock();
-}
 
 TimerQueue::Clock TimerQueue::systemClock() noexcept {
     return {[] { return Time::now(Time::Realtime); }, [] { return Time::now(Time::Monotonic); }};
 }
 
-TimerQueue::TimerQueue(unsigned long numberOfTimers, const Clock& clock)
-    : m_timerBlocks(slotsFor(numberOfTimers)),
+TimerQueue::TimerQueue(unsigned long numberOfTimers, TimerMonitor& monitor, const Clock& clock)
+    : monitor_(monitor),
+      m_timerBlocks(slotsFor(numberOfTimers)),
       m_idStatus(m_timerBlocks.size()),
       m_timeoutQueue(static_cast<ulong32>(m_timerBlocks.size())),
       m_waitTime(Time::microSeconds(QOR_TIMER_CHECK_TIME)),
