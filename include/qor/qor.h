@@ -3,6 +3,7 @@
 
 // The whole library.
 
+#include "qor/base/base_type.h"
 #include "qor/base/base_type_auto.h"
 #include "qor/base/base_type_bytes.h"
 #include "qor/base/base_type_char.h"
@@ -12,6 +13,7 @@
 #include "qor/base/base_type_target.h"
 #include "qor/base/base_type_time.h"
 #include "qor/base/base_type_view.h"
+#include "qor/base/class_name.h"
 #include "qor/base/exception.h"
 #include "qor/base/field.h"
 #include "qor/base/interface.h"
@@ -20,7 +22,10 @@
 #include "qor/base/open_flags.h"
 #include "qor/base/tri_bool.h"
 #include "qor/cfg/config_file.h"
+#include "qor/log/console.h"
 #include "qor/log/log_dumper.h"
+#include "qor/log/log_factory.h"
+#include "qor/log/log_tracer.h"
 #include "qor/mt/containers.h"
 #include "qor/mt/handle.h"
 #include "qor/mt/monitor.h"
@@ -62,6 +67,7 @@
 #include "qor/util/directory.h"
 #include "qor/util/file.h"
 #include "qor/util/optional.h"
+#include "qor/util/simple_value.h"
 #include "qor/util/singleton_T.h"
 #include "qor/util/util_func.h"
 

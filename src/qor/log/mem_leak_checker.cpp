@@ -41,6 +41,17 @@ void show(Compose compose) noexcept {
     showing = false;
 }
 
+// A place as one row of the report.
+struct Row {
+    dumper& dump(dumper& d) const {
+        std::ostringstream text;
+        text << place;
+        return d.raw(istr(text.str()));
+    }
+
+    Current place;
+};
+
 bool wanted() {
     return getenv("QOR_MEM_LEAK_CHECK") == "on";
 }
@@ -153,9 +164,9 @@ dumper& MemLeakChecker::dump(dumper& d) const {
     }
     const dumper::_Entry entry(d, "qor::MemLeakChecker");
     if (places.empty()) return d.raw("\n\tCongratulations! No memory leaked.");
-    std::multimap<unsigned, Current> counts;
+    std::multimap<unsigned, Row> counts;
     for (const auto& [place, count] : places)
-        counts.emplace(count, place);
+        counts.emplace(count, Row{place});
     return d.member("sorted", counts).member("sorting", places);
 }
 
