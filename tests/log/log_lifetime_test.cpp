@@ -29,8 +29,12 @@ std::vector<std::string> linesOf(const LogFile& file) {
              {" qor version", " qor compiled at", " revision", " build"}) {
             if (line.starts_with(varying)) line = varying;
         }
-        const std::size_t id = line.find("screen{");
-        if (id != std::string::npos) line.erase(id + 6, line.find('}') - id - 5);
+        for (const char* const name : {"screen{", "timer{"}) {
+            const std::size_t id = line.find(name);
+            if (id == std::string::npos) continue;
+            const std::size_t brace = line.find('{', id);
+            line.erase(brace, line.find('}', brace) + 1 - brace);
+        }
         // A thread may be stopped before it has looked up from its birth.
         if (line.find("thread begin failure") == std::string::npos) lines.push_back(line);
     }
@@ -51,25 +55,33 @@ TEST(Lifecycle, RunsItsStepsInOrder) {
         },
         testing::ExitedWithCode(0), "");
     const std::vector<std::string> lines = linesOf(file);
-    const std::vector<std::string> expected = {"",
-                                               " qor initializing...",
-                                               " qor version",
-                                               " qor compiled at",
-                                               " revision",
-                                               " build",
-                                               "",
-                                               " qor startup...",
-                                               "[INFO]{screen}run_i() thread begin.",
-                                               " qor shutdown...",
-                                               "",
-                                               "[INFO]onStop_i() screen thread stopping...",
-                                               "[INFO]{screen}run_i() thread end.",
-                                               "[INFO]stop() screen thread stopped.",
-                                               "[INFO]~SimpleThread() screen thread finalized.",
-                                               " qor shutdown...",
-                                               "",
-                                               " qor finalized.",
-                                               ""};
+    const std::vector<std::string> expected = {
+        "",
+        " qor initializing...",
+        " qor version",
+        " qor compiled at",
+        " revision",
+        " build",
+        "",
+        " qor startup...",
+        " num of timers = 5000",
+        "[INFO]{timer}run_i() thread begin.",
+        "[INFO]{screen}run_i() thread begin.",
+        " qor shutdown...",
+        "",
+        "[INFO]onStop_i() timer thread stopping...",
+        "[INFO]{timer}run_i() thread end.",
+        "[INFO]stop() timer thread stopped.",
+        "[INFO]~SimpleThread() timer thread finalized.",
+        "[INFO]onStop_i() screen thread stopping...",
+        "[INFO]{screen}run_i() thread end.",
+        "[INFO]stop() screen thread stopped.",
+        "[INFO]~SimpleThread() screen thread finalized.",
+        " qor shutdown...",
+        "",
+        "[INFO]~ThreadOwner() thread owner timerManager finalized",
+        " qor finalized.",
+        ""};
     EXPECT_EQ(lines, expected);
 }
 
