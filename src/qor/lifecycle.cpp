@@ -78,6 +78,8 @@ void fini() {
     console::destroy();
     ConfigFile::destroy();
     pml::ntv::Unit::destroy_null();
+    // The log is closed by now.
+    if (MemLeakChecker::isStarted()) MemLeakChecker::instance()->dump(std_err());
     MemLeakChecker::destroy();
     MLC_Entry::leave();
     ACE::fini();

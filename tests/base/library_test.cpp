@@ -6,6 +6,8 @@
 #include <sstream>
 #include <string>
 
+#include "qor/base/mlcheck.h"
+#include "qor/log/console.h"
 #include "qor/timer/timerQueue.h"
 
 namespace qor {
@@ -40,16 +42,18 @@ TEST(Banner, ShowsVersionTimesAndSettings) {
 }
 
 // In a process of its own, since what is closed stays closed.
-TEST(Library, ClosesForGood) {
+TEST(Library, ClosesForGoodAndLeavesNothing) {
     EXPECT_EXIT(
         {
+            MemLeakChecker::instance()->start();
+            console::setOn(true);
             const bool before = System::closing();
             { const InitFini bracket("test", false, 7); }
             const bool sized = QOR_TIMER_MAX_NUM() == 7;
             startup("test", false, 0);
             std::exit(!before && System::closing() && sized ? 0 : 1);
         },
-        testing::ExitedWithCode(0), "");
+        testing::ExitedWithCode(0), "Congratulations! No memory leaked.");
 }
 
 }  // namespace

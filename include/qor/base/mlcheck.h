@@ -33,6 +33,9 @@ class dumper;
 //     const MemLeakChecker::Helper leaks;
 //     run();
 //
+// Started before init and left on, it has fini show on the standard error what is left when all of
+// the library has gone.
+//
 // It is off until start, and a block then costs one test. What was allocated before start is
 // unknown to it: a release of such a block is told on the console, and happens all the same.
 //
@@ -127,18 +130,33 @@ void* blockOf(T* ptr) noexcept {
     }
 }
 
+// The same for an object, but for one whose class has an allocation of its own: such a class enters
+// its blocks itself.
+template <class T>
+void objectAllocated(T* ptr, const char* file, unsigned line, const char* func) noexcept {
+    if constexpr (!requires { T::operator delete(static_cast<void*>(ptr)); }) {
+        blockAllocated(blockOf(ptr), file, line, func);
+    }
+}
+template <class T>
+void objectReleased(T* ptr, const char* file, unsigned line, const char* func) noexcept {
+    if constexpr (!requires { T::operator delete(static_cast<void*>(ptr)); }) {
+        blockReleased(blockOf(ptr), file, line, func);
+    }
+}
+
 // The literals are kept by pointer.
 template <class T, class... Args>
 T* checkedNew(const char* file, unsigned line, const char* func, Args&&... args) {
     T* const object = new (file, line, func) T(std::forward<Args>(args)...);
-    blockAllocated(blockOf(object), file, line, func);
+    objectAllocated(object, file, line, func);
     return object;
 }
 
 template <class T>
 void checkedDelete(T* ptr, const char* file, unsigned line, const char* func) noexcept {
     if (ptr == nullptr) return;
-    blockReleased(blockOf(ptr), file, line, func);
+    objectReleased(ptr, file, line, func);
     delete ptr;
 }
 

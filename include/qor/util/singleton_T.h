@@ -31,7 +31,7 @@ public:
     static void destroy() noexcept {
         T* const object = take();
         if (object == nullptr) return;
-        blockReleased(blockOf(object), __FILE__, __LINE__, destroyName());
+        objectReleased(object, __FILE__, __LINE__, destroyName());
         delete object;
     }
 
@@ -52,7 +52,7 @@ private:
             instance_.store(object, std::memory_order_release);
         }
         // The leak table may show what is entered on the console, a singleton too.
-        blockAllocated(blockOf(object), __FILE__, __LINE__, func);
+        objectAllocated(object, __FILE__, __LINE__, func);
         return object;
     }
 
