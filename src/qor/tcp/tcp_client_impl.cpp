@@ -81,7 +81,7 @@ void TcpClientImpl::logConnected() {
 }
 
 bool TcpClientImpl::onLoop() {
-    if (receiver_.recv(*this)) return true;
+    if (receiver_.recv(*this, socket_)) return true;
     tcp::logInfoAt(Current(__FILE__, __LINE__, "qor::TcpClientImpl::onLoop"),
                    [](std::ostream& os) { os << "break loop: !recv()"; });
     return false;
@@ -89,8 +89,7 @@ bool TcpClientImpl::onLoop() {
 
 // The end is told here if the thread was stopped while it did not read.
 void TcpClientImpl::onDeath() {
-    socket_.end();
-    receiver_.end();
+    receiver_.end(socket_);
     socket_.close();
 }
 

@@ -29,16 +29,17 @@ bool told(const char* func, Call call) {
 
 }  // namespace
 
-bool TcpReceiver::recv(TcpChannel& channel) {
+bool TcpReceiver::recv(TcpChannel& channel, TcpSocket& socket) {
     const bool going = channel.recvBuf(frame_) && told("qor::TcpCallback::onReceive", [&] {
                            if (callback_) callback_->onReceive(peer_, frame_);
                        });
     if (frame_.max_size() > kKeptRoom) frame_.clear();
-    if (!going) end();
+    if (!going) end(socket);
     return going;
 }
 
-void TcpReceiver::end() {
+void TcpReceiver::end(TcpSocket& socket) {
+    socket.end();
     if (!standing_) return;
     standing_ = false;
     told("qor::TcpCallback::onClosed", [&] {

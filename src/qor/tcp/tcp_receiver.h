@@ -6,6 +6,7 @@
 #include "qor/mt/handle.h"
 #include "qor/tcp/tcp_impl_base.h"
 #include "tcp/tcp_channel.h"
+#include "tcp/tcp_socket.h"
 
 namespace qor::tcp {
 
@@ -21,11 +22,11 @@ public:
         peer_ = std::move(peer);
         standing_ = true;
     }
-    // Reads one frame and tells it. False if there is none, or if it could not be told; the end has
-    // been told then.
-    bool recv(TcpChannel& channel);
-    // The connection stands no more: tells it, once.
-    void end();
+    // Reads one frame and tells it. False if there is none, or if it could not be told: the end has
+    // come then.
+    bool recv(TcpChannel& channel, TcpSocket& socket);
+    // Ends the socket, so that who is told can send no more, and tells it, once.
+    void end(TcpSocket& socket);
 
 private:
     Handle<TcpCallback> callback_;

@@ -79,7 +79,7 @@ bool TcpServerImpl::onLoop() {
         });
         return false;
     }
-    if (receiver_.recv(*this)) return true;
+    if (receiver_.recv(*this, socket_)) return true;
     close();
     tcp::logInfoAt(Current(__FILE__, __LINE__, kLoop),
                    [](std::ostream& os) { os << "break loop: !recv()"; });
@@ -88,8 +88,7 @@ bool TcpServerImpl::onLoop() {
 
 // The end is told here if the thread was stopped while it did not read.
 void TcpServerImpl::onDeath() {
-    socket_.end();
-    receiver_.end();
+    receiver_.end(socket_);
 }
 
 }  // namespace qor
