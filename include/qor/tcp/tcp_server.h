@@ -32,9 +32,10 @@ public:
     // Does not close: the listener and its connections go on.
     ~TcpServer();
 
-    // Listens; port 0 is one that the system chooses. False if the address is taken or is none of
-    // this host. The buffers of each connection's socket are set to `socketBufferSize` bytes, as
-    // far as the system does so. The callback may be null: frames are then read and dropped.
+    // Listens; an empty host is all addresses of this one, and port 0 is one that the system
+    // chooses. False if the address is taken or is none of this host. The buffers of each
+    // connection's socket are set to `socketBufferSize` bytes, as far as the system does so. The
+    // callback may be null: frames are then read and dropped.
     //
     // Raises the process's limit of descriptors as far as the system lets it. Close first: a
     // listener that is open goes on out of reach.

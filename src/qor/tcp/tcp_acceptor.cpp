@@ -20,6 +20,12 @@ constexpr int kWaitMilliseconds = 5000;
 // After a failure that the next attempt would meet too, such as no descriptor being left.
 constexpr long long kPauseMilliseconds = 100;
 
+// No host is all of this one's addresses.
+ACE_INET_Addr listeningAddress(const TcpAddr& address) {
+    if (address.ip.empty()) return ACE_INET_Addr(address.port, static_cast<ACE_UINT32>(INADDR_ANY));
+    return tcp::toInetAddr(address);
+}
+
 // An accepted socket that is nobody's yet.
 class Accepted : noncopyable {
 public:
@@ -42,15 +48,17 @@ TcpAcceptor::TcpAcceptor(const TcpAddr& address, const String& name, Handle<TcpC
                          int socketBufferSize)
     : SimpleThread(nullptr, name.c_str()),
       ThreadOwner(name.c_str()),
-      local_(tcp::toInetAddr(address)),
+      local_(listeningAddress(address)),
       callback_(std::move(callback)),
       socketBufferSize_(socketBufferSize) {}
 
 bool TcpAcceptor::open() {
     constexpr const char* func = "qor::TcpAcceptor::open";
     ACE::set_handle_limit(-1, 0);
-    if (acceptor_.open(local_, 1, PF_INET, kBacklog, 0, 0) == -1) {
-        tcp::logError(Current(__FILE__, __LINE__, func), errno,
+    // ACE would take a host that is not known for all addresses.
+    const bool known = local_ != ACE_INET_Addr();
+    if (!known || acceptor_.open(local_, 1, PF_INET, kBacklog, 0, 0) == -1) {
+        tcp::logError(Current(__FILE__, __LINE__, func), known ? errno : EADDRNOTAVAIL,
                       [&](std::ostream& os) { os << "at " << local_; });
         return false;
     }
