@@ -4,32 +4,27 @@
 #include <arpa/inet.h>
 #include <gtest/gtest.h>
 #include <linux/sockios.h>
-#include <netinet/tcp.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <chrono>
-#include <condition_variable>
-#include <filesystem>
 #include <functional>
 #include <mutex>
 #include <string>
 #include <thread>
-#include <utility>
 #include <vector>
 
 #include "qor/tcp/tcp_impl_base.h"
-#include "support/temp_dir.h"
 
 namespace network {
 
 inline constexpr int kBuffer = 65536;
-inline constexpr std::chrono::seconds kPatience(60);
 
 // For what tells nobody when it has come about.
 inline bool until(const std::function<bool()>& come) {
-    const auto end = std::chrono::steady_clock::now() + kPatience;
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(60);
     while (!come()) {
         if (std::chrono::steady_clock::now() > end) return false;
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
@@ -37,66 +32,48 @@ inline bool until(const std::function<bool()>& come) {
     return true;
 }
 
-// What this process holds of the system.
-inline std::size_t threads() {
-    const std::filesystem::directory_iterator all("/proc/self/task");
-    return static_cast<std::size_t>(std::distance(begin(all), end(all)));
+inline std::string frame(const std::string& payload) {
+    const auto size = htonl(static_cast<std::uint32_t>(payload.size()));
+    return std::string(reinterpret_cast<const char*>(&size), sizeof size) + payload;
 }
 
 // A callback that notes its calls, and then does what it is given.
 class Events : public qor::TcpCallback {
 public:
     std::function<void(const qor::TcpAddr&, const qor::istr&)> receive;
-    std::function<void(const qor::TcpAddr&)> close;
+    std::function<void()> close;
+    std::atomic<std::size_t> closed{0};
 
     void onReceive(const qor::TcpAddr& peer, const qor::istr& payload) override {
-        note([&] {
+        {
+            const std::lock_guard lock(mutex_);
             frames_.emplace_back(std::string_view(payload));
             peer_ = peer;
-        });
+        }
         if (receive) receive(peer, payload);
     }
-    void onClosed(const qor::TcpAddr& peer) override {
-        note([&] { ++closed_; });
-        if (close) close(peer);
+    void onClosed(const qor::TcpAddr&) override {
+        ++closed;
+        if (close) close();
     }
-
     std::vector<std::string> frames() const {
         const std::lock_guard lock(mutex_);
         return frames_;
-    }
-    std::size_t closed() const {
-        const std::lock_guard lock(mutex_);
-        return closed_;
     }
     qor::TcpAddr peer() const {
         const std::lock_guard lock(mutex_);
         return peer_;
     }
-    bool received(std::size_t count) {
-        return wait([&] { return frames_.size() >= count; });
+    bool received(std::size_t count) const {
+        return until([&] { return frames().size() >= count; });
     }
-    bool closed(std::size_t count) {
-        return wait([&] { return closed_ >= count; });
+    bool ended(std::size_t count) const {
+        return until([&] { return closed >= count; });
     }
 
 private:
-    template <class Change>
-    void note(Change change) {
-        const std::lock_guard lock(mutex_);
-        change();
-        changed_.notify_all();
-    }
-    template <class Come>
-    bool wait(Come come) {
-        std::unique_lock lock(mutex_);
-        return changed_.wait_for(lock, kPatience, come);
-    }
-
     mutable std::mutex mutex_;
-    std::condition_variable changed_;
     std::vector<std::string> frames_;
-    std::size_t closed_ = 0;
     qor::TcpAddr peer_;
 };
 
@@ -104,17 +81,14 @@ private:
 class Socket {
 public:
     explicit Socket(int fd = ::socket(AF_INET, SOCK_STREAM, 0)) : fd_(fd) {}
-    Socket(Socket&& other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
-    Socket& operator=(Socket&& other) noexcept {
-        std::swap(fd_, other.fd_);
-        return *this;
-    }
-    ~Socket() { close(); }
+    Socket(Socket&& other) noexcept : fd_(other.fd_) { other.fd_ = -1; }
+    Socket& operator=(Socket&& other) noexcept { return std::swap(fd_, other.fd_), *this; }
+    ~Socket() { ::close(fd_); }
 
     static Socket listener(int backlog = 10) {
         Socket made;
-        sockaddr_in any = address(0);
-        EXPECT_EQ(::bind(made.fd_, reinterpret_cast<sockaddr*>(&any), sizeof any), 0);
+        const sockaddr_in any = address(0);
+        EXPECT_EQ(::bind(made.fd_, reinterpret_cast<const sockaddr*>(&any), sizeof any), 0);
         EXPECT_EQ(::listen(made.fd_, backlog), 0);
         return made;
     }
@@ -123,36 +97,33 @@ public:
         const sockaddr_in to = address(port);
         return ::connect(fd_, reinterpret_cast<const sockaddr*>(&to), sizeof to) == 0;
     }
-    unsigned short port() const {
+    qor::TcpAddr addr() const {
         sockaddr_in own{};
         socklen_t size = sizeof own;
         ::getsockname(fd_, reinterpret_cast<sockaddr*>(&own), &size);
-        return ntohs(own.sin_port);
+        return qor::TcpAddr(ntohs(own.sin_port), "127.0.0.1");
     }
-    qor::TcpAddr addr() const { return qor::TcpAddr(port(), "127.0.0.1"); }
+    // As the log shows it.
+    std::string masked() const { return "127.**.**.1:" + std::to_string(addr().port); }
 
     // Returns when the other end's system has the bytes.
-    void write(std::string_view bytes) const {
-        EXPECT_EQ(::send(fd_, bytes.data(), bytes.size(), MSG_NOSIGNAL),
-                  static_cast<ssize_t>(bytes.size()));
+    void write(const std::string& bytes) const {
+        EXPECT_EQ(::send(fd_, bytes.data(), bytes.size(), 0), static_cast<ssize_t>(bytes.size()));
         int unsent = 1;
         EXPECT_TRUE(until([&] { return ::ioctl(fd_, SIOCOUTQ, &unsent) == 0 && unsent == 0; }));
     }
-    // Fewer at the end of the stream.
-    std::string read(std::size_t size) const {
+    // Fewer at the end of the stream, and what is there already when it is not waited for.
+    std::string read(std::size_t size, int flags = MSG_WAITALL) const {
         std::string bytes(size, '\0');
-        const ssize_t n = ::recv(fd_, bytes.data(), size, MSG_WAITALL);
-        bytes.resize(n > 0 ? static_cast<std::size_t>(n) : 0);
-        return bytes;
+        const ssize_t n = ::recv(fd_, bytes.data(), size, flags);
+        return bytes.substr(0, n > 0 ? static_cast<std::size_t>(n) : 0);
     }
-    // How many bytes there are to read.
-    bool waiting(int& bytes) const { return ::ioctl(fd_, FIONREAD, &bytes) == 0; }
-    void close() { ::close(std::exchange(fd_, -1)); }
-    // The other end meets a failure and no end.
-    void reset() {
-        const linger now{1, 0};
+    // A reset is a failure at the other end, and no end.
+    void close(bool reset = false) {
+        const linger now{reset, 0};
         ::setsockopt(fd_, SOL_SOCKET, SO_LINGER, &now, sizeof now);
-        close();
+        ::close(fd_);
+        fd_ = -1;
     }
 
 private:
@@ -166,11 +137,6 @@ private:
 
     int fd_;
 };
-
-inline std::string frame(const std::string& payload) {
-    const auto size = htonl(static_cast<std::uint32_t>(payload.size()));
-    return std::string(reinterpret_cast<const char*>(&size), sizeof size) + payload;
-}
 
 }  // namespace network
 
