@@ -219,7 +219,7 @@ TEST_F(TcpServerTest, CarriesTwoHundredConnectionsAtOnce) {
     EXPECT_EQ(events->closed, static_cast<std::size_t>(kClients));
     for (TcpClient& client : clients)
         client.close();
-    EXPECT_EQ(threads(), before);
+    EXPECT_TRUE(until([&] { return threads() == before; }));
     EXPECT_EQ(support::openDescriptors(), descriptors);
 }
 
@@ -248,6 +248,9 @@ TEST_F(TcpServerTest, KeepsNothingOfTenThousandClients) {
 }
 
 TEST_F(TcpServerTest, GoesOnWhenThereAreDescriptorsAgain) {
+#ifdef __SANITIZE_ADDRESS__
+    GTEST_SKIP() << "the sanitizer needs descriptors of its own";
+#endif
     open();
     const Socket waiting;
     std::ifstream lines(log->path());

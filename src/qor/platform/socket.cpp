@@ -3,7 +3,6 @@
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
-#include <sys/socket.h>
 #include <sys/uio.h>
 #include <unistd.h>
 
@@ -11,6 +10,7 @@
 #include <cerrno>
 #include <chrono>
 #include <climits>
+#include <cstring>
 
 namespace qor::platform {
 
@@ -20,6 +20,7 @@ using Clock = std::chrono::steady_clock;
 
 // The most that one call moves.
 constexpr std::size_t kMostAtOnce = 1UL << 30;
+constexpr std::size_t kOnePiece = 2048;
 
 // What is left of the two parts.
 class Parts {
@@ -30,6 +31,8 @@ public:
 
     std::size_t left() const noexcept { return left_; }
     ssize_t send(int socket, int flags) const noexcept {
+        if (parts_[1].iov_len == 0)
+            return ::send(socket, parts_[0].iov_base, parts_[0].iov_len, flags);
         iovec now[2] = {parts_[0], parts_[1]};
         now[1].iov_len = std::min(now[1].iov_len, kMostAtOnce);
         msghdr message{};
@@ -70,11 +73,7 @@ int waitWritable(int socket, Clock::time_point end) noexcept {
     }
 }
 
-}  // namespace
-
-Transfer sendAll(int socket, const void* head, std::size_t headSize, const void* body,
-                 std::size_t bodySize, int seconds) noexcept {
-    Parts parts(head, headSize, body, bodySize);
+Transfer sendParts(int socket, Parts parts, int seconds) noexcept {
     const std::size_t all = parts.left();
     const int flags = MSG_NOSIGNAL | (seconds < 0 ? 0 : MSG_DONTWAIT);
     // The clock is read when something has to be waited for.
@@ -94,6 +93,26 @@ Transfer sendAll(int socket, const void* head, std::size_t headSize, const void*
         if (error != 0 && error != EINTR) return {all - parts.left(), error};
     }
     return {all - parts.left(), 0};
+}
+
+}  // namespace
+
+int peerOf(int socket, PeerAddress& peer) noexcept {
+    peer.size = sizeof peer.address;
+    return getpeername(socket, reinterpret_cast<sockaddr*>(&peer.address), &peer.size) == 0 ? 0
+                                                                                            : errno;
+}
+
+Transfer sendAll(int socket, const void* head, std::size_t headSize, const void* body,
+                 std::size_t bodySize, int seconds) noexcept {
+    // The system takes one piece faster than two.
+    char piece[kOnePiece];
+    if (bodySize != 0 && headSize + bodySize <= sizeof piece) {
+        std::memcpy(piece, head, headSize);
+        std::memcpy(piece + headSize, body, bodySize);
+        return sendParts(socket, Parts(piece, headSize + bodySize, nullptr, 0), seconds);
+    }
+    return sendParts(socket, Parts(head, headSize, body, bodySize), seconds);
 }
 
 Transfer receiveAll(int socket, void* buffer, std::size_t size) noexcept {

@@ -1,6 +1,8 @@
 #ifndef QOR_SRC_PLATFORM_SOCKET_H
 #define QOR_SRC_PLATFORM_SOCKET_H
 
+#include <sys/socket.h>
+
 #include <cstddef>
 
 // Stream sockets that block. Closing one neither wakes a thread that is blocked in it nor keeps its
@@ -9,12 +11,21 @@
 
 namespace qor::platform {
 
+// The other end's address, as the system has it.
+struct PeerAddress {
+    sockaddr_storage address;
+    socklen_t size;
+};
+// 0 or an error number: that of a socket that is not connected, or is none.
+int peerOf(int socket, PeerAddress& peer) noexcept;
+
 struct Transfer {
     std::size_t bytes;  // so many were moved, also by a failure
     int error;          // 0 or an error number; ETIME when the time had passed
 };
 
-// Writes the head and then the body, as one stream. A negative number of seconds has no end, and 0
+// Writes the head and then the body, as one stream and, where they are small, in one piece. A
+// negative number of seconds has no end, and 0
 // moves what goes out at once. A peer that has gone is an error and no signal. Fewer bytes without
 // an error: the system takes none.
 Transfer sendAll(int socket, const void* head, std::size_t headSize, const void* body,

@@ -2,7 +2,6 @@
 
 #include <arpa/inet.h>
 
-#include <cerrno>
 #include <cstdint>
 #include <new>
 
@@ -20,10 +19,20 @@ constexpr const char* kReceive = "qor::TcpChannel::recvBuf_i";
 constexpr const char* kTrace = "TCP.TRACE";
 constexpr unsigned long kMostPayload = npos32 - sizeof(Header);
 
-bool logEnd(istr label, const ACE_INET_Addr& peer) {
+bool logEnd(istr label, const platform::PeerAddress& peer) {
     tcp::logInfoAt(Current(__FILE__, __LINE__, kReceive), [&](std::ostream& os) {
         os << "(" << label << ") reached end of client connection " << peer;
     });
+    return false;
+}
+
+// The address is for lines of the log alone. That a socket without a peer is refused before
+// anything goes out is what it is asked for.
+bool findPeer(ACE_HANDLE handle, platform::PeerAddress& peer, const char* func) {
+    const int error = platform::peerOf(handle, peer);
+    if (error == 0) return true;
+    tcp::logError(Current(__FILE__, __LINE__, func), error,
+                  [](std::ostream& os) { os << "get_remote_addr"; });
     return false;
 }
 
@@ -42,13 +51,9 @@ bool TcpChannel::sendBuf(const istr& payload, int timeout) {
         return false;
     }
     const Header header = htonl(static_cast<Header>(size));
-    ACE_INET_Addr peer;
-    if (stream().get_remote_addr(peer) == -1) {
-        tcp::logError(Current(__FILE__, __LINE__, func), errno,
-                      [](std::ostream& os) { os << "get_remote_addr"; });
-        return false;
-    }
     const ACE_HANDLE handle = stream().get_handle();
+    platform::PeerAddress peer;
+    if (!findPeer(handle, peer, func)) return false;
     const platform::Transfer sent =
         platform::sendAll(handle, &header, sizeof header, payload.data(), size, timeout);
     if (sent.bytes == sizeof header + size) {
@@ -70,12 +75,8 @@ bool TcpChannel::sendBuf(const istr& payload, int timeout) {
 
 bool TcpChannel::recvBuf(Bytes& payload) {
     constexpr const char* func = "qor::TcpChannel::recvBuf";
-    ACE_INET_Addr peer;
-    if (stream().get_remote_addr(peer) == -1) {
-        tcp::logError(Current(__FILE__, __LINE__, func), errno,
-                      [](std::ostream& os) { os << "get_remote_addr"; });
-        return false;
-    }
+    platform::PeerAddress peer;
+    if (!findPeer(stream().get_handle(), peer, func)) return false;
     Header header = 0;
     std::size_t length = sizeof header;
     if (!recvBuf_i(&header, length, "len", peer)) return false;
@@ -104,7 +105,8 @@ bool TcpChannel::recvBuf(Bytes& payload) {
 }
 
 // False when nothing came: the length is the number of bytes that did.
-bool TcpChannel::recvBuf_i(void* buffer, std::size_t& length, istr label, ACE_INET_Addr peer) {
+bool TcpChannel::recvBuf_i(void* buffer, std::size_t& length, istr label,
+                           const platform::PeerAddress& peer) {
     tcp::logTagged(Current(__FILE__, __LINE__, kReceive), kTrace, [&](std::ostream& os) {
         os << "(" << label << ") recving " << length << " bytes";
     });

@@ -1,11 +1,11 @@
 #ifndef QOR_SRC_TCP_TCP_CHANNEL_H
 #define QOR_SRC_TCP_TCP_CHANNEL_H
 
-#include <ace/INET_Addr.h>
 #include <ace/SOCK_Stream.h>
 
 #include <cstddef>
 
+#include "platform/socket.h"
 #include "qor/base/base_type_bytes.h"
 
 namespace qor {
@@ -33,7 +33,8 @@ protected:
     virtual ACE_SOCK_Stream& stream() = 0;
 
 private:
-    bool recvBuf_i(void* buffer, std::size_t& length, istr label, ACE_INET_Addr peer);
+    bool recvBuf_i(void* buffer, std::size_t& length, istr label,
+                   const platform::PeerAddress& peer);
 };
 
 namespace tcp {

@@ -1,14 +1,15 @@
 #include "tcp/tcp_socket.h"
 
+#include <utility>
+
 #include "platform/socket.h"
 
 namespace qor::tcp {
 
-void TcpSocket::open(ACE_HANDLE handle) {
-    const Guard guard(mutex_);
+void TcpSocket::open(ACE_HANDLE handle) noexcept {
     stream_.set_handle(handle);
-    open_ = owned_ = true;
-    users_ = 1;
+    owned_ = true;
+    state_ = 1;
 }
 
 void TcpSocket::setUp(int bufferSize) {
@@ -17,43 +18,30 @@ void TcpSocket::setUp(int bufferSize) {
     platform::sendAtOnce(stream_.get_handle());
 }
 
-bool TcpSocket::isOpen() const {
-    const Guard guard(mutex_);
-    return open_;
+void TcpSocket::end() noexcept {
+    const Use use(*this);
+    if (!use) return;
+    if ((state_.fetch_or(kEnded) & kEnded) == 0) platform::shutdownSocket(stream_.get_handle());
 }
 
-void TcpSocket::end() {
-    const Guard guard(mutex_);
-    if (open_) platform::shutdownSocket(stream_.get_handle());
-    open_ = false;
-}
-
-void TcpSocket::close() {
+void TcpSocket::close() noexcept {
     end();
-    {
-        const Guard guard(mutex_);
-        if (!owned_) return;
-        owned_ = false;
-    }
-    leave();
+    if (std::exchange(owned_, false)) leave();
 }
 
-bool TcpSocket::enter() {
-    const Guard guard(mutex_);
-    if (open_) ++users_;
-    return open_;
+bool TcpSocket::enter() noexcept {
+    unsigned state = state_;
+    while ((state & kEnded) == 0) {
+        if (state_.compare_exchange_weak(state, state + 1)) return true;
+    }
+    return false;
 }
 
-// Closing may take its time, and so is done without the lock.
-void TcpSocket::leave() {
-    ACE_HANDLE unused = ACE_INVALID_HANDLE;
-    {
-        const Guard guard(mutex_);
-        if (--users_ != 0) return;
-        unused = stream_.get_handle();
-        stream_.set_handle(ACE_INVALID_HANDLE);
-    }
-    platform::closeSocket(unused);
+// The last one is behind the end.
+void TcpSocket::leave() noexcept {
+    if (state_.fetch_sub(1) != kEnded + 1) return;
+    platform::closeSocket(stream_.get_handle());
+    stream_.set_handle(ACE_INVALID_HANDLE);
 }
 
 }  // namespace qor::tcp

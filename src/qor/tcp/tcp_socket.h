@@ -3,8 +3,9 @@
 
 #include <ace/SOCK_Stream.h>
 
+#include <atomic>
+
 #include "qor/base/interface.h"
-#include "qor/mt/mutex.h"
 
 namespace qor::tcp {
 
@@ -16,24 +17,24 @@ public:
     TcpSocket() = default;
     ~TcpSocket() { close(); }
 
-    // Takes the descriptor over; once in a life, and before others may use it.
-    void open(ACE_HANDLE handle);
+    // Takes the descriptor over; once in a life, on its own thread or before that starts.
+    void open(ACE_HANDLE handle) noexcept;
     // Both buffers get that many bytes, as far as the system does so.
     void setUp(int bufferSize);
     // Not once it was ended.
-    bool isOpen() const;
+    bool isOpen() const noexcept { return (state_ & kEnded) == 0; }
     // For its own thread, and for others while they hold a Use.
     ACE_SOCK_Stream& stream() noexcept { return stream_; }
 
     // Lets no new use begin, makes those under way fail, and wakes the reader.
-    void end();
+    void end() noexcept;
     // The own thread's farewell: ends, and gives the descriptor back.
-    void close();
+    void close() noexcept;
 
     // Keeps the descriptor for a scope, if the socket was open at its beginning.
     class Use : noncopyable {
     public:
-        explicit Use(TcpSocket& socket) : socket_(socket.enter() ? &socket : nullptr) {}
+        explicit Use(TcpSocket& socket) noexcept : socket_(socket.enter() ? &socket : nullptr) {}
         ~Use() {
             if (socket_ != nullptr) socket_->leave();
         }
@@ -44,14 +45,15 @@ public:
     };
 
 private:
-    bool enter();
-    void leave();
+    // How many use it, its own thread among them until it closes; none enters when it was ended.
+    static constexpr unsigned kEnded = 1U << 31;
 
-    const Mutex mutex_;       // guards all but the stream
+    bool enter() noexcept;
+    void leave() noexcept;
+
+    std::atomic<unsigned> state_{kEnded};
+    bool owned_ = false;      // its own thread has not closed it
     ACE_SOCK_Stream stream_;  // changes only while nobody uses it
-    bool open_ = false;
-    bool owned_ = false;  // its own thread is one of the users
-    unsigned users_ = 0;
 };
 
 }  // namespace qor::tcp
