@@ -3,6 +3,7 @@
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
+#include <sys/socket.h>
 #include <sys/uio.h>
 #include <unistd.h>
 
@@ -97,10 +98,10 @@ Transfer sendParts(int socket, Parts parts, int seconds) noexcept {
 
 }  // namespace
 
-int peerOf(int socket, PeerAddress& peer) noexcept {
-    peer.size = sizeof peer.address;
-    return getpeername(socket, reinterpret_cast<sockaddr*>(&peer.address), &peer.size) == 0 ? 0
-                                                                                            : errno;
+int checkPeer(int socket) noexcept {
+    sockaddr_storage peer;
+    socklen_t size = sizeof peer;
+    return getpeername(socket, reinterpret_cast<sockaddr*>(&peer), &size) == 0 ? 0 : errno;
 }
 
 Transfer sendAll(int socket, const void* head, std::size_t headSize, const void* body,

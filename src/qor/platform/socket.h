@@ -1,8 +1,6 @@
 #ifndef QOR_SRC_PLATFORM_SOCKET_H
 #define QOR_SRC_PLATFORM_SOCKET_H
 
-#include <sys/socket.h>
-
 #include <cstddef>
 
 // Stream sockets that block. Closing one neither wakes a thread that is blocked in it nor keeps its
@@ -11,13 +9,8 @@
 
 namespace qor::platform {
 
-// The other end's address, as the system has it.
-struct PeerAddress {
-    sockaddr_storage address;
-    socklen_t size;
-};
-// 0 or an error number: that of a socket that is not connected, or is none.
-int peerOf(int socket, PeerAddress& peer) noexcept;
+// Whether the socket has another end: 0 or an error number.
+int checkPeer(int socket) noexcept;
 
 struct Transfer {
     std::size_t bytes;  // so many were moved, also by a failure

@@ -68,7 +68,7 @@ bool TcpAcceptor::open() {
         acceptor_.close();
         return false;
     }
-    listener_.open(acceptor_.get_handle());
+    listener_.open(acceptor_.get_handle(), ACE_INET_Addr());
     localPort_ = local_.get_port_number();
     tcp::logInfo(Current(__FILE__, __LINE__, func), "INFO",
                  [&](std::ostream& os) { os << "start tcp acceptor at " << local_; });

@@ -5,7 +5,6 @@
 
 #include <iosfwd>
 
-#include "platform/socket.h"
 #include "qor/log/log_dumper.h"
 #include "qor/tcp/tcp_impl_base.h"
 
@@ -22,7 +21,6 @@ ACE_INET_Addr toInetAddr(const TcpAddr& address);
 
 }  // namespace tcp
 
-std::ostream& operator<<(std::ostream& os, const platform::PeerAddress& peer);
 // As the log shows an address: the host with its middle hidden, ":" and the port. A host that
 // cannot be hidden is left out.
 std::ostream& operator<<(std::ostream& os, const ACE_INET_Addr& address);

@@ -2,6 +2,7 @@
 
 #include <arpa/inet.h>
 
+#include <cerrno>
 #include <cstdint>
 #include <new>
 
@@ -19,20 +20,27 @@ constexpr const char* kReceive = "qor::TcpChannel::recvBuf_i";
 constexpr const char* kTrace = "TCP.TRACE";
 constexpr unsigned long kMostPayload = npos32 - sizeof(Header);
 
-bool logEnd(istr label, const platform::PeerAddress& peer) {
-    tcp::logInfoAt(Current(__FILE__, __LINE__, kReceive), [&](std::ostream& os) {
-        os << "(" << label << ") reached end of client connection " << peer;
-    });
+bool logNoPeer(const char* func, int error) {
+    tcp::logError(Current(__FILE__, __LINE__, func), error,
+                  [](std::ostream& os) { os << "get_remote_addr"; });
     return false;
 }
 
-// The address is for lines of the log alone. That a socket without a peer is refused before
-// anything goes out is what it is asked for.
-bool findPeer(ACE_HANDLE handle, platform::PeerAddress& peer, const char* func) {
-    const int error = platform::peerOf(handle, peer);
-    if (error == 0) return true;
-    tcp::logError(Current(__FILE__, __LINE__, func), error,
-                  [](std::ostream& os) { os << "get_remote_addr"; });
+bool logReceive(int error, istr label, const ACE_INET_Addr& peer) {
+    tcp::logError(Current(__FILE__, __LINE__, kReceive), error,
+                  [&](std::ostream& os) { os << "(" << label << ") recv_n() " << peer; });
+    return false;
+}
+
+// Nothing more comes. Where the socket was ended here, that is a failure to read; it is the peer
+// who ends a stream. Without a peer the connection has failed, and a send was told why.
+bool logEnd(tcp::TcpSocket& socket, istr label) {
+    if (!socket.isOpen()) return logReceive(ECONNABORTED, label, socket.peer());
+    if (const int error = platform::checkPeer(socket.stream().get_handle()))
+        return logNoPeer("qor::TcpChannel::recvBuf", error);
+    tcp::logInfoAt(Current(__FILE__, __LINE__, kReceive), [&](std::ostream& os) {
+        os << "(" << label << ") reached end of client connection " << socket.peer();
+    });
     return false;
 }
 
@@ -51,9 +59,8 @@ bool TcpChannel::sendBuf(const istr& payload, int timeout) {
         return false;
     }
     const Header header = htonl(static_cast<Header>(size));
-    const ACE_HANDLE handle = stream().get_handle();
-    platform::PeerAddress peer;
-    if (!findPeer(handle, peer, func)) return false;
+    tcp::TcpSocket& to = socket();
+    const ACE_HANDLE handle = to.stream().get_handle();
     const platform::Transfer sent =
         platform::sendAll(handle, &header, sizeof header, payload.data(), size, timeout);
     if (sent.bytes == sizeof header + size) {
@@ -61,25 +68,28 @@ bool TcpChannel::sendBuf(const istr& payload, int timeout) {
                        [&](std::ostream& os) { os << "send ok " << sent.bytes << " bytes"; });
         return true;
     }
+    if (sent.bytes != 0) {
+        to.end();
+    } else if (const int error = platform::checkPeer(handle)) {
+        return logNoPeer(func, error);
+    }
     if (sent.error != 0) {
         tcp::logError(Current(__FILE__, __LINE__, func), sent.error,
-                      [&](std::ostream& os) { os << "send_n failed " << peer; });
+                      [&](std::ostream& os) { os << "send_n failed " << to.peer(); });
     } else {
         tcp::logFailure(Current(__FILE__, __LINE__, func), [&](std::ostream& os) {
-            os << "send_n() w_bytes != send_buf.size() " << peer;
+            os << "send_n() w_bytes != send_buf.size() " << to.peer();
         });
     }
-    if (sent.bytes != 0) platform::shutdownSocket(handle);
     return false;
 }
 
 bool TcpChannel::recvBuf(Bytes& payload) {
     constexpr const char* func = "qor::TcpChannel::recvBuf";
-    platform::PeerAddress peer;
-    if (!findPeer(stream().get_handle(), peer, func)) return false;
+    const ACE_INET_Addr& peer = socket().peer();
     Header header = 0;
     std::size_t length = sizeof header;
-    if (!recvBuf_i(&header, length, "len", peer)) return false;
+    if (!recvBuf_i(&header, length, "len")) return false;
     if (length != sizeof header) {
         tcp::logFailure(Current(__FILE__, __LINE__, func),
                         [&](std::ostream& os) { os << "recv_n(len) failed " << peer; });
@@ -98,25 +108,22 @@ bool TcpChannel::recvBuf(Bytes& payload) {
         return false;
     }
     length = size;
-    if (size != 0 && !recvBuf_i(payload.buffer(), length, "data", peer)) return false;
-    if (length != size) return logEnd("data", peer);
+    if (size != 0 && !recvBuf_i(payload.buffer(), length, "data")) return false;
+    if (length != size) return logEnd(socket(), "data");
     payload.size(size);
     return true;
 }
 
 // False when nothing came: the length is the number of bytes that did.
-bool TcpChannel::recvBuf_i(void* buffer, std::size_t& length, istr label,
-                           const platform::PeerAddress& peer) {
+bool TcpChannel::recvBuf_i(void* buffer, std::size_t& length, istr label) {
     tcp::logTagged(Current(__FILE__, __LINE__, kReceive), kTrace, [&](std::ostream& os) {
         os << "(" << label << ") recving " << length << " bytes";
     });
-    const platform::Transfer received = platform::receiveAll(stream().get_handle(), buffer, length);
-    if (received.error != 0) {
-        tcp::logError(Current(__FILE__, __LINE__, kReceive), received.error,
-                      [&](std::ostream& os) { os << "(" << label << ") recv_n() " << peer; });
-        return false;
-    }
-    if (received.bytes == 0) return logEnd(label, peer);
+    tcp::TcpSocket& from = socket();
+    const platform::Transfer received =
+        platform::receiveAll(from.stream().get_handle(), buffer, length);
+    if (received.error != 0) return logReceive(received.error, label, from.peer());
+    if (received.bytes == 0) return logEnd(from, label);
     length = received.bytes;
     tcp::logTagged(Current(__FILE__, __LINE__, kReceive), kTrace, [&](std::ostream& os) {
         os << "(" << label << ") recv ok " << length << " bytes";
@@ -128,8 +135,8 @@ namespace tcp {
 
 bool sendOnClosed(const istr& payload, int timeout) {
     struct Closed : TcpChannel {
-        ACE_SOCK_Stream& stream() override { return none; }
-        ACE_SOCK_Stream none;
+        TcpSocket& socket() override { return none; }
+        TcpSocket none;
     };
     return Closed().sendBuf(payload, timeout);
 }

@@ -1,12 +1,10 @@
 #ifndef QOR_SRC_TCP_TCP_CHANNEL_H
 #define QOR_SRC_TCP_TCP_CHANNEL_H
 
-#include <ace/SOCK_Stream.h>
-
 #include <cstddef>
 
-#include "platform/socket.h"
 #include "qor/base/base_type_bytes.h"
+#include "tcp/tcp_socket.h"
 
 namespace qor {
 
@@ -30,11 +28,10 @@ protected:
     TcpChannel& operator=(const TcpChannel&) = default;
     virtual ~TcpChannel() = default;
 
-    virtual ACE_SOCK_Stream& stream() = 0;
+    virtual tcp::TcpSocket& socket() = 0;
 
 private:
-    bool recvBuf_i(void* buffer, std::size_t& length, istr label,
-                   const platform::PeerAddress& peer);
+    bool recvBuf_i(void* buffer, std::size_t& length, istr label);
 };
 
 namespace tcp {

@@ -36,7 +36,7 @@ bool TcpClientImpl::send(const istr& payload, int timeout) {
 bool TcpClientImpl::onBirth() {
     ACE_SOCK_Stream connected;
     if (!connect(connected)) return false;
-    socket_.open(connected.get_handle());
+    socket_.open(connected.get_handle(), remote_);
     socket_.setUp(socketBufferSize_);
     logConnected();
     // Who closes while this connects is told nothing: its open is false.
@@ -70,7 +70,7 @@ bool TcpClientImpl::connect(ACE_SOCK_Stream& connected) {
 
 void TcpClientImpl::logConnected() {
     ACE_INET_Addr local;
-    if (stream().get_local_addr(local) == 0) localPort_ = local.get_port_number();
+    if (socket_.stream().get_local_addr(local) == 0) localPort_ = local.get_port_number();
     tcp::logInfo(Current(__FILE__, __LINE__, "qor::TcpClientImpl::onBirth"), "INFO",
                  [&](std::ostream& os) {
                      dumper from, to;

@@ -26,7 +26,7 @@ public:
     unsigned short getLocalPort() const noexcept { return localPort_; }
 
 protected:
-    ACE_SOCK_Stream& stream() override { return socket_.stream(); }
+    tcp::TcpSocket& socket() override { return socket_; }
 
     bool onBirth() override;
     bool onLoop() override;

@@ -45,12 +45,6 @@ std::ostream& operator<<(std::ostream& os, const ACE_INET_Addr& address) {
     return os << hidden << ":" << address.get_port_number();
 }
 
-std::ostream& operator<<(std::ostream& os, const platform::PeerAddress& peer) {
-    ACE_INET_Addr address;
-    address.set_addr(&peer.address, static_cast<int>(peer.size));
-    return os << address;
-}
-
 dumper& operator<<(dumper& d, const ACE_INET_Addr& address) {
     std::ostringstream text;
     text << address;

@@ -26,8 +26,8 @@ TcpServerImpl::TcpServerImpl(TcpAcceptor* owner, const char* name, Handle<TcpCal
       peer_(tcp::toTcpAddr(remote)) {}
 
 void TcpServerImpl::adopt(ACE_HANDLE handle) {
+    socket_.open(handle, remote_);
     handle_ = handle;
-    socket_.open(handle);
 }
 
 // What may be sent is not, from now on; the descriptor stays until nobody knows the connection.
@@ -51,12 +51,12 @@ bool TcpServerImpl::send(const istr& payload, int timeout) {
 bool TcpServerImpl::open() {
     constexpr const char* func = "qor::TcpServerImpl::open";
     ACE_INET_Addr remote;
-    if (stream().get_remote_addr(remote) == -1) {
+    if (socket_.stream().get_remote_addr(remote) == -1) {
         tcp::logError(Current(__FILE__, __LINE__, func), errno,
                       [](std::ostream& os) { os << "get_remote_addr"; });
         return close(), false;
     }
-    if (stream().disable(ACE_NONBLOCK) == -1) {
+    if (socket_.stream().disable(ACE_NONBLOCK) == -1) {
         tcp::logError(Current(__FILE__, __LINE__, func), errno,
                       [&](std::ostream& os) { os << "disable(ACE_NONBLOCK) " << remote; });
         return close(), false;

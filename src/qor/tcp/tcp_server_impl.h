@@ -33,7 +33,7 @@ public:
     const ACE_INET_Addr& remote() const noexcept { return remote_; }
 
 protected:
-    ACE_SOCK_Stream& stream() override { return socket_.stream(); }
+    tcp::TcpSocket& socket() override { return socket_; }
 
     bool onBirth() override { return open(); }
     bool onLoop() override;

@@ -6,7 +6,8 @@
 
 namespace qor::tcp {
 
-void TcpSocket::open(ACE_HANDLE handle) noexcept {
+void TcpSocket::open(ACE_HANDLE handle, const ACE_INET_Addr& peer) {
+    peer_ = peer;
     stream_.set_handle(handle);
     owned_ = true;
     state_ = 1;

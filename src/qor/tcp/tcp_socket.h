@@ -1,6 +1,7 @@
 #ifndef QOR_SRC_TCP_TCP_SOCKET_H
 #define QOR_SRC_TCP_TCP_SOCKET_H
 
+#include <ace/INET_Addr.h>
 #include <ace/SOCK_Stream.h>
 
 #include <atomic>
@@ -17,14 +18,16 @@ public:
     TcpSocket() = default;
     ~TcpSocket() { close(); }
 
-    // Takes the descriptor over; once in a life, on its own thread or before that starts.
-    void open(ACE_HANDLE handle) noexcept;
+    // Takes the descriptor over, and knows its other end; once in a life, on its own thread or
+    // before that starts.
+    void open(ACE_HANDLE handle, const ACE_INET_Addr& peer);
     // Both buffers get that many bytes, as far as the system does so.
     void setUp(int bufferSize);
     // Not once it was ended.
     bool isOpen() const noexcept { return (state_ & kEnded) == 0; }
     // For its own thread, and for others while they hold a Use.
     ACE_SOCK_Stream& stream() noexcept { return stream_; }
+    const ACE_INET_Addr& peer() const noexcept { return peer_; }
 
     // Lets no new use begin, makes those under way fail, and wakes the reader.
     void end() noexcept;
@@ -54,6 +57,7 @@ private:
     std::atomic<unsigned> state_{kEnded};
     bool owned_ = false;      // its own thread has not closed it
     ACE_SOCK_Stream stream_;  // changes only while nobody uses it
+    ACE_INET_Addr peer_;
 };
 
 }  // namespace qor::tcp
