@@ -11,12 +11,13 @@
 #include <atomic>
 #include <chrono>
 #include <functional>
-#include <mutex>
 #include <string>
 #include <thread>
-#include <vector>
+#include <utility>
 
+#include "qor/mt/mutex.h"
 #include "qor/tcp/tcp_impl_base.h"
+#include "support/log_file.h"
 
 namespace network {
 
@@ -31,6 +32,9 @@ inline bool until(const std::function<bool()>& come) {
     }
     return true;
 }
+inline bool logged(const support::LogFile& log, const std::string& text) {
+    return until([&] { return log.entries().find(text) != std::string::npos; });
+}
 
 inline std::string frame(const std::string& payload) {
     const auto size = htonl(static_cast<std::uint32_t>(payload.size()));
@@ -42,59 +46,51 @@ class Events : public qor::TcpCallback {
 public:
     std::function<void(const qor::TcpAddr&, const qor::istr&)> receive;
     std::function<void()> close;
-    std::atomic<std::size_t> closed{0};
+    std::atomic<unsigned> closed{0}, count{0};
 
     void onReceive(const qor::TcpAddr& peer, const qor::istr& payload) override {
         {
-            const std::lock_guard lock(mutex_);
-            frames_.emplace_back(std::string_view(payload));
-            peer_ = peer;
+            const qor::Guard guard(mutex_);
+            frames_ += std::string(payload) + "|";
         }
+        ++count;
         if (receive) receive(peer, payload);
     }
     void onClosed(const qor::TcpAddr&) override {
         ++closed;
         if (close) close();
     }
-    std::vector<std::string> frames() const {
-        const std::lock_guard lock(mutex_);
+    std::string frames() const {
+        const qor::Guard guard(mutex_);
         return frames_;
     }
-    qor::TcpAddr peer() const {
-        const std::lock_guard lock(mutex_);
-        return peer_;
+    bool received(unsigned frames) const {
+        return until([&] { return count >= frames; });
     }
-    bool received(std::size_t count) const {
-        return until([&] { return frames().size() >= count; });
-    }
-    bool ended(std::size_t count) const {
-        return until([&] { return closed >= count; });
+    bool ended(unsigned ends) const {
+        return until([&] { return closed >= ends; });
     }
 
 private:
-    mutable std::mutex mutex_;
-    std::vector<std::string> frames_;
-    qor::TcpAddr peer_;
+    const qor::Mutex mutex_;
+    std::string frames_;
 };
 
 // A plain socket of this host.
 class Socket {
 public:
     explicit Socket(int fd = ::socket(AF_INET, SOCK_STREAM, 0)) : fd_(fd) {}
-    Socket(Socket&& other) noexcept : fd_(other.fd_) { other.fd_ = -1; }
+    Socket(Socket&& other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
     Socket& operator=(Socket&& other) noexcept { return std::swap(fd_, other.fd_), *this; }
     ~Socket() { ::close(fd_); }
 
-    static Socket listener(int backlog = 10) {
-        Socket made;
-        const sockaddr_in any = address(0);
-        EXPECT_EQ(::bind(made.fd_, reinterpret_cast<const sockaddr*>(&any), sizeof any), 0);
-        EXPECT_EQ(::listen(made.fd_, backlog), 0);
-        return made;
-    }
+    // A listener's address is one that the system chooses.
+    void listen(int backlog) const { EXPECT_EQ(::listen(fd_, backlog), 0); }
     Socket accept() const { return Socket(::accept(fd_, nullptr, nullptr)); }
     bool connect(unsigned short port) const {
-        const sockaddr_in to = address(port);
+        sockaddr_in to{};
+        to.sin_family = AF_INET;
+        to.sin_port = htons(port);
         return ::connect(fd_, reinterpret_cast<const sockaddr*>(&to), sizeof to) == 0;
     }
     qor::TcpAddr addr() const {
@@ -122,19 +118,10 @@ public:
     void close(bool reset = false) {
         const linger now{reset, 0};
         ::setsockopt(fd_, SOL_SOCKET, SO_LINGER, &now, sizeof now);
-        ::close(fd_);
-        fd_ = -1;
+        ::close(std::exchange(fd_, -1));
     }
 
 private:
-    static sockaddr_in address(unsigned short port) {
-        sockaddr_in made{};
-        made.sin_family = AF_INET;
-        made.sin_port = htons(port);
-        made.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        return made;
-    }
-
     int fd_;
 };
 

@@ -8,10 +8,10 @@
 #include <future>
 #include <optional>
 #include <stdexcept>
+#include <vector>
 
 #include "network.h"
 #include "qor/tcp/tcp_client.h"
-#include "support/log_file.h"
 
 namespace qor {
 namespace {
@@ -32,14 +32,12 @@ protected:
     Socket known(const char* first = "known") {
         Socket made;
         EXPECT_TRUE(made.connect(server.getLocalPort()));
-        const std::size_t before = events->frames().size();
+        const unsigned before = events->count;
         made.write(frame(first));
         EXPECT_TRUE(events->received(before + 1));
         return made;
     }
-    bool logged(const std::string& text) const {
-        return until([&] { return log->entries().find(text) != std::string::npos; });
-    }
+    bool logged(const std::string& text) const { return network::logged(*log, text); }
 
     std::optional<support::LogFile> log{"qor"};
     const Handle<Events> events{new Events};
@@ -54,7 +52,6 @@ TEST_F(TcpServerTest, TellsItsLife) {
     Socket gone = known();
     const std::string peer = gone.masked();
     const TcpAddr address = gone.addr();
-    EXPECT_EQ(events->peer(), address);
     gone.close();
     EXPECT_TRUE(logged("closeServer() remove tcp server " + peer + "\n"));
     const Socket stays = known();
@@ -127,7 +124,7 @@ TEST_F(TcpServerTest, ListensOnFreeAddressesOnly) {
     EXPECT_TRUE(silent.connect(port));
     silent.close();
     EXPECT_TRUE(events->ended(2));
-    EXPECT_EQ(events->frames().size(), 1u);
+    EXPECT_EQ(events->count, 1u);
 }
 
 TEST_F(TcpServerTest, LosesOneClientToWhatItsCallbackRaises) {
@@ -216,7 +213,7 @@ TEST_F(TcpServerTest, CarriesTwoHundredConnectionsAtOnce) {
     for (const Handle<Numbers>& client : numbers)
         EXPECT_TRUE(until([&] { return client->frames == Numbers::kFrames; }) && !client->wrong);
     server.close();
-    EXPECT_EQ(events->closed, static_cast<std::size_t>(kClients));
+    EXPECT_EQ(events->closed, static_cast<unsigned>(kClients));
     for (TcpClient& client : clients)
         client.close();
     EXPECT_TRUE(until([&] { return threads() == before; }));
