@@ -169,24 +169,9 @@ TEST_F(TcpServerTest, MayBeClosedByItsCallbacks) {
     open();
 }
 
-// The frames of a client are numbered, and come back in their order.
-struct Numbers : TcpCallback {
-    static constexpr int kFrames = 1000;
-    void onReceive(const TcpAddr&, const istr& payload) override {
-        if (istr(text(frames)) != payload) wrong = true;
-        ++frames;
-    }
-    void onClosed(const TcpAddr&) override {}
-    std::string text(int n) const {
-        return std::to_string(client) + ":" + std::to_string(n) + std::string(n % 100, 'x');
-    }
-    int client = 0;
-    std::atomic<int> frames{0};
-    std::atomic<bool> wrong{false};
-};
-
 TEST_F(TcpServerTest, CarriesTwoHundredConnectionsAtOnce) {
     constexpr int kClients = kSlow == 1 ? 200 : 50;
+    constexpr int kFrames = 1000;
     log.reset();
     events->receive = [&](const TcpAddr& peer, const istr& payload) {
         EXPECT_TRUE(server.send(peer, payload, 60));
@@ -195,23 +180,32 @@ TEST_F(TcpServerTest, CarriesTwoHundredConnectionsAtOnce) {
     const unsigned descriptors = support::openDescriptors();
     open();
     std::vector<TcpClient> clients(kClients);
-    std::vector<Handle<Numbers>> numbers;
-    const TcpAddr address(server.getLocalPort(), "127.0.0.1");
+    std::vector<Handle<Events>> answers(kClients);
     for (int i = 0; i < kClients; ++i) {
-        numbers.emplace_back(new Numbers)->client = i;
-        ASSERT_TRUE(clients[i].open(address, numbers[i], 30, kBuffer));
+        answers[i] = new Events;
+        const TcpAddr address(server.getLocalPort(), "127.0.0.1");
+        ASSERT_TRUE(clients[i].open(address, answers[i], 30, kBuffer));
     }
+    // The frames of a client are numbered, and come back in their order.
+    const auto text = [](int client, int n) {
+        return std::to_string(client) + ":" + std::to_string(n) + std::string(n % 100, 'x');
+    };
     std::vector<std::thread> senders;
     for (int part = 0; part < 4; ++part)
         senders.emplace_back([&, part] {
-            for (int n = 0; n < Numbers::kFrames; ++n)
+            for (int n = 0; n < kFrames; ++n)
                 for (int i = part; i < kClients; i += 4)
-                    EXPECT_TRUE(clients[i].send(numbers[i]->text(n), 60));
+                    EXPECT_TRUE(clients[i].send(text(i, n), 60));
         });
     for (std::thread& sender : senders)
         sender.join();
-    for (const Handle<Numbers>& client : numbers)
-        EXPECT_TRUE(until([&] { return client->frames == Numbers::kFrames; }) && !client->wrong);
+    for (int i = 0; i < kClients; ++i) {
+        std::string expected;
+        for (int n = 0; n < kFrames; ++n)
+            expected += text(i, n) + "|";
+        EXPECT_TRUE(answers[i]->received(kFrames));
+        EXPECT_TRUE(answers[i]->frames() == expected) << i;
+    }
     server.close();
     EXPECT_EQ(events->closed, static_cast<unsigned>(kClients));
     for (TcpClient& client : clients)
