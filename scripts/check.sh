@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# The checks beyond the tests: the formatter has nothing to say, no warning, and the tests are clean
-# under the address and undefined-behaviour sanitizers.
+# The checks beyond the tests: the formatter has nothing to say, qor.h is complete, no warning, and
+# the tests are clean under the address and undefined-behaviour sanitizers.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -8,6 +8,14 @@ scripts/setup.sh check
 echo "check: format"
 find bench examples fuzz include src tests utility \( -name '*.h' -o -name '*.cpp' \) -print0 |
     xargs -0 clang-format --dry-run -Werror
+
+echo "check: qor.h has every header"
+(cd include && ls qor/*/*.h) | while read -r header; do
+    grep -q "#include \"$header\"" include/qor/qor.h || {
+        echo "check: qor.h lacks $header" >&2
+        exit 1
+    }
+done
 
 echo "check: warnings are errors, and the tests under sanitizers"
 cmake --preset asan -DQOR_WERROR=ON >/dev/null

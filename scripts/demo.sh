@@ -49,6 +49,12 @@ rm -f "$out"/logbook*.log
 "$bin/logbook" "$out/logbook.log" examples/data/logbook.pml
 
 echo
+echo "== reminders: timers by typed commands"
+cat examples/data/reminders.txt
+echo "--"
+"$bin/reminders" < examples/data/reminders.txt
+
+echo
 echo "== inspect: bytes that are no nbr"
 status=0
 "$bin/inspect" examples/data/malformed.hex || status=$?

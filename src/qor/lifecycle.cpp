@@ -1,5 +1,6 @@
 #include <ace/Init_ACE.h>
 
+#include <algorithm>
 #include <cstdlib>
 
 #include "base/upward.h"
@@ -7,6 +8,7 @@
 #include "qor/base/base_type_string.h"
 #include "qor/base/base_type_time.h"
 #include "qor/base/library.h"
+#include "qor/base/mlcheck.h"
 #include "qor/build_info.h"
 #include "qor/cfg/config_file.h"
 #include "qor/log/console.h"
@@ -14,6 +16,7 @@
 #include "qor/log/log_tracer.h"
 #include "qor/mt/thread.h"
 #include "qor/pml/ntv_unit.h"
+#include "qor/timer/timerManager.h"
 
 // The start and the end of the library. They know all subsystems, and so stand above them.
 
@@ -40,15 +43,19 @@ void init(const char*, bool, int) {
     logBuild();
     std::srand(static_cast<unsigned>(Time::now().toMicroSeconds()));
     ACE::init();
+    MLC_Entry::enter();
+    MemLeakChecker::instance();
     console::create();
     logger_factory::create();
     SimpleThread::current();
     tracer::instance();
+    TimerManager::instance();
 }
 
-void startup(const char*, bool, int) {
+void startup(const char*, bool, int numberOfTimers) {
     log("");
     log(" qor startup...");
+    TimerManager::instance()->reopen(static_cast<unsigned long>(std::max(numberOfTimers, 0)));
     console::open();
 }
 
@@ -56,11 +63,13 @@ void shutdown() {
     log(" qor shutdown...");
     log("");
     System::close();
+    TimerManager::instance()->close();
     console::close();
 }
 
 void fini() {
     shutdown();
+    TimerManager::destroy();
     tracer::destroy();
     SimpleThread::destroyThreadFactory();
     log(" qor finalized.");
@@ -69,6 +78,8 @@ void fini() {
     console::destroy();
     ConfigFile::destroy();
     pml::ntv::Unit::destroy_null();
+    MemLeakChecker::destroy();
+    MLC_Entry::leave();
     ACE::fini();
 }
 

@@ -3,6 +3,12 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <thread>
+#include <vector>
+
+#include "qor/base/mlcheck.h"
+#include "qor/log/log_dumper.h"
+#include "support/log_file.h"
 
 namespace qor {
 namespace {
@@ -59,6 +65,78 @@ TEST(OwnedThread, EndsWithoutItsOwner) {
     service.thread().startAndWait();
     service.thread().join();
     EXPECT_EQ(service.done(), "");
+}
+
+// Works until it is told to end.
+class Worker : public SimpleThread {
+public:
+    Worker() : SimpleThread(nullptr, "worker") {}
+    void end() { living(false); }
+
+protected:
+    bool onWait() override { return wait(Time::seconds(600)), true; }
+};
+
+TEST(AsyncThreadManager, KeepsThreadsUntilTheyEnd) {
+    support::LogFile log("QOR");
+    AsyncThreadManager manager("jobs");
+    std::vector<Handle<Worker>> workers;
+    for (int i = 0; i < 5; ++i) {
+        workers.push_back(checkedNew<Worker>(__FILE__, __LINE__, "test"));
+        workers.back()->startAndWait();
+        // Two of them have ended before the manager gets them.
+        if (i < 2) workers.back()->end(), workers.back()->join();
+        manager.put(workers.back());
+    }
+    EXPECT_EQ(manager.size(), 3U);
+    workers[2]->end();
+    workers[2]->join();
+    EXPECT_EQ(manager.size(), 2U);
+    dumper d(true);
+    const std::string text = manager.dump(d).str();
+    EXPECT_EQ(text.find("{name_='jobs' threads_={{name()='worker'"), 0U) << text;
+    EXPECT_NE(text.find("} closing_=false}"), std::string::npos) << text;
+    manager.close();
+    EXPECT_EQ(manager.size(), 0U);
+    EXPECT_FALSE(workers[3]->living() || workers[4]->living());
+    manager.close();
+
+    const Handle<Worker> late(checkedNew<Worker>(__FILE__, __LINE__, "test"));
+    late->startAndWait();
+    manager.put(late);
+    EXPECT_EQ(manager.size(), 0U);
+    EXPECT_EQ(late->owner(), nullptr);
+    manager.open();
+    manager.put(late);
+    EXPECT_EQ(manager.size(), 1U);
+    EXPECT_EQ(late->owner(), &manager);
+    manager.close();
+
+    const std::string entries = log.entries();
+    for (const char* line :
+         {"jobs 2 threads still living, try stop them...", "jobs 2 threads stopped, 0 remaning",
+          "closing jobs thread manager, not put new thread into it",
+          "jobs 1 threads stopped, 0 remaning"})
+        EXPECT_NE(entries.find(line), std::string::npos) << line;
+    EXPECT_EQ(entries.find(" 0 threads"), std::string::npos);
+}
+
+TEST(AsyncThreadManager, StandsThreadsThatEndWhileTheyAreTaken) {
+    AsyncThreadManager manager("busy");
+    const auto put = [&] {
+        for (int i = 0; i < 200; ++i) {
+            const Handle<Worker> worker(checkedNew<Worker>(__FILE__, __LINE__, "test"));
+            worker->startAndWait();
+            std::thread ending([&] { worker->end(); });
+            manager.put(worker);
+            ending.join();
+            worker->join();
+        }
+    };
+    std::thread other(put);
+    put();
+    other.join();
+    EXPECT_EQ(manager.size(), 0U);
 }
 
 }  // namespace

@@ -16,8 +16,8 @@ namespace qor {
 // Nothing records the state: each runs whatever came before, and none reports a failure. The
 // arguments are the same for init and startup; only startup's third one is used.
 QOR_API void init(const char* name, bool flag, int value);
-// The timer resolution in milliseconds; 0 keeps it.
-QOR_API void startup(const char* name, bool flag, int timerResolution);
+// Starts the timer service, with room for so many timers; 0 keeps the number that it has.
+QOR_API void startup(const char* name, bool flag, int numberOfTimers);
 QOR_API void shutdown();
 // Runs shutdown itself, then destroys the singletons. One that is asked for later is made anew.
 QOR_API void fini();

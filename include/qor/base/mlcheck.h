@@ -1,17 +1,21 @@
 #ifndef QOR_BASE_MLCHECK_H
 #define QOR_BASE_MLCHECK_H
 
+#include <atomic>
 #include <cstddef>
-#include <memory>
+#include <iosfwd>
 #include <new>
 #include <type_traits>
+#include <unordered_map>
 #include <utility>
 
 #include "qor/api.h"
+#include "qor/base/exception.h"
+#include "qor/base/interface.h"
 
-// Allocation and release that name the place they are called from, so that a leak table can tell
-// each block's origin. The memory itself is that of plain operator new: failure is std::bad_alloc,
-// and a replaced global operator new sees every block.
+// Allocation and release that name the place they are called from, and the table of what was
+// allocated and not released. The memory itself is that of plain operator new: failure is
+// std::bad_alloc, and a replaced global operator new sees every block.
 
 QOR_API void* operator new(std::size_t size, const char* file, unsigned line, const char* func);
 // Called by the compiler alone, when a constructor raises.
@@ -19,9 +23,99 @@ QOR_API void operator delete(void* ptr, const char* file, unsigned line, const c
 
 namespace qor {
 
+class Mutex;
+class dumper;
+
+// The table of the blocks that the checked functions below allocate and have not released yet,
+// which at the end is the list of leaks, each with the place of its allocation:
+//
+//     const InitFini library("program", false, 0);
+//     const MemLeakChecker::Helper leaks;
+//     run();
+//
+// It is off until start, and a block then costs one test. What was allocated before start is
+// unknown to it: a release of such a block is told on the console, and happens all the same.
+//
+// Any thread may use it. The texts of a place are literals, kept by pointer.
+class QOR_API MemLeakChecker : noncopyable {
+public:
+    // Runs the checker for a scope. The report goes to the logger "QOR", so the scope ends before
+    // fini. Nobody else stops the checker meanwhile.
+    struct QOR_API Helper {
+        Helper();
+        ~Helper();
+        Helper(const Helper&) = delete;
+        Helper& operator=(const Helper&) = delete;
+    };
+    // Shows each event on the console for a scope.
+    struct QOR_API DumpEntry {
+        DumpEntry();
+        ~DumpEntry();
+        DumpEntry(const DumpEntry&) = delete;
+        DumpEntry& operator=(const DumpEntry&) = delete;
+    };
+
+    // The checker, made at the first use and good for ever: what comes to a destroyed one finds an
+    // empty table that is off.
+    static MemLeakChecker* instance() noexcept;
+    // Forgets everything: the table is empty and off, as a new one is.
+    static void destroy() noexcept;
+    static bool isStarted() noexcept { return started_.load(std::memory_order_relaxed); }
+
+    // Enters a block; one that stands under that address is replaced. A block that there is no
+    // memory to record is left out.
+    void push(void* p, const char* file, unsigned line, const char* func) noexcept;
+    // Takes a block out, before it is released. False for a null pointer, and for one that is not
+    // in the table, which the console is told of. While the checker is off all but null is true.
+    bool pop(void* p, const char* file, unsigned line, const char* func) noexcept;
+
+    void start() noexcept;
+    // Writes what is left to the logger "QOR", if its infoOn() is true, and destroys the table.
+    void stop();
+    void dumpOn() noexcept;
+    void dumpOff() noexcept;
+
+    // How many blocks are in the table.
+    std::size_t size() const;
+    // The scope "qor::MemLeakChecker": how many blocks each place has, by their number and by the
+    // place.
+    dumper& dump(dumper& d) const;
+    void dump(std::ostream& os) const;
+
+private:
+    MemLeakChecker() = default;
+    ~MemLeakChecker() = default;
+
+    static const Mutex& mtxInstance();
+    void clear() noexcept;
+
+    inline static std::atomic<bool> started_{false};
+
+    std::unordered_map<void*, Current> entries_;  // guarded by mtxInstance()
+    std::atomic<bool> dumpOn_{false};
+};
+
+// The places at which a tracker of the whole heap is told that the library's use begins and ends.
+// enter and leave count the brackets of init and fini. The first and the last one call startup and
+// shutdown if the environment variable QOR_MEM_LEAK_CHECK is exactly "on". Those two and
+// logExceptionOnly do nothing here: they are for a build with such a tracker.
+class QOR_API MLC_Entry {
+public:
+    MLC_Entry() = delete;
+    static void enter();
+    static void leave();
+    static void startup() noexcept {}
+    static void shutdown() noexcept {}
+    static void logExceptionOnly() noexcept {}
+};
+
 // Enters a block in the leak table, and takes it out. Any thread may call them.
-QOR_API void blockAllocated(void* ptr, const char* file, unsigned line, const char* func);
-QOR_API void blockReleased(void* ptr, const char* file, unsigned line, const char* func) noexcept;
+inline void blockAllocated(void* ptr, const char* file, unsigned line, const char* func) noexcept {
+    if (MemLeakChecker::isStarted()) MemLeakChecker::instance()->push(ptr, file, line, func);
+}
+inline void blockReleased(void* ptr, const char* file, unsigned line, const char* func) noexcept {
+    if (MemLeakChecker::isStarted()) MemLeakChecker::instance()->pop(ptr, file, line, func);
+}
 
 // The address that an object was allocated at, which a pointer to a base need not be.
 template <class T>
@@ -36,9 +130,9 @@ void* blockOf(T* ptr) noexcept {
 // The literals are kept by pointer.
 template <class T, class... Args>
 T* checkedNew(const char* file, unsigned line, const char* func, Args&&... args) {
-    std::unique_ptr<T> object(new (file, line, func) T(std::forward<Args>(args)...));
-    blockAllocated(object.get(), file, line, func);
-    return object.release();
+    T* const object = new (file, line, func) T(std::forward<Args>(args)...);
+    blockAllocated(blockOf(object), file, line, func);
+    return object;
 }
 
 template <class T>
@@ -52,9 +146,9 @@ void checkedDelete(T* ptr, const char* file, unsigned line, const char* func) no
 template <class T>
 T* checkedNewArray(const char* file, unsigned line, const char* func, std::size_t count) {
     static_assert(std::is_trivial_v<T>);
-    std::unique_ptr<T[]> block(new T[count]);
-    blockAllocated(block.get(), file, line, func);
-    return block.release();
+    T* const block = new T[count];
+    blockAllocated(block, file, line, func);
+    return block;
 }
 
 template <class T>

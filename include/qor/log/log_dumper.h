@@ -18,6 +18,7 @@
 #include "qor/base/field.h"
 #include "qor/base/interface.h"
 #include "qor/mt/containers.h"
+#include "qor/mt/handle.h"
 
 namespace qor {
 
@@ -284,6 +285,10 @@ struct dump_hex : dump_hex_base {
     }
 };
 
+// What a Handle has, or "null".
+template <class T>
+dumper& operator<<(dumper& d, const Handle<T>& handle);
+
 template <class T>
 concept DumpsItself = requires(const T& object, dumper& d) {
     object.dump(d);
@@ -334,6 +339,11 @@ dumper& dumpPart(dumper& d, const T& part) {
                       "a dumper cannot show this type: it has neither dump(dumper&) "
                       "nor a codec nor an operator<< for dumpers");
     }
+}
+
+template <class T>
+dumper& operator<<(dumper& d, const Handle<T>& handle) {
+    return handle == nullptr ? d.write("null") : dumpPart(d, *handle);
 }
 
 template <class T>

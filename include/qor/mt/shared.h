@@ -13,6 +13,9 @@ namespace qor {
 // until a Handle takes it, and the Handle that lets the count fall to 0 deletes it. Counting is
 // atomic: Handles of several threads may share an object. It is no part of the object's value, so
 // that an object may be shared as const.
+//
+// The deletion is a checked one, so make the objects by checkedNew of mlcheck.h: of one that it does
+// not know the leak table, when it is on, says so.
 class QOR_API Shared {
 public:
     void __AddRef() const noexcept { refCount_.fetch_add(1, std::memory_order_relaxed); }

@@ -233,6 +233,9 @@ public:
 
     ThreadOwner* owner() const;
     void owner(ThreadOwner* owner);
+    // Gives a thread that has no owner to this one. False if the end of the thread has been told
+    // already: this owner will not hear of it.
+    bool adopt(ThreadOwner* owner);
 
     const String& name() const noexcept { return name_; }
     // The name, and behind it, once the thread runs, its threadIdString.
@@ -284,8 +287,9 @@ private:
     void tellAll();
     bool isCurrent() const;
 
-    Mutex mutex_;  // guards the owner and the full name
+    Mutex mutex_;  // guards the owner, the full name, and whether the end has been told
     ThreadOwner* owner_;
+    bool exitTold_ = false;
     mutable Monitor monitor_;
     const String name_;
     String fullname_;

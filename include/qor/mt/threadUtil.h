@@ -1,6 +1,10 @@
 #ifndef QOR_MT_THREADUTIL_H
 #define QOR_MT_THREADUTIL_H
 
+#include <atomic>
+#include <cstddef>
+
+#include "qor/mt/containers.h"
 #include "qor/mt/thread.h"
 
 namespace qor {
@@ -81,6 +85,36 @@ public:
 class MTAThread : public SimpleThread {
 public:
     using SimpleThread::SimpleThread;
+};
+
+// Keeps threads that nobody waits for: one that is put here lives until it ends by itself, or until
+// close. Any thread may use it; close is not for one of the threads that are kept.
+class QOR_API AsyncThreadManager : public ThreadOwner {
+public:
+    explicit AsyncThreadManager(const istr& name);
+    // Closes.
+    ~AsyncThreadManager() override;
+
+    // Takes threads again after a close; a new manager takes them at once.
+    void open() noexcept { closing_ = false; }
+    // Takes a thread that is started. The manager becomes its owner, unless it has one: such a
+    // thread, and one that somebody else stops, is kept until close. After close the thread is
+    // refused, and the log is told.
+    void put(Handle<SimpleThread> thread);
+    // Stops what still lives, one after the other, each within 10 seconds; one that does not stop
+    // in that time is given up.
+    void close();
+    // The number of threads kept.
+    std::size_t size() const { return threads_.size(); }
+
+    void onThreadExit(Thread* thread) override;
+    // The scope "qor::AsyncThreadManager". The threads are held meanwhile.
+    dumper& dump(dumper& d) const;
+
+private:
+    mt::set<Handle<SimpleThread>> threads_;  // its lock guards the decision to take a thread too
+    const String name_;
+    std::atomic<bool> closing_{false};
 };
 
 }  // namespace qor

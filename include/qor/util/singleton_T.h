@@ -41,19 +41,18 @@ private:
         return instance_.exchange(nullptr, std::memory_order_acq_rel);
     }
     static T* make() {
-        const Guard guard(mutex());
-        T* object = instance_.load(std::memory_order_relaxed);
-        if (object != nullptr) return object;
         static const char* const func = memberName<T>("qor::CreateByAllocate", "create");
         destroyName();
-        object = new (__FILE__, __LINE__, func) T();
-        try {
-            blockAllocated(object, __FILE__, __LINE__, func);
-        } catch (...) {
-            delete object;
-            throw;
+        T* object = nullptr;
+        {
+            const Guard guard(mutex());
+            object = instance_.load(std::memory_order_relaxed);
+            if (object != nullptr) return object;
+            object = new (__FILE__, __LINE__, func) T();
+            instance_.store(object, std::memory_order_release);
         }
-        instance_.store(object, std::memory_order_release);
+        // The leak table may show what is entered on the console, a singleton too.
+        blockAllocated(blockOf(object), __FILE__, __LINE__, func);
         return object;
     }
 

@@ -5,8 +5,7 @@
 #include "qor/base/exception.h"
 
 // The calls that the lower floors make upward: declared here, defined by their owners, so that no
-// include points up. An owner that does not exist yet has its minimal behaviour in
-// upward_minimal.cpp.
+// include points up. The leak table of mlcheck.h is the other such call.
 
 namespace qor::upward {
 

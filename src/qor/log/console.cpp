@@ -101,7 +101,8 @@ Handle<ConsoleImpl::FlushThread> ConsoleImpl::thread() const {
 void ConsoleImpl::open() {
     if (!console::isOn()) return;
     close();
-    const Handle<FlushThread> fresh(new FlushThread(*this));
+    const Handle<FlushThread> fresh(
+        checkedNew<FlushThread>(__FILE__, __LINE__, "qor::console::open", *this));
     {
         const Guard guard(mutex_);
         if (thread_) return;

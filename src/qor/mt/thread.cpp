@@ -9,11 +9,12 @@
 #include <new>
 #include <ostream>
 
-#include "base/upward.h"
+#include "base/own_log.h"
 #include "mt/thread_factory.h"
 #include "platform/clock.h"
 #include "platform/thread.h"
 #include "qor/base/base_type_char.h"
+#include "qor/base/mlcheck.h"
 #include "qor/log/log_dumper.h"
 #include "qor/log/log_factory.h"
 
@@ -61,17 +62,6 @@ bool rethrows() noexcept {
         return getenv("QOR_RETHROW") == "on";
     } catch (const std::bad_alloc&) {
         return false;
-    }
-}
-
-// An info line on the library's own logger; the text is made when it is wanted. A line that cannot
-// be made is left out: what it tells of goes on.
-template <class MakeText>
-void logInfo(const char* func, MakeText text) noexcept {
-    try {
-        if (!upward::infoOn()) return;
-        upward::writeInfoLog(__FILE__, __LINE__, func, istr(text()), log_tag::Info);
-    } catch (...) {
     }
 }
 
@@ -148,7 +138,8 @@ void sleep(unsigned long milliseconds) {
 
 // Thread
 
-Thread::Thread() : handle_(new WinHandleWrapper) {}
+Thread::Thread()
+    : handle_(checkedNew<WinHandleWrapper>(__FILE__, __LINE__, "qor::Thread::Thread")) {}
 
 Thread::~Thread() = default;
 
@@ -244,8 +235,8 @@ dumper& operator<<(dumper& d, THREAD_FACTORY) {
 ThreadOwner::ThreadOwner(const char* name) : ownername_(name) {}
 
 ThreadOwner::~ThreadOwner() {
-    logInfo("qor::ThreadOwner::~ThreadOwner",
-            [&] { return "thread owner " + ownername_ + " finalized"; });
+    own_log::info("qor::ThreadOwner::~ThreadOwner",
+                  [&] { return "thread owner " + ownername_ + " finalized"; });
 }
 
 // SimpleThread
@@ -254,7 +245,8 @@ SimpleThread::SimpleThread(ThreadOwner* owner, const char* name)
     : owner_(owner), name_(name), fullname_(name) {}
 
 SimpleThread::~SimpleThread() {
-    logInfo("qor::SimpleThread::~SimpleThread", [&] { return fullname_ + " thread finalized."; });
+    own_log::info("qor::SimpleThread::~SimpleThread",
+                  [&] { return fullname_ + " thread finalized."; });
 }
 
 // The thread tells of its birth under the monitor, and so not before somebody waits for it.
@@ -285,23 +277,23 @@ bool SimpleThread::startAndWait(Time timeout, unsigned stackSize) {
 void SimpleThread::stop() {
     constexpr const char* func = "qor::SimpleThread::stop";
     if (finished()) {
-        logInfo(func, [&] { return fullname() + " thread already stopped."; });
+        own_log::info(func, [&] { return fullname() + " thread already stopped."; });
         return;
     }
     const Handle<SimpleThread> self(this);
     onStop_i();
     if (!started()) {
-        logInfo(func, [&] { return fullname() + " thread not started."; });
+        own_log::info(func, [&] { return fullname() + " thread not started."; });
         return;
     }
     join();
-    logInfo(func, [&] { return fullname() + " thread stopped."; });
+    own_log::info(func, [&] { return fullname() + " thread stopped."; });
 }
 
 bool SimpleThread::stop(Time timeout) {
     constexpr const char* func = "qor::SimpleThread::stop";
     if (finished()) {
-        logInfo(func, [&] {
+        own_log::info(func, [&] {
             return fullname() + "(" + timeout.toDuration() + ") thread already stopped.";
         });
         return true;
@@ -309,19 +301,21 @@ bool SimpleThread::stop(Time timeout) {
     const Handle<SimpleThread> self(this);
     onStop_i();
     if (!started()) {
-        logInfo(func, [&] { return fullname() + " thread not started."; });
+        own_log::info(func, [&] { return fullname() + " thread not started."; });
         return true;
     }
     return join(timeout);
 }
 
 void SimpleThread::stopOnly() {
-    logInfo("qor::SimpleThread::stopOnly", [&] { return fullname() + " thread stopping only..."; });
+    own_log::info("qor::SimpleThread::stopOnly",
+                  [&] { return fullname() + " thread stopping only..."; });
     livingEnd();
 }
 
 void SimpleThread::onStop_i() {
-    logInfo("qor::SimpleThread::onStop_i", [&] { return fullname() + " thread stopping..."; });
+    own_log::info("qor::SimpleThread::onStop_i",
+                  [&] { return fullname() + " thread stopping..."; });
     activeStopping_ = true;
     livingEnd();
 }
@@ -357,8 +351,9 @@ bool SimpleThread::join(Time timeout) {
     for (;;) {
         if (Time::now(Time::Monotonic) - start >= timeout) {
             detach();
-            const String text = fullname() + " thread not stopped in " + timeout.toDuration();
-            upward::writeErrorLog(__FILE__, __LINE__, "qor::SimpleThread::join", text);
+            own_log::error("qor::SimpleThread::join", [&] {
+                return fullname() + " thread not stopped in " + timeout.toDuration();
+            });
             return false;
         }
         if (!control.isAlive()) break;
@@ -366,7 +361,7 @@ bool SimpleThread::join(Time timeout) {
         ThreadControl::yield();
     }
     join();
-    logInfo("qor::SimpleThread::join", [&] { return fullname() + " thread stopped."; });
+    own_log::info("qor::SimpleThread::join", [&] { return fullname() + " thread stopped."; });
     return true;
 }
 
@@ -405,6 +400,12 @@ ThreadOwner* SimpleThread::owner() const {
 void SimpleThread::owner(ThreadOwner* owner) {
     const Guard guard(mutex_);
     owner_ = owner;
+}
+
+bool SimpleThread::adopt(ThreadOwner* owner) {
+    const Guard guard(mutex_);
+    if (owner_ == nullptr) owner_ = owner;
+    return !exitTold_;
 }
 
 String SimpleThread::fullname() const {
@@ -468,7 +469,7 @@ void SimpleThread::begin() {
         const Guard guard(mutex_);
         fullname_ += id;
     }
-    logInfo("qor::SimpleThread::run_i", [] { return "thread begin."; });
+    own_log::info("qor::SimpleThread::run_i", [] { return "thread begin."; });
     const ThreadControl control = getThreadControl();
     control.yield();
     qor::sleep(1);
@@ -479,7 +480,7 @@ void SimpleThread::end() {
     struct Last {
         SimpleThread& thread;
         ~Last() {
-            logInfo("qor::SimpleThread::run_i", [] { return "thread end."; });
+            own_log::info("qor::SimpleThread::run_i", [] { return "thread end."; });
             thread.finish();
         }
     };
@@ -513,14 +514,15 @@ bool SimpleThread::onBirth_i() {
     const bool born = living();
     tellAll();
     if (born) return true;
-    logInfo("qor::SimpleThread::onBirth_i",
-            [] { return "thread begin failure, won't enter run loop."; });
+    own_log::info("qor::SimpleThread::onBirth_i",
+                  [] { return "thread begin failure, won't enter run loop."; });
     return false;
 }
 
 bool SimpleThread::onWait_i() {
     if (onWait()) return true;
-    logInfo("qor::SimpleThread::onWait_i", [] { return "wait failure, won't exec onWork()."; });
+    own_log::info("qor::SimpleThread::onWait_i",
+                  [] { return "wait failure, won't exec onWork()."; });
     return false;
 }
 
@@ -529,10 +531,15 @@ void SimpleThread::onWork() {
 }
 
 void SimpleThread::on_thread_exit() {
-    ThreadOwner* const told = activeStopping() ? nullptr : owner();
+    ThreadOwner* told = nullptr;
+    {
+        const Guard guard(mutex_);
+        exitTold_ = true;
+        if (!activeStopping()) told = owner_;
+    }
     if (told == nullptr) return;
-    logInfo("qor::SimpleThread::on_thread_exit",
-            [&] { return "notify owner(" + told->ownername() + ") thread exit"; });
+    own_log::info("qor::SimpleThread::on_thread_exit",
+                  [&] { return "notify owner(" + told->ownername() + ") thread exit"; });
     told->onThreadExit(this);
 }
 

@@ -67,12 +67,7 @@ void release(Header* header) noexcept {
 
 void* newBlock(std::size_t size, const char* func) {
     Header* const header = allocate(size);
-    try {
-        blockAllocated(header + 1, __FILE__, __LINE__, func);
-    } catch (...) {
-        release(header);
-        throw;
-    }
+    blockAllocated(header + 1, __FILE__, __LINE__, func);
     return header + 1;
 }
 

@@ -10,12 +10,7 @@ namespace qor::pml::ntv {
 // The memory of a node, known to the leak table.
 inline void* newNode(std::size_t size, const char* file, unsigned line, const char* func) {
     void* const block = ::operator new(size);
-    try {
-        blockAllocated(block, file, line, func);
-    } catch (...) {
-        ::operator delete(block);
-        throw;
-    }
+    blockAllocated(block, file, line, func);
     return block;
 }
 

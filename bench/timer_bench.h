@@ -1,0 +1,70 @@
+#ifndef QOR_BENCH_TIMER_BENCH_H
+#define QOR_BENCH_TIMER_BENCH_H
+
+#include <benchmark/benchmark.h>
+
+#include <cstddef>
+#include <random>
+#include <vector>
+
+// The same work for the timers of each library.
+//
+// A backend has: a constructor that takes how many timers there are; set(i, milliseconds) and
+// kill(i) of the timer i; expire(), which fires what is due; and fired(), which counts.
+
+namespace timer_bench {
+
+inline constexpr std::size_t kExpired = 10000;
+
+// From one second to an hour.
+inline std::vector<unsigned> intervals() {
+    std::mt19937 random(1);
+    std::vector<unsigned> values(1 << 16);
+    for (unsigned& value : values)
+        value = 1000 + static_cast<unsigned>(random() % 3600000);
+    return values;
+}
+
+// One of the armed timers goes, and a new one comes.
+template <class Backend>
+void setKill(benchmark::State& state) {
+    const auto armed = static_cast<std::size_t>(state.range(0));
+    const std::vector<unsigned> milliseconds = intervals();
+    Backend timers(armed);
+    for (std::size_t i = 0; i < armed; ++i)
+        timers.set(i, milliseconds[i % milliseconds.size()]);
+    std::size_t n = 0;
+    for (auto _ : state) {
+        const std::size_t i = n * 7919 % armed;
+        timers.kill(i);
+        timers.set(i, milliseconds[n++ % milliseconds.size()]);
+    }
+}
+
+// Of timers that are all due; the time is that of one of them.
+template <class Backend>
+void expiry(benchmark::State& state) {
+    Backend timers(kExpired);
+    std::mt19937 random(2);
+    for (auto _ : state) {
+        state.PauseTiming();
+        for (std::size_t i = 0; i < kExpired; ++i)
+            timers.set(i, static_cast<unsigned>(random() % 4));
+        timers.letPass(20);
+        const std::size_t before = timers.fired();
+        state.ResumeTiming();
+        timers.expire();
+        if (timers.fired() != before + kExpired) return state.SkipWithError("not all fired");
+    }
+    state.SetItemsProcessed(state.iterations() * static_cast<long>(kExpired));
+}
+
+}  // namespace timer_bench
+
+#define TIMER_BENCHMARKS(Backend, name)                                                           \
+    BENCHMARK(timer_bench::setKill<Backend>)->Name("TimerSetKill_" name)->Arg(5000)->Arg(100000); \
+    BENCHMARK(timer_bench::expiry<Backend>)                                                       \
+        ->Name("TimerExpiry_" name)                                                               \
+        ->Unit(benchmark::kMicrosecond)
+
+#endif  // QOR_BENCH_TIMER_BENCH_H

@@ -1,0 +1,135 @@
+#ifndef QOR_TIMER_TIMERMANAGER_H
+#define QOR_TIMER_TIMERMANAGER_H
+
+#include <iosfwd>
+#include <vector>
+
+#include "qor/api.h"
+#include "qor/mt/threadUtil.h"
+#include "qor/timer/timerQueue.h"
+#include "qor/util/singleton_T.h"
+
+namespace qor {
+
+class TimeoutThread;
+class TimerManager;
+extern template class QOR_API CreateByAllocate<TimerManager>;
+
+// The timer service of the process. startup starts it and shutdown ends it; in between
+//
+//     class Heartbeat : public ITimerObject { ... };
+//
+//     TimerId id;
+//     TimerManager::instance()->setTimer(id, "heartbeat", 0, 5000, &heartbeat, 0, nullptr);
+//
+// calls heartbeat.onTimer every five seconds, on the service's thread, until
+//
+//     TimerManager::instance()->killTimer(id);
+//
+// Any thread may use it, and so may onTimer callbacks, which run with no lock held. One that is
+// slow holds up all other timers of the process: such work belongs elsewhere, or to a
+// TimerUserThread. A release callback runs with the timers held, on the thread that kills or on the
+// service's: it may set, reset and kill timers itself, but may not wait for another thread that
+// does, and may not stop, close or reopen the service.
+//
+// Timers that are set before start fire once it has started.
+class QOR_API TimerManager : public ThreadOwner {
+public:
+    static TimerManager* instance() { return CreateByAllocate<TimerManager>::instance(); }
+    // Closes first. Not for a callback.
+    static void destroy() noexcept { CreateByAllocate<TimerManager>::destroy(); }
+
+    // Makes the queue, if there is none, with the configured number of timers.
+    void open();
+    // start, with a new queue of another size unless the number is 0 or QOR_TIMER_MAX_NUM(). The
+    // timers of the old queue are lost, without a release, and with a warning in the log.
+    void reopen(unsigned long numberOfTimers);
+    // Stops, and drops the queue and all timers, without a release. No callback comes after it.
+    void close();
+    // Starts the thread, unless it runs, and opens if needed. Raises ThreadSyscallException when
+    // there is no thread to be had.
+    void start();
+    // Ends the thread, and waits for the tick that is under way; called by a callback it cannot
+    // wait. The timers stay, and go on at the next start.
+    void stop();
+
+    // As set, reset and kill of TimerQueue. Without a queue the first two are false and logged.
+    bool setTimer(TimerId& id, const istr& name, unsigned long userTimerId,
+                  unsigned long intervalMs, ITimerObject* object, unsigned long times, void* param);
+    bool resetTimer(TimerId id, unsigned long intervalMs, unsigned long times);
+    void killTimer(TimerId id);
+
+    // How many timers there are.
+    unsigned long numofTimers() const;
+
+    void onThreadExit(Thread* thread) override;
+    // The scope "qor::TimerManager". Holds the timers meanwhile.
+    dumper& dump(dumper& d) const;
+    void dump(std::ostream& os) const;
+
+private:
+    friend CreateByAllocate<TimerManager>;
+    friend OwnedThread<TimerManager>;
+
+    TimerManager();
+    ~TimerManager() override;
+
+    void onWork();
+    bool onWait();
+    void onStop();
+
+    Handle<TimerQueue> queue() const;
+    void replaceQueue(Handle<TimerQueue> fresh);
+    std::vector<Handle<TimeoutThread>> takeThreads();
+    void forget(const Thread* thread);
+
+    mutable TimerMonitor monitor_;
+    Handle<TimerQueue> m_timerQueue;  // guarded by the monitor
+    Mutex mutex_;                     // guards what follows; held for a moment only
+    Handle<TimeoutThread> m_timeoutThread;
+    // Threads that stopped themselves: they may be on their way out still.
+    std::vector<Handle<TimeoutThread>> m_leaving;
+};
+
+// The thread of the service: each of its passes waits for the next tick and fires what is due.
+class QOR_API TimeoutThread : public OwnedThread<TimerManager> {
+public:
+    explicit TimeoutThread(TimerManager* owner);
+
+    // The scope "qor::TimeoutThread".
+    dumper& dump(dumper& d) const override;
+};
+
+// A timer with a thread of its own, for callbacks that are slow or must keep their rate: the next
+// firing is an interval after the last one was due, so that one that comes late is made up for.
+//
+//     const Handle<TimerUserThread> poll(checkedNew<TimerUserThread>(
+//         __FILE__, __LINE__, "open", &poller, "poll", 100, 0, 0, nullptr));
+//     poll->startAndWait();
+//     ...
+//     poll->stop();
+//
+// onTimer runs on the thread so many times, 0 for without end, and its result is ignored; then, or
+// when the thread is stopped, onTimerRelease. A stop between two firings may let one more firing
+// happen. The object lives until its release; it may be null.
+class QOR_API TimerUserThread : public SimpleThread {
+public:
+    TimerUserThread(ITimerObject* object, const istr& name, unsigned long intervalMs,
+                    unsigned long times, unsigned long userTimerId, void* param);
+
+protected:
+    bool onBirth() override;
+    bool onLoop() override;
+    void onDeath() override;
+
+private:
+    void waitForNext() const;
+
+    TimerBlock block_;  // the object and what it is told; the id is the thread's, packed
+    Time next_;         // of the monotonic clock
+    ulong32 count_ = 0;
+};
+
+}  // namespace qor
+
+#endif  // QOR_TIMER_TIMERMANAGER_H

@@ -1,0 +1,208 @@
+#include <cstdlib>
+#include <map>
+#include <ostream>
+#include <sstream>
+
+#include "base/upward.h"
+#include "mt/registry_lock.h"
+#include "qor/base/base_type_char.h"
+#include "qor/base/mlcheck.h"
+#include "qor/log/console.h"
+#include "qor/log/log_dumper.h"
+#include "qor/log/log_factory.h"
+
+// The checker is asked by everything that allocates, from under any lock and while the library
+// starts and ends. So it holds its own lock for the table alone, and never while it logs or prints.
+
+namespace qor {
+
+namespace {
+
+struct LeakTable;
+using TableLock = RegistryLock<LeakTable>;
+
+[[maybe_unused]] const Mutex& madeAtLoad = TableLock::get();
+
+// Set while the calling thread shows an event: what that allocates is recorded, but not shown.
+constinit thread_local bool showing = false;
+
+template <class Compose>
+void show(Compose compose) noexcept {
+    if (showing) return;
+    showing = true;
+    try {
+        std::ostringstream line;
+        compose(line);
+        const std::string text = line.str();
+        console::print(text.data(), static_cast<unsigned long>(text.size()));
+    } catch (...) {
+        // A line that there is no memory for is left out.
+    }
+    showing = false;
+}
+
+// A place as one row of the report.
+struct Row {
+    dumper& dump(dumper& d) const {
+        std::ostringstream text;
+        text << place;
+        return d.raw(istr(text.str()));
+    }
+
+    Current place;
+};
+
+bool wanted() {
+    return getenv("QOR_MEM_LEAK_CHECK") == "on";
+}
+
+std::atomic<int>& entryCount() {
+    static std::atomic<int> count{0};
+    return count;
+}
+
+}  // namespace
+
+// MemLeakChecker
+
+const Mutex& MemLeakChecker::mtxInstance() {
+    return TableLock::get();
+}
+
+MemLeakChecker* MemLeakChecker::instance() noexcept {
+    static MemLeakChecker& checker = *new MemLeakChecker;
+    return &checker;
+}
+
+void MemLeakChecker::destroy() noexcept {
+    instance()->clear();
+}
+
+// The blocks go behind the lock.
+void MemLeakChecker::clear() noexcept {
+    std::unordered_map<void*, Current> gone;
+    const Guard guard(mtxInstance());
+    started_ = false;
+    dumpOn_ = false;
+    gone.swap(entries_);
+}
+
+void MemLeakChecker::push(void* p, const char* file, unsigned line, const char* func) noexcept {
+    if (!isStarted()) return;
+    const Current place(file, line, func);
+    if (dumpOn_) show([&](std::ostream& os) { os << "+++ " << p << ' ' << place << '\n'; });
+    try {
+        const Guard guard(mtxInstance());
+        if (isStarted()) entries_.insert_or_assign(p, place);
+    } catch (...) {
+    }
+}
+
+bool MemLeakChecker::pop(void* p, const char* file, unsigned line, const char* func) noexcept {
+    if (p == nullptr) return false;
+    if (!isStarted()) return true;
+    const Current place(file, line, func);
+    Current allocated;
+    bool found = false;
+    {
+        std::unordered_map<void*, Current>::node_type gone;
+        const Guard guard(mtxInstance());
+        if (!isStarted()) return true;
+        gone = entries_.extract(p);
+        found = !gone.empty();
+        if (found) allocated = gone.mapped();
+    }
+    if (dumpOn_) {
+        show([&](std::ostream& os) {
+            os << "--- " << p << ' ';
+            if (found) os << allocated << ' ';
+            os << '(' << place << ")\n";
+        });
+    }
+    if (!found) {
+        show([&](std::ostream& os) { os << "[NOTICE] not found pointer " << place << '\n'; });
+    }
+    return found;
+}
+
+void MemLeakChecker::start() noexcept {
+    started_ = true;
+}
+
+// Off at once, so that the dump's own blocks are not recorded.
+void MemLeakChecker::stop() {
+    started_ = false;
+    if (upward::infoOn()) {
+        std::ostringstream text;
+        dump(text);
+        upward::writeInfoLog(__FILE__, __LINE__, "qor::MemLeakChecker::stop", istr(text.str()),
+                             log_tag::Info);
+    }
+    clear();
+}
+
+void MemLeakChecker::dumpOn() noexcept {
+    dumpOn_ = true;
+}
+
+void MemLeakChecker::dumpOff() noexcept {
+    dumpOn_ = false;
+}
+
+std::size_t MemLeakChecker::size() const {
+    const Guard guard(mtxInstance());
+    return entries_.size();
+}
+
+// The places are counted first: showing them allocates.
+dumper& MemLeakChecker::dump(dumper& d) const {
+    std::map<Current, unsigned> places;
+    {
+        const Guard guard(mtxInstance());
+        for (const auto& [block, place] : entries_)
+            ++places[place];
+    }
+    const dumper::_Entry entry(d, "qor::MemLeakChecker");
+    if (places.empty()) return d.raw("\n\tCongratulations! No memory leaked.");
+    std::multimap<unsigned, Row> counts;
+    for (const auto& [place, count] : places)
+        counts.emplace(count, Row{place});
+    return d.member("sorted", counts).member("sorting", places);
+}
+
+void MemLeakChecker::dump(std::ostream& os) const {
+    dumpTo(os, *this);
+}
+
+MemLeakChecker::Helper::Helper() {
+    instance()->start();
+}
+
+MemLeakChecker::Helper::~Helper() {
+    try {
+        instance()->stop();
+    } catch (...) {
+        // Without memory for the report there is none; the table goes all the same.
+        destroy();
+    }
+}
+
+MemLeakChecker::DumpEntry::DumpEntry() {
+    instance()->dumpOn();
+}
+
+MemLeakChecker::DumpEntry::~DumpEntry() {
+    instance()->dumpOff();
+}
+
+// MLC_Entry
+
+void MLC_Entry::enter() {
+    if (entryCount().fetch_add(1) == 0 && wanted()) startup();
+}
+
+void MLC_Entry::leave() {
+    if (entryCount().fetch_sub(1) == 1 && wanted()) shutdown();
+}
+
+}  // namespace qor

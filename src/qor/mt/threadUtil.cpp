@@ -1,0 +1,64 @@
+#include "qor/mt/threadUtil.h"
+
+#include <utility>
+
+#include "base/own_log.h"
+#include "qor/log/log_dumper.h"
+
+namespace qor {
+
+AsyncThreadManager::AsyncThreadManager(const istr& name)
+    : ThreadOwner(String(name).c_str()), name_(name) {}
+
+AsyncThreadManager::~AsyncThreadManager() {
+    close();
+}
+
+// A thread may end at any moment: from when it is in the set on, its end takes it out.
+void AsyncThreadManager::put(Handle<SimpleThread> thread) {
+    const bool taken = threads_.access([&](auto& threads) {
+        if (!closing_) threads.insert(thread);
+        return !closing_;
+    });
+    if (!taken) {
+        own_log::error("qor::AsyncThreadManager::put", [&] {
+            return "closing " + name_ + " thread manager, not put new thread into it";
+        });
+        return;
+    }
+    if (!thread->adopt(this)) threads_.erase(thread);
+}
+
+void AsyncThreadManager::onThreadExit(Thread* thread) {
+    threads_.erase(Handle<SimpleThread>(dynamic_cast<SimpleThread*>(thread)));
+}
+
+void AsyncThreadManager::close() {
+    constexpr const char* func = "qor::AsyncThreadManager::close";
+    std::set<Handle<SimpleThread>> left;
+    threads_.access([&](auto& threads) {
+        closing_ = true;
+        left.swap(threads);
+    });
+    if (left.empty()) return;
+    own_log::info(func, [&] {
+        return own_log::text(name_, " ", left.size(), " threads still living, try stop them...");
+    });
+    std::size_t stopped = 0;
+    for (const Handle<SimpleThread>& thread : left) {
+        if (thread->stop(Time::seconds(10))) ++stopped;
+    }
+    own_log::info(func, [&] {
+        return own_log::text(name_, " ", stopped, " threads stopped, ", left.size() - stopped,
+                             " remaning");
+    });
+}
+
+dumper& AsyncThreadManager::dump(dumper& d) const {
+    const dumper::_Entry entry(d, "qor::AsyncThreadManager");
+    return d.member("name_", name_)
+        .member("threads_", threads_)
+        .member("closing_", closing_.load());
+}
+
+}  // namespace qor

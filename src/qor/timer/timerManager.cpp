@@ -1,0 +1,229 @@
+#include "qor/timer/timerManager.h"
+
+#include <algorithm>
+#include <ostream>
+#include <utility>
+
+#include "qor/log/log_dumper.h"
+#include "timer/timer_log.h"
+
+namespace qor {
+
+template class CreateByAllocate<TimerManager>;
+
+namespace {
+
+template <class T, class... Args>
+Handle<T> make(const char* func, Args&&... args) {
+    return Handle<T>(checkedNew<T>(__FILE__, __LINE__, func, std::forward<Args>(args)...));
+}
+
+const SimpleThread* callingThread() {
+    return SimpleThread::current().thread_;
+}
+
+void logNoQueue(const char* func) {
+    own_log::error(func, [] { return "no timer queue"; });
+}
+
+}  // namespace
+
+TimerManager::TimerManager() : ThreadOwner("timerManager") {
+    open();
+}
+
+TimerManager::~TimerManager() {
+    close();
+}
+
+void TimerManager::open() {
+    if (queue()) return;
+    auto fresh = make<TimerQueue>("qor::TimerManager::open", 0UL, monitor_);
+    const TimerMonitor::Access access(monitor_);
+    if (!m_timerQueue) m_timerQueue.swap(fresh);
+}
+
+void TimerManager::reopen(unsigned long numberOfTimers) {
+    const unsigned long number = TimerQueue::limited(numberOfTimers);
+    if (number == 0 || number == QOR_TIMER_MAX_NUM()) return start();
+    const unsigned long busy = numofTimers();
+    if (busy != 0) {
+        writeErrorLog(logger_factory::instance("QOR"), __FILE__, __LINE__,
+                      "qor::TimerManager::reopen", istr(own_log::text(busy, " timers started.")),
+                      log_tag::Warning);
+    }
+    close();
+    replaceQueue(make<TimerQueue>("qor::TimerManager::reopen", numberOfTimers, monitor_));
+    start();
+}
+
+void TimerManager::close() {
+    stop();
+    replaceQueue(nullptr);
+}
+
+void TimerManager::start() {
+    open();
+    Handle<TimeoutThread> fresh;
+    {
+        const Guard guard(mutex_);
+        if (m_timeoutThread) return;
+        m_timeoutThread = fresh = make<TimeoutThread>("qor::TimerManager::start", this);
+    }
+    try {
+        fresh->startAndWait(0);
+    } catch (...) {
+        forget(fresh.get());
+        throw;
+    }
+}
+
+void TimerManager::stop() {
+    for (const Handle<TimeoutThread>& thread : takeThreads()) {
+        thread->stop();
+        if (thread.get() != callingThread()) continue;
+        const Guard guard(mutex_);
+        m_leaving.push_back(thread);
+    }
+}
+
+bool TimerManager::setTimer(TimerId& id, const istr& name, unsigned long userTimerId,
+                            unsigned long intervalMs, ITimerObject* object, unsigned long times,
+                            void* param) {
+    const TimerMonitor::Access access(monitor_);
+    if (!m_timerQueue) return logNoQueue("qor::TimerManager::setTimer"), false;
+    return m_timerQueue->set(id, name, userTimerId, intervalMs, object, times, param);
+}
+
+bool TimerManager::resetTimer(TimerId id, unsigned long intervalMs, unsigned long times) {
+    const TimerMonitor::Access access(monitor_);
+    if (!m_timerQueue) return logNoQueue("qor::TimerManager::resetTimer"), false;
+    return m_timerQueue->reset(id, intervalMs, times);
+}
+
+void TimerManager::killTimer(TimerId id) {
+    const TimerMonitor::Access access(monitor_);
+    if (m_timerQueue) m_timerQueue->kill(id);
+}
+
+unsigned long TimerManager::numofTimers() const {
+    const TimerMonitor::Access access(monitor_);
+    return m_timerQueue ? m_timerQueue->numofBusy() : 0;
+}
+
+void TimerManager::onThreadExit(Thread* thread) {
+    forget(thread);
+}
+
+dumper& TimerManager::dump(dumper& d) const {
+    const dumper::_Entry entry(d, "qor::TimerManager");
+    const TimerMonitor::Access access(monitor_);
+    if (!m_timerQueue) return d.member("*m_timerQueue", rawstring("null"));
+    return d.member("*m_timerQueue", *m_timerQueue);
+}
+
+void TimerManager::dump(std::ostream& os) const {
+    dumpTo(os, *this);
+}
+
+// A stop clears living first, and then wakes: one of the two is seen. Between a close and the next
+// open there may be no queue.
+bool TimerManager::onWait() {
+    const SimpleThread* const thread = callingThread();
+    const TimerMonitor::Access access(monitor_);
+    const Time noTimers = Time::microSeconds(QOR_TIMER_CHECK_TIME);
+    if (thread->living()) monitor_.wait(m_timerQueue ? m_timerQueue->waitTime() : noTimers);
+    return true;
+}
+
+// A callback may close the queue.
+void TimerManager::onWork() {
+    const Handle<TimerQueue> timers = queue();
+    if (!timers) return;
+    const TimerMonitor::Access access(monitor_);
+    timers->tick();
+}
+
+void TimerManager::onStop() {
+    const TimerMonitor::Access access(monitor_);
+    monitor_.wake();
+}
+
+Handle<TimerQueue> TimerManager::queue() const {
+    const TimerMonitor::Access access(monitor_);
+    return m_timerQueue;
+}
+
+// A tick of the old queue that is under way fires nothing more.
+void TimerManager::replaceQueue(Handle<TimerQueue> fresh) {
+    const TimerMonitor::Access access(monitor_);
+    if (m_timerQueue) m_timerQueue->abandon();
+    m_timerQueue.swap(fresh);
+}
+
+std::vector<Handle<TimeoutThread>> TimerManager::takeThreads() {
+    const Guard guard(mutex_);
+    std::vector<Handle<TimeoutThread>> threads;
+    threads.swap(m_leaving);
+    if (m_timeoutThread) threads.push_back(std::exchange(m_timeoutThread, nullptr));
+    return threads;
+}
+
+void TimerManager::forget(const Thread* thread) {
+    Handle<TimeoutThread> gone;
+    const Guard guard(mutex_);
+    if (m_timeoutThread.get() == thread) gone.swap(m_timeoutThread);
+}
+
+// TimeoutThread
+
+TimeoutThread::TimeoutThread(TimerManager* owner) : OwnedThread<TimerManager>(owner, "timer") {
+    upward::writeLine(istr(own_log::text(" num of timers = ", QOR_TIMER_MAX_NUM())));
+}
+
+dumper& TimeoutThread::dump(dumper& d) const {
+    const dumper::_Entry entry(d, "qor::TimeoutThread");
+    const TimerManager* const manager = ownerObject();
+    if (manager == nullptr) return d.member("timerManager", rawstring("null"));
+    return d.member("timerManager", *manager);
+}
+
+// TimerUserThread
+
+TimerUserThread::TimerUserThread(ITimerObject* object, const istr& name, unsigned long intervalMs,
+                                 unsigned long times, unsigned long userTimerId, void* param)
+    : SimpleThread(nullptr, String(name).c_str()) {
+    block_.m_nInterval = Time::milliSeconds(static_cast<ulong32>(intervalMs));
+    block_.m_unTimes = static_cast<ulong32>(times);
+    block_.m_pCallBackTimerObject = object;
+    block_.m_nUserTimerID = static_cast<ulong32>(userTimerId);
+    block_.m_pParam = param;
+}
+
+bool TimerUserThread::onBirth() {
+    block_.m_nTimerID = TimerId(id());
+    next_ = Time::now(Time::Monotonic) + block_.m_nInterval;
+    return true;
+}
+
+bool TimerUserThread::onLoop() {
+    waitForNext();
+    block_.onTimer();
+    next_ += block_.m_nInterval;
+    return block_.m_unTimes == 0 || ++count_ < block_.m_unTimes;
+}
+
+// Somebody else's notify does not shorten the wait.
+void TimerUserThread::waitForNext() const {
+    while (living()) {
+        const Time now = Time::now(Time::Monotonic);
+        if (next_ <= now) return;
+        wait(next_ - now);
+    }
+}
+
+void TimerUserThread::onDeath() {
+    block_.onTimerRelease();
+}
+
+}  // namespace qor

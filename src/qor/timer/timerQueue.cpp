@@ -1,0 +1,464 @@
+#include "qor/timer/timerQueue.h"
+
+#include <algorithm>
+#include <ostream>
+
+#include "qor/cfg/config_file.h"
+#include "qor/log/log_dumper.h"
+#include "timer/timer_log.h"
+
+namespace qor {
+
+namespace {
+
+constexpr ulong32 kLeastByDefault = 5000;
+
+std::atomic<ulong32>& mostTimers() noexcept {
+    static std::atomic<ulong32> number{kLeastByDefault};
+    return number;
+}
+
+// An address that the calling thread alone has.
+const void* self() noexcept {
+    constinit static thread_local char mark = 0;
+    return &mark;
+}
+
+ulong32 configuredNumber() {
+    ulong32 number = mostTimers();
+    ConfigFile::instance().mps()["numofTimers"] >> number;
+    return std::max(number, kLeastByDefault);
+}
+
+// How many slots a queue has that is told a number.
+ulong32 slotsFor(unsigned long numberOfTimers) {
+    const auto told = static_cast<ulong32>(numberOfTimers);
+    const ulong32 wanted = told != 0 ? told : configuredNumber();
+    const ulong32 slots = std::min(wanted, TimerQueue::kMostTimers);
+    if (slots != wanted) {
+        own_log::error("qor::TimerQueue::TimerQueue", [&] {
+            return own_log::text(wanted, " timers are too many, cut to ", slots);
+        });
+    }
+    if (told != 0) mostTimers() = slots;
+    return slots;
+}
+
+String textOf(const TimerId& id) {
+    dumper d;
+    id.dump(d);
+    return d.str();
+}
+
+const char* nameOf(TimerBlock::Status status) noexcept {
+    switch (status) {
+        case TimerBlock::IDLE:
+            return "IDLE";
+        case TimerBlock::BUSY:
+            return "BUSY";
+        case TimerBlock::PAUSED:
+            return "PAUSED";
+    }
+    return "UNKNOWN";
+}
+
+template <class T>
+dumper& memberOrNull(dumper& d, istr name, const T* object) {
+    return object == nullptr ? d.member(name, rawstring("null")) : d.member(name, *object);
+}
+
+}  // namespace
+
+unsigned long QOR_TIMER_MAX_NUM() noexcept {
+    return mostTimers();
+}
+
+dumper& TimerId::dump(dumper& d) const {
+    return d.raw("(").write(generation_).raw(", ").write(index_).raw(")");
+}
+
+ITimerObject::~ITimerObject() = default;
+
+dumper& ITimerObject::dump(dumper& d) const {
+    const dumper::_Entry entry(d, "qor::ITimerObject");
+    return d;
+}
+
+// TimerBlock, TimeoutBlock
+
+String TimerBlock::text() const {
+    return String(
+        own_log::text(textOf(m_nTimerID), "(", name_, ", ", m_nInterval, ", ", m_unTimes, ")"));
+}
+
+OnTimerResult TimerBlock::onTimer() const {
+    if (m_pCallBackTimerObject == nullptr) return {};
+    return timer_log::guarded("qor::TimerBlock::onTimer", OnTimerResult(), [this] {
+        return m_pCallBackTimerObject->onTimer(m_nTimerID, m_nUserTimerID, m_pParam);
+    });
+}
+
+void TimerBlock::onTimerRelease() const {
+    if (m_pCallBackTimerObject == nullptr) return;
+    timer_log::guarded("qor::TimerBlock::onTimerRelease", true, [this] {
+        m_pCallBackTimerObject->onTimerRelease(m_nTimerID, m_nUserTimerID, m_pParam);
+        return true;
+    });
+}
+
+dumper& TimerBlock::dump(dumper& d) const {
+    const dumper::_Entry entry(d, "qor::TimerBlock");
+    d.member("name_", name_)
+        .member("m_nTimerID", m_nTimerID)
+        .member("m_statusPos", m_statusPos)
+        .member("m_expiredTime", m_expiredTime)
+        .member("m_unTimes", m_unTimes)
+        .member("m_nInterval", rawstring(m_nInterval.toDuration()));
+    memberOrNull(d, "m_pCallBackTimerObject", m_pCallBackTimerObject);
+    return d.member("m_nUserTimerID", m_nUserTimerID)
+        .member("m_pParam", m_pParam)
+        .member("m_status", rawstring(nameOf(m_status)));
+}
+
+dumper& TimeoutBlock::dump(dumper& d) const {
+    const dumper::_Entry entry(d, "qor::TimeoutBlock");
+    d.member("m_expiredTime", m_expiredTime).member("m_nTimerID", m_nTimerID);
+    return memberOrNull(d, "m_tb", m_tb);
+}
+
+// TimeoutQueue
+
+TimeoutQueue::TimeoutQueue(ulong32 slots) : positions_(slots, kNowhere) {
+    heap_.reserve(slots);
+}
+
+void TimeoutQueue::put(const TimeoutBlock& element) noexcept {
+    const ulong32 present = positions_[element.m_nTimerID.index()];
+    if (present != kNowhere) return settle(present, element);
+    heap_.push_back(element);
+    settleUp(size() - 1, element);
+}
+
+void TimeoutQueue::eraseSlot(ulong32 index) noexcept {
+    if (positions_[index] != kNowhere) eraseAt(positions_[index]);
+}
+
+void TimeoutQueue::eraseAt(ulong32 pos) noexcept {
+    positions_[heap_[pos].m_nTimerID.index()] = kNowhere;
+    const TimeoutBlock last = heap_.back();
+    heap_.pop_back();
+    if (pos < size()) settle(pos, last);
+}
+
+void TimeoutQueue::settle(ulong32 hole, const TimeoutBlock& element) noexcept {
+    const ulong32 end = size();
+    for (;;) {
+        const ulong32 begin = hole * kBranches + 1;
+        if (begin >= end) break;
+        const auto children = heap_.begin() + begin;
+        const auto least = std::min_element(children, children + std::min(kBranches, end - begin));
+        if (!(*least < element)) break;
+        place(hole, *least);
+        hole = static_cast<ulong32>(least - heap_.begin());
+    }
+    settleUp(hole, element);
+}
+
+void TimeoutQueue::settleUp(ulong32 hole, const TimeoutBlock& element) noexcept {
+    while (hole != 0) {
+        const ulong32 parent = (hole - 1) / kBranches;
+        if (!(element < heap_[parent])) break;
+        place(hole, heap_[parent]);
+        hole = parent;
+    }
+    place(hole, element);
+}
+
+void TimeoutQueue::place(ulong32 pos, const TimeoutBlock& element) noexcept {
+    heap_[pos] = element;
+    positions_[element.m_nTimerID.index()] = pos;
+}
+
+std::vector<TimeoutBlock> TimeoutQueue::sorted() const {
+    std::vector<TimeoutBlock> elements = heap_;
+    std::sort(elements.begin(), elements.end());
+    return elements;
+}
+
+// TimerMonitor
+
+bool TimerMonitor::isHeldHere() const noexcept {
+    const void* const thread = releasingThread_.load(std::memory_order_relaxed);
+    return thread != nullptr && thread == self();
+}
+
+// TimerQueue
+
+// Gives the monitor up while a timer's onTimer runs on the calling thread.
+class TimerQueue::Firing : noncopyable {
+public:
+    Firing(TimerQueue& queue, const TimerId& id) : queue_(queue) {
+        queue.firing_ = id;
+        queue.firingThread_ = self();
+        queue.monitor_.monitor_.unlock();
+    }
+    ~Firing() {
+        queue_.monitor_.monitor_.lock();
+        queue_.firing_.reset();
+    }
+
+private:
+    TimerQueue& queue_;
+};
+
+// Marks the calling thread as one that has the monitor and may come back.
+class TimerQueue::Releasing : noncopyable {
+public:
+    explicit Releasing(TimerQueue& queue)
+        : thread_(queue.monitor_.releasingThread_),
+          before_(thread_.load(std::memory_order_relaxed)) {
+        thread_.store(self(), std::memory_order_relaxed);
+    }
+    ~Releasing() { thread_.store(before_, std::memory_order_relaxed); }
+
+private:
+    std::atomic<const void*>& thread_;
+    const void* const before_;
+};
+
+TimerQueue::Clock TimerQueue::systemClock() noexcept {
+    return {[] { return Time::now(Time::Realtime); }, [] { return Time::now(Time::Monotonic); }};
+}
+
+TimerQueue::TimerQueue(unsigned long numberOfTimers, TimerMonitor& monitor, const Clock& clock)
+    : monitor_(monitor),
+      m_timerBlocks(slotsFor(numberOfTimers)),
+      m_idStatus(m_timerBlocks.size()),
+      m_timeoutQueue(static_cast<ulong32>(m_timerBlocks.size())),
+      m_waitTime(Time::microSeconds(QOR_TIMER_CHECK_TIME)),
+      m_maxWaitTime(m_waitTime),
+      clock_(clock),
+      wallMinusMonotonic_(clock.wall() - clock.monotonic()) {
+    m_expired.reserve(m_timerBlocks.size());
+    for (ulong32 i = 0; i < m_timerBlocks.size(); ++i) {
+        m_idStatus[i] = i;
+        m_timerBlocks[i].m_statusPos = i;
+        m_timerBlocks[i].m_nTimerID = TimerId(TimerId::INVALID, i);
+    }
+    m_currTime = m_lastTime = now();
+}
+
+TimerQueue::~TimerQueue() = default;
+
+unsigned long TimerQueue::limited(unsigned long numberOfTimers) noexcept {
+    return std::min(static_cast<ulong32>(numberOfTimers), kMostTimers);
+}
+
+Time TimerQueue::now() const {
+    return clock_.monotonic() + wallMinusMonotonic_;
+}
+
+// Null for an id of no present or latest timer of a slot.
+TimerBlock* TimerQueue::blockOf(const TimerId& id) noexcept {
+    if (id.index() >= m_timerBlocks.size()) return nullptr;
+    TimerBlock& block = m_timerBlocks[id.index()];
+    return block.m_nTimerID.generation() == id.generation() ? &block : nullptr;
+}
+
+bool TimerQueue::isFiringElsewhere(const TimerId& id) const noexcept {
+    return firing_.generation() == id.generation() && firing_.index() == id.index() &&
+           firingThread_ != self();
+}
+
+// The name comes first, since it may find no memory.
+bool TimerQueue::set(TimerId& id, const istr& name, unsigned long userTimerId,
+                     unsigned long intervalMs, ITimerObject* object, unsigned long times,
+                     void* param) {
+    constexpr const char* func = "qor::TimerQueue::set";
+    if (m_idleBeginPos == m_idStatus.size()) {
+        own_log::error(func, [] { return "setTimer: timer queue full, no available timer"; });
+        return false;
+    }
+    TimerBlock& block = m_timerBlocks[m_idStatus[m_idleBeginPos]];
+    block.name_ = name;
+    ++m_idleBeginPos;
+    id = TimerId(block.m_nTimerID.generation() + 1UL, block.m_nTimerID.index());
+    block.m_nTimerID = id;
+    block.m_nUserTimerID = static_cast<ulong32>(userTimerId);
+    block.m_pCallBackTimerObject = object;
+    block.m_pParam = param;
+    arm(block, Time::milliSeconds(static_cast<ulong32>(intervalMs)), static_cast<ulong32>(times));
+    timer_log::debug("TIMER.DEBUG", func, [&] { return block.text(); });
+    return true;
+}
+
+bool TimerQueue::reset(TimerId id, unsigned long intervalMs, unsigned long times) {
+    constexpr const char* func = "qor::TimerQueue::reset";
+    TimerBlock* const block = blockOf(id);
+    if (block == nullptr) {
+        own_log::error(func, [&] { return "resetTimer: invalid timer " + textOf(id); });
+        return false;
+    }
+    if (block->m_status == TimerBlock::IDLE || block->releasing_) {
+        own_log::error(func, [&] { return "resetTimer: idle timer " + block->text(); });
+        return false;
+    }
+    arm(*block, Time::milliSeconds(static_cast<ulong32>(intervalMs)), static_cast<ulong32>(times));
+    timer_log::debug("TIMER.DEBUG", func, [&] { return block->text(); });
+    return true;
+}
+
+void TimerQueue::kill(TimerId id) {
+    TimerBlock* const block = blockOf(id);
+    if (block == nullptr || block->m_status == TimerBlock::IDLE || block->releasing_) return;
+    timer_log::debug("TIMER.DEBUG", "qor::TimerQueue::kill", [&] { return block->text(); });
+    if (!isFiringElsewhere(id)) return release(*block);
+    m_timeoutQueue.eraseSlot(id.index());
+    block->m_status = TimerBlock::IDLE;
+    block->killed_ = true;
+}
+
+void TimerQueue::arm(TimerBlock& block, const Time& interval, ulong32 times) noexcept {
+    block.m_unTimes = times;
+    block.m_nInterval = interval;
+    block.m_status = TimerBlock::BUSY;
+    put(block, m_currTime + interval);
+}
+
+void TimerQueue::put(TimerBlock& block, const Time& expired) noexcept {
+    block.m_expiredTime = expired;
+    m_timeoutQueue.put({expired, block.m_nTimerID, &block});
+}
+
+// The object may go in its callback.
+void TimerQueue::release(TimerBlock& block) {
+    block.releasing_ = true;
+    {
+        const Releasing scope(*this);
+        block.onTimerRelease();
+    }
+    block.m_pCallBackTimerObject = nullptr;
+    m_timeoutQueue.eraseSlot(block.m_nTimerID.index());
+    freeIdAt(block.m_statusPos);
+    block.m_status = TimerBlock::IDLE;
+    block.m_unTimes = 1;
+    block.releasing_ = block.killed_ = false;
+}
+
+// The busy slots and the idle ones stay two unbroken ranges.
+void TimerQueue::freeIdAt(unsigned long position) {
+    if (position >= m_idleBeginPos) {
+        own_log::error("qor::TimerQueue::freeIdAt",
+                       [&] { return own_log::text("killTimer: already free pos ", position); });
+        return;
+    }
+    --m_idleBeginPos;
+    if (position == m_idleBeginPos) return;
+    ulong32& freed = m_idStatus[position];
+    ulong32& last = m_idStatus[m_idleBeginPos];
+    std::swap(m_timerBlocks[freed].m_statusPos, m_timerBlocks[last].m_statusPos);
+    std::swap(freed, last);
+}
+
+void TimerQueue::tick() {
+    if (ticking_ || abandoned_) return;
+    m_currTime = now();
+    doCheck();
+    m_waitTime = m_maxWaitTime - std::min(now() - m_currTime, m_maxWaitTime);
+}
+
+// Callbacks may stop the service and start it again: the new thread leaves the tick that is under
+// way to the old one.
+void TimerQueue::doCheck() {
+    constexpr const char* tag = "TIMER.DIAG";
+    constexpr const char* func = "qor::TimerQueue::doCheck";
+    if (ticking_) return;
+    m_expired.clear();
+    if (m_timeoutQueue.empty()) return;
+    timer_log::debug(tag, func, [&] {
+        return own_log::text("before check, timeoutQueue size = ", m_timeoutQueue.size());
+    });
+    while (!m_timeoutQueue.empty() && m_timeoutQueue.first().m_expiredTime <= m_currTime) {
+        m_expired.push_back(m_timeoutQueue.first().m_nTimerID);
+        m_timeoutQueue.eraseFirst();
+    }
+    timer_log::debug(tag, func, [&] {
+        return own_log::text("after check, timeoutQueue size = ", m_timeoutQueue.size());
+    });
+    if (!m_expired.empty()) {
+        timer_log::debug(tag, func,
+                         [&] { return own_log::text("expired timers = ", m_expired.size()); });
+    }
+    struct Ticking {
+        explicit Ticking(bool& on) : flag(on) { flag = true; }
+        ~Ticking() { flag = false; }
+        bool& flag;
+    } const scope(ticking_);
+    for (const TimerId& id : m_expired) {
+        if (abandoned_) return;
+        onTimer(id, m_currTime);
+    }
+    timer_log::debug(tag, func, [&] {
+        return own_log::text("after check, m_timeoutQueue size = ", m_timeoutQueue.size());
+    });
+}
+
+void TimerQueue::onTimer(TimerId id, const Time& now) {
+    constexpr const char* func = "qor::TimerQueue::onTimer";
+    TimerBlock* const block = blockOf(id);
+    const auto text = [&] { return block != nullptr ? block->text() : textOf(id); };
+    timer_log::debug("TIMER.TRACE", func, [&] { return "onTimer: " + text(); });
+    if (block == nullptr || block->m_status != TimerBlock::BUSY) {
+        own_log::error(func, [&] { return "onTimer: already free timer " + text(); });
+        return;
+    }
+    if (block->m_pCallBackTimerObject == nullptr) {
+        own_log::error(func, [&] { return "onTimer: null callback object for timer " + text(); });
+        return;
+    }
+    if (block->m_unTimes != 0 && --block->m_unTimes == 0) {
+        block->m_status = TimerBlock::PAUSED;
+        timer_log::debug("TIMER.DEBUG", func, [&] { return "set to paused " + text(); });
+    }
+    OnTimerResult result;
+    {
+        const Firing scope(*this, id);
+        result = block->onTimer();
+    }
+    // A timer that its own callback killed has left the slot, which may have another one by now.
+    if (!abandoned_ && blockOf(id) == block) afterFiring(*block, result, now);
+}
+
+void TimerQueue::afterFiring(TimerBlock& block, const OnTimerResult& result, const Time& now) {
+    constexpr const char* tag = "TIMER.DEBUG";
+    constexpr const char* func = "qor::TimerQueue::onTimer";
+    if (block.killed_) return release(block);
+    if (block.m_status == TimerBlock::IDLE) return;
+    if (result.interval != Time()) return arm(block, result.interval, result.times);
+    if (block.m_status == TimerBlock::PAUSED) {
+        timer_log::debug(tag, func, [&] { return "release " + block.text(); });
+        return release(block);
+    }
+    timer_log::debug(tag, func, [&] { return "more times " + block.text(); });
+    put(block, now + block.m_nInterval);
+}
+
+dumper& TimerQueue::dump(dumper& d) const {
+    const dumper::_Entry entry(d, "qor::TimerQueue");
+    const std::vector<ulong32> busy(m_idStatus.begin(), m_idStatus.begin() + m_idleBeginPos);
+    d.member("m_idleBeginPos", m_idleBeginPos);
+    dumpElements(d.indent().name("m_idStatus"), "qor::array", busy).endline();
+    dumpElements(d.indent().name("m_timeoutQueue"), "qor::set", m_timeoutQueue.sorted()).endline();
+    return d.member("m_currTime", m_currTime)
+        .member("m_lastTime", m_lastTime)
+        .member("m_waitTime", rawstring(m_waitTime.toDuration()))
+        .member("m_maxWaitTime", rawstring(m_maxWaitTime.toDuration()))
+        .member("QOR_TIMER_CHECK_TIME", QOR_TIMER_CHECK_TIME)
+        .member("QOR_TIMER_MAX_NUM()", QOR_TIMER_MAX_NUM());
+}
+
+void TimerQueue::dump(std::ostream& os) const {
+    dumpTo(os, *this);
+}
+
+}  // namespace qor

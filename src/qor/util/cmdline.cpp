@@ -1,0 +1,81 @@
+#include "qor/util/cmdline.h"
+
+#include <utility>
+
+#include "base/own_log.h"
+#include "qor/base/mlcheck.h"
+#include "qor/log/console.h"
+
+namespace qor {
+
+namespace {
+
+std::wstring textOf(const iwstr& text) {
+    return std::wstring(text.data(), text.size());
+}
+
+}  // namespace
+
+// CmdLineThread
+
+CmdLineThread::CmdLineThread(const istr& name, CmdLineCallback* callback, const iwstr& prompt)
+    : SimpleThread(nullptr, String(name).c_str()), callback_(callback), prompt_(textOf(prompt)) {}
+
+void CmdLineThread::onWork() {
+    std::wstring line;
+    if (!console::readline(line, noPrompt_ ? L"" : prompt_.c_str()) || line.empty()) return;
+    if (line == L"prompt()") return showPrompt(true);
+    if (line == L"noprompt()") return showPrompt(false);
+    callback_->onCmdLine(line);
+}
+
+void CmdLineThread::showPrompt(bool on) {
+    own_log::info("qor::CmdLineThread::onWork",
+                  [&] { return on ? "turn on prompt" : "turn off prompt"; });
+    noPrompt_ = !on;
+}
+
+// CmdLineQueue
+
+CmdLineQueue::CmdLineQueue() = default;
+
+CmdLineQueue::~CmdLineQueue() {
+    close();
+}
+
+bool CmdLineQueue::open(const iwstr& prompt) {
+    close();
+    thread_ = checkedNew<CmdLineThread>(__FILE__, __LINE__, "qor::CmdLineQueue::open", "cmdline",
+                                        this, prompt);
+    thread_->startAndWait(0);
+    return thread_->living();
+}
+
+void CmdLineQueue::close() {
+    if (const Handle<CmdLineThread> thread = std::exchange(thread_, nullptr)) thread->stop();
+}
+
+// One wait at the most, also without an end: what wakes it for another thread to be quicker is no
+// line.
+bool CmdLineQueue::get(std::wstring& line, Time timeout) {
+    const Monitor::Lock lock(monitor_);
+    if (lines_.empty()) {
+        if (timeout == Time::forever()) {
+            monitor_.wait();
+        } else if (!monitor_.wait(timeout)) {
+            return false;
+        }
+    }
+    if (lines_.empty()) return false;
+    line = std::move(lines_.front());
+    lines_.pop_front();
+    return true;
+}
+
+void CmdLineQueue::onCmdLine(const std::wstring& line) {
+    const Monitor::Lock lock(monitor_);
+    lines_.push_back(line);
+    monitor_.notify();
+}
+
+}  // namespace qor

@@ -1,0 +1,185 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <iostream>
+#include <memory>
+#include <sstream>
+#include <thread>
+#include <vector>
+
+#include "qor/base/base_type_auto.h"
+#include "qor/base/mlcheck.h"
+#include "qor/log/console.h"
+#include "qor/log/log_dumper.h"
+#include "qor/mt/handle.h"
+#include "support/log_file.h"
+
+namespace qor {
+namespace {
+
+// The checker, with a console that the test reads.
+class LeakChecker : public testing::Test {
+protected:
+    LeakChecker() : out_(std::cout.rdbuf(output_.rdbuf())) {
+        console::create();
+        console::setOn(true);
+    }
+    ~LeakChecker() override {
+        MemLeakChecker::destroy();
+        console::destroy();
+        console::setOn(false);
+        std::cout.rdbuf(out_);
+    }
+
+    static MemLeakChecker& checker() { return *MemLeakChecker::instance(); }
+    bool push(int n, const char* func = "here") {
+        checker().push(&blocks_[n], "dir/file.cpp", 7, func);
+        return true;
+    }
+    bool pop(int n) { return checker().pop(&blocks_[n], "file.cpp", 9, "there"); }
+    // What the console shows since the last call, with the blocks by their numbers.
+    std::string shown() {
+        console::flush();
+        std::string text = output_.str();
+        output_.str("");
+        for (const char& block : blocks_) {
+            std::ostringstream address;
+            address << static_cast<const void*>(&block);
+            for (std::size_t at; (at = text.find(address.str())) != std::string::npos;)
+                text.replace(at, address.str().size(), std::to_string(&block - blocks_));
+        }
+        return text;
+    }
+
+    char blocks_[4] = {};
+
+private:
+    std::ostringstream output_;
+    std::streambuf* out_;
+};
+
+TEST_F(LeakChecker, KeepsWhatIsPushedWhileItIsOn) {
+    push(0);
+    EXPECT_TRUE(pop(0));
+    EXPECT_TRUE(pop(1));
+    EXPECT_FALSE(checker().pop(nullptr, "f", 1, "g"));
+    EXPECT_EQ(checker().size(), 0U);
+    checker().start();
+    push(0);
+    push(0);
+    push(1);
+    EXPECT_EQ(checker().size(), 2U);
+    EXPECT_TRUE(pop(0));
+    EXPECT_EQ(shown(), "");
+    EXPECT_FALSE(pop(0));
+    EXPECT_FALSE(checker().pop(nullptr, "f", 1, "g"));
+    EXPECT_EQ(shown(), "[NOTICE] not found pointer there(file.cpp:9)\n");
+    MemLeakChecker::destroy();
+    EXPECT_FALSE(MemLeakChecker::isStarted());
+    EXPECT_EQ(checker().size(), 0U);
+}
+
+TEST_F(LeakChecker, ShowsEventsWhileItIsTold) {
+    checker().start();
+    {
+        const MemLeakChecker::DumpEntry events;
+        push(2);
+        pop(2);
+        pop(3);
+        // What showing them allocates is not shown.
+        const CharBuffer text("xxx");
+    }
+    const std::string text = shown();
+    const std::string first =
+        "+++ 2 here(file.cpp:7)\n"
+        "--- 2 here(file.cpp:7) (there(file.cpp:9))\n"
+        "--- 3 (there(file.cpp:9))\n"
+        "[NOTICE] not found pointer there(file.cpp:9)\n";
+    EXPECT_EQ(text.substr(0, first.size()), first);
+    const std::string rest = text.substr(first.size());
+    EXPECT_EQ(rest.find("+++ "), 0U) << rest;
+    EXPECT_EQ(std::count(rest.begin(), rest.end(), '\n'), 2) << rest;
+    push(2);
+    EXPECT_EQ(shown(), "");
+}
+
+TEST_F(LeakChecker, ReportsWhatIsLeftByItsPlace) {
+    support::LogFile log("QOR");
+    {
+        const MemLeakChecker::Helper leaks;
+        push(0, "twice");
+        push(1, "twice");
+        push(2, "once");
+    }
+    const std::string entries = log.entries();
+    EXPECT_NE(entries.find("[INFO]"), std::string::npos);
+    EXPECT_NE(entries.find("stop() "), std::string::npos) << entries;
+    const std::size_t sorted = entries.find("sorted = @qor::multimap{");
+    const std::size_t sorting = entries.find("sorting = @qor::map{");
+    ASSERT_LT(sorted, sorting) << entries;
+    EXPECT_LT(entries.find("1 : once(file.cpp:7)", sorted),
+              entries.find("2 : twice(file.cpp:7)", sorted));
+    EXPECT_NE(entries.find("once(file.cpp:7) : 1", sorting), std::string::npos) << entries;
+    EXPECT_NE(entries.find("twice(file.cpp:7) : 2", sorting), std::string::npos);
+    EXPECT_FALSE(MemLeakChecker::isStarted());
+    EXPECT_EQ(checker().size(), 0U);
+    { const MemLeakChecker::Helper leaks; }
+    EXPECT_NE(log.entries().find("@qor::MemLeakChecker{\n\tCongratulations! No memory leaked."),
+              std::string::npos)
+        << log.entries();
+    // With the level off nothing is written, and the table goes all the same.
+    const std::string before = log.entries();
+    log.log().infoOn(false);
+    checker().start();
+    push(0);
+    checker().stop();
+    log.log().infoOn(true);
+    EXPECT_EQ(log.entries(), before);
+    EXPECT_EQ(checker().size(), 0U);
+}
+
+TEST_F(LeakChecker, SeesTheBlocksOfTheLibrary) {
+    struct Counted : Shared {};
+    checker().start();
+    {
+        const CharBuffer text("xxx");
+        const Handle<Counted> shared(checkedNew<Counted>(__FILE__, __LINE__, "test"));
+        EXPECT_EQ(checker().size(), 2U);
+    }
+    EXPECT_EQ(checker().size(), 0U);
+    EXPECT_EQ(shown(), "");
+}
+
+TEST_F(LeakChecker, StandsManyThreads) {
+    console::setOn(false);
+    const auto work = [] {
+        for (int i = 0; i < 300; ++i) {
+            std::vector<std::unique_ptr<CharBuffer>> texts;
+            for (int n = 0; n < 50; ++n)
+                texts.push_back(std::make_unique<CharBuffer>("xxx"));
+        }
+    };
+    checker().start();
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 8; ++i)
+        threads.emplace_back(work);
+    for (std::thread& thread : threads)
+        thread.join();
+    EXPECT_EQ(checker().size(), 0U);
+    // A block that another thread releases, and a stop while others are at work.
+    auto* const text = new CharBuffer("xxx");
+    std::thread([text] { delete text; }).join();
+    EXPECT_EQ(checker().size(), 0U);
+    threads.clear();
+    for (int i = 0; i < 4; ++i)
+        threads.emplace_back(work);
+    for (int i = 0; i < 100; ++i) {
+        const MemLeakChecker::Helper again;
+    }
+    for (std::thread& thread : threads)
+        thread.join();
+    EXPECT_EQ(checker().size(), 0U);
+}
+
+}  // namespace
+}  // namespace qor

@@ -1,0 +1,264 @@
+#include "qor/timer/timerManager.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <stdexcept>
+#include <thread>
+#include <vector>
+
+#include "qor/base/library.h"
+#include "qor/log/log_dumper.h"
+#include "qor/timer/timerCallbackBlock.h"
+#include "support/log_file.h"
+#include "support/recorder.h"
+
+namespace qor {
+namespace {
+
+using support::Recorder;
+
+// Something that one thread waits for and another one does.
+class Event {
+public:
+    void happen() {
+        const Monitor::Lock lock(monitor_);
+        happened_ = true;
+        monitor_.notifyAll();
+    }
+    void wait() {
+        const Monitor::Lock lock(monitor_);
+        while (!happened_)
+            monitor_.wait();
+    }
+    bool happened() const {
+        const Monitor::Lock lock(monitor_);
+        return happened_;
+    }
+
+private:
+    Monitor monitor_;
+    bool happened_ = false;
+};
+
+class Service : public testing::Test {
+protected:
+    ~Service() override { TimerManager::destroy(); }
+
+    static TimerManager& timers() { return *TimerManager::instance(); }
+    TimerId set(unsigned long interval, unsigned long times, unsigned long user = 1) {
+        TimerId id;
+        EXPECT_TRUE(timers().setTimer(id, "t", user, interval, &object_, times, nullptr));
+        return id;
+    }
+
+    Recorder object_;
+};
+
+TEST_F(Service, FiresOnItsOwnThreadWhatWasSetBeforeItsStart) {
+    Event released;
+    ThreadId firedOn(0);
+    object_.onFire = [&](TimerId, unsigned long) {
+        firedOn = ThreadControl::current().id();
+        return OnTimerResult();
+    };
+    object_.onRelease = [&](TimerId, unsigned long) { released.happen(); };
+    set(0, 2);
+    timers().start();
+    timers().start();
+    released.wait();
+    timers().stop();
+    EXPECT_EQ(object_.take(), "1 1 -1");
+    EXPECT_NE(firedOn, ThreadControl::current().id());
+}
+
+TEST_F(Service, ReleasesATimerThatIsKilledWhileItFiresWhenThatIsOver) {
+    Event fires, killed, released;
+    object_.onFire = [&](TimerId, unsigned long) {
+        fires.happen();
+        killed.wait();
+        EXPECT_FALSE(released.happened());
+        return OnTimerResult(Time::milliSeconds(1), 0);
+    };
+    object_.onRelease = [&](TimerId, unsigned long) { released.happen(); };
+    timers().start();
+    const TimerId id = set(0, 0);
+    fires.wait();
+    timers().killTimer(id);
+    EXPECT_FALSE(timers().resetTimer(id, 1, 1));
+    timers().killTimer(id);
+    killed.happen();
+    released.wait();
+    timers().close();
+    EXPECT_EQ(object_.take(), "1 -1");
+}
+
+TEST_F(Service, WaitsForACallbackWhenItStops) {
+    Event fires;
+    bool over = false;
+    object_.onFire = [&](TimerId, unsigned long) {
+        fires.happen();
+        ThreadControl::yield();
+        over = true;
+        return OnTimerResult();
+    };
+    timers().start();
+    set(0, 0);
+    fires.wait();
+    timers().stop();
+    EXPECT_TRUE(over);
+}
+
+TEST_F(Service, MakesANewQueueForAnotherSizeOnly) {
+    support::LogFile log("QOR");
+    timers().reopen(10);
+    EXPECT_EQ(QOR_TIMER_MAX_NUM(), 10U);
+    const TimerId kept = set(100000, 0);
+    timers().reopen(10);
+    timers().reopen(0);
+    EXPECT_TRUE(timers().resetTimer(kept, 100000, 0));
+    timers().reopen(11);
+    EXPECT_FALSE(timers().resetTimer(kept, 1, 0));
+    timers().killTimer(kept);
+    EXPECT_EQ(object_.take(), "");
+    const std::string entries = log.entries();
+    EXPECT_NE(entries.find("1 timers started."), std::string::npos);
+    EXPECT_NE(entries.find("<WARNING>"), std::string::npos);
+    EXPECT_NE(entries.find("\n num of timers = 11\n"), std::string::npos);
+    // Without a queue nothing is done, and said to be done.
+    timers().close();
+    timers().close();
+    TimerId id;
+    EXPECT_FALSE(timers().setTimer(id, "t", 0, 0, &object_, 0, nullptr));
+    EXPECT_FALSE(timers().resetTimer(id, 0, 0));
+    timers().killTimer(id);
+    dumper d(true);
+    EXPECT_EQ(timers().dump(d).str(), "{*m_timerQueue=null}");
+    timers().open();
+    dumper open(true);
+    EXPECT_NE(timers().dump(open).str().find("QOR_TIMER_MAX_NUM()=11"), std::string::npos);
+}
+
+// A callback may end the service that calls it, or start it anew.
+TEST_F(Service, CanBeEndedByACallback) {
+    const struct {
+        const char* what;
+        void (*end)(TimerManager&);
+        bool goesOn;
+    } cases[] = {
+        {"stop", [](TimerManager& m) { m.stop(); }, false},
+        {"close", [](TimerManager& m) { m.close(); }, false},
+        {"stop, start", [](TimerManager& m) { m.stop(), m.start(); }, true},
+        {"reopen", [](TimerManager& m) { m.reopen(QOR_TIMER_MAX_NUM() + 1); }, false},
+    };
+    for (const auto& c : cases) {
+        Event ended, again;
+        unsigned fired = 0;
+        object_.onFire = [&](TimerId, unsigned long) {
+            if (++fired == 2) again.happen();
+            if (fired != 1) return OnTimerResult();
+            c.end(timers());
+            ended.happen();
+            return OnTimerResult();
+        };
+        timers().open();
+        set(0, 0);
+        timers().start();
+        ended.wait();
+        if (c.goesOn) again.wait();
+        timers().close();
+        EXPECT_EQ(fired > 1, c.goesOn) << c.what;
+        timers().start();
+    }
+}
+
+TEST_F(Service, StandsClosingAndOpeningMeanwhile) {
+    std::atomic<bool> done{false};
+    object_.onFire = [](TimerId id, unsigned long n) {
+        if (n % 2 == 0) TimerManager::instance()->killTimer(id);
+        TimerId more;
+        static Recorder nested;
+        TimerManager::instance()->setTimer(more, "nested", n, 0, &nested, 1, nullptr);
+        nested.take();
+        return OnTimerResult();
+    };
+    const auto work = [&](unsigned long n) {
+        TimerId id;
+        while (!done) {
+            timers().setTimer(id, "t", n, 0, &object_, 2, nullptr);
+            timers().resetTimer(id, 0, 3);
+            if (n % 2 != 0) timers().killTimer(id);
+        }
+    };
+    timers().start();
+    std::vector<std::thread> threads;
+    for (unsigned long i = 0; i < 4; ++i)
+        threads.emplace_back(work, i);
+    for (int i = 0; i < 60; ++i) {
+        timers().stop();
+        timers().close();
+        timers().reopen(100UL + static_cast<unsigned long>(i % 3));
+        timers().start();
+    }
+    done = true;
+    for (std::thread& thread : threads)
+        thread.join();
+    timers().close();
+    object_.take();
+    timers().reopen(200);
+    Event fired;
+    object_.onFire = [&](TimerId, unsigned long) { return fired.happen(), OnTimerResult(); };
+    set(0, 1);
+    fired.wait();
+    timers().close();
+}
+
+TEST(TimerUserThread, CallsItsObjectSoManyTimesAndThenReleasesIt) {
+    for (const unsigned long times : {1UL, 3UL}) {
+        Recorder object;
+        TimerId seen;
+        object.onFire = [&](TimerId id, unsigned long) -> OnTimerResult {
+            seen = id;
+            throw std::runtime_error("meant");
+        };
+        const Handle<TimerUserThread> thread(checkedNew<TimerUserThread>(
+            __FILE__, __LINE__, "test", &object, "user", 1, times, 4, nullptr));
+        thread->startAndWait();
+        thread->join();
+        EXPECT_EQ(object.take(), times == 1 ? "4 -4" : "4 4 4 -4");
+        EXPECT_EQ(seen, TimerId(thread->id()));
+    }
+}
+
+TEST(TimerUserThread, StopsAtOnceAndNotForANotification) {
+    Recorder object;
+    const Handle<TimerUserThread> endless(checkedNew<TimerUserThread>(
+        __FILE__, __LINE__, "test", &object, "hour", 3600000, 0, 1, nullptr));
+    endless->startAndWait();
+    endless->notify();
+    endless->stop();
+    // A stop that finds it in the wait lets it fire once more.
+    const std::string calls = object.take();
+    EXPECT_TRUE(calls == "-1" || calls == "1 -1") << calls;
+}
+
+TEST(TimerCallbackBlock, CallsNobodyOnceTheProcessEnds) {
+    Recorder object;
+    TimerBlock block;
+    block.m_pCallBackTimerObject = &object;
+    block.m_nUserTimerID = 6;
+    const auto exec = [&](int type) { return TimerCallbackBlock(type, &block).exec(); };
+    support::LogFile log("QOR");
+    EXPECT_TRUE(exec(TimerCallbackBlock::FIRED));
+    EXPECT_FALSE(exec(TimerCallbackBlock::RELEASED));
+    EXPECT_FALSE(exec(2));
+    EXPECT_EQ(object.take(), "6 -6");
+    EXPECT_NE(log.entries().find("unknown timer callback event type"), std::string::npos);
+    System::close();
+    EXPECT_TRUE(exec(TimerCallbackBlock::FIRED));
+    EXPECT_FALSE(exec(TimerCallbackBlock::RELEASED));
+    EXPECT_EQ(object.take(), "");
+}
+
+}  // namespace
+}  // namespace qor

@@ -1,0 +1,539 @@
+#include "qor/timer/timerQueue.h"
+
+#include <gtest/gtest.h>
+
+#include <map>
+#include <memory>
+#include <random>
+#include <sstream>
+#include <stdexcept>
+#include <thread>
+
+#include "qor/log/log_dumper.h"
+#include "support/log_file.h"
+#include "support/recorder.h"
+
+namespace qor {
+namespace {
+
+using support::Recorder;
+
+Time wallClock;
+Time monotonicClock;
+
+TimerQueue::Clock testClock() {
+    wallClock = Time::seconds(1000000);
+    monotonicClock = Time::seconds(5);
+    return {[] { return wallClock; }, [] { return monotonicClock; }};
+}
+
+// A queue whose time the test sets, with the monitor held.
+class Queue : public testing::Test {
+protected:
+    static constexpr long kTick = QOR_TIMER_CHECK_TIME / 1000;
+
+    TimerId set(unsigned long user, unsigned long interval, unsigned long times) {
+        TimerId id;
+        EXPECT_TRUE(queue_.set(id, "t", user, interval, &object_, times, nullptr));
+        ids_.push_back(id);
+        return id;
+    }
+    void killAll() {
+        object_.onRelease = nullptr;
+        for (const TimerId& id : ids_)
+            queue_.kill(id);
+        ids_.clear();
+        object_.take();
+    }
+    // The callbacks of a tick that comes so much later.
+    std::string tick(long milliseconds = kTick) {
+        monotonicClock += Time::milliSeconds(milliseconds);
+        queue_.tick();
+        return object_.take();
+    }
+    // What the log says: the causes of the blocks, and other lines.
+    std::string logged() const {
+        std::istringstream entries(log_.entries());
+        std::string text;
+        for (std::string line; std::getline(entries, line);) {
+            const std::size_t cause = line.find("     CAUSE: ");
+            if (cause == std::string::npos) continue;
+            text += line.substr(cause + sizeof "     CAUSE: " - 1);
+            while (!text.empty() && text.back() == '\r')
+                text.pop_back();
+            text += '\n';
+        }
+        return text;
+    }
+
+    Recorder object_;
+    std::vector<TimerId> ids_;
+    support::LogFile log_{"QOR"};
+    TimerMonitor monitor_;
+    TimerQueue queue_{4, monitor_, testClock()};
+    const TimerMonitor::Access access_{monitor_};
+};
+
+TEST(TimerId, HasAPackedForm) {
+    const struct {
+        TimerId id;
+        ulong32 packed;
+        ulong32 generation;
+        ulong32 index;
+    } cases[] = {
+        {TimerId(0, 0), 0, 0, 0},
+        {TimerId(1, 2), 0x20002, 1, 2},
+        {TimerId(32767, 131071), 0xffffffff, 32767, 131071},
+        // What does not fit is lost: the high bits of either.
+        {TimerId(32768, 5), 5, 0, 5},
+        {TimerId(3, 131072), 0x60000, 3, 0},
+    };
+    for (const auto& c : cases) {
+        EXPECT_EQ(c.id.get(), c.packed);
+        const TimerId unpacked(c.id.get());
+        EXPECT_EQ(unpacked.generation(), c.generation);
+        EXPECT_EQ(unpacked.index(), c.index);
+        EXPECT_EQ(unpacked, c.id);
+    }
+    EXPECT_LT(TimerId(1, 9), TimerId(2, 1));
+    EXPECT_TRUE(TimerId().empty());
+    EXPECT_FALSE(TimerId(TimerId::INVALID, 0UL).empty());
+    TimerId id(7, 8);
+    dumper d;
+    EXPECT_EQ(id.dump(d).str(), "(7, 8)");
+    id.reset();
+    EXPECT_TRUE(id.empty());
+}
+
+TEST_F(Queue, FiresAtTheFirstTickFromItsTimeOn) {
+    const struct {
+        unsigned long interval;
+        unsigned long times;
+        const char* calls;  // of each of eight ticks
+    } cases[] = {
+        {0, 1, "1 -1,,,,,,,,"},        {0, 0, "1,1,1,1,1,1,1,1,"}, {50, 2, "1,1 -1,,,,,,,"},
+        {51, 0, ",1,,1,,1,,1,"},       {120, 2, ",,1,,,1 -1,,,"},  {400, 1, ",,,,,,,1 -1,"},
+        {4294967295UL, 1, ",,,,,,,,"},
+    };
+    for (const auto& c : cases) {
+        set(1, c.interval, c.times);
+        std::string calls;
+        for (int i = 0; i < 8; ++i)
+            calls += tick() + ",";
+        EXPECT_EQ(calls, c.calls) << c.interval << ", " << c.times;
+        killAll();
+        EXPECT_EQ(queue_.numofBusy(), 0U);
+    }
+}
+
+TEST_F(Queue, CountsFromTheLatestTick) {
+    monotonicClock += Time::milliSeconds(40);
+    set(1, 60, 2);
+    EXPECT_EQ(tick(20), "1");
+    // A late tick moves the next one.
+    EXPECT_EQ(tick(100), "1 -1");
+    EXPECT_EQ(queue_.waitTime(), Time::milliSeconds(50));
+    set(2, 0, 0);
+    object_.onFire = [](TimerId, unsigned long) {
+        monotonicClock += Time::milliSeconds(30);
+        return OnTimerResult();
+    };
+    tick();
+    EXPECT_EQ(queue_.waitTime(), Time::milliSeconds(20));
+    set(3, 0, 0);
+    tick();
+    EXPECT_EQ(queue_.waitTime(), Time());
+}
+
+TEST_F(Queue, TakesNoNoticeOfASetClock) {
+    for (const long hours : {1, -1}) {
+        set(1, 100, 0);
+        wallClock += Time::seconds(3600 * hours);
+        EXPECT_EQ(tick(50), "");
+        EXPECT_EQ(tick(50), "1");
+        wallClock -= Time::seconds(7200 * hours);
+        EXPECT_EQ(tick(50), "");
+        EXPECT_EQ(tick(50), "1");
+        killAll();
+    }
+    dumper d;
+    queue_.dump(d);
+    const Time shown = Time::seconds(1000000) + Time::milliSeconds(400);
+    EXPECT_NE(d.str().find("m_currTime = '" + shown.toDateTime() + "'"), std::string::npos)
+        << d.str();
+}
+
+TEST_F(Queue, HasARoomOfItsOwnSize) {
+    for (unsigned long i = 0; i < 4; ++i)
+        set(i, 1000, 1);
+    TimerId id(7, 7);
+    EXPECT_FALSE(queue_.set(id, "t", 9, 1000, &object_, 1, nullptr));
+    EXPECT_EQ(id, TimerId(7, 7));
+    EXPECT_EQ(QOR_TIMER_MAX_NUM(), 4U);
+    // Two numbers below the least are raised, or are not, and one is too large for an id.
+    TimerQueue byDefault(0, monitor_, testClock());
+    TimerQueue largest(200000, monitor_, testClock());
+    const struct {
+        TimerQueue& queue;
+        unsigned long room;
+    } cases[] = {{byDefault, 5000}, {largest, 131072}};
+    for (const auto& c : cases) {
+        while (c.queue.set(id, "t", 0, 0, &object_, 1, nullptr)) {
+        }
+        EXPECT_EQ(c.queue.numofBusy(), c.room);
+    }
+    EXPECT_EQ(QOR_TIMER_MAX_NUM(), 131072U);
+    EXPECT_EQ(logged(),
+              "setTimer: timer queue full, no available timer\n"
+              "200000 timers are too many, cut to 131072\n"
+              "setTimer: timer queue full, no available timer\n"
+              "setTimer: timer queue full, no available timer\n");
+}
+
+TEST_F(Queue, KnowsAStaleIdFromALaterTimer) {
+    const TimerId stale = set(1, 100, 1);
+    queue_.kill(stale);
+    EXPECT_EQ(object_.take(), "-1");
+    EXPECT_FALSE(queue_.reset(stale, 1, 1));
+    const TimerId later = set(2, 100, 1);
+    EXPECT_EQ(later.index(), stale.index());
+    EXPECT_EQ(later.generation(), stale.generation() + 1);
+    const TimerId never(TimerId::INVALID, 3);
+    for (const TimerId& id : {stale, never, TimerId(), TimerId(0, 4), TimerId(0, 131072)}) {
+        queue_.kill(id);
+        EXPECT_FALSE(queue_.reset(id, 1, 1));
+    }
+    EXPECT_EQ(tick(100), "2 -2");
+    EXPECT_EQ(logged(),
+              "resetTimer: idle timer (0, 0)(t, 00:00:00.100000, 1)\n"
+              "resetTimer: invalid timer (0, 0)\n"
+              "resetTimer: idle timer (4294967295, 3)(, 00:00:00, 1)\n"
+              "resetTimer: invalid timer (4294967295, 4294967295)\n"
+              "resetTimer: invalid timer (0, 4)\n"
+              "resetTimer: invalid timer (0, 131072)\n");
+}
+
+TEST_F(Queue, LetsCallbacksChangeTimers) {
+    TimerId own, other;
+    const struct {
+        const char* what;
+        std::function<OnTimerResult()> fire;  // of timer 1, which is first of 1, 2
+        unsigned long times;
+        const char* calls;  // of the tick, and of the three behind it
+    } cases[] = {
+        {"as before", [] { return OnTimerResult(); }, 0, "1 2,1 2,1 2,1 2,"},
+        {"kills itself", [&] { return queue_.kill(own), OnTimerResult(); }, 0, "1 -1 2,2,2,2,"},
+        {"kills itself and asks for more",
+         [&] { return queue_.kill(own), OnTimerResult(Time::milliSeconds(50), 0); }, 0,
+         "1 -1 2,2,2,2,"},
+        {"kills itself at the end", [&] { return queue_.kill(own), OnTimerResult(); }, 1,
+         "1 -1 2,2,2,2,"},
+        {"kills the other one", [&] { return queue_.kill(other), OnTimerResult(); }, 0,
+         "1 -2,1,1,1,"},
+        {"goes on by the result", [] { return OnTimerResult(Time::milliSeconds(99), 0); }, 0,
+         "1 2,2,1 2,2,"},
+        {"is revived by the result", [] { return OnTimerResult(Time::milliSeconds(99), 1); }, 1,
+         "1 2,2,1 2,2,"},
+        {"resets itself", [&] { return queue_.reset(own, 99, 0), OnTimerResult(); }, 0,
+         "1 2,2,1 2,2,"},
+        {"resets itself at the end", [&] { return queue_.reset(own, 99, 1), OnTimerResult(); }, 1,
+         "1 2,2,1 2,2,"},
+        {"resets the other one, which is due",
+         [&] { return queue_.reset(other, 150, 0), OnTimerResult(); }, 1, "1 -1 2,,,2,"},
+        {"takes its own slot for a new one",
+         [&] {
+             queue_.kill(own);
+             set(3, 100, 1);
+             return OnTimerResult(Time::milliSeconds(1), 0);
+         },
+         0, "1 -1 2,2,2 3 -3,2,"},
+        {"takes the slot of the other one, which is due, for a new one",
+         [&] {
+             queue_.kill(other);
+             set(3, 100, 1);
+             return OnTimerResult();
+         },
+         1, "1 -2 -1,,3 -3,,"},
+        {"raises", []() -> OnTimerResult { throw std::runtime_error("meant"); }, 0,
+         "1 2,1 2,1 2,1 2,"},
+    };
+    for (const auto& c : cases) {
+        own = set(1, 49, c.times);
+        other = set(2, 50, 0);
+        object_.onFire = [&](TimerId, unsigned long user) {
+            if (user != 1) return OnTimerResult();
+            // The queue lets the monitor go meanwhile.
+            const TimerMonitor::Access access(monitor_);
+            return c.fire();
+        };
+        std::string calls;
+        for (int i = 0; i < 4; ++i)
+            calls += tick() + ",";
+        EXPECT_EQ(calls, c.calls) << c.what;
+        killAll();
+        EXPECT_EQ(queue_.numofBusy(), 0U) << c.what;
+    }
+    EXPECT_NE(log_.entries().find("\nmeant"), std::string::npos);
+    EXPECT_NE(logged().find("onTimer: already free timer "), std::string::npos);
+}
+
+TEST_F(Queue, LetsReleasesChangeTimers) {
+    TimerId own, other;
+    const struct {
+        const char* what;
+        std::function<void()> release;  // of timer 1
+        const char* calls;
+        unsigned long left;
+    } cases[] = {
+        {"kills itself", [&] { queue_.kill(own); }, "-1", 1},
+        {"resets itself", [&] { EXPECT_FALSE(queue_.reset(own, 0, 0)); }, "-1", 1},
+        {"kills the other one, which kills it", [&] { queue_.kill(other); }, "-1 -2", 0},
+        {"sets one", [&] { set(3, 1000, 1); }, "-1", 2},
+        {"raises", [] { throw 1; }, "-1", 1},
+    };
+    for (const auto& c : cases) {
+        own = set(1, 50, 0);
+        other = set(2, 1000, 0);
+        object_.onRelease = [&](TimerId, unsigned long user) {
+            const TimerMonitor::Access access(monitor_);
+            if (user == 1) c.release();
+            if (user == 2) queue_.kill(own);
+        };
+        queue_.kill(own);
+        EXPECT_EQ(object_.take(), c.calls) << c.what;
+        EXPECT_EQ(queue_.numofBusy(), c.left) << c.what;
+        EXPECT_EQ(tick(), "") << c.what;
+        killAll();
+    }
+}
+
+TEST_F(Queue, LetsTheObjectGoInItsRelease) {
+    struct Once : Recorder {
+        void onTimerRelease(TimerId, unsigned long, void* gone) override {
+            *static_cast<bool*>(gone) = true;
+            delete this;
+        }
+    };
+    bool gone[2] = {};
+    TimerId killed, used;
+    ASSERT_TRUE(queue_.set(killed, "a", 0, 50, new Once, 0, &gone[0]));
+    ASSERT_TRUE(queue_.set(used, "a", 0, 50, new Once, 1, &gone[1]));
+    queue_.kill(killed);
+    tick();
+    EXPECT_TRUE(gone[0] && gone[1]);
+    dumper d;
+    EXPECT_NE(queue_.dump(d).str().find("m_idleBeginPos = 0"), std::string::npos);
+}
+
+TEST_F(Queue, KeepsATimerWithoutAnObjectUntilItIsKilled) {
+    TimerId id;
+    ASSERT_TRUE(queue_.set(id, "none", 0, 0, nullptr, 1, nullptr));
+    tick();
+    tick();
+    EXPECT_EQ(queue_.numofBusy(), 1U);
+    queue_.kill(id);
+    EXPECT_EQ(queue_.numofBusy(), 0U);
+    queue_.freeIdAt(0);
+    EXPECT_EQ(logged(),
+              "onTimer: null callback object for timer (0, 0)(none, 00:00:00, 1)\n"
+              "killTimer: already free pos 0\n");
+}
+
+TEST_F(Queue, ShowsItself) {
+    queue_.kill(set(1, 50, 1));
+    TimerId id;
+    ASSERT_TRUE(queue_.set(id, "show", 7, 1500, &object_, 3, nullptr));
+    dumper d(true);
+    queue_.dump(d);
+    const std::string date = "'" + Time::seconds(1000000).toDateTime() + "'";
+    const std::string due = "'" + (Time::seconds(1000001) + Time::milliSeconds(500)).toDateTime();
+    EXPECT_EQ(d.str(), "{m_idleBeginPos=1 m_idStatus={0} m_timeoutQueue={{m_expiredTime=" + due +
+                           "' m_nTimerID=(1, 0) m_tb={name_='show' m_nTimerID=(1, 0) m_statusPos=0 "
+                           "m_expiredTime=" +
+                           due +
+                           "' m_unTimes=3 m_nInterval=00:00:01.500000 m_pCallBackTimerObject={} "
+                           "m_nUserTimerID=7 m_pParam=0 m_status=BUSY}}} m_currTime=" +
+                           date + " m_lastTime=" + date +
+                           " m_waitTime=00:00:00.050000 m_maxWaitTime=00:00:00.050000 "
+                           "QOR_TIMER_CHECK_TIME=50000 QOR_TIMER_MAX_NUM()=4}");
+}
+
+TEST_F(Queue, LogsItsSteps) {
+    const char* const tags[] = {"TIMER.DEBUG", "TIMER.DIAG", "TIMER.TRACE"};
+    log_.log().debugOn(true);
+    for (const char* tag : tags)
+        log_.log().appLog(tag, true);
+    const TimerId id = set(1, 50, 2);
+    queue_.reset(id, 50, 2);
+    tick();
+    tick();
+    const struct {
+        const char* tag;
+        const char* text;
+    } lines[] = {
+        {tags[0], "(0, 0)(t, 00:00:00.050000, 2)"},
+        {tags[0], "(0, 0)(t, 00:00:00.050000, 2)"},
+        {tags[1], "before check, timeoutQueue size = 1"},
+        {tags[1], "after check, timeoutQueue size = 0"},
+        {tags[1], "expired timers = 1"},
+        {tags[2], "onTimer: (0, 0)(t, 00:00:00.050000, 2)"},
+        {tags[0], "more times (0, 0)(t, 00:00:00.050000, 1)"},
+        {tags[1], "after check, m_timeoutQueue size = 1"},
+        {tags[1], "before check, timeoutQueue size = 1"},
+        {tags[1], "after check, timeoutQueue size = 0"},
+        {tags[1], "expired timers = 1"},
+        {tags[2], "onTimer: (0, 0)(t, 00:00:00.050000, 1)"},
+        {tags[0], "set to paused (0, 0)(t, 00:00:00.050000, 0)"},
+        {tags[0], "release (0, 0)(t, 00:00:00.050000, 0)"},
+        {tags[1], "after check, m_timeoutQueue size = 0"},
+    };
+    const std::string entries = log_.entries();
+    std::size_t at = 0;
+    for (const auto& line : lines) {
+        const std::size_t tag = entries.find("[" + std::string(line.tag) + "]", at);
+        const std::size_t text = entries.find(std::string("] ") + line.text, at);
+        ASSERT_NE(text, std::string::npos) << line.text << " in\n" << entries.substr(at);
+        ASSERT_LT(tag, text) << line.text;
+        at = text + 1;
+    }
+    for (const char* tag : tags)
+        log_.log().appLog(tag, false);
+    log_.log().debugOn(false);
+}
+
+// Goes in its release, and knows whether it was called meanwhile.
+struct Checked : ITimerObject {
+    Checked(TimerMonitor& m, TimerQueue& q, std::atomic<long>& n) : monitor(m), queue(q), alive(n) {
+        ++alive;
+    }
+    ~Checked() override { --alive; }
+    OnTimerResult onTimer(TimerId id, unsigned long kind, void*) override {
+        ++inside;
+        {
+            const TimerMonitor::Access access(monitor);
+            if (kind == 0 && resets++ < 2) queue.reset(id, 0, 2);
+            if (kind == 1)
+                queue.set(more, "more", 2, 0, new Checked(monitor, queue, alive), 1, nullptr);
+            if (kind == 3) queue.kill(more);
+        }
+        const bool again = kind == 2 && fired++ < 3;
+        --inside;
+        return OnTimerResult(again ? Time::milliSeconds(1) : Time(), 1);
+    }
+    void onTimerRelease(TimerId, unsigned long, void*) override {
+        EXPECT_EQ(inside, 0);
+        delete this;
+    }
+
+    TimerMonitor& monitor;
+    TimerQueue& queue;
+    std::atomic<long>& alive;
+    std::atomic<int> inside{0};
+    TimerId more;
+    int fired = 0;
+    int resets = 0;
+};
+
+TEST(TimerQueue, StandsWhatManyThreadsDoAtOnce) {
+    std::atomic<long> alive{0};
+    std::atomic<bool> done{false};
+    TimerMonitor monitor;
+    TimerQueue queue(5000, monitor);
+    const auto tick = [&] {
+        const TimerMonitor::Access access(monitor);
+        queue.tick();
+        return queue.numofBusy();
+    };
+    std::thread ticking([&] {
+        while (!done || tick() != 0)
+            tick();
+    });
+    const auto work = [&](unsigned seed) {
+        std::mt19937 random(seed);
+        std::vector<TimerId> ids(16);
+        for (unsigned i = 0; i < 5000; ++i) {
+            TimerId& id = ids[random() % ids.size()];
+            const TimerMonitor::Access access(monitor);
+            if (random() % 3 == 0) queue.reset(id, random() % 2, 1);
+            if (random() % 2 == 0) queue.kill(id);
+            if (queue.numofBusy() > 1000) continue;
+            queue.set(id, "stress", random() % 4, random() % 2, new Checked(monitor, queue, alive),
+                      1 + random() % 2, nullptr);
+        }
+    };
+    std::vector<std::thread> threads;
+    for (unsigned i = 0; i < 4; ++i)
+        threads.emplace_back(work, i);
+    for (std::thread& thread : threads)
+        thread.join();
+    done = true;
+    ticking.join();
+    EXPECT_EQ(alive, 0);
+}
+
+// Against a plain list of what is armed.
+TEST(TimerQueue, FiresInTheOrderOfTimeAndIdWhateverHappens) {
+    struct Armed {
+        TimerId id;
+        Time interval;
+        unsigned times;
+    };
+    std::mt19937 random(7);
+    const auto upTo = [&](std::size_t n) { return static_cast<unsigned>(random() % n); };
+    TimerMonitor monitor;
+    TimerQueue queue(300, monitor, testClock());
+    const TimerMonitor::Access access(monitor);
+    std::map<std::pair<Time, ulong32>, Armed> armed;
+    std::vector<ulong32> fired;
+    Recorder object;
+    object.onFire = [&](TimerId id, unsigned long) {
+        fired.push_back(id.get());
+        return OnTimerResult();
+    };
+    const auto anyOf = [&] { return std::next(armed.begin(), upTo(armed.size())); };
+    Time current = Time();
+    for (int step = 0; step < 30000; ++step) {
+        const unsigned what = upTo(10);
+        const unsigned long interval = upTo(2000);
+        const unsigned times = upTo(4);
+        const Time due = current + Time::milliSeconds(interval);
+        if (what < 5) {
+            TimerId id;
+            const bool done = queue.set(id, "r", 0, interval, &object, times, nullptr);
+            ASSERT_EQ(done, armed.size() < 300);
+            if (done) armed[{due, id.get()}] = {id, Time::milliSeconds(interval), times};
+        } else if (what < 8) {
+            if (armed.empty()) continue;
+            const auto chosen = anyOf();
+            const Armed timer = chosen->second;
+            armed.erase(chosen);
+            if (what == 7) {
+                queue.kill(timer.id);
+                continue;
+            }
+            ASSERT_TRUE(queue.reset(timer.id, interval, times));
+            armed[{due, timer.id.get()}] = {timer.id, Time::milliSeconds(interval), times};
+        } else {
+            const Time passed = Time::milliSeconds(upTo(120));
+            monotonicClock += passed;
+            current += passed;
+            std::vector<ulong32> expected;
+            std::vector<Armed> again;
+            while (!armed.empty() && armed.begin()->first.first <= current) {
+                Armed timer = armed.begin()->second;
+                armed.erase(armed.begin());
+                expected.push_back(timer.id.get());
+                if (timer.times == 0 || --timer.times != 0) again.push_back(timer);
+            }
+            for (const Armed& timer : again)
+                armed[{current + timer.interval, timer.id.get()}] = timer;
+            fired.clear();
+            queue.tick();
+            ASSERT_EQ(fired, expected) << step;
+        }
+        ASSERT_EQ(queue.numofBusy(), armed.size());
+    }
+}
+
+}  // namespace
+}  // namespace qor
