@@ -1,0 +1,36 @@
+#ifndef QOR_BENCH_TCP_BENCH_H
+#define QOR_BENCH_TCP_BENCH_H
+
+#include <benchmark/benchmark.h>
+
+#include <cstddef>
+#include <cstdint>
+
+// What all sides do, over 127.0.0.1 with the same socket options: so many round trips of a small
+// frame, and so many large frames one way, which the other side answers with one small one. A frame
+// is a length in 4 bytes and the payload, but for libzmq, which has its own.
+
+namespace tcp_bench {
+
+inline constexpr std::size_t kSmall = 64;
+inline constexpr std::size_t kLarge = 65536;
+inline constexpr int kRoundTrips = 500;
+inline constexpr int kFrames = 500;
+inline constexpr int kBuffer = 262144;
+
+template <class Run>
+void roundTrips(benchmark::State& state, Run run) {
+    for (auto _ : state)
+        run();
+    state.SetItemsProcessed(state.iterations() * kRoundTrips);
+}
+template <class Run>
+void megabytes(benchmark::State& state, Run run) {
+    for (auto _ : state)
+        run();
+    state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(kFrames * kLarge));
+}
+
+}  // namespace tcp_bench
+
+#endif  // QOR_BENCH_TCP_BENCH_H

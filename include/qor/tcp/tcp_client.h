@@ -1,0 +1,64 @@
+#ifndef QOR_TCP_TCP_CLIENT_H
+#define QOR_TCP_TCP_CLIENT_H
+
+#include "qor/api.h"
+#include "qor/base/base_type_view.h"
+#include "qor/base/interface.h"
+#include "qor/mt/handle.h"
+#include "qor/tcp/tcp_impl_base.h"
+
+namespace qor {
+
+namespace tcp {
+class ClientImpl;
+}
+
+// One outgoing connection that carries frames. A thread of its own ("tcp.client") reads them and
+// calls the callback; it is born in open and ends with the connection. Nothing connects again by
+// itself.
+//
+//     TcpClient client;
+//     if (client.open(TcpAddr(4711, "127.0.0.1"), callback, 5, 65536)) client.send("hello", 5);
+//     client.close();
+//
+// Any thread may call send, close and getLocalPort at any time. Two threads may not open at once.
+// Nothing here raises but the constructor: a failure is false, and a line of the logger "qor".
+class QOR_API TcpClient : noncopyable {
+public:
+    TcpClient();
+    // Does not close: a connection that is open goes on, with its callbacks, until it ends by
+    // itself.
+    ~TcpClient();
+
+    // Connects within so many seconds; 0, or less, takes only what connects at once, as on this
+    // host. The sizes of both buffers of the socket are set to `socketBufferSize` bytes, as far as
+    // the system does so. The callback may be null: frames are then read and dropped.
+    //
+    // Close first: a connection that is open is left to itself, as by the destructor.
+    bool open(const TcpAddr& remote, Handle<TcpCallback> callback, int timeout,
+              int socketBufferSize);
+    // Ends the connection and waits until its thread has ended, which a callback that is under way
+    // delays. Called by that callback it does not wait: onClosed comes when it has returned. No
+    // call of the callback comes after the wait.
+    void close();
+
+    // Writes one frame. A negative timeout waits until the system has taken it all, however long
+    // the peer takes; 0 writes what goes out at once; else the whole frame has so many seconds.
+    //
+    // False if the frame was not written as a whole. A frame that was cut in its midst ends the
+    // connection, since no reader would find the next one.
+    //
+    // Frames that several threads send at once may mix in the peer's stream: send with a lock of
+    // your own. A callback that sends is one of these threads.
+    bool send(const istr& payload, int timeout);
+
+    // Of the connection of the last open, also when it has ended; 0 if there is none.
+    unsigned short getLocalPort() const;
+
+private:
+    tcp::ClientImpl* const impl_;
+};
+
+}  // namespace qor
+
+#endif  // QOR_TCP_TCP_CLIENT_H

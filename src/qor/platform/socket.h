@@ -1,0 +1,48 @@
+#ifndef QOR_SRC_PLATFORM_SOCKET_H
+#define QOR_SRC_PLATFORM_SOCKET_H
+
+#include <cstddef>
+
+// Stream sockets that block. Closing one neither wakes a thread that is blocked in it nor keeps its
+// number from being used again at once: whoever ends a connection shuts it down, and who reads it
+// closes it.
+
+namespace qor::platform {
+
+// Whether the socket has another end: 0 or an error number.
+int checkPeer(int socket) noexcept;
+
+struct Transfer {
+    std::size_t bytes;  // so many were moved, also by a failure
+    int error;          // 0 or an error number; ETIME when the time had passed
+};
+
+// Writes the head and then the body, as one stream and, where they are small, in one piece. A
+// negative number of seconds has no end, and 0
+// moves what goes out at once. A peer that has gone is an error and no signal. Fewer bytes without
+// an error: the system takes none.
+Transfer sendAll(int socket, const void* head, std::size_t headSize, const void* body,
+                 std::size_t bodySize, int seconds) noexcept;
+
+// Waits until all bytes are there. Fewer without an error: the stream has ended. No byte of the
+// buffer is touched before it has arrived.
+Transfer receiveAll(int socket, void* buffer, std::size_t size) noexcept;
+
+// Whether there is something to read or to accept, or the socket was shut down: 1, or 0 if the time
+// has passed or a signal came, or -1 with the number in errno. Sockets may have any number.
+int waitReadable(int socket, int milliseconds) noexcept;
+
+// Whether a failure to accept was that of one connection. If it was not, the next attempt fails
+// too, until something has changed.
+bool isOfOneConnection(int acceptError) noexcept;
+
+// Small frames are sent at once, and do not wait for what was sent before to be acknowledged.
+void sendAtOnce(int socket) noexcept;
+
+// Ends both directions and wakes all threads that are blocked in the socket, or listen to it.
+void shutdownSocket(int socket) noexcept;
+void closeSocket(int socket) noexcept;
+
+}  // namespace qor::platform
+
+#endif  // QOR_SRC_PLATFORM_SOCKET_H

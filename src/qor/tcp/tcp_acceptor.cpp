@@ -1,0 +1,241 @@
+#include "tcp/tcp_acceptor.h"
+
+#include <ace/ACE.h>
+
+#include <cerrno>
+#include <exception>
+#include <utility>
+
+#include "platform/socket.h"
+#include "qor/base/mlcheck.h"
+#include "tcp/tcp_address.h"
+#include "tcp/tcp_log.h"
+
+namespace qor {
+
+namespace {
+
+constexpr int kBacklog = 10;
+constexpr int kWaitMilliseconds = 5000;
+// After a failure that the next attempt would meet too, such as no descriptor being left.
+constexpr long long kPauseMilliseconds = 100;
+
+// No host is all of this one's addresses.
+ACE_INET_Addr listeningAddress(const TcpAddr& address) {
+    if (address.ip.empty()) return ACE_INET_Addr(address.port, static_cast<ACE_UINT32>(INADDR_ANY));
+    return tcp::toInetAddr(address);
+}
+
+// An accepted socket that is nobody's yet.
+class Accepted : noncopyable {
+public:
+    explicit Accepted(ACE_HANDLE handle) noexcept : handle_(handle) {}
+    ~Accepted() {
+        if (handle_ != ACE_INVALID_HANDLE) platform::closeSocket(handle_);
+    }
+    void giveTo(TcpServerImpl& connection) {
+        connection.adopt(handle_);
+        handle_ = ACE_INVALID_HANDLE;
+    }
+
+private:
+    ACE_HANDLE handle_;
+};
+
+}  // namespace
+
+TcpAcceptor::TcpAcceptor(const TcpAddr& address, const String& name, Handle<TcpCallback> callback,
+                         int socketBufferSize)
+    : SimpleThread(nullptr, name.c_str()),
+      ThreadOwner(name.c_str()),
+      local_(listeningAddress(address)),
+      callback_(std::move(callback)),
+      socketBufferSize_(socketBufferSize) {}
+
+bool TcpAcceptor::open() {
+    constexpr const char* func = "qor::TcpAcceptor::open";
+    ACE::set_handle_limit(-1, 0);
+    // ACE would take a host that is not known for all addresses.
+    const bool known = local_ != ACE_INET_Addr();
+    if (!known || acceptor_.open(local_, 1, PF_INET, kBacklog, 0, 0) == -1) {
+        tcp::logError(Current(__FILE__, __LINE__, func), known ? errno : EADDRNOTAVAIL,
+                      [&](std::ostream& os) { os << "at " << local_; });
+        return false;
+    }
+    if (acceptor_.get_local_addr(local_) == -1) {
+        tcp::logError(Current(__FILE__, __LINE__, func), errno,
+                      [&](std::ostream& os) { os << "get_local_addr " << local_; });
+        acceptor_.close();
+        return false;
+    }
+    listener_.open(acceptor_.get_handle(), ACE_INET_Addr());
+    localPort_ = local_.get_port_number();
+    tcp::logInfo(Current(__FILE__, __LINE__, func), "INFO",
+                 [&](std::ostream& os) { os << "start tcp acceptor at " << local_; });
+    return true;
+}
+
+// A listener that was ended is as one with a client: whether it still lives is looked at last.
+bool TcpAcceptor::accept() {
+    constexpr const char* func = "qor::TcpAcceptor::accept";
+    const int ready = platform::waitReadable(acceptor_.get_handle(), kWaitMilliseconds);
+    if (ready == -1) {
+        tcp::logError(Current(__FILE__, __LINE__, func), errno,
+                      [](std::ostream& os) { os << "select()"; });
+        return false;
+    }
+    if (ready == 0 || !living()) return true;
+    ACE_SOCK_Stream accepted;
+    if (acceptor_.accept(accepted, nullptr, nullptr, true, false) == -1) {
+        const int error = errno;
+        if (!living()) return true;
+        tcp::logError(Current(__FILE__, __LINE__, func), error,
+                      [](std::ostream& os) { os << "accept()"; });
+        if (!platform::isOfOneConnection(error)) wait(Time::milliSeconds(kPauseMilliseconds));
+        return true;
+    }
+    try {
+        admit(accepted.get_handle());
+    } catch (const std::exception& e) {
+        writeExcptLog(tcp::log(), __FILE__, __LINE__, func, e.what());
+    }
+    return true;
+}
+
+void TcpAcceptor::admit(ACE_HANDLE handle) {
+    Accepted accepted(handle);
+    ACE_INET_Addr remote;
+    ACE_SOCK_Stream stream(handle);
+    const bool known = stream.get_remote_addr(remote) == 0;
+    const String name =
+        "tcp.server." + std::to_string(localPort_) + "|" + std::to_string(remote.get_port_number());
+    const Handle<TcpServerImpl> connection(
+        new (__FILE__, __LINE__, "qor::TcpAcceptor::accept")
+            TcpServerImpl(this, name.c_str(), callback_, remote, socketBufferSize_));
+    accepted.giveTo(*connection);
+    try {
+        connections_.set(handle, connection);
+        // No address is that of all clients.
+        if (known) handles_.set(connection->getPeer(), handle);
+    } catch (...) {
+        forget(*connection);
+        throw;
+    }
+    tcp::logInfo(Current(__FILE__, __LINE__, "qor::TcpAcceptor::accept"), "INFO",
+                 [&](std::ostream& os) { os << "accepted new client = " << remote; });
+    start(connection);
+}
+
+// A thread that was not born is waited for: it may be about to tell of its end.
+void TcpAcceptor::start(const Handle<TcpServerImpl>& connection) {
+    try {
+        connection->startAndWait();
+        if (connection->living()) return;
+        connection->join();
+    } catch (const std::exception&) {
+        // No thread was to be had, which the log tells as the throw did.
+    }
+    tcp::logInfo(Current(__FILE__, __LINE__, "qor::TcpAcceptor::accept"), "INFO",
+                 [&](std::ostream& os) {
+                     os << "start tcp server failure " << istr(connection->fullname());
+                 });
+    closeServer(connection);
+}
+
+bool TcpAcceptor::send(const TcpAddr& peer, const istr& payload, int timeout) {
+    if (const Handle<TcpServerImpl> connection = find(peer))
+        return connection->send(payload, timeout);
+    const auto all = snapshot();
+    for (const Handle<TcpServerImpl>& connection : all)
+        if (!connection->send(payload, 0)) return false;
+    return !all.empty();
+}
+
+// The number that the first map gives may be that of another client by now.
+Handle<TcpServerImpl> TcpAcceptor::find(const TcpAddr& peer) const {
+    ACE_HANDLE handle = ACE_INVALID_HANDLE;
+    Handle<TcpServerImpl> found;
+    if (!handles_.get(peer, handle) || !connections_.get(handle, found)) return nullptr;
+    return found->getPeer() == peer ? found : nullptr;
+}
+
+std::vector<Handle<TcpServerImpl>> TcpAcceptor::snapshot() const {
+    return connections_.access([](const Connections::Values& connections) {
+        std::vector<Handle<TcpServerImpl>> all;
+        all.reserve(connections.size());
+        for (const auto& [handle, connection] : connections)
+            all.push_back(connection);
+        return all;
+    });
+}
+
+// The one of the next number, null behind the last.
+Handle<TcpServerImpl> TcpAcceptor::behind(ACE_HANDLE handle) const {
+    return connections_.access([&](const Connections::Values& connections) {
+        const auto next = connections.upper_bound(handle);
+        return next != connections.end() ? next->second : Handle<TcpServerImpl>();
+    });
+}
+
+bool TcpAcceptor::isOwnConnection() const {
+    const auto* const current = dynamic_cast<TcpServerImpl*>(SimpleThread::current().thread_);
+    return current != nullptr && current->owner() == this;
+}
+
+void TcpAcceptor::onThreadExit(Thread* thread) {
+    closeServer(dynamic_cast<TcpServerImpl*>(thread));
+}
+
+void TcpAcceptor::closeServer(const Handle<TcpServerImpl>& connection) {
+    if (!connection) return;
+    tcp::logInfo(Current(__FILE__, __LINE__, "qor::TcpAcceptor::closeServer"), "INFO",
+                 [&](std::ostream& os) { os << "remove tcp server " << connection->remote(); });
+    forget(*connection);
+}
+
+// As long as it is known, no other connection has its number.
+void TcpAcceptor::forget(const TcpServerImpl& connection) {
+    const ACE_HANDLE handle = connection.getHandle();
+    handles_.access([&](auto& handles) {
+        const auto found = handles.find(connection.getPeer());
+        if (found != handles.end() && found->second == handle) handles.erase(found);
+    });
+    connections_.erase(handle);
+}
+
+void TcpAcceptor::onDeath() {
+    close();
+    acceptor_.set_handle(ACE_INVALID_HANDLE);
+    listener_.close();
+}
+
+// A thread of a connection must not wait for others, which may be waiting for it: the acceptor's
+// own thread does it, at its end.
+void TcpAcceptor::onStop() {
+    if (isOwnConnection()) {
+        listener_.end();
+    } else {
+        close();
+    }
+}
+
+// All are ended before the first is waited for, so that callbacks under way end side by side.
+// Nothing here needs memory: whoever stays in the maps would outlive the acceptor. A client that is
+// accepted meanwhile may be passed over; the acceptor's own thread, which comes last, finds it.
+void TcpAcceptor::close() {
+    listener_.end();
+    Handle<TcpServerImpl> connection;
+    for (ACE_HANDLE last = ACE_INVALID_HANDLE; (connection = behind(last));
+         last = connection->getHandle()) {
+        connection->end();
+    }
+    for (ACE_HANDLE last = ACE_INVALID_HANDLE; (connection = behind(last));
+         last = connection->getHandle()) {
+        tcp::logInfo(Current(__FILE__, __LINE__, "qor::TcpAcceptor::close"), "INFO",
+                     [&](std::ostream& os) { os << "stopping " << istr(connection->fullname()); });
+        connection->stop();
+        forget(*connection);
+    }
+}
+
+}  // namespace qor

@@ -1,0 +1,70 @@
+#ifndef QOR_SRC_TCP_TCP_ACCEPTOR_H
+#define QOR_SRC_TCP_TCP_ACCEPTOR_H
+
+#include <ace/INET_Addr.h>
+#include <ace/SOCK_Acceptor.h>
+
+#include <atomic>
+#include <vector>
+
+#include "qor/mt/containers.h"
+#include "qor/mt/thread.h"
+#include "qor/tcp/tcp_impl_base.h"
+#include "tcp/tcp_server_impl.h"
+#include "tcp/tcp_socket.h"
+
+namespace qor {
+
+// A listener, its thread, and the connections of its clients.
+//
+// A connection leaves the maps as the last thing that its thread does here, or by the hand of who
+// has waited for that thread. So the acceptor, whose own thread waits for all that the maps hold,
+// outlives the threads of its connections.
+class TcpAcceptor : public SimpleThread, public ThreadOwner {
+public:
+    TcpAcceptor(const TcpAddr& address, const String& name, Handle<TcpCallback> callback,
+                int socketBufferSize);
+
+    // To one client; to all, without waiting, if there is none of this address.
+    bool send(const TcpAddr& peer, const istr& payload, int timeout);
+    // What is listened on; 0 until it is.
+    unsigned short getLocalPort() const noexcept { return localPort_; }
+    // Whether a callback of this listener is calling.
+    bool isOwnConnection() const;
+
+    void onThreadExit(Thread* thread) override;
+
+protected:
+    bool onBirth() override { return open(); }
+    bool onLoop() override { return accept(); }
+    void onDeath() override;
+    void onStop() override;
+
+private:
+    using Connections = mt::map<ACE_HANDLE, Handle<TcpServerImpl>>;
+
+    bool open();
+    bool accept();
+    void admit(ACE_HANDLE accepted);
+    void start(const Handle<TcpServerImpl>& connection);
+    void close();
+    void closeServer(const Handle<TcpServerImpl>& connection);
+    void forget(const TcpServerImpl& connection);
+    Handle<TcpServerImpl> find(const TcpAddr& peer) const;
+    std::vector<Handle<TcpServerImpl>> snapshot() const;
+    Handle<TcpServerImpl> behind(ACE_HANDLE handle) const;
+
+    ACE_INET_Addr local_;
+    std::atomic<unsigned short> localPort_{0};
+    const Handle<TcpCallback> callback_;
+    const int socketBufferSize_;
+    ACE_SOCK_Acceptor acceptor_;  // used by the own thread, which alone opens and closes it
+    tcp::TcpSocket listener_;     // the same socket, for those who end it
+    // Never locked both at once, nor around a call.
+    Connections connections_;
+    mt::map<TcpAddr, ACE_HANDLE> handles_;
+};
+
+}  // namespace qor
+
+#endif  // QOR_SRC_TCP_TCP_ACCEPTOR_H

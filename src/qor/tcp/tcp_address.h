@@ -1,0 +1,31 @@
+#ifndef QOR_SRC_TCP_TCP_ADDRESS_H
+#define QOR_SRC_TCP_TCP_ADDRESS_H
+
+#include <ace/INET_Addr.h>
+
+#include <iosfwd>
+
+#include "qor/log/log_dumper.h"
+#include "qor/tcp/tcp_impl_base.h"
+
+namespace qor {
+
+namespace tcp {
+
+// The dotted address and the port. Raises std::bad_alloc.
+TcpAddr toTcpAddr(const ACE_INET_Addr& address);
+
+// Of a host that is not known, that of no host: ACE_INET_Addr(). A host with addresses of both
+// families is taken by its IPv4 address, since that is what servers listen on.
+ACE_INET_Addr toInetAddr(const TcpAddr& address);
+
+}  // namespace tcp
+
+// As the log shows an address: the host with its middle hidden, ":" and the port. A host that
+// cannot be hidden is left out.
+std::ostream& operator<<(std::ostream& os, const ACE_INET_Addr& address);
+dumper& operator<<(dumper& d, const ACE_INET_Addr& address);
+
+}  // namespace qor
+
+#endif  // QOR_SRC_TCP_TCP_ADDRESS_H

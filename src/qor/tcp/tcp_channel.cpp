@@ -1,0 +1,146 @@
+#include "tcp/tcp_channel.h"
+
+#include <arpa/inet.h>
+
+#include <cerrno>
+#include <cstdint>
+#include <new>
+
+#include "platform/socket.h"
+#include "tcp/tcp_address.h"
+#include "tcp/tcp_log.h"
+
+namespace qor {
+
+namespace {
+
+using Header = std::uint32_t;
+
+constexpr const char* kReceive = "qor::TcpChannel::recvBuf_i";
+constexpr const char* kTrace = "TCP.TRACE";
+constexpr unsigned long kMostPayload = npos32 - sizeof(Header);
+
+bool logNoPeer(const char* func, int error) {
+    tcp::logError(Current(__FILE__, __LINE__, func), error,
+                  [](std::ostream& os) { os << "get_remote_addr"; });
+    return false;
+}
+
+bool logReceive(int error, istr label, const ACE_INET_Addr& peer) {
+    tcp::logError(Current(__FILE__, __LINE__, kReceive), error,
+                  [&](std::ostream& os) { os << "(" << label << ") recv_n() " << peer; });
+    return false;
+}
+
+// Nothing more comes. Where the socket was ended here, that is a failure to read; it is the peer
+// who ends a stream. Without a peer the connection has failed, and a send was told why.
+bool logEnd(tcp::TcpSocket& socket, istr label) {
+    if (!socket.isOpen()) return logReceive(ECONNABORTED, label, socket.peer());
+    if (const int error = platform::checkPeer(socket.stream().get_handle()))
+        return logNoPeer("qor::TcpChannel::recvBuf", error);
+    tcp::logInfoAt(Current(__FILE__, __LINE__, kReceive), [&](std::ostream& os) {
+        os << "(" << label << ") reached end of client connection " << socket.peer();
+    });
+    return false;
+}
+
+}  // namespace
+
+// Header and payload go out in one call, from where they are: a frame that several calls write
+// could be parted by another thread's.
+bool TcpChannel::sendBuf(const istr& payload, int timeout) {
+    constexpr const char* func = "qor::TcpChannel::sendBuf";
+    const unsigned long size = payload.empty() ? 0 : payload.size();
+    tcp::logTagged(Current(__FILE__, __LINE__, func), kTrace,
+                   [&](std::ostream& os) { os << "sending " << size << " bytes"; });
+    if (size > kMostPayload) {
+        tcp::logFailure(Current(__FILE__, __LINE__, func),
+                        [&](std::ostream& os) { os << size << " bytes are too many for a frame"; });
+        return false;
+    }
+    const Header header = htonl(static_cast<Header>(size));
+    tcp::TcpSocket& to = socket();
+    const ACE_HANDLE handle = to.stream().get_handle();
+    const platform::Transfer sent =
+        platform::sendAll(handle, &header, sizeof header, payload.data(), size, timeout);
+    if (sent.bytes == sizeof header + size) {
+        tcp::logTagged(Current(__FILE__, __LINE__, func), kTrace,
+                       [&](std::ostream& os) { os << "send ok " << sent.bytes << " bytes"; });
+        return true;
+    }
+    if (sent.bytes != 0) {
+        to.end();
+    } else if (const int error = platform::checkPeer(handle)) {
+        return logNoPeer(func, error);
+    }
+    if (sent.error != 0) {
+        tcp::logError(Current(__FILE__, __LINE__, func), sent.error,
+                      [&](std::ostream& os) { os << "send_n failed " << to.peer(); });
+    } else {
+        tcp::logFailure(Current(__FILE__, __LINE__, func), [&](std::ostream& os) {
+            os << "send_n() w_bytes != send_buf.size() " << to.peer();
+        });
+    }
+    return false;
+}
+
+bool TcpChannel::recvBuf(Bytes& payload) {
+    constexpr const char* func = "qor::TcpChannel::recvBuf";
+    const ACE_INET_Addr& peer = socket().peer();
+    Header header = 0;
+    std::size_t length = sizeof header;
+    if (!recvBuf_i(&header, length, "len")) return false;
+    if (length != sizeof header) {
+        tcp::logFailure(Current(__FILE__, __LINE__, func),
+                        [&](std::ostream& os) { os << "recv_n(len) failed " << peer; });
+        return false;
+    }
+    const Header size = ntohl(header);
+    tcp::logTagged(Current(__FILE__, __LINE__, func), kTrace,
+                   [&](std::ostream& os) { os << "size " << size; });
+    try {
+        payload.size(0UL);
+        payload.resize(size);
+    } catch (const std::bad_alloc&) {
+        tcp::logFailure(Current(__FILE__, __LINE__, func), [&](std::ostream& os) {
+            os << "no memory for a frame of " << size << " bytes " << peer;
+        });
+        return false;
+    }
+    length = size;
+    if (size != 0 && !recvBuf_i(payload.buffer(), length, "data")) return false;
+    if (length != size) return logEnd(socket(), "data");
+    payload.size(size);
+    return true;
+}
+
+// False when nothing came: the length is the number of bytes that did.
+bool TcpChannel::recvBuf_i(void* buffer, std::size_t& length, istr label) {
+    tcp::logTagged(Current(__FILE__, __LINE__, kReceive), kTrace, [&](std::ostream& os) {
+        os << "(" << label << ") recving " << length << " bytes";
+    });
+    tcp::TcpSocket& from = socket();
+    const platform::Transfer received =
+        platform::receiveAll(from.stream().get_handle(), buffer, length);
+    if (received.error != 0) return logReceive(received.error, label, from.peer());
+    if (received.bytes == 0) return logEnd(from, label);
+    length = received.bytes;
+    tcp::logTagged(Current(__FILE__, __LINE__, kReceive), kTrace, [&](std::ostream& os) {
+        os << "(" << label << ") recv ok " << length << " bytes";
+    });
+    return true;
+}
+
+namespace tcp {
+
+bool sendOnClosed(const istr& payload, int timeout) {
+    struct Closed : TcpChannel {
+        TcpSocket& socket() override { return none; }
+        TcpSocket none;
+    };
+    return Closed().sendBuf(payload, timeout);
+}
+
+}  // namespace tcp
+
+}  // namespace qor

@@ -1,0 +1,150 @@
+#include "tcp/tcp_client_impl.h"
+
+#include <ace/SOCK_Connector.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <utility>
+
+#include "platform/socket.h"
+#include "qor/base/mlcheck.h"
+#include "tcp/tcp_address.h"
+#include "tcp/tcp_log.h"
+
+namespace qor {
+
+namespace {
+
+// What the system's waits can measure.
+constexpr int kLongestTimeout = 1000000;
+
+}  // namespace
+
+TcpClientImpl::TcpClientImpl(const TcpAddr& remote, Handle<TcpCallback> callback, int timeout,
+                             int socketBufferSize)
+    : SimpleThread(nullptr, "tcp.client"),
+      remote_(tcp::toInetAddr(remote)),
+      receiver_(std::move(callback)),
+      timeout_(std::clamp(timeout, 0, kLongestTimeout)),
+      socketBufferSize_(socketBufferSize) {}
+
+bool TcpClientImpl::send(const istr& payload, int timeout) {
+    const tcp::TcpSocket::Use use(socket_);
+    return use ? sendBuf(payload, timeout) : tcp::sendOnClosed(payload, timeout);
+}
+
+bool TcpClientImpl::onBirth() {
+    ACE_SOCK_Stream connected;
+    if (!connect(connected)) return false;
+    socket_.open(connected.get_handle(), remote_);
+    socket_.setUp(socketBufferSize_);
+    logConnected();
+    // Who closes while this connects is told nothing: its open is false.
+    if (living()) receiver_.begin(tcp::toTcpAddr(remote_));
+    return true;
+}
+
+// 0 and a connection that is under way: on this host it stands by now.
+bool TcpClientImpl::connect(ACE_SOCK_Stream& connected) {
+    constexpr const char* func = "qor::TcpClientImpl::onBirth";
+    if (remote_ == ACE_INET_Addr()) {
+        tcp::logError(Current(__FILE__, __LINE__, func), errno,
+                      [&](std::ostream& os) { os << "invalid remote address " << remote_; });
+        return false;
+    }
+    ACE_SOCK_Connector connector;
+    const ACE_Time_Value time(timeout_);
+    if (connector.connect(connected, remote_, &time, ACE_Addr::sap_any, 0, 0, 0, 0) == 0)
+        return true;
+    int error = errno;
+    if (error == EWOULDBLOCK) {
+        if (connector.complete(connected, nullptr, &time) == 0) return true;
+        error = errno == EWOULDBLOCK ? ETIME : errno;
+    }
+    connected.close();
+    tcp::logError(Current(__FILE__, __LINE__, func), error, [&](std::ostream& os) {
+        os << (error == ETIME ? "connection timeout " : "connection failed ") << remote_;
+    });
+    return false;
+}
+
+void TcpClientImpl::logConnected() {
+    ACE_INET_Addr local;
+    if (socket_.stream().get_local_addr(local) == 0) localPort_ = local.get_port_number();
+    tcp::logInfo(Current(__FILE__, __LINE__, "qor::TcpClientImpl::onBirth"), "INFO",
+                 [&](std::ostream& os) {
+                     dumper from, to;
+                     from << local;
+                     to << remote_;
+                     os << "connected at " << from.str() << " to " << to.str();
+                 });
+}
+
+bool TcpClientImpl::onLoop() {
+    if (receiver_.recv(*this, socket_)) return true;
+    tcp::logInfoAt(Current(__FILE__, __LINE__, "qor::TcpClientImpl::onLoop"),
+                   [](std::ostream& os) { os << "break loop: !recv()"; });
+    return false;
+}
+
+// The end is told here if the thread was stopped while it did not read.
+void TcpClientImpl::onDeath() {
+    receiver_.end(socket_);
+    socket_.close();
+}
+
+void TcpClientImpl::onStop() {
+    socket_.end();
+}
+
+namespace tcp {
+
+Handle<TcpClientImpl> ClientImpl::connection() const {
+    const Guard guard(mutex_);
+    return connection_;
+}
+
+bool ClientImpl::open(const TcpAddr& remote, Handle<TcpCallback> callback, int timeout,
+                      int socketBufferSize) {
+    constexpr const char* func = "qor::tcp::ClientImpl::open";
+    try {
+        const Handle<TcpClientImpl> made(new (__FILE__, __LINE__, func) TcpClientImpl(
+            remote, std::move(callback), timeout, socketBufferSize));
+        {
+            Handle<TcpClientImpl> shared(made);
+            const Guard guard(mutex_);
+            connection_.swap(shared);
+        }
+        made->startAndWait();
+        return made->living();
+    } catch (const std::exception& e) {
+        writeExcptLog(log(), __FILE__, __LINE__, func, e.what());
+        return false;
+    }
+}
+
+void ClientImpl::close() {
+    const Handle<TcpClientImpl> closing = connection();
+    if (!closing) return;
+    closing->stop();
+    Handle<TcpClientImpl> none;
+    const Guard guard(mutex_);
+    if (connection_ == closing) connection_.swap(none);
+}
+
+bool ClientImpl::send(const istr& payload, int timeout) {
+    const Handle<TcpClientImpl> sending = connection();
+    if (sending) return sending->send(payload, timeout);
+    logInfoAt(Current(__FILE__, __LINE__, "qor::tcp::ClientImpl::send"),
+              [](std::ostream& os) { os << "null tcp client impl"; });
+    return false;
+}
+
+unsigned short ClientImpl::getLocalPort() const {
+    const Handle<TcpClientImpl> asked = connection();
+    return asked ? asked->getLocalPort() : 0;
+}
+
+}  // namespace tcp
+
+}  // namespace qor

@@ -1,0 +1,70 @@
+#ifndef QOR_SRC_TCP_TCP_CLIENT_IMPL_H
+#define QOR_SRC_TCP_TCP_CLIENT_IMPL_H
+
+#include <ace/INET_Addr.h>
+
+#include <atomic>
+
+#include "qor/mt/mutex.h"
+#include "qor/mt/thread.h"
+#include "qor/tcp/tcp_impl_base.h"
+#include "tcp/tcp_channel.h"
+#include "tcp/tcp_receiver.h"
+#include "tcp/tcp_socket.h"
+
+namespace qor {
+
+// One outgoing connection and its thread, which connects, reads and closes. It connects once.
+class TcpClientImpl : public SimpleThread, public TcpChannel {
+public:
+    TcpClientImpl(const TcpAddr& remote, Handle<TcpCallback> callback, int timeout,
+                  int socketBufferSize);
+
+    // As sendBuf, for any thread.
+    bool send(const istr& payload, int timeout);
+    // 0 until the connection stands.
+    unsigned short getLocalPort() const noexcept { return localPort_; }
+
+protected:
+    tcp::TcpSocket& socket() override { return socket_; }
+
+    bool onBirth() override;
+    bool onLoop() override;
+    void onDeath() override;
+    void onStop() override;
+
+private:
+    bool connect(ACE_SOCK_Stream& connected);
+    void logConnected();
+
+    const ACE_INET_Addr remote_;
+    tcp::TcpReceiver receiver_;
+    const int timeout_;
+    const int socketBufferSize_;
+    tcp::TcpSocket socket_;
+    std::atomic<unsigned short> localPort_{0};
+};
+
+namespace tcp {
+
+// What a TcpClient has: the connection of the last open.
+class ClientImpl : noncopyable {
+public:
+    bool open(const TcpAddr& remote, Handle<TcpCallback> callback, int timeout,
+              int socketBufferSize);
+    void close();
+    bool send(const istr& payload, int timeout);
+    unsigned short getLocalPort() const;
+
+private:
+    Handle<TcpClientImpl> connection() const;
+
+    const Mutex mutex_;
+    Handle<TcpClientImpl> connection_;  // guarded
+};
+
+}  // namespace tcp
+
+}  // namespace qor
+
+#endif  // QOR_SRC_TCP_TCP_CLIENT_IMPL_H

@@ -1,0 +1,54 @@
+#include "qor/tcp/tcp_impl_base.h"
+
+#include <ostream>
+
+#include "nuv_mask_keyword.h"
+#include "tcp/tcp_address.h"
+
+namespace qor {
+
+namespace {
+
+constexpr int kHostRoom = 128;
+constexpr std::size_t kMaskedRoom = 46;
+
+}  // namespace
+
+std::ostream& operator<<(std::ostream& os, const TcpAddr& address) {
+    return os << istr(address.ip) << ":" << address.port;
+}
+
+namespace tcp {
+
+TcpAddr toTcpAddr(const ACE_INET_Addr& address) {
+    char host[kHostRoom] = "";
+    address.get_host_addr(host, kHostRoom);
+    return TcpAddr(address.get_port_number(), host);
+}
+
+// By set and not by construction: ACE's constructor reports a host that it does not know on the
+// terminal.
+ACE_INET_Addr toInetAddr(const TcpAddr& address) {
+    ACE_INET_Addr made;
+    for (const int family : {AF_INET, AF_UNSPEC})
+        if (made.set(address.port, address.ip.c_str(), 1, family) == 0) return made;
+    return ACE_INET_Addr();
+}
+
+}  // namespace tcp
+
+std::ostream& operator<<(std::ostream& os, const ACE_INET_Addr& address) {
+    char host[kHostRoom] = "";
+    char hidden[kMaskedRoom] = "";
+    address.get_host_addr(host, kHostRoom);
+    nuv_mask_keyword(host, hidden, kMaskedRoom);
+    return os << hidden << ":" << address.get_port_number();
+}
+
+dumper& operator<<(dumper& d, const ACE_INET_Addr& address) {
+    std::ostringstream text;
+    text << address;
+    return d.raw(text.str());
+}
+
+}  // namespace qor

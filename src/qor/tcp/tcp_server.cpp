@@ -1,0 +1,121 @@
+#include "qor/tcp/tcp_server.h"
+
+#include <utility>
+
+#include "qor/base/mlcheck.h"
+#include "tcp/tcp_acceptor.h"
+#include "tcp/tcp_log.h"
+
+namespace qor {
+
+namespace tcp {
+
+// What a TcpServer has: the listener of one open.
+class ServerImpl : public Shared {
+public:
+    bool open(const TcpAddr& address, Handle<TcpCallback> callback, int socketBufferSize);
+    void close();
+    bool send(const TcpAddr& peer, const istr& payload, int timeout);
+    unsigned short getLocalPort() const;
+
+private:
+    Handle<TcpAcceptor> acceptor() const;
+
+    const Mutex mutex_;
+    Handle<TcpAcceptor> acceptor_;  // guarded
+};
+
+bool ServerImpl::open(const TcpAddr& address, Handle<TcpCallback> callback, int socketBufferSize) {
+    const String name = "tcp.acceptor." + std::to_string(address.port);
+    const Handle<TcpAcceptor> made(
+        new (__FILE__, __LINE__, "qor::tcp::ServerImpl::open")
+            TcpAcceptor(address, name, std::move(callback), socketBufferSize));
+    {
+        const Guard guard(mutex_);
+        acceptor_ = made;
+    }
+    made->startAndWait();
+    return made->living();
+}
+
+void ServerImpl::close() {
+    const Handle<TcpAcceptor> closing = acceptor();
+    if (!closing) return;
+    if (closing->isOwnConnection()) {
+        closing->stopOnly();
+    } else {
+        closing->stop();
+    }
+    Handle<TcpAcceptor> none;
+    const Guard guard(mutex_);
+    if (acceptor_ == closing) acceptor_.swap(none);
+}
+
+bool ServerImpl::send(const TcpAddr& peer, const istr& payload, int timeout) {
+    const Handle<TcpAcceptor> sending = acceptor();
+    if (sending) return sending->send(peer, payload, timeout);
+    logInfoAt(Current(__FILE__, __LINE__, "qor::tcp::ServerImpl::send"),
+              [](std::ostream& os) { os << "null tcp acceptor impl"; });
+    return false;
+}
+
+unsigned short ServerImpl::getLocalPort() const {
+    const Handle<TcpAcceptor> asked = acceptor();
+    return asked ? asked->getLocalPort() : 0;
+}
+
+Handle<TcpAcceptor> ServerImpl::acceptor() const {
+    const Guard guard(mutex_);
+    return acceptor_;
+}
+
+}  // namespace tcp
+
+TcpServer::TcpServer() = default;
+
+TcpServer::~TcpServer() = default;
+
+// Each open has an object of its own. That of an earlier one goes, and its listener stays.
+bool TcpServer::open(const TcpAddr& address, Handle<TcpCallback> callback, int socketBufferSize) {
+    constexpr const char* func = "qor::TcpServer::open";
+    try {
+        const Handle<tcp::ServerImpl> made(new (__FILE__, __LINE__, func) tcp::ServerImpl);
+        {
+            Handle<tcp::ServerImpl> shared(made);
+            const Guard guard(mutex_);
+            impl_.swap(shared);
+        }
+        return made->open(address, std::move(callback), socketBufferSize);
+    } catch (const std::exception& e) {
+        writeExcptLog(tcp::log(), __FILE__, __LINE__, func, e.what());
+        return false;
+    }
+}
+
+void TcpServer::close() {
+    if (const Handle<tcp::ServerImpl> open = impl()) open->close();
+}
+
+bool TcpServer::send(const TcpAddr& peer, const istr& payload, int timeout) {
+    try {
+        if (const Handle<tcp::ServerImpl> open = impl()) return open->send(peer, payload, timeout);
+    } catch (const std::exception& e) {
+        writeExcptLog(tcp::log(), __FILE__, __LINE__, "qor::TcpServer::send", e.what());
+        return false;
+    }
+    tcp::logInfoAt(Current(__FILE__, __LINE__, "qor::TcpServer::send"),
+                   [](std::ostream& os) { os << "null tcp server impl"; });
+    return false;
+}
+
+unsigned short TcpServer::getLocalPort() const {
+    const Handle<tcp::ServerImpl> open = impl();
+    return open ? open->getLocalPort() : 0;
+}
+
+Handle<tcp::ServerImpl> TcpServer::impl() const {
+    const Guard guard(mutex_);
+    return impl_;
+}
+
+}  // namespace qor

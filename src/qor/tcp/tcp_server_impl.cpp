@@ -1,0 +1,94 @@
+#include "tcp/tcp_server_impl.h"
+
+#include <cerrno>
+#include <utility>
+
+#include "tcp/tcp_acceptor.h"
+#include "tcp/tcp_address.h"
+#include "tcp/tcp_log.h"
+
+namespace qor {
+
+namespace {
+
+constexpr const char* kTag = "TCP.DEBUG";
+constexpr const char* kLoop = "qor::TcpServerImpl::onLoop";
+
+}  // namespace
+
+TcpServerImpl::TcpServerImpl(TcpAcceptor* owner, const char* name, Handle<TcpCallback> callback,
+                             const ACE_INET_Addr& remote, int socketBufferSize)
+    : SimpleThread(owner, name),
+      owner_(owner),
+      receiver_(std::move(callback)),
+      socketBufferSize_(socketBufferSize),
+      remote_(remote),
+      peer_(tcp::toTcpAddr(remote)) {}
+
+void TcpServerImpl::adopt(ACE_HANDLE handle) {
+    socket_.open(handle, remote_);
+    handle_ = handle;
+}
+
+// What may be sent is not, from now on; the descriptor stays until nobody knows the connection.
+void TcpServerImpl::close() {
+    tcp::logTagged(Current(__FILE__, __LINE__, "qor::TcpServerImpl::close"), kTag,
+                   [&](std::ostream& os) { os << "closed connection " << remote_; });
+    socket_.end();
+}
+
+void TcpServerImpl::onStop() {
+    tcp::logTagged(Current(__FILE__, __LINE__, "qor::TcpServerImpl::onStop"), kTag,
+                   [&](std::ostream& os) { os << "closing connection " << remote_; });
+    socket_.end();
+}
+
+bool TcpServerImpl::send(const istr& payload, int timeout) {
+    const tcp::TcpSocket::Use use(socket_);
+    return use ? sendBuf(payload, timeout) : tcp::sendOnClosed(payload, timeout);
+}
+
+bool TcpServerImpl::open() {
+    constexpr const char* func = "qor::TcpServerImpl::open";
+    ACE_INET_Addr remote;
+    if (socket_.stream().get_remote_addr(remote) == -1) {
+        tcp::logError(Current(__FILE__, __LINE__, func), errno,
+                      [](std::ostream& os) { os << "get_remote_addr"; });
+        return close(), false;
+    }
+    if (socket_.stream().disable(ACE_NONBLOCK) == -1) {
+        tcp::logError(Current(__FILE__, __LINE__, func), errno,
+                      [&](std::ostream& os) { os << "disable(ACE_NONBLOCK) " << remote; });
+        return close(), false;
+    }
+    socket_.setUp(socketBufferSize_);
+    receiver_.begin(peer_);
+    return true;
+}
+
+bool TcpServerImpl::onLoop() {
+    if (!owner_->living()) {
+        close();
+        tcp::logInfoAt(Current(__FILE__, __LINE__, kLoop),
+                       [](std::ostream& os) { os << "break loop: !owner_->living()"; });
+        return false;
+    }
+    if (!socket_.isOpen()) {
+        tcp::logInfoAt(Current(__FILE__, __LINE__, kLoop), [](std::ostream& os) {
+            os << "break loop: new_stream_.get_handle() == ACE_INVALID_HANDLE";
+        });
+        return false;
+    }
+    if (receiver_.recv(*this, socket_)) return true;
+    close();
+    tcp::logInfoAt(Current(__FILE__, __LINE__, kLoop),
+                   [](std::ostream& os) { os << "break loop: !recv()"; });
+    return false;
+}
+
+// The end is told here if the thread was stopped while it did not read.
+void TcpServerImpl::onDeath() {
+    receiver_.end(socket_);
+}
+
+}  // namespace qor

@@ -1,0 +1,58 @@
+#ifndef QOR_SRC_TCP_TCP_SERVER_IMPL_H
+#define QOR_SRC_TCP_TCP_SERVER_IMPL_H
+
+#include <ace/INET_Addr.h>
+
+#include "qor/mt/thread.h"
+#include "qor/tcp/tcp_impl_base.h"
+#include "tcp/tcp_channel.h"
+#include "tcp/tcp_receiver.h"
+#include "tcp/tcp_socket.h"
+
+namespace qor {
+
+class TcpAcceptor;
+
+// One client of a server, and its thread. Its descriptor is given back when the object goes, so no
+// other connection has the same number while the acceptor's maps know it.
+class TcpServerImpl : public SimpleThread, public TcpChannel {
+public:
+    // The owner outlives the thread.
+    TcpServerImpl(TcpAcceptor* owner, const char* name, Handle<TcpCallback> callback,
+                  const ACE_INET_Addr& remote, int socketBufferSize);
+
+    // Takes the accepted socket over, before the start.
+    void adopt(ACE_HANDLE handle);
+    // Its thread sees that the peer has gone, and nothing more is sent.
+    void end() { socket_.end(); }
+    // As sendBuf, for any thread.
+    bool send(const istr& payload, int timeout);
+
+    ACE_HANDLE getHandle() const noexcept { return handle_; }
+    const TcpAddr& getPeer() const noexcept { return peer_; }
+    const ACE_INET_Addr& remote() const noexcept { return remote_; }
+
+protected:
+    tcp::TcpSocket& socket() override { return socket_; }
+
+    bool onBirth() override { return open(); }
+    bool onLoop() override;
+    void onDeath() override;
+    void onStop() override;
+
+private:
+    bool open();
+    void close();
+
+    TcpAcceptor* const owner_;
+    tcp::TcpReceiver receiver_;
+    ACE_HANDLE handle_ = ACE_INVALID_HANDLE;
+    const int socketBufferSize_;
+    tcp::TcpSocket socket_;
+    const ACE_INET_Addr remote_;
+    const TcpAddr peer_;
+};
+
+}  // namespace qor
+
+#endif  // QOR_SRC_TCP_TCP_SERVER_IMPL_H

@@ -1,0 +1,130 @@
+#ifndef QOR_TESTS_TCP_NETWORK_H
+#define QOR_TESTS_TCP_NETWORK_H
+
+#include <arpa/inet.h>
+#include <gtest/gtest.h>
+#include <linux/sockios.h>
+#include <sys/ioctl.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <chrono>
+#include <functional>
+#include <string>
+#include <thread>
+#include <utility>
+
+#include "qor/mt/mutex.h"
+#include "qor/tcp/tcp_impl_base.h"
+#include "support/log_file.h"
+
+namespace network {
+
+inline constexpr int kBuffer = 65536;
+
+// For what tells nobody when it has come about.
+inline bool until(const std::function<bool()>& come) {
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+    while (!come()) {
+        if (std::chrono::steady_clock::now() > end) return false;
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    return true;
+}
+inline bool logged(const support::LogFile& log, const std::string& text) {
+    return until([&] { return log.entries().find(text) != std::string::npos; });
+}
+
+inline std::string frame(const std::string& payload) {
+    const auto size = htonl(static_cast<std::uint32_t>(payload.size()));
+    return std::string(reinterpret_cast<const char*>(&size), sizeof size) + payload;
+}
+
+// A callback that notes its calls, and then does what it is given.
+class Events : public qor::TcpCallback {
+public:
+    std::function<void(const qor::TcpAddr&, const qor::istr&)> receive;
+    std::function<void()> close;
+    std::atomic<unsigned> closed{0}, count{0};
+
+    void onReceive(const qor::TcpAddr& peer, const qor::istr& payload) override {
+        {
+            const qor::Guard guard(mutex_);
+            frames_ += std::string(payload) + "|";
+        }
+        ++count;
+        if (receive) receive(peer, payload);
+    }
+    void onClosed(const qor::TcpAddr&) override {
+        ++closed;
+        if (close) close();
+    }
+    std::string frames() const {
+        const qor::Guard guard(mutex_);
+        return frames_;
+    }
+    bool received(unsigned frames) const {
+        return until([&] { return count >= frames; });
+    }
+    bool ended(unsigned ends) const {
+        return until([&] { return closed >= ends; });
+    }
+
+private:
+    const qor::Mutex mutex_;
+    std::string frames_;
+};
+
+// A plain socket of this host.
+class Socket {
+public:
+    explicit Socket(int fd = ::socket(AF_INET, SOCK_STREAM, 0)) : fd_(fd) {}
+    Socket(Socket&& other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
+    Socket& operator=(Socket&& other) noexcept { return std::swap(fd_, other.fd_), *this; }
+    ~Socket() { ::close(fd_); }
+
+    // A listener's address is one that the system chooses.
+    void listen(int backlog) const { EXPECT_EQ(::listen(fd_, backlog), 0); }
+    Socket accept() const { return Socket(::accept(fd_, nullptr, nullptr)); }
+    bool connect(unsigned short port) const {
+        sockaddr_in to{};
+        to.sin_family = AF_INET;
+        to.sin_port = htons(port);
+        return ::connect(fd_, reinterpret_cast<const sockaddr*>(&to), sizeof to) == 0;
+    }
+    qor::TcpAddr addr() const {
+        sockaddr_in own{};
+        socklen_t size = sizeof own;
+        ::getsockname(fd_, reinterpret_cast<sockaddr*>(&own), &size);
+        return qor::TcpAddr(ntohs(own.sin_port), "127.0.0.1");
+    }
+    // As the log shows it.
+    std::string masked() const { return "127.**.**.1:" + std::to_string(addr().port); }
+
+    // Returns when the other end's system has the bytes.
+    void write(const std::string& bytes) const {
+        EXPECT_EQ(::send(fd_, bytes.data(), bytes.size(), 0), static_cast<ssize_t>(bytes.size()));
+        int unsent = 1;
+        EXPECT_TRUE(until([&] { return ::ioctl(fd_, SIOCOUTQ, &unsent) == 0 && unsent == 0; }));
+    }
+    // Fewer at the end of the stream, and what is there already when it is not waited for.
+    std::string read(std::size_t size, int flags = MSG_WAITALL) const {
+        std::string bytes(size, '\0');
+        const ssize_t n = ::recv(fd_, bytes.data(), size, flags);
+        return bytes.substr(0, n > 0 ? static_cast<std::size_t>(n) : 0);
+    }
+    // A reset is a failure at the other end, and no end.
+    void close(bool reset = false) {
+        const linger now{reset, 0};
+        ::setsockopt(fd_, SOL_SOCKET, SO_LINGER, &now, sizeof now);
+        ::close(std::exchange(fd_, -1));
+    }
+
+private:
+    int fd_;
+};
+
+}  // namespace network
+
+#endif  // QOR_TESTS_TCP_NETWORK_H

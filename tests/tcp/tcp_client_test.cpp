@@ -1,0 +1,287 @@
+#include "qor/tcp/tcp_client.h"
+
+#include <sys/mman.h>
+
+#include <fstream>
+#include <optional>
+#include <stdexcept>
+#include <vector>
+
+#include "network.h"
+#include "support/allocation.h"
+#include "support/hex.h"
+
+namespace qor {
+namespace {
+
+using namespace network;
+
+std::string text(const char* hex) {
+    return std::string(istr(support::bytes(hex)));
+}
+
+unsigned long residentPages() {
+    unsigned long all = 0, resident = 0;
+    std::ifstream("/proc/self/statm") >> all >> resident;
+    return resident;
+}
+
+// A client that is connected to a plain socket.
+class TcpClientTest : public testing::Test {
+protected:
+    void SetUp() override {
+        listener.listen(10);
+        log->log().debugOn(true);
+        log->log().appLog("TCP.TRACE", true);
+    }
+    void TearDown() override { client.close(); }
+    void connect(int buffer = kBuffer) {
+        ASSERT_TRUE(client.open(listener.addr(), events, 5, buffer));
+        peer = listener.accept();
+    }
+    bool logged(const std::string& text) const { return network::logged(*log, text); }
+
+    std::optional<support::LogFile> log{"qor"};
+    const Socket listener;
+    const Handle<Events> events{new Events};
+    TcpClient client;
+    Socket peer{-1};
+};
+
+TEST_F(TcpClientTest, WritesFramesByteByByte) {
+    connect();
+    EXPECT_TRUE(client.send("hi", 5) && client.send(istr(), 0));
+    EXPECT_TRUE(client.send(std::string(300, 'x'), -1));
+    EXPECT_EQ(peer.read(14), text("00 00 00 02 68 69 00 00 00 00 00 00 01 2C"));
+    EXPECT_EQ(peer.read(300), std::string(300, 'x'));
+    EXPECT_TRUE(
+        logged("[TCP.TRACE]sendBuf() sending 300 bytes\n[TCP.TRACE]sendBuf() send ok 304 "));
+    EXPECT_TRUE(logged("[INFO]{tcp.client}onBirth() connected at 127.**.**.1:" +
+                       std::to_string(client.getLocalPort()) + " to " + listener.masked() + "\n"));
+}
+
+TEST_F(TcpClientTest, ReadsFramesThatAreCutAnywhere) {
+    connect();
+    const std::string stream = frame("hello") + frame("") + frame("\1\2\3");
+    std::string expected;
+    for (std::size_t cut = 1; cut <= stream.size(); ++cut) {
+        peer.write(stream.substr(0, cut));
+        peer.write(stream.substr(cut));
+        expected += "hello||\1\2\3|";
+    }
+    EXPECT_TRUE(until([&] { return events->frames() == expected; }));
+    EXPECT_TRUE(
+        logged("recvBuf() size 5\n[TCP.TRACE]{tcp.client}recvBuf_i() (data) recving 5 bytes\n"
+               "[TCP.TRACE]{tcp.client}recvBuf_i() (data) recv ok 5 bytes\n"));
+}
+
+TEST_F(TcpClientTest, TellsHowAConnectionEnded) {
+    struct End {
+        const char* bytes;
+        const char* reading;
+        bool reset;
+        const char* line;
+    };
+    const End ends[] = {
+        {"", "len", false, "[TCP.INFO]{tcp.client}recvBuf_i() qor::TcpChannel::recvBuf_i(tcp_chan"},
+        {"", "len", false, ") (len) reached end of client connection "},
+        {"", "len", true,
+         "ERROR>]{tcp.client}recvBuf_i() \"Connection reset by peer\" (len) recv_n() "},
+        {"00 00", "len", false, "[<TCP.ERROR>]{tcp.client}recvBuf() recv_n(len) failed "},
+        {"00 00 00 05 61", "data", false, ") (data) reached end of client connection "},
+        {"00 00 00 05", "data", true, "\"Connection reset by peer\" (data) recv_n() "},
+        {"FF FF FF FE 61", "data", false, ") (data) reached end of client connection "},
+        {"FF FF FF FF", "len", false, "no memory for a frame of 4294967295 bytes "},
+    };
+    unsigned closed = 0;
+    for (const End& end : ends) {
+        log.emplace("qor");
+        connect();
+        const unsigned long resident = residentPages();
+        if (*end.bytes != '\0') peer.write(text(end.bytes));
+        EXPECT_TRUE(logged(std::string("(") + end.reading + ") recving "));
+        EXPECT_LT(residentPages(), resident + 25000) << "the announced memory was touched";
+        peer.close(end.reset);
+        EXPECT_TRUE(events->ended(++closed));
+        EXPECT_FALSE(client.send("late", 0));
+        client.close();
+        EXPECT_EQ(events->closed, closed);
+        for (const char* line :
+             {end.line, "[TCP.INFO]{tcp.client}onLoop() qor::TcpClientImpl::onLoop(",
+              ") break loop: !recv()\n",
+              "[<TCP.ERROR>]sendBuf() \"Bad file descriptor\" get_remote_addr\n"})
+            EXPECT_TRUE(logged(line)) << line << log->entries();
+    }
+}
+
+TEST_F(TcpClientTest, DoesNotOpenWhatCannotBeReached) {
+    const Socket waiting, full;
+    full.listen(0);
+    EXPECT_TRUE(waiting.connect(full.addr().port));
+    struct Case {
+        TcpAddr remote;
+        const char* line;
+    };
+    const Case cases[] = {
+        {waiting.addr(), "\"Connection refused\" connection failed 127.**.**.1:"},
+        {full.addr(), "\"Timer expired\" connection timeout 127.**.**.1:"},
+        {{1, "::1"}, "connection failed :1\n"},  // what cannot be masked is left out
+        {{80, "no.such.host.invalid"}, "\" invalid remote address :0\n"},
+        {TcpAddr(), "\" invalid remote address :0\n"},
+    };
+    unsigned descriptors = 0;
+    for (const Case& c : cases) {
+        log.emplace("qor");
+        EXPECT_FALSE(client.open(c.remote, events, 0, kBuffer)) << c.remote;
+        EXPECT_TRUE(logged("[<TCP.ERROR>]{tcp.client}onBirth() \"") && logged(c.line)) << c.line;
+        EXPECT_FALSE(client.send("x", 0));
+        EXPECT_EQ(client.getLocalPort(), 0);
+        client.close();
+        if (descriptors == 0) descriptors = support::openDescriptors();
+        EXPECT_EQ(support::openDescriptors(), descriptors);
+    }
+    EXPECT_EQ(events->closed, 0u);
+}
+
+TEST_F(TcpClientTest, OpensAgainAfterClose) {
+    EXPECT_FALSE(client.send("x", 0));
+    EXPECT_TRUE(logged(") null tcp client impl\n"));
+    client.close();
+    EXPECT_EQ(client.getLocalPort(), 0);
+    // At once, on this host; the callback is told the dotted address.
+    events->receive = [&](const TcpAddr& from, const istr&) { EXPECT_EQ(from, listener.addr()); };
+    for (unsigned i = 1; i <= 3; ++i) {
+        ASSERT_TRUE(client.open(TcpAddr(listener.addr().port, "localhost"), events, 0, kBuffer));
+        peer = listener.accept();
+        EXPECT_NE(client.getLocalPort(), 0);
+        peer.write(frame("x"));
+        EXPECT_TRUE(events->received(i));
+        client.close();
+        client.close();
+        EXPECT_EQ(events->closed, i);
+        EXPECT_EQ(peer.read(1), "");
+    }
+    // A connection that is left behind goes on; one without a callback works.
+    std::optional<TcpClient> left(std::in_place);
+    ASSERT_TRUE(left->open(listener.addr(), events, 5, kBuffer));
+    left.reset();
+    Socket other = listener.accept();
+    ASSERT_TRUE(client.open(listener.addr(), nullptr, 5, kBuffer));
+    peer = listener.accept();
+    peer.write(frame("dropped"));
+    other.write(frame("x"));
+    EXPECT_TRUE(events->received(4));
+    other.close();
+    EXPECT_TRUE(events->ended(4));
+    EXPECT_TRUE(client.send("y", 0));
+    EXPECT_EQ(peer.read(5), frame("y"));
+}
+
+// What cannot be written whole in time fails. A frame that was cut is the last one.
+TEST_F(TcpClientTest, GivesUpOnAPeerThatNeverReads) {
+    const std::string large(5000000, 'x');
+    for (unsigned i = 0; i <= 1; ++i) {
+        const int timeout = static_cast<int>(i);
+        log.emplace("qor");
+        connect(4096);
+        while (client.send(large, timeout)) {
+        }
+        EXPECT_TRUE(logged("[<TCP.ERROR>]sendBuf() \"Timer expired\" send_n failed "));
+        EXPECT_TRUE(events->ended(i + 1));
+        EXPECT_FALSE(client.send("x", timeout));
+    }
+    client.close();
+    connect();
+    std::thread sender([&] { EXPECT_TRUE(client.send(large, -1)); });
+    EXPECT_EQ(peer.read(large.size() + 4), frame(large));
+    sender.join();
+}
+
+TEST_F(TcpClientTest, RefusesAPayloadThatNoFrameHolds) {
+    connect();
+    constexpr std::size_t kSize = 0xFFFFFFFC;
+    constexpr int kFlags = MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE;
+    void* const pages = mmap(nullptr, kSize, PROT_NONE, kFlags, -1, 0);
+    ASSERT_NE(pages, MAP_FAILED);
+    EXPECT_FALSE(client.send(istr(static_cast<const char*>(pages), kSize), 0));
+    munmap(pages, kSize);
+    EXPECT_TRUE(logged("[<TCP.ERROR>]sendBuf() 4294967292 bytes are too many for a frame\n"));
+    EXPECT_TRUE(client.send("x", 0));
+    EXPECT_EQ(peer.read(5), frame("x"));
+}
+
+// Counts what its thread allocates between its calls.
+struct Counting : TcpCallback {
+    void onReceive(const TcpAddr&, const istr&) override {
+        if (++frames == 2) counter.emplace();
+        if (frames == 1000) allocations = counter->allocations();
+    }
+    void onClosed(const TcpAddr&) override {}
+    int frames = 0;
+    std::atomic<unsigned long> allocations{npos};
+    std::optional<support::AllocationCounter> counter;
+};
+
+TEST_F(TcpClientTest, AllocatesNothingOnceItIsWarm) {
+    log->log().debugOn(false);
+    const Handle<Counting> counting(new Counting);
+    ASSERT_TRUE(client.open(listener.addr(), counting, 5, kBuffer));
+    peer = listener.accept();
+    const support::AllocationCounter counter;
+    EXPECT_TRUE(client.send(istr("frame"), 5));
+    EXPECT_EQ(counter.allocations(), 0u);
+    for (int i = 0; i < 1000; ++i)
+        peer.write(frame(std::string(i == 0 ? 100 : 99, 'x')));
+    EXPECT_TRUE(until([&] { return counting->allocations != npos; }));
+    EXPECT_EQ(counting->allocations, 0u);
+}
+
+// It closes, or raises something: the connection ends, with one onClosed.
+TEST_F(TcpClientTest, EndsByItsCallback) {
+    const std::function<void()> ends[] = {
+        [&] { client.close(); }, [] { throw std::runtime_error("bad frame"); }, [] { throw 1; }};
+    for (unsigned i = 0; i < std::size(ends); ++i) {
+        events->receive = [&](const TcpAddr&, const istr&) { ends[i](); };
+        events->close = [&] { ends[i](); };
+        connect();
+        peer.write(frame("x") + frame("y"));
+        EXPECT_TRUE(events->ended(i + 1));
+        EXPECT_FALSE(client.send("x", 0));
+        EXPECT_EQ(peer.read(1), "");
+        client.close();
+        EXPECT_EQ(events->count, i + 1);
+        EXPECT_EQ(events->closed, i + 1);
+    }
+    EXPECT_TRUE(logged("\n        AT: qor::TcpCallback::onReceive(tcp_receiver.cpp:"));
+    EXPECT_TRUE(logged("\nbad frame") && logged("\nan exception of another type"));
+}
+
+// The descriptor that a close gives back is the next connection's at once.
+TEST_F(TcpClientTest, SendsNothingOnWhatWasClosed) {
+    log->log().debugOn(false);
+    for (unsigned round = 1; round <= 50; ++round) {
+        connect();
+        std::atomic<int> sending{0};
+        std::vector<std::thread> others;
+        for (int i = 0; i < 8; ++i)
+            others.emplace_back([&] {
+                for (++sending; client.send(istr("frame"), 1);) {
+                }
+            });
+        others.emplace_back([&] {
+            while (!peer.read(4096).empty()) {
+            }
+        });
+        EXPECT_TRUE(until([&] { return sending == 8; }));
+        client.close();
+        const Socket next[2];  // these take the numbers that are free
+        EXPECT_TRUE(next[0].connect(listener.addr().port));
+        for (std::thread& other : others)
+            other.join();
+        EXPECT_EQ(events->closed, round);
+        EXPECT_EQ(listener.accept().read(1, MSG_DONTWAIT), "");
+    }
+}
+
+}  // namespace
+}  // namespace qor

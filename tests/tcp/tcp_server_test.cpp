@@ -1,0 +1,282 @@
+#include "qor/tcp/tcp_server.h"
+
+#include <fcntl.h>
+#include <sys/resource.h>
+
+#include <filesystem>
+#include <fstream>
+#include <future>
+#include <optional>
+#include <stdexcept>
+#include <vector>
+
+#include "network.h"
+#include "qor/tcp/tcp_client.h"
+
+namespace qor {
+namespace {
+
+using namespace network;
+
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr int kSlow = 25;
+#else
+constexpr int kSlow = 1;
+#endif
+
+class TcpServerTest : public testing::Test {
+protected:
+    void TearDown() override { server.close(); }
+    void open() { ASSERT_TRUE(server.open(TcpAddr(0, "127.0.0.1"), events, kBuffer)); }
+    // A plain client that the server has had a frame of.
+    Socket known(const char* first = "known") {
+        Socket made;
+        EXPECT_TRUE(made.connect(server.getLocalPort()));
+        const unsigned before = events->count;
+        made.write(frame(first));
+        EXPECT_TRUE(events->received(before + 1));
+        return made;
+    }
+    bool logged(const std::string& text) const { return network::logged(*log, text); }
+
+    std::optional<support::LogFile> log{"qor"};
+    const Handle<Events> events{new Events};
+    TcpServer server;
+};
+
+TEST_F(TcpServerTest, TellsItsLife) {
+    log->log().debugOn(true);
+    log->log().appLog("TCP.DEBUG", true);
+    open();
+    const std::string port = std::to_string(server.getLocalPort());
+    Socket gone = known();
+    const std::string peer = gone.masked();
+    const TcpAddr address = gone.addr();
+    gone.close();
+    EXPECT_TRUE(logged("closeServer() remove tcp server " + peer + "\n"));
+    const Socket stays = known();
+    server.close();
+    EXPECT_EQ(events->closed, 2u);
+    const std::string lines[] = {
+        "[INFO]{tcp.acceptor.0}open() start tcp acceptor at 127.**.**.1:" + port + "\n",
+        "[INFO]{tcp.acceptor.0}accept() accepted new client = " + peer + "\n",
+        "[TCP.DEBUG]{tcp.server." + port + "|" + std::to_string(address.port) +
+            "}close() closed connection " + peer + "\n",
+        ") break loop: !recv()\n",
+        "stopping tcp.server." + port + "|" + std::to_string(stays.addr().port) + "{",
+        "onStop() closing connection " + stays.masked() + "\n"};
+    for (const std::string& line : lines)
+        EXPECT_TRUE(logged(line)) << line << log->entries();
+}
+
+// A frame for nobody is for all. The first failure is the end of it, and nobody is waited for.
+TEST_F(TcpServerTest, SendsToOneOrToAll) {
+    EXPECT_FALSE(server.send(TcpAddr(), "x", 0));
+    EXPECT_TRUE(logged(") null tcp server impl\n"));
+    std::promise<void> go;
+    events->receive = [&](const TcpAddr&, const istr& payload) {
+        if (payload == istr("stuck")) go.get_future().wait();
+    };
+    open();
+    EXPECT_FALSE(server.send(TcpAddr(), "x", 0));
+    const Socket first = known();
+    const Socket stuck = known("stuck");
+    const Socket last = known();
+    EXPECT_TRUE(server.send(first.addr(), "only", 5));
+    EXPECT_EQ(first.read(8), frame("only"));
+    for (const TcpAddr& nobody : {TcpAddr(), TcpAddr(1, "127.0.0.1")}) {
+        EXPECT_TRUE(server.send(nobody, "all", 5));
+        EXPECT_EQ(first.read(7) + last.read(7), frame("all") + frame("all"));
+    }
+    const std::string large(1000000, 'x');
+    while (server.send(stuck.addr(), large, 0)) {
+    }
+    EXPECT_FALSE(server.send(TcpAddr(), "few", -1));
+    EXPECT_EQ(first.read(7), frame("few"));
+    EXPECT_EQ(last.read(1, MSG_DONTWAIT), "");
+    go.set_value();
+    EXPECT_TRUE(until([&] { return server.send(TcpAddr(), "again", 0); }));
+    EXPECT_EQ(last.read(9), frame("again"));
+    server.close();
+    EXPECT_FALSE(server.send(TcpAddr(), "x", 0));
+    EXPECT_TRUE(logged(") null tcp acceptor impl\n"));
+    EXPECT_EQ(server.getLocalPort(), 0);
+}
+
+TEST_F(TcpServerTest, ListensOnFreeAddressesOnly) {
+    open();
+    const unsigned short port = server.getLocalPort();
+    TcpServer other;
+    EXPECT_FALSE(other.open(TcpAddr(port, "127.0.0.1"), events, kBuffer));
+    EXPECT_TRUE(logged("open() \"Address already in use\" at 127.**.**.1:" + std::to_string(port)));
+    for (const TcpAddr& bad : {TcpAddr(0, "no.such.host.invalid"), TcpAddr(0, "192.0.2.1")})
+        EXPECT_FALSE(other.open(bad, events, kBuffer)) << bad;
+    EXPECT_EQ(other.getLocalPort(), 0);
+
+    // A client that is still there does not keep the port from being taken again.
+    const Socket there = known();
+    server.close();
+    EXPECT_TRUE(server.open(TcpAddr(port, ""), events, kBuffer));
+    // An earlier listener goes on behind a new one. Its client ends without a frame.
+    open();
+    EXPECT_NE(server.getLocalPort(), port);
+    Socket silent;
+    EXPECT_TRUE(silent.connect(port));
+    silent.close();
+    EXPECT_TRUE(events->ended(2));
+    EXPECT_EQ(events->count, 1u);
+}
+
+TEST_F(TcpServerTest, LosesOneClientToWhatItsCallbackRaises) {
+    events->receive = [&](const TcpAddr&, const istr& payload) {
+        if (payload == istr("bad")) throw std::runtime_error("bad frame");
+    };
+    events->close = [] { throw std::runtime_error("bad end"); };
+    open();
+    const Socket good = known("good");
+    const Socket bad = known("bad");
+    EXPECT_EQ(bad.read(1), "");
+    EXPECT_TRUE(logged("remove tcp server " + bad.masked()));
+    EXPECT_EQ(events->closed, 1u);
+    EXPECT_TRUE(server.send(TcpAddr(), "all", 0));
+    EXPECT_EQ(good.read(7), frame("all"));
+    EXPECT_TRUE(logged("\nbad frame") && logged("\nbad end"));
+}
+
+std::size_t threads() {
+    const std::filesystem::directory_iterator all("/proc/self/task");
+    return static_cast<std::size_t>(std::distance(begin(all), end(all)));
+}
+
+// Both close at once, and would wait for each other.
+TEST_F(TcpServerTest, MayBeClosedByItsCallbacks) {
+    std::atomic<int> inside{0};
+    events->receive = [&](const TcpAddr&, const istr& payload) {
+        if (payload != istr("close")) return;
+        ++inside;
+        EXPECT_TRUE(until([&] { return inside == 2; }));
+        server.close();
+    };
+    const std::size_t before = threads();
+    open();
+    Socket clients[3] = {known(), known(), known()};
+    clients[0].write(frame("close"));
+    clients[1].write(frame("close"));
+    for (const Socket& client : clients)
+        EXPECT_EQ(client.read(1), "");
+    EXPECT_TRUE(until([&] { return threads() == before; }));
+    EXPECT_EQ(events->closed, 3u);
+    open();
+}
+
+TEST_F(TcpServerTest, CarriesTwoHundredConnectionsAtOnce) {
+    constexpr int kClients = kSlow == 1 ? 200 : 50;
+    constexpr int kFrames = 1000;
+    log.reset();
+    events->receive = [&](const TcpAddr& peer, const istr& payload) {
+        EXPECT_TRUE(server.send(peer, payload, 60));
+    };
+    const std::size_t before = threads();
+    const unsigned descriptors = support::openDescriptors();
+    open();
+    std::vector<TcpClient> clients(kClients);
+    std::vector<Handle<Events>> answers(kClients);
+    for (int i = 0; i < kClients; ++i) {
+        answers[i] = new Events;
+        const TcpAddr address(server.getLocalPort(), "127.0.0.1");
+        ASSERT_TRUE(clients[i].open(address, answers[i], 30, kBuffer));
+    }
+    // The frames of a client are numbered, and come back in their order.
+    const auto text = [](int client, int n) {
+        return std::to_string(client) + ":" + std::to_string(n) + std::string(n % 100, 'x');
+    };
+    std::vector<std::thread> senders;
+    for (int part = 0; part < 4; ++part)
+        senders.emplace_back([&, part] {
+            for (int n = 0; n < kFrames; ++n)
+                for (int i = part; i < kClients; i += 4)
+                    EXPECT_TRUE(clients[i].send(text(i, n), 60));
+        });
+    for (std::thread& sender : senders)
+        sender.join();
+    for (int i = 0; i < kClients; ++i) {
+        std::string expected;
+        for (int n = 0; n < kFrames; ++n)
+            expected += text(i, n) + "|";
+        EXPECT_TRUE(answers[i]->received(kFrames));
+        EXPECT_TRUE(answers[i]->frames() == expected) << i;
+    }
+    server.close();
+    EXPECT_EQ(events->closed, static_cast<unsigned>(kClients));
+    for (TcpClient& client : clients)
+        client.close();
+    EXPECT_TRUE(until([&] { return threads() == before; }));
+    EXPECT_EQ(support::openDescriptors(), descriptors);
+}
+
+TEST_F(TcpServerTest, KeepsNothingOfTenThousandClients) {
+    constexpr int kEach = 2500 / kSlow;
+    log.reset();
+    const std::size_t before = threads();
+    const unsigned descriptors = support::openDescriptors();
+    open();
+    std::vector<std::thread> others;
+    for (int i = 0; i < 4; ++i)
+        others.emplace_back([&] {
+            TcpClient client;
+            const TcpAddr address(server.getLocalPort(), "127.0.0.1");
+            for (int n = 0; n < kEach; ++n) {
+                EXPECT_TRUE(client.open(address, nullptr, 30, kBuffer));
+                client.close();
+            }
+        });
+    for (std::thread& other : others)
+        other.join();
+    EXPECT_TRUE(events->ended(4 * kEach));
+    EXPECT_TRUE(until([&] { return threads() == before + 1; }));
+    EXPECT_EQ(support::openDescriptors(), descriptors + 1);
+    EXPECT_FALSE(server.send(TcpAddr(), "x", 0));
+}
+
+TEST_F(TcpServerTest, GoesOnWhenThereAreDescriptorsAgain) {
+#ifdef __SANITIZE_ADDRESS__
+    GTEST_SKIP() << "the sanitizer needs descriptors of its own";
+#endif
+    open();
+    const Socket waiting;
+    std::ifstream lines(log->path());
+    const auto refusals = [&] {
+        int found = 0;
+        lines.clear();
+        lines.seekg(0);
+        for (std::string line; std::getline(lines, line);)
+            found += line.find("accept() \"Too many open files\" accept()") != std::string::npos;
+        return found;
+    };
+    rlimit limit{};
+    getrlimit(RLIMIT_NOFILE, &limit);
+    const rlimit none{3, limit.rlim_max};
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
+    EXPECT_TRUE(waiting.connect(server.getLocalPort()));
+    EXPECT_TRUE(until([&] { return refusals() >= 2; }));
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &limit), 0);
+    waiting.write(frame("x"));
+    EXPECT_TRUE(events->received(1));
+    EXPECT_LT(refusals(), 20) << "it does not spin";
+}
+
+TEST_F(TcpServerTest, IsNotBoundToSmallNumbers) {
+    open();  // raises the limit
+    std::vector<Socket> many;
+    while (many.size() < 1100)
+        many.emplace_back(fcntl(0, F_DUPFD, 0));
+    open();
+    TcpClient client;
+    ASSERT_TRUE(client.open(TcpAddr(server.getLocalPort(), "127.0.0.1"), nullptr, 5, kBuffer));
+    EXPECT_TRUE(client.send(std::string(3000000, 'x'), 60));
+    EXPECT_TRUE(events->received(1));
+    client.close();
+}
+
+}  // namespace
+}  // namespace qor
