@@ -40,7 +40,7 @@ void JsonKeys_qor(benchmark::State& state) {
     for (auto _ : state) {
         JsonUnit tree;
         for (std::size_t i = 0; i < n; ++i)
-            tree["key" + std::to_string(i * 7919 % n)] << i;
+            tree[bench::keyOf(i * 7919 % n)] << i;
         benchmark::DoNotOptimize(tree.encode().data());
     }
 }
@@ -49,7 +49,7 @@ BENCHMARK(JsonKeys_qor)->RangeMultiplier(10)->Range(100, 1000000);
 void JsonParseKeys_qor(benchmark::State& state) {
     std::string text = "{";
     for (std::size_t n = static_cast<std::size_t>(state.range(0)), i = 0; i < n; ++i)
-        text += "\"key" + std::to_string(i * 7919 % n) + "\":" + std::to_string(i) + ",";
+        text.append(bench::keyOf(i * 7919 % n)).append(":").append(std::to_string(i)).append(",");
     text.back() = '}';
     for (auto _ : state) {
         const Tree tree = parse(text);

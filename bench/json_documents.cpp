@@ -2,6 +2,7 @@
 
 #include <malloc.h>
 
+#include <cstdio>
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
@@ -25,7 +26,7 @@ std::string words(Random& random, unsigned count) {
         "signal", "東京",       "naïve", "window", "\\\"quote\\\""};
     std::string text;
     for (unsigned i = 0; i < count; ++i)
-        text += (i == 0 ? "" : " ") + std::string(kWords[random() % std::size(kWords)]);
+        text.append(i == 0 ? "" : " ").append(kWords[random() % std::size(kWords)]);
     return text;
 }
 
@@ -53,7 +54,8 @@ std::string catalogue() {
     Random random(2);
     std::string text = "{\"areaNames\":{";
     for (int i = 0; i < 200; ++i)
-        text += (i == 0 ? "" : ",\n") + quoted(std::to_string(205705993 + i)) + ": \"Balcon\"";
+        text.append(i == 0 ? "" : ",\n").append(quoted(std::to_string(205705993 + i))) +=
+            ": \"Balcon\"";
     text += "},\n\"performances\":[";
     for (int i = 0; i < 2500; ++i) {
         text += (i == 0 ? "" : ",") + std::string("\n    {\n        \"eventId\": ");

@@ -24,6 +24,10 @@ struct Document {
 // not there is made up in the same shape.
 const Document& document(std::size_t index);
 
+inline std::string keyOf(std::size_t number) {
+    return std::string("key").append(std::to_string(number));
+}
+
 // Bytes that the process has allocated.
 std::size_t heapInUse();
 

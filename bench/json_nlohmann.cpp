@@ -23,7 +23,7 @@ void JsonKeys_nlohmann(benchmark::State& state) {
     for (auto _ : state) {
         nlohmann::json tree;
         for (std::size_t i = 0; i < n; ++i)
-            tree["key" + std::to_string(i * 7919 % n)] = i;
+            tree[bench::keyOf(i * 7919 % n)] = i;
         benchmark::DoNotOptimize(tree.dump().data());
     }
 }
