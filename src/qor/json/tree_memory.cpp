@@ -6,19 +6,20 @@
 namespace qor::json {
 
 // The blocks that the process keeps. They are never freed, not even at its end, when trees may
-// still go.
+// still go. Nobody waits for them: with the lock in use, also by a thread that a fork has left
+// behind, a block comes from the allocator and goes back there.
 class SpareBlocks {
 public:
     static void* take() noexcept {
-        const std::lock_guard lock(mutex);
-        if (first == nullptr) return nullptr;
+        const std::unique_lock lock(mutex, std::try_to_lock);
+        if (!lock || first == nullptr) return nullptr;
         --count;
         return std::exchange(first, first->next);
     }
     // False when there are enough.
     static bool keep(void* block) noexcept {
-        const std::lock_guard lock(mutex);
-        if (count == kMost) return false;
+        const std::unique_lock lock(mutex, std::try_to_lock);
+        if (!lock || count == kMost) return false;
         ++count;
         first = ::new (block) Spare{first};
         return true;
