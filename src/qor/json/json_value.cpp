@@ -31,8 +31,9 @@ void JsonValue::operator delete(void* block) noexcept {
     ::operator delete(block);
 }
 
-void JsonValue::operator delete(void* block, const char*, unsigned, const char*) noexcept {
-    ::operator delete(block);
+void JsonValue::operator delete(void* block, const char* file, unsigned line,
+                                const char* func) noexcept {
+    ::operator delete(block, file, line, func);
 }
 
 void JsonValue::operator delete(JsonValue* value, std::destroying_delete_t) noexcept {
