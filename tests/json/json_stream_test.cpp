@@ -64,9 +64,8 @@ TEST(JsonStream, HasTheUnitOfTheStreamThatItIsMadeOf) {
     reader.enter("a", "b", "c", "d");
     EXPECT_FALSE(reader.encoding());
     EXPECT_EQ(reader.str(), "\"text\"");
-    EXPECT_TRUE(JsonStream(istr("[1]")).unit().arrayValue() != nullptr);
+    EXPECT_EQ(JsonStream(istr("[1]")).str(), "[ 1 ]");
     EXPECT_THROW(JsonStream(istr("1")), DecodeException);
-    EXPECT_THROW(JsonInputStream(istr("1")), DecodeException);
 }
 
 TEST(JsonStream, GivesAndTakesChildren) {
@@ -103,7 +102,6 @@ TEST(JsonStream, GivesAndTakesChildren) {
     EXPECT_EQ(elementsEnd - element, 2);
     EXPECT_FALSE(JsonInputStream(elements.unit()).getObjectChildren(pair, pairsEnd));
 
-    EXPECT_EQ(out.dumping(), 0);
     out.dumping(0x100000007L);
     EXPECT_EQ(out.dumping(), 7);
     EXPECT_EQ(in.dumping(), 0);

@@ -85,19 +85,14 @@ TEST(JsonText, HoldsTextOfEverySize) {
             EXPECT_EQ(value->text(), "new");
         }
     }
-    JsonNumber number;
-    EXPECT_EQ(number.getValue(), "0");
-    number.fromString("0x1");
-    EXPECT_EQ(number.toString(), "0x1");
     JsonString string("a\\n");
     EXPECT_EQ(string.toString(), R"("a\\n")");
     string.fromString("a\\n");
     EXPECT_EQ(string.getValue(), "a\n");
-    JsonBoolean flag(false);
     for (const char* const text : {"true", "FALSE", "", "0", "false"}) {
+        JsonBoolean flag(false);
         flag.fromString(text);
-        EXPECT_EQ(flag.getValue(), std::string("false") != text);
-        EXPECT_EQ(flag.toString(), flag.getValue() ? "true" : "false");
+        EXPECT_EQ(flag.toString(), std::string("false") == text ? "false" : "true");
     }
 }
 
