@@ -1,4 +1,4 @@
-// Reads an address book from a text file, carries it through nbr, and shows an entry.
+// Reads an address book from a text file, carries it through nbr and JSON, and shows an entry.
 
 #include <fstream>
 #include <iostream>
@@ -8,6 +8,7 @@
 #include "address_book.h"
 #include "qor/base/base_type_convert.h"
 #include "qor/base/library.h"
+#include "qor/json/json_T.h"
 #include "qor/log/log_dumper.h"
 #include "qor/nbr/binding.h"
 #include "qor/string/multi_string.h"
@@ -91,6 +92,14 @@ void show(const Contact& contact, bool compact) {
     d.nl();
 }
 
+AddressBook throughJson(const AddressBook& book) {
+    qor::json::JsonOutputStream out;
+    qor::json::encode(out, book);
+    AddressBook again;
+    qor::json::decode(out.str(), again);
+    return again;
+}
+
 void run(const char* textPath, const char* nbrPath) {
     const AddressBook book = readBook(textPath);
 
@@ -101,6 +110,7 @@ void run(const char* textPath, const char* nbrPath) {
     AddressBook again;
     qor::nbr::decode(qor::istr(readFile(nbrPath)), again);
     if (!(again == book)) throw std::runtime_error("the book has changed on its way");
+    if (!(throughJson(book) == book)) throw std::runtime_error("JSON has changed the book");
 
     std::cout << book.contacts.size() << " contacts from " << textPath << ", " << out.str().size()
               << " bytes in " << nbrPath << ", the same when read back\n";

@@ -169,18 +169,8 @@ TEST(Formats, AnObjectIsWrittenAsTold) {
     EXPECT_EQ(hexOf(out.str()), hexOf(bytesOf(digits)));
 }
 
-// The indented lines that follow the first line that begins so.
 String blockBehind(const char* label) {
-    std::ifstream file(QOR_SOURCE_DIR "/docs/formats.md");
-    String block;
-    bool inside = false;
-    for (std::string line; std::getline(file, line);) {
-        if (line.starts_with(label)) inside = true;
-        if (!inside || line.empty() || line.starts_with(label)) continue;
-        if (!line.starts_with("    ")) break;
-        block += (block.empty() ? "" : "\n") + line.substr(4);
-    }
-    return block;
+    return page().indentedBehind(label);
 }
 
 TEST(Formats, PmlReadsAndIsWrittenBackAsTold) {

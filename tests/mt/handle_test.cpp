@@ -47,6 +47,25 @@ TEST(Handle, DeletesTheObjectOnceWithItsLastOwner) {
     EXPECT_TRUE(first == nullptr && !first);
 }
 
+TEST(Handle, TakesOverAShareAndLeavesTheDeletingToOthers) {
+    int deleted = 0;
+    auto* object = new Counted(deleted);
+    object->__FirstRef();
+    Handle<Counted> owner = Handle<Counted>::adopt(object);
+    object->__AddRef();
+    EXPECT_FALSE(object->__LastSubRef());
+    EXPECT_EQ(object->__GetRef(), 1);
+    owner.reset();
+    EXPECT_EQ(deleted, 1);
+    Counted local(deleted);
+    for (const bool noDelete : {true, false}) {
+        local.__setNoDelete(noDelete);
+        local.__AddRef();
+        EXPECT_EQ(local.__LastSubRef(), !noDelete);
+    }
+    EXPECT_EQ(deleted, 1);
+}
+
 TEST(Handle, LeavesAnObjectWithNoDeleteAlone) {
     int deleted = 0;
     {

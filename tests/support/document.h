@@ -63,6 +63,22 @@ public:
         return blocks;
     }
 
+    // The indented lines that follow the first line that begins so, without their indent.
+    qor::String indentedBehind(const std::string& label) const {
+        qor::String block;
+        bool inside = false;
+        for (const std::string& line : lines_) {
+            if (line.starts_with(label)) {
+                inside = true;
+            } else if (inside && line.starts_with("    ")) {
+                block += (block.empty() ? "" : "\n") + line.substr(4);
+            } else if (inside && !line.empty()) {
+                break;
+            }
+        }
+        return block;
+    }
+
 private:
     static Row cellsOf(const std::string& line) {
         Row cells;

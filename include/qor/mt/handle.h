@@ -60,6 +60,12 @@ public:
     Handle(Handle&& other) noexcept : SmartPtrBase<T>(std::exchange(other.ptr_, nullptr)) {}
     template <PointsTo<T> U>
     Handle(const Handle<U>& other) noexcept : Handle(static_cast<T*>(other.get())) {}
+    // Takes over a share that the object counts already.
+    static Handle adopt(T* ptr) noexcept {
+        Handle handle;
+        handle.ptr_ = ptr;
+        return handle;
+    }
     ~Handle() {
         if (this->ptr_ != nullptr) this->ptr_->__SubRef();
     }

@@ -1,0 +1,80 @@
+// Reading and writing JSON documents as trees. The peers stand in sources of their own.
+
+#include <benchmark/benchmark.h>
+
+#include "json_documents.h"
+#include "qor/json/json_unit.h"
+#include "qor/json/qor_json_parser.h"
+
+namespace {
+
+using namespace qor::json;
+using Tree = qor::Handle<JsonValue>;
+
+Tree parse(const std::string& text) {
+    return JsonParser::from(text);
+}
+
+void JsonParse_qor(benchmark::State& state) {
+    bench::parseEach(state, parse);
+}
+BENCHMARK(JsonParse_qor)->DenseRange(0, bench::kDocuments - 1);
+
+// Keys are put in order when they are first asked for, which parsing leaves out.
+void JsonParseAndOrder_qor(benchmark::State& state) {
+    const bench::Document& doc = bench::document(static_cast<std::size_t>(state.range(0)));
+    for (auto _ : state)
+        benchmark::DoNotOptimize(parse(doc.text)->toJson().data());
+    state.SetLabel(doc.name);
+}
+BENCHMARK(JsonParseAndOrder_qor)->DenseRange(0, bench::kDocuments - 1);
+
+void JsonWrite_qor(benchmark::State& state) {
+    bench::writeEach(state, parse, [](const Tree& tree) { return tree->toJson(); });
+}
+BENCHMARK(JsonWrite_qor)->DenseRange(0, bench::kDocuments - 1);
+
+// An object of n keys that come in no order, built and written.
+void JsonKeys_qor(benchmark::State& state) {
+    const auto n = static_cast<std::size_t>(state.range(0));
+    for (auto _ : state) {
+        JsonUnit tree;
+        for (std::size_t i = 0; i < n; ++i)
+            tree[bench::keyOf(i * 7919 % n)] << i;
+        benchmark::DoNotOptimize(tree.encode().data());
+    }
+}
+BENCHMARK(JsonKeys_qor)->RangeMultiplier(10)->Range(100, 1000000);
+
+void JsonParseKeys_qor(benchmark::State& state) {
+    std::string text = "{";
+    for (std::size_t n = static_cast<std::size_t>(state.range(0)), i = 0; i < n; ++i)
+        text.append(bench::keyOf(i * 7919 % n)).append(":").append(std::to_string(i)).append(",");
+    text.back() = '}';
+    for (auto _ : state) {
+        const Tree tree = parse(text);
+        benchmark::DoNotOptimize(&*static_cast<const JsonObject&>(*tree).begin());
+    }
+    state.SetComplexityN(state.range(0));
+}
+BENCHMARK(JsonParseKeys_qor)->RangeMultiplier(10)->Range(1000, 1000000)->Complexity();
+
+void JsonParseDeep_qor(benchmark::State& state) {
+    const auto depth = static_cast<std::size_t>(state.range(0));
+    const std::string text = std::string(depth, '[') + std::string(depth, ']');
+    for (auto _ : state)
+        benchmark::DoNotOptimize(parse(text)->toJson().data());
+    state.SetComplexityN(state.range(0));
+}
+BENCHMARK(JsonParseDeep_qor)->RangeMultiplier(10)->Range(1000, 1000000)->Complexity();
+
+void JsonParseLongString_qor(benchmark::State& state) {
+    const std::string text =
+        "[\"" + std::string(static_cast<std::size_t>(state.range(0)), 'x') + "\"]";
+    for (auto _ : state)
+        benchmark::DoNotOptimize(parse(text).get());
+    state.SetComplexityN(state.range(0));
+}
+BENCHMARK(JsonParseLongString_qor)->RangeMultiplier(10)->Range(100000, 100000000)->Complexity();
+
+}  // namespace

@@ -1,0 +1,76 @@
+#ifndef QOR_BENCH_JSON_DOCUMENTS_H
+#define QOR_BENCH_JSON_DOCUMENTS_H
+
+#include <benchmark/benchmark.h>
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+// The documents that every JSON library reads and writes.
+
+namespace bench {
+
+// Search results with much text, a catalogue of small objects, coordinates, and a short message.
+inline constexpr int kDocuments = 4;
+
+struct Document {
+    const char* name;
+    std::string text;
+};
+
+// The files twitter.json, citm_catalog.json and canada.json of the directory that the environment
+// variable QOR_BENCH_JSON names; without it of the one that was found at configuration. What is
+// not there is made up in the same shape.
+const Document& document(std::size_t index);
+
+inline std::string keyOf(std::size_t number) {
+    return std::string("key").append(std::to_string(number));
+}
+
+// Bytes that the process has allocated.
+std::size_t heapInUse();
+
+// What one more tree takes, when there are already so many that nothing is left of what a library
+// or the allocator kept from others.
+template <class Parse>
+double bytesOfTree(const std::string& text, Parse parse) {
+    const std::size_t count = (16U << 20) / text.size() + 1;
+    std::vector<decltype(parse(text))> trees;
+    trees.reserve(count * 2);
+    std::size_t before = 0;
+    for (std::size_t i = 0; i < count * 2; ++i) {
+        if (i == count) before = heapInUse();
+        trees.push_back(parse(text));
+    }
+    return static_cast<double>(heapInUse() - before) / static_cast<double>(count);
+}
+
+// Parses each document, the end of the tree included.
+template <class Parse>
+void parseEach(benchmark::State& state, Parse parse) {
+    const Document& doc = document(static_cast<std::size_t>(state.range(0)));
+    state.counters["tree"] = bytesOfTree(doc.text, parse);
+    for (auto _ : state) {
+        const auto tree = parse(doc.text);
+        benchmark::DoNotOptimize(&tree);
+    }
+    state.SetLabel(doc.name);
+    state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(doc.text.size()));
+}
+
+template <class Parse, class Write>
+void writeEach(benchmark::State& state, Parse parse, Write write) {
+    const Document& doc = document(static_cast<std::size_t>(state.range(0)));
+    const auto tree = parse(doc.text);
+    for (auto _ : state) {
+        const std::string text = write(tree);
+        benchmark::DoNotOptimize(text.data());
+    }
+    state.SetLabel(doc.name);
+    state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(doc.text.size()));
+}
+
+}  // namespace bench
+
+#endif  // QOR_BENCH_JSON_DOCUMENTS_H

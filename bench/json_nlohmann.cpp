@@ -1,0 +1,32 @@
+#include <nlohmann/json.hpp>
+
+#include "json_documents.h"
+
+namespace {
+
+nlohmann::json parse(const std::string& text) {
+    return nlohmann::json::parse(text);
+}
+
+void JsonParse_nlohmann(benchmark::State& state) {
+    bench::parseEach(state, parse);
+}
+BENCHMARK(JsonParse_nlohmann)->DenseRange(0, bench::kDocuments - 1);
+
+void JsonWrite_nlohmann(benchmark::State& state) {
+    bench::writeEach(state, parse, [](const nlohmann::json& tree) { return tree.dump(); });
+}
+BENCHMARK(JsonWrite_nlohmann)->DenseRange(0, bench::kDocuments - 1);
+
+void JsonKeys_nlohmann(benchmark::State& state) {
+    const auto n = static_cast<std::size_t>(state.range(0));
+    for (auto _ : state) {
+        nlohmann::json tree;
+        for (std::size_t i = 0; i < n; ++i)
+            tree[bench::keyOf(i * 7919 % n)] = i;
+        benchmark::DoNotOptimize(tree.dump().data());
+    }
+}
+BENCHMARK(JsonKeys_nlohmann)->RangeMultiplier(10)->Range(100, 1000000);
+
+}  // namespace

@@ -1,0 +1,273 @@
+#ifndef QOR_JSON_JSON_T_H
+#define QOR_JSON_JSON_T_H
+
+#include <algorithm>
+#include <concepts>
+#include <cstddef>
+#include <string>
+#include <utility>
+
+#include "qor/base/field.h"
+#include "qor/json/json_stream.h"
+
+// How user types reach JSON. A type with a codec (see qor/base/field.h) is written and read by
+//
+//     json::JsonOutputStream out;
+//     json::encode(out, contact);                      // out.str() is the text
+//     json::decode(json::JsonInputStream(text), contact);
+//
+// Scalars, text, bytes and Time are what JsonUnit::operator<< makes of them, an object is an object
+// with a key for each field, and vectors, lists and sets are arrays. A map from text is an object.
+// All other maps are arrays of { "key":..., "value":... }, and so is a map with a key that JSON
+// does not carry: an empty one, or one with a quote or a backslash in it. An optional value that is
+// not set is no field; in a container, which would lose it, an optional value is an array of it.
+//
+// A field that is not there, null, or of another kind leaves the member as it was. A container is
+// replaced as a whole.
+
+namespace qor::json {
+
+// What a codec carries, and what is carried as its elements.
+template <class T>
+concept Object = std::derived_from<T, JsonCodecInterface> || CodecType<T, JsonStream>;
+template <class T>
+concept List = Container<T> && !Object<T>;
+
+template <class T>
+constexpr void refuse() noexcept {
+    static_assert(!sizeof(T),
+                  "JSON cannot carry this type: it is no scalar, text, bytes or time, no container "
+                  "that can be appended to, and has no codec");
+}
+
+namespace binding {
+
+inline constexpr char kKey[] = "key";
+inline constexpr char kMapped[] = "value";
+
+template <class T>
+void store(JsonUnit& unit, const T& value);
+template <class T>
+void load(const JsonUnit& unit, T& target);
+
+// A map whose keys are text, and unique.
+template <class C>
+concept TextMap = MapContainer<C> && std::derived_from<typename C::key_type, std::string> &&
+    requires(C& c) {
+    c.emplace(typename C::key_type(), typename C::mapped_type()).second;
+};
+
+// Whether an object gives the key back as it is. Keys are written as they stand.
+inline bool isPlainKey(const std::string& key) noexcept {
+    return !key.empty() && key.find_first_of("\"\\") == std::string::npos;
+}
+
+template <class C>
+bool fitsObject(const C& map) {
+    if constexpr (TextMap<C>) {
+        return std::all_of(map.begin(), map.end(),
+                           [](const auto& pair) { return isPlainKey(pair.first); });
+    } else {
+        return false;
+    }
+}
+
+// An element, which is never null: a null one is dropped when an array is read.
+template <class T>
+void storeElement(JsonUnit& unit, const T& value) {
+    if constexpr (OptionalValue<T>) {
+        unit.arrayValue();
+        if (value.isSet()) storeElement(unit.newChild(), value.value());
+    } else {
+        store(unit, value);
+    }
+}
+template <class T>
+void loadElement(const JsonUnit& unit, T& target) {
+    if constexpr (OptionalValue<T>) {
+        const JsonArray* const elements = unit.arrayValue();
+        if (elements == nullptr || elements->size() == 0) return;
+        typename T::value_type present{};
+        loadElement(elements->at(0), present);
+        target = std::move(present);
+    } else {
+        load(unit, target);
+    }
+}
+
+template <class C>
+void storeElements(JsonUnit& unit, const C& container) {
+    if constexpr (MapContainer<C>) {
+        if constexpr (TextMap<C>) {
+            if (fitsObject(container)) {
+                JsonObject& object = unit.objectValue();
+                for (const auto& [key, mapped] : container)
+                    storeElement(object.get(istr(key)), mapped);
+                return;
+            }
+        }
+        JsonArray& pairs = unit.arrayValue();
+        for (const auto& [key, mapped] : container) {
+            JsonObject& pair = pairs.newChild().objectValue();
+            storeElement(pair.get(kKey), key);
+            storeElement(pair.get(kMapped), mapped);
+        }
+    } else {
+        JsonArray& elements = unit.arrayValue();
+        for (const typename C::value_type& element : container)
+            storeElement(elements.newChild(), element);
+    }
+}
+
+template <class T>
+void store(JsonUnit& unit, const T& value) {
+    if constexpr (OptionalValue<T>) {
+        if (value.isSet()) store(unit, value.value());
+    } else if constexpr (std::derived_from<T, JsonCodecInterface>) {
+        unit.objectValue();
+        JsonOutputStream part(unit);
+        value.encodeJson(part);
+    } else if constexpr (Object<T>) {
+        unit.objectValue();
+        JsonOutputStream out(unit);
+        JsonStream part(out);
+        forCodec(value).codec(part);
+    } else if constexpr (List<T>) {
+        // Nothing of what the unit held stays.
+        JsonUnit made;
+        storeElements(made, value);
+        unit = made;
+    } else if constexpr (requires { unit << value; }) {
+        unit << value;
+    } else {
+        refuse<T>();
+    }
+}
+
+template <class C>
+void appendLoaded(const JsonUnit& unit, C& elements) {
+    typename C::value_type element{};
+    loadElement(unit, element);
+    if constexpr (SetContainer<C>) {
+        elements.insert(std::move(element));
+    } else {
+        elements.push_back(std::move(element));
+    }
+}
+
+template <class C>
+void appendPair(const JsonUnit& unit, C& elements) {
+    typename C::key_type key{};
+    typename C::mapped_type mapped{};
+    loadElement(unit[kKey], key);
+    loadElement(unit[kMapped], mapped);
+    elements.emplace(std::move(key), std::move(mapped));
+}
+
+template <class C>
+void loadElements(const JsonUnit& unit, C& target) {
+    C elements;
+    if (const JsonArray* const array = unit.arrayValue()) {
+        if constexpr (requires { elements.reserve(std::size_t()); })
+            elements.reserve(array->size());
+        for (const JsonUnit& element : *array) {
+            if constexpr (MapContainer<C>) {
+                appendPair(element, elements);
+            } else {
+                appendLoaded(element, elements);
+            }
+        }
+        target = std::move(elements);
+        return;
+    }
+    if constexpr (MapContainer<C>) {
+        const JsonObject* const object = unit.objectValue();
+        if (object == nullptr) return;
+        if constexpr (std::derived_from<typename C::key_type, std::string>) {
+            for (const auto& [key, child] : *object) {
+                typename C::mapped_type mapped{};
+                loadElement(child, mapped);
+                elements.emplace(key, std::move(mapped));
+            }
+            target = std::move(elements);
+        }
+    }
+}
+
+template <class T>
+void load(const JsonUnit& unit, T& target) {
+    if constexpr (OptionalValue<T>) {
+        if (unit.isNull()) return;
+        typename T::value_type present = target.value();
+        load(unit, present);
+        target = std::move(present);
+    } else if constexpr (std::derived_from<T, JsonCodecInterface>) {
+        const JsonInputStream part(unit);
+        target.decodeJson(part);
+    } else if constexpr (Object<T>) {
+        const ReadingDepth depth;
+        const JsonInputStream in(unit);
+        JsonStream part(in);
+        target.codec(part);
+    } else if constexpr (List<T>) {
+        loadElements(unit, target);
+    } else if constexpr (requires { unit >> target; }) {
+        unit >> target;
+    } else {
+        refuse<T>();
+    }
+}
+
+}  // namespace binding
+
+// A field of a codec. A field that is written replaces one of the same name.
+template <class T>
+void field(JsonOutputStream& s, const FieldKey& key, const T& member) {
+    if constexpr (OptionalValue<T>) {
+        if (!member.isSet()) return;
+    }
+    binding::store(s.child(key.name), member);
+}
+template <class T>
+void field(const JsonInputStream& s, const FieldKey& key, T& member) {
+    static_assert(!std::is_const_v<T>, "a const member cannot be read into");
+    binding::load(s.child(key.name), member);
+}
+template <class T>
+void field(JsonStream& s, const FieldKey& key, T& member) {
+    if (s.encoding()) {
+        field(s.jos(), key, std::as_const(member));
+    } else {
+        field(std::as_const(s).jis(), key, member);
+    }
+}
+
+// Write an object into the stream's unit.
+template <class T>
+void encode(JsonOutputStream& s, const T& object) {
+    binding::store(s.unit(), object);
+}
+template <class T>
+void encode(JsonStream& s, const T& object) {
+    encode(s.jos(), object);
+}
+
+// Read an object from the stream's unit, and from a text. Raise DecodeException for objects that
+// are nested too deeply, and the last one for a text that is no JSON; what was read before that
+// stays read.
+template <class T>
+void decode(const JsonInputStream& s, T& object) {
+    binding::load(s.unit(), object);
+}
+template <class T>
+void decode(const JsonStream& s, T& object) {
+    decode(s.jis(), object);
+}
+template <class T>
+void decode(istr text, T& object) {
+    decode(JsonInputStream(text), object);
+}
+
+}  // namespace qor::json
+
+#endif  // QOR_JSON_JSON_T_H

@@ -1,0 +1,95 @@
+#include "json/escape.h"
+
+#include <array>
+#include <cstring>
+
+#include "json/scan.h"
+
+namespace qor::json {
+
+namespace {
+
+struct Escape {
+    char letter;
+    char byte;
+};
+constexpr Escape kEscapes[] = {{'"', '"'},  {'\\', '\\'}, {'/', '/'},  {'b', '\b'},
+                               {'f', '\f'}, {'n', '\n'},  {'r', '\r'}, {'t', '\t'}};
+
+// By the byte that is escaped, and by the letter.
+constexpr auto kLetters = [] {
+    std::array<char, 256> letters{};
+    for (const Escape& escape : kEscapes)
+        letters[static_cast<unsigned char>(escape.byte)] = escape.letter;
+    return letters;
+}();
+constexpr auto kBytes = [] {
+    std::array<char, 256> bytes{};
+    for (const Escape& escape : kEscapes)
+        bytes[static_cast<unsigned char>(escape.letter)] = escape.byte;
+    return bytes;
+}();
+
+// The character of up to four hexadecimal digits.
+void appendCharacter(String& out, istr digits) {
+    const auto code = static_cast<unsigned short>(hexstr2int(digits));
+    if (code != 0 && code < 0x80) {
+        out += static_cast<char>(code);
+        return;
+    }
+    const wchar_t character[] = {code, 0};
+    out += character;
+}
+
+}  // namespace
+
+char escapeLetter(char c) noexcept {
+    return kLetters[static_cast<unsigned char>(c)];
+}
+
+const char* findEscaped(const char* at, const char* end) noexcept {
+    for (;;) {
+        at = scan::findMarked(at, end, [](scan::Word word) {
+            return scan::equal(word, '"') | scan::equal(word, '\\') | scan::equal(word, '/') |
+                   scan::control(word);
+        });
+        if (at == end || escapeLetter(*at) != 0) return at;
+        ++at;
+    }
+}
+
+void appendEscaped(String& out, istr text) {
+    out.reserve(out.size() + text.size() + 2);
+    out += '"';
+    for (const char* at = text.begin();;) {
+        const char* const next = findEscaped(at, text.end());
+        out.append(at, next);
+        if (next == text.end()) break;
+        out += '\\';
+        out += escapeLetter(*next);
+        at = next + 1;
+    }
+    out += '"';
+}
+
+void appendUnescaped(String& out, istr text) {
+    const char* const end = text.end();
+    for (const char* at = text.begin(); at != end;) {
+        const auto* next =
+            static_cast<const char*>(std::memchr(at, '\\', static_cast<std::size_t>(end - at)));
+        if (next == nullptr) next = end;
+        out.append(at, next);
+        if (end - next < 2) break;
+        at = next + 2;
+        const char letter = next[1];
+        if (letter == 'u') {
+            const istr digits(istr(at, end), 4);
+            appendCharacter(out, digits);
+            at = digits.end();
+        } else if (const char byte = kBytes[static_cast<unsigned char>(letter)]) {
+            out += byte;
+        }
+    }
+}
+
+}  // namespace qor::json

@@ -1,0 +1,27 @@
+#ifndef QOR_SRC_JSON_ESCAPE_H
+#define QOR_SRC_JSON_ESCAPE_H
+
+#include "qor/base/base_type_string.h"
+
+namespace qor::json {
+
+// The escapes of texts, both ways. All append to `out`, which is no part of the text.
+
+void appendEscaped(String& out, istr text);
+// Of text without its quotes.
+void appendUnescaped(String& out, istr text);
+
+// Without the quotes around it; one quote alone is none around anything.
+inline istr withoutQuotes(istr text) noexcept {
+    if (text.size() < 2 || text[0] != '"' || text[text.size() - 1] != '"') return text;
+    return text.substr(1, text.size() - 2);
+}
+
+// The letter that stands behind the backslash for a byte that is escaped, 0 for all other bytes.
+char escapeLetter(char c) noexcept;
+// The first byte that is escaped, or the end.
+const char* findEscaped(const char* at, const char* end) noexcept;
+
+}  // namespace qor::json
+
+#endif  // QOR_SRC_JSON_ESCAPE_H

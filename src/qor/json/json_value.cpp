@@ -1,0 +1,126 @@
+#include "qor/json/json_value.h"
+
+#include <algorithm>
+
+#include "json/escape.h"
+#include "json/tree_end.h"
+#include "json/tree_memory.h"
+#include "qor/base/mlcheck.h"
+
+namespace qor::json {
+
+JsonValue::~JsonValue() = default;
+
+String JsonValue::toString() const {
+    return toJson();
+}
+
+String JsonValue::encode(bool pretty, bool skipNull, int level) const {
+    return JsonFormatter(this, pretty, skipNull, level).toString();
+}
+
+void* JsonValue::operator new(std::size_t size) {
+    return ::operator new(size);
+}
+
+void* JsonValue::operator new(std::size_t size, const char* file, unsigned line, const char* func) {
+    return ::operator new(size, file, line, func);
+}
+
+void JsonValue::operator delete(void* block) noexcept {
+    ::operator delete(block);
+}
+
+void JsonValue::operator delete(void* block, const char* file, unsigned line,
+                                const char* func) noexcept {
+    ::operator delete(block, file, line, func);
+}
+
+void JsonValue::operator delete(JsonValue* value, std::destroying_delete_t) noexcept {
+    TreeEnd::destroy(value);
+}
+
+String JsonBoolean::toString() const {
+    return flag_ ? "true" : "false";
+}
+
+JsonText::JsonText(Kind kind, istr text) : JsonValue(kind), size_(0) {
+    setValue(text);
+}
+
+String* JsonText::newString(istr text) {
+    return checkedNew<String>(__FILE__, __LINE__, "qor::json::JsonText::setValue", text);
+}
+
+void JsonText::dropString() noexcept {
+    checkedDelete(string_, __FILE__, __LINE__, "qor::json::JsonText::~JsonText");
+}
+
+void JsonText::setValue(istr text) {
+    if (flag_) {
+        // The text may be a part of the String.
+        *string_ = String(text);
+    } else {
+        hold(newString(text));
+    }
+}
+
+template <class T>
+T* JsonText::makeWith(istr text) {
+    constexpr const char* func = "qor::json::JsonUnit::JsonUnit";
+    if (text.size() > kMostHere) return checkedNew<T>(__FILE__, __LINE__, func, text);
+    void* const block = newBlock(sizeWith(text.size()), func);
+    T* const value = ::new (block) T(static_cast<ulong32>(text.size()));
+    std::copy_n(text.data(), text.size(), value->here());
+    return value;
+}
+
+const String& JsonText::makeString() const {
+    hold(newString(text()));
+    return *string_;
+}
+
+JsonNumber* JsonNumber::make(istr text) {
+    return makeWith<JsonNumber>(text);
+}
+
+String JsonNumber::toString() const {
+    return text();
+}
+
+JsonString* JsonString::make(istr text) {
+    return makeWith<JsonString>(text);
+}
+
+String JsonString::toString() const {
+    String out;
+    appendEscaped(out, text());
+    return out;
+}
+
+void JsonString::fromString(istr text) {
+    setValue(unescape(text).value());
+}
+
+JsonString* JsonString::from(istr text) {
+    const Optional<String> value = unescape(text);
+    if (!value.isSet()) return nullptr;
+    return checkedNew<JsonString>(__FILE__, __LINE__, "qor::json::JsonString::from", value.value());
+}
+
+String JsonString::escape(const Optional<String>& value) {
+    if (!value.isSet()) return "null";
+    String out;
+    appendEscaped(out, value.value());
+    return out;
+}
+
+Optional<String> JsonString::unescape(istr text) {
+    if (text == "null") return {};
+    if (text.size() < 2) return String(text);
+    String out;
+    appendUnescaped(out, withoutQuotes(text));
+    return out;
+}
+
+}  // namespace qor::json

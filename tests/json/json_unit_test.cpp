@@ -1,0 +1,201 @@
+#include "qor/json/json_unit.h"
+
+#include <gtest/gtest.h>
+
+#include <map>
+#include <sstream>
+
+#include "qor/json/qor_json_parser.h"
+#include "support/allocation.h"
+
+namespace qor::json {
+namespace {
+
+JsonUnit read(istr text) {
+    JsonUnit unit;
+    unit.decode("[" + String(text) + "]");
+    return unit.arrayValue().at(0);
+}
+
+// What a type that was written reads as, in compact form.
+template <class T>
+void expectWritten(const T& value, const char* text) {
+    JsonUnit unit;
+    unit.arrayValue();  // goes
+    EXPECT_EQ((unit << value).encode(), text);
+}
+
+TEST(JsonUnit, WritesEachTypeByItsKind) {
+    expectWritten(true, "true");
+    expectWritten('A', "65");
+    expectWritten(static_cast<char>(-2), "-2");
+    expectWritten(static_cast<unsigned char>(200), "200");
+    expectWritten(static_cast<short>(-7), "-7");
+    expectWritten(0x1FFFFFFFFL, "-1");
+    expectWritten(0x1FFFFFFFFUL, "4294967295");
+    expectWritten(~0ULL, "18446744073709551615");
+    expectWritten(1234567.0, "1.23457e+06");
+    expectWritten(std::numeric_limits<double>::quiet_NaN(), "nan");
+    expectWritten(-std::numeric_limits<float>::infinity(), "-inf");
+    expectWritten(Bit(false), "false");
+    expectWritten(Sbyte(-3), "-3");
+    expectWritten(Wchar(L'\u5b89'), "23433");
+    expectWritten("a/\xFF", "\"a\\/\xFF\"");
+    expectWritten(istr(), "\"\"");
+    expectWritten(std::string("s"), "\"s\"");
+    expectWritten(std::wstring(L"\u00e9"), "\"\xC3\xA9\"");
+    expectWritten(Bytes(), "\"\"");
+    expectWritten(Bytes(istr("\0\xFF", 2)), "\"AP8=\"");
+    expectWritten(Time::microSeconds(-1500999), "-1500");
+}
+
+template <class T>
+void expectRead(const char* text, T before, const T& after) {
+    read(text) >> before;
+    EXPECT_EQ(before, after) << text;
+}
+
+TEST(JsonUnit, ReadsWhatFitsAndLeavesTheRestAlone) {
+    expectRead("1.5", 7, 1);
+    expectRead("abc", 7, 0);
+    expectRead("\"5\"", 7, 7);
+    expectRead("true", 7, 7);
+    expectRead("[5]", 7, 7);
+    expectRead("99999999999", 7L, 2147483647L);
+    expectRead("99999999999", 7LL, 99999999999LL);
+    expectRead("-1", 7UL, 4294967295UL);
+    expectRead("300", static_cast<unsigned char>(7), static_cast<unsigned char>(44));
+    expectRead("65", '?', 'A');
+    expectRead("1e400", 7.0, std::numeric_limits<double>::max());
+    expectRead("nan", 7.0, 0.0);
+    expectRead("23433", Wchar(L'x'), Wchar(L'\u5b89'));
+    expectRead("false", true, false);
+    expectRead("0", true, true);
+    expectRead("\"false\"", Bit(true), Bit(true));
+    expectRead("\"a\\n\"", String("x"), String("a\n"));
+    expectRead("12", std::string("x"), std::string("x"));
+    expectRead("\"\\u00e9\"", std::wstring(L"x"), std::wstring(L"\u00e9"));
+    expectRead("\"AP8=\"", Bytes(istr("x")), Bytes(istr("\0\xFF", 2)));
+    expectRead("\"\"", Bytes(istr("x")), Bytes());
+    expectRead("7", Bytes(istr("x")), Bytes(istr("x")));
+    expectRead("-1500", Time::seconds(9), Time::milliSeconds(-1500));
+    expectRead("x", Time::seconds(9), Time());
+    expectRead("\"5\"", Time::seconds(9), Time::seconds(9));
+    const JsonUnit text = read("\"view\"");
+    istr view;
+    const char* pointer = nullptr;
+    text >> view >> pointer;
+    EXPECT_EQ(text.stringValue()->getValue(), pointer);
+    read("1") >> view >> pointer;
+    EXPECT_EQ(pointer, std::string("view"));
+}
+
+TEST(JsonUnit, SharesItsValueUntilTheKindChanges) {
+    JsonUnit unit;
+    unit << 1;
+    JsonUnit copy = unit;
+    copy << 2;
+    EXPECT_EQ(unit.encode(), "2");
+    copy << "text";
+    EXPECT_EQ(unit.encode(), "2");
+    EXPECT_EQ(copy.value()->__GetRef(), 2);
+    EXPECT_EQ(JsonUnit(copy.value()).stringValue().getValue(), "text");
+    EXPECT_THROW(unit.decode("[\""), DecodeException);
+    EXPECT_EQ(unit.encode(), "2");
+    // A value of each kind, made where another one was.
+    EXPECT_FALSE(unit.booleanValue().getValue());
+    EXPECT_EQ(unit.numberValue().getValue(), "0");
+    EXPECT_EQ(unit.stringValue().getValue(), "");
+    EXPECT_EQ(unit.arrayValue().size(), 0u);
+    EXPECT_TRUE(unit.objectValue().begin() == unit.objectValue().end());
+    const JsonUnit& constant = unit;
+    EXPECT_TRUE(constant.objectValue() != nullptr && constant.arrayValue() == nullptr);
+    std::ostringstream os;
+    unit.dump(os);
+    unit.setNull();
+    unit.dump(os);
+    EXPECT_EQ(os.str(), "{ }null");
+}
+
+TEST(JsonUnit, LooksChildrenUpWithoutMakingThemWhenConst) {
+    JsonUnit unit;
+    const JsonUnit& constant = unit;
+    EXPECT_EQ(&constant["a"]["b"], &JsonUnit::null());
+    EXPECT_TRUE(unit.isNull());
+    unit["a"]["b"] << 1;
+    EXPECT_EQ(constant["a"].child("b").numberValue()->getValue(), "1");
+    EXPECT_EQ(&constant["a"]["b"]["c"], &JsonUnit::null());
+    unit["a"].newChild() << "x";
+    unit["a"].newChild();
+    EXPECT_EQ(unit.encode(), R"({ "a":[ "x", null ] })");
+    JsonArray& array = unit["a"].arrayValue();
+    for (int i = 0; i < 100; ++i)
+        array.add(array.at(0));
+    EXPECT_EQ(array.size(), 102u);
+    EXPECT_EQ(array.at(101).value(), array.at(0).value());
+}
+
+// Against a std::map, for keys that are read and added in every order.
+TEST(JsonObject, IsAMapInTheOrderOfItsKeys) {
+    for (const unsigned long count : {0UL, 1UL, 3UL, 100UL, 5000UL}) {
+        for (const bool sorted : {false, true}) {
+            std::map<String, long> expected;
+            String text = "{";
+            for (unsigned long i = 0; i < count; ++i) {
+                const String key = std::to_string(sorted ? 10000 + i : i * 7919 % (count + 1) / 2);
+                expected[key] = static_cast<long>(i);
+                text += key + ":" + std::to_string(i) + ",";
+            }
+            JsonUnit unit;
+            unit.decode(text + "}");
+            std::map<String, const JsonUnit*> places;
+            for (unsigned long i = 0; i < count; ++i) {
+                const String key = "k" + std::to_string(i * 7919 % 6007);
+                expected[key] = static_cast<long>(i);
+                JsonUnit& added = unit[key];
+                added << i;
+                if (i % 512 == 0) unit[std::to_string(i)];
+                if (i % 512 == 0) expected.emplace(std::to_string(i), 0);
+                places[key] = &added;
+                if (i % 1000 == 0) {
+                    EXPECT_EQ(unit.objectValue().begin()->first, expected.begin()->first);
+                }
+            }
+            for (const auto& [key, place] : places)
+                EXPECT_EQ(&unit[key], place);
+            EXPECT_EQ(std::as_const(unit).objectValue()->get("none"), nullptr);
+            auto wanted = expected.begin();
+            for (auto& [key, child] : unit.objectValue()) {
+                ASSERT_NE(wanted, expected.end());
+                long value = 0;
+                child >> value;
+                EXPECT_EQ(key, wanted->first);
+                EXPECT_EQ(value, wanted->second);
+                ++wanted;
+            }
+            EXPECT_EQ(wanted, expected.end());
+        }
+    }
+}
+
+TEST(JsonObject, StaysAsItWasWhenMemoryRunsOut) {
+    JsonUnit unit;
+    unit.decode("{b:[1],a:2}");
+    const support::AllocationCounter counter;
+    unsigned long failures = 0;
+    for (const char* const key : {"c", "a long key that needs memory"}) {
+        const String before = unit.encode(false, false, 0);
+        failures +=
+            support::failEachAllocation([&] { unit.objectValue().put(key, unit["b"]); },
+                                        [&] { EXPECT_EQ(unit.encode(false, false, 0), before); });
+    }
+    EXPECT_GT(failures, 2u);
+    failures +=
+        support::failEachAllocation([&] { unit["b"].newChild() << "longer than the room"; }, [] {});
+    EXPECT_EQ(unit["c"].encode(), unit["b"].encode());
+    unit.setNull();
+    EXPECT_LT(counter.outstanding(), 0);
+}
+
+}  // namespace
+}  // namespace qor::json

@@ -1,0 +1,139 @@
+#include "qor/json/qor_json_parser.h"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <thread>
+#include <vector>
+
+#include "qor/json/json_unit.h"
+#include "support/allocation.h"
+#include "support/raised.h"
+
+// docs/formats.md has the dialect in its tables, and tests/docs holds the parser to them.
+
+namespace qor::json {
+namespace {
+
+std::string repeated(const std::string& text, unsigned long n) {
+    std::string all;
+    for (unsigned long i = 0; i < n; ++i)
+        all += text;
+    return all;
+}
+
+std::string written(istr text) {
+    return JsonParser::from(text)->encode(false, false, 0);
+}
+
+constexpr char kEverything[] =
+    "{\"text\":\"a\\n\\u00e9\\/\",\"a key that is longer than others\":[1,-2.5e7,[],{},null,"
+    "true],un\\tquoted : word , \"a\":false,\"a\":{\"b\":{\"c\":[[[1]]]}}}";
+
+TEST(JsonParser, RaisesInTheOperationThatFails) {
+    const std::pair<const char*, const char*> cases[] = {
+        {"", "parse"},          {"{\"a\":\"\"]", "parseObject"},
+        {"[[]}", "parseArray"}, {"[1", "getValue"},
+        {"{a", "getName"},
+    };
+    for (const auto& [text, member] : cases) {
+        EXPECT_EQ(support::raisedIn<DecodeException>([&] { JsonParser::from(text); }),
+                  std::string("qor::json::JsonParser::") + member);
+    }
+    EXPECT_THROW(JsonParser::from(nullptr), DecodeException);
+}
+
+TEST(JsonParser, TakesBlanksOfAllKindsAndZerosAsText) {
+    EXPECT_EQ(written(" \t\n\v\f\r         [ \t\n\v\f\r 1 \t\n\v\f\r ] \t\n\v\f\r"), "[ 1 ]");
+    EXPECT_EQ(written(istr("{a\0b:\"\0\",c:\xA0\0}", 14)),
+              std::string("{ \"a\0b\":\"\0\", \"c\":\xA0\0 }", 21));
+}
+
+// Each prefix stands at the very end of its memory.
+TEST(JsonParser, ReadsNothingBehindTheTextAndLeaksNothing) {
+    const istr whole(kEverything);
+    const std::string expected = written(whole);
+    unsigned long raised = 0;
+    for (unsigned long n = 0; n <= whole.size(); ++n) {
+        const std::vector<char> part(whole.begin(), whole.begin() + n);
+        const support::AllocationCounter counter;
+        try {
+            const Handle<JsonValue> tree = JsonParser::from(istr(part.data(), n));
+            EXPECT_TRUE(n < whole.size() || tree->encode(false, false, 0) == expected);
+        } catch (const DecodeException&) {
+            ++raised;
+        }
+        EXPECT_EQ(counter.outstanding(), 0) << n;
+    }
+    EXPECT_EQ(raised, whole.size() - 5);  // not behind the outer brackets and four commas
+}
+
+TEST(JsonParser, GivesAllBackWhenMemoryRunsOut) {
+    const istr text(kEverything);
+    JsonParser::from(text);  // the code page is made known
+    const support::AllocationCounter counter;
+    const unsigned long failures = support::failEachAllocation(
+        [&] { JsonParser::from(text); }, [&] { EXPECT_EQ(counter.outstanding(), 0); });
+    EXPECT_GT(failures, 5u);
+    EXPECT_EQ(counter.outstanding(), 0);
+}
+
+TEST(JsonParser, TakesAnyDepthInTheSameStack) {
+    const std::tuple<unsigned long, const char*, const char*, unsigned long> cases[] = {
+        {1000000, "[", "]", 4},
+        {1000000, "{\"k\":", "}", 8},
+        {100000, "[{k:[[],\"x\"],j:", "}]", 30},
+    };
+    for (const auto& [depth, open, close, size] : cases) {
+        const std::string text = repeated(open, depth) + "[]" + repeated(close, depth);
+        JsonUnit unit;
+        unit.decode(text);
+        JsonUnit copy = unit;
+        unit.setNull();
+        EXPECT_EQ(copy.encode().size(), depth * size + 3);
+        // What is taken out of the tree stays.
+        const JsonUnit* middle = &copy;
+        for (unsigned long i = 0; i < depth / 2; ++i) {
+            const JsonArray* const array = middle->arrayValue();
+            middle = array != nullptr ? &array->at(0) : &middle->objectValue()->begin()->second;
+        }
+        const JsonUnit rest = *middle;
+        copy.setNull();
+        EXPECT_GT(rest.encode().size(), depth);
+        EXPECT_THROW(JsonParser::from(repeated(open, depth) + "\""), DecodeException);
+    }
+}
+
+TEST(JsonParser, TellsTheRestOfTheInputOnce) {
+    const std::string rest = "x " + repeated("[\"", 50000);
+    try {
+        JsonParser::from(repeated("[", 50000) + "\"\" " + rest);
+        FAIL();
+    } catch (const DecodeException& e) {
+        EXPECT_EQ(e.msg(), "qor::json::DecodeException: array value no end : " + rest);
+    }
+}
+
+// Values of one block go in any order and in any thread.
+TEST(JsonParser, SharesBlocksBetweenTheValuesOfATree) {
+    std::vector<Handle<JsonValue>> kept;
+    const std::string large(100000, 'x');
+    {
+        JsonUnit unit;
+        unit.decode("[" + repeated("[[1,\"two\"],{\"three\":[\"four\"]}],", 200) + "\"" + large +
+                    "\"]");
+        for (const JsonUnit& child : *std::as_const(unit).arrayValue())
+            kept.push_back(child.value());
+    }
+    ASSERT_EQ(kept.size(), 201u);
+    std::vector<Handle<JsonValue>> others(kept.begin() + 50, kept.begin() + 150);
+    kept.erase(kept.begin() + 50, kept.begin() + 150);
+    std::thread([mine = std::move(others)]() mutable { mine.clear(); }).join();
+    JsonParser::from("[" + repeated("{},", 10000) + "]");  // would overwrite what went too early
+    for (unsigned long i = 0; i < 100; ++i)
+        EXPECT_EQ(kept[i]->toJson(), "[ [ 1, \"two\" ], { \"three\":[ \"four\" ] } ]");
+    EXPECT_EQ(kept[100]->toJson().size(), large.size() + 2);
+}
+
+}  // namespace
+}  // namespace qor::json
