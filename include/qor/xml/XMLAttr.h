@@ -1,0 +1,184 @@
+#ifndef QOR_XML_XMLATTR_H
+#define QOR_XML_XMLATTR_H
+
+#include <cstddef>
+#include <iosfwd>
+#include <iterator>
+#include <memory>
+#include <set>
+#include <utility>
+#include <vector>
+
+#include "qor/base/base_type_string.h"
+#include "qor/base/interface.h"
+#include "qor/util/singleton_T.h"
+
+namespace qor {
+
+class XMLNode;
+class dumper;
+
+namespace xml {
+class Pool;
+}
+
+// An attribute of an XMLNode: a name, a value as plain text, and the node that it belongs to, which
+// it does not own.
+class QOR_API XMLAttr {
+public:
+    XMLAttr(istr name, istr value, XMLNode* node) : name_(name), value_(value), node_(node) {}
+    XMLAttr(const XMLAttr&) = default;
+    XMLAttr(XMLAttr&&) noexcept = default;
+    XMLAttr& operator=(const XMLAttr& other);
+    XMLAttr& operator=(XMLAttr&&) noexcept = default;
+    virtual ~XMLAttr();
+
+    // The shared attribute that stands for one that is not there. Nobody changes it.
+    static const XMLAttr& null();
+    // At the end of the process: references to it must be gone.
+    static void destroy_null() noexcept;
+    bool isNull() const { return this == &null(); }
+
+    const String& name() const noexcept { return name_; }
+    // The node keeps finding the attribute under the name that it was added with.
+    void name(istr text) { name_ = text; }
+    const String& value() const noexcept { return value_; }
+    void value(istr text) { value_ = text; }
+    XMLNode* node() const noexcept { return node_; }
+    void node(XMLNode* owner) noexcept { node_ = owner; }
+
+    // As it stands in a tag, with a blank in front: ` name="value"`. Nothing without a name.
+    String str() const;
+    dumper& dump(dumper& d) const;
+
+private:
+    friend class XMLAttrMap;
+    friend class XMLNode;
+    friend class XMLParser;
+    friend class null_attr;
+    XMLAttr() = default;
+    void appendTo(String& out) const;
+
+    String name_;
+    String value_;
+    XMLNode* node_ = nullptr;
+};
+
+class QOR_API null_attr : public XMLAttr {
+private:
+    friend CreateByAllocate<null_attr>;
+    null_attr() = default;
+};
+
+// The attributes of a node: a map from names to XMLAttr, in the order of the names. It belongs to
+// the node, through which alone it changes. Attributes stay where they are until all are cleared.
+//
+// Finding one takes O(log n). Several threads may look into it while nobody changes the node.
+class QOR_API XMLAttrMap : noncopyable {
+public:
+    using key_type = String;
+    using mapped_type = XMLAttr;
+    using value_type = std::pair<const String, XMLAttr>;
+
+    class const_iterator {
+    public:
+        using iterator_category = std::forward_iterator_tag;
+        using value_type = XMLAttrMap::value_type;
+        using difference_type = std::ptrdiff_t;
+        using pointer = const value_type*;
+        using reference = const value_type&;
+
+        const_iterator() noexcept = default;
+        reference operator*() const noexcept { return *at_; }
+        pointer operator->() const noexcept { return at_; }
+        const_iterator& operator++() noexcept {
+            at_ = map_->after(at_);
+            return *this;
+        }
+        const_iterator operator++(int) noexcept {
+            const const_iterator before = *this;
+            ++*this;
+            return before;
+        }
+        friend bool operator==(const const_iterator& left, const const_iterator& right) noexcept {
+            return left.at_ == right.at_;
+        }
+
+    private:
+        friend XMLAttrMap;
+        const_iterator(const XMLAttrMap& map, const value_type* at) noexcept
+            : map_(&map), at_(at) {}
+
+        const XMLAttrMap* map_ = nullptr;
+        const value_type* at_ = nullptr;
+    };
+    using iterator = const_iterator;
+
+    unsigned long size() const noexcept { return size_; }
+    bool empty() const noexcept { return size_ == 0; }
+    const_iterator begin() const noexcept { return {*this, after(nullptr)}; }
+    const_iterator end() const noexcept { return {*this, nullptr}; }
+    const_iterator find(istr name) const noexcept { return {*this, search(name)}; }
+    unsigned long count(istr name) const noexcept { return search(name) != nullptr ? 1 : 0; }
+
+private:
+    friend class XMLNode;
+    friend class XMLParser;
+
+    // Memory for attributes, filled in the order in which they come.
+    struct Chunk;
+    struct ByName {
+        using is_transparent = void;
+        bool operator()(const value_type* left, const value_type* right) const noexcept;
+        bool operator()(const value_type* left, istr right) const noexcept;
+        bool operator()(istr left, const value_type* right) const noexcept;
+    };
+    using Index = std::set<value_type*, ByName>;
+    struct Release {
+        void operator()(XMLAttrMap* map) const noexcept;
+    };
+    using Owner = std::unique_ptr<XMLAttrMap, Release>;
+
+    // In the pool of a tree, or on the heap if there is none.
+    static Owner create(xml::Pool* pool);
+    explicit XMLAttrMap(bool pooled) noexcept : pooled_(pooled) {}
+    ~XMLAttrMap();
+
+    // The list of names has an entry for each time that a name was added.
+    unsigned long listed() const noexcept { return order_ != nullptr ? order_->size() : size_; }
+    value_type* listedAt(unsigned long position) const noexcept;
+    // Calls `visit` for each entry of the list.
+    template <class Visit>
+    void visitListed(Visit visit) const;
+
+    // Null if there is none.
+    value_type* search(istr name) const noexcept;
+    // The next one by name; the first one behind null.
+    const value_type* after(const value_type* at) const noexcept;
+
+    // Lists the name again, or adds an attribute without a value. A failure changes nothing.
+    XMLAttr& add(istr name, XMLNode* node, xml::Pool* pool);
+    void listAgain(value_type* attr);
+    value_type* slot(xml::Pool* pool);
+    void index(value_type* attr);
+    void belongTo(XMLNode* node) noexcept;
+
+    // Up to so many attributes are searched one by one.
+    static constexpr unsigned long kSearched = 16;
+
+    Chunk* first_ = nullptr;
+    Chunk* last_ = nullptr;
+    unsigned long size_ = 0;
+    std::unique_ptr<Index> index_;
+    std::unique_ptr<std::vector<value_type*>> order_;  // once a name was added twice
+    bool pooled_;
+};
+
+// Writes str().
+QOR_API std::ostream& operator<<(std::ostream& os, const XMLAttr& attr);
+
+extern template class QOR_API CreateByAllocate<null_attr>;
+
+}  // namespace qor
+
+#endif  // QOR_XML_XMLATTR_H

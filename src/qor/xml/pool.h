@@ -1,0 +1,59 @@
+#ifndef QOR_SRC_XML_POOL_H
+#define QOR_SRC_XML_POOL_H
+
+#include <algorithm>
+#include <cstddef>
+#include <utility>
+
+#include "qor/base/interface.h"
+#include "qor/base/mlcheck.h"
+
+namespace qor::xml {
+
+// The memory of a parsed tree: pages that only fill up, and go at once with the root. What stands in
+// them is destroyed by its owner.
+class Pool : noncopyable {
+public:
+    explicit Pool(std::size_t firstPage) noexcept : pageSize_(firstPage) {}
+    ~Pool() {
+        while (pages_ != nullptr)
+            release(std::exchange(pages_, pages_->previous));
+    }
+
+    void* take(std::size_t size) {
+        size = (size + alignof(std::max_align_t) - 1) & ~(alignof(std::max_align_t) - 1);
+        if (static_cast<std::size_t>(end_ - next_) < size) grow(size);
+        return std::exchange(next_, next_ + size);
+    }
+
+    // Pages double up to this.
+    static constexpr std::size_t kLargestPage = 1U << 18;
+
+private:
+    struct alignas(std::max_align_t) Page {
+        Page* previous;
+    };
+
+    void grow(std::size_t size) {
+        const std::size_t room = std::max(size, pageSize_);
+        char* const block = checkedNewArray<char>(__FILE__, __LINE__, "qor::xml::Pool::grow",
+                                                  sizeof(Page) + room);
+        pages_ = ::new (block) Page{pages_};
+        next_ = block + sizeof(Page);
+        end_ = next_ + room;
+        pageSize_ = std::min(2 * pageSize_, kLargestPage);
+    }
+    static void release(Page* page) noexcept {
+        checkedDeleteArray(reinterpret_cast<char*>(page), __FILE__, __LINE__,
+                           "qor::xml::Pool::~Pool");
+    }
+
+    char* next_ = nullptr;
+    char* end_ = nullptr;
+    Page* pages_ = nullptr;
+    std::size_t pageSize_;
+};
+
+}  // namespace qor::xml
+
+#endif  // QOR_SRC_XML_POOL_H
