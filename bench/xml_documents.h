@@ -12,8 +12,8 @@ inline std::string configXml() {
     std::string text = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<config>\n";
     for (int i = 0; i < 1500; ++i) {
         const std::string number = std::to_string(i * 37);
-        text += "    <server id=\"" + number + "\" name=\"host" + number +
-                "\" address=\"10.0.0." + std::to_string(i % 256) +
+        text += "    <server id=\"" + number + "\" name=\"host" + number + "\" address=\"10.0.0." +
+                std::to_string(i % 256) +
                 "\" port=\"8080\" enabled=\"true\" timeout=\"30\">\n        <limit kind=\"memory\" "
                 "max=\"" +
                 number + "\" unit=\"MB\"/>\n    </server>\n";

@@ -27,11 +27,9 @@ class Pool;
 class QOR_API XMLAttr {
 public:
     XMLAttr(istr name, istr value, XMLNode* node) : name_(name), value_(value), node_(node) {}
-    XMLAttr(const XMLAttr&) = default;
-    XMLAttr(XMLAttr&&) noexcept = default;
+    XMLAttr(const XMLAttr& other) : name_(other.name_), value_(other.value_), node_(other.node_) {}
     XMLAttr& operator=(const XMLAttr& other);
-    XMLAttr& operator=(XMLAttr&&) noexcept = default;
-    virtual ~XMLAttr();
+    virtual ~XMLAttr() { dropKey(); }
 
     // The shared attribute that stands for one that is not there. Nobody changes it.
     static const XMLAttr& null();
@@ -41,7 +39,7 @@ public:
 
     const String& name() const noexcept { return name_; }
     // The node keeps finding the attribute under the name that it was added with.
-    void name(istr text) { name_ = text; }
+    void name(istr text);
     const String& value() const noexcept { return value_; }
     void value(istr text) { value_ = text; }
     XMLNode* node() const noexcept { return node_; }
@@ -57,11 +55,20 @@ private:
     friend class XMLParser;
     friend class null_attr;
     XMLAttr() = default;
+    // One in a map.
+    XMLAttr(istr name, String&& value, XMLNode* node)
+        : name_(name), value_(std::move(value)), node_(node), key_(&name_) {}
+    void rename(String& newName);
+    void dropKey() noexcept {
+        if (key_ != &name_) delete key_;
+    }
     void appendTo(String& out) const;
 
     String name_;
     String value_;
     XMLNode* node_ = nullptr;
+    // What a map has it under: its own name, or an owned copy of what that was. Null outside a map.
+    const String* key_ = nullptr;
 };
 
 class QOR_API null_attr : public XMLAttr {
@@ -78,19 +85,22 @@ class QOR_API XMLAttrMap : noncopyable {
 public:
     using key_type = String;
     using mapped_type = XMLAttr;
-    using value_type = std::pair<const String, XMLAttr>;
+    using value_type = std::pair<const String&, const XMLAttr&>;
 
     class const_iterator {
     public:
-        using iterator_category = std::forward_iterator_tag;
+        using iterator_category = std::input_iterator_tag;
         using value_type = XMLAttrMap::value_type;
         using difference_type = std::ptrdiff_t;
-        using pointer = const value_type*;
-        using reference = const value_type&;
+        struct pointer {
+            const value_type* operator->() const noexcept { return &pair; }
+            value_type pair;
+        };
+        using reference = value_type;
 
         const_iterator() noexcept = default;
-        reference operator*() const noexcept { return *at_; }
-        pointer operator->() const noexcept { return at_; }
+        value_type operator*() const noexcept { return {*at_->key_, *at_}; }
+        pointer operator->() const noexcept { return {**this}; }
         const_iterator& operator++() noexcept {
             at_ = map_->after(at_);
             return *this;
@@ -106,11 +116,10 @@ public:
 
     private:
         friend XMLAttrMap;
-        const_iterator(const XMLAttrMap& map, const value_type* at) noexcept
-            : map_(&map), at_(at) {}
+        const_iterator(const XMLAttrMap& map, const XMLAttr* at) noexcept : map_(&map), at_(at) {}
 
         const XMLAttrMap* map_ = nullptr;
-        const value_type* at_ = nullptr;
+        const XMLAttr* at_ = nullptr;
     };
     using iterator = const_iterator;
 
@@ -129,11 +138,18 @@ private:
     struct Chunk;
     struct ByName {
         using is_transparent = void;
-        bool operator()(const value_type* left, const value_type* right) const noexcept;
-        bool operator()(const value_type* left, istr right) const noexcept;
-        bool operator()(istr left, const value_type* right) const noexcept;
+        bool operator()(const XMLAttr* left, const XMLAttr* right) const noexcept;
+        bool operator()(const XMLAttr* left, istr right) const noexcept;
+        bool operator()(istr left, const XMLAttr* right) const noexcept;
     };
-    using Index = std::set<value_type*, ByName>;
+    using Index = std::set<XMLAttr*, ByName>;
+    using Order = std::vector<XMLAttr*>;
+    // What few nodes need: an index of many attributes, and the list of names once one is in it
+    // twice.
+    struct Extra {
+        Index index;
+        Order order;
+    };
     struct Release {
         void operator()(XMLAttrMap* map) const noexcept;
     };
@@ -145,32 +161,40 @@ private:
     ~XMLAttrMap();
 
     // The list of names has an entry for each time that a name was added.
-    unsigned long listed() const noexcept { return order_ != nullptr ? order_->size() : size_; }
-    value_type* listedAt(unsigned long position) const noexcept;
+    unsigned long listed() const noexcept { return isRepeated() ? extra_->order.size() : size_; }
+    XMLAttr* listedAt(unsigned long position) const noexcept;
     // Calls `visit` for each entry of the list.
     template <class Visit>
     void visitListed(Visit visit) const;
+    // Each attribute once.
+    template <class Visit>
+    void visitChunks(Visit visit) const;
 
     // Null if there is none.
-    value_type* search(istr name) const noexcept;
+    XMLAttr* search(istr name) const noexcept {
+        return size_ <= kSearched ? searchOneByOne(name) : searchIndex(name);
+    }
+    XMLAttr* searchOneByOne(istr name) const noexcept;
+    XMLAttr* searchIndex(istr name) const noexcept;
     // The next one by name; the first one behind null.
-    const value_type* after(const value_type* at) const noexcept;
+    const XMLAttr* after(const XMLAttr* at) const noexcept;
 
-    // Lists the name again, or adds an attribute without a value. A failure changes nothing.
-    XMLAttr& add(istr name, XMLNode* node, xml::Pool* pool);
-    void listAgain(value_type* attr);
-    value_type* slot(xml::Pool* pool);
-    void index(value_type* attr);
+    // Lists the name, and gives its attribute the value. A failure changes nothing.
+    XMLAttr& add(istr name, String&& value, XMLNode* node, xml::Pool* pool);
+    void listAgain(XMLAttr* attr);
+    XMLAttr* slot(xml::Pool* pool);
+    void index(XMLAttr* attr);
+    bool isRepeated() const noexcept { return extra_ != nullptr && !extra_->order.empty(); }
+    Extra& extra();
     void belongTo(XMLNode* node) noexcept;
 
     // Up to so many attributes are searched one by one.
-    static constexpr unsigned long kSearched = 16;
+    static constexpr ulong32 kSearched = 16;
 
     Chunk* first_ = nullptr;
     Chunk* last_ = nullptr;
-    unsigned long size_ = 0;
-    std::unique_ptr<Index> index_;
-    std::unique_ptr<std::vector<value_type*>> order_;  // once a name was added twice
+    std::unique_ptr<Extra> extra_;
+    ulong32 size_ = 0;
     bool pooled_;
 };
 

@@ -147,12 +147,13 @@ private:
     // A child in the pool of its tree; a root makes the pool.
     XMLNode* addPooled(istr name, xml::Pool& pool);
     xml::Pool& makePool(std::size_t firstPage);
-    XMLAttr& addListed(istr name, xml::Pool* pool);
+    XMLAttr& addListed(istr name, String&& value, xml::Pool* pool);
 
     void copyFrom(const XMLNode& other);
     void copyOwn(const XMLNode& other);
     void makeRoom();
     void link(XMLNode* node);
+    bool isSearched() const noexcept;
     XMLNode* find(istr name) const;
     ChildMap& childMap() const;
     void prepareRename(XMLNode* child, const String& newName);

@@ -16,7 +16,9 @@ template class CreateByAllocate<null_attr>;
 
 namespace {
 
-constexpr unsigned long kFirstCapacity = 4;
+constexpr ulong32 kFirstCapacity = 4;
+// A chunk's capacity doubles, and has 31 bits.
+constexpr ulong32 kMost = 1U << 30;
 
 // The names of attributes often differ in their last character alone.
 bool isSame(const String& left, istr right) noexcept {
@@ -32,10 +34,24 @@ void* allocate(std::size_t size, xml::Pool* pool, const char* func) {
 }  // namespace
 
 XMLAttr& XMLAttr::operator=(const XMLAttr& other) {
-    return *this = XMLAttr(other);
+    String newValue = other.value_;
+    String newName = other.name_;
+    rename(newName);
+    value_.swap(newValue);
+    node_ = other.node_;
+    return *this;
 }
 
-XMLAttr::~XMLAttr() = default;
+void XMLAttr::name(istr text) {
+    String newName(text);
+    rename(newName);
+}
+
+// A failure changes nothing.
+void XMLAttr::rename(String& newName) {
+    if (key_ == &name_ && newName != name_) key_ = new String(name_);
+    name_.swap(newName);
+}
 
 const XMLAttr& XMLAttr::null() {
     return *CreateByAllocate<null_attr>::instance();
@@ -68,17 +84,16 @@ std::ostream& operator<<(std::ostream& os, const XMLAttr& attr) {
     return os << attr.str();
 }
 
-bool XMLAttrMap::ByName::operator()(const value_type* left,
-                                    const value_type* right) const noexcept {
-    return left->first < right->first;
+bool XMLAttrMap::ByName::operator()(const XMLAttr* left, const XMLAttr* right) const noexcept {
+    return *left->key_ < *right->key_;
 }
 
-bool XMLAttrMap::ByName::operator()(const value_type* left, istr right) const noexcept {
-    return istr(left->first) < right;
+bool XMLAttrMap::ByName::operator()(const XMLAttr* left, istr right) const noexcept {
+    return istr(*left->key_) < right;
 }
 
-bool XMLAttrMap::ByName::operator()(istr left, const value_type* right) const noexcept {
-    return left < istr(right->first);
+bool XMLAttrMap::ByName::operator()(istr left, const XMLAttr* right) const noexcept {
+    return left < istr(*right->key_);
 }
 
 void XMLAttrMap::Release::operator()(XMLAttrMap* map) const noexcept {
@@ -95,111 +110,131 @@ XMLAttrMap::Owner XMLAttrMap::create(xml::Pool* pool) {
 XMLAttrMap::~XMLAttrMap() {
     while (first_ != nullptr) {
         Chunk* const chunk = std::exchange(first_, first_->next);
-        for (unsigned long i = 0; i < chunk->size; ++i)
-            chunk->at(i)->~value_type();
+        for (ulong32 i = 0; i < chunk->size; ++i)
+            chunk->at(i)->XMLAttr::~XMLAttr();
         if (!chunk->pooled) {
             pml::ntv::deleteNode(chunk, __FILE__, __LINE__, "qor::XMLNode::clearAttrs");
         }
     }
 }
 
-XMLAttrMap::value_type* XMLAttrMap::listedAt(unsigned long position) const noexcept {
+XMLAttr* XMLAttrMap::listedAt(unsigned long position) const noexcept {
     if (position >= listed()) return nullptr;
-    if (order_ != nullptr) return (*order_)[position];
+    if (isRepeated()) return extra_->order[position];
     Chunk* chunk = first_;
     for (; position >= chunk->size; chunk = chunk->next)
         position -= chunk->size;
-    return chunk->at(position);
+    return chunk->at(static_cast<ulong32>(position));
 }
 
-XMLAttrMap::value_type* XMLAttrMap::search(istr name) const noexcept {
-    if (index_ != nullptr) {
-        const auto found = index_->find(name);
-        return found != index_->end() ? *found : nullptr;
-    }
+XMLAttr* XMLAttrMap::searchOneByOne(istr name) const noexcept {
     for (Chunk* chunk = first_; chunk != nullptr; chunk = chunk->next) {
-        for (unsigned long i = 0; i < chunk->size; ++i) {
-            if (isSame(chunk->at(i)->first, name)) return chunk->at(i);
+        for (ulong32 i = 0; i < chunk->size; ++i) {
+            if (isSame(*chunk->at(i)->key_, name)) return chunk->at(i);
         }
     }
     return nullptr;
 }
 
-const XMLAttrMap::value_type* XMLAttrMap::after(const value_type* at) const noexcept {
-    if (index_ != nullptr) {
-        const auto next = at != nullptr ? index_->upper_bound(istr(at->first)) : index_->begin();
-        return next != index_->end() ? *next : nullptr;
+XMLAttr* XMLAttrMap::searchIndex(istr name) const noexcept {
+    const auto found = extra_->index.find(name);
+    return found != extra_->index.end() ? *found : nullptr;
+}
+
+const XMLAttr* XMLAttrMap::after(const XMLAttr* at) const noexcept {
+    if (size_ > kSearched) {
+        const Index& index = extra_->index;
+        const auto next = at != nullptr ? index.upper_bound(istr(*at->key_)) : index.begin();
+        return next != index.end() ? *next : nullptr;
     }
-    const value_type* next = nullptr;
+    const XMLAttr* next = nullptr;
     for (Chunk* chunk = first_; chunk != nullptr; chunk = chunk->next) {
-        for (unsigned long i = 0; i < chunk->size; ++i) {
-            const value_type* const attr = chunk->at(i);
-            const bool isBehind = at == nullptr || at->first < attr->first;
-            if (isBehind && (next == nullptr || attr->first < next->first)) next = attr;
+        for (ulong32 i = 0; i < chunk->size; ++i) {
+            const XMLAttr* const attr = chunk->at(i);
+            const bool isBehind = at == nullptr || *at->key_ < *attr->key_;
+            if (isBehind && (next == nullptr || *attr->key_ < *next->key_)) next = attr;
         }
     }
     return next;
 }
 
-XMLAttr& XMLAttrMap::add(istr name, XMLNode* node, xml::Pool* pool) {
-    if (value_type* const present = search(name)) {
+XMLAttr& XMLAttrMap::add(istr name, String&& value, XMLNode* node, xml::Pool* pool) {
+    if (XMLAttr* const present = search(name)) {
         listAgain(present);
-        return present->second;
+        present->value_ = std::move(value);
+        return *present;
     }
-    if (order_ != nullptr) order_->reserve(order_->size() + 1);
-    value_type* const attr = ::new (slot(pool))
-        value_type(std::piecewise_construct, std::forward_as_tuple(name),
-                   std::forward_as_tuple(XMLAttr(name, istr(), node)));
+    if (isRepeated()) extra_->order.push_back(nullptr);
     try {
-        index(attr);
+        XMLAttr* const attr = ::new (slot(pool)) XMLAttr(name, std::move(value), node);
+        ++last_->size;
+        try {
+            if (size_ >= kSearched) index(attr);
+        } catch (...) {
+            --last_->size;
+            attr->XMLAttr::~XMLAttr();
+            throw;
+        }
+        ++size_;
+        if (isRepeated()) extra_->order.back() = attr;
+        return *attr;
     } catch (...) {
-        attr->~value_type();
+        if (isRepeated()) extra_->order.pop_back();
         throw;
     }
-    if (order_ != nullptr) order_->push_back(attr);
-    ++last_->size;
-    ++size_;
-    return attr->second;
 }
 
-void XMLAttrMap::listAgain(value_type* attr) {
-    if (order_ == nullptr) {
-        auto order = std::make_unique<std::vector<value_type*>>();
-        order->reserve(size_ + 1);
-        visitListed([&order](value_type& listed) { order->push_back(&listed); });
-        order->push_back(attr);
-        order_ = std::move(order);
+XMLAttrMap::Extra& XMLAttrMap::extra() {
+    if (extra_ == nullptr) extra_ = std::make_unique<Extra>();
+    return *extra_;
+}
+
+void XMLAttrMap::listAgain(XMLAttr* attr) {
+    Order& order = extra().order;
+    if (order.empty()) {
+        Order all;
+        all.reserve(size_ + 1UL);
+        visitListed([&all](XMLAttr& listed) { all.push_back(&listed); });
+        all.push_back(attr);
+        order.swap(all);
     } else {
-        order_->push_back(attr);
+        order.push_back(attr);
     }
 }
 
-// Memory for one more; it counts once the size of the chunk says so.
-XMLAttrMap::value_type* XMLAttrMap::slot(xml::Pool* pool) {
-    if (last_ == nullptr || last_->size == last_->capacity) {
-        const unsigned long capacity = last_ != nullptr ? 2 * last_->capacity : kFirstCapacity;
-        void* const memory = allocate(sizeof(Chunk) + capacity * sizeof(value_type), pool,
-                                      "qor::XMLNode::addAttr");
-        auto* const chunk = ::new (memory) Chunk{nullptr, capacity, 0, pool != nullptr};
-        (last_ != nullptr ? last_->next : first_) = chunk;
-        last_ = chunk;
+// Memory for one more; it counts once the size of the chunk says so. In a pool a chunk grows where
+// it is as long as nothing else is taken.
+XMLAttr* XMLAttrMap::slot(xml::Pool* pool) {
+    if (last_ != nullptr && last_->size < last_->capacity) return last_->at(last_->size);
+    if (size_ > kMost) throw std::bad_alloc();
+    if (pool != nullptr && last_ != nullptr &&
+        pool->extend(last_->at(last_->size), sizeof(XMLAttr))) {
+        ++last_->capacity;
+        return last_->at(last_->size);
     }
-    return last_->at(last_->size);
+    const ulong32 doubled = last_ != nullptr ? 2 * last_->capacity : kFirstCapacity;
+    const ulong32 capacity = pool != nullptr ? 1 : doubled;
+    void* const memory =
+        allocate(sizeof(Chunk) + capacity * sizeof(XMLAttr), pool, "qor::XMLNode::addAttr");
+    auto* const chunk = ::new (memory) Chunk{nullptr, capacity, 0, pool != nullptr};
+    (last_ != nullptr ? last_->next : first_) = chunk;
+    last_ = chunk;
+    return chunk->at(0);
 }
 
-void XMLAttrMap::index(value_type* attr) {
-    if (index_ != nullptr) {
-        index_->insert(attr);
-    } else if (size_ == kSearched) {
-        auto index = std::make_unique<Index>();
-        visitListed([&index](value_type& listed) { index->insert(&listed); });
-        index->insert(attr);
-        index_ = std::move(index);
+void XMLAttrMap::index(XMLAttr* attr) {
+    Index& index = extra().index;
+    if (!index.empty()) {
+        index.insert(attr);
+        return;
     }
+    Index all;
+    visitChunks([&all](XMLAttr& stored) { all.insert(&stored); });
+    index.swap(all);
 }
 
 void XMLAttrMap::belongTo(XMLNode* node) noexcept {
-    visitListed([node](value_type& attr) { attr.second.node_ = node; });
+    visitChunks([node](XMLAttr& attr) { attr.node_ = node; });
 }
 
 }  // namespace qor

@@ -1,6 +1,7 @@
 #include "qor/xml/XMLNode.h"
 
 #include <algorithm>
+#include <iterator>
 #include <new>
 #include <ostream>
 #include <utility>
@@ -104,13 +105,13 @@ private:
         if (node.attrs_ == nullptr) return false;
         bool wrapped = false;
         bool first = true;
-        node.attrs_->visitListed([&](const XMLAttrMap::value_type& attr) {
-            if (!first && !attr.first.starts_with("__")) {
+        node.attrs_->visitListed([&](const XMLAttr& attr) {
+            if (!first && !attr.key_->starts_with("__")) {
                 indent(levels);
                 wrapped = true;
             }
             first = false;
-            attr.second.appendTo(out_);
+            attr.appendTo(out_);
         });
         return wrapped;
     }
@@ -185,27 +186,25 @@ unsigned XMLNode::getDepth() const noexcept {
 }
 
 XMLAttr& XMLNode::attr(istr name) {
-    XMLAttrMap::value_type* const present = attrs_ != nullptr ? attrs_->search(name) : nullptr;
-    return present != nullptr ? present->second : addListed(name, nullptr);
+    XMLAttr* const present = attrs_ != nullptr ? attrs_->search(name) : nullptr;
+    return present != nullptr ? *present : addListed(name, String(), nullptr);
 }
 
 const XMLAttr& XMLNode::attr(istr name) const {
-    const XMLAttrMap::value_type* const found = attrs_ != nullptr ? attrs_->search(name) : nullptr;
-    return found != nullptr ? found->second : XMLAttr::null();
+    const XMLAttr* const found = attrs_ != nullptr ? attrs_->search(name) : nullptr;
+    return found != nullptr ? *found : XMLAttr::null();
 }
 
 const XMLAttr& XMLNode::attr(unsigned long index) const {
-    const XMLAttrMap::value_type* const found =
-        attrs_ != nullptr ? attrs_->listedAt(index) : nullptr;
-    return found != nullptr ? found->second : XMLAttr::null();
+    const XMLAttr* const found = attrs_ != nullptr ? attrs_->listedAt(index) : nullptr;
+    return found != nullptr ? *found : XMLAttr::null();
 }
 
 std::vector<String> XMLNode::getAttrNames() const {
     std::vector<String> names;
     if (attrs_ == nullptr) return names;
     names.reserve(attrs_->listed());
-    attrs_->visitListed(
-        [&names](const XMLAttrMap::value_type& attr) { names.push_back(attr.first); });
+    attrs_->visitListed([&names](const XMLAttr& attr) { names.push_back(*attr.key_); });
     return names;
 }
 
@@ -215,15 +214,13 @@ const XMLAttrMap& XMLNode::getAttrMap() const noexcept {
 }
 
 void XMLNode::addAttr(istr name, istr value) {
-    // First, since either view may be of the attribute that goes or changes.
-    String newValue(value);
-    addListed(name, nullptr).value_.swap(newValue);
+    addListed(name, String(value), nullptr);
 }
 
-XMLAttr& XMLNode::addListed(istr name, xml::Pool* pool) {
-    if (attrs_ != nullptr) return attrs_->add(name, this, pool);
+XMLAttr& XMLNode::addListed(istr name, String&& value, xml::Pool* pool) {
+    if (attrs_ != nullptr) return attrs_->add(name, std::move(value), this, pool);
     XMLAttrMap::Owner attrs = XMLAttrMap::create(pool);
-    XMLAttr& added = attrs->add(name, this, pool);
+    XMLAttr& added = attrs->add(name, std::move(value), this, pool);
     attrs_ = std::move(attrs);
     return added;
 }
@@ -248,6 +245,11 @@ const XMLNode::ChildMap& XMLNode::getChildNodeMap() const {
 
 void XMLNode::getChildren(istr name, std::vector<XMLNode*>& found) const {
     std::vector<XMLNode*> all;
+    if (isSearched()) {
+        std::copy_if(children_.begin(), children_.end(), std::back_inserter(all),
+                     [name](const XMLNode* child) { return istr(child->name_) == name; });
+        return found.swap(all);
+    }
     const auto [first, last] = childMap().equal_range(name);
     for (auto entry = first; entry != last; ++entry)
         all.push_back(entry->second);
@@ -363,10 +365,9 @@ void XMLNode::copyOwn(const XMLNode& other) {
     cdata_ = other.cdata_;
     children_.reserve(other.children_.size());
     if (other.attrs_ == nullptr) return;
-    other.attrs_->visitListed([this](const XMLAttrMap::value_type& attr) {
-        XMLAttr& added = addListed(attr.first, nullptr);
-        added.name_ = attr.second.name_;
-        added.value_ = attr.second.value_;
+    other.attrs_->visitListed([this](const XMLAttr& attr) {
+        XMLAttr& added = addListed(*attr.key_, String(attr.value_), nullptr);
+        if (attr.key_ != &attr.name_) added.name(attr.name_);
     });
 }
 
@@ -385,10 +386,13 @@ void XMLNode::link(XMLNode* node) {
     node->parent_ = node->holder_ = this;
 }
 
+// Whether the order of the children stands for that of equal names.
+bool XMLNode::isSearched() const noexcept {
+    return children_.size() <= kSearched && childMap_.load(std::memory_order_relaxed) == nullptr;
+}
+
 XMLNode* XMLNode::find(istr name) const {
-    if (children_.size() <= kSearched && childMap_.load(std::memory_order_acquire) == nullptr) {
-        return searchIn(children_, name);
-    }
+    if (isSearched()) return searchIn(children_, name);
     const ChildMap& map = childMap();
     const auto found = map.lower_bound(name);
     return found != map.end() && istr(found->first) == name ? found->second : nullptr;

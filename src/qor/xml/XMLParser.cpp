@@ -57,6 +57,14 @@ std::size_t firstPageFor(std::size_t text) noexcept {
     return std::clamp<std::size_t>(4 * text, kSmallPage, 1U << 15);
 }
 
+void appendDecoded(String& out, const char* from, const char* to) {
+    if (xml::findByte('&', from, to) == nullptr) {
+        out.append(from, to);
+    } else {
+        xml::unescape(out, istr(from, to));
+    }
+}
+
 String linesOf(std::ifstream& is) {
     String text;
     for (std::string line; std::getline(is, line);) {
@@ -190,8 +198,8 @@ bool XMLParser::parseDeclaration(const char* from) {
     constexpr std::string_view kDoctype = "DOCTYPE";
     constexpr std::string_view kEntity = "ENTITY";
     constexpr std::string_view kCData = "[CDATA[";
-    const std::string_view head(from, static_cast<std::size_t>(
-                                          std::min<std::ptrdiff_t>(kDeclaration, end_ - from)));
+    const std::string_view head(
+        from, static_cast<std::size_t>(std::min<std::ptrdiff_t>(kDeclaration, end_ - from)));
     if (head.starts_with(kComment)) {
         cursor_ = parseComments(from + kComment.size());
         return true;
@@ -245,7 +253,7 @@ bool XMLParser::parseCData(const char* from) {
 bool XMLParser::parseText(bool told) {
     const char* const to = scanTo('<', token_);
     if (current_ != nullptr) {
-        xml::unescape(current_->cdata_, istr(cursor_, to));
+        appendDecoded(current_->cdata_, cursor_, to);
         if (told && callback_ != nullptr) callback_->onCDATAFound(this, current_);
     }
     return goOnAt(to);
@@ -298,9 +306,8 @@ const char* XMLParser::parseAttr(const char* from) {
     const char* const valueEnd = scanTo(*at, at + 1);
     if (valueEnd == end_) fail(Malformations::kNoEndingQuote);
     String value;
-    xml::unescape(value, istr(at + 1, valueEnd));
-    XMLAttr& attr = current_->addListed(istr(from, nameEnd), pool_);
-    attr.value_.swap(value);
+    appendDecoded(value, at + 1, valueEnd);
+    XMLAttr& attr = current_->addListed(istr(from, nameEnd), std::move(value), pool_);
     if (callback_ != nullptr) callback_->onAttrFound(this, &attr);
     return valueEnd + 1;
 }

@@ -6,24 +6,29 @@
 namespace qor {
 
 // The attributes stand behind the chunk.
-struct alignas(std::max_align_t) XMLAttrMap::Chunk {
+struct XMLAttrMap::Chunk {
     Chunk* next;
-    unsigned long capacity;
-    unsigned long size;
-    bool pooled;
+    ulong32 capacity;
+    ulong32 size : 31;
+    ulong32 pooled : 1;
 
-    value_type* at(unsigned long i) noexcept { return reinterpret_cast<value_type*>(this + 1) + i; }
+    XMLAttr* at(ulong32 i) noexcept { return reinterpret_cast<XMLAttr*>(this + 1) + i; }
 };
 
 template <class Visit>
 void XMLAttrMap::visitListed(Visit visit) const {
-    if (order_ != nullptr) {
-        for (value_type* const attr : *order_)
+    if (isRepeated()) {
+        for (XMLAttr* const attr : extra_->order)
             visit(*attr);
         return;
     }
+    visitChunks(visit);
+}
+
+template <class Visit>
+void XMLAttrMap::visitChunks(Visit visit) const {
     for (Chunk* chunk = first_; chunk != nullptr; chunk = chunk->next) {
-        for (unsigned long i = 0; i < chunk->size; ++i)
+        for (ulong32 i = 0; i < chunk->size; ++i)
             visit(*chunk->at(i));
     }
 }

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <new>
 #include <utility>
 
 #include "qor/base/interface.h"
@@ -10,8 +11,8 @@
 
 namespace qor::xml {
 
-// The memory of a parsed tree: pages that only fill up, and go at once with the root. What stands in
-// them is destroyed by its owner.
+// The memory of a parsed tree: pages that only fill up, and go at once with the root. What stands
+// in them is destroyed by its owner.
 class Pool : noncopyable {
 public:
     explicit Pool(std::size_t firstPage) noexcept : pageSize_(firstPage) {}
@@ -20,24 +21,30 @@ public:
             release(std::exchange(pages_, pages_->previous));
     }
 
+    // For what is aligned as pointers are.
     void* take(std::size_t size) {
-        size = (size + alignof(std::max_align_t) - 1) & ~(alignof(std::max_align_t) - 1);
         if (static_cast<std::size_t>(end_ - next_) < size) grow(size);
         return std::exchange(next_, next_ + size);
     }
+    // Adds to a block if it was the last one taken, and there is room behind its end.
+    bool extend(const void* end, std::size_t size) noexcept {
+        if (end != next_ || static_cast<std::size_t>(end_ - next_) < size) return false;
+        next_ += size;
+        return true;
+    }
 
     // Pages double up to this.
-    static constexpr std::size_t kLargestPage = 1U << 18;
+    static constexpr std::size_t kLargestPage = 1U << 22;
 
 private:
-    struct alignas(std::max_align_t) Page {
+    struct Page {
         Page* previous;
     };
 
     void grow(std::size_t size) {
         const std::size_t room = std::max(size, pageSize_);
-        char* const block = checkedNewArray<char>(__FILE__, __LINE__, "qor::xml::Pool::grow",
-                                                  sizeof(Page) + room);
+        char* const block =
+            checkedNewArray<char>(__FILE__, __LINE__, "qor::xml::Pool::grow", sizeof(Page) + room);
         pages_ = ::new (block) Page{pages_};
         next_ = block + sizeof(Page);
         end_ = next_ + room;

@@ -23,8 +23,8 @@ struct Entity {
 
     std::string_view name() const { return text.substr(1, text.size() - 2); }
 };
-constexpr std::array<Entity, 5> kEntities = {{
-    {'"', "&quot;"}, {'&', "&amp;"}, {'\'', "&apos;"}, {'<', "&lt;"}, {'>', "&gt;"}}};
+constexpr std::array<Entity, 5> kEntities = {
+    {{'"', "&quot;"}, {'&', "&amp;"}, {'\'', "&apos;"}, {'<', "&lt;"}, {'>', "&gt;"}}};
 
 // For each byte 1 and its place in the list, or 0.
 constexpr std::array<unsigned char, 256> kPlaces = [] {
