@@ -6,6 +6,7 @@
 #include <iterator>
 #include <memory>
 #include <set>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -56,8 +57,9 @@ private:
     friend class null_attr;
     XMLAttr() = default;
     // One in a map.
-    XMLAttr(istr name, String&& value, XMLNode* node)
-        : name_(name), value_(std::move(value)), node_(node), key_(&name_) {}
+    template <class Value>
+    XMLAttr(istr name, Value&& value, XMLNode* node, std::true_type)
+        : name_(name), value_(std::forward<Value>(value)), node_(node), key_(&name_) {}
     void rename(String& newName);
     void dropKey() noexcept {
         if (key_ != &name_) delete key_;
@@ -181,8 +183,13 @@ private:
 
     // Lists the name, and gives its attribute the value. A failure changes nothing.
     XMLAttr& add(istr name, String&& value, XMLNode* node, xml::Pool* pool);
+    // The same for the text of a value with nothing to decode.
+    XMLAttr& addPlain(istr name, istr value, XMLNode* node, xml::Pool* pool);
+    template <class Value>
+    XMLAttr& addNew(istr name, Value&& value, XMLNode* node, xml::Pool* pool);
     void listAgain(XMLAttr* attr);
     XMLAttr* slot(xml::Pool* pool);
+    XMLAttr* slotInNewChunk(xml::Pool* pool);
     void index(XMLAttr* attr);
     bool isRepeated() const noexcept { return extra_ != nullptr && !extra_->order.empty(); }
     Extra& extra();

@@ -27,6 +27,12 @@ bool isSame(const String& left, istr right) noexcept {
            (size == 0 || (left[size - 1] == right[size - 1] && istr(left) == right));
 }
 
+// Room for one more.
+template <class T>
+void makeRoom(std::vector<T>& list) {
+    if (list.size() == list.capacity()) list.reserve(2 * list.size() + 1);
+}
+
 void* allocate(std::size_t size, xml::Pool* pool, const char* func) {
     return pool != nullptr ? pool->take(size) : pml::ntv::newNode(size, __FILE__, __LINE__, func);
 }
@@ -159,29 +165,36 @@ const XMLAttr* XMLAttrMap::after(const XMLAttr* at) const noexcept {
 }
 
 XMLAttr& XMLAttrMap::add(istr name, String&& value, XMLNode* node, xml::Pool* pool) {
-    if (XMLAttr* const present = search(name)) {
-        listAgain(present);
-        present->value_ = std::move(value);
-        return *present;
-    }
-    if (isRepeated()) extra_->order.push_back(nullptr);
-    try {
-        XMLAttr* const attr = ::new (slot(pool)) XMLAttr(name, std::move(value), node);
-        ++last_->size;
+    XMLAttr* const present = search(name);
+    if (present == nullptr) return addNew(name, std::move(value), node, pool);
+    listAgain(present);
+    present->value_ = std::move(value);
+    return *present;
+}
+
+XMLAttr& XMLAttrMap::addPlain(istr name, istr value, XMLNode* node, xml::Pool* pool) {
+    if (search(name) != nullptr) return add(name, String(value), node, pool);
+    return addNew(name, value, node, pool);
+}
+
+template <class Value>
+XMLAttr& XMLAttrMap::addNew(istr name, Value&& value, XMLNode* node, xml::Pool* pool) {
+    if (isRepeated()) makeRoom(extra_->order);
+    XMLAttr* const attr =
+        ::new (slot(pool)) XMLAttr(name, std::forward<Value>(value), node, std::true_type());
+    ++last_->size;
+    if (size_ >= kSearched) {
         try {
-            if (size_ >= kSearched) index(attr);
+            index(attr);
         } catch (...) {
             --last_->size;
             attr->XMLAttr::~XMLAttr();
             throw;
         }
-        ++size_;
-        if (isRepeated()) extra_->order.back() = attr;
-        return *attr;
-    } catch (...) {
-        if (isRepeated()) extra_->order.pop_back();
-        throw;
     }
+    ++size_;
+    if (isRepeated()) extra_->order.push_back(attr);
+    return *attr;
 }
 
 XMLAttrMap::Extra& XMLAttrMap::extra() {
@@ -205,13 +218,16 @@ void XMLAttrMap::listAgain(XMLAttr* attr) {
 // Memory for one more; it counts once the size of the chunk says so. In a pool a chunk grows where
 // it is as long as nothing else is taken.
 XMLAttr* XMLAttrMap::slot(xml::Pool* pool) {
-    if (last_ != nullptr && last_->size < last_->capacity) return last_->at(last_->size);
+    if (last_ == nullptr) return slotInNewChunk(pool);
+    XMLAttr* const next = last_->at(last_->size);
+    if (last_->size < last_->capacity) return next;
+    if (pool == nullptr || !pool->extend(next, sizeof(XMLAttr))) return slotInNewChunk(pool);
+    ++last_->capacity;
+    return next;
+}
+
+XMLAttr* XMLAttrMap::slotInNewChunk(xml::Pool* pool) {
     if (size_ > kMost) throw std::bad_alloc();
-    if (pool != nullptr && last_ != nullptr &&
-        pool->extend(last_->at(last_->size), sizeof(XMLAttr))) {
-        ++last_->capacity;
-        return last_->at(last_->size);
-    }
     const ulong32 doubled = last_ != nullptr ? 2 * last_->capacity : kFirstCapacity;
     const ulong32 capacity = pool != nullptr ? 1 : doubled;
     void* const memory =

@@ -19,7 +19,7 @@ template class CreateByAllocate<null_node>;
 
 namespace {
 
-constexpr std::size_t kFirstCapacity = 4;
+constexpr std::size_t kFirstCapacity = 8;
 constexpr unsigned kTab = 4;
 
 // Held while a const look-up makes a map, which is seldom: one for all nodes will do.
@@ -140,7 +140,8 @@ XMLNode::XMLNode(const XMLNode& other) : XMLNode() {
 }
 
 XMLNode::~XMLNode() {
-    clearNodes();
+    if (!children_.empty()) clearNodes();
+    delete childMap_.load(std::memory_order_relaxed);
 }
 
 XMLNode& XMLNode::assign(const XMLNode& other) {
@@ -225,6 +226,11 @@ XMLAttr& XMLNode::addListed(istr name, String&& value, xml::Pool* pool) {
     return added;
 }
 
+XMLAttr& XMLNode::addPlain(istr name, istr value, xml::Pool& pool) {
+    if (attrs_ == nullptr) attrs_ = XMLAttrMap::create(&pool);
+    return attrs_->addPlain(name, value, this, &pool);
+}
+
 XMLNode& XMLNode::child(istr name) {
     XMLNode* const present = find(name);
     return present != nullptr ? *present : *addChildNode(name);
@@ -270,7 +276,10 @@ XMLNode* XMLNode::addChildNode(istr name) {
 }
 
 void XMLNode::clearNodes() noexcept {
-    delete childMap_.exchange(nullptr, std::memory_order_relaxed);
+    if (ChildMap* const map = childMap_.load(std::memory_order_relaxed)) {
+        childMap_.store(nullptr, std::memory_order_relaxed);
+        delete map;
+    }
     // Nodes that are about to go, and have children, are linked through their parents, so that
     // neither depth nor memory is needed.
     XMLNode* gone = nullptr;

@@ -29,24 +29,37 @@ struct XMLParser::Malformations {
 namespace {
 
 constexpr unsigned char kBlank = 1;
-constexpr unsigned char kNameEnd = 2;  // of an element
-constexpr unsigned char kAttrEnd = 4;  // of an attribute's name
+// What ends the name of an element, and that of an attribute.
+constexpr unsigned char kNameEnd = 2;
+constexpr unsigned char kAttrEnd = 4;
+// What ends text that stands for itself, between tags and between quotes.
+constexpr unsigned char kTextEnd = 8;
+constexpr unsigned char kDoubleQuotedEnd = 16;
+constexpr unsigned char kSingleQuotedEnd = 32;
 
 // The zero byte behind the text ends everything but white space.
 constexpr std::array<unsigned char, 256> kClasses = [] {
     std::array<unsigned char, 256> classes{};
-    for (const char c : {'\t', '\n', '\r', ' '})
-        classes[static_cast<unsigned char>(c)] = kBlank | kNameEnd | kAttrEnd;
-    classes['\0'] = kNameEnd | kAttrEnd;
-    classes['>'] = kNameEnd;
-    classes['/'] = kNameEnd;
-    classes['='] = kAttrEnd;
+    const auto mark = [&classes](std::string_view bytes, unsigned char kind) {
+        for (const char c : bytes)
+            classes[static_cast<unsigned char>(c)] |= kind;
+        if (kind != kBlank) classes[0] |= kind;
+    };
+    mark("\t\n\r ", kBlank);
+    mark("\t\n\r />", kNameEnd);
+    mark("\t\n\r =", kAttrEnd);
+    mark("<&", kTextEnd);
+    mark("\"&", kDoubleQuotedEnd);
+    mark("'&", kSingleQuotedEnd);
     return classes;
 }();
 
 bool is(unsigned char kind, char c) noexcept {
     return (kClasses[static_cast<unsigned char>(c)] & kind) != 0;
 }
+
+// Longer text is searched by other means than byte for byte.
+constexpr std::ptrdiff_t kShortText = 32;
 
 // How much is looked at to tell a declaration.
 constexpr unsigned long kDeclaration = 25;
@@ -55,14 +68,6 @@ constexpr unsigned long kDeclaration = 25;
 constexpr std::size_t kSmallPage = 512;
 std::size_t firstPageFor(std::size_t text) noexcept {
     return std::clamp<std::size_t>(4 * text, kSmallPage, 1U << 15);
-}
-
-void appendDecoded(String& out, const char* from, const char* to) {
-    if (xml::findByte('&', from, to) == nullptr) {
-        out.append(from, to);
-    } else {
-        xml::unescape(out, istr(from, to));
-    }
 }
 
 String linesOf(std::ifstream& is) {
@@ -106,7 +111,8 @@ void XMLParser::init() {
 
 void XMLParser::parse(istr text) {
     // Copied before the old text goes, of which it may be a part.
-    String copy(istr(text.begin(), std::find(text.begin(), text.end(), '\0')));
+    const char* const zero = xml::findByte('\0', text.begin(), text.end());
+    String copy(zero != nullptr ? istr(text.begin(), zero) : text);
     parseOwn(copy);
 }
 
@@ -251,9 +257,18 @@ bool XMLParser::parseCData(const char* from) {
 
 // Text has the blanks in front of it. Outside the root it is dropped.
 bool XMLParser::parseText(bool told) {
-    const char* const to = scanTo('<', token_);
+    const char* const near = token_ + std::min(kShortText, end_ - token_);
+    const char* to = token_;
+    while (to != near && !is(kTextEnd, *to))
+        ++to;
+    const bool plain = to != near && *to == '<';
+    if (!plain) to = scanTo('<', to);
     if (current_ != nullptr) {
-        appendDecoded(current_->cdata_, cursor_, to);
+        if (plain) {
+            current_->cdata_.append(cursor_, to);
+        } else {
+            xml::unescape(current_->cdata_, istr(cursor_, to));
+        }
         if (told && callback_ != nullptr) callback_->onCDATAFound(this, current_);
     }
     return goOnAt(to);
@@ -303,12 +318,23 @@ const char* XMLParser::parseAttr(const char* from) {
     // It is meant that anything may stand in front of the quote.
     at = std::find_if(at + 1, end_, [](char c) { return c == '"' || c == '\''; });
     if (at == end_) fail(Malformations::kNoBeginningQuote);
-    const char* const valueEnd = scanTo(*at, at + 1);
-    if (valueEnd == end_) fail(Malformations::kNoEndingQuote);
-    String value;
-    appendDecoded(value, at + 1, valueEnd);
-    XMLAttr& attr = current_->addListed(istr(from, nameEnd), std::move(value), pool_);
-    if (callback_ != nullptr) callback_->onAttrFound(this, &attr);
+    const istr name(from, nameEnd);
+    const char* const value = at + 1;
+    const unsigned char plainEnd = *at == '"' ? kDoubleQuotedEnd : kSingleQuotedEnd;
+    const char* valueEnd = value;
+    while (!is(plainEnd, *valueEnd))
+        ++valueEnd;
+    XMLAttr* attr = nullptr;
+    if (*valueEnd == *at) {
+        attr = &current_->addPlain(name, istr(value, valueEnd), *pool_);
+    } else {
+        valueEnd = scanTo(*at, valueEnd);
+        if (valueEnd == end_) fail(Malformations::kNoEndingQuote);
+        String decoded;
+        xml::unescape(decoded, istr(value, valueEnd));
+        attr = &current_->addListed(name, std::move(decoded), pool_);
+    }
+    if (callback_ != nullptr) callback_->onAttrFound(this, attr);
     return valueEnd + 1;
 }
 

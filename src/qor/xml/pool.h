@@ -33,8 +33,11 @@ public:
         return true;
     }
 
-    // Pages double up to this.
-    static constexpr std::size_t kLargestPage = 1U << 22;
+    // Each page is three times the one before, up to a limit. So the last one has most of the
+    // memory, which makes the C library keep it at hand when one tree goes and the next one comes;
+    // with more pages it would be given back to the system each time.
+    static constexpr std::size_t kGrowth = 3;
+    static constexpr std::size_t kLargestPage = 1U << 23;
 
 private:
     struct Page {
@@ -48,7 +51,7 @@ private:
         pages_ = ::new (block) Page{pages_};
         next_ = block + sizeof(Page);
         end_ = next_ + room;
-        pageSize_ = std::min(2 * pageSize_, kLargestPage);
+        pageSize_ = std::min(kGrowth * pageSize_, kLargestPage);
     }
     static void release(Page* page) noexcept {
         checkedDeleteArray(reinterpret_cast<char*>(page), __FILE__, __LINE__,
