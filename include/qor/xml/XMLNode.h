@@ -149,8 +149,6 @@ private:
     xml::Pool& makePool(std::size_t firstPage);
     XMLAttr& addListed(istr name, String&& value, xml::Pool* pool);
 
-    XMLAttr& addPlain(istr name, istr value, xml::Pool& pool);
-
     void copyFrom(const XMLNode& other);
     void copyOwn(const XMLNode& other);
     void makeRoom();

@@ -20,19 +20,6 @@ constexpr ulong32 kFirstCapacity = 4;
 // A chunk's capacity doubles, and has 31 bits.
 constexpr ulong32 kMost = 1U << 30;
 
-// The names of attributes often differ in their last character alone.
-bool isSame(const String& left, istr right) noexcept {
-    const std::size_t size = left.size();
-    return size == right.size() &&
-           (size == 0 || (left[size - 1] == right[size - 1] && istr(left) == right));
-}
-
-// Room for one more.
-template <class T>
-void makeRoom(std::vector<T>& list) {
-    if (list.size() == list.capacity()) list.reserve(2 * list.size() + 1);
-}
-
 void* allocate(std::size_t size, xml::Pool* pool, const char* func) {
     return pool != nullptr ? pool->take(size) : pml::ntv::newNode(size, __FILE__, __LINE__, func);
 }
@@ -133,15 +120,6 @@ XMLAttr* XMLAttrMap::listedAt(unsigned long position) const noexcept {
     return chunk->at(static_cast<ulong32>(position));
 }
 
-XMLAttr* XMLAttrMap::searchOneByOne(istr name) const noexcept {
-    for (Chunk* chunk = first_; chunk != nullptr; chunk = chunk->next) {
-        for (ulong32 i = 0; i < chunk->size; ++i) {
-            if (isSame(*chunk->at(i)->key_, name)) return chunk->at(i);
-        }
-    }
-    return nullptr;
-}
-
 XMLAttr* XMLAttrMap::searchIndex(istr name) const noexcept {
     const auto found = extra_->index.find(name);
     return found != extra_->index.end() ? *found : nullptr;
@@ -172,31 +150,6 @@ XMLAttr& XMLAttrMap::add(istr name, String&& value, XMLNode* node, xml::Pool* po
     return *present;
 }
 
-XMLAttr& XMLAttrMap::addPlain(istr name, istr value, XMLNode* node, xml::Pool* pool) {
-    if (search(name) != nullptr) return add(name, String(value), node, pool);
-    return addNew(name, value, node, pool);
-}
-
-template <class Value>
-XMLAttr& XMLAttrMap::addNew(istr name, Value&& value, XMLNode* node, xml::Pool* pool) {
-    if (isRepeated()) makeRoom(extra_->order);
-    XMLAttr* const attr =
-        ::new (slot(pool)) XMLAttr(name, std::forward<Value>(value), node, std::true_type());
-    ++last_->size;
-    if (size_ >= kSearched) {
-        try {
-            index(attr);
-        } catch (...) {
-            --last_->size;
-            attr->XMLAttr::~XMLAttr();
-            throw;
-        }
-    }
-    ++size_;
-    if (isRepeated()) extra_->order.push_back(attr);
-    return *attr;
-}
-
 XMLAttrMap::Extra& XMLAttrMap::extra() {
     if (extra_ == nullptr) extra_ = std::make_unique<Extra>();
     return *extra_;
@@ -213,17 +166,6 @@ void XMLAttrMap::listAgain(XMLAttr* attr) {
     } else {
         order.push_back(attr);
     }
-}
-
-// Memory for one more; it counts once the size of the chunk says so. In a pool a chunk grows where
-// it is as long as nothing else is taken.
-XMLAttr* XMLAttrMap::slot(xml::Pool* pool) {
-    if (last_ == nullptr) return slotInNewChunk(pool);
-    XMLAttr* const next = last_->at(last_->size);
-    if (last_->size < last_->capacity) return next;
-    if (pool == nullptr || !pool->extend(next, sizeof(XMLAttr))) return slotInNewChunk(pool);
-    ++last_->capacity;
-    return next;
 }
 
 XMLAttr* XMLAttrMap::slotInNewChunk(xml::Pool* pool) {

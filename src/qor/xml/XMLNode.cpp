@@ -226,11 +226,6 @@ XMLAttr& XMLNode::addListed(istr name, String&& value, xml::Pool* pool) {
     return added;
 }
 
-XMLAttr& XMLNode::addPlain(istr name, istr value, xml::Pool& pool) {
-    if (attrs_ == nullptr) attrs_ = XMLAttrMap::create(&pool);
-    return attrs_->addPlain(name, value, this, &pool);
-}
-
 XMLNode& XMLNode::child(istr name) {
     XMLNode* const present = find(name);
     return present != nullptr ? *present : *addChildNode(name);

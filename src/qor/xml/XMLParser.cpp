@@ -326,7 +326,9 @@ const char* XMLParser::parseAttr(const char* from) {
         ++valueEnd;
     XMLAttr* attr = nullptr;
     if (*valueEnd == *at) {
-        attr = &current_->addPlain(name, istr(value, valueEnd), *pool_);
+        XMLAttrMap::Owner& attrs = current_->attrs_;
+        if (attrs == nullptr) attrs = XMLAttrMap::create(pool_);
+        attr = &attrs->addPlain(name, istr(value, valueEnd), current_, pool_);
     } else {
         valueEnd = scanTo(*at, valueEnd);
         if (valueEnd == end_) fail(Malformations::kNoEndingQuote);

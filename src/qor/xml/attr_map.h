@@ -1,7 +1,12 @@
 #ifndef QOR_SRC_XML_ATTR_MAP_H
 #define QOR_SRC_XML_ATTR_MAP_H
 
+#include <new>
+#include <type_traits>
+#include <utility>
+
 #include "qor/xml/XMLAttr.h"
+#include "xml/pool.h"
 
 namespace qor {
 
@@ -31,6 +36,61 @@ void XMLAttrMap::visitChunks(Visit visit) const {
         for (ulong32 i = 0; i < chunk->size; ++i)
             visit(*chunk->at(i));
     }
+}
+
+// What follows is here to be compiled into the parser.
+
+inline XMLAttr* XMLAttrMap::searchOneByOne(istr name) const noexcept {
+    for (Chunk* chunk = first_; chunk != nullptr; chunk = chunk->next) {
+        for (ulong32 i = 0; i < chunk->size; ++i) {
+            const String& key = *chunk->at(i)->key_;
+            // Names often differ in their last character alone.
+            if (key.size() != name.size()) continue;
+            if (key.empty() || (key.back() == name[name.size() - 1] && istr(key) == name)) {
+                return chunk->at(i);
+            }
+        }
+    }
+    return nullptr;
+}
+
+// Memory for one more; it counts once the size of the chunk says so. In a pool a chunk grows where
+// it is as long as nothing else is taken.
+inline XMLAttr* XMLAttrMap::slot(xml::Pool* pool) {
+    if (last_ == nullptr) return slotInNewChunk(pool);
+    XMLAttr* const next = last_->at(last_->size);
+    if (last_->size < last_->capacity) return next;
+    if (pool == nullptr || !pool->extend(next, sizeof(XMLAttr))) return slotInNewChunk(pool);
+    ++last_->capacity;
+    return next;
+}
+
+template <class Value>
+XMLAttr& XMLAttrMap::addNew(istr name, Value&& value, XMLNode* node, xml::Pool* pool) {
+    if (isRepeated()) {
+        Order& order = extra_->order;
+        if (order.size() == order.capacity()) order.reserve(2 * order.size());
+    }
+    XMLAttr* const attr =
+        ::new (slot(pool)) XMLAttr(name, std::forward<Value>(value), node, std::true_type());
+    ++last_->size;
+    if (size_ >= kSearched) {
+        try {
+            index(attr);
+        } catch (...) {
+            --last_->size;
+            attr->XMLAttr::~XMLAttr();
+            throw;
+        }
+    }
+    ++size_;
+    if (isRepeated()) extra_->order.push_back(attr);
+    return *attr;
+}
+
+inline XMLAttr& XMLAttrMap::addPlain(istr name, istr value, XMLNode* node, xml::Pool* pool) {
+    if (search(name) != nullptr) return add(name, String(value), node, pool);
+    return addNew(name, value, node, pool);
 }
 
 }  // namespace qor
