@@ -14,6 +14,7 @@
 #include "qor/log/log_tracer.h"
 #include "qor/mt/thread.h"
 #include "qor/pml/ntv_unit.h"
+#include "qor/xml/XMLNode.h"
 
 // The start and the end of the library. They know all subsystems, and so stand above them.
 
@@ -69,6 +70,8 @@ void fini() {
     console::destroy();
     ConfigFile::destroy();
     pml::ntv::Unit::destroy_null();
+    XMLAttr::destroy_null();
+    XMLNode::destroy_null();
     ACE::fini();
 }
 
