@@ -1,4 +1,5 @@
-// Reads an address book from a text file, carries it through nbr, and shows an entry.
+// Reads an address book from a text file, carries it through nbr and other formats, and shows an
+// entry.
 
 #include <fstream>
 #include <iostream>
@@ -11,6 +12,7 @@
 #include "qor/log/log_dumper.h"
 #include "qor/nbr/binding.h"
 #include "qor/string/multi_string.h"
+#include "qor/xml/xml_T.h"
 
 namespace {
 
@@ -91,6 +93,16 @@ void show(const Contact& contact, bool compact) {
     d.nl();
 }
 
+std::size_t throughXml(const AddressBook& book) {
+    qor::XMLStream out;
+    qor::xml::encode(out, book);
+    const qor::String text = out.str(true, 0);
+    AddressBook again;
+    qor::xml::decode(qor::XMLInStream(qor::istr(text)), again);
+    if (!(again == book)) throw std::runtime_error("the book has changed on its way through XML");
+    return text.size();
+}
+
 void run(const char* textPath, const char* nbrPath) {
     const AddressBook book = readBook(textPath);
 
@@ -104,6 +116,7 @@ void run(const char* textPath, const char* nbrPath) {
 
     std::cout << book.contacts.size() << " contacts from " << textPath << ", " << out.str().size()
               << " bytes in " << nbrPath << ", the same when read back\n";
+    std::cout << "XML: " << throughXml(book) << " bytes, the same when read back\n";
     if (book.contacts.empty()) return;
     show(again.contacts.front(), false);
     show(again.contacts.front(), true);

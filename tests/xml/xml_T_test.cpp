@@ -13,6 +13,7 @@
 #include <unordered_map>
 #include <unordered_set>
 
+#include "../examples/address_book.h"
 #include "qor/util/optional.h"
 #include "support/leaf.h"
 
@@ -139,6 +140,29 @@ TEST(XmlField, CarriesEveryType) {
     xml::decode(XMLInStream(istr("<root><m2/><m3> </m3></root>")), untouched);
     xml::decode(XMLInStream(istr("<root><?")), untouched);
     EXPECT_TRUE(untouched == makeAll());
+}
+
+TEST(XmlField, CarriesTheAddressBook) {
+    Contact ann;
+    ann.id = 7;
+    ann.name = "Ann & Bob";
+    ann.sortName = L"\u5b89";
+    ann.category = 'O';
+    ann.symbol = L'\u2602';
+    ann.latitude = -51.1332F;
+    ann.key = Bytes(istr("\0\1", 2));
+    ann.born = Time::seconds(-900000000);
+    ann.email = String("<ann@example.org>");
+    ann.labels = {"chess", "work"};
+    ann.phones = {{"home", "+30 52", 0}, {"work", "+30 53", 65535}};
+    const AddressBook book{"book", {ann, Contact()}};
+    XMLStream out;
+    xml::encode(out, book);
+    for (const bool pretty : {false, true}) {
+        AddressBook read;
+        xml::decode(XMLInStream(istr(out.str(pretty, 0))), read);
+        EXPECT_TRUE(read == book);
+    }
 }
 
 TEST(XmlField, TakesAnElementOrAnAttribute) {
