@@ -21,7 +21,8 @@ class dumper;
 
 namespace xml {
 class Pool;
-}
+struct ParsedText;
+}  // namespace xml
 
 // An attribute of an XMLNode: a name, a value as plain text, and the node that it belongs to, which
 // it does not own.
@@ -56,10 +57,10 @@ private:
     friend class XMLParser;
     friend class null_attr;
     XMLAttr() = default;
-    // One in a map.
-    template <class Value>
-    XMLAttr(istr name, Value&& value, XMLNode* node, std::true_type)
-        : name_(name), value_(std::forward<Value>(value)), node_(node), key_(&name_) {}
+    // One in a map. The texts are made by calls, so that they are made in their places.
+    template <class MakeName, class MakeValue>
+    XMLAttr(const MakeName& makeName, const MakeValue& makeValue, XMLNode* node, std::true_type)
+        : name_(makeName()), value_(makeValue()), node_(node), key_(&name_) {}
     void rename(String& newName);
     void dropKey() noexcept {
         if (key_ != &name_) delete key_;
@@ -173,8 +174,17 @@ private:
     void visitChunks(Visit visit) const;
 
     // Null if there is none.
-    XMLAttr* search(istr name) const noexcept {
+    XMLAttr* search(istr name) const noexcept { return search(name, markOf(name)); }
+    XMLAttr* search(istr name, unsigned long long mark) const noexcept {
+        if ((marks_ & mark) == 0) return nullptr;
         return size_ <= kSearched ? searchOneByOne(name) : searchIndex(name);
+    }
+    // One of 64 bits, by which most names that are not there are told.
+    static unsigned long long markOf(istr name) noexcept {
+        if (name.empty()) return 1;
+        const auto first = static_cast<unsigned char>(name[0]);
+        const auto last = static_cast<unsigned char>(name[name.size() - 1]);
+        return 1ULL << ((name.size() + first * 4U + last) % 64);
     }
     XMLAttr* searchOneByOne(istr name) const noexcept;
     XMLAttr* searchIndex(istr name) const noexcept;
@@ -183,10 +193,12 @@ private:
 
     // Lists the name, and gives its attribute the value. A failure changes nothing.
     XMLAttr& add(istr name, String&& value, XMLNode* node, xml::Pool* pool);
-    // The same for the text of a value with nothing to decode.
-    XMLAttr& addPlain(istr name, istr value, XMLNode* node, xml::Pool* pool);
-    template <class Value>
-    XMLAttr& addNew(istr name, Value&& value, XMLNode* node, xml::Pool* pool);
+    // The same for texts of a parser, with nothing to decode.
+    XMLAttr& addParsed(const xml::ParsedText& name, const xml::ParsedText& value, XMLNode* node,
+                       xml::Pool* pool);
+    template <class MakeName, class MakeValue>
+    XMLAttr& addNew(unsigned long long mark, const MakeName& makeName, const MakeValue& makeValue,
+                    XMLNode* node, xml::Pool* pool);
     void listAgain(XMLAttr* attr);
     XMLAttr* slot(xml::Pool* pool);
     XMLAttr* slotInNewChunk(xml::Pool* pool);
@@ -201,6 +213,7 @@ private:
     Chunk* first_ = nullptr;
     Chunk* last_ = nullptr;
     std::unique_ptr<Extra> extra_;
+    unsigned long long marks_ = 0;  // of all names
     ulong32 size_ = 0;
     bool pooled_;
 };

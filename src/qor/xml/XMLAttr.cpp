@@ -143,11 +143,15 @@ const XMLAttr* XMLAttrMap::after(const XMLAttr* at) const noexcept {
 }
 
 XMLAttr& XMLAttrMap::add(istr name, String&& value, XMLNode* node, xml::Pool* pool) {
-    XMLAttr* const present = search(name);
-    if (present == nullptr) return addNew(name, std::move(value), node, pool);
-    listAgain(present);
-    present->value_ = std::move(value);
-    return *present;
+    const unsigned long long mark = markOf(name);
+    if (XMLAttr* const present = search(name, mark)) {
+        listAgain(present);
+        present->value_ = std::move(value);
+        return *present;
+    }
+    return addNew(
+        mark, [name] { return String(name); }, [&value] { return String(std::move(value)); }, node,
+        pool);
 }
 
 XMLAttrMap::Extra& XMLAttrMap::extra() {

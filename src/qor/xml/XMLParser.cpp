@@ -112,7 +112,10 @@ void XMLParser::init() {
 void XMLParser::parse(istr text) {
     // Copied before the old text goes, of which it may be a part.
     const char* const zero = xml::findByte('\0', text.begin(), text.end());
-    String copy(zero != nullptr ? istr(text.begin(), zero) : text);
+    if (zero != nullptr) text = istr(text.begin(), zero);
+    String copy;
+    copy.reserve(text.size() + xml::ParsedText::kBlock);
+    copy += text;
     parseOwn(copy);
 }
 
@@ -128,6 +131,7 @@ void XMLParser::parseOwn(String& text) {
     replaced_.clear();
     text_.swap(text);
     length_ = text_.size();
+    text_.append(xml::ParsedText::kBlock, '\0');
     begin_ = cursor_ = token_ = text_.data();
     end_ = begin_ + length_;
     while (nextNode()) {
@@ -300,15 +304,7 @@ const char* XMLParser::parseNode(const char* from) {
     return scanTo('>', parseAttrs(at));
 }
 
-const char* XMLParser::parseAttrs(const char* from) {
-    current_->clearAttrs();
-    const char* at = skipBlanks(from);
-    while (at != end_ && *at != '>' && *at != '/' && *at != '<')
-        at = skipBlanks(parseAttr(at));
-    return at;
-}
-
-const char* XMLParser::parseAttr(const char* from) {
+inline const char* XMLParser::parseAttr(const char* from) {
     const char* nameEnd = from;
     // It is meant that neither "/" nor ">" ends the name.
     while (!is(kAttrEnd, *nameEnd))
@@ -318,7 +314,7 @@ const char* XMLParser::parseAttr(const char* from) {
     // It is meant that anything may stand in front of the quote.
     at = std::find_if(at + 1, end_, [](char c) { return c == '"' || c == '\''; });
     if (at == end_) fail(Malformations::kNoBeginningQuote);
-    const istr name(from, nameEnd);
+    const xml::ParsedText name{from, nameEnd};
     const char* const value = at + 1;
     const unsigned char plainEnd = *at == '"' ? kDoubleQuotedEnd : kSingleQuotedEnd;
     const char* valueEnd = value;
@@ -328,16 +324,24 @@ const char* XMLParser::parseAttr(const char* from) {
     if (*valueEnd == *at) {
         XMLAttrMap::Owner& attrs = current_->attrs_;
         if (attrs == nullptr) attrs = XMLAttrMap::create(pool_);
-        attr = &attrs->addPlain(name, istr(value, valueEnd), current_, pool_);
+        attr = &attrs->addParsed(name, {value, valueEnd}, current_, pool_);
     } else {
         valueEnd = scanTo(*at, valueEnd);
         if (valueEnd == end_) fail(Malformations::kNoEndingQuote);
         String decoded;
         xml::unescape(decoded, istr(value, valueEnd));
-        attr = &current_->addListed(name, std::move(decoded), pool_);
+        attr = &current_->addListed(name.view(), std::move(decoded), pool_);
     }
     if (callback_ != nullptr) callback_->onAttrFound(this, attr);
     return valueEnd + 1;
+}
+
+const char* XMLParser::parseAttrs(const char* from) {
+    current_->clearAttrs();
+    const char* at = skipBlanks(from);
+    while (at != end_ && *at != '>' && *at != '/' && *at != '<')
+        at = skipBlanks(parseAttr(at));
+    return at;
 }
 
 void XMLParser::open(istr name) {

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "qor/xml/XMLAttr.h"
+#include "xml/parsed_text.h"
 #include "xml/pool.h"
 
 namespace qor {
@@ -65,14 +66,14 @@ inline XMLAttr* XMLAttrMap::slot(xml::Pool* pool) {
     return next;
 }
 
-template <class Value>
-XMLAttr& XMLAttrMap::addNew(istr name, Value&& value, XMLNode* node, xml::Pool* pool) {
+template <class MakeName, class MakeValue>
+XMLAttr& XMLAttrMap::addNew(unsigned long long mark, const MakeName& makeName,
+                            const MakeValue& makeValue, XMLNode* node, xml::Pool* pool) {
     if (isRepeated()) {
         Order& order = extra_->order;
         if (order.size() == order.capacity()) order.reserve(2 * order.size());
     }
-    XMLAttr* const attr =
-        ::new (slot(pool)) XMLAttr(name, std::forward<Value>(value), node, std::true_type());
+    XMLAttr* const attr = ::new (slot(pool)) XMLAttr(makeName, makeValue, node, std::true_type());
     ++last_->size;
     if (size_ >= kSearched) {
         try {
@@ -84,13 +85,17 @@ XMLAttr& XMLAttrMap::addNew(istr name, Value&& value, XMLNode* node, xml::Pool* 
         }
     }
     ++size_;
+    marks_ |= mark;
     if (isRepeated()) extra_->order.push_back(attr);
     return *attr;
 }
 
-inline XMLAttr& XMLAttrMap::addPlain(istr name, istr value, XMLNode* node, xml::Pool* pool) {
-    if (search(name) != nullptr) return add(name, String(value), node, pool);
-    return addNew(name, value, node, pool);
+inline XMLAttr& XMLAttrMap::addParsed(const xml::ParsedText& name, const xml::ParsedText& value,
+                                      XMLNode* node, xml::Pool* pool) {
+    const unsigned long long mark = markOf(name.view());
+    if (search(name.view(), mark) != nullptr) return add(name.view(), value.str(), node, pool);
+    return addNew(
+        mark, [&name] { return name.str(); }, [&value] { return value.str(); }, node, pool);
 }
 
 }  // namespace qor
