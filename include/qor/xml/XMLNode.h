@@ -145,7 +145,8 @@ private:
     XMLNode() noexcept = default;
 
     // A child in the pool of its tree; a root makes the pool.
-    XMLNode* addPooled(istr name, xml::Pool& pool);
+    explicit XMLNode(const xml::ParsedText& name);
+    XMLNode* addPooled(const xml::ParsedText& name, xml::Pool& pool);
     xml::Pool& makePool(std::size_t firstPage);
     XMLAttr& addListed(istr name, String&& value, xml::Pool* pool);
 
@@ -162,6 +163,7 @@ private:
 
     // Up to so many children are searched one by one.
     static constexpr unsigned long kSearched = 16;
+    static constexpr std::size_t kFirstCapacity = 8;
 
     std::unique_ptr<xml::Pool> pool_;  // of a parsed tree's root; the last to go
     String name_;

@@ -144,7 +144,7 @@ private:
     const char* parseAttrs(const char* from);
     const char* parseAttr(const char* from);
 
-    void open(istr name);
+    void open(const xml::ParsedText& name);
     void closeCurrent(const char* at);
 
     String text_;

@@ -11,6 +11,7 @@
 #include "qor/mt/mutex.h"
 #include "xml/attr_map.h"
 #include "xml/escape.h"
+#include "xml/node.h"
 #include "xml/pool.h"
 
 namespace qor {
@@ -19,7 +20,6 @@ template class CreateByAllocate<null_node>;
 
 namespace {
 
-constexpr std::size_t kFirstCapacity = 8;
 constexpr unsigned kTab = 4;
 
 // Held while a const look-up makes a map, which is seldom: one for all nodes will do.
@@ -324,19 +324,6 @@ void XMLNode::operator delete(void* ptr, const char* file, unsigned line,
     pml::ntv::deleteNode(ptr, file, line, func);
 }
 
-XMLNode* XMLNode::addPooled(istr name, xml::Pool& pool) {
-    makeRoom();
-    auto* const node = ::new (pool.take(sizeof(XMLNode))) XMLNode(name, nullptr);
-    node->pooled_ = true;
-    try {
-        link(node);
-    } catch (...) {
-        destroy(node);
-        throw;
-    }
-    return node;
-}
-
 xml::Pool& XMLNode::makePool(std::size_t firstPage) {
     pool_ = std::make_unique<xml::Pool>(firstPage);
     return *pool_;
@@ -373,21 +360,6 @@ void XMLNode::copyOwn(const XMLNode& other) {
         XMLAttr& added = addListed(*attr.key_, String(attr.value_), nullptr);
         if (attr.key_ != &attr.name_) added.name(attr.name_);
     });
-}
-
-// Room for one more child.
-void XMLNode::makeRoom() {
-    if (children_.size() < children_.capacity()) return;
-    children_.reserve(std::max(kFirstCapacity, 2 * children_.size()));
-}
-
-// With room made for it. A failure changes nothing.
-void XMLNode::link(XMLNode* node) {
-    if (ChildMap* const map = childMap_.load(std::memory_order_relaxed)) {
-        node->entry_ = map->emplace(node->name_, node);
-    }
-    children_.push_back(node);
-    node->parent_ = node->holder_ = this;
 }
 
 // Whether the order of the children stands for that of equal names.
