@@ -273,9 +273,12 @@ XMLStream& attrField(XMLStream& s, const FieldKey& key, T& member) {
         binding::loadAttr(std::as_const(s).attr(key.name), member);
     } else if constexpr (OptionalValue<T>) {
         if (member.isSet()) attrField(s, key, forCodec(member.value()));
+    } else if constexpr (std::is_volatile_v<T>) {
+        const std::remove_cv_t<T> now = member;
+        attrField(s, key, forCodec(now));
     } else {
         String text;
-        formatValue(static_cast<const std::remove_cv_t<T>&>(std::remove_cv_t<T>(member)), text);
+        formatValue(member, text);
         s.attr(key.name).value(text);
     }
     return s;

@@ -134,21 +134,18 @@ XMLInStream::XMLInStream(istr name, const XMLInStream& parent) : XMLInStream(par
 
 template <class Source>
 void XMLInStream::parseFrom(Source& source) {
-    setInputNode(nullptr, false);
+    XMLParser parser;
     try {
-        XMLParser parser;
         parser.parse(source);
-        setInputNode(parser.release(), true);
     } catch (const XMLRuntimeException&) {
-        // There is no node, and whoever reads sees that.
+        // There is no node then, and whoever reads sees that.
+        delete parser.release();
     }
+    setInputNode(parser.release(), true);
 }
 
 void XMLInStream::parse(istr text) {
-    // The text may be a part of the present tree.
-    const String copy(text);
-    const istr source(copy);
-    parseFrom(source);
+    parseFrom(text);
 }
 
 void XMLInStream::parse(std::ifstream& is) {
