@@ -30,28 +30,51 @@ BENCHMARK_CAPTURE(XmlWrite_qor, config, bench::configXml());
 BENCHMARK_CAPTURE(XmlWrite_qor, text, bench::textXml());
 BENCHMARK_CAPTURE(XmlWrite_qor, catalog, bench::catalogXml());
 
-// n children of one name each, or of n names, each then found by its name.
-void XmlChildren_qor(benchmark::State& state, bool distinct) {
-    std::string text = "<a>";
-    std::vector<qor::String> names;
-    for (long i = 0; i < state.range(0); ++i) {
-        names.push_back(qor::String(distinct ? "n" + std::to_string(i * 7919) : "n"));
-        text += "<" + names.back() + "/>";
-    }
+// What grows with the document has to grow in proportion: n of something, read and, where it has a
+// name, found by that.
+std::string nameOf(long i) {
+    return std::string("n").append(std::to_string(i * 7919));
+}
+void entity(std::string& text, long) {
+    text += "&amp;";
+}
+void attribute(std::string& text, long i) {
+    text.append(nameOf(i)).append("=''");
+}
+void sameChild(std::string& text, long) {
+    text += "<n/>";
+}
+void child(std::string& text, long i) {
+    text.append("<").append(nameOf(i)).append("/>");
+}
+void level(std::string& text, long) {
+    text += "<n>";
+}
+
+void XmlGrowth_qor(benchmark::State& state, const char* begin, void (*add)(std::string&, long)) {
+    std::string text = begin;
+    for (long i = 0; i < state.range(0); ++i)
+        add(text, i);
     for (auto _ : state) {
-        const qor::XMLParser parser{qor::istr(text)};
-        for (const qor::String& name : names)
-            benchmark::DoNotOptimize(&parser.rootNode()->child(name));
+        const qor::XMLParser parser{qor::istr(text + (add == attribute ? ">" : ""))};
+        const qor::XMLNode& root = *parser.rootNode();
+        for (long i = 0; i < state.range(0); i += 10) {
+            const std::string name = nameOf(i);
+            benchmark::DoNotOptimize(&root.attr(name));
+            benchmark::DoNotOptimize(&root.child(name));
+        }
     }
     state.SetComplexityN(state.range(0));
 }
-BENCHMARK_CAPTURE(XmlChildren_qor, same, false)
-    ->RangeMultiplier(10)
-    ->Range(1000, 100000)
-    ->Complexity();
-BENCHMARK_CAPTURE(XmlChildren_qor, distinct, true)
-    ->RangeMultiplier(10)
-    ->Range(1000, 100000)
-    ->Complexity();
+#define QOR_GROWTH(name, begin)                          \
+    BENCHMARK_CAPTURE(XmlGrowth_qor, name, begin, &name) \
+        ->RangeMultiplier(10)                            \
+        ->Range(10000, 1000000)                          \
+        ->Complexity()
+QOR_GROWTH(entity, "<a>");
+QOR_GROWTH(attribute, "<a ");
+QOR_GROWTH(sameChild, "<a>");
+QOR_GROWTH(child, "<a>");
+QOR_GROWTH(level, "<a>");
 
 }  // namespace

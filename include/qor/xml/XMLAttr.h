@@ -174,18 +174,10 @@ private:
     void visitChunks(Visit visit) const;
 
     // Null if there is none.
-    XMLAttr* search(istr name) const noexcept { return search(name, markOf(name)); }
-    XMLAttr* search(istr name, unsigned long long mark) const noexcept {
-        if ((marks_ & mark) == 0) return nullptr;
-        return size_ <= kSearched ? searchOneByOne(name) : searchIndex(name);
-    }
+    XMLAttr* search(istr name) const noexcept;
+    XMLAttr* search(istr name, unsigned long long mark) const noexcept;
     // One of 64 bits, by which most names that are not there are told.
-    static unsigned long long markOf(istr name) noexcept {
-        if (name.empty()) return 1;
-        const auto first = static_cast<unsigned char>(name[0]);
-        const auto last = static_cast<unsigned char>(name[name.size() - 1]);
-        return 1ULL << ((name.size() + first * 4U + last) % 64);
-    }
+    static unsigned long long markOf(istr name) noexcept;
     XMLAttr* searchOneByOne(istr name) const noexcept;
     XMLAttr* searchIndex(istr name) const noexcept;
     // The next one by name; the first one behind null.

@@ -120,6 +120,10 @@ XMLAttr* XMLAttrMap::listedAt(unsigned long position) const noexcept {
     return chunk->at(static_cast<ulong32>(position));
 }
 
+XMLAttr* XMLAttrMap::search(istr name) const noexcept {
+    return search(name, markOf(name));
+}
+
 XMLAttr* XMLAttrMap::searchIndex(istr name) const noexcept {
     const auto found = extra_->index.find(name);
     return found != extra_->index.end() ? *found : nullptr;

@@ -55,6 +55,18 @@ inline XMLAttr* XMLAttrMap::searchOneByOne(istr name) const noexcept {
     return nullptr;
 }
 
+inline XMLAttr* XMLAttrMap::search(istr name, unsigned long long mark) const noexcept {
+    if ((marks_ & mark) == 0) return nullptr;
+    return size_ <= kSearched ? searchOneByOne(name) : searchIndex(name);
+}
+
+inline unsigned long long XMLAttrMap::markOf(istr name) noexcept {
+    if (name.empty()) return 1;
+    const auto first = static_cast<unsigned char>(name[0]);
+    const auto last = static_cast<unsigned char>(name[name.size() - 1]);
+    return 1ULL << ((name.size() + first * 4U + last) % 64);
+}
+
 // Memory for one more; it counts once the size of the chunk says so. In a pool a chunk grows where
 // it is as long as nothing else is taken.
 inline XMLAttr* XMLAttrMap::slot(xml::Pool* pool) {
