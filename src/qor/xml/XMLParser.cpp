@@ -37,6 +37,7 @@ constexpr unsigned char kAttrEnd = 4;
 constexpr unsigned char kTextEnd = 8;
 constexpr unsigned char kDoubleQuotedEnd = 16;
 constexpr unsigned char kSingleQuotedEnd = 32;
+constexpr unsigned char kTagEnd = 64;
 
 // The zero byte behind the text ends everything but white space.
 constexpr std::array<unsigned char, 256> kClasses = [] {
@@ -52,6 +53,7 @@ constexpr std::array<unsigned char, 256> kClasses = [] {
     mark("<&", kTextEnd);
     mark("\"&", kDoubleQuotedEnd);
     mark("'&", kSingleQuotedEnd);
+    mark(">", kTagEnd);
     return classes;
 }();
 
@@ -313,7 +315,7 @@ inline const char* XMLParser::parseNode(const char* from) {
     const char* const at = skipTo(kNameEnd, name);
     open({name, at});
     if (callback_ != nullptr) callback_->onNodeBegin(this, current_);
-    return scanTo('>', parseAttrs(at));
+    return skipTo(kTagEnd, parseAttrs(at));
 }
 
 inline bool XMLParser::parseOpening(const char* from) {
@@ -324,7 +326,7 @@ inline bool XMLParser::parseOpening(const char* from) {
 }
 
 inline bool XMLParser::parseClosing(const char* from) {
-    const char* const at = scanTo('>', from);
+    const char* const at = skipTo(kTagEnd, from);
     // It is meant that "</a/>" and "</>" close an element as "<a/>" does, and so do not end the
     // parsing when it was the root.
     const bool closedItself = at[-1] == '/';

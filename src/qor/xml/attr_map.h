@@ -107,7 +107,7 @@ inline XMLAttr& XMLAttrMap::addParsed(const xml::ParsedText& name, const xml::Pa
     const unsigned long long mark = markOf(name.view());
     if (search(name.view(), mark) != nullptr) return add(name.view(), value.str(), node, pool);
     return addNew(
-        mark, [&name] { return name.str(); }, [&value] { return value.str(); }, node, pool);
+        mark, [name] { return name.str(); }, [value] { return value.str(); }, node, pool);
 }
 
 }  // namespace qor
