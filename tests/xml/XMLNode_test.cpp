@@ -113,7 +113,8 @@ TEST(XMLNode, ListsANameAsOftenAsItWasAdded) {
         EXPECT_EQ(copy.str(false, 0), node.str(false, 0));
         EXPECT_EQ(copy("b").node(), &copy);
         // It is found by the name that it came with, and writes the one that it has.
-        b.name("z");
+        b.name("y");
+        b = XMLAttr("z", "2", &node);
         EXPECT_EQ(node.getAttrMap().find("b")->second.name(), "z");
         EXPECT_EQ(node.getAttrMap().count("z"), 0u);
         EXPECT_TRUE(node.str(false, 0).ends_with(" z=\"2\" a=\"4\" z=\"2\" c=\"3\" a=\"4\"/>"));

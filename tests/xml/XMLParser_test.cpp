@@ -144,6 +144,20 @@ TEST(XMLParser, OwnsItsTreesUntilTheyAreReleased) {
         parser.parse(istr("\0<e/>", 5));
         os << parser << XMLInputString("<x/>").str();
         EXPECT_EQ(os.str(), "<d/><x/>");
+        // Attributes of a parser may grow, by the callback too.
+        struct : XMLParserCallback {
+            void onAttrFound(XMLParser*, XMLAttr* attr) override {
+                attr->value(std::string(40, 'v'));
+            }
+        } grow;
+        parser.setCallback(&grow);
+        parser.parse(istr("<e x='1'/>"));
+        (*tree)("y").value(parser.rootNode()->attr("x").value());
+        parser.setCallback(nullptr);
+        parser.parse(istr("<e x='1'/>"));
+        const std::unique_ptr<XMLNode> changed(parser.release());
+        (*changed)("x").value((*tree)("y").value());
+        tree->clearAttrs();
         XMLNode other("other", nullptr);
         other.addChildNode(tree.release());
         other["c"].child("late");

@@ -160,7 +160,7 @@ private:
 
     // In the pool of a tree, or on the heap if there is none.
     static Owner create(xml::Pool* pool);
-    explicit XMLAttrMap(bool pooled) noexcept : pooled_(pooled) {}
+    explicit XMLAttrMap(bool pooled) noexcept : pooled_(pooled), plain_(pooled) {}
     ~XMLAttrMap();
 
     // The list of names has an entry for each time that a name was added.
@@ -208,6 +208,9 @@ private:
     unsigned long long marks_ = 0;  // of all names
     ulong32 size_ = 0;
     bool pooled_;
+    // All attributes are of a parser and have short texts, and none was handed out to be changed.
+    // They own nothing then, so nothing of them has to be destroyed.
+    bool plain_;
 };
 
 // Writes str().

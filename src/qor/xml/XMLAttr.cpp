@@ -101,6 +101,7 @@ XMLAttrMap::Owner XMLAttrMap::create(xml::Pool* pool) {
 }
 
 XMLAttrMap::~XMLAttrMap() {
+    if (plain_) return;
     while (first_ != nullptr) {
         Chunk* const chunk = std::exchange(first_, first_->next);
         for (ulong32 i = 0; i < chunk->size; ++i)
@@ -147,6 +148,7 @@ const XMLAttr* XMLAttrMap::after(const XMLAttr* at) const noexcept {
 }
 
 XMLAttr& XMLAttrMap::add(istr name, String&& value, XMLNode* node, xml::Pool* pool) {
+    plain_ = false;
     const unsigned long long mark = markOf(name);
     if (XMLAttr* const present = search(name, mark)) {
         listAgain(present);

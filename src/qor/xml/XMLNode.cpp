@@ -187,7 +187,9 @@ unsigned XMLNode::getDepth() const noexcept {
 }
 
 XMLAttr& XMLNode::attr(istr name) {
-    XMLAttr* const present = attrs_ != nullptr ? attrs_->search(name) : nullptr;
+    if (attrs_ == nullptr) return addListed(name, String(), nullptr);
+    attrs_->plain_ = false;
+    XMLAttr* const present = attrs_->search(name);
     return present != nullptr ? *present : addListed(name, String(), nullptr);
 }
 

@@ -298,7 +298,10 @@ inline const char* XMLParser::parseAttr(const char* from) {
         xml::unescape(decoded, istr(value, valueEnd));
         attr = &current_->addListed(name.view(), std::move(decoded), pool_);
     }
-    if (callback_ != nullptr) callback_->onAttrFound(this, attr);
+    if (callback_ != nullptr) {
+        current_->attrs_->plain_ = false;
+        callback_->onAttrFound(this, attr);
+    }
     return valueEnd + 1;
 }
 

@@ -106,6 +106,7 @@ inline XMLAttr& XMLAttrMap::addParsed(const xml::ParsedText& name, const xml::Pa
                                       XMLNode* node, xml::Pool* pool) {
     const unsigned long long mark = markOf(name.view());
     if (search(name.view(), mark) != nullptr) return add(name.view(), value.str(), node, pool);
+    plain_ = plain_ && name.fitsInPlace() && value.fitsInPlace();
     return addNew(
         mark, [name] { return name.str(); }, [value] { return value.str(); }, node, pool);
 }
