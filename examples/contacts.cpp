@@ -1,9 +1,10 @@
-// Reads an address book from a text file, carries it through nbr and JSON, and shows an entry.
+// Reads an address book from a text file, carries it through each format, and shows an entry.
 
 #include <fstream>
 #include <iostream>
 #include <iterator>
 #include <stdexcept>
+#include <string>
 
 #include "address_book.h"
 #include "qor/base/base_type_convert.h"
@@ -11,7 +12,9 @@
 #include "qor/json/json_T.h"
 #include "qor/log/log_dumper.h"
 #include "qor/nbr/binding.h"
+#include "qor/pml/pml_T.h"
 #include "qor/string/multi_string.h"
+#include "qor/xml/xml_T.h"
 
 namespace {
 
@@ -92,28 +95,65 @@ void show(const Contact& contact, bool compact) {
     d.nl();
 }
 
-AddressBook throughJson(const AddressBook& book) {
+// Each format carries the book and gives back what it has read.
+
+AddressBook throughNbr(const AddressBook& book, std::string& text) {
+    qor::nbr::CodecStream out;
+    qor::nbr::encode(out, book);
+    text = out.str();
+    AddressBook again;
+    qor::nbr::decode(qor::istr(text), again);
+    return again;
+}
+
+AddressBook throughPml(const AddressBook& book, std::string& text) {
+    qor::pml::stream out;
+    qor::pml::encode(out, book);
+    text = out.str();
+    AddressBook again;
+    qor::pml::decode(qor::pml::stream(qor::istr(text), false), again);
+    return again;
+}
+
+AddressBook throughJson(const AddressBook& book, std::string& text) {
     qor::json::JsonOutputStream out;
     qor::json::encode(out, book);
+    text = out.str(true, true, 0);
     AddressBook again;
-    qor::json::decode(out.str(), again);
+    qor::json::decode(qor::istr(text), again);
+    return again;
+}
+
+AddressBook throughXml(const AddressBook& book, std::string& text) {
+    qor::XMLStream out;
+    qor::xml::encode(out, book);
+    text = out.str(true, 0);
+    AddressBook again;
+    qor::xml::decode(qor::XMLInStream(qor::istr(text)), again);
     return again;
 }
 
 void run(const char* textPath, const char* nbrPath) {
     const AddressBook book = readBook(textPath);
+    std::cout << book.contacts.size() << " contacts from " << textPath << '\n';
 
-    qor::nbr::CodecStream out;
-    qor::nbr::encode(out, book);
-    writeFile(nbrPath, out.str());
+    const struct {
+        const char* name;
+        AddressBook (*carry)(const AddressBook&, std::string&);
+    } formats[] = {
+        {"nbr", throughNbr}, {"pml", throughPml}, {"JSON", throughJson}, {"XML", throughXml}};
+    for (const auto& format : formats) {
+        std::string text;
+        if (!(format.carry(book, text) == book))
+            throw std::runtime_error(
+                std::string("the book has changed on its way through ").append(format.name));
+        std::cout << format.name << ": " << text.size() << " bytes, the same when read back\n";
+        if (format.carry == throughNbr) writeFile(nbrPath, text);
+    }
 
     AddressBook again;
     qor::nbr::decode(qor::istr(readFile(nbrPath)), again);
-    if (!(again == book)) throw std::runtime_error("the book has changed on its way");
-    if (!(throughJson(book) == book)) throw std::runtime_error("JSON has changed the book");
-
-    std::cout << book.contacts.size() << " contacts from " << textPath << ", " << out.str().size()
-              << " bytes in " << nbrPath << ", the same when read back\n";
+    if (!(again == book)) throw std::runtime_error("the file holds another book");
     if (book.contacts.empty()) return;
     show(again.contacts.front(), false);
     show(again.contacts.front(), true);

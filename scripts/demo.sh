@@ -13,7 +13,7 @@ out=build/demo/demo
 mkdir -p "$out"
 
 echo
-echo "== contacts: an address book through nbr"
+echo "== contacts: an address book through each format"
 "$bin/contacts" examples/data/contacts.txt "$out/contacts.nbr"
 
 echo

@@ -79,5 +79,12 @@
 #include "qor/util/simple_value.h"
 #include "qor/util/singleton_T.h"
 #include "qor/util/util_func.h"
+#include "qor/xml/XMLAttr.h"
+#include "qor/xml/XMLNode.h"
+#include "qor/xml/XMLParser.h"
+#include "qor/xml/XMLStream.h"
+#include "qor/xml/xml_T.h"
+#include "qor/xml/xml_escape.h"
+#include "qor/xml/xml_value.h"
 
 #endif  // QOR_QOR_H

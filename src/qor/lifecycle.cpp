@@ -17,6 +17,7 @@
 #include "qor/mt/thread.h"
 #include "qor/pml/ntv_unit.h"
 #include "qor/timer/timerManager.h"
+#include "qor/xml/XMLNode.h"
 
 // The start and the end of the library. They know all subsystems, and so stand above them.
 
@@ -78,6 +79,8 @@ void fini() {
     console::destroy();
     ConfigFile::destroy();
     pml::ntv::Unit::destroy_null();
+    XMLAttr::destroy_null();
+    XMLNode::destroy_null();
     // The log is closed by now.
     if (MemLeakChecker::isStarted()) MemLeakChecker::instance()->dump(std_err());
     MemLeakChecker::destroy();

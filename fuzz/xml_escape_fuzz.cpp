@@ -1,0 +1,69 @@
+// Any text is escaped and decoded without loss, and any text is decoded as the rules have it.
+
+#include <string>
+
+#include "qor/base/base_type_char.h"
+#include "qor/xml/xml_escape.h"
+
+namespace {
+
+using namespace qor;
+
+void require(bool holds) {
+    if (!holds) __builtin_trap();
+}
+
+// The rules again, byte for byte.
+std::string decoded(const std::string& text) {
+    std::string out;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const std::size_t end = text.find(';', i);
+        if (text[i] != '&' || end == std::string::npos || end - i > 7) {
+            out += text[i];
+            continue;
+        }
+        const std::string name = text.substr(i + 1, end - i - 1);
+        i = end;
+        if (name == "amp")
+            out += '&';
+        else if (name == "quot")
+            out += '"';
+        else if (name == "apos")
+            out += '\'';
+        else if (name == "lt")
+            out += '<';
+        else if (name == "gt")
+            out += '>';
+        else if (name.starts_with("#x")) {
+            unsigned value = 0;
+            for (const char c : name.substr(2))
+                value = (value << 4) + HexFromChar(c);
+            if ((value & 255) != 0) out += static_cast<char>(value);
+        } else if (name.starts_with('#')) {
+            const int value = std::atoi(name.c_str() + 1);
+            if ((value & 255) != 0) out += static_cast<char>(value);
+        } else {
+            out += '&' + name + ';';
+        }
+    }
+    return out;
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t size) {
+    const String text(istr(data, size));
+    String out = "before";
+    xml::unescape(out, text);
+    require(out == "before" + decoded(text));
+    String attr = text;
+    xml::encode_attr(attr);
+    require(attr.find_first_of("\"'<>") == String::npos);
+    xml::decode_attr(attr);
+    require(attr == text);
+    String cdata = text;
+    xml::encode_cdata(cdata);
+    xml::decode_cdata(cdata);
+    require(cdata == text);
+    return 0;
+}

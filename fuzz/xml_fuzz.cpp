@@ -1,0 +1,79 @@
+// The XML parser takes any bytes, and makes the same of them in one go and step by step.
+
+#include <memory>
+#include <string>
+
+#include "qor/xml/XMLParser.h"
+#include "xml_tree.h"
+
+namespace {
+
+using namespace qor;
+
+// Counts the calls, and looks at what they are about.
+struct Counter : XMLParserCallback {
+    int begun = 0;
+    int ended = 0;
+    int texts = 0;
+    int attrs = 0;
+
+    void onNodeBegin(XMLParser*, XMLNode* node) override {
+        ++begun;
+        fuzz::require(node->numofAttrs() == 0);
+    }
+    void onNodeEnd(XMLParser*, XMLNode* node) override { ended += node != nullptr ? 1 : 0; }
+    void onCDATAFound(XMLParser*, XMLNode* node) override { texts += node != nullptr ? 1 : 0; }
+    void onAttrFound(XMLParser*, XMLAttr* attr) override {
+        ++attrs;
+        fuzz::require(&attr->node()->attr(attr->name()) == attr);
+    }
+    bool operator==(const Counter& other) const {
+        return begun == other.begun && ended == other.ended && texts == other.texts &&
+               attrs == other.attrs;
+    }
+};
+
+struct Outcome {
+    std::unique_ptr<XMLNode> tree;
+    unsigned line = 0;  // of the failure
+    Counter calls;
+};
+
+// Gives the whole text to the parser, or its first root and then each further step.
+Outcome outcomeOf(istr text, bool further) {
+    Outcome outcome;
+    XMLParser parser;
+    parser.setCallback(&outcome.calls);
+    try {
+        parser.parse(text);
+        // Each step consumes something.
+        unsigned long steps = 0;
+        while (further && (parser.nextNode() || parser.nextNode()))
+            fuzz::require(++steps <= text.size());
+    } catch (const XMLRuntimeException& e) {
+        fuzz::require(!e.msg().empty());
+        outcome.line = e.line();
+        fuzz::require(!parser.nextNode());
+    }
+    outcome.tree.reset(parser.release());
+    return outcome;
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t size) {
+    const istr text(data, size);
+    outcomeOf(text, true);
+    const Outcome first = outcomeOf(text, false);
+    // What stands behind the first zero does not count.
+    const Outcome again = outcomeOf(std::string(data, data + size).c_str(), false);
+    fuzz::require(first.line == again.line && first.calls == again.calls);
+    fuzz::require((first.tree == nullptr) == (again.tree == nullptr));
+    if (first.tree == nullptr) return 0;
+    fuzz::require(fuzz::isSame(*first.tree, *again.tree));
+    const XMLNode copy(*first.tree);
+    const String text1 = first.tree->str(false, 0);
+    fuzz::require(fuzz::isSound(*first.tree) && fuzz::isSame(*first.tree, copy));
+    fuzz::require(fuzz::isSound(copy) && copy.str(false, 0) == text1);
+    return 0;
+}

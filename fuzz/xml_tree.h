@@ -1,0 +1,65 @@
+#ifndef QOR_FUZZ_XML_TREE_H
+#define QOR_FUZZ_XML_TREE_H
+
+#include <utility>
+#include <vector>
+
+#include "qor/xml/XMLNode.h"
+
+namespace fuzz {
+
+using qor::XMLNode;
+
+inline void require(bool holds) {
+    if (!holds) __builtin_trap();
+}
+
+// The same names, texts and attributes, all of the way down.
+inline bool isSame(const XMLNode& left, const XMLNode& right) {
+    std::vector<std::pair<const XMLNode*, const XMLNode*>> open{{&left, &right}};
+    while (!open.empty()) {
+        const auto [a, b] = open.back();
+        open.pop_back();
+        if (a->name() != b->name() || a->cdata() != b->cdata() ||
+            a->getAttrNames() != b->getAttrNames() || a->numofChildren() != b->numofChildren()) {
+            return false;
+        }
+        for (const auto& [name, attr] : a->getAttrMap()) {
+            if (b->attr(name).value() != attr.value()) return false;
+        }
+        for (unsigned long i = 0; i < a->numofChildren(); ++i)
+            open.emplace_back(&a->child(i), &b->child(i));
+    }
+    return true;
+}
+
+// Every child knows its parent and is found by its name, and every attribute knows its node.
+inline bool isSound(const XMLNode& root) {
+    std::vector<const XMLNode*> open{&root};
+    while (!open.empty()) {
+        const XMLNode* const node = open.back();
+        open.pop_back();
+        for (const XMLNode* const child : node->getChildNodes()) {
+            std::vector<XMLNode*> named;
+            node->getChildren(child->name(), named);
+            if (child->parent() != node || named.front() != &node->child(child->name())) {
+                return false;
+            }
+            open.push_back(child);
+        }
+        unsigned long counted = 0;
+        qor::String before;
+        for (const auto& [name, attr] : node->getAttrMap()) {
+            if (attr.node() != node || &node->attr(name) != &attr) return false;
+            if (counted++ != 0 && !(before < name)) return false;
+            before = name;
+        }
+        if (counted != node->getAttrMap().size() || counted > node->numofAttrs()) return false;
+        if (node->getChildNodeMap().size() != node->numofChildren()) return false;
+    }
+    return true;
+}
+
+}  // namespace fuzz
+
+#endif  // QOR_FUZZ_XML_TREE_H

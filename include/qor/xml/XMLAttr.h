@@ -1,0 +1,223 @@
+#ifndef QOR_XML_XMLATTR_H
+#define QOR_XML_XMLATTR_H
+
+#include <cstddef>
+#include <iosfwd>
+#include <iterator>
+#include <memory>
+#include <set>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
+#include "qor/base/base_type_string.h"
+#include "qor/base/interface.h"
+#include "qor/util/singleton_T.h"
+
+namespace qor {
+
+class XMLNode;
+class dumper;
+
+namespace xml {
+class Pool;
+struct ParsedText;
+}  // namespace xml
+
+// An attribute of an XMLNode: a name, a value as plain text, and the node that it belongs to, which
+// it does not own.
+class QOR_API XMLAttr {
+public:
+    XMLAttr(istr name, istr value, XMLNode* node) : name_(name), value_(value), node_(node) {}
+    XMLAttr(const XMLAttr& other) : name_(other.name_), value_(other.value_), node_(other.node_) {}
+    XMLAttr& operator=(const XMLAttr& other);
+    virtual ~XMLAttr() { dropKey(); }
+
+    // The shared attribute that stands for one that is not there. Nobody changes it.
+    static const XMLAttr& null();
+    // At the end of the process: references to it must be gone.
+    static void destroy_null() noexcept;
+    bool isNull() const { return this == &null(); }
+
+    const String& name() const noexcept { return name_; }
+    // The node keeps finding the attribute under the name that it was added with.
+    void name(istr text);
+    const String& value() const noexcept { return value_; }
+    void value(istr text) { value_ = text; }
+    XMLNode* node() const noexcept { return node_; }
+    void node(XMLNode* owner) noexcept { node_ = owner; }
+
+    // As it stands in a tag, with a blank in front: ` name="value"`. Nothing without a name.
+    String str() const;
+    dumper& dump(dumper& d) const;
+
+private:
+    friend class XMLAttrMap;
+    friend class XMLNode;
+    friend class XMLParser;
+    friend class null_attr;
+    XMLAttr() = default;
+    // One in a map. The texts are made by calls, so that they are made in their places.
+    template <class MakeName, class MakeValue>
+    XMLAttr(const MakeName& makeName, const MakeValue& makeValue, XMLNode* node, std::true_type)
+        : name_(makeName()), value_(makeValue()), node_(node), key_(&name_) {}
+    void rename(String& newName);
+    void dropKey() noexcept {
+        if (key_ != &name_) delete key_;
+    }
+    void appendTo(String& out) const;
+
+    String name_;
+    String value_;
+    XMLNode* node_ = nullptr;
+    // What a map has it under: its own name, or an owned copy of what that was. Null outside a map.
+    const String* key_ = nullptr;
+};
+
+class QOR_API null_attr : public XMLAttr {
+private:
+    friend CreateByAllocate<null_attr>;
+    null_attr() = default;
+};
+
+// The attributes of a node: a map from names to XMLAttr, in the order of the names. It belongs to
+// the node, through which alone it changes. Attributes stay where they are until all are cleared.
+//
+// Finding one takes O(log n). Several threads may look into it while nobody changes the node.
+class QOR_API XMLAttrMap : noncopyable {
+public:
+    using key_type = String;
+    using mapped_type = XMLAttr;
+    using value_type = std::pair<const String&, const XMLAttr&>;
+
+    class const_iterator {
+    public:
+        using iterator_category = std::input_iterator_tag;
+        using value_type = XMLAttrMap::value_type;
+        using difference_type = std::ptrdiff_t;
+        struct pointer {
+            const value_type* operator->() const noexcept { return &pair; }
+            value_type pair;
+        };
+        using reference = value_type;
+
+        const_iterator() noexcept = default;
+        value_type operator*() const noexcept { return {*at_->key_, *at_}; }
+        pointer operator->() const noexcept { return {**this}; }
+        const_iterator& operator++() noexcept {
+            at_ = map_->after(at_);
+            return *this;
+        }
+        const_iterator operator++(int) noexcept {
+            const const_iterator before = *this;
+            ++*this;
+            return before;
+        }
+        friend bool operator==(const const_iterator& left, const const_iterator& right) noexcept {
+            return left.at_ == right.at_;
+        }
+
+    private:
+        friend XMLAttrMap;
+        const_iterator(const XMLAttrMap& map, const XMLAttr* at) noexcept : map_(&map), at_(at) {}
+
+        const XMLAttrMap* map_ = nullptr;
+        const XMLAttr* at_ = nullptr;
+    };
+    using iterator = const_iterator;
+
+    unsigned long size() const noexcept { return size_; }
+    bool empty() const noexcept { return size_ == 0; }
+    const_iterator begin() const noexcept { return {*this, after(nullptr)}; }
+    const_iterator end() const noexcept { return {*this, nullptr}; }
+    const_iterator find(istr name) const noexcept { return {*this, search(name)}; }
+    unsigned long count(istr name) const noexcept { return search(name) != nullptr ? 1 : 0; }
+
+private:
+    friend class XMLNode;
+    friend class XMLParser;
+
+    // Memory for attributes, filled in the order in which they come.
+    struct Chunk;
+    struct ByName {
+        using is_transparent = void;
+        bool operator()(const XMLAttr* left, const XMLAttr* right) const noexcept;
+        bool operator()(const XMLAttr* left, istr right) const noexcept;
+        bool operator()(istr left, const XMLAttr* right) const noexcept;
+    };
+    using Index = std::set<XMLAttr*, ByName>;
+    using Order = std::vector<XMLAttr*>;
+    // What few nodes need: an index of many attributes, and the list of names once one is in it
+    // twice.
+    struct Extra {
+        Index index;
+        Order order;
+    };
+    struct Release {
+        void operator()(XMLAttrMap* map) const noexcept;
+    };
+    using Owner = std::unique_ptr<XMLAttrMap, Release>;
+
+    // In the pool of a tree, or on the heap if there is none.
+    static Owner create(xml::Pool* pool);
+    explicit XMLAttrMap(bool pooled) noexcept : pooled_(pooled), plain_(pooled) {}
+    ~XMLAttrMap();
+
+    // The list of names has an entry for each time that a name was added.
+    unsigned long listed() const noexcept { return isRepeated() ? extra_->order.size() : size_; }
+    XMLAttr* listedAt(unsigned long position) const noexcept;
+    // Calls `visit` for each entry of the list.
+    template <class Visit>
+    void visitListed(Visit visit) const;
+    // Each attribute once.
+    template <class Visit>
+    void visitChunks(Visit visit) const;
+
+    // Null if there is none.
+    XMLAttr* search(istr name) const noexcept;
+    XMLAttr* search(istr name, unsigned long long mark) const noexcept;
+    // One of 64 bits, by which most names that are not there are told.
+    static unsigned long long markOf(istr name) noexcept;
+    XMLAttr* searchOneByOne(istr name) const noexcept;
+    XMLAttr* searchIndex(istr name) const noexcept;
+    // The next one by name; the first one behind null.
+    const XMLAttr* after(const XMLAttr* at) const noexcept;
+
+    // Lists the name, and gives its attribute the value. A failure changes nothing.
+    XMLAttr& add(istr name, String&& value, XMLNode* node, xml::Pool* pool);
+    // The same for texts of a parser, with nothing to decode.
+    XMLAttr& addParsed(const xml::ParsedText& name, const xml::ParsedText& value, XMLNode* node,
+                       xml::Pool* pool);
+    template <class MakeName, class MakeValue>
+    XMLAttr& addNew(unsigned long long mark, const MakeName& makeName, const MakeValue& makeValue,
+                    XMLNode* node, xml::Pool* pool);
+    void listAgain(XMLAttr* attr);
+    XMLAttr* slot(xml::Pool* pool);
+    XMLAttr* slotInNewChunk(xml::Pool* pool);
+    void index(XMLAttr* attr);
+    bool isRepeated() const noexcept { return extra_ != nullptr && !extra_->order.empty(); }
+    Extra& extra();
+    void belongTo(XMLNode* node) noexcept;
+
+    // Up to so many attributes are searched one by one.
+    static constexpr ulong32 kSearched = 16;
+
+    Chunk* first_ = nullptr;
+    Chunk* last_ = nullptr;
+    std::unique_ptr<Extra> extra_;
+    unsigned long long marks_ = 0;  // of all names
+    ulong32 size_ = 0;
+    bool pooled_;
+    // All attributes are of a parser and have short texts, and none was handed out to be changed.
+    // They own nothing then, so nothing of them has to be destroyed.
+    bool plain_;
+};
+
+// Writes str().
+QOR_API std::ostream& operator<<(std::ostream& os, const XMLAttr& attr);
+
+extern template class QOR_API CreateByAllocate<null_attr>;
+
+}  // namespace qor
+
+#endif  // QOR_XML_XMLATTR_H

@@ -1,0 +1,193 @@
+#ifndef QOR_XML_XMLNODE_H
+#define QOR_XML_XMLNODE_H
+
+#include <atomic>
+#include <cstddef>
+#include <functional>
+#include <iosfwd>
+#include <map>
+#include <memory>
+#include <utility>
+#include <vector>
+
+#include "qor/base/base_type_string.h"
+#include "qor/util/singleton_T.h"
+#include "qor/xml/XMLAttr.h"
+
+namespace qor {
+
+// An element of an XML tree: a name, its text (all of it run together, with entities decoded),
+// attributes and children, both in order.
+//
+//     XMLNode book("book", nullptr);
+//     book.attr("id").value("7");
+//     book.child("title").cdata("R & D");
+//     book.str(false, 0);   // <book id="7"><title><![CDATA[R & D]]></title></book>
+//
+// A node owns its children, and they are deleted through it alone. What is not there is not a null
+// pointer but one of two shared objects, XMLNode::null() and XMLAttr::null(), whose own look-ups
+// give the null objects again; so look-ups of a const node can be chained without checks. Those of
+// a node that is not const make what they do not find.
+//
+// Finding a child or an attribute by its name takes O(log n). Making, copying, writing and deleting
+// a tree of any depth take no more of the stack than a flat one. A failure leaves a node as it was.
+//
+// Several threads may read one tree, by const operations, while none of them changes it.
+class QOR_API XMLNode {
+public:
+    // Selects the constructor from text.
+    struct cdata_t {};
+    using ChildMap = std::multimap<String, XMLNode*, std::less<>>;
+
+    // A parent takes the node as addChildNode does, and the node must then be made by new.
+    XMLNode(istr name, XMLNode* parent);
+    // A node without a name.
+    XMLNode(istr text, cdata_t tag);
+    // Deep copies; the new node has no parent.
+    XMLNode(const XMLNode& other);
+    virtual ~XMLNode();
+
+    // Deep copies in place of all but the parent. The other node may be a part of this one.
+    XMLNode& assign(const XMLNode& other);
+    XMLNode& operator=(const XMLNode& other) { return assign(other); }
+    // Adds a deep copy of the other node as the last child.
+    XMLNode& append(const XMLNode& other);
+    XMLNode& operator+=(const XMLNode& other) { return append(other); }
+
+    // The shared node that stands for one that is not there. Nobody changes it.
+    static const XMLNode& null();
+    // At the end of the process: references to it must be gone.
+    static void destroy_null() noexcept;
+    bool isNull() const { return this == &null(); }
+    // No name, no text, no attributes, no children. Such a node is not null.
+    bool isEmpty() const noexcept { return name_.empty() && cdata_.empty() && isSimple(); }
+    bool isSimple() const noexcept { return numofAttrs() == 0 && children_.empty(); }
+
+    const String& name() const noexcept { return name_; }
+    // Among children of one name a renamed one counts as the last one.
+    void name(istr text);
+    void name(const char* from, const char* to) { name(istr(from, to)); }
+    const String& cdata() const noexcept { return cdata_; }
+    // To append to.
+    String& cdata() noexcept { return cdata_; }
+    void cdata(istr text) { cdata_ = text; }
+    XMLNode* parent() const noexcept { return parent_; }
+    // Tells another parent; the node stays the child of whose child it is.
+    void parent(XMLNode* node) noexcept { parent_ = node; }
+    // The number of ancestors.
+    unsigned getDepth() const noexcept;
+
+    // Attributes.
+
+    // Made with an empty value if it is not there: reading in this way changes the tree.
+    XMLAttr& attr(istr name);
+    XMLAttr& operator()(istr name) { return attr(name); }
+    const XMLAttr& attr(istr name) const;
+    const XMLAttr& operator()(istr name) const { return attr(name); }
+    // By the position in the list of names.
+    const XMLAttr& attr(unsigned long index) const;
+    const XMLAttr& attr(unsigned long index) { return std::as_const(*this).attr(index); }
+    unsigned long numofAttrs() const noexcept { return attrs_ != nullptr ? attrs_->listed() : 0; }
+    // The names in the order in which they were added, which is that of the output. A new vector.
+    std::vector<String> getAttrNames() const;
+    // Valid until the node changes.
+    const XMLAttrMap& getAttrMap() const noexcept;
+    // Lists the name once more, also if it is there; then the one attribute of that name gets the
+    // value. It is meant that such an attribute is written twice.
+    void addAttr(const XMLAttr& attr) { addAttr(attr.name(), attr.value()); }
+    void addAttr(istr name, istr value);
+    void clearAttrs() noexcept { attrs_.reset(); }
+
+    // Children.
+
+    // The first child of that name, made if there is none.
+    XMLNode& child(istr name);
+    XMLNode& operator[](istr name) { return child(name); }
+    const XMLNode& child(istr name) const;
+    const XMLNode& operator[](istr name) const { return child(name); }
+    const XMLNode& child(unsigned long index) const;
+    const XMLNode& child(unsigned long index) { return std::as_const(*this).child(index); }
+    const XMLNode& operator[](unsigned long index) const { return child(index); }
+    const XMLNode& operator[](unsigned long index) { return child(index); }
+    unsigned long numofChildren() const noexcept { return children_.size(); }
+    const std::vector<XMLNode*>& getChildNodes() const noexcept { return children_; }
+    // By name, equal names in the order in which they came to have it. Made at the first call and
+    // kept right from then on.
+    const ChildMap& getChildNodeMap() const;
+    // Replaces the vector by all children of that name.
+    void getChildren(istr name, std::vector<XMLNode*>& found) const;
+    // Takes a node that was made by new and has no parent. If this raises, it is still the
+    // caller's. Null is ignored.
+    void addChildNode(XMLNode* node);
+    XMLNode* addChildNode(istr name);
+    void clearNodes() noexcept;
+
+    // The element as text, without an end of line. Pretty text has a line for each element, four
+    // blanks for each level, and lines of their own for all attributes but the first and those
+    // whose names begin with "__"; nothing stands in front of the first line. Text of a node with
+    // children follows them.
+    String str(bool pretty, unsigned depth) const;
+    // Pretty, at the level of the dumper.
+    dumper& dump(dumper& d) const;
+
+    // Tell the leak table.
+    static void* operator new(std::size_t size);
+    static void* operator new(std::size_t size, const char* file, unsigned line, const char* func);
+    static void operator delete(void* ptr) noexcept;
+    static void operator delete(void* ptr, const char* file, unsigned line,
+                                const char* func) noexcept;
+
+private:
+    friend class XMLParser;
+    friend class null_node;
+    class Writer;
+
+    XMLNode() noexcept = default;
+
+    // A child in the pool of its tree; a root makes the pool.
+    explicit XMLNode(const xml::ParsedText& name);
+    XMLNode* addPooled(const xml::ParsedText& name, xml::Pool& pool);
+    xml::Pool& makePool(std::size_t firstPage);
+    XMLAttr& addListed(istr name, String&& value, xml::Pool* pool);
+
+    void copyFrom(const XMLNode& other);
+    void copyOwn(const XMLNode& other);
+    void makeRoom();
+    void link(XMLNode* node);
+    bool isSearched() const noexcept;
+    XMLNode* find(istr name) const;
+    ChildMap& childMap() const;
+    void prepareRename(XMLNode* child, const String& newName);
+    void belong() noexcept;
+    static void destroy(XMLNode* node) noexcept;
+
+    // Up to so many children are searched one by one.
+    static constexpr unsigned long kSearched = 16;
+    static constexpr std::size_t kFirstCapacity = 8;
+
+    std::unique_ptr<xml::Pool> pool_;  // of a parsed tree's root; the last to go
+    String name_;
+    String cdata_;
+    XMLAttrMap::Owner attrs_;  // null for none
+    std::vector<XMLNode*> children_;
+    mutable std::atomic<ChildMap*> childMap_{nullptr};  // owned
+    XMLNode* parent_ = nullptr;
+    XMLNode* holder_ = nullptr;  // the node that this one is a child of
+    ChildMap::iterator entry_;   // in the map of the holder, if that has one
+    bool pooled_ = false;
+};
+
+class QOR_API null_node : public XMLNode {
+private:
+    friend CreateByAllocate<null_node>;
+    null_node() = default;
+};
+
+// Writes str(true, 0).
+QOR_API std::ostream& operator<<(std::ostream& os, const XMLNode& node);
+
+extern template class QOR_API CreateByAllocate<null_node>;
+
+}  // namespace qor
+
+#endif  // QOR_XML_XMLNODE_H

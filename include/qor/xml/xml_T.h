@@ -1,0 +1,313 @@
+#ifndef QOR_XML_XML_T_H
+#define QOR_XML_XML_T_H
+
+#include <concepts>
+#include <cstddef>
+#include <memory>
+#include <type_traits>
+#include <utility>
+
+#include "qor/base/field.h"
+#include "qor/xml/XMLStream.h"
+
+// How user types reach XML. A type with a codec (see qor/base/field.h), or one derived from
+// XMLCodecBase, is written and read by
+//
+//     XMLStream out;
+//     xml::encode(out, contact);                    // out.str(true, 0) is the text
+//     xml::decode(XMLInStream(text), contact);
+//
+// A field is a child element named by it, and is read from an attribute of that name if there is no
+// such child. A container is an element with a child named "any" for each element, which an object
+// renames; one that is read may have any names, and replaces what the container held. An optional
+// value that is not set is no field. What is missing leaves the member as it was.
+
+namespace qor {
+
+namespace xml {
+
+// How deeply objects may be nested in what is read; those beyond are as if they were missing. Each
+// level takes the stack of one codec.
+inline constexpr unsigned kMaxDepth = 500;
+
+template <class T>
+concept Object = std::derived_from<T, XMLCodecBase> || CodecType<T, XMLStream>;
+
+// Queues and stacks, by the container in them.
+template <class C>
+concept Adaptor = requires(C& c) {
+    typename C::container_type;
+    c.push(std::declval<typename C::value_type>());
+    c.pop();
+}
+&&!requires {
+    typename C::value_compare;
+};
+
+template <class T>
+constexpr void refuse() noexcept {
+    static_assert(!sizeof(T),
+                  "XML cannot carry this type: it is no scalar, text, bytes or time, no container "
+                  "that can be appended to, and has no codec");
+}
+
+namespace binding {
+
+inline constexpr istr kItem("any", 3);
+inline constexpr istr kKey("__key__", 7);
+
+// The type word of a container. Those that are not named here have that of the nearest one.
+template <class C>
+constexpr istr wordOf() noexcept {
+    if constexpr (Adaptor<C>) {
+        return requires(C & c) {
+            c.front();
+        }
+        ? istr("queue", 5) : istr("stack", 5);
+    } else if constexpr (MapContainer<C>) {
+        return requires(C & c, typename C::key_type k) {
+            c[k];
+        }
+        ? istr("map", 3) : istr("multimap", 8);
+    } else if constexpr (SetContainer<C>) {
+        return requires(C & c, typename C::value_type v) {
+            c.insert(v).second;
+        }
+        ? istr("set", 3) : istr("multiset", 8);
+    } else if constexpr (requires(C & c) { c.reserve(1); }) {
+        return istr();
+    } else {
+        return requires(C & c) {
+            c[0];
+        }
+        ? istr("deque", 5) : istr("list", 4);
+    }
+}
+
+// The container of an adaptor is protected.
+template <class A>
+const typename A::container_type& itemsOf(const A& adaptor) {
+    struct Access : A {
+        static const typename A::container_type& of(const A& a) { return a.*(&Access::c); }
+    };
+    return Access::of(adaptor);
+}
+
+template <class T>
+void store(XMLNode& node, const T& value);
+template <class T>
+bool load(const XMLNode& node, unsigned nesting, T& target);
+
+// A child is whole before its parent takes it.
+template <class T>
+XMLNode& addItem(XMLNode& parent, istr name, const T& value) {
+    std::unique_ptr<XMLNode> item(new (__FILE__, __LINE__, "qor::xml::addItem")
+                                      XMLNode(name, nullptr));
+    store(*item, value);
+    parent.addChildNode(item.get());
+    return *item.release();
+}
+
+template <class C>
+void storeItems(XMLNode& node, const C& container) {
+    if constexpr (Adaptor<C>) {
+        for (const typename C::value_type& item : itemsOf(container))
+            addItem(node, kItem, item);
+    } else if constexpr (MapContainer<C>) {
+        for (const auto& [key, mapped] : container) {
+            String text;
+            formatValue(key, text);
+            std::unique_ptr<XMLNode> item(new (__FILE__, __LINE__, "qor::xml::addItem")
+                                              XMLNode(kItem, nullptr));
+            item->attr(kKey).value(text);
+            store(*item, mapped);
+            node.addChildNode(item.get());
+            static_cast<void>(item.release());
+        }
+    } else {
+        for (const typename C::value_type& item : container)
+            addItem(node, kItem, item);
+    }
+}
+
+template <class T>
+void store(XMLNode& node, const T& value) {
+    if constexpr (OptionalValue<T>) {
+        if (value.isSet()) store(node, value.value());
+    } else if constexpr (std::derived_from<T, XMLCodecBase>) {
+        XMLOutStream out(node);
+        value.encodeXml(out);
+    } else if constexpr (Object<T>) {
+        XMLStream out(XMLStream::out_t(), node);
+        forCodec(value).codec(out);
+    } else if constexpr (Writable<T> || VolatileScalar<T>) {
+        XMLOutStream out(node);
+        out << value;
+    } else if constexpr (Container<T> || Adaptor<T>) {
+        if (constexpr istr word = wordOf<T>(); !word.empty()) XMLOutStream(node).type(word);
+        storeItems(node, value);
+    } else {
+        refuse<T>();
+    }
+}
+
+template <class C>
+void loadItem(const XMLNode& node, unsigned nesting, C& items) {
+    if constexpr (MapContainer<C>) {
+        typename C::key_type key{};
+        typename C::mapped_type mapped{};
+        const XMLAttr& text = node.attr(kKey);
+        // Without a key there is no place for it.
+        if (text.isNull() || !parseValue(text.value(), key)) return;
+        load(node, nesting, mapped);
+        items.emplace(std::move(key), std::move(mapped));
+    } else {
+        typename C::value_type item{};
+        load(node, nesting, item);
+        if constexpr (Adaptor<C>) {
+            items.push(std::move(item));
+        } else if constexpr (SetContainer<C>) {
+            items.insert(std::move(item));
+        } else {
+            items.push_back(std::move(item));
+        }
+    }
+}
+
+template <class C>
+void loadItems(const XMLNode& node, unsigned nesting, C& target) {
+    C items;
+    if constexpr (requires { items.reserve(std::size_t()); }) items.reserve(node.numofChildren());
+    for (const XMLNode* const child : node.getChildNodes())
+        loadItem(*child, nesting, items);
+    target = std::move(items);
+}
+
+// Whether the node was there, and was what the target is.
+template <class T>
+bool load(const XMLNode& node, unsigned nesting, T& target) {
+    static_assert(!std::is_const_v<T>, "a const member cannot be read into");
+    if (node.isNull()) return false;
+    if constexpr (OptionalValue<T>) {
+        typename T::value_type present = target.value();
+        if (!load(node, nesting, present)) return false;
+        target = std::move(present);
+        return true;
+    } else if constexpr (Object<T>) {
+        if (nesting >= kMaxDepth) return false;
+        XMLStream in(XMLStream::in_t(), node);
+        in.nesting(nesting + 1);
+        if constexpr (std::derived_from<T, XMLCodecBase>) {
+            target.decodeXml(in);
+        } else {
+            target.codec(in);
+        }
+        return true;
+    } else if constexpr (Readable<T> || VolatileScalar<T>) {
+        return XMLInStream(node) >> target;
+    } else if constexpr (Container<T> || Adaptor<T>) {
+        loadItems(node, nesting, target);
+        return true;
+    } else {
+        refuse<T>();
+        return false;
+    }
+}
+
+// From an attribute there come scalars, text, bytes and times alone.
+template <class T>
+bool loadAttr(const XMLAttr& attr, T& target) {
+    if (attr.isNull()) return false;
+    if constexpr (OptionalValue<T>) {
+        typename T::value_type present = target.value();
+        if (!loadAttr(attr, present)) return false;
+        target = std::move(present);
+        return true;
+    } else if constexpr (VolatileScalar<T>) {
+        std::remove_volatile_t<T> value = target;
+        const bool good = parseValue(attr.value(), value);
+        target = value;
+        return good;
+    } else if constexpr (Readable<T> && !Object<T>) {
+        return parseValue(attr.value(), target);
+    } else {
+        return false;
+    }
+}
+
+template <class T>
+void storeField(XMLNode& parent, istr name, const T& member) {
+    if constexpr (OptionalValue<T>) {
+        if (!member.isSet()) return;
+    }
+    // What is there already is written over.
+    if (std::as_const(parent).child(name).isNull()) {
+        addItem(parent, name, member);
+    } else {
+        store(parent.child(name), member);
+    }
+}
+
+template <class T>
+bool loadElement(const XMLStream& s, istr name, T& member) {
+    return load(s.node().child(name), s.nesting(), member);
+}
+
+}  // namespace binding
+
+// A field that is an element, and is not looked for among the attributes.
+template <class T>
+XMLStream& elementField(XMLStream& s, const FieldKey& key, T& member) {
+    if (s.isInputting()) {
+        binding::loadElement(s, key.name, member);
+    } else {
+        binding::storeField(s.node(), key.name, member);
+    }
+    return s;
+}
+
+// A field that is an attribute: a scalar, text, bytes or a time.
+template <class T>
+XMLStream& attrField(XMLStream& s, const FieldKey& key, T& member) {
+    if (s.isInputting()) {
+        binding::loadAttr(std::as_const(s).attr(key.name), member);
+    } else if constexpr (OptionalValue<T>) {
+        if (member.isSet()) attrField(s, key, forCodec(member.value()));
+    } else if constexpr (std::is_volatile_v<T>) {
+        const std::remove_cv_t<T> now = member;
+        attrField(s, key, forCodec(now));
+    } else {
+        String text;
+        formatValue(member, text);
+        s.attr(key.name).value(text);
+    }
+    return s;
+}
+
+// Writes an object into the stream's node, and reads it from there. Reading from a stream without a
+// node changes nothing.
+template <class T>
+void encode(XMLOutStream& s, const T& object) {
+    binding::store(s.node(), object);
+}
+template <class T>
+void decode(const XMLInStream& s, T& object) {
+    binding::load(s.node(), s.nesting(), object);
+}
+
+}  // namespace xml
+
+// The field of a codec.
+template <class T>
+XMLStream& field(XMLStream& s, const FieldKey& key, T& member) {
+    if (!s.isInputting()) {
+        xml::binding::storeField(s.node(), key.name, member);
+    } else if (!xml::binding::loadElement(s, key.name, member)) {
+        xml::binding::loadAttr(std::as_const(s).attr(key.name), member);
+    }
+    return s;
+}
+
+}  // namespace qor
+
+#endif  // QOR_XML_XML_T_H

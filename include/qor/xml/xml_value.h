@@ -1,0 +1,144 @@
+#ifndef QOR_XML_XML_VALUE_H
+#define QOR_XML_XML_VALUE_H
+
+#include <concepts>
+#include <string>
+#include <type_traits>
+
+#include "qor/base/base_type_bytes.h"
+#include "qor/base/base_type_number.h"
+#include "qor/base/base_type_string.h"
+#include "qor/base/base_type_time.h"
+#include "qor/util/BinaryStream.h"
+
+// Values as the text of an element or of an attribute.
+
+namespace qor::xml {
+
+// A volatile scalar, for a member that other threads read. One access reads or writes it.
+template <class T>
+concept VolatileScalar = std::is_volatile_v<T> && WireScalar<std::remove_volatile_t<T>>;
+
+// What a number is written and read as: bytes that are numbers as wider ones, so never as
+// characters.
+template <class T>
+struct NumberForm {
+    using type = T;
+};
+template <>
+struct NumberForm<Bit> {
+    using type = short;
+};
+template <>
+struct NumberForm<Byte> {
+    using type = unsigned short;
+};
+template <>
+struct NumberForm<Sbyte> {
+    using type = short;
+};
+template <NumberWrapper T>
+struct NumberForm<T> {
+    using type = typename T::value_type;
+};
+template <>
+struct NumberForm<bool> : NumberForm<Bit> {};
+
+// "\u" and four hexadecimal digits of the code's low 16 bits. Reading is false for text of another
+// length or beginning, and then sets 0.
+QOR_API void formatWide(wchar_t value, String& out);
+QOR_API bool parseWide(istr text, wchar_t& target);
+
+// Appends the text of a value: numbers in decimal, bool as 1 and 0, floating point in six
+// significant digits, a character of 8 bits as itself (a zero one as nothing, since it would end
+// the document), wide text as Base64 of UTF-8, bytes as Base64, Time as its full date and time.
+template <WireScalar T>
+void formatValue(const T& value, String& out) {
+    using Form = typename NumberForm<T>::type;
+    if constexpr (std::same_as<Form, wchar_t>) {
+        formatWide(value, out);
+    } else if constexpr (sizeof(Form) > 1 && std::same_as<T, Sbyte>) {
+        formatNumber<Form>(static_cast<signed char>(value.value()), out);
+    } else if constexpr (sizeof(Form) > 1) {
+        formatNumber(static_cast<Form>(value), out);
+    } else if (value != 0) {
+        out += static_cast<char>(value);
+    }
+}
+inline void formatValue(istr value, String& out) {
+    out += value;
+}
+QOR_API void formatValue(iwstr value, String& out);
+QOR_API void formatValue(const Bytes& value, String& out);
+QOR_API void formatValue(const Time& value, String& out);
+inline void formatValue(const std::string& value, String& out) {
+    out += value;
+}
+inline void formatValue(const char* value, String& out) {
+    out += value;
+}
+inline void formatValue(const unsigned char* value, String& out) {
+    out += value;
+}
+inline void formatValue(const std::wstring& value, String& out) {
+    formatValue(iwstr(value), out);
+}
+inline void formatValue(const wchar_t* value, String& out) {
+    formatValue(iwstr(value), out);
+}
+
+// Reads the text of a value. Numbers go by parseNumber: empty text leaves the target as it was,
+// other text without a number gives 0, and both are false. A character is the first one, or 0.
+// Base64 is decoded whatever it is. A text that is no Time is false.
+template <WireScalar T>
+bool parseValue(istr text, T& target) {
+    using Form = typename NumberForm<T>::type;
+    if constexpr (std::same_as<Form, wchar_t>) {
+        wchar_t value = 0;
+        const bool good = parseWide(text, value);
+        target = value;
+        return good;
+    } else if constexpr (sizeof(Form) == 1) {
+        target = text.empty() ? T() : static_cast<T>(*text);
+        return true;
+    } else {
+        Form value = static_cast<Form>(target);
+        const bool good = parseNumber(text, value);
+        target = static_cast<T>(value);
+        return good;
+    }
+}
+inline bool parseValue(istr text, std::string& target) {
+    target.assign(std::string_view(text));
+    return true;
+}
+QOR_API bool parseValue(istr text, std::wstring& target);
+QOR_API bool parseValue(istr text, Bytes& target);
+QOR_API bool parseValue(istr text, Time& target);
+
+// What can be written, and what can be read.
+template <class T>
+concept Writable = requires(const T& value, String& out) {
+    formatValue(value, out);
+};
+template <class T>
+concept Readable = requires(istr text, T& target) {
+    parseValue(text, target);
+};
+
+// The type word of an element with such a value; empty for most.
+template <class T>
+constexpr istr typeOf() noexcept {
+    if constexpr (std::same_as<T, Bytes>) {
+        return istr("base64", 6);
+    } else if constexpr (!WireScalar<T> && std::convertible_to<const T&, iwstr> &&
+                         !std::convertible_to<const T&, istr>) {
+        return istr("utf8", 4);
+    } else {
+        return istr();
+    }
+}
+
+}  // namespace qor::xml
+
+#endif  // QOR_XML_XML_VALUE_H

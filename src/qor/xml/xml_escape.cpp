@@ -1,0 +1,156 @@
+#include "qor/xml/xml_escape.h"
+
+#include <algorithm>
+#include <array>
+#include <string_view>
+
+#include "qor/base/base_type_number.h"
+#include "xml/escape.h"
+
+namespace qor::xml {
+
+namespace {
+
+constexpr std::string_view kCDataBegin = "<![CDATA[";
+constexpr std::string_view kCDataEnd = "]]>";
+
+// How far behind a "&" its ";" may stand.
+constexpr std::ptrdiff_t kLookAhead = 7;
+
+struct Entity {
+    char byte;
+    std::string_view text;
+
+    std::string_view name() const { return text.substr(1, text.size() - 2); }
+};
+constexpr std::array<Entity, 5> kEntities = {
+    {{'"', "&quot;"}, {'&', "&amp;"}, {'\'', "&apos;"}, {'<', "&lt;"}, {'>', "&gt;"}}};
+
+// For each byte 1 and its place in the list, or 0.
+constexpr std::array<unsigned char, 256> kPlaces = [] {
+    std::array<unsigned char, 256> places{};
+    for (std::size_t i = 0; i < kEntities.size(); ++i)
+        places[static_cast<unsigned char>(kEntities[i].byte)] = static_cast<unsigned char>(i + 1);
+    return places;
+}();
+
+unsigned char placeOf(char c) noexcept {
+    return kPlaces[static_cast<unsigned char>(c)];
+}
+
+bool isSpecial(char c) noexcept {
+    return placeOf(c) != 0;
+}
+
+unsigned char numeric(istr digits) noexcept {
+    unsigned value = 0;
+    if (digits.empty() || *digits != 'x') {
+        long number = 0;
+        parseNumber(digits, number);
+        return static_cast<unsigned char>(number);
+    }
+    for (const char digit : digits.removeLeft(1))
+        value = value * 16 + HexFromChar(digit);
+    return static_cast<unsigned char>(value);
+}
+
+// Appends what the name stands for; false for a name that is not known.
+bool appendNamed(String& out, istr name) {
+    if (!name.empty() && *name == '#') {
+        if (const unsigned char byte = numeric(name.removeLeft(1))) out += byte;
+        return true;
+    }
+    for (const Entity& entity : kEntities) {
+        if (std::string_view(name) == entity.name()) {
+            out += entity.byte;
+            return true;
+        }
+    }
+    return false;
+}
+
+void appendEscaped(String& out, const char* from, const char* end) {
+    while (true) {
+        const char* const special = std::find_if(from, end, isSpecial);
+        out.append(from, special);
+        if (special == end) return;
+        out.append(kEntities[placeOf(*special) - 1U].text);
+        from = special + 1;
+    }
+}
+
+// Replaces the text by what `append` makes of it.
+template <class Append>
+void replace(String& text, Append append) {
+    String out;
+    append(out, text);
+    text.swap(out);
+}
+
+}  // namespace
+
+void escape(String& out, istr text) {
+    const std::size_t size = out.size();
+    try {
+        appendEscaped(out, text.begin(), text.end());
+    } catch (...) {
+        out.resize(size);
+        throw;
+    }
+}
+
+void unescape(String& out, istr text) {
+    // The result is no longer than the text.
+    out.reserve(out.size() + text.size());
+    const char* from = text.begin();
+    const char* const end = text.end();
+    while (const char* const mark = findByte('&', from, end)) {
+        out.append(from, mark);
+        const char* const name = mark + 1;
+        const char* const last = name + std::min(kLookAhead, end - name);
+        const char* const semicolon = std::find(name, last, ';');
+        from = name;
+        if (semicolon == last) {
+            out += '&';
+            continue;
+        }
+        from = semicolon + 1;
+        if (!appendNamed(out, istr(name, semicolon))) out.append(mark, from);
+    }
+    out.append(from, end);
+}
+
+void encode_attr(String& text) {
+    replace(text, escape);
+}
+
+void decode_attr(String& text) {
+    replace(text, unescape);
+}
+
+void appendCData(String& out, istr text) {
+    if (std::none_of(text.begin(), text.end(), isSpecial)) {
+        out += text;
+    } else if (std::string_view(text).find(kCDataEnd) == std::string_view::npos) {
+        out.append(kCDataBegin);
+        out += text;
+        out.append(kCDataEnd);
+    } else {
+        escape(out, text);
+    }
+}
+
+void encode_cdata(String& text) {
+    replace(text, appendCData);
+}
+
+void decode_cdata(String& text) {
+    if (text.starts_with(kCDataBegin) && text.ends_with(kCDataEnd)) {
+        text.erase(text.size() - kCDataEnd.size());
+        text.erase(0, kCDataBegin.size());
+    } else {
+        replace(text, unescape);
+    }
+}
+
+}  // namespace qor::xml

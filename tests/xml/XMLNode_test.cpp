@@ -1,0 +1,261 @@
+#include "qor/xml/XMLNode.h"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <sstream>
+#include <thread>
+
+#include "qor/log/log_dumper.h"
+#include "qor/xml/XMLParser.h"
+#include "support/allocation.h"
+
+namespace qor {
+namespace {
+
+// Names and values in the order of the map.
+String shown(const XMLAttrMap& map) {
+    String text;
+    for (const auto& [name, attr] : map)
+        text += name + "=" + attr.value() + " ";
+    return text;
+}
+
+String shown(const std::vector<XMLNode*>& nodes) {
+    String text;
+    for (const XMLNode* node : nodes)
+        text += node->name() + "=" + node->cdata() + " ";
+    return text;
+}
+
+// A child of that name and text.
+XMLNode* add(XMLNode& parent, istr name, istr text) {
+    XMLNode* const child = parent.addChildNode(name);
+    child->cdata(text);
+    return child;
+}
+
+TEST(XMLNode, IsWrittenInBothForms) {
+    XMLNode a("a", nullptr);
+    a.attr("x").value("1");
+    a.attr("y").value("2");
+    a.cdata("t");
+    a["b"].cdata("u<v");
+    a.child("c");
+    EXPECT_EQ(a.str(false, 0), "<a x=\"1\" y=\"2\"><b><![CDATA[u<v]]></b><c/>t</a>");
+    const String pretty =
+        "<a x=\"1\"\n     y=\"2\"\n    >\n    <b><![CDATA[u<v]]></b>\n    <c/>\n    t\n</a>";
+    EXPECT_EQ(a.str(true, 0), pretty);
+    std::ostringstream os;
+    os << a;
+    EXPECT_EQ(os.str(), pretty);
+    dumper d;
+    d.level(2);
+    a.dump(d);
+    EXPECT_EQ(d.str(), a.str(true, 2));
+    EXPECT_EQ(a.str(true, 2),
+              "<a x=\"1\"\n             y=\"2\"\n            >\n            "
+              "<b><![CDATA[u<v]]></b>\n            <c/>\n            t\n        </a>");
+    // Meta attributes stay on the line, and do not move the end of the tag.
+    XMLNode meta("m", nullptr);
+    meta.addAttr("__type__", "t");
+    meta.addAttr("__key__", "\"k\"");
+    EXPECT_EQ(meta.str(true, 0), "<m __type__=\"t\" __key__=\"&quot;k&quot;\"/>");
+    meta.addAttr("z", "1");
+    EXPECT_EQ(meta.str(true, 0),
+              "<m __type__=\"t\" __key__=\"&quot;k&quot;\"\n     z=\"1\"\n    />");
+    meta.addAttr("", "no name");
+    meta.cdata("v");
+    EXPECT_EQ(meta.str(false, 0), "<m __type__=\"t\" __key__=\"&quot;k&quot;\" z=\"1\">v</m>");
+    EXPECT_EQ(XMLNode("a<", XMLNode::cdata_t()).str(true, 0), "<><![CDATA[a<]]></>");
+}
+
+TEST(XMLNode, GivesNullObjectsForWhatIsNotThere) {
+    XMLNode node("n", nullptr);
+    const XMLNode& fixed = node;
+    EXPECT_TRUE(fixed["x"]["y"].isNull() && fixed["x"]("z").isNull() && fixed[0].isNull());
+    EXPECT_TRUE(fixed.attr(0).isNull() && fixed("z").str().empty() && node[0].isNull());
+    EXPECT_EQ(XMLNode::null().str(true, 0), "");
+    EXPECT_TRUE(XMLNode::null().isEmpty() && fixed.isSimple() && !fixed.isEmpty());
+    EXPECT_TRUE(fixed.getAttrMap().empty() &&
+                fixed.getAttrMap().begin() == fixed.getAttrMap().end());
+    // Reading by what is not const makes it.
+    EXPECT_EQ(node("z").value(), "");
+    EXPECT_EQ(node.str(false, 0), "<n z=\"\"/>");
+    XMLNode empty("", nullptr);
+    EXPECT_TRUE(empty.isEmpty() && !empty.isNull());
+    XMLNode::destroy_null();
+    XMLAttr::destroy_null();
+    EXPECT_TRUE(fixed["x"]("y").isNull());
+}
+
+TEST(XMLNode, ListsANameAsOftenAsItWasAdded) {
+    for (const int more : {0, 40}) {  // searched, and with an index
+        XMLNode node("n", nullptr);
+        for (int i = 0; i < more; ++i)
+            node.addAttr("m" + std::to_string(i), "");
+        XMLAttr& b = node.attr("b");
+        node.addAttr("a", "1");
+        node.addAttr(XMLAttr("b", "2", nullptr));
+        node.addAttr("c", "3");
+        node.addAttr("a", "4");
+        EXPECT_EQ(&b, &node("b"));
+        EXPECT_EQ(b.node(), &node);
+        const unsigned long first = static_cast<unsigned long>(more);
+        EXPECT_EQ(node.numofAttrs(), first + 5);
+        EXPECT_EQ(node.getAttrMap().size(), first + 3);
+        EXPECT_EQ(node.attr(first + 4).value(), "4");
+        EXPECT_TRUE(node.attr(first + 5).isNull());
+        EXPECT_TRUE(node.str(false, 0).ends_with(" b=\"2\" a=\"4\" b=\"2\" c=\"3\" a=\"4\"/>"));
+        EXPECT_TRUE(shown(node.getAttrMap()).starts_with("a=4 b=2 c=3 "));
+        EXPECT_EQ(node.getAttrNames().back(), "a");
+        const XMLNode copy(node);
+        EXPECT_EQ(copy.str(false, 0), node.str(false, 0));
+        EXPECT_EQ(copy("b").node(), &copy);
+        // It is found by the name that it came with, and writes the one that it has.
+        b.name("y");
+        b = XMLAttr("z", "2", &node);
+        EXPECT_EQ(node.getAttrMap().find("b")->second.name(), "z");
+        EXPECT_EQ(node.getAttrMap().count("z"), 0u);
+        EXPECT_TRUE(node.str(false, 0).ends_with(" z=\"2\" a=\"4\" z=\"2\" c=\"3\" a=\"4\"/>"));
+        EXPECT_EQ(XMLNode(node).str(false, 0), node.str(false, 0));
+        node.clearAttrs();
+        EXPECT_EQ(node.numofAttrs(), 0u);
+    }
+}
+
+TEST(XMLNode, KeepsTheMapOfChildrenRight) {
+    for (const int more : {0, 40}) {  // searched, and with a map
+        XMLNode root("r", nullptr);
+        for (int i = 0; i < more; ++i)
+            add(root, "m" + std::to_string(i), "");
+        XMLNode* const a1 = add(root, "a", "1");
+        add(root, "a", "2");
+        XMLNode* const b = add(root, "b", "3");
+        std::vector<XMLNode*> found;
+        root.getChildren("a", found);
+        EXPECT_EQ(shown(found), "a=1 a=2 ");
+        a1->name("b");
+        EXPECT_EQ(&root["b"], b);
+        EXPECT_EQ(root["a"].cdata(), "2");
+        a1->name("a");  // is the last one of its name now
+        root.getChildren("a", found);
+        EXPECT_EQ(shown(found), "a=2 a=1 ");
+        b->assign(*a1);
+        root.getChildren("a", found);
+        EXPECT_EQ(shown(found), "a=2 a=1 a=1 ");
+        EXPECT_TRUE(std::as_const(root)["b"].isNull());
+        EXPECT_EQ(b->parent(), &root);
+        const String name = "xab";
+        b->name(name.data() + 1, name.data() + 3);
+        EXPECT_EQ(root.getChildNodeMap().find("ab")->second, b);
+        EXPECT_EQ(root.getChildNodeMap().size(), root.numofChildren());
+        EXPECT_EQ(b->getDepth(), 1u);
+        root.clearNodes();
+        EXPECT_TRUE(root.isSimple() && root.getChildNodeMap().empty());
+    }
+}
+
+TEST(XMLNode, CopiesAndTakesParts) {
+    const XMLParser parser("<r><a x='1'>t<b/></a><c/></r>");
+    XMLNode root(*parser.rootNode());
+    EXPECT_EQ(root.str(false, 0), "<r><a x=\"1\"><b/>t</a><c/></r>");
+    root += root;
+    EXPECT_EQ(root.str(false, 0), "<r><a x=\"1\"><b/>t</a><c/><r><a x=\"1\"><b/>t</a><c/></r></r>");
+    root = root["a"];
+    EXPECT_EQ(root.str(false, 0), "<a x=\"1\"><b/>t</a>");
+    EXPECT_EQ(root("x").node(), &root);
+    EXPECT_EQ(root["b"].parent(), &root);
+    root.assign(root);
+    XMLNode* const own = new XMLNode("own", &root);
+    root.addChildNode(static_cast<XMLNode*>(nullptr));
+    EXPECT_EQ(root.getChildNodes().back(), own);
+    EXPECT_EQ(root.numofChildren(), 2u);
+}
+
+TEST(XMLNode, AFailureChangesNothing) {
+    const XMLParser parser(
+        "<r><a long-name-of-an-attribute='long value of an attribute'><b/></a></r>");
+    const String text = parser.rootNode()->str(false, 0);
+    const support::AllocationCounter counter;
+    {
+        XMLNode root("r", nullptr);
+        for (int i = 0; i < 16; ++i) {
+            root.addChildNode("c");
+            root.addAttr("a" + std::to_string(i), "");
+        }
+        root.addAttr("a0", "");
+        const String before = root.str(false, 0);
+        const auto unchanged = [&] {
+            EXPECT_EQ(root.str(false, 0), before);
+            EXPECT_EQ(root.getAttrMap().size(), 16u);
+            EXPECT_EQ(root["c"].numofAttrs(), 0u);
+        };
+        const String longName = std::string(40, 'n');
+        using support::failEachAllocation;
+        EXPECT_GT(failEachAllocation([&] { root.addAttr(longName, longName); }, unchanged), 4u);
+        root.clearAttrs();
+        for (int i = 0; i < 16; ++i)
+            root.addAttr("a" + std::to_string(i), "");
+        root.addAttr("a0", "");
+        EXPECT_GT(failEachAllocation([&] { root.append(*parser.rootNode()); }, unchanged), 6u);
+        XMLNode& last = *root.getChildNodes().back();
+        EXPECT_EQ(last.str(false, 0), text);
+        const String whole = root.str(false, 0);
+        const auto same = [&] { EXPECT_EQ(root.str(false, 0), whole); };
+        EXPECT_GT(failEachAllocation([&] { root.getChildNodes()[3]->name(longName); }, same), 2u);
+        EXPECT_EQ(root.child(longName).name(), longName);
+        EXPECT_GT(failEachAllocation([&] { last.assign(root[longName]); },
+                                     [&] { EXPECT_EQ(last.str(false, 0), text); }),
+                  1u);
+        EXPECT_EQ(last.str(false, 0), "<" + longName + "/>");
+    }
+    EXPECT_EQ(counter.outstanding(), 0);
+}
+
+TEST(XMLNode, TreesOfAnyShapeTakeNoStackAndNoMoreThanTheirSize) {
+    constexpr int kDeep = 1000000;
+    String deep;
+    for (int i = 0; i < kDeep; ++i)
+        deep += "<a>";
+    const XMLParser parser{istr(deep)};
+    const XMLNode copy(*parser.rootNode());
+    EXPECT_EQ(copy.str(false, 0).size(), 7u * kDeep - 3);
+
+    constexpr int kMany = 100000;
+    XMLNode wide("w", nullptr);
+    for (int i = 0; i < kMany; ++i)
+        wide.addChildNode("c");
+    for (int i = kMany - 1; i >= 0; --i)
+        wide.getChildNodes()[static_cast<unsigned>(i)]->name("d" + std::to_string(i));
+    EXPECT_EQ(std::as_const(wide)["d77"].name(), "d77");
+    String text = "<a ";
+    for (int i = 0; i < kMany; ++i)
+        text += "a" + std::to_string(i % (kMany / 2)) + "='&amp;'";
+    const XMLParser attrs(text + "/>");
+    EXPECT_EQ(attrs.rootNode()->numofAttrs(), unsigned(kMany));
+    EXPECT_EQ(attrs.rootNode()->getAttrMap().size(), unsigned(kMany / 2));
+    EXPECT_EQ(attrs.rootNode()->attr(kMany - 1).value(), "&");
+}
+
+TEST(XMLNode, ManyThreadsReadOneTree) {
+    String text = "<r>";
+    for (int i = 0; i < 100; ++i)
+        text += "<n" + std::to_string(i) + " a='" + std::to_string(i) + "'/>";
+    const XMLParser parser(text + "</r>");
+    std::vector<std::jthread> threads;
+    std::atomic<int> sum = 0;
+    for (int t = 0; t < 4; ++t) {
+        threads.emplace_back([&] {
+            const XMLNode& root = *parser.rootNode();
+            for (int i = 0; i < 100; ++i)
+                sum += Long(root["n" + std::to_string(i)]("a").value());
+            if (root("no").isNull() && root["no"].isNull()) ++sum;
+        });
+    }
+    threads.clear();
+    EXPECT_EQ(sum, 4 * (4950 + 1));
+}
+
+}  // namespace
+}  // namespace qor

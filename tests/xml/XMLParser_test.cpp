@@ -1,0 +1,194 @@
+#include "qor/xml/XMLParser.h"
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <memory>
+#include <sstream>
+
+#include "support/allocation.h"
+#include "support/temp_dir.h"
+
+namespace qor {
+namespace {
+
+// Writes down what it is told: "+a" and "-a" for elements, "@x" for attributes, ".a" for text.
+struct Recorder : XMLParserCallback {
+    String calls;
+
+    void onNodeBegin(XMLParser*, XMLNode* node) override { calls += "+" + node->name(); }
+    void onNodeEnd(XMLParser*, XMLNode* node) override {
+        calls += "-" + (node != nullptr ? node->name() : String("null"));
+    }
+    void onCDATAFound(XMLParser*, XMLNode* node) override { calls += "." + node->name(); }
+    void onAttrFound(XMLParser*, XMLAttr* attr) override {
+        calls += "@" + attr->name() + "=" + attr->value();
+    }
+};
+
+TEST(XMLParser, TakesNearlyEverythingInSomeWay) {
+    const struct {
+        const char* text;
+        const char* calls;
+        const char* tree;
+    } cases[] = {
+        {"<a x='1'>t1<b/>t2<!--c--><![CDATA[<&]]></a>", "+a@x=1.a+b-b.a.a-a",
+         "<a x=\"1\"><b/><![CDATA[t1t2<&]]></a>"},
+        {"", "", ""},
+        {" \t\r\n", "", ""},
+        {"text only", "", ""},
+        {"<a></b>", "+a-a", "<a/>"},
+        {"<a><b></a>", "+a+b-b", "<a><b/></a>"},
+        {"<a/><b/>", "+a-a+b-b", "<b/>"},
+        {"<a>x</a>y<b/>", "+a.a-a", "<a>x</a>"},
+        {"</a><b/>", "-null", ""},
+        {"<a></a/><b/>", "+a-a+b-b", "<b/>"},
+        {"<a></><b/>", "+a-a+b-b", "<b/>"},
+        {"<a", "+a", "<a/>"},
+        {"<a/", "+a-a", "<a/>"},
+        {"<a><", "+a", "<a/>"},
+        {"<>t</>", "+.-", "<>t</>"},
+        {"< a >t", "+a.a", "<a>t</a>"},
+        {"<a/b>t", "+a.a", "<a>t</a>"},
+        {"<a<b =''>t", "+a<b@=.a<b", "<a<b>t</a<b>"},
+        // Text has the blanks in front of it; blanks alone are none, but at the end.
+        {"<a> <b/> x y <c/> </a>", "+a+b-b.a+c-c-a", "<a><b/><c/> x y </a>"},
+        {"<a>x<b/> ", "+a.a+b-b.a", "<a><b/>x </a>"},
+        {"<a> ]x</a>", "+a-a", "<a> ]x</a>"},  // without a call
+        {"<a>x]</a>", "+a.a-a", "<a>x]</a>"},
+        {"<a>&lt;&#65;&no;&</a>", "+a.a-a", "<a><![CDATA[<A&no;&]]></a>"},
+        // Attributes.
+        {"<a x = junk\"1>'\" y='&quot;\"'x='3'/>", "+a@x=1>'@y=\"\"@x=3-a",
+         "<a x=\"3\" y=\"&quot;&quot;\" x=\"3\"/>"},
+        {"<a b=1/>t<c d=\"e\">", "+a@b=e", "<a b=\"e\"/>"},
+        {"<a / x='1'>", "+a", "<a/>"},
+        {"<a x='1'<b>t", "+a@x=1.a", "<a x=\"1\">t</a>"},
+        {"<a b/c>='1'/>", "+a@b/c>=1-a", "<a b/c>=\"1\"/>"},
+        // Declarations and comments.
+        {"<?xml version='1.0'?><a><?p <b/> ?>t</a>", "+a.a-a", "<a>t</a>"},
+        {"<!DOCTYPE a><a/>", "+a-a", "<a/>"},
+        {"<!DOCTYPE a [<!ENTITY e \"x\"><!ELEMENT a (b)>] z><a>&e;]</a>", "+a.a-a",
+         "<a><![CDATA[&e;]]]></a>"},
+        {"<a><!ENTITY x><!-- <b/> -- > --->t<!-- u", "+a.a", "<a>t</a>"},
+        {"<a><!FOO>t<b/></a>", "+a.a+b-b-a", "<a><b/><![CDATA[FOO>t]]></a>"},
+        {"<a><!", "+a", "<a/>"},
+        // CDATA sections; one without an end loses its last two bytes.
+        {"<a><![CDATA[]]>x<![CDATA[]]]>]]></a>", "+a.a.a.a-a", "<a>x]]]&gt;</a>"},
+        {"<a><![CDATA[hello", "+a.a", "<a>hel</a>"},
+        {"<a><![CDATA[h", "+a.a", "<a/>"},
+        {"<a><![CDATA", "+a.a", "<a>[CDATA</a>"},
+        {"<![CDATA[x]]><a/>", "+a-a", "<a/>"},
+    };
+    for (const auto& c : cases) {
+        Recorder recorder;
+        XMLParser parser;
+        parser.setCallback(&recorder);
+        parser.parse(istr(c.text));
+        EXPECT_EQ(recorder.calls, c.calls) << c.text;
+        const String tree = parser.rootNode() != nullptr ? parser.rootNode()->str(false, 0) : "";
+        EXPECT_EQ(tree, c.tree) << c.text;
+    }
+}
+
+TEST(XMLParser, RefusesFourMalformations) {
+    const struct {
+        const char* text;
+        const char* tree;
+        const char* message;
+        unsigned line;
+    } cases[] = {
+        {"<a><?x", "<a/>", "Malformed XML processing node - end '?>' expected, but none found.",
+         212},
+        {"<a x='1'><b/", nullptr, nullptr, 0},
+        {"<a x='1' b/>", "<a x=\"1\"/>", "Malformed XML Attribute - no = found", 527},
+        {"<a b=1/>", "<a/>",
+         "Malformed XML Attribute - string literal expected, but no beginning quote (\") found.",
+         541},
+        {"<a b='1\">", "<a/>",
+         "Malformed XML Attribute - string literal expected, but no ending quote (\") found.", 555},
+        {"<a b='&1\">", "<a/>",
+         "Malformed XML Attribute - string literal expected, but no ending quote (\") found.", 555},
+    };
+    for (const auto& c : cases) {
+        XMLParser parser;
+        try {
+            parser.parse(istr(c.text));
+            EXPECT_EQ(c.message, nullptr) << c.text;
+        } catch (const XMLRuntimeException& e) {
+            ASSERT_NE(c.message, nullptr) << c.text;
+            EXPECT_EQ(e.msg(), c.message);
+            EXPECT_EQ(e.line(), c.line);
+            EXPECT_STREQ(e.what(), "XMLRuntimeException");
+            EXPECT_EQ(parser.rootNode()->str(false, 0), c.tree);
+            EXPECT_FALSE(parser.nextNode());
+        }
+    }
+    std::ostringstream os;
+    os << XMLRuntimeException("m", "f", 7) << ' ' << XMLRuntimeException("n");
+    EXPECT_EQ(os.str(), "m @ f:7 n @ :0");
+}
+
+TEST(XMLParser, OwnsItsTreesUntilTheyAreReleased) {
+    const support::AllocationCounter counter;
+    {
+        XMLParser parser(istr("<a><b/></a/><c>t</c>x<d>"));
+        std::unique_ptr<XMLNode> tree(parser.release());
+        EXPECT_EQ(tree->str(false, 0), "<c>t</c>");
+        EXPECT_EQ(parser.rootNode(), nullptr);
+        // What is behind the root can be pulled.
+        EXPECT_TRUE(parser.nextNode());
+        EXPECT_FALSE(parser.nextNode());
+        EXPECT_EQ(parser.rootNode()->name(), "d");
+        std::ostringstream os;
+        os << parser;
+        parser.parse(istr("\0<e/>", 5));
+        os << parser << XMLInputString("<x/>").str();
+        EXPECT_EQ(os.str(), "<d/><x/>");
+        // Attributes of a parser may grow, by the callback too.
+        struct : XMLParserCallback {
+            void onAttrFound(XMLParser*, XMLAttr* attr) override {
+                attr->value(std::string(40, 'v'));
+            }
+        } grow;
+        parser.setCallback(&grow);
+        parser.parse(istr("<e x='1'/>"));
+        (*tree)("y").value(parser.rootNode()->attr("x").value());
+        parser.setCallback(nullptr);
+        parser.parse(istr("<e x='1'/>"));
+        const std::unique_ptr<XMLNode> changed(parser.release());
+        (*changed)("x").value((*tree)("y").value());
+        tree->clearAttrs();
+        XMLNode other("other", nullptr);
+        other.addChildNode(tree.release());
+        other["c"].child("late");
+        other["c"].attr("x");
+        EXPECT_EQ(other.str(false, 0), "<other><c x=\"\"><late/>t</c></other>");
+    }
+    EXPECT_EQ(counter.outstanding(), 0);
+}
+
+TEST(XMLParser, AFailureLosesNothing) {
+    const String text =
+        "<a long-name-of-attribute='long &amp; longer'><b>text of some length</b></a>";
+    const support::AllocationCounter counter;
+    {
+        XMLParser parser;
+        EXPECT_GT(support::failEachAllocation([&] { parser.parse(istr(text)); },
+                                              [&] { parser.parse(istr("<x/>")); }),
+                  5u);
+        EXPECT_EQ(parser.rootNode()->str(false, 0).size(), text.size());
+    }
+    EXPECT_EQ(counter.outstanding(), 0);
+}
+
+TEST(XMLParser, ReadsAStreamByLines) {
+    const support::TempDir dir;
+    const std::string path = dir.path("x.xml");
+    std::ofstream(path) << "<a>x\ny";
+    std::ifstream file(path);
+    const XMLParser parser(file);
+    EXPECT_EQ(parser.rootNode()->cdata(), "x\ny\n");
+}
+
+}  // namespace
+}  // namespace qor

@@ -1,0 +1,302 @@
+#include "qor/xml/xml_T.h"
+
+#include <gtest/gtest.h>
+
+#include <deque>
+#include <list>
+#include <map>
+#include <queue>
+#include <set>
+#include <sstream>
+#include <stack>
+#include <tuple>
+#include <unordered_map>
+#include <unordered_set>
+
+#include "../examples/address_book.h"
+#include "qor/util/optional.h"
+#include "support/leaf.h"
+
+namespace qor {
+namespace {
+
+using support::Leaf;
+
+// Carried through its interface.
+struct Named : XMLCodecBase {
+    String name;
+
+    explicit Named(istr text = istr()) : name(text) {}
+    void codecXml(XMLStream& s) override {
+        s.enter("Named", "", "named", "Base");
+        field(s, {"name", 1}, name);
+    }
+    bool operator==(const Named& other) const { return name == other.name; }
+};
+
+struct Node {
+    std::vector<Node> children;
+
+    template <class Stream>
+    void codec(Stream& s) {
+        field(s, {"children", 1}, children);
+    }
+};
+
+template <class... Members>
+struct Tuple : std::tuple<Members...> {
+    using std::tuple<Members...>::tuple;
+
+    template <class Stream>
+    void codec(Stream& s) {
+        int i = 0;
+        std::apply(
+            [&](auto&... member) {
+                (field(s, {String("m" + std::to_string(i++)), 1}, member), ...);
+            },
+            static_cast<std::tuple<Members...>&>(*this));
+    }
+};
+template <class... Members>
+Tuple(Members...) -> Tuple<Members...>;
+
+template <class T>
+String written(const T& value) {
+    XMLStream out;
+    xml::encode(out, value);
+    return out.str(false, 0);
+}
+
+TEST(XmlField, WritesAsTheFormatHasIt) {
+    std::queue<int> queue({1, 2});
+    std::stack<int> stack({3, 4});
+    const struct {
+        String written;
+        const char* expected;
+    } cases[] = {
+        {written(Tuple(true, 'c', char(0), static_cast<unsigned char>('d'), Byte(65), Sbyte(-2),
+                       Bit(true), Char('e'))),
+         "<root><m0>1</m0><m1>c</m1><m2/><m3>d</m3><m4>65</m4><m5>-2</m5><m6>1</m6><m7>e</m7>"
+         "</root>"},
+        {written(Tuple(short(-1), 4294967295UL, Long(-5), Ulonglong(~0ULL), 1234567.5, 0.1F)),
+         "<root><m0>-1</m0><m1>4294967295</m1><m2>-5</m2><m3>18446744073709551615</m3>"
+         "<m4>1.23457e+06</m4><m5>0.1</m5></root>"},
+        {written(Tuple(Wchar(0x5B89), L'\xE5', std::wstring(L"hi"), Bytes(istr("hi")), Bytes())),
+         "<root><m0>\\u5B89</m0><m1>\\u00E5</m1><m2 __type__=\"utf8\">aGk=</m2>"
+         "<m3 __type__=\"base64\">aGk=</m3><m4 __type__=\"base64\"/></root>"},
+        {written(Tuple(std::vector<int>{1}, std::list<int>{2}, std::deque<int>(), queue, stack)),
+         "<root><m0><any>1</any></m0><m1 __type__=\"list\"><any>2</any></m1>"
+         "<m2 __type__=\"deque\"/><m3 __type__=\"queue\"><any>1</any><any>2</any></m3>"
+         "<m4 __type__=\"stack\"><any>3</any><any>4</any></m4></root>"},
+        {written(Tuple(std::set<int>{1}, std::multiset<int>{2, 2}, std::unordered_set<int>())),
+         "<root><m0 __type__=\"set\"><any>1</any></m0><m1 __type__=\"multiset\"><any>2</any>"
+         "<any>2</any></m1><m2 __type__=\"set\"/></root>"},
+        {written(Tuple(std::map<int, String>{{7, "x"}}, std::multimap<String, int>{{"a b", 1}},
+                       std::unordered_multimap<int, int>())),
+         "<root><m0 __type__=\"map\"><any __key__=\"7\">x</any></m0><m1 __type__=\"multimap\">"
+         "<any __key__=\"a b\">1</any></m1><m2 __type__=\"multimap\"/></root>"},
+        {written(Leaf{1, "a<b"}),
+         "<leaf __type__=\"Leaf\"><id>1</id><text><![CDATA[a<b]]></text></leaf>"},
+        {written(Tuple(Leaf{1, ""}, std::vector<Leaf>{{2, "t"}}, Optional<Leaf>())),
+         "<root><m0 __type__=\"Leaf\"><id>1</id><text/></m0><m1><leaf __type__=\"Leaf\"><id>2</id>"
+         "<text>t</text></leaf></m1></root>"},
+        {written(Named("n")), "<Named __super__=\"Base\"><name>n</name></Named>"},
+        {written(Tuple(Named("n"))),
+         "<root><m0 __type__=\"Named\" __super__=\"Base\"><name>n</name></m0></root>"},
+        {Named("n").toXml(true), "<Named __super__=\"Base\">\n    <name>n</name>\n</Named>"},
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(c.written, c.expected);
+}
+
+auto makeAll() {
+    return Tuple(true, 'c', -2L, 4294967295UL, -2000000000, 1e300, -0.1F, Wchar(L'\u5b89'),
+                 String("\xC3\x85ngstr\xC3\xB6m"), std::string(" (^\"'*:) ]]>"),
+                 std::wstring(L"\u5b89\U0001F600"), Bytes(istr("\0\xFF", 2)),
+                 Time::microSeconds(1500000000123000), Optional<Long>(Long(0)), Optional<Leaf>(),
+                 Leaf{1, "one"}, Named("interface"), std::vector<bool>{true, false},
+                 std::deque<Named>{Named("n")}, std::list<std::vector<String>>{{"a", "b", ""}, {}},
+                 std::set<Leaf>{{9, "nine"}, {-9, "minus"}}, std::multiset<int>{3, 3},
+                 std::map<String, Bit>{{"", true}, {"b c", false}}, std::stack<int>({1, 2}),
+                 std::map<std::string, std::map<int, Leaf>>{{"k", {{-1, {4, "four"}}}}, {"l", {}}},
+                 std::unordered_map<char, std::vector<Leaf>>{{'x', {{4, "four"}}}, {'y', {}}});
+}
+using All = decltype(makeAll());
+
+TEST(XmlField, CarriesEveryType) {
+    const All all = makeAll();
+    XMLStream out;
+    xml::encode(out, all);
+    for (const bool pretty : {false, true}) {
+        const XMLInStream in(istr(out.str(pretty, 0)));
+        All read;
+        xml::decode(in, read);
+        EXPECT_TRUE(read == all);
+        All present = makeAll();  // what is there goes
+        xml::decode(in, present);
+        EXPECT_TRUE(present == all);
+    }
+    All untouched = makeAll();
+    xml::decode(XMLInStream(istr("<root><m2/><m3> </m3></root>")), untouched);
+    xml::decode(XMLInStream(istr("<root><?")), untouched);
+    EXPECT_TRUE(untouched == makeAll());
+}
+
+TEST(XmlField, CarriesTheAddressBook) {
+    Contact ann;
+    ann.id = 7;
+    ann.name = "Ann & Bob";
+    ann.sortName = L"\u5b89";
+    ann.category = 'O';
+    ann.symbol = L'\u2602';
+    ann.latitude = -51.1332F;
+    ann.key = Bytes(istr("\0\1", 2));
+    ann.born = Time::seconds(-900000000);
+    ann.email = String("<ann@example.org>");
+    ann.labels = {"chess", "work"};
+    ann.phones = {{"home", "+30 52", 0}, {"work", "+30 53", 65535}};
+    const AddressBook book{"book", {ann, Contact()}};
+    XMLStream out;
+    xml::encode(out, book);
+    for (const bool pretty : {false, true}) {
+        AddressBook read;
+        xml::decode(XMLInStream(istr(out.str(pretty, 0))), read);
+        EXPECT_TRUE(read == book);
+    }
+}
+
+TEST(XmlField, TakesAnElementOrAnAttribute) {
+    const String text =
+        "<r both='1' attr.1='2' element='3' w='\\u0041' list='x'><attr.1>4</attr.1>"
+        "<bad>x</bad></r>";
+    XMLStream in((XMLInputString(text)));
+    long both = 0, attr = 0, element = 0, bad = 9;
+    Optional<long> optional;
+    volatile int flag = 0;
+    Wchar wide;
+    std::vector<int> list{1};
+    field(in, {"both", 1}, both);
+    field(in, {"both", 1}, optional);
+    field(in, {"both", 1}, flag);
+    field(in, {"bad", 1}, bad);
+    field(in, {"w", 1}, wide);
+    field(in, {"list", 1}, list);
+    xml::attrField(in, {"attr.1", 1}, attr);
+    xml::elementField(in, {"element", 1}, element);
+    EXPECT_EQ(both, 1);
+    EXPECT_EQ(optional.value(), 1);
+    EXPECT_EQ(flag, 1);
+    EXPECT_EQ(bad, 0);  // as a number parses
+    EXPECT_EQ(wide.value(), L'A');
+    EXPECT_EQ(list.size(), 1u);
+    EXPECT_EQ(attr, 2);
+    EXPECT_EQ(element, 0);
+    EXPECT_EQ(in.str(false, 0).size(), text.size());  // nothing was made by reading
+
+    XMLStream out("r");
+    xml::attrField(out, {"attr.1", 1}, attr);
+    xml::attrField(out, {"o", 1}, optional);
+    xml::elementField(out, {"elem.100", 1}, both);
+    field(out, {"flag", 1}, flag);
+    field(out, {"flag", 1}, attr);  // once more
+    EXPECT_EQ(out.str(false, 0),
+              "<r attr.1=\"2\" o=\"1\"><elem.100>1</elem.100><flag>2</flag></r>");
+}
+
+TEST(XmlField, ReadsWhatOthersWrote) {
+    const XMLInStream in(istr(
+        "<root id=\"123\"><sender uri=\"uri\">123</sender><content><text>test</text>"
+        "<attachmentList><attachment>1.log</attachment><attachment>2.log</attachment>"
+        "</attachmentList></content><groupName>&lt;></groupName><m><x>1</x><x __key__='k'>2</x></m>"
+        "</root>"));
+    std::list<String> attachments;
+    xml::decode(XMLInStream("attachmentList", XMLInStream("content", in)), attachments);
+    EXPECT_EQ(attachments, (std::list<String>{"1.log", "2.log"}));
+    EXPECT_EQ(in("id").value() + in["sender"]("uri").value(), "123uri");
+    String group;
+    EXPECT_TRUE(XMLInStream("groupName", in) >> group);
+    EXPECT_EQ(group, "<>");
+    EXPECT_EQ(in["groupName"].str(false, 0), "<groupName><![CDATA[<>]]></groupName>");
+    std::map<String, int> map{{"old", 1}};
+    xml::decode(XMLInStream("m", in), map);
+    EXPECT_EQ(map, (std::map<String, int>{{"k", 2}}));  // without a key there is no place
+}
+
+TEST(XmlField, LimitsTheDepthOfWhatItReads) {
+    String text;
+    for (unsigned i = 0; i < 2 * xml::kMaxDepth; ++i)
+        text += "<children><any>";
+    Node node;
+    xml::decode(XMLInStream(istr("<r>" + text)), node);
+    unsigned depth = 1;
+    const Node* at = &node;
+    for (; !at->children.empty(); at = &at->children[0])
+        ++depth;
+    EXPECT_EQ(depth, xml::kMaxDepth + 1);  // the last one was not read
+}
+
+TEST(XMLStream, ReadsFalseWhereNothingIs) {
+    const XMLInStream none(istr("<a><b c></a>"));
+    EXPECT_TRUE(none.isNull() && none["x"]("y").isNull() && none.str(true, 0).empty());
+    int number = 7;
+    String text = "t";
+    volatile bool on = true;
+    EXPECT_FALSE((none >> number) || (none >> text) || (none >> on));
+    const XMLInStream in(istr("<a><w>\\u12</w><t>never</t><n>12x</n><e/></a>"));
+    EXPECT_FALSE(XMLInStream("no", in) >> text);
+    EXPECT_FALSE(XMLInStream("e", in) >> number);
+    EXPECT_TRUE(number == 7 && text == "t" && on);
+    wchar_t wide = L'x';
+    EXPECT_FALSE(XMLInStream("w", in) >> wide);
+    EXPECT_EQ(wide, 0);
+    EXPECT_TRUE((XMLInStream("n", in) >> number) && number == 12);
+    EXPECT_TRUE((XMLInStream("e", in) >> text) && text.empty());
+}
+
+TEST(XMLStream, OwnsOrBorrowsItsNode) {
+    XMLStreamBase base;
+    EXPECT_TRUE(base.isNull() && base.name().empty() && base.type().empty());
+    base.type("t");
+    base.cdata("c");
+    EXPECT_EQ(base.str(false, 0), "< __type__=\"t\">c</>");
+    XMLStreamBase copy(base);
+    copy.name("t");
+    copy.type("t");  // tells no more than the name
+    EXPECT_EQ(base.name() + copy.type() + copy.node().str(false, 0), "t<t __type__=\"t\">c</t>");
+    base = copy;
+    copy.setInputting(true);
+    copy.name("no");
+    copy.cdata("no");
+    copy.clear();
+    EXPECT_EQ(base.name() + copy.name(), "t");
+    const std::unique_ptr<XMLNode> node(base.release());
+    EXPECT_TRUE(base.isNull());
+
+    XMLOutStream out("out");
+    XMLOutStream part("t", out);
+    part << L"hi";
+    part.attr("x").value("1");
+    out += part;
+    XMLOutStream(*node) << Time() << 5 << "text";
+    EXPECT_EQ(node->str(false, 0), "<t __type__=\"t\">text</t>");
+    EXPECT_EQ(
+        out.str(false, 0),
+        "<out><t __type__=\"utf8\" x=\"1\">aGk=</t><t __type__=\"utf8\" x=\"1\">aGk=</t></out>");
+    XMLStream named("<a/>");
+    named.enter("A", "a", "B", "Object");
+    EXPECT_EQ(named.str(false, 0), "<<a/> __type__=\"A\" __class__=\"B\"/>");
+    XMLStream neutral;
+    neutral.enter("", "", "root", "");
+    neutral.enter("aA", "", "AA", "");
+    EXPECT_EQ(neutral.str(false, 0), "<aA/>");
+    Named read("kept");
+    read.fromXml("<x><name>n");
+    EXPECT_EQ(read.name, "n");
+    read.fromXml("<x name>");
+    std::ostringstream os;
+    os << read;
+    EXPECT_EQ(os.str(), "<Named __super__=\"Base\">\n    <name>n</name>\n</Named>");
+}
+
+}  // namespace
+}  // namespace qor
