@@ -14,7 +14,7 @@ mkdir -p "$out"
 
 echo
 echo "== contacts: an address book through each format"
-"$bin/contacts" examples/data/contacts.txt "$out/contacts.nbr"
+"$bin/contacts" examples/data/contacts.txt "$out/contacts"
 
 echo
 echo "== inspect: an nbr message, given in hexadecimal, as a tree"
@@ -34,10 +34,10 @@ echo "-- formatted, with the paths and no types"
 
 echo
 echo "== inspect: the address book from nbr to pml and back, and its first lines"
-"$bin/inspect" --convert "$out/contacts.nbr" "$out/contacts.pml"
-"$bin/inspect" --convert "$out/contacts.pml" "$out/contacts_again.nbr"
+"$bin/inspect" --convert "$out/contacts.nbr" "$out/book.pml"
+"$bin/inspect" --convert "$out/book.pml" "$out/contacts_again.nbr"
 cmp "$out/contacts.nbr" "$out/contacts_again.nbr"
-head -n 12 "$out/contacts.pml"
+head -n 12 "$out/book.pml"
 
 echo
 echo "== inspect: a directory as pml"
