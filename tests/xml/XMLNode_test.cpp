@@ -9,6 +9,7 @@
 #include "qor/log/log_dumper.h"
 #include "qor/xml/XMLParser.h"
 #include "support/allocation.h"
+#include "xml/made_once.h"
 
 namespace qor {
 namespace {
@@ -177,6 +178,7 @@ TEST(XMLNode, AFailureChangesNothing) {
     const XMLParser parser(
         "<r><a long-name-of-an-attribute='long value of an attribute'><b/></a></r>");
     const String text = parser.rootNode()->str(false, 0);
+    makeWhatIsKept();
     const support::AllocationCounter counter;
     {
         XMLNode root("r", nullptr);
