@@ -13,6 +13,13 @@ out=build/demo/demo
 mkdir -p "$out"
 
 echo
+echo "== messenger: a server and twenty clients speak a transcript"
+rm -f "$out"/messenger*.log
+"$bin/messenger" demo examples/data/messenger.pml "$PWD/$out/messenger.log"
+echo "the end of its log:"
+tail -n 4 "$out/messenger.log"
+
+echo
 echo "== contacts: an address book through each format"
 "$bin/contacts" examples/data/contacts.txt "$out/contacts"
 
