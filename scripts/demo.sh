@@ -62,6 +62,10 @@ echo "--"
 "$bin/reminders" < examples/data/reminders.txt
 
 echo
+echo "== menu: two entries by their keys"
+"$bin/menu" ciphers network exit
+
+echo
 echo "== inspect: bytes that are no nbr"
 status=0
 "$bin/inspect" examples/data/malformed.hex || status=$?

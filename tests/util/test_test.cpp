@@ -147,21 +147,22 @@ TEST_F(Menu, RunsAllWithoutPeople) {
 }
 
 TEST_F(Menu, OpensAHundredBelowEachOther) {
-    int deepest = 0;
+    int opened = 0, ran = 0;
     std::function<void(TestCase&)> open = [&](TestCase& top) {
-        ++deepest;
+        ++opened;
         UowTest menu("m", &top);
-        menu.add("m", "", function([&](TestCase& t) { open(t); }));
+        menu.add("m", "", function(open)).add("x", "", function([&] { ++ran; }));
         menu.start();
     };
     UowTest menu("m", static_cast<UnitOfWork*>(nullptr));
-    menu.add("m", "", function([&](TestCase& t) { open(t); }));
-    std::string path = "m";
-    for (int i = 1; i < 100; ++i)
-        path += "/m";
-    menu.args() = {String(path), "exit"};
+    menu.add("m", "", function(open));
+    std::string path;
+    for (int i = 0; i < 100; ++i)
+        path += "m/";
+    menu.args() = {String(path + "x"), "exit"};
     EXPECT_EQ(menu.start(), 0);
-    EXPECT_EQ(deepest, 100);
+    EXPECT_EQ(opened, 100);
+    EXPECT_EQ(ran, 1);
 }
 
 TEST(TestCase, RaisesWithoutAUnitOrAFunction) {

@@ -146,8 +146,10 @@ TEST(UowMain, HasTheCommandLine) {
         EXPECT_EQ(main.argAt(1), "tw\xC3\xB6");
         EXPECT_EQ(main.argAt(3), "");
         std::string walked = main.argCurrent() + ":" + std::to_string(main.argLeft());
-        for (int i = 0; i < 4; ++i)
-            walked += " " + main.argNext() + ":" + std::to_string(main.argLeft());
+        for (int i = 0; i < 4; ++i) {
+            walked += " " + main.argNext();
+            walked += ":" + std::to_string(main.argLeft());
+        }
         EXPECT_EQ(walked, "one:3 tw\xC3\xB6:2 :1 :0 :0");
         UowMain alone(1, wide.argv());
         EXPECT_EQ(alone.argCount(), 0U);

@@ -321,11 +321,16 @@ void UowTest::on_init() {
     testCase_.uow(this);
 }
 
-// A case that raises does not come again.
+// A case that raises does not come again; the unit logs what it raises.
 void UowTest::on_loop() {
     std::vector<String> choices;
     choices.swap(args());
-    testCase_.run(choices);
+    try {
+        testCase_.run(choices);
+    } catch (const std::exception& e) {
+        std_out() << "failed: " << e.what() << std::endl;
+        throw;
+    }
 }
 
 void UowTest::run(const String& choice) {
