@@ -5,6 +5,7 @@
 //     messenger serve PORT             until "quit" is typed, or a signal ends it
 //     messenger talk HOST PORT NAME    "NAME: text" tells somebody, "list" shows who is there
 //     messenger demo                   a server and all who speak in the transcript
+//     messenger soak SECONDS           the same for so long
 //
 // Behind these, SETTINGS.pml and LOGFILE may be given.
 
@@ -140,6 +141,7 @@ std::vector<Line> readTranscript(const std::string& path) {
 // Speaks one user's lines, and measures until the server has told of each that it was delivered.
 class Speaker : public qor::SimpleThread {
 public:
+    // Without rounds it speaks until it is stopped.
     Speaker(const qor::String& name, const std::vector<Line>& transcript, unsigned rounds)
         : SimpleThread(nullptr, name.c_str()),
           client_(make<Client>([this](const Text&) { ++received_; })),
@@ -157,7 +159,7 @@ protected:
         for (const Line& line : transcript_) {
             if (line.from == name()) speak(line);
         }
-        return ++round_ < rounds_;
+        return rounds_ == 0 || ++round_ < rounds_;
     }
 
 private:
@@ -165,8 +167,18 @@ private:
         const qor::Time begin = qor::Time::now(qor::Time::Monotonic);
         ++sent_;
         if (!client_->tell(line.to, line.text)) ++undelivered_;
-        roundTrips_.push_back(qor::Time::now(qor::Time::Monotonic) - begin);
+        keep(qor::Time::now(qor::Time::Monotonic) - begin);
     }
+    // The latest ones, so that a long run takes no more memory than a short one.
+    void keep(const qor::Time& roundTrip) {
+        if (roundTrips_.size() < kKept) {
+            roundTrips_.push_back(roundTrip);
+        } else {
+            roundTrips_[sent_ % kKept] = roundTrip;
+        }
+    }
+
+    static constexpr std::size_t kKept = 10000;
 
     const qor::Handle<Client> client_;
     const std::vector<Line>& transcript_;
@@ -212,12 +224,14 @@ struct Stage {
     std::vector<qor::Handle<Speaker>> speakers;
 };
 
-int demo(const Settings& settings, const std::string& transcriptPath) {
+// For so many seconds, or for the rounds of the settings if it is 0.
+int demo(const Settings& settings, const std::string& transcriptPath, long seconds) {
     const std::vector<Line> transcript = readTranscript(transcriptPath);
     std::set<qor::String> names;
     for (const Line& line : transcript)
         names.insert({line.from, line.to});
 
+    const unsigned rounds = seconds == 0 ? settings.rounds : 0;
     Summary summary;
     std::vector<qor::Handle<Speaker>> speakers;
     {
@@ -226,7 +240,7 @@ int demo(const Settings& settings, const std::string& transcriptPath) {
             throw std::runtime_error("cannot listen");
         const qor::TcpAddr address(stage.server->port(), "127.0.0.1");
         for (const qor::String& name : names) {
-            stage.speakers.push_back(make<Speaker>(name, transcript, settings.rounds));
+            stage.speakers.push_back(make<Speaker>(name, transcript, rounds));
             Client& client = stage.speakers.back()->client();
             if (!client.open(address, name, settings.heartbeat, settings.socketBuffer)) {
                 throw std::runtime_error("no login for " + name);
@@ -234,12 +248,17 @@ int demo(const Settings& settings, const std::string& transcriptPath) {
         }
         speakers = stage.speakers;
         std::cout << speakers.front()->client().contacts().size() << " of " << names.size()
-                  << " are there; the transcript of " << transcript.size() << " lines is spoken "
-                  << settings.rounds << " times\n";
+                  << " are there; the transcript of " << transcript.size() << " lines is spoken ";
+        if (seconds == 0) {
+            std::cout << rounds << " times" << std::endl;
+        } else {
+            std::cout << "for " << seconds << " seconds" << std::endl;
+        }
         for (const auto& speaker : speakers)
             speaker->startAndWait();
+        if (seconds != 0) qor::Time::seconds(seconds).sleep();
         for (const auto& speaker : speakers)
-            speaker->join();
+            seconds != 0 ? speaker->stop() : speaker->join();
     }
     for (const auto& speaker : speakers) {
         summary.sent += speaker->sent();
@@ -254,17 +273,22 @@ int demo(const Settings& settings, const std::string& transcriptPath) {
 
 int run(const std::vector<std::string>& arguments) {
     const std::string command = arguments.empty() ? std::string() : arguments.front();
-    const std::size_t own = command == "talk" ? 4 : command == "serve" ? 2 : 1;
-    const bool known = command == "talk" || command == "serve" || command == "demo";
-    if (!known || arguments.size() < own || arguments.size() > own + 2) {
-        std::cerr << "usage: messenger serve PORT | talk HOST PORT NAME | demo\n"
+    const std::map<std::string, std::size_t> commands = {
+        {"talk", 4}, {"serve", 2}, {"soak", 2}, {"demo", 1}};
+    const auto found = commands.find(command);
+    const std::size_t own = found != commands.end() ? found->second : 0;
+    if (own == 0 || arguments.size() < own || arguments.size() > own + 2) {
+        std::cerr << "usage: messenger serve PORT | talk HOST PORT NAME | demo | soak SECONDS\n"
                      "       and behind it: [SETTINGS.pml [LOGFILE]]\n";
         return 2;
     }
     const std::string data = MESSENGER_DATA;
     const Settings settings(arguments.size() > own ? arguments[own] : data + "/messenger.pml");
     openLogs(settings, arguments.size() > own + 1 ? arguments[own + 1] : "messenger.log");
-    if (command == "demo") return demo(settings, data + "/transcript.txt");
+    if (command == "demo") return demo(settings, data + "/transcript.txt", 0);
+    if (command == "soak") {
+        return demo(settings, data + "/transcript.txt", std::max(std::stol(arguments[1]), 1L));
+    }
     const int port = std::stoi(arguments[own == 2 ? 1 : 2]);
     if (port < 0 || port > 65535) throw std::out_of_range("no port");
     const auto number = static_cast<unsigned short>(port);
