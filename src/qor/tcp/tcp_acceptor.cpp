@@ -110,8 +110,8 @@ void TcpAcceptor::admit(ACE_HANDLE handle) {
     const String name =
         "tcp.server." + std::to_string(localPort_) + "|" + std::to_string(remote.get_port_number());
     const Handle<TcpServerImpl> connection(
-        new (__FILE__, __LINE__, "qor::TcpAcceptor::accept")
-            TcpServerImpl(this, name.c_str(), callback_, remote, socketBufferSize_));
+        checkedNew<TcpServerImpl>(__FILE__, __LINE__, "qor::TcpAcceptor::accept", this,
+                                  name.c_str(), callback_, remote, socketBufferSize_));
     accepted.giveTo(*connection);
     try {
         connections_.set(handle, connection);

@@ -108,8 +108,8 @@ bool ClientImpl::open(const TcpAddr& remote, Handle<TcpCallback> callback, int t
                       int socketBufferSize) {
     constexpr const char* func = "qor::tcp::ClientImpl::open";
     try {
-        const Handle<TcpClientImpl> made(new (__FILE__, __LINE__, func) TcpClientImpl(
-            remote, std::move(callback), timeout, socketBufferSize));
+        const Handle<TcpClientImpl> made(checkedNew<TcpClientImpl>(
+            __FILE__, __LINE__, func, remote, std::move(callback), timeout, socketBufferSize));
         {
             Handle<TcpClientImpl> shared(made);
             const Guard guard(mutex_);
