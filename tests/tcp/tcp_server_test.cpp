@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <sys/resource.h>
 
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <future>
@@ -214,27 +215,30 @@ TEST_F(TcpServerTest, CarriesTwoHundredConnectionsAtOnce) {
     EXPECT_EQ(support::openDescriptors(), descriptors);
 }
 
-TEST_F(TcpServerTest, KeepsNothingOfTenThousandClients) {
-    constexpr int kEach = 2500 / kSlow;
-    log.reset();
+// QOR_TEST_CONNECTS clients, if it is set, such as 10000. Many have gone before they are looked at,
+// which is no failure.
+TEST_F(TcpServerTest, KeepsNothingOfItsClients) {
+    const char* const wanted = std::getenv("QOR_TEST_CONNECTS");
+    const int each = (wanted != nullptr ? std::atoi(wanted) : 2000 / kSlow) / 4;
+    open();
     const std::size_t before = threads();
     const unsigned descriptors = support::openDescriptors();
-    open();
     std::vector<std::thread> others;
     for (int i = 0; i < 4; ++i)
         others.emplace_back([&] {
             TcpClient client;
             const TcpAddr address(server.getLocalPort(), "127.0.0.1");
-            for (int n = 0; n < kEach; ++n) {
+            for (int n = 0; n < each; ++n) {
                 EXPECT_TRUE(client.open(address, nullptr, 30, kBuffer));
                 client.close();
             }
         });
     for (std::thread& other : others)
         other.join();
-    EXPECT_TRUE(events->ended(4 * kEach));
-    EXPECT_TRUE(until([&] { return threads() == before + 1; }));
-    EXPECT_EQ(support::openDescriptors(), descriptors + 1);
+    EXPECT_TRUE(events->ended(static_cast<unsigned>(4 * each)));
+    EXPECT_TRUE(until([&] { return threads() == before; }));
+    EXPECT_EQ(support::openDescriptors(), descriptors);
+    EXPECT_EQ(log->entries().find("start tcp server failure"), std::string::npos);
     EXPECT_FALSE(server.send(TcpAddr(), "x", 0));
 }
 

@@ -126,11 +126,13 @@ void TcpAcceptor::admit(ACE_HANDLE handle) {
     start(connection);
 }
 
-// A thread that was not born is waited for: it may be about to tell of its end.
+// A client may have come and gone by now, which is no failure: the thread tells of its end. One
+// that did not open, or that was stopped before it started, is waited for, since nobody else may
+// know it.
 void TcpAcceptor::start(const Handle<TcpServerImpl>& connection) {
     try {
         connection->startAndWait();
-        if (connection->living()) return;
+        if (living() ? connection->opened() : connection->living()) return;
         connection->join();
     } catch (const std::exception&) {
         // No thread was to be had, which the log tells as the throw did.
