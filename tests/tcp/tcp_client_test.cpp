@@ -3,6 +3,7 @@
 #include <sys/mman.h>
 
 #include <fstream>
+#include <future>
 #include <optional>
 #include <stdexcept>
 #include <vector>
@@ -177,7 +178,8 @@ TEST_F(TcpClientTest, OpensAgainAfterClose) {
     EXPECT_EQ(peer.read(5), frame("y"));
 }
 
-// What cannot be written whole in time fails. A frame that was cut is the last one.
+// What cannot be written whole in time fails. A frame that was cut is the last one in both
+// directions, also for what has arrived by then.
 TEST_F(TcpClientTest, GivesUpOnAPeerThatNeverReads) {
     const std::string large(5000000, 'x');
     for (unsigned i = 0; i <= 1; ++i) {
@@ -190,6 +192,17 @@ TEST_F(TcpClientTest, GivesUpOnAPeerThatNeverReads) {
         EXPECT_TRUE(events->ended(i + 1));
         EXPECT_FALSE(client.send("x", timeout));
     }
+    client.close();
+    connect(4096);
+    std::promise<void> go;
+    events->receive = [&](const TcpAddr&, const istr&) { go.get_future().wait(); };
+    peer.write(frame("one") + frame("late"));
+    EXPECT_TRUE(events->received(1));
+    while (client.send(large, 0)) {
+    }
+    go.set_value();
+    EXPECT_TRUE(events->ended(3));
+    EXPECT_EQ(events->frames(), "one|");
     client.close();
     connect();
     std::thread sender([&] { EXPECT_TRUE(client.send(large, -1)); });
@@ -236,19 +249,26 @@ TEST_F(TcpClientTest, AllocatesNothingOnceItIsWarm) {
     EXPECT_EQ(counting->allocations, 0u);
 }
 
-// It closes, or raises something: the connection ends, with one onClosed.
+// It closes, or raises something: the connection ends, with one onClosed. Who closes next waits.
 TEST_F(TcpClientTest, EndsByItsCallback) {
+    std::atomic<bool> waiting{false}, told{false};
     const std::function<void()> ends[] = {
         [&] { client.close(); }, [] { throw std::runtime_error("bad frame"); }, [] { throw 1; }};
     for (unsigned i = 0; i < std::size(ends); ++i) {
         events->receive = [&](const TcpAddr&, const istr&) { ends[i](); };
-        events->close = [&] { ends[i](); };
+        events->close = [&] {
+            EXPECT_TRUE(until([&] { return waiting.exchange(false); }));
+            told = true;
+            ends[i]();
+        };
         connect();
         peer.write(frame("x") + frame("y"));
         EXPECT_TRUE(events->ended(i + 1));
         EXPECT_FALSE(client.send("x", 0));
         EXPECT_EQ(peer.read(1), "");
+        waiting = true;
         client.close();
+        EXPECT_TRUE(told.exchange(false));
         EXPECT_EQ(events->count, i + 1);
         EXPECT_EQ(events->closed, i + 1);
     }

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "network.h"
+#include "qor/base/mlcheck.h"
 #include "qor/tcp/tcp_client.h"
 
 namespace qor {
@@ -158,21 +159,22 @@ TEST_F(TcpServerTest, MayBeClosedByItsCallbacks) {
         EXPECT_TRUE(until([&] { return inside == 2; }));
         server.close();
     };
-    const std::size_t before = threads();
     open();
     Socket clients[3] = {known(), known(), known()};
     clients[0].write(frame("close"));
     clients[1].write(frame("close"));
     for (const Socket& client : clients)
         EXPECT_EQ(client.read(1), "");
-    EXPECT_TRUE(until([&] { return threads() == before; }));
+    EXPECT_FALSE(server.send(TcpAddr(), "x", 0));
+    EXPECT_EQ(server.getLocalPort(), 0);
+    server.close();  // by another thread, which waits for them all
     EXPECT_EQ(events->closed, 3u);
     open();
 }
 
 TEST_F(TcpServerTest, CarriesTwoHundredConnectionsAtOnce) {
     constexpr int kClients = kSlow == 1 ? 200 : 50;
-    constexpr int kFrames = 1000;
+    constexpr int kFrames = 200;
     log.reset();
     events->receive = [&](const TcpAddr& peer, const istr& payload) {
         EXPECT_TRUE(server.send(peer, payload, 60));
@@ -267,6 +269,25 @@ TEST_F(TcpServerTest, GoesOnWhenThereAreDescriptorsAgain) {
     waiting.write(frame("x"));
     EXPECT_TRUE(events->received(1));
     EXPECT_LT(refusals(), 20) << "it does not spin";
+}
+
+TEST_F(TcpServerTest, IsInTheLeakTable) {
+    MemLeakChecker& leaks = *MemLeakChecker::instance();
+    testing::internal::CaptureStdout();
+    leaks.start();
+    {
+        TcpServer other;
+        TcpClient client;
+        EXPECT_TRUE(other.open(TcpAddr(0, "127.0.0.1"), events, kBuffer));
+        EXPECT_TRUE(client.open(TcpAddr(other.getLocalPort(), "127.0.0.1"), events, 5, kBuffer));
+        EXPECT_TRUE(client.send("x", 0) && events->received(1));
+        EXPECT_GE(leaks.size(), 5u);
+        client.close();
+        other.close();
+    }
+    EXPECT_TRUE(until([&] { return leaks.size() == 0; }));
+    leaks.destroy();
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
 }
 
 TEST_F(TcpServerTest, IsNotBoundToSmallNumbers) {

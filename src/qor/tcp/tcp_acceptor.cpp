@@ -107,8 +107,8 @@ void TcpAcceptor::admit(ACE_HANDLE handle) {
     ACE_INET_Addr remote;
     ACE_SOCK_Stream stream(handle);
     const bool known = stream.get_remote_addr(remote) == 0;
-    const String name =
-        "tcp.server." + std::to_string(localPort_) + "|" + std::to_string(remote.get_port_number());
+    const String name = "tcp.server." + std::to_string(local_.get_port_number()) + "|" +
+                        std::to_string(remote.get_port_number());
     const Handle<TcpServerImpl> connection(
         checkedNew<TcpServerImpl>(__FILE__, __LINE__, "qor::TcpAcceptor::accept", this,
                                   name.c_str(), callback_, remote, socketBufferSize_));
@@ -205,19 +205,31 @@ void TcpAcceptor::forget(const TcpServerImpl& connection) {
     connections_.erase(handle);
 }
 
+// The callback may own the server, which has this listener.
 void TcpAcceptor::onDeath() {
     close();
     acceptor_.set_handle(ACE_INVALID_HANDLE);
     listener_.close();
+    callback_.reset();
 }
 
 // A thread of a connection must not wait for others, which may be waiting for it: the acceptor's
 // own thread does it, at its end.
 void TcpAcceptor::onStop() {
     if (isOwnConnection()) {
-        listener_.end();
+        endAll();
     } else {
         close();
+    }
+}
+
+void TcpAcceptor::endAll() {
+    listener_.end();
+    localPort_ = 0;
+    Handle<TcpServerImpl> connection;
+    for (ACE_HANDLE last = ACE_INVALID_HANDLE; (connection = behind(last));
+         last = connection->getHandle()) {
+        connection->end();
     }
 }
 
@@ -225,12 +237,8 @@ void TcpAcceptor::onStop() {
 // Nothing here needs memory: whoever stays in the maps would outlive the acceptor. A client that is
 // accepted meanwhile may be passed over; the acceptor's own thread, which comes last, finds it.
 void TcpAcceptor::close() {
-    listener_.end();
+    endAll();
     Handle<TcpServerImpl> connection;
-    for (ACE_HANDLE last = ACE_INVALID_HANDLE; (connection = behind(last));
-         last = connection->getHandle()) {
-        connection->end();
-    }
     for (ACE_HANDLE last = ACE_INVALID_HANDLE; (connection = behind(last));
          last = connection->getHandle()) {
         tcp::logInfo(Current(__FILE__, __LINE__, "qor::TcpAcceptor::close"), "INFO",

@@ -127,6 +127,8 @@ void ClientImpl::close() {
     const Handle<TcpClientImpl> closing = connection();
     if (!closing) return;
     closing->stop();
+    // Its callback closes, and was not waited for: the next one who closes waits.
+    if (SimpleThread::current().thread_ == closing.get()) return;
     Handle<TcpClientImpl> none;
     const Guard guard(mutex_);
     if (connection_ == closing) connection_.swap(none);

@@ -41,11 +41,9 @@ bool ServerImpl::open(const TcpAddr& address, Handle<TcpCallback> callback, int 
 void ServerImpl::close() {
     const Handle<TcpAcceptor> closing = acceptor();
     if (!closing) return;
-    if (closing->isOwnConnection()) {
-        closing->stopOnly();
-    } else {
-        closing->stop();
-    }
+    // Nobody is waited for here: the next one who closes waits.
+    if (closing->isOwnConnection()) return closing->stopOnly();
+    closing->stop();
     Handle<TcpAcceptor> none;
     const Guard guard(mutex_);
     if (acceptor_ == closing) acceptor_.swap(none);
