@@ -184,8 +184,9 @@ bool TcpAcceptor::isOwnConnection() const {
     return current != nullptr && current->owner() == this;
 }
 
+// Behind the end the maps keep it for close, which waits for each thread.
 void TcpAcceptor::onThreadExit(Thread* thread) {
-    closeServer(dynamic_cast<TcpServerImpl*>(thread));
+    if (living()) closeServer(dynamic_cast<TcpServerImpl*>(thread));
 }
 
 void TcpAcceptor::closeServer(const Handle<TcpServerImpl>& connection) {
