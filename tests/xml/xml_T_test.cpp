@@ -198,9 +198,14 @@ TEST(XmlField, TakesAnElementOrAnAttribute) {
     xml::attrField(out, {"o", 1}, optional);
     xml::elementField(out, {"elem.100", 1}, both);
     field(out, {"flag", 1}, flag);
-    field(out, {"flag", 1}, attr);  // once more
+    field(out, {"list", 1}, list);
+    // Once more.
+    field(out, {"flag", 1}, attr);
+    list = {2, 3};
+    field(out, {"list", 1}, list);
     EXPECT_EQ(out.str(false, 0),
-              "<r attr.1=\"2\" o=\"1\"><elem.100>1</elem.100><flag>2</flag></r>");
+              "<r attr.1=\"2\" o=\"1\"><elem.100>1</elem.100><flag>2</flag>"
+              "<list><any>2</any><any>3</any></list></r>");
 }
 
 TEST(XmlField, ReadsWhatOthersWrote) {
@@ -251,6 +256,10 @@ TEST(XMLStream, ReadsFalseWhereNothingIs) {
     EXPECT_EQ(wide, 0);
     EXPECT_TRUE((XMLInStream("n", in) >> number) && number == 12);
     EXPECT_TRUE((XMLInStream("e", in) >> text) && text.empty());
+    // Nobody changes what stands for all that is not there.
+    XMLStream missing(XMLStream::in_t(), "no", in);
+    missing["made"]("made").value("v");
+    EXPECT_TRUE(XMLNode::null().isEmpty());
 }
 
 TEST(XMLStream, OwnsOrBorrowsItsNode) {

@@ -63,7 +63,7 @@ public:
     bool isNull() const { return node_ == nullptr || node_->isNull(); }
     // Makes an owned node when writing without one.
     void checkNode();
-    // Without a node XMLNode::null(), and a new one of the stream's own for the second form.
+    // If it isNull, XMLNode::null(), and a new one of the stream's own for the second form.
     const XMLNode& node() const { return node_ != nullptr ? *node_ : XMLNode::null(); }
     XMLNode& node();
 

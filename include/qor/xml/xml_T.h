@@ -240,12 +240,14 @@ void storeField(XMLNode& parent, istr name, const T& member) {
     if constexpr (OptionalValue<T>) {
         if (!member.isSet()) return;
     }
-    // What is there already is written over.
     if (std::as_const(parent).child(name).isNull()) {
         addItem(parent, name, member);
-    } else {
-        store(parent.child(name), member);
+        return;
     }
+    // What is there already is written over.
+    XMLNode& present = parent.child(name);
+    if constexpr (!Object<T> && !Writable<T> && (Container<T> || Adaptor<T>)) present.clearNodes();
+    store(present, member);
 }
 
 template <class T>

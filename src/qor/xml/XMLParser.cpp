@@ -161,7 +161,6 @@ XMLNode* XMLParser::release() noexcept {
 void XMLParser::parseEntity(const char*, const char*) {}
 
 void XMLParser::fail(const Malformation& found) {
-    cursor_ = end_;
     throw XMLRuntimeException(found.message, __FILE__, found.line);
 }
 
@@ -356,8 +355,7 @@ inline bool XMLParser::parseText(bool told) {
     return goOnAt(to);
 }
 
-bool XMLParser::nextNode() {
-    if (cursor_ == end_) return false;
+inline bool XMLParser::step() {
     token_ = skipBlanks(cursor_);
     if (*token_ == ']' && inDoctype_) return endDoctype(token_);
     if (*token_ != '<') return parseText(*token_ != ']');
@@ -375,6 +373,17 @@ bool XMLParser::nextNode() {
             return false;
         default:
             return parseOpening(token_ + 1);
+    }
+}
+
+bool XMLParser::nextNode() {
+    if (cursor_ == end_) return false;
+    try {
+        return step();
+    } catch (...) {
+        // Half of a step may have been taken, so there is no place to go on from.
+        cursor_ = end_;
+        throw;
     }
 }
 

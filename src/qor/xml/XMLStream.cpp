@@ -101,7 +101,8 @@ void XMLStreamBase::checkNode() {
 }
 
 XMLNode& XMLStreamBase::node() {
-    if (node_ == nullptr) makeNode(istr());
+    // The null node is read by all, and is not to be changed.
+    if (isNull()) makeNode(istr());
     return *node_;
 }
 
