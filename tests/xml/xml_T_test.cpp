@@ -5,6 +5,7 @@
 #include <deque>
 #include <list>
 #include <map>
+#include <memory>
 #include <queue>
 #include <set>
 #include <sstream>
@@ -40,6 +41,18 @@ struct Node {
     template <class Stream>
     void codec(Stream& s) {
         field(s, {"children", 1}, children);
+    }
+};
+
+// Binds its member by hand.
+struct Chain : XMLCodecBase {
+    std::unique_ptr<Chain> next;
+
+    void codecXml(XMLStream& s) override {
+        const XMLInStream part(std::as_const(s)["n"]);
+        if (part.isNull()) return;
+        next = std::make_unique<Chain>();
+        next->decodeXml(part);
     }
 };
 
@@ -238,6 +251,15 @@ TEST(XmlField, LimitsTheDepthOfWhatItReads) {
     for (; !at->children.empty(); at = &at->children[0])
         ++depth;
     EXPECT_EQ(depth, xml::kMaxDepth + 1);  // the last one was not read
+    text.clear();
+    for (unsigned i = 0; i < 2 * xml::kMaxDepth; ++i)
+        text += "<n>";
+    Chain chain;
+    chain.fromXml(text + "<n>");
+    depth = 0;
+    for (const Chain* link = &chain; link != nullptr; link = link->next.get())
+        ++depth;
+    EXPECT_EQ(depth, xml::kMaxDepth + 1);
 }
 
 TEST(XMLStream, ReadsFalseWhereNothingIs) {

@@ -26,10 +26,6 @@ namespace qor {
 
 namespace xml {
 
-// How deeply objects may be nested in what is read; those beyond are as if they were missing. Each
-// level takes the stack of one codec.
-inline constexpr unsigned kMaxDepth = 500;
-
 template <class T>
 concept Object = std::derived_from<T, XMLCodecBase> || CodecType<T, XMLStream>;
 
