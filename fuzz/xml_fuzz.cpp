@@ -1,4 +1,5 @@
-// The XML parser takes any bytes, and makes the same of them in one go and step by step.
+// The XML parser takes any bytes, up to the first zero one, and makes a sound tree of them; each
+// further step behind the first root consumes something.
 
 #include <memory>
 #include <string>
