@@ -124,7 +124,6 @@ private:
 
     void init();
     void parseOwn(String& text);
-    bool step();
     [[noreturn]] void fail(const Malformation& found);
 
     const char* skipBlanks(const char* at) const noexcept;

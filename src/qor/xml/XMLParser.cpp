@@ -355,7 +355,8 @@ inline bool XMLParser::parseText(bool told) {
     return goOnAt(to);
 }
 
-inline bool XMLParser::step() {
+bool XMLParser::nextNode() try {
+    if (cursor_ == end_) return false;
     token_ = skipBlanks(cursor_);
     if (*token_ == ']' && inDoctype_) return endDoctype(token_);
     if (*token_ != '<') return parseText(*token_ != ']');
@@ -374,17 +375,10 @@ inline bool XMLParser::step() {
         default:
             return parseOpening(token_ + 1);
     }
-}
-
-bool XMLParser::nextNode() {
-    if (cursor_ == end_) return false;
-    try {
-        return step();
-    } catch (...) {
-        // Half of a step may have been taken, so there is no place to go on from.
-        cursor_ = end_;
-        throw;
-    }
+} catch (...) {
+    // Half of a step may have been taken, so there is no place to go on from.
+    cursor_ = end_;
+    throw;
 }
 
 std::ostream& operator<<(std::ostream& os, const XMLParser& parser) {
