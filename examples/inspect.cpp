@@ -1,5 +1,5 @@
-// Shows what a file holds: a message in nbr, a tree in pml; or what a directory holds. Converts an
-// address book from the one format to the other.
+// Shows what a file holds, a message in nbr or a tree in pml, JSON or XML, or what a directory
+// holds. Converts an address book from one format to another.
 
 #include <algorithm>
 #include <fstream>
@@ -13,11 +13,13 @@
 
 #include "address_book.h"
 #include "qor/base/base_type_bytes.h"
+#include "qor/json/json_T.h"
 #include "qor/log/log_dumper.h"
 #include "qor/nbr/binding.h"
 #include "qor/nbr/parser.h"
 #include "qor/pml/pml_T.h"
 #include "qor/util/directory.h"
+#include "qor/xml/xml_T.h"
 
 namespace {
 
@@ -25,12 +27,14 @@ using qor::pml::ShowMode;
 using qor::pml::ShowPattern;
 
 constexpr const char* kUsage =
-    "usage: inspect [--compact] FILE                    a message in nbr, or its hexadecimal text\n"
+    "usage: inspect [--compact] FILE                    what it holds\n"
     "       inspect --pml LAYOUT PARTS FILE             a tree in pml\n"
     "       inspect --tree DIRECTORY                    its entries, as pml\n"
-    "       inspect --convert BOOK.nbr BOOK.pml         an address book, or the other way round\n"
-    "LAYOUT is compact, simple, mixed or formatted; PARTS are some of p, n, t and v: the paths,\n"
-    "names, types and values.\n";
+    "       inspect --convert BOOK OTHER                an address book to another format\n"
+    "A file is pml, JSON or XML if its name ends in .pml, .json or .xml, and otherwise a message\n"
+    "in nbr, or its hexadecimal text. The name of a book ends in one of these or in .nbr. LAYOUT\n"
+    "is compact, simple, mixed or formatted; PARTS are some of p, n, t and v: the paths, names,\n"
+    "types and values.\n";
 
 struct UsageError {};
 
@@ -107,6 +111,25 @@ void showDirectory(const std::string& path) {
     std::cout << qor::Directory(name).files() << '\n';
 }
 
+void showPml(const std::string& path, bool compact) {
+    showTree(path, compact ? ShowMode::COMPACT : ShowMode::FORMATTED, ShowPattern::ALL);
+}
+
+void showJson(const std::string& path, bool compact) {
+    std::cout << qor::json::JsonParser::from(readFile(path))->encode(!compact, false, 0) << '\n';
+}
+
+std::unique_ptr<qor::XMLNode> readElement(const std::string& path) {
+    qor::XMLParser parser{qor::istr(readFile(path))};
+    std::unique_ptr<qor::XMLNode> root(parser.release());
+    if (root == nullptr) throw std::runtime_error("no element in it");
+    return root;
+}
+
+void showXml(const std::string& path, bool compact) {
+    std::cout << readElement(path)->str(!compact, 0) << '\n';
+}
+
 AddressBook readNbr(const std::string& path) {
     AddressBook book;
     qor::nbr::decode(qor::istr(readFile(path)), book);
@@ -119,33 +142,81 @@ AddressBook readPml(const std::string& path) {
     return book;
 }
 
-void writeNbr(const AddressBook& book, const std::string& path) {
+AddressBook readJson(const std::string& path) {
+    AddressBook book;
+    qor::json::decode(qor::istr(readFile(path)), book);
+    return book;
+}
+
+AddressBook readXml(const std::string& path) {
+    const std::unique_ptr<qor::XMLNode> root = readElement(path);
+    AddressBook book;
+    qor::xml::decode(qor::XMLInStream(*root), book);
+    return book;
+}
+
+qor::String toNbr(const AddressBook& book) {
     qor::nbr::CodecStream out;
     qor::nbr::encode(out, book);
-    std::ofstream file(path, std::ios::binary);
-    file << out.str();
-    if (!file.flush()) throw std::runtime_error("cannot write " + path);
+    return qor::istr(out.str());
 }
 
-void writePml(const AddressBook& book, const std::string& path) {
+qor::String toPml(const AddressBook& book) {
     qor::pml::stream out;
     qor::pml::encode(out, book);
-    if (!qor::pml::ntvToFormattedPml(out.unit(), qor::pml::File(path), ShowPattern::ALL)) {
-        throw std::runtime_error("cannot write " + path);
-    }
+    return out.toPml(true);
 }
 
-// pml has six digits of a fraction, and dates to the millisecond: whether that was enough for this
-// book is seen when it is read again.
+qor::String toJson(const AddressBook& book) {
+    qor::json::JsonOutputStream out;
+    qor::json::encode(out, book);
+    return out.str(true, true, 0);
+}
+
+qor::String toXml(const AddressBook& book) {
+    qor::XMLStream out;
+    qor::xml::encode(out, book);
+    return out.str(true, 0);
+}
+
+struct Format {
+    std::string_view extension;
+    void (*show)(const std::string& path, bool compact);
+    AddressBook (*read)(const std::string& path);
+    qor::String (*write)(const AddressBook& book);
+};
+constexpr Format kFormats[] = {
+    {".nbr", showMessage, readNbr, toNbr},
+    {".pml", showPml, readPml, toPml},
+    {".json", showJson, readJson, toJson},
+    {".xml", showXml, readXml, toXml},
+};
+
+// Null for a name that tells none.
+const Format* formatOf(const std::string& path) {
+    const auto* const found =
+        std::find_if(std::begin(kFormats), std::end(kFormats),
+                     [&path](const Format& format) { return path.ends_with(format.extension); });
+    return found != std::end(kFormats) ? found : nullptr;
+}
+
+void showFile(const std::string& path, bool compact) {
+    const Format* const format = formatOf(path);
+    (format != nullptr ? format->show : showMessage)(path, compact);
+}
+
+// The formats of text have six digits of a fraction, and times to the millisecond: whether that was
+// enough for this book is seen when it is read again.
 void convert(const std::string& from, const std::string& to) {
-    const bool toPml = from.ends_with(".nbr") && to.ends_with(".pml");
-    if (!toPml && !(from.ends_with(".pml") && to.ends_with(".nbr"))) throw UsageError();
+    const Format* const source = formatOf(from);
+    const Format* const target = formatOf(to);
+    if (source == nullptr || target == nullptr) throw UsageError();
     readFile(from);
-    const AddressBook book = toPml ? readNbr(from) : readPml(from);
-    toPml ? writePml(book, to) : writeNbr(book, to);
-    if (!((toPml ? readPml(to) : readNbr(to)) == book)) {
-        throw std::runtime_error("the book has changed on its way");
-    }
+    const AddressBook book = source->read(from);
+    std::ofstream file(to, std::ios::binary);
+    file << target->write(book);
+    if (!file.flush()) throw std::runtime_error("cannot write it");
+    if (!(target->read(to) == book)) throw std::runtime_error("the book has changed on its way");
     std::cout << book.contacts.size() << " contacts from " << from << " to " << to
               << ", the same when read back\n";
 }
@@ -154,7 +225,7 @@ void inspect(const std::vector<std::string>& arguments) {
     const std::size_t count = arguments.size();
     const std::string first = count > 0 ? arguments.front() : std::string();
     if (count == 2 && first == "--compact") {
-        showMessage(arguments[1], true);
+        showFile(arguments[1], true);
     } else if (count == 4 && first == "--pml") {
         showTree(arguments[3], layoutOf(arguments[1]), patternOf(arguments[2]));
     } else if (count == 2 && first == "--tree") {
@@ -162,7 +233,7 @@ void inspect(const std::vector<std::string>& arguments) {
     } else if (count == 3 && first == "--convert") {
         convert(arguments[1], arguments[2]);
     } else if (count == 1 && !first.starts_with("--")) {
-        showMessage(first, false);
+        showFile(first, false);
     } else {
         throw UsageError();
     }
@@ -181,6 +252,8 @@ int main(int argc, char** argv) {
         std::cerr << kUsage;
         return 2;
     } catch (const qor::Exception& e) {
+        std::cerr << "inspect: " << subject << ": " << e.msg() << '\n';
+    } catch (const qor::XMLRuntimeException& e) {
         std::cerr << "inspect: " << subject << ": " << e.msg() << '\n';
     } catch (const std::exception& e) {
         std::cerr << "inspect: " << subject << ": " << e.what() << '\n';

@@ -1,4 +1,5 @@
-// The XML parser takes any bytes, and makes the same of them in one go and step by step.
+// The XML parser takes any bytes, up to the first zero one, and makes a sound tree of them; each
+// further step behind the first root consumes something.
 
 #include <memory>
 #include <string>
@@ -64,7 +65,7 @@ Outcome outcomeOf(istr text, bool further) {
 extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t size) {
     const istr text(data, size);
     outcomeOf(text, true);
-    const Outcome first = outcomeOf(text, false);
+    Outcome first = outcomeOf(text, false);
     // What stands behind the first zero does not count.
     const Outcome again = outcomeOf(std::string(data, data + size).c_str(), false);
     fuzz::require(first.line == again.line && first.calls == again.calls);
@@ -75,5 +76,9 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t siz
     const String text1 = first.tree->str(false, 0);
     fuzz::require(fuzz::isSound(*first.tree) && fuzz::isSame(*first.tree, copy));
     fuzz::require(fuzz::isSound(copy) && copy.str(false, 0) == text1);
+    // A tree goes with the one that it was added to.
+    XMLNode other("other", nullptr);
+    other.addChildNode(first.tree.release());
+    fuzz::require(fuzz::isSound(other));
     return 0;
 }

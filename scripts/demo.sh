@@ -40,11 +40,24 @@ echo "-- formatted, with the paths and no types"
 "$bin/inspect" --pml formatted pnv examples/data/server.pml
 
 echo
-echo "== inspect: the address book from nbr to pml and back, and its first lines"
-"$bin/inspect" --convert "$out/contacts.nbr" "$out/book.pml"
-"$bin/inspect" --convert "$out/book.pml" "$out/contacts_again.nbr"
-cmp "$out/contacts.nbr" "$out/contacts_again.nbr"
+echo "== inspect: a JSON and an XML file, and their trees"
+for file in examples/data/station.json examples/data/station.xml; do
+    cat "$file"
+    "$bin/inspect" "$file"
+    "$bin/inspect" --compact "$file"
+done
+
+echo
+echo "== inspect: the address book from each format to the next, and its first lines there"
+book="$out/contacts.nbr"
+for format in pml json xml nbr; do
+    "$bin/inspect" --convert "$book" "$out/book.$format"
+    book="$out/book.$format"
+done
+cmp "$out/contacts.nbr" "$out/book.nbr"
 head -n 12 "$out/book.pml"
+head -n 12 "$out/book.json"
+head -n 12 "$out/book.xml"
 
 echo
 echo "== inspect: a directory as pml"

@@ -8,6 +8,7 @@
 #include "qor/json/json_unit.h"
 #include "qor/json/qor_json_parser.h"
 #include "support/allocation.h"
+#include "support/leak_table.h"
 
 namespace qor::json {
 namespace {
@@ -147,6 +148,39 @@ TEST(JsonValue, KeepsValuesOfOtherClassesAndOtherOwners) {
     EXPECT_EQ(local.__GetRef(), 0);
     const std::unique_ptr<JsonValue> alone(new Counted(alive));
     EXPECT_EQ(alive, 1);
+}
+
+TEST(JsonValue, EntersTheLeakTableOnce) {
+    EXPECT_THROW(JsonParser::from("1"), DecodeException);  // makes what a throw needs
+    const support::LeakTable table;
+    const String large = std::string(70000, 'x');
+    int alive = 0;
+    {
+        JsonUnit unit;
+        unit.decode("{a:[1,\"two\",true,{}],b:{c:null,c:[]},d:\"" + large + "\"}");
+        const JsonUnit kept = std::as_const(unit)["a"];
+        unit["a"].newChild() << "built";
+        unit["b"]["c"] << large;
+        for (const char* const text : {"1", "2"}) {
+            unit["n"] << 1;
+            unit["n"] << true;
+            unit["n"] << text;
+            unit["n"].stringValue().setValue("other");
+            unit["n"].numberValue().setValue(text);
+        }
+        unit["from"] = JsonUnit(JsonString::from("\"x\""));
+        unit["plain"] = JsonUnit(new JsonNumber("5"));
+        unit["user"].newChild() = JsonUnit(new Counted(alive));
+        unit["checked"] = JsonUnit(checkedNew<JsonBoolean>("file", 1, "func", true));
+        checkedDelete(checkedNew<JsonNumber>("file", 1, "func"), "file", 2, "func");
+        const std::unique_ptr<JsonValue> alone(new Counted(alive));
+        EXPECT_GT(table.size(), 10u);
+        EXPECT_THROW(unit.decode("[[{a:\"b\"},[1],\"" + large), DecodeException);
+        unit.decode("[]");
+        EXPECT_EQ(kept.arrayValue()->size(), 5u);
+    }
+    EXPECT_EQ(table.size(), 0u);
+    EXPECT_EQ(table.shown(), "");
 }
 
 }  // namespace

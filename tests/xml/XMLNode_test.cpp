@@ -7,8 +7,9 @@
 #include <thread>
 
 #include "qor/log/log_dumper.h"
-#include "qor/xml/XMLParser.h"
+#include "qor/xml/XMLStream.h"
 #include "support/allocation.h"
+#include "support/leak_table.h"
 #include "xml/made_once.h"
 
 namespace qor {
@@ -172,6 +173,56 @@ TEST(XMLNode, CopiesAndTakesParts) {
     root.addChildNode(static_cast<XMLNode*>(nullptr));
     EXPECT_EQ(root.getChildNodes().back(), own);
     EXPECT_EQ(root.numofChildren(), 2u);
+}
+
+TEST(XMLNode, KeepsTheMemoryOfATreeThatItTakes) {
+    XMLNode::null();  // is made
+    const support::AllocationCounter counter;
+    {
+        XMLNode node("r", nullptr);
+        for (const char* const text : {"<a x='1'><b><c/><d>t</d></b></a>", "<e><f y='2'/></e>"}) {
+            XMLNode* parent = &node;
+            if (!node.isSimple()) parent = &node["a"]["b"]["c"];
+            parent->addChildNode(XMLParser(istr(text)).release());
+        }
+        EXPECT_EQ(node.str(false, 0),
+                  "<r><a x=\"1\"><b><c><e><f y=\"2\"/></e></c><d>t</d></b></a></r>");
+        node = XMLNode("new", nullptr);
+        EXPECT_EQ(node.str(false, 0), "<new/>");
+    }
+    EXPECT_EQ(counter.outstanding(), 0);
+}
+
+TEST(XMLNode, EntersTheLeakTableOnce) {
+    XMLNode::destroy_null();
+    XMLAttr::destroy_null();
+    const support::LeakTable table;
+    {
+        XMLParser parser(istr("<first/><r a='1' b='&amp;'><c><d/></c>t</r>"));
+        XMLNode root(*parser.rootNode());
+        for (int i = 0; i < 40; ++i) {
+            root.addAttr("a" + std::to_string(i % 30), "a value that needs memory of its own");
+            root.addChildNode("c" + std::to_string(i));
+        }
+        root.addChildNode(parser.release());
+        root.child("made")("x").name("other");
+        root.child("c1").assign(root);
+        root += root["r"];
+        EXPECT_TRUE(std::as_const(root)["no"].isNull() && std::as_const(root)("no").isNull());
+        checkedNew<XMLNode>("file", 1, "func", istr("n"), &root["parent"]);
+        checkedDelete(checkedNew<XMLNode>("file", 1, "func", root), "file", 2, "func");
+        XMLOutStream out("out");
+        out += XMLOutStream("part", out) << L"text";
+        XMLInStream in(istr("<a><b x></a>"));
+        in.parse(istr(out.str(true, 0)));
+        const XMLStreamBase copy(in);
+        EXPECT_GT(table.size(), 100u);
+    }
+    EXPECT_GT(table.size(), 0u);  // the null objects
+    XMLNode::destroy_null();
+    XMLAttr::destroy_null();
+    EXPECT_EQ(table.size(), 0u);
+    EXPECT_EQ(table.shown(), "");
 }
 
 TEST(XMLNode, AFailureChangesNothing) {

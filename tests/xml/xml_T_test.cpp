@@ -5,6 +5,7 @@
 #include <deque>
 #include <list>
 #include <map>
+#include <memory>
 #include <queue>
 #include <set>
 #include <sstream>
@@ -40,6 +41,18 @@ struct Node {
     template <class Stream>
     void codec(Stream& s) {
         field(s, {"children", 1}, children);
+    }
+};
+
+// Binds its member by hand.
+struct Chain : XMLCodecBase {
+    std::unique_ptr<Chain> next;
+
+    void codecXml(XMLStream& s) override {
+        const XMLInStream part(std::as_const(s)["n"]);
+        if (part.isNull()) return;
+        next = std::make_unique<Chain>();
+        next->decodeXml(part);
     }
 };
 
@@ -198,9 +211,14 @@ TEST(XmlField, TakesAnElementOrAnAttribute) {
     xml::attrField(out, {"o", 1}, optional);
     xml::elementField(out, {"elem.100", 1}, both);
     field(out, {"flag", 1}, flag);
-    field(out, {"flag", 1}, attr);  // once more
+    field(out, {"list", 1}, list);
+    // Once more.
+    field(out, {"flag", 1}, attr);
+    list = {2, 3};
+    field(out, {"list", 1}, list);
     EXPECT_EQ(out.str(false, 0),
-              "<r attr.1=\"2\" o=\"1\"><elem.100>1</elem.100><flag>2</flag></r>");
+              "<r attr.1=\"2\" o=\"1\"><elem.100>1</elem.100><flag>2</flag>"
+              "<list><any>2</any><any>3</any></list></r>");
 }
 
 TEST(XmlField, ReadsWhatOthersWrote) {
@@ -233,6 +251,15 @@ TEST(XmlField, LimitsTheDepthOfWhatItReads) {
     for (; !at->children.empty(); at = &at->children[0])
         ++depth;
     EXPECT_EQ(depth, xml::kMaxDepth + 1);  // the last one was not read
+    text.clear();
+    for (unsigned i = 0; i < 2 * xml::kMaxDepth; ++i)
+        text += "<n>";
+    Chain chain;
+    chain.fromXml(text + "<n>");
+    depth = 0;
+    for (const Chain* link = &chain; link != nullptr; link = link->next.get())
+        ++depth;
+    EXPECT_EQ(depth, xml::kMaxDepth + 1);
 }
 
 TEST(XMLStream, ReadsFalseWhereNothingIs) {
@@ -251,6 +278,10 @@ TEST(XMLStream, ReadsFalseWhereNothingIs) {
     EXPECT_EQ(wide, 0);
     EXPECT_TRUE((XMLInStream("n", in) >> number) && number == 12);
     EXPECT_TRUE((XMLInStream("e", in) >> text) && text.empty());
+    // Nobody changes what stands for all that is not there.
+    XMLStream missing(XMLStream::in_t(), "no", in);
+    missing["made"]("made").value("v");
+    EXPECT_TRUE(XMLNode::null().isEmpty());
 }
 
 TEST(XMLStream, OwnsOrBorrowsItsNode) {

@@ -47,6 +47,7 @@ public:
     // The same with the keys that hold null.
     String toFormattedSample() const { return encode(true, false, 1); }
 
+    // Tell the leak table.
     static void* operator new(std::size_t size);
     static void* operator new(std::size_t size, const char* file, unsigned line, const char* func);
     // For a constructor that raises.
@@ -57,7 +58,7 @@ public:
     static void operator delete(JsonValue* value, std::destroying_delete_t) noexcept;
 
 protected:
-    JsonValue() noexcept = default;
+    JsonValue() noexcept : Shared(OwnAllocation()) {}
 
 private:
     friend class JsonBoolean;
@@ -72,7 +73,7 @@ private:
     friend TreeEnd;
 
     enum class Kind : unsigned char { Other, Boolean, Number, String, Array, Object };
-    explicit JsonValue(Kind kind) noexcept : kind_(kind) {}
+    explicit JsonValue(Kind kind) noexcept : Shared(OwnAllocation()), kind_(kind) {}
 
     // These fill what the base leaves of its last word.
     Kind kind_ : 3 = Kind::Other;

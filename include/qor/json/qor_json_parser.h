@@ -9,7 +9,8 @@
 
 namespace qor::json {
 
-// The message ends with the whole rest of the input from where it could not be read.
+// The message ends with the whole rest of the input from where it could not be read, up to the
+// first zero byte in it.
 QOR_DECLARE_EXCEPTION(DecodeException, "qor::json::DecodeException");
 
 // Reads in one pass over the text, of which nothing is kept. Any depth of nesting takes the same

@@ -29,26 +29,45 @@ public:
     bool __LastSubRef() const noexcept {
         // Nobody else can take a share in what has one owner.
         const bool only = refCount_.load(std::memory_order_acquire) == 1;
-        if (only && !noDelete_.load(std::memory_order_relaxed)) return true;
-        return refCount_.fetch_sub(1, std::memory_order_acq_rel) == 1 &&
-               !noDelete_.load(std::memory_order_relaxed);
+        if (only && (marks_.load(std::memory_order_relaxed) & kNoDelete) == 0) return true;
+        return refCount_.fetch_sub(1, std::memory_order_acq_rel) == 1 && markGone();
     }
     long __GetRef() const noexcept { return refCount_.load(std::memory_order_relaxed); }
     // For objects on the stack or in static storage.
-    void __setNoDelete(bool on) noexcept { noDelete_.store(on, std::memory_order_relaxed); }
+    void __setNoDelete(bool on) noexcept {
+        if (on) {
+            marks_.fetch_or(kNoDelete, std::memory_order_relaxed);
+        } else {
+            marks_.fetch_and(static_cast<Marks>(~kNoDelete), std::memory_order_relaxed);
+        }
+    }
 
 protected:
+    // For a class with an allocation of its own, which tells the leak table itself.
+    struct OwnAllocation {};
+
     Shared() noexcept = default;
+    explicit Shared(OwnAllocation) noexcept : marks_(kOwnAllocation) {}
     // A copy is an object of its own: it starts with no owner, and assigning moves none.
-    Shared(const Shared&) noexcept {}
+    Shared(const Shared& other) noexcept
+        : marks_(other.marks_.load(std::memory_order_relaxed) & kOwnAllocation) {}
     Shared& operator=(const Shared&) noexcept { return *this; }
     virtual ~Shared();
 
 private:
+    using Marks = unsigned char;
+    static constexpr Marks kNoDelete = 1;
+    static constexpr Marks kOwnAllocation = 2;
+
+    // For the deletion, once: a destructor that makes and drops a Handle to its own object must not
+    // delete it twice.
+    bool markGone() const noexcept {
+        return (marks_.fetch_or(kNoDelete, std::memory_order_relaxed) & kNoDelete) == 0;
+    }
     void lastRefGone() const noexcept;
 
     mutable std::atomic<long32> refCount_{0};
-    mutable std::atomic<bool> noDelete_{false};
+    mutable std::atomic<Marks> marks_{0};
 };
 
 }  // namespace qor

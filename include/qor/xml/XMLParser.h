@@ -17,7 +17,7 @@ class XMLParser;
 
 // Told what a parser finds while it builds the tree, in the thread that parses. An exception of the
 // callback ends the parsing and comes out of it. A callback may look at the tree and change what
-// has been read, but not delete the nodes that are still open.
+// has been read, but neither delete nor release nodes that are still open.
 class QOR_API XMLParserCallback {
 public:
     XMLParserCallback() = default;
@@ -96,7 +96,8 @@ public:
     void parse(istr text);
     // From the stream's place to its end, with a line feed behind every line.
     void parse(std::ifstream& is);
-    // One step of parse. False when the root has been closed or the text is at its end.
+    // One step of parse. False when the root has been closed or the text is at its end, which it is
+    // after an exception too.
     bool nextNode();
 
     // Null if there is none. An element behind a root that closes itself becomes the root; the

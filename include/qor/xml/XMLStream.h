@@ -12,6 +12,14 @@
 
 namespace qor {
 
+namespace xml {
+
+// How deeply objects may be nested in what is read; those beyond are as if they were missing. Each
+// level takes the stack of one codec.
+inline constexpr unsigned kMaxDepth = 500;
+
+}  // namespace xml
+
 // A node that is written or read, and whether the stream owns it. Writing to a stream without a
 // node makes one; reading from it finds nothing. A stream belongs to one thread.
 class QOR_API XMLStreamBase {
@@ -63,7 +71,7 @@ public:
     bool isNull() const { return node_ == nullptr || node_->isNull(); }
     // Makes an owned node when writing without one.
     void checkNode();
-    // Without a node XMLNode::null(), and a new one of the stream's own for the second form.
+    // If it isNull, XMLNode::null(), and a new one of the stream's own for the second form.
     const XMLNode& node() const { return node_ != nullptr ? *node_ : XMLNode::null(); }
     XMLNode& node();
 
@@ -221,7 +229,7 @@ public:
     XMLCodecBase(const XMLCodecBase&) = default;
     XMLCodecBase& operator=(const XMLCodecBase&) = default;
 
-    // Both call codecXml.
+    // Both call codecXml; decodeXml does nothing inside xml::kMaxDepth others of the thread.
     virtual void encodeXml(XMLOutStream& out) const;
     virtual void decodeXml(const XMLInStream& in);
     // The routine for both directions.

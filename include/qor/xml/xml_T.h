@@ -26,10 +26,6 @@ namespace qor {
 
 namespace xml {
 
-// How deeply objects may be nested in what is read; those beyond are as if they were missing. Each
-// level takes the stack of one codec.
-inline constexpr unsigned kMaxDepth = 500;
-
 template <class T>
 concept Object = std::derived_from<T, XMLCodecBase> || CodecType<T, XMLStream>;
 
@@ -240,12 +236,14 @@ void storeField(XMLNode& parent, istr name, const T& member) {
     if constexpr (OptionalValue<T>) {
         if (!member.isSet()) return;
     }
-    // What is there already is written over.
     if (std::as_const(parent).child(name).isNull()) {
         addItem(parent, name, member);
-    } else {
-        store(parent.child(name), member);
+        return;
     }
+    // What is there already is written over.
+    XMLNode& present = parent.child(name);
+    if constexpr (!Object<T> && !Writable<T> && (Container<T> || Adaptor<T>)) present.clearNodes();
+    store(present, member);
 }
 
 template <class T>

@@ -9,6 +9,12 @@
 
 namespace qor::json {
 
+namespace {
+
+constexpr const char* kMaker = "qor::json::JsonValue::JsonValue";
+
+}  // namespace
+
 JsonValue::~JsonValue() = default;
 
 String JsonValue::toString() const {
@@ -20,20 +26,20 @@ String JsonValue::encode(bool pretty, bool skipNull, int level) const {
 }
 
 void* JsonValue::operator new(std::size_t size) {
-    return ::operator new(size);
+    return newBlock(size, kMaker);
 }
 
 void* JsonValue::operator new(std::size_t size, const char* file, unsigned line, const char* func) {
-    return ::operator new(size, file, line, func);
+    return pml::ntv::newNode(size, file, line, func);
 }
 
 void JsonValue::operator delete(void* block) noexcept {
-    ::operator delete(block);
+    deleteBlock(block, kMaker);
 }
 
 void JsonValue::operator delete(void* block, const char* file, unsigned line,
                                 const char* func) noexcept {
-    ::operator delete(block, file, line, func);
+    pml::ntv::deleteNode(block, file, line, func);
 }
 
 void JsonValue::operator delete(JsonValue* value, std::destroying_delete_t) noexcept {

@@ -5,6 +5,12 @@
 
 namespace qor::json {
 
+namespace {
+
+constexpr const char* kEnder = "qor::json::JsonValue::~JsonValue";
+
+}  // namespace
+
 static_assert(sizeof(JsonUnit) == sizeof(JsonValue*) && alignof(JsonUnit) == alignof(JsonValue*));
 
 ulong32& TreeEnd::sizeOf(JsonValue* value) noexcept {
@@ -32,7 +38,7 @@ void TreeEnd::end(T* value) noexcept {
     if (place != 0) {
         rooms_.add(value, place);
     } else {
-        ::operator delete(value);
+        deleteBlock(value, kEnder);
     }
 }
 
@@ -62,7 +68,7 @@ bool TreeEnd::finish(JsonValue* value) noexcept {
     // A class of the user, with whatever bases.
     void* const block = dynamic_cast<void*>(value);
     std::destroy_at(value);
-    ::operator delete(block);
+    deleteBlock(block, kEnder);
     return false;
 }
 
@@ -84,17 +90,11 @@ void TreeEnd::takeDown(JsonValue* top) noexcept {
         JsonUnit& slot = slotOf(open, i);
         // The slot's share is given up here, and the slot itself is not destroyed.
         JsonValue* const value = slot.value_.get();
-        if (value != nullptr && value->__LastSubRef()) {
-            if (value->place_ == 0) {
-                blockReleased(blockOf(value), __FILE__, __LINE__,
-                              "qor::json::JsonValue::~JsonValue");
-            }
-            if (finish(value)) {
-                ::new (&slot) JsonValue*(around);
-                around = open;
-                open = value;
-                continue;
-            }
+        if (value != nullptr && value->__LastSubRef() && finish(value)) {
+            ::new (&slot) JsonValue*(around);
+            around = open;
+            open = value;
+            continue;
         }
         closeSlot(open, i);
     }

@@ -42,15 +42,9 @@ namespace {
 constexpr const char* kMaker = "qor::json::JsonParser::from";
 constexpr const char* kEnder = "qor::json::JsonValue::~JsonValue";
 
-void* takeSpare() {
+void* takeSpare() noexcept {
     void* const block = SpareBlocks::take();
-    if (block == nullptr) return nullptr;
-    try {
-        blockAllocated(block, __FILE__, __LINE__, kMaker);
-    } catch (...) {
-        ::operator delete(block);
-        throw;
-    }
+    if (block != nullptr) blockAllocated(block, __FILE__, __LINE__, kMaker);
     return block;
 }
 

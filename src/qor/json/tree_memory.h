@@ -4,28 +4,18 @@
 #include <algorithm>
 #include <atomic>
 #include <cstddef>
-#include <new>
 
+#include "pml/memory.h"
 #include "qor/base/interface.h"
-#include "qor/base/mlcheck.h"
 
 namespace qor::json {
 
 // Blocks of memory known to the leak table.
 inline void* newBlock(std::size_t size, const char* func) {
-    void* const block = ::operator new(size);
-    try {
-        blockAllocated(block, __FILE__, __LINE__, func);
-    } catch (...) {
-        ::operator delete(block);
-        throw;
-    }
-    return block;
+    return pml::ntv::newNode(size, __FILE__, __LINE__, func);
 }
 inline void deleteBlock(void* block, const char* func) noexcept {
-    if (block == nullptr) return;
-    blockReleased(block, __FILE__, __LINE__, func);
-    ::operator delete(block);
+    pml::ntv::deleteNode(block, __FILE__, __LINE__, func);
 }
 
 // Where the values of a tree that is read stand: one behind the other in large blocks. A block goes

@@ -7,9 +7,10 @@ namespace qor {
 Shared::~Shared() = default;
 
 void Shared::lastRefGone() const noexcept {
-    // A destructor that makes and drops a Handle to its own object must not delete it twice.
-    if (noDelete_.exchange(true, std::memory_order_relaxed)) return;
-    blockReleased(blockOf(this), __FILE__, __LINE__, "qor::Shared::__SubRef");
+    if (!markGone()) return;
+    if ((marks_.load(std::memory_order_relaxed) & kOwnAllocation) == 0) {
+        blockReleased(blockOf(this), __FILE__, __LINE__, "qor::Shared::__SubRef");
+    }
     delete this;
 }
 

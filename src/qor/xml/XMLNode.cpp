@@ -277,6 +277,8 @@ void XMLNode::clearNodes() noexcept {
         childMap_.store(nullptr, std::memory_order_relaxed);
         delete map;
     }
+    // The pool of a parsed tree that was added to this one goes behind all that stands in it.
+    xml::Pool pools(0);
     // Nodes that are about to go, and have children, are linked through their parents, so that
     // neither depth nor memory is needed.
     XMLNode* gone = nullptr;
@@ -295,6 +297,7 @@ void XMLNode::clearNodes() noexcept {
         XMLNode* const node = std::exchange(gone, gone->parent_);
         node->parent_ = nullptr;
         take(node->children_);
+        if (node->pool_ != nullptr) pools.absorb(*node->pool_);
         destroy(node);
     }
 }

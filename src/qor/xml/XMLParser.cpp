@@ -161,7 +161,6 @@ XMLNode* XMLParser::release() noexcept {
 void XMLParser::parseEntity(const char*, const char*) {}
 
 void XMLParser::fail(const Malformation& found) {
-    cursor_ = end_;
     throw XMLRuntimeException(found.message, __FILE__, found.line);
 }
 
@@ -356,7 +355,7 @@ inline bool XMLParser::parseText(bool told) {
     return goOnAt(to);
 }
 
-bool XMLParser::nextNode() {
+bool XMLParser::nextNode() try {
     if (cursor_ == end_) return false;
     token_ = skipBlanks(cursor_);
     if (*token_ == ']' && inDoctype_) return endDoctype(token_);
@@ -376,6 +375,10 @@ bool XMLParser::nextNode() {
         default:
             return parseOpening(token_ + 1);
     }
+} catch (...) {
+    // Half of a step may have been taken, so there is no place to go on from.
+    cursor_ = end_;
+    throw;
 }
 
 std::ostream& operator<<(std::ostream& os, const XMLParser& parser) {

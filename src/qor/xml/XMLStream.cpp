@@ -15,6 +15,13 @@ constexpr istr kType("__type__", 8);
 constexpr istr kClass("__class__", 9);
 constexpr istr kSuper("__super__", 9);
 
+// How many decodeXml the thread is in.
+constinit thread_local unsigned decoding = 0;
+struct Decoding : noncopyable {
+    Decoding() noexcept { ++decoding; }
+    ~Decoding() { --decoding; }
+};
+
 XMLNode* newNode(istr name) {
     return new (__FILE__, __LINE__, "qor::XMLStreamBase::checkNode") XMLNode(name, nullptr);
 }
@@ -101,7 +108,8 @@ void XMLStreamBase::checkNode() {
 }
 
 XMLNode& XMLStreamBase::node() {
-    if (node_ == nullptr) makeNode(istr());
+    // The null node is read by all, and is not to be changed.
+    if (isNull()) makeNode(istr());
     return *node_;
 }
 
@@ -186,6 +194,8 @@ void XMLCodecBase::encodeXml(XMLOutStream& out) const {
 }
 
 void XMLCodecBase::decodeXml(const XMLInStream& in) {
+    if (decoding >= xml::kMaxDepth) return;
+    const Decoding depth;
     XMLStream stream(XMLStream::in_t(), in.node());
     stream.nesting(in.nesting());
     codecXml(stream);

@@ -21,6 +21,15 @@ public:
             release(std::exchange(pages_, pages_->previous));
     }
 
+    // Takes over another one's pages, with what stands in them.
+    void absorb(Pool& other) noexcept {
+        while (other.pages_ != nullptr) {
+            Page* const page = std::exchange(other.pages_, other.pages_->previous);
+            page->previous = std::exchange(pages_, page);
+        }
+        other.next_ = other.end_ = nullptr;
+    }
+
     // For what is aligned as pointers are.
     void* take(std::size_t size) {
         if (static_cast<std::size_t>(end_ - next_) < size) grow(size);
