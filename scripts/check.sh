@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # The checks beyond the tests: the formatter has nothing to say, qor.h is complete, no warning, and
-# the tests are clean under the address and undefined-behaviour sanitizers.
+# the tests are clean under the address and undefined-behaviour sanitizers, as is the messenger for a
+# minute; the manual is made without a warning.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -21,3 +22,9 @@ echo "check: warnings are errors, and the tests under sanitizers"
 cmake --preset asan -DQOR_WERROR=ON >/dev/null
 cmake --build --preset asan
 ctest --preset asan -j "$(nproc)"
+
+echo "check: the manual of the headers"
+cmake --build --preset asan --target docs
+
+echo "check: the messenger under load"
+scripts/soak.sh 60 asan

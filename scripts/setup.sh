@@ -8,7 +8,7 @@ test="$build libgtest-dev pkg-config tzdata python3 dpkg-dev file"
 case "${1:-}" in
 build) wanted="$build" ;;
 test) wanted="$test" ;;
-check) wanted="$test clang-format" ;;
+check) wanted="$test clang-format doxygen" ;;
 bench)
     wanted="$build libbenchmark-dev libprotobuf-dev protobuf-compiler libmsgpack-cxx-dev"
     wanted="$wanted libboost-dev libssl-dev libyaml-cpp-dev libspdlog-dev libfmt-dev"
