@@ -3,7 +3,7 @@
 #   scripts/setup.sh build|test|check|bench|fuzz
 set -euo pipefail
 
-build="g++ cmake ninja-build ccache libace-dev"
+build="g++ cmake ninja-build ccache libace-dev zlib1g-dev"
 test="$build libgtest-dev pkg-config tzdata python3 dpkg-dev file"
 case "${1:-}" in
 build) wanted="$build" ;;

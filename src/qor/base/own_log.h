@@ -1,7 +1,6 @@
 #ifndef QOR_SRC_BASE_OWN_LOG_H
 #define QOR_SRC_BASE_OWN_LOG_H
 
-#include <source_location>
 #include <sstream>
 #include <string>
 
@@ -9,7 +8,7 @@
 
 // Lines and blocks on the library's own logger, from the place of the call. Their texts are made by
 // functions, and only when they are wanted. What cannot be made is left out: what it tells of goes
-// on.
+// on. The place comes from builtins, since clang 14 has no std::source_location.
 
 namespace qor::own_log {
 
@@ -22,20 +21,20 @@ std::string text(const Parts&... parts) {
 }
 
 template <class MakeText>
-void info(const char* func, MakeText makeText,
-          const std::source_location& at = std::source_location::current()) noexcept {
+void info(const char* func, MakeText makeText, const char* file = __builtin_FILE(),
+          unsigned line = __builtin_LINE()) noexcept {
     try {
         if (!upward::infoOn()) return;
-        upward::writeInfoLog(at.file_name(), at.line(), func, istr(makeText()), "INFO");
+        upward::writeInfoLog(file, line, func, istr(makeText()), "INFO");
     } catch (...) {
     }
 }
 
 template <class MakeText>
-void error(const char* func, MakeText makeText,
-           const std::source_location& at = std::source_location::current()) noexcept {
+void error(const char* func, MakeText makeText, const char* file = __builtin_FILE(),
+           unsigned line = __builtin_LINE()) noexcept {
     try {
-        upward::writeErrorLog(at.file_name(), at.line(), func, istr(makeText()));
+        upward::writeErrorLog(file, line, func, istr(makeText()));
     } catch (...) {
     }
 }

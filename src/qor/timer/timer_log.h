@@ -13,12 +13,12 @@ namespace qor::timer_log {
 // A line of a tag that is switched on.
 template <class MakeText>
 void debug(const char* tag, const char* func, MakeText makeText,
-           const std::source_location& at = std::source_location::current()) noexcept {
+           const char* file = __builtin_FILE(), unsigned line = __builtin_LINE()) noexcept {
     try {
         if (!upward::debugOn()) return;
         logger& log = logger_factory::instance("QOR");
         if (!log.appLog(tag)) return;
-        writeDebugLog(log, at.file_name(), at.line(), func, istr(makeText()), tag);
+        writeDebugLog(log, file, line, func, istr(makeText()), tag);
     } catch (...) {
     }
 }

@@ -1,0 +1,38 @@
+#include "qor/util/zlib.h"
+
+#include <zlib.h>
+
+#include "util/output.h"
+
+namespace qor {
+
+namespace {
+
+// Has `convert`, a function of the zlib library, fill `out` with at most `room` bytes.
+template <class Convert>
+bool fill(Bytes& out, istr data, unsigned long room, Convert convert) {
+    if (room >= npos32) {
+        out.size(0);
+        return false;
+    }
+    const util::ByteSpan source = util::bytesOf(data);
+    bool done = false;
+    util::replaceContent(out, source, room, [&](Bytes& target) {
+        uLongf size = room;
+        done = convert(target.data(), &size, source.data(), source.size()) == Z_OK;
+        target.size(done ? size : 0);
+    });
+    return done;
+}
+
+}  // namespace
+
+bool zlib::compress(const istr& data, Bytes& out) {
+    return fill(out, data, data.size() * 11 / 10 + 30, ::compress);
+}
+
+bool zlib::uncompress(const istr& data, Bytes& out, unsigned long size) {
+    return fill(out, data, size != 0 ? size : out.max_size(), ::uncompress);
+}
+
+}  // namespace qor
