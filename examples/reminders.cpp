@@ -43,9 +43,9 @@ public:
         words >> command;
         if (command == "list") return list();
         words >> name;
-        unsigned long milliseconds = 0, times = 1;
+        unsigned long milliseconds = 0, times = 0;
         const bool timed = !!(words >> milliseconds);
-        words >> times;
+        if (!(words >> times)) times = 1;
         if (command == "kill" && !name.empty()) return kill(name);
         if (command == "set" && timed) return set(name, milliseconds, times);
         if (command == "reset" && timed) return reset(name, milliseconds, times);

@@ -13,6 +13,13 @@ out=build/demo/demo
 mkdir -p "$out"
 
 echo
+echo "== messenger: a server and twenty clients speak a transcript"
+rm -f "$out"/messenger*.log
+"$bin/messenger" demo examples/data/messenger.pml "$PWD/$out/messenger.log"
+echo "the end of its log:"
+tail -n 4 "$out/messenger.log"
+
+echo
 echo "== contacts: an address book through each format"
 "$bin/contacts" examples/data/contacts.txt "$out/contacts"
 
@@ -66,6 +73,10 @@ echo "== reminders: timers by typed commands"
 cat examples/data/reminders.txt
 echo "--"
 "$bin/reminders" < examples/data/reminders.txt
+
+echo
+echo "== menu: two entries by their keys"
+"$bin/menu" ciphers network exit
 
 echo
 echo "== inspect: bytes that are no nbr"

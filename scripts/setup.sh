@@ -4,7 +4,7 @@
 set -euo pipefail
 
 build="g++ cmake ninja-build ccache libace-dev"
-test="$build libgtest-dev pkg-config tzdata"
+test="$build libgtest-dev pkg-config tzdata python3 dpkg-dev file"
 case "${1:-}" in
 build) wanted="$build" ;;
 test) wanted="$test" ;;

@@ -78,6 +78,8 @@
 #include "qor/util/optional.h"
 #include "qor/util/simple_value.h"
 #include "qor/util/singleton_T.h"
+#include "qor/util/test.h"
+#include "qor/util/uow.h"
 #include "qor/util/util_func.h"
 #include "qor/xml/XMLAttr.h"
 #include "qor/xml/XMLNode.h"

@@ -88,6 +88,7 @@ TEST(AsyncThreadManager, KeepsThreadsUntilTheyEnd) {
         if (i < 2) workers.back()->end(), workers.back()->join();
         manager.put(workers.back());
     }
+    EXPECT_THROW(manager.put(nullptr), NullHandleException);
     EXPECT_EQ(manager.size(), 3U);
     workers[2]->end();
     workers[2]->join();

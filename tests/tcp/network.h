@@ -11,6 +11,7 @@
 #include <atomic>
 #include <chrono>
 #include <functional>
+#include <optional>
 #include <string>
 #include <thread>
 #include <utility>
@@ -31,9 +32,6 @@ inline bool until(const std::function<bool()>& come) {
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
     return true;
-}
-inline bool logged(const support::LogFile& log, const std::string& text) {
-    return until([&] { return log.entries().find(text) != std::string::npos; });
 }
 
 inline std::string frame(const std::string& payload) {
@@ -74,6 +72,16 @@ public:
 private:
     const qor::Mutex mutex_;
     std::string frames_;
+};
+
+class NetworkTest : public testing::Test {
+protected:
+    bool logged(const std::string& text) const {
+        return until([&] { return log->entries().find(text) != std::string::npos; });
+    }
+
+    std::optional<support::LogFile> log{"qor"};
+    const qor::Handle<Events> events{new Events};
 };
 
 // A plain socket of this host.

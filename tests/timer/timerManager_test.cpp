@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <functional>
 #include <stdexcept>
 #include <thread>
 #include <vector>
@@ -73,40 +74,58 @@ TEST_F(Service, FiresOnItsOwnThreadWhatWasSetBeforeItsStart) {
 }
 
 TEST_F(Service, ReleasesATimerThatIsKilledWhileItFiresWhenThatIsOver) {
-    Event fires, killed, released;
-    object_.onFire = [&](TimerId, unsigned long) {
-        fires.happen();
-        killed.wait();
-        EXPECT_FALSE(released.happened());
-        return OnTimerResult(Time::milliSeconds(1), 0);
-    };
-    object_.onRelease = [&](TimerId, unsigned long) { released.happen(); };
-    timers().start();
-    const TimerId id = set(0, 0);
-    fires.wait();
-    timers().killTimer(id);
-    EXPECT_FALSE(timers().resetTimer(id, 1, 1));
-    timers().killTimer(id);
-    killed.happen();
-    released.wait();
-    timers().close();
-    EXPECT_EQ(object_.take(), "1 -1");
+    for (const bool closes : {false, true}) {
+        Event fires, killed, released;
+        object_.onFire = [&](TimerId, unsigned long) {
+            fires.happen();
+            killed.wait();
+            EXPECT_FALSE(released.happened());
+            if (closes) timers().close();
+            return OnTimerResult(Time::milliSeconds(1), 0);
+        };
+        object_.onRelease = [&](TimerId, unsigned long) { released.happen(); };
+        timers().start();
+        const TimerId id = set(0, 0);
+        fires.wait();
+        timers().killTimer(id);
+        EXPECT_FALSE(timers().resetTimer(id, 1, 1));
+        timers().killTimer(id);
+        killed.happen();
+        released.wait();
+        timers().close();
+        EXPECT_EQ(object_.take(), "1 -1");
+    }
 }
 
-TEST_F(Service, WaitsForACallbackWhenItStops) {
-    Event fires;
-    bool over = false;
-    object_.onFire = [&](TimerId, unsigned long) {
-        fires.happen();
-        ThreadControl::yield();
-        over = true;
-        return OnTimerResult();
+TEST_F(Service, HasNoCallbackUnderWayWhenOneOfManyHasEndedIt) {
+    const std::function<void()> cases[] = {
+        [] { timers().stop(); },
+        [] { timers().close(); },
+        [] { timers().start(), timers().close(); },
     };
-    timers().start();
-    set(0, 0);
-    fires.wait();
-    timers().stop();
-    EXPECT_TRUE(over);
+    for (int i = 0; i < 9; ++i) {
+        Event fires;
+        std::atomic<bool> inside{false};
+        object_.onFire = [&](TimerId, unsigned long) {
+            inside = true;
+            fires.happen();
+            for (int n = 0; n < 2000; ++n)
+                ThreadControl::yield();
+            inside = false;
+            return OnTimerResult();
+        };
+        timers().start();
+        set(0, 0);
+        fires.wait();
+        const auto end = [&] {
+            cases[i % 3]();
+            EXPECT_FALSE(inside) << i % 3;
+        };
+        std::thread other(end);
+        end();
+        other.join();
+        timers().close();
+    }
 }
 
 TEST_F(Service, MakesANewQueueForAnotherSizeOnly) {
@@ -211,6 +230,44 @@ TEST_F(Service, StandsClosingAndOpeningMeanwhile) {
     set(0, 1);
     fired.wait();
     timers().close();
+}
+
+// A callback that ends the service does not wait for one that another callback had started.
+TEST_F(Service, CanBeEndedByTheCallbacksOfTwoThreads) {
+    Event second, over[2];
+    std::atomic<int> calls{0};
+    object_.onFire = [&](TimerId, unsigned long) {
+        const int call = calls++;
+        if (call == 0) {
+            timers().reopen(QOR_TIMER_MAX_NUM() + 1);
+            set(0, 1);
+            second.wait();
+        } else {
+            second.happen();
+            while (SimpleThread::current().thread_->living())
+                ThreadControl::yield();
+        }
+        timers().stop();
+        over[call].happen();
+        return OnTimerResult();
+    };
+    set(0, 1);
+    timers().start();
+    over[0].wait();
+    over[1].wait();
+    timers().close();
+}
+
+TEST_F(Service, KnowsTheIdsOfAnEarlierQueue) {
+    timers().open();
+    const TimerId stale = set(0, 1);
+    timers().close();
+    timers().open();
+    const TimerId later = set(0, 1);
+    timers().killTimer(stale);
+    EXPECT_FALSE(timers().resetTimer(stale, 1, 1));
+    EXPECT_TRUE(timers().resetTimer(later, 1, 1));
+    EXPECT_EQ(object_.take(), "");
 }
 
 TEST(TimerUserThread, CallsItsObjectSoManyTimesAndThenReleasesIt) {

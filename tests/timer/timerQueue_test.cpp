@@ -143,6 +143,14 @@ TEST_F(Queue, CountsFromTheLatestTick) {
     set(3, 0, 0);
     tick();
     EXPECT_EQ(queue_.waitTime(), Time());
+    // A thread that finds a tick under way does not come back at once.
+    object_.onFire = [this](TimerId, unsigned long) {
+        const TimerMonitor::Access access(monitor_);
+        queue_.tick();
+        EXPECT_EQ(queue_.waitTime(), Time::milliSeconds(50));
+        return OnTimerResult();
+    };
+    tick();
 }
 
 TEST_F(Queue, TakesNoNoticeOfASetClock) {
@@ -234,6 +242,8 @@ TEST_F(Queue, LetsCallbacksChangeTimers) {
          "1 2,2,1 2,2,"},
         {"is revived by the result", [] { return OnTimerResult(Time::milliSeconds(99), 1); }, 1,
          "1 2,2,1 2,2,"},
+        {"asks for all the time", [] { return OnTimerResult(Time::forever(), 0); }, 0,
+         "1 2,2,2,2,"},
         {"resets itself", [&] { return queue_.reset(own, 99, 0), OnTimerResult(); }, 0,
          "1 2,2,1 2,2,"},
         {"resets itself at the end", [&] { return queue_.reset(own, 99, 1), OnTimerResult(); }, 1,

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <iostream>
 #include <sstream>
 #include <thread>

@@ -10,6 +10,7 @@
 #include "qor/xml/XMLStream.h"
 #include "support/allocation.h"
 #include "support/leak_table.h"
+#include "xml/made_once.h"
 
 namespace qor {
 namespace {
@@ -175,7 +176,7 @@ TEST(XMLNode, CopiesAndTakesParts) {
 }
 
 TEST(XMLNode, KeepsTheMemoryOfATreeThatItTakes) {
-    XMLNode::null();  // is made
+    makeWhatIsKept();
     const support::AllocationCounter counter;
     {
         XMLNode node("r", nullptr);
@@ -228,6 +229,7 @@ TEST(XMLNode, AFailureChangesNothing) {
     const XMLParser parser(
         "<r><a long-name-of-an-attribute='long value of an attribute'><b/></a></r>");
     const String text = parser.rootNode()->str(false, 0);
+    makeWhatIsKept();
     const support::AllocationCounter counter;
     {
         XMLNode root("r", nullptr);

@@ -8,6 +8,7 @@
 
 #include "support/allocation.h"
 #include "support/temp_dir.h"
+#include "xml/made_once.h"
 
 namespace qor {
 namespace {
@@ -129,6 +130,7 @@ TEST(XMLParser, RefusesFourMalformations) {
 }
 
 TEST(XMLParser, OwnsItsTreesUntilTheyAreReleased) {
+    makeWhatIsKept();
     const support::AllocationCounter counter;
     {
         XMLParser parser(istr("<a><b/></a/><c>t</c>x<d>"));
@@ -170,6 +172,7 @@ TEST(XMLParser, OwnsItsTreesUntilTheyAreReleased) {
 TEST(XMLParser, AFailureLosesNothing) {
     const String text =
         "<a long-name-of-attribute='long &amp; longer'><b>text of some length</b></a>";
+    makeWhatIsKept();
     const support::AllocationCounter counter;
     {
         XMLParser parser;

@@ -52,7 +52,7 @@ public:
 
 private:
     friend CreateByAllocate<tracer>;
-    tracer() = default;
+    tracer();
     ~tracer() = default;
 };
 

@@ -34,12 +34,16 @@ public:
     // host. The sizes of both buffers of the socket are set to `socketBufferSize` bytes, as far as
     // the system does so. The callback may be null: frames are then read and dropped.
     //
+    // False too if the peer has ended the connection meanwhile, which the callback is told.
+    //
     // Close first: a connection that is open is left to itself, as by the destructor.
     bool open(const TcpAddr& remote, Handle<TcpCallback> callback, int timeout,
               int socketBufferSize);
     // Ends the connection and waits until its thread has ended, which a callback that is under way
-    // delays. Called by that callback it does not wait: onClosed comes when it has returned. No
-    // call of the callback comes after the wait.
+    // delays. No call of the callback comes after the wait.
+    //
+    // Called by that callback it does not wait: onClosed comes when it has returned, and the next
+    // close by another thread waits for that.
     void close();
 
     // Writes one frame. A negative timeout waits until the system has taken it all, however long

@@ -44,7 +44,8 @@ struct QOR_API TcpAddr {
 // "ip:port". Not masked, as the addresses in the log are.
 QOR_API std::ostream& operator<<(std::ostream& os, const TcpAddr& address);
 
-// What happens on a connection. Derive from it and give it to a client or a server by Handle.
+// What happens on a connection. Derive from it and give it to a client or a server by Handle, which
+// lets it go when the last of its connections has ended.
 //
 // All calls for one connection come from that connection's own thread, one after another: any
 // number of onReceive, then one onClosed, then nothing more. While a call runs, nothing is read

@@ -43,8 +43,9 @@ public:
     // Ends the listener and all connections, and waits until their threads have ended, which
     // callbacks that are under way delay. No call of the callback comes after the wait.
     //
-    // Called by a callback of this server it only tells all to end, and does not wait: the threads
-    // end when the callbacks that are under way have returned.
+    // Called by a callback of this server it only ends them all, and does not wait: the threads end
+    // when the callbacks that are under way have returned, and the next close by another thread
+    // waits for that.
     void close();
 
     // Writes one frame to one client; timeout, result and what threads must see to are those of

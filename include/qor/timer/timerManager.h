@@ -44,13 +44,14 @@ public:
     // start, with a new queue of another size unless the number is 0 or QOR_TIMER_MAX_NUM(). The
     // timers of the old queue are lost, without a release, and with a warning in the log.
     void reopen(unsigned long numberOfTimers);
-    // Stops, and drops the queue and all timers, without a release. No callback comes after it.
+    // Stops, and drops the queue and all timers, without a release. No callback comes after it, and
+    // none is under way but one that calls it.
     void close();
     // Starts the thread, unless it runs, and opens if needed. Raises ThreadSyscallException when
     // there is no thread to be had.
     void start();
-    // Ends the thread, and waits for the tick that is under way; called by a callback it cannot
-    // wait. The timers stay, and go on at the next start.
+    // Ends the thread, and waits for the tick that is under way, also if another thread stops it
+    // too; called by a callback it does not wait. The timers stay, and go on at the next start.
     void stop();
 
     // As set, reset and kill of TimerQueue. Without a queue the first two are false and logged.
@@ -79,15 +80,19 @@ private:
     void onStop();
 
     Handle<TimerQueue> queue() const;
-    void replaceQueue(Handle<TimerQueue> fresh);
-    std::vector<Handle<TimeoutThread>> takeThreads();
-    void forget(const Thread* thread);
+    void replaceQueue(Handle<TimerQueue> queue);
+    void exchangeQueue(Handle<TimerQueue>& queue);
+    Handle<TimeoutThread> dismissThread();
+    Handle<TimeoutThread> leavingThread();
+    void forget(const TimeoutThread* thread);
 
     mutable TimerMonitor monitor_;
-    Handle<TimerQueue> m_timerQueue;  // guarded by the monitor
-    Mutex mutex_;                     // guards what follows; held for a moment only
+    // Guarded by the monitor: the queue, and how many generations of ids the earlier ones have had.
+    Handle<TimerQueue> m_timerQueue;
+    ulong32 m_generations = 0;
+    Mutex mutex_;  // guards what follows; held for a moment only
     Handle<TimeoutThread> m_timeoutThread;
-    // Threads that stopped themselves: they may be on their way out still.
+    // Threads that were told to end, until somebody has waited for it. Has room for one more.
     std::vector<Handle<TimeoutThread>> m_leaving;
 };
 

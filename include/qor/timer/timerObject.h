@@ -12,8 +12,8 @@ namespace qor {
 class dumper;
 
 // Names a timer: the slot that it is in, and the slot's generation, which counts the timers that
-// the slot has had. So an id never reaches a later timer of the same slot. docs/timers.md tells
-// more.
+// the slot has had, also in the queues that its TimerManager had before. So an id never reaches a
+// later timer of the same slot. docs/timers.md tells more.
 //
 // The packed form has 32 bits and keeps 15 of the generation. It gives the timer back while its
 // slot's generation is below 32768. Of a later one it gives an id that names no timer, or an early

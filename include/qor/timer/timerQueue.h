@@ -111,6 +111,7 @@ public:
     };
 
     // For the thread that holds it.
+    void wait() const { monitor_.wait(); }
     void wait(const Time& timeout) const { monitor_.wait(timeout); }
     // Wakes all that wait.
     void wake() noexcept { monitor_.notifyAll(); }
@@ -176,8 +177,14 @@ public:
     void onTimer(TimerId id, const Time& now);
     // Frees a busy slot by its place among the slots.
     void freeIdAt(unsigned long position);
-    // The tick that is under way fires nothing more, and no later one fires anything.
+    // The tick that is under way fires nothing more, and wakes the monitor when it is over; no
+    // later one fires anything.
     void abandon() noexcept { abandoned_ = true; }
+    bool isTicking() const noexcept { return ticking_; }
+    // For queues that follow one another: how many generations the slots have had at most, and the
+    // one that the ids of a queue without timers begin at, 0 otherwise.
+    ulong32 generations() const noexcept;
+    void beginAt(ulong32 generation) noexcept;
 
     // How many timers there are.
     unsigned long numofBusy() const noexcept { return m_idleBeginPos; }
@@ -188,6 +195,7 @@ public:
     void dump(std::ostream& os) const;
 
 private:
+    class Ticking;
     class Firing;
     class Releasing;
 

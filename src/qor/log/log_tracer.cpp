@@ -121,6 +121,12 @@ void popFrame() noexcept {
 
 }  // namespace
 
+// The map is there from now on: who watches for leaks does not see it come.
+tracer::tracer() {
+    const Guard guard(Lock::get());
+    CreateByAllocate<Stacks>::create();
+}
+
 void tracer::destroy() noexcept {
     {
         const Guard guard(Lock::get());

@@ -14,8 +14,10 @@ AsyncThreadManager::~AsyncThreadManager() {
     close();
 }
 
-// A thread may end at any moment: from when it is in the set on, its end takes it out.
+// A thread may end at any moment: from when it is in the set on, its end takes it out. No null
+// handle gets there.
 void AsyncThreadManager::put(Handle<SimpleThread> thread) {
+    SimpleThread& given = *thread;
     const bool taken = threads_.access([&](auto& threads) {
         if (!closing_) threads.insert(thread);
         return !closing_;
@@ -26,7 +28,7 @@ void AsyncThreadManager::put(Handle<SimpleThread> thread) {
         });
         return;
     }
-    if (!thread->adopt(this)) threads_.erase(thread);
+    if (!given.adopt(this)) threads_.erase(thread);
 }
 
 void AsyncThreadManager::onThreadExit(Thread* thread) {

@@ -18,9 +18,8 @@ struct Transfer {
 };
 
 // Writes the head and then the body, as one stream and, where they are small, in one piece. A
-// negative number of seconds has no end, and 0
-// moves what goes out at once. A peer that has gone is an error and no signal. Fewer bytes without
-// an error: the system takes none.
+// negative number of seconds has no end, and 0 moves what goes out at once. A peer that has gone is
+// an error and no signal. Fewer bytes without an error: the system takes none.
 Transfer sendAll(int socket, const void* head, std::size_t headSize, const void* body,
                  std::size_t bodySize, int seconds) noexcept;
 

@@ -107,11 +107,11 @@ void TcpAcceptor::admit(ACE_HANDLE handle) {
     ACE_INET_Addr remote;
     ACE_SOCK_Stream stream(handle);
     const bool known = stream.get_remote_addr(remote) == 0;
-    const String name =
-        "tcp.server." + std::to_string(localPort_) + "|" + std::to_string(remote.get_port_number());
+    const String name = "tcp.server." + std::to_string(local_.get_port_number()) + "|" +
+                        std::to_string(remote.get_port_number());
     const Handle<TcpServerImpl> connection(
-        new (__FILE__, __LINE__, "qor::TcpAcceptor::accept")
-            TcpServerImpl(this, name.c_str(), callback_, remote, socketBufferSize_));
+        checkedNew<TcpServerImpl>(__FILE__, __LINE__, "qor::TcpAcceptor::accept", this,
+                                  name.c_str(), callback_, remote, socketBufferSize_));
     accepted.giveTo(*connection);
     try {
         connections_.set(handle, connection);
@@ -126,11 +126,13 @@ void TcpAcceptor::admit(ACE_HANDLE handle) {
     start(connection);
 }
 
-// A thread that was not born is waited for: it may be about to tell of its end.
+// A client may have come and gone by now, which is no failure: the thread tells of its end. One
+// that did not open, or that was stopped before it started, is waited for, since nobody else may
+// know it.
 void TcpAcceptor::start(const Handle<TcpServerImpl>& connection) {
     try {
         connection->startAndWait();
-        if (connection->living()) return;
+        if (living() ? connection->opened() : connection->living()) return;
         connection->join();
     } catch (const std::exception&) {
         // No thread was to be had, which the log tells as the throw did.
@@ -182,8 +184,9 @@ bool TcpAcceptor::isOwnConnection() const {
     return current != nullptr && current->owner() == this;
 }
 
+// Behind the end the maps keep it for close, which waits for each thread.
 void TcpAcceptor::onThreadExit(Thread* thread) {
-    closeServer(dynamic_cast<TcpServerImpl*>(thread));
+    if (living()) closeServer(dynamic_cast<TcpServerImpl*>(thread));
 }
 
 void TcpAcceptor::closeServer(const Handle<TcpServerImpl>& connection) {
@@ -203,19 +206,31 @@ void TcpAcceptor::forget(const TcpServerImpl& connection) {
     connections_.erase(handle);
 }
 
+// The callback may own the server, which has this listener.
 void TcpAcceptor::onDeath() {
     close();
     acceptor_.set_handle(ACE_INVALID_HANDLE);
     listener_.close();
+    callback_.reset();
 }
 
 // A thread of a connection must not wait for others, which may be waiting for it: the acceptor's
 // own thread does it, at its end.
 void TcpAcceptor::onStop() {
     if (isOwnConnection()) {
-        listener_.end();
+        endAll();
     } else {
         close();
+    }
+}
+
+void TcpAcceptor::endAll() {
+    listener_.end();
+    localPort_ = 0;
+    Handle<TcpServerImpl> connection;
+    for (ACE_HANDLE last = ACE_INVALID_HANDLE; (connection = behind(last));
+         last = connection->getHandle()) {
+        connection->end();
     }
 }
 
@@ -223,12 +238,8 @@ void TcpAcceptor::onStop() {
 // Nothing here needs memory: whoever stays in the maps would outlive the acceptor. A client that is
 // accepted meanwhile may be passed over; the acceptor's own thread, which comes last, finds it.
 void TcpAcceptor::close() {
-    listener_.end();
+    endAll();
     Handle<TcpServerImpl> connection;
-    for (ACE_HANDLE last = ACE_INVALID_HANDLE; (connection = behind(last));
-         last = connection->getHandle()) {
-        connection->end();
-    }
     for (ACE_HANDLE last = ACE_INVALID_HANDLE; (connection = behind(last));
          last = connection->getHandle()) {
         tcp::logInfo(Current(__FILE__, __LINE__, "qor::TcpAcceptor::close"), "INFO",

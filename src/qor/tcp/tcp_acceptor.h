@@ -27,7 +27,7 @@ public:
 
     // To one client; to all, without waiting, if there is none of this address.
     bool send(const TcpAddr& peer, const istr& payload, int timeout);
-    // What is listened on; 0 until it is.
+    // What is listened on; 0 before and after.
     unsigned short getLocalPort() const noexcept { return localPort_; }
     // Whether a callback of this listener is calling.
     bool isOwnConnection() const;
@@ -47,6 +47,7 @@ private:
     bool accept();
     void admit(ACE_HANDLE accepted);
     void start(const Handle<TcpServerImpl>& connection);
+    void endAll();
     void close();
     void closeServer(const Handle<TcpServerImpl>& connection);
     void forget(const TcpServerImpl& connection);
@@ -56,7 +57,7 @@ private:
 
     ACE_INET_Addr local_;
     std::atomic<unsigned short> localPort_{0};
-    const Handle<TcpCallback> callback_;
+    Handle<TcpCallback> callback_;
     const int socketBufferSize_;
     ACE_SOCK_Acceptor acceptor_;  // used by the own thread, which alone opens and closes it
     tcp::TcpSocket listener_;     // the same socket, for those who end it

@@ -87,6 +87,8 @@ bool TcpChannel::sendBuf(const istr& payload, int timeout) {
 bool TcpChannel::recvBuf(Bytes& payload) {
     constexpr const char* func = "qor::TcpChannel::recvBuf";
     const ACE_INET_Addr& peer = socket().peer();
+    // What has arrived may be read behind the end too, and a peer could go on sending.
+    if (!socket().isOpen()) return logEnd(socket(), "len");
     Header header = 0;
     std::size_t length = sizeof header;
     if (!recvBuf_i(&header, length, "len")) return false;

@@ -108,8 +108,8 @@ bool ClientImpl::open(const TcpAddr& remote, Handle<TcpCallback> callback, int t
                       int socketBufferSize) {
     constexpr const char* func = "qor::tcp::ClientImpl::open";
     try {
-        const Handle<TcpClientImpl> made(new (__FILE__, __LINE__, func) TcpClientImpl(
-            remote, std::move(callback), timeout, socketBufferSize));
+        const Handle<TcpClientImpl> made(checkedNew<TcpClientImpl>(
+            __FILE__, __LINE__, func, remote, std::move(callback), timeout, socketBufferSize));
         {
             Handle<TcpClientImpl> shared(made);
             const Guard guard(mutex_);
@@ -127,6 +127,8 @@ void ClientImpl::close() {
     const Handle<TcpClientImpl> closing = connection();
     if (!closing) return;
     closing->stop();
+    // Its callback closes, and was not waited for: the next one who closes waits.
+    if (SimpleThread::current().thread_ == closing.get()) return;
     Handle<TcpClientImpl> none;
     const Guard guard(mutex_);
     if (connection_ == closing) connection_.swap(none);

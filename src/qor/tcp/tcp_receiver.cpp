@@ -40,11 +40,11 @@ bool TcpReceiver::recv(TcpChannel& channel, TcpSocket& socket) {
 
 void TcpReceiver::end(TcpSocket& socket) {
     socket.end();
-    if (!standing_) return;
+    if (standing_ && callback_) {
+        told("qor::TcpCallback::onClosed", [&] { callback_->onClosed(peer_); });
+    }
     standing_ = false;
-    told("qor::TcpCallback::onClosed", [&] {
-        if (callback_) callback_->onClosed(peer_);
-    });
+    callback_.reset();
 }
 
 }  // namespace qor::tcp

@@ -25,7 +25,8 @@ public:
     // Reads one frame and tells it. False if there is none, or if it could not be told: the end has
     // come then.
     bool recv(TcpChannel& channel, TcpSocket& socket);
-    // Ends the socket, so that who is told can send no more, and tells it, once.
+    // Ends the socket, so that who is told can send no more, and tells it, once. The callback is
+    // let go then: it may own the client, which is the one that has this connection.
     void end(TcpSocket& socket);
 
 private:

@@ -28,8 +28,8 @@ private:
 bool ServerImpl::open(const TcpAddr& address, Handle<TcpCallback> callback, int socketBufferSize) {
     const String name = "tcp.acceptor." + std::to_string(address.port);
     const Handle<TcpAcceptor> made(
-        new (__FILE__, __LINE__, "qor::tcp::ServerImpl::open")
-            TcpAcceptor(address, name, std::move(callback), socketBufferSize));
+        checkedNew<TcpAcceptor>(__FILE__, __LINE__, "qor::tcp::ServerImpl::open", address, name,
+                                std::move(callback), socketBufferSize));
     {
         const Guard guard(mutex_);
         acceptor_ = made;
@@ -41,11 +41,9 @@ bool ServerImpl::open(const TcpAddr& address, Handle<TcpCallback> callback, int 
 void ServerImpl::close() {
     const Handle<TcpAcceptor> closing = acceptor();
     if (!closing) return;
-    if (closing->isOwnConnection()) {
-        closing->stopOnly();
-    } else {
-        closing->stop();
-    }
+    // Nobody is waited for here: the next one who closes waits.
+    if (closing->isOwnConnection()) return closing->stopOnly();
+    closing->stop();
     Handle<TcpAcceptor> none;
     const Guard guard(mutex_);
     if (acceptor_ == closing) acceptor_.swap(none);
@@ -79,7 +77,7 @@ TcpServer::~TcpServer() = default;
 bool TcpServer::open(const TcpAddr& address, Handle<TcpCallback> callback, int socketBufferSize) {
     constexpr const char* func = "qor::TcpServer::open";
     try {
-        const Handle<tcp::ServerImpl> made(new (__FILE__, __LINE__, func) tcp::ServerImpl);
+        const Handle<tcp::ServerImpl> made(checkedNew<tcp::ServerImpl>(__FILE__, __LINE__, func));
         {
             Handle<tcp::ServerImpl> shared(made);
             const Guard guard(mutex_);

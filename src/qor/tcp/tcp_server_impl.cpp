@@ -63,6 +63,7 @@ bool TcpServerImpl::open() {
     }
     socket_.setUp(socketBufferSize_);
     receiver_.begin(peer_);
+    opened_ = true;
     return true;
 }
 

@@ -3,6 +3,8 @@
 
 #include <ace/INET_Addr.h>
 
+#include <atomic>
+
 #include "qor/mt/thread.h"
 #include "qor/tcp/tcp_impl_base.h"
 #include "tcp/tcp_channel.h"
@@ -28,6 +30,8 @@ public:
     // As sendBuf, for any thread.
     bool send(const istr& payload, int timeout);
 
+    // Whether its thread took the socket into use, also when it has ended since.
+    bool opened() const noexcept { return opened_; }
     ACE_HANDLE getHandle() const noexcept { return handle_; }
     const TcpAddr& getPeer() const noexcept { return peer_; }
     const ACE_INET_Addr& remote() const noexcept { return remote_; }
@@ -51,6 +55,7 @@ private:
     tcp::TcpSocket socket_;
     const ACE_INET_Addr remote_;
     const TcpAddr peer_;
+    std::atomic<bool> opened_{false};
 };
 
 }  // namespace qor

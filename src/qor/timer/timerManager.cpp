@@ -22,6 +22,16 @@ const SimpleThread* callingThread() {
     return SimpleThread::current().thread_;
 }
 
+// A callback waits for no thread of the service: that one may be in a callback that waits for this
+// one.
+bool isCalledBack() {
+    return dynamic_cast<const TimeoutThread*>(callingThread()) != nullptr;
+}
+
+bool hasEnded(const Handle<TimeoutThread>& thread) {
+    return thread->started() && !thread->getThreadControl().isAlive();
+}
+
 void logNoQueue(const char* func) {
     own_log::error(func, [] { return "no timer queue"; });
 }
@@ -40,7 +50,7 @@ void TimerManager::open() {
     if (queue()) return;
     auto fresh = make<TimerQueue>("qor::TimerManager::open", 0UL, monitor_);
     const TimerMonitor::Access access(monitor_);
-    if (!m_timerQueue) m_timerQueue.swap(fresh);
+    if (!m_timerQueue) exchangeQueue(fresh);
 }
 
 void TimerManager::reopen(unsigned long numberOfTimers) {
@@ -68,6 +78,8 @@ void TimerManager::start() {
     {
         const Guard guard(mutex_);
         if (m_timeoutThread) return;
+        std::erase_if(m_leaving, hasEnded);
+        m_leaving.reserve(m_leaving.size() + 1);
         m_timeoutThread = fresh = make<TimeoutThread>("qor::TimerManager::start", this);
     }
     try {
@@ -79,11 +91,14 @@ void TimerManager::start() {
 }
 
 void TimerManager::stop() {
-    for (const Handle<TimeoutThread>& thread : takeThreads()) {
+    const Handle<TimeoutThread> present = dismissThread();
+    if (isCalledBack()) {
+        if (present) present->stopOnly();
+        return;
+    }
+    while (const Handle<TimeoutThread> thread = leavingThread()) {
         thread->stop();
-        if (thread.get() != callingThread()) continue;
-        const Guard guard(mutex_);
-        m_leaving.push_back(thread);
+        forget(thread.get());
     }
 }
 
@@ -112,7 +127,9 @@ unsigned long TimerManager::numofTimers() const {
 }
 
 void TimerManager::onThreadExit(Thread* thread) {
-    forget(thread);
+    const Guard guard(mutex_);
+    if (m_timeoutThread.get() == thread)
+        m_leaving.push_back(std::exchange(m_timeoutThread, nullptr));
 }
 
 dumper& TimerManager::dump(dumper& d) const {
@@ -154,25 +171,41 @@ Handle<TimerQueue> TimerManager::queue() const {
     return m_timerQueue;
 }
 
-// A tick of the old queue that is under way fires nothing more.
-void TimerManager::replaceQueue(Handle<TimerQueue> fresh) {
+// Another thread may have started the service again: a tick of the old queue that is under way
+// fires nothing more, and is waited for.
+void TimerManager::replaceQueue(Handle<TimerQueue> queue) {
+    const bool waits = !isCalledBack();
     const TimerMonitor::Access access(monitor_);
-    if (m_timerQueue) m_timerQueue->abandon();
-    m_timerQueue.swap(fresh);
+    exchangeQueue(queue);
+    while (waits && queue && queue->isTicking())
+        monitor_.wait();
 }
 
-std::vector<Handle<TimeoutThread>> TimerManager::takeThreads() {
-    const Guard guard(mutex_);
-    std::vector<Handle<TimeoutThread>> threads;
-    threads.swap(m_leaving);
-    if (m_timeoutThread) threads.push_back(std::exchange(m_timeoutThread, nullptr));
-    return threads;
+// With the monitor held. The ids go on, so that one of an earlier queue names no timer of this one.
+void TimerManager::exchangeQueue(Handle<TimerQueue>& queue) {
+    if (m_timerQueue) {
+        m_timerQueue->abandon();
+        m_generations = m_timerQueue->generations();
+    }
+    if (queue) queue->beginAt(m_generations);
+    m_timerQueue.swap(queue);
 }
 
-void TimerManager::forget(const Thread* thread) {
-    Handle<TimeoutThread> gone;
+Handle<TimeoutThread> TimerManager::dismissThread() {
     const Guard guard(mutex_);
-    if (m_timeoutThread.get() == thread) gone.swap(m_timeoutThread);
+    if (m_timeoutThread) m_leaving.push_back(m_timeoutThread);
+    return std::exchange(m_timeoutThread, nullptr);
+}
+
+Handle<TimeoutThread> TimerManager::leavingThread() {
+    const Guard guard(mutex_);
+    return m_leaving.empty() ? Handle<TimeoutThread>() : m_leaving.front();
+}
+
+void TimerManager::forget(const TimeoutThread* thread) {
+    const Guard guard(mutex_);
+    if (m_timeoutThread.get() == thread) m_timeoutThread = nullptr;
+    std::erase(m_leaving, thread);
 }
 
 // TimeoutThread

@@ -30,6 +30,11 @@ ulong32 configuredNumber() {
     return std::max(number, kLeastByDefault);
 }
 
+// A callback may ask for the longest of intervals.
+Time later(const Time& time, const Time& interval) noexcept {
+    return interval < Time::forever() - time ? time + interval : Time::forever();
+}
+
 // How many slots a queue has that is told a number.
 ulong32 slotsFor(unsigned long numberOfTimers) {
     const auto told = static_cast<ulong32>(numberOfTimers);
@@ -194,6 +199,19 @@ bool TimerMonitor::isHeldHere() const noexcept {
 
 // TimerQueue
 
+// Marks a tick, and tells those that wait for the last one.
+class TimerQueue::Ticking : noncopyable {
+public:
+    explicit Ticking(TimerQueue& queue) : queue_(queue) { queue.ticking_ = true; }
+    ~Ticking() {
+        queue_.ticking_ = false;
+        if (queue_.abandoned_) queue_.monitor_.wake();
+    }
+
+private:
+    TimerQueue& queue_;
+};
+
 // Gives the monitor up while a timer's onTimer runs on the calling thread.
 class TimerQueue::Firing : noncopyable {
 public:
@@ -322,7 +340,7 @@ void TimerQueue::arm(TimerBlock& block, const Time& interval, ulong32 times) noe
     block.m_unTimes = times;
     block.m_nInterval = interval;
     block.m_status = TimerBlock::BUSY;
-    put(block, m_currTime + interval);
+    put(block, later(m_currTime, interval));
 }
 
 void TimerQueue::put(TimerBlock& block, const Time& expired) noexcept {
@@ -360,7 +378,20 @@ void TimerQueue::freeIdAt(unsigned long position) {
     std::swap(freed, last);
 }
 
+ulong32 TimerQueue::generations() const noexcept {
+    ulong32 most = 0;
+    for (const TimerBlock& block : m_timerBlocks)
+        most = std::max(most, block.m_nTimerID.generation() + 1);
+    return most;
+}
+
+void TimerQueue::beginAt(ulong32 generation) noexcept {
+    for (TimerBlock& block : m_timerBlocks)
+        block.m_nTimerID = TimerId(generation - 1, block.m_nTimerID.index());
+}
+
 void TimerQueue::tick() {
+    m_waitTime = m_maxWaitTime;
     if (ticking_ || abandoned_) return;
     m_currTime = now();
     doCheck();
@@ -389,11 +420,7 @@ void TimerQueue::doCheck() {
         timer_log::debug(tag, func,
                          [&] { return own_log::text("expired timers = ", m_expired.size()); });
     }
-    struct Ticking {
-        explicit Ticking(bool& on) : flag(on) { flag = true; }
-        ~Ticking() { flag = false; }
-        bool& flag;
-    } const scope(ticking_);
+    const Ticking scope(*this);
     for (const TimerId& id : m_expired) {
         if (abandoned_) return;
         onTimer(id, m_currTime);
@@ -426,21 +453,21 @@ void TimerQueue::onTimer(TimerId id, const Time& now) {
         result = block->onTimer();
     }
     // A timer that its own callback killed has left the slot, which may have another one by now.
-    if (!abandoned_ && blockOf(id) == block) afterFiring(*block, result, now);
+    if (blockOf(id) == block) afterFiring(*block, result, now);
 }
 
 void TimerQueue::afterFiring(TimerBlock& block, const OnTimerResult& result, const Time& now) {
     constexpr const char* tag = "TIMER.DEBUG";
     constexpr const char* func = "qor::TimerQueue::onTimer";
     if (block.killed_) return release(block);
-    if (block.m_status == TimerBlock::IDLE) return;
+    if (abandoned_ || block.m_status == TimerBlock::IDLE) return;
     if (result.interval != Time()) return arm(block, result.interval, result.times);
     if (block.m_status == TimerBlock::PAUSED) {
         timer_log::debug(tag, func, [&] { return "release " + block.text(); });
         return release(block);
     }
     timer_log::debug(tag, func, [&] { return "more times " + block.text(); });
-    put(block, now + block.m_nInterval);
+    put(block, later(now, block.m_nInterval));
 }
 
 dumper& TimerQueue::dump(dumper& d) const {

@@ -23,6 +23,14 @@ void debug(const char* tag, const char* func, MakeText makeText,
     }
 }
 
+// A block for an exception, unless there is no memory for it.
+inline void raised(const char* func, const char* text) noexcept {
+    try {
+        writeExcptLog(logger_factory::instance("QOR"), __FILE__, __LINE__, func, istr(text));
+    } catch (...) {
+    }
+}
+
 // Runs a user's callback. What it raises is logged and ends here; a thread that is cancelled or
 // ends itself goes on to do so.
 template <class Result, class Call>
@@ -32,10 +40,9 @@ Result guarded(const char* func, Result otherwise, Call call) {
     } catch (const abi::__forced_unwind&) {
         throw;
     } catch (const std::exception& e) {
-        writeExcptLog(logger_factory::instance("QOR"), __FILE__, __LINE__, func, istr(e.what()));
+        raised(func, e.what());
     } catch (...) {
-        writeExcptLog(logger_factory::instance("QOR"), __FILE__, __LINE__, func,
-                      "not a std::exception");
+        raised(func, "not a std::exception");
     }
     return otherwise;
 }

@@ -1,0 +1,25 @@
+# `cmake --build ... --target docs` makes the manual of the public headers in HTML. Comments are
+# plain: Doxygen sees the lines in front of a declaration as its documentation.
+find_package(Doxygen QUIET)
+if(NOT DOXYGEN_FOUND)
+  return()
+endif()
+
+set(DOXYGEN_PROJECT_BRIEF "${PROJECT_DESCRIPTION}")
+set(DOXYGEN_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/docs)
+set(DOXYGEN_FILTER_PATTERNS "*.h=${PROJECT_SOURCE_DIR}/cmake/doc_comments.sh")
+set(DOXYGEN_STRIP_FROM_PATH ${PROJECT_SOURCE_DIR}/include)
+set(DOXYGEN_STRIP_FROM_INC_PATH ${PROJECT_SOURCE_DIR}/include)
+set(DOXYGEN_USE_MDFILE_AS_MAINPAGE README.md)
+set(DOXYGEN_MACRO_EXPANSION YES)
+set(DOXYGEN_EXPAND_ONLY_PREDEF YES)
+set(DOXYGEN_PREDEFINED "QOR_API=")
+set(DOXYGEN_EXTRACT_ALL YES)
+set(DOXYGEN_JAVADOC_AUTOBRIEF YES)
+set(DOXYGEN_MARKDOWN_SUPPORT NO)
+set(DOXYGEN_GENERATE_LATEX NO)
+set(DOXYGEN_QUIET YES)
+set(DOXYGEN_WARN_IF_UNDOCUMENTED NO)
+set(DOXYGEN_WARN_AS_ERROR FAIL_ON_WARNINGS)
+doxygen_add_docs(docs ${PROJECT_SOURCE_DIR}/include/qor
+                 COMMENT "Making the manual of the public headers")

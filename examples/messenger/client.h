@@ -1,0 +1,142 @@
+#ifndef QOR_EXAMPLES_MESSENGER_CLIENT_H
+#define QOR_EXAMPLES_MESSENGER_CLIENT_H
+
+#include <functional>
+#include <map>
+#include <utility>
+
+#include "messenger/protocol.h"
+
+namespace messenger {
+
+// One user's connection. Any thread may ask and tell; texts for the user come on the connection's
+// thread, and heartbeats go out on the timer service's. open and close are for one thread.
+class Client : public qor::TcpCallback, public qor::ITimerObject {
+public:
+    explicit Client(std::function<void(const Text&)> onText) : onText_(std::move(onText)) {}
+
+    // True when the server has accepted the name.
+    bool open(const qor::TcpAddr& server, const qor::String& name, unsigned long heartbeat,
+              int socketBuffer) {
+        name_ = name;
+        if (!tcp_.open(server, this, kSeconds, socketBuffer)) return false;
+        LoginReply reply;
+        if (!ask(Login{name}, reply) || !reply.accepted) return false;
+        const bool armed =
+            qor::TimerManager::instance()->setTimer(timer_, name, 0, heartbeat, this, 0, nullptr);
+        const qor::Monitor::Lock lock(monitor_);
+        return armed_ = armed;
+    }
+    // Behind it nobody calls this object any more.
+    void close() {
+        qor::TimerManager::instance()->killTimer(timer_);
+        {
+            const qor::Monitor::Lock lock(monitor_);
+            while (armed_)
+                monitor_.wait();
+        }
+        tcp_.close();
+    }
+
+    // False if there is no answer; the reply is then as it was.
+    template <class Request, class Reply>
+    bool ask(Request request, Reply& reply) {
+        qor::ulong32 number = 0;
+        {
+            const qor::Monitor::Lock lock(monitor_);
+            number = ++lastNumber_;
+            replies_[number];
+        }
+        const bool sent = send(Message(number, std::move(request)));
+        std::string payload;
+        {
+            const qor::Monitor::Lock lock(monitor_);
+            const auto mine = replies_.find(number);
+            while (sent && !closed_ && mine->second.empty()) {
+                if (!monitor_.wait(qor::Time::seconds(kSeconds))) break;
+            }
+            payload.swap(mine->second);
+            replies_.erase(mine);
+        }
+        if (payload.empty()) return false;
+        reply = read<Reply>(qor::istr(payload)).body;
+        return true;
+    }
+
+    std::vector<Contact> contacts() {
+        ContactListReply reply;
+        ask(ContactList(), reply);
+        return std::move(reply.contacts);
+    }
+    bool tell(const qor::String& to, const qor::String& text) {
+        TextReply reply;
+        return ask(Text{name_, to, qor::Time::now(), text}, reply) && reply.delivered;
+    }
+
+    unsigned heartbeats() const { return heartbeats_; }
+
+    void onReceive(const qor::TcpAddr&, const qor::istr& payload) override {
+        const Header header = headerOf(payload);
+        switch (static_cast<Kind>(static_cast<unsigned short>(header.kind))) {
+            case Kind::Text:
+                return receive(read<Text>(payload));
+            case Kind::HeartbeatReply:
+                ++heartbeats_;
+                return;
+            default:
+                return keepReply(header.number, payload);
+        }
+    }
+    void onClosed(const qor::TcpAddr&) override {
+        const qor::Monitor::Lock lock(monitor_);
+        closed_ = true;
+        monitor_.notifyAll();
+    }
+
+    qor::OnTimerResult onTimer(qor::TimerId, unsigned long, void*) override {
+        send(Message(0, Heartbeat()));
+        return {};
+    }
+    void onTimerRelease(qor::TimerId, unsigned long, void*) override {
+        const qor::Monitor::Lock lock(monitor_);
+        armed_ = false;
+        monitor_.notifyAll();
+    }
+
+private:
+    static constexpr int kSeconds = 10;
+
+    template <class Body>
+    bool send(const Message<Body>& message) {
+        return outbox_.put(message,
+                           [this](const qor::istr& frame) { return tcp_.send(frame, kSeconds); });
+    }
+    void receive(const Message<Text>& text) {
+        if (text.body.to != name_) return;
+        logMessage("messenger::Client::receive", "text", text);
+        onText_(text.body);
+    }
+    void keepReply(qor::ulong32 number, const qor::istr& payload) {
+        const qor::Monitor::Lock lock(monitor_);
+        const auto asked = replies_.find(number);
+        if (asked == replies_.end()) return;
+        asked->second.assign(payload.data(), payload.size());
+        monitor_.notifyAll();
+    }
+
+    const std::function<void(const Text&)> onText_;
+    qor::String name_;
+    qor::TcpClient tcp_;
+    Outbox outbox_;
+    qor::TimerId timer_;
+    std::atomic<unsigned> heartbeats_{0};
+    qor::Monitor monitor_;  // of what follows
+    bool armed_ = false;
+    bool closed_ = false;
+    qor::ulong32 lastNumber_ = 0;
+    std::map<qor::ulong32, std::string> replies_;  // empty until the answer is there
+};
+
+}  // namespace messenger
+
+#endif  // QOR_EXAMPLES_MESSENGER_CLIENT_H

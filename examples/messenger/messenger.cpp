@@ -1,0 +1,326 @@
+// An instant messenger over qor: nbr messages in frames, one codec for each, handlers on the
+// threads of connections, heartbeats by timers, everything in a rotated log, settings in pml, and
+// the leak checker on.
+//
+//     messenger serve PORT             until "quit" is typed, or a signal ends it
+//     messenger talk HOST PORT NAME    "NAME: text" tells somebody, "list" shows who is there
+//     messenger demo                   a server and all who speak in the transcript
+//     messenger soak SECONDS           the same for so long
+//
+// Behind these, SETTINGS.pml and LOGFILE may be given.
+
+#include <signal.h>
+
+#include <algorithm>
+#include <fstream>
+#include <iostream>
+#include <memory>
+#include <set>
+#include <stdexcept>
+
+#include "messenger/client.h"
+#include "messenger/server.h"
+
+namespace messenger {
+
+struct Settings {
+    explicit Settings(const std::string& path) : file(path, qor::pml::from_file(), false) {
+        if (file.unit().empty()) throw std::runtime_error("no settings in " + path);
+        file["heartbeat"] >> heartbeat;
+        file["rounds"] >> rounds;
+        file["socketBuffer"] >> socketBuffer;
+    }
+
+    qor::pml::stream file;
+    unsigned long heartbeat = 5000;
+    unsigned rounds = 1;
+    int socketBuffer = 65536;
+};
+
+// The library's logger and the network's, in one file.
+void openLogs(const Settings& settings, const std::string& path) {
+    for (const char* const name : {"QOR", "qor"}) {
+        qor::logger& logger = qor::logger_factory::instance(name);
+        qor::pml::stream switches(settings.file[name]);
+        logger.codec(switches);
+        logger.open(qor::istr(path));
+        int size = 1024, count = 4;
+        settings.file["log"]["maxFileSize"] >> size;
+        settings.file["log"]["maxFileCount"] >> count;
+        logger.maxFileSize(size);
+        logger.maxFileCount(count);
+    }
+}
+
+template <class T, class... Args>
+qor::Handle<T> make(Args&&... args) {
+    return qor::Handle<T>(
+        qor::checkedNew<T>(__FILE__, __LINE__, "messenger::make", std::forward<Args>(args)...));
+}
+
+// serve
+
+bool signalled() {
+    sigset_t ends;
+    sigemptyset(&ends);
+    sigaddset(&ends, SIGINT);
+    sigaddset(&ends, SIGTERM);
+    const timespec now{};
+    return sigtimedwait(&ends, nullptr, &now) > 0;
+}
+
+int serve(const Settings& settings, unsigned short port) {
+    const auto server = make<Server>();
+    if (!server->open(port, settings.socketBuffer)) {
+        std::cerr << "messenger: cannot listen on port " << port << '\n';
+        return 1;
+    }
+    std::cout << "listening on port " << server->port() << std::endl;
+    qor::CmdLineQueue commands;
+    commands.open(qor::iwstr());
+    std::wstring line;
+    while (!signalled()) {
+        if (commands.get(line, qor::Time::milliSeconds(200)) && line == L"quit") break;
+    }
+    server->close();
+    return 0;
+}
+
+// talk
+
+int talk(const Settings& settings, const qor::TcpAddr& address, const qor::String& name) {
+    const auto client =
+        make<Client>([](const Text& text) { qor::console::println(text.from + ": " + text.text); });
+    if (!client->open(address, name, settings.heartbeat, settings.socketBuffer)) {
+        client->close();
+        std::cerr << "messenger: " << address << " does not take " << name << '\n';
+        return 1;
+    }
+    qor::CmdLineQueue commands;
+    commands.open(L"> ");
+    std::wstring wide;
+    while (!signalled()) {
+        if (!commands.get(wide, qor::Time::milliSeconds(200))) continue;
+        const std::string line = qor::String(wide);
+        const std::size_t colon = line.find(": ");
+        if (line == "quit") break;
+        if (line == "list") {
+            for (const Contact& contact : client->contacts())
+                qor::console::println(contact.name + ", since " + contact.since.toDateTime());
+        } else if (colon == std::string::npos) {
+            qor::console::println("NAME: text, list, quit");
+        } else if (!client->tell(line.substr(0, colon), line.substr(colon + 2))) {
+            qor::console::println("not delivered");
+        }
+    }
+    client->close();
+    return 0;
+}
+
+// demo
+
+struct Line {
+    qor::String from;
+    qor::String to;
+    qor::String text;
+};
+
+std::vector<Line> readTranscript(const std::string& path) {
+    std::ifstream file(path);
+    std::vector<Line> lines;
+    for (std::string line; std::getline(file, line);) {
+        if (line.starts_with('#')) continue;
+        const qor::MultiString split(line, "|");
+        const std::vector<qor::String> parts(split.list().begin(), split.list().end());
+        if (parts.size() == 3) lines.push_back({parts[0], parts[1], parts[2]});
+    }
+    if (lines.empty()) throw std::runtime_error("no transcript in " + path);
+    return lines;
+}
+
+// Speaks one user's lines, and measures until the server has told of each that it was delivered.
+class Speaker : public qor::SimpleThread {
+public:
+    // Without rounds it speaks until it is stopped.
+    Speaker(const qor::String& name, const std::vector<Line>& transcript, unsigned rounds)
+        : SimpleThread(nullptr, name.c_str()),
+          client_(make<Client>([this](const Text&) { ++received_; })),
+          transcript_(transcript),
+          rounds_(rounds) {}
+
+    Client& client() { return *client_; }
+    unsigned sent() const { return sent_; }
+    unsigned undelivered() const { return undelivered_; }
+    unsigned received() const { return received_; }
+    const std::vector<qor::Time>& roundTrips() const { return roundTrips_; }
+
+protected:
+    bool onLoop() override {
+        for (const Line& line : transcript_) {
+            if (line.from == name()) speak(line);
+        }
+        return rounds_ == 0 || ++round_ < rounds_;
+    }
+
+private:
+    void speak(const Line& line) {
+        const qor::Time begin = qor::Time::now(qor::Time::Monotonic);
+        ++sent_;
+        if (!client_->tell(line.to, line.text)) ++undelivered_;
+        keep(qor::Time::now(qor::Time::Monotonic) - begin);
+    }
+    // The latest ones, so that a long run takes no more memory than a short one.
+    void keep(const qor::Time& roundTrip) {
+        if (roundTrips_.size() < kKept) {
+            roundTrips_.push_back(roundTrip);
+        } else {
+            roundTrips_[sent_ % kKept] = roundTrip;
+        }
+    }
+
+    static constexpr std::size_t kKept = 10000;
+
+    const qor::Handle<Client> client_;
+    const std::vector<Line>& transcript_;
+    const unsigned rounds_;
+    unsigned round_ = 0;
+    unsigned sent_ = 0;
+    unsigned undelivered_ = 0;
+    std::atomic<unsigned> received_{0};
+    std::vector<qor::Time> roundTrips_;
+};
+
+struct Summary {
+    unsigned sent = 0;
+    unsigned received = 0;
+    unsigned heartbeats = 0;
+    std::vector<qor::Time> roundTrips;
+};
+
+void show(Summary& summary) {
+    std::vector<qor::Time>& times = summary.roundTrips;
+    std::sort(times.begin(), times.end());
+    const auto at = [&](double part) {
+        const double last = static_cast<double>(times.size() - 1);
+        return times[static_cast<std::size_t>(last * part)].toMicroSeconds();
+    };
+    std::cout << "messages sent:      " << summary.sent << '\n'
+              << "messages received:  " << summary.received << '\n'
+              << "lost:               " << summary.sent - summary.received << '\n'
+              << "heartbeats:         " << summary.heartbeats << '\n'
+              << "round trip, in microseconds: half within " << at(0.5) << ", 90% within "
+              << at(0.9) << ", 99% within " << at(0.99) << ", the longest " << at(1) << '\n';
+}
+
+// The server and those who speak; they are closed in any case.
+struct Stage {
+    ~Stage() {
+        for (const auto& speaker : speakers)
+            speaker->client().close();
+        server->close();
+    }
+
+    const qor::Handle<Server> server = make<Server>();
+    std::vector<qor::Handle<Speaker>> speakers;
+};
+
+// For so many seconds, or for the rounds of the settings if it is 0.
+int demo(const Settings& settings, const std::string& transcriptPath, long seconds) {
+    const std::vector<Line> transcript = readTranscript(transcriptPath);
+    std::set<qor::String> names;
+    for (const Line& line : transcript)
+        names.insert({line.from, line.to});
+
+    const unsigned rounds = seconds == 0 ? settings.rounds : 0;
+    Summary summary;
+    std::vector<qor::Handle<Speaker>> speakers;
+    {
+        Stage stage;
+        if (!stage.server->open(0, settings.socketBuffer))
+            throw std::runtime_error("cannot listen");
+        const qor::TcpAddr address(stage.server->port(), "127.0.0.1");
+        for (const qor::String& name : names) {
+            stage.speakers.push_back(make<Speaker>(name, transcript, rounds));
+            Client& client = stage.speakers.back()->client();
+            if (!client.open(address, name, settings.heartbeat, settings.socketBuffer)) {
+                throw std::runtime_error("no login for " + name);
+            }
+        }
+        speakers = stage.speakers;
+        std::cout << speakers.front()->client().contacts().size() << " of " << names.size()
+                  << " are there; the transcript of " << transcript.size() << " lines is spoken ";
+        if (seconds == 0) {
+            std::cout << rounds << " times" << std::endl;
+        } else {
+            std::cout << "for " << seconds << " seconds" << std::endl;
+        }
+        for (const auto& speaker : speakers)
+            speaker->startAndWait();
+        if (seconds != 0) qor::Time::seconds(seconds).sleep();
+        for (const auto& speaker : speakers)
+            seconds != 0 ? speaker->stop() : speaker->join();
+    }
+    for (const auto& speaker : speakers) {
+        summary.sent += speaker->sent();
+        summary.received += speaker->received();
+        summary.heartbeats += speaker->client().heartbeats();
+        summary.roundTrips.insert(summary.roundTrips.end(), speaker->roundTrips().begin(),
+                                  speaker->roundTrips().end());
+    }
+    show(summary);
+    return summary.sent == summary.received ? 0 : 1;
+}
+
+int run(const std::vector<std::string>& arguments) {
+    const std::string command = arguments.empty() ? std::string() : arguments.front();
+    const std::map<std::string, std::size_t> commands = {
+        {"talk", 4}, {"serve", 2}, {"soak", 2}, {"demo", 1}};
+    const auto found = commands.find(command);
+    const std::size_t own = found != commands.end() ? found->second : 0;
+    if (own == 0 || arguments.size() < own || arguments.size() > own + 2) {
+        std::cerr << "usage: messenger serve PORT | talk HOST PORT NAME | demo | soak SECONDS\n"
+                     "       and behind it: [SETTINGS.pml [LOGFILE]]\n";
+        return 2;
+    }
+    const std::string data = MESSENGER_DATA;
+    const Settings settings(arguments.size() > own ? arguments[own] : data + "/messenger.pml");
+    openLogs(settings, arguments.size() > own + 1 ? arguments[own + 1] : "messenger.log");
+    if (command == "demo") return demo(settings, data + "/transcript.txt", 0);
+    if (command == "soak") {
+        return demo(settings, data + "/transcript.txt", std::max(std::stol(arguments[1]), 1L));
+    }
+    const int port = std::stoi(arguments[own == 2 ? 1 : 2]);
+    if (port < 0 || port > 65535) throw std::out_of_range("no port");
+    const auto number = static_cast<unsigned short>(port);
+    if (command == "serve") return serve(settings, number);
+    return talk(settings, qor::TcpAddr(number, arguments[1]), arguments[3]);
+}
+
+// The log stays open until the checker has reported into it.
+int runChecked(const std::vector<std::string>& arguments) {
+    const qor::MemLeakChecker::Helper watch;
+    int status = 1;
+    try {
+        status = run(arguments);
+    } catch (const std::exception& e) {
+        std::cerr << "messenger: " << e.what() << '\n';
+    }
+    const std::size_t leaks = qor::MemLeakChecker::instance()->size();
+    if (status == 2) return status;
+    std::cout << "leaks:              " << leaks << std::endl;
+    return leaks == 0 ? status : 1;
+}
+
+}  // namespace messenger
+
+int main(int argc, char** argv) {
+    // They are waited for; threads inherit it.
+    sigset_t ends;
+    sigemptyset(&ends);
+    sigaddset(&ends, SIGINT);
+    sigaddset(&ends, SIGTERM);
+    pthread_sigmask(SIG_BLOCK, &ends, nullptr);
+    qor::console::setOn(true);
+    const qor::InitFini library("messenger", false, 1000);
+    return messenger::runChecked({argv + 1, argv + argc});
+}

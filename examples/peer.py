@@ -1,0 +1,179 @@
+#!/usr/bin/env python3
+"""Two clients of the messenger in another language, with nothing but the standard library.
+
+    peer.py HOST PORT         talks with a server that runs
+    peer.py --with PROGRAM    starts "PROGRAM serve 0 SETTINGS LOGFILE" first, and ends it
+
+They speak frames (docs/network.md) and nbr (docs/formats.md), and look at every answer. The status
+is 0 if all is as it should be.
+"""
+
+import socket
+import struct
+import subprocess
+import sys
+import tempfile
+import time
+
+OPEN, CLOSE = b"\xff\x01(", b"\xff\x01)"
+LOGIN, LOGIN_REPLY, LIST, LIST_REPLY, TEXT, TEXT_REPLY, BEAT, BEAT_REPLY = range(1, 9)
+
+
+def simple(data, mark=0):
+    """A value of bytes, behind its size."""
+    size = len(data).to_bytes(4, "little").rstrip(b"\0") or b"\0"
+    if size[-1] & 0x80:
+        size += b"\0"
+    return bytes([mark | len(size)]) + size + data
+
+
+def number(n, width):
+    """An unsigned number of at most so many bytes."""
+    data = n.to_bytes(width, "little").rstrip(b"\0") or b"\0"
+    if data[-1] & 0x80 and len(data) < width:
+        data += b"\0"
+    return simple(data)
+
+
+def text(s):
+    return simple(s.encode(), 0xF0)
+
+
+def fields(values):
+    """A complex value from its tags and encoded values."""
+    return OPEN + b"".join(bytes([tag]) + value for tag, value in values.items()) + CLOSE
+
+
+def parse(data, at=0):
+    """The value there, bytes or a list of tags and values, and where it ends."""
+    if data.startswith(OPEN, at):
+        items, at = [], at + len(OPEN)
+        while not data.startswith(CLOSE, at):
+            value, end = parse(data, at + 1)
+            items.append((data[at], value))
+            at = end
+        return items, at + len(CLOSE)
+    length = data[at] & 0x0F
+    begin = at + 1 + length
+    size = int.from_bytes(data[at + 1 : begin], "little")
+    return data[begin : begin + size], begin + size
+
+
+def to_number(data):
+    return int.from_bytes(data, "little")
+
+
+def message(kind, n, body):
+    return fields({1: number(kind, 2), 2: number(n, 4), 3: fields(body)})
+
+
+class Peer:
+    def __init__(self, host, port):
+        self.socket = socket.create_connection((host, port), 10)
+        self.number = 0
+        self.texts = []
+
+    def send(self, payload, piece=None):
+        frame = struct.pack(">I", len(payload)) + payload
+        step = piece or len(frame)
+        for at in range(0, len(frame), step):
+            self.socket.sendall(frame[at : at + step])
+
+    def exactly(self, n):
+        data = b""
+        while len(data) < n:
+            part = self.socket.recv(n - len(data))
+            if not part:
+                raise EOFError
+            data += part
+        return data
+
+    def receive(self):
+        """The kind, the number and the body of the next message."""
+        (size,) = struct.unpack(">I", self.exactly(4))
+        payload = self.exactly(size)
+        value, end = parse(payload)
+        assert end == size, "bytes behind the message"
+        parts = dict(value)
+        return to_number(parts[1]), to_number(parts[2]), parts[3]
+
+    def ask(self, kind, body, piece=None):
+        self.number += 1
+        self.send(message(kind, self.number, body), piece)
+        while True:
+            got, n, answer = self.receive()
+            if got == TEXT:
+                self.texts.append(dict(answer))
+                continue
+            assert (got, n) == (kind + 1, self.number), f"kind {got}, number {n}"
+            return answer
+
+    def login(self, name, piece=None):
+        return to_number(dict(self.ask(LOGIN, {1: text(name)}, piece))[1]) == 1
+
+    def tell(self, to, words):
+        micros = int(time.time() * 1e6)
+        body = {1: text("not me"), 2: text(to), 3: number(micros, 8), 4: text(words)}
+        return to_number(dict(self.ask(TEXT, body))[1]) == 1
+
+
+def converse(host, port):
+    zoe, ann = Peer(host, port), Peer(host, port)
+    # A frame may come in any pieces.
+    assert zoe.login("Zoë", piece=1)
+    assert not ann.login("Zoë")
+    assert ann.login("Ann", piece=3)
+    contacts = dict(ann.ask(LIST, {}))[1]
+    names = [dict(entry)[1].decode() for _, entry in contacts]
+    assert names == ["Ann", "Zoë"], names
+    assert abs(to_number(dict(contacts[0][1])[2]) / 1e6 - time.time()) < 3600
+
+    assert ann.tell("Zoë", "hello")
+    assert ann.tell("Zoë", "x" * 30000)
+    assert not ann.tell("nobody", "hello")
+    assert zoe.ask(BEAT, {}) == []
+    while len(zoe.texts) < 2:
+        kind, _, body = zoe.receive()
+        assert kind == TEXT
+        zoe.texts.append(dict(body))
+    first, second = zoe.texts
+    assert (first[1], first[2], first[4]) == (b"Ann", "Zoë".encode(), b"hello"), first
+    assert second[4] == b"x" * 30000
+
+    # What is no message costs the connection, and nobody else's.
+    ann.send(b"\x20\x00")
+    try:
+        ann.receive()
+        raise AssertionError("the server took what is no message")
+    except (EOFError, ConnectionResetError):
+        pass
+    while [dict(entry)[1].decode() for _, entry in dict(zoe.ask(LIST, {}))[1]] != ["Zoë"]:
+        time.sleep(0.01)
+    print("peer: the server speaks frames and nbr")
+
+
+def with_program(program):
+    with tempfile.TemporaryDirectory() as directory:
+        settings = f"{directory}/settings.pml"
+        with open(settings, "w", encoding="utf-8") as file:
+            file.write("messenger(QOR(debugOn(true) appLogs:map(MSG.DEBUG(true))))")
+        server = subprocess.Popen(
+            [program, "serve", "0", settings, f"{directory}/messenger.log"],
+            stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True)
+        try:
+            port = int(server.stdout.readline().split()[-1])
+            converse("127.0.0.1", port)
+            rest, _ = server.communicate("quit\n", 30)
+        finally:
+            server.kill()
+        assert server.returncode == 0, server.returncode
+        assert rest.split() == ["leaks:", "0"], rest
+
+
+if __name__ == "__main__":
+    if len(sys.argv) != 3:
+        sys.exit(__doc__)
+    if sys.argv[1] == "--with":
+        with_program(sys.argv[2])
+    else:
+        converse(sys.argv[1], int(sys.argv[2]))

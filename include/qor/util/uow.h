@@ -1,0 +1,168 @@
+#ifndef QOR_UTIL_UOW_H
+#define QOR_UTIL_UOW_H
+
+#include <atomic>
+#include <list>
+#include <string>
+#include <vector>
+
+#include "qor/api.h"
+#include "qor/base/base_type_string.h"
+#include "qor/base/interface.h"
+
+namespace qor {
+
+class dumper;
+
+// The command line of a program: the arguments of main as wide text, which are not owned.
+class QOR_API CmdLine {
+public:
+    CmdLine() = default;
+    CmdLine(int argc, wchar_t** const argv) { init(argc, argv); }
+
+    // Raises std::bad_alloc, and what the conversion to the configured code page raises.
+    void init(int argc, wchar_t** const argv);
+
+    // The arguments behind the program's name.
+    std::vector<String>& args() noexcept { return args_; }
+    const std::vector<String>& args() const noexcept { return args_; }
+    // The program's file name, without its directory.
+    std::wstring& cmd() noexcept { return cmd_; }
+    const std::wstring& cmd() const noexcept { return cmd_; }
+
+    // The scope "qor::CmdLine".
+    dumper& dump(dumper& d) const;
+
+private:
+    int argc_ = 0;
+    wchar_t** argv_ = nullptr;
+    std::wstring cmd_;
+    std::vector<String> args_;
+};
+
+// The arguments of a main that is given narrow text, in the configured code page, as wide text.
+// They live as long as this object:
+//
+//     int main(int argc, char** argv) {
+//         const WideArgs args(argc, argv);
+//         return Program(args.argc(), args.argv()).start();
+//     }
+class QOR_API WideArgs : noncopyable {
+public:
+    WideArgs(int argc, const char* const* argv);
+
+    int argc() const noexcept { return static_cast<int>(texts_.size()); }
+    wchar_t** argv() const noexcept { return pointers_.data(); }
+
+private:
+    std::vector<std::wstring> texts_;
+    mutable std::vector<wchar_t*> pointers_;  // and a null behind the last one
+};
+
+// A named piece of a running program: a start, a loop until somebody says stop, an end. Units form
+// a tree; the root is a UowMain or a test::UowTest.
+//
+//     class Program : public UowMain {
+//         using UowMain::UowMain;
+//         void on_loop() override { if (!serveOne()) stop(0); }
+//     };
+//
+// A unit runs on the thread that starts it; any thread may stop it.
+class QOR_API UnitOfWork : noncopyable {
+public:
+    // Does not enter itself in the parent's list: that is for the parent to fill. The parent must
+    // outlive the unit.
+    UnitOfWork(const char* name, UnitOfWork* parent);
+    // Deletes the children. Raises NullPointerException behind that if one is null, which is meant;
+    // while another exception is on its way it does not.
+    virtual ~UnitOfWork() noexcept(false);
+
+    // Runs on_init, then on_loop until stop, then on_fini, and returns the code of the last stop or
+    // failure. What on_loop raises is logged, counts as the code 1 if it is the library's and 2 if
+    // it is another std::exception, and the loop goes on; anything else passes, as does what
+    // on_init and on_fini raise.
+    int start();
+    // The loop ends after its present pass.
+    void stop(int code) noexcept;
+    // This unit and all above it.
+    void stopAll(int code) noexcept;
+    bool running() const noexcept { return running_; }
+    // The code so far.
+    int result() const noexcept { return result_; }
+
+    UnitOfWork* parent() noexcept { return parent_; }
+    const UnitOfWork* parent() const noexcept { return parent_; }
+    UnitOfWork* root() noexcept;
+    // Units made by checkedNew, which this one owns.
+    std::list<UnitOfWork*>& children() noexcept { return children_; }
+    const std::list<UnitOfWork*>& children() const noexcept { return children_; }
+    String& name() noexcept { return name_; }
+    const String& name() const noexcept { return name_; }
+    // The names from the root down, "main/a/b".
+    String path() const;
+    CmdLine& cmdline() noexcept { return cmdline_; }
+    const CmdLine& cmdline() const noexcept { return cmdline_; }
+    std::vector<String>& args() noexcept { return cmdline_.args(); }
+    const std::vector<String>& args() const noexcept { return cmdline_.args(); }
+
+    virtual void on_init() = 0;
+    virtual void on_loop() = 0;
+    virtual void on_fini() = 0;
+    // For units that can be told what to do: nothing here.
+    virtual void run(const String& what);
+
+private:
+    void guardedLoop();
+
+    std::atomic<bool> running_{false};
+    std::atomic<int> result_{0};
+    UnitOfWork* const parent_;
+    std::list<UnitOfWork*> children_;
+    String name_;
+    CmdLine cmdline_;
+};
+
+// The root of a program's units, which app() finds, with the command line. Without memory for the
+// command line it is not entered for app(). The last one that was made counts; it leaves when it
+// goes.
+class QOR_API UowMain : public UnitOfWork {
+public:
+    UowMain(int argc, wchar_t** const argv);
+    ~UowMain() override;
+
+    unsigned long argCount() const noexcept { return args().size(); }
+    // Empty out of range.
+    const String& argAt(unsigned long i) const noexcept;
+    // The current argument is the first one at the beginning; those that are left count it.
+    unsigned long argLeft() const noexcept;
+    const String& argCurrent() const noexcept { return argAt(cursor_); }
+    const String& argNext() noexcept;
+
+    void on_init() override {}
+    void on_loop() override {}
+    void on_fini() override {}
+
+private:
+    const String empty_;
+    ulong32 cursor_ = 0;
+};
+
+// Where the program's root is kept.
+class QOR_API main_uow : noncopyable {
+public:
+    static main_uow& instance() noexcept;
+    UnitOfWork* get() const noexcept { return uow_; }
+    void set(UnitOfWork* uow) noexcept { uow_ = uow; }
+
+private:
+    main_uow() = default;
+
+    std::atomic<UnitOfWork*> uow_{nullptr};
+};
+
+// The program's root. Raises NullPointerException if there is none.
+QOR_API UnitOfWork* app();
+
+}  // namespace qor
+
+#endif  // QOR_UTIL_UOW_H

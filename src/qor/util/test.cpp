@@ -1,0 +1,371 @@
+#include "qor/util/test.h"
+
+#include <algorithm>
+#include <iostream>
+#include <sstream>
+
+#include "base/own_log.h"
+#include "qor/base/mlcheck.h"
+#include "qor/log/console.h"
+#include "qor/log/log_dumper.h"
+#include "qor/log/log_factory.h"
+#include "qor/string/string_ref.h"
+
+namespace qor::test {
+
+namespace {
+
+logger& log() {
+    return logger_factory::instance("QOR");
+}
+
+// For the log, and for those who look.
+void say(const std::string& text) {
+    log().write(istr(text));
+    if (Context::instance().interactive()) std_out() << text << std::flush;
+}
+
+// Nobody is asked for as long as it lives.
+class Unattended : noncopyable {
+public:
+    Unattended() noexcept : before_(Context::instance().interactive()) {
+        Context::instance().interactive(false);
+    }
+    ~Unattended() { Context::instance().interactive(before_); }
+
+private:
+    const bool before_;
+};
+
+// Runs one case: an item, or a choice.
+class Run1Case__ {
+public:
+    explicit Run1Case__(TestCase& testCase) noexcept : testCase_(testCase) {}
+    void operator()(const TestItem& item) const { item(&testCase_); }
+    void operator()(const String& choice) const { testCase_.run(choice); }
+
+private:
+    TestCase& testCase_;
+};
+
+// The case may change the list that it stands in.
+template <class T>
+void runEach(const std::vector<T>& cases, TestCase& testCase) {
+    const std::vector<T> copy(cases);
+    std::for_each(copy.begin(), copy.end(), Run1Case__(testCase));
+}
+
+void showItems(std::ostream& os, const char* title, const std::vector<TestItem>& items) {
+    os << title << '\n';
+    for (const TestItem& item : items) {
+        item(os);
+        os << '\n';
+    }
+}
+
+}  // namespace
+
+// TestFnBase, TestFnCall, TestCaseFn, TestItem
+
+TestFnBase::~TestFnBase() = default;
+
+void TestFnCall::operator()() {
+    if (tc() == nullptr) {
+        QOR_THROW(NullPointerException, "qor::test::TestFnCall::operator ()", "null test case");
+    }
+    call_(*tc());
+}
+
+TestCaseFn::TestCaseFn(TestFnBase* fn)
+    : fn_(fn, [](TestFnBase* gone) {
+          checkedDelete(gone, __FILE__, __LINE__, "qor::test::TestCaseFn::destroy");
+      }) {}
+
+// The function may drop the item that it is called from.
+void TestCaseFn::operator()() const {
+    const std::shared_ptr<TestFnBase> fn = fn_;
+    if (fn == nullptr) {
+        QOR_THROW(NullPointerException, "qor::test::TestCaseFn::operator ()", "null function");
+    }
+    (*fn)();
+}
+
+void TestCaseFn::operator()(TestCase* testCase) const {
+    bind(testCase)();
+}
+
+const TestCaseFn& TestCaseFn::bind(TestCase* testCase) const {
+    if (fn_ == nullptr) {
+        QOR_THROW(NullPointerException, "qor::test::TestCaseFn::bind", "null function");
+    }
+    fn_->bind(testCase);
+    return *this;
+}
+
+void TestItem::operator()(std::ostream& os) const {
+    os << "    " << key_ << ": " << msg_;
+    if (internal_) os << " (*)";
+}
+
+// TestCase
+
+TestCase::TestCase(UnitOfWork* uow) : prompt_(">>> "), uow_(uow) {
+    const struct {
+        const char* key;
+        const char* msg;
+        void (TestCase::*member)();
+    } items[] = {{"all", "test all cases", &TestCase::do_all},
+                 {"top", "to top level", &TestCase::do_top},
+                 {"quit", "to up level", &TestCase::do_up},
+                 {"exit", "exit program", &TestCase::do_exit}};
+    for (const auto& item : items)
+        builtin_.emplace_back(item.key, item.msg, function(item.member), true);
+}
+
+TestCase::~TestCase() = default;
+
+void TestCase::add(const char* key, const char* msg, const TestCaseFn& fn, bool internal) {
+    items_.emplace_back(key, msg, fn, internal);
+}
+
+void TestCase::del(const char* key) {
+    std::erase_if(items_, [key](const TestItem& item) { return item.key() == istr(key); });
+}
+
+void TestCase::appendAddons(const TestCase& other) {
+    const std::vector<TestItem> added(other.items_);
+    addons_.insert(addons_.end(), added.begin(), added.end());
+}
+
+void TestCase::initMap() {
+    std::map<String, TestCaseFn> map;
+    for (const auto* const items : {&items_, &builtin_, &addons_}) {
+        for (const TestItem& item : *items)
+            map.insert_or_assign(item.key(), item.fn());
+    }
+    map_.swap(map);
+}
+
+void TestCase::run(const std::vector<String>& args) {
+    if (depth_ == 0) return run();
+    if (args.empty() && Context::instance().interactive()) return run();
+    if (args.empty()) {
+        run("all");
+        run("quit");
+    } else {
+        const Unattended scope;
+        runEach(args, *this);
+    }
+    --depth_;
+}
+
+void TestCase::run(const String& choice) {
+    show_menu();
+    if (get_choice(choice)) exec_case();
+}
+
+UnitOfWork& TestCase::unitFor(const char* func) const {
+    if (uow_ == nullptr) QOR_THROW(NullPointerException, func, "null unit of work");
+    return *uow_;
+}
+
+void TestCase::show_menu() const {
+    const UnitOfWork& unit = unitFor("qor::test::TestCase::show_menu");
+    say("\nmenu:\n");
+    say("(/" + unit.path() + ") ");
+    std::ostringstream text;
+    for (const String& arg : args_)
+        text << arg << ' ';
+    text << '\n';
+    say(text.str());
+    text.str("");
+    text << *this;
+    say(text.str());
+    if (!addons_.empty()) {
+        text.str("");
+        showItems(text, "addon:", addons_);
+        say(text.str());
+    }
+    text.str("");
+    showItems(text, "builtin:", builtin_);
+    say(text.str());
+}
+
+// At the end of the input there is nobody any more: the program ends with the code that it has.
+bool TestCase::get_choice(const String& preset) {
+    choice_ = preset;
+    if (preset.empty() && Context::instance().interactive()) {
+        std_out() << prompt_ << std::flush;
+        std::string line;
+        if (std::getline(std_in(), line)) {
+            choice_ = line;
+        } else {
+            uow_->stopAll(uow_->root()->result());
+            return false;
+        }
+    }
+    log().write(istr(prompt_ + choice_));
+    return true;
+}
+
+void TestCase::exec_case() {
+    constexpr const char* func = "qor::test::TestCase::exec_case";
+    unitFor(func);
+    initMap();
+    const String key = choice_;
+    const auto found = map_.find(key);
+    if (found != map_.end()) return found->second(this);
+    const std::size_t at = static_cast<const std::string&>(key).find(separator());
+    if (at != std::string::npos && at != 0) return exec_path(key, at);
+    const std::string text = "Function not found for ==> " + key;
+    writeErrorLog(log(), __FILE__, __LINE__, func, istr(text), log_tag::Error);
+    std_out() << text << '\n';
+}
+
+// The part behind the separator, and the way back, wait for the menu that the head opens.
+void TestCase::exec_path(const String& key, unsigned long at) {
+    struct Emptied {
+        ~Emptied() { args.clear(); }
+        std::vector<String>& args;
+    } const scope{args_};
+    const std::string& text = key;
+    args_.emplace_back(text.substr(at + 1));
+    args_.emplace_back("quit");
+    run(String(text.substr(0, at)));
+}
+
+void TestCase::do_all() {
+    const Unattended scope;
+    runEach(items_, *this);
+}
+
+void TestCase::do_up() {
+    UnitOfWork& unit = unitFor("qor::test::TestCase::do_up");
+    if (unit.parent() == nullptr) return say("At top level already.\n");
+    unit.stop(0);
+}
+
+void TestCase::do_top() {
+    UnitOfWork* unit = &unitFor("qor::test::TestCase::do_top");
+    for (; unit->parent() != nullptr; unit = unit->parent())
+        unit->stop(0);
+}
+
+void TestCase::do_exit() {
+    unitFor("qor::test::TestCase::do_exit").stopAll(0);
+}
+
+std::ostream& operator<<(std::ostream& os, const TestCase& testCase) {
+    for (const TestItem& item : testCase.items_) {
+        item(os);
+        os << '\n';
+    }
+    return os;
+}
+
+// Context, UowTest
+
+Context& Context::instance() noexcept {
+    static Context& context = *new Context;
+    return context;
+}
+
+dumper& Context::dump(dumper& d) const {
+    const dumper::_Entry entry(d, "qor::test::Context");
+    return d.member("interactive_", interactive_);
+}
+
+UowTest::UowTest() : UowTest("", static_cast<UnitOfWork*>(nullptr)) {}
+
+UowTest::UowTest(const char* name, UnitOfWork* parent)
+    : UnitOfWork(name, parent), testCase_(this) {}
+
+UowTest::UowTest(const char* name, TestCase* source)
+    : UowTest(name, source != nullptr ? source->uow() : nullptr) {
+    if (source != nullptr) args() = source->args();
+}
+
+UowTest::UowTest(int argc, wchar_t** const argv)
+    : UowTest("main", static_cast<UnitOfWork*>(nullptr)) {
+    cmdline().init(argc, argv);
+}
+
+UowTest::~UowTest() = default;
+
+UowTest& UowTest::instance() {
+    static UowTest& one = *new UowTest;
+    return one;
+}
+
+UowTest& UowTest::add(const char* key, const char* msg, const TestCaseFn& fn, bool internal) {
+    return testCase_.add(key, msg, fn, internal), *this;
+}
+
+UowTest& UowTest::del(const char* key) {
+    return testCase_.del(key), *this;
+}
+
+UowTest& UowTest::clear() noexcept {
+    return testCase_.clear(), *this;
+}
+
+UowTest& UowTest::appendAddons(const TestCase& other) {
+    return testCase_.appendAddons(other), *this;
+}
+
+UowTest& UowTest::removeAddons() noexcept {
+    return testCase_.removeAddons(), *this;
+}
+
+void UowTest::on_init() {
+    testCase_.uow(this);
+}
+
+// A case that raises does not come again; the unit logs what it raises.
+void UowTest::on_loop() {
+    std::vector<String> choices;
+    choices.swap(args());
+    try {
+        testCase_.run(choices);
+    } catch (const std::exception& e) {
+        std_out() << "failed: " << e.what() << std::endl;
+        throw;
+    }
+}
+
+void UowTest::run(const String& choice) {
+    testCase_.run(choice);
+}
+
+// tester::_Entry
+
+namespace tester {
+
+namespace {
+constexpr unsigned long kWidth = 118;
+}
+
+_Entry::_Entry(istr name) : String(name) {
+    log().write("");
+    writeEntryLog(log(), "TEST", *this, stopwatch_.begin().toDateTime(), '.');
+}
+
+_Entry::~_Entry() {
+    stopwatch_.stop();
+    try {
+        char line[kWidth + 1];
+        const String elapsed = stopwatch_.elapsed().toDuration();
+        std::fill(line, line + kWidth, '.');
+        std::copy_n("elapsed", 7, line);
+        const std::size_t size = std::min<std::size_t>(elapsed.size(), kWidth);
+        std::copy_n(elapsed.data(), size, line + kWidth - size);
+        log().write(istr("\n" + std::string(line, kWidth)));
+        writeEntryLog(log(), "TEST~", *this, stopwatch_.end().toDateTime(), '.');
+    } catch (...) {
+        // A line that there is no memory for is left out.
+    }
+}
+
+}  // namespace tester
+
+}  // namespace qor::test

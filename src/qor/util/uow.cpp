@@ -1,0 +1,165 @@
+#include "qor/util/uow.h"
+
+#include <cxxabi.h>
+
+#include <algorithm>
+#include <exception>
+
+#include "base/upward.h"
+#include "qor/base/base_type_convert.h"
+#include "qor/base/exception.h"
+#include "qor/base/mlcheck.h"
+#include "qor/log/log_dumper.h"
+#include "qor/log/log_factory.h"
+#include "qor/util/util_func.h"
+
+namespace qor {
+
+namespace {
+
+constexpr const char* kPathSeparator = "/";
+
+}  // namespace
+
+// CmdLine, WideArgs
+
+void CmdLine::init(int argc, wchar_t** const argv) {
+    std::wstring cmd = argc > 0 ? Filename(iwstr(argv[0])).file() : cmd_;
+    std::vector<String> args;
+    for (int i = 1; i < argc; ++i)
+        args.emplace_back(iwstr(argv[i]));
+    argc_ = argc;
+    argv_ = argv;
+    cmd_.swap(cmd);
+    args_.swap(args);
+}
+
+dumper& CmdLine::dump(dumper& d) const {
+    const dumper::_Entry entry(d, "qor::CmdLine");
+    return d.member("argc", argc_).member("cmd", cmd_).member("args", args_);
+}
+
+WideArgs::WideArgs(int argc, const char* const* argv) {
+    for (int i = 0; i < argc; ++i)
+        texts_.push_back(String(argv[i]).toWstring());
+    for (std::wstring& text : texts_)
+        pointers_.push_back(text.data());
+    pointers_.push_back(nullptr);
+}
+
+// UnitOfWork
+
+UnitOfWork::UnitOfWork(const char* name, UnitOfWork* parent) : parent_(parent), name_(name) {}
+
+UnitOfWork::~UnitOfWork() noexcept(false) {
+    bool hadNull = false;
+    for (UnitOfWork* const child : children_) {
+        if (child == nullptr) {
+            hadNull = true;
+            continue;
+        }
+        objectReleased(child, __FILE__, __LINE__, "qor::UnitOfWork::~UnitOfWork");
+        try {
+            delete child;
+        } catch (const NullPointerException&) {
+            hadNull = true;
+        }
+    }
+    if (hadNull && std::uncaught_exceptions() == 0) {
+        QOR_THROW(NullPointerException, "qor::UnitOfWork::~UnitOfWork", "null child");
+    }
+}
+
+int UnitOfWork::start() {
+    result_ = 0;
+    running_ = true;
+    on_init();
+    while (running_)
+        guardedLoop();
+    on_fini();
+    return result_;
+}
+
+void UnitOfWork::guardedLoop() {
+    constexpr const char* func = "qor::UnitOfWork::start";
+    try {
+        on_loop();
+    } catch (const Exception& e) {
+        writeExcptLog(logger_factory::instance("QOR"), __FILE__, __LINE__, func, istr(e.what()));
+        result_ = 1;
+    } catch (const std::exception& e) {
+        writeErrorLog(logger_factory::instance("QOR"), __FILE__, __LINE__, func, istr(e.what()),
+                      log_tag::Error);
+        result_ = 2;
+    }
+}
+
+void UnitOfWork::stop(int code) noexcept {
+    result_ = code;
+    running_ = false;
+}
+
+void UnitOfWork::stopAll(int code) noexcept {
+    for (UnitOfWork* unit = this; unit != nullptr; unit = unit->parent_)
+        unit->stop(code);
+}
+
+UnitOfWork* UnitOfWork::root() noexcept {
+    UnitOfWork* unit = this;
+    while (unit->parent_ != nullptr)
+        unit = unit->parent_;
+    return unit;
+}
+
+String UnitOfWork::path() const {
+    std::vector<const UnitOfWork*> units;
+    for (const UnitOfWork* unit = this; unit != nullptr; unit = unit->parent_)
+        units.push_back(unit);
+    String path = units.back()->name_;
+    for (auto unit = units.rbegin() + 1; unit != units.rend(); ++unit)
+        path += kPathSeparator + (*unit)->name_;
+    return path;
+}
+
+void UnitOfWork::run(const String&) {}
+
+// UowMain, main_uow
+
+UowMain::UowMain(int argc, wchar_t** const argv) : UnitOfWork("main", nullptr) {
+    try {
+        cmdline().init(argc, argv);
+    } catch (const std::exception&) {
+        return;
+    }
+    main_uow::instance().set(this);
+}
+
+UowMain::~UowMain() {
+    if (main_uow::instance().get() == this) main_uow::instance().set(nullptr);
+}
+
+const String& UowMain::argAt(unsigned long i) const noexcept {
+    return i < args().size() ? args()[i] : empty_;
+}
+
+unsigned long UowMain::argLeft() const noexcept {
+    return args().size() - std::min<unsigned long>(cursor_, args().size());
+}
+
+const String& UowMain::argNext() noexcept {
+    if (cursor_ < args().size()) ++cursor_;
+    return argCurrent();
+}
+
+main_uow& main_uow::instance() noexcept {
+    static main_uow& main = *new main_uow;
+    return main;
+}
+
+UnitOfWork* app() {
+    UnitOfWork* const unit = main_uow::instance().get();
+    if (unit == nullptr) QOR_THROW(NullPointerException, "qor::app", "null main unit of work");
+    return unit;
+}
+
+}  // namespace qor

@@ -1,0 +1,28 @@
+#!/bin/sh
+# Makes the Debian packages, looks at what they need, unpacks them, and builds and runs a program
+# against what they hold:
+#   packages.sh CPACK BUILD_DIR COMPILER SOURCE OUTPUT_DIR
+set -eu
+cpack=$1
+build=$2
+compiler=$3
+source=$4
+out=$5
+here=$(dirname "$0")
+
+rm -rf "$out"
+mkdir -p "$out"
+"$cpack" -G DEB --config "$build/CPackConfig.cmake" -B "$out" >"$out/cpack.log" || {
+    cat "$out/cpack.log"
+    exit 1
+}
+for package in libqor libqor-dev; do
+    deb=$(ls "$out/${package}"_*.deb)
+    dpkg-deb -x "$deb" "$out/root"
+    dpkg-deb -f "$deb" Depends >"$out/$package.depends"
+done
+grep -q libace "$out/libqor.depends"
+grep -q libstdc++6 "$out/libqor.depends"
+grep -q "libqor (=.*libace-dev" "$out/libqor-dev.depends"
+libraries=$(dirname "$(find "$out/root" -name libqor.so)")
+sh "$here/pkg_config.sh" "$compiler" "$libraries/pkgconfig" "$libraries" "$source" "$out/consumer"

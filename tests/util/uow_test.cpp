@@ -1,0 +1,162 @@
+#include "qor/util/uow.h"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <stdexcept>
+#include <thread>
+
+#include "qor/base/exception.h"
+#include "qor/base/mlcheck.h"
+#include "support/log_file.h"
+
+namespace qor {
+namespace {
+
+// Notes what is called, and does what it is told in its passes.
+struct Unit : UnitOfWork {
+    explicit Unit(UnitOfWork* parent = nullptr, const char* name = "unit")
+        : UnitOfWork(name, parent) {}
+    void on_init() override {
+        done += "init ";
+        if (init) init();
+    }
+    void on_loop() override {
+        done += "loop ";
+        if (loop) loop(++passes);
+    }
+    void on_fini() override { done += "fini"; }
+
+    std::function<void()> init;
+    std::function<void(int)> loop;
+    std::string done;
+    int passes = 0;
+};
+
+TEST(UnitOfWork, RunsUntilItIsStopped) {
+    const struct {
+        const char* what;
+        std::function<void(Unit&)> init;
+        std::function<void(Unit&, int)> loop;
+        const char* done;
+        int result;
+        const char* logged;
+    } cases[] = {
+        {"stopped before its first pass", [](Unit& u) { u.stop(3); }, nullptr, "init fini", 3, ""},
+        {"stopped in a pass", nullptr, [](Unit& u, int) { u.stop(5); }, "init loop fini", 5, ""},
+        {"raises, and then stops", nullptr,
+         [](Unit& u, int n) {
+             if (n == 1) QOR_THROW(InvalidDataException, "f", "meant");
+             u.stop(0);
+         },
+         "init loop loop fini", 0, "[EXCEPTION]"},
+        {"stops, and then raises the library's", nullptr,
+         [](Unit& u, int) {
+             u.stop(0);
+             QOR_THROW(InvalidDataException, "f", "meant");
+         },
+         "init loop fini", 1, "[EXCEPTION]"},
+        {"stops, and then raises another", nullptr,
+         [](Unit& u, int) {
+             u.stop(0);
+             throw std::runtime_error("meant");
+         },
+         "init loop fini", 2, "<ERROR>"},
+    };
+    for (const auto& c : cases) {
+        support::LogFile log("QOR");
+        Unit unit;
+        if (c.init) unit.init = [&] { c.init(unit); };
+        unit.loop = [&](int pass) { c.loop(unit, pass); };
+        EXPECT_EQ(unit.start(), c.result) << c.what;
+        EXPECT_EQ(unit.done, c.done) << c.what;
+        EXPECT_FALSE(unit.running());
+        EXPECT_NE(log.entries().find(c.logged), std::string::npos) << c.what << log.entries();
+    }
+    Unit other;
+    other.loop = [](int) { throw 7; };
+    EXPECT_THROW(other.start(), int);
+}
+
+TEST(UnitOfWork, IsStoppedByAnotherThreadThoughItRaisesForEver) {
+    Unit unit;
+    std::atomic<int> passes{0};
+    unit.loop = [&](int) {
+        ++passes;
+        throw std::runtime_error("for ever");
+    };
+    std::thread stopper([&] {
+        while (passes < 3)
+            std::this_thread::yield();
+        unit.stop(9);
+    });
+    unit.start();
+    stopper.join();
+    EXPECT_FALSE(unit.running());
+}
+
+TEST(UnitOfWork, StandsInATree) {
+    Unit root(nullptr, "main");
+    Unit a(&root, "a"), b(&a, "b");
+    EXPECT_EQ(b.path(), "main/a/b");
+    EXPECT_EQ(b.root(), &root);
+    EXPECT_TRUE(root.children().empty());
+    root.loop = [&](int) { a.start(); };
+    a.loop = [&](int) { b.stopAll(4); };
+    EXPECT_EQ(root.start(), 4);
+}
+
+TEST(UnitOfWork, DeletesItsChildren) {
+    struct Child : Unit {
+        explicit Child(int& n) : count(n) {}
+        ~Child() override { ++count; }
+        int& count;
+    };
+    int gone = 0;
+    const auto drop = [&](bool withNull) {
+        auto* const parent = new Unit;
+        auto* const child = checkedNew<Child>(__FILE__, __LINE__, "test", gone);
+        if (withNull) child->children().push_back(nullptr);
+        parent->children() = {child, checkedNew<Child>(__FILE__, __LINE__, "test", gone)};
+        delete parent;
+    };
+    drop(false);
+    EXPECT_EQ(gone, 2);
+    std::string raisedIn;
+    try {
+        drop(true);
+    } catch (const NullPointerException& e) {
+        raisedIn = e.func();
+    }
+    EXPECT_EQ(raisedIn, "qor::UnitOfWork::~UnitOfWork");
+    EXPECT_EQ(gone, 4);
+}
+
+TEST(UowMain, HasTheCommandLine) {
+    EXPECT_THROW(app(), NullPointerException);
+    const char* const narrow[] = {"/bin/dir/program", "one", "tw\xC3\xB6", ""};
+    const WideArgs wide(4, narrow);
+    EXPECT_EQ(wide.argv()[4], nullptr);
+    {
+        UowMain main(wide.argc(), wide.argv());
+        EXPECT_EQ(app(), &main);
+        EXPECT_EQ(main.cmdline().cmd(), L"program");
+        EXPECT_EQ(main.path(), "main");
+        EXPECT_EQ(main.argCount(), 3U);
+        EXPECT_EQ(main.argAt(1), "tw\xC3\xB6");
+        EXPECT_EQ(main.argAt(3), "");
+        std::string walked = main.argCurrent() + ":" + std::to_string(main.argLeft());
+        for (int i = 0; i < 4; ++i) {
+            walked += " " + main.argNext();
+            walked += ":" + std::to_string(main.argLeft());
+        }
+        EXPECT_EQ(walked, "one:3 tw\xC3\xB6:2 :1 :0 :0");
+        UowMain alone(1, wide.argv());
+        EXPECT_EQ(alone.argCount(), 0U);
+        EXPECT_EQ(app(), &alone);
+    }
+    EXPECT_THROW(app(), NullPointerException);
+}
+
+}  // namespace
+}  // namespace qor
