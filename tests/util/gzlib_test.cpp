@@ -45,19 +45,13 @@ TEST(Gzlib, FrameAndSizes) {
 
 TEST(Gzlib, Unpacks) {
     const Text one = gzip("one"), two = gzip("two");
-    const std::pair<Text, Text> cases[] = {{"A", "A"},
-                                           {"\x1F", ""},
-                                           {"\x1F\x8C", "\x1F\x8C"},
-                                           {Text(9000, '\x8B'), Text(9000, '\x8B')},
-                                           // One member is read, and its checksum is not.
-                                           {one + two, "one"},
-                                           {Text(one).replace(15, 4, "\1\2\3\4"), "one"},
-                                           {Text(one).replace(2, 1, "\x07"), ""},
-                                           {Text(one).replace(3, 1, "\x20"), ""},
-                                           {Text(one).replace(3, 1, "\x80"), ""},
-                                           {gzip(Text(4000000, 'x')), Text(4000000, 'x')}};
-    for (const auto& [packed, content] : cases)
-        EXPECT_TRUE(gunzip(packed) == content) << packed.substr(0, 20);
+    for (const Text& data : {Text("A"), Text("\x1F\x8C"), Text(9000, '\x8B')})
+        EXPECT_EQ(gunzip(data), data);
+    for (const auto& [at, byte] : {std::pair(2U, '\x07'), {3U, '\x20'}, {3U, '\x80'}})
+        EXPECT_EQ(gunzip(Text(one).replace(at, 1, 1, byte)), "") << at;
+    EXPECT_EQ(gunzip("\x1F"), "");
+    // One member is read, and its checksum is not.
+    EXPECT_EQ(gunzip(Text(one).replace(15, 4, "\1\2\3\4") + two), "one");
     const Text extra("\x01\x01" + Text(257, '\0')), name("n\0", 2), comment("a comment\0", 10);
     const std::pair<char, Text> fields[] = {
         {1, ""},   {2, "\x12\x34"}, {4, extra},
@@ -81,8 +75,6 @@ TEST(Gzlib, OthersAgreeAndDamageCutsShort) {
         const Text content = gunzip(packed.substr(0, n));
         EXPECT_TRUE(data.starts_with(content) && content.size() > n && content != data) << n;
     }
-    EXPECT_LT(gunzip(Text(packed).replace(150, 99, 99, '\xFF')).size(), data.size());
-
     if (std::system("gzip --version >/dev/null 2>&1") != 0) GTEST_SKIP() << "there is no gzip";
     const support::TempDir dir;
     dir.file("packed.gz", packed);
