@@ -93,10 +93,15 @@ public:
         over_ = true;
         monitor_.notifyAll();
     }
+    // When it returns, nobody calls this object any more.
     void wait() const {
-        const qor::Monitor::Lock lock(monitor_);
-        while (!over_)
-            monitor_.wait();
+        {
+            const qor::Monitor::Lock lock(monitor_);
+            while (!over_)
+                monitor_.wait();
+        }
+        // A release runs with the timers held: behind this call it has returned.
+        qor::TimerManager::instance()->numofTimers();
     }
 
 private:

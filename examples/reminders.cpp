@@ -59,9 +59,13 @@ public:
     void killAll() {
         for (const auto& [number, reminder] : all())
             TimerManager::instance()->killTimer(reminder.id);
-        const qor::Monitor::Lock lock(monitor_);
-        while (!reminders_.empty())
-            monitor_.wait();
+        {
+            const qor::Monitor::Lock lock(monitor_);
+            while (!reminders_.empty())
+                monitor_.wait();
+        }
+        // A release runs with the timers held: behind this call it has returned.
+        TimerManager::instance()->numofTimers();
     }
 
     OnTimerResult onTimer(TimerId, unsigned long number, void*) override {

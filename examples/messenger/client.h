@@ -35,6 +35,8 @@ public:
             while (armed_)
                 monitor_.wait();
         }
+        // A release runs with the timers held: behind this call it has returned.
+        qor::TimerManager::instance()->numofTimers();
         tcp_.close();
     }
 

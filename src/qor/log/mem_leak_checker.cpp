@@ -21,7 +21,11 @@ namespace {
 struct LeakTable;
 using TableLock = RegistryLock<LeakTable>;
 
-[[maybe_unused]] const Mutex& madeAtLoad = TableLock::get();
+// Before the locks of all other registries, which allocate while they are held: a fork takes the
+// one that was made first last.
+[[gnu::constructor(101)]] void makeAtLoad() {
+    TableLock::get();
+}
 
 // Set while the calling thread shows an event: what that allocates is recorded, but not shown.
 constinit thread_local bool showing = false;
