@@ -15,6 +15,8 @@ UNITS = {"ns": 1.0, "us": 1e3, "ms": 1e6, "s": 1e9}
 PACKAGES = ["libace-dev", "libboost-dev", "libevent-dev", "libfmt-dev", "libmsgpack-cxx-dev",
             "libprotobuf-dev", "libpugixml-dev", "libspdlog-dev", "libssl-dev", "libtinyxml2-dev",
             "libyaml-cpp-dev", "libzmq3-dev", "nlohmann-json3-dev", "rapidjson-dev", "zlib1g-dev"]
+# What stands behind the work is no peer.
+OWN = {"", "off", "on", "nothing_due", "ms"}
 
 
 def parts(name):
@@ -23,11 +25,19 @@ def parts(name):
     old = re.match(r"(encode|decode)(Qor|Msgpack|Protobuf)(.*)", name)
     if old:
         return f"Nbr{old[1].capitalize()}{old[3]}", old[2].lower()
-    work, _, rest = name.partition("_")
-    who, slash, arguments = rest.partition("/")
+    head, slash, arguments = name.partition("/")
+    work, _, who = head.partition("_")
+    if who in OWN:
+        work, who = head.replace("_", " ").strip(), "qor"
     if who.endswith("_unlocked"):
         who, work = who[: -len("_unlocked")], work + ", without locks"
     return work + slash + arguments, who.replace("_", " ")
+
+
+def in_order(works):
+    """Numbers in names by their values."""
+    return sorted(works, key=lambda work: [int(piece) if piece.isdigit() else piece
+                                           for piece in re.split(r"(\d+)", work)])
 
 
 def shown(nanoseconds):
@@ -87,12 +97,12 @@ def main(paths):
         print(f"- {line}")
     for area, works in areas.items():
         print(f"\n## {area}\n\n| Workload | qor | Peers |\n|---|---|---|")
-        for work in works:
+        for work in in_order(works):
             times = dict(table[work])
             own = times.pop("qor", None)
             peers = ", ".join(
                 f"{who} {shown(time)}" + (f" (**{time / own:.2f}**)" if own else "")
-                for who, time in times.items())
+                for who, time in sorted(times.items()))
             print(f"| {work} | {shown(own) if own else ''} | {peers} |")
     if notes:
         print("\n## Distributions\n")

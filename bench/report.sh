@@ -13,7 +13,7 @@ out=build/bench/report
 mkdir -p "$out"
 for bench in build/bench/bench/qor_*_bench; do
     echo "== $(basename "$bench")" >&2
-    "$bench" --benchmark_filter="${1:-.}" --benchmark_repetitions=7 --benchmark_min_time=0.1 \
+    "$bench" --benchmark_filter="${1:-.}" --benchmark_repetitions=7 --benchmark_min_time=0.05 \
         --benchmark_enable_random_interleaving=true --benchmark_report_aggregates_only=true \
         --benchmark_format=json >"$out/$(basename "$bench").json" 2>"$out/errors" ||
         { cat "$out/errors" >&2; exit 1; }
