@@ -109,7 +109,7 @@ TEST_F(Service, HasNoCallbackUnderWayWhenOneOfManyHasEndedIt) {
         object_.onFire = [&](TimerId, unsigned long) {
             inside = true;
             fires.happen();
-            for (int n = 0; n < 2000; ++n)
+            for (int n = 0; n < 200; ++n)
                 ThreadControl::yield();
             inside = false;
             return OnTimerResult();
