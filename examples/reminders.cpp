@@ -165,7 +165,7 @@ void run(Reminders& reminders) {
             if (inputIsOver() && reminders.empty()) return;
             continue;
         }
-        const std::string line = qor::String(wide);
+        const qor::String line(wide);
         if (line == "quit") return;
         unsigned long pause = 0;
         if (line.rfind("wait ", 0) == 0 && std::istringstream(line.substr(5)) >> pause) {
