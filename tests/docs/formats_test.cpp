@@ -13,11 +13,14 @@
 #include "qor/pml/pml_T.h"
 #include "qor/util/BinaryInStream.h"
 #include "qor/util/BinaryOutStream.h"
+#include "support/bound.h"
 #include "support/document.h"
 #include "support/hex.h"
 
 namespace qor {
 namespace {
+
+using support::Contact;
 
 using support::Row;
 using support::trimmed;
@@ -140,19 +143,6 @@ TEST(Formats, MessagesAndMalformedInputReadAsTold) {
         EXPECT_EQ(outcomeOf(bytesOf(row[0])), unquoted(row[1]));
     }
 }
-
-struct Contact {
-    String name;
-    std::vector<long> numbers;
-
-    template <class Stream>
-    void codec(Stream& s) {
-        s.enter("Contact", "contact", "", "");
-        field(s, {"name", 1}, name);
-        field(s, {"numbers", 2}, numbers);
-        s.leave();
-    }
-};
 
 TEST(Formats, AnObjectIsWrittenAsTold) {
     std::ifstream file(QOR_SOURCE_DIR "/docs/formats.md");

@@ -7,10 +7,13 @@
 #include <map>
 
 #include "qor/xml/xml_T.h"
+#include "support/bound.h"
 #include "support/document.h"
 
 namespace qor {
 namespace {
+
+using support::Contact;
 
 using support::Row;
 using support::unquoted;
@@ -19,19 +22,6 @@ std::vector<Row> tablesOf(const char* heading) {
     static const support::Document document("docs/formats.md");
     return document.tablesOf(heading);
 }
-
-struct Contact {
-    String name;
-    std::vector<long> numbers;
-
-    template <class Stream>
-    void codec(Stream& s) {
-        s.enter("Contact", "contact", "", "");
-        field(s, {"name", 1}, name);
-        field(s, {"numbers", 2}, numbers);
-        s.leave();
-    }
-};
 
 TEST(FormatsXml, DocumentsReadAsTold) {
     const std::vector<Row> rows = tablesOf("Document");

@@ -6,10 +6,13 @@
 #include <map>
 
 #include "qor/json/json_T.h"
+#include "support/bound.h"
 #include "support/document.h"
 
 namespace qor::json {
 namespace {
+
+using support::Contact;
 
 using support::Row;
 using support::trimmed;
@@ -59,19 +62,6 @@ String member(const T& value) {
     EXPECT_TRUE(read == value || std::is_floating_point_v<T>);
     return out["m"].encode();
 }
-
-struct Contact {
-    String name;
-    std::vector<long> numbers;
-
-    template <class Stream>
-    void codec(Stream& s) {
-        s.enter("Contact", "contact", "", "");
-        field(s, {"name", 1}, name);
-        field(s, {"numbers", 2}, numbers);
-        s.leave();
-    }
-};
 
 TEST(Formats, MembersAreWrittenAsToldInJson) {
     const std::map<String, String (*)(const String&)> members = {

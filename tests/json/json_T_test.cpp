@@ -11,11 +11,15 @@
 #include <vector>
 
 #include "qor/util/optional.h"
+#include "support/bound.h"
 #include "support/leaf.h"
 #include "support/raised.h"
 
 namespace qor::json {
 namespace {
+
+using support::Node;
+using support::Tuple;
 
 using support::Leaf;
 
@@ -26,15 +30,6 @@ struct Named : JsonCodecInterface {
     explicit Named(istr text = istr()) : name(text) {}
     void codecJson(JsonStream& s) override { field(s, {"name", 1}, name); }
     bool operator==(const Named& other) const { return name == other.name; }
-};
-
-struct Node {
-    std::vector<Node> children;
-
-    template <class Stream>
-    void codec(Stream& s) {
-        field(s, {"children", 1}, children);
-    }
 };
 
 struct Chain : JsonCodecInterface {
@@ -53,23 +48,6 @@ struct Empty {
     auto operator<=>(const Empty&) const { return std::strong_ordering::equal; }
     bool operator==(const Empty&) const = default;
 };
-
-template <class... Members>
-struct Tuple : std::tuple<Members...> {
-    using std::tuple<Members...>::tuple;
-
-    template <class Stream>
-    void codec(Stream& s) {
-        int i = 0;
-        std::apply(
-            [&](auto&... member) {
-                (field(s, {String("m" + std::to_string(i++)), 1}, member), ...);
-            },
-            static_cast<std::tuple<Members...>&>(*this));
-    }
-};
-template <class... Members>
-Tuple(Members...) -> Tuple<Members...>;
 
 auto makeAll() {
     using Numbers = std::vector<Optional<int>>;

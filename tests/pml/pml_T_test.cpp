@@ -11,11 +11,15 @@
 #include <vector>
 
 #include "qor/util/optional.h"
+#include "support/bound.h"
 #include "support/leaf.h"
 #include "support/pml.h"
 
 namespace qor::pml {
 namespace {
+
+using support::Node;
+using support::Tuple;
 
 using support::treeOf;
 
@@ -29,32 +33,6 @@ struct Named : PmlCodecInterface {
     void codec(stream& s) override { field(s, Field__<String>{"name", "Name", &name}); }
     bool operator==(const Named& other) const { return name == other.name; }
 };
-
-struct Node {
-    std::vector<Node> children;
-
-    template <class Stream>
-    void codec(Stream& s) {
-        field(s, {"children", 1}, children);
-    }
-};
-
-template <class... Members>
-struct Tuple : std::tuple<Members...> {
-    using std::tuple<Members...>::tuple;
-
-    template <class Stream>
-    void codec(Stream& s) {
-        int i = 0;
-        std::apply(
-            [&](auto&... member) {
-                (field(s, {String("m" + std::to_string(i++)), 1}, member), ...);
-            },
-            static_cast<std::tuple<Members...>&>(*this));
-    }
-};
-template <class... Members>
-Tuple(Members...) -> Tuple<Members...>;
 
 auto makeAll() {
     return Tuple(true, 'c', -2L, 4294967295UL, -2000000000, 1e300, -0.1F, Wchar(L'\u5b89'),

@@ -16,10 +16,14 @@
 
 #include "../examples/address_book.h"
 #include "qor/util/optional.h"
+#include "support/bound.h"
 #include "support/leaf.h"
 
 namespace qor {
 namespace {
+
+using support::Node;
+using support::Tuple;
 
 using support::Leaf;
 
@@ -35,15 +39,6 @@ struct Named : XMLCodecBase {
     bool operator==(const Named& other) const { return name == other.name; }
 };
 
-struct Node {
-    std::vector<Node> children;
-
-    template <class Stream>
-    void codec(Stream& s) {
-        field(s, {"children", 1}, children);
-    }
-};
-
 // Binds its member by hand.
 struct Chain : XMLCodecBase {
     std::unique_ptr<Chain> next;
@@ -55,23 +50,6 @@ struct Chain : XMLCodecBase {
         next->decodeXml(part);
     }
 };
-
-template <class... Members>
-struct Tuple : std::tuple<Members...> {
-    using std::tuple<Members...>::tuple;
-
-    template <class Stream>
-    void codec(Stream& s) {
-        int i = 0;
-        std::apply(
-            [&](auto&... member) {
-                (field(s, {String("m" + std::to_string(i++)), 1}, member), ...);
-            },
-            static_cast<std::tuple<Members...>&>(*this));
-    }
-};
-template <class... Members>
-Tuple(Members...) -> Tuple<Members...>;
 
 template <class T>
 String written(const T& value) {

@@ -30,7 +30,7 @@ void* JsonValue::operator new(std::size_t size) {
 }
 
 void* JsonValue::operator new(std::size_t size, const char* file, unsigned line, const char* func) {
-    return pml::ntv::newNode(size, file, line, func);
+    return newNode(size, file, line, func);
 }
 
 void JsonValue::operator delete(void* block) noexcept {
@@ -39,7 +39,7 @@ void JsonValue::operator delete(void* block) noexcept {
 
 void JsonValue::operator delete(void* block, const char* file, unsigned line,
                                 const char* func) noexcept {
-    pml::ntv::deleteNode(block, file, line, func);
+    deleteNode(block, file, line, func);
 }
 
 void JsonValue::operator delete(JsonValue* value, std::destroying_delete_t) noexcept {

@@ -5,17 +5,17 @@
 #include <atomic>
 #include <cstddef>
 
-#include "pml/memory.h"
+#include "base/node_memory.h"
 #include "qor/base/interface.h"
 
 namespace qor::json {
 
 // Blocks of memory known to the leak table.
 inline void* newBlock(std::size_t size, const char* func) {
-    return pml::ntv::newNode(size, __FILE__, __LINE__, func);
+    return newNode(size, __FILE__, __LINE__, func);
 }
 inline void deleteBlock(void* block, const char* func) noexcept {
-    pml::ntv::deleteNode(block, __FILE__, __LINE__, func);
+    deleteNode(block, __FILE__, __LINE__, func);
 }
 
 // Where the values of a tree that is read stand: one behind the other in large blocks. A block goes

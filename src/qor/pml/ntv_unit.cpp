@@ -8,8 +8,8 @@
 #include <sstream>
 #include <vector>
 
+#include "base/node_memory.h"
 #include "base/upward.h"
-#include "pml/memory.h"
 #include "pml/tree_dump.h"
 #include "qor/base/base_type_convert.h"
 #include "qor/pml/pml_writer.h"

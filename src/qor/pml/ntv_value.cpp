@@ -2,7 +2,7 @@
 
 #include <ostream>
 
-#include "pml/memory.h"
+#include "base/node_memory.h"
 #include "qor/base/base_type_convert.h"
 #include "qor/pml/pml_writer.h"
 #include "qor/util/base64.h"

@@ -4,7 +4,7 @@
 #include <ostream>
 #include <tuple>
 
-#include "pml/memory.h"
+#include "base/node_memory.h"
 #include "qor/log/log_dumper.h"
 #include "qor/xml/xml_escape.h"
 #include "xml/attr_map.h"
@@ -21,7 +21,7 @@ constexpr ulong32 kFirstCapacity = 4;
 constexpr ulong32 kMost = 1U << 30;
 
 void* allocate(std::size_t size, xml::Pool* pool, const char* func) {
-    return pool != nullptr ? pool->take(size) : pml::ntv::newNode(size, __FILE__, __LINE__, func);
+    return pool != nullptr ? pool->take(size) : newNode(size, __FILE__, __LINE__, func);
 }
 
 }  // namespace
@@ -92,7 +92,7 @@ bool XMLAttrMap::ByName::operator()(istr left, const XMLAttr* right) const noexc
 void XMLAttrMap::Release::operator()(XMLAttrMap* map) const noexcept {
     const bool pooled = map->pooled_;
     map->~XMLAttrMap();
-    if (!pooled) pml::ntv::deleteNode(map, __FILE__, __LINE__, "qor::XMLNode::clearAttrs");
+    if (!pooled) deleteNode(map, __FILE__, __LINE__, "qor::XMLNode::clearAttrs");
 }
 
 XMLAttrMap::Owner XMLAttrMap::create(xml::Pool* pool) {
@@ -107,7 +107,7 @@ XMLAttrMap::~XMLAttrMap() {
         for (ulong32 i = 0; i < chunk->size; ++i)
             chunk->at(i)->XMLAttr::~XMLAttr();
         if (!chunk->pooled) {
-            pml::ntv::deleteNode(chunk, __FILE__, __LINE__, "qor::XMLNode::clearAttrs");
+            deleteNode(chunk, __FILE__, __LINE__, "qor::XMLNode::clearAttrs");
         }
     }
 }

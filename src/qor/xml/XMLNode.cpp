@@ -6,7 +6,7 @@
 #include <ostream>
 #include <utility>
 
-#include "pml/memory.h"
+#include "base/node_memory.h"
 #include "qor/log/log_dumper.h"
 #include "qor/mt/mutex.h"
 #include "xml/attr_map.h"
@@ -317,16 +317,16 @@ void* XMLNode::operator new(std::size_t size) {
 }
 
 void* XMLNode::operator new(std::size_t size, const char* file, unsigned line, const char* func) {
-    return pml::ntv::newNode(size, file, line, func);
+    return newNode(size, file, line, func);
 }
 
 void XMLNode::operator delete(void* ptr) noexcept {
-    pml::ntv::deleteNode(ptr, __FILE__, __LINE__, "qor::XMLNode::~XMLNode");
+    deleteNode(ptr, __FILE__, __LINE__, "qor::XMLNode::~XMLNode");
 }
 
 void XMLNode::operator delete(void* ptr, const char* file, unsigned line,
                               const char* func) noexcept {
-    pml::ntv::deleteNode(ptr, file, line, func);
+    deleteNode(ptr, file, line, func);
 }
 
 xml::Pool& XMLNode::makePool(std::size_t firstPage) {

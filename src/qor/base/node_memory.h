@@ -1,13 +1,13 @@
-#ifndef QOR_SRC_PML_MEMORY_H
-#define QOR_SRC_PML_MEMORY_H
+#ifndef QOR_SRC_BASE_NODE_MEMORY_H
+#define QOR_SRC_BASE_NODE_MEMORY_H
 
 #include <new>
 
 #include "qor/base/mlcheck.h"
 
-namespace qor::pml::ntv {
+namespace qor {
 
-// The memory of a node, known to the leak table.
+// The memory of the nodes that the trees of several formats have, known to the leak table.
 inline void* newNode(std::size_t size, const char* file, unsigned line, const char* func) {
     void* const block = ::operator new(size);
     blockAllocated(block, file, line, func);
@@ -20,6 +20,6 @@ inline void deleteNode(void* block, const char* file, unsigned line, const char*
     ::operator delete(block);
 }
 
-}  // namespace qor::pml::ntv
+}  // namespace qor
 
-#endif  // QOR_SRC_PML_MEMORY_H
+#endif  // QOR_SRC_BASE_NODE_MEMORY_H
