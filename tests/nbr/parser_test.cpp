@@ -8,6 +8,7 @@
 #include "qor/log/log_dumper.h"
 #include "support/allocation.h"
 #include "support/hex.h"
+#include "support/spare_blocks.h"
 
 namespace qor::nbr {
 namespace {
@@ -102,7 +103,7 @@ TEST(Parser, SeeksAnItemWithoutATree) {
 
 TEST(Parser, AllocatesNoMoreThanItReturns) {
     const Bytes message = bytes("FF 01 28 01 01 01 07 02 F1 01 61 03 FF 01 28 FF 01 29 FF 01 29");
-    Tree(parser::from(message));  // leaves this thread its spare block
+    Tree(parser::from(message));  // leaves a spare block
     const support::AllocationCounter counter;
     const Tree seeked(parser::from(message, 2));
     EXPECT_EQ(counter.allocations(), 1u);
@@ -114,12 +115,15 @@ TEST(Parser, LeaksNothingWhenMemoryEnds) {
     Bytes message(istr("\xFF\x01("));
     for (int i = 0; i < 3000; ++i)
         message.append(istr("\x05\xFF\x01(\x01\x01\x01\x07\xFF\x01)"));
-    Tree(parser::from(message));  // leaves this thread its spare block
+    support::freeSpareBlocks();
     const support::AllocationCounter counter;
     const unsigned long failures =
         support::failEachAllocation([&] { const Tree tree(parser::from(message)); },
-                                    [&] { ASSERT_EQ(counter.outstanding(), 0); });
-    EXPECT_GT(failures, 1u);
+                                    [&] {
+                                        support::freeSpareBlocks();
+                                        ASSERT_EQ(counter.outstanding(), 0);
+                                    });
+    EXPECT_GT(failures, 5u);
 }
 
 TEST(Parser, TakesAnyDepthInTheDefaultStack) {

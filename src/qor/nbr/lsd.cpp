@@ -141,7 +141,7 @@ ValueBase* ComplexValue::findFar(unsigned char tag, ulong32& expected) const noe
 void ComplexValue::grow() {
     const unsigned long wanted = std::max<unsigned long>(2UL * capacity_, kFirstCapacity);
     if (wanted > npos32) throw std::bad_alloc();
-    Item* const items = pool_->makeArray<Item>(wanted);
+    Item* const items = pool_->takeArray<Item>(wanted);
     std::uninitialized_copy_n(items_, size_, items);
     items_ = items;
     capacity_ = static_cast<ulong32>(wanted);
@@ -149,7 +149,7 @@ void ComplexValue::grow() {
 
 void ComplexValue::enterInIndex(Item item) {
     if (index_ == nullptr) {
-        ValueBase** const index = pool_->makeArray<ValueBase*>(256);
+        ValueBase** const index = pool_->takeArray<ValueBase*>(256);
         std::fill_n(index, 256, nullptr);
         for (const Item& present : data())
             index[present.first] = present.second;

@@ -74,7 +74,7 @@ struct Open {
 std::size_t poolEstimate(unsigned long size) noexcept {
     constexpr std::size_t kLeast = 512;
     constexpr std::size_t kMost = 60000;
-    return std::clamp<std::size_t>(7 * size, kLeast, kMost);
+    return std::clamp<std::size_t>(6 * size, kLeast, kMost);
 }
 
 // The rare kinds of takeSimple.

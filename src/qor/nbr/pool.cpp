@@ -1,31 +1,30 @@
 #include "nbr/pool.h"
 
-#include <algorithm>
-
 namespace qor::nbr {
 
 namespace {
 
 constexpr std::size_t kHandMadeMemory = 512;
-constexpr const char* kRelease = "qor::nbr::Pool::~Pool";
-
-char* allocate(std::size_t size, const char* func) {
-    return static_cast<char*>(newBlock(size, func));
-}
+constexpr Arena::Names kNames = {"qor::nbr::Pool::grow", "qor::nbr::Pool::~Pool"};
 
 }  // namespace
 
+Pool::Pool(char* memory, char* end, bool embedded) noexcept
+    : Arena(kNames, memory, end), embedded_(embedded) {}
+
 ComplexValue* Pool::newTree(std::size_t estimate) {
     constexpr std::size_t kHead = sizeof(ComplexValue) + sizeof(Pool);
-    char* const block = allocate(kHead + estimate, "qor::nbr::parser::parseValue");
+    auto* const block =
+        static_cast<char*>(newBlock(kHead + estimate, "qor::nbr::parser::parseValue"));
     Pool* const pool =
-        ::new (block + sizeof(ComplexValue)) Pool(block + kHead, block + kHead + estimate, true);
+        ::new (block + sizeof(ComplexValue)) Pool(block + kHead, block + blockSize(block), true);
     return ::new (block) ComplexValue(*pool, true);
 }
 
 Pool* Pool::create() {
-    char* const block = allocate(sizeof(Pool) + kHandMadeMemory, "qor::nbr::ComplexValue::add");
-    return ::new (block) Pool(block + sizeof(Pool), block + sizeof(Pool) + kHandMadeMemory, false);
+    auto* const block =
+        static_cast<char*>(newBlock(sizeof(Pool) + kHandMadeMemory, "qor::nbr::ComplexValue::add"));
+    return ::new (block) Pool(block + sizeof(Pool), block + blockSize(block), false);
 }
 
 void Pool::destroy(Pool& pool) noexcept {
@@ -46,21 +45,7 @@ void Pool::destroy(Pool& pool) noexcept {
     }
     const bool embedded = pool.embedded_;
     pool.~Pool();
-    if (!embedded) deleteBlock(&pool, kRelease);
-}
-
-Pool::~Pool() {
-    while (chunks_ != nullptr)
-        deleteBlock(std::exchange(chunks_, chunks_->previous), kRelease);
-}
-
-void Pool::grow(std::size_t size) {
-    const std::size_t chunkSize = std::max(chunkSize_, size + sizeof(Chunk));
-    char* const block = allocate(chunkSize, "qor::nbr::Pool::grow");
-    chunks_ = ::new (block) Chunk{chunks_};
-    chunkSize_ = std::min(2 * chunkSize, std::max(kLargestChunk, chunkSize_));
-    next_ = block + sizeof(Chunk);
-    end_ = block + chunkSize;
+    if (!embedded) deleteBlock(&pool, kNames.ender);
 }
 
 }  // namespace qor::nbr

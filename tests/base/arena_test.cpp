@@ -1,0 +1,170 @@
+#include "base/arena.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <atomic>
+#include <cstdint>
+#include <cstring>
+#include <thread>
+#include <vector>
+
+#include "qor/base/mlcheck.h"
+#include "support/allocation.h"
+#include "support/leak_table.h"
+
+namespace qor {
+namespace {
+
+constexpr const char* kTest = "arena_test";
+constexpr Arena::Names kNames = {"maker", "ender"};
+
+TEST(Block, IsKeptForTheNextOneOfItsSize) {
+    for (const std::size_t size : {std::size_t(2000), std::size_t(30000), kLargestKeptBlock}) {
+        deleteBlock(newBlock(size, kTest), kTest);
+        const support::AllocationCounter counter;
+        void* const block = newBlock(size, kTest);
+        EXPECT_EQ(counter.allocations(), 0U) << size;
+        EXPECT_GE(blockSize(block), size);
+        std::memset(block, 1, blockSize(block));
+        deleteBlock(block, kTest);
+        EXPECT_EQ(counter.outstanding(), 0) << size;
+    }
+    deleteBlock(nullptr, kTest);
+}
+
+TEST(Block, IsNotKeptWhenItIsSmallOrLarge) {
+    for (const std::size_t size : {std::size_t(0), std::size_t(200), kLargestKeptBlock + 1}) {
+        const support::AllocationCounter counter;
+        void* const block = newBlock(size, kTest);
+        EXPECT_EQ(blockSize(block), size);
+        EXPECT_EQ(counter.outstanding(), 1) << size;
+        deleteBlock(block, kTest);
+        EXPECT_EQ(counter.outstanding(), 0) << size;
+    }
+}
+
+TEST(Block, ThatIsKeptIsFreedWhenMemoryEnds) {
+    const support::AllocationCounter counter;
+    void* const blocks[] = {newBlock(2000, kTest), newBlock(kLargestKeptBlock, kTest)};
+    for (void* const block : blocks)
+        deleteBlock(block, kTest);
+    const long kept = counter.outstanding();
+    {
+        const support::FailAllocations failing(1);
+        EXPECT_THROW(newBlock(kLargestKeptBlock + 1, kTest), std::bad_alloc);
+    }
+    EXPECT_LE(counter.outstanding(), kept - 2);
+    deleteBlock(newBlock(2000, kTest), kTest);
+}
+
+TEST(Block, IsInTheLeakTableOnlyWhileItIsInUse) {
+    const support::LeakTable table;
+    for (int i = 0; i < 2; ++i) {
+        void* const block = newBlock(kLargestKeptBlock, kTest);
+        EXPECT_EQ(table.size(), 1U);
+        deleteBlock(block, kTest);
+        EXPECT_EQ(table.size(), 0U);
+    }
+    EXPECT_EQ(table.shown().find("[NOTICE]"), std::string::npos);
+}
+
+// Each thread releases the blocks of the one before it. No two threads ever own one block.
+TEST(Block, IsMadeAndReleasedByAnyThread) {
+    constexpr int kThreads = 4, kRounds = 5000;
+    std::array<std::atomic<unsigned char*>, kThreads> handed{};
+    std::atomic<int> mixedUp{0};
+    const auto run = [&](unsigned me) {
+        const auto mark = static_cast<unsigned char>(me + 1);
+        for (int i = 0; i < kRounds; ++i) {
+            auto* block = static_cast<unsigned char*>(newBlock(4000, kTest));
+            std::memset(block, mark, 64);
+            block = handed[(me + 1) % kThreads].exchange(block);
+            if (block != nullptr && block[63] != block[0]) ++mixedUp;
+            deleteBlock(block, kTest);
+        }
+    };
+    std::vector<std::thread> threads;
+    for (unsigned i = 0; i < kThreads; ++i)
+        threads.emplace_back(run, i);
+    for (std::thread& thread : threads)
+        thread.join();
+    for (const auto& block : handed)
+        deleteBlock(block, kTest);
+    EXPECT_EQ(mixedUp, 0);
+}
+
+TEST(Arena, GivesMemoryThatDoesNotOverlap) {
+    const support::LeakTable table;
+    {
+        Arena arena(kNames, 100);
+        EXPECT_EQ(table.size(), 0U);
+        std::vector<std::pair<unsigned char*, std::size_t>> taken;
+        for (std::size_t size = 1; size < 200000; size = size * 5 / 4 + 1) {
+            taken.emplace_back(static_cast<unsigned char*>(arena.take(size)), size);
+            std::memset(taken.back().first, static_cast<int>(taken.size()), size);
+        }
+        for (std::size_t i = 0; i < taken.size(); ++i) {
+            const auto [at, size] = taken[i];
+            EXPECT_EQ(reinterpret_cast<std::uintptr_t>(at) % alignof(void*), 0U);
+            EXPECT_EQ(at[0], i + 1);
+            EXPECT_EQ(at[size - 1], i + 1);
+        }
+        EXPECT_GT(table.size(), 2U);
+        EXPECT_LT(table.size(), taken.size());
+    }
+    EXPECT_EQ(table.size(), 0U);
+}
+
+TEST(Arena, UsesTheMemoryOfItsOwnerFirst) {
+    alignas(8) char memory[64];
+    Arena arena(kNames, memory, memory + sizeof(memory));
+    const support::AllocationCounter counter;
+    EXPECT_EQ(arena.take(40), memory);
+    EXPECT_EQ(arena.takeArray<long long>(3), reinterpret_cast<long long*>(memory + 40));
+    EXPECT_EQ(counter.allocations(), 0U);
+    EXPECT_EQ(*arena.make<int>(7), 7);
+}
+
+TEST(Arena, ExtendsOnlyWhatWasTakenLast) {
+    alignas(8) char memory[64];
+    Arena arena(kNames, memory, memory + sizeof(memory));
+    arena.take(16);
+    EXPECT_TRUE(arena.extend(memory + 16, 16));
+    EXPECT_EQ(arena.take(8), memory + 32);
+    EXPECT_FALSE(arena.extend(memory + 32, 8)) << "something was taken after it";
+    EXPECT_FALSE(arena.extend(memory + 40, 32)) << "there is no room";
+    EXPECT_TRUE(arena.extend(memory + 40, 24));
+}
+
+TEST(Arena, TakesOverThePagesOfAnother) {
+    const support::LeakTable table;
+    {
+        Arena arena(kNames, 100);
+        int* kept = nullptr;
+        {
+            Arena other(kNames, 100);
+            kept = other.make<int>(7);
+            arena.absorb(other);
+            other.make<int>(8);
+        }
+        arena.make<int>(9);
+        EXPECT_EQ(*kept, 7);
+        EXPECT_EQ(table.size(), 2U);
+    }
+    EXPECT_EQ(table.size(), 0U);
+}
+
+TEST(Arena, IsAsItWasWhenMemoryEnds) {
+    Arena arena(kNames, 100);
+    const int* const made = arena.make<int>(7);
+    {
+        const support::FailAllocations failing(1);
+        EXPECT_THROW(arena.take(1 << 20), std::bad_alloc);
+        arena.make<int>(8);
+    }
+    EXPECT_EQ(*made, 7);
+}
+
+}  // namespace
+}  // namespace qor
