@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdlib>
+#include <utility>
 
 namespace {
 
@@ -11,12 +12,14 @@ constinit thread_local unsigned long allocated = 0;
 constinit thread_local unsigned long released = 0;
 constinit thread_local unsigned long failFrom = 0;  // the count of the first failure, 0 for none
 constinit thread_local bool failed = false;
+constinit thread_local const std::function<void()>* pending = nullptr;
 
 void* allocate(std::size_t size) noexcept {
     if (failFrom != 0 && allocated + 1 >= failFrom) {
         failed = true;
         return nullptr;
     }
+    if (pending != nullptr) (*std::exchange(pending, nullptr))();
     void* const block = std::malloc(std::max<std::size_t>(size, 1));
     if (block != nullptr) ++allocated;
     return block;
@@ -71,6 +74,14 @@ FailAllocations::~FailAllocations() {
 
 bool FailAllocations::happened() const noexcept {
     return failed;
+}
+
+AtAllocation::AtAllocation(std::function<void()> call) noexcept : call_(std::move(call)) {
+    pending = &call_;
+}
+
+AtAllocation::~AtAllocation() {
+    pending = nullptr;
 }
 
 }  // namespace support

@@ -1,6 +1,7 @@
 #ifndef QOR_TESTS_SUPPORT_ALLOCATION_H
 #define QOR_TESTS_SUPPORT_ALLOCATION_H
 
+#include <functional>
 #include <new>
 
 // The test binaries replace the global operators new and delete, but those of over-aligned types,
@@ -31,6 +32,19 @@ public:
     ~FailAllocations();
     // Has one failed?
     bool happened() const noexcept;
+};
+
+// Calls a function in the calling thread's next allocation, if there is one while the guard lives.
+// Guards do not nest.
+class AtAllocation {
+public:
+    explicit AtAllocation(std::function<void()> call) noexcept;
+    AtAllocation(const AtAllocation&) = delete;
+    AtAllocation& operator=(const AtAllocation&) = delete;
+    ~AtAllocation();
+
+private:
+    const std::function<void()> call_;
 };
 
 // Runs the operation again and again, each time with a later allocation failing, until it no

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <future>
 #include <map>
 #include <memory>
 #include <random>
@@ -10,6 +12,7 @@
 #include <thread>
 
 #include "qor/log/log_dumper.h"
+#include "support/allocation.h"
 #include "support/log_file.h"
 #include "support/recorder.h"
 
@@ -284,6 +287,8 @@ TEST_F(Queue, LetsCallbacksChangeTimers) {
         EXPECT_EQ(queue_.numofBusy(), 0U) << c.what;
     }
     EXPECT_NE(log_.entries().find("\nmeant"), std::string::npos);
+    EXPECT_NE(log_.entries().find("\n        AT: qor::TimerBlock::onTimer(timerQueue.cpp:"),
+              std::string::npos);
     EXPECT_NE(logged().find("onTimer: already free timer "), std::string::npos);
 }
 
@@ -315,6 +320,32 @@ TEST_F(Queue, LetsReleasesChangeTimers) {
         EXPECT_EQ(tick(), "") << c.what;
         killAll();
     }
+    EXPECT_NE(log_.entries().find("\n        AT: qor::TimerBlock::onTimerRelease(timerQueue.cpp:"),
+              std::string::npos);
+}
+
+// One thread is in the midst of a search for a logger when another one logs a timer.
+TEST_F(Queue, LogsWithoutTheLockOfAllLoggers) {
+    log_.log().debugOn(true);
+    log_.log().appLog("TIMER.DEBUG", true);
+    std::promise<void> searching, logged;
+    std::future_status status{};
+    std::thread other([&] {
+        const std::string fresh = "made while a timer is set";
+        const support::AtAllocation inside([&] {
+            searching.set_value();
+            status = logged.get_future().wait_for(std::chrono::seconds(10));
+        });
+        logger_factory::instance(fresh);
+    });
+    searching.get_future().wait();
+    set(1, 50, 0);
+    logged.set_value();
+    other.join();
+    EXPECT_EQ(status, std::future_status::ready);
+    EXPECT_NE(log_.entries().find("[TIMER.DEBUG][qor::TimerQueue::set] "), std::string::npos);
+    killAll();
+    log_.log().debugOn(false);
 }
 
 TEST_F(Queue, LetsTheObjectGoInItsRelease) {

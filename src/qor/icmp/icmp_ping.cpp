@@ -5,11 +5,11 @@
 
 #include <algorithm>
 
+#include "log/own_log.h"
 #include "qor/base/base_type_time.h"
 #include "qor/base/mlcheck.h"
 #include "qor/mt/mutex.h"
 #include "tcp/tcp_address.h"
-#include "tcp/tcp_log.h"
 
 namespace qor {
 
@@ -59,8 +59,7 @@ bool PingImpl::open() {
     const AceSilence silence;
     open_ = socket_.open(ACE_Addr::sap_any, IPPROTO_ICMP, 0) == 0;
     if (!open_) {
-        tcp::logTagged(Current(__FILE__, __LINE__, "qor::Ping::open"), kError,
-                       [](std::ostream& os) { os << "ICMP socket open failed."; });
+        net_log::tagged(kError, "qor::Ping::open", [] { return "ICMP socket open failed."; });
     }
     return open_;
 }
@@ -73,8 +72,7 @@ void PingImpl::close() {
 bool PingImpl::sendAndWait(const String& host, long long* cost, long waitTimeout) {
     constexpr const char* func = "qor::Ping::sendAndWait";
     if (!open_) {
-        tcp::logTagged(Current(__FILE__, __LINE__, func), kError,
-                       [](std::ostream& os) { os << "ICMP socket not open."; });
+        net_log::tagged(kError, func, [] { return "ICMP socket not open."; });
         return false;
     }
     ACE_INET_Addr remote = tcp::toInetAddr(TcpAddr(0, host));
@@ -83,16 +81,16 @@ bool PingImpl::sendAndWait(const String& host, long long* cost, long waitTimeout
     const AceSilence silence;
     const Time start = Time::now();
     if (socket_.make_echo_check(remote, false, &time) != 0) {
-        tcp::logTagged(Current(__FILE__, __LINE__, func), kError,
-                       [&](std::ostream& os) { os << "ICMP send failed. remote:" << remote; });
+        net_log::tagged(kError, func,
+                        [&] { return own_log::text("ICMP send failed. remote:", remote); });
         return false;
     }
     const Time elapsed = Time::now() - start;
     if (cost != nullptr) *cost = elapsed.toMilliSeconds();
-    const Current here(__FILE__, __LINE__, func);
-    tcp::logTagged(here, kInfo, [&](std::ostream& os) {
-        os << here << " ping:" << istr(host) << ", waitTimeout:" << seconds
-           << ",cost:" << istr(elapsed.toDuration());
+    const own_log::Place here(func);
+    net_log::tagged(kInfo, here, [&] {
+        return own_log::text(here.frame(), " ping:", istr(host), ", waitTimeout:", seconds,
+                             ",cost:", istr(elapsed.toDuration()));
     });
     return true;
 }

@@ -5,6 +5,7 @@
 
 #include "base/upward.h"
 #include "log/logger_impl.h"
+#include "log/own_log.h"
 #include "log/shown_map.h"
 #include "platform/thread.h"
 #include "qor/log/console.h"
@@ -332,7 +333,16 @@ void loggerImpl::reset() {
     assign(loggerImpl());
 }
 
-// The library's own logger, as the floors below know it.
+// The library's own loggers, as the floors above and those below know them.
+
+logger& own_log::toolkit() noexcept {
+    return ownLogger();
+}
+
+logger& own_log::network() {
+    static logger& found = logger_factory::instance("qor");
+    return found;
+}
 
 namespace upward {
 

@@ -9,7 +9,7 @@
 #include <new>
 #include <ostream>
 
-#include "base/own_log.h"
+#include "log/own_log.h"
 #include "mt/thread_factory.h"
 #include "platform/clock.h"
 #include "platform/thread.h"

@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "base/own_log.h"
+#include "log/own_log.h"
 #include "qor/log/log_dumper.h"
 
 namespace qor {

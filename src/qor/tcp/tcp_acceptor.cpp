@@ -6,10 +6,10 @@
 #include <exception>
 #include <utility>
 
+#include "log/own_log.h"
 #include "platform/socket.h"
 #include "qor/base/mlcheck.h"
 #include "tcp/tcp_address.h"
-#include "tcp/tcp_log.h"
 
 namespace qor {
 
@@ -58,20 +58,18 @@ bool TcpAcceptor::open() {
     // ACE would take a host that is not known for all addresses.
     const bool known = local_ != ACE_INET_Addr();
     if (!known || acceptor_.open(local_, 1, PF_INET, kBacklog, 0, 0) == -1) {
-        tcp::logError(Current(__FILE__, __LINE__, func), known ? errno : EADDRNOTAVAIL,
-                      [&](std::ostream& os) { os << "at " << local_; });
+        net_log::error(func, known ? errno : EADDRNOTAVAIL,
+                       [&] { return own_log::text("at ", local_); });
         return false;
     }
     if (acceptor_.get_local_addr(local_) == -1) {
-        tcp::logError(Current(__FILE__, __LINE__, func), errno,
-                      [&](std::ostream& os) { os << "get_local_addr " << local_; });
+        net_log::error(func, errno, [&] { return own_log::text("get_local_addr ", local_); });
         acceptor_.close();
         return false;
     }
     listener_.open(acceptor_.get_handle(), ACE_INET_Addr());
     localPort_ = local_.get_port_number();
-    tcp::logInfo(Current(__FILE__, __LINE__, func), "INFO",
-                 [&](std::ostream& os) { os << "start tcp acceptor at " << local_; });
+    net_log::info(func, [&] { return own_log::text("start tcp acceptor at ", local_); });
     return true;
 }
 
@@ -80,8 +78,7 @@ bool TcpAcceptor::accept() {
     constexpr const char* func = "qor::TcpAcceptor::accept";
     const int ready = platform::waitReadable(acceptor_.get_handle(), kWaitMilliseconds);
     if (ready == -1) {
-        tcp::logError(Current(__FILE__, __LINE__, func), errno,
-                      [](std::ostream& os) { os << "select()"; });
+        net_log::error(func, errno, [] { return "select()"; });
         return false;
     }
     if (ready == 0 || !living()) return true;
@@ -89,17 +86,12 @@ bool TcpAcceptor::accept() {
     if (acceptor_.accept(accepted, nullptr, nullptr, true, false) == -1) {
         const int error = errno;
         if (!living()) return true;
-        tcp::logError(Current(__FILE__, __LINE__, func), error,
-                      [](std::ostream& os) { os << "accept()"; });
+        net_log::error(func, error, [] { return "accept()"; });
         if (!platform::isOfOneConnection(error)) wait(Time::milliSeconds(kPauseMilliseconds));
         return true;
     }
-    try {
-        admit(accepted.get_handle());
-    } catch (const std::exception& e) {
-        writeExcptLog(tcp::log(), __FILE__, __LINE__, func, e.what());
-    }
-    return true;
+    return own_log::guarded(own_log::network, func, true,
+                            [&] { return admit(accepted.get_handle()), true; });
 }
 
 void TcpAcceptor::admit(ACE_HANDLE handle) {
@@ -121,8 +113,8 @@ void TcpAcceptor::admit(ACE_HANDLE handle) {
         forget(*connection);
         throw;
     }
-    tcp::logInfo(Current(__FILE__, __LINE__, "qor::TcpAcceptor::accept"), "INFO",
-                 [&](std::ostream& os) { os << "accepted new client = " << remote; });
+    net_log::info("qor::TcpAcceptor::accept",
+                  [&] { return own_log::text("accepted new client = ", remote); });
     start(connection);
 }
 
@@ -137,10 +129,9 @@ void TcpAcceptor::start(const Handle<TcpServerImpl>& connection) {
     } catch (const std::exception&) {
         // No thread was to be had, which the log tells as the throw did.
     }
-    tcp::logInfo(Current(__FILE__, __LINE__, "qor::TcpAcceptor::accept"), "INFO",
-                 [&](std::ostream& os) {
-                     os << "start tcp server failure " << istr(connection->fullname());
-                 });
+    net_log::info("qor::TcpAcceptor::accept", [&] {
+        return own_log::text("start tcp server failure ", istr(connection->fullname()));
+    });
     closeServer(connection);
 }
 
@@ -191,8 +182,8 @@ void TcpAcceptor::onThreadExit(Thread* thread) {
 
 void TcpAcceptor::closeServer(const Handle<TcpServerImpl>& connection) {
     if (!connection) return;
-    tcp::logInfo(Current(__FILE__, __LINE__, "qor::TcpAcceptor::closeServer"), "INFO",
-                 [&](std::ostream& os) { os << "remove tcp server " << connection->remote(); });
+    net_log::info("qor::TcpAcceptor::closeServer",
+                  [&] { return own_log::text("remove tcp server ", connection->remote()); });
     forget(*connection);
 }
 
@@ -242,8 +233,8 @@ void TcpAcceptor::close() {
     Handle<TcpServerImpl> connection;
     for (ACE_HANDLE last = ACE_INVALID_HANDLE; (connection = behind(last));
          last = connection->getHandle()) {
-        tcp::logInfo(Current(__FILE__, __LINE__, "qor::TcpAcceptor::close"), "INFO",
-                     [&](std::ostream& os) { os << "stopping " << istr(connection->fullname()); });
+        net_log::info("qor::TcpAcceptor::close",
+                      [&] { return own_log::text("stopping ", istr(connection->fullname())); });
         connection->stop();
         forget(*connection);
     }

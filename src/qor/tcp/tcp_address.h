@@ -21,11 +21,11 @@ ACE_INET_Addr toInetAddr(const TcpAddr& address);
 
 }  // namespace tcp
 
-// As the log shows an address: the host with its middle hidden, ":" and the port. A host that
-// cannot be hidden is left out.
-std::ostream& operator<<(std::ostream& os, const ACE_INET_Addr& address);
-dumper& operator<<(dumper& d, const ACE_INET_Addr& address);
-
 }  // namespace qor
+
+// As the log shows an address: the host with its middle hidden, ":" and the port. A host that
+// cannot be hidden is left out. In the namespace of the address, where templates find them.
+std::ostream& operator<<(std::ostream& os, const ACE_INET_Addr& address);
+qor::dumper& operator<<(qor::dumper& d, const ACE_INET_Addr& address);
 
 #endif  // QOR_SRC_TCP_TCP_ADDRESS_H

@@ -6,9 +6,9 @@
 #include <cstdint>
 #include <new>
 
+#include "log/own_log.h"
 #include "platform/socket.h"
 #include "tcp/tcp_address.h"
-#include "tcp/tcp_log.h"
 
 namespace qor {
 
@@ -20,26 +20,24 @@ constexpr const char* kReceive = "qor::TcpChannel::recvBuf_i";
 constexpr const char* kTrace = "TCP.TRACE";
 constexpr unsigned long kMostPayload = npos32 - sizeof(Header);
 
-bool logNoPeer(const char* func, int error) {
-    tcp::logError(Current(__FILE__, __LINE__, func), error,
-                  [](std::ostream& os) { os << "get_remote_addr"; });
+bool logNoPeer(own_log::Place at, int error) {
+    net_log::error(at, error, [] { return "get_remote_addr"; });
     return false;
 }
 
-bool logReceive(int error, istr label, const ACE_INET_Addr& peer) {
-    tcp::logError(Current(__FILE__, __LINE__, kReceive), error,
-                  [&](std::ostream& os) { os << "(" << label << ") recv_n() " << peer; });
+bool logReceive(own_log::Place at, int error, istr label, const ACE_INET_Addr& peer) {
+    net_log::error(at, error, [&] { return own_log::text("(", label, ") recv_n() ", peer); });
     return false;
 }
 
 // Nothing more comes. Where the socket was ended here, that is a failure to read; it is the peer
 // who ends a stream. Without a peer the connection has failed, and a send was told why.
 bool logEnd(tcp::TcpSocket& socket, istr label) {
-    if (!socket.isOpen()) return logReceive(ECONNABORTED, label, socket.peer());
+    if (!socket.isOpen()) return logReceive(kReceive, ECONNABORTED, label, socket.peer());
     if (const int error = platform::checkPeer(socket.stream().get_handle()))
         return logNoPeer("qor::TcpChannel::recvBuf", error);
-    tcp::logInfoAt(Current(__FILE__, __LINE__, kReceive), [&](std::ostream& os) {
-        os << "(" << label << ") reached end of client connection " << socket.peer();
+    net_log::ended(kReceive, [&] {
+        return own_log::text("(", label, ") reached end of client connection ", socket.peer());
     });
     return false;
 }
@@ -51,11 +49,10 @@ bool logEnd(tcp::TcpSocket& socket, istr label) {
 bool TcpChannel::sendBuf(const istr& payload, int timeout) {
     constexpr const char* func = "qor::TcpChannel::sendBuf";
     const unsigned long size = payload.empty() ? 0 : payload.size();
-    tcp::logTagged(Current(__FILE__, __LINE__, func), kTrace,
-                   [&](std::ostream& os) { os << "sending " << size << " bytes"; });
+    net_log::tagged(kTrace, func, [&] { return own_log::text("sending ", size, " bytes"); });
     if (size > kMostPayload) {
-        tcp::logFailure(Current(__FILE__, __LINE__, func),
-                        [&](std::ostream& os) { os << size << " bytes are too many for a frame"; });
+        net_log::failure(func,
+                         [&] { return own_log::text(size, " bytes are too many for a frame"); });
         return false;
     }
     const Header header = htonl(static_cast<Header>(size));
@@ -64,8 +61,8 @@ bool TcpChannel::sendBuf(const istr& payload, int timeout) {
     const platform::Transfer sent =
         platform::sendAll(handle, &header, sizeof header, payload.data(), size, timeout);
     if (sent.bytes == sizeof header + size) {
-        tcp::logTagged(Current(__FILE__, __LINE__, func), kTrace,
-                       [&](std::ostream& os) { os << "send ok " << sent.bytes << " bytes"; });
+        net_log::tagged(kTrace, func,
+                        [&] { return own_log::text("send ok ", sent.bytes, " bytes"); });
         return true;
     }
     if (sent.bytes != 0) {
@@ -74,12 +71,11 @@ bool TcpChannel::sendBuf(const istr& payload, int timeout) {
         return logNoPeer(func, error);
     }
     if (sent.error != 0) {
-        tcp::logError(Current(__FILE__, __LINE__, func), sent.error,
-                      [&](std::ostream& os) { os << "send_n failed " << to.peer(); });
+        net_log::error(func, sent.error,
+                       [&] { return own_log::text("send_n failed ", to.peer()); });
     } else {
-        tcp::logFailure(Current(__FILE__, __LINE__, func), [&](std::ostream& os) {
-            os << "send_n() w_bytes != send_buf.size() " << to.peer();
-        });
+        net_log::failure(
+            func, [&] { return own_log::text("send_n() w_bytes != send_buf.size() ", to.peer()); });
     }
     return false;
 }
@@ -93,19 +89,17 @@ bool TcpChannel::recvBuf(Bytes& payload) {
     std::size_t length = sizeof header;
     if (!recvBuf_i(&header, length, "len")) return false;
     if (length != sizeof header) {
-        tcp::logFailure(Current(__FILE__, __LINE__, func),
-                        [&](std::ostream& os) { os << "recv_n(len) failed " << peer; });
+        net_log::failure(func, [&] { return own_log::text("recv_n(len) failed ", peer); });
         return false;
     }
     const Header size = ntohl(header);
-    tcp::logTagged(Current(__FILE__, __LINE__, func), kTrace,
-                   [&](std::ostream& os) { os << "size " << size; });
+    net_log::tagged(kTrace, func, [&] { return own_log::text("size ", size); });
     try {
         payload.size(0UL);
         payload.resize(size);
     } catch (const std::bad_alloc&) {
-        tcp::logFailure(Current(__FILE__, __LINE__, func), [&](std::ostream& os) {
-            os << "no memory for a frame of " << size << " bytes " << peer;
+        net_log::failure(func, [&] {
+            return own_log::text("no memory for a frame of ", size, " bytes ", peer);
         });
         return false;
     }
@@ -118,18 +112,16 @@ bool TcpChannel::recvBuf(Bytes& payload) {
 
 // False when nothing came: the length is the number of bytes that did.
 bool TcpChannel::recvBuf_i(void* buffer, std::size_t& length, istr label) {
-    tcp::logTagged(Current(__FILE__, __LINE__, kReceive), kTrace, [&](std::ostream& os) {
-        os << "(" << label << ") recving " << length << " bytes";
-    });
+    net_log::tagged(kTrace, kReceive,
+                    [&] { return own_log::text("(", label, ") recving ", length, " bytes"); });
     tcp::TcpSocket& from = socket();
     const platform::Transfer received =
         platform::receiveAll(from.stream().get_handle(), buffer, length);
-    if (received.error != 0) return logReceive(received.error, label, from.peer());
+    if (received.error != 0) return logReceive(kReceive, received.error, label, from.peer());
     if (received.bytes == 0) return logEnd(from, label);
     length = received.bytes;
-    tcp::logTagged(Current(__FILE__, __LINE__, kReceive), kTrace, [&](std::ostream& os) {
-        os << "(" << label << ") recv ok " << length << " bytes";
-    });
+    net_log::tagged(kTrace, kReceive,
+                    [&] { return own_log::text("(", label, ") recv ok ", length, " bytes"); });
     return true;
 }
 

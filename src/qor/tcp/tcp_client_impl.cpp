@@ -6,10 +6,10 @@
 #include <cerrno>
 #include <utility>
 
+#include "log/own_log.h"
 #include "platform/socket.h"
 #include "qor/base/mlcheck.h"
 #include "tcp/tcp_address.h"
-#include "tcp/tcp_log.h"
 
 namespace qor {
 
@@ -48,8 +48,8 @@ bool TcpClientImpl::onBirth() {
 bool TcpClientImpl::connect(ACE_SOCK_Stream& connected) {
     constexpr const char* func = "qor::TcpClientImpl::onBirth";
     if (remote_ == ACE_INET_Addr()) {
-        tcp::logError(Current(__FILE__, __LINE__, func), errno,
-                      [&](std::ostream& os) { os << "invalid remote address " << remote_; });
+        net_log::error(func, errno,
+                       [&] { return own_log::text("invalid remote address ", remote_); });
         return false;
     }
     ACE_SOCK_Connector connector;
@@ -62,8 +62,9 @@ bool TcpClientImpl::connect(ACE_SOCK_Stream& connected) {
         error = errno == EWOULDBLOCK ? ETIME : errno;
     }
     connected.close();
-    tcp::logError(Current(__FILE__, __LINE__, func), error, [&](std::ostream& os) {
-        os << (error == ETIME ? "connection timeout " : "connection failed ") << remote_;
+    net_log::error(func, error, [&] {
+        return own_log::text(error == ETIME ? "connection timeout " : "connection failed ",
+                             remote_);
     });
     return false;
 }
@@ -71,19 +72,17 @@ bool TcpClientImpl::connect(ACE_SOCK_Stream& connected) {
 void TcpClientImpl::logConnected() {
     ACE_INET_Addr local;
     if (socket_.stream().get_local_addr(local) == 0) localPort_ = local.get_port_number();
-    tcp::logInfo(Current(__FILE__, __LINE__, "qor::TcpClientImpl::onBirth"), "INFO",
-                 [&](std::ostream& os) {
-                     dumper from, to;
-                     from << local;
-                     to << remote_;
-                     os << "connected at " << from.str() << " to " << to.str();
-                 });
+    net_log::info("qor::TcpClientImpl::onBirth", [&] {
+        dumper from, to;
+        from << local;
+        to << remote_;
+        return own_log::text("connected at ", from.str(), " to ", to.str());
+    });
 }
 
 bool TcpClientImpl::onLoop() {
     if (receiver_.recv(*this, socket_)) return true;
-    tcp::logInfoAt(Current(__FILE__, __LINE__, "qor::TcpClientImpl::onLoop"),
-                   [](std::ostream& os) { os << "break loop: !recv()"; });
+    net_log::ended("qor::TcpClientImpl::onLoop", [] { return "break loop: !recv()"; });
     return false;
 }
 
@@ -107,7 +106,7 @@ Handle<TcpClientImpl> ClientImpl::connection() const {
 bool ClientImpl::open(const TcpAddr& remote, Handle<TcpCallback> callback, int timeout,
                       int socketBufferSize) {
     constexpr const char* func = "qor::tcp::ClientImpl::open";
-    try {
+    return own_log::guarded(own_log::network, func, false, [&] {
         const Handle<TcpClientImpl> made(checkedNew<TcpClientImpl>(
             __FILE__, __LINE__, func, remote, std::move(callback), timeout, socketBufferSize));
         {
@@ -117,10 +116,7 @@ bool ClientImpl::open(const TcpAddr& remote, Handle<TcpCallback> callback, int t
         }
         made->startAndWait();
         return made->living();
-    } catch (const std::exception& e) {
-        writeExcptLog(log(), __FILE__, __LINE__, func, e.what());
-        return false;
-    }
+    });
 }
 
 void ClientImpl::close() {
@@ -137,8 +133,7 @@ void ClientImpl::close() {
 bool ClientImpl::send(const istr& payload, int timeout) {
     const Handle<TcpClientImpl> sending = connection();
     if (sending) return sending->send(payload, timeout);
-    logInfoAt(Current(__FILE__, __LINE__, "qor::tcp::ClientImpl::send"),
-              [](std::ostream& os) { os << "null tcp client impl"; });
+    net_log::ended("qor::tcp::ClientImpl::send", [] { return "null tcp client impl"; });
     return false;
 }
 

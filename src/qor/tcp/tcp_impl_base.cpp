@@ -37,18 +37,18 @@ ACE_INET_Addr toInetAddr(const TcpAddr& address) {
 
 }  // namespace tcp
 
+}  // namespace qor
+
 std::ostream& operator<<(std::ostream& os, const ACE_INET_Addr& address) {
-    char host[kHostRoom] = "";
-    char hidden[kMaskedRoom] = "";
-    address.get_host_addr(host, kHostRoom);
-    nuv_mask_keyword(host, hidden, kMaskedRoom);
+    char host[qor::kHostRoom] = "";
+    char hidden[qor::kMaskedRoom] = "";
+    address.get_host_addr(host, qor::kHostRoom);
+    nuv_mask_keyword(host, hidden, qor::kMaskedRoom);
     return os << hidden << ":" << address.get_port_number();
 }
 
-dumper& operator<<(dumper& d, const ACE_INET_Addr& address) {
+qor::dumper& operator<<(qor::dumper& d, const ACE_INET_Addr& address) {
     std::ostringstream text;
     text << address;
     return d.raw(text.str());
 }
-
-}  // namespace qor

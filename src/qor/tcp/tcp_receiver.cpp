@@ -1,8 +1,6 @@
 #include "tcp/tcp_receiver.h"
 
-#include <cxxabi.h>
-
-#include "tcp/tcp_log.h"
+#include "log/own_log.h"
 
 namespace qor::tcp {
 
@@ -11,20 +9,10 @@ namespace {
 // A connection keeps no more than this for its next frame.
 constexpr unsigned long kKeptRoom = 1UL << 20;
 
-// False if the call raised. What unwinds a thread that is told to exit goes on.
+// False if the call raised.
 template <class Call>
-bool told(const char* func, Call call) {
-    try {
-        call();
-        return true;
-    } catch (const abi::__forced_unwind&) {
-        throw;
-    } catch (const std::exception& e) {
-        writeExcptLog(log(), __FILE__, __LINE__, func, e.what());
-    } catch (...) {
-        writeExcptLog(log(), __FILE__, __LINE__, func, "an exception of another type");
-    }
-    return false;
+bool told(own_log::Place at, Call call) {
+    return own_log::guarded(own_log::network, at, false, [&] { return call(), true; });
 }
 
 }  // namespace

@@ -2,9 +2,9 @@
 
 #include <utility>
 
+#include "log/own_log.h"
 #include "qor/base/mlcheck.h"
 #include "tcp/tcp_acceptor.h"
-#include "tcp/tcp_log.h"
 
 namespace qor {
 
@@ -52,8 +52,7 @@ void ServerImpl::close() {
 bool ServerImpl::send(const TcpAddr& peer, const istr& payload, int timeout) {
     const Handle<TcpAcceptor> sending = acceptor();
     if (sending) return sending->send(peer, payload, timeout);
-    logInfoAt(Current(__FILE__, __LINE__, "qor::tcp::ServerImpl::send"),
-              [](std::ostream& os) { os << "null tcp acceptor impl"; });
+    net_log::ended("qor::tcp::ServerImpl::send", [] { return "null tcp acceptor impl"; });
     return false;
 }
 
@@ -76,7 +75,7 @@ TcpServer::~TcpServer() = default;
 // Each open has an object of its own. That of an earlier one goes, and its listener stays.
 bool TcpServer::open(const TcpAddr& address, Handle<TcpCallback> callback, int socketBufferSize) {
     constexpr const char* func = "qor::TcpServer::open";
-    try {
+    return own_log::guarded(own_log::network, func, false, [&] {
         const Handle<tcp::ServerImpl> made(checkedNew<tcp::ServerImpl>(__FILE__, __LINE__, func));
         {
             Handle<tcp::ServerImpl> shared(made);
@@ -84,10 +83,7 @@ bool TcpServer::open(const TcpAddr& address, Handle<TcpCallback> callback, int s
             impl_.swap(shared);
         }
         return made->open(address, std::move(callback), socketBufferSize);
-    } catch (const std::exception& e) {
-        writeExcptLog(tcp::log(), __FILE__, __LINE__, func, e.what());
-        return false;
-    }
+    });
 }
 
 void TcpServer::close() {
@@ -95,14 +91,13 @@ void TcpServer::close() {
 }
 
 bool TcpServer::send(const TcpAddr& peer, const istr& payload, int timeout) {
-    try {
-        if (const Handle<tcp::ServerImpl> open = impl()) return open->send(peer, payload, timeout);
-    } catch (const std::exception& e) {
-        writeExcptLog(tcp::log(), __FILE__, __LINE__, "qor::TcpServer::send", e.what());
-        return false;
+    constexpr const char* func = "qor::TcpServer::send";
+    const Handle<tcp::ServerImpl> open = impl();
+    if (open) {
+        return own_log::guarded(own_log::network, func, false,
+                                [&] { return open->send(peer, payload, timeout); });
     }
-    tcp::logInfoAt(Current(__FILE__, __LINE__, "qor::TcpServer::send"),
-                   [](std::ostream& os) { os << "null tcp server impl"; });
+    net_log::ended(func, [] { return "null tcp server impl"; });
     return false;
 }
 

@@ -3,9 +3,9 @@
 #include <cerrno>
 #include <utility>
 
+#include "log/own_log.h"
 #include "tcp/tcp_acceptor.h"
 #include "tcp/tcp_address.h"
-#include "tcp/tcp_log.h"
 
 namespace qor {
 
@@ -32,14 +32,14 @@ void TcpServerImpl::adopt(ACE_HANDLE handle) {
 
 // What may be sent is not, from now on; the descriptor stays until nobody knows the connection.
 void TcpServerImpl::close() {
-    tcp::logTagged(Current(__FILE__, __LINE__, "qor::TcpServerImpl::close"), kTag,
-                   [&](std::ostream& os) { os << "closed connection " << remote_; });
+    net_log::tagged(kTag, "qor::TcpServerImpl::close",
+                    [&] { return own_log::text("closed connection ", remote_); });
     socket_.end();
 }
 
 void TcpServerImpl::onStop() {
-    tcp::logTagged(Current(__FILE__, __LINE__, "qor::TcpServerImpl::onStop"), kTag,
-                   [&](std::ostream& os) { os << "closing connection " << remote_; });
+    net_log::tagged(kTag, "qor::TcpServerImpl::onStop",
+                    [&] { return own_log::text("closing connection ", remote_); });
     socket_.end();
 }
 
@@ -52,13 +52,12 @@ bool TcpServerImpl::open() {
     constexpr const char* func = "qor::TcpServerImpl::open";
     ACE_INET_Addr remote;
     if (socket_.stream().get_remote_addr(remote) == -1) {
-        tcp::logError(Current(__FILE__, __LINE__, func), errno,
-                      [](std::ostream& os) { os << "get_remote_addr"; });
+        net_log::error(func, errno, [] { return "get_remote_addr"; });
         return close(), false;
     }
     if (socket_.stream().disable(ACE_NONBLOCK) == -1) {
-        tcp::logError(Current(__FILE__, __LINE__, func), errno,
-                      [&](std::ostream& os) { os << "disable(ACE_NONBLOCK) " << remote; });
+        net_log::error(func, errno,
+                       [&] { return own_log::text("disable(ACE_NONBLOCK) ", remote); });
         return close(), false;
     }
     socket_.setUp(socketBufferSize_);
@@ -70,20 +69,17 @@ bool TcpServerImpl::open() {
 bool TcpServerImpl::onLoop() {
     if (!owner_->living()) {
         close();
-        tcp::logInfoAt(Current(__FILE__, __LINE__, kLoop),
-                       [](std::ostream& os) { os << "break loop: !owner_->living()"; });
+        net_log::ended(kLoop, [] { return "break loop: !owner_->living()"; });
         return false;
     }
     if (!socket_.isOpen()) {
-        tcp::logInfoAt(Current(__FILE__, __LINE__, kLoop), [](std::ostream& os) {
-            os << "break loop: new_stream_.get_handle() == ACE_INVALID_HANDLE";
-        });
+        net_log::ended(kLoop,
+                       [] { return "break loop: new_stream_.get_handle() == ACE_INVALID_HANDLE"; });
         return false;
     }
     if (receiver_.recv(*this, socket_)) return true;
     close();
-    tcp::logInfoAt(Current(__FILE__, __LINE__, kLoop),
-                   [](std::ostream& os) { os << "break loop: !recv()"; });
+    net_log::ended(kLoop, [] { return "break loop: !recv()"; });
     return false;
 }
 

@@ -1,6 +1,6 @@
 #include "qor/timer/timerCallbackBlock.h"
 
-#include "base/own_log.h"
+#include "log/own_log.h"
 #include "qor/base/library.h"
 
 namespace qor {

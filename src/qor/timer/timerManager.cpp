@@ -4,8 +4,8 @@
 #include <ostream>
 #include <utility>
 
+#include "log/own_log.h"
 #include "qor/log/log_dumper.h"
-#include "timer/timer_log.h"
 
 namespace qor {
 
@@ -32,8 +32,8 @@ bool hasEnded(const Handle<TimeoutThread>& thread) {
     return thread->started() && !thread->getThreadControl().isAlive();
 }
 
-void logNoQueue(const char* func) {
-    own_log::error(func, [] { return "no timer queue"; });
+void logNoQueue(own_log::Place at) {
+    own_log::error(at, [] { return "no timer queue"; });
 }
 
 }  // namespace
@@ -58,9 +58,9 @@ void TimerManager::reopen(unsigned long numberOfTimers) {
     if (number == 0 || number == QOR_TIMER_MAX_NUM()) return start();
     const unsigned long busy = numofTimers();
     if (busy != 0) {
-        writeErrorLog(logger_factory::instance("QOR"), __FILE__, __LINE__,
-                      "qor::TimerManager::reopen", istr(own_log::text(busy, " timers started.")),
-                      log_tag::Warning);
+        own_log::error(
+            "qor::TimerManager::reopen", [&] { return own_log::text(busy, " timers started."); },
+            log_tag::Warning);
     }
     close();
     replaceQueue(make<TimerQueue>("qor::TimerManager::reopen", numberOfTimers, monitor_));
@@ -211,7 +211,7 @@ void TimerManager::forget(const TimeoutThread* thread) {
 // TimeoutThread
 
 TimeoutThread::TimeoutThread(TimerManager* owner) : OwnedThread<TimerManager>(owner, "timer") {
-    upward::writeLine(istr(own_log::text(" num of timers = ", QOR_TIMER_MAX_NUM())));
+    own_log::toolkit().write(istr(own_log::text(" num of timers = ", QOR_TIMER_MAX_NUM())));
 }
 
 dumper& TimeoutThread::dump(dumper& d) const {

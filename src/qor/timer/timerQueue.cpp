@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <ostream>
 
+#include "log/own_log.h"
 #include "qor/cfg/config_file.h"
 #include "qor/log/log_dumper.h"
-#include "timer/timer_log.h"
 
 namespace qor {
 
@@ -98,14 +98,14 @@ String TimerBlock::text() const {
 
 OnTimerResult TimerBlock::onTimer() const {
     if (m_pCallBackTimerObject == nullptr) return {};
-    return timer_log::guarded("qor::TimerBlock::onTimer", OnTimerResult(), [this] {
+    return own_log::guarded(own_log::toolkit, "qor::TimerBlock::onTimer", OnTimerResult(), [this] {
         return m_pCallBackTimerObject->onTimer(m_nTimerID, m_nUserTimerID, m_pParam);
     });
 }
 
 void TimerBlock::onTimerRelease() const {
     if (m_pCallBackTimerObject == nullptr) return;
-    timer_log::guarded("qor::TimerBlock::onTimerRelease", true, [this] {
+    own_log::guarded(own_log::toolkit, "qor::TimerBlock::onTimerRelease", true, [this] {
         m_pCallBackTimerObject->onTimerRelease(m_nTimerID, m_nUserTimerID, m_pParam);
         return true;
     });
@@ -306,7 +306,7 @@ bool TimerQueue::set(TimerId& id, const istr& name, unsigned long userTimerId,
     block.m_pCallBackTimerObject = object;
     block.m_pParam = param;
     arm(block, Time::milliSeconds(static_cast<ulong32>(intervalMs)), static_cast<ulong32>(times));
-    timer_log::debug("TIMER.DEBUG", func, [&] { return block.text(); });
+    own_log::debug("TIMER.DEBUG", func, [&] { return block.text(); });
     return true;
 }
 
@@ -322,14 +322,14 @@ bool TimerQueue::reset(TimerId id, unsigned long intervalMs, unsigned long times
         return false;
     }
     arm(*block, Time::milliSeconds(static_cast<ulong32>(intervalMs)), static_cast<ulong32>(times));
-    timer_log::debug("TIMER.DEBUG", func, [&] { return block->text(); });
+    own_log::debug("TIMER.DEBUG", func, [&] { return block->text(); });
     return true;
 }
 
 void TimerQueue::kill(TimerId id) {
     TimerBlock* const block = blockOf(id);
     if (block == nullptr || block->m_status == TimerBlock::IDLE || block->releasing_) return;
-    timer_log::debug("TIMER.DEBUG", "qor::TimerQueue::kill", [&] { return block->text(); });
+    own_log::debug("TIMER.DEBUG", "qor::TimerQueue::kill", [&] { return block->text(); });
     if (!isFiringElsewhere(id)) return release(*block);
     m_timeoutQueue.eraseSlot(id.index());
     block->m_status = TimerBlock::IDLE;
@@ -406,26 +406,26 @@ void TimerQueue::doCheck() {
     if (ticking_) return;
     m_expired.clear();
     if (m_timeoutQueue.empty()) return;
-    timer_log::debug(tag, func, [&] {
+    own_log::debug(tag, func, [&] {
         return own_log::text("before check, timeoutQueue size = ", m_timeoutQueue.size());
     });
     while (!m_timeoutQueue.empty() && m_timeoutQueue.first().m_expiredTime <= m_currTime) {
         m_expired.push_back(m_timeoutQueue.first().m_nTimerID);
         m_timeoutQueue.eraseFirst();
     }
-    timer_log::debug(tag, func, [&] {
+    own_log::debug(tag, func, [&] {
         return own_log::text("after check, timeoutQueue size = ", m_timeoutQueue.size());
     });
     if (!m_expired.empty()) {
-        timer_log::debug(tag, func,
-                         [&] { return own_log::text("expired timers = ", m_expired.size()); });
+        own_log::debug(tag, func,
+                       [&] { return own_log::text("expired timers = ", m_expired.size()); });
     }
     const Ticking scope(*this);
     for (const TimerId& id : m_expired) {
         if (abandoned_) return;
         onTimer(id, m_currTime);
     }
-    timer_log::debug(tag, func, [&] {
+    own_log::debug(tag, func, [&] {
         return own_log::text("after check, m_timeoutQueue size = ", m_timeoutQueue.size());
     });
 }
@@ -434,7 +434,7 @@ void TimerQueue::onTimer(TimerId id, const Time& now) {
     constexpr const char* func = "qor::TimerQueue::onTimer";
     TimerBlock* const block = blockOf(id);
     const auto text = [&] { return block != nullptr ? block->text() : textOf(id); };
-    timer_log::debug("TIMER.TRACE", func, [&] { return "onTimer: " + text(); });
+    own_log::debug("TIMER.TRACE", func, [&] { return "onTimer: " + text(); });
     if (block == nullptr || block->m_status != TimerBlock::BUSY) {
         own_log::error(func, [&] { return "onTimer: already free timer " + text(); });
         return;
@@ -445,7 +445,7 @@ void TimerQueue::onTimer(TimerId id, const Time& now) {
     }
     if (block->m_unTimes != 0 && --block->m_unTimes == 0) {
         block->m_status = TimerBlock::PAUSED;
-        timer_log::debug("TIMER.DEBUG", func, [&] { return "set to paused " + text(); });
+        own_log::debug("TIMER.DEBUG", func, [&] { return "set to paused " + text(); });
     }
     OnTimerResult result;
     {
@@ -463,10 +463,10 @@ void TimerQueue::afterFiring(TimerBlock& block, const OnTimerResult& result, con
     if (abandoned_ || block.m_status == TimerBlock::IDLE) return;
     if (result.interval != Time()) return arm(block, result.interval, result.times);
     if (block.m_status == TimerBlock::PAUSED) {
-        timer_log::debug(tag, func, [&] { return "release " + block.text(); });
+        own_log::debug(tag, func, [&] { return "release " + block.text(); });
         return release(block);
     }
-    timer_log::debug(tag, func, [&] { return "more times " + block.text(); });
+    own_log::debug(tag, func, [&] { return "more times " + block.text(); });
     put(block, later(now, block.m_nInterval));
 }
 

@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "base/own_log.h"
+#include "log/own_log.h"
 #include "qor/base/mlcheck.h"
 #include "qor/log/console.h"
 

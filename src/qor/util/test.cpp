@@ -4,7 +4,7 @@
 #include <iostream>
 #include <sstream>
 
-#include "base/own_log.h"
+#include "log/own_log.h"
 #include "qor/base/mlcheck.h"
 #include "qor/log/console.h"
 #include "qor/log/log_dumper.h"
@@ -15,13 +15,9 @@ namespace qor::test {
 
 namespace {
 
-logger& log() {
-    return logger_factory::instance("QOR");
-}
-
 // For the log, and for those who look.
 void say(const std::string& text) {
-    log().write(istr(text));
+    own_log::toolkit().write(istr(text));
     if (Context::instance().interactive()) std_out() << text << std::flush;
 }
 
@@ -204,7 +200,7 @@ bool TestCase::get_choice(const String& preset) {
             return false;
         }
     }
-    log().write(istr(prompt_ + choice_));
+    own_log::toolkit().write(istr(prompt_ + choice_));
     return true;
 }
 
@@ -218,7 +214,8 @@ void TestCase::exec_case() {
     const std::size_t at = static_cast<const std::string&>(key).find(separator());
     if (at != std::string::npos && at != 0) return exec_path(key, at);
     const std::string text = "Function not found for ==> " + key;
-    writeErrorLog(log(), __FILE__, __LINE__, func, istr(text), log_tag::Error);
+    own_log::error(
+        func, [&] { return text; }, log_tag::Error);
     std_out() << text << '\n';
 }
 
@@ -346,8 +343,8 @@ constexpr unsigned long kWidth = 118;
 }
 
 _Entry::_Entry(istr name) : String(name) {
-    log().write("");
-    writeEntryLog(log(), "TEST", *this, stopwatch_.begin().toDateTime(), '.');
+    own_log::toolkit().write("");
+    writeEntryLog(own_log::toolkit(), "TEST", *this, stopwatch_.begin().toDateTime(), '.');
 }
 
 _Entry::~_Entry() {
@@ -359,8 +356,8 @@ _Entry::~_Entry() {
         std::copy_n("elapsed", 7, line);
         const std::size_t size = std::min<std::size_t>(elapsed.size(), kWidth);
         std::copy_n(elapsed.data(), size, line + kWidth - size);
-        log().write(istr("\n" + std::string(line, kWidth)));
-        writeEntryLog(log(), "TEST~", *this, stopwatch_.end().toDateTime(), '.');
+        own_log::toolkit().write(istr("\n" + std::string(line, kWidth)));
+        writeEntryLog(own_log::toolkit(), "TEST~", *this, stopwatch_.end().toDateTime(), '.');
     } catch (...) {
         // A line that there is no memory for is left out.
     }

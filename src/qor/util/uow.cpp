@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <exception>
 
-#include "base/upward.h"
+#include "log/own_log.h"
 #include "qor/base/base_type_convert.h"
 #include "qor/base/exception.h"
 #include "qor/base/mlcheck.h"
@@ -85,11 +85,10 @@ void UnitOfWork::guardedLoop() {
     try {
         on_loop();
     } catch (const Exception& e) {
-        writeExcptLog(logger_factory::instance("QOR"), __FILE__, __LINE__, func, istr(e.what()));
+        writeExcptLog(own_log::toolkit(), __FILE__, __LINE__, func, istr(e.what()));
         result_ = 1;
     } catch (const std::exception& e) {
-        writeErrorLog(logger_factory::instance("QOR"), __FILE__, __LINE__, func, istr(e.what()),
-                      log_tag::Error);
+        writeErrorLog(own_log::toolkit(), __FILE__, __LINE__, func, istr(e.what()), log_tag::Error);
         result_ = 2;
     }
 }

@@ -1,0 +1,151 @@
+#ifndef QOR_SRC_LOG_OWN_LOG_H
+#define QOR_SRC_LOG_OWN_LOG_H
+
+#include <cxxabi.h>
+
+#include <exception>
+#include <sstream>
+#include <string>
+
+#include "platform/fault.h"
+#include "qor/base/exception.h"
+#include "qor/log/log_factory.h"
+
+// The library's own lines and blocks, for the floors above the loggers; those below have
+// base/upward.h. Texts are made by functions that are called only if the entry is wanted. If making
+// or writing an entry throws, the entry is dropped and the operation being logged continues.
+
+namespace qor::own_log {
+
+// The place of a call, from the function's name that is passed there. A helper that takes a Place
+// is logged with the place of its caller. Builtins, since clang 14 has no std::source_location.
+class Place {
+public:
+    Place(const char* func, const char* file = __builtin_FILE(),
+          unsigned line = __builtin_LINE()) noexcept
+        : func_(func), file_(file), line_(line) {}
+
+    const char* func() const noexcept { return func_; }
+    const char* file() const noexcept { return file_; }
+    unsigned line() const noexcept { return line_; }
+    Current frame() const noexcept { return Current(file_, line_, func_); }
+
+private:
+    const char* func_;
+    const char* file_;
+    unsigned line_;
+};
+
+// The loggers "QOR", of the library, and "qor", of the network. Found once, so that no line waits
+// for the lock of all loggers; the references stay good after logger_factory::destroy.
+logger& toolkit() noexcept;
+logger& network();
+
+// The parts as a stream shows them.
+template <class... Parts>
+std::string text(const Parts&... parts) {
+    std::ostringstream os;
+    (os << ... << parts);
+    return os.str();
+}
+
+template <class Write>
+void dropOnFailure(Write write) noexcept {
+    try {
+        write();
+    } catch (...) {
+    }
+}
+
+template <class MakeText>
+void info(Place at, MakeText makeText) noexcept {
+    if (!toolkit().infoOn()) return;
+    dropOnFailure([&] {
+        writeInfoLog(toolkit(), at.file(), at.line(), at.func(), istr(makeText()), log_tag::Info);
+    });
+}
+
+// Debug lines of a tag that is switched on.
+template <class MakeText>
+void debug(const char* tag, Place at, MakeText makeText) noexcept {
+    if (!toolkit().debugOn()) return;
+    dropOnFailure([&] {
+        if (!toolkit().appLog(tag)) return;
+        writeDebugLog(toolkit(), at.file(), at.line(), at.func(), istr(makeText()), tag);
+    });
+}
+
+template <class MakeText>
+void error(Place at, MakeText makeText, istr title = "ERROR") noexcept {
+    dropOnFailure([&] {
+        writeErrorLog(toolkit(), at.file(), at.line(), at.func(), istr(makeText()), title);
+    });
+}
+
+// Calls a user's callback and returns its result. An exception is logged by the given logger, as a
+// block that names the place of this call, and the result is then `otherwise`. pthread_exit and
+// pthread_cancel in the callback still end the thread.
+template <class Result, class Call>
+Result guarded(logger& (*log)(), Place at, Result otherwise, Call call) {
+    const auto raised = [&](const char* what) {
+        dropOnFailure([&] { writeExcptLog(log(), at.file(), at.line(), at.func(), istr(what)); });
+    };
+    try {
+        return call();
+    } catch (const abi::__forced_unwind&) {
+        throw;
+    } catch (const std::exception& e) {
+        raised(e.what());
+    } catch (...) {
+        raised("an exception of another type");
+    }
+    return otherwise;
+}
+
+}  // namespace qor::own_log
+
+// Info lines of the network.
+namespace qor::net_log {
+
+using own_log::Place;
+
+template <class MakeText>
+void info(Place at, MakeText makeText, const char* tag = log_tag::Info) noexcept {
+    own_log::dropOnFailure([&] {
+        logger& log = own_log::network();
+        if (!log.infoOn()) return;
+        writeInfoLog(log, at.file(), at.line(), at.func(), istr(makeText()), tag);
+    });
+}
+
+// How a connection ends, after the place.
+template <class MakeText>
+void ended(Place at, MakeText makeText) noexcept {
+    info(
+        at, [&] { return own_log::text(at.frame(), " ", makeText()); }, "TCP.INFO");
+}
+
+// Lines of a tag that is off unless it is switched on.
+template <class MakeText>
+void tagged(const char* tag, Place at, MakeText makeText) noexcept {
+    own_log::dropOnFailure([&] {
+        logger& log = own_log::network();
+        if (!log.debugOn() || !log.appLog(tag)) return;
+        writeInfoLog(log, at.file(), at.line(), at.func(), istr(makeText()), tag);
+    });
+}
+
+template <class MakeText>
+void failure(Place at, MakeText makeText) noexcept {
+    info(at, makeText, "<TCP.ERROR>");
+}
+
+// The system's text for the error number, and then the message.
+template <class MakeText>
+void error(Place at, int number, MakeText makeText) noexcept {
+    failure(at, [&] { return own_log::text('"', platform::errorText(number), "\" ", makeText()); });
+}
+
+}  // namespace qor::net_log
+
+#endif  // QOR_SRC_LOG_OWN_LOG_H
