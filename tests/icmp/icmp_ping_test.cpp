@@ -2,6 +2,12 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <functional>
+#include <thread>
+#include <vector>
+
+#include "icmp/echo_peer.h"
 #include "support/log_file.h"
 
 namespace qor {
@@ -26,7 +32,7 @@ TEST(Ping, MeasuresTheRoundTrip) {
     const unsigned descriptors = support::openDescriptors();
     if (!ping.open()) {
         EXPECT_TRUE(logged("[<ICMP.ERROR>]open() ICMP socket open failed.\n"));
-        GTEST_SKIP() << "no right to open raw sockets";
+        GTEST_SKIP() << "no right to send echoes";
     }
     testing::internal::CaptureStderr();
     EXPECT_FALSE(ping.sendAndWait("no.such.host.invalid", &cost, 1));
@@ -39,10 +45,88 @@ TEST(Ping, MeasuresTheRoundTrip) {
     }
     EXPECT_TRUE(ping.sendAndWait("127.0.0.1", nullptr, 5));
     EXPECT_TRUE(logged("[ICMP.INFO]sendAndWait() qor::Ping::sendAndWait(icmp_ping.cpp:"));
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "") << "ACE is to be silent";
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+    EXPECT_TRUE(ping.open());
     ping.close();
     EXPECT_FALSE(ping.sendAndWait("127.0.0.1", nullptr, 1));
     EXPECT_EQ(support::openDescriptors(), descriptors);
+}
+
+// What differs in one thing from the reply.
+const struct {
+    const char* what;
+    std::function<void(echo::Reply&)> change;
+} kStrays[] = {
+    {"source", [](echo::Reply& reply) { reply.source = inet_addr("127.9.9.9"); }},
+    {"identifier", [](echo::Reply& reply) { reply.icmp[5] ^= 1; }},
+    {"sequence", [](echo::Reply& reply) { reply.icmp[7] ^= 1; }},
+    {"payload", [](echo::Reply& reply) { reply.icmp.back() ^= 1; }},
+    {"shorter", [](echo::Reply& reply) { reply.icmp.resize(reply.icmp.size() - 2); }},
+    {"longer", [](echo::Reply& reply) { reply.icmp += "xx"; }},
+    {"type", [](echo::Reply& reply) { reply.icmp[0] = ICMP_TIMESTAMPREPLY; }},
+};
+
+// The hosts 127.1.0.n answer with strays of kind n; 127.2.0.n with strays, and then with the reply;
+// all others with the reply.
+std::vector<echo::Reply> answer(const echo::Reply& right) {
+    const std::uint32_t host = ntohl(right.source);
+    const std::uint32_t group = host >> 16 & 0xFF;
+    std::vector<echo::Reply> replies;
+    if (group == 1 || group == 2) {
+        replies.assign(3, right);
+        for (echo::Reply& stray : replies)
+            kStrays[host & 0xFF].change(stray);
+    }
+    if (group != 1) replies.push_back(right);
+    return replies;
+}
+
+// Whether the host answers within a second. Time that has not passed is a failure too.
+bool answers(const std::string& host, int times) {
+    using Clock = std::chrono::steady_clock;
+    Ping ping;
+    EXPECT_TRUE(ping.open());
+    bool all = true;
+    for (int i = 0; i < times && all; ++i) {
+        const auto start = Clock::now();
+        all = ping.sendAndWait(host, nullptr, 1);
+        EXPECT_TRUE(all || Clock::now() - start >= std::chrono::seconds(1)) << host;
+    }
+    ping.close();
+    return all;
+}
+
+void pingManyAtOnce() {
+    constexpr int kLive = 8;
+    constexpr int kTimes = 50;
+    std::vector<std::thread> pings;
+    for (int i = 0; i < static_cast<int>(std::size(kStrays)); ++i) {
+        const std::string number = std::to_string(i);
+        pings.emplace_back(
+            [=] { EXPECT_FALSE(answers("127.1.0." + number, 1)) << kStrays[i].what; });
+        pings.emplace_back(
+            [=] { EXPECT_TRUE(answers("127.2.0." + number, kTimes)) << kStrays[i].what; });
+    }
+    for (int i = 0; i < kLive; ++i)
+        pings.emplace_back([=] { EXPECT_TRUE(answers("127.3.0." + std::to_string(i), kTimes)); });
+    for (std::thread& ping : pings)
+        ping.join();
+}
+
+// With each kind of socket, and with none.
+TEST(Ping, TakesNothingButTheReplyToItsOwnRequest) {
+    bool own = false;
+    std::thread([&] {
+        own = echo::enterOwnNetwork() && echo::permitDatagrams(false);
+        if (!own) return;
+        const echo::Peer peer(answer);
+        pingManyAtOnce();
+        ASSERT_TRUE(echo::giveUpRawSockets());
+        EXPECT_FALSE(Ping().open());
+        ASSERT_TRUE(echo::permitDatagrams(true));
+        pingManyAtOnce();
+    }).join();
+    if (!own) GTEST_SKIP() << "no right to have a network of its own";
 }
 
 }  // namespace

@@ -9,16 +9,18 @@ namespace qor {
 
 class PingImpl;
 
-// Measures the round trip to a host with one ICMP echo. The process needs the right to open raw
-// sockets: that of root, or CAP_NET_RAW.
+// Measures the round trip to a host with one ICMP echo over IPv4. The process needs the right to
+// open raw sockets (that of root, or CAP_NET_RAW), or its group must be in the range of
+// /proc/sys/net/ipv4/ping_group_range.
 //
 //     Ping ping;
-//     long long cost = 0;
-//     if (ping.open() && ping.sendAndWait("192.0.2.1", &cost, 3)) ...  // milliseconds
+//     long long milliseconds = 0;
+//     constexpr long kTimeoutSeconds = 3;
+//     if (ping.open() && ping.sendAndWait("192.0.2.1", &milliseconds, kTimeoutSeconds)) ...
 //     ping.close();
 //
-// One thread at a time may use a Ping. Replies are told apart by the process alone: two that are
-// under way at once may take each other's. While one is, ACE is silent in the whole process.
+// One thread at a time may use a Ping; any number of them may be in use at once. Each takes only
+// the reply to its own request, whatever else arrives meanwhile.
 //
 // A failure is false, and a line of the logger "qor" where its tag is switched on: "<ICMP.ERROR>",
 // and "ICMP.INFO" for a success.
@@ -28,14 +30,14 @@ public:
     // Does not close: a socket that is open stays so, for good.
     ~Ping();
 
-    // A second call opens once more; the socket that was open before stays so, for good.
+    // Closes the socket that is open before.
     bool open();
     void close();
 
-    // Waits for the reply for so many seconds. The host may be a name. `cost` is the milliseconds
-    // that it took; it may be null, and is left alone by a failure. False if there was no reply,
-    // and if nothing could be sent.
-    bool sendAndWait(const String& host, long long* cost, long waitTimeout);
+    // Sends one request and waits for its reply, `timeoutSeconds` at the most. The host may be a
+    // name. `costMilliseconds` may be null, and is left alone by a failure. False if no reply came
+    // in time, and if nothing could be sent.
+    bool sendAndWait(const String& host, long long* costMilliseconds, long timeoutSeconds);
 
 private:
     PingImpl* const impl_;

@@ -62,13 +62,13 @@ int waitFor(int socket, short events, int milliseconds) noexcept {
     return poll(&waiting, 1, milliseconds);
 }
 
-// Waits for room until the end. 0 or an error number.
-int waitWritable(int socket, Clock::time_point end) noexcept {
+// 0, ETIME or another error number.
+int waitUntil(int socket, short events, Clock::time_point end) noexcept {
     for (;;) {
         const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now()).count();
         if (left <= 0) return ETIME;
         const int ready =
-            waitFor(socket, POLLOUT, static_cast<int>(std::min<long long>(left, INT_MAX)));
+            waitFor(socket, events, static_cast<int>(std::min<long long>(left, INT_MAX)));
         if (ready > 0) return 0;
         if (ready == -1 && errno != EINTR) return errno;
     }
@@ -89,7 +89,7 @@ Transfer sendParts(int socket, Parts parts, int seconds) noexcept {
         int error = errno;
         if (error == EAGAIN && seconds >= 0) {
             if (end == Clock::time_point()) end = Clock::now() + std::chrono::seconds(seconds);
-            error = waitWritable(socket, end);
+            error = waitUntil(socket, POLLOUT, end);
         }
         if (error != 0 && error != EINTR) return {all - parts.left(), error};
     }
@@ -134,6 +134,10 @@ Transfer receiveAll(int socket, void* buffer, std::size_t size) noexcept {
 int waitReadable(int socket, int milliseconds) noexcept {
     const int ready = waitFor(socket, POLLIN, milliseconds);
     return ready == -1 && errno == EINTR ? 0 : ready;
+}
+
+int waitReadable(int socket, Clock::time_point end) noexcept {
+    return waitUntil(socket, POLLIN, end);
 }
 
 bool isOfOneConnection(int acceptError) noexcept {

@@ -1,6 +1,7 @@
 #ifndef QOR_SRC_PLATFORM_SOCKET_H
 #define QOR_SRC_PLATFORM_SOCKET_H
 
+#include <chrono>
 #include <cstddef>
 
 // Stream sockets that block. Closing one neither wakes a thread that is blocked in it nor keeps its
@@ -30,6 +31,8 @@ Transfer receiveAll(int socket, void* buffer, std::size_t size) noexcept;
 // Whether there is something to read or to accept, or the socket was shut down: 1, or 0 if the time
 // has passed or a signal came, or -1 with the number in errno. Sockets may have any number.
 int waitReadable(int socket, int milliseconds) noexcept;
+// The same until a point in time, whatever signals come. 0, ETIME or another error number.
+int waitReadable(int socket, std::chrono::steady_clock::time_point end) noexcept;
 
 // Whether a failure to accept was that of one connection. If it was not, the next attempt fails
 // too, until something has changed.
