@@ -59,6 +59,37 @@ void parseEach(benchmark::State& state, Parse parse) {
     state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(doc.text.size()));
 }
 
+// What a visit to every key and value of a tree adds up: numbers as double, and the sizes of texts,
+// so that each of them is looked at.
+struct Visited {
+    double numbers = 0;
+    std::size_t bytes = 0;
+    std::size_t others = 0;
+};
+
+// Parses each document and visits all of it.
+template <class Parse, class Visit>
+void visitEach(benchmark::State& state, Parse parse, Visit visit) {
+    const Document& doc = document(static_cast<std::size_t>(state.range(0)));
+    const auto parseAndVisit = [&](const std::string& text) {
+        auto tree = parse(text);
+        Visited visited;
+        visit(tree, visited);
+        benchmark::DoNotOptimize(visited);
+        return tree;
+    };
+    state.counters["tree"] = bytesOfTree(doc.text, parseAndVisit);
+    for (auto _ : state)
+        parseAndVisit(doc.text);
+    Visited visited;
+    const auto tree = parse(doc.text);
+    visit(tree, visited);
+    state.counters["numbers"] = visited.numbers;
+    state.counters["texts"] = static_cast<double>(visited.bytes);
+    state.SetLabel(doc.name);
+    state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(doc.text.size()));
+}
+
 template <class Parse, class Write>
 void writeEach(benchmark::State& state, Parse parse, Write write) {
     const Document& doc = document(static_cast<std::size_t>(state.range(0)));

@@ -13,6 +13,29 @@ void JsonParse_nlohmann(benchmark::State& state) {
 }
 BENCHMARK(JsonParse_nlohmann)->DenseRange(0, bench::kDocuments - 1);
 
+void visit(const nlohmann::json& value, bench::Visited& visited) {
+    if (value.is_object()) {
+        for (const auto& [key, child] : value.items()) {
+            visited.bytes += key.size();
+            visit(child, visited);
+        }
+    } else if (value.is_array()) {
+        for (const nlohmann::json& child : value)
+            visit(child, visited);
+    } else if (value.is_string()) {
+        visited.bytes += value.get_ref<const std::string&>().size();
+    } else if (value.is_number()) {
+        visited.numbers += value.get<double>();
+    } else {
+        ++visited.others;
+    }
+}
+
+void JsonVisit_nlohmann(benchmark::State& state) {
+    bench::visitEach(state, parse, visit);
+}
+BENCHMARK(JsonVisit_nlohmann)->DenseRange(0, bench::kDocuments - 1);
+
 void JsonWrite_nlohmann(benchmark::State& state) {
     bench::writeEach(state, parse, [](const nlohmann::json& tree) { return tree.dump(); });
 }
@@ -27,6 +50,6 @@ void JsonKeys_nlohmann(benchmark::State& state) {
         benchmark::DoNotOptimize(tree.dump().data());
     }
 }
-BENCHMARK(JsonKeys_nlohmann)->RangeMultiplier(10)->Range(100, 1000000);
+BENCHMARK(JsonKeys_nlohmann)->RangeMultiplier(10)->Range(10, 100000);
 
 }  // namespace

@@ -68,13 +68,41 @@ TEST(JsonParser, ReadsNothingBehindTheTextAndLeaksNothing) {
     EXPECT_EQ(raised, whole.size() - 5);  // not behind the outer brackets and four commas
 }
 
+// At the parse, the first look at each value, a change, and in writing.
 TEST(JsonParser, GivesAllBackWhenMemoryRunsOut) {
-    const istr text(kEverything);
-    JsonParser::from(text);  // the code page is made known
+    std::string text(kEverything);
+    text.back() = ',';
+    text += "\"many\":[" + repeated("{\"k\":[1,\"x\"]},", 400) + "]}";
+    const std::string expected = written(text);  // also makes the code page known
     const support::AllocationCounter counter;
-    const unsigned long failures = support::failEachAllocation(
+    unsigned long failures = support::failEachAllocation(
         [&] { JsonParser::from(text); }, [&] { EXPECT_EQ(counter.outstanding(), 0); });
-    EXPECT_GT(failures, 5u);
+    EXPECT_GE(failures, 4u);
+    {
+        JsonUnit unit;
+        unit.decode(text);
+        const auto isUnchanged = [&] { EXPECT_EQ(unit.encode(false, false, 0), expected); };
+        const auto look = [&] {
+            const JsonUnit& constant = unit;
+            istr view;
+            constant["text"] >> view;
+            const JsonUnit& many = constant["many"];
+            const Handle<JsonValue> value =
+                many.arrayValue()->at(399)["k"].arrayValue()->at(1).value();
+            EXPECT_EQ(value->toString(), "\"x\"");
+            for (const auto& [key, child] : *constant.objectValue())
+                EXPECT_FALSE(child.value() == nullptr && key != "c" && key != "quoted");
+        };
+        failures = support::failEachAllocation(look, isUnchanged);
+        EXPECT_GE(failures, 3u);
+        failures = support::failEachAllocation([&] { unit.encode(false, false, 0); }, [] {});
+        EXPECT_GE(failures, 1u);
+        failures = support::failEachAllocation([&] { unit["many"].newChild(); }, isUnchanged);
+        EXPECT_GE(failures, 1u);
+        failures = support::failEachAllocation(
+            [&] { unit["many"].arrayValue().at(7)["k"] << "a text that needs memory"; }, [] {});
+        EXPECT_GE(failures, 1u);
+    }
     EXPECT_EQ(counter.outstanding(), 0);
 }
 

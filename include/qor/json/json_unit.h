@@ -3,11 +3,11 @@
 
 #include <concepts>
 #include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <iosfwd>
 #include <iterator>
 #include <memory>
-#include <set>
 #include <string>
 #include <type_traits>
 #include <utility>
@@ -34,10 +34,30 @@ class JsonObject;
 //     unit["age"] << 30;
 //     long age = 0;
 //     std::as_const(unit)["age"] >> age;
+//
+// The value of a unit in a tree that was read is made when it is first asked for, by value(), a
+// copy, or one of the ...Value() operations. Reading by >> makes values in few cases.
 class QOR_API JsonUnit {
 public:
     JsonUnit() noexcept = default;
-    JsonUnit(Handle<JsonValue> value) noexcept : value_(std::move(value)) {}
+    JsonUnit(Handle<JsonValue> value) noexcept : word_(wordOf(value.release())) {}
+    JsonUnit(const JsonUnit& other) : JsonUnit(other.value()) {}
+    // The other one is null then.
+    JsonUnit(JsonUnit&& other) {
+        other.made();
+        word_ = std::exchange(other.word_, 0);
+    }
+    JsonUnit& operator=(const JsonUnit& other) {
+        JsonUnit copy(other);
+        std::swap(word_, copy.word_);
+        return *this;
+    }
+    JsonUnit& operator=(JsonUnit&& other) {
+        JsonUnit moved(std::move(other));
+        std::swap(word_, moved.word_);
+        return *this;
+    }
+    ~JsonUnit() { setNull(); }
 
     // One unit that is null for ever.
     static const JsonUnit& null() noexcept;
@@ -51,9 +71,11 @@ public:
     // The value's toString.
     void dump(std::ostream& os) const;
 
-    Handle<JsonValue> value() const noexcept { return value_; }
-    bool isNull() const noexcept { return !value_; }
-    void setNull() noexcept { value_.reset(); }
+    Handle<JsonValue> value() const { return Handle<JsonValue>(made()); }
+    bool isNull() const noexcept { return word_ == 0; }
+    void setNull() noexcept {
+        if (word_ != 0) Handle<JsonValue>::adopt(takeMade());
+    }
 
     // The unit under the key. The first two make an object of this unit, and the key if there is
     // none; the reference is good as long as the object is. The others give null() for a key that
@@ -73,11 +95,11 @@ public:
     JsonObject& objectValue();
     JsonArray& arrayValue();
     // Null for a value of another kind.
-    const JsonBoolean* booleanValue() const noexcept;
-    const JsonNumber* numberValue() const noexcept;
-    const JsonString* stringValue() const noexcept;
-    const JsonObject* objectValue() const noexcept;
-    const JsonArray* arrayValue() const noexcept;
+    const JsonBoolean* booleanValue() const;
+    const JsonNumber* numberValue() const;
+    const JsonString* stringValue() const;
+    const JsonObject* objectValue() const;
+    const JsonArray* arrayValue() const;
 
     // Write a value, of the kind that the type goes by: bool by the boolean, numbers and characters
     // by the number, text by the text. Floating point has six significant digits; a long has 32
@@ -112,17 +134,17 @@ public:
         if constexpr (NumberWrapper<T>) {
             return *this >> target.value();
         } else if constexpr (std::same_as<T, bool>) {
-            if (const JsonBoolean* const value = booleanValue()) target = value->getValue();
-        } else if (const JsonText* const value = numberText()) {
+            readBoolean(target);
+        } else if (istr text; readText(JsonValue::Kind::Number, text)) {
             Number<T> number{};
-            parseNumber(value->text(), number);
+            parseNumber(text, number);
             target = static_cast<T>(number);
         }
         return *this;
     }
     const JsonUnit& operator>>(std::string& target) const;
     // A view of the value, good until that is set or asked for its String.
-    const JsonUnit& operator>>(istr& target) const noexcept;
+    const JsonUnit& operator>>(istr& target) const;
     // Good until the value is set.
     const JsonUnit& operator>>(const char*& target) const;
     const JsonUnit& operator>>(std::wstring& target) const;
@@ -130,9 +152,22 @@ public:
     const JsonUnit& operator>>(Time& target) const;
 
 private:
-    friend TreeBuilder;
+    friend JsonArray;
+    friend TreeMaker;
     friend TreeEnd;
     friend JsonFormatter;
+
+    // A pointer to a value that the unit has a share in, or 0. In a tree that was read also the
+    // place of a value that is not made yet: from the highest bit on 32 for the index of its node,
+    // 3 for its kind, and the rest for the distance from here back to the block that the unit is
+    // in, with the marks where a multiple of 8 has zeros.
+    using Word = std::uint64_t;
+    static constexpr Word kLazy = 1;
+    static constexpr Word kViewed = 2;    // somebody has a view of the text
+    static constexpr Word kFollowed = 4;  // the next unit belongs to the same array
+    static constexpr Word kMarks = 7;
+    static constexpr unsigned kDistanceBits = 29, kNodeShift = 32;
+    static constexpr Word kDistance = (Word(1) << kDistanceBits) - 1 - kMarks;
 
     // What a number is written and read as: a character by its value, a wide one by its code.
     template <class T>
@@ -141,19 +176,52 @@ private:
         std::conditional_t<std::same_as<T, unsigned char>, unsigned short,
                            std::conditional_t<std::same_as<T, wchar_t>, long32, T>>>;
 
-    const JsonText* numberText() const noexcept;
+    static bool isLazy(Word word) noexcept { return (word & kLazy) != 0; }
+    static JsonValue* valueOf(Word word) noexcept {
+        return reinterpret_cast<JsonValue*>(static_cast<std::uintptr_t>(word));
+    }
+    static Word wordOf(JsonValue* value) noexcept {
+        return reinterpret_cast<std::uintptr_t>(value);
+    }
+    bool isMade() const noexcept { return word_ != 0 && !isLazy(word_); }
+    // The share that the unit has; it has none then.
+    JsonValue* takeMade() noexcept {
+        const Word word = std::exchange(word_, 0);
+        return isLazy(word) ? nullptr : valueOf(word);
+    }
+    // The value, which is made if it was not.
+    JsonValue* made() const {
+        if (isLazy(word_)) [[unlikely]]
+            make();
+        return valueOf(word_);
+    }
+    void make() const;
+    // Of the value, made or not; Other for null.
+    JsonValue::Kind kind() const noexcept {
+        if (isLazy(word_)) return static_cast<JsonValue::Kind>(word_ >> kDistanceBits & 7);
+        return word_ != 0 ? valueOf(word_)->kind_ : JsonValue::Kind::Other;
+    }
+    // The value's text, which a number has as it is. False for another kind.
+    bool readText(JsonValue::Kind kind, istr& text) const {
+        return this->kind() == kind && (text = scalarText(), true);
+    }
+    istr scalarText() const;
+    void readBoolean(bool& target) const noexcept;
+
     void setNumber(istr text);
     template <class T>
-    T* valueOf(JsonValue::Kind kind) const noexcept;
+    T* valueAs(JsonValue::Kind kind) const {
+        return this->kind() == kind ? static_cast<T*>(made()) : nullptr;
+    }
     template <class T>
     T& makeValue(JsonValue::Kind kind);
     template <class T>
     void setText(JsonValue::Kind kind, istr text);
 
-    Handle<JsonValue> value_;
+    mutable Word word_ = 0;
 };
 
-// An array: units one behind the other.
+// An array: units one after the other.
 class QOR_API JsonArray final : public JsonValue {
 public:
     using value_type = JsonUnit;
@@ -168,37 +236,47 @@ public:
     // A null unit.
     JsonUnit& newChild();
 
-    unsigned long size() const noexcept { return size_; }
+    unsigned long size() const { return made().size_; }
     // Unchecked.
-    JsonUnit& at(unsigned i) noexcept { return units_[i]; }
-    const JsonUnit& at(unsigned i) const noexcept { return units_[i]; }
-    iterator begin() noexcept { return units_; }
-    iterator end() noexcept { return units_ + size_; }
-    const_iterator begin() const noexcept { return units_; }
-    const_iterator end() const noexcept { return units_ + size_; }
+    JsonUnit& at(unsigned i) { return made().units_[i]; }
+    const JsonUnit& at(unsigned i) const { return made().units_[i]; }
+    iterator begin() { return made().units_; }
+    iterator end() { return begin() + size_; }
+    const_iterator begin() const { return made().units_; }
+    const_iterator end() const { return begin() + size_; }
 
 private:
-    friend TreeBuilder;
+    friend FlatTree;
+    friend TreeMaker;
     friend TreeEnd;
+    friend JsonFormatter;
 
+    const JsonArray& made() const {
+        if (isUnmade_) [[unlikely]]
+            makeUnits();
+        return *this;
+    }
+    void makeUnits() const;
+    Block* blockOfUnits() const noexcept;
     void grow();
 
-    JsonUnit* units_ = nullptr;
-    ulong32 size_ = 0;
-    ulong32 capacity_ = 0;
+    mutable JsonUnit* units_ = nullptr;
+    mutable ulong32 size_ = 0;
+    mutable ulong32 capacity_ = 0;
 };
 
-// An object: a map from keys to units, in the order of the keys. Of a key that stood more than once
+// An object: a map from keys to units, in the order of the keys. Of a key that was more than once
 // in the text that was read, the last one is there.
 //
 // Units stay where they are, so a reference is good as long as the object is. An iterator is good
-// until a key is added. Finding a key and adding one take O(log n), and the first iteration behind
-// that O(n).
+// until a key is added. Finding a key and adding one take constant time on average; the first
+// iteration after keys were added in no order takes O(n log n).
 class QOR_API JsonObject final : public JsonValue {
 public:
     using key_type = String;
     using mapped_type = JsonUnit;
-    using value_type = std::pair<const String, JsonUnit>;
+    // The key is owned by the object, and good as long as that is.
+    using value_type = std::pair<const String&, JsonUnit>;
 
     // Gives the pairs themselves.
     template <class Pair>
@@ -234,65 +312,80 @@ public:
     using iterator = Iterator<value_type>;
     using const_iterator = Iterator<const value_type>;
 
-    JsonObject() noexcept : JsonValue(Kind::Object) {}
+    JsonObject() noexcept;
     ~JsonObject() override;
 
     // Replaces the unit under the key, which is made if there is none.
-    void put(istr key, const JsonUnit& unit) { get(key) = unit; }
+    void put(istr key, const JsonUnit& unit);
     // A key that is not there is made, with a null unit.
     JsonUnit& get(istr key);
     // Null for a key that is not there.
-    const JsonUnit* get(istr key) const noexcept;
+    const JsonUnit* get(istr key) const;
 
-    iterator begin() noexcept { return iterator(inOrder()); }
-    iterator end() noexcept { return iterator(inOrder() + size_); }
-    const_iterator begin() const noexcept { return const_iterator(inOrder()); }
-    const_iterator end() const noexcept { return const_iterator(inOrder() + size_); }
+    iterator begin() { return iterator(inOrder()); }
+    iterator end() { return iterator(inOrder() + size_); }
+    const_iterator begin() const { return const_iterator(inOrder()); }
+    const_iterator end() const { return const_iterator(inOrder() + size_); }
 
 private:
-    friend TreeBuilder;
+    friend FlatTree;
+    friend TreeMaker;
     friend TreeEnd;
     friend JsonFormatter;
 
-    struct ByKey {
-        using is_transparent = void;
-        bool operator()(const value_type* left, const value_type* right) const noexcept {
-            return istr(left->first) < istr(right->first);
-        }
-        bool operator()(const value_type* left, istr right) const noexcept {
-            return istr(left->first) < right;
-        }
-        bool operator()(istr left, const value_type* right) const noexcept {
-            return left < istr(right->first);
-        }
-    };
-    using Index = std::set<value_type*, ByKey>;
-    // So many pairs are moved to make room between them.
-    static constexpr ulong32 kMoved = 1024;
+    struct Added;
+    class Index;
+    // So many keys are looked at one after the other.
+    static constexpr ulong32 kFew = 16;
 
-    value_type* const* inOrder() const noexcept {
-        if (flag_) putInOrder();
+    const JsonObject& made() const {
+        if (isUnmade_) [[unlikely]]
+            makePairs();
+        return *this;
+    }
+    void makePairs() const;
+    value_type* const* inOrder() const {
+        if (made().sorted_ != size_) [[unlikely]]
+            sort();
         return pairs_;
     }
-    void putInOrder() const noexcept;
-    void sortAsRead() const noexcept;
+    void sort() const noexcept;
     value_type* find(istr key) const noexcept;
-    void grow();
-    void add(value_type* pair);
-    bool isWithin(const value_type* pair) const noexcept {
-        const auto* const first = reinterpret_cast<const value_type*>(this + 1);
-        return std::greater_equal<>()(pair, first) && std::less<>()(pair, first + within_);
+    value_type** lowerBound(istr key) const noexcept;
+    void reserveOne(istr key);
+    void place(value_type* pair) noexcept;
+    bool wasRead(const value_type* pair) const noexcept {
+        return std::greater_equal<>()(pair, read_) && std::less<>()(pair, read_ + readSize_);
     }
 
-    // All pairs. Those of an object that was read stand behind it in its block. With flag_ set they
-    // are in no order: that of the text, where keys may stand twice, if there is no index.
+    // All pairs: first those that are in order, then those that are not.
     mutable value_type** pairs_ = nullptr;
     mutable ulong32 size_ = 0;
-    ulong32 capacity_ = 0;
-    ulong32 within_ = 0;  // pairs behind the object
-    // Of an object that keys were added to in no order.
+    mutable ulong32 sorted_ = 0;
+    // The pairs of a tree that was read are in a block; the other ones have blocks of their own.
+    mutable value_type* read_ = nullptr;
+    mutable ulong32 readSize_ = 0;
+    mutable ulong32 capacity_ = 0;
+    // Of an object with many keys, some of which were added in no order.
     std::unique_ptr<Index> index_;
+    bool ownsPairs_ = false;  // pairs_ is a block of its own
 };
+
+inline const JsonBoolean* JsonUnit::booleanValue() const {
+    return valueAs<JsonBoolean>(JsonValue::Kind::Boolean);
+}
+inline const JsonNumber* JsonUnit::numberValue() const {
+    return valueAs<JsonNumber>(JsonValue::Kind::Number);
+}
+inline const JsonString* JsonUnit::stringValue() const {
+    return valueAs<JsonString>(JsonValue::Kind::String);
+}
+inline const JsonObject* JsonUnit::objectValue() const {
+    return valueAs<JsonObject>(JsonValue::Kind::Object);
+}
+inline const JsonArray* JsonUnit::arrayValue() const {
+    return valueAs<JsonArray>(JsonValue::Kind::Array);
+}
 
 }  // namespace qor::json
 

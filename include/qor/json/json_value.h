@@ -22,14 +22,17 @@ class JsonNumber;
 class JsonString;
 class JsonArray;
 class JsonObject;
-class TreeBuilder;
+class FlatTree;
+class TreeMaker;
 class TreeEnd;
+struct Block;
 
 // A value of a JSON tree. It is shared by Handles; a JSON null is a Handle without a value. A tree
-// belongs to one thread at a time: reading it counts too, since texts and orders are made when they
-// are first asked for. Handles may go from thread to thread.
+// belongs to one thread at a time: reading it counts too, since the values of a tree that was read
+// are made when they are first asked for. Handles may go from thread to thread.
 //
 // Making a tree of any depth, showing it and deleting it take no more of the stack than a flat one.
+// Whatever makes a value may raise std::bad_alloc, and leaves the tree as it was then.
 class QOR_API JsonValue : public Shared {
 public:
     JsonValue(const JsonValue&) = delete;
@@ -69,59 +72,69 @@ private:
     friend class JsonObject;
     friend class JsonUnit;
     friend class JsonFormatter;
-    friend TreeBuilder;
+    friend FlatTree;
+    friend TreeMaker;
     friend TreeEnd;
 
     enum class Kind : unsigned char { Other, Boolean, Number, String, Array, Object };
     explicit JsonValue(Kind kind) noexcept : Shared(OwnAllocation()), kind_(kind) {}
 
+    // The block that the value was made in, at place_; null for a value with memory of its own.
+    Block* block() const noexcept;
+
     // These fill what the base leaves of its last word.
     Kind kind_ : 3 = Kind::Other;
-    mutable bool flag_ : 1 = false;  // what a kind has to remember
-    bool ownsBlock_ : 1 = false;     // an array or an object whose slots have a block of their own
-    unsigned short place_ = 0;       // in a block of its tree, see TreeMemory; 0 for one of its own
+    bool isTrue_ : 1 = false;             // a boolean
+    mutable bool isString_ : 1 = false;   // a text in a String
+    bool isInTree_ : 1 = false;           // a text that the value's tree has
+    mutable bool isUnmade_ : 1 = false;   // a container of a tree that was read, without slots yet
+    mutable bool ownsSlots_ : 1 = false;  // a container whose slots have a block of their own
+    unsigned short place_ = 0;            // in units of a pointer
 };
 
 class QOR_API JsonBoolean final : public JsonValue {
 public:
     explicit JsonBoolean(bool value) noexcept : JsonValue(Kind::Boolean) { setValue(value); }
 
-    void setValue(bool value) noexcept { flag_ = value; }
-    bool getValue() const noexcept { return flag_; }
+    void setValue(bool value) noexcept { isTrue_ = value; }
+    bool getValue() const noexcept { return isTrue_; }
     // True for everything but "false".
     void fromString(istr text) noexcept { setValue(text != "false"); }
 
     String toString() const override;
 };
 
-// What JsonNumber and JsonString share: a text. It stands behind the value in the same block, until
-// it is set or a String is asked for.
+// What JsonNumber and JsonString share: a text. It follows the value in the same block, or is that
+// of the tree that was read, until it is set or a String is asked for.
 class QOR_API JsonText : public JsonValue {
 public:
     ~JsonText() override {
-        if (flag_) dropString();
+        if (isString_) dropString();
     }
 
     void setValue(istr text);
     // Good until the value is set.
-    const String& getValue() const { return flag_ ? *string_ : makeString(); }
+    const String& getValue() const { return isString_ ? *string_ : makeString(); }
     // The same without a String: good until the value is set or getValue is called.
-    istr text() const noexcept { return flag_ ? istr(*string_) : istr(here(), size_); }
+    istr text() const noexcept {
+        if (isString_) return istr(*string_);
+        return istr(isInTree_ ? inTree() : here(), size_);
+    }
 
 private:
     friend JsonNumber;
     friend JsonString;
     friend JsonUnit;
-    friend TreeBuilder;
+    friend TreeMaker;
     friend TreeEnd;
 
     JsonText(Kind kind, istr text);
-    // So much text stands behind the value, in room that it was made with.
+    // A text of this size follows the value, in room that it was made with.
     JsonText(Kind kind, ulong32 size) noexcept : JsonValue(kind), size_(size) {}
 
     // A longer text than this is a String from the start.
     static constexpr unsigned long kMostHere = 4096;
-    // Of the whole value with a text of so many bytes behind it.
+    // Of the whole value with a text of this size behind it.
     static constexpr std::size_t sizeWith(unsigned long size) noexcept;
 
     // A value in a block of its own, with the text in it.
@@ -129,15 +142,19 @@ private:
     static T* makeWith(istr text);
     static String* newString(istr text);
     char* here() const noexcept;
+    const char*& inTree() const noexcept {
+        return *reinterpret_cast<const char**>(const_cast<JsonText*>(this) + 1);
+    }
     const String& makeString() const;
     void dropString() noexcept;
     // Takes the String, which was made by newString.
     void hold(String* string) const noexcept {
         string_ = string;
-        flag_ = true;
+        isString_ = true;
     }
 
-    // The String if flag_ is set. Else the size, and right behind it the text.
+    // The String if isString_ is set. Else the size, followed at once by the text, or behind the
+    // value by a pointer to it.
     union {
         mutable String* string_;
         ulong32 size_;
@@ -164,7 +181,7 @@ public:
 private:
     friend JsonText;
     friend JsonUnit;
-    friend TreeBuilder;
+    friend TreeMaker;
     static JsonNumber* make(istr text);
     explicit JsonNumber(ulong32 size) noexcept : JsonText(Kind::Number, size) {}
 };
@@ -194,7 +211,7 @@ public:
 private:
     friend JsonText;
     friend JsonUnit;
-    friend TreeBuilder;
+    friend TreeMaker;
     static JsonString* make(istr text);
     explicit JsonString(ulong32 size) noexcept : JsonText(Kind::String, size) {}
 };

@@ -25,32 +25,9 @@ public:
     static Handle<JsonValue> from(istr text);
 
 private:
-    // A part of the input, with the quotes around it if it has some.
-    struct Span {
-        istr text;
-        bool escaped;  // there is a backslash in it
-    };
-
     explicit JsonParser(istr text) noexcept : rest_(text) {}
 
     Handle<JsonValue> parse();
-    // Read up to behind the next value of an object, or of an array. True if that value has only
-    // begun, since it is an object or an array itself.
-    bool parseObject(TreeBuilder& tree);
-    bool parseArray(TreeBuilder& tree);
-    // Moves over what stands behind a value: true if that ends the object or array around it.
-    bool passEnd(const TreeBuilder& tree);
-
-    Span getName();
-    bool getValue(TreeBuilder& tree);
-    Span getToken() noexcept;
-    Span getString() noexcept;
-
-    // The byte at the position, 0 at the end.
-    char current() const noexcept { return rest_.eof() ? '\0' : *rest_; }
-    char skipBlank() noexcept;
-    // The input is read up to here.
-    void moveTo(const char* position) noexcept { rest_ = istr(position, rest_.end()); }
 
     istr rest_;
 };

@@ -66,6 +66,8 @@ public:
         handle.ptr_ = ptr;
         return handle;
     }
+    // Hands the share to the caller, who gives it up by __SubRef or adopt.
+    T* release() noexcept { return std::exchange(this->ptr_, nullptr); }
     ~Handle() {
         if (this->ptr_ != nullptr) this->ptr_->__SubRef();
     }

@@ -4,11 +4,14 @@
 
 #include <algorithm>
 #include <charconv>
+#include <concepts>
 #include <iterator>
 #include <limits>
+#include <optional>
 #include <ostream>
 #include <system_error>
 
+#include "base/decimal.h"
 #include "qor/base/base_type_convert.h"
 
 namespace qor {
@@ -86,6 +89,12 @@ bool parse(istr text, T& target) noexcept {
     target = 0;
     // What from_chars would take and a stream does not: "inf", "nan", a second minus.
     if (text.empty() || !(isDigit(*text) || *text == '.')) return false;
+    if constexpr (std::same_as<T, double>) {
+        if (const std::optional<double> magnitude = decimal::read(std::string_view(text))) {
+            target = negative ? -*magnitude : *magnitude;
+            return true;
+        }
+    }
     T magnitude = 0;
     const auto [end, error] = std::from_chars(text.begin(), text.end(), magnitude);
     if (error == std::errc::invalid_argument) return false;

@@ -1,6 +1,8 @@
 #ifndef QOR_SRC_JSON_ESCAPE_H
 #define QOR_SRC_JSON_ESCAPE_H
 
+#include <cstring>
+
 #include "qor/base/base_type_string.h"
 
 namespace qor::json {
@@ -11,6 +13,10 @@ void appendEscaped(String& out, istr text);
 // Of text without its quotes.
 void appendUnescaped(String& out, istr text);
 
+// Whether there is a backslash in it.
+inline bool isEscaped(istr text) noexcept {
+    return !text.empty() && std::memchr(text.data(), '\\', text.size()) != nullptr;
+}
 // Without the quotes around it; one quote alone is none around anything.
 inline istr withoutQuotes(istr text) noexcept {
     if (text.size() < 2 || text[0] != '"' || text[text.size() - 1] != '"') return text;

@@ -1,9 +1,12 @@
 #include <algorithm>
+#include <bit>
 #include <memory>
 #include <new>
 
+#include "base/node_memory.h"
+#include "json/added_pair.h"
 #include "json/tree_end.h"
-#include "json/tree_memory.h"
+#include "json/tree_maker.h"
 #include "qor/json/json_unit.h"
 
 namespace qor::json {
@@ -12,6 +15,7 @@ namespace {
 
 using Pair = JsonObject::value_type;
 
+constexpr const char* kNewChild = "qor::json::JsonArray::newChild";
 constexpr const char* kGet = "qor::json::JsonObject::get";
 
 // A capacity for one more.
@@ -21,123 +25,172 @@ ulong32 nextCapacity(ulong32 capacity) {
     return std::max(kLeast, capacity * 2);
 }
 
+// The first bytes of a key, so that two numbers compare as the bytes do.
+std::uint64_t prefixOf(istr key) noexcept {
+    std::uint64_t prefix = 0;
+    const auto n = std::min<unsigned long>(key.size(), sizeof prefix);
+    for (unsigned long i = 0; i < sizeof prefix; ++i)
+        prefix = prefix << 8 | (i < n ? static_cast<unsigned char>(key[i]) : 0U);
+    return prefix;
+}
+
+struct Keyed {
+    explicit Keyed(Pair* of) noexcept : prefix(prefixOf(of->first)), pair(of) {}
+    bool operator<(const Keyed& other) const noexcept {
+        if (prefix != other.prefix) return prefix < other.prefix;
+        return istr(pair->first) < istr(other.pair->first);
+    }
+    std::uint64_t prefix;
+    Pair* pair;
+};
+
 }  // namespace
 
 JsonArray::~JsonArray() {
     TreeEnd::clear(*this);
-    if (ownsBlock_) deleteBlock(units_, "qor::json::JsonArray::~JsonArray");
+    if (ownsSlots_) blockOfUnits()->giveUp(1);
 }
 
+void JsonArray::makeUnits() const {
+    TreeMaker::makeSlots(*this);
+}
+
+// Null for an array that was not read, before its first child.
+Block* JsonArray::blockOfUnits() const noexcept {
+    return ownsSlots_ ? reinterpret_cast<Block*>(units_) - 1 : block();
+}
+
+// The units that are not made yet come along, with a share in their tree.
 void JsonArray::grow() {
     const ulong32 capacity = nextCapacity(capacity_);
-    auto* const units = static_cast<JsonUnit*>(
-        newBlock(capacity * sizeof(JsonUnit), "qor::json::JsonArray::newChild"));
-    std::uninitialized_move_n(units_, size_, units);
-    std::destroy_n(units_, size_);
-    if (ownsBlock_) deleteBlock(units_, "qor::json::JsonArray::newChild");
+    const std::size_t room = sizeof(Block) + capacity * sizeof(JsonUnit);
+    Block* const before = blockOfUnits();
+    FlatTree* const tree = before != nullptr ? before->tree : nullptr;
+    if (tree != nullptr && room > TreeMaker::kMostRoom) throw std::bad_alloc();
+    auto* const block = ::new (newNode(room, __FILE__, __LINE__, kNewChild)) Block{{1}, tree};
+    if (tree != nullptr) tree->shares.fetch_add(1, std::memory_order_relaxed);
+    auto* const units = reinterpret_cast<JsonUnit*>(block + 1);
+    for (ulong32 i = 0; i < size_; ++i)
+        TreeMaker::relocate(units_[i], units + i, block);
+    if (ownsSlots_) before->giveUp(1);
     units_ = units;
     capacity_ = capacity;
-    ownsBlock_ = true;
+    ownsSlots_ = true;
 }
 
 JsonUnit& JsonArray::newChild() {
-    if (size_ == capacity_) grow();
+    if (made().size_ == capacity_) grow();
     return *::new (units_ + size_++) JsonUnit();
 }
 
 void JsonArray::add(const JsonUnit& unit) {
     // The unit may be one of the array.
-    const JsonUnit added = unit;
-    newChild() = added;
+    JsonUnit added = unit;
+    newChild() = std::move(added);
 }
+
+JsonObject::JsonObject() noexcept : JsonValue(Kind::Object) {}
 
 JsonObject::~JsonObject() {
     TreeEnd::clear(*this);
-    if (ownsBlock_) deleteBlock(pairs_, "qor::json::JsonObject::~JsonObject");
+    if (ownsPairs_) deleteNode(pairs_, __FILE__, __LINE__, "qor::json::JsonObject::~JsonObject");
+    if (ownsSlots_) (reinterpret_cast<Block*>(read_) - 1)->giveUp(1);
 }
 
-void JsonObject::putInOrder() const noexcept {
-    if (index_ == nullptr) return sortAsRead();
-    std::copy(index_->begin(), index_->end(), pairs_);
-    flag_ = false;
+void JsonObject::makePairs() const {
+    TreeMaker::makeSlots(*this);
 }
 
-// Of pairs with the same key the last one stays, which has the highest address.
-void JsonObject::sortAsRead() const noexcept {
-    value_type** const end = pairs_ + size_;
-    const auto isLess = [](const Pair* left, const Pair* right) {
-        const int order = istr(left->first).compare(right->first);
-        return order != 0 ? order < 0 : left < right;
+void JsonObject::sort() const noexcept {
+    const auto byKey = [](const Pair* left, const Pair* right) {
+        return istr(left->first) < istr(right->first);
     };
-    if (!std::is_sorted(pairs_, end, isLess)) std::sort(pairs_, end, isLess);
-    value_type** kept = pairs_;
-    for (value_type** at = pairs_; at != end; ++at) {
-        if (at + 1 != end && at[0]->first == at[1]->first) {
-            std::destroy_at(*at);
-        } else {
-            *kept++ = *at;
-        }
+    value_type** const middle = pairs_ + sorted_;
+    value_type** const end = pairs_ + size_;
+    const std::unique_ptr<void, void (*)(void*)> room(
+        ::operator new((size_ - sorted_) * sizeof(Keyed), std::nothrow),
+        [](void* block) { ::operator delete(block); });
+    if (auto* const keyed = static_cast<Keyed*>(room.get())) {
+        Keyed* const keyedEnd = std::uninitialized_copy(middle, end, keyed);
+        std::sort(keyed, keyedEnd);
+        std::transform(keyed, keyedEnd, middle, [](const Keyed& of) { return of.pair; });
+    } else {
+        std::sort(middle, end, byKey);
     }
-    size_ = static_cast<ulong32>(kept - pairs_);
-    flag_ = false;
+    std::inplace_merge(pairs_, middle, end, byKey);
+    sorted_ = size_;
 }
 
 JsonObject::value_type* JsonObject::find(istr key) const noexcept {
-    if (index_ != nullptr) {
-        const auto found = index_->find(key);
-        return found != index_->end() ? *found : nullptr;
+    if (index_ != nullptr) return index_->find(key);
+    // All pairs are in order.
+    if (size_ <= kFew) {
+        value_type* const* const at = std::find_if(
+            pairs_, pairs_ + size_, [&](const Pair* pair) { return istr(pair->first) == key; });
+        return at != pairs_ + size_ ? *at : nullptr;
     }
-    value_type* const* const pairs = inOrder();
-    value_type* const* const at = std::lower_bound(pairs, pairs + size_, key, ByKey());
-    return at != pairs + size_ && istr((*at)->first) == key ? *at : nullptr;
+    value_type* const* const at = lowerBound(key);
+    return at != pairs_ + size_ && istr((*at)->first) == key ? *at : nullptr;
 }
 
-const JsonUnit* JsonObject::get(istr key) const noexcept {
-    const value_type* const pair = find(key);
+JsonObject::value_type** JsonObject::lowerBound(istr key) const noexcept {
+    return std::lower_bound(pairs_, pairs_ + size_, key, [](const Pair* pair, istr wanted) {
+        return istr(pair->first) < wanted;
+    });
+}
+
+const JsonUnit* JsonObject::get(istr key) const {
+    const value_type* const pair = made().find(key);
     return pair != nullptr ? &pair->second : nullptr;
 }
 
 JsonUnit& JsonObject::get(istr key) {
-    if (value_type* const pair = find(key)) return pair->second;
-    if (size_ == capacity_) grow();
-    void* const block = newBlock(sizeof(value_type), kGet);
-    value_type* pair = nullptr;
-    try {
-        pair = ::new (block) value_type(key, JsonUnit());
-        add(pair);
-    } catch (...) {
-        if (pair != nullptr) std::destroy_at(pair);
-        deleteBlock(block, kGet);
-        throw;
-    }
+    if (value_type* const pair = made().find(key)) return pair->second;
+    reserveOne(key);
+    value_type* const pair = Added::make(key);
+    place(pair);
     return pair->second;
 }
 
-void JsonObject::grow() {
-    const ulong32 capacity = nextCapacity(capacity_);
-    auto** const pairs = static_cast<value_type**>(newBlock(capacity * sizeof(value_type*), kGet));
-    std::copy_n(pairs_, size_, pairs);
-    if (ownsBlock_) deleteBlock(pairs_, kGet);
-    pairs_ = pairs;
-    capacity_ = capacity;
-    ownsBlock_ = true;
+void JsonObject::put(istr key, const JsonUnit& unit) {
+    JsonUnit copy = unit;
+    get(key) = std::move(copy);
 }
 
-void JsonObject::add(value_type* pair) {
+// An object with many keys gets an index with the first key that is not the greatest one.
+void JsonObject::reserveOne(istr key) {
+    if (size_ == capacity_) {
+        const ulong32 capacity = nextCapacity(capacity_);
+        auto** const pairs = static_cast<value_type**>(
+            newNode(capacity * sizeof(value_type*), __FILE__, __LINE__, kGet));
+        std::copy_n(pairs_, size_, pairs);
+        if (ownsPairs_) deleteNode(pairs_, __FILE__, __LINE__, kGet);
+        pairs_ = pairs;
+        capacity_ = capacity;
+        ownsPairs_ = true;
+    }
+    if (index_ != nullptr) return index_->reserveOne();
+    if (size_ < kFew || istr(pairs_[size_ - 1]->first) < key) return;
+    auto index = std::make_unique<Index>(size_ + 1);
+    for (ulong32 i = 0; i < size_; ++i)
+        index->insert(pairs_[i]);
+    index_ = std::move(index);
+}
+
+void JsonObject::place(value_type* pair) noexcept {
     value_type** const end = pairs_ + size_;
     value_type** at = end;
-    if (index_ == nullptr && size_ != 0 && ByKey()(pair, end[-1])) {
-        at = std::lower_bound(pairs_, end, pair, ByKey());
-        if (end - at > kMoved) index_ = std::make_unique<Index>(pairs_, end);
-    }
     if (index_ != nullptr) {
         index_->insert(pair);
-        flag_ = true;
-        at = end;
+    } else {
+        at = lowerBound(pair->first);
+        std::copy_backward(at, end, end + 1);
     }
-    std::copy_backward(at, end, end + 1);
     *at = pair;
+    const bool inOrder = sorted_ == size_;
     ++size_;
+    if (inOrder && (index_ == nullptr || at == pairs_ || istr(at[-1]->first) < istr(pair->first)))
+        sorted_ = size_;
 }
 
 }  // namespace qor::json

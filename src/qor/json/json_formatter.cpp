@@ -3,6 +3,7 @@
 #include <vector>
 
 #include "json/escape.h"
+#include "json/tree_maker.h"
 #include "qor/base/interface.h"
 #include "qor/json/json_unit.h"
 #include "qor/util/simple_value.h"
@@ -71,100 +72,171 @@ private:
     char buffer_[4096];
 };
 
-// The arrays and objects that are being written, innermost last.
+// The arrays and objects that are being written, innermost last. Those that are not made yet are
+// written from the text that they were read from.
 class JsonFormatter::Run : noncopyable {
 public:
     Run(const JsonFormatter& how, Output& out) : how_(how), out_(out) {}
 
     void format() {
-        write(how_.value_);
+        if (how_.value_ == nullptr) return out_.put(kNull);
+        write(*how_.value_);
         while (!open_.empty()) {
-            const JsonValue* value = nullptr;
-            if (next(value)) {
-                write(value);
-            } else {
-                close();
-            }
+            if (!next()) close();
         }
     }
 
 private:
     using Pairs = JsonObject::value_type* const*;
 
+    enum class Kind : unsigned char { Units, Pairs, Nodes, KeyedNodes };
     struct Open {
-        const JsonUnit* unit;  // the next one of an array,
-        Pairs pair;            // or of an object
-        std::size_t left;
-        bool object;
-        bool empty;
+        Kind kind;
+        bool empty = true;
+        std::size_t left = 0;  // units, pairs or keys
+        // The next one.
+        const JsonUnit* unit = nullptr;
+        Pairs pair = nullptr;
+        FlatTree* tree = nullptr;
+        ulong32 node = 0, end = 0;
+        ulong32 key = 0;
+        const Shape* shape = nullptr;
+        std::size_t values = 0;  // in values_
+
+        bool isObject() const noexcept { return kind == Kind::Pairs || kind == Kind::KeyedNodes; }
     };
+
+    static constexpr istr kNull = istr("null", 4);
 
     long long level() const noexcept { return how_.level_ + static_cast<long long>(open_.size()); }
 
-    // Writes a value as a whole, or the bracket of an array or an object.
-    void write(const JsonValue* value) {
-        using Kind = JsonValue::Kind;
-        if (value == nullptr) return out_.put(istr("null", 4));
-        switch (value->kind_) {
-            case Kind::Boolean:
-                return out_.put(static_cast<const JsonBoolean*>(value)->getValue()
-                                    ? istr("true", 4)
-                                    : istr("false", 5));
-            case Kind::Number:
-                return out_.put(static_cast<const JsonNumber*>(value)->text());
-            case Kind::String:
-                return out_.putEscaped(static_cast<const JsonString*>(value)->text());
-            case Kind::Array: {
-                const auto* const array = static_cast<const JsonArray*>(value);
-                open_.push_back({array->begin(), nullptr, array->size(), false, true});
-                return out_.put('[');
-            }
-            case Kind::Object: {
-                const auto* const object = static_cast<const JsonObject*>(value);
-                const Pairs pairs = object->inOrder();
-                open_.push_back({nullptr, pairs, object->size_, true, true});
-                return out_.put('{');
-            }
-            case Kind::Other:
-                return out_.put(value->toString());
-        }
+    void open(const Open& opened) {
+        open_.push_back(opened);
+        out_.put(opened.isObject() ? '{' : '[');
     }
 
-    // Moves to the next value of the innermost array or object, and writes what stands in front
-    // of it. False at the end.
-    bool next(const JsonValue*& value) {
-        Open& open = open_.back();
-        if (!open.object) {
-            if (open.left == 0) return false;
-            --open.left;
-            value = (open.unit++)->value_.get();
-            begin(open);
-            return true;
+    // Writes a value as a whole, or the bracket of an array or an object.
+    void write(const JsonValue& value) {
+        using Of = JsonValue::Kind;
+        if (value.isUnmade_) return writeNode(*value.block()->tree, 0);
+        switch (value.kind_) {
+            case Of::Boolean: {
+                const bool isTrue = static_cast<const JsonBoolean&>(value).getValue();
+                return out_.put(isTrue ? istr("true", 4) : istr("false", 5));
+            }
+            case Of::Number:
+                return out_.put(static_cast<const JsonNumber&>(value).text());
+            case Of::String:
+                return out_.putEscaped(static_cast<const JsonString&>(value).text());
+            case Of::Array: {
+                const auto& array = static_cast<const JsonArray&>(value);
+                return open({.kind = Kind::Units, .left = array.size(), .unit = array.begin()});
+            }
+            case Of::Object: {
+                const auto& object = static_cast<const JsonObject&>(value);
+                const Pairs pairs = object.inOrder();
+                return open({.kind = Kind::Pairs, .left = object.size_, .pair = pairs});
+            }
+            case Of::Other:
+                return out_.put(value.toString());
         }
+    }
+    void write(const JsonUnit& unit) {
+        if (unit.isNull()) return out_.put(kNull);
+        if (!JsonUnit::isLazy(unit.word_)) return write(*JsonUnit::valueOf(unit.word_));
+        const LazyUnit at = TreeMaker::lazyAt(unit);
+        writeNode(at.tree(), at.node);
+    }
+    void writeNode(FlatTree& tree, ulong32 i) {
+        const Node& node = tree.node(i);
+        if (node.isContainer() && !node.isObject()) {
+            return open({.kind = Kind::Nodes, .tree = &tree, .node = i + 1, .end = i + node.size});
+        }
+        if (node.isObject()) {
+            const std::size_t values = values_.size();
+            const Shape& shape = tree.shapeOf(i, values_);
+            return open({.kind = Kind::KeyedNodes,
+                         .left = shape.size(),
+                         .tree = &tree,
+                         .shape = &shape,
+                         .values = values});
+        }
+        if (node.size == 0) return out_.put(kNull);
+        const istr text = tree.text(node);
+        if (text[0] != '"') return out_.put(text);
+        const istr content = withoutQuotes(text);
+        if (!isEscaped(content)) return out_.putEscaped(content);
+        unescaped_.clear();
+        appendUnescaped(unescaped_, content);
+        out_.putEscaped(unescaped_);
+    }
+
+    // Moves to the next value of the innermost array or object and writes it with what comes before
+    // it. False at the end.
+    bool next() {
+        Open& open = open_.back();
+        switch (open.kind) {
+            case Kind::Units:
+                if (open.left == 0) return false;
+                --open.left;
+                begin(open);
+                write(*open.unit++);
+                return true;
+            case Kind::Nodes: {
+                if (open.node == open.end) return false;
+                const ulong32 node = open.node;
+                open.node += open.tree->node(node).span();
+                begin(open);
+                writeNode(*open.tree, node);
+                return true;
+            }
+            case Kind::Pairs:
+                return nextPair(open);
+            case Kind::KeyedNodes:
+                return nextKey(open);
+        }
+        return false;
+    }
+    bool nextPair(Open& open) {
         while (open.left != 0) {
             --open.left;
             const JsonObject::value_type& pair = **open.pair++;
-            value = pair.second.value_.get();
-            if (value == nullptr && how_.skipNull_) continue;
+            if (pair.second.isNull() && how_.skipNull_) continue;
             begin(open);
-            out_.put('"');
-            out_.put(istr(pair.first));
-            if (how_.pretty_) {
-                out_.put(istr("\" : ", 4));
-            } else {
-                out_.put(istr("\":", 2));
-            }
+            putKey(pair.first);
+            write(pair.second);
             return true;
         }
         return false;
     }
+    bool nextKey(Open& open) {
+        while (open.left != 0) {
+            --open.left;
+            const ulong32 key = open.key++;
+            const ulong32 node = values_[open.values + open.shape->place(key)];
+            if (open.tree->node(node).size == 0 && how_.skipNull_) continue;
+            begin(open);
+            putKey(open.shape->key(key));
+            writeNode(*open.tree, node);
+            return true;
+        }
+        return false;
+    }
+
     void begin(Open& open) {
         if (!open.empty) out_.put(',');
         open.empty = false;
         indent(out_, how_.pretty_, level());
     }
+    void putKey(const String& key) {
+        out_.put('"');
+        out_.put(istr(key));
+        out_.put(how_.pretty_ ? istr("\" : ", 4) : istr("\":", 2));
+    }
     void close() {
-        const char bracket = open_.back().object ? '}' : ']';
+        const Open& closed = open_.back();
+        const char bracket = closed.isObject() ? '}' : ']';
+        if (closed.kind == Kind::KeyedNodes) values_.resize(closed.values);
         open_.pop_back();
         indent(out_, how_.pretty_, level());
         out_.put(bracket);
@@ -173,6 +245,8 @@ private:
     const JsonFormatter& how_;
     Output& out_;
     std::vector<Open> open_;
+    InlineVector<ulong32, 256> values_;  // of the objects in open_
+    String unescaped_;
 };
 
 void JsonFormatter::indent(Output& out, bool pretty, long long level) {

@@ -2,6 +2,8 @@
 
 #include <ostream>
 
+#include "json/escape.h"
+#include "json/tree_maker.h"
 #include "qor/base/base_type_convert.h"
 #include "qor/base/mlcheck.h"
 #include "qor/json/qor_json_parser.h"
@@ -15,15 +17,15 @@ const JsonUnit& JsonUnit::null() noexcept {
 }
 
 void JsonUnit::decode(istr text) {
-    value_ = JsonParser::from(text);
+    *this = JsonUnit(JsonParser::from(text));
 }
 
 String JsonUnit::encode(bool pretty, bool skipNull, int level) const {
-    return JsonFormatter(value_.get(), pretty, skipNull, level).toString();
+    return JsonFormatter(made(), pretty, skipNull, level).toString();
 }
 
 void JsonUnit::dump(std::ostream& os) const {
-    os << (isNull() ? String("null") : value_->toString());
+    os << (isNull() ? String("null") : made()->toString());
 }
 
 JsonUnit& JsonUnit::child(istr name) {
@@ -40,22 +42,40 @@ JsonUnit& JsonUnit::newChild() {
     return arrayValue().newChild();
 }
 
-template <class T>
-T* JsonUnit::valueOf(JsonValue::Kind kind) const noexcept {
-    JsonValue* const value = value_.get();
-    return value != nullptr && value->kind_ == kind ? static_cast<T*>(value) : nullptr;
+void JsonUnit::make() const {
+    TreeMaker::make(*this);
+}
+
+// The text of a number or a string.
+istr JsonUnit::scalarText() const {
+    if (isLazy(word_)) {
+        const istr text = TreeMaker::lazyAt(*this).text();
+        if (*text != '"') return text;
+        const istr content = withoutQuotes(text);
+        if (!isEscaped(content)) return content;
+    }
+    return static_cast<const JsonText*>(made())->text();
+}
+
+void JsonUnit::readBoolean(bool& target) const noexcept {
+    if (kind() != JsonValue::Kind::Boolean) return;
+    if (isLazy(word_)) {
+        target = TreeMaker::lazyAt(*this).text()[0] == 't';
+    } else {
+        target = static_cast<const JsonBoolean*>(valueOf(word_))->getValue();
+    }
 }
 
 template <class T>
 T& JsonUnit::makeValue(JsonValue::Kind kind) {
-    if (T* const value = valueOf<T>(kind)) return *value;
+    if (T* const value = valueAs<T>(kind)) return *value;
     T* made = nullptr;
     if constexpr (std::same_as<T, JsonBoolean>) {
         made = checkedNew<T>(__FILE__, __LINE__, "qor::json::JsonUnit::JsonUnit", false);
     } else {
         made = checkedNew<T>(__FILE__, __LINE__, "qor::json::JsonUnit::JsonUnit");
     }
-    value_ = made;
+    *this = JsonUnit(Handle<JsonValue>(made));
     return *made;
 }
 
@@ -75,32 +95,15 @@ JsonArray& JsonUnit::arrayValue() {
     return makeValue<JsonArray>(JsonValue::Kind::Array);
 }
 
-const JsonBoolean* JsonUnit::booleanValue() const noexcept {
-    return valueOf<JsonBoolean>(JsonValue::Kind::Boolean);
-}
-const JsonNumber* JsonUnit::numberValue() const noexcept {
-    return valueOf<JsonNumber>(JsonValue::Kind::Number);
-}
-const JsonString* JsonUnit::stringValue() const noexcept {
-    return valueOf<JsonString>(JsonValue::Kind::String);
-}
-const JsonObject* JsonUnit::objectValue() const noexcept {
-    return valueOf<JsonObject>(JsonValue::Kind::Object);
-}
-const JsonArray* JsonUnit::arrayValue() const noexcept {
-    return valueOf<JsonArray>(JsonValue::Kind::Array);
-}
-const JsonText* JsonUnit::numberText() const noexcept {
-    return numberValue();
-}
-
 // A new value is made with its text, and so in one block.
 template <class T>
 void JsonUnit::setText(JsonValue::Kind kind, istr text) {
-    if (T* const value = valueOf<T>(kind)) {
+    // A value that is not made yet has no other owner.
+    T* const value = isLazy(word_) ? nullptr : valueAs<T>(kind);
+    if (value != nullptr) {
         value->setValue(text);
     } else {
-        value_ = T::make(text);
+        *this = JsonUnit(Handle<JsonValue>(T::make(text)));
     }
 }
 
@@ -126,14 +129,13 @@ JsonUnit& JsonUnit::operator<<(const Bytes& bytes) {
 }
 
 const JsonUnit& JsonUnit::operator>>(std::string& target) const {
-    if (const JsonString* const value = stringValue()) {
-        target.assign(std::string_view(value->text()));
-    }
+    if (istr text; readText(JsonValue::Kind::String, text)) target.assign(std::string_view(text));
     return *this;
 }
 
-const JsonUnit& JsonUnit::operator>>(istr& target) const noexcept {
-    if (const JsonString* const value = stringValue()) target = value->text();
+const JsonUnit& JsonUnit::operator>>(istr& target) const {
+    // Once it is made, the value keeps the text for this view.
+    if (readText(JsonValue::Kind::String, target) && isLazy(word_)) word_ |= kViewed;
     return *this;
 }
 
@@ -143,17 +145,17 @@ const JsonUnit& JsonUnit::operator>>(const char*& target) const {
 }
 
 const JsonUnit& JsonUnit::operator>>(std::wstring& target) const {
-    if (const JsonString* const value = stringValue()) utf8ToWstring(value->text(), target);
+    if (istr text; readText(JsonValue::Kind::String, text)) utf8ToWstring(text, target);
     return *this;
 }
 
 const JsonUnit& JsonUnit::operator>>(Bytes& target) const {
-    if (const JsonString* const value = stringValue()) Base64::decode(value->text(), target);
+    if (istr text; readText(JsonValue::Kind::String, text)) Base64::decode(text, target);
     return *this;
 }
 
 const JsonUnit& JsonUnit::operator>>(Time& target) const {
-    if (numberValue() == nullptr) return *this;
+    if (kind() != JsonValue::Kind::Number) return *this;
     long long milliSeconds = 0;
     *this >> milliSeconds;
     target = Time::milliSeconds(milliSeconds);

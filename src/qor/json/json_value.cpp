@@ -2,9 +2,9 @@
 
 #include <algorithm>
 
+#include "base/node_memory.h"
 #include "json/escape.h"
 #include "json/tree_end.h"
-#include "json/tree_memory.h"
 #include "qor/base/mlcheck.h"
 
 namespace qor::json {
@@ -17,6 +17,12 @@ constexpr const char* kMaker = "qor::json::JsonValue::JsonValue";
 
 JsonValue::~JsonValue() = default;
 
+Block* JsonValue::block() const noexcept {
+    if (place_ == 0) return nullptr;
+    auto* const at = reinterpret_cast<char*>(const_cast<JsonValue*>(this));
+    return reinterpret_cast<Block*>(at - place_ * alignof(void*));
+}
+
 String JsonValue::toString() const {
     return toJson();
 }
@@ -26,7 +32,7 @@ String JsonValue::encode(bool pretty, bool skipNull, int level) const {
 }
 
 void* JsonValue::operator new(std::size_t size) {
-    return newBlock(size, kMaker);
+    return newNode(size, __FILE__, __LINE__, kMaker);
 }
 
 void* JsonValue::operator new(std::size_t size, const char* file, unsigned line, const char* func) {
@@ -34,7 +40,7 @@ void* JsonValue::operator new(std::size_t size, const char* file, unsigned line,
 }
 
 void JsonValue::operator delete(void* block) noexcept {
-    deleteBlock(block, kMaker);
+    deleteNode(block, __FILE__, __LINE__, kMaker);
 }
 
 void JsonValue::operator delete(void* block, const char* file, unsigned line,
@@ -47,7 +53,7 @@ void JsonValue::operator delete(JsonValue* value, std::destroying_delete_t) noex
 }
 
 String JsonBoolean::toString() const {
-    return flag_ ? "true" : "false";
+    return isTrue_ ? "true" : "false";
 }
 
 JsonText::JsonText(Kind kind, istr text) : JsonValue(kind), size_(0) {
@@ -63,7 +69,7 @@ void JsonText::dropString() noexcept {
 }
 
 void JsonText::setValue(istr text) {
-    if (flag_) {
+    if (isString_) {
         // The text may be a part of the String.
         *string_ = String(text);
     } else {
@@ -75,7 +81,7 @@ template <class T>
 T* JsonText::makeWith(istr text) {
     constexpr const char* func = "qor::json::JsonUnit::JsonUnit";
     if (text.size() > kMostHere) return checkedNew<T>(__FILE__, __LINE__, func, text);
-    void* const block = newBlock(sizeWith(text.size()), func);
+    void* const block = newNode(sizeWith(text.size()), __FILE__, __LINE__, func);
     T* const value = ::new (block) T(static_cast<ulong32>(text.size()));
     std::copy_n(text.data(), text.size(), value->here());
     return value;

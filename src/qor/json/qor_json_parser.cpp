@@ -1,55 +1,250 @@
 #include "qor/json/qor_json_parser.h"
 
 #include <array>
+#include <new>
 #include <string>
+#include <vector>
 
 #include "json/escape.h"
-#include "json/scan.h"
-#include "json/tree_builder.h"
+#include "json/node_buffer.h"
+#include "json/structure_index.h"
 
 namespace qor::json {
 
 namespace {
 
-constexpr auto kAsciiBlanks = [] {
-    std::array<bool, 128> blanks{};
-    for (const char c : {' ', '\t', '\n', '\v', '\f', '\r'})
-        blanks[static_cast<unsigned char>(c)] = true;
-    return blanks;
+constexpr const char* kParse = "qor::json::JsonParser::parse";
+constexpr const char* kParseObject = "qor::json::JsonParser::parseObject";
+constexpr const char* kParseArray = "qor::json::JsonParser::parseArray";
+constexpr const char* kGetName = "qor::json::JsonParser::getName";
+constexpr const char* kGetValue = "qor::json::JsonParser::getValue";
+
+// What the byte at a position is for the grammar.
+enum class Sign : unsigned char {
+    Token,
+    End,
+    Quote,
+    Colon,
+    Comma,
+    OpenArray,
+    CloseArray,
+    OpenObject,
+    CloseObject
+};
+
+constexpr auto kSigns = [] {
+    std::array<Sign, 256> signs{};
+    signs['"'] = Sign::Quote;
+    signs[':'] = Sign::Colon;
+    signs[','] = Sign::Comma;
+    signs['['] = Sign::OpenArray;
+    signs[']'] = Sign::CloseArray;
+    signs['{'] = Sign::OpenObject;
+    signs['}'] = Sign::CloseObject;
+    return signs;
 }();
 
-constexpr auto kTokenEnds = [] {
-    std::array<bool, 256> ends{};
-    for (const char c : {'{', '}', '[', ']', ':', ',', '"'})
-        ends[static_cast<unsigned char>(c)] = true;
-    return ends;
-}();
+// Puts the nodes of a tree together from the structure of its text.
+class Reader : noncopyable {
+public:
+    explicit Reader(istr text)
+        : text_(text.data()),
+          size_(static_cast<ulong32>(text.size())),
+          nodes_(size_),
+          index_(structureForms().front(), text_, size_) {}
 
-// Above ASCII the locale decides.
-bool isBlank(char c) noexcept {
-    const auto byte = static_cast<unsigned char>(c);
-    return byte < kAsciiBlanks.size() ? kAsciiBlanks[byte] : CharIsSpace(c);
-}
+    FlatTree* read() {
+        const Sign bracket = signAt(position());
+        if (bracket != Sign::OpenArray && bracket != Sign::OpenObject)
+            fail(kParse, "not object or array", position());
+        open(bracket, index_.current());
+        for (;;) {
+            Positions at = index_.current();
+            // The end of the input, right after a bracket or a comma, ends what is open.
+            if (lastEnd_ + 1 != size_) {
+                if (readItem(at) || !passEnd(at)) continue;
+                at = index_.current();
+            }
+            for (;;) {
+                if (open_ == 0) return finish();
+                close();
+                if (!passEnd(at)) break;
+                at = index_.current();
+            }
+        }
+    }
 
-bool endsToken(char c) noexcept {
-    return kTokenEnds[static_cast<unsigned char>(c)];
-}
+private:
+    using Positions = const ulong32*;
 
-// Out of the way of what is read.
-[[noreturn, gnu::cold, gnu::noinline]] void fail(const char* func, const char* what, istr rest) {
-    std::string message(what);
-    message.append(" : ").append(std::string_view(rest));
-    QOR_THROW(qor::json::DecodeException, func, message);
-}
+    ulong32 position() const noexcept { return *index_.current(); }
+    Sign signAt(ulong32 position) const noexcept {
+        if (position == size_) [[unlikely]]
+            return Sign::End;
+        return kSigns[static_cast<unsigned char>(text_[position])];
+    }
 
-void addToken(TreeBuilder& tree, istr token) {
-    // Looked at first, since it spares most tokens the rest.
-    const bool numeric = !token.empty() && *token <= '9';
-    if (!numeric && (token.empty() || token == "null")) return tree.addNull();
-    if (!numeric && (token == "true" || token == "false")) return tree.addBoolean(*token == 't');
-    // Anything is a number.
-    tree.addNumber(token);
-}
+    // Out of the way of what is read. The message ends with the rest of the input.
+    [[noreturn, gnu::cold, gnu::noinline]] void fail(const char* func, const char* what,
+                                                     ulong32 position) const {
+        std::string message(what);
+        message.append(" : ").append(text_ + position, text_ + size_);
+        QOR_THROW(qor::json::DecodeException, func, message);
+    }
+
+    void add(const Node& node, ulong32 position) { nodes_.add(node, position); }
+
+    void open(Sign bracket, Positions at) {
+        inObject_ = bracket == Sign::OpenObject;
+        // While it is open, the node has the one around it for its size.
+        const ulong32 around = open_;
+        open_ = nodes_.size();
+        add({inObject_ ? Node::kObject : Node::kArray, around}, *at);
+        flat_ = true;
+        lastEnd_ = *at;
+        index_.moveTo(at + 1);
+    }
+    void finishOpen() noexcept {
+        Node& closed = nodes_[open_];
+        closed.size = nodes_.size() - open_;
+        if (flat_) closed.begin = inObject_ ? Node::kFlatObject : Node::kFlatArray;
+        flat_ = false;
+    }
+    void close() noexcept {
+        const ulong32 around = nodes_[open_].size;
+        finishOpen();
+        open_ = around;
+        inObject_ = nodes_[open_].begin == Node::kObject;
+    }
+
+    // Reads the next value of an array, or of an object with its key, if there is one. True if that
+    // value is a container, which has only begun. No more than kAhead positions are looked at, but
+    // for a token with blanks inside.
+    bool readItem(Positions& at) { return inObject_ && !readKey(at) ? false : readValue(at); }
+
+    // False for a name that is empty and has no value: "":1 fails at its 1.
+    bool readKey(Positions& at) {
+        Node key;
+        const bool quoted = signAt(*at) == Sign::Quote;
+        if (quoted) {
+            if (at[1] == size_) fail(kGetName, "no name", size_);
+            key = {at[0] + 1, at[1] - at[0] - 1};
+            at += 2;
+        } else {
+            key = readToken(at);
+        }
+        const Sign behind = signAt(*at);
+        if (behind == Sign::Colon) {
+            ++at;
+            return addKey(key, quoted);
+        }
+        // The name is forgotten. So the end of an object, and a comma before it, read as a name
+        // that is empty.
+        if (behind != Sign::CloseObject) fail(kGetName, "no name", *at);
+        return false;
+    }
+
+    bool readValue(Positions& at) {
+        const ulong32 begin = *at;
+        const Sign sign = signAt(begin);
+        if (sign == Sign::Quote) {
+            if (at[1] == size_) failAtEnd(size_);
+            add({begin, at[1] - begin + 1}, begin);
+            at += 2;
+            return false;
+        }
+        if (sign == Sign::OpenArray || sign == Sign::OpenObject) {
+            open(sign, at);
+            return true;
+        }
+        const Node token = readToken(at);
+        const Sign behind = signAt(*at);
+        if (behind != Sign::Comma && behind != Sign::CloseArray && behind != Sign::CloseObject)
+            fail(kGetValue, "no value end", *at);
+        if (token.size != 0 && !isNull(token)) {
+            add(token, begin);
+        } else if (inObject_) {
+            add({0, 0}, begin);
+        }
+        return false;
+    }
+
+    // Moves to what ends the token, which may be empty. Blanks in it are a part of it, and only
+    // those at its end are not.
+    Node readToken(Positions& at) noexcept {
+        const ulong32 begin = *at;
+        if (signAt(begin) != Sign::Token) return {begin, 0};
+        ++at;
+        while (signAt(*at) == Sign::Token) {
+            index_.moveTo(at + 1);
+            at = index_.current();
+        }
+        ulong32 end = *at;
+        while (isBlank(text_[end - 1]))
+            --end;
+        return {begin, end - begin};
+    }
+    bool isNull(const Node& token) const noexcept {
+        return token.size == 4 && std::memcmp(text_ + token.begin, "null", 4) == 0;
+    }
+
+    // False for a name that is empty.
+    bool addKey(const Node& key, bool quoted) {
+        if (key.size == 0 || (!quoted && isNull(key))) return false;
+        if (index_.anyBackslash()) {
+            const istr name(text_ + key.begin, key.size);
+            if (isEscaped(name) && (quoted || name.size() > 1)) return addEscapedKey(name);
+        }
+        add(key, key.begin);
+        return true;
+    }
+    bool addEscapedKey(istr name) {
+        String unescaped;
+        appendUnescaped(unescaped, name);
+        if (unescaped.empty()) return false;
+        movedKeys_.push_back(nodes_.size());
+        add({static_cast<ulong32>(moreText_.size()), static_cast<ulong32>(unescaped.size())},
+            position());
+        moreText_ += unescaped;
+        if (moreText_.size() > Node::kMaxText) throw std::bad_alloc();
+        return true;
+    }
+
+    // Moves over what comes after a value: true if that ends the object or array around it.
+    bool passEnd(Positions at) {
+        const Sign sign = signAt(*at);
+        const bool ended = sign == (inObject_ ? Sign::CloseObject : Sign::CloseArray);
+        if (!ended && sign != Sign::Comma) failAtEnd(*at);
+        lastEnd_ = *at;
+        index_.moveTo(at + 1);
+        return ended;
+    }
+    [[noreturn]] void failAtEnd(ulong32 position) const {
+        if (inObject_) fail(kParseObject, "pair value no end", position);
+        fail(kParseArray, "array value no end", position);
+    }
+
+    FlatTree* finish() {
+        finishOpen();
+        const istr text(text_, lastEnd_ + 1);
+        // Keys that had to be unescaped follow the text.
+        if (text.size() + moreText_.size() > Node::kMaxText) throw std::bad_alloc();
+        for (const ulong32 i : movedKeys_)
+            nodes_[i].begin += static_cast<ulong32>(text.size());
+        return nodes_.makeTree(text, moreText_);
+    }
+
+    const char* text_;
+    ulong32 size_;
+    ulong32 lastEnd_ = 0;  // where the last bracket or comma was
+    ulong32 open_ = 0;     // the node of the innermost open container
+    bool inObject_ = false;
+    bool flat_ = false;  // no container was opened in it so far
+    NodeBuffer nodes_;
+    std::vector<ulong32> movedKeys_;
+    String moreText_;
+    StructureIndex index_;
+};
 
 }  // namespace
 
@@ -57,147 +252,11 @@ Handle<JsonValue> JsonParser::from(istr text) {
     return JsonParser(text).parse();
 }
 
-inline char JsonParser::skipBlank() noexcept {
-    const char* at = rest_.begin();
-    const char* const end = rest_.end();
-    while (at != end && isBlank(*at))
-        at = scan::skipSpaces(at + 1, end);
-    moveTo(at);
-    return at != end ? *at : '\0';
-}
-
-// Blanks inside a token are a part of it, and only those behind it are not.
-inline JsonParser::Span JsonParser::getToken() noexcept {
-    skipBlank();
-    const char* const begin = rest_.begin();
-    const char* const end = rest_.end();
-    const char* at = scan::skipDigits(begin, end);
-    while (at != end && !endsToken(*at))
-        ++at;
-    moveTo(at);
-    while (at != begin && isBlank(at[-1]))
-        --at;
-    return {istr(begin, at), true};
-}
-
-inline JsonParser::Span JsonParser::getString() noexcept {
-    const char* const begin = rest_.begin();
-    const char* const end = rest_.end();
-    bool escaped = false;
-    const char* at = scan::findQuoteOrBackslash(begin + 1, end);
-    while (at != end && *at == '\\') {
-        escaped = true;
-        // The byte behind it is not looked at.
-        at = scan::findQuoteOrBackslash(end - at > 2 ? at + 2 : end, end);
-    }
-    if (at != end) ++at;
-    moveTo(at);
-    return {istr(begin, at), escaped};
-}
-
-JsonParser::Span JsonParser::getName() {
-    Span name;
-    char behind = '\0';
-    if (skipBlank() == '"') {
-        name = getString();
-        behind = skipBlank();
-    } else {
-        name = getToken();
-        behind = current();
-    }
-    if (behind == ':') {
-        ++rest_;
-        return name;
-    }
-    // The name is forgotten. So the end of an object, and a comma in front of it, read as a name
-    // that is empty.
-    if (behind != '}') fail("qor::json::JsonParser::getName", "no name", rest_);
-    return {istr(), false};
-}
-
-bool JsonParser::getValue(TreeBuilder& tree) {
-    switch (skipBlank()) {
-        case '{':
-            ++rest_;
-            tree.open(true);
-            return true;
-        case '[':
-            ++rest_;
-            tree.open(false);
-            return true;
-        case '"': {
-            const Span span = getString();
-            if (!span.escaped && span.text.size() >= 2) {
-                tree.addString(withoutQuotes(span.text));
-            } else {
-                tree.addString(JsonString::unescape(span.text).value());
-            }
-            return false;
-        }
-        default:
-            break;
-    }
-    const istr token = getToken().text;
-    const char behind = current();
-    if (behind != ',' && behind != '}' && behind != ']') {
-        fail("qor::json::JsonParser::getValue", "no value end", rest_);
-    }
-    addToken(tree, token);
-    return false;
-}
-
-bool JsonParser::parseObject(TreeBuilder& tree) {
-    const Span name = getName();
-    // An empty name has no value: "":1 fails at its 1.
-    if (name.text.empty()) return false;
-    if (!name.escaped && name.text.size() >= 2) {
-        const istr key = withoutQuotes(name.text);
-        if (key.empty()) return false;
-        tree.addKey(key);
-    } else {
-        String key = JsonString::unescape(name.text).value();
-        if (key.empty()) return false;
-        tree.addKey(std::move(key));
-    }
-    return getValue(tree);
-}
-
-bool JsonParser::parseArray(TreeBuilder& tree) {
-    return getValue(tree);
-}
-
-bool JsonParser::passEnd(const TreeBuilder& tree) {
-    const char next = skipBlank();
-    const bool ended = next == (tree.inObject() ? '}' : ']');
-    if (!ended && next != ',') {
-        if (tree.inObject()) {
-            fail("qor::json::JsonParser::parseObject", "pair value no end", rest_);
-        }
-        fail("qor::json::JsonParser::parseArray", "array value no end", rest_);
-    }
-    ++rest_;
-    return ended;
-}
-
 Handle<JsonValue> JsonParser::parse() {
-    const char bracket = skipBlank();
-    if (bracket != '{' && bracket != '[') {
-        fail("qor::json::JsonParser::parse", "not object or array", rest_);
-    }
-    TreeBuilder tree(rest_.size());
-    tree.open(bracket == '{');
-    ++rest_;
-    for (;;) {
-        // The end of the input, right behind a bracket or a comma, ends what is open.
-        if (!rest_.eof()) {
-            const bool begun = tree.inObject() ? parseObject(tree) : parseArray(tree);
-            if (begun || !passEnd(tree)) continue;
-        }
-        do {
-            if (tree.isRoot()) return tree.finish();
-            tree.close();
-        } while (passEnd(tree));
-    }
+    if (rest_.size() > Node::kMaxText) throw std::bad_alloc();
+    JsonValue* const root = Reader(rest_).read()->root();
+    root->__FirstRef();
+    return Handle<JsonValue>::adopt(root);
 }
 
 }  // namespace qor::json

@@ -3,6 +3,9 @@
 #include <memory>
 #include <new>
 
+#include "base/node_memory.h"
+#include "json/added_pair.h"
+
 namespace qor::json {
 
 namespace {
@@ -11,98 +14,119 @@ constexpr const char* kEnder = "qor::json::JsonValue::~JsonValue";
 
 }  // namespace
 
-static_assert(sizeof(JsonUnit) == sizeof(JsonValue*) && alignof(JsonUnit) == alignof(JsonValue*));
+static_assert(sizeof(JsonUnit) >= sizeof(JsonValue*) && alignof(JsonUnit) >= alignof(JsonValue*));
 
-ulong32& TreeEnd::sizeOf(JsonValue* value) noexcept {
-    return isArray(value) ? static_cast<JsonArray*>(value)->size_
-                          : static_cast<JsonObject*>(value)->size_;
+JsonUnit& TreeEnd::lastSlot(const JsonArray& array) noexcept {
+    return array.units_[array.size_ - 1];
+}
+JsonUnit& TreeEnd::lastSlot(const JsonObject& object) noexcept {
+    return object.pairs_[object.size_ - 1]->second;
 }
 
-JsonUnit& TreeEnd::slotOf(JsonValue* value, ulong32 i) noexcept {
-    return isArray(value) ? static_cast<JsonArray*>(value)->units_[i]
-                          : static_cast<JsonObject*>(value)->pairs_[i]->second;
+void TreeEnd::dropLast(JsonArray& array) noexcept {
+    --array.size_;
 }
-
-void TreeEnd::closeSlot(JsonValue* value, ulong32 i) noexcept {
-    if (isArray(value)) return;
-    auto* const object = static_cast<JsonObject*>(value);
-    JsonObject::value_type* const pair = object->pairs_[i];
-    std::destroy_at(&pair->first);
-    if (!object->isWithin(pair)) deleteBlock(pair, "qor::json::JsonObject::~JsonObject");
+void TreeEnd::dropLast(JsonObject& object) noexcept {
+    JsonObject::value_type* const pair = object.pairs_[--object.size_];
+    if (!object.wasRead(pair)) JsonObject::Added::destroy(pair);
 }
 
 template <class T>
-void TreeEnd::end(T* value) noexcept {
-    const TreeMemory::Place place = value->place_;
-    std::destroy_at(value);
-    if (place != 0) {
-        rooms_.add(value, place);
-    } else {
-        deleteBlock(value, kEnder);
+JsonUnit* TreeEnd::lastMade(T& container) noexcept {
+    for (; container.size_ != 0; dropLast(container)) {
+        JsonUnit& slot = lastSlot(container);
+        if (slot.isMade()) return &slot;
     }
+    return nullptr;
+}
+
+template <class Call>
+auto TreeEnd::withContainer(JsonValue* value, Call call) noexcept {
+    if (value->kind_ == JsonValue::Kind::Array) return call(static_cast<JsonArray&>(*value));
+    return call(static_cast<JsonObject&>(*value));
+}
+
+bool TreeEnd::ownsMemory(const JsonText&) noexcept {
+    return true;
+}
+bool TreeEnd::ownsMemory(const JsonArray& array) noexcept {
+    return array.ownsSlots_;
+}
+bool TreeEnd::ownsMemory(const JsonObject& object) noexcept {
+    return object.ownsSlots_ || object.ownsPairs_ || object.index_ != nullptr;
+}
+
+template <class T>
+void TreeEnd::end(T& value) noexcept {
+    Block* const block = value.block();
+    if (block == nullptr) {
+        std::destroy_at(&value);
+        deleteNode(&value, __FILE__, __LINE__, kEnder);
+        return;
+    }
+    // Most containers that were read leave nothing to their destructors.
+    if (ownsMemory(value)) std::destroy_at(&value);
+    shares_.giveUp(block);
 }
 
 bool TreeEnd::finish(JsonValue* value) noexcept {
     using Kind = JsonValue::Kind;
+    const auto endIfEmpty = [this](auto& container) {
+        if (lastMade(container) != nullptr) return false;
+        end(container);
+        return true;
+    };
     switch (value->kind_) {
-        case Kind::Boolean:
-            end(static_cast<JsonBoolean*>(value));
-            return false;
         case Kind::Number:
-            end(static_cast<JsonNumber*>(value));
-            return false;
+            end(static_cast<JsonNumber&>(*value));
+            return true;
         case Kind::String:
-            end(static_cast<JsonString*>(value));
-            return false;
+            end(static_cast<JsonString&>(*value));
+            return true;
         case Kind::Array:
-            if (static_cast<JsonArray*>(value)->size_ != 0) return true;
-            end(static_cast<JsonArray*>(value));
-            return false;
         case Kind::Object:
-            if (static_cast<JsonObject*>(value)->size_ != 0) return true;
-            end(static_cast<JsonObject*>(value));
-            return false;
+            return withContainer(value, endIfEmpty);
+        case Kind::Boolean:
         case Kind::Other:
             break;
     }
-    // A class of the user, with whatever bases.
+    // Perhaps a class of the user, with whatever bases.
     void* const block = dynamic_cast<void*>(value);
     std::destroy_at(value);
-    deleteBlock(block, kEnder);
-    return false;
+    deleteNode(block, __FILE__, __LINE__, kEnder);
+    return true;
 }
 
 void TreeEnd::takeDown(JsonValue* top) noexcept {
     JsonValue* open = top;
     JsonValue* around = nullptr;
     for (;;) {
-        ulong32& size = sizeOf(open);
-        if (size == 0) {
+        JsonUnit* const slot =
+            withContainer(open, [](auto& container) { return lastMade(container); });
+        JsonValue* ended = nullptr;
+        if (slot == nullptr) {
             if (around == nullptr) return;
-            finish(open);
-            open = around;
-            const ulong32 i = sizeOf(open);
-            around = *std::launder(reinterpret_cast<JsonValue**>(&slotOf(open, i)));
-            closeSlot(open, i);
+            ended = std::exchange(open, around);
+            around = withContainer(open, [](auto& container) {
+                JsonUnit& wayBack = lastSlot(container);
+                JsonValue* const value = *std::launder(reinterpret_cast<JsonValue**>(&wayBack));
+                ::new (&wayBack) JsonUnit();
+                return value;
+            });
+        } else if (JsonValue* const value = slot->takeMade();
+                   value->__LastSubRef() && !finish(value)) {
+            ::new (slot) JsonValue*(around);
+            around = std::exchange(open, value);
             continue;
         }
-        const ulong32 i = --size;
-        JsonUnit& slot = slotOf(open, i);
-        // The slot's share is given up here, and the slot itself is not destroyed.
-        JsonValue* const value = slot.value_.get();
-        if (value != nullptr && value->__LastSubRef() && finish(value)) {
-            ::new (&slot) JsonValue*(around);
-            around = open;
-            open = value;
-            continue;
-        }
-        closeSlot(open, i);
+        withContainer(open, [](auto& container) { dropLast(container); });
+        if (ended != nullptr) finish(ended);
     }
 }
 
 void TreeEnd::destroy(JsonValue* value) noexcept {
     TreeEnd run;
-    if (!run.finish(value)) return;
+    if (run.finish(value)) return;
     run.takeDown(value);
     run.finish(value);
 }

@@ -1,35 +1,70 @@
 #ifndef QOR_SRC_JSON_TREE_END_H
 #define QOR_SRC_JSON_TREE_END_H
 
-#include "json/tree_memory.h"
+#include "json/flat_tree.h"
 #include "qor/json/json_unit.h"
 
 namespace qor::json {
 
-// Takes trees down, however deep they are, without memory of its own: while what is in a slot is
+// Takes trees down, however deep they are, without memory of its own: while the value of a slot is
 // taken down, the slot, which is empty then, holds the way back up.
 class TreeEnd : noncopyable {
 public:
     // A value that nobody has a share in any more.
     static void destroy(JsonValue* value) noexcept;
     // What is in an array or an object, which stays.
-    static void clear(JsonValue& value) noexcept { TreeEnd().takeDown(&value); }
-
-private:
-    void takeDown(JsonValue* top) noexcept;
-    // True if the value has slots that are to be emptied first.
-    bool finish(JsonValue* value) noexcept;
-    template <class T>
-    void end(T* value) noexcept;
-
-    static ulong32& sizeOf(JsonValue* value) noexcept;
-    static JsonUnit& slotOf(JsonValue* value, ulong32 i) noexcept;
-    static void closeSlot(JsonValue* value, ulong32 i) noexcept;
-    static bool isArray(const JsonValue* value) noexcept {
-        return value->kind_ == JsonValue::Kind::Array;
+    static void clear(JsonArray& array) noexcept {
+        if (array.size_ != 0) TreeEnd().takeDown(&array);
+    }
+    static void clear(JsonObject& object) noexcept {
+        if (object.size_ != 0) TreeEnd().takeDown(&object);
     }
 
-    TreeMemory::Return rooms_;
+private:
+    // Gives up the shares that values had in their blocks. Those of one block that follow each
+    // other cost one count.
+    class Shares : noncopyable {
+    public:
+        Shares() noexcept = default;
+        ~Shares() { flush(); }
+        void giveUp(Block* block) noexcept {
+            if (block != block_) {
+                flush();
+                block_ = block;
+            }
+            ++count_;
+        }
+
+    private:
+        void flush() noexcept {
+            if (block_ != nullptr) block_->giveUp(count_);
+            count_ = 0;
+        }
+        Block* block_ = nullptr;
+        std::size_t count_ = 0;
+    };
+
+    void takeDown(JsonValue* top) noexcept;
+    // False if values in it are to be taken down first.
+    bool finish(JsonValue* value) noexcept;
+    template <class T>
+    void end(T& value) noexcept;
+    // Whether a value in a block has memory outside of it.
+    static bool ownsMemory(const JsonText& text) noexcept;
+    static bool ownsMemory(const JsonArray& array) noexcept;
+    static bool ownsMemory(const JsonObject& object) noexcept;
+
+    template <class Call>
+    static auto withContainer(JsonValue* value, Call call) noexcept;
+    static JsonUnit& lastSlot(const JsonArray& array) noexcept;
+    static JsonUnit& lastSlot(const JsonObject& object) noexcept;
+    static void dropLast(JsonArray& array) noexcept;
+    static void dropLast(JsonObject& object) noexcept;
+    // The last slot whose value is made; the ones after it are dropped. Null if there is none.
+    template <class T>
+    static JsonUnit* lastMade(T& container) noexcept;
+
+    Shares shares_;
 };
 
 }  // namespace qor::json

@@ -1,0 +1,120 @@
+#ifndef QOR_SRC_BASE_DECIMAL_H
+#define QOR_SRC_BASE_DECIMAL_H
+
+#include <array>
+#include <bit>
+#include <cstdint>
+#include <cstring>
+#include <optional>
+#include <string_view>
+
+// The common decimal numbers, faster than std::from_chars reads them.
+
+namespace qor::decimal {
+
+#if defined(__SIZEOF_INT128__)
+
+__extension__ typedef unsigned __int128 Wide;
+
+using Word = std::uint64_t;
+
+// 2^(63 + bits) / 5^k, rounded down, where 5^k has so many bits.
+struct InversePower {
+    Word factor;
+    int bits;
+};
+inline constexpr int kMostPlaces = 27;  // 5^27 fits in 63 bits
+inline constexpr auto kInversePowers = [] {
+    std::array<InversePower, kMostPlaces + 1> powers{};
+    Word power = 1;
+    for (InversePower& inverse : powers) {
+        const int bits = static_cast<int>(std::bit_width(power));
+        inverse = {static_cast<Word>((Wide(1) << (63 + bits)) / power), bits};
+        power *= 5;
+    }
+    return powers;
+}();
+
+// The value of eight digits, the first one in the lowest byte.
+constexpr Word valueOfEight(Word digits) noexcept {
+    digits = digits * 10 + (digits >> 8);
+    constexpr Word kPairs = 0x000000FF000000FF;
+    constexpr Word kLow = 100 + (Word(1000000) << 32), kHigh = 1 + (Word(10000) << 32);
+    return ((digits & kPairs) * kLow + (digits >> 16 & kPairs) * kHigh) >> 32;
+}
+
+// The number of bytes before the first one that is not a digit; 8 if all are digits. `word` has had
+// '0' taken off each byte by exclusive or.
+constexpr int leadingDigits(Word word) noexcept {
+    const Word foreign = (word | (word + 0x7676767676767676)) & 0x8080808080808080;
+    return std::countr_zero(foreign) / 8;
+}
+
+constexpr Word kZeros = 0x3030303030303030;
+
+inline Word load(const char* at) noexcept {
+    Word word = 0;
+    std::memcpy(&word, at, sizeof word);
+    return word ^ kZeros;
+}
+
+// digits / 10^places, or nothing where only a longer calculation can tell to which side it rounds.
+constexpr std::optional<double> scaled(Word digits, int places) noexcept {
+    if (digits == 0) return 0.0;
+    const InversePower& inverse = kInversePowers[static_cast<std::size_t>(places)];
+    const int shift = std::countl_zero(digits);
+    // The product's upper half, of 63 or 64 bits; the exact one is less than 2 larger.
+    Word product = static_cast<Word>(Wide(digits << shift) * inverse.factor >> 64);
+    const int unused = std::countl_zero(product);
+    constexpr int kExtra = 64 - 53;
+    const int extraBits = kExtra - unused;
+    const Word half = Word(1) << (extraBits - 1);
+    const Word extra = product & (2 * half - 1);
+    if (extra == half || extra + 1 == half) return std::nullopt;
+    Word mantissa = (product >> extraBits) + (extra > half ? 1 : 0);
+    int exponent = 1 - shift - inverse.bits - places + extraBits;
+    // Rounding up may have given it one more bit, which carries into the exponent.
+    const Word bits =
+        (static_cast<Word>(exponent + 1023 + 52) << 52) + (mantissa - (Word(1) << 52));
+    return std::bit_cast<double>(bits);
+}
+
+// The number of a text of up to 7 digits, a point and up to 16 more digits, no others of which are
+// read; nothing for every other text, and for a few that take a longer calculation.
+inline std::optional<double> read(std::string_view text) noexcept {
+    constexpr std::size_t kLeast = 2 * sizeof(Word);
+    if (std::endian::native != std::endian::little || text.size() < kLeast) return std::nullopt;
+    const Word head = load(text.data());
+    const int whole = leadingDigits(head);
+    if (whole == 0 || whole == 8 || text[static_cast<std::size_t>(whole)] != '.')
+        return std::nullopt;
+    const int places = static_cast<int>(text.size()) - whole - 1;
+    if (text.size() > kLeast + 8 || places > 16 || places + whole > 19) return std::nullopt;
+    // Both parts end at the highest byte, after zeros.
+    const char* const end = text.data() + text.size();
+    const int upper = places > 8 ? places - 8 : 0;
+    const Word low = load(end - sizeof(Word));
+    const Word high = upper == 0 ? 0 : load(end - kLeast) >> 8 * (8 - upper) << 8 * (8 - upper);
+    const Word last = places >= 8   ? low
+                      : places == 0 ? 0
+                                    : low >> 8 * (8 - places) << 8 * (8 - places);
+    if (leadingDigits(high) != 8 || leadingDigits(last) != 8) return std::nullopt;
+    constexpr Word kEight = 100000000,
+                   kPowers[] = {1, 10, 100, 1000, 10000, 100000, 1000000, 10000000, kEight};
+    const Word fraction = valueOfEight(high) * kEight + valueOfEight(last);
+    Word digits = valueOfEight(head << 8 * (8 - whole));
+    digits = places > 8 ? digits * kEight * kPowers[upper] : digits * kPowers[places];
+    return scaled(digits + fraction, places);
+}
+
+#else
+
+inline std::optional<double> read(std::string_view) noexcept {
+    return std::nullopt;
+}
+
+#endif
+
+}  // namespace qor::decimal
+
+#endif  // QOR_SRC_BASE_DECIMAL_H

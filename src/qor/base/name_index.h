@@ -1,0 +1,75 @@
+#ifndef QOR_SRC_BASE_NAME_INDEX_H
+#define QOR_SRC_BASE_NAME_INDEX_H
+
+#include <bit>
+#include <cstdint>
+#include <memory>
+
+#include "base/text_hash.h"
+#include "qor/base/interface.h"
+
+namespace qor {
+
+// Finds items that somebody else owns by their names: a hash table with open addresses. `NameOf`
+// gives the name of an item, which stays the same while the item is in the index.
+template <class Item, class NameOf>
+class NameIndex : noncopyable {
+public:
+    // Room for this number of items, and later for one more.
+    explicit NameIndex(std::size_t items) { rehash(items); }
+    void reserveOne() {
+        if (size_ + 1 > capacity() / 4 * 3) rehash(2 * size_);
+    }
+
+    // The name is not there yet, and there is room.
+    void insert(Item* item) noexcept {
+        put({hashOf(NameOf()(item)), item});
+        ++size_;
+    }
+    Item* find(istr name) const noexcept {
+        const std::uint64_t hash = hashOf(name);
+        for (std::size_t i = hash & mask_;; i = (i + 1) & mask_) {
+            const Slot& slot = slots_[i];
+            if (slot.item == nullptr) return nullptr;
+            if (slot.hash == hash && NameOf()(slot.item) == name) return slot.item;
+        }
+    }
+
+private:
+    struct Slot {
+        std::uint64_t hash;
+        Item* item;
+    };
+
+    static std::uint64_t hashOf(istr name) noexcept {
+        TextHash hash;
+        hash.add(name);
+        return hash.value();
+    }
+    std::size_t capacity() const noexcept { return mask_ + 1; }
+
+    void rehash(std::size_t items) {
+        const std::size_t capacity = std::bit_ceil(2 * items + 2);
+        const std::size_t slotsBefore = slots_ != nullptr ? this->capacity() : 0;
+        auto slots = std::make_unique<Slot[]>(capacity);
+        slots_.swap(slots);
+        mask_ = capacity - 1;
+        for (std::size_t i = 0; i < slotsBefore; ++i) {
+            if (slots[i].item != nullptr) put(slots[i]);
+        }
+    }
+    void put(const Slot& slot) noexcept {
+        std::size_t i = slot.hash & mask_;
+        while (slots_[i].item != nullptr)
+            i = (i + 1) & mask_;
+        slots_[i] = slot;
+    }
+
+    std::unique_ptr<Slot[]> slots_;
+    std::size_t mask_ = 0;
+    std::size_t size_ = 0;
+};
+
+}  // namespace qor
+
+#endif  // QOR_SRC_BASE_NAME_INDEX_H

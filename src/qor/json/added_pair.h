@@ -1,0 +1,44 @@
+#ifndef QOR_SRC_JSON_ADDED_PAIR_H
+#define QOR_SRC_JSON_ADDED_PAIR_H
+
+#include "base/name_index.h"
+#include "base/node_memory.h"
+#include "qor/json/json_unit.h"
+
+namespace qor::json {
+
+// A pair that was not read, with its key.
+struct JsonObject::Added : JsonObject::value_type {
+    explicit Added(istr text) : value_type(key, JsonUnit()), key(text) {}
+
+    static Added* make(istr key) {
+        void* const block = newNode(sizeof(Added), __FILE__, __LINE__, kFunc);
+        try {
+            return ::new (block) Added(key);
+        } catch (...) {
+            deleteNode(block, __FILE__, __LINE__, kFunc);
+            throw;
+        }
+    }
+    static void destroy(value_type* pair) noexcept {
+        auto* const added = static_cast<Added*>(pair);
+        std::destroy_at(added);
+        deleteNode(added, __FILE__, __LINE__, kFunc);
+    }
+
+    static constexpr const char* kFunc = "qor::json::JsonObject::get";
+
+    String key;
+};
+
+struct KeyOfPair {
+    istr operator()(const JsonObject::value_type* pair) const noexcept { return istr(pair->first); }
+};
+class JsonObject::Index : public NameIndex<value_type, KeyOfPair> {
+public:
+    using NameIndex::NameIndex;
+};
+
+}  // namespace qor::json
+
+#endif  // QOR_SRC_JSON_ADDED_PAIR_H

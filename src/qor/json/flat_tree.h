@@ -1,0 +1,161 @@
+#ifndef QOR_SRC_JSON_FLAT_TREE_H
+#define QOR_SRC_JSON_FLAT_TREE_H
+
+#include <atomic>
+#include <cstddef>
+#include <span>
+
+#include "base/inline_vector.h"
+#include "qor/base/base_type_string.h"
+#include "qor/base/interface.h"
+#include "qor/json/json_unit.h"
+
+namespace qor::json {
+
+// A tree that was read: its text and, in the order of the text, a node for each value and for each
+// key, which is followed by its value. Array elements that are null have no node.
+struct Node {
+    // Containers, and those of them without another one inside.
+    static constexpr ulong32 kArray = npos32 - 3, kObject = npos32 - 2;
+    static constexpr ulong32 kFlatArray = npos32 - 1, kFlatObject = npos32;
+    // Texts are shorter, so that a position is no mark.
+    static constexpr ulong32 kMaxText = npos32 - 64;
+
+    // The position of the text of a key or a scalar; one of the marks above for a container.
+    ulong32 begin;
+    // The size of that text, with the quotes of a string; 0 for null. The number of nodes of a
+    // container, itself included.
+    ulong32 size;
+
+    bool isContainer() const noexcept { return begin >= kArray; }
+    bool isObject() const noexcept { return begin == kObject || begin == kFlatObject; }
+    bool isFlat() const noexcept { return begin >= kFlatArray; }
+    ulong32 span() const noexcept { return isContainer() ? size : 1; }
+};
+static_assert(sizeof(Node) == 8);
+
+class FlatTree;
+class Shape;
+class ShapeTable;
+
+// Starts the memory that the values of a tree are made in. It is freed with the last of them,
+// by whichever thread.
+struct Block {
+    std::atomic<std::size_t> shares;
+    FlatTree* tree;  // which the block has a share of; null if no slot in it needs it
+
+    void giveUp(std::size_t count) noexcept {
+        if (shares.fetch_sub(count, std::memory_order_acq_rel) == count) end();
+    }
+
+private:
+    void end() noexcept;
+};
+
+// Text, nodes and shapes are never changed, and shapes are added by any thread: the values that are
+// made of one tree may be in use by several threads, each with a part of its own. The tree is the
+// block of its root value, and shared by the blocks of the other ones.
+class FlatTree : public Block, noncopyable {
+public:
+    // The tree has one share. The root value is made in it; it is an array or an object according
+    // to the first node. The text of the nodes begins in `text` or, from its end on, in `more`.
+    static FlatTree* make(istr text, istr more, std::span<const Node> nodes);
+    // The same, and takes over the nodes' memory, which operator new allocated, if it does not
+    // raise.
+    static FlatTree* makeAround(istr text, istr more, std::span<const Node> nodes);
+    static void destroy(FlatTree* tree) noexcept;
+
+    JsonValue* root() noexcept { return reinterpret_cast<JsonValue*>(this + 1); }
+    const Node& node(ulong32 i) const noexcept { return nodes_[i]; }
+    JsonValue::Kind kindOf(const Node& node) const noexcept;
+    istr text(const Node& node) const noexcept { return istr(text_ + node.begin, node.size); }
+
+    // The order of an object's keys. Appends the indices of its values, in the order of the text.
+    template <std::size_t N>
+    const Shape& shapeOf(ulong32 object, InlineVector<ulong32, N>& values);
+
+private:
+    friend Shape;
+
+    explicit FlatTree(const char* text, const Node* nodes, bool ownsNodes) noexcept
+        : Block{{1}, this}, text_(text), nodes_(nodes), ownsNodes_(ownsNodes) {}
+    static FlatTree* makeIn(std::size_t room, istr text, istr more, const Node* nodes,
+                            std::size_t count);
+    void makeRoot() noexcept;
+    const Shape& shapeOf(const ulong32* values, std::size_t count);
+    const Shape& sharedShapeOf(const ulong32* values, ulong32 count);
+    ShapeTable& shapes();
+
+    // The shape that an object with these values had lately.
+    std::atomic<const Shape*>& recentOf(const ulong32* values, std::size_t count) noexcept {
+        const std::size_t sizes = count == 0 ? 0 : nodes_[values[0] - 1].size;
+        return recent_[(count * 5 + sizes) % kRecent];
+    }
+
+    static constexpr std::size_t kRecent = 16;
+
+    const char* text_;
+    const Node* nodes_;
+    bool ownsNodes_;
+    std::atomic<ShapeTable*> shapes_{nullptr};
+    std::atomic<const Shape*> recent_[kRecent] = {};
+};
+
+// The keys of an object that was read, in order. Objects with the same keys in the same order of
+// the text share a shape.
+class Shape : noncopyable {
+public:
+    // Of each key once.
+    ulong32 size() const noexcept { return size_; }
+    const String& key(ulong32 i) const noexcept { return keys()[i]; }
+    // Where, among the values in the order of the text, the value of a key is: for a key that is
+    // there more than once, the last one.
+    ulong32 place(ulong32 i) const noexcept { return places()[i]; }
+
+private:
+    friend ShapeTable;
+    friend FlatTree;
+
+    Shape(ulong32 count, std::uint64_t hash) noexcept : hash_(hash), count_(count) {}
+    ~Shape();
+    static Shape* make(const FlatTree& tree, const ulong32* values, ulong32 count,
+                       std::uint64_t hash);
+    static void destroy(Shape* shape) noexcept;
+    void setKeys(const FlatTree& tree, const ulong32* values);
+    bool fits(const FlatTree& tree, const ulong32* values, ulong32 count) const noexcept;
+
+    const String* keys() const noexcept { return reinterpret_cast<const String*>(this + 1); }
+    // There is room for count_ keys, and behind it for two numbers of each.
+    const ulong32* places() const noexcept {
+        return reinterpret_cast<const ulong32*>(keys() + count_);
+    }
+    // Of each key in the text, which one it is in order.
+    const ulong32* ranks() const noexcept { return places() + count_; }
+
+    std::uint64_t hash_;
+    Shape* next_ = nullptr;
+    ulong32 count_;  // of keys in the text
+    ulong32 size_ = 0;
+};
+
+inline JsonValue::Kind FlatTree::kindOf(const Node& node) const noexcept {
+    using Kind = JsonValue::Kind;
+    if (node.isContainer()) return node.isObject() ? Kind::Object : Kind::Array;
+    const istr scalar = text(node);
+    if (*scalar <= '9') return *scalar == '"' ? Kind::String : Kind::Number;
+    return scalar == "true" || scalar == "false" ? Kind::Boolean : Kind::Number;
+}
+
+template <std::size_t N>
+const Shape& FlatTree::shapeOf(ulong32 object, InlineVector<ulong32, N>& values) {
+    const std::size_t before = values.size();
+    for (ulong32 i = object + 1, end = object + nodes_[object].size; i < end;) {
+        values.push_back(++i);
+        i += nodes_[i].span();
+    }
+    return shapeOf(values.data() + before, values.size() - before);
+}
+
+}  // namespace qor::json
+
+#endif  // QOR_SRC_JSON_FLAT_TREE_H

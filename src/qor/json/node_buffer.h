@@ -1,0 +1,72 @@
+#ifndef QOR_SRC_JSON_NODE_BUFFER_H
+#define QOR_SRC_JSON_NODE_BUFFER_H
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <new>
+#include <span>
+
+#include "json/flat_tree.h"
+
+namespace qor::json {
+
+// The nodes of a tree that is being read. The few of a short message need no allocation, and those
+// of a long text one or two: its size follows from how many nodes its beginning had.
+class NodeBuffer : noncopyable {
+public:
+    explicit NodeBuffer(ulong32 textSize) noexcept : textSize_(textSize) {}
+
+    ulong32 size() const noexcept { return static_cast<ulong32>(next_ - first_); }
+    Node& operator[](ulong32 i) noexcept { return first_[i]; }
+    // `read`: how much of the text there was before the node.
+    void add(const Node& node, ulong32 read) {
+        if (next_ == end_) [[unlikely]]
+            grow(read);
+        *next_++ = node;
+    }
+
+    // All nodes and a text, as a tree. The buffer is not used any more then.
+    FlatTree* makeTree(istr text, istr more) {
+        const std::span<const Node> nodes(first_, size());
+        const auto unused = static_cast<std::size_t>(end_ - next_);
+        if (block_ == nullptr || unused > nodes.size() / kUnusedPart)
+            return FlatTree::make(text, more, nodes);
+        FlatTree* const tree = FlatTree::makeAround(text, more, nodes);
+        block_.release();
+        return tree;
+    }
+
+private:
+    struct Release {
+        void operator()(Node* block) const noexcept { ::operator delete(block); }
+    };
+    // A tree keeps the buffer if less than this part of it is unused.
+    static constexpr std::size_t kUnusedPart = 8;
+
+    void grow(ulong32 read) {
+        const std::size_t count = size();
+        const std::uint64_t whole = std::uint64_t(count) * textSize_ / std::max(read, ulong32(1));
+        const std::size_t capacity =
+            std::max(count + count / 2, static_cast<std::size_t>(whole + whole / 16 + 16));
+        std::unique_ptr<Node, Release> block(
+            static_cast<Node*>(::operator new(capacity * sizeof(Node))));
+        std::copy_n(first_, count, block.get());
+        block_ = std::move(block);
+        first_ = block_.get();
+        next_ = first_ + count;
+        end_ = first_ + capacity;
+    }
+
+    ulong32 textSize_;
+    Node inline_[256];
+    Node* first_ = inline_;
+    Node* next_ = inline_;
+    Node* end_ = inline_ + 256;
+    std::unique_ptr<Node, Release> block_;
+};
+
+}  // namespace qor::json
+
+#endif  // QOR_SRC_JSON_NODE_BUFFER_H

@@ -1,0 +1,170 @@
+#ifndef QOR_SRC_JSON_STRUCTURE_INDEX_H
+#define QOR_SRC_JSON_STRUCTURE_INDEX_H
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <utility>
+
+#include "qor/base/base_type_char.h"
+#include "qor/base/interface.h"
+
+// The structure of a JSON text, found 64 bytes at a time: the positions at which a parser has to
+// look. These are the brackets, colons and commas outside strings, both quotes of each string, and
+// the first byte of each token. Blanks inside a token begin another one.
+
+namespace qor::json {
+
+// Outside ASCII the locale decides.
+inline bool isBlank(char c) noexcept {
+    const auto byte = static_cast<unsigned char>(c);
+    if (byte <= ' ') return c == ' ' || (c >= '\t' && c <= '\r');
+    return byte >= 0x80 && CharIsSpace(c);
+}
+
+// One bit for each of 64 bytes, that of the first byte lowest.
+using ByteMask = std::uint64_t;
+
+struct ByteMasks {
+    ByteMask backslash;
+    ByteMask quote;
+    ByteMask structural;  // { } [ ] : ,
+    ByteMask blank;       // in ASCII
+    ByteMask high;        // not in ASCII
+};
+
+// What the bytes before a block of 64 mean for it.
+class StructureState {
+public:
+    // The unescaped quotes of the block.
+    ByteMask quotes(const ByteMasks& masks) noexcept {
+        if (masks.backslash == 0) {
+            const ByteMask escaped = std::exchange(escapedFirst_, 0);
+            escapedQuotes_ = masks.quote & escaped;
+            return masks.quote & ~escaped;
+        }
+        anyBackslash_ = true;
+        const ByteMask escaped = escapedBytes(masks.backslash);
+        escapedQuotes_ = masks.quote & escaped;
+        return masks.quote & ~escaped;
+    }
+    // The positions, where `inside` has the bits from each opening quote up to the closing one
+    // without that, as if the block began outside a string.
+    ByteMask positions(const char* block, const ByteMasks& masks, ByteMask quotes,
+                       ByteMask inside) noexcept {
+        inside ^= insideFirst_;
+        insideFirst_ = 0 - (inside >> 63);
+        ByteMask blank = masks.blank;
+        const ByteMask outside = ~(inside | quotes);
+        if ((masks.high & outside) != 0) [[unlikely]]
+            blank |= highBlanks(block, masks.high & outside);
+        const ByteMask structural = masks.structural & outside;
+        const ByteMask token = outside & ~(structural | blank);
+        const ByteMask starts = token & ~(token << 1 | tokenLast_);
+        tokenLast_ = token >> 63;
+        const ByteMask found = structural | quotes | starts;
+        if ((escapedQuotes_ & ~inside) != 0) [[unlikely]]
+            return endAtEscapedQuote(found, escapedQuotes_ & ~inside);
+        return found;
+    }
+
+    // Whether a backslash has been seen.
+    bool anyBackslash() const noexcept { return anyBackslash_; }
+    // An escaped quote outside a string ends the token before it, which is an error in every place
+    // of the grammar. It is the last position that is given.
+    bool ended() const noexcept { return ended_; }
+
+private:
+    // The bytes after an odd number of backslashes.
+    ByteMask escapedBytes(ByteMask backslash) noexcept {
+        constexpr ByteMask kEven = 0x5555555555555555;
+        backslash &= ~escapedFirst_;
+        const ByteMask followed = backslash << 1 | escapedFirst_;
+        const ByteMask oddStarts = backslash & ~kEven & ~followed;
+        const ByteMask evenEnds = oddStarts + backslash;
+        escapedFirst_ = evenEnds < oddStarts ? 1 : 0;
+        return (kEven ^ evenEnds << 1) & followed;
+    }
+    static ByteMask highBlanks(const char* block, ByteMask high) noexcept;
+    ByteMask endAtEscapedQuote(ByteMask found, ByteMask quotes) noexcept;
+
+    ByteMask escapedFirst_ = 0;   // 1 if the first byte of the next block is escaped
+    ByteMask insideFirst_ = 0;    // all bits if the next block begins inside a string
+    ByteMask tokenLast_ = 0;      // 1 if the last byte of the block before was part of a token
+    ByteMask escapedQuotes_ = 0;  // of the block
+    bool anyBackslash_ = false;
+    bool ended_ = false;
+};
+
+// One way to find the positions. All ways find the same ones.
+struct StructureForm {
+    const char* name;
+    // Writes the positions of the blocks in ascending order and returns the end of what was
+    // written. `out` has room for 64 entries for each block and 64 more, which may be overwritten.
+    ulong32* (*find)(StructureState& state, const char* text, std::size_t blocks, ulong32 first,
+                     ulong32* out) noexcept;
+};
+
+// The forms that this machine can run, the fastest first.
+std::span<const StructureForm> structureForms() noexcept;
+
+namespace structure_portable {
+ulong32* find(StructureState& state, const char* text, std::size_t blocks, ulong32 first,
+              ulong32* out) noexcept;
+}  // namespace structure_portable
+
+#if defined(__x86_64__)
+namespace structure_avx2 {
+bool runsHere() noexcept;
+ulong32* find(StructureState& state, const char* text, std::size_t blocks, ulong32 first,
+              ulong32* out) noexcept;
+}  // namespace structure_avx2
+
+namespace structure_avx512 {
+bool runsHere() noexcept;
+ulong32* find(StructureState& state, const char* text, std::size_t blocks, ulong32 first,
+              ulong32* out) noexcept;
+}  // namespace structure_avx512
+#endif
+
+// The positions of a text, a few kilobytes of it at a time, each followed by the text's size.
+class StructureIndex : noncopyable {
+public:
+    // So many positions can be read from the current one on.
+    static constexpr std::size_t kAhead = 8;
+
+    StructureIndex(const StructureForm& form, const char* text, ulong32 size) noexcept
+        : form_(form), text_(text), size_(size) {
+        fill();
+    }
+
+    // The current position and kAhead - 1 more.
+    const ulong32* current() const noexcept { return at_; }
+    void moveTo(const ulong32* position) noexcept {
+        at_ = position;
+        if (end_ - at_ < static_cast<std::ptrdiff_t>(kAhead)) [[unlikely]]
+            fill();
+    }
+    // Whether there is a backslash in the text up to the positions that can be read.
+    bool anyBackslash() const noexcept { return state_.anyBackslash(); }
+
+private:
+    static constexpr std::size_t kBlock = 64;
+    static constexpr std::size_t kBlocks = 64;
+
+    void fill() noexcept;
+    ulong32* findNext(ulong32* out) noexcept;
+
+    const StructureForm& form_;
+    const char* text_;
+    ulong32 size_;
+    ulong32 done_ = 0;  // bytes that have been looked at
+    StructureState state_;
+    const ulong32* at_ = positions_;
+    ulong32* end_ = positions_;
+    ulong32 positions_[kAhead + kBlock * (kBlocks + 1)];
+};
+
+}  // namespace qor::json
+
+#endif  // QOR_SRC_JSON_STRUCTURE_INDEX_H

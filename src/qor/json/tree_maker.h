@@ -1,0 +1,97 @@
+#ifndef QOR_SRC_JSON_TREE_MAKER_H
+#define QOR_SRC_JSON_TREE_MAKER_H
+
+#include "base/inline_vector.h"
+#include "json/flat_tree.h"
+#include "qor/json/json_unit.h"
+
+namespace qor::json {
+
+// What a unit that is not made yet refers to.
+struct LazyUnit {
+    Block* block;  // that the unit is in
+    ulong32 node;
+
+    FlatTree& tree() const noexcept { return *block->tree; }
+    const Node& content() const noexcept { return tree().node(node); }
+    // Of the node, without making anything.
+    istr text() const noexcept { return tree().text(content()); }
+};
+
+// Makes the values of a flat tree. A container is made with its slots, and with as many of the
+// containers in it, and of those that follow it in the same array, as a block of moderate size
+// takes; the other values in the slots are made later. Nothing changes if memory runs out.
+class TreeMaker : noncopyable {
+public:
+    // A unit can tell no greater distance from the start of its block. A container with more units
+    // than fit raises std::bad_alloc.
+    static constexpr std::size_t kMostRoom = JsonUnit::kDistance;
+
+    // The unit must be lazy.
+    static LazyUnit lazyAt(const JsonUnit& unit) noexcept {
+        const char* const at = reinterpret_cast<const char*>(&unit);
+        const auto distance = static_cast<std::size_t>(unit.word_ & JsonUnit::kDistance);
+        return {reinterpret_cast<Block*>(const_cast<char*>(at) - distance),
+                static_cast<ulong32>(unit.word_ >> JsonUnit::kNodeShift)};
+    }
+    // Makes the value of a lazy unit.
+    static void make(const JsonUnit& unit);
+    // Make the slots of a root.
+    static void makeSlots(const JsonArray& root);
+    static void makeSlots(const JsonObject& root);
+
+    // Moves a unit, which may be lazy, to memory in a block of the same tree.
+    static void relocate(JsonUnit& from, void* to, Block* block) noexcept;
+
+private:
+    using Pair = JsonObject::value_type;
+    using Word = JsonUnit::Word;
+
+    // A container that is going to be made.
+    struct Plan {
+        ulong32 node;
+        ulong32 count;       // of its slots
+        std::size_t offset;  // in the block
+        // Of an object: its keys, and where in values_ the indices of its values begin.
+        const Shape* shape;
+        std::size_t values;
+    };
+    // A block is made for no more nodes than this, unless its first container has more.
+    static constexpr ulong32 kMostNodes = 512;
+
+    explicit TreeMaker(FlatTree& tree) noexcept : tree_(tree) {}
+
+    static JsonValue* makeScalar(const LazyUnit& at, bool viewed);
+    static JsonValue* makeInTree(const LazyUnit& at, istr text);
+
+    void makeContainers(const JsonUnit& first);
+    void plan(ulong32 node);
+    void planChildren(std::size_t i);
+    void planChild(ulong32 node);
+    const JsonUnit* planNext(const JsonUnit* unit);
+    template <class T, class Fill>
+    void makeSlotsOf(const T& root, Fill fill);
+
+    char* at(const Plan& plan) const noexcept {
+        return reinterpret_cast<char*>(block_) + plan.offset;
+    }
+    template <class T>
+    T* makeValue(const Plan& plan) noexcept;
+    JsonValue* makePlanned(const Plan& plan) noexcept;
+    void fillUnits(const Plan& plan, void* room, const JsonArray& array) noexcept;
+    void fillPairs(const Plan& plan, void* room, const JsonObject& object) noexcept;
+    Word wordOf(const void* unit, ulong32 node, Word marks) noexcept;
+    Word wordFor(const void* unit, ulong32 node, Word marks) const noexcept;
+
+    FlatTree& tree_;
+    Block* block_ = nullptr;
+    std::size_t room_ = sizeof(Block);  // for what is planned
+    ulong32 nodesLeft_ = kMostNodes;
+    std::size_t next_ = 0;  // the plan of the next container in a slot
+    InlineVector<Plan, 64> plans_;
+    InlineVector<ulong32, 256> values_;
+};
+
+}  // namespace qor::json
+
+#endif  // QOR_SRC_JSON_TREE_MAKER_H

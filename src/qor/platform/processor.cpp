@@ -1,0 +1,16 @@
+#include "platform/processor.h"
+
+#include <cstdlib>
+#include <string_view>
+
+namespace qor::platform {
+
+bool vectorsAllowed() noexcept {
+    static const bool allowed = [] {
+        const char* const portable = std::getenv("QOR_PORTABLE");
+        return portable == nullptr || std::string_view(portable) != "on";
+    }();
+    return allowed;
+}
+
+}  // namespace qor::platform

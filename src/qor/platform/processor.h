@@ -1,0 +1,13 @@
+#ifndef QOR_SRC_PLATFORM_PROCESSOR_H
+#define QOR_SRC_PLATFORM_PROCESSOR_H
+
+namespace qor::platform {
+
+// Whether code for the vector units of this processor may be chosen. False if the environment
+// variable QOR_PORTABLE is "on", with which tests run the portable code on every machine. The
+// variable is read once.
+bool vectorsAllowed() noexcept;
+
+}  // namespace qor::platform
+
+#endif  // QOR_SRC_PLATFORM_PROCESSOR_H
