@@ -12,24 +12,16 @@ namespace {
 
 constexpr const char* kMaker = "qor::json::JsonUnit::value";
 
-Block* newBlock(std::size_t room, std::size_t shares, FlatTree& tree) {
-    if (room > TreeMaker::kMostRoom) throw std::bad_alloc();
-    void* const memory = newNode(room, __FILE__, __LINE__, kMaker);
-    tree.shares.fetch_add(1, std::memory_order_relaxed);
-    return ::new (memory) Block{{shares}, &tree};
-}
-
-constexpr std::size_t sizeOfHead(bool object) noexcept {
-    return object ? sizeof(JsonObject) : sizeof(JsonArray);
-}
-constexpr std::size_t sizeOfSlots(bool object, std::size_t count) noexcept {
+// Of a container and its slots.
+constexpr std::size_t sizeOf(bool object, std::size_t count) noexcept {
     using Pair = JsonObject::value_type;
-    return count * (object ? sizeof(Pair) + sizeof(Pair*) : sizeof(JsonUnit));
+    if (object) return sizeof(JsonObject) + count * (sizeof(Pair) + sizeof(Pair*));
+    return sizeof(JsonArray) + count * sizeof(JsonUnit);
 }
 
 }  // namespace
 
-TreeMaker::Word TreeMaker::wordFor(const void* unit, ulong32 node, Word marks) const noexcept {
+TreeMaker::Word TreeMaker::lazyWord(const void* unit, ulong32 node, Word marks) const noexcept {
     const auto kind = static_cast<Word>(tree_.kindOf(tree_.node(node)));
     const auto distance =
         static_cast<Word>(static_cast<const char*>(unit) - reinterpret_cast<const char*>(block_));
@@ -74,9 +66,11 @@ JsonValue* TreeMaker::makeScalar(const LazyUnit& at, bool viewed) {
 }
 
 JsonValue* TreeMaker::makeInTree(const LazyUnit& at, istr text) {
-    constexpr std::size_t kRoom = sizeof(Block) + sizeof(JsonString) + sizeof(const char*);
-    Block* const block = newBlock(kRoom, 1, at.tree());
-    auto* const value = ::new (block + 1) JsonString(static_cast<ulong32>(text.size()));
+    TreeMaker maker(at.tree());
+    maker.values_ = 1;
+    maker.room_ += sizeof(JsonString) + sizeof(const char*);
+    maker.makeBlock();
+    auto* const value = ::new (maker.block_ + 1) JsonString(static_cast<ulong32>(text.size()));
     value->isInTree_ = true;
     value->inTree() = text.data();
     value->place_ = sizeof(Block) / alignof(void*);
@@ -84,155 +78,175 @@ JsonValue* TreeMaker::makeInTree(const LazyUnit& at, istr text) {
 }
 
 void TreeMaker::makeContainers(const JsonUnit& first) {
-    const JsonUnit* unit = &first;
-    plan(lazyAt(first).node);
-    for (std::size_t i = 0;; ++i) {
-        if (i == plans_.size()) {
-            unit = planNext(unit);
-            if (unit == nullptr) break;
-        }
-        planChildren(i);
-    }
-    block_ = newBlock(room_, plans_.size(), tree_);
-    unit = &first;
-    for (std::size_t i = 0; i < plans_.size(); ++i) {
-        const Plan& plan = plans_[i];
-        const bool inBlock = i < next_;
-        if (!inBlock) ++next_;
-        JsonValue* const value = makePlanned(plan);
-        if (inBlock) continue;
-        while (!JsonUnit::isLazy(unit->word_) || lazyAt(*unit).node != plan.node)
-            ++unit;
-        unit->word_ = JsonUnit::wordOf(value);
+    plan(lazyAt(first).node, kMostDepth);
+    std::size_t more = 0;
+    for (const JsonUnit* unit = next(first);
+         unit != nullptr && includes(lazyAt(*unit).node, kMostDepth); unit = next(*unit))
+        ++more;
+    makeBlock();
+    for (const JsonUnit* unit = &first;; --more) {
+        const JsonUnit* const following = more != 0 ? next(*unit) : nullptr;
+        unit->word_ = JsonUnit::wordOf(make(lazyAt(*unit).node));
+        if (following == nullptr) break;
+        unit = following;
     }
 }
 
-void TreeMaker::plan(ulong32 node) {
-    const Node& container = tree_.node(node);
-    const std::size_t values = values_.size();
-    const Shape* shape = nullptr;
-    ulong32 count = 0;
-    if (container.isObject()) {
-        shape = &tree_.shapeOf(node, values_);
-        count = shape->size();
-    } else if (container.isFlat()) {
-        count = container.size - 1;
-    } else {
-        for (ulong32 i = node + 1; i < node + container.size; i += tree_.node(i).span())
-            ++count;
-    }
-    plans_.push_back(node, count, room_, shape, values);
-    room_ += sizeOfHead(shape != nullptr) + sizeOfSlots(shape != nullptr, count);
-    nodesLeft_ -= std::min(nodesLeft_, count + 1);
-}
-
-void TreeMaker::planChildren(std::size_t i) {
-    const Plan plan = plans_[i];
-    if (tree_.node(plan.node).isFlat()) return;
-    if (plan.shape != nullptr) {
-        for (ulong32 k = 0; k < plan.count; ++k)
-            planChild(values_[plan.values + plan.shape->place(k)]);
-        return;
-    }
-    const ulong32 end = plan.node + tree_.node(plan.node).size;
-    for (ulong32 node = plan.node + 1; node < end; node += tree_.node(node).span())
-        planChild(node);
-}
-
-void TreeMaker::planChild(ulong32 node) {
-    const Node& child = tree_.node(node);
-    if (child.isContainer() && child.size <= nodesLeft_) plan(node);
-}
-
-// The next container of the array that the unit belongs to, if it is lazy and small.
-const JsonUnit* TreeMaker::planNext(const JsonUnit* unit) {
-    while ((unit->word_ & JsonUnit::kFollowed) != 0) {
-        ++unit;
-        if (!JsonUnit::isLazy(unit->word_)) return nullptr;
-        const LazyUnit next = lazyAt(*unit);
-        if (!next.content().isContainer()) continue;
-        if (next.content().size > nodesLeft_) return nullptr;
-        plan(next.node);
-        return unit;
+// The next unit of the same array that is a container, if those before it are not made either.
+const JsonUnit* TreeMaker::next(const JsonUnit& unit) noexcept {
+    const JsonUnit* at = &unit;
+    while (JsonUnit::isLazy(at->word_) && (at->word_ & JsonUnit::kFollowed) != 0) {
+        ++at;
+        if (JsonUnit::isLazy(at->word_) && lazyAt(*at).content().isContainer()) return at;
     }
     return nullptr;
 }
 
-template <class T>
-T* TreeMaker::makeValue(const Plan& plan) noexcept {
-    T* const value = ::new (at(plan)) T();
-    value->__FirstRef();
-    value->place_ = static_cast<unsigned short>(plan.offset / alignof(void*));
-    return value;
+bool TreeMaker::includes(ulong32 node, unsigned depth) {
+    if (depth == 0 || tree_.node(node).size > nodesLeft_) return false;
+    plan(node, depth);
+    return true;
 }
 
-JsonValue* TreeMaker::makePlanned(const Plan& plan) noexcept {
+// Each level takes some of the stack, to a depth that is limited.
+void TreeMaker::plan(ulong32 node, unsigned depth) {
+    const Node& container = tree_.node(node);
+    ++values_;
+    if (container.begin == Node::kFlatArray) {
+        room_ += sizeOf(false, container.size - 1);
+        nodesLeft_ -= std::min(nodesLeft_, container.size);
+        return;
+    }
+    // What is in a large container would be too far from the start of the block.
+    if (container.size > kMostNodes) depth = 1;
+    const std::size_t planned = plans_.size();
+    plans_.push_back();
+    Plan plan = container.isObject() ? planObject(node, depth) : planArray(node, depth);
+    room_ += sizeOf(plan.shape != nullptr, plan.count);
+    nodesLeft_ -= std::min(nodesLeft_, plan.count + 1);
+    plans_[planned] = plan;
+}
+
+TreeMaker::Plan TreeMaker::planArray(ulong32 node, unsigned depth) {
+    Plan plan = {nullptr, 0, 0, 0};
+    bool including = true;
+    for (ulong32 i = node + 1; i < node + tree_.node(node).size; i += tree_.node(i).span()) {
+        ++plan.count;
+        if (!including || !tree_.node(i).isContainer()) continue;
+        including = includes(i, depth - 1);
+        if (including) ++plan.children;
+    }
+    return plan;
+}
+
+TreeMaker::Plan TreeMaker::planObject(ulong32 node, unsigned depth) {
+    const auto first = static_cast<ulong32>(nodes_.size());
+    const Shape& shape = tree_.shapeOf(node, nodes_);
+    Plan plan = {&shape, shape.size(), 0, first};
+    if (tree_.node(node).isFlat()) return plan;
+    for (ulong32 i = 0; i < plan.count; ++i) {
+        const ulong32 child = nodes_[first + shape.place(i)];
+        if (!tree_.node(child).isContainer()) continue;
+        if (!includes(child, depth - 1)) break;
+        ++plan.children;
+    }
+    return plan;
+}
+
+void TreeMaker::makeBlock() {
+    if (room_ > kMostRoom) throw std::bad_alloc();
+    void* const memory = newNode(room_, __FILE__, __LINE__, kMaker);
+    tree_.shares.fetch_add(1, std::memory_order_relaxed);
+    block_ = ::new (memory) Block{{values_}, &tree_};
+    at_ = reinterpret_cast<char*>(block_ + 1);
+}
+
+// Values are made in the order in which they were planned.
+JsonValue* TreeMaker::make(ulong32 node) noexcept {
+    const Node& container = tree_.node(node);
+    if (container.begin == Node::kFlatArray) {
+        auto* const array = makeValue<JsonArray>();
+        fillUnits(*array, node, {nullptr, container.size - 1, 0, 0});
+        return array;
+    }
+    const Plan& plan = plans_[next_++];
     if (plan.shape != nullptr) {
-        auto* const object = makeValue<JsonObject>(plan);
-        fillPairs(plan, object + 1, *object);
+        auto* const object = makeValue<JsonObject>();
+        fillPairs(*object, plan);
         return object;
     }
-    auto* const array = makeValue<JsonArray>(plan);
-    fillUnits(plan, array + 1, *array);
+    auto* const array = makeValue<JsonArray>();
+    fillUnits(*array, node, plan);
     return array;
 }
 
-// The value of a container that is made in the same block, or the place of one that is not made.
-TreeMaker::Word TreeMaker::wordOf(const void* unit, ulong32 node, Word marks) noexcept {
-    if (next_ == plans_.size() || plans_[next_].node != node) return wordFor(unit, node, marks);
-    return JsonUnit::wordOf(reinterpret_cast<JsonValue*>(at(plans_[next_++])));
+template <class T>
+T* TreeMaker::makeValue() noexcept {
+    T* const value = ::new (take(sizeof(T))) T();
+    value->__FirstRef();
+    const auto offset = reinterpret_cast<char*>(value) - reinterpret_cast<char*>(block_);
+    value->place_ = static_cast<unsigned short>(static_cast<std::size_t>(offset) / alignof(void*));
+    return value;
 }
 
-void TreeMaker::fillUnits(const Plan& plan, void* room, const JsonArray& array) noexcept {
-    auto* const units = static_cast<JsonUnit*>(room);
-    ulong32 node = plan.node + 1;
-    for (ulong32 i = 0; i < plan.count; ++i, node += tree_.node(node).span()) {
-        auto* const unit = ::new (units + i) JsonUnit();
-        unit->word_ = wordOf(unit, node, i + 1 < plan.count ? JsonUnit::kFollowed : 0);
-    }
+void TreeMaker::fillUnits(const JsonArray& array, ulong32 node, const Plan& plan) noexcept {
+    auto* const units = static_cast<JsonUnit*>(take(plan.count * sizeof(JsonUnit)));
     array.units_ = units;
     array.size_ = array.capacity_ = plan.count;
+    ulong32 children = plan.children;
+    ++node;
+    for (ulong32 i = 0; i < plan.count; ++i, node += tree_.node(node).span()) {
+        auto* const unit = ::new (units + i) JsonUnit();
+        if (children != 0 && tree_.node(node).isContainer()) {
+            --children;
+            unit->word_ = JsonUnit::wordOf(make(node));
+        } else {
+            unit->word_ = lazyWord(unit, node, i + 1 < plan.count ? JsonUnit::kFollowed : 0);
+        }
+    }
 }
 
-void TreeMaker::fillPairs(const Plan& plan, void* room, const JsonObject& object) noexcept {
-    auto* const pairs = static_cast<Pair*>(room);
-    auto** const order = reinterpret_cast<Pair**>(pairs + plan.count);
-    for (ulong32 i = 0; i < plan.count; ++i) {
-        auto* const pair = order[i] = ::new (pairs + i) Pair(plan.shape->key(i), JsonUnit());
-        const ulong32 node = values_[plan.values + plan.shape->place(i)];
-        if (tree_.node(node).size != 0) pair->second.word_ = wordOf(&pair->second, node, 0);
-    }
+void TreeMaker::fillPairs(const JsonObject& object, const Plan& plan) noexcept {
+    auto* const pairs = static_cast<Pair*>(take(plan.count * sizeof(Pair)));
+    auto** const order = static_cast<Pair**>(take(plan.count * sizeof(Pair*)));
     object.pairs_ = order;
     object.read_ = pairs;
     object.size_ = object.sorted_ = object.readSize_ = object.capacity_ = plan.count;
+    ulong32 children = plan.children;
+    for (ulong32 i = 0; i < plan.count; ++i) {
+        Pair* const pair = order[i] = ::new (pairs + i) Pair(plan.shape->key(i), JsonUnit());
+        const ulong32 node = nodes_[plan.nodes + plan.shape->place(i)];
+        if (tree_.node(node).size == 0) continue;  // null
+        JsonUnit& unit = pair->second;
+        if (children != 0 && tree_.node(node).isContainer()) {
+            --children;
+            unit.word_ = JsonUnit::wordOf(make(node));
+        } else {
+            unit.word_ = lazyWord(&unit, node, 0);
+        }
+    }
 }
 
 template <class T, class Fill>
 void TreeMaker::makeSlotsOf(const T& root, Fill fill) {
-    plan(0);
-    // There is no place for the root itself.
+    plan(0, kMostDepth);
+    // There is no place for the root itself, but for its slots, which have its share.
     room_ -= sizeof(T);
-    for (std::size_t i = 0; i < plans_.size(); ++i)
-        planChildren(i);
-    block_ = newBlock(room_, plans_.size(), tree_);
-    next_ = 1;
-    fill(plans_[0], block_ + 1);
-    for (std::size_t i = 1; i < plans_.size(); ++i)
-        makePlanned(plans_[i]);
+    makeBlock();
+    const bool planned = tree_.node(0).begin != Node::kFlatArray;
+    fill(planned ? plans_[next_++] : Plan{nullptr, tree_.node(0).size - 1, 0, 0});
     root.ownsSlots_ = true;
     root.isUnmade_ = false;
 }
 
 void TreeMaker::makeSlots(const JsonArray& root) {
     TreeMaker maker(*root.block()->tree);
-    maker.makeSlotsOf(root,
-                      [&](const Plan& plan, void* room) { maker.fillUnits(plan, room, root); });
+    maker.makeSlotsOf(root, [&](const Plan& plan) { maker.fillUnits(root, 0, plan); });
 }
 
 void TreeMaker::makeSlots(const JsonObject& root) {
     TreeMaker maker(*root.block()->tree);
-    maker.makeSlotsOf(root,
-                      [&](const Plan& plan, void* room) { maker.fillPairs(plan, room, root); });
+    maker.makeSlotsOf(root, [&](const Plan& plan) { maker.fillPairs(root, plan); });
 }
 
 }  // namespace qor::json

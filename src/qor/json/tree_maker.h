@@ -47,49 +47,51 @@ private:
     using Pair = JsonObject::value_type;
     using Word = JsonUnit::Word;
 
-    // A container that is going to be made.
+    // A container that is going to be made; a flat array needs no plan.
     struct Plan {
-        ulong32 node;
+        const Shape* shape;  // of an object
         ulong32 count;       // of its slots
-        std::size_t offset;  // in the block
-        // Of an object: its keys, and where in values_ the indices of its values begin.
-        const Shape* shape;
-        std::size_t values;
+        ulong32 children;    // how many of the containers in it are made too, the first ones
+        ulong32 nodes;       // of an object: where in nodes_ those of its values begin
     };
-    // A block is made for no more nodes than this, unless its first container has more.
+    // A block is made for no more nodes than this, unless its first container has more, and not
+    // for what is nested more deeply.
     static constexpr ulong32 kMostNodes = 512;
+    static constexpr unsigned kMostDepth = 32;
 
     explicit TreeMaker(FlatTree& tree) noexcept : tree_(tree) {}
 
     static JsonValue* makeScalar(const LazyUnit& at, bool viewed);
     static JsonValue* makeInTree(const LazyUnit& at, istr text);
+    static const JsonUnit* next(const JsonUnit& unit) noexcept;
 
     void makeContainers(const JsonUnit& first);
-    void plan(ulong32 node);
-    void planChildren(std::size_t i);
-    void planChild(ulong32 node);
-    const JsonUnit* planNext(const JsonUnit* unit);
     template <class T, class Fill>
     void makeSlotsOf(const T& root, Fill fill);
 
-    char* at(const Plan& plan) const noexcept {
-        return reinterpret_cast<char*>(block_) + plan.offset;
-    }
+    // First all containers of the block are planned; from makeBlock on nothing raises any more.
+    bool includes(ulong32 node, unsigned depth);
+    void plan(ulong32 node, unsigned depth);
+    Plan planArray(ulong32 node, unsigned depth);
+    Plan planObject(ulong32 node, unsigned depth);
+    void makeBlock();
+    JsonValue* make(ulong32 node) noexcept;
     template <class T>
-    T* makeValue(const Plan& plan) noexcept;
-    JsonValue* makePlanned(const Plan& plan) noexcept;
-    void fillUnits(const Plan& plan, void* room, const JsonArray& array) noexcept;
-    void fillPairs(const Plan& plan, void* room, const JsonObject& object) noexcept;
-    Word wordOf(const void* unit, ulong32 node, Word marks) noexcept;
-    Word wordFor(const void* unit, ulong32 node, Word marks) const noexcept;
+    T* makeValue() noexcept;
+    void fillUnits(const JsonArray& array, ulong32 node, const Plan& plan) noexcept;
+    void fillPairs(const JsonObject& object, const Plan& plan) noexcept;
+    Word lazyWord(const void* unit, ulong32 node, Word marks) const noexcept;
+    void* take(std::size_t size) noexcept { return std::exchange(at_, at_ + size); }
 
     FlatTree& tree_;
     Block* block_ = nullptr;
-    std::size_t room_ = sizeof(Block);  // for what is planned
+    char* at_ = nullptr;                // the free room in the block
+    std::size_t room_ = sizeof(Block);  // of what is planned
+    std::size_t values_ = 0;            // that are planned
     ulong32 nodesLeft_ = kMostNodes;
-    std::size_t next_ = 0;  // the plan of the next container in a slot
+    std::size_t next_ = 0;  // the plan of the container that is made next
     InlineVector<Plan, 64> plans_;
-    InlineVector<ulong32, 256> values_;
+    InlineVector<ulong32, 256> nodes_;
 };
 
 }  // namespace qor::json
