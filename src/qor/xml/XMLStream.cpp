@@ -56,6 +56,7 @@ void XMLStreamBase::assign(bool inputting, bool owned, XMLNode* node) noexcept {
     inputting_ = inputting;
     owned_ = owned && node != nullptr;
     node_ = node;
+    spare_.reset();
 }
 
 void XMLStreamBase::swap(XMLStreamBase& other) noexcept {
@@ -109,7 +110,12 @@ void XMLStreamBase::checkNode() {
 
 XMLNode& XMLStreamBase::node() {
     // The null node is read by all, and is not to be changed.
-    if (isNull()) makeNode(istr());
+    if (!isNull()) return *node_;
+    if (inputting_) {
+        if (spare_ == nullptr) spare_.reset(newNode(istr()));
+        return *spare_;
+    }
+    makeNode(istr());
     return *node_;
 }
 
