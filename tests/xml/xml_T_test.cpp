@@ -262,6 +262,12 @@ TEST(XMLStream, ReadsFalseWhereNothingIs) {
     missing["made"]("made").value("v");
     EXPECT_TRUE(XMLNode::null().isEmpty());
     EXPECT_TRUE(missing.isNull() && missing.str(false, 0).empty());
+    missing.setInputting(false);
+    XMLStream renamed(missing);
+    missing.cdata("c");
+    renamed.name("n");
+    EXPECT_EQ(missing.str(false, 0) + renamed.str(false, 0), "<>c</><n/>");
+    EXPECT_TRUE(XMLNode::null().isEmpty());
     XMLStreamBase empty(nullptr, XMLStreamBase::in_t());
     EXPECT_TRUE(empty.node().isEmpty() && empty.isNull() && !(missing >> number));
 }

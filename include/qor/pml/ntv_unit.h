@@ -130,7 +130,8 @@ public:
 
     const String& name() const noexcept { return name_; }
     // Takes any name. If a sibling has it already, the name stays that sibling's: at(name) of the
-    // parent gives the sibling, and this unit is found by "[" index "]" until it is named anew.
+    // parent gives the sibling, and this unit is found by "[" index "]" until it is named anew. The
+    // text of such a tree has the name twice, and is not read back.
     void name(istr text);
     const String& type() const noexcept { return type_; }
     void type(istr text) { type_ = text; }

@@ -81,7 +81,7 @@ const String& XMLStreamBase::cdata() const noexcept {
 
 void XMLStreamBase::name(istr text) {
     if (inputting_) return;
-    if (node_ == nullptr) {
+    if (isNull()) {
         makeNode(text);
     } else {
         node_->name(text);
@@ -105,18 +105,15 @@ void XMLStreamBase::type(istr text) {
 }
 
 void XMLStreamBase::checkNode() {
-    if (!inputting_ && node_ == nullptr) makeNode(istr());
+    if (!inputting_ && isNull()) makeNode(istr());
 }
 
 XMLNode& XMLStreamBase::node() {
     // The null node is read by all, and is not to be changed.
+    checkNode();
     if (!isNull()) return *node_;
-    if (inputting_) {
-        if (spare_ == nullptr) spare_.reset(newNode(istr()));
-        return *spare_;
-    }
-    makeNode(istr());
-    return *node_;
+    if (spare_ == nullptr) spare_.reset(newNode(istr()));
+    return *spare_;
 }
 
 void XMLStreamBase::makeNode(istr name) {
