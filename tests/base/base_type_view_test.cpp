@@ -12,6 +12,7 @@ namespace {
 
 TEST(View, TakesEveryKindOfSource) {
     const std::string text = "abc";
+    const struct Named : std::string { using std::string::string; } named("abc");
     const unsigned char bytes[] = "abc";
     const struct {
         istr view;
@@ -22,6 +23,10 @@ TEST(View, TakesEveryKindOfSource) {
                  {istr(nullptr, 5), 5, true},
                  {istr("abc", 0), 0, false},
                  {text, 3, false},
+                 {named, 3, false},
+                 {ansi(), 0, true},
+                 {utf8("abc", 2), 2, false},
+                 {base64("abc", npos), 3, false},
                  {istr("abc", 0xFFFFFFFFU), 3, false},
                  {istr("abc", ~0UL), 3, false},
                  {istr(bytes, 2), 2, false},
@@ -40,6 +45,7 @@ TEST(View, TakesEveryKindOfSource) {
     const iwstr wide(nullptr, -1);
     EXPECT_EQ(wide.size(), 0xFFFFFFFFUL);
     EXPECT_TRUE(wide.empty() && std::wstring(wide).empty() && wide.begin() == wide.end());
+    EXPECT_TRUE(wstr().is_null() && wstr(L"abc", 2) == L"ab");
 }
 
 TEST(View, ComparesBytesAsUnsignedAndThenSizes) {

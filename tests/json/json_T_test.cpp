@@ -115,7 +115,13 @@ TEST(Field, ReadsMapsFromBothForms) {
     decode("{a:1,b:x}", map);
     EXPECT_EQ(map, (std::map<String, int>{{"a", 1}, {"b", 0}}));
     decode("[{key:\"c\",value:2},{key:\"c\",value:3},{value:4},5]", map);
-    EXPECT_EQ(map, (std::map<String, int>{{"c", 2}, {"", 4}}));
+    EXPECT_EQ(map, (std::map<String, int>{{"c", 3}}));
+    for (const char* noMap : {"[1]", "[{key:\"d\"}]", "[[]]"}) {
+        decode(noMap, map);
+        EXPECT_EQ(map, (std::map<String, int>{{"c", 3}})) << noMap;
+    }
+    decode("[]", map);
+    EXPECT_TRUE(map.empty());
 }
 
 template <class T>

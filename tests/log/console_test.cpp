@@ -1,12 +1,17 @@
 #include "qor/log/console.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <cstdio>
+#include <cstdlib>
+#include <cstring>
 #include <functional>
 #include <iostream>
 #include <sstream>
+#include <string>
+#include <vector>
 
 #include "qor/base/base_type_time.h"
 
@@ -115,22 +120,69 @@ TEST(ConsoleThread, WritesByItself) {
     EXPECT_EQ(buffer.str(), "by itself\nby request\nkept\n");
 }
 
-// Lines that come together in a pipe are read one by one.
-TEST(ConsoleInput, LosesNoLineOfAPipe) {
+// What is typed, or null for the end of the input, and the lines that then come.
+struct Typed {
+    const char* text;
+    std::vector<std::string> lines;
+};
+
+// Exits with 0 if readline gives these lines and nothing else, and is never stuck.
+void readsLines(int in, int out, const std::vector<Typed>& steps) {
+    alarm(20);
+    dup2(in, STDIN_FILENO);
+    for (const Typed& typed : steps) {
+        if (typed.text == nullptr) {
+            close(out);
+        } else if (write(out, typed.text, std::strlen(typed.text)) < 0) {
+            std::exit(2);
+        }
+        String line;
+        for (const std::string& expected : typed.lines) {
+            while (!console::readline(line)) {
+            }
+            if (line != expected) std::exit(3);
+        }
+        if (console::readline(line)) std::exit(4);
+    }
+    std::exit(0);
+}
+
+TEST(ConsoleInput, GivesEachLineWhenItIsComplete) {
+    const std::string longer(200000, 'x');
+    for (const bool synced : {true, false}) {
+        EXPECT_EXIT(
+            {
+                std::ios::sync_with_stdio(synced);
+                int ends[2];
+                if (pipe(ends) != 0) std::exit(1);
+                readsLines(ends[0], ends[1],
+                           {{"one\ntwo\nthree\nfo", {"one", "two", "three"}},
+                            {"u", {}},
+                            {"r\n\nfive\nlast", {"four", "", "five"}},
+                            {nullptr, {"last"}}});
+            },
+            testing::ExitedWithCode(0), "");
+    }
     EXPECT_EXIT(
         {
-            int ends[2];
-            if (pipe(ends) != 0) std::exit(1);
-            dup2(ends[0], STDIN_FILENO);
-            const char text[] = "one\ntwo\nthree\n";
-            if (write(ends[1], text, sizeof text - 1) < 0) std::exit(1);
-            std::string all;
-            String line;
-            for (int i = 0; i < 3 && console::readline(line); ++i)
-                all += line + "|";
-            std::exit(all == "one|two|three|" && !console::readline(line) ? 0 : 2);
+            // An end that is typed at a terminal hands on what there is of a line, or is an end.
+            const int terminal = posix_openpt(O_RDWR | O_NOCTTY);
+            if (grantpt(terminal) != 0 || unlockpt(terminal) != 0) std::exit(1);
+            readsLines(open(ptsname(terminal), O_RDWR | O_NOCTTY), terminal,
+                       {{"ha\4", {}}, {"lf\n", {"half"}}, {"\4", {}}, {"on\n", {"on"}}});
         },
         testing::ExitedWithCode(0), "");
+    EXPECT_EXIT(
+        {
+            std::FILE* const file = std::tmpfile();
+            std::fputs(("a\n" + longer + "\nlast").c_str(), file);
+            std::rewind(file);
+            readsLines(fileno(file), -1, {{nullptr, {"a", longer, "last"}}});
+        },
+        testing::ExitedWithCode(0), "");
+    // Input without end that has no line.
+    EXPECT_EXIT(readsLines(open("/dev/zero", O_RDONLY), -1, {{nullptr, {}}}),
+                testing::ExitedWithCode(0), "");
 }
 
 }  // namespace

@@ -111,6 +111,10 @@ TEST(CodecStream, CarriesEveryType) {
     All read;
     decode(encoded(all), read);
     EXPECT_TRUE(read == all);
+    // Of two entries with one key the last one counts.
+    std::map<int, String> map;
+    decode(encoded(std::multimap<int, String>{{1, "a"}, {1, "b"}}), map);
+    EXPECT_EQ(map, (std::map<int, String>{{1, "b"}}));
 }
 
 TEST(CodecStream, LeavesMembersAloneThatAreMissing) {

@@ -84,6 +84,38 @@ TEST(Unit, KeepsNamesUniqueInListsOfAnyLength) {
         EXPECT_TRUE(i == 20 || std::as_const(unit).at(numbered(i)) != nullptr) << i;
 }
 
+TEST(Unit, LeavesANameToTheSiblingThatHasItFirst) {
+    for (const int size : {5, 40}) {
+        Unit unit;
+        for (int i = 0; i < size; ++i)
+            unit.addChild(numbered(i));
+        Unit& renamed = *unit.childAt(1);
+        Unit& assigned = *unit.childAt(4);
+        renamed.name("n3");
+        assigned = Unit("n2", "t", "v");
+        const Unit copy(unit);
+        for (const Unit* tree : {&std::as_const(unit), &copy}) {
+            EXPECT_TRUE(isSound(*tree));
+            EXPECT_EQ(tree->at("n3"), tree->childAt(3));
+            EXPECT_EQ(tree->at("n2"), tree->childAt(2));
+            EXPECT_EQ(tree->at("[1]"), tree->childAt(1));
+            EXPECT_EQ(tree->find("/[4]"), tree->childAt(4));
+            EXPECT_EQ(tree->at("n1"), nullptr);
+        }
+        EXPECT_EQ(renamed.name(), "n3");
+        EXPECT_EQ(renamed.path(), "/[1]");
+        EXPECT_EQ(treeOf(assigned), "n2:t=v");
+        EXPECT_THROW(unit.addChild("n3"), DuplicatedUnitException);
+        // A name that is free again is taken by who is named anew.
+        unit.childAt(3)->name("other");
+        EXPECT_EQ(std::as_const(unit).at("n3"), nullptr);
+        renamed.name("n3");
+        assigned.name("");
+        EXPECT_EQ(std::as_const(unit).at("n3"), &renamed);
+        EXPECT_TRUE(isSound(unit));
+    }
+}
+
 TEST(Unit, UpdatesChildrenAndSaysFalse) {
     Unit unit;
     EXPECT_FALSE(unit.addOrUpdateChild(nullptr));
@@ -96,6 +128,10 @@ TEST(Unit, UpdatesChildrenAndSaysFalse) {
     EXPECT_FALSE(unit.addOrUpdateChild(new Unit("b", nullptr)));
     EXPECT_TRUE(unit.updateChild("", "5"));
     EXPECT_EQ(treeOf(unit), "{a:t=3 b r{a:t{b=1 c{=x =y}} =plain d} =5}");
+    EXPECT_TRUE(isSound(unit));
+    // What is found by its place is written over there.
+    EXPECT_FALSE(unit.updateChild("[3]", "6"));
+    EXPECT_EQ(treeOf(unit), "{a:t=3 b r{a:t{b=1 c{=x =y}} =plain d} [3]=6}");
     EXPECT_TRUE(isSound(unit));
 }
 
@@ -156,7 +192,9 @@ TEST(Unit, ReadsWithoutMakingAndMakesWhenWritten) {
     // The map alone is asked, so what is a way for a reader is a name here.
     (*tree)["x"] << 1;
     (*tree)[".."] << 2;
-    EXPECT_EQ(treeOf(unit), "r{a:t{b=1 c{=x =y}} =plain d x=1 ..=2}");
+    EXPECT_EQ(tree->at("/")->path(), "//");
+    EXPECT_EQ(tree->at(".")->path(), "/.");
+    EXPECT_EQ(treeOf(unit), "r{a:t{b=1 c{=x =y}} =plain d x=1 ..=2 / .}");
 }
 
 TEST(Unit, CopiesAndMovesValuesWithTheirChildren) {
@@ -169,7 +207,6 @@ TEST(Unit, CopiesAndMovesValuesWithTheirChildren) {
     Unit& a = *tree->at("a");
     a = *a.at("c");
     EXPECT_EQ(treeOf(*tree), "r{c{=x =y} =plain d}");
-    EXPECT_THROW(a = *tree->at("d"), DuplicatedUnitException);
     a << *tree;
     EXPECT_EQ(treeOf(*tree), "r{c{c{=x =y} =plain d} =plain d}");
     *tree += *tree->at("c")->at("c");

@@ -93,6 +93,10 @@ TEST(Field, MakesAChildForEachMember) {
     flags["old"] = true;
     EXPECT_TRUE((Field__<std::map<String, Bit>>{"id", "", &flags}.get(whole) && flags.empty()));
     EXPECT_FALSE((Field__<std::map<String, Bit>>{"none", "", &flags}.get(whole)));
+    // Of two names that are one key the last one counts.
+    std::map<int, String> numbers;
+    decode(stream("(1(a)2(b)01(c))", false), numbers);
+    EXPECT_EQ(numbers, (std::map<int, String>{{1, "c"}, {2, "b"}}));
 }
 
 TEST(Field, BindsVolatileScalars) {

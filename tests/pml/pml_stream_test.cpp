@@ -2,10 +2,13 @@
 
 #include <gtest/gtest.h>
 
+#include <fstream>
+#include <functional>
 #include <sstream>
 
 #include "qor/base/base_type_convert.h"
 #include "qor/pml/pml_type.h"
+#include "support/allocation.h"
 #include "support/pml.h"
 #include "support/temp_dir.h"
 
@@ -49,6 +52,31 @@ TEST(Stream, ReadsFromText) {
     EXPECT_EQ(treeOf(s.unit()), "n:t=z");
     s.clear();
     EXPECT_TRUE(s.unit().empty());
+}
+
+TEST(Stream, IsWholeOrEmptyWhenMemoryIsShort) {
+    const support::TempDir dir;
+    const std::string path = dir.path("f.pml");
+    const std::string longer(100, 'x');
+    const String text = "r(a(" + longer + ")b(c(1)d(" + longer + "))e(2))";
+    const std::wstring wide = text.toWstring();
+    std::ofstream(path) << static_cast<const std::string&>(text);
+    const std::string whole = "r{a=" + longer + " b{c=1 d=" + longer + "} e=2}";
+    const std::function<void(stream&)> reads[] = {
+        [&](stream& s) { s.from(text, false); },
+        [&](stream& s) { s.from(iwstr(wide), false); },
+        [&](stream& s) { s.from(path, from_file(), false); },
+        [&](stream& s) { s = stream(text, false); },
+    };
+    for (const auto& read : reads) {
+        SCOPED_TRACE(&read - reads);
+        stream s("old(x)", false);
+        const auto isWhole = [&] { return treeOf(s.unit()) == "old=x"; };
+        EXPECT_GT(support::failEachAllocation([&] { read(s); },
+                                              [&] { EXPECT_TRUE(s.unit().empty() || isWhole()); }),
+                  3u);
+        EXPECT_EQ(treeOf(s.unit()), whole);
+    }
 }
 
 TEST(Stream, LooksUpAndMakesChildren) {

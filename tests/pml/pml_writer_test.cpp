@@ -146,6 +146,22 @@ TEST(PmlWriter, WritesToEachTarget) {
               0u);
 }
 
+TEST(PmlWriter, KeepsTheFileUntilTheTextIsWhole) {
+    const support::TempDir dir;
+    const File file(dir.path("f.pml"));
+    const auto content = [&file] {
+        std::ostringstream text;
+        text << std::ifstream(file.filename()).rdbuf();
+        return text.str();
+    };
+    std::ofstream(file.filename()) << "old";
+    const Unit unit("n", "t", std::string(50000, 'x'));
+    EXPECT_GT(support::failEachAllocation([&] { ntvToPml(unit, file, ShowMode::COMPACT, 7); },
+                                          [&] { EXPECT_EQ(content(), "old"); }),
+              0u);
+    EXPECT_EQ(content(), "n:t(" + std::string(50000, 'x') + ")");
+}
+
 // Indents alone make text that is quadratic in the depth.
 TEST(PmlWriter, TakesTheSameStackAtAnyDepth) {
     Unit tree;

@@ -27,10 +27,10 @@ inline bool isSound(const qor::pml::ntv::Unit& unit) {
     if (unit.listValue() == nullptr) return true;
     unsigned long index = 0;
     for (const qor::pml::ntv::Unit* child : *unit.listValue()) {
-        qor::String key = child->name();
-        if (key.empty()) key.append("[").append(std::to_string(index)).append("]");
-        if (child->parent() != &unit || child->index() != index++ || unit.at(key) != child ||
-            !isSound(*child)) {
+        const qor::String place = "[" + std::to_string(index) + "]";
+        const bool named = !child->name().empty() && unit.at(child->name()) == child;
+        if (child->parent() != &unit || child->index() != index++ ||
+            (!named && unit.at(place) != child) || !isSound(*child)) {
             return false;
         }
     }

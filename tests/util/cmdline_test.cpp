@@ -1,10 +1,13 @@
 #include "qor/util/cmdline.h"
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <atomic>
+#include <cstdlib>
 #include <iostream>
 #include <sstream>
+#include <string>
 #include <thread>
 #include <vector>
 
@@ -77,6 +80,32 @@ TEST_F(CmdLine, WakesThoseThatWait) {
     for (std::thread& thread : threads)
         thread.join();
     EXPECT_EQ(got, 1004);
+}
+
+TEST(CmdLineInput, ClosesInTheMiddleOfALine) {
+    EXPECT_EXIT(
+        {
+            alarm(20);
+            int ends[2];
+            if (pipe(ends) != 0) std::exit(1);
+            dup2(ends[0], STDIN_FILENO);
+            const auto type = [&](const std::string& text) {
+                if (write(ends[1], text.data(), text.size()) < 0) std::exit(1);
+            };
+            CmdLineQueue queue;
+            std::wstring first;
+            std::wstring second;
+            type("first\nhalf");
+            queue.open(L"");
+            queue.get(first, Time::forever());
+            queue.close();
+            type("way\n");
+            queue.open(L"");
+            queue.get(second, Time::forever());
+            queue.close();
+            std::exit(first == L"first" && second == L"halfway" ? 0 : 2);
+        },
+        testing::ExitedWithCode(0), "");
 }
 
 }  // namespace

@@ -34,6 +34,7 @@ protected:
                      ran += "( ";
                      UowTest nested("nested", &top);
                      nested.add("b", "inner b", function([&ran] { ran += "nb "; }));
+                     nested.add("raise", "", function([] { TestCaseFn().bind(nullptr); }));
                      nested.add("n", "deeper", function([&ran](TestCase& middle) {
                                     UowTest deeper("deeper", &middle);
                                     deeper.add("c", "", function([&ran] { ran += "c "; }));
@@ -82,10 +83,17 @@ TEST_F(Menu, RunsWhatIsAskedFor) {
         {{"n/b", "b", "exit"}, "a\n", "( nb ) b 0"},
         {{"n/n/c", "exit"}, "", "( c ) 0"},
         {{"x/b", "/a", "", "exit"}, "", "0"},
-        {{"raise", "a", "exit"}, "", "2"},
         {{}, "raise\na\n", "a 2"},
+        {{}, "raise\nexit\n", "0"},
+        // Each argument has its turn, and what raises is told by the result.
+        {{"raise", "a", "exit"}, "b\n", "a 2"},
+        {{"n/raise", "a", "exit"}, "b\n", "( ) a 1"},
+        {{"n/raise", "raise", "n/b", "exit"}, "", "( ) ( nb ) 2"},
+        {{"n/raise"}, "a\n", "( ) a 1"},
+        {{"n", "exit"}, "", "( nb ) 1"},
         // The functions run in their order; a case that raises ends the run.
         {{"all", "exit"}, "", "a b 2"},
+        {{}, "all\nn/raise\na\n", "a b ( ) a 2"},
     };
     for (const auto& c : cases)
         EXPECT_EQ(runs(c.arguments, c.typed), c.ran)
@@ -100,7 +108,7 @@ TEST_F(Menu, ShowsItselfToThoseWhoAsk) {
         "builtin:\n    all: test all cases (*)\n    top: to top level (*)\n"
         "    quit: to up level (*)\n    exit: exit program (*)\n>>> ";
     const std::string nested =
-        "\nmenu:\n(/main/nested) \n    b: inner b\n    n: deeper\nbuiltin:\n"
+        "\nmenu:\n(/main/nested) \n    b: inner b\n    raise: \n    n: deeper\nbuiltin:\n"
         "    all: test all cases (*)\n    top: to top level (*)\n    quit: to up level (*)\n"
         "    exit: exit program (*)\n>>> ";
     EXPECT_EQ(output_.str(), menu + nested + menu + "Function not found for ==> none\n" + menu +
@@ -134,12 +142,15 @@ TEST_F(Menu, HasAddonsThatAreNoPartOfAll) {
     EXPECT_EQ(ran, "a more 2 ");
 }
 
-TEST_F(Menu, RunsAllWithoutPeople) {
+TEST_F(Menu, EndsWithoutPeople) {
+    Context::instance().interactive(false);
+    EXPECT_EQ(runs({}, "a\n"), "a b 2");
+    EXPECT_EQ(runs({"n/b", "none", "a"}, "a\n"), "( nb ) a 0");
+    EXPECT_EQ(runs({"n", "top"}, "a\n"), "( nb ) 1");
     std::string ran;
     UowTest top("top", static_cast<UnitOfWork*>(nullptr));
     UowTest menu("menu", &top);
     menu.add("a", "", function([&ran] { ran += "a "; }));
-    Context::instance().interactive(false);
     EXPECT_EQ(menu.start(), 0);
     EXPECT_EQ(ran, "a ");
     dumper d(true);

@@ -203,8 +203,8 @@ TEST(XmlField, ReadsWhatOthersWrote) {
     const XMLInStream in(istr(
         "<root id=\"123\"><sender uri=\"uri\">123</sender><content><text>test</text>"
         "<attachmentList><attachment>1.log</attachment><attachment>2.log</attachment>"
-        "</attachmentList></content><groupName>&lt;></groupName><m><x>1</x><x __key__='k'>2</x></m>"
-        "</root>"));
+        "</attachmentList></content><groupName>&lt;></groupName><m><x>1</x><x __key__='k'>2</x>"
+        "<x __key__='k'>3</x></m></root>"));
     std::list<String> attachments;
     xml::decode(XMLInStream("attachmentList", XMLInStream("content", in)), attachments);
     EXPECT_EQ(attachments, (std::list<String>{"1.log", "2.log"}));
@@ -215,7 +215,8 @@ TEST(XmlField, ReadsWhatOthersWrote) {
     EXPECT_EQ(in["groupName"].str(false, 0), "<groupName><![CDATA[<>]]></groupName>");
     std::map<String, int> map{{"old", 1}};
     xml::decode(XMLInStream("m", in), map);
-    EXPECT_EQ(map, (std::map<String, int>{{"k", 2}}));  // without a key there is no place
+    // Without a key there is no place, and of two with one key the last one counts.
+    EXPECT_EQ(map, (std::map<String, int>{{"k", 3}}));
 }
 
 TEST(XmlField, LimitsTheDepthOfWhatItReads) {
@@ -260,6 +261,15 @@ TEST(XMLStream, ReadsFalseWhereNothingIs) {
     XMLStream missing(XMLStream::in_t(), "no", in);
     missing["made"]("made").value("v");
     EXPECT_TRUE(XMLNode::null().isEmpty());
+    EXPECT_TRUE(missing.isNull() && missing.str(false, 0).empty());
+    missing.setInputting(false);
+    XMLStream renamed(missing);
+    missing.cdata("c");
+    renamed.name("n");
+    EXPECT_EQ(missing.str(false, 0) + renamed.str(false, 0), "<>c</><n/>");
+    EXPECT_TRUE(XMLNode::null().isEmpty());
+    XMLStreamBase empty(nullptr, XMLStreamBase::in_t());
+    EXPECT_TRUE(empty.node().isEmpty() && empty.isNull() && !(missing >> number));
 }
 
 TEST(XMLStream, OwnsOrBorrowsItsNode) {

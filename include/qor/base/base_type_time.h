@@ -19,8 +19,10 @@ class dumper;
 //
 // The calendar forms use the local time zone of the process. They may run in any thread, and do
 // not queue on the C library's lock: each thread remembers the zone's offset for the quarters of an
-// hour that it works in, for at most a second. A zone that is changed while the process runs (by TZ
-// and tzset) is seen that much later.
+// hour that it works in, for at most a second. They look at the environment variable TZ each time,
+// so that a change of it is seen at once, in both directions; as for all that reads the
+// environment, no other thread may change it meanwhile. Changed files of the system's zone are seen
+// a second late.
 class QOR_API Time {
 public:
     // 0 is the wall clock; any other value the performance counter.

@@ -87,8 +87,10 @@ private:
     }
 };
 
+// Derived classes count. Asked by pointers, so that an incomplete type is no error.
 template <class T>
-concept StandardText = std::same_as<T, std::string> || std::same_as<T, std::string_view>;
+concept StandardText =
+    std::convertible_to<const T*, const std::string*> || std::same_as<T, std::string_view>;
 
 // A read-only view of bytes that somebody else owns: two words, passed by value. Valid as long as
 // the bytes are. Nothing here allocates but the conversion to std::string, and nothing else raises
@@ -228,19 +230,32 @@ private:
 };
 
 // Views that say what their text is, so that the conversions can be overloaded on it: text in the
-// ANSI code page, in UTF-8, and wide text.
+// ANSI code page, in UTF-8, and wide text. Each is made from a view, from a pointer with a length,
+// or null.
 struct ansi : istr {
+    constexpr ansi() noexcept = default;
     explicit ansi(istr text) noexcept : istr(text) {}
+    template <std::integral N>
+    ansi(const char* text, N n) noexcept : istr(text, n) {}
 };
 struct utf8 : istr {
+    constexpr utf8() noexcept = default;
     explicit utf8(istr text) noexcept : istr(text) {}
+    template <std::integral N>
+    utf8(const char* text, N n) noexcept : istr(text, n) {}
 };
 struct wstr : iwstr {
+    constexpr wstr() noexcept = default;
     explicit wstr(iwstr text) noexcept : iwstr(text) {}
+    template <std::integral N>
+    wstr(const wchar_t* text, N n) noexcept : iwstr(text, n) {}
 };
 // A view whose text is Base64.
 struct base64 : istr {
+    constexpr base64() noexcept = default;
     explicit base64(istr text) noexcept : istr(text) {}
+    template <std::integral N>
+    base64(const char* text, N n) noexcept : istr(text, n) {}
 };
 
 constexpr istr& istr::advance(long n) noexcept {

@@ -2,6 +2,7 @@
 #define QOR_BASE_FIELD_H
 
 #include <concepts>
+#include <type_traits>
 #include <utility>
 
 #include "qor/base/base_type_view.h"
@@ -16,7 +17,8 @@
 //     }
 //
 // and every format can carry it. Each format has its own `field` in the namespace of its stream.
-// A field that the input lacks leaves the member as it was.
+// A field that the input lacks leaves the member as it was. Of two entries of a map with one key
+// the last one is read.
 
 namespace qor {
 
@@ -79,6 +81,18 @@ concept OptionalValue = requires(T& t) {
     t.value();
     t.reset();
 };
+
+// Takes an entry that was read into a map. Of two with one key the later one counts, if mapped
+// values can be assigned; a multimap has both.
+template <MapContainer C>
+void putEntry(C& map, typename C::key_type key, typename C::mapped_type mapped) {
+    if constexpr (std::is_move_assignable_v<typename C::mapped_type> &&
+                  requires { map.insert_or_assign(std::move(key), std::move(mapped)); }) {
+        map.insert_or_assign(std::move(key), std::move(mapped));
+    } else {
+        map.emplace(std::move(key), std::move(mapped));
+    }
+}
 
 // A codec takes its object as one that may be written to. Encoding and dumping write nothing, so
 // that a const object can go through the same codec.

@@ -23,7 +23,8 @@
 // not set is no field; in a container, which would lose it, an optional value is an array of it.
 //
 // A field that is not there, null, or of another kind leaves the member as it was. A container is
-// replaced as a whole.
+// replaced as a whole. For a map, elements of an array that have no "key" or no "value" are left
+// out, and an array of nothing else is of another kind.
 
 namespace qor::json {
 
@@ -145,7 +146,7 @@ void store(JsonUnit& unit, const T& value) {
 }
 
 template <class C>
-void appendLoaded(const JsonUnit& unit, C& elements) {
+bool appendLoaded(const JsonUnit& unit, C& elements) {
     typename C::value_type element{};
     loadElement(unit, element);
     if constexpr (SetContainer<C>) {
@@ -153,15 +154,22 @@ void appendLoaded(const JsonUnit& unit, C& elements) {
     } else {
         elements.push_back(std::move(element));
     }
+    return true;
 }
 
+// False if the unit is no pair.
 template <class C>
-void appendPair(const JsonUnit& unit, C& elements) {
+bool appendLoaded(const JsonUnit& unit, C& elements) requires MapContainer<C> {
+    const JsonObject* const pair = unit.objectValue();
+    const JsonUnit* const keyUnit = pair != nullptr ? pair->get(kKey) : nullptr;
+    const JsonUnit* const mappedUnit = pair != nullptr ? pair->get(kMapped) : nullptr;
+    if (keyUnit == nullptr || mappedUnit == nullptr) return false;
     typename C::key_type key{};
     typename C::mapped_type mapped{};
-    loadElement(unit[kKey], key);
-    loadElement(unit[kMapped], mapped);
-    elements.emplace(std::move(key), std::move(mapped));
+    loadElement(*keyUnit, key);
+    loadElement(*mappedUnit, mapped);
+    putEntry(elements, std::move(key), std::move(mapped));
+    return true;
 }
 
 template <class C>
@@ -170,14 +178,10 @@ void loadElements(const JsonUnit& unit, C& target) {
     if (const JsonArray* const array = unit.arrayValue()) {
         if constexpr (requires { elements.reserve(std::size_t()); })
             elements.reserve(array->size());
-        for (const JsonUnit& element : *array) {
-            if constexpr (MapContainer<C>) {
-                appendPair(element, elements);
-            } else {
-                appendLoaded(element, elements);
-            }
-        }
-        target = std::move(elements);
+        bool fits = array->size() == 0;
+        for (const JsonUnit& element : *array)
+            fits = appendLoaded(element, elements) || fits;
+        if (fits) target = std::move(elements);
         return;
     }
     if constexpr (MapContainer<C>) {
@@ -187,7 +191,7 @@ void loadElements(const JsonUnit& unit, C& target) {
             for (const auto& [key, child] : *object) {
                 typename C::mapped_type mapped{};
                 loadElement(child, mapped);
-                elements.emplace(key, std::move(mapped));
+                putEntry(elements, typename C::key_type(key), std::move(mapped));
             }
             target = std::move(elements);
         }

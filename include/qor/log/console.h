@@ -48,9 +48,11 @@ public:
     static void println(const char* text, unsigned long size = npos);
     static void println(const wchar_t* text, unsigned long size = npos);
 
-    // True with the next line, without its line feed, if input is waiting, which must end in a line
-    // feed some time; otherwise false, after a tenth of a second. Shows the prompt first unless it
-    // stands on the screen already; null is none.
+    // True with the next line, without its line feed, if the input has it; otherwise false, after a
+    // tenth of a second. Never waits for the rest of a line: a part is kept for the next call, and
+    // is given when its line feed or the end of the input has come. What other readers of std_in()
+    // take is missing here. Shows the prompt first unless it is on the screen already; null is
+    // none.
     static bool readline(String& line, const char* prompt = nullptr);
     static bool readline(std::wstring& line, const wchar_t* prompt = nullptr);
 

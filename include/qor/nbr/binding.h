@@ -291,7 +291,7 @@ private:
             typename C::mapped_type mapped{};
             pair.readField(kKeyTag, key);
             pair.readField(kMappedTag, mapped);
-            elements.emplace(std::move(key), std::move(mapped));
+            putEntry(elements, std::move(key), std::move(mapped));
         } else if constexpr (SetContainer<C>) {
             typename C::value_type element{};
             readValue(value, context, element);

@@ -32,7 +32,8 @@ concept VolatileScalar = std::is_volatile_v<T> && WireScalar<std::remove_volatil
 // that a tree that was read and one that was built by code look the same. The type is free text;
 // the tree itself writes and reads only "utf8" and "base64", for wide text and for bytes.
 //
-// The names of siblings are unique. Children without a name are found by "[" index "]". Finding a
+// Children with a name are found by it, those without one by "[" index "]". No child is added whose
+// name a sibling has; one that is given such a name later is found by its index too. Finding a
 // child by its name takes O(log n).
 //
 // A unit owns its value, and through it its children; they are deleted through their parent alone.
@@ -48,8 +49,8 @@ public:
     explicit Unit(ValueBase* value, Unit* parent = nullptr);
     // Name, type and a copy of the value; a root.
     Unit(const Unit& other);
-    // The same, but the parent and the index stay. The other unit may be a part of this one. Raises
-    // as name(istr) does.
+    // The same, but the parent and the index stay. The other unit may be a part of this one. The
+    // name is taken as by name(istr).
     Unit& operator=(const Unit& other);
     ~Unit();
 
@@ -88,6 +89,8 @@ public:
     Unit* at(const char* begin, const char* end) const { return at(istr(begin, end)); }
     Unit* at(const unsigned char* begin, const unsigned char* end) const;
     // Looks among the children alone, and makes the child if there is none.
+    // Beware: on a unit that is not const, ".", ".." and "/" are names like any other: at("..")
+    // makes a child of that name. std::as_const(unit).at("..") is the parent.
     Unit* at(istr name);
     // Null, with an error in the log, if there is no such child or no list.
     Unit* childAt(unsigned long index) const;
@@ -109,7 +112,7 @@ public:
         return (*this)[index];
     }
     const Unit& operator()(istr name) const { return orNull(at(name)); }
-    // Makes the child if there is none.
+    // As the at of a unit that is not const: makes the child if there is none.
     Unit& operator[](istr name) { return *at(name); }
     unsigned long numofChildren() const noexcept;
 
@@ -119,13 +122,16 @@ public:
     // The place among the parent's children.
     unsigned long index() const noexcept { return index_; }
     void index(unsigned long n) noexcept { index_ = n; }
-    // The names from below the root down to this unit, each behind a "/"; "/" for the root.
+    // What this unit and those above it, from below the root, are found by, each after a "/"; "/"
+    // for the root.
     String path() const;
 
     // What it is.
 
     const String& name() const noexcept { return name_; }
-    // Raises DuplicatedUnitException, and leaves the name, for one that a sibling has.
+    // Takes any name. If a sibling has it already, the name stays that sibling's: at(name) of the
+    // parent gives the sibling, and this unit is found by "[" index "]" until it is named anew. The
+    // text of such a tree has the name twice, and is not read back.
     void name(istr text);
     const String& type() const noexcept { return type_; }
     void type(istr text) { type_ = text; }
@@ -296,13 +302,14 @@ private:
     // What this unit is found under.
     String key() const;
     // Among the first children of a list, by a name that is not empty; null if there is none.
-    static Unit* unnamedIn(const ListValue& list, unsigned long count, istr key) noexcept;
+    static Unit* byIndexIn(const ListValue& list, unsigned long count, istr key) noexcept;
     static Unit* searchIn(const ListValue& list, unsigned long count, istr name) noexcept;
     Unit* findChild(istr name) const noexcept;
     // The list that this unit is in; null for a root and for a unit that was only told its parent.
     ListValue* listAround() const noexcept;
-    void renameIn(Unit& holder, String& newName);
-    void leaveSiblings() noexcept;
+    // Among those in `siblings` by its name.
+    bool foundByName() const noexcept { return !name_.empty() && !nameTaken_; }
+    Children::node_type leaveSiblings(Unit& holder) noexcept;
     // Numbers the children, and raises if a name stands twice. Null for a list that is searched.
     static std::unique_ptr<Children> initChildrenMap(const ValueBase* value);
     // Takes in a child that the list ends with.
@@ -326,6 +333,7 @@ private:
     std::unique_ptr<Children> children_;
     std::optional<StringValue> text_;  // the value, for text that was set: it needs no block then
     bool allNesessary_ = false;
+    bool nameTaken_ = false;  // a sibling had the name first
 };
 
 class QOR_API null_unit : public Unit {

@@ -149,7 +149,7 @@ void loadElement(const ntv::Unit& unit, const stream& around, C& elements) {
         typename C::mapped_type mapped{};
         if (!readName(unit, key)) return;
         load(unit, around, mapped);
-        elements.emplace(std::move(key), std::move(mapped));
+        putEntry(elements, std::move(key), std::move(mapped));
     } else {
         typename C::value_type element{};
         load(unit, around, element);

@@ -38,7 +38,9 @@ public:
 
     // Parse into the unit, which is cleared first: a document, or the content of one for a value
     // string. A file that is not there, or a directory, leaves the tree empty and is not reported.
-    // Raise as ntvFromPml does.
+    // Raise DecodeException and ntv::DuplicatedUnitException as ntvFromPml does, with what was
+    // complete in the unit, and std::bad_alloc when memory runs out: the unit is then empty, or as
+    // it was if the file was not opened yet. So a tree that is there without an exception is whole.
     void from(istr text, bool valueString);
     void from(iwstr text, bool valueString);
     void from(istr filename, from_file tag, bool valueString);

@@ -53,8 +53,8 @@ public:
     // Starts reading, by a new thread if there is one already. True if the thread lives. Raises
     // ThreadSyscallException when there is no thread to be had.
     bool open(const iwstr& prompt);
-    // Stops reading; lines that were read stay. Within a tenth of a second, unless the input holds
-    // a line back half-way.
+    // Stops reading, within about a tenth of a second. Lines that were read stay, and the part of
+    // a line that has no line feed yet is kept for the next reader.
     void close();
     // The next line: waits for one as long as this, without end for Time::forever(). False if there
     // is none, or if another thread was quicker to take it; the line is then left as it was.

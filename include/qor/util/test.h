@@ -35,8 +35,14 @@
 //         menu.start();
 //     }
 //
-// A program that is to end by itself has "exit" as its last argument. The menu is shown on the
-// standard output while it is interactive, and always in the log "QOR". It runs on one thread.
+// A program that is to end by itself has "exit" as its last argument, or turns
+// Context::interactive off. Without people each choice is tried once, whatever the others raise,
+// and the result of start() tells of failures: 0 if nothing was raised, otherwise the code of the
+// last failure, as UnitOfWork::start counts it, also of one in a menu that a function opened. "all"
+// ends at the first function that raises.
+//
+// The menu is shown on the standard output while it is interactive, and always in the log "QOR". It
+// runs on one thread.
 
 namespace qor::test {
 
@@ -126,6 +132,7 @@ public:
     void run(const String& choice);
     // Runs all choices without asking anybody; without any, all of the menu if nobody is there, and
     // otherwise one turn. The first call that runs something without people is the last that does.
+    // Stops the unit if nobody is there.
     void run(const std::vector<String>& args);
 
     // The built-in items "all", "quit", "top" and "exit".
@@ -152,6 +159,7 @@ private:
     void show_menu() const;
     // False at the end of the input.
     bool get_choice(const String& preset);
+    void runUnattended(const std::vector<String>& choices);
     void exec_case();
     void exec_path(const String& key, unsigned long at);
 

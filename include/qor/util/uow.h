@@ -87,8 +87,9 @@ public:
     // This unit and all above it.
     void stopAll(int code) noexcept;
     bool running() const noexcept { return running_; }
-    // The code so far.
+    // The code so far. One that is set stays until the next stop or failure.
     int result() const noexcept { return result_; }
+    void result(int code) noexcept { result_ = code; }
 
     UnitOfWork* parent() noexcept { return parent_; }
     const UnitOfWork* parent() const noexcept { return parent_; }
@@ -112,8 +113,6 @@ public:
     virtual void run(const String& what);
 
 private:
-    void guardedLoop();
-
     std::atomic<bool> running_{false};
     std::atomic<int> result_{0};
     UnitOfWork* const parent_;

@@ -2,6 +2,7 @@
 #define QOR_XML_XMLSTREAM_H
 
 #include <iosfwd>
+#include <memory>
 
 #include "qor/base/interface.h"
 #include "qor/xml/XMLNode.h"
@@ -71,7 +72,9 @@ public:
     bool isNull() const { return node_ == nullptr || node_->isNull(); }
     // Makes an owned node when writing without one.
     void checkNode();
-    // If it isNull, XMLNode::null(), and a new one of the stream's own for the second form.
+    // If it isNull, the first form gives XMLNode::null(). The second form gives a new node of the
+    // stream's own; for a stream that reads that is a spare one, which is not the stream's node:
+    // it still isNull, and finds nothing of what is made there.
     const XMLNode& node() const { return node_ != nullptr ? *node_ : XMLNode::null(); }
     XMLNode& node();
 
@@ -94,6 +97,7 @@ private:
     bool inputting_ = false;
     bool owned_ = false;
     XMLNode* node_ = nullptr;
+    std::unique_ptr<XMLNode> spare_;
     unsigned nesting_ = 0;
 };
 
@@ -183,7 +187,7 @@ private:
 // element to be written; text that is to be read goes by XMLInputString or in_t.
 //
 // Of the two look-ups of the same name those that are not const make what is missing, also when the
-// stream reads.
+// stream reads; without a node, in the spare one of node().
 class QOR_API XMLStream : public XMLOutStream, public XMLInStream {
 public:
     // For writing.

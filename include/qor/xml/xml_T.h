@@ -156,7 +156,7 @@ void loadItem(const XMLNode& node, unsigned nesting, C& items) {
         // Without a key there is no place for it.
         if (text.isNull() || !parseValue(text.value(), key)) return;
         load(node, nesting, mapped);
-        items.emplace(std::move(key), std::move(mapped));
+        putEntry(items, std::move(key), std::move(mapped));
     } else {
         typename C::value_type item{};
         load(node, nesting, item);

@@ -6,6 +6,8 @@
 #include <array>
 #include <charconv>
 #include <chrono>
+#include <cstdlib>
+#include <cstring>
 #include <optional>
 #include <ostream>
 
@@ -64,9 +66,40 @@ Quarter readQuarter(long number, long long now) {
     return {number, now, offset, offset == offsetAt(first + Quarter::kSeconds - 1)};
 }
 
+// The text of TZ that these are of.
+class Zone {
+public:
+    bool is(const char* text) const noexcept {
+        return text != nullptr ? known_ == Text && std::strncmp(text_, text, sizeof text_) == 0
+                               : known_ == Unset;
+    }
+    // A longer text than any name of a zone is never recognised.
+    void set(const char* text) noexcept {
+        known_ = text == nullptr ? Unset : std::strlen(text) < sizeof text_ ? Text : Nothing;
+        if (known_ == Text) std::strcpy(text_, text);
+    }
+
+private:
+    enum Known : char { Nothing, Unset, Text };
+    Known known_ = Nothing;
+    char text_[63] = {};
+};
+constinit thread_local Zone zone;
+
+// mktime looks at TZ each time; so that both see the same zone, this does too. It takes the C
+// library's lock, and the memory of the quarters, only for a text that is new.
+void noticeZone() {
+    const char* const text = std::getenv("TZ");
+    if (zone.is(text)) return;
+    ACE_OS::tzset();
+    quarters.fill({});
+    zone.set(text);
+}
+
 // The offset of local time, or nothing where it is not steady. Kept for the rest of the second, so
-// that a zone that is changed is noticed soon.
+// that a zone whose files have changed is noticed soon.
 std::optional<long> localOffset(long32 seconds) {
+    noticeZone();
     const long number = (seconds - (seconds < 0 ? Quarter::kSeconds - 1 : 0)) / Quarter::kSeconds;
     const long long now = platform::coarseSeconds();
     Quarter& quarter = quarters[static_cast<unsigned long>(number) % quarters.size()];

@@ -1,7 +1,10 @@
 #include "qor/log/console.h"
 
+#include <cstddef>
 #include <iostream>
 #include <list>
+#include <sstream>
+#include <string>
 #include <utility>
 
 #include "platform/terminal.h"
@@ -16,10 +19,18 @@ namespace qor {
 namespace {
 
 constexpr unsigned long kTick = 100;  // milliseconds
+// What one call of readline takes at most, so that input that never ends a line holds nobody up.
+constexpr std::size_t kMostAtOnce = 65536;
 
 std::wstring_view viewOf(const wchar_t* text, unsigned long size) noexcept {
     if (text == nullptr) return {};
     return {text, isNpos(size) ? StrLen(text) : size};
+}
+
+// Whether reading gives something at once, an end included. Text in memory is never waited for.
+bool isWaiting(std::streambuf& input) {
+    return input.in_avail() != 0 || dynamic_cast<std::stringbuf*>(&input) != nullptr ||
+           platform::inputWaiting();
 }
 
 }  // namespace
@@ -65,6 +76,7 @@ private:
     void write();
     void show(const std::wstring& text);
     void showPrompt(std::wstring_view prompt);
+    bool takeInput();
 
     Mutex screen_;  // of one writer at a time, so that texts stay in their order; before the other
     Mutex mutex_;   // of all that follows
@@ -72,6 +84,7 @@ private:
     std::wstring prompt_;
     bool onLine_ = false;  // the prompt stands on the screen, with no output behind it
     Handle<FlushThread> thread_;
+    std::string part_;  // of the line that is being read; of the one thread that reads
 };
 
 class ConsoleImpl::FlushThread : public SimpleThread {
@@ -177,17 +190,38 @@ void ConsoleImpl::showPrompt(std::wstring_view prompt) {
     std_out().flush();
 }
 
+// Takes what is there of a line without waiting for more. True if the line is complete: it has its
+// line feed, or is what stands before the end of the input. A stream that has ended goes on, as a
+// terminal does after an end that was typed.
+bool ConsoleImpl::takeInput() {
+    using Traits = std::char_traits<char>;
+    std::streambuf& input = *std_in().rdbuf();
+    for (std::size_t taken = 0; taken < kMostAtOnce && isWaiting(input); ++taken) {
+        const Traits::int_type next = input.sgetc();
+        if (Traits::eq_int_type(next, Traits::eof())) {
+            platform::continueInput();
+            if (part_.empty()) return false;
+            part_.push_back('\n');
+            return true;
+        }
+        part_.push_back(Traits::to_char_type(next));
+        input.sbumpc();
+        if (part_.back() == '\n') return true;
+    }
+    return false;
+}
+
 bool ConsoleImpl::readline(std::wstring& line, std::wstring_view prompt) {
     showPrompt(prompt);
-    std::string text;
-    const bool waiting = std_in().rdbuf()->in_avail() > 0 || platform::inputWaiting();
-    if (!waiting || !std::getline(std_in(), text)) {
-        // A terminal goes on behind an end that was typed.
-        std_in().clear();
-        sleep(kTick);
+    // A line whose conversion failed is still there.
+    const std::size_t before = part_.size();
+    const bool complete = before != 0 && part_.back() == '\n';
+    if (!complete && !takeInput()) {
+        if (part_.size() - before < kMostAtOnce) sleep(kTick);
         return false;
     }
-    ansiToWstring(text, line);
+    ansiToWstring(istr(part_).removeRight(1), line);
+    part_.clear();
     const Guard guard(mutex_);
     onLine_ = false;
     return true;

@@ -37,6 +37,10 @@ bool inputWaiting() noexcept {
     return ::poll(&input, 1, 0) > 0;
 }
 
+void continueInput() noexcept {
+    std::clearerr(stdin);
+}
+
 bool debuggerAttached() noexcept {
     // The second of the last look, and what it found in the lowest bit.
     static std::atomic<long long> last{-1};

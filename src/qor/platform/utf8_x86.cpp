@@ -12,6 +12,7 @@
 #include <bit>
 #include <cstdint>
 
+#include "platform/processor.h"
 #include "platform/utf8_forms.h"
 
 // Neither form branches on what a single character needs, so that text which changes its script
@@ -177,7 +178,7 @@ QOR_AVX2 inline bool convertBlock(Utf8Decoding& at) {
 
 bool runsHere() noexcept {
     // Zen 1 and 2 have pdep and pext in microcode, where they are slower than the portable form.
-    return __builtin_cpu_supports("avx2") && __builtin_cpu_supports("bmi2") &&
+    return vectorsAllowed() && __builtin_cpu_supports("avx2") && __builtin_cpu_supports("bmi2") &&
            !__builtin_cpu_is("znver1") && !__builtin_cpu_is("znver2");
 }
 
@@ -405,9 +406,9 @@ QOR_AVX512 inline void convertBlocks(Utf8Decoding& at) {
 }  // namespace
 
 bool runsHere() noexcept {
-    return __builtin_cpu_supports("avx512bw") && __builtin_cpu_supports("avx512vl") &&
-           __builtin_cpu_supports("avx512vbmi") && __builtin_cpu_supports("avx512vbmi2") &&
-           __builtin_cpu_supports("bmi2");
+    return vectorsAllowed() && __builtin_cpu_supports("avx512bw") &&
+           __builtin_cpu_supports("avx512vl") && __builtin_cpu_supports("avx512vbmi") &&
+           __builtin_cpu_supports("avx512vbmi2") && __builtin_cpu_supports("bmi2");
 }
 
 QOR_AVX512 Utf8Progress toWide(std::string_view text, wchar_t* out, std::size_t room) noexcept {

@@ -70,6 +70,7 @@ void ListValue::appendCopies(const Units& units) {
         std::unique_ptr<Unit> copy(new (__FILE__, __LINE__, "qor::pml::ntv::ListValue::clone")
                                        Unit(unit.name_));
         copy->type_ = unit.type_;
+        copy->nameTaken_ = unit.nameTaken_;
         const ListValue* const list = unit.listValue();
         if (list != nullptr) {
             copy->makeList();

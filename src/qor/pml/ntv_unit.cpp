@@ -80,7 +80,7 @@ Unit::Unit(const Unit& other) : Unit(other.name_) {
 
 Unit& Unit::operator=(const Unit& other) {
     Unit copy(other);
-    // It may be refused, and then nothing has changed.
+    // Without memory nothing has changed.
     name(copy.name_);
     type_.swap(copy.type_);
     takeValueOf(copy);
@@ -264,12 +264,25 @@ String Unit::path() const {
 }
 
 void Unit::name(istr text) {
-    if (istr(name_) == text) return;
+    if (istr(name_) == text && !nameTaken_) return;
     String newName(text);
-    if (listAround() != nullptr) {
-        renameIn(*parent_, newName);
-    } else {
+    Unit* const holder = listAround() != nullptr ? parent_ : nullptr;
+    const Unit* const present = holder != nullptr ? holder->findChild(newName) : nullptr;
+    Children::node_type entry;
+    if (holder != nullptr) entry = leaveSiblings(*holder);
+    name_.swap(newName);
+    const bool before = std::exchange(nameTaken_, present != nullptr && present != this);
+    if (holder == nullptr || holder->children_ == nullptr || !foundByName()) return;
+    if (!entry.empty()) {
+        holder->children_->insert(std::move(entry));
+        return;
+    }
+    try {
+        holder->children_->insert(this);
+    } catch (...) {
         name_.swap(newName);
+        nameTaken_ = before;
+        throw;
     }
 }
 
@@ -281,32 +294,13 @@ ListValue* Unit::listAround() const noexcept {
     return std::find(list->begin(), list->end(), this) != list->end() ? list : nullptr;
 }
 
-void Unit::renameIn(Unit& holder, String& newName) {
-    if (!newName.empty() && holder.findChild(newName) != nullptr) {
-        raiseDuplicated("qor::pml::ntv::Unit::name");
-    }
-    Children* const siblings = holder.children_.get();
-    if (siblings == nullptr) return name_.swap(newName);
-    if (name_.empty()) {
-        name_.swap(newName);
-        try {
-            siblings->insert(this);
-        } catch (...) {
-            name_.swap(newName);
-            throw;
-        }
-        return;
-    }
-    auto entry = siblings->extract(this);
-    name_.swap(newName);
-    if (!name_.empty()) siblings->insert(std::move(entry));
-}
-
 // They are sorted by names, which must not change behind their back.
-void Unit::leaveSiblings() noexcept {
-    if (listAround() == nullptr || parent_->children_ == nullptr) return;
-    const auto place = parent_->children_->find(this);
-    if (place != parent_->children_->end() && *place == this) parent_->children_->erase(place);
+Unit::Children::node_type Unit::leaveSiblings(Unit& holder) noexcept {
+    Children* const siblings = holder.children_.get();
+    if (siblings == nullptr || !foundByName()) return {};
+    const auto place = siblings->find(this);
+    return place != siblings->end() && *place == this ? siblings->extract(place)
+                                                      : Children::node_type();
 }
 
 void Unit::value(ValueBase* newValue) {
@@ -340,7 +334,8 @@ ValueBase* Unit::popValue() {
 }
 
 void Unit::clear() noexcept {
-    leaveSiblings();
+    if (listAround() != nullptr) leaveSiblings(*parent_);
+    nameTaken_ = false;
     name_.clear();
     type_.clear();
     replaceValue(nullptr);
@@ -519,7 +514,7 @@ void Unit::operator delete(void* ptr, const char* file, unsigned line, const cha
 }
 
 String Unit::key() const {
-    return name_.empty() ? indexKey(index_) : name_;
+    return foundByName() ? name_ : indexKey(index_);
 }
 
 bool Unit::ByName::operator()(const Unit* left, const Unit* right) const noexcept {
@@ -534,9 +529,9 @@ bool Unit::ByName::operator()(istr left, const Unit* right) const noexcept {
     return left < istr(right->name_);
 }
 
-Unit* Unit::unnamedIn(const ListValue& list, unsigned long count, istr key) noexcept {
+Unit* Unit::byIndexIn(const ListValue& list, unsigned long count, istr key) noexcept {
     const unsigned long index = indexOfKey(key);
-    const bool is = index < count && list.units_[index]->name_.empty();
+    const bool is = index < count && !list.units_[index]->foundByName();
     return is ? list.units_[index] : nullptr;
 }
 
@@ -544,9 +539,11 @@ Unit* Unit::searchIn(const ListValue& list, unsigned long count, istr name) noex
     // The names of siblings often differ in their last character alone.
     const std::size_t last = name.size() - 1;
     for (unsigned long i = 0; i < count; ++i) {
-        const String& own = list.units_[i]->name_;
-        if (own.size() - 1 == last && own[last] == name[last] && istr(own) == name) {
-            return list.units_[i];
+        Unit* const unit = list.units_[i];
+        const String& own = unit->name_;
+        if (own.size() - 1 == last && own[last] == name[last] && istr(own) == name &&
+            !unit->nameTaken_) {
+            return unit;
         }
     }
     return nullptr;
@@ -555,7 +552,7 @@ Unit* Unit::searchIn(const ListValue& list, unsigned long count, istr name) noex
 Unit* Unit::findChild(istr name) const noexcept {
     const ListValue* const list = listValue();
     if (list == nullptr || name.empty()) return nullptr;
-    if (Unit* const unnamed = unnamedIn(*list, list->size(), name)) return unnamed;
+    if (Unit* const unit = byIndexIn(*list, list->size(), name)) return unit;
     if (children_ == nullptr) return searchIn(*list, list->size(), name);
     const auto found = children_->find(name);
     return found != children_->end() ? *found : nullptr;
@@ -568,10 +565,10 @@ std::unique_ptr<Unit::Children> Unit::initChildrenMap(const ValueBase* value) {
     unsigned long index = 0;
     for (Unit* const child : list) {
         const istr name = child->name_;
-        const bool taken =
-            !name.empty() && (unnamedIn(list, index, name) != nullptr ||
-                              (children != nullptr ? !children->insert(child).second
-                                                   : searchIn(list, index, name) != nullptr));
+        const bool taken = child->foundByName() &&
+                           (byIndexIn(list, index, name) != nullptr ||
+                            (children != nullptr ? !children->insert(child).second
+                                                 : searchIn(list, index, name) != nullptr));
         if (taken) raiseDuplicated("qor::pml::ntv::Unit::copyIntoMap");
         child->index_ = index++;
     }
@@ -580,13 +577,13 @@ std::unique_ptr<Unit::Children> Unit::initChildrenMap(const ValueBase* value) {
 
 void Unit::copyIntoMap(const ListValue& list, Unit* child) {
     if (children_ != nullptr) {
-        if (!child->name_.empty()) children_->insert(child);
+        if (child->foundByName()) children_->insert(child);
         return;
     }
     // A child that was cleared in its place may have taken any name; of two the first one counts.
     auto children = std::make_unique<Children>();
     for (Unit* const unit : list) {
-        if (!unit->name_.empty()) children->insert(unit);
+        if (unit->foundByName()) children->insert(unit);
     }
     children_ = std::move(children);
 }
@@ -645,7 +642,9 @@ ListValue& Unit::makeList() {
 }
 
 void Unit::append(ListValue& list, Unit* child) {
-    if (findChild(child->name_) != nullptr) raiseDuplicated("qor::pml::ntv::Unit::copyIntoMap");
+    if (child->foundByName() && findChild(child->name_) != nullptr) {
+        raiseDuplicated("qor::pml::ntv::Unit::copyIntoMap");
+    }
     appendNew(list, child);
 }
 

@@ -1,19 +1,19 @@
 #include "qor/pml/pml_stream.h"
 
+#include <new>
 #include <ostream>
 
 namespace qor::pml {
 
 namespace {
 
-// The result is dropped: what cannot be read is not there.
+// A tree that is not whole for want of memory must not be taken for a whole one.
 template <class Source>
-void read(ntv::Unit& unit, const Source& source, bool valueString) {
-    if (valueString) {
-        ntvFromValueString(unit, source);
-    } else {
-        ntvFromPml(unit, source);
-    }
+void read(ntv::Unit& unit, Source&& source, bool valueString) {
+    const bool whole = valueString ? ntvFromValueString(unit, source) : ntvFromPml(unit, source);
+    if (whole) return;
+    unit.clear();
+    throw std::bad_alloc();
 }
 
 }  // namespace
@@ -49,7 +49,12 @@ void stream::from(iwstr text, bool valueString) {
 }
 
 void stream::from(istr filename, from_file, bool valueString) {
-    read(unit(), File(filename), valueString);
+    std::ifstream file;
+    if (File(filename).open(file)) {
+        read(unit(), file, valueString);
+    } else {
+        unit().clear();
+    }
 }
 
 void stream::combine(const stream& other) {

@@ -194,9 +194,14 @@ bool ntvToPml(const Unit& unit, String& target, ShowMode mode, ShowPattern patte
 }
 
 bool ntvToPml(const Unit& unit, const File& target, ShowMode mode, ShowPattern pattern) {
+    // Once the file is open, and so empty, nothing asks for memory.
+    String text;
+    if (!ntvToPml(unit, text, mode, pattern)) return false;
+    char buffer[512];
     std::ofstream stream;
-    if (!isKnown(mode) || !target.open(stream)) return false;
-    return ntvToPml(unit, stream, mode, pattern) && stream.flush();
+    stream.rdbuf()->pubsetbuf(buffer, sizeof buffer);
+    if (!target.open(stream)) return false;
+    return stream.write(text.data(), static_cast<std::streamsize>(text.size())) && stream.flush();
 }
 
 std::ostream& operator<<(std::ostream& os, ShowMode mode) {

@@ -9,6 +9,7 @@
 #include <cpuid.h>
 #include <immintrin.h>
 
+#include "platform/processor.h"
 #include "util/aes_forms.h"
 
 // Only functions that are marked for them use the instructions, so that a machine which lacks them
@@ -97,7 +98,7 @@ QOR_AES void decryptBlocks(const AesRoundKeys& schedule, const unsigned char* iv
 }  // namespace
 
 bool runsHere() noexcept {
-    return __builtin_cpu_supports("aes");
+    return platform::vectorsAllowed() && __builtin_cpu_supports("aes");
 }
 
 void encrypt(const AesRoundKeys& keys, const unsigned char* iv, const unsigned char* in,

@@ -12,6 +12,7 @@
 #include <bit>
 #include <cstdint>
 
+#include "platform/processor.h"
 #include "util/base64_forms.h"
 
 // Three bytes become a lane of 32 bits with the second byte at both ends, so that each of the four
@@ -86,7 +87,8 @@ QOR_AVX2 inline __m256i encode(__m128i low, __m128i high, char first) {
 }  // namespace
 
 bool runsHere() noexcept {
-    return __builtin_cpu_supports("avx2") && __builtin_cpu_supports("bmi");
+    return platform::vectorsAllowed() && __builtin_cpu_supports("avx2") &&
+           __builtin_cpu_supports("bmi");
 }
 
 QOR_AVX2 void encode(const unsigned char* in, std::size_t n, char* out) noexcept {
@@ -249,8 +251,9 @@ QOR_AVX512 inline Decoded decode(__m512i text) {
 }  // namespace
 
 bool runsHere() noexcept {
-    return __builtin_cpu_supports("avx512bw") && __builtin_cpu_supports("avx512vl") &&
-           __builtin_cpu_supports("avx512vbmi") && __builtin_cpu_supports("bmi2");
+    return platform::vectorsAllowed() && __builtin_cpu_supports("avx512bw") &&
+           __builtin_cpu_supports("avx512vl") && __builtin_cpu_supports("avx512vbmi") &&
+           __builtin_cpu_supports("bmi2");
 }
 
 QOR_AVX512 void encode(const unsigned char* in, std::size_t n, char* out) noexcept {

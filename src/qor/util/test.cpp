@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <iostream>
 #include <sstream>
+#include <utility>
 
 #include "log/own_log.h"
 #include "qor/base/mlcheck.h"
@@ -10,6 +11,7 @@
 #include "qor/log/log_dumper.h"
 #include "qor/log/log_factory.h"
 #include "qor/string/string_ref.h"
+#include "util/guarded_step.h"
 
 namespace qor::test {
 
@@ -21,17 +23,52 @@ void say(const std::string& text) {
     if (Context::instance().interactive()) std_out() << text << std::flush;
 }
 
-// Nobody is asked for as long as it lives.
+// A failure is told to those who look, too.
+template <class Step>
+void toldIfFailed(Step step) {
+    try {
+        step();
+    } catch (const std::exception& e) {
+        std_out() << "failed: " << e.what() << std::endl;
+        throw;
+    }
+}
+
+// Nobody is asked for as long as it lives. It has the code of the last failure, which the one that
+// it is in gets from it: so a menu knows of the failures in those that its functions opened.
 class Unattended : noncopyable {
 public:
-    Unattended() noexcept : before_(Context::instance().interactive()) {
+    Unattended() noexcept
+        : before_(Context::instance().interactive()), around_(std::exchange(innermost, this)) {
         Context::instance().interactive(false);
     }
-    ~Unattended() { Context::instance().interactive(before_); }
+    ~Unattended() {
+        Context::instance().interactive(before_);
+        innermost = around_;
+        if (around_ != nullptr) around_->note(failure_);
+    }
+
+    template <class Step>
+    void attempt(Step step) {
+        note(guardedStep([&] { toldIfFailed(step); }));
+    }
+    void tell(UnitOfWork& unit) const noexcept {
+        if (failure_ != 0) unit.result(failure_);
+    }
 
 private:
+    void note(int failure) noexcept {
+        if (failure != 0) failure_ = failure;
+    }
+
+    static constinit thread_local Unattended* innermost;
+
     const bool before_;
+    Unattended* const around_;
+    int failure_ = 0;
 };
+
+constinit thread_local Unattended* Unattended::innermost = nullptr;
 
 // Runs one case: an item, or a choice.
 class Run1Case__ {
@@ -43,13 +80,6 @@ public:
 private:
     TestCase& testCase_;
 };
-
-// The case may change the list that it stands in.
-template <class T>
-void runEach(const std::vector<T>& cases, TestCase& testCase) {
-    const std::vector<T> copy(cases);
-    std::for_each(copy.begin(), copy.end(), Run1Case__(testCase));
-}
 
 void showItems(std::ostream& os, const char* title, const std::vector<TestItem>& items) {
     os << title << '\n';
@@ -143,16 +173,27 @@ void TestCase::initMap() {
 }
 
 void TestCase::run(const std::vector<String>& args) {
-    if (depth_ == 0) return run();
-    if (args.empty() && Context::instance().interactive()) return run();
-    if (args.empty()) {
-        run("all");
-        run("quit");
-    } else {
-        const Unattended scope;
-        runEach(args, *this);
+    const bool attended = Context::instance().interactive();
+    if (attended && (depth_ == 0 || args.empty())) return run();
+    if (depth_ != 0) runUnattended(args.empty() ? std::vector<String>{"all", "quit"} : args);
+    // Nobody will choose anything more.
+    if (UnitOfWork& unit = unitFor("qor::test::TestCase::run"); !attended && unit.running()) {
+        unit.stop(unit.result());
     }
-    --depth_;
+}
+
+// A failure of one choice does not keep the next one from its run, and "exit" does not hide it.
+void TestCase::runUnattended(const std::vector<String>& choices) {
+    const Run1Case__ runOne(*this);
+    UnitOfWork& unit = unitFor("qor::test::TestCase::show_menu");
+    const struct Counted {
+        ~Counted() { --depth; }
+        long32& depth;
+    } counted{depth_};
+    Unattended scope;
+    for (const String& choice : choices)
+        scope.attempt([&] { runOne(choice); });
+    scope.tell(unit);
 }
 
 void TestCase::run(const String& choice) {
@@ -233,7 +274,10 @@ void TestCase::exec_path(const String& key, unsigned long at) {
 
 void TestCase::do_all() {
     const Unattended scope;
-    runEach(items_, *this);
+    // A case may change the list.
+    const std::vector<TestItem> items(items_);
+    std::for_each(items.begin(), items.end(), Run1Case__(*this));
+    if (uow_ != nullptr) scope.tell(*uow_);
 }
 
 void TestCase::do_up() {
@@ -322,12 +366,7 @@ void UowTest::on_init() {
 void UowTest::on_loop() {
     std::vector<String> choices;
     choices.swap(args());
-    try {
-        testCase_.run(choices);
-    } catch (const std::exception& e) {
-        std_out() << "failed: " << e.what() << std::endl;
-        throw;
-    }
+    toldIfFailed([&] { testCase_.run(choices); });
 }
 
 void UowTest::run(const String& choice) {

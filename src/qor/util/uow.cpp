@@ -12,6 +12,7 @@
 #include "qor/log/log_dumper.h"
 #include "qor/log/log_factory.h"
 #include "qor/util/util_func.h"
+#include "util/guarded_step.h"
 
 namespace qor {
 
@@ -49,6 +50,20 @@ WideArgs::WideArgs(int argc, const char* const* argv) {
 
 // UnitOfWork
 
+int guardedStep(const std::function<void()>& step) {
+    constexpr const char* func = "qor::UnitOfWork::start";
+    try {
+        step();
+        return 0;
+    } catch (const Exception& e) {
+        writeExcptLog(own_log::toolkit(), __FILE__, __LINE__, func, istr(e.what()));
+        return 1;
+    } catch (const std::exception& e) {
+        writeErrorLog(own_log::toolkit(), __FILE__, __LINE__, func, istr(e.what()), log_tag::Error);
+        return 2;
+    }
+}
+
 UnitOfWork::UnitOfWork(const char* name, UnitOfWork* parent) : parent_(parent), name_(name) {}
 
 UnitOfWork::~UnitOfWork() noexcept(false) {
@@ -74,23 +89,12 @@ int UnitOfWork::start() {
     result_ = 0;
     running_ = true;
     on_init();
-    while (running_)
-        guardedLoop();
+    while (running_) {
+        const int failure = guardedStep([this] { on_loop(); });
+        if (failure != 0) result_ = failure;
+    }
     on_fini();
     return result_;
-}
-
-void UnitOfWork::guardedLoop() {
-    constexpr const char* func = "qor::UnitOfWork::start";
-    try {
-        on_loop();
-    } catch (const Exception& e) {
-        writeExcptLog(own_log::toolkit(), __FILE__, __LINE__, func, istr(e.what()));
-        result_ = 1;
-    } catch (const std::exception& e) {
-        writeErrorLog(own_log::toolkit(), __FILE__, __LINE__, func, istr(e.what()), log_tag::Error);
-        result_ = 2;
-    }
 }
 
 void UnitOfWork::stop(int code) noexcept {

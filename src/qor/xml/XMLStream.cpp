@@ -56,6 +56,7 @@ void XMLStreamBase::assign(bool inputting, bool owned, XMLNode* node) noexcept {
     inputting_ = inputting;
     owned_ = owned && node != nullptr;
     node_ = node;
+    spare_.reset();
 }
 
 void XMLStreamBase::swap(XMLStreamBase& other) noexcept {
@@ -80,7 +81,7 @@ const String& XMLStreamBase::cdata() const noexcept {
 
 void XMLStreamBase::name(istr text) {
     if (inputting_) return;
-    if (node_ == nullptr) {
+    if (isNull()) {
         makeNode(text);
     } else {
         node_->name(text);
@@ -104,13 +105,15 @@ void XMLStreamBase::type(istr text) {
 }
 
 void XMLStreamBase::checkNode() {
-    if (!inputting_ && node_ == nullptr) makeNode(istr());
+    if (!inputting_ && isNull()) makeNode(istr());
 }
 
 XMLNode& XMLStreamBase::node() {
     // The null node is read by all, and is not to be changed.
-    if (isNull()) makeNode(istr());
-    return *node_;
+    checkNode();
+    if (!isNull()) return *node_;
+    if (spare_ == nullptr) spare_.reset(newNode(istr()));
+    return *spare_;
 }
 
 void XMLStreamBase::makeNode(istr name) {
