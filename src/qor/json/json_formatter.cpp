@@ -172,7 +172,8 @@ private:
     }
     void write(const JsonUnit& unit) {
         if (unit.isNull()) return out_.put(kNull);
-        if (!JsonUnit::isLazy(unit.word_)) return write(*JsonUnit::valueOf(unit.word_));
+        if (JsonUnit::isPointer(unit.word_)) return write(*JsonUnit::valueOf(unit.word_));
+        if (JsonUnit::isShort(unit.word_)) return out_.put(unit.shortText());
         const LazyUnit at = TreeMaker::lazyAt(unit);
         writeNode(at.tree(), at.node);
     }
