@@ -101,6 +101,12 @@ public:
         to.sin_port = htons(port);
         return ::connect(fd_, reinterpret_cast<const sockaddr*>(&to), sizeof to) == 0;
     }
+    // For one that does not block.
+    bool isConnected() const {
+        sockaddr_in peer{};
+        socklen_t size = sizeof peer;
+        return ::getpeername(fd_, reinterpret_cast<sockaddr*>(&peer), &size) == 0;
+    }
     qor::TcpAddr addr() const {
         sockaddr_in own{};
         socklen_t size = sizeof own;

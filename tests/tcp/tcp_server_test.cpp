@@ -8,6 +8,7 @@
 #include <fstream>
 #include <future>
 #include <optional>
+#include <sstream>
 #include <stdexcept>
 #include <vector>
 
@@ -309,6 +310,61 @@ TEST_F(TcpServerTest, IsNotBoundToSmallNumbers) {
     EXPECT_TRUE(client.send(std::string(3000000, 'x'), 60));
     EXPECT_TRUE(events->received(1));
     client.close();
+}
+
+// How many connections the system has refused since its start, for all listeners.
+unsigned long listenDrops() {
+    std::ifstream file("/proc/net/netstat");
+    for (std::string names, values; std::getline(file, names) && std::getline(file, values);) {
+        std::istringstream name(names), value(values);
+        for (std::string key, number; name >> key && value >> number;)
+            if (key == "ListenDrops") return std::stoul(number);
+    }
+    return 0;
+}
+
+// Clients that do not wait for each other.
+std::vector<Socket> burst(int number, unsigned short port) {
+    std::vector<Socket> clients;
+    for (int i = 0; i < number; ++i)
+        clients.emplace_back(::socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK, 0));
+    for (const Socket& client : clients)
+        static_cast<void>(client.connect(port));
+    return clients;
+}
+
+// Other programs may keep the processor, and so a burst that loses none is looked for. Without a
+// thread that accepts while connections are started there is none.
+TEST_F(TcpServerTest, TakesABurstOfClientsOffTheSystemsQueue) {
+    constexpr unsigned kClients = 100;
+    constexpr unsigned kAttempts = 10;
+    open();
+    bool dropped = true;
+    for (unsigned attempt = 1; dropped && attempt <= kAttempts; ++attempt) {
+        const unsigned long before = listenDrops();
+        const std::vector<Socket> clients = burst(kClients, server.getLocalPort());
+        for (const Socket& client : clients) {
+            ASSERT_TRUE(until([&] { return client.isConnected(); }));
+            client.write(frame("x"));
+        }
+        dropped = listenDrops() != before;
+        EXPECT_TRUE(events->received(attempt * kClients));
+        EXPECT_TRUE(server.send(TcpAddr(), "all", 0));
+        for (const Socket& client : clients)
+            EXPECT_TRUE(until([&] { return client.read(7) == frame("all"); }));
+    }
+    EXPECT_FALSE(dropped);
+}
+
+TEST_F(TcpServerTest, LosesNoDescriptorWhenItIsClosedInABurst) {
+    log.reset();
+    const unsigned descriptors = support::openDescriptors();
+    for (int clients = 0; clients < 60; clients += 3) {
+        open();
+        const std::vector<Socket> some = burst(clients, server.getLocalPort());
+        server.close();
+        EXPECT_EQ(support::openDescriptors(), descriptors + static_cast<unsigned>(clients));
+    }
 }
 
 }  // namespace
