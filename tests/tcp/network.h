@@ -116,9 +116,12 @@ public:
     // As the log shows it.
     std::string masked() const { return "127.**.**.1:" + std::to_string(addr().port); }
 
+    void post(const std::string& bytes) const {
+        EXPECT_EQ(::send(fd_, bytes.data(), bytes.size(), 0), static_cast<ssize_t>(bytes.size()));
+    }
     // Returns when the other end's system has the bytes.
     void write(const std::string& bytes) const {
-        EXPECT_EQ(::send(fd_, bytes.data(), bytes.size(), 0), static_cast<ssize_t>(bytes.size()));
+        post(bytes);
         int unsent = 1;
         EXPECT_TRUE(until([&] { return ::ioctl(fd_, SIOCOUTQ, &unsent) == 0 && unsent == 0; }));
     }

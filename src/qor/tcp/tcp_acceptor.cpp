@@ -69,6 +69,8 @@ bool TcpAcceptor::open() {
 // Whether the acceptor still lives is looked at last: a client that comes after the end is let go.
 bool TcpAcceptor::accept() {
     constexpr const char* func = "qor::TcpAcceptor::accept";
+    while (!starting_.empty() && starting_.front()->born())
+        settleOldest();
     Arrival next;
     const Time wait = Time::milliSeconds(starting_.empty() ? kWaitMilliseconds : 0);
     if (!arrivals_.take(next, wait) || !living()) {
@@ -154,8 +156,11 @@ bool TcpAcceptor::send(const TcpAddr& peer, const istr& payload, int timeoutSeco
     return !all.empty();
 }
 
-// The number that the first map gives may be that of another client by now.
+// A callback that answers its own client needs no search. The number that the first map gives may
+// be that of another client by now.
 Handle<TcpServerImpl> TcpAcceptor::find(const TcpAddr& peer) const {
+    TcpServerImpl* const own = ownConnection();
+    if (own != nullptr && own->getPeer() == peer) return own;
     ACE_HANDLE handle = ACE_INVALID_HANDLE;
     Handle<TcpServerImpl> found;
     if (!handles_.get(peer, handle) || !connections_.get(handle, found)) return nullptr;
@@ -180,9 +185,9 @@ Handle<TcpServerImpl> TcpAcceptor::behind(ACE_HANDLE handle) const {
     });
 }
 
-bool TcpAcceptor::isOwnConnection() const {
-    const auto* const current = dynamic_cast<TcpServerImpl*>(SimpleThread::current().thread_);
-    return current != nullptr && current->owner() == this;
+TcpServerImpl* TcpAcceptor::ownConnection() const {
+    auto* const current = dynamic_cast<TcpServerImpl*>(SimpleThread::current().thread_);
+    return current != nullptr && current->belongsTo(*this) ? current : nullptr;
 }
 
 // Behind the end the maps keep it for close, which waits for each thread.
@@ -221,7 +226,7 @@ void TcpAcceptor::onDeath() {
 // A thread of a connection must not wait for others, which may be waiting for it: the acceptor's
 // own thread does it, at its end.
 void TcpAcceptor::onStop() {
-    if (isOwnConnection()) {
+    if (ownConnection() != nullptr) {
         endAll();
     } else {
         close();

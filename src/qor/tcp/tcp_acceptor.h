@@ -32,7 +32,7 @@ public:
     // What is listened on; 0 before and after.
     unsigned short getLocalPort() const noexcept { return localPort_; }
     // Whether a callback of this listener is calling.
-    bool isOwnConnection() const;
+    bool isOwnConnection() const { return ownConnection() != nullptr; }
 
     void onThreadExit(Thread* thread) override;
 
@@ -55,6 +55,8 @@ private:
     void close();
     void closeServer(const Handle<TcpServerImpl>& connection);
     void forget(const TcpServerImpl& connection);
+    // The one whose thread calls, null for other threads.
+    TcpServerImpl* ownConnection() const;
     Handle<TcpServerImpl> find(const TcpAddr& peer) const;
     std::vector<Handle<TcpServerImpl>> snapshot() const;
     Handle<TcpServerImpl> behind(ACE_HANDLE handle) const;

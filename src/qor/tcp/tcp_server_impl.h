@@ -32,8 +32,10 @@ public:
 
     // Waits, after the start, until the thread has told whether it was born.
     void waitForBirth() const noexcept { born_.wait(false); }
+    bool born() const noexcept { return born_; }
     // Whether its thread took the socket into use, also when it has ended since.
     bool opened() const noexcept { return opened_; }
+    bool belongsTo(const TcpAcceptor& owner) const noexcept { return owner_ == &owner; }
     ACE_HANDLE getHandle() const noexcept { return handle_; }
     const TcpAddr& getPeer() const noexcept { return peer_; }
     const ACE_INET_Addr& remote() const noexcept { return remote_; }
@@ -60,7 +62,7 @@ private:
     const ACE_INET_Addr remote_;
     const TcpAddr peer_;
     std::atomic<bool> opened_{false};
-    std::atomic<bool> born_{false};  // or not, which opened_ tells
+    std::atomic<bool> born_{false};  // told, whether it was or not
 };
 
 }  // namespace qor
