@@ -185,6 +185,8 @@ private:
     // The same for a parser. The attribute is in the memory of the tree.
     XMLAttr& addParsed(const xml::ParsedText& name, const xml::ParsedText& value, XMLNode* node,
                        xml::Pool& pool);
+    bool isRow() const noexcept;
+    ulong32 sizeOfPool() const noexcept { return size_ - heapSize_; }
     void append(XMLAttr& attr) noexcept;
     // In the list and the index, where there are such.
     void note(XMLAttr& attr, bool present);
@@ -194,15 +196,16 @@ private:
 
     // Up to so many attributes are searched one by one.
     static constexpr ulong32 kSearched = 16;
+    static constexpr unsigned long long kAllMarks = ~0ULL;
 
     XMLAttr* first_ = nullptr;
     XMLAttr* last_ = nullptr;
     std::unique_ptr<Extra> extra_;
-    unsigned long long marks_ = 0;  // of all names
+    unsigned long long marks_ = 0;  // of all names, or all marks
     ulong32 size_ = 0;
-    ulong32 sizeOfPool_ = 0;  // so many of the first attributes are in the memory of a tree
-    bool ofPool_;             // the map itself is
-    bool inRow_ = true;       // those attributes are one after the other
+    ulong32 heapSize_ = 0;      // so many of the last attributes are on the heap
+    bool ofPool_;               // the map is in the memory of a tree
+    bool isScattered_ = false;  // the attributes in that memory are not all side by side
 };
 
 // Writes str().

@@ -155,11 +155,12 @@ private:
     template <bool kTold>
     const char* parseNode(const char* from);
     template <bool kTold>
-    const char* parseAttrs(const char* from);
+    const char* parseAttrs(const char* from, XMLNode& node);
     template <bool kTold>
-    const char* parseAttr(const char* from);
+    const char* parseAttr(const char* from, XMLNode& node);
     template <char kQuote>
     xml::ParsedText parseValue(const char*& at);
+    [[gnu::noinline]] xml::ParsedText parseSingleQuoted(const char*& at);
     xml::ParsedText decode(const char* from, const char* to) noexcept;
 
     void open(const xml::ParsedText& name);

@@ -88,10 +88,11 @@ XMLAttrMap::Owner XMLAttrMap::create(xml::Pool* pool) {
 }
 
 XMLAttrMap::~XMLAttrMap() {
+    ulong32 ofPool = sizeOfPool();
     for (XMLAttr* attr = first_; attr != nullptr;) {
         XMLAttr* const gone = std::exchange(attr, attr->next_);
-        if (sizeOfPool_ != 0) {
-            --sizeOfPool_;
+        if (ofPool != 0) {
+            --ofPool;
             gone->XMLAttr::~XMLAttr();
         } else {
             checkedDelete(gone, __FILE__, __LINE__, "qor::XMLNode::clearAttrs");
@@ -148,7 +149,8 @@ XMLAttr& XMLAttrMap::add(istr name, String&& value, XMLNode* node) {
         throw;
     }
     append(*attr);
-    marks_ |= mark;
+    ++heapSize_;
+    marks_ = ofPool_ ? kAllMarks : marks_ | mark;
     return *attr;
 }
 
@@ -156,6 +158,7 @@ XMLAttr& XMLAttrMap::add(istr name, String&& value, XMLNode* node) {
 void XMLAttrMap::note(XMLAttr& attr, bool present) {
     if (extra_ == nullptr && !present && size_ < kSearched) return;
     if (extra_ == nullptr) extra_ = listAll();
+    marks_ = kAllMarks;
     Order& order = extra_->order;
     if (order.size() == order.capacity()) order.reserve(2 * order.size());
     if (!present && size_ >= kSearched) index(attr);

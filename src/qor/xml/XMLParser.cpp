@@ -229,8 +229,12 @@ inline xml::ParsedText XMLParser::parseValue(const char*& at) {
     return plain ? xml::ParsedText{from, at} : decode(from, at);
 }
 
+xml::ParsedText XMLParser::parseSingleQuoted(const char*& at) {
+    return parseValue<'\''>(at);
+}
+
 template <bool kTold>
-inline const char* XMLParser::parseAttr(const char* from) {
+inline const char* XMLParser::parseAttr(const char* from, XMLNode& node) {
     // Deliberate (compatibility): neither "/" nor ">" ends the name.
     const char* const nameEnd = xml::findNear<'=', ' ', '\t', '\n', '\r'>(from);
     const char* at = xml::skipBlanks(nameEnd);
@@ -238,25 +242,25 @@ inline const char* XMLParser::parseAttr(const char* from) {
         fail(Malformations::kNoEqualSign);
     ++at;
     // Deliberate (compatibility): anything may be before the quote.
-    if (*at != '"') at = xml::findAny<'"', '\''>(at);
+    if (*at != '"') at = xml::findNear<'"', '\''>(at);
     if (*at == '\0') [[unlikely]]
         fail(Malformations::kNoBeginningQuote);
     const char quote = *at++;
-    const xml::ParsedText value = quote == '"' ? parseValue<'"'>(at) : parseValue<'\''>(at);
-    XMLAttr& attr = current_->addParsedAttr({from, nameEnd}, value);
+    const xml::ParsedText value = quote == '"' ? parseValue<'"'>(at) : parseSingleQuoted(at);
+    XMLAttr& attr = node.addParsedAttr({from, nameEnd}, value);
     if (kTold && callback_ != nullptr) {
-        current_->touch();
+        node.touch();
         callback_->onAttrFound(this, &attr);
     }
     return at + 1;
 }
 
 template <bool kTold>
-inline const char* XMLParser::parseAttrs(const char* from) {
-    if (kTold) current_->clearAttrs();
+inline const char* XMLParser::parseAttrs(const char* from, XMLNode& node) {
+    if (kTold) node.clearAttrs();
     const char* at = xml::skipBlanks(from);
     while (*at != '>' && *at != '/' && *at != '<' && *at != '\0')
-        at = xml::skipBlanks(parseAttr<kTold>(at));
+        at = xml::skipBlanks(parseAttr<kTold>(at, node));
     return at;
 }
 
@@ -266,7 +270,7 @@ inline const char* XMLParser::parseNode(const char* from) {
     const char* const at = xml::findNear<'>', '/', ' ', '\t', '\n', '\r'>(name);
     open({name, at});
     if (kTold && callback_ != nullptr) callback_->onNodeBegin(this, current_);
-    return *at == '>' && !kTold ? at : xml::findAny<'>'>(parseAttrs<kTold>(at));
+    return *at == '>' && !kTold ? at : xml::findAny<'>'>(parseAttrs<kTold>(at, *current_));
 }
 
 template <bool kTold>

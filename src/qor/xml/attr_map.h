@@ -44,8 +44,12 @@ inline unsigned long long XMLAttrMap::markOf(istr name) noexcept {
     if (name.empty()) return 1;
     const auto first = static_cast<unsigned char>(name[0]);
     const auto last = static_cast<unsigned char>(name[name.size() - 1]);
-    const auto size = static_cast<ulong32>(name.size());
-    return 1ULL << (((size << 16 | ulong32(first) << 8 | last) * 0x9E3779B1U) >> 26);
+    return 1ULL << ((name.size() + first * 4U + last) % 64);
+}
+
+// Whether a parser may add one in the memory of the tree. If not, all names are marked.
+inline bool XMLAttrMap::isRow() const noexcept {
+    return heapSize_ == 0 && extra_ == nullptr && size_ < kSearched;
 }
 
 inline void XMLAttrMap::append(XMLAttr& attr) noexcept {
@@ -57,25 +61,23 @@ inline void XMLAttrMap::append(XMLAttr& attr) noexcept {
 // In the list of names.
 inline const XMLAttr* XMLAttrMap::listedAt(unsigned long position) const noexcept {
     if (position >= listed()) return nullptr;
-    if (position < sizeOfPool_ && inRow_) return first_ + position;
+    if (position < sizeOfPool() && !isScattered_) return first_ + position;
     return listedFurther(position);
 }
 
 inline XMLAttr& XMLAttrMap::addParsed(const xml::ParsedText& name, const xml::ParsedText& value,
                                       XMLNode* node, xml::Pool& pool) {
     const unsigned long long mark = markOf(name.view());
-    // A callback may have added attributes of its own.
-    if (sizeOfPool_ != size_ || extra_ != nullptr || size_ >= kSearched ||
-        search(name.view(), mark) != nullptr) [[unlikely]] {
+    if ((marks_ & mark) != 0 && (!isRow() || searchOneByOne(name.view()) != nullptr)) [[unlikely]] {
         pool.touch();
         return add(name.view(), value.str(), node);
     }
     if (!name.fitsInPlace() || !value.fitsInPlace()) pool.touch();
     auto* const attr = ::new (pool.take(sizeof(XMLAttr))) XMLAttr(name, value, node);
-    inRow_ = inRow_ && attr == first_ + size_;
+    if (size_ != 0 && attr != last_ + 1) [[unlikely]]
+        isScattered_ = true;
     append(*attr);
-    marks_ |= mark;
-    ++sizeOfPool_;
+    marks_ = size_ < kSearched ? marks_ | mark : kAllMarks;
     return *attr;
 }
 

@@ -56,7 +56,7 @@ inline void XMLNode::addParsedText(const xml::ParsedText& text) {
         ::new (&cdata_) String(text.str());
         return;
     }
-    if (cdata_.size() + text.size() > xml::kInPlace) pool_->touch();
+    if (cdata_.size() + text.size() > xml::ParsedText::kBlock) pool_->touch();
     cdata_.append(text.from, text.to);
 }
 

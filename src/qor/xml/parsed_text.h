@@ -2,14 +2,10 @@
 #define QOR_SRC_XML_PARSED_TEXT_H
 
 #include <cstddef>
-#include <string>
 
 #include "qor/base/base_type_string.h"
 
 namespace qor::xml {
-
-// How much text a string holds without memory of its own.
-inline const std::size_t kInPlace = std::string().capacity();
 
 // A part of the text that a parser works on. So many bytes can be read from its start on: short
 // parts, as most are, are copied by a block of that size, which takes a fraction of a copy of an
@@ -22,8 +18,9 @@ struct ParsedText {
 
     std::size_t size() const noexcept { return static_cast<std::size_t>(to - from); }
     istr view() const noexcept { return istr(from, to); }
-    bool fitsInPlace() const noexcept { return size() <= kInPlace; }
-    String str() const { return size() <= kBlock ? shortStr() : String(view()); }
+    // Whether its string needs no memory of its own.
+    bool fitsInPlace() const noexcept { return size() <= kBlock; }
+    String str() const { return fitsInPlace() ? shortStr() : String(view()); }
 
 private:
     String shortStr() const {

@@ -4,6 +4,7 @@
 #include <atomic>
 #include <cstddef>
 #include <memory>
+#include <string>
 
 #include "base/arena.h"
 #include "qor/xml/XMLNode.h"
@@ -37,7 +38,8 @@ private:
     };
 
     XMLNode& root_;
-    std::atomic<bool> plain_{true};
+    // No tree is plain with a standard library whose strings hold less than a short text in place.
+    std::atomic<bool> plain_{std::string().capacity() >= ParsedText::kBlock};
     Remembered* remembered_ = nullptr;
 };
 
