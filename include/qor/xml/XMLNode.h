@@ -171,6 +171,7 @@ private:
     XMLNode* find(istr name) const;
     const std::vector<XMLNode*>& makeList() const;
     ChildMap& childMap() const;
+    void dropMap() const noexcept;
     void dropLooks() const noexcept;
     void prepareRename(XMLNode* child, const String& newName);
     void belong() noexcept;

@@ -1,13 +1,13 @@
 #include "qor/xml/XMLNode.h"
 
 #include <algorithm>
+#include <mutex>
 #include <new>
 #include <ostream>
 #include <utility>
 
 #include "base/arena.h"
 #include "qor/log/log_dumper.h"
-#include "qor/mt/mutex.h"
 #include "xml/attr_map.h"
 #include "xml/escape.h"
 #include "xml/node.h"
@@ -21,11 +21,9 @@ namespace {
 
 constexpr unsigned kTab = 4;
 
-// Held while a const operation makes a list or a map: one for all nodes will do.
-const Mutex& looksLock() {
-    static const Mutex* const lock = new Mutex;
-    return *lock;
-}
+// Held while a const operation makes a list or a map: one for all nodes will do. A Mutex would take
+// longer than the list of a few children.
+constinit std::mutex looksLock;
 
 }  // namespace
 
@@ -283,7 +281,7 @@ XMLNode* XMLNode::addChildNode(istr name) {
 
 void XMLNode::clearNodes() noexcept {
     touch();
-    delete childMap_.exchange(nullptr, std::memory_order_relaxed);
+    dropMap();
     list_.clear();
     last_ = nullptr;
     size_ = 0;
@@ -376,7 +374,7 @@ XMLNode* XMLNode::find(istr name) const {
 
 const std::vector<XMLNode*>& XMLNode::makeList() const {
     if (size_ != 0) {
-        const Guard guard(looksLock());
+        const std::lock_guard guard(looksLock);
         if (listed_.load(std::memory_order_relaxed)) return list_;
         std::vector<XMLNode*> list;
         list.reserve(size_);
@@ -391,7 +389,7 @@ const std::vector<XMLNode*>& XMLNode::makeList() const {
 
 XMLNode::ChildMap& XMLNode::childMap() const {
     if (ChildMap* const present = childMap_.load(std::memory_order_acquire)) return *present;
-    const Guard guard(looksLock());
+    const std::lock_guard guard(looksLock);
     if (ChildMap* const present = childMap_.load(std::memory_order_relaxed)) return *present;
     auto map = std::make_unique<ChildMap>();
     for (XMLNode* child = first_; child != nullptr; child = child->next_)
@@ -401,9 +399,14 @@ XMLNode::ChildMap& XMLNode::childMap() const {
     return *map.release();
 }
 
+void XMLNode::dropMap() const noexcept {
+    delete childMap_.load(std::memory_order_relaxed);
+    childMap_.store(nullptr, std::memory_order_relaxed);
+}
+
 void XMLNode::dropLooks() const noexcept {
     std::vector<XMLNode*>().swap(list_);
-    delete childMap_.exchange(nullptr, std::memory_order_relaxed);
+    dropMap();
 }
 
 // Enters the child under its new name, before it has it. A failure changes nothing.

@@ -25,6 +25,8 @@ struct ParsedText {
 private:
     String shortStr() const {
         String text(from, kBlock);
+        // The compiler does not see it through the copied bytes, and would look again.
+        if (text.size() != kBlock) __builtin_unreachable();
         text.erase(size());
         return text;
     }
