@@ -92,6 +92,28 @@ TEST(XMLParser, TakesNearlyEverythingInSomeWay) {
     }
 }
 
+// Runs of all lengths around those of the blocks in which the text is searched.
+TEST(XMLParser, FindsTheEndOfWhatHasAnyLength) {
+    for (unsigned n = 0; n < 70; ++n) {
+        const String blanks(std::string(n, "\t\n\r "[n % 4]));
+        const String run(std::string(n, 'r'));
+        const String attr = "n" + run + blanks + "=" + blanks + "\"" + run + "\"";
+        const String text = "<" + blanks + "e" + run + " " + attr + blanks + "s='" + run +
+                            "&amp;'>" + blanks + "<b/>" + blanks + "t" + run + "&lt;" + run +
+                            "</e" + run + ">";
+        const XMLParser parser{istr(text)};
+        const XMLNode& root = *parser.rootNode();
+        EXPECT_EQ(root.name(), "e" + run);
+        EXPECT_EQ(root("n" + run).value(), run);
+        EXPECT_EQ(root("s").value(), run + "&");
+        EXPECT_EQ(root.cdata(), blanks + "t" + run + "<" + run);
+        EXPECT_EQ(root.numofChildren(), 1u);
+        // Cut off anywhere, the text reads as far as it goes.
+        for (const std::string& cut : {"<a>" + run, "<a>" + blanks, "<a" + run, "<a" + blanks})
+            EXPECT_EQ(XMLParser(istr(cut)).rootNode()->name()[0], 'a');
+    }
+}
+
 TEST(XMLParser, RefusesFourMalformations) {
     const struct {
         const char* text;

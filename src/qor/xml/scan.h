@@ -9,17 +9,20 @@
 #include <bit>
 #endif
 
+// Searches in a text that ends with a zero byte, where kScanRoom bytes must be readable. None of
+// them goes further than that byte.
+//
+// The searches begin byte by byte. The processor guesses where a short run of bytes ends and goes
+// on from there, while a search of a whole block makes it wait for the result.
+
 namespace qor::xml {
 
-// The search of a text that has a zero byte at its end, where kScanRoom bytes can be read.
 inline constexpr int kScanRoom = 16;
 
 constexpr bool isBlank(char c) noexcept {
     return c == ' ' || c == '\t' || c == '\n' || c == '\r';
 }
 
-// What ends a short run of bytes is looked for byte by byte, since the processor guesses where that
-// is and goes on from there; a search of blocks makes it wait.
 template <char... kBytes>
 inline constexpr std::array<bool, 256> kIsAny = [] {
     std::array<bool, 256> is{};
@@ -28,6 +31,7 @@ inline constexpr std::array<bool, 256> kIsAny = [] {
     return is;
 }();
 
+// The first byte from here on that is one of kBytes or zero. For short runs of other bytes.
 template <char... kBytes>
 inline const char* findNear(const char* at) noexcept {
     constexpr auto& is = kIsAny<kBytes...>;
@@ -40,10 +44,6 @@ inline const char* findNear(const char* at) noexcept {
     }
 }
 
-// The same for what may be long.
-template <char... kBytes>
-inline const char* findFar(const char* at) noexcept;
-
 #if defined(__SSE2__)
 
 // One bit for each of the 16 bytes.
@@ -55,7 +55,7 @@ inline unsigned bytesAmong(const char* at) noexcept {
     return static_cast<unsigned>(_mm_movemask_epi8(found));
 }
 
-// The first byte from here on that is one of these or zero.
+// The same for long runs.
 template <char... kBytes>
 inline const char* findAny(const char* at) noexcept {
     while (true) {
@@ -66,23 +66,7 @@ inline const char* findAny(const char* at) noexcept {
     }
 }
 
-template <char... kBytes>
-inline const char* findFar(const char* at) noexcept {
-    constexpr auto& is = kIsAny<kBytes...>;
-    for (const char* const near = at + 16; at != near; at += 4) {
-        if (is[static_cast<unsigned char>(at[0])]) return at;
-        if (is[static_cast<unsigned char>(at[1])]) return at + 1;
-        if (is[static_cast<unsigned char>(at[2])]) return at + 2;
-        if (is[static_cast<unsigned char>(at[3])]) return at + 3;
-    }
-    return findAny<kBytes...>(at);
-}
-
-// The first byte from here on that is no white space.
-inline const char* skipBlanks(const char* at) noexcept {
-    for (const char* const near = at + 16; at != near; ++at) {
-        if (!isBlank(*at)) return at;
-    }
+inline const char* skipManyBlanks(const char* at) noexcept {
     while (true) {
         const unsigned others = ~bytesAmong<' ', '\t', '\n', '\r'>(at) & 0xFFFFU;
         if (others != 0) [[likely]]
@@ -95,18 +79,37 @@ inline const char* skipBlanks(const char* at) noexcept {
 
 template <char... kBytes>
 inline const char* findAny(const char* at) noexcept {
-    while (*at != '\0' && ((*at != kBytes) && ...))
-        ++at;
-    return at;
+    return findNear<kBytes...>(at);
 }
 
-inline const char* skipBlanks(const char* at) noexcept {
+inline const char* skipManyBlanks(const char* at) noexcept {
     while (isBlank(*at))
         ++at;
     return at;
 }
 
 #endif
+
+// The same for runs of any length.
+template <char... kBytes>
+inline const char* findFar(const char* at) noexcept {
+    constexpr auto& is = kIsAny<kBytes...>;
+    for (const char* const near = at + kScanRoom; at != near; at += 4) {
+        if (is[static_cast<unsigned char>(at[0])]) return at;
+        if (is[static_cast<unsigned char>(at[1])]) return at + 1;
+        if (is[static_cast<unsigned char>(at[2])]) return at + 2;
+        if (is[static_cast<unsigned char>(at[3])]) return at + 3;
+    }
+    return findAny<kBytes...>(at);
+}
+
+// The first byte from here on that is no white space.
+inline const char* skipBlanks(const char* at) noexcept {
+    for (const char* const near = at + kScanRoom; at != near; ++at) {
+        if (!isBlank(*at)) return at;
+    }
+    return skipManyBlanks(at);
+}
 
 }  // namespace qor::xml
 
