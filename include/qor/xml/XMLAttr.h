@@ -68,9 +68,10 @@ private:
     String name_;
     String value_;
     XMLNode* node_ = nullptr;
-    // What a map has it under: its own name, or an owned copy of what that was. Null outside a map.
+    // The name under which a map finds the attribute: name_, or an owned copy of the former name.
+    // Null outside a map.
     const String* key_ = nullptr;
-    XMLAttr* next_ = nullptr;  // in a map, in the order in which they came
+    XMLAttr* next_ = nullptr;  // in the map, in the order of addition
 };
 
 class QOR_API null_attr : public XMLAttr {
@@ -144,8 +145,8 @@ private:
     };
     using Index = std::set<XMLAttr*, ByName>;
     using Order = std::vector<XMLAttr*>;
-    // What few nodes need, once a node has many attributes or one of them twice: an index of the
-    // names, which is empty for few attributes, and the list of the names.
+    // For a node with more than kSearched attributes, or with a name added twice. The index is
+    // empty if there are at most kSearched.
     struct Extra {
         Index index;
         Order order;
@@ -194,7 +195,7 @@ private:
     void index(XMLAttr& attr);
     void belongTo(XMLNode* node) noexcept;
 
-    // Up to so many attributes are searched one by one.
+    // At most this number of attributes are searched one by one.
     static constexpr ulong32 kSearched = 16;
     static constexpr unsigned long long kAllMarks = ~0ULL;
 
@@ -203,7 +204,7 @@ private:
     std::unique_ptr<Extra> extra_;
     unsigned long long marks_ = 0;  // of all names, or all marks
     ulong32 size_ = 0;
-    ulong32 heapSize_ = 0;      // so many of the last attributes are on the heap
+    ulong32 heapSize_ = 0;      // the number of attributes on the heap, which are the last ones
     bool ofPool_;               // the map is in the memory of a tree
     bool isScattered_ = false;  // the attributes in that memory are not all side by side
 };

@@ -177,7 +177,7 @@ private:
     void belong() noexcept;
     static void destroyAll(XMLNode* first) noexcept;
 
-    // Up to so many children are searched one by one.
+    // At most this number of children are searched one by one.
     static constexpr unsigned long kSearched = 16;
 
     String name_;

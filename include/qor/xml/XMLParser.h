@@ -79,7 +79,7 @@ QOR_API std::ostream& operator<<(std::ostream& os, const XMLRuntimeException& e)
 // White space is blank, tab, CR and LF. The text ends at its first zero byte.
 //
 // After an exception the tree is there as far as it was read. The parser owns its tree until it is
-// released. Cost grows linearly with the text; memory is taken from pages that go with the root.
+// released. Cost grows linearly with the text. The memory of a tree is released with its root.
 // A parser belongs to one thread.
 class QOR_API XMLParser : noncopyable {
 public:

@@ -7,9 +7,9 @@
 
 namespace qor::xml {
 
-// A part of the text that a parser works on. So many bytes can be read from its start on: short
-// parts, as most are, are copied by a block of that size, which takes a fraction of a copy of an
-// unknown size.
+// A part of the text that a parser reads. kBlock bytes are readable from `from` on, also if the
+// part is shorter: copying a constant number of bytes takes a fraction of the time of copying a
+// variable number, and most parts are short.
 struct ParsedText {
     static constexpr std::size_t kBlock = 15;
 
@@ -25,7 +25,7 @@ struct ParsedText {
 private:
     String shortStr() const {
         String text(from, kBlock);
-        // The compiler does not see it through the copied bytes, and would look again.
+        // The compiler does not know this after the bytes are copied, and would test it in erase.
         if (text.size() != kBlock) __builtin_unreachable();
         text.erase(size());
         return text;

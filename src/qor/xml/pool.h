@@ -12,10 +12,12 @@
 
 namespace qor::xml {
 
-// Where a parsed tree lives: its nodes and attributes, until the root is destroyed.
+// The memory of a parsed tree: its nodes and attributes, until the root is destroyed. One thread
+// parses or changes the tree at a time; remember() is called with the lock of the lists and maps.
 class Pool : public Arena {
 public:
-    // The root with its tree and the tree's first memory, in one block. Deleting the root frees it.
+    // Makes the root, its pool and the pool's first memory, of `estimate` bytes or more, in one
+    // block. Deleting the root releases the pool.
     static std::unique_ptr<XMLNode> create(const ParsedText& name, std::size_t estimate);
 
     Pool(XMLNode& root, char* memory, char* end) noexcept;
@@ -23,12 +25,13 @@ public:
 
     const XMLNode& root() const noexcept { return root_; }
 
-    // Whether the nodes and attributes own nothing outside the tree, but for the looks that are
-    // remembered. Then they need not be destroyed.
+    // In a plain tree the nodes and attributes own nothing outside the pool, except for the lists
+    // and maps of children of remembered nodes. So the destructors of the nodes need not be called.
+    // Whoever gives a node or an attribute something else to own calls touch() first.
     bool isPlain() const noexcept { return plain_.load(std::memory_order_relaxed); }
     void touch() noexcept { plain_.store(false, std::memory_order_relaxed); }
 
-    // Has the destructor of a plain tree drop the node's list and map of children.
+    // The pool's destructor releases the node's list and map of children if the tree is plain.
     void remember(const XMLNode& node) { remembered_ = make<Remembered>(&node, remembered_); }
 
 private:
