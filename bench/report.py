@@ -13,8 +13,9 @@ import sys
 
 UNITS = {"ns": 1.0, "us": 1e3, "ms": 1e6, "s": 1e9}
 PACKAGES = ["libace-dev", "libboost-dev", "libevent-dev", "libfmt-dev", "libmsgpack-cxx-dev",
-            "libprotobuf-dev", "libpugixml-dev", "libspdlog-dev", "libssl-dev", "libtinyxml2-dev",
-            "libyaml-cpp-dev", "libzmq3-dev", "nlohmann-json3-dev", "rapidjson-dev", "zlib1g-dev"]
+            "libprotobuf-dev", "libpugixml-dev", "libsimdjson-dev", "libspdlog-dev", "libssl-dev",
+            "libtinyxml2-dev", "libyaml-cpp-dev", "libzmq3-dev", "nlohmann-json3-dev",
+            "rapidjson-dev", "zlib1g-dev"]
 # What stands behind the work is no peer.
 OWN = {"", "off", "on", "nothing_due", "ms"}
 

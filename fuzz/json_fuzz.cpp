@@ -1,9 +1,14 @@
 // The JSON parser takes any bytes, and makes of them what a plain reading of the format makes. What
-// is written in either layout is read again, and gives the same but for some keys.
+// is written in either layout is read again, and gives the same but for some keys. Values that are
+// taken out of the tree, changed, moved and kept, in an order that the input decides, are what a
+// plain tree has after the same.
 
+#include <iterator>
 #include <map>
+#include <memory>
 #include <optional>
 #include <stdexcept>
+#include <vector>
 
 #include "qor/json/json_unit.h"
 #include "qor/json/qor_json_parser.h"
@@ -17,12 +22,56 @@ void require(bool holds) {
     if (!holds) __builtin_trap();
 }
 
-// The format in the plainest form: by recursion, a byte at a time, straight to the compact text.
+// A plain tree. A null is a slot without a value.
+struct Value;
+using Slot = std::shared_ptr<Value>;
+struct Value {
+    enum Kind { Boolean, Number, String, Array, Object };
+    Kind kind;
+    std::string text;  // with nothing escaped
+    std::vector<Slot> elements;
+    std::map<std::string, Slot> pairs;
+    int changes = 0;  // of the text, and of where it is kept
+};
+
+Slot makeValue(Value::Kind kind, const std::string& text = std::string()) {
+    return std::make_shared<Value>(Value{kind, text, {}, {}});
+}
+
+std::string escape(const std::string& text) {
+    std::string out = "\"";
+    for (const char c : text) {
+        static const std::map<char, const char*> kEscapes = {
+            {'"', "\\\""}, {'\\', "\\\\"}, {'/', "\\/"},  {'\b', "\\b"},
+            {'\f', "\\f"}, {'\n', "\\n"},  {'\r', "\\r"}, {'\t', "\\t"}};
+        if (kEscapes.contains(c)) {
+            out += kEscapes.at(c);
+        } else {
+            out += c;
+        }
+    }
+    return out + "\"";
+}
+
+// In compact form.
+std::string written(const Slot& value) {
+    if (value == nullptr) return "null";
+    if (value->kind == Value::String) return escape(value->text);
+    if (value->kind != Value::Array && value->kind != Value::Object) return value->text;
+    std::string out;
+    for (const Slot& element : value->elements)
+        out += (out.empty() ? " " : ", ") + written(element);
+    for (const auto& [key, child] : value->pairs)
+        out += (out.empty() ? " \"" : ", \"") + key + "\":" + written(child);
+    return value->kind == Value::Array ? "[" + out + " ]" : "{" + out + " }";
+}
+
+// The format in the plainest form: by recursion, a byte at a time.
 class Plain {
 public:
     explicit Plain(const std::string& text) : text_(text) {}
 
-    std::string parse() {
+    Slot parse() {
         skipBlank();
         if (peek() != '{' && peek() != '[') fail("not object or array");
         return peek() == '{' ? object() : array();
@@ -82,20 +131,6 @@ private:
         }
         return out;
     }
-    static std::string escape(const std::string& text) {
-        std::string out = "\"";
-        for (const char c : text) {
-            static const std::map<char, const char*> kEscapes = {
-                {'"', "\\\""}, {'\\', "\\\\"}, {'/', "\\/"},  {'\b', "\\b"},
-                {'\f', "\\f"}, {'\n', "\\n"},  {'\r', "\\r"}, {'\t', "\\t"}};
-            if (kEscapes.contains(c)) {
-                out += kEscapes.at(c);
-            } else {
-                out += c;
-            }
-        }
-        return out + "\"";
-    }
     std::string name() {
         skipBlank();
         std::string taken;
@@ -110,45 +145,43 @@ private:
         ++at_;
         return taken;
     }
-    std::string value() {
+    Slot value() {
         skipBlank();
         if (peek() == '{') return object();
         if (peek() == '[') return array();
-        if (peek() == '"') return escape(*unescape(string()));
+        if (peek() == '"') return makeValue(Value::String, *unescape(string()));
         const std::string taken = token();
         if (peek() != ',' && peek() != '}' && peek() != ']') fail("no value end");
-        return taken.empty() ? "null" : taken;
+        if (taken.empty() || taken == "null") return nullptr;
+        return makeValue(taken == "true" || taken == "false" ? Value::Boolean : Value::Number,
+                         taken);
     }
-    std::string object() {
+    Slot object() {
         ++at_;
-        std::map<std::string, std::string> pairs;
+        const Slot made = makeValue(Value::Object);
         while (!atEnd()) {
             const std::string key = unescape(name()).value_or(std::string());
             if (!key.empty()) {
                 // In this order: the value is read first.
-                std::string read = value();
-                pairs[key] = std::move(read);
+                Slot read = value();
+                made->pairs[key] = std::move(read);
             }
             skipBlank();
             if (peek() != '}' && peek() != ',') fail("pair value no end");
             if (text_[at_++] == '}') break;
         }
-        std::string out = "{";
-        for (const auto& [key, read] : pairs)
-            out += (out.size() > 1 ? ", \"" : " \"") + key + "\":" + read;
-        return out + " }";
+        return made;
     }
-    std::string array() {
+    Slot array() {
         ++at_;
-        std::string out = "[";
+        const Slot made = makeValue(Value::Array);
         while (!atEnd()) {
-            const std::string read = value();
-            if (read != "null") out += (out.size() > 1 ? ", " : " ") + read;
+            if (Slot read = value()) made->elements.push_back(std::move(read));
             skipBlank();
             if (peek() != ']' && peek() != ',') fail("array value no end");
             if (text_[at_++] == ']') break;
         }
-        return out + " ]";
+        return made;
     }
 
     const std::string& text_;
@@ -166,20 +199,209 @@ std::string outcomeOf(Call call) {
     }
 }
 
+// Does the same to a tree that was read and to a plain one. The bytes of the input decide what is
+// done, the last one first, since they may stand behind the text.
+class Changes {
+public:
+    Changes(const std::string& choices, Handle<JsonValue> tree, Slot plain)
+        : choices_(choices), root_(std::move(tree)), plainRoot_(std::move(plain)) {}
+
+    void run() {
+        for (int i = 0; i < 48; ++i)
+            step();
+        requireSame(root_, plainRoot_);
+        toRoot(JsonUnit(), nullptr);
+        for (const Kept& kept : kept_)
+            requireSame(JsonUnit(kept.value), kept.plain);
+        for (const View& view : views_)
+            require(view.changes != view.plain->changes ||
+                    std::string(view.text) == view.plain->text);
+    }
+
+private:
+    struct Kept {
+        Handle<JsonValue> value;
+        Slot plain;
+    };
+    // Good as long as there are no changes, also when only the handle is left.
+    struct View {
+        istr text;
+        Handle<JsonValue> value;
+        Slot plain;
+        int changes;
+    };
+
+    static void requireSame(const JsonUnit& unit, const Slot& plain) {
+        require(std::string(unit.encode(false, false, 0)) == written(plain));
+    }
+    unsigned choose(std::size_t n) {
+        const std::size_t i = next_++ % choices_.size();
+        const auto byte = static_cast<unsigned char>(choices_[choices_.size() - 1 - i]);
+        // Other choices when the bytes come again.
+        return static_cast<unsigned>((byte + next_ / choices_.size() * 5) % n);
+    }
+    bool is(Value::Kind kind) const { return *plain_ != nullptr && (*plain_)->kind == kind; }
+    void toRoot(const JsonUnit& unit, const Slot& plain) {
+        root_ = unit;
+        plainRoot_ = plain;
+        unit_ = &root_;
+        plain_ = &plainRoot_;
+    }
+
+    void step() {
+        switch (choose(12)) {
+            case 0:
+                unit_ = &root_;
+                plain_ = &plainRoot_;
+                return;
+            case 1:
+                return requireSame(root_, plainRoot_);
+            case 2:
+                return requireSame(*unit_, *plain_);
+            case 3:
+                return keep();
+            case 4:
+                return look();
+            case 5:
+                return change();
+            case 6:
+                return append();
+            case 7:
+                return swap();
+            case 8:
+                // Only a part of the tree goes on.
+                if (choose(4) == 0) toRoot(JsonUnit(*unit_), Slot(*plain_));
+                return;
+            default:
+                return enter();
+        }
+    }
+    void enter() {
+        if (is(Value::Array) && !(*plain_)->elements.empty()) {
+            const unsigned i = choose((*plain_)->elements.size());
+            unit_ = &unit_->arrayValue().at(i);
+            plain_ = &(*plain_)->elements[i];
+        } else if (is(Value::Object) && !(*plain_)->pairs.empty()) {
+            auto& pairs = (*plain_)->pairs;
+            const auto i = static_cast<std::ptrdiff_t>(choose(pairs.size()));
+            const auto pair = std::next(pairs.begin(), i);
+            JsonObject& object = unit_->objectValue();
+            if (choose(2) == 0) {
+                unit_ = &std::next(object.begin(), i)->second;
+            } else {
+                unit_ = &object.get(pair->first);
+            }
+            plain_ = &pair->second;
+        }
+    }
+    void keep() { kept_.push_back({unit_->value(), *plain_}); }
+    void look() {
+        const JsonUnit& unit = *unit_;
+        istr text;
+        bool flag = false;
+        unit >> text >> flag;
+        require(text.is_null() != is(Value::String));
+        require(flag == (is(Value::Boolean) && (*plain_)->text == "true"));
+        if (text.is_null()) return;
+        require(std::string(text) == (*plain_)->text);
+        views_.push_back({text, unit.value(), *plain_, (*plain_)->changes});
+        if (choose(4) != 0) return;
+        require(std::string(unit.stringValue()->getValue()) == (*plain_)->text);
+        ++(*plain_)->changes;
+    }
+    // The value of a slot, which is a new one if it is of another kind.
+    Value& plainValue(Value::Kind kind, const std::string& text = std::string()) {
+        if (!is(kind)) *plain_ = makeValue(kind, text);
+        return **plain_;
+    }
+    void change() {
+        const std::string text = std::string(choose(6), static_cast<char>(choose(256)));
+        switch (choose(6)) {
+            case 0:
+                *unit_ << istr(text);
+                setPlain(Value::String, text);
+                return;
+            case 1:
+                unit_->numberValue().setValue(text);
+                setPlain(Value::Number, text);
+                return;
+            case 2:
+                *unit_ << !text.empty();
+                setPlain(Value::Boolean, text.empty() ? "false" : "true");
+                return;
+            case 3:
+                unit_->setNull();
+                plain_->reset();
+                return;
+            case 4:
+                unit_->arrayValue();
+                plainValue(Value::Array);
+                return;
+            default:
+                unit_->objectValue();
+                plainValue(Value::Object);
+        }
+    }
+    void setPlain(Value::Kind kind, const std::string& text) {
+        Value& value = plainValue(kind);
+        value.text = text;
+        ++value.changes;
+    }
+    void append() {
+        if (is(Value::Object)) {
+            const std::string key(1 + choose(10), static_cast<char>('a' + choose(26)));
+            (*unit_)[key];
+            (*plain_)->pairs[key];
+        } else if (is(Value::Array)) {
+            // A value that is there more than once doubles what is written.
+            if (++added_ > 6 || (*plain_)->elements.empty()) {
+                unit_->newChild();
+                (*plain_)->elements.emplace_back();
+            } else {
+                const unsigned i = choose((*plain_)->elements.size());
+                unit_->arrayValue().add(unit_->arrayValue().at(i));
+                (*plain_)->elements.push_back(Slot((*plain_)->elements[i]));
+            }
+        }
+    }
+    void swap() {
+        if (!is(Value::Array) || (*plain_)->elements.empty()) return;
+        const unsigned i = choose((*plain_)->elements.size());
+        const unsigned j = choose((*plain_)->elements.size());
+        std::swap(unit_->arrayValue().at(i), unit_->arrayValue().at(j));
+        std::swap((*plain_)->elements[i], (*plain_)->elements[j]);
+    }
+
+    const std::string& choices_;
+    std::size_t next_ = 0;
+    JsonUnit root_;
+    Slot plainRoot_;
+    JsonUnit* unit_ = &root_;
+    Slot* plain_ = &plainRoot_;
+    std::vector<Kept> kept_;
+    std::vector<View> views_;
+    int added_ = 0;
+};
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t size) {
     const std::string text(data, data + size);
     Handle<JsonValue> tree;
-    const std::string written = outcomeOf([&] {
+    const std::string outcome = outcomeOf([&] {
         tree = JsonParser::from(istr(data, size));
         return std::string(tree->encode(false, false, 0));
     });
     // The plain form recurses.
-    if (size < 10000) {
-        const std::string expected = outcomeOf([&] { return Plain(text).parse(); });
+    if (size < 5000) {
+        Slot plain;
+        const std::string expected = outcomeOf([&] {
+            plain = Plain(text).parse();
+            return written(plain);
+        });
         // A message ends at its first zero.
-        require(tree ? written == expected : written == expected.c_str());
+        require(tree ? outcome == expected : outcome == expected.c_str());
+        if (tree) Changes(text, JsonParser::from(istr(data, size)), std::move(plain)).run();
     }
 
     const Optional<String> value = JsonString::unescape(text);
@@ -194,12 +416,6 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t siz
         const std::string again = outcomeOf(
             [&] { return std::string(JsonParser::from(shown)->encode(pretty, false, 0)); });
         require(!comesBack || again == shown);
-    }
-    // A value that outlives its tree.
-    if (const JsonUnit unit(tree); const JsonArray* const array = unit.arrayValue()) {
-        const JsonUnit kept = array->size() != 0 ? array->at(0) : JsonUnit();
-        tree.reset();
-        require(!kept.encode().empty());
     }
     return 0;
 }

@@ -13,7 +13,7 @@ bench)
     wanted="$build libbenchmark-dev libprotobuf-dev protobuf-compiler libmsgpack-cxx-dev"
     wanted="$wanted libboost-dev libssl-dev libyaml-cpp-dev libspdlog-dev libfmt-dev"
     wanted="$wanted libevent-dev libzmq3-dev cppzmq-dev nlohmann-json3-dev rapidjson-dev"
-    wanted="$wanted libtinyxml2-dev libpugixml-dev"
+    wanted="$wanted libsimdjson-dev libtinyxml2-dev libpugixml-dev"
     ;;
 fuzz) wanted="$build clang libclang-rt-14-dev llvm" ;;
 *)

@@ -251,9 +251,15 @@ public:
     JsonUnit& at(unsigned i) { return made().units_[i]; }
     const JsonUnit& at(unsigned i) const { return made().units_[i]; }
     iterator begin() { return made().units_; }
-    iterator end() { return begin() + size_; }
+    iterator end() {
+        const JsonArray& array = made();
+        return array.units_ + array.size_;
+    }
     const_iterator begin() const { return made().units_; }
-    const_iterator end() const { return begin() + size_; }
+    const_iterator end() const {
+        const JsonArray& array = made();
+        return array.units_ + array.size_;
+    }
 
 private:
     friend FlatTree;
@@ -333,9 +339,15 @@ public:
     const JsonUnit* get(istr key) const;
 
     iterator begin() { return iterator(inOrder()); }
-    iterator end() { return iterator(inOrder() + size_); }
+    iterator end() {
+        value_type* const* const pairs = inOrder();
+        return iterator(pairs + size_);
+    }
     const_iterator begin() const { return const_iterator(inOrder()); }
-    const_iterator end() const { return const_iterator(inOrder() + size_); }
+    const_iterator end() const {
+        value_type* const* const pairs = inOrder();
+        return const_iterator(pairs + size_);
+    }
 
 private:
     friend FlatTree;
@@ -355,7 +367,8 @@ private:
     }
     void makePairs() const;
     value_type* const* inOrder() const {
-        if (made().sorted_ != size_) [[unlikely]]
+        made();
+        if (sorted_ != size_) [[unlikely]]
             sort();
         return pairs_;
     }

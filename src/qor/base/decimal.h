@@ -18,12 +18,12 @@ __extension__ typedef unsigned __int128 Wide;
 
 using Word = std::uint64_t;
 
-// 2^(63 + bits) / 5^k, rounded down, where 5^k has so many bits.
+// 2^(63 + bits) / 5^k, rounded down, where 5^k has so many bits; for k above 0.
 struct InversePower {
     Word factor;
     int bits;
 };
-inline constexpr int kMostPlaces = 27;  // 5^27 fits in 63 bits
+inline constexpr int kMostPlaces = 16;
 inline constexpr auto kInversePowers = [] {
     std::array<InversePower, kMostPlaces + 1> powers{};
     Word power = 1;
@@ -58,7 +58,8 @@ inline Word load(const char* at) noexcept {
     return word ^ kZeros;
 }
 
-// digits / 10^places, or nothing where only a longer calculation can tell to which side it rounds.
+// digits / 10^places, for 1 to kMostPlaces places, or nothing where only a longer calculation can
+// tell to which side it rounds.
 constexpr std::optional<double> scaled(Word digits, int places) noexcept {
     if (digits == 0) return 0.0;
     const InversePower& inverse = kInversePowers[static_cast<std::size_t>(places)];
@@ -79,31 +80,30 @@ constexpr std::optional<double> scaled(Word digits, int places) noexcept {
     return std::bit_cast<double>(bits);
 }
 
-// The number of a text of up to 7 digits, a point and up to 16 more digits, no others of which are
-// read; nothing for every other text, and for a few that take a longer calculation.
+// The number of a text of 1 to 7 digits, a point, and 8 to 16 more digits: at least 15 digits and
+// at most 19. Nothing for every other text, and for a few that take a longer calculation.
 inline std::optional<double> read(std::string_view text) noexcept {
-    constexpr std::size_t kLeast = 2 * sizeof(Word);
-    if (std::endian::native != std::endian::little || text.size() < kLeast) return std::nullopt;
+    constexpr int kWord = sizeof(Word);
+    constexpr std::size_t kLeast = 2 * sizeof(Word), kMost = 20;
+    if (std::endian::native != std::endian::little) return std::nullopt;
+    if (text.size() < kLeast || text.size() > kMost) return std::nullopt;
     const Word head = load(text.data());
     const int whole = leadingDigits(head);
-    if (whole == 0 || whole == 8 || text[static_cast<std::size_t>(whole)] != '.')
+    if (whole == 0 || whole == kWord || text[static_cast<std::size_t>(whole)] != '.')
         return std::nullopt;
     const int places = static_cast<int>(text.size()) - whole - 1;
-    if (text.size() > kLeast + 8 || places > 16 || places + whole > 19) return std::nullopt;
-    // Both parts end at the highest byte, after zeros.
+    if (places > kMostPlaces) return std::nullopt;
+    // Each part ends at the highest byte, after zeros.
     const char* const end = text.data() + text.size();
-    const int upper = places > 8 ? places - 8 : 0;
-    const Word low = load(end - sizeof(Word));
-    const Word high = upper == 0 ? 0 : load(end - kLeast) >> 8 * (8 - upper) << 8 * (8 - upper);
-    const Word last = places >= 8   ? low
-                      : places == 0 ? 0
-                                    : low >> 8 * (8 - places) << 8 * (8 - places);
-    if (leadingDigits(high) != 8 || leadingDigits(last) != 8) return std::nullopt;
+    const int upper = places - kWord;
+    const int foreign = 8 * (kWord - upper);
+    const Word high = upper == 0 ? 0 : load(end - kLeast) >> foreign << foreign;
+    const Word low = load(end - kWord);
+    if (leadingDigits(high) != kWord || leadingDigits(low) != kWord) return std::nullopt;
     constexpr Word kEight = 100000000,
                    kPowers[] = {1, 10, 100, 1000, 10000, 100000, 1000000, 10000000, kEight};
-    const Word fraction = valueOfEight(high) * kEight + valueOfEight(last);
-    Word digits = valueOfEight(head << 8 * (8 - whole));
-    digits = places > 8 ? digits * kEight * kPowers[upper] : digits * kPowers[places];
+    const Word fraction = valueOfEight(high) * kEight + valueOfEight(low);
+    const Word digits = valueOfEight(head << 8 * (kWord - whole)) * kEight * kPowers[upper];
     return scaled(digits + fraction, places);
 }
 

@@ -79,7 +79,8 @@ void JsonArray::grow() {
 }
 
 JsonUnit& JsonArray::newChild() {
-    if (made().size_ == capacity_) grow();
+    made();
+    if (size_ == capacity_) grow();
     return *::new (units_ + size_++) JsonUnit();
 }
 

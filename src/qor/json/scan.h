@@ -38,27 +38,6 @@ inline const char* findMarked(const char* at, const char* end, Marks marks) noex
     return at;
 }
 
-// The same for bytes that are none of - . / and the digits, which follow each other.
-constexpr Word noDigit(Word word) noexcept {
-    return (word | (word - kOnes * '-') | (word + kOnes * (0x7F - '9'))) & kHighs;
-}
-
-// The first quote or backslash, or the end.
-inline const char* findQuoteOrBackslash(const char* at, const char* end) noexcept {
-    at = findMarked(at, end, [](Word word) { return equal(word, '"') | equal(word, '\\'); });
-    while (at != end && *at != '"' && *at != '\\')
-        ++at;
-    return at;
-}
-
-// Move over digits, signs and points, and over spaces, as far as whole words of them go.
-inline const char* skipDigits(const char* at, const char* end) noexcept {
-    return findMarked(at, end, noDigit);
-}
-inline const char* skipSpaces(const char* at, const char* end) noexcept {
-    return findMarked(at, end, [](Word word) { return word ^ kOnes * ' '; });
-}
-
 }  // namespace qor::json::scan
 
 #endif  // QOR_SRC_JSON_SCAN_H

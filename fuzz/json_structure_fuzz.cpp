@@ -1,0 +1,81 @@
+// Every form that this machine has finds the same structure in any bytes, and the index gives it
+// however the text is cut.
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
+#include "json/structure_index.h"
+
+namespace {
+
+using namespace qor;
+using namespace qor::json;
+
+constexpr std::size_t kBlock = 64;
+
+void require(bool holds) {
+    if (!holds) __builtin_trap();
+}
+
+struct Found {
+    std::vector<ulong32> positions;
+    bool anyBackslash;
+    bool ended;
+
+    bool operator==(const Found&) const = default;
+};
+
+// `text` is whole blocks.
+Found foundIn(const StructureForm& form, const std::vector<char>& text, std::size_t blocksAtOnce) {
+    std::vector<ulong32> room(text.size() + kBlock);
+    StructureState state;
+    ulong32* out = room.data();
+    for (std::size_t at = 0; at < text.size();) {
+        const std::size_t blocks = std::min(blocksAtOnce, (text.size() - at) / kBlock);
+        out = form.find(state, text.data() + at, blocks, static_cast<ulong32>(at), out);
+        at += blocks * kBlock;
+    }
+    return {{room.data(), out}, state.anyBackslash(), state.ended()};
+}
+
+void requireIndexed(const StructureForm& form, const char* text, ulong32 size, const Found& found) {
+    StructureIndex index(form, text, size);
+    for (std::size_t i = 0; i < found.positions.size();) {
+        const std::size_t step =
+            std::min(i % StructureIndex::kAhead + 1, found.positions.size() - i);
+        require(std::equal(index.current(), index.current() + step, found.positions.data() + i));
+        index.moveTo(index.current() + step);
+        i += step;
+    }
+    const auto isEnd = [&](ulong32 position) { return position == size; };
+    require(std::all_of(index.current(), index.current() + StructureIndex::kAhead, isEnd));
+    require(index.anyBackslash() == found.anyBackslash);
+}
+
+// The text is at the very end of its memory.
+void check(const char* text, std::size_t size) {
+    std::vector<char> blocks(text, text + size);
+    blocks.resize((size + kBlock - 1) / kBlock * kBlock, ' ');
+    const Found wanted = foundIn(structureForms().back(), blocks, 1);
+    require(std::is_sorted(wanted.positions.begin(), wanted.positions.end()));
+    for (const StructureForm& form : structureForms()) {
+        require(foundIn(form, blocks, 1) == wanted);
+        require(foundIn(form, blocks, blocks.size()) == wanted);
+        requireIndexed(form, text, static_cast<ulong32>(size), wanted);
+    }
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t size) {
+    const auto* const text = reinterpret_cast<const char*>(data);
+    check(text, size);
+    // The same over other edges: behind a part of a block, and where the index looks at more text.
+    for (const std::size_t before : {size % kBlock, 4096 - size % kBlock}) {
+        std::vector<char> longer(before, ' ');
+        longer.insert(longer.end(), text, text + size);
+        check(longer.data(), longer.size());
+    }
+    return 0;
+}

@@ -1,0 +1,94 @@
+// Numbers are read from any text as a stream reads them, and common decimals as the standard
+// library reads them.
+
+#include <charconv>
+#include <cstring>
+#include <optional>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "base/decimal.h"
+#include "qor/base/base_type_number.h"
+
+namespace {
+
+using namespace qor;
+
+void require(bool holds) {
+    if (!holds) __builtin_trap();
+}
+
+// A long has 32 bits.
+template <class T>
+struct Streamed {
+    using type = T;
+};
+template <>
+struct Streamed<long> {
+    using type = int;
+};
+template <>
+struct Streamed<unsigned long> {
+    using type = unsigned;
+};
+
+template <class T>
+bool isSame(T left, T right) {
+    return std::memcmp(&left, &right, sizeof left) == 0;
+}
+
+template <class T>
+void checkType(const std::string& text, std::istringstream& in) {
+    using Narrow = typename Streamed<T>::type;
+    Narrow wanted = 77;
+    in.clear();
+    in.str(text);
+    const bool good = static_cast<bool>(in >> wanted);
+    T read = 77;
+    require(parseNumber(istr(text), read) == good);
+    require(isSame(static_cast<Narrow>(read), wanted));
+}
+
+// What decimal::read takes are digits and a point and no others.
+// The text is at the very end of its memory.
+void checkDecimal(const std::vector<char>& text) {
+    const std::optional<double> read = decimal::read({text.data(), text.size()});
+    if (!read.has_value()) return;
+    double wanted = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), wanted);
+    require(error == std::errc() && end == text.data() + text.size());
+    require(isSame(*read, wanted));
+}
+
+// The bytes as a number of the kind that is read fast, which random ones seldom are.
+std::string asDecimal(const std::string& bytes) {
+    std::string text;
+    for (const char c : bytes.substr(0, 22))
+        text += static_cast<char>('0' + static_cast<unsigned char>(c) % 10);
+    if (text.size() < 2) return text;
+    text.insert(1 + static_cast<unsigned char>(bytes[0]) / 10 % 7 % (text.size() - 1), 1, '.');
+    return text;
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t size) {
+    const std::string bytes(data, data + size);
+    static std::istringstream in;
+    const std::string decimal = asDecimal(bytes);
+    for (const std::string& text : {bytes, decimal, '-' + decimal}) {
+        checkType<short>(text, in);
+        checkType<unsigned short>(text, in);
+        checkType<int>(text, in);
+        checkType<unsigned>(text, in);
+        checkType<long>(text, in);
+        checkType<unsigned long>(text, in);
+        checkType<long long>(text, in);
+        checkType<unsigned long long>(text, in);
+        checkType<float>(text, in);
+        checkType<double>(text, in);
+        checkDecimal({text.begin(), text.end()});
+    }
+    return 0;
+}

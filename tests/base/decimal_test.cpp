@@ -1,0 +1,117 @@
+#include "base/decimal.h"
+
+#include <gtest/gtest.h>
+
+#include <charconv>
+#include <cmath>
+#include <cstdio>
+#include <random>
+#include <vector>
+
+namespace qor::decimal {
+namespace {
+
+// Whether the text was read; it is then what the standard library makes of all of it. It stands at
+// the very end of its memory.
+bool isRead(const std::string& text) {
+    const std::vector<char> exact(text.begin(), text.end());
+    const std::optional<double> value = read({exact.data(), exact.size()});
+    if (!value.has_value()) return false;
+    double wanted = -1;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), wanted);
+    EXPECT_TRUE(error == std::errc() && end == text.data() + text.size()) << text;
+    EXPECT_EQ(std::bit_cast<Word>(*value), std::bit_cast<Word>(wanted)) << text;
+    return true;
+}
+
+TEST(Decimal, ReadsCommonOnesAsTheStandardLibraryDoes) {
+    const char* const common[] = {
+        "0.00000000000000",     "0.0000000000000000",   "0000000.00000000",
+        "0000001.50000000",     "0.0000000000000001",   "0.9999999999999999",
+        "9999999.99999999",     "999.9999999999999999", "1.000000000000000",
+        "9007199.254740991",    "9007199.254740992",    "9007199.254740993",
+        "9007199.254740995",    "4503599.627370497",    "123.4567890123456789",
+        "1234567.890123456789", "-65.61361699999998",   "43.420273000000009",
+        "0.1000000000000000",   "0.3333333333333333",   "72057.59403792793",
+        "180.0000000000000000",
+    };
+    for (const std::string text : common)
+        EXPECT_EQ(isRead(text), text[0] != '-') << text;
+    const char* const others[] = {"",
+                                  ".",
+                                  "1.5",
+                                  "1.0000000000000",       // 15 bytes
+                                  ".000000000000000",      // no digit before the point
+                                  "12345678.00000000",     // 8 of them
+                                  "1.00000000000000000",   // 17 places
+                                  "1234.0000000000000000",  // 20 digits
+                                  "1.0000000000000000000000000",
+                                  "1.5e0000000000000",
+                                  "1..00000000000000",
+                                  "1234567890123456",
+                                  "1234567 12345678"};
+    for (const std::string text : others)
+        EXPECT_FALSE(isRead(text)) << text;
+}
+
+TEST(Decimal, TakesNoOtherByteInAnyPlace) {
+    for (const std::string text :
+         {"1.23456789012345", "1234567.12345678", "12.3456789012345678", "1234567.890123456789",
+          "123.4567890123456789", "0.0000000000000000"}) {
+        EXPECT_TRUE(isRead(text));
+        for (std::size_t place = 0; place < text.size(); ++place) {
+            for (int byte = 0; byte < 256; ++byte) {
+                std::string odd = text;
+                odd[place] = static_cast<char>(byte);
+                const bool isDigit = byte >= '0' && byte <= '9';
+                if (text[place] == '.' || !isDigit) {
+                    EXPECT_EQ(isRead(odd), odd == text) << odd;
+                } else {
+                    isRead(odd);
+                }
+            }
+        }
+    }
+}
+
+TEST(Decimal, RoundsAsTheStandardLibraryDoes) {
+    std::mt19937_64 random(7);
+    constexpr unsigned kTexts = 100000;
+    unsigned read = 0;
+    for (unsigned i = 0; i < kTexts; ++i) {
+        const auto whole = 1 + random() % 7;
+        const auto least = 15 - whole;
+        const auto most = std::min<std::size_t>(16, 19 - whole);
+        const auto places = least + random() % (most - least + 1);
+        std::string text;
+        // Long runs of one digit at times.
+        const char run = static_cast<char>('0' + random() % 10);
+        const bool inRuns = random() % 4 == 0;
+        while (text.size() < whole + places) {
+            const char digit = static_cast<char>('0' + random() % 10);
+            text += inRuns && random() % 8 != 0 ? run : digit;
+        }
+        text.insert(whole, 1, '.');
+        read += isRead(text) ? 1 : 0;
+    }
+    EXPECT_GT(read, kTexts / 100 * 99);
+    // Those next to the middle between two doubles; a long double has the middle itself.
+    read = 0;
+    std::uniform_real_distribution<double> magnitudes(0, 20);
+    for (unsigned i = 0; i < kTexts; ++i) {
+        const double value = std::ldexp(1 + std::ldexp(double(random() >> 12), -52),
+                                        static_cast<int>(magnitudes(random)));
+        const long double middle = (static_cast<long double>(value) +
+                                    static_cast<long double>(std::nextafter(value, 1e9))) /
+                                   2;
+        const int whole = std::snprintf(nullptr, 0, "%.0f", std::floor(value));
+        char text[64];
+        std::snprintf(text, sizeof text, "%.*Lf", std::min(16, 19 - whole), middle);
+        read += isRead(text) ? 1 : 0;
+    }
+    EXPECT_GT(read, kTexts / 2);
+    EXPECT_LT(read, kTexts);  // some need the longer calculation
+}
+
+}  // namespace
+}  // namespace qor::decimal

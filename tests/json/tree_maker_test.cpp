@@ -1,0 +1,414 @@
+#include "json/tree_maker.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <barrier>
+#include <functional>
+#include <iterator>
+#include <random>
+#include <thread>
+#include <vector>
+
+#include "qor/json/json_unit.h"
+#include "qor/json/qor_json_parser.h"
+
+// The values of trees that were read: they are made when they are first asked for, in whatever
+// order, and what was made of a tree keeps what it needs of it.
+
+namespace qor::json {
+namespace {
+
+JsonUnit read(istr text) {
+    return JsonUnit(JsonParser::from(text));
+}
+
+std::string written(const JsonUnit& unit) {
+    return unit.encode(false, false, 0);
+}
+
+std::string repeated(const std::string& text, std::size_t n) {
+    std::string all;
+    for (std::size_t i = 0; i < n; ++i)
+        all += text;
+    return all;
+}
+
+// Would overwrite what was freed too early.
+void useOtherTrees() {
+    written(read("[" + repeated("{\"k\":[\"other\",\"other text that is longer\"]},", 1000) + "]"));
+}
+
+std::vector<const JsonUnit*> childrenOf(const JsonUnit& unit) {
+    std::vector<const JsonUnit*> children;
+    if (const JsonArray* const array = unit.arrayValue()) {
+        for (const JsonUnit& child : *array)
+            children.push_back(&child);
+    } else if (const JsonObject* const object = unit.objectValue()) {
+        for (const auto& [key, child] : *object)
+            children.push_back(&child);
+    }
+    return children;
+}
+
+const JsonUnit& firstLeaf(const JsonUnit& unit) {
+    const std::vector<const JsonUnit*> children = childrenOf(unit);
+    return children.empty() ? unit : firstLeaf(*children.front());
+}
+
+using Order = std::function<void(std::vector<const JsonUnit*>&)>;
+
+void makeAll(const JsonUnit& unit, const Order& order) {
+    std::vector<const JsonUnit*> children = childrenOf(unit);
+    order(children);
+    for (const JsonUnit* const child : children) {
+        child->value();
+        makeAll(*child, order);
+    }
+}
+
+// What the text reads as, whether nothing of it has been made or all of it, in some order.
+void expectReadAs(const std::string& text, const std::string& expected) {
+    static std::mt19937 random(3);
+    const Order orders[] = {
+        [](auto&) {},
+        [](auto& children) { std::reverse(children.begin(), children.end()); },
+        [](auto& children) { std::shuffle(children.begin(), children.end(), random); },
+        [](auto& children) {
+            // The last of many come first, so that the others are no batch from the start.
+            const auto part = static_cast<std::ptrdiff_t>(children.size() / 2);
+            std::rotate(children.begin(), children.begin() + part, children.end());
+        },
+    };
+    EXPECT_EQ(written(read(text)), expected);
+    for (const Order& order : orders) {
+        const JsonUnit unit = read(text);
+        makeAll(unit, order);
+        EXPECT_EQ(written(unit), expected);
+        // A tree that is built of the parts of another one.
+        JsonUnit parts, source = read(text);
+        parts.arrayValue();
+        for (const JsonUnit* const child : childrenOf(source))
+            parts.arrayValue().add(*child);
+        source.setNull();
+        useOtherTrees();
+        const std::vector<const JsonUnit*> children = childrenOf(unit);
+        ASSERT_EQ(childrenOf(parts).size(), children.size());
+        for (std::size_t i = 0; i < children.size(); i += 1 + i / 8)
+            EXPECT_EQ(written(parts.arrayValue().at(static_cast<unsigned>(i))),
+                      written(*children[i]));
+    }
+}
+
+TEST(TreeMaker, MakesWhatWasReadInAnyOrder) {
+    const std::pair<const char*, const char*> cases[] = {
+        {"[]", "[ ]"},
+        {"{}", "{ }"},
+        {"[[],{},[[]],{a:{}}]", "[ [ ], { }, [ [ ] ], { \"a\":{ } } ]"},
+        {"{c:null,a:[null],b:{n:null}}", R"({ "a":[ ], "b":{ "n":null }, "c":null })"},
+        // Of keys that are there more than once, the last one.
+        {"{a:[1],b:{c:1},a:{d:[2]},b:[],a:[[3]]}", R"({ "a":[ [ 3 ] ], "b":[ ] })"},
+        {"[{a:1,a:[2]},{a:[1],a:2},{a:{a:1,a:2},a:null}]",
+         R"([ { "a":[ 2 ] }, { "a":2 }, { "a":null } ])"},
+        // Keys with escapes, one of which is then the same as another one.
+        {R"([{"a\u0062":1,"\q\u0063":2,"c\/d":[3]},{x:{"\n":4},"\t":5}])",
+         "[ { \"ab\":1, \"c\":2, \"c/d\":[ 3 ] }, { \"\t\":5, \"x\":{ \"\n\":4 } } ]"},
+        {R"({"a\u0062":[1],ab:2,"\u0061b":{c:3}})", R"({ "ab":{ "c":3 } })"},
+        {"[abc,+,true,True,1 2,\"\\u0041\",-]", R"([ abc, +, true, True, 1 2, "A", - ])"},
+    };
+    for (const auto& [text, expected] : cases)
+        expectReadAs(text, expected);
+}
+
+// Blocks take so many values at a time, and arrays end inside of them.
+TEST(TreeMaker, MakesContainersOfEverySizeAndDepth) {
+    for (const std::size_t count : {1U, 31U, 255U, 509U, 510U, 511U, 512U, 513U, 1500U}) {
+        const std::string flat = repeated("1,", count), flatWritten = repeated("1, ", count - 1);
+        const std::string array = "[ " + flatWritten + "1 ]";
+        expectReadAs("[[" + flat + "]]", "[ " + array + " ]");
+        expectReadAs("[[2],[" + flat + "],[[" + flat + "],{k:[" + flat + "]}],[3]]",
+                     "[ [ 2 ], " + array + ", [ " + array + ", { \"k\":" + array + " } ], [ 3 ] ]");
+        for (const auto& [small, smallWritten] :
+             {std::pair<std::string, std::string>("[]", "[ ]"), {"{k:[2]}", "{ \"k\":[ 2 ] }"}}) {
+            // Small containers at the edges of an array, and in all of it.
+            expectReadAs("[" + small + "," + flat + small + "]",
+                         "[ " + smallWritten + ", " + flatWritten + "1, " + smallWritten + " ]");
+            expectReadAs("[" + repeated(small + ",", count) + "]",
+                         "[ " + repeated(smallWritten + ", ", count - 1) + smallWritten + " ]");
+        }
+    }
+    for (const std::size_t depth : {30U, 31U, 32U, 33U, 64U, 65U, 200U}) {
+        expectReadAs(repeated("[[1],", depth) + repeated("]", depth),
+                     repeated("[ [ 1 ], ", depth - 1) + "[ [ 1 ]" + repeated(" ]", depth));
+        expectReadAs(repeated("{k:", depth) + "[]" + repeated("}", depth),
+                     repeated("{ \"k\":", depth) + "[ ]" + repeated(" }", depth));
+    }
+}
+
+TEST(TreeMaker, KeepsTheTextOfAView) {
+    const std::string large(5000, 'v');
+    const std::pair<std::string, std::string> strings[] = {
+        {"\"\"", ""}, {"\"view\"", "view"}, {"\"a\\tb\"", "a\tb"}, {'"' + large + '"', large}};
+    const std::pair<std::string, std::string> around[] = {
+        {"[", "]"},
+        {"{k:", "}"},
+        {"[[[", ",1],2]]"},
+        {"[{k:{j:[", ",[]]}},{}]"},
+        {"[[", "," + repeated("[1],", 600) + "]]"},
+    };
+    for (const auto& [string, value] : strings) {
+        for (const auto& [before, after] : around) {
+            for (const bool grows : {false, true}) {
+                JsonUnit root = read(before + string + after);
+                istr view;
+                firstLeaf(root) >> view;
+                EXPECT_EQ(view, value);
+                if (grows && std::as_const(root).arrayValue() != nullptr) root.newChild() << "more";
+                const Handle<JsonValue> kept = firstLeaf(root).value();
+                istr again;
+                firstLeaf(root) >> again;
+                EXPECT_EQ(again, value);
+                root.setNull();
+                useOtherTrees();
+                EXPECT_EQ(view, value);
+                EXPECT_EQ(again.data(), view.data());
+                EXPECT_EQ(static_cast<JsonString&>(*kept).getValue(), value);
+                EXPECT_EQ(kept->__GetRef(), 1);
+            }
+        }
+    }
+}
+
+// As of values that were built.
+TEST(TreeMaker, SharesValuesThatAreTakenOut) {
+    for (const std::string text : {"1", "true", "\"s\"", "[1]", "{a:1}", "[[],{}]"}) {
+        for (const auto& [before, after] :
+             {std::pair<std::string, std::string>("[", "]"), {"{k:", "}"}, {"[[0,", "],[]]"}}) {
+            JsonUnit root = read(before + text + after);
+            EXPECT_EQ(root.value()->__GetRef(), 2);
+            const JsonUnit* unit = childrenOf(root).back();
+            if (before == "[[0,") unit = &childrenOf(root).front()->arrayValue()->at(1);
+            const std::string expected = written(*unit);
+            {
+                const Handle<JsonValue> taken = unit->value();
+                EXPECT_EQ(taken->__GetRef(), 2);
+                EXPECT_EQ(taken.get(), unit->value().get());
+            }
+            JsonUnit copy = *unit;
+            EXPECT_EQ(copy.value()->__GetRef(), 3);
+            root.setNull();
+            EXPECT_EQ(copy.value()->__GetRef(), 2);
+            useOtherTrees();
+            EXPECT_EQ(written(copy), expected);
+        }
+    }
+    JsonUnit root = read("[1,\"s\",true,[2],{a:3}]");
+    JsonArray& array = root.arrayValue();
+    std::vector<JsonUnit> copies(array.begin(), array.end());
+    copies[0] << 7;
+    copies[1] << "t";
+    copies[2] << false;
+    copies[3].newChild() << 8;
+    copies[4]["a"] << 9;
+    EXPECT_EQ(written(root), R"([ 7, "t", false, [ 2, 8 ], { "a":9 } ])");
+    copies[0] << "of another kind";
+    EXPECT_EQ(written(array.at(0)), "7");
+}
+
+TEST(TreeMaker, MovesUnitsOutAndAround) {
+    const std::string text = "[1,\"two\",[3,[4]],{k:[5]},[],true]";
+    const std::vector<std::string> parts = {"1",   "\"two\"", "[ 3, [ 4 ] ]", "{ \"k\":[ 5 ] }",
+                                            "[ ]", "true"};
+    for (unsigned i = 0; i < parts.size(); ++i) {
+        JsonUnit root = read(text);
+        JsonUnit moved = std::move(root.arrayValue().at(i));
+        EXPECT_TRUE(root.arrayValue().at(i).isNull());
+        std::swap(root.arrayValue().at(0), root.arrayValue().at(5));
+        EXPECT_EQ(written(root.arrayValue().at(0)), i + 1 == parts.size() ? "null" : "true");
+        // Into another place of its tree, and over what is there.
+        JsonUnit& last = root.arrayValue().at(4);
+        if (i != 4) {
+            last = std::move(moved);
+            EXPECT_EQ(written(last), parts[i]);
+            moved = std::move(last);
+        }
+        std::vector<JsonUnit> units;
+        units.push_back(std::move(moved));
+        units.resize(100);
+        root.setNull();
+        useOtherTrees();
+        EXPECT_EQ(written(units[0]), parts[i]);
+    }
+    // A unit becomes a part of its own value.
+    JsonUnit root = read("[[[1],{k:[2]}]]");
+    root = std::move(root.arrayValue().at(0));
+    root = JsonUnit(root.arrayValue().at(1));
+    EXPECT_EQ(written(root), "{ \"k\":[ 2 ] }");
+}
+
+TEST(TreeMaker, KeepsOldElementsWhenAnArrayGrows) {
+    const std::string elements[] = {"1",    "\"two\"", "[]",      "[3,{}]", "{k:[4]}",
+                                    "true", "five",    "\"\\n\"", "{}",     "[[[]]]"};
+    for (const std::size_t count : {0U, 1U, 3U, 4U, 10U, 100U, 600U}) {
+        std::string text;
+        for (std::size_t i = 0; i < count; ++i)
+            text += elements[i * 7 % std::size(elements)] + ',';
+        std::vector<std::string> expected;
+        const JsonUnit before = read('[' + text + ']');
+        for (const JsonUnit* const child : childrenOf(before))
+            expected.push_back(written(*child));
+        ASSERT_EQ(expected.size(), count);
+        for (const std::size_t look : {0U, 1U, 3U}) {
+            for (const auto& [open, close] :
+                 {std::pair<std::string, std::string>("[", "]"), {"[0,[", "],[9]]"}}) {
+                JsonUnit root = read(open + text + close);
+                JsonUnit& unit = open == "[" ? root : root.arrayValue().at(1);
+                for (std::size_t i = 0; look != 0 && i < count; i += look)
+                    unit.arrayValue().at(static_cast<unsigned>(i)).value();
+                JsonArray& array = unit.arrayValue();
+                for (std::size_t i = count; i < 2 * count + 10; ++i)
+                    array.newChild() << i;
+                ASSERT_EQ(array.size(), 2 * count + 10);
+                const std::string whole = written(unit);
+                for (std::size_t i = array.size(); i-- > 0;) {
+                    EXPECT_EQ(written(array.at(static_cast<unsigned>(i))),
+                              i < count ? expected[i] : std::to_string(i));
+                    array.at(static_cast<unsigned>(i)).value();
+                }
+                EXPECT_EQ(written(unit), whole);
+                const JsonUnit kept = unit;
+                root.setNull();
+                useOtherTrees();
+                EXPECT_EQ(written(kept), whole);
+            }
+        }
+    }
+}
+
+TEST(TreeMaker, MakesARootByWhateverIsAskedFirst) {
+    const std::pair<const char*, std::function<std::size_t(JsonUnit&)>> cases[] = {
+        {"[1,[2],3]", [](JsonUnit& u) { return u.arrayValue().size(); }},
+        {"[1,[2],3]",
+         [](JsonUnit& u) {
+             const JsonUnit* const end = std::as_const(u).arrayValue()->end();
+             return static_cast<std::size_t>(end - std::as_const(u).arrayValue()->begin());
+         }},
+        {"[1,[2]]", [](JsonUnit& u) { return u.newChild().isNull() ? u.arrayValue().size() : 0; }},
+        {"{a:1,b:[2],c:3}",
+         [](JsonUnit& u) {
+             const JsonObject::const_iterator end = std::as_const(u).objectValue()->end();
+             return static_cast<std::size_t>(
+                 std::distance(std::as_const(u).objectValue()->begin(), end));
+         }},
+        {"{a:1,c:[2]}",
+         [](JsonUnit& u) {
+             u["b"];
+             return childrenOf(u).size();
+         }},
+    };
+    for (const auto& [text, count] : cases) {
+        JsonUnit unit = read(text);
+        EXPECT_EQ(count(unit), 3u) << text;
+    }
+}
+
+TEST(TreeMaker, FindsKeysWhileOthersAreAdded) {
+    for (const std::size_t count : {0U, 1U, 3U, 15U, 16U, 17U, 100U}) {
+        for (const bool nested : {false, true}) {
+            std::string text = "{";
+            for (std::size_t i = 0; i < count; ++i)
+                text += "k" + std::to_string(1000 + i) + ":[" + std::to_string(i) + "],";
+            text += "}";
+            JsonUnit root = read(nested ? "[0," + text + "]" : text);
+            JsonUnit& unit = nested ? root.arrayValue().at(1) : root;
+            std::vector<const JsonUnit*> places;
+            for (std::size_t i = 0; i < count; ++i)
+                places.push_back(&unit["k" + std::to_string(1000 + i)]);
+            std::vector<std::string> keys;
+            for (std::size_t i = 0; i < 2 * count + 20; ++i) {
+                keys.push_back((i % 2 == 0 ? "a" : "z") + std::to_string(i * 37 % 1009));
+                unit[keys.back()] << i;
+                EXPECT_EQ(childrenOf(unit).size(), count + i + 1);
+                const auto& object = *std::as_const(unit).objectValue();
+                EXPECT_TRUE(std::is_sorted(
+                    object.begin(), object.end(),
+                    [](const auto& left, const auto& right) { return left.first < right.first; }));
+                for (std::size_t k = i % 7; k < count; k += 7)
+                    EXPECT_EQ(&unit["k" + std::to_string(1000 + k)], places[k]);
+            }
+            for (std::size_t i = 0; i < count; ++i)
+                EXPECT_EQ(written(*places[i]), "[ " + std::to_string(i) + " ]");
+            for (std::size_t i = 0; i < keys.size(); ++i)
+                EXPECT_EQ(written(unit[keys[i]]), std::to_string(i));
+            EXPECT_EQ(childrenOf(unit).size(), count + keys.size());
+        }
+    }
+}
+
+constexpr unsigned kThreads = 4;
+
+// Runs the call in several threads, which begin together.
+void runTogether(const std::function<void(unsigned)>& call) {
+    std::barrier start(kThreads);
+    std::vector<std::thread> threads;
+    for (unsigned i = 0; i < kThreads; ++i) {
+        threads.emplace_back([&, i] {
+            start.arrive_and_wait();
+            call(i);
+        });
+    }
+    for (std::thread& thread : threads)
+        thread.join();
+}
+
+std::string contacts(unsigned count) {
+    return "{list:[" +
+           repeated("{id:7,\"name\":\"A\\u0042\",tags:[\"x\",[1.5]],more:{no:[]}},", count) + "]}";
+}
+
+TEST(TreeMaker, LetsThreadsReleaseWhatOneTreeHad) {
+    for (unsigned round = 0; round < 50; ++round) {
+        std::vector<Handle<JsonValue>> handles[kThreads];
+        {
+            JsonUnit root = read("[" + repeated(contacts(5) + ',', 60) + "1,\"two\"]");
+            unsigned i = round;
+            for (const JsonUnit* const child : childrenOf(root)) {
+                const JsonUnit& list = (*child)["list"];
+                for (const JsonUnit* const unit : {child, &list, &firstLeaf(list)})
+                    handles[i++ % kThreads].push_back(unit->value());
+            }
+            handles[round % kThreads].push_back(root.value());
+        }
+        runTogether([&](unsigned i) {
+            std::vector<Handle<JsonValue>>& mine = handles[i];
+            while (!mine.empty())
+                mine.pop_back();
+        });
+    }
+}
+
+TEST(TreeMaker, LetsEachThreadLookIntoAPartOfItsOwn) {
+    const std::string expected = written(read(contacts(300)));
+    for (unsigned round = 0; round < 10; ++round) {
+        JsonUnit root = read("[" + repeated(contacts(300) + ',', kThreads + 1) + "]");
+        std::vector<JsonUnit> parts;
+        for (const JsonUnit* const child : childrenOf(root))
+            parts.push_back(*child);
+        runTogether([&](unsigned i) {
+            JsonUnit& part = parts[i];
+            if (i == 0) root.setNull();
+            if (i % 2 == 0) {
+                EXPECT_EQ(written(part), expected);
+            }
+            makeAll(part, [](auto&) {});
+            EXPECT_EQ(written(part), expected);
+            part["list"].newChild()["new"] << i;
+            EXPECT_EQ(part["list"].arrayValue().size(), 301u);
+            part.setNull();
+        });
+        EXPECT_EQ(written(parts[kThreads]), expected);
+    }
+}
+
+}  // namespace
+}  // namespace qor::json
