@@ -144,7 +144,10 @@ public:
     }
     const JsonUnit& operator>>(std::string& target) const;
     // A view of the value, good until that is set or asked for its String.
-    const JsonUnit& operator>>(istr& target) const;
+    const JsonUnit& operator>>(istr& target) const {
+        if (kind() == JsonValue::Kind::String) view(target);
+        return *this;
+    }
     // Good until the value is set.
     const JsonUnit& operator>>(const char*& target) const;
     const JsonUnit& operator>>(std::wstring& target) const;
@@ -212,6 +215,7 @@ private:
         return this->kind() == kind && (text = scalarText(), true);
     }
     istr scalarText() const;
+    void view(istr& text) const;
     void readBoolean(bool& target) const noexcept;
 
     // Of a short number, or whose text fits into one.
@@ -328,7 +332,7 @@ public:
     using iterator = Iterator<value_type>;
     using const_iterator = Iterator<const value_type>;
 
-    JsonObject() noexcept;
+    JsonObject() noexcept : JsonValue(Kind::Object) {}
     ~JsonObject() override;
 
     // Replaces the unit under the key, which is made if there is none.
@@ -357,6 +361,9 @@ private:
 
     struct Added;
     class Index;
+    struct DeleteIndex {
+        void operator()(Index* index) const noexcept;
+    };
     // Up to so many keys are kept in order while they are added.
     static constexpr ulong32 kFew = 16;
 
@@ -390,7 +397,7 @@ private:
     mutable ulong32 readSize_ = 0;
     mutable ulong32 capacity_ = 0;
     // Of an object with many keys, some of which were added in no order.
-    std::unique_ptr<Index> index_;
+    std::unique_ptr<Index, DeleteIndex> index_;
     bool ownsPairs_ = false;  // pairs_ is a block of its own
 };
 

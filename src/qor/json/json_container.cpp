@@ -90,7 +90,9 @@ void JsonArray::add(const JsonUnit& unit) {
     newChild() = std::move(added);
 }
 
-JsonObject::JsonObject() noexcept : JsonValue(Kind::Object) {}
+void JsonObject::DeleteIndex::operator()(Index* index) const noexcept {
+    delete index;
+}
 
 JsonObject::~JsonObject() {
     TreeEnd::clear(*this);
@@ -169,7 +171,7 @@ JsonUnit& JsonObject::getByIndex(istr key) {
 }
 
 void JsonObject::makeIndex() {
-    auto index = std::make_unique<Index>(size_ + 1);
+    std::unique_ptr<Index, DeleteIndex> index(new Index(size_ + 1));
     for (ulong32 i = 0; i < size_; ++i)
         index->insert(pairs_[i], Index::hashOf(pairs_[i]->first));
     index_ = std::move(index);

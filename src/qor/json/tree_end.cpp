@@ -27,7 +27,9 @@ void TreeEnd::dropLast(JsonArray& array) noexcept {
     --array.size_;
 }
 void TreeEnd::dropLast(JsonObject& object) noexcept {
-    JsonObject::value_type* const pair = object.pairs_[--object.size_];
+    --object.size_;
+    if (!object.ownsPairs_) return;
+    JsonObject::value_type* const pair = object.pairs_[object.size_];
     if (!object.wasRead(pair)) JsonObject::Added::destroy(pair);
 }
 
@@ -35,6 +37,16 @@ template <class T>
 JsonUnit* TreeEnd::lastMade(T& container) noexcept {
     for (; container.size_ != 0; dropLast(container)) {
         JsonUnit& slot = lastSlot(container);
+        if (slot.isMade()) return &slot;
+    }
+    return nullptr;
+}
+// An object that was read, and has no more keys since, has all its pairs in one place.
+template <>
+JsonUnit* TreeEnd::lastMade(JsonObject& object) noexcept {
+    for (; object.size_ != 0; dropLast(object)) {
+        JsonUnit& slot =
+            object.ownsPairs_ ? lastSlot(object) : object.read_[object.size_ - 1].second;
         if (slot.isMade()) return &slot;
     }
     return nullptr;

@@ -193,6 +193,7 @@ void TreeMaker::fillUnits(const JsonArray& array, ulong32 node, const Plan& plan
     auto* const units = static_cast<JsonUnit*>(take(plan.count * sizeof(JsonUnit)));
     array.units_ = units;
     array.size_ = array.capacity_ = plan.count;
+    if (plan.count == 0) return;
     ulong32 children = plan.children;
     ++node;
     for (ulong32 i = 0; i < plan.count; ++i, node += tree_.node(node).span()) {
@@ -201,9 +202,11 @@ void TreeMaker::fillUnits(const JsonArray& array, ulong32 node, const Plan& plan
             --children;
             unit->word_ = JsonUnit::wordOf(make(node));
         } else {
-            unit->word_ = lazyWord(unit, node, i + 1 < plan.count ? JsonUnit::kFollowed : 0);
+            unit->word_ = lazyWord(unit, node, JsonUnit::kFollowed);
         }
     }
+    JsonUnit& last = units[plan.count - 1];
+    if (JsonUnit::isLazy(last.word_)) last.word_ &= ~JsonUnit::kFollowed;
 }
 
 void TreeMaker::fillPairs(const JsonObject& object, const Plan& plan) noexcept {
