@@ -13,15 +13,18 @@ namespace qor::json {
 // first zero byte in it.
 QOR_DECLARE_EXCEPTION(DecodeException, "qor::json::DecodeException");
 
-// Reads in one pass over the text, of which nothing is kept. Any depth of nesting takes the same
-// stack, and time and memory grow with the text and with nothing else.
+// Reads in one pass over the text, of which a copy is kept. Any depth of nesting takes the same
+// stack, and time and memory grow with the text and with nothing else. Positions in the text are
+// found by vector code where the processor has it; with the environment variable QOR_PORTABLE=on
+// the portable code runs everywhere.
 class QOR_API JsonParser {
 public:
-    // The object or array at the start of the text; what stands behind it is not looked at. Raises
-    // DecodeException.
+    // Returns the object or array at the start of the text; what follows it is not looked at.
+    // Raises DecodeException, and std::bad_alloc for a text of 4 GiB less 1 MiB and more.
     //
-    // The values of a tree share blocks of memory: one that outlives its tree keeps a block of up
-    // to 64 KiB. The process keeps up to 8 MiB of such blocks for the next trees.
+    // The values of the tree are made when they are first asked for. The text stays in memory until
+    // all containers of the tree are destroyed, and all values of whose text somebody took a view
+    // by `unit >> view`: one that outlives the tree keeps the text of the whole tree.
     static Handle<JsonValue> from(istr text);
 
 private:
