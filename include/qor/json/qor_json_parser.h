@@ -13,15 +13,18 @@ namespace qor::json {
 // first zero byte in it.
 QOR_DECLARE_EXCEPTION(DecodeException, "qor::json::DecodeException");
 
-// Reads in one pass over the text, of which nothing is kept. Any depth of nesting takes the same
-// stack, and time and memory grow with the text and with nothing else.
+// Reads in one pass over the text, which may go as soon as it is read. Any depth of nesting takes
+// the same stack, and time and memory grow with the text and with nothing else.
 class QOR_API JsonParser {
 public:
     // The object or array at the start of the text; what stands behind it is not looked at. Raises
     // DecodeException.
     //
-    // The values of a tree share blocks of memory: one that outlives its tree keeps a block of up
-    // to 64 KiB. The process keeps up to 8 MiB of such blocks for the next trees.
+    // A tree keeps a copy of the text that it was read from, of which its values are made. An array
+    // or object that outlives its tree keeps that copy, and so does a text that was read as a view.
+    //
+    // Asking for what is in an array of more than 64 million elements, or in an object of more than
+    // 20 million keys, raises std::bad_alloc; the tree can still be written.
     static Handle<JsonValue> from(istr text);
 
 private:
