@@ -19,6 +19,30 @@ BENCHMARK_CAPTURE(XmlParse_qor, config, bench::configXml());
 BENCHMARK_CAPTURE(XmlParse_qor, text, bench::textXml());
 BENCHMARK_CAPTURE(XmlParse_qor, catalog, bench::catalogXml());
 
+// Reads a document and looks at each name, key, value and text once.
+void visit(const qor::XMLNode& node) {
+    benchmark::DoNotOptimize(node.name().data());
+    benchmark::DoNotOptimize(node.cdata().data());
+    for (unsigned long i = 0; i < node.numofAttrs(); ++i) {
+        const qor::XMLAttr& attr = node.attr(i);
+        benchmark::DoNotOptimize(attr.name().data());
+        benchmark::DoNotOptimize(attr.value().data());
+    }
+    for (const qor::XMLNode* const child : node.getChildNodes())
+        visit(*child);
+}
+
+void XmlVisit_qor(benchmark::State& state, const std::string& text) {
+    for (auto _ : state) {
+        const qor::XMLParser parser{qor::istr(text)};
+        visit(*parser.rootNode());
+    }
+    state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * text.size()));
+}
+BENCHMARK_CAPTURE(XmlVisit_qor, config, bench::configXml());
+BENCHMARK_CAPTURE(XmlVisit_qor, text, bench::textXml());
+BENCHMARK_CAPTURE(XmlVisit_qor, catalog, bench::catalogXml());
+
 void XmlWrite_qor(benchmark::State& state, const std::string& text) {
     const qor::XMLParser parser{qor::istr(text)};
     for (auto _ : state) {

@@ -24,6 +24,30 @@ BENCHMARK_CAPTURE(XmlParse_pugixml, config, bench::configXml());
 BENCHMARK_CAPTURE(XmlParse_pugixml, text, bench::textXml());
 BENCHMARK_CAPTURE(XmlParse_pugixml, catalog, bench::catalogXml());
 
+void visit(const pugi::xml_node& node) {
+    benchmark::DoNotOptimize(node.name());
+    benchmark::DoNotOptimize(node.child_value());
+    for (auto attr = node.first_attribute(); attr; attr = attr.next_attribute()) {
+        benchmark::DoNotOptimize(attr.name());
+        benchmark::DoNotOptimize(attr.value());
+    }
+    for (auto child = node.first_child(); child; child = child.next_sibling()) {
+        if (child.type() == pugi::node_element) visit(child);
+    }
+}
+
+void XmlVisit_pugixml(benchmark::State& state, const std::string& text) {
+    for (auto _ : state) {
+        pugi::xml_document document;
+        document.load_buffer(text.data(), text.size());
+        visit(document.document_element());
+    }
+    state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * text.size()));
+}
+BENCHMARK_CAPTURE(XmlVisit_pugixml, config, bench::configXml());
+BENCHMARK_CAPTURE(XmlVisit_pugixml, text, bench::textXml());
+BENCHMARK_CAPTURE(XmlVisit_pugixml, catalog, bench::catalogXml());
+
 void XmlWrite_pugixml(benchmark::State& state, const std::string& text) {
     pugi::xml_document document;
     document.load_buffer(text.data(), text.size());

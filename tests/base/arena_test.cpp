@@ -97,7 +97,7 @@ TEST(Block, IsMadeAndReleasedByAnyThread) {
 TEST(Arena, GivesMemoryThatDoesNotOverlap) {
     const support::LeakTable table;
     {
-        Arena arena(kNames, 100);
+        Arena arena(kNames, nullptr, nullptr);
         EXPECT_EQ(table.size(), 0U);
         std::vector<std::pair<unsigned char*, std::size_t>> taken;
         for (std::size_t size = 1; size < 200000; size = size * 5 / 4 + 1) {
@@ -126,37 +126,8 @@ TEST(Arena, UsesTheMemoryOfItsOwnerFirst) {
     EXPECT_EQ(*arena.make<int>(7), 7);
 }
 
-TEST(Arena, ExtendsOnlyWhatWasTakenLast) {
-    alignas(8) char memory[64];
-    Arena arena(kNames, memory, memory + sizeof(memory));
-    arena.take(16);
-    EXPECT_TRUE(arena.extend(memory + 16, 16));
-    EXPECT_EQ(arena.take(8), memory + 32);
-    EXPECT_FALSE(arena.extend(memory + 32, 8)) << "something was taken after it";
-    EXPECT_FALSE(arena.extend(memory + 40, 32)) << "there is no room";
-    EXPECT_TRUE(arena.extend(memory + 40, 24));
-}
-
-TEST(Arena, TakesOverThePagesOfAnother) {
-    const support::LeakTable table;
-    {
-        Arena arena(kNames, 100);
-        int* kept = nullptr;
-        {
-            Arena other(kNames, 100);
-            kept = other.make<int>(7);
-            arena.absorb(other);
-            other.make<int>(8);
-        }
-        arena.make<int>(9);
-        EXPECT_EQ(*kept, 7);
-        EXPECT_EQ(table.size(), 2U);
-    }
-    EXPECT_EQ(table.size(), 0U);
-}
-
 TEST(Arena, IsAsItWasWhenMemoryEnds) {
-    Arena arena(kNames, 100);
+    Arena arena(kNames, nullptr, nullptr);
     const int* const made = arena.make<int>(7);
     {
         const support::FailAllocations failing(1);

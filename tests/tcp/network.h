@@ -101,6 +101,12 @@ public:
         to.sin_port = htons(port);
         return ::connect(fd_, reinterpret_cast<const sockaddr*>(&to), sizeof to) == 0;
     }
+    // For one that does not block.
+    bool isConnected() const {
+        sockaddr_in peer{};
+        socklen_t size = sizeof peer;
+        return ::getpeername(fd_, reinterpret_cast<sockaddr*>(&peer), &size) == 0;
+    }
     qor::TcpAddr addr() const {
         sockaddr_in own{};
         socklen_t size = sizeof own;
@@ -110,9 +116,12 @@ public:
     // As the log shows it.
     std::string masked() const { return "127.**.**.1:" + std::to_string(addr().port); }
 
+    void post(const std::string& bytes) const {
+        EXPECT_EQ(::send(fd_, bytes.data(), bytes.size(), 0), static_cast<ssize_t>(bytes.size()));
+    }
     // Returns when the other end's system has the bytes.
     void write(const std::string& bytes) const {
-        EXPECT_EQ(::send(fd_, bytes.data(), bytes.size(), 0), static_cast<ssize_t>(bytes.size()));
+        post(bytes);
         int unsent = 1;
         EXPECT_TRUE(until([&] { return ::ioctl(fd_, SIOCOUTQ, &unsent) == 0 && unsent == 0; }));
     }

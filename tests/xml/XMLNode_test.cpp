@@ -10,6 +10,7 @@
 #include "qor/xml/XMLStream.h"
 #include "support/allocation.h"
 #include "support/leak_table.h"
+#include "support/spare_blocks.h"
 #include "xml/made_once.h"
 
 namespace qor {
@@ -158,6 +159,64 @@ TEST(XMLNode, KeepsTheMapOfChildrenRight) {
     }
 }
 
+TEST(XMLNode, KeepsTheListOfChildrenRight) {
+    const XMLNode source(*XMLParser("<s><x/><y/></s>").rootNode());
+    const std::unique_ptr<XMLNode> parsed(XMLParser("<r><a/><b/></r>").release());
+    XMLNode made("r", nullptr);
+    for (XMLNode* const root : {parsed.get(), &made}) {
+        const std::vector<XMLNode*>& list = root->getChildNodes();
+        EXPECT_EQ(list.size(), root->numofChildren());
+        root->clearNodes();
+        EXPECT_TRUE(list.empty());
+        for (int i = 0; i < 40; ++i)
+            root->addChildNode("n" + std::to_string(i));
+        EXPECT_EQ(list.size(), 40u);
+        EXPECT_EQ(list[39], &root->child(39));
+        EXPECT_EQ(list[7], &root->child("n7"));
+        root->assign(source);
+        EXPECT_EQ(shown(list), "x= y= ");
+        root->child("x").append(source);
+        EXPECT_EQ(root->str(false, 0), "<s><x><s><x/><y/></s></x><y/></s>");
+    }
+}
+
+// What is changed in a parsed tree is released with it, whatever it was.
+TEST(XMLNode, ReleasesWhatAParsedTreeWasGiven) {
+    const std::string text(100, 't');
+    const std::vector<void (*)(XMLNode&, const std::string&)> changes = {
+        [](XMLNode& node, const std::string& t) { node.name(t); },
+        [](XMLNode& node, const std::string& t) { node.cdata(t); },
+        [](XMLNode& node, const std::string& t) { node.cdata() += t; },
+        [](XMLNode& node, const std::string& t) { node.attr("x").value(t); },
+        [](XMLNode& node, const std::string& t) { node.attr("x").name(t); },
+        [](XMLNode& node, const std::string& t) { node.attr(t); },
+        [](XMLNode& node, const std::string& t) { node.addAttr("x", t); },
+        [](XMLNode& node, const std::string& t) { node.addChildNode(t); },
+        [](XMLNode& node, const std::string& t) { node.child(t); },
+        [](XMLNode& node, const std::string&) { node.getChildNodes(); },
+        [](XMLNode& node, const std::string&) { node.getChildNodeMap(); },
+        [](XMLNode& node, const std::string& t) { node.assign(XMLNode(t, nullptr)); },
+        [](XMLNode& node, const std::string&) { node.clearNodes(); },
+        [](XMLNode& node, const std::string&) { node.clearAttrs(); },
+        [](XMLNode& node, const std::string&) {
+            node.addChildNode(XMLParser("<o><p q='1'/></o>").release());
+        },
+    };
+    makeWhatIsKept();
+    support::freeSpareBlocks();
+    const support::AllocationCounter counter;
+    for (const auto& change : changes) {
+        XMLNode other("other", nullptr);
+        for (const bool ofRoot : {true, false}) {
+            XMLNode* const root = XMLParser("<r x='1'><a x='1'><b/><c/></a></r>").release();
+            change(ofRoot ? *root : *root->getChildNodes()[0], text);
+            ofRoot ? other.addChildNode(root) : delete root;
+        }
+    }
+    support::freeSpareBlocks();
+    EXPECT_EQ(counter.outstanding(), 0);
+}
+
 TEST(XMLNode, CopiesAndTakesParts) {
     const XMLParser parser("<r><a x='1'>t<b/></a><c/></r>");
     XMLNode root(*parser.rootNode());
@@ -177,6 +236,7 @@ TEST(XMLNode, CopiesAndTakesParts) {
 
 TEST(XMLNode, KeepsTheMemoryOfATreeThatItTakes) {
     makeWhatIsKept();
+    support::freeSpareBlocks();
     const support::AllocationCounter counter;
     {
         XMLNode node("r", nullptr);
@@ -190,6 +250,7 @@ TEST(XMLNode, KeepsTheMemoryOfATreeThatItTakes) {
         node = XMLNode("new", nullptr);
         EXPECT_EQ(node.str(false, 0), "<new/>");
     }
+    support::freeSpareBlocks();
     EXPECT_EQ(counter.outstanding(), 0);
 }
 
@@ -230,6 +291,7 @@ TEST(XMLNode, AFailureChangesNothing) {
         "<r><a long-name-of-an-attribute='long value of an attribute'><b/></a></r>");
     const String text = parser.rootNode()->str(false, 0);
     makeWhatIsKept();
+    support::freeSpareBlocks();
     const support::AllocationCounter counter;
     {
         XMLNode root("r", nullptr);
@@ -263,6 +325,7 @@ TEST(XMLNode, AFailureChangesNothing) {
                   1u);
         EXPECT_EQ(last.str(false, 0), "<" + longName + "/>");
     }
+    support::freeSpareBlocks();
     EXPECT_EQ(counter.outstanding(), 0);
 }
 
@@ -304,10 +367,12 @@ TEST(XMLNode, ManyThreadsReadOneTree) {
             for (int i = 0; i < 100; ++i)
                 sum += Long(root["n" + std::to_string(i)]("a").value());
             if (root("no").isNull() && root["no"].isNull()) ++sum;
+            for (const XMLNode* const child : root.getChildNodes())
+                sum += child->getChildNodes().empty() && child->getChildNodeMap().empty() ? 1 : 0;
         });
     }
     threads.clear();
-    EXPECT_EQ(sum, 4 * (4950 + 1));
+    EXPECT_EQ(sum, 4 * (4950 + 1 + 100));
 }
 
 }  // namespace

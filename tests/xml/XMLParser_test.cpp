@@ -7,6 +7,7 @@
 #include <sstream>
 
 #include "support/allocation.h"
+#include "support/spare_blocks.h"
 #include "support/temp_dir.h"
 #include "xml/made_once.h"
 
@@ -91,6 +92,28 @@ TEST(XMLParser, TakesNearlyEverythingInSomeWay) {
     }
 }
 
+// Runs of all lengths around those of the blocks in which the text is searched.
+TEST(XMLParser, FindsTheEndOfWhatHasAnyLength) {
+    for (unsigned n = 0; n < 70; ++n) {
+        const String blanks(std::string(n, "\t\n\r "[n % 4]));
+        const String run(std::string(n, 'r'));
+        const String attr = "n" + run + blanks + "=" + blanks + "\"" + run + "\"";
+        const String text = "<" + blanks + "e" + run + " " + attr + blanks + "s='" + run +
+                            "&amp;'>" + blanks + "<b/>" + blanks + "t" + run + "&lt;" + run +
+                            "</e" + run + ">";
+        const XMLParser parser{istr(text)};
+        const XMLNode& root = *parser.rootNode();
+        EXPECT_EQ(root.name(), "e" + run);
+        EXPECT_EQ(root("n" + run).value(), run);
+        EXPECT_EQ(root("s").value(), run + "&");
+        EXPECT_EQ(root.cdata(), blanks + "t" + run + "<" + run);
+        EXPECT_EQ(root.numofChildren(), 1u);
+        // Cut off anywhere, the text reads as far as it goes.
+        for (const std::string& cut : {"<a>" + run, "<a>" + blanks, "<a" + run, "<a" + blanks})
+            EXPECT_EQ(XMLParser(istr(cut)).rootNode()->name()[0], 'a');
+    }
+}
+
 TEST(XMLParser, RefusesFourMalformations) {
     const struct {
         const char* text;
@@ -131,6 +154,7 @@ TEST(XMLParser, RefusesFourMalformations) {
 
 TEST(XMLParser, OwnsItsTreesUntilTheyAreReleased) {
     makeWhatIsKept();
+    support::freeSpareBlocks();
     const support::AllocationCounter counter;
     {
         XMLParser parser(istr("<a><b/></a/><c>t</c>x<d>"));
@@ -166,13 +190,18 @@ TEST(XMLParser, OwnsItsTreesUntilTheyAreReleased) {
         other["c"].attr("x");
         EXPECT_EQ(other.str(false, 0), "<other><c x=\"\"><late/>t</c></other>");
     }
+    support::freeSpareBlocks();
     EXPECT_EQ(counter.outstanding(), 0);
 }
 
 TEST(XMLParser, AFailureLosesNothing) {
-    const String text =
-        "<a long-name-of-attribute='long &amp; longer'><b>text of some length</b></a>";
+    // Of several pages, with a name and texts that need memory of their own and a name twice.
+    String text = "<a a-name-that-is-long='long &amp; longer' x='1' x='2'>";
+    for (int i = 0; i < 1000; ++i)
+        text += "<b/>";
+    text += "<b>text of some length</b></a>";
     makeWhatIsKept();
+    support::freeSpareBlocks();
     const support::AllocationCounter counter;
     {
         XMLParser parser;
@@ -180,10 +209,19 @@ TEST(XMLParser, AFailureLosesNothing) {
                                               [&] {
                                                   EXPECT_FALSE(parser.nextNode());
                                                   parser.parse(istr("<x/>"));
+                                                  support::freeSpareBlocks();
                                               }),
-                  5u);
-        EXPECT_EQ(parser.rootNode()->str(false, 0).size(), text.size());
+                  10u);
+        const XMLNode& root = *parser.rootNode();
+        EXPECT_EQ(root.attr(2).value(), "2");
+        // A list of children or a map of them that cannot be made is made later.
+        const auto unchanged = [&] { EXPECT_EQ(root.numofChildren(), 1001u); };
+        EXPECT_GT(support::failEachAllocation([&] { root.getChildNodes(); }, unchanged), 0u);
+        EXPECT_GT(support::failEachAllocation([&] { root.getChildNodeMap(); }, unchanged), 1000u);
+        EXPECT_EQ(root.getChildNodes().back()->cdata(), "text of some length");
+        EXPECT_EQ(root.getChildNodeMap().size(), 1001u);
     }
+    support::freeSpareBlocks();
     EXPECT_EQ(counter.outstanding(), 0);
 }
 

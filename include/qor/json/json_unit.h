@@ -160,9 +160,12 @@ private:
     // A pointer to a value that the unit has a share in, or 0. In a tree that was read also the
     // place of a value that is not made yet: from the highest bit on 32 for the index of its node,
     // 3 for its kind, and the rest for the distance from here back to the block that the unit is
-    // in, with the marks where a multiple of 8 has zeros.
+    // in, with the marks where a multiple of 8 has zeros. Or a short number, as text in the upper
+    // bytes: kShort, and its size after that.
     using Word = std::uint64_t;
     static constexpr Word kLazy = 1;
+    static constexpr Word kShort = 2;
+    static constexpr unsigned kSizeShift = 3;
     static constexpr Word kViewed = 2;    // somebody has a view of the text
     static constexpr Word kFollowed = 4;  // the next unit belongs to the same array
     static constexpr Word kMarks = 7;
@@ -177,21 +180,23 @@ private:
                            std::conditional_t<std::same_as<T, wchar_t>, long32, T>>>;
 
     static bool isLazy(Word word) noexcept { return (word & kLazy) != 0; }
+    static bool isShort(Word word) noexcept { return (word & (kLazy | kShort)) == kShort; }
+    static bool isPointer(Word word) noexcept { return (word & (kLazy | kShort)) == 0; }
     static JsonValue* valueOf(Word word) noexcept {
         return reinterpret_cast<JsonValue*>(static_cast<std::uintptr_t>(word));
     }
     static Word wordOf(JsonValue* value) noexcept {
         return reinterpret_cast<std::uintptr_t>(value);
     }
-    bool isMade() const noexcept { return word_ != 0 && !isLazy(word_); }
+    bool isMade() const noexcept { return word_ != 0 && isPointer(word_); }
     // The share that the unit has; it has none then.
     JsonValue* takeMade() noexcept {
         const Word word = std::exchange(word_, 0);
-        return isLazy(word) ? nullptr : valueOf(word);
+        return isPointer(word) ? valueOf(word) : nullptr;
     }
     // The value, which is made if it was not.
     JsonValue* made() const {
-        if (isLazy(word_)) [[unlikely]]
+        if (!isPointer(word_)) [[unlikely]]
             make();
         return valueOf(word_);
     }
@@ -199,6 +204,7 @@ private:
     // Of the value, made or not; Other for null.
     JsonValue::Kind kind() const noexcept {
         if (isLazy(word_)) return static_cast<JsonValue::Kind>(word_ >> kDistanceBits & 7);
+        if (isShort(word_)) return JsonValue::Kind::Number;
         return word_ != 0 ? valueOf(word_)->kind_ : JsonValue::Kind::Other;
     }
     // The value's text, which a number has as it is. False for another kind.
@@ -208,6 +214,10 @@ private:
     istr scalarText() const;
     void readBoolean(bool& target) const noexcept;
 
+    // Of a short number, or whose text fits into one.
+    istr shortText() const noexcept;
+    static bool fitsShort(istr text) noexcept { return text.size() < sizeof(Word); }
+    void setShort(istr text) noexcept;
     void setNumber(istr text);
     template <class T>
     T* valueAs(JsonValue::Kind kind) const {
@@ -347,7 +357,7 @@ private:
 
     struct Added;
     class Index;
-    // So many keys are looked at one after the other.
+    // Up to so many keys are kept in order while they are added.
     static constexpr ulong32 kFew = 16;
 
     const JsonObject& made() const {
@@ -363,10 +373,10 @@ private:
         return pairs_;
     }
     void sort() const noexcept;
-    value_type* find(istr key) const noexcept;
     value_type** lowerBound(istr key) const noexcept;
-    void reserveOne(istr key);
-    void place(value_type* pair) noexcept;
+    JsonUnit& getByIndex(istr key);
+    void makeIndex();
+    void reserveOne();
     bool wasRead(const value_type* pair) const noexcept {
         return std::greater_equal<>()(pair, read_) && std::less<>()(pair, read_ + readSize_);
     }

@@ -15,6 +15,11 @@
 
 namespace qor {
 
+namespace tcp {
+// The stack of a connection's thread, in which its callback runs.
+inline constexpr unsigned kStackBytes = 1024 * 1024;
+}  // namespace tcp
+
 // The address of one end of a connection, as text: a value. What a socket tells has the dotted form
 // ("192.0.2.1"); what a caller makes may have a host name, which is resolved when it is used. The
 // two compare by their texts, so a name and the dotted form of the same host differ.

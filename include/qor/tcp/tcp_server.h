@@ -14,14 +14,19 @@ namespace tcp {
 class ServerImpl;
 }
 
-// Listens on one IPv4 address and carries frames with every client that connects. One thread
-// ("tcp.acceptor." and the port) accepts, and each client has a thread of its own ("tcp.server.",
-// the port, "|" and the client's port), which calls the callback. Clients are known by the address
-// that the callback is given. There may be as many as the process may have descriptors.
+// Listens on one IPv4 address and carries frames with every client that connects. Close before the
+// object is destroyed: the destructor leaves the listener, the connections and all of their threads
+// running, and callbacks go on.
 //
+// Each client has a thread of its own ("tcp.server.", the port, "|" and the client's port), which
+// calls the callback; two threads ("tcp.arrivals." and the port) accept, and one ("tcp.acceptor."
+// and the port) starts the connections. Clients are known by the address that the callback is
+// given. There may be as many as the process may have descriptors and threads.
+//
+//     constexpr int kTimeoutSeconds = 5, kSocketBuffer = 64 * 1024;
 //     TcpServer server;
-//     server.open(TcpAddr(4711, "0.0.0.0"), callback, 65536);
-//     server.send(peer, "hello", 5);
+//     server.open(TcpAddr(4711, "0.0.0.0"), callback, kSocketBuffer);
+//     server.send(peer, "hello", kTimeoutSeconds);
 //     server.close();
 //
 // Any thread may call anything at any time; two that open at once open two listeners. Nothing here
@@ -29,7 +34,7 @@ class ServerImpl;
 class QOR_API TcpServer : noncopyable {
 public:
     TcpServer();
-    // Does not close: the listener and its connections go on.
+    // Deliberate (compatibility): does not close.
     ~TcpServer();
 
     // Listens; an empty host is all addresses of this one, and port 0 is one that the system
@@ -55,7 +60,7 @@ public:
     // timeout of 0 whatever is given, and no further at the first failure. A frame for a client
     // that has just gone reaches all others too, and that is meant: who sends what only one may
     // read has to know that it is there. False if there are no clients.
-    bool send(const TcpAddr& peer, const istr& payload, int timeout);
+    bool send(const TcpAddr& peer, const istr& payload, int timeoutSeconds);
 
     // The one that is listened on; 0 without a listener.
     unsigned short getLocalPort() const;

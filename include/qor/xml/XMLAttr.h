@@ -57,10 +57,8 @@ private:
     friend class XMLParser;
     friend class null_attr;
     XMLAttr() = default;
-    // One in a map. The texts are made by calls, so that they are made in their places.
-    template <class MakeName, class MakeValue>
-    XMLAttr(const MakeName& makeName, const MakeValue& makeValue, XMLNode* node, std::true_type)
-        : name_(makeName()), value_(makeValue()), node_(node), key_(&name_) {}
+    // One in the map of a parsed node.
+    XMLAttr(const xml::ParsedText& name, const xml::ParsedText& value, XMLNode* node);
     void rename(String& newName);
     void dropKey() noexcept {
         if (key_ != &name_) delete key_;
@@ -70,8 +68,10 @@ private:
     String name_;
     String value_;
     XMLNode* node_ = nullptr;
-    // What a map has it under: its own name, or an owned copy of what that was. Null outside a map.
+    // The name under which a map finds the attribute: name_, or an owned copy of the former name.
+    // Null outside a map.
     const String* key_ = nullptr;
+    XMLAttr* next_ = nullptr;  // in the map, in the order of addition
 };
 
 class QOR_API null_attr : public XMLAttr {
@@ -137,8 +137,6 @@ private:
     friend class XMLNode;
     friend class XMLParser;
 
-    // Memory for attributes, filled in the order in which they come.
-    struct Chunk;
     struct ByName {
         using is_transparent = void;
         bool operator()(const XMLAttr* left, const XMLAttr* right) const noexcept;
@@ -147,8 +145,8 @@ private:
     };
     using Index = std::set<XMLAttr*, ByName>;
     using Order = std::vector<XMLAttr*>;
-    // What few nodes need: an index of many attributes, and the list of names once one is in it
-    // twice.
+    // For a node with more than kSearched attributes, or with a name added twice. The index is
+    // empty if there are at most kSearched.
     struct Extra {
         Index index;
         Order order;
@@ -158,20 +156,20 @@ private:
     };
     using Owner = std::unique_ptr<XMLAttrMap, Release>;
 
-    // In the pool of a tree, or on the heap if there is none.
+    // In the memory of a tree, or on the heap if `tree` is null.
     static Owner create(xml::Pool* pool);
-    explicit XMLAttrMap(bool pooled) noexcept : pooled_(pooled), plain_(pooled) {}
+    explicit XMLAttrMap(bool ofPool) noexcept : ofPool_(ofPool) {}
     ~XMLAttrMap();
 
     // The list of names has an entry for each time that a name was added.
-    unsigned long listed() const noexcept { return isRepeated() ? extra_->order.size() : size_; }
-    XMLAttr* listedAt(unsigned long position) const noexcept;
+    unsigned long listed() const noexcept {
+        return extra_ != nullptr ? extra_->order.size() : size_;
+    }
+    const XMLAttr* listedAt(unsigned long position) const noexcept;
+    const XMLAttr* listedFurther(unsigned long position) const noexcept;
     // Calls `visit` for each entry of the list.
     template <class Visit>
     void visitListed(Visit visit) const;
-    // Each attribute once.
-    template <class Visit>
-    void visitChunks(Visit visit) const;
 
     // Null if there is none.
     XMLAttr* search(istr name) const noexcept;
@@ -180,37 +178,35 @@ private:
     static unsigned long long markOf(istr name) noexcept;
     XMLAttr* searchOneByOne(istr name) const noexcept;
     XMLAttr* searchIndex(istr name) const noexcept;
-    // The next one by name; the first one behind null.
+    // The next one by name; the first one after null.
     const XMLAttr* after(const XMLAttr* at) const noexcept;
 
     // Lists the name, and gives its attribute the value. A failure changes nothing.
-    XMLAttr& add(istr name, String&& value, XMLNode* node, xml::Pool* pool);
-    // The same for texts of a parser, with nothing to decode.
+    XMLAttr& add(istr name, String&& value, XMLNode* node);
+    // The same for a parser. The attribute is in the memory of the tree.
     XMLAttr& addParsed(const xml::ParsedText& name, const xml::ParsedText& value, XMLNode* node,
-                       xml::Pool* pool);
-    template <class MakeName, class MakeValue>
-    XMLAttr& addNew(unsigned long long mark, const MakeName& makeName, const MakeValue& makeValue,
-                    XMLNode* node, xml::Pool* pool);
-    void listAgain(XMLAttr* attr);
-    XMLAttr* slot(xml::Pool* pool);
-    XMLAttr* slotInNewChunk(xml::Pool* pool);
-    void index(XMLAttr* attr);
-    bool isRepeated() const noexcept { return extra_ != nullptr && !extra_->order.empty(); }
-    Extra& extra();
+                       xml::Pool& pool);
+    bool isRow() const noexcept;
+    ulong32 sizeOfPool() const noexcept { return size_ - heapSize_; }
+    void append(XMLAttr& attr) noexcept;
+    // In the list and the index, where there are such.
+    void note(XMLAttr& attr, bool present);
+    std::unique_ptr<Extra> listAll() const;
+    void index(XMLAttr& attr);
     void belongTo(XMLNode* node) noexcept;
 
-    // Up to so many attributes are searched one by one.
+    // At most this number of attributes are searched one by one.
     static constexpr ulong32 kSearched = 16;
+    static constexpr unsigned long long kAllMarks = ~0ULL;
 
-    Chunk* first_ = nullptr;
-    Chunk* last_ = nullptr;
+    XMLAttr* first_ = nullptr;
+    XMLAttr* last_ = nullptr;
     std::unique_ptr<Extra> extra_;
-    unsigned long long marks_ = 0;  // of all names
+    unsigned long long marks_ = 0;  // of all names, or all marks
     ulong32 size_ = 0;
-    bool pooled_;
-    // All attributes are of a parser and have short texts, and none was handed out to be changed.
-    // They own nothing then, so nothing of them has to be destroyed.
-    bool plain_;
+    ulong32 heapSize_ = 0;      // the number of attributes on the heap, which are the last ones
+    bool ofPool_;               // the map is in the memory of a tree
+    bool isScattered_ = false;  // the attributes in that memory are not all side by side
 };
 
 // Writes str().

@@ -61,7 +61,7 @@ public:
     bool isNull() const { return this == &null(); }
     // No name, no text, no attributes, no children. Such a node is not null.
     bool isEmpty() const noexcept { return name_.empty() && cdata_.empty() && isSimple(); }
-    bool isSimple() const noexcept { return numofAttrs() == 0 && children_.empty(); }
+    bool isSimple() const noexcept { return numofAttrs() == 0 && size_ == 0; }
 
     const String& name() const noexcept { return name_; }
     // Among children of one name a renamed one counts as the last one.
@@ -69,8 +69,11 @@ public:
     void name(const char* from, const char* to) { name(istr(from, to)); }
     const String& cdata() const noexcept { return cdata_; }
     // To append to.
-    String& cdata() noexcept { return cdata_; }
-    void cdata(istr text) { cdata_ = text; }
+    String& cdata() noexcept {
+        touch();
+        return cdata_;
+    }
+    void cdata(istr text) { cdata() = text; }
     XMLNode* parent() const noexcept { return parent_; }
     // Tells another parent; the node stays the child of whose child it is.
     void parent(XMLNode* node) noexcept { parent_ = node; }
@@ -109,10 +112,12 @@ public:
     const XMLNode& child(unsigned long index) { return std::as_const(*this).child(index); }
     const XMLNode& operator[](unsigned long index) const { return child(index); }
     const XMLNode& operator[](unsigned long index) { return child(index); }
-    unsigned long numofChildren() const noexcept { return children_.size(); }
-    const std::vector<XMLNode*>& getChildNodes() const noexcept { return children_; }
-    // By name, equal names in the order in which they came to have it. Made at the first call and
-    // kept right from then on.
+    unsigned long numofChildren() const noexcept { return size_; }
+    // In order. This and the map are made when first asked for, and kept right from then on.
+    const std::vector<XMLNode*>& getChildNodes() const {
+        return listed_.load(std::memory_order_acquire) ? list_ : makeList();
+    }
+    // By name, equal names in the order in which they came to have it.
     const ChildMap& getChildNodeMap() const;
     // Replaces the vector by all children of that name.
     void getChildren(istr name, std::vector<XMLNode*>& found) const;
@@ -140,41 +145,55 @@ public:
 private:
     friend class XMLParser;
     friend class null_node;
+    friend class xml::Pool;
     class Writer;
 
     XMLNode() noexcept = default;
 
-    // A child in the pool of its tree; a root makes the pool.
-    explicit XMLNode(const xml::ParsedText& name);
-    XMLNode* addPooled(const xml::ParsedText& name, xml::Pool& pool);
-    xml::Pool& makePool(std::size_t firstPage);
-    XMLAttr& addListed(istr name, String&& value, xml::Pool* pool);
+    // A node of a parsed tree.
+    XMLNode(const xml::ParsedText& name, xml::Pool* pool);
+    XMLNode* addParsed(const xml::ParsedText& name);
+    XMLAttr& addParsedAttr(const xml::ParsedText& name, const xml::ParsedText& value);
+    void addParsedText(const xml::ParsedText& text);
+    bool ownsPool() const noexcept;
+    void endTree() noexcept;
+    // Before anything of the node changes.
+    void touch() noexcept {
+        if (pool_ != nullptr) touchPool();
+    }
+    void touchPool() noexcept;
+    XMLAttr& addListed(istr name, String&& value);
 
     void copyFrom(const XMLNode& other);
     void copyOwn(const XMLNode& other);
-    void makeRoom();
     void link(XMLNode* node);
     bool isSearched() const noexcept;
     XMLNode* find(istr name) const;
+    const std::vector<XMLNode*>& makeList() const;
     ChildMap& childMap() const;
+    void dropMap() const noexcept;
+    void dropLooks() const noexcept;
     void prepareRename(XMLNode* child, const String& newName);
     void belong() noexcept;
-    static void destroy(XMLNode* node) noexcept;
+    static void destroyAll(XMLNode* first) noexcept;
 
-    // Up to so many children are searched one by one.
+    // At most this number of children are searched one by one.
     static constexpr unsigned long kSearched = 16;
-    static constexpr std::size_t kFirstCapacity = 8;
 
-    std::unique_ptr<xml::Pool> pool_;  // of a parsed tree's root; the last to go
     String name_;
     String cdata_;
-    XMLAttrMap::Owner attrs_;  // null for none
-    std::vector<XMLNode*> children_;
+    XMLAttrMap::Owner attrs_;   // null for none
+    XMLNode* first_ = nullptr;  // the children
+    XMLNode* last_ = nullptr;
+    ulong32 size_ = 0;
+    mutable std::atomic<bool> listed_{false};  // is the list made?
+    mutable std::vector<XMLNode*> list_;
     mutable std::atomic<ChildMap*> childMap_{nullptr};  // owned
+    XMLNode* next_ = nullptr;                           // among the children of the holder
     XMLNode* parent_ = nullptr;
     XMLNode* holder_ = nullptr;  // the node that this one is a child of
     ChildMap::iterator entry_;   // in the map of the holder, if that has one
-    bool pooled_ = false;
+    xml::Pool* pool_ = nullptr;  // of a parsed node; its root owns it
 };
 
 class QOR_API null_node : public XMLNode {

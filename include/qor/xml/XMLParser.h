@@ -79,7 +79,7 @@ QOR_API std::ostream& operator<<(std::ostream& os, const XMLRuntimeException& e)
 // White space is blank, tab, CR and LF. The text ends at its first zero byte.
 //
 // After an exception the tree is there as far as it was read. The parser owns its tree until it is
-// released. Cost grows linearly with the text; memory is taken from pages that go with the root.
+// released. Cost grows linearly with the text. The memory of a tree is released with its root.
 // A parser belongs to one thread.
 class QOR_API XMLParser : noncopyable {
 public:
@@ -126,39 +126,57 @@ private:
     void parseOwn(String& text);
     [[noreturn]] void fail(const Malformation& found);
 
-    const char* skipBlanks(const char* at) const noexcept;
-    const char* scanTo(char mark, const char* at) const noexcept;
-    const char* scanTo(std::string_view mark, const char* at) const noexcept;
-    const char* behind(const char* at) const noexcept { return at != end_ ? at + 1 : at; }
-    bool goOnAt(const char* at) noexcept;
+    // Where the next step begins, and whether there is one.
+    struct Step {
+        const char* at;
+        bool more;
+    };
 
-    bool parseProcessing(const char* from);
-    bool parseDeclaration(const char* from);
+    const char* scanTo(std::string_view mark, const char* at) const noexcept;
+    const char* after(const char* at) const noexcept { return at != end_ ? at + 1 : at; }
+    Step goOnAt(const char* at) const noexcept { return {at, at != end_}; }
+
+    // `kTold` is whether there may be a callback.
+    template <bool kTold>
+    Step step(const char* from);
+    Step tellingStep(const char* from);
+    const char* parseProcessing(const char* from);
+    Step parseDeclaration(const char* from);
     const char* parseComments(const char* from) const noexcept;
-    bool parseDoctype(const char* from);
-    bool endDoctype(const char* from);
-    bool parseCData(const char* from);
-    bool parseText(bool told);
-    bool parseClosing(const char* from);
-    bool parseOpening(const char* from);
+    const char* parseDoctype(const char* from);
+    const char* endDoctype(const char* from);
+    const char* parseCData(const char* from);
+    template <bool kTold>
+    const char* parseText(const char* from, const char* token);
+    template <bool kTold>
+    Step parseClosing(const char* from);
+    template <bool kTold>
+    Step parseOpening(const char* from);
+    template <bool kTold>
     const char* parseNode(const char* from);
-    const char* parseAttrs(const char* from);
-    const char* parseAttr(const char* from);
+    template <bool kTold>
+    const char* parseAttrs(const char* from, XMLNode& node);
+    template <bool kTold>
+    const char* parseAttr(const char* from, XMLNode& node);
+    template <char kQuote>
+    xml::ParsedText parseValue(const char*& at);
+    [[gnu::noinline]] xml::ParsedText parseSingleQuoted(const char*& at);
+    xml::ParsedText decode(const char* from, const char* to) noexcept;
 
     void open(const xml::ParsedText& name);
-    void closeCurrent(const char* at);
+    void openRoot(const xml::ParsedText& name);
+    template <bool kTold>
+    void closeCurrent();
 
     String text_;
     unsigned long length_ = 0;
     const char* begin_ = nullptr;
     const char* end_ = nullptr;     // where a zero byte stands
-    const char* cursor_ = nullptr;  // where nextNode goes on
-    const char* token_ = nullptr;   // the first byte of the step that is no blank
+    const char* cursor_ = nullptr;  // where nextNode goes on; the end during a step
     bool inDoctype_ = false;
     XMLNode* current_ = nullptr;  // the open element
     std::unique_ptr<XMLNode> root_;
     std::vector<std::unique_ptr<XMLNode>> replaced_;  // earlier roots
-    xml::Pool* pool_ = nullptr;                       // of the root
     XMLParserCallback* callback_ = nullptr;
 };
 

@@ -149,14 +149,6 @@ std::size_t blockSize(const void* block) noexcept {
     return (static_cast<const Header*>(block) - 1)->size - sizeof(Header);
 }
 
-void Arena::absorb(Arena& other) noexcept {
-    while (other.pages_ != nullptr) {
-        Page* const page = std::exchange(other.pages_, other.pages_->previous);
-        page->previous = std::exchange(pages_, page);
-    }
-    other.next_ = other.end_ = nullptr;
-}
-
 void* Arena::takeInNewPage(std::size_t size) {
     void* const block = newBlock(std::max(size + sizeof(Page), pageSize_), names_->maker);
     const std::size_t made = blockSize(block);

@@ -10,17 +10,20 @@
 
 namespace qor {
 
-// The memory of parsed trees.
+// Memory for parsed trees: blocks, and an arena that is made of them.
 //
-// A block is known to the leak table under the place of the call and the name of the function. The
-// process keeps some of the released blocks for its next trees: the system's allocator returns the
-// memory of a large tree to the system, and a program that parses one text after the other would
-// spend much of its time on getting it again, page by page. Kept blocks are not in the leak table,
-// and are freed only when the system has no memory left. Any thread may make and release blocks,
-// also in static destructors and after a fork. (The place comes from builtins, since clang 14 has
-// no std::source_location.)
+// newBlock enters a block in the leak table with the place of the call and the function's name
+// `func`, and deleteBlock removes the entry. (The place comes from builtins, since clang 14 has no
+// std::source_location.) A block is aligned for any scalar type. It may be larger than `size`;
+// blockSize returns its usable size.
 //
-// A block is aligned for any scalar, and may be larger than what was asked for: see blockSize.
+// The process keeps some deleted blocks and reuses them for later trees. The system's allocator
+// would return the memory of a large tree to the system, and a program that parses many texts would
+// spend much of its time on getting the memory again, page by page. Kept blocks are not in the leak
+// table. They are freed when the system has no memory left.
+//
+// newBlock raises std::bad_alloc. Any thread may call these functions, also in static destructors
+// and after a fork. A block may be deleted by another thread than the one that made it.
 void* newBlock(std::size_t size, const char* func, const char* file = __builtin_FILE(),
                unsigned line = __builtin_LINE());
 // A null pointer is ignored.
@@ -28,30 +31,31 @@ void deleteBlock(void* block, const char* func, const char* file = __builtin_FIL
                  unsigned line = __builtin_LINE()) noexcept;
 std::size_t blockSize(const void* block) noexcept;
 
-// The largest size of a block that is kept after its release.
+// A block of at most this size may be kept after it is deleted.
 inline constexpr std::size_t kLargestKeptBlock = 64 * 1024 - alignof(std::max_align_t);
 
-// Memory that is taken bit by bit and released all at once. What is made in it is not destroyed.
+// Memory that is taken piece by piece and released as a whole, by the destructor. The arena does
+// not call the destructors of the objects in it. An arena is used by one thread at a time.
 class Arena : noncopyable {
 public:
-    // Under which names the leak table knows the pages.
+    // The names of the functions with which the leak table shows the making and the deleting of the
+    // arena's blocks.
     struct Names {
         const char* maker;
         const char* ender;
     };
 
-    // The first page has room for so many bytes. It is made when memory is first taken.
-    Arena(const Names& names, std::size_t firstPage) noexcept
-        : names_(&names), pageSize_(firstPage) {}
-    // The memory that is taken first belongs to the caller.
+    // The arena gives the memory from `memory` to `end` first, which the caller owns. It may be
+    // empty. `names` must live as long as the arena.
     Arena(const Names& names, char* memory, char* end) noexcept
-        : names_(&names), next_(memory), end_(end), pageSize_(kSecondPage) {}
+        : names_(&names), next_(memory), end_(end) {}
     ~Arena() {
         while (pages_ != nullptr)
             deleteBlock(std::exchange(pages_, pages_->previous), names_->ender);
     }
 
-    // Uninitialised, and aligned as pointers are.
+    // Returns uninitialised memory, aligned for pointers. Raises std::bad_alloc, and the arena is
+    // then as it was before.
     void* take(std::size_t size) {
         size = (size + kUnit - 1) / kUnit * kUnit;
         if (static_cast<std::size_t>(end_ - next_) < size) [[unlikely]]
@@ -68,15 +72,6 @@ public:
         static_assert(alignof(T) <= kUnit);
         return ::new (take(sizeof(T))) T{std::forward<Args>(args)...};
     }
-    // Makes what was taken last, and ends there, longer where it is. False if there is no room, or
-    // something else was taken after it.
-    bool extend(const void* end, std::size_t size) noexcept {
-        if (end != next_ || static_cast<std::size_t>(end_ - next_) < size) return false;
-        next_ += size;
-        return true;
-    }
-    // Takes over the other one's pages, with what is in them.
-    void absorb(Arena& other) noexcept;
 
 private:
     struct alignas(std::max_align_t) Page {
@@ -86,13 +81,13 @@ private:
     void* takeInNewPage(std::size_t size);
 
     static constexpr std::size_t kUnit = alignof(void*);
-    static constexpr std::size_t kSecondPage = 4000;
+    static constexpr std::size_t kFirstPage = 4000;
 
     const Names* names_;
-    char* next_ = nullptr;
-    char* end_ = nullptr;
-    Page* pages_ = nullptr;
-    std::size_t pageSize_;  // of the next page
+    char* next_;  // the start of the free memory
+    char* end_;
+    Page* pages_ = nullptr;              // the last one first
+    std::size_t pageSize_ = kFirstPage;  // the size of the next page
 };
 
 }  // namespace qor

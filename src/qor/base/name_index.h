@@ -21,13 +21,18 @@ public:
         if (size_ + 1 > capacity() / 4 * 3) rehash(2 * size_);
     }
 
-    // The name is not there yet, and there is room.
-    void insert(Item* item) noexcept {
-        put({hashOf(NameOf()(item)), item});
+    static std::uint64_t hashOf(istr name) noexcept {
+        TextHash hash;
+        hash.add(name);
+        return hash.value();
+    }
+
+    // `hash` is hashOf the name. The name is not there yet, and there is room.
+    void insert(Item* item, std::uint64_t hash) noexcept {
+        put({hash, item});
         ++size_;
     }
-    Item* find(istr name) const noexcept {
-        const std::uint64_t hash = hashOf(name);
+    Item* find(istr name, std::uint64_t hash) const noexcept {
         for (std::size_t i = hash & mask_;; i = (i + 1) & mask_) {
             const Slot& slot = slots_[i];
             if (slot.item == nullptr) return nullptr;
@@ -41,11 +46,6 @@ private:
         Item* item;
     };
 
-    static std::uint64_t hashOf(istr name) noexcept {
-        TextHash hash;
-        hash.add(name);
-        return hash.value();
-    }
     std::size_t capacity() const noexcept { return mask_ + 1; }
 
     void rehash(std::size_t items) {

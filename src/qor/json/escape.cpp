@@ -43,33 +43,40 @@ void appendCharacter(String& out, istr digits) {
 
 }  // namespace
 
-char escapeLetter(char c) noexcept {
-    return kLetters[static_cast<unsigned char>(c)];
-}
-
-const char* findEscaped(const char* at, const char* end) noexcept {
-    for (;;) {
-        at = scan::findMarked(at, end, [](scan::Word word) {
-            return scan::equal(word, '"') | scan::equal(word, '\\') | scan::equal(word, '/') |
-                   scan::control(word);
-        });
-        if (at == end || escapeLetter(*at) != 0) return at;
+char* appendEscaped(const char* at, const char* end, char* to) noexcept {
+    const auto appendByte = [&] {
+        if (const char letter = kLetters[static_cast<unsigned char>(*at)]) {
+            *to++ = '\\';
+            *to++ = letter;
+        } else {
+            *to++ = *at;
+        }
         ++at;
+    };
+    while (end - at >= static_cast<std::ptrdiff_t>(sizeof(scan::Word))) {
+        scan::Word word = 0;
+        std::memcpy(&word, at, sizeof word);
+        std::memcpy(to, &word, sizeof word);
+        const scan::Word special = scan::equal(word, '"') | scan::equal(word, '\\') |
+                                   scan::equal(word, '/') | scan::control(word);
+        const int plain = special == 0 ? 8 : std::countr_zero(special) / 8;
+        at += plain;
+        to += plain;
+        if (special != 0) appendByte();
     }
+    while (at != end)
+        appendByte();
+    return to;
 }
 
 void appendEscaped(String& out, istr text) {
-    out.reserve(out.size() + text.size() + 2);
-    out += '"';
-    for (const char* at = text.begin();;) {
-        const char* const next = findEscaped(at, text.end());
-        out.append(at, next);
-        if (next == text.end()) break;
-        out += '\\';
-        out += escapeLetter(*next);
-        at = next + 1;
-    }
-    out += '"';
+    const std::size_t before = out.size();
+    out.resize(before + 2 * text.size() + 2);
+    char* const to = out.data() + before;
+    *to = '"';
+    char* const end = appendEscaped(text.begin(), text.end(), to + 1);
+    *end = '"';
+    out.resize(static_cast<std::size_t>(end + 1 - out.data()));
 }
 
 void appendUnescaped(String& out, istr text) {

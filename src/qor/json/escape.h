@@ -7,9 +7,12 @@
 
 namespace qor::json {
 
-// The escapes of texts, both ways. All append to `out`, which is no part of the text.
+// The escapes of texts, both ways. `out` is no part of the text.
 
 void appendEscaped(String& out, istr text);
+// The same without quotes, from [at, end) to memory with room for twice as much. Returns the end of
+// what was written.
+char* appendEscaped(const char* at, const char* end, char* to) noexcept;
 // Of text without its quotes.
 void appendUnescaped(String& out, istr text);
 
@@ -22,11 +25,6 @@ inline istr withoutQuotes(istr text) noexcept {
     if (text.size() < 2 || text[0] != '"' || text[text.size() - 1] != '"') return text;
     return text.substr(1, text.size() - 2);
 }
-
-// The letter that stands behind the backslash for a byte that is escaped, 0 for all other bytes.
-char escapeLetter(char c) noexcept;
-// The first byte that is escaped, or the end.
-const char* findEscaped(const char* at, const char* end) noexcept;
 
 }  // namespace qor::json
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <bit>
 #include <cstring>
+#include <iterator>
 #include <memory>
 #include <new>
 #include <numeric>
@@ -31,13 +32,15 @@ void deleteBlock(void* block) noexcept {
 
 }  // namespace
 
-// Shapes by their hash. They are only added, so they are found without a lock.
+// Shapes by their hash and by their number. They are only added, so they are found without a lock.
 class ShapeTable : noncopyable {
 public:
+    using Slot = std::atomic<Shape*>;
+
     static ShapeTable* make(std::size_t nodes) {
         // A tree has many objects of few shapes, or few objects of many keys.
         const std::size_t buckets = std::bit_ceil(std::clamp<std::size_t>(nodes / 32, 8, 1 << 16));
-        const std::size_t size = sizeof(ShapeTable) + buckets * sizeof(Bucket);
+        const std::size_t size = sizeof(ShapeTable) + buckets * sizeof(Slot);
         void* const block = newNode(size, __FILE__, __LINE__, kMaker);
         auto* const table = ::new (block) ShapeTable(buckets);
         std::uninitialized_value_construct_n(table->buckets(), buckets);
@@ -50,9 +53,20 @@ public:
                  shape != nullptr;)
                 Shape::destroy(std::exchange(shape, shape->next_));
         }
+        for (auto& chunk : table->chunks_)
+            deleteBlock(chunk.load(std::memory_order_acquire));
         deleteBlock(table);
     }
 
+    // The shape of the number, which is not 0.
+    const Shape& of(ulong32 number) const noexcept {
+        const Place place = placeOf(number);
+        return *chunks_[place.chunk].load(std::memory_order_acquire)[place.at];
+    }
+    // The shape that an object with keys of these sizes had lately.
+    Slot& recent(ulong32 count, ulong32 firstSize, ulong32 lastSize) noexcept {
+        return recent_[(count * 11 + firstSize * 3 + lastSize) % std::size(recent_)];
+    }
     const Shape* find(const FlatTree& tree, const ulong32* values, ulong32 count,
                       std::uint64_t hash) noexcept {
         const Shape* shape = bucketOf(hash).load(std::memory_order_acquire);
@@ -61,30 +75,66 @@ public:
         return shape;
     }
     void add(Shape* shape) noexcept {
-        Bucket& bucket = bucketOf(shape->hash_);
+        setNumber(*shape);
+        Slot& bucket = bucketOf(shape->hash_);
         shape->next_ = bucket.load(std::memory_order_relaxed);
         while (!bucket.compare_exchange_weak(shape->next_, shape, std::memory_order_acq_rel)) {
         }
     }
 
 private:
-    using Bucket = std::atomic<Shape*>;
+    // Numbers are in chunks, each twice as large as the one before.
+    static constexpr ulong32 kFirstChunk = 8;
+    static constexpr std::size_t kChunks = 17;
+    static_assert((kFirstChunk << kChunks) > Node::kMostShapes);
+    struct Place {
+        std::size_t chunk;
+        ulong32 at;
+    };
+    static Place placeOf(ulong32 number) noexcept {
+        const auto chunk = static_cast<std::size_t>(std::bit_width(number / kFirstChunk + 1)) - 1;
+        return {chunk, number - kFirstChunk * ((1U << chunk) - 1)};
+    }
 
     explicit ShapeTable(std::size_t buckets) noexcept : mask_(buckets - 1) {}
-    Bucket* buckets() noexcept { return reinterpret_cast<Bucket*>(this + 1); }
-    Bucket& bucketOf(std::uint64_t hash) noexcept { return buckets()[hash & mask_]; }
+    Slot* buckets() noexcept { return reinterpret_cast<Slot*>(this + 1); }
+    Slot& bucketOf(std::uint64_t hash) noexcept { return buckets()[hash & mask_]; }
+
+    // Without memory for it, or when there are too many, a shape has no number.
+    void setNumber(Shape& shape) noexcept try {
+        const ulong32 number = numbers_.fetch_add(1, std::memory_order_relaxed) + 1;
+        if (number > Node::kMostShapes) {
+            numbers_.store(Node::kMostShapes, std::memory_order_relaxed);
+            return;
+        }
+        const Place place = placeOf(number);
+        chunkOf(place.chunk)[place.at] = &shape;
+        shape.number_ = number;
+    } catch (const std::bad_alloc&) {
+    }
+    const Shape** chunkOf(std::size_t i) {
+        if (const Shape** const chunk = chunks_[i].load(std::memory_order_acquire)) return chunk;
+        const std::size_t size = (kFirstChunk << i) * sizeof(Shape*);
+        auto** const made = static_cast<const Shape**>(newNode(size, __FILE__, __LINE__, kMaker));
+        const Shape** other = nullptr;
+        if (chunks_[i].compare_exchange_strong(other, made, std::memory_order_acq_rel)) return made;
+        deleteBlock(made);
+        return other;
+    }
 
     std::size_t mask_;
+    std::atomic<ulong32> numbers_{0};
+    std::atomic<const Shape**> chunks_[kChunks] = {};
+    Slot recent_[16] = {};
 };
 
 void Block::end() noexcept {
-    if (tree == this) return FlatTree::destroy(tree);
+    if (isTree()) return FlatTree::destroy(tree);
     if (tree != nullptr) tree->giveUp(1);
     deleteBlock(this);
 }
 
-FlatTree* FlatTree::makeIn(std::size_t room, istr text, istr more, const Node* nodes,
-                           std::size_t count) {
+FlatTree* FlatTree::makeIn(std::size_t room, istr text, istr more, Node* nodes, std::size_t count) {
     static constexpr char kPadding[sizeof(std::uint64_t)] = {};
     const std::size_t size = text.size() + more.size();
     void* const block = newNode(sizeof(FlatTree) + kRootRoom + room + size + sizeof kPadding,
@@ -92,13 +142,13 @@ FlatTree* FlatTree::makeIn(std::size_t room, istr text, istr more, const Node* n
     char* const memory = static_cast<char*>(block) + sizeof(FlatTree) + kRootRoom;
     if (room != 0) {
         std::memcpy(memory, nodes, count * sizeof(Node));
-        nodes = reinterpret_cast<const Node*>(memory);
+        nodes = reinterpret_cast<Node*>(memory);
     }
     char* const copy = memory + room;
     std::memcpy(copy, text.data(), text.size());
     if (!more.empty()) std::memcpy(copy + text.size(), more.data(), more.size());
     std::memcpy(copy + size, kPadding, sizeof kPadding);
-    auto* const tree = ::new (block) FlatTree(copy, nodes, room == 0);
+    auto* const tree = ::new (block) FlatTree(copy, size, nodes, room == 0);
     tree->makeRoot();
     return tree;
 }
@@ -114,19 +164,19 @@ void FlatTree::makeRoot() noexcept {
     value->place_ = sizeof(FlatTree) / alignof(void*);
 }
 
-FlatTree* FlatTree::make(istr text, istr more, std::span<const Node> nodes) {
+FlatTree* FlatTree::make(istr text, istr more, std::span<Node> nodes) {
     return makeIn(nodes.size_bytes(), text, more, nodes.data(), nodes.size());
 }
 
-FlatTree* FlatTree::makeAround(istr text, istr more, std::span<const Node> nodes) {
+FlatTree* FlatTree::makeAround(istr text, istr more, std::span<Node> nodes) {
     FlatTree* const tree = makeIn(0, text, more, nodes.data(), nodes.size());
-    blockAllocated(const_cast<Node*>(nodes.data()), __FILE__, __LINE__, kMaker);
+    blockAllocated(nodes.data(), __FILE__, __LINE__, kMaker);
     return tree;
 }
 
 void FlatTree::destroy(FlatTree* tree) noexcept {
     ShapeTable::destroy(tree->shapes_.load(std::memory_order_acquire));
-    if (tree->ownsNodes_) deleteBlock(const_cast<Node*>(tree->nodes_));
+    if (tree->ownsNodes_) deleteBlock(tree->nodes_);
     std::destroy_at(tree);
     deleteBlock(tree);
 }
@@ -140,24 +190,35 @@ ShapeTable& FlatTree::shapes() {
     return *other;
 }
 
-const Shape& FlatTree::shapeOf(const ulong32* values, std::size_t count) {
-    const auto size = static_cast<ulong32>(count);
-    std::atomic<const Shape*>& recent = recentOf(values, count);
-    const Shape* const known = recent.load(std::memory_order_acquire);
-    if (known != nullptr && known->fits(*this, values, size)) return *known;
-    const Shape& shape = sharedShapeOf(values, size);
-    recent.store(&shape, std::memory_order_release);
+const Shape& FlatTree::shapeOf(Node& object, const ulong32* values, std::size_t count) {
+    if (const ulong32 number = object.shape(); number != 0) return shapes().of(number);
+    const Shape& shape = shapeOf(values, static_cast<ulong32>(count));
+    object.begin += 2 * shape.number_;
     return shape;
 }
 
-const Shape& FlatTree::sharedShapeOf(const ulong32* values, ulong32 count) {
+const Shape& FlatTree::shapeOfFlat(ulong32 object) {
+    if (const ulong32 number = nodes_[object].shape(); number != 0) return shapes().of(number);
+    InlineVector<ulong32, 64> values;
+    return shapeOf(object, values);
+}
+
+const Shape& FlatTree::shapeOf(const ulong32* values, ulong32 count) {
+    ShapeTable& table = shapes();
+    const auto sizeOf = [&](ulong32 i) { return i < count ? nodes_[values[i] - 1].size : 0; };
+    ShapeTable::Slot& recent = table.recent(count, sizeOf(0), sizeOf(count - 1));
+    const Shape* const known = recent.load(std::memory_order_acquire);
+    if (known != nullptr && known->fits(*this, values, count)) return *known;
     TextHash hash;
     for (ulong32 i = 0; i < count; ++i)
         hash.add(text(nodes_[values[i] - 1]));
-    ShapeTable& table = shapes();
-    if (const Shape* const shape = table.find(*this, values, count, hash.value())) return *shape;
-    Shape* const shape = Shape::make(*this, values, count, hash.value());
-    table.add(shape);
+    const Shape* shape = table.find(*this, values, count, hash.value());
+    if (shape == nullptr) {
+        Shape* const made = Shape::make(*this, values, count, hash.value());
+        table.add(made);
+        shape = made;
+    }
+    recent.store(const_cast<Shape*>(shape), std::memory_order_release);
     return *shape;
 }
 

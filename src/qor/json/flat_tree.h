@@ -15,21 +15,26 @@ namespace qor::json {
 // A tree that was read: its text and, in the order of the text, a node for each value and for each
 // key, which is followed by its value. Array elements that are null have no node.
 struct Node {
-    // Containers, and those of them without another one inside.
-    static constexpr ulong32 kArray = npos32 - 3, kObject = npos32 - 2;
-    static constexpr ulong32 kFlatArray = npos32 - 1, kFlatObject = npos32;
+    // Marks of containers: the kind, whether there is no other container inside, and for an object
+    // which of the tree's shapes it has, once that is known.
+    static constexpr ulong32 kMarks = 0xFFF00000, kArray = kMarks, kObject = kMarks + 2, kFlat = 1;
+    static constexpr ulong32 kMostShapes = (npos32 - kObject) / 2;
     // Texts are shorter, so that a position is no mark.
-    static constexpr ulong32 kMaxText = npos32 - 64;
+    static constexpr ulong32 kMaxText = kMarks - 64;
 
-    // The position of the text of a key or a scalar; one of the marks above for a container.
+    // The position of the text of a key or a scalar; the mark of a container.
     ulong32 begin;
     // The size of that text, with the quotes of a string; 0 for null. The number of nodes of a
     // container, itself included.
     ulong32 size;
 
-    bool isContainer() const noexcept { return begin >= kArray; }
-    bool isObject() const noexcept { return begin == kObject || begin == kFlatObject; }
-    bool isFlat() const noexcept { return begin >= kFlatArray; }
+    bool isContainer() const noexcept { return begin >= kMarks; }
+    bool isObject() const noexcept { return begin >= kObject; }
+    // Of a container.
+    bool isFlat() const noexcept { return (begin & kFlat) != 0; }
+    bool isFlatArray() const noexcept { return begin == kArray + kFlat; }
+    // Of an object; 0 if it is not known.
+    ulong32 shape() const noexcept { return (begin - kObject) / 2; }
     ulong32 span() const noexcept { return isContainer() ? size : 1; }
 };
 static_assert(sizeof(Node) == 8);
@@ -44,6 +49,8 @@ struct Block {
     std::atomic<std::size_t> shares;
     FlatTree* tree;  // which the block has a share of; null if no slot in it needs it
 
+    // Whether it is the block of a tree, with its root value.
+    bool isTree() const noexcept { return this == reinterpret_cast<const Block*>(tree); }
     void giveUp(std::size_t count) noexcept {
         if (shares.fetch_sub(count, std::memory_order_acq_rel) == count) end();
     }
@@ -52,53 +59,47 @@ private:
     void end() noexcept;
 };
 
-// Text, nodes and shapes are never changed, and shapes are added by any thread: the values that are
-// made of one tree may be in use by several threads, each with a part of its own. The tree is the
-// block of its root value, and shared by the blocks of the other ones.
+// The values that are made of one tree may be in use by several threads, each with a part of its
+// own. The text is never changed, an object's node by nobody but its user, and shapes are added by
+// any thread. The tree is the block of its root value, and shared by the blocks of the other ones.
 class FlatTree : public Block, noncopyable {
 public:
     // The tree has one share. The root value is made in it; it is an array or an object according
     // to the first node. The text of the nodes begins in `text` or, from its end on, in `more`.
-    static FlatTree* make(istr text, istr more, std::span<const Node> nodes);
+    static FlatTree* make(istr text, istr more, std::span<Node> nodes);
     // The same, and takes over the nodes' memory, which operator new allocated, if it does not
     // raise.
-    static FlatTree* makeAround(istr text, istr more, std::span<const Node> nodes);
+    static FlatTree* makeAround(istr text, istr more, std::span<Node> nodes);
     static void destroy(FlatTree* tree) noexcept;
 
     JsonValue* root() noexcept { return reinterpret_cast<JsonValue*>(this + 1); }
     const Node& node(ulong32 i) const noexcept { return nodes_[i]; }
     JsonValue::Kind kindOf(const Node& node) const noexcept;
     istr text(const Node& node) const noexcept { return istr(text_ + node.begin, node.size); }
+    istr text() const noexcept { return istr(text_, textSize_); }
 
     // The order of an object's keys. Appends the indices of its values, in the order of the text.
     template <std::size_t N>
     const Shape& shapeOf(ulong32 object, InlineVector<ulong32, N>& values);
+    // The same of an object without containers, where each second node is a value.
+    const Shape& shapeOfFlat(ulong32 object);
 
 private:
     friend Shape;
 
-    explicit FlatTree(const char* text, const Node* nodes, bool ownsNodes) noexcept
-        : Block{{1}, this}, text_(text), nodes_(nodes), ownsNodes_(ownsNodes) {}
-    static FlatTree* makeIn(std::size_t room, istr text, istr more, const Node* nodes,
-                            std::size_t count);
+    explicit FlatTree(const char* text, std::size_t size, Node* nodes, bool ownsNodes) noexcept
+        : Block{{1}, this}, text_(text), textSize_(size), nodes_(nodes), ownsNodes_(ownsNodes) {}
+    static FlatTree* makeIn(std::size_t room, istr text, istr more, Node* nodes, std::size_t count);
     void makeRoot() noexcept;
-    const Shape& shapeOf(const ulong32* values, std::size_t count);
-    const Shape& sharedShapeOf(const ulong32* values, ulong32 count);
+    const Shape& shapeOf(Node& object, const ulong32* values, std::size_t count);
+    const Shape& shapeOf(const ulong32* values, ulong32 count);
     ShapeTable& shapes();
 
-    // The shape that an object with these values had lately.
-    std::atomic<const Shape*>& recentOf(const ulong32* values, std::size_t count) noexcept {
-        const std::size_t sizes = count == 0 ? 0 : nodes_[values[0] - 1].size;
-        return recent_[(count * 5 + sizes) % kRecent];
-    }
-
-    static constexpr std::size_t kRecent = 16;
-
     const char* text_;
-    const Node* nodes_;
+    std::size_t textSize_;
+    Node* nodes_;
     bool ownsNodes_;
     std::atomic<ShapeTable*> shapes_{nullptr};
-    std::atomic<const Shape*> recent_[kRecent] = {};
 };
 
 // The keys of an object that was read, in order. Objects with the same keys in the same order of
@@ -134,7 +135,8 @@ private:
 
     std::uint64_t hash_;
     Shape* next_ = nullptr;
-    ulong32 count_;  // of keys in the text
+    ulong32 number_ = 0;  // in the table; 0 for the last ones of a great many
+    ulong32 count_;       // of keys in the text
     ulong32 size_ = 0;
 };
 
@@ -148,12 +150,12 @@ inline JsonValue::Kind FlatTree::kindOf(const Node& node) const noexcept {
 
 template <std::size_t N>
 const Shape& FlatTree::shapeOf(ulong32 object, InlineVector<ulong32, N>& values) {
+    const Node* const nodes = nodes_;
     const std::size_t before = values.size();
-    for (ulong32 i = object + 1, end = object + nodes_[object].size; i < end;) {
-        values.push_back(++i);
-        i += nodes_[i].span();
-    }
-    return shapeOf(values.data() + before, values.size() - before);
+    const ulong32 end = object + nodes[object].size;
+    for (ulong32 i = object + 2; i < end; i += 1 + nodes[i].span())
+        values.push_back(i);
+    return shapeOf(nodes_[object], values.data() + before, values.size() - before);
 }
 
 }  // namespace qor::json

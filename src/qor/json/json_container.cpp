@@ -122,18 +122,7 @@ void JsonObject::sort() const noexcept {
     sorted_ = size_;
 }
 
-JsonObject::value_type* JsonObject::find(istr key) const noexcept {
-    if (index_ != nullptr) return index_->find(key);
-    // All pairs are in order.
-    if (size_ <= kFew) {
-        value_type* const* const at = std::find_if(
-            pairs_, pairs_ + size_, [&](const Pair* pair) { return istr(pair->first) == key; });
-        return at != pairs_ + size_ ? *at : nullptr;
-    }
-    value_type* const* const at = lowerBound(key);
-    return at != pairs_ + size_ && istr((*at)->first) == key ? *at : nullptr;
-}
-
+// Without an index all pairs are in order.
 JsonObject::value_type** JsonObject::lowerBound(istr key) const noexcept {
     return std::lower_bound(pairs_, pairs_ + size_, key, [](const Pair* pair, istr wanted) {
         return istr(pair->first) < wanted;
@@ -141,16 +130,49 @@ JsonObject::value_type** JsonObject::lowerBound(istr key) const noexcept {
 }
 
 const JsonUnit* JsonObject::get(istr key) const {
-    const value_type* const pair = made().find(key);
+    const value_type* pair = nullptr;
+    if (made().index_ != nullptr) {
+        pair = index_->find(key, Index::hashOf(key));
+    } else if (value_type* const* const at = lowerBound(key);
+               at != pairs_ + size_ && istr((*at)->first) == key) {
+        pair = *at;
+    }
     return pair != nullptr ? &pair->second : nullptr;
 }
 
 JsonUnit& JsonObject::get(istr key) {
-    if (value_type* const pair = made().find(key)) return pair->second;
-    reserveOne(key);
+    if (made().index_ != nullptr) return getByIndex(key);
+    const std::ptrdiff_t place = lowerBound(key) - pairs_;
+    if (place != size_ && istr(pairs_[place]->first) == key) return pairs_[place]->second;
+    // With many keys, room between them is made no more.
+    if (size_ >= kFew && place != size_) {
+        makeIndex();
+        return getByIndex(key);
+    }
+    reserveOne();
     value_type* const pair = Added::make(key);
-    place(pair);
+    std::copy_backward(pairs_ + place, pairs_ + size_, pairs_ + size_ + 1);
+    pairs_[place] = pair;
+    sorted_ = ++size_;
     return pair->second;
+}
+
+JsonUnit& JsonObject::getByIndex(istr key) {
+    const std::uint64_t hash = Index::hashOf(key);
+    if (value_type* const found = index_->find(key, hash)) return found->second;
+    reserveOne();
+    index_->reserveOne();
+    value_type* const pair = Added::make(key);
+    index_->insert(pair, hash);
+    pairs_[size_++] = pair;
+    return pair->second;
+}
+
+void JsonObject::makeIndex() {
+    auto index = std::make_unique<Index>(size_ + 1);
+    for (ulong32 i = 0; i < size_; ++i)
+        index->insert(pairs_[i], Index::hashOf(pairs_[i]->first));
+    index_ = std::move(index);
 }
 
 void JsonObject::put(istr key, const JsonUnit& unit) {
@@ -158,40 +180,16 @@ void JsonObject::put(istr key, const JsonUnit& unit) {
     get(key) = std::move(copy);
 }
 
-// An object with many keys gets an index with the first key that is not the greatest one.
-void JsonObject::reserveOne(istr key) {
-    if (size_ == capacity_) {
-        const ulong32 capacity = nextCapacity(capacity_);
-        auto** const pairs = static_cast<value_type**>(
-            newNode(capacity * sizeof(value_type*), __FILE__, __LINE__, kGet));
-        std::copy_n(pairs_, size_, pairs);
-        if (ownsPairs_) deleteNode(pairs_, __FILE__, __LINE__, kGet);
-        pairs_ = pairs;
-        capacity_ = capacity;
-        ownsPairs_ = true;
-    }
-    if (index_ != nullptr) return index_->reserveOne();
-    if (size_ < kFew || istr(pairs_[size_ - 1]->first) < key) return;
-    auto index = std::make_unique<Index>(size_ + 1);
-    for (ulong32 i = 0; i < size_; ++i)
-        index->insert(pairs_[i]);
-    index_ = std::move(index);
-}
-
-void JsonObject::place(value_type* pair) noexcept {
-    value_type** const end = pairs_ + size_;
-    value_type** at = end;
-    if (index_ != nullptr) {
-        index_->insert(pair);
-    } else {
-        at = lowerBound(pair->first);
-        std::copy_backward(at, end, end + 1);
-    }
-    *at = pair;
-    const bool inOrder = sorted_ == size_;
-    ++size_;
-    if (inOrder && (index_ == nullptr || at == pairs_ || istr(at[-1]->first) < istr(pair->first)))
-        sorted_ = size_;
+void JsonObject::reserveOne() {
+    if (size_ != capacity_) return;
+    const ulong32 capacity = nextCapacity(capacity_);
+    auto** const pairs = static_cast<value_type**>(
+        newNode(capacity * sizeof(value_type*), __FILE__, __LINE__, kGet));
+    std::copy_n(pairs_, size_, pairs);
+    if (ownsPairs_) deleteNode(pairs_, __FILE__, __LINE__, kGet);
+    pairs_ = pairs;
+    capacity_ = capacity;
+    ownsPairs_ = true;
 }
 
 }  // namespace qor::json

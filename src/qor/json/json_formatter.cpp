@@ -1,6 +1,5 @@
 #include <algorithm>
 #include <ostream>
-#include <vector>
 
 #include "json/escape.h"
 #include "json/tree_maker.h"
@@ -21,22 +20,25 @@ public:
         flush();
         finished_ = true;
     }
+    void reserve(std::size_t size) { out_.reserve(sizeBefore_ + size); }
+
+    // Room for n bytes, which are no more than kMostRoom; end() says where they end.
+    char* room(std::size_t n) {
+        if (sizeof buffer_ - at_ < n) [[unlikely]]
+            flush();
+        return buffer_ + at_;
+    }
+    void end(const char* at) noexcept { at_ = static_cast<std::size_t>(at - buffer_); }
+    static constexpr std::size_t kMostRoom = 4096;
 
     void put(char c) {
-        if (at_ == sizeof buffer_) [[unlikely]]
-            flush();
-        buffer_[at_++] = c;
+        char* const at = room(1);
+        *at = c;
+        end(at + 1);
     }
     void put(istr text) {
-        if (text.size() > sizeof buffer_ - at_) [[unlikely]] {
-            flush();
-            if (text.size() > sizeof buffer_) {
-                out_ += text;
-                return;
-            }
-        }
-        simple_value::copy(buffer_ + at_, text.data(), text.size());
-        at_ += text.size();
+        if (text.size() > kMostRoom) return putLong(text);
+        end(simple_value::copy(room(text.size()), text.data(), text.size()));
     }
     void putBlanks(unsigned long long n) {
         static constexpr char kBlanks[] = "                                ";
@@ -46,15 +48,15 @@ public:
             n -= part;
         }
     }
+    // In quotes.
     void putEscaped(istr text) {
         put('"');
-        for (const char* at = text.begin();;) {
-            const char* const next = findEscaped(at, text.end());
-            put(istr(at, next));
-            if (next == text.end()) break;
-            put('\\');
-            put(escapeLetter(*next));
-            at = next + 1;
+        const char* at = text.begin();
+        while (at != text.end()) {
+            const auto part = std::min<std::size_t>(kMostRoom / 2, text.end() - at);
+            char* const to = room(2 * part);
+            end(appendEscaped(at, at + part, to));
+            at += part;
         }
         put('"');
     }
@@ -64,12 +66,16 @@ private:
         out_.append(buffer_, at_);
         at_ = 0;
     }
+    void putLong(istr text) {
+        flush();
+        out_ += text;
+    }
 
     String& out_;
     std::size_t sizeBefore_;
     bool finished_ = false;
     std::size_t at_ = 0;
-    char buffer_[4096];
+    char buffer_[kMostRoom];
 };
 
 // The arrays and objects that are being written, innermost last. Those that are not made yet are
@@ -89,19 +95,20 @@ public:
 private:
     using Pairs = JsonObject::value_type* const*;
 
+    // The units of an array, the pairs of an object, or the nodes of either.
     enum class Kind : unsigned char { Units, Pairs, Nodes, KeyedNodes };
     struct Open {
         Kind kind;
-        bool empty = true;
-        std::size_t left = 0;  // units, pairs or keys
-        // The next one.
-        const JsonUnit* unit = nullptr;
-        Pairs pair = nullptr;
-        FlatTree* tree = nullptr;
-        ulong32 node = 0, end = 0;
-        ulong32 key = 0;
-        const Shape* shape = nullptr;
-        std::size_t values = 0;  // in values_
+        bool empty;
+        ulong32 left;  // units, pairs, nodes or keys
+        union {
+            const JsonUnit* unit;  // the next one
+            Pairs pair;
+            FlatTree* tree;
+        };
+        ulong32 node;  // the next one; of an object: where in nodes_ those of its values begin
+        ulong32 key;   // the next one
+        const Shape* shape;  // of an object
 
         bool isObject() const noexcept { return kind == Kind::Pairs || kind == Kind::KeyedNodes; }
     };
@@ -110,9 +117,29 @@ private:
 
     long long level() const noexcept { return how_.level_ + static_cast<long long>(open_.size()); }
 
-    void open(const Open& opened) {
-        open_.push_back(opened);
+    Open& open(Kind kind, std::size_t left) {
+        Open& opened = open_.push_back();
+        opened.kind = kind;
+        opened.empty = true;
+        opened.left = static_cast<ulong32>(left);
         out_.put(opened.isObject() ? '{' : '[');
+        return opened;
+    }
+    void open(FlatTree& tree, ulong32 i) {
+        const Node& node = tree.node(i);
+        if (!node.isObject()) {
+            Open& opened = open(Kind::Nodes, node.size - 1);
+            opened.tree = &tree;
+            opened.node = i + 1;
+            return;
+        }
+        const auto values = static_cast<ulong32>(nodes_.size());
+        const Shape& shape = tree.shapeOf(i, nodes_);
+        Open& opened = open(Kind::KeyedNodes, shape.size());
+        opened.tree = &tree;
+        opened.node = values;
+        opened.key = 0;
+        opened.shape = &shape;
     }
 
     // Writes a value as a whole, or the bracket of an array or an object.
@@ -130,12 +157,14 @@ private:
                 return out_.putEscaped(static_cast<const JsonString&>(value).text());
             case Of::Array: {
                 const auto& array = static_cast<const JsonArray&>(value);
-                return open({.kind = Kind::Units, .left = array.size(), .unit = array.begin()});
+                open(Kind::Units, array.size()).unit = array.begin();
+                return;
             }
             case Of::Object: {
                 const auto& object = static_cast<const JsonObject&>(value);
                 const Pairs pairs = object.inOrder();
-                return open({.kind = Kind::Pairs, .left = object.size_, .pair = pairs});
+                open(Kind::Pairs, object.size_).pair = pairs;
+                return;
             }
             case Of::Other:
                 return out_.put(value.toString());
@@ -143,32 +172,50 @@ private:
     }
     void write(const JsonUnit& unit) {
         if (unit.isNull()) return out_.put(kNull);
-        if (!JsonUnit::isLazy(unit.word_)) return write(*JsonUnit::valueOf(unit.word_));
+        if (JsonUnit::isPointer(unit.word_)) return write(*JsonUnit::valueOf(unit.word_));
+        if (JsonUnit::isShort(unit.word_)) return out_.put(unit.shortText());
         const LazyUnit at = TreeMaker::lazyAt(unit);
         writeNode(at.tree(), at.node);
     }
     void writeNode(FlatTree& tree, ulong32 i) {
         const Node& node = tree.node(i);
-        if (node.isContainer() && !node.isObject()) {
-            return open({.kind = Kind::Nodes, .tree = &tree, .node = i + 1, .end = i + node.size});
-        }
-        if (node.isObject()) {
-            const std::size_t values = values_.size();
-            const Shape& shape = tree.shapeOf(i, values_);
-            return open({.kind = Kind::KeyedNodes,
-                         .left = shape.size(),
-                         .tree = &tree,
-                         .shape = &shape,
-                         .values = values});
-        }
+        if (!node.isContainer()) return writeScalar(tree, node);
+        if (!node.isFlat()) return open(tree, i);
+        if (node.isObject()) return writeFlatObject(tree, i);
+        writeFlatArray(tree, i);
+    }
+    void writeScalar(FlatTree& tree, const Node& node) {
         if (node.size == 0) return out_.put(kNull);
         const istr text = tree.text(node);
-        if (text[0] != '"') return out_.put(text);
+        if (*text != '"') return out_.put(text);
         const istr content = withoutQuotes(text);
         if (!isEscaped(content)) return out_.putEscaped(content);
         unescaped_.clear();
         appendUnescaped(unescaped_, content);
         out_.putEscaped(unescaped_);
+    }
+    void writeFlatArray(FlatTree& tree, ulong32 i) {
+        bool empty = true;
+        out_.put('[');
+        for (ulong32 child = i + 1, end = i + tree.node(i).size; child != end; ++child) {
+            begin(empty, level() + 1);
+            writeScalar(tree, tree.node(child));
+        }
+        putEnd(']');
+    }
+    void writeFlatObject(FlatTree& tree, ulong32 i) {
+        const Shape& shape = tree.shapeOfFlat(i);
+        bool empty = true;
+        out_.put('{');
+        for (ulong32 key = 0; key < shape.size(); ++key) {
+            // Keys and values take turns.
+            const Node& value = tree.node(i + 2 + 2 * shape.place(key));
+            if (value.size == 0 && how_.skipNull_) continue;
+            begin(empty, level() + 1);
+            putKey(shape.key(key));
+            writeScalar(tree, value);
+        }
+        putEnd('}');
     }
 
     // Moves to the next value of the innermost array or object and writes it with what comes before
@@ -179,14 +226,16 @@ private:
             case Kind::Units:
                 if (open.left == 0) return false;
                 --open.left;
-                begin(open);
+                begin(open.empty, level());
                 write(*open.unit++);
                 return true;
             case Kind::Nodes: {
-                if (open.node == open.end) return false;
+                if (open.left == 0) return false;
                 const ulong32 node = open.node;
-                open.node += open.tree->node(node).span();
-                begin(open);
+                const ulong32 span = open.tree->node(node).span();
+                open.node += span;
+                open.left -= span;
+                begin(open.empty, level());
                 writeNode(*open.tree, node);
                 return true;
             }
@@ -202,7 +251,7 @@ private:
             --open.left;
             const JsonObject::value_type& pair = **open.pair++;
             if (pair.second.isNull() && how_.skipNull_) continue;
-            begin(open);
+            begin(open.empty, level());
             putKey(pair.first);
             write(pair.second);
             return true;
@@ -213,9 +262,9 @@ private:
         while (open.left != 0) {
             --open.left;
             const ulong32 key = open.key++;
-            const ulong32 node = values_[open.values + open.shape->place(key)];
+            const ulong32 node = nodes_[open.node + open.shape->place(key)];
             if (open.tree->node(node).size == 0 && how_.skipNull_) continue;
-            begin(open);
+            begin(open.empty, level());
             putKey(open.shape->key(key));
             writeNode(*open.tree, node);
             return true;
@@ -223,29 +272,43 @@ private:
         return false;
     }
 
-    void begin(Open& open) {
-        if (!open.empty) out_.put(',');
-        open.empty = false;
-        indent(out_, how_.pretty_, level());
+    // What comes before a value and before its key.
+    void begin(bool& empty, long long level) {
+        char* at = out_.room(2);
+        if (!std::exchange(empty, false)) *at++ = ',';
+        if (!how_.pretty_) *at++ = ' ';
+        out_.end(at);
+        if (how_.pretty_) indent(out_, true, level);
     }
-    void putKey(const String& key) {
-        out_.put('"');
-        out_.put(istr(key));
+    void putKey(istr key) {
+        if (key.size() > kShortKey) {
+            out_.put('"');
+            out_.put(key);
+        } else {
+            char* const at = out_.room(1 + kShortKey);
+            *at = '"';
+            out_.end(simple_value::copy(at + 1, key.data(), key.size()));
+        }
         out_.put(how_.pretty_ ? istr("\" : ", 4) : istr("\":", 2));
     }
+    static constexpr std::size_t kShortKey = 255;
+
     void close() {
         const Open& closed = open_.back();
         const char bracket = closed.isObject() ? '}' : ']';
-        if (closed.kind == Kind::KeyedNodes) values_.resize(closed.values);
+        if (closed.kind == Kind::KeyedNodes) nodes_.resize(closed.node);
         open_.pop_back();
+        putEnd(bracket);
+    }
+    void putEnd(char bracket) {
         indent(out_, how_.pretty_, level());
         out_.put(bracket);
     }
 
     const JsonFormatter& how_;
     Output& out_;
-    std::vector<Open> open_;
-    InlineVector<ulong32, 256> values_;  // of the objects in open_
+    InlineVector<Open, 32> open_;
+    InlineVector<ulong32, 256> nodes_;  // of the values of objects in open_
     String unescaped_;
 };
 
@@ -258,6 +321,9 @@ void JsonFormatter::indent(Output& out, bool pretty, long long level) {
 
 void JsonFormatter::format(String& out) const {
     Output output(out);
+    // A tree that was read is written in about the size of its text.
+    if (value_ != nullptr && value_->block() != nullptr && value_->block()->isTree())
+        output.reserve(value_->block()->tree->text().size());
     Run(*this, output).format();
     output.finish();
 }

@@ -1,5 +1,7 @@
 #include "qor/json/json_unit.h"
 
+#include <bit>
+#include <cstring>
 #include <ostream>
 
 #include "json/escape.h"
@@ -43,7 +45,27 @@ JsonUnit& JsonUnit::newChild() {
 }
 
 void JsonUnit::make() const {
-    TreeMaker::make(*this);
+    if (isLazy(word_)) return TreeMaker::make(*this);
+    JsonValue* const number = JsonNumber::make(shortText());
+    number->__FirstRef();
+    word_ = wordOf(number);
+}
+
+// The bytes of the word are in the order of memory: the mark first on a little-endian machine, and
+// last on a big-endian one.
+istr JsonUnit::shortText() const noexcept {
+    const auto* const bytes = reinterpret_cast<const char*>(&word_);
+    return istr(bytes + (std::endian::native == std::endian::little ? 1 : 0),
+                word_ >> kSizeShift & (sizeof(Word) - 1));
+}
+
+void JsonUnit::setShort(istr text) noexcept {
+    Word word = 0;
+    auto* const bytes = reinterpret_cast<char*>(&word);
+    std::memcpy(bytes + (std::endian::native == std::endian::little ? 1 : 0), text.data(),
+                text.size());
+    setNull();
+    word_ = word | kShort | Word(text.size()) << kSizeShift;
 }
 
 // The text of a number or a string.
@@ -54,6 +76,7 @@ istr JsonUnit::scalarText() const {
         const istr content = withoutQuotes(text);
         if (!isEscaped(content)) return content;
     }
+    if (isShort(word_)) return shortText();
     return static_cast<const JsonText*>(made())->text();
 }
 
@@ -99,9 +122,11 @@ JsonArray& JsonUnit::arrayValue() {
 template <class T>
 void JsonUnit::setText(JsonValue::Kind kind, istr text) {
     // A value that is not made yet has no other owner.
-    T* const value = isLazy(word_) ? nullptr : valueAs<T>(kind);
+    T* const value = isPointer(word_) ? valueAs<T>(kind) : nullptr;
     if (value != nullptr) {
         value->setValue(text);
+    } else if (kind == JsonValue::Kind::Number && fitsShort(text)) {
+        setShort(text);
     } else {
         *this = JsonUnit(Handle<JsonValue>(T::make(text)));
     }

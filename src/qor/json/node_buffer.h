@@ -29,7 +29,7 @@ public:
 
     // All nodes and a text, as a tree. The buffer is not used any more then.
     FlatTree* makeTree(istr text, istr more) {
-        const std::span<const Node> nodes(first_, size());
+        const std::span<Node> nodes(first_, size());
         const auto unused = static_cast<std::size_t>(end_ - next_);
         if (block_ == nullptr || unused > nodes.size() / kUnusedPart)
             return FlatTree::make(text, more, nodes);

@@ -107,7 +107,7 @@ private:
     void finishOpen() noexcept {
         Node& closed = nodes_[open_];
         closed.size = nodes_.size() - open_;
-        if (flat_) closed.begin = inObject_ ? Node::kFlatObject : Node::kFlatArray;
+        if (flat_) closed.begin += Node::kFlat;
         flat_ = false;
     }
     void close() noexcept {

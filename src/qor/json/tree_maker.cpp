@@ -112,7 +112,7 @@ bool TreeMaker::includes(ulong32 node, unsigned depth) {
 void TreeMaker::plan(ulong32 node, unsigned depth) {
     const Node& container = tree_.node(node);
     ++values_;
-    if (container.begin == Node::kFlatArray) {
+    if (container.isFlatArray()) {
         room_ += sizeOf(false, container.size - 1);
         nodesLeft_ -= std::min(nodesLeft_, container.size);
         return;
@@ -164,7 +164,7 @@ void TreeMaker::makeBlock() {
 // Values are made in the order in which they were planned.
 JsonValue* TreeMaker::make(ulong32 node) noexcept {
     const Node& container = tree_.node(node);
-    if (container.begin == Node::kFlatArray) {
+    if (container.isFlatArray()) {
         auto* const array = makeValue<JsonArray>();
         fillUnits(*array, node, {nullptr, container.size - 1, 0, 0});
         return array;
@@ -233,7 +233,7 @@ void TreeMaker::makeSlotsOf(const T& root, Fill fill) {
     // There is no place for the root itself, but for its slots, which have its share.
     room_ -= sizeof(T);
     makeBlock();
-    const bool planned = tree_.node(0).begin != Node::kFlatArray;
+    const bool planned = !tree_.node(0).isFlatArray();
     fill(planned ? plans_[next_++] : Plan{nullptr, tree_.node(0).size - 1, 0, 0});
     root.ownsSlots_ = true;
     root.isUnmade_ = false;

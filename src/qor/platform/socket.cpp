@@ -1,8 +1,10 @@
 #include "platform/socket.h"
 
+#include <fcntl.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/uio.h>
 #include <unistd.h>
@@ -138,6 +140,14 @@ int waitReadable(int socket, int milliseconds) noexcept {
 
 int waitReadable(int socket, Clock::time_point end) noexcept {
     return waitUntil(socket, POLLIN, end);
+}
+
+void makeRoomForDescriptors(int socket, int number) noexcept {
+    rlimit limit{};
+    if (getrlimit(RLIMIT_NOFILE, &limit) != 0) return;
+    const auto last = std::min<rlim_t>(limit.rlim_cur, static_cast<rlim_t>(number)) - 1;
+    const int copy = fcntl(socket, F_DUPFD_CLOEXEC, static_cast<int>(last));
+    if (copy != -1) close(copy);
 }
 
 bool isOfOneConnection(int acceptError) noexcept {

@@ -34,6 +34,10 @@ int waitReadable(int socket, int milliseconds) noexcept;
 // The same until a point in time, whatever signals come. 0, ETIME or another error number.
 int waitReadable(int socket, std::chrono::steady_clock::time_point end) noexcept;
 
+// Makes room for that many descriptors, as far as the process may have them. Without it the system
+// makes room as they come, and each time an accept then takes milliseconds.
+void makeRoomForDescriptors(int socket, int number) noexcept;
+
 // Whether a failure to accept was that of one connection. If it was not, the next attempt fails
 // too, until something has changed.
 bool isOfOneConnection(int acceptError) noexcept;

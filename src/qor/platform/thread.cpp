@@ -2,11 +2,13 @@
 
 #include <sched.h>
 #include <signal.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
+#include <cstdint>
 #include <memory>
 
 namespace qor::platform {
@@ -61,6 +63,18 @@ private:
     pthread_attr_t attributes_;
     int error_;
     bool valid_ = error_ == 0;
+};
+
+// What sched_setattr takes, which the C library does not declare.
+struct PromptAttributes {
+    std::uint32_t size = sizeof(PromptAttributes);
+    std::uint32_t policy = SCHED_OTHER;
+    std::uint64_t flags = 0;
+    std::int32_t nice = 0;
+    std::uint32_t priority = 0;
+    std::uint64_t sliceNanoseconds = 100'000;
+    std::uint64_t deadline = 0;
+    std::uint64_t period = 0;
 };
 
 enum Joined : int { No, UnderWay, Yes };
@@ -138,6 +152,15 @@ bool threadExists(unsigned id) noexcept {
 
 void yieldThread() noexcept {
     sched_yield();
+}
+
+void runPromptly() noexcept {
+    sched_param lowest{};
+    lowest.sched_priority = sched_get_priority_min(SCHED_RR);
+    if (sched_setscheduler(0, SCHED_RR | SCHED_RESET_ON_FORK, &lowest) == 0) return;
+    // A short slice makes the scheduler prefer the thread when it wakes up.
+    PromptAttributes attributes;
+    syscall(SYS_sched_setattr, 0, &attributes, 0U);
 }
 
 SystemThread* startThread(std::size_t stackSize, void (*body)(void*), void* argument, int& error) {

@@ -17,6 +17,12 @@ bool threadExists(unsigned id) noexcept;
 
 void yieldThread() noexcept;
 
+// Asks the system to run the calling thread as soon as it has something to do: before all others
+// of normal priority where the process may ask for that (root, or CAP_SYS_NICE), else before those
+// that have had their share. For threads that do little at a time. Threads that it starts do not
+// inherit it.
+void runPromptly() noexcept;
+
 // A thread that was started here. It has two owners, the thread itself and whoever started it; if
 // nobody has waited for it, the last one to let go detaches it. Any thread may ask anything.
 struct SystemThread;

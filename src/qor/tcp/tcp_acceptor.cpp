@@ -16,9 +16,8 @@ namespace qor {
 namespace {
 
 constexpr int kBacklog = 10;
-constexpr int kWaitMilliseconds = 5000;
-// After a failure that the next attempt would meet too, such as no descriptor being left.
-constexpr long long kPauseMilliseconds = 100;
+constexpr long long kWaitMilliseconds = 5000;
+constexpr std::size_t kStartsAtOnce = 64;
 
 // No host is all of this one's addresses.
 ACE_INET_Addr listeningAddress(const TcpAddr& address) {
@@ -26,21 +25,9 @@ ACE_INET_Addr listeningAddress(const TcpAddr& address) {
     return tcp::toInetAddr(address);
 }
 
-// An accepted socket that is nobody's yet.
-class Accepted : noncopyable {
-public:
-    explicit Accepted(ACE_HANDLE handle) noexcept : handle_(handle) {}
-    ~Accepted() {
-        if (handle_ != ACE_INVALID_HANDLE) platform::closeSocket(handle_);
-    }
-    void giveTo(TcpServerImpl& connection) {
-        connection.adopt(handle_);
-        handle_ = ACE_INVALID_HANDLE;
-    }
-
-private:
-    ACE_HANDLE handle_;
-};
+String arrivalsName(const TcpAddr& address) {
+    return "tcp.arrivals." + std::to_string(address.port);
+}
 
 }  // namespace
 
@@ -50,7 +37,10 @@ TcpAcceptor::TcpAcceptor(const TcpAddr& address, const String& name, Handle<TcpC
       ThreadOwner(name.c_str()),
       local_(listeningAddress(address)),
       callback_(std::move(callback)),
-      socketBufferSize_(socketBufferSize) {}
+      socketBufferSize_(socketBufferSize),
+      arrivals_(arrivalsName(address), acceptor_) {
+    starting_.reserve(kStartsAtOnce);
+}
 
 bool TcpAcceptor::open() {
     constexpr const char* func = "qor::TcpAcceptor::open";
@@ -67,35 +57,42 @@ bool TcpAcceptor::open() {
         acceptor_.close();
         return false;
     }
+    acceptor_.enable(ACE_NONBLOCK);
     listener_.open(acceptor_.get_handle(), ACE_INET_Addr());
+    const auto start = [&] { return arrivals_.start(), true; };
+    if (!own_log::guarded(own_log::network, func, false, start)) return false;
     localPort_ = local_.get_port_number();
     net_log::info(func, [&] { return own_log::text("start tcp acceptor at ", local_); });
     return true;
 }
 
-// A listener that was ended is as one with a client: whether it still lives is looked at last.
+// Whether the acceptor still lives is looked at last: a client that comes after the end is let go.
 bool TcpAcceptor::accept() {
     constexpr const char* func = "qor::TcpAcceptor::accept";
-    const int ready = platform::waitReadable(acceptor_.get_handle(), kWaitMilliseconds);
-    if (ready == -1) {
-        net_log::error(func, errno, [] { return "select()"; });
-        return false;
-    }
-    if (ready == 0 || !living()) return true;
-    ACE_SOCK_Stream accepted;
-    if (acceptor_.accept(accepted, nullptr, nullptr, true, false) == -1) {
-        const int error = errno;
-        if (!living()) return true;
-        net_log::error(func, error, [] { return "accept()"; });
-        if (!platform::isOfOneConnection(error)) wait(Time::milliSeconds(kPauseMilliseconds));
+    while (!starting_.empty() && starting_.front()->born())
+        settleOldest();
+    Arrival next;
+    const Time wait = Time::milliSeconds(starting_.empty() ? kWaitMilliseconds : 0);
+    if (!arrivals_.take(next, wait) || !living()) {
+        if (!starting_.empty()) settleOldest();
         return true;
     }
-    return own_log::guarded(own_log::network, func, true,
-                            [&] { return admit(accepted.get_handle()), true; });
+    switch (next.kind()) {
+        case Arrival::Client:
+            return own_log::guarded(own_log::network, func, true,
+                                    [&] { return admit(next), true; });
+        case Arrival::AcceptFailed:
+            net_log::error(func, next.error(), [] { return "accept()"; });
+            return true;
+        case Arrival::WaitFailed:
+            net_log::error(func, next.error(), [] { return "select()"; });
+            return false;
+    }
+    return false;
 }
 
-void TcpAcceptor::admit(ACE_HANDLE handle) {
-    Accepted accepted(handle);
+void TcpAcceptor::admit(Arrival& client) {
+    const ACE_HANDLE handle = client.handle();
     ACE_INET_Addr remote;
     ACE_SOCK_Stream stream(handle);
     const bool known = stream.get_remote_addr(remote) == 0;
@@ -104,7 +101,7 @@ void TcpAcceptor::admit(ACE_HANDLE handle) {
     const Handle<TcpServerImpl> connection(
         checkedNew<TcpServerImpl>(__FILE__, __LINE__, "qor::TcpAcceptor::accept", this,
                                   name.c_str(), callback_, remote, socketBufferSize_));
-    accepted.giveTo(*connection);
+    connection->adopt(client.release());
     try {
         connections_.set(handle, connection);
         // No address is that of all clients.
@@ -118,34 +115,52 @@ void TcpAcceptor::admit(ACE_HANDLE handle) {
     start(connection);
 }
 
+// A thread begins with a pause of a millisecond: the next ones start meanwhile.
+void TcpAcceptor::start(const Handle<TcpServerImpl>& connection) {
+    if (starting_.size() == kStartsAtOnce) settleOldest();
+    starting_.push_back(connection);
+    try {
+        connection->start(tcp::kStackBytes);
+    } catch (const std::exception&) {
+        // No thread was to be had, which the log tells as the throw did.
+        starting_.pop_back();
+        fail(connection);
+    }
+}
+
 // A client may have come and gone by now, which is no failure: the thread tells of its end. One
 // that did not open, or that was stopped before it started, is waited for, since nobody else may
 // know it.
-void TcpAcceptor::start(const Handle<TcpServerImpl>& connection) {
-    try {
-        connection->startAndWait();
-        if (living() ? connection->opened() : connection->living()) return;
-        connection->join();
-    } catch (const std::exception&) {
-        // No thread was to be had, which the log tells as the throw did.
-    }
+void TcpAcceptor::settleOldest() {
+    const Handle<TcpServerImpl> connection = starting_.front();
+    starting_.erase(starting_.begin());
+    connection->waitForBirth();
+    if (living() ? connection->opened() : connection->living()) return;
+    connection->join();
+    fail(connection);
+}
+
+void TcpAcceptor::fail(const Handle<TcpServerImpl>& connection) {
     net_log::info("qor::TcpAcceptor::accept", [&] {
         return own_log::text("start tcp server failure ", istr(connection->fullname()));
     });
     closeServer(connection);
 }
 
-bool TcpAcceptor::send(const TcpAddr& peer, const istr& payload, int timeout) {
+bool TcpAcceptor::send(const TcpAddr& peer, const istr& payload, int timeoutSeconds) {
     if (const Handle<TcpServerImpl> connection = find(peer))
-        return connection->send(payload, timeout);
+        return connection->send(payload, timeoutSeconds);
     const auto all = snapshot();
     for (const Handle<TcpServerImpl>& connection : all)
         if (!connection->send(payload, 0)) return false;
     return !all.empty();
 }
 
-// The number that the first map gives may be that of another client by now.
+// A callback that answers its own client needs no search. The number that the first map gives may
+// be that of another client by now.
 Handle<TcpServerImpl> TcpAcceptor::find(const TcpAddr& peer) const {
+    TcpServerImpl* const own = ownConnection();
+    if (own != nullptr && own->getPeer() == peer) return own;
     ACE_HANDLE handle = ACE_INVALID_HANDLE;
     Handle<TcpServerImpl> found;
     if (!handles_.get(peer, handle) || !connections_.get(handle, found)) return nullptr;
@@ -170,9 +185,9 @@ Handle<TcpServerImpl> TcpAcceptor::behind(ACE_HANDLE handle) const {
     });
 }
 
-bool TcpAcceptor::isOwnConnection() const {
-    const auto* const current = dynamic_cast<TcpServerImpl*>(SimpleThread::current().thread_);
-    return current != nullptr && current->owner() == this;
+TcpServerImpl* TcpAcceptor::ownConnection() const {
+    auto* const current = dynamic_cast<TcpServerImpl*>(SimpleThread::current().thread_);
+    return current != nullptr && current->belongsTo(*this) ? current : nullptr;
 }
 
 // Behind the end the maps keep it for close, which waits for each thread.
@@ -199,7 +214,10 @@ void TcpAcceptor::forget(const TcpServerImpl& connection) {
 
 // The callback may own the server, which has this listener.
 void TcpAcceptor::onDeath() {
+    while (!starting_.empty())
+        settleOldest();
     close();
+    arrivals_.stop();
     acceptor_.set_handle(ACE_INVALID_HANDLE);
     listener_.close();
     callback_.reset();
@@ -208,7 +226,7 @@ void TcpAcceptor::onDeath() {
 // A thread of a connection must not wait for others, which may be waiting for it: the acceptor's
 // own thread does it, at its end.
 void TcpAcceptor::onStop() {
-    if (isOwnConnection()) {
+    if (ownConnection() != nullptr) {
         endAll();
     } else {
         close();
@@ -217,6 +235,7 @@ void TcpAcceptor::onStop() {
 
 void TcpAcceptor::endAll() {
     listener_.end();
+    arrivals_.end();
     localPort_ = 0;
     Handle<TcpServerImpl> connection;
     for (ACE_HANDLE last = ACE_INVALID_HANDLE; (connection = behind(last));

@@ -10,12 +10,14 @@
 #include "qor/mt/containers.h"
 #include "qor/mt/thread.h"
 #include "qor/tcp/tcp_impl_base.h"
+#include "tcp/tcp_arrivals.h"
 #include "tcp/tcp_server_impl.h"
 #include "tcp/tcp_socket.h"
 
 namespace qor {
 
-// A listener, its thread, and the connections of its clients.
+// A listener, its thread, and the connections of its clients. Other threads accept; this one
+// starts the connections in the order in which TcpArrivals gives them.
 //
 // A connection leaves the maps as the last thing that its thread does here, or by the hand of who
 // has waited for that thread. So the acceptor, whose own thread waits for all that the maps hold,
@@ -26,11 +28,11 @@ public:
                 int socketBufferSize);
 
     // To one client; to all, without waiting, if there is none of this address.
-    bool send(const TcpAddr& peer, const istr& payload, int timeout);
+    bool send(const TcpAddr& peer, const istr& payload, int timeoutSeconds);
     // What is listened on; 0 before and after.
     unsigned short getLocalPort() const noexcept { return localPort_; }
     // Whether a callback of this listener is calling.
-    bool isOwnConnection() const;
+    bool isOwnConnection() const { return ownConnection() != nullptr; }
 
     void onThreadExit(Thread* thread) override;
 
@@ -45,12 +47,16 @@ private:
 
     bool open();
     bool accept();
-    void admit(ACE_HANDLE accepted);
+    void admit(Arrival& client);
     void start(const Handle<TcpServerImpl>& connection);
+    void settleOldest();
+    void fail(const Handle<TcpServerImpl>& connection);
     void endAll();
     void close();
     void closeServer(const Handle<TcpServerImpl>& connection);
     void forget(const TcpServerImpl& connection);
+    // The one whose thread calls, null for other threads.
+    TcpServerImpl* ownConnection() const;
     Handle<TcpServerImpl> find(const TcpAddr& peer) const;
     std::vector<Handle<TcpServerImpl>> snapshot() const;
     Handle<TcpServerImpl> behind(ACE_HANDLE handle) const;
@@ -59,8 +65,10 @@ private:
     std::atomic<unsigned short> localPort_{0};
     Handle<TcpCallback> callback_;
     const int socketBufferSize_;
-    ACE_SOCK_Acceptor acceptor_;  // used by the own thread, which alone opens and closes it
+    ACE_SOCK_Acceptor acceptor_;  // opened and closed by the own thread alone
     tcp::TcpSocket listener_;     // the same socket, for those who end it
+    TcpArrivals arrivals_;
+    std::vector<Handle<TcpServerImpl>> starting_;  // of the own thread, the oldest first
     // Never locked both at once, nor around a call.
     Connections connections_;
     mt::map<TcpAddr, ACE_HANDLE> handles_;

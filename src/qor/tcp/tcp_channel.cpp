@@ -46,7 +46,7 @@ bool logEnd(tcp::TcpSocket& socket, istr label) {
 
 // Header and payload go out in one call, from where they are: a frame that several calls write
 // could be parted by another thread's.
-bool TcpChannel::sendBuf(const istr& payload, int timeout) {
+bool TcpChannel::sendBuf(const istr& payload, int timeoutSeconds) {
     constexpr const char* func = "qor::TcpChannel::sendBuf";
     const unsigned long size = payload.empty() ? 0 : payload.size();
     net_log::tagged(kTrace, func, [&] { return own_log::text("sending ", size, " bytes"); });
@@ -59,7 +59,7 @@ bool TcpChannel::sendBuf(const istr& payload, int timeout) {
     tcp::TcpSocket& to = socket();
     const ACE_HANDLE handle = to.stream().get_handle();
     const platform::Transfer sent =
-        platform::sendAll(handle, &header, sizeof header, payload.data(), size, timeout);
+        platform::sendAll(handle, &header, sizeof header, payload.data(), size, timeoutSeconds);
     if (sent.bytes == sizeof header + size) {
         net_log::tagged(kTrace, func,
                         [&] { return own_log::text("send ok ", sent.bytes, " bytes"); });
@@ -127,12 +127,12 @@ bool TcpChannel::recvBuf_i(void* buffer, std::size_t& length, istr label) {
 
 namespace tcp {
 
-bool sendOnClosed(const istr& payload, int timeout) {
+bool sendOnClosed(const istr& payload, int timeoutSeconds) {
     struct Closed : TcpChannel {
         TcpSocket& socket() override { return none; }
         TcpSocket none;
     };
-    return Closed().sendBuf(payload, timeout);
+    return Closed().sendBuf(payload, timeoutSeconds);
 }
 
 }  // namespace tcp

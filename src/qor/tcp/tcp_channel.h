@@ -17,7 +17,7 @@ class TcpChannel {
 public:
     // Writes a whole frame; a negative timeout is none, else it is the seconds for the frame. Where
     // a frame was cut in its midst, the connection ends.
-    bool sendBuf(const istr& payload, int timeout);
+    bool sendBuf(const istr& payload, int timeoutSeconds);
     // Waits for a whole frame. The memory that it announces is not touched before it arrives. After
     // a failure the next frame cannot be found any more.
     bool recvBuf(Bytes& payload);
@@ -37,7 +37,7 @@ private:
 namespace tcp {
 
 // What a send on a socket that is no more does: it fails as on any closed one.
-bool sendOnClosed(const istr& payload, int timeout);
+bool sendOnClosed(const istr& payload, int timeoutSeconds);
 
 }  // namespace tcp
 

@@ -14,17 +14,17 @@ TcpClient::~TcpClient() {
     checkedDelete(impl_, __FILE__, __LINE__, "qor::TcpClient::~TcpClient");
 }
 
-bool TcpClient::open(const TcpAddr& remote, Handle<TcpCallback> callback, int timeout,
+bool TcpClient::open(const TcpAddr& remote, Handle<TcpCallback> callback, int timeoutSeconds,
                      int socketBufferSize) {
-    return impl_->open(remote, std::move(callback), timeout, socketBufferSize);
+    return impl_->open(remote, std::move(callback), timeoutSeconds, socketBufferSize);
 }
 
 void TcpClient::close() {
     impl_->close();
 }
 
-bool TcpClient::send(const istr& payload, int timeout) {
-    return impl_->send(payload, timeout);
+bool TcpClient::send(const istr& payload, int timeoutSeconds) {
+    return impl_->send(payload, timeoutSeconds);
 }
 
 unsigned short TcpClient::getLocalPort() const {

@@ -20,17 +20,17 @@ constexpr int kLongestTimeout = 1000000;
 
 }  // namespace
 
-TcpClientImpl::TcpClientImpl(const TcpAddr& remote, Handle<TcpCallback> callback, int timeout,
-                             int socketBufferSize)
+TcpClientImpl::TcpClientImpl(const TcpAddr& remote, Handle<TcpCallback> callback,
+                             int timeoutSeconds, int socketBufferSize)
     : SimpleThread(nullptr, "tcp.client"),
       remote_(tcp::toInetAddr(remote)),
       receiver_(std::move(callback)),
-      timeout_(std::clamp(timeout, 0, kLongestTimeout)),
+      timeoutSeconds_(std::clamp(timeoutSeconds, 0, kLongestTimeout)),
       socketBufferSize_(socketBufferSize) {}
 
-bool TcpClientImpl::send(const istr& payload, int timeout) {
+bool TcpClientImpl::send(const istr& payload, int timeoutSeconds) {
     const tcp::TcpSocket::Use use(socket_);
-    return use ? sendBuf(payload, timeout) : tcp::sendOnClosed(payload, timeout);
+    return use ? sendBuf(payload, timeoutSeconds) : tcp::sendOnClosed(payload, timeoutSeconds);
 }
 
 bool TcpClientImpl::onBirth() {
@@ -53,7 +53,7 @@ bool TcpClientImpl::connect(ACE_SOCK_Stream& connected) {
         return false;
     }
     ACE_SOCK_Connector connector;
-    const ACE_Time_Value time(timeout_);
+    const ACE_Time_Value time(timeoutSeconds_);
     if (connector.connect(connected, remote_, &time, ACE_Addr::sap_any, 0, 0, 0, 0) == 0)
         return true;
     int error = errno;
@@ -103,18 +103,19 @@ Handle<TcpClientImpl> ClientImpl::connection() const {
     return connection_;
 }
 
-bool ClientImpl::open(const TcpAddr& remote, Handle<TcpCallback> callback, int timeout,
+bool ClientImpl::open(const TcpAddr& remote, Handle<TcpCallback> callback, int timeoutSeconds,
                       int socketBufferSize) {
     constexpr const char* func = "qor::tcp::ClientImpl::open";
     return own_log::guarded(own_log::network, func, false, [&] {
-        const Handle<TcpClientImpl> made(checkedNew<TcpClientImpl>(
-            __FILE__, __LINE__, func, remote, std::move(callback), timeout, socketBufferSize));
+        const Handle<TcpClientImpl> made(
+            checkedNew<TcpClientImpl>(__FILE__, __LINE__, func, remote, std::move(callback),
+                                      timeoutSeconds, socketBufferSize));
         {
             Handle<TcpClientImpl> shared(made);
             const Guard guard(mutex_);
             connection_.swap(shared);
         }
-        made->startAndWait();
+        made->startAndWait(kStackBytes);
         return made->living();
     });
 }
@@ -130,9 +131,9 @@ void ClientImpl::close() {
     if (connection_ == closing) connection_.swap(none);
 }
 
-bool ClientImpl::send(const istr& payload, int timeout) {
+bool ClientImpl::send(const istr& payload, int timeoutSeconds) {
     const Handle<TcpClientImpl> sending = connection();
-    if (sending) return sending->send(payload, timeout);
+    if (sending) return sending->send(payload, timeoutSeconds);
     net_log::ended("qor::tcp::ClientImpl::send", [] { return "null tcp client impl"; });
     return false;
 }

@@ -17,11 +17,11 @@ namespace qor {
 // One outgoing connection and its thread, which connects, reads and closes. It connects once.
 class TcpClientImpl : public SimpleThread, public TcpChannel {
 public:
-    TcpClientImpl(const TcpAddr& remote, Handle<TcpCallback> callback, int timeout,
+    TcpClientImpl(const TcpAddr& remote, Handle<TcpCallback> callback, int timeoutSeconds,
                   int socketBufferSize);
 
     // As sendBuf, for any thread.
-    bool send(const istr& payload, int timeout);
+    bool send(const istr& payload, int timeoutSeconds);
     // 0 until the connection stands.
     unsigned short getLocalPort() const noexcept { return localPort_; }
 
@@ -39,7 +39,7 @@ private:
 
     const ACE_INET_Addr remote_;
     tcp::TcpReceiver receiver_;
-    const int timeout_;
+    const int timeoutSeconds_;
     const int socketBufferSize_;
     tcp::TcpSocket socket_;
     std::atomic<unsigned short> localPort_{0};
@@ -50,10 +50,10 @@ namespace tcp {
 // What a TcpClient has: the connection of the last open.
 class ClientImpl : noncopyable {
 public:
-    bool open(const TcpAddr& remote, Handle<TcpCallback> callback, int timeout,
+    bool open(const TcpAddr& remote, Handle<TcpCallback> callback, int timeoutSeconds,
               int socketBufferSize);
     void close();
-    bool send(const istr& payload, int timeout);
+    bool send(const istr& payload, int timeoutSeconds);
     unsigned short getLocalPort() const;
 
 private:

@@ -15,7 +15,7 @@ class ServerImpl : public Shared {
 public:
     bool open(const TcpAddr& address, Handle<TcpCallback> callback, int socketBufferSize);
     void close();
-    bool send(const TcpAddr& peer, const istr& payload, int timeout);
+    bool send(const TcpAddr& peer, const istr& payload, int timeoutSeconds);
     unsigned short getLocalPort() const;
 
 private:
@@ -49,9 +49,9 @@ void ServerImpl::close() {
     if (acceptor_ == closing) acceptor_.swap(none);
 }
 
-bool ServerImpl::send(const TcpAddr& peer, const istr& payload, int timeout) {
+bool ServerImpl::send(const TcpAddr& peer, const istr& payload, int timeoutSeconds) {
     const Handle<TcpAcceptor> sending = acceptor();
-    if (sending) return sending->send(peer, payload, timeout);
+    if (sending) return sending->send(peer, payload, timeoutSeconds);
     net_log::ended("qor::tcp::ServerImpl::send", [] { return "null tcp acceptor impl"; });
     return false;
 }
@@ -90,12 +90,12 @@ void TcpServer::close() {
     if (const Handle<tcp::ServerImpl> open = impl()) open->close();
 }
 
-bool TcpServer::send(const TcpAddr& peer, const istr& payload, int timeout) {
+bool TcpServer::send(const TcpAddr& peer, const istr& payload, int timeoutSeconds) {
     constexpr const char* func = "qor::TcpServer::send";
     const Handle<tcp::ServerImpl> open = impl();
     if (open) {
         return own_log::guarded(own_log::network, func, false,
-                                [&] { return open->send(peer, payload, timeout); });
+                                [&] { return open->send(peer, payload, timeoutSeconds); });
     }
     net_log::ended(func, [] { return "null tcp server impl"; });
     return false;

@@ -43,9 +43,29 @@ void TcpServerImpl::onStop() {
     socket_.end();
 }
 
-bool TcpServerImpl::send(const istr& payload, int timeout) {
+bool TcpServerImpl::send(const istr& payload, int timeoutSeconds) {
     const tcp::TcpSocket::Use use(socket_);
-    return use ? sendBuf(payload, timeout) : tcp::sendOnClosed(payload, timeout);
+    return use ? sendBuf(payload, timeoutSeconds) : tcp::sendOnClosed(payload, timeoutSeconds);
+}
+
+void TcpServerImpl::run_i() {
+    struct Told {
+        TcpServerImpl& connection;
+        ~Told() { connection.tellBirth(); }
+    };
+    const Told told{*this};  // also by a thread that raises before its birth
+    SimpleThread::run_i();
+}
+
+bool TcpServerImpl::onBirth() {
+    const bool opens = open();
+    tellBirth();
+    return opens;
+}
+
+void TcpServerImpl::tellBirth() noexcept {
+    born_ = true;
+    born_.notify_all();
 }
 
 bool TcpServerImpl::open() {

@@ -28,10 +28,14 @@ public:
     // Its thread sees that the peer has gone, and nothing more is sent.
     void end() { socket_.end(); }
     // As sendBuf, for any thread.
-    bool send(const istr& payload, int timeout);
+    bool send(const istr& payload, int timeoutSeconds);
 
+    // Waits, after the start, until the thread has told whether it was born.
+    void waitForBirth() const noexcept { born_.wait(false); }
+    bool born() const noexcept { return born_; }
     // Whether its thread took the socket into use, also when it has ended since.
     bool opened() const noexcept { return opened_; }
+    bool belongsTo(const TcpAcceptor& owner) const noexcept { return owner_ == &owner; }
     ACE_HANDLE getHandle() const noexcept { return handle_; }
     const TcpAddr& getPeer() const noexcept { return peer_; }
     const ACE_INET_Addr& remote() const noexcept { return remote_; }
@@ -39,7 +43,8 @@ public:
 protected:
     tcp::TcpSocket& socket() override { return socket_; }
 
-    bool onBirth() override { return open(); }
+    void run_i() override;
+    bool onBirth() override;
     bool onLoop() override;
     void onDeath() override;
     void onStop() override;
@@ -47,6 +52,7 @@ protected:
 private:
     bool open();
     void close();
+    void tellBirth() noexcept;
 
     TcpAcceptor* const owner_;
     tcp::TcpReceiver receiver_;
@@ -56,6 +62,7 @@ private:
     const ACE_INET_Addr remote_;
     const TcpAddr peer_;
     std::atomic<bool> opened_{false};
+    std::atomic<bool> born_{false};  // told, whether it was or not
 };
 
 }  // namespace qor

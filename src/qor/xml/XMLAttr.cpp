@@ -2,9 +2,7 @@
 
 #include <new>
 #include <ostream>
-#include <tuple>
 
-#include "base/node_memory.h"
 #include "qor/log/log_dumper.h"
 #include "qor/xml/xml_escape.h"
 #include "xml/attr_map.h"
@@ -13,18 +11,6 @@
 namespace qor {
 
 template class CreateByAllocate<null_attr>;
-
-namespace {
-
-constexpr ulong32 kFirstCapacity = 4;
-// A chunk's capacity doubles, and has 31 bits.
-constexpr ulong32 kMost = 1U << 30;
-
-void* allocate(std::size_t size, xml::Pool* pool, const char* func) {
-    return pool != nullptr ? pool->take(size) : newNode(size, __FILE__, __LINE__, func);
-}
-
-}  // namespace
 
 XMLAttr& XMLAttr::operator=(const XMLAttr& other) {
     String newValue = other.value_;
@@ -90,35 +76,36 @@ bool XMLAttrMap::ByName::operator()(istr left, const XMLAttr* right) const noexc
 }
 
 void XMLAttrMap::Release::operator()(XMLAttrMap* map) const noexcept {
-    const bool pooled = map->pooled_;
+    const bool ofPool = map->ofPool_;
     map->~XMLAttrMap();
-    if (!pooled) deleteNode(map, __FILE__, __LINE__, "qor::XMLNode::clearAttrs");
+    if (!ofPool) deleteBlock(map, "qor::XMLNode::clearAttrs");
 }
 
 XMLAttrMap::Owner XMLAttrMap::create(xml::Pool* pool) {
-    void* const memory = allocate(sizeof(XMLAttrMap), pool, "qor::XMLNode::addAttr");
+    void* const memory = pool != nullptr ? pool->take(sizeof(XMLAttrMap))
+                                         : newBlock(sizeof(XMLAttrMap), "qor::XMLNode::addAttr");
     return Owner(::new (memory) XMLAttrMap(pool != nullptr));
 }
 
 XMLAttrMap::~XMLAttrMap() {
-    if (plain_) return;
-    while (first_ != nullptr) {
-        Chunk* const chunk = std::exchange(first_, first_->next);
-        for (ulong32 i = 0; i < chunk->size; ++i)
-            chunk->at(i)->XMLAttr::~XMLAttr();
-        if (!chunk->pooled) {
-            deleteNode(chunk, __FILE__, __LINE__, "qor::XMLNode::clearAttrs");
+    ulong32 ofPool = sizeOfPool();
+    for (XMLAttr* attr = first_; attr != nullptr;) {
+        XMLAttr* const gone = std::exchange(attr, attr->next_);
+        if (ofPool != 0) {
+            --ofPool;
+            gone->XMLAttr::~XMLAttr();
+        } else {
+            checkedDelete(gone, __FILE__, __LINE__, "qor::XMLNode::clearAttrs");
         }
     }
 }
 
-XMLAttr* XMLAttrMap::listedAt(unsigned long position) const noexcept {
-    if (position >= listed()) return nullptr;
-    if (isRepeated()) return extra_->order[position];
-    Chunk* chunk = first_;
-    for (; position >= chunk->size; chunk = chunk->next)
-        position -= chunk->size;
-    return chunk->at(static_cast<ulong32>(position));
+const XMLAttr* XMLAttrMap::listedFurther(unsigned long position) const noexcept {
+    if (extra_ != nullptr) return extra_->order[position];
+    XMLAttr* attr = first_;
+    for (; position != 0; --position)
+        attr = attr->next_;
+    return attr;
 }
 
 XMLAttr* XMLAttrMap::search(istr name) const noexcept {
@@ -137,72 +124,68 @@ const XMLAttr* XMLAttrMap::after(const XMLAttr* at) const noexcept {
         return next != index.end() ? *next : nullptr;
     }
     const XMLAttr* next = nullptr;
-    for (Chunk* chunk = first_; chunk != nullptr; chunk = chunk->next) {
-        for (ulong32 i = 0; i < chunk->size; ++i) {
-            const XMLAttr* const attr = chunk->at(i);
-            const bool isBehind = at == nullptr || *at->key_ < *attr->key_;
-            if (isBehind && (next == nullptr || *attr->key_ < *next->key_)) next = attr;
-        }
+    for (const XMLAttr* attr = first_; attr != nullptr; attr = attr->next_) {
+        const bool isAfter = at == nullptr || *at->key_ < *attr->key_;
+        if (isAfter && (next == nullptr || *attr->key_ < *next->key_)) next = attr;
     }
     return next;
 }
 
-XMLAttr& XMLAttrMap::add(istr name, String&& value, XMLNode* node, xml::Pool* pool) {
-    plain_ = false;
+XMLAttr& XMLAttrMap::add(istr name, String&& value, XMLNode* node) {
     const unsigned long long mark = markOf(name);
     if (XMLAttr* const present = search(name, mark)) {
-        listAgain(present);
+        note(*present, true);
         present->value_ = std::move(value);
         return *present;
     }
-    return addNew(
-        mark, [name] { return String(name); }, [&value] { return String(std::move(value)); }, node,
-        pool);
-}
-
-XMLAttrMap::Extra& XMLAttrMap::extra() {
-    if (extra_ == nullptr) extra_ = std::make_unique<Extra>();
-    return *extra_;
-}
-
-void XMLAttrMap::listAgain(XMLAttr* attr) {
-    Order& order = extra().order;
-    if (order.empty()) {
-        Order all;
-        all.reserve(size_ + 1UL);
-        visitListed([&all](XMLAttr& listed) { all.push_back(&listed); });
-        all.push_back(attr);
-        order.swap(all);
-    } else {
-        order.push_back(attr);
+    auto* const attr =
+        checkedNew<XMLAttr>(__FILE__, __LINE__, "qor::XMLNode::addAttr", name, istr(), node);
+    attr->key_ = &attr->name_;
+    attr->value_ = std::move(value);
+    try {
+        note(*attr, false);
+    } catch (...) {
+        checkedDelete(attr, __FILE__, __LINE__, "qor::XMLNode::addAttr");
+        throw;
     }
+    append(*attr);
+    ++heapSize_;
+    marks_ = ofPool_ ? kAllMarks : marks_ | mark;
+    return *attr;
 }
 
-XMLAttr* XMLAttrMap::slotInNewChunk(xml::Pool* pool) {
-    if (size_ > kMost) throw std::bad_alloc();
-    const ulong32 doubled = last_ != nullptr ? 2 * last_->capacity : kFirstCapacity;
-    const ulong32 capacity = pool != nullptr ? 1 : doubled;
-    void* const memory =
-        allocate(sizeof(Chunk) + capacity * sizeof(XMLAttr), pool, "qor::XMLNode::addAttr");
-    auto* const chunk = ::new (memory) Chunk{nullptr, capacity, 0, pool != nullptr};
-    (last_ != nullptr ? last_->next : first_) = chunk;
-    last_ = chunk;
-    return chunk->at(0);
+// The attribute is present, or will be appended next. A failure changes nothing.
+void XMLAttrMap::note(XMLAttr& attr, bool present) {
+    if (extra_ == nullptr && !present && size_ < kSearched) return;
+    if (extra_ == nullptr) extra_ = listAll();
+    marks_ = kAllMarks;
+    Order& order = extra_->order;
+    if (order.size() == order.capacity()) order.reserve(2 * order.size());
+    if (!present && size_ >= kSearched) index(attr);
+    order.push_back(&attr);
 }
 
-void XMLAttrMap::index(XMLAttr* attr) {
-    Index& index = extra().index;
-    if (!index.empty()) {
-        index.insert(attr);
-        return;
+std::unique_ptr<XMLAttrMap::Extra> XMLAttrMap::listAll() const {
+    auto extra = std::make_unique<Extra>();
+    for (XMLAttr* attr = first_; attr != nullptr; attr = attr->next_)
+        extra->order.push_back(attr);
+    return extra;
+}
+
+void XMLAttrMap::index(XMLAttr& attr) {
+    Index& index = extra_->index;
+    if (index.empty()) {
+        Index all;
+        for (XMLAttr* each = first_; each != nullptr; each = each->next_)
+            all.insert(each);
+        index.swap(all);
     }
-    Index all;
-    visitChunks([&all](XMLAttr& stored) { all.insert(&stored); });
-    index.swap(all);
+    index.insert(&attr);
 }
 
 void XMLAttrMap::belongTo(XMLNode* node) noexcept {
-    visitChunks([node](XMLAttr& attr) { attr.node_ = node; });
+    for (XMLAttr* attr = first_; attr != nullptr; attr = attr->next_)
+        attr->node_ = node;
 }
 
 }  // namespace qor

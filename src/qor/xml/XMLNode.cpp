@@ -1,14 +1,13 @@
 #include "qor/xml/XMLNode.h"
 
 #include <algorithm>
-#include <iterator>
+#include <mutex>
 #include <new>
 #include <ostream>
 #include <utility>
 
-#include "base/node_memory.h"
+#include "base/arena.h"
 #include "qor/log/log_dumper.h"
-#include "qor/mt/mutex.h"
 #include "xml/attr_map.h"
 #include "xml/escape.h"
 #include "xml/node.h"
@@ -22,19 +21,9 @@ namespace {
 
 constexpr unsigned kTab = 4;
 
-// Held while a const look-up makes a map, which is seldom: one for all nodes will do.
-const Mutex& mapLock() {
-    static const Mutex* const lock = new Mutex;
-    return *lock;
-}
-
-// The first child of that name.
-XMLNode* searchIn(const std::vector<XMLNode*>& children, istr name) noexcept {
-    for (XMLNode* const child : children) {
-        if (istr(child->name()) == name) return child;
-    }
-    return nullptr;
-}
+// Held while a const operation makes a list or a map: one for all nodes will do. A Mutex would take
+// longer than the list of a few children.
+constinit std::mutex looksLock;
 
 }  // namespace
 
@@ -48,12 +37,12 @@ public:
         open(root);
         while (!open_.empty()) {
             Level& level = open_.back();
-            const std::vector<XMLNode*>& children = level.node->getChildNodes();
-            if (level.next == children.size()) {
+            if (level.next == nullptr) {
                 close(*level.node);
                 open_.pop_back();
             } else {
-                const XMLNode& child = *children[level.next++];
+                const XMLNode& child = *level.next;
+                level.next = child.next_;
                 inner();
                 open(child);
             }
@@ -63,12 +52,12 @@ public:
 private:
     struct Level {
         const XMLNode* node;
-        std::size_t next;
+        const XMLNode* next;  // of its children
     };
 
     void open(const XMLNode& node) {
         const bool hasChildren = node.numofChildren() != 0;
-        if (hasChildren) open_.push_back({&node, 0});
+        if (hasChildren) open_.push_back({&node, node.first_});
         // `inner` is at the level of what is in the node.
         const std::size_t levels = open_.size() + (hasChildren ? 0 : 1);
         out_ += '<';
@@ -140,19 +129,30 @@ XMLNode::XMLNode(const XMLNode& other) : XMLNode() {
 }
 
 XMLNode::~XMLNode() {
-    if (!children_.empty()) clearNodes();
-    delete childMap_.load(std::memory_order_relaxed);
+    if (ownsPool() && pool_->isPlain()) {
+        static_cast<void>(attrs_.release());
+    } else {
+        destroyAll(first_);
+        attrs_.reset();
+        delete childMap_.load(std::memory_order_relaxed);
+    }
+    if (ownsPool()) pool_->~Pool();
 }
 
 XMLNode& XMLNode::assign(const XMLNode& other) {
     if (this == &other) return *this;
     XMLNode copy(other);
+    const bool listed = listed_.load(std::memory_order_relaxed);
+    if (listed) static_cast<void>(copy.makeList());
     // Only this can fail from here on.
     name(copy.name_);
     clearNodes();
     cdata_.swap(copy.cdata_);
     attrs_.swap(copy.attrs_);
-    children_.swap(copy.children_);
+    if (listed) list_.swap(copy.list_);
+    first_ = std::exchange(copy.first_, nullptr);
+    last_ = copy.last_;
+    size_ = copy.size_;
     belong();
     return *this;
 }
@@ -174,6 +174,7 @@ void XMLNode::destroy_null() noexcept {
 
 void XMLNode::name(istr text) {
     if (istr(name_) == text) return;
+    touch();
     String newName(text);
     if (holder_ != nullptr) holder_->prepareRename(this, newName);
     name_.swap(newName);
@@ -187,10 +188,9 @@ unsigned XMLNode::getDepth() const noexcept {
 }
 
 XMLAttr& XMLNode::attr(istr name) {
-    if (attrs_ == nullptr) return addListed(name, String(), nullptr);
-    attrs_->plain_ = false;
-    XMLAttr* const present = attrs_->search(name);
-    return present != nullptr ? *present : addListed(name, String(), nullptr);
+    touch();
+    XMLAttr* const present = attrs_ != nullptr ? attrs_->search(name) : nullptr;
+    return present != nullptr ? *present : addListed(name, String());
 }
 
 const XMLAttr& XMLNode::attr(istr name) const {
@@ -217,13 +217,14 @@ const XMLAttrMap& XMLNode::getAttrMap() const noexcept {
 }
 
 void XMLNode::addAttr(istr name, istr value) {
-    addListed(name, String(value), nullptr);
+    addListed(name, String(value));
 }
 
-XMLAttr& XMLNode::addListed(istr name, String&& value, xml::Pool* pool) {
-    if (attrs_ != nullptr) return attrs_->add(name, std::move(value), this, pool);
-    XMLAttrMap::Owner attrs = XMLAttrMap::create(pool);
-    XMLAttr& added = attrs->add(name, std::move(value), this, pool);
+XMLAttr& XMLNode::addListed(istr name, String&& value) {
+    touch();
+    if (attrs_ != nullptr) return attrs_->add(name, std::move(value), this);
+    XMLAttrMap::Owner attrs = XMLAttrMap::create(nullptr);
+    XMLAttr& added = attrs->add(name, std::move(value), this);
     attrs_ = std::move(attrs);
     return added;
 }
@@ -239,7 +240,12 @@ const XMLNode& XMLNode::child(istr name) const {
 }
 
 const XMLNode& XMLNode::child(unsigned long index) const {
-    return index < children_.size() ? *children_[index] : null();
+    if (index >= size_) return null();
+    if (size_ > kSearched) return *getChildNodes()[index];
+    const XMLNode* child = first_;
+    for (; index != 0; --index)
+        child = child->next_;
+    return *child;
 }
 
 const XMLNode::ChildMap& XMLNode::getChildNodeMap() const {
@@ -249,8 +255,9 @@ const XMLNode::ChildMap& XMLNode::getChildNodeMap() const {
 void XMLNode::getChildren(istr name, std::vector<XMLNode*>& found) const {
     std::vector<XMLNode*> all;
     if (isSearched()) {
-        std::copy_if(children_.begin(), children_.end(), std::back_inserter(all),
-                     [name](const XMLNode* child) { return istr(child->name_) == name; });
+        for (XMLNode* child = first_; child != nullptr; child = child->next_) {
+            if (istr(child->name_) == name) all.push_back(child);
+        }
         return found.swap(all);
     }
     const auto [first, last] = childMap().equal_range(name);
@@ -261,7 +268,7 @@ void XMLNode::getChildren(istr name, std::vector<XMLNode*>& found) const {
 
 void XMLNode::addChildNode(XMLNode* node) {
     if (node == nullptr) return;
-    makeRoom();
+    touch();
     link(node);
 }
 
@@ -273,33 +280,12 @@ XMLNode* XMLNode::addChildNode(istr name) {
 }
 
 void XMLNode::clearNodes() noexcept {
-    if (ChildMap* const map = childMap_.load(std::memory_order_relaxed)) {
-        childMap_.store(nullptr, std::memory_order_relaxed);
-        delete map;
-    }
-    // The pool of a parsed tree that was added to this one goes behind all that stands in it.
-    xml::Pool pools(0);
-    // Nodes that are about to go, and have children, are linked through their parents, so that
-    // neither depth nor memory is needed.
-    XMLNode* gone = nullptr;
-    const auto take = [&gone](std::vector<XMLNode*>& children) noexcept {
-        for (XMLNode* const child : children) {
-            if (child->children_.empty()) {
-                destroy(child);
-            } else {
-                child->parent_ = std::exchange(gone, child);
-            }
-        }
-        children.clear();
-    };
-    take(children_);
-    while (gone != nullptr) {
-        XMLNode* const node = std::exchange(gone, gone->parent_);
-        node->parent_ = nullptr;
-        take(node->children_);
-        if (node->pool_ != nullptr) pools.absorb(*node->pool_);
-        destroy(node);
-    }
+    touch();
+    dropMap();
+    list_.clear();
+    last_ = nullptr;
+    size_ = 0;
+    destroyAll(std::exchange(first_, nullptr));
 }
 
 String XMLNode::str(bool pretty, unsigned depth) const {
@@ -317,41 +303,44 @@ void* XMLNode::operator new(std::size_t size) {
 }
 
 void* XMLNode::operator new(std::size_t size, const char* file, unsigned line, const char* func) {
-    return newNode(size, file, line, func);
+    return newBlock(size, func, file, line);
 }
 
 void XMLNode::operator delete(void* ptr) noexcept {
-    deleteNode(ptr, __FILE__, __LINE__, "qor::XMLNode::~XMLNode");
+    deleteBlock(ptr, "qor::XMLNode::~XMLNode");
 }
 
 void XMLNode::operator delete(void* ptr, const char* file, unsigned line,
                               const char* func) noexcept {
-    deleteNode(ptr, file, line, func);
+    deleteBlock(ptr, func, file, line);
 }
 
-xml::Pool& XMLNode::makePool(std::size_t firstPage) {
-    pool_ = std::make_unique<xml::Pool>(firstPage);
-    return *pool_;
+bool XMLNode::ownsPool() const noexcept {
+    return pool_ != nullptr && &pool_->root() == this;
+}
+
+void XMLNode::touchPool() noexcept {
+    pool_->touch();
 }
 
 void XMLNode::copyFrom(const XMLNode& other) {
     struct Copying {
-        const XMLNode* from;
-        std::size_t next;
+        const XMLNode* next;  // of the children that are copied
         XMLNode* to;
     };
     copyOwn(other);
-    std::vector<Copying> open{{&other, 0, this}};
+    std::vector<Copying> open{{other.first_, this}};
     while (!open.empty()) {
         Copying& copying = open.back();
-        if (copying.next == copying.from->children_.size()) {
+        if (copying.next == nullptr) {
             open.pop_back();
             continue;
         }
-        const XMLNode& from = *copying.from->children_[copying.next++];
+        const XMLNode& from = *copying.next;
+        copying.next = from.next_;
         XMLNode* const to = copying.to->addChildNode(istr());
         to->copyOwn(from);
-        if (!from.children_.empty()) open.push_back({&from, 0, to});
+        if (from.first_ != nullptr) open.push_back({from.first_, to});
     }
 }
 
@@ -359,42 +348,72 @@ void XMLNode::copyOwn(const XMLNode& other) {
     // There is no map yet that the name would have to be told to.
     name_ = other.name_;
     cdata_ = other.cdata_;
-    children_.reserve(other.children_.size());
     if (other.attrs_ == nullptr) return;
     other.attrs_->visitListed([this](const XMLAttr& attr) {
-        XMLAttr& added = addListed(*attr.key_, String(attr.value_), nullptr);
+        XMLAttr& added = addListed(*attr.key_, String(attr.value_));
         if (attr.key_ != &attr.name_) added.name(attr.name_);
     });
 }
 
 // Whether the order of the children stands for that of equal names.
 bool XMLNode::isSearched() const noexcept {
-    return children_.size() <= kSearched && childMap_.load(std::memory_order_relaxed) == nullptr;
+    return size_ <= kSearched && childMap_.load(std::memory_order_relaxed) == nullptr;
 }
 
 XMLNode* XMLNode::find(istr name) const {
-    if (isSearched()) return searchIn(children_, name);
+    if (isSearched()) {
+        XMLNode* child = first_;
+        while (child != nullptr && istr(child->name_) != name)
+            child = child->next_;
+        return child;
+    }
     const ChildMap& map = childMap();
     const auto found = map.lower_bound(name);
     return found != map.end() && istr(found->first) == name ? found->second : nullptr;
 }
 
+const std::vector<XMLNode*>& XMLNode::makeList() const {
+    if (size_ != 0) {
+        const std::lock_guard guard(looksLock);
+        if (listed_.load(std::memory_order_relaxed)) return list_;
+        std::vector<XMLNode*> list;
+        list.reserve(size_);
+        for (XMLNode* child = first_; child != nullptr; child = child->next_)
+            list.push_back(child);
+        if (pool_ != nullptr) pool_->remember(*this);
+        list_.swap(list);
+    }
+    listed_.store(true, std::memory_order_release);
+    return list_;
+}
+
 XMLNode::ChildMap& XMLNode::childMap() const {
     if (ChildMap* const present = childMap_.load(std::memory_order_acquire)) return *present;
-    const Guard guard(mapLock());
+    const std::lock_guard guard(looksLock);
     if (ChildMap* const present = childMap_.load(std::memory_order_relaxed)) return *present;
     auto map = std::make_unique<ChildMap>();
-    for (XMLNode* const node : children_)
-        node->entry_ = map->emplace(node->name_, node);
+    for (XMLNode* child = first_; child != nullptr; child = child->next_)
+        child->entry_ = map->emplace(child->name_, child);
+    if (pool_ != nullptr) pool_->remember(*this);
     childMap_.store(map.get(), std::memory_order_release);
     return *map.release();
+}
+
+void XMLNode::dropMap() const noexcept {
+    delete childMap_.load(std::memory_order_relaxed);
+    childMap_.store(nullptr, std::memory_order_relaxed);
+}
+
+void XMLNode::dropLooks() const noexcept {
+    std::vector<XMLNode*>().swap(list_);
+    dropMap();
 }
 
 // Enters the child under its new name, before it has it. A failure changes nothing.
 void XMLNode::prepareRename(XMLNode* child, const String& newName) {
     const bool mapped = childMap_.load(std::memory_order_relaxed) != nullptr;
     // Without a map the order of the children stands for that of equal names.
-    if (!mapped && child == children_.back()) return;
+    if (!mapped && child == last_) return;
     ChildMap& map = childMap();
     const ChildMap::iterator entry = map.emplace(newName, child);
     map.erase(child->entry_);
@@ -404,16 +423,35 @@ void XMLNode::prepareRename(XMLNode* child, const String& newName) {
 // Makes what was taken from another node this one's.
 void XMLNode::belong() noexcept {
     if (attrs_ != nullptr) attrs_->belongTo(this);
-    for (XMLNode* const child : children_)
+    for (XMLNode* child = first_; child != nullptr; child = child->next_)
         child->parent_ = child->holder_ = this;
 }
 
-void XMLNode::destroy(XMLNode* node) noexcept {
-    if (node->pooled_) {
-        node->XMLNode::~XMLNode();
-    } else {
-        delete node;
+// Destroys the nodes from this one on, which have no holder any more, with all that is in them. The
+// children of a node join the nodes that are left, so that neither depth nor memory is needed.
+void XMLNode::destroyAll(XMLNode* first) noexcept {
+    XMLNode* roots = nullptr;
+    while (first != nullptr) {
+        XMLNode* const node = std::exchange(first, first->next_);
+        if (node->ownsPool() && node->pool_->isPlain()) {
+            delete node;
+            continue;
+        }
+        if (node->first_ != nullptr) {
+            node->last_->next_ = std::exchange(first, node->first_);
+            node->first_ = nullptr;
+        }
+        if (node->ownsPool()) {
+            // The nodes of the tree are in its memory.
+            node->next_ = std::exchange(roots, node);
+        } else if (node->pool_ != nullptr) {
+            node->XMLNode::~XMLNode();
+        } else {
+            delete node;
+        }
     }
+    while (roots != nullptr)
+        delete std::exchange(roots, roots->next_);
 }
 
 std::ostream& operator<<(std::ostream& os, const XMLNode& node) {

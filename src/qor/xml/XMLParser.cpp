@@ -1,17 +1,18 @@
 #include "qor/xml/XMLParser.h"
 
 #include <algorithm>
-#include <array>
 #include <cstddef>
 #include <fstream>
 #include <ostream>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "xml/attr_map.h"
 #include "xml/escape.h"
 #include "xml/node.h"
 #include "xml/pool.h"
+#include "xml/scan.h"
 
 namespace qor {
 
@@ -29,60 +30,16 @@ struct XMLParser::Malformations {
 
 namespace {
 
-constexpr unsigned char kBlank = 1;
-// What ends the name of an element, and that of an attribute.
-constexpr unsigned char kNameEnd = 2;
-constexpr unsigned char kAttrEnd = 4;
-// What ends text that stands for itself, between tags and between quotes.
-constexpr unsigned char kTextEnd = 8;
-constexpr unsigned char kDoubleQuotedEnd = 16;
-constexpr unsigned char kSingleQuotedEnd = 32;
-constexpr unsigned char kTagEnd = 64;
-
-// The zero byte behind the text ends everything but white space.
-constexpr std::array<unsigned char, 256> kClasses = [] {
-    std::array<unsigned char, 256> classes{};
-    const auto mark = [&classes](std::string_view bytes, unsigned char kind) {
-        for (const char c : bytes)
-            classes[static_cast<unsigned char>(c)] |= kind;
-        if (kind != kBlank) classes[0] |= kind;
-    };
-    mark("\t\n\r ", kBlank);
-    mark("\t\n\r />", kNameEnd);
-    mark("\t\n\r =", kAttrEnd);
-    mark("<&", kTextEnd);
-    mark("\"&", kDoubleQuotedEnd);
-    mark("'&", kSingleQuotedEnd);
-    mark(">", kTagEnd);
-    return classes;
-}();
-
-bool is(unsigned char kind, char c) noexcept {
-    return (kClasses[static_cast<unsigned char>(c)] & kind) != 0;
-}
-
-// The first byte of the kind, which the zero byte is of.
-inline const char* skipTo(unsigned char kind, const char* at) noexcept {
-    // Four at a time spare most of the steps in between.
-    while (true) {
-        if (is(kind, at[0])) return at;
-        if (is(kind, at[1])) return at + 1;
-        if (is(kind, at[2])) return at + 2;
-        if (is(kind, at[3])) return at + 3;
-        at += 4;
-    }
-}
-
-// Longer text is searched by other means than byte for byte.
-constexpr std::ptrdiff_t kShortText = 32;
+// How much can be read after the end of a text, its zero byte aside.
+constexpr std::size_t kRoomAfterText = xml::kScanRoom - 1;
 
 // How much is looked at to tell a declaration.
 constexpr unsigned long kDeclaration = 25;
 
-// The first page of a tree's memory.
-constexpr std::size_t kSmallPage = 512;
-std::size_t firstPageFor(std::size_t text) noexcept {
-    return std::clamp<std::size_t>(4 * text, kSmallPage, 1U << 15);
+// How much memory a tree is given at first.
+constexpr std::size_t kSmallPool = 256;
+std::size_t estimateFor(std::size_t text) noexcept {
+    return std::min(6 * text + kSmallPool, kLargestKeptBlock / 2);
 }
 
 String linesOf(std::ifstream& is) {
@@ -129,7 +86,7 @@ void XMLParser::parse(istr text) {
     const char* const zero = xml::findByte('\0', text.begin(), text.end());
     if (zero != nullptr) text = istr(text.begin(), zero);
     String copy;
-    copy.reserve(text.size() + xml::ParsedText::kBlock);
+    copy.reserve(text.size() + kRoomAfterText);
     copy += text;
     parseOwn(copy);
 }
@@ -140,17 +97,18 @@ void XMLParser::parse(std::ifstream& is) {
 
 void XMLParser::parseOwn(String& text) {
     current_ = nullptr;
-    pool_ = nullptr;
     inDoctype_ = false;
     root_.reset();
     replaced_.clear();
     text_.swap(text);
     length_ = text_.size();
-    text_.append(xml::ParsedText::kBlock, '\0');
-    begin_ = cursor_ = token_ = text_.data();
+    text_.append(kRoomAfterText, '\0');
+    begin_ = cursor_ = text_.data();
     end_ = begin_ + length_;
-    while (nextNode()) {
-    }
+    Step taken{std::exchange(cursor_, end_), true};
+    while (taken.more && taken.at != end_)
+        taken = callback_ != nullptr ? tellingStep(taken.at) : step<false>(taken.at);
+    cursor_ = taken.at;
 }
 
 XMLNode* XMLParser::release() noexcept {
@@ -164,38 +122,19 @@ void XMLParser::fail(const Malformation& found) {
     throw XMLRuntimeException(found.message, __FILE__, found.line);
 }
 
-inline const char* XMLParser::skipBlanks(const char* at) const noexcept {
-    while (is(kBlank, *at))
-        ++at;
-    return at;
-}
-
-// The mark, or the end.
-inline const char* XMLParser::scanTo(char mark, const char* at) const noexcept {
-    const char* const found = xml::findByte(mark, at, end_);
-    return found != nullptr ? found : end_;
-}
-
 const char* XMLParser::scanTo(std::string_view mark, const char* at) const noexcept {
     const std::string_view rest(at, static_cast<std::size_t>(end_ - at));
     return at + std::min(rest.find(mark), rest.size());
 }
 
-// Where the next step begins; whether there is one.
-inline bool XMLParser::goOnAt(const char* at) noexcept {
-    cursor_ = at;
-    return at != end_;
-}
-
-bool XMLParser::parseProcessing(const char* from) {
+const char* XMLParser::parseProcessing(const char* from) {
     constexpr std::string_view kEnd = "?>";
     const char* const at = scanTo(kEnd, from);
     if (at == end_) fail(Malformations::kNoProcessingEnd);
-    cursor_ = at + kEnd.size();
-    return true;
+    return at + kEnd.size();
 }
 
-bool XMLParser::parseDeclaration(const char* from) {
+XMLParser::Step XMLParser::parseDeclaration(const char* from) {
     constexpr std::string_view kComment = "--";
     constexpr std::string_view kDoctype = "DOCTYPE";
     constexpr std::string_view kEntity = "ENTITY";
@@ -203,18 +142,16 @@ bool XMLParser::parseDeclaration(const char* from) {
     const std::string_view head(
         from, static_cast<std::size_t>(std::min<std::ptrdiff_t>(kDeclaration, end_ - from)));
     if (head.starts_with(kComment)) {
-        cursor_ = parseComments(from + kComment.size());
-        return true;
+        return {parseComments(from + kComment.size()), true};
     }
-    if (head.starts_with(kDoctype)) return parseDoctype(from + kDoctype.size());
+    if (head.starts_with(kDoctype)) return {parseDoctype(from + kDoctype.size()), true};
     if (head.starts_with(kEntity)) {
         const char* const declared = from + kEntity.size();
-        const char* const at = scanTo('>', declared);
+        const char* const at = xml::findAny<'>'>(declared);
         parseEntity(declared, at);
-        cursor_ = behind(at);
-        return true;
+        return {after(at), true};
     }
-    if (head.starts_with(kCData)) return parseCData(from + kCData.size());
+    if (head.starts_with(kCData)) return goOnAt(parseCData(from + kCData.size()));
     // What is none of them goes on as text.
     return goOnAt(from);
 }
@@ -225,160 +162,185 @@ const char* XMLParser::parseComments(const char* from) const noexcept {
     return at != end_ ? at + kEnd.size() : end_;
 }
 
-bool XMLParser::parseDoctype(const char* from) {
-    const char* const at = std::find_if(from, end_, [](char c) { return c == '>' || c == '['; });
+const char* XMLParser::parseDoctype(const char* from) {
+    const char* const at = xml::findAny<'>', '['>(from);
     inDoctype_ = *at == '[';
-    cursor_ = behind(at);
-    return true;
+    return after(at);
 }
 
-bool XMLParser::endDoctype(const char* from) {
+const char* XMLParser::endDoctype(const char* from) {
     inDoctype_ = false;
-    cursor_ = behind(scanTo('>', from));
-    return true;
+    return after(xml::findAny<'>'>(from));
 }
 
-bool XMLParser::parseCData(const char* from) {
+const char* XMLParser::parseCData(const char* from) {
     constexpr std::string_view kEnd = "]]>";
-    token_ = from;
     const char* to = scanTo(kEnd, from);
     // The search looks at three bytes at a time, so a section without an end loses its last two.
     if (to == end_) to -= std::min<std::ptrdiff_t>(kEnd.size() - 1, end_ - from);
     if (current_ != nullptr) {
-        current_->cdata_.append(from, to);
+        current_->addParsedText({from, to});
         if (callback_ != nullptr) callback_->onCDATAFound(this, current_);
     }
-    return goOnAt(to + std::min<std::ptrdiff_t>(kEnd.size(), end_ - to));
+    return to + std::min<std::ptrdiff_t>(kEnd.size(), end_ - to);
 }
 
-// The steps that nearly all of a text takes stand in front of nextNode, to be compiled into it.
+// The steps that nearly all of a text takes are before nextNode, to be compiled into it.
 
-inline void XMLParser::closeCurrent(const char* at) {
-    if (callback_ != nullptr) callback_->onNodeEnd(this, current_);
-    cursor_ = behind(at);
-    if (current_ != nullptr) current_ = current_->holder_;
+// Decodes a part of the text where it is.
+xml::ParsedText XMLParser::decode(const char* from, const char* to) noexcept {
+    char* const text = text_.data() + (from - begin_);
+    return {text, xml::unescapeTo(text, from, to)};
 }
 
-void XMLParser::open(const xml::ParsedText& name) {
-    if (current_ != nullptr) {
-        current_ = current_->addPooled(name, *pool_);
-        return;
+inline void XMLParser::open(const xml::ParsedText& name) {
+    if (current_ != nullptr) [[likely]] {
+        current_ = current_->addParsed(name);
+    } else {
+        openRoot(name);
     }
-    std::unique_ptr<XMLNode> root(new (__FILE__, __LINE__, "qor::XMLParser::parse") XMLNode(name));
+}
+
+void XMLParser::openRoot(const xml::ParsedText& name) {
     // A text may have any number of roots, so only the first one is given room in advance.
-    xml::Pool& pool = root->makePool(root_ == nullptr ? firstPageFor(length_) : kSmallPage);
+    const std::size_t estimate = root_ == nullptr ? estimateFor(length_) : kSmallPool;
+    std::unique_ptr<XMLNode> root = xml::Pool::create(name, estimate);
     if (root_ != nullptr) replaced_.push_back(std::move(root_));
     root_ = std::move(root);
     current_ = root_.get();
-    pool_ = &pool;
 }
 
-inline const char* XMLParser::parseAttr(const char* from) {
-    // It is meant that neither "/" nor ">" ends the name.
-    const char* const nameEnd = skipTo(kAttrEnd, from);
-    const char* at = skipBlanks(nameEnd);
-    if (*at != '=') fail(Malformations::kNoEqualSign);
-    // It is meant that anything may stand in front of the quote.
-    at = std::find_if(at + 1, end_, [](char c) { return c == '"' || c == '\''; });
-    if (at == end_) fail(Malformations::kNoBeginningQuote);
-    const xml::ParsedText name{from, nameEnd};
-    const char* const value = at + 1;
-    const unsigned char plainEnd = *at == '"' ? kDoubleQuotedEnd : kSingleQuotedEnd;
-    const char* valueEnd = skipTo(plainEnd, value);
-    XMLAttr* attr = nullptr;
-    if (*valueEnd == *at) {
-        XMLAttrMap::Owner& attrs = current_->attrs_;
-        if (attrs == nullptr) attrs = XMLAttrMap::create(pool_);
-        attr = &attrs->addParsed(name, {value, valueEnd}, current_, pool_);
-    } else {
-        valueEnd = scanTo(*at, valueEnd);
-        if (valueEnd == end_) fail(Malformations::kNoEndingQuote);
-        String decoded;
-        xml::unescape(decoded, istr(value, valueEnd));
-        attr = &current_->addListed(name.view(), std::move(decoded), pool_);
-    }
-    if (callback_ != nullptr) {
-        current_->attrs_->plain_ = false;
-        callback_->onAttrFound(this, attr);
-    }
-    return valueEnd + 1;
+template <bool kTold>
+inline void XMLParser::closeCurrent() {
+    if (kTold && callback_ != nullptr) callback_->onNodeEnd(this, current_);
+    if (current_ != nullptr) current_ = current_->holder_;
 }
 
-inline const char* XMLParser::parseAttrs(const char* from) {
-    current_->clearAttrs();
-    const char* at = skipBlanks(from);
-    while (at != end_ && *at != '>' && *at != '/' && *at != '<')
-        at = skipBlanks(parseAttr(at));
+// Moves to the quote at the end.
+template <char kQuote>
+inline xml::ParsedText XMLParser::parseValue(const char*& at) {
+    const char* const from = at;
+    at = xml::findFar<kQuote, '&'>(from);
+    const bool plain = *at != '&';
+    if (!plain) [[unlikely]]
+        at = xml::findAny<kQuote>(at);
+    if (*at == '\0') [[unlikely]]
+        fail(Malformations::kNoEndingQuote);
+    return plain ? xml::ParsedText{from, at} : decode(from, at);
+}
+
+xml::ParsedText XMLParser::parseSingleQuoted(const char*& at) {
+    return parseValue<'\''>(at);
+}
+
+template <bool kTold>
+inline const char* XMLParser::parseAttr(const char* from, XMLNode& node) {
+    // Deliberate (compatibility): neither "/" nor ">" ends the name.
+    const char* const nameEnd = xml::findNear<'=', ' ', '\t', '\n', '\r'>(from);
+    const char* at = xml::skipBlanks(nameEnd);
+    if (*at != '=') [[unlikely]]
+        fail(Malformations::kNoEqualSign);
+    ++at;
+    // Deliberate (compatibility): anything may be before the quote.
+    if (*at != '"') at = xml::findNear<'"', '\''>(at);
+    if (*at == '\0') [[unlikely]]
+        fail(Malformations::kNoBeginningQuote);
+    const char quote = *at++;
+    const xml::ParsedText value = quote == '"' ? parseValue<'"'>(at) : parseSingleQuoted(at);
+    XMLAttr& attr = node.addParsedAttr({from, nameEnd}, value);
+    if (kTold && callback_ != nullptr) {
+        node.touch();
+        callback_->onAttrFound(this, &attr);
+    }
+    return at + 1;
+}
+
+template <bool kTold>
+inline const char* XMLParser::parseAttrs(const char* from, XMLNode& node) {
+    if (kTold) node.clearAttrs();
+    const char* at = xml::skipBlanks(from);
+    while (*at != '>' && *at != '/' && *at != '<' && *at != '\0')
+        at = xml::skipBlanks(parseAttr<kTold>(at, node));
     return at;
 }
 
+template <bool kTold>
 inline const char* XMLParser::parseNode(const char* from) {
-    const char* const name = skipBlanks(from);
-    const char* const at = skipTo(kNameEnd, name);
+    const char* const name = xml::skipBlanks(from);
+    const char* const at = xml::findNear<'>', '/', ' ', '\t', '\n', '\r'>(name);
     open({name, at});
-    if (callback_ != nullptr) callback_->onNodeBegin(this, current_);
-    return skipTo(kTagEnd, parseAttrs(at));
+    if (kTold && callback_ != nullptr) callback_->onNodeBegin(this, current_);
+    return *at == '>' && !kTold ? at : xml::findAny<'>'>(parseAttrs<kTold>(at, *current_));
 }
 
-inline bool XMLParser::parseOpening(const char* from) {
-    const char* const at = parseNode(from);
-    if (at[-1] != '/') return goOnAt(behind(at));
-    closeCurrent(at);
-    return true;
+template <bool kTold>
+inline XMLParser::Step XMLParser::parseOpening(const char* from) {
+    const char* const at = parseNode<kTold>(from);
+    if (at[-1] != '/') return goOnAt(after(at));
+    closeCurrent<kTold>();
+    return {after(at), true};
 }
 
-inline bool XMLParser::parseClosing(const char* from) {
-    const char* const at = skipTo(kTagEnd, from);
-    // It is meant that "</a/>" and "</>" close an element as "<a/>" does, and so do not end the
-    // parsing when it was the root.
+template <bool kTold>
+inline XMLParser::Step XMLParser::parseClosing(const char* from) {
+    const char* const at = xml::findNear<'>'>(from);
+    // Deliberate (compatibility): "</a/>" and "</>" close an element as "<a/>" does, and so do not
+    // end the parsing when it was the root.
     const bool closedItself = at[-1] == '/';
-    closeCurrent(at);
-    return closedItself || current_ != nullptr;
+    closeCurrent<kTold>();
+    return {after(at), closedItself || current_ != nullptr};
 }
 
-// Text has the blanks in front of it. Outside the root it is dropped.
-inline bool XMLParser::parseText(bool told) {
-    const char* const near = token_ + std::min(kShortText, end_ - token_);
-    const char* to = token_;
-    while (to != near && !is(kTextEnd, *to))
-        ++to;
-    const bool plain = to != near && *to == '<';
-    if (!plain) to = scanTo('<', to);
-    if (current_ != nullptr) {
-        if (plain) {
-            current_->cdata_.append(cursor_, to);
-        } else {
-            xml::unescape(current_->cdata_, istr(cursor_, to));
-        }
-        if (told && callback_ != nullptr) callback_->onCDATAFound(this, current_);
+// Text has the blanks before it. Outside the root it is dropped.
+template <bool kTold>
+inline const char* XMLParser::parseText(const char* from, const char* token) {
+    const char* to = xml::findFar<'<', '&'>(token);
+    xml::ParsedText text{from, to};
+    // Deliberate (compatibility): text that begins with "]" is added without a call.
+    const bool told = *token != ']';
+    if (*to == '&') [[unlikely]] {
+        to = xml::findAny<'<'>(to);
+        text = decode(from, to);
     }
-    return goOnAt(to);
+    if (current_ != nullptr) {
+        current_->addParsedText(text);
+        if (kTold && callback_ != nullptr && told) callback_->onCDATAFound(this, current_);
+    }
+    return to;
 }
 
-bool XMLParser::nextNode() try {
-    if (cursor_ == end_) return false;
-    token_ = skipBlanks(cursor_);
-    if (*token_ == ']' && inDoctype_) return endDoctype(token_);
-    if (*token_ != '<') return parseText(*token_ != ']');
-    const char* const behindMark = token_ + 2;
-    switch (token_[1]) {
-        case '?':
-            return parseProcessing(behindMark);
-        case '!':
-            return parseDeclaration(behindMark);
+template <bool kTold>
+inline XMLParser::Step XMLParser::step(const char* from) {
+    const char* const token = xml::skipBlanks(from);
+    if (*token == ']' && inDoctype_) return {endDoctype(token), true};
+    if (*token != '<') return goOnAt(parseText<kTold>(from, token));
+    const char* const afterMark = token + 2;
+    switch (token[1]) {
         case '/':
-            return parseClosing(behindMark);
+            return parseClosing<kTold>(afterMark);
+        case '?':
+            return {parseProcessing(afterMark), true};
+        case '!':
+            return parseDeclaration(afterMark);
         case '\0':
             // Nothing would ever be consumed.
-            cursor_ = end_;
-            return false;
+            return {end_, false};
         default:
-            return parseOpening(token_ + 1);
+            return parseOpening<kTold>(token + 1);
     }
-} catch (...) {
-    // Half of a step may have been taken, so there is no place to go on from.
-    cursor_ = end_;
-    throw;
+}
+
+XMLParser::Step XMLParser::tellingStep(const char* from) {
+    return step<true>(from);
+}
+
+bool XMLParser::nextNode() {
+    if (cursor_ == end_) return false;
+    // Half of a step that fails may have been taken, so there is no place to go on from.
+    const char* const from = std::exchange(cursor_, end_);
+    const Step taken = callback_ != nullptr ? tellingStep(from) : step<false>(from);
+    cursor_ = taken.at;
+    return taken.more;
 }
 
 std::ostream& operator<<(std::ostream& os, const XMLParser& parser) {

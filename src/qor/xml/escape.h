@@ -15,6 +15,10 @@ inline const char* findByte(char byte, const char* from, const char* end) noexce
                        : nullptr;
 }
 
+// Writes the text without entities, as unescape does, which is no longer than the text and may take
+// its place. Returns its end.
+char* unescapeTo(char* out, const char* from, const char* end) noexcept;
+
 // Appends the text as encode_cdata makes it.
 void appendCData(String& out, istr text);
 

@@ -1,11 +1,10 @@
 #ifndef QOR_SRC_XML_NODE_H
 #define QOR_SRC_XML_NODE_H
 
-#include <algorithm>
-#include <cstddef>
 #include <new>
 
 #include "qor/xml/XMLNode.h"
+#include "xml/attr_map.h"
 #include "xml/parsed_text.h"
 #include "xml/pool.h"
 
@@ -13,34 +12,52 @@
 
 namespace qor {
 
-inline XMLNode::XMLNode(const xml::ParsedText& name) : name_(name.str()) {}
+inline XMLNode::XMLNode(const xml::ParsedText& name, xml::Pool* pool)
+    : name_(name.str()), pool_(pool) {}
 
-// Room for one more child.
-inline void XMLNode::makeRoom() {
-    if (children_.size() < children_.capacity()) return;
-    children_.reserve(std::max(kFirstCapacity, 2 * children_.size()));
-}
-
-// With room made for it. A failure changes nothing.
+// A failure changes nothing.
 inline void XMLNode::link(XMLNode* node) {
-    if (ChildMap* const map = childMap_.load(std::memory_order_relaxed)) {
+    if (listed_.load(std::memory_order_relaxed)) [[unlikely]] {
+        touch();
+        if (list_.size() == list_.capacity()) list_.reserve(2 * list_.size() + 1);
+    }
+    if (ChildMap* const map = childMap_.load(std::memory_order_relaxed)) [[unlikely]] {
         node->entry_ = map->emplace(node->name_, node);
     }
-    children_.push_back(node);
+    if (listed_.load(std::memory_order_relaxed)) [[unlikely]]
+        list_.push_back(node);
+    (last_ != nullptr ? last_->next_ : first_) = node;
+    last_ = node;
+    ++size_;
     node->parent_ = node->holder_ = this;
 }
 
-inline XMLNode* XMLNode::addPooled(const xml::ParsedText& name, xml::Pool& pool) {
-    makeRoom();
-    auto* const node = ::new (pool.take(sizeof(XMLNode))) XMLNode(name);
-    node->pooled_ = true;
+inline XMLNode* XMLNode::addParsed(const xml::ParsedText& name) {
+    if (!name.fitsInPlace()) pool_->touch();
+    auto* const node = ::new (pool_->take(sizeof(XMLNode))) XMLNode(name, pool_);
     try {
         link(node);
     } catch (...) {
-        destroy(node);
+        node->XMLNode::~XMLNode();
         throw;
     }
     return node;
+}
+
+inline XMLAttr& XMLNode::addParsedAttr(const xml::ParsedText& name, const xml::ParsedText& value) {
+    if (attrs_ == nullptr) attrs_ = XMLAttrMap::create(pool_);
+    return attrs_->addParsed(name, value, this, *pool_);
+}
+
+inline void XMLNode::addParsedText(const xml::ParsedText& text) {
+    if (cdata_.empty() && text.fitsInPlace()) {
+        // Made in its place, since an assignment would copy it once more.
+        cdata_.~String();
+        ::new (&cdata_) String(text.str());
+        return;
+    }
+    if (cdata_.size() + text.size() > xml::ParsedText::kBlock) pool_->touch();
+    cdata_.append(text.from, text.to);
 }
 
 }  // namespace qor

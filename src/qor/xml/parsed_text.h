@@ -2,18 +2,14 @@
 #define QOR_SRC_XML_PARSED_TEXT_H
 
 #include <cstddef>
-#include <string>
 
 #include "qor/base/base_type_string.h"
 
 namespace qor::xml {
 
-// How much text a string holds without memory of its own.
-inline const std::size_t kInPlace = std::string().capacity();
-
-// A part of the text that a parser works on. So many bytes can be read from its start on: short
-// parts, as most are, are copied by a block of that size, which takes a fraction of a copy of an
-// unknown size.
+// A part of the text that a parser reads. kBlock bytes are readable from `from` on, also if the
+// part is shorter: copying a constant number of bytes takes a fraction of the time of copying a
+// variable number, and most parts are short.
 struct ParsedText {
     static constexpr std::size_t kBlock = 15;
 
@@ -22,12 +18,15 @@ struct ParsedText {
 
     std::size_t size() const noexcept { return static_cast<std::size_t>(to - from); }
     istr view() const noexcept { return istr(from, to); }
-    bool fitsInPlace() const noexcept { return size() <= kInPlace; }
-    String str() const { return size() <= kBlock ? shortStr() : String(view()); }
+    // Whether its string needs no memory of its own.
+    bool fitsInPlace() const noexcept { return size() <= kBlock; }
+    String str() const { return fitsInPlace() ? shortStr() : String(view()); }
 
 private:
     String shortStr() const {
         String text(from, kBlock);
+        // The compiler does not know this after the bytes are copied, and would test it in erase.
+        if (text.size() != kBlock) __builtin_unreachable();
         text.erase(size());
         return text;
     }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstring>
 #include <string_view>
 
 #include "qor/base/base_type_number.h"
@@ -54,19 +55,26 @@ unsigned char numeric(istr digits) noexcept {
     return static_cast<unsigned char>(value);
 }
 
-// Appends what the name stands for; false for a name that is not known.
-bool appendNamed(String& out, istr name) {
+// Writes what the name stands for; false for a name that is not known.
+bool writeNamed(char*& out, istr name) noexcept {
     if (!name.empty() && *name == '#') {
-        if (const unsigned char byte = numeric(name.removeLeft(1))) out += byte;
+        if (const unsigned char byte = numeric(name.removeLeft(1)))
+            *out++ = static_cast<char>(byte);
         return true;
     }
     for (const Entity& entity : kEntities) {
         if (std::string_view(name) == entity.name()) {
-            out += entity.byte;
+            *out++ = entity.byte;
             return true;
         }
     }
     return false;
+}
+
+char* write(char* out, const char* from, const char* end) noexcept {
+    const auto size = static_cast<std::size_t>(end - from);
+    if (size != 0) std::memmove(out, from, size);
+    return out + size;
 }
 
 void appendEscaped(String& out, const char* from, const char* end) {
@@ -99,25 +107,28 @@ void escape(String& out, istr text) {
     }
 }
 
-void unescape(String& out, istr text) {
-    // The result is no longer than the text.
-    out.reserve(out.size() + text.size());
-    const char* from = text.begin();
-    const char* const end = text.end();
+char* unescapeTo(char* out, const char* from, const char* end) noexcept {
     while (const char* const mark = findByte('&', from, end)) {
-        out.append(from, mark);
+        out = write(out, from, mark);
         const char* const name = mark + 1;
         const char* const last = name + std::min(kLookAhead, end - name);
         const char* const semicolon = std::find(name, last, ';');
         from = name;
         if (semicolon == last) {
-            out += '&';
+            *out++ = '&';
             continue;
         }
         from = semicolon + 1;
-        if (!appendNamed(out, istr(name, semicolon))) out.append(mark, from);
+        if (!writeNamed(out, istr(name, semicolon))) out = write(out, mark, from);
     }
-    out.append(from, end);
+    return write(out, from, end);
+}
+
+void unescape(String& out, istr text) {
+    const std::size_t size = out.size();
+    out.resize(size + text.size());
+    const char* const end = unescapeTo(out.data() + size, text.begin(), text.end());
+    out.resize(static_cast<std::size_t>(end - out.data()));
 }
 
 void encode_attr(String& text) {
