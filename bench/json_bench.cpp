@@ -4,8 +4,11 @@
 
 #include <cmath>
 #include <limits>
+#include <string>
+#include <vector>
 
 #include "json_documents.h"
+#include "qor/json/json_T.h"
 #include "qor/json/json_unit.h"
 #include "qor/json/qor_json_parser.h"
 
@@ -60,6 +63,16 @@ void JsonWrite_qor(benchmark::State& state) {
     bench::writeEach(state, parse, [](const Tree& tree) { return tree->toJson(); });
 }
 BENCHMARK(JsonWrite_qor)->DenseRange(0, bench::kDocuments - 1);
+
+// A text of 100 contacts, read into objects.
+void JsonDecode_qor(benchmark::State& state) {
+    bench::decodeContacts(state, [](const std::string& text) {
+        std::vector<bench::Contact> contacts;
+        decode(qor::istr(text), contacts);
+        return contacts;
+    });
+}
+BENCHMARK(JsonDecode_qor);
 
 // An object of n keys that come in no order, built and written.
 void JsonKeys_qor(benchmark::State& state) {

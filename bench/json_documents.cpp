@@ -95,6 +95,21 @@ std::string message() {
            R"("phones":["+49 20 484 99 34","+81 79 154 85 15"],"active":true,"score":12.5}})";
 }
 
+std::string hundredContacts() {
+    Random random(4);
+    std::string text = "[";
+    for (int i = 0; i < 100; ++i) {
+        text += (i == 0 ? "" : ",") + std::string("{\"id\":") + std::to_string(random() % 1000000);
+        text += ",\"name\":" + quoted("Ann Example " + std::to_string(i)) + ",\"phones\":[";
+        for (unsigned phone = 0, n = random() % 4; phone < n; ++phone)
+            text += (phone == 0 ? "" : ",") + quoted("+49 20 " + std::to_string(random()));
+        text += std::string("],\"active\":") + (random() % 2 == 0 ? "true" : "false");
+        text += ",\"score\":" + std::to_string(random() % 1000) + "." +
+                std::to_string(random() % 100) + "}";
+    }
+    return text + "]";
+}
+
 std::string fileOr(const char* name, std::string (*makeUp)()) {
     const char* directory = std::getenv("QOR_BENCH_JSON");
 #ifdef QOR_BENCH_JSON
@@ -118,6 +133,11 @@ const Document& document(std::size_t index) {
         {"message", message()},
     };
     return documents[index];
+}
+
+const std::string& contacts() {
+    static const std::string text = hundredContacts();
+    return text;
 }
 
 std::size_t heapInUse() {

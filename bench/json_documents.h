@@ -24,6 +24,44 @@ struct Document {
 // not there is made up in the same shape.
 const Document& document(std::size_t index);
 
+// What is decoded into, by the codec of qor and by the conversions of others.
+struct Contact {
+    std::string name;
+    std::vector<std::string> phones;
+    bool active = false;
+    double score = 0;
+    long id = 0;
+
+    template <class Stream>
+    void codec(Stream& s) {
+        s.enter("Contact", "contact", "", "");
+        field(s, {"name", 1}, name);
+        field(s, {"phones", 2}, phones);
+        field(s, {"active", 3}, active);
+        field(s, {"score", 4}, score);
+        field(s, {"id", 5}, id);
+        s.leave();
+    }
+};
+
+// An array of 100 contacts.
+const std::string& contacts();
+
+// Decodes them into a new vector.
+template <class Decode>
+void decodeContacts(benchmark::State& state, Decode decode) {
+    for (auto _ : state) {
+        const std::vector<Contact> decoded = decode(contacts());
+        benchmark::DoNotOptimize(decoded.data());
+    }
+    const std::vector<Contact> decoded = decode(contacts());
+    double scores = 0;
+    for (const Contact& contact : decoded)
+        scores += contact.score + static_cast<double>(contact.phones.size());
+    state.counters["scores"] = scores;
+    state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(contacts().size()));
+}
+
 inline std::string keyOf(std::size_t number) {
     return std::string("key").append(std::to_string(number));
 }

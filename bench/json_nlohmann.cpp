@@ -2,6 +2,10 @@
 
 #include "json_documents.h"
 
+namespace bench {
+NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(Contact, name, phones, active, score, id)
+}
+
 namespace {
 
 nlohmann::json parse(const std::string& text) {
@@ -40,6 +44,13 @@ void JsonWrite_nlohmann(benchmark::State& state) {
     bench::writeEach(state, parse, [](const nlohmann::json& tree) { return tree.dump(); });
 }
 BENCHMARK(JsonWrite_nlohmann)->DenseRange(0, bench::kDocuments - 1);
+
+void JsonDecode_nlohmann(benchmark::State& state) {
+    bench::decodeContacts(state, [](const std::string& text) {
+        return parse(text).get<std::vector<bench::Contact>>();
+    });
+}
+BENCHMARK(JsonDecode_nlohmann);
 
 void JsonKeys_nlohmann(benchmark::State& state) {
     const auto n = static_cast<std::size_t>(state.range(0));

@@ -25,6 +25,9 @@ public:
     // The values of the tree are made when they are first asked for. The text stays in memory until
     // all containers of the tree are destroyed, and all values of whose text somebody took a view
     // by `unit >> view`: one that outlives the tree keeps the text of the whole tree.
+    //
+    // Asking for what is in an array of more than 64 million elements, or in an object of more than
+    // 20 million keys, raises std::bad_alloc; the tree can still be written.
     static Handle<JsonValue> from(istr text);
 
 private:
