@@ -20,7 +20,7 @@ JsonUnit& TreeEnd::lastSlot(const JsonArray& array) noexcept {
     return array.units_[array.size_ - 1];
 }
 JsonUnit& TreeEnd::lastSlot(const JsonObject& object) noexcept {
-    return object.pairs_[object.size_ - 1]->second;
+    return object.pairAt(object.size_ - 1)->second;
 }
 
 void TreeEnd::dropLast(JsonArray& array) noexcept {
@@ -28,7 +28,7 @@ void TreeEnd::dropLast(JsonArray& array) noexcept {
 }
 void TreeEnd::dropLast(JsonObject& object) noexcept {
     --object.size_;
-    if (!object.ownsPairs_) return;
+    if (!object.hasPointers()) return;
     JsonObject::value_type* const pair = object.pairs_[object.size_];
     if (!object.wasRead(pair)) JsonObject::Added::destroy(pair);
 }
@@ -41,17 +41,6 @@ JsonUnit* TreeEnd::lastMade(T& container) noexcept {
     }
     return nullptr;
 }
-// An object that was read, and has no more keys since, has all its pairs in one place.
-template <>
-JsonUnit* TreeEnd::lastMade(JsonObject& object) noexcept {
-    for (; object.size_ != 0; dropLast(object)) {
-        JsonUnit& slot =
-            object.ownsPairs_ ? lastSlot(object) : object.read_[object.size_ - 1].second;
-        if (slot.isMade()) return &slot;
-    }
-    return nullptr;
-}
-
 template <class Call>
 auto TreeEnd::withContainer(JsonValue* value, Call call) noexcept {
     if (value->kind_ == JsonValue::Kind::Array) return call(static_cast<JsonArray&>(*value));
@@ -65,7 +54,7 @@ bool TreeEnd::ownsMemory(const JsonArray& array) noexcept {
     return array.ownsSlots_;
 }
 bool TreeEnd::ownsMemory(const JsonObject& object) noexcept {
-    return object.ownsSlots_ || object.ownsPairs_ || object.index_ != nullptr;
+    return object.ownsSlots_ || object.hasPointers() || object.index_ != nullptr;
 }
 
 template <class T>

@@ -15,7 +15,7 @@ constexpr const char* kMaker = "qor::json::JsonUnit::value";
 // Of a container and its slots.
 constexpr std::size_t sizeOf(bool object, std::size_t count) noexcept {
     using Pair = JsonObject::value_type;
-    if (object) return sizeof(JsonObject) + count * (sizeof(Pair) + sizeof(Pair*));
+    if (object) return sizeof(JsonObject) + count * sizeof(Pair);
     return sizeof(JsonArray) + count * sizeof(JsonUnit);
 }
 
@@ -211,13 +211,11 @@ void TreeMaker::fillUnits(const JsonArray& array, ulong32 node, const Plan& plan
 
 void TreeMaker::fillPairs(const JsonObject& object, const Plan& plan) noexcept {
     auto* const pairs = static_cast<Pair*>(take(plan.count * sizeof(Pair)));
-    auto** const order = static_cast<Pair**>(take(plan.count * sizeof(Pair*)));
-    object.pairs_ = order;
     object.read_ = pairs;
-    object.size_ = object.sorted_ = object.readSize_ = object.capacity_ = plan.count;
+    object.size_ = object.sorted_ = object.readSize_ = plan.count;
     ulong32 children = plan.children;
     for (ulong32 i = 0; i < plan.count; ++i) {
-        Pair* const pair = order[i] = ::new (pairs + i) Pair(plan.shape->key(i), JsonUnit());
+        auto* const pair = ::new (pairs + i) Pair(plan.shape->key(i), JsonUnit());
         const ulong32 node = nodes_[plan.nodes + plan.shape->place(i)];
         if (tree_.node(node).size == 0) continue;  // null
         JsonUnit& unit = pair->second;
