@@ -322,8 +322,15 @@ private:
                 setPlain(Value::String, text);
                 return;
             case 1:
-                unit_->numberValue().setValue(text);
-                setPlain(Value::Number, text);
+                if (text.empty()) {
+                    // Of 1 to 9 digits, since the small ones are kept in another way.
+                    const long number = 314159265L >> choose(28);
+                    *unit_ << number;
+                    setPlain(Value::Number, std::to_string(number));
+                } else {
+                    unit_->numberValue().setValue(text);
+                    setPlain(Value::Number, text);
+                }
                 return;
             case 2:
                 *unit_ << !text.empty();
