@@ -44,7 +44,7 @@ public:
     JsonUnit(const JsonUnit& other) : JsonUnit(other.value()) {}
     // The other one is null then.
     JsonUnit(JsonUnit&& other) {
-        other.made();
+        if (isLazy(other.word_)) other.make();
         word_ = std::exchange(other.word_, 0);
     }
     JsonUnit& operator=(const JsonUnit& other) {
