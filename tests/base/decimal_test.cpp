@@ -40,10 +40,10 @@ TEST(Decimal, ReadsCommonOnesAsTheStandardLibraryDoes) {
     const char* const others[] = {"",
                                   ".",
                                   "1.5",
-                                  "1.0000000000000",       // 15 bytes
-                                  ".000000000000000",      // no digit before the point
-                                  "12345678.00000000",     // 8 of them
-                                  "1.00000000000000000",   // 17 places
+                                  "1.0000000000000",        // 15 bytes
+                                  ".000000000000000",       // no digit before the point
+                                  "12345678.00000000",      // 8 of them
+                                  "1.00000000000000000",    // 17 places
                                   "1234.0000000000000000",  // 20 digits
                                   "1.0000000000000000000000000",
                                   "1.5e0000000000000",
