@@ -45,7 +45,8 @@ public:
 
     // For the thread that holds it.
     void wait() const;
-    void wait(const Time& timeout) const;
+    // By value: what the monitor guards may change, and go, while it is given up.
+    void wait(Time timeout) const;
     // Wakes all that wait.
     void wake() noexcept;
 

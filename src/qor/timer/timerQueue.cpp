@@ -154,7 +154,7 @@ void TimerMonitor::wait() const {
     waits_.wait();
 }
 
-void TimerMonitor::wait(const Time& timeout) const {
+void TimerMonitor::wait(Time timeout) const {
     const Waiting scope(*this);
     waits_.wait(timeout);
 }
