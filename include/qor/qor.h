@@ -63,6 +63,8 @@
 #include "qor/tcp/tcp_client.h"
 #include "qor/tcp/tcp_impl_base.h"
 #include "qor/tcp/tcp_server.h"
+#include "qor/timer/timeoutQueue.h"
+#include "qor/timer/timerBlock.h"
 #include "qor/timer/timerCallbackBlock.h"
 #include "qor/timer/timerManager.h"
 #include "qor/timer/timerObject.h"

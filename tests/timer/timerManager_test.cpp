@@ -232,6 +232,52 @@ TEST_F(Service, StandsClosingAndOpeningMeanwhile) {
     timers().close();
 }
 
+// Four threads set, reset and kill while the service fires: each timer is released once, and fires
+// only before that.
+TEST_F(Service, ReleasesEachTimerOnceUnderLoad) {
+    constexpr int kThreads = 4, kTimers = 5000;
+    struct Use {
+        std::atomic<int> fired{0}, released{0};
+    };
+    struct Counting : ITimerObject {
+        OnTimerResult onTimer(TimerId, unsigned long, void* param) override {
+            Use& use = *static_cast<Use*>(param);
+            EXPECT_EQ(use.released, 0);
+            ++use.fired;
+            return OnTimerResult();
+        }
+        void onTimerRelease(TimerId, unsigned long, void* param) override {
+            EXPECT_EQ(++static_cast<Use*>(param)->released, 1);
+            if (--left == 0) over.happen();
+        }
+        std::atomic<int> left{kThreads * kTimers};
+        Event over;
+    } object;
+    std::vector<Use> uses(kThreads * kTimers);
+    timers().reopen(kThreads * kTimers + 1);
+    const auto work = [&](int thread) {
+        TimerId ids[16];
+        for (int i = 0; i < kTimers; ++i) {
+            TimerId& id = ids[i * 7 % 16];
+            if (i % 3 == 0) timers().killTimer(id);
+            if (i % 5 == 0) timers().resetTimer(id, 60, 1);
+            ASSERT_TRUE(timers().setTimer(id, "load", 0, static_cast<unsigned long>(i % 120),
+                                          &object, 1,
+                                          &uses[static_cast<std::size_t>(thread * kTimers + i)]));
+        }
+    };
+    std::vector<std::thread> threads;
+    for (int i = 0; i < kThreads; ++i)
+        threads.emplace_back(work, i);
+    for (std::thread& thread : threads)
+        thread.join();
+    object.over.wait();
+    EXPECT_EQ(timers().numofTimers(), 0U);
+    for (const Use& use : uses)
+        EXPECT_LE(use.fired, 1);
+    timers().close();
+}
+
 // A callback that ends the service does not wait for one that another callback had started.
 TEST_F(Service, CanBeEndedByTheCallbacksOfTwoThreads) {
     Event second, over[2];

@@ -23,7 +23,7 @@ public:
         taken_.store(0, std::memory_order_release);
         // This keeps the compiler from reading first. lockTaken keeps the processor from it.
         std::atomic_signal_fence(std::memory_order_seq_cst);
-        if (waiting_.load(std::memory_order_relaxed) != 0) wakeOne();
+        if (toWake_.load(std::memory_order_relaxed) != 0) wakeOne();
     }
 
 private:
@@ -31,7 +31,10 @@ private:
     void wakeOne() const noexcept;
 
     mutable std::atomic<int> taken_{0};
-    mutable std::atomic<int> waiting_{0};  // the threads that sleep, or are about to
+    // Set while a thread sleeps, or is about to, that no unlock has woken yet: the threads sleep
+    // for as long as it is set.
+    mutable std::atomic<int> toWake_{0};
+    mutable std::atomic<int> sleepers_{0};
 };
 
 }  // namespace qor

@@ -1,11 +1,14 @@
 #ifndef QOR_TIMER_TIMEOUTQUEUE_H
 #define QOR_TIMER_TIMEOUTQUEUE_H
 
+#include <algorithm>
+#include <bit>
+#include <utility>
 #include <vector>
 
 #include "qor/base/base_type_time.h"
 #include "qor/base/interface.h"
-#include "qor/timer/timerObject.h"
+#include "qor/timer/timerBlock.h"
 
 namespace qor {
 
@@ -26,27 +29,23 @@ public:
         TimerId id;
     };
 
-    // No time that is put counts as before `start`, which is the time of the hand.
-    TimeoutQueue(ulong32 slots, const Time& start);
+    // Of these slots, which must outlive the queue. No time counts as before `start`, which is
+    // that of the hand.
+    TimeoutQueue(const std::vector<TimerSlot>& slots, const Time& start);
 
     bool empty() const noexcept { return size_ == 0; }
     ulong32 size() const noexcept { return size_; }
-    // In place of the element of the id's slot, if there is one.
-    void put(const TimerId& id, const Time& expired) noexcept;
-    void eraseSlot(ulong32 index) noexcept;
-    void prefetch(ulong32 index) const noexcept {
-        const Node& node = nodes_[index];
-        if (node.next == kNowhere) return;
-        __builtin_prefetch(&nodes_[node.next], 1);
-        __builtin_prefetch(&nodes_[node.previous], 1);
-    }
+    // A slot waits for its m_expiredTime, which may not change before it is put again, fires or is
+    // erased.
+    void put(ulong32 index) noexcept;
+    void erase(ulong32 index) noexcept;
     // False if takeDue(now) would find nothing to do.
     bool hasWork(const Time& now) const noexcept;
     // Takes out what is due at `now`, in the order of time, and of the packed id at the same time.
     // Valid until the next call.
     const std::vector<Element>& takeDue(const Time& now) noexcept;
-    // What waits, in no order.
-    std::vector<Element> elements() const;
+    // What waits, in the same order.
+    std::vector<TimeoutBlock> sorted() const;
 
 private:
     using Unit = unsigned long long;
@@ -57,33 +56,83 @@ private:
     static constexpr unsigned kBuckets = 1U << kDigitBits;
     static constexpr unsigned kLevels = 9;
 
-    // A link of the ring of a bucket. Behind the nodes of the slots there is one for each bucket,
-    // which is its end.
-    struct Node {
-        Time expired;
-        ulong32 generation = 0;
+    // A member of the ring of a bucket. After those of the slots there is one for each bucket,
+    // which is its end. They are small, since each call changes some.
+    struct Link {
         ulong32 previous = kNowhere;
         ulong32 next = kNowhere;  // nowhere for a slot that does not wait
     };
 
+    ulong32 endOf(unsigned level, unsigned bucket) const noexcept;
     Unit unitOf(const Time& time) const noexcept;
     bool findFirst(unsigned& level, unsigned& bucket, Unit& unit) const noexcept;
-    void link(ulong32 index, Unit unit) noexcept;
-    void unlink(const Node& node) noexcept;
+    void insert(ulong32 index, Unit unit) noexcept;
+    void unlink(const Link& link) noexcept;
     ulong32 detach(unsigned level, unsigned bucket) noexcept;
     void moveDown(unsigned level, unsigned bucket) noexcept;
     void takeBucket(unsigned bucket, const Time& now) noexcept;
 
-    const ulong32 slots_;
+    const TimerSlot* const slots_;
+    const ulong32 count_;
     const Time start_;
     Unit hand_ = 0;
     ulong32 size_ = 0;
-    std::vector<Node> nodes_;
+    std::vector<Link> links_;
     unsigned levels_ = 0;  // those that are not empty
     unsigned long long occupied_[kLevels] = {};
     std::vector<Element> due_;      // room for all
     std::vector<Element> scratch_;  // as large as all
 };
+
+inline void TimeoutQueue::put(ulong32 index) noexcept {
+    const Link& link = links_[index];
+    if (link.next != kNowhere) {
+        unlink(link);
+    } else {
+        ++size_;
+    }
+    insert(index, unitOf(slots_[index].m_expiredTime));
+}
+
+inline void TimeoutQueue::erase(ulong32 index) noexcept {
+    Link& link = links_[index];
+    if (link.next == kNowhere) return;
+    unlink(link);
+    link.next = kNowhere;
+    --size_;
+}
+
+inline ulong32 TimeoutQueue::endOf(unsigned level, unsigned bucket) const noexcept {
+    return count_ + level * kBuckets + bucket;
+}
+
+// The hand's for an earlier time.
+inline TimeoutQueue::Unit TimeoutQueue::unitOf(const Time& time) const noexcept {
+    if (time <= start_) return hand_;
+    const auto passed = static_cast<Unit>((time - start_).toMicroSeconds());
+    return std::max(passed >> kUnitBits, hand_);
+}
+
+inline void TimeoutQueue::insert(ulong32 index, Unit unit) noexcept {
+    const auto highest = static_cast<unsigned>(std::bit_width((unit ^ hand_) | 1)) - 1;
+    const unsigned level = highest / kDigitBits;
+    const auto bucket = static_cast<unsigned>(unit >> level * kDigitBits) % kBuckets;
+    levels_ |= 1U << level;
+    occupied_[level] |= 1ULL << bucket;
+    const ulong32 end = endOf(level, bucket);
+    const ulong32 next = std::exchange(links_[end].next, index);
+    links_[next].previous = index;
+    links_[index] = {end, next};
+}
+
+inline void TimeoutQueue::unlink(const Link& link) noexcept {
+    links_[link.previous].next = link.next;
+    links_[link.next].previous = link.previous;
+    if (link.previous != link.next) return;
+    // It was the only one: both neighbours are the end of the bucket.
+    const ulong32 bucket = link.next - endOf(0, 0);
+    detach(bucket / kBuckets, bucket % kBuckets);
+}
 
 }  // namespace qor
 

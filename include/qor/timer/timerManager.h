@@ -1,6 +1,8 @@
 #ifndef QOR_TIMER_TIMERMANAGER_H
 #define QOR_TIMER_TIMERMANAGER_H
 
+#include <atomic>
+#include <cstdint>
 #include <iosfwd>
 #include <vector>
 
@@ -79,6 +81,7 @@ private:
     bool onWait();
     void onStop();
 
+    void prefetch(const TimerId& id) const noexcept;
     Handle<TimerQueue> queue() const;
     void replaceQueue(Handle<TimerQueue> queue);
     void exchangeQueue(Handle<TimerQueue>& queue);
@@ -90,6 +93,9 @@ private:
     // Guarded by the monitor: the queue, and how many generations of ids the earlier ones have had.
     Handle<TimerQueue> m_timerQueue;
     ulong32 m_generations = 0;
+    // The address of the queue's slots, which are fetched before the monitor is taken. It may be
+    // that of an earlier queue.
+    std::atomic<std::uintptr_t> m_slots{0};
     Mutex mutex_;  // guards what follows; held for a moment only
     Handle<TimeoutThread> m_timeoutThread;
     // Threads that were told to end, until somebody has waited for it. Has room for one more.

@@ -6,14 +6,13 @@
 #include <vector>
 
 #include "qor/api.h"
-#include "qor/base/base_type_string.h"
 #include "qor/base/base_type_time.h"
 #include "qor/base/interface.h"
 #include "qor/mt/monitor.h"
 #include "qor/mt/quick_mutex.h"
 #include "qor/mt/shared.h"
 #include "qor/timer/timeoutQueue.h"
-#include "qor/timer/timerObject.h"
+#include "qor/timer/timerBlock.h"
 
 namespace qor {
 
@@ -24,44 +23,6 @@ inline constexpr long QOR_TIMER_CHECK_TIME = 50000;
 // How many timers a queue has that is not told a number: 5000 at first, then the number that the
 // latest queue was told.
 QOR_API unsigned long QOR_TIMER_MAX_NUM() noexcept;
-
-// A slot of the queue: a timer, or none.
-struct QOR_API TimerBlock {
-    enum Status { IDLE = 0, BUSY = 1, PAUSED = 2 };
-
-    // What the log says of it: "(generation, index)(name, interval, times)".
-    String text() const;
-    // Call the object, if there is one. What it raises is logged as a block.
-    OnTimerResult onTimer() const;
-    void onTimerRelease() const;
-    dumper& dump(dumper& d) const;
-
-    String name_;
-    TimerId m_nTimerID;       // of the present timer, or the last one
-    ulong32 m_statusPos = 0;  // where the slot stands among the busy or the idle ones
-    Time m_expiredTime;       // the next firing
-    Time m_nInterval;
-    ulong32 m_unTimes = 1;  // firings left, 0 for without end
-    ITimerObject* m_pCallBackTimerObject = nullptr;
-    ulong32 m_nUserTimerID = 0;
-    void* m_pParam = nullptr;
-    Status m_status = IDLE;   // PAUSED while the last firing's callback runs
-    bool releasing_ = false;  // its onTimerRelease is under way
-    bool killed_ = false;     // to be released when its onTimer returns
-};
-
-// A timer that waits for its time, in the order of time, and of the packed id at the same time.
-struct QOR_API TimeoutBlock {
-    bool operator<(const TimeoutBlock& other) const noexcept {
-        if (m_expiredTime != other.m_expiredTime) return m_expiredTime < other.m_expiredTime;
-        return m_nTimerID < other.m_nTimerID;
-    }
-    dumper& dump(dumper& d) const;
-
-    Time m_expiredTime;
-    TimerId m_nTimerID;
-    const TimerBlock* m_tb = nullptr;
-};
 
 // What guards timers: queues that follow one another may share one.
 class QOR_API TimerMonitor : noncopyable {
@@ -84,7 +45,8 @@ public:
 
     // For the thread that holds it.
     void wait() const;
-    void wait(const Time& timeout) const;
+    // By value: what the monitor guards may change, and go, while it is given up.
+    void wait(Time timeout) const;
     // Wakes all that wait.
     void wake() noexcept;
 
@@ -166,6 +128,8 @@ public:
 
     // How many timers there are.
     unsigned long numofBusy() const noexcept { return m_idleBeginPos; }
+    // The first of them, busy or not.
+    const TimerSlot* slots() const noexcept { return m_timerBlocks.data(); }
     // From now to the next tick.
     const Time& waitTime() const noexcept { return m_waitTime; }
 
@@ -173,23 +137,22 @@ public:
     void dump(std::ostream& os) const;
 
 private:
-    // On cache lines of its own.
-    struct alignas(64) Slot : TimerBlock {};
     class Ticking;
     class Firing;
     class Releasing;
 
     Time now() const;
     TimerBlock* blockOf(const TimerId& id) noexcept;
-    std::vector<TimeoutBlock> waiting() const;
+    ulong32 indexOf(const TimerBlock& block) const noexcept;
     bool isFiringElsewhere(const TimerId& id) const noexcept;
     void arm(TimerBlock& block, const Time& interval, ulong32 times) noexcept;
     void put(TimerBlock& block, const Time& expired) noexcept;
     void release(TimerBlock& block);
+    void freeBusy(ulong32 position) noexcept;
     void afterFiring(TimerBlock& block, const OnTimerResult& result, const Time& now);
 
     TimerMonitor& monitor_;
-    std::vector<Slot> m_timerBlocks;
+    std::vector<TimerSlot> m_timerBlocks;
     std::vector<ulong32> m_idStatus;  // the slots: the busy ones, then the idle ones
     ulong32 m_idleBeginPos = 0;
     const Clock clock_;

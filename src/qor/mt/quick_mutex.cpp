@@ -4,11 +4,14 @@
 
 namespace qor {
 
-// A thread that unlocks writes taken_ and then reads waiting_; one that waits writes waiting_ and
-// then reads taken_. At least one of them has to see what the other one wrote, or the sleeper is
-// never woken. That takes a barrier between the write and the read on both sides: the thread that
-// waits, which is rare, makes all others pass theirs. Without the system's help it sleeps for a
-// millisecond at most and looks again.
+// A thread that unlocks writes taken_ and then reads toWake_; one that is about to sleep writes
+// toWake_ and then reads taken_. At least one of them has to see what the other one wrote, or the
+// sleeper is never woken. That takes a barrier between the write and the read on both sides: the
+// thread that sleeps, which is rare, makes all others pass theirs. Without the system's help it
+// sleeps for a millisecond at most and looks again.
+//
+// One thread is woken at a time. It sees to the others: before it sleeps again, and when it has the
+// mutex, the next unlock is told to wake somebody.
 void QuickMutex::lockTaken() const noexcept {
     constexpr int kTries = 100;
     for (int i = 0; i < kTries; ++i) {
@@ -17,15 +20,20 @@ void QuickMutex::lockTaken() const noexcept {
             taken_.exchange(1, std::memory_order_acquire) == 0)
             return;
     }
-    waiting_.fetch_add(1);
-    const long milliseconds = platform::barrierOnAllThreads() ? platform::kForever : 1;
-    while (taken_.exchange(1) != 0)
-        platform::waitWhile(taken_, 1, milliseconds);
-    waiting_.fetch_sub(1);
+    sleepers_.fetch_add(1);
+    for (;;) {
+        toWake_.store(1);
+        const long milliseconds = platform::barrierOnAllThreads() ? platform::kForever : 1;
+        if (taken_.exchange(1) == 0) break;
+        platform::waitWhile(toWake_, 1, milliseconds);
+    }
+    if (sleepers_.fetch_sub(1) > 1) toWake_.store(1);
 }
 
+// Once for each sleeper: until it runs, which may take long, no unlock wakes it again.
 void QuickMutex::wakeOne() const noexcept {
-    platform::wakeOne(taken_);
+    toWake_.store(0);
+    platform::wakeOne(toWake_);
 }
 
 }  // namespace qor

@@ -53,32 +53,15 @@ void sortDue(std::vector<Element>& due, std::vector<Element>& scratch) noexcept 
 
 }  // namespace
 
-TimeoutQueue::TimeoutQueue(ulong32 slots, const Time& start)
-    : slots_(slots), start_(start), nodes_(slots + kLevels * kBuckets), scratch_(slots) {
-    for (ulong32 end = slots; end < nodes_.size(); ++end)
-        nodes_[end].previous = nodes_[end].next = end;
-    due_.reserve(slots);
-}
-
-void TimeoutQueue::put(const TimerId& id, const Time& expired) noexcept {
-    const ulong32 index = id.index();
-    Node& node = nodes_[index];
-    if (node.next != kNowhere) {
-        unlink(node);
-    } else {
-        ++size_;
-    }
-    node.expired = expired;
-    node.generation = id.generation();
-    link(index, unitOf(expired));
-}
-
-void TimeoutQueue::eraseSlot(ulong32 index) noexcept {
-    Node& node = nodes_[index];
-    if (node.next == kNowhere) return;
-    unlink(node);
-    node.next = kNowhere;
-    --size_;
+TimeoutQueue::TimeoutQueue(const std::vector<TimerSlot>& slots, const Time& start)
+    : slots_(slots.data()),
+      count_(static_cast<ulong32>(slots.size())),
+      start_(start),
+      links_(slots.size() + kLevels * kBuckets),
+      scratch_(slots.size()) {
+    for (ulong32 end = endOf(0, 0); end < links_.size(); ++end)
+        links_[end] = {end, end};
+    due_.reserve(slots.size());
 }
 
 bool TimeoutQueue::hasWork(const Time& now) const noexcept {
@@ -106,20 +89,15 @@ const std::vector<Element>& TimeoutQueue::takeDue(const Time& now) noexcept {
     return due_;
 }
 
-std::vector<Element> TimeoutQueue::elements() const {
-    std::vector<Element> all;
-    for (ulong32 i = 0; i < slots_; ++i) {
-        const Node& node = nodes_[i];
-        if (node.next != kNowhere) all.push_back({node.expired, TimerId(node.generation, i)});
+std::vector<TimeoutBlock> TimeoutQueue::sorted() const {
+    std::vector<TimeoutBlock> elements;
+    for (ulong32 i = 0; i < count_; ++i) {
+        const TimerSlot& slot = slots_[i];
+        if (links_[i].next != kNowhere)
+            elements.push_back({slot.m_expiredTime, slot.m_nTimerID, &slot});
     }
-    return all;
-}
-
-// The hand's for an earlier time.
-TimeoutQueue::Unit TimeoutQueue::unitOf(const Time& time) const noexcept {
-    if (time <= start_) return hand_;
-    const auto passed = static_cast<Unit>((time - start_).toMicroSeconds());
-    return std::max(passed >> kUnitBits, hand_);
+    std::sort(elements.begin(), elements.end());
+    return elements;
 }
 
 // The first bucket that is not empty, and where it begins.
@@ -133,55 +111,34 @@ bool TimeoutQueue::findFirst(unsigned& level, unsigned& bucket, Unit& unit) cons
     return true;
 }
 
-void TimeoutQueue::link(ulong32 index, Unit unit) noexcept {
-    const auto highest = static_cast<unsigned>(std::bit_width((unit ^ hand_) | 1)) - 1;
-    const unsigned level = highest / kDigitBits;
-    const auto bucket = static_cast<unsigned>(unit >> level * kDigitBits) % kBuckets;
-    levels_ |= 1U << level;
-    occupied_[level] |= 1ULL << bucket;
-    const ulong32 end = slots_ + level * kBuckets + bucket;
-    const ulong32 next = nodes_[end].next;
-    nodes_[index].previous = end;
-    nodes_[index].next = next;
-    nodes_[end].next = index;
-    nodes_[next].previous = index;
-}
-
-void TimeoutQueue::unlink(const Node& node) noexcept {
-    nodes_[node.previous].next = node.next;
-    nodes_[node.next].previous = node.previous;
-    if (node.previous != node.next) return;
-    // It was the only one: both neighbours are the end of the bucket.
-    const ulong32 bucket = node.next - slots_;
-    detach(bucket / kBuckets, bucket % kBuckets);
-}
-
-// Empties a bucket. The result is the first of its nodes, which still lead to its end.
+// Empties a bucket. The result is the first of its links, which still lead to its end.
 ulong32 TimeoutQueue::detach(unsigned level, unsigned bucket) noexcept {
     occupied_[level] &= ~(1ULL << bucket);
     if (occupied_[level] == 0) levels_ &= ~(1U << level);
-    Node& end = nodes_[slots_ + level * kBuckets + bucket];
-    end.previous = slots_ + level * kBuckets + bucket;
-    return std::exchange(end.next, end.previous);
+    const ulong32 end = endOf(level, bucket);
+    links_[end].previous = end;
+    return std::exchange(links_[end].next, end);
 }
 
 void TimeoutQueue::moveDown(unsigned level, unsigned bucket) noexcept {
-    for (ulong32 i = detach(level, bucket); i < slots_;) {
-        const ulong32 next = nodes_[i].next;
-        link(i, unitOf(nodes_[i].expired));
+    const ulong32 end = endOf(level, bucket);
+    for (ulong32 i = detach(level, bucket); i != end;) {
+        const ulong32 next = links_[i].next;
+        insert(i, unitOf(slots_[i].m_expiredTime));
         i = next;
     }
 }
 
 // What is not due yet, in the bucket of the present unit, stays there.
 void TimeoutQueue::takeBucket(unsigned bucket, const Time& now) noexcept {
-    for (ulong32 i = detach(0, bucket); i < slots_;) {
-        Node& node = nodes_[i];
-        const ulong32 next = std::exchange(node.next, kNowhere);
-        if (node.expired <= now) {
-            due_.push_back({node.expired, TimerId(node.generation, i)});
+    const ulong32 end = endOf(0, bucket);
+    for (ulong32 i = detach(0, bucket); i != end;) {
+        const TimerSlot& slot = slots_[i];
+        const ulong32 next = std::exchange(links_[i].next, kNowhere);
+        if (slot.m_expiredTime <= now) {
+            due_.push_back({slot.m_expiredTime, slot.m_nTimerID});
         } else {
-            link(i, hand_);
+            insert(i, hand_);
         }
         i = next;
     }

@@ -111,12 +111,14 @@ bool TimerManager::setTimer(TimerId& id, const istr& name, unsigned long userTim
 }
 
 bool TimerManager::resetTimer(TimerId id, unsigned long intervalMs, unsigned long times) {
+    prefetch(id);
     const TimerMonitor::Access access(monitor_);
     if (!m_timerQueue) return logNoQueue("qor::TimerManager::resetTimer"), false;
     return m_timerQueue->reset(id, intervalMs, times);
 }
 
 void TimerManager::killTimer(TimerId id) {
+    prefetch(id);
     const TimerMonitor::Access access(monitor_);
     if (m_timerQueue) m_timerQueue->kill(id);
 }
@@ -166,6 +168,14 @@ void TimerManager::onStop() {
     monitor_.wake();
 }
 
+// Any address may be prefetched: the id may be wrong, and the slots may be gone.
+void TimerManager::prefetch(const TimerId& id) const noexcept {
+    const std::uintptr_t slot =
+        m_slots.load(std::memory_order_relaxed) + id.index() * sizeof(TimerSlot);
+    for (std::size_t line = 0; line < sizeof(TimerSlot); line += alignof(TimerSlot))
+        __builtin_prefetch(reinterpret_cast<const void*>(slot + line), 1);
+}
+
 Handle<TimerQueue> TimerManager::queue() const {
     const TimerMonitor::Access access(monitor_);
     return m_timerQueue;
@@ -189,6 +199,8 @@ void TimerManager::exchangeQueue(Handle<TimerQueue>& queue) {
     }
     if (queue) queue->beginAt(m_generations);
     m_timerQueue.swap(queue);
+    const TimerSlot* const slots = m_timerQueue ? m_timerQueue->slots() : nullptr;
+    m_slots.store(reinterpret_cast<std::uintptr_t>(slots), std::memory_order_relaxed);
 }
 
 Handle<TimeoutThread> TimerManager::dismissThread() {

@@ -154,7 +154,7 @@ void TimerMonitor::wait() const {
     waits_.wait();
 }
 
-void TimerMonitor::wait(const Time& timeout) const {
+void TimerMonitor::wait(Time timeout) const {
     const Waiting scope(*this);
     waits_.wait(timeout);
 }
@@ -229,7 +229,7 @@ TimerQueue::TimerQueue(unsigned long numberOfTimers, TimerMonitor& monitor, cons
       m_lastTime(m_currTime),
       m_waitTime(Time::microSeconds(QOR_TIMER_CHECK_TIME)),
       m_maxWaitTime(m_waitTime),
-      m_timeoutQueue(static_cast<ulong32>(m_timerBlocks.size()), m_currTime) {
+      m_timeoutQueue(m_timerBlocks, m_currTime) {
     for (ulong32 i = 0; i < m_timerBlocks.size(); ++i) {
         m_idStatus[i] = i;
         m_timerBlocks[i].m_statusPos = i;
@@ -252,6 +252,10 @@ TimerBlock* TimerQueue::blockOf(const TimerId& id) noexcept {
     if (id.index() >= m_timerBlocks.size()) return nullptr;
     TimerBlock& block = m_timerBlocks[id.index()];
     return block.m_nTimerID.generation() == id.generation() ? &block : nullptr;
+}
+
+ulong32 TimerQueue::indexOf(const TimerBlock& block) const noexcept {
+    return static_cast<ulong32>(static_cast<const TimerSlot*>(&block) - m_timerBlocks.data());
 }
 
 bool TimerQueue::isFiringElsewhere(const TimerId& id) const noexcept {
@@ -298,12 +302,11 @@ bool TimerQueue::reset(TimerId id, unsigned long intervalMs, unsigned long times
 }
 
 void TimerQueue::kill(TimerId id) {
-    if (id.index() < m_timerBlocks.size()) m_timeoutQueue.prefetch(id.index());
     TimerBlock* const block = blockOf(id);
     if (block == nullptr || block->m_status == TimerBlock::IDLE || block->releasing_) return;
     own_log::debug("TIMER.DEBUG", "qor::TimerQueue::kill", [&] { return block->text(); });
     if (!isFiringElsewhere(id)) return release(*block);
-    m_timeoutQueue.eraseSlot(id.index());
+    m_timeoutQueue.erase(id.index());
     block->m_status = TimerBlock::IDLE;
     block->killed_ = true;
 }
@@ -317,38 +320,38 @@ void TimerQueue::arm(TimerBlock& block, const Time& interval, ulong32 times) noe
 
 void TimerQueue::put(TimerBlock& block, const Time& expired) noexcept {
     block.m_expiredTime = expired;
-    m_timeoutQueue.put(block.m_nTimerID, expired);
-}
-
-// The object may go in its callback.
-void TimerQueue::release(TimerBlock& block) {
-    const auto index = static_cast<ulong32>(static_cast<Slot*>(&block) - m_timerBlocks.data());
-    block.releasing_ = true;
-    {
-        const Releasing scope(*this);
-        block.onTimerRelease();
-    }
-    block.m_pCallBackTimerObject = nullptr;
-    m_timeoutQueue.eraseSlot(index);
-    freeIdAt(block.m_statusPos);
-    block.m_status = TimerBlock::IDLE;
-    block.m_unTimes = 1;
-    block.releasing_ = block.killed_ = false;
+    m_timeoutQueue.put(indexOf(block));
 }
 
 // The busy slots and the idle ones stay two unbroken ranges.
-void TimerQueue::freeIdAt(unsigned long position) {
-    if (position >= m_idleBeginPos) {
-        own_log::error("qor::TimerQueue::freeIdAt",
-                       [&] { return own_log::text("killTimer: already free pos ", position); });
-        return;
-    }
+inline void TimerQueue::freeBusy(ulong32 position) noexcept {
     --m_idleBeginPos;
     if (position == m_idleBeginPos) return;
     ulong32& freed = m_idStatus[position];
     ulong32& last = m_idStatus[m_idleBeginPos];
     std::swap(m_timerBlocks[freed].m_statusPos, m_timerBlocks[last].m_statusPos);
     std::swap(freed, last);
+}
+
+// The object may go in its callback.
+void TimerQueue::release(TimerBlock& block) {
+    block.releasing_ = true;
+    {
+        const Releasing scope(*this);
+        block.onTimerRelease();
+    }
+    block.m_pCallBackTimerObject = nullptr;
+    m_timeoutQueue.erase(indexOf(block));
+    freeBusy(block.m_statusPos);
+    block.m_status = TimerBlock::IDLE;
+    block.m_unTimes = 1;
+    block.releasing_ = block.killed_ = false;
+}
+
+void TimerQueue::freeIdAt(unsigned long position) {
+    if (position < m_idleBeginPos) return freeBusy(static_cast<ulong32>(position));
+    own_log::error("qor::TimerQueue::freeIdAt",
+                   [&] { return own_log::text("killTimer: already free pos ", position); });
 }
 
 ulong32 TimerQueue::generations() const noexcept {
@@ -441,21 +444,12 @@ void TimerQueue::afterFiring(TimerBlock& block, const OnTimerResult& result, con
     put(block, later(now, block.m_nInterval));
 }
 
-// In the order in which they fire.
-std::vector<TimeoutBlock> TimerQueue::waiting() const {
-    std::vector<TimeoutBlock> blocks;
-    for (const auto& [expired, id] : m_timeoutQueue.elements())
-        blocks.push_back({expired, id, &m_timerBlocks[id.index()]});
-    std::sort(blocks.begin(), blocks.end());
-    return blocks;
-}
-
 dumper& TimerQueue::dump(dumper& d) const {
     const dumper::_Entry entry(d, "qor::TimerQueue");
     const std::vector<ulong32> busy(m_idStatus.begin(), m_idStatus.begin() + m_idleBeginPos);
     d.member("m_idleBeginPos", m_idleBeginPos);
     dumpElements(d.indent().name("m_idStatus"), "qor::array", busy).endline();
-    dumpElements(d.indent().name("m_timeoutQueue"), "qor::set", waiting()).endline();
+    dumpElements(d.indent().name("m_timeoutQueue"), "qor::set", m_timeoutQueue.sorted()).endline();
     return d.member("m_currTime", m_currTime)
         .member("m_lastTime", m_lastTime)
         .member("m_waitTime", rawstring(m_waitTime.toDuration()))
