@@ -36,6 +36,7 @@
 #include "qor/mt/handle.h"
 #include "qor/mt/monitor.h"
 #include "qor/mt/mutex.h"
+#include "qor/mt/quick_mutex.h"
 #include "qor/mt/shared.h"
 #include "qor/mt/thread.h"
 #include "qor/mt/threadUtil.h"

@@ -567,6 +567,29 @@ TEST(ThreadInfo, ShowsTheTimeOfItsLastUse) {
     }
 }
 
+// Its thread renews a record without the lock that others look at it with.
+TEST(ThreadInfo, ShowsOthersATimeAndATextThatBelongTogether) {
+    const Handle<Worker> worker(new Worker);
+    std::atomic<bool> over{false};
+    worker->birth = [&] {
+        while (!over)
+            SimpleThread::current();
+        return true;
+    };
+    worker->start();
+    Time first, last;
+    while (last - first < Time::milliSeconds(50)) {
+        const ThreadInfo info = worker->info();
+        if (info.thread_ == nullptr) continue;
+        EXPECT_EQ(info.sCurrDateTime_, info.currDateTime_.toDateTime());
+        EXPECT_GE(info.currDateTime_, last);
+        last = info.currDateTime_;
+        if (first == Time()) first = last;
+    }
+    over = true;
+    worker->stop();
+}
+
 TEST(ThreadFactory, ShowsTheThreadsThatRun) {
     SimpleThread::destroyThreadFactory();
     EXPECT_EQ(registry(), "@qor::ThreadFactory{\n    threads_ = @qor::mt::map{\n    }\n}");

@@ -2,14 +2,19 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <chrono>
+#include <cstdlib>
+#include <deque>
 #include <future>
 #include <map>
 #include <memory>
 #include <random>
+#include <set>
 #include <sstream>
 #include <stdexcept>
 #include <thread>
+#include <tuple>
 
 #include "qor/log/log_dumper.h"
 #include "support/allocation.h"
@@ -512,68 +517,201 @@ TEST(TimerQueue, StandsWhatManyThreadsDoAtOnce) {
     EXPECT_EQ(alive, 0);
 }
 
-// Against a plain list of what is armed.
-TEST(TimerQueue, FiresInTheOrderOfTimeAndIdWhateverHappens) {
-    struct Armed {
+// What a queue should do, by a plain ordered set.
+class Model {
+public:
+    struct Timer {
         TimerId id;
         Time interval;
-        unsigned times;
+        unsigned times = 0;
+        Time due;
+        bool paused = false;
     };
-    std::mt19937 random(7);
-    const auto upTo = [&](std::size_t n) { return static_cast<unsigned>(random() % n); };
-    TimerMonitor monitor;
-    TimerQueue queue(300, monitor, testClock());
-    const TimerMonitor::Access access(monitor);
-    std::map<std::pair<Time, ulong32>, Armed> armed;
-    std::vector<ulong32> fired;
-    Recorder object;
-    object.onFire = [&](TimerId id, unsigned long) {
-        fired.push_back(id.get());
-        return OnTimerResult();
-    };
-    const auto anyOf = [&] { return std::next(armed.begin(), upTo(armed.size())); };
-    Time current = Time();
-    for (int step = 0; step < 30000; ++step) {
-        const unsigned what = upTo(10);
-        const unsigned long interval = upTo(2000);
-        const unsigned times = upTo(4);
-        const Time due = current + Time::milliSeconds(interval);
-        if (what < 5) {
-            TimerId id;
-            const bool done = queue.set(id, "r", 0, interval, &object, times, nullptr);
-            ASSERT_EQ(done, armed.size() < 300);
-            if (done) armed[{due, id.get()}] = {id, Time::milliSeconds(interval), times};
-        } else if (what < 8) {
-            if (armed.empty()) continue;
-            const auto chosen = anyOf();
-            const Armed timer = chosen->second;
-            armed.erase(chosen);
-            if (what == 7) {
-                queue.kill(timer.id);
-                continue;
-            }
-            ASSERT_TRUE(queue.reset(timer.id, interval, times));
-            armed[{due, timer.id.get()}] = {timer.id, Time::milliSeconds(interval), times};
-        } else {
-            const Time passed = Time::milliSeconds(upTo(120));
-            monotonicClock += passed;
-            current += passed;
-            std::vector<ulong32> expected;
-            std::vector<Armed> again;
-            while (!armed.empty() && armed.begin()->first.first <= current) {
-                Armed timer = armed.begin()->second;
-                armed.erase(armed.begin());
-                expected.push_back(timer.id.get());
-                if (timer.times == 0 || --timer.times != 0) again.push_back(timer);
-            }
-            for (const Armed& timer : again)
-                armed[{current + timer.interval, timer.id.get()}] = timer;
-            fired.clear();
-            queue.tick();
-            ASSERT_EQ(fired, expected) << step;
-        }
-        ASSERT_EQ(queue.numofBusy(), armed.size());
+
+    bool empty() const { return timers_.empty(); }
+    std::size_t size() const { return timers_.size(); }
+    TimerId any(std::size_t n) const {
+        return std::next(timers_.begin(), static_cast<long>(n % size()))->second.id;
     }
+    void arm(const TimerId& id, const Time& interval, unsigned times) {
+        Timer& timer = timers_[id.get()];
+        waiting_.erase({timer.due, id.get()});
+        timer = {id, interval, times, current_ + interval, false};
+        waiting_.insert({timer.due, id.get()});
+    }
+    void kill(const TimerId& id) {
+        waiting_.erase({timers_[id.get()].due, id.get()});
+        timers_.erase(id.get());
+    }
+
+    void beginTick(const Time& passed) {
+        current_ += passed;
+        for (; !waiting_.empty() && waiting_.begin()->first <= current_;
+             waiting_.erase(waiting_.begin()))
+            due_.push_back(waiting_.begin()->second);
+    }
+    // The timer that fires next, 0xffffffff for none. Those killed meanwhile do not.
+    ulong32 next() {
+        while (!due_.empty() && timers_.count(due_.front()) == 0)
+            due_.pop_front();
+        return due_.empty() ? TimerId().get() : due_.front();
+    }
+    void fires() {
+        Timer& timer = timers_[due_.front()];
+        timer.paused = timer.times != 0 && --timer.times == 0;
+        due_.pop_front();
+    }
+    void hasFired(const TimerId& id, const OnTimerResult& result) {
+        if (timers_.count(id.get()) == 0) return;
+        const Timer timer = timers_[id.get()];
+        if (result.interval != Time()) return arm(id, result.interval, result.times);
+        timer.paused ? kill(id) : arm(id, timer.interval, timer.times);
+    }
+    // As a dump of the queue shows what waits.
+    std::string waiting() const {
+        std::string text;
+        for (const auto& [due, id] : waiting_)
+            text += textOf(timers_.at(id).id);
+        return text;
+    }
+    static std::string textOf(const TimerId& id) {
+        dumper d;
+        return id.dump(d).str();
+    }
+
+private:
+    std::map<ulong32, Timer> timers_;
+    std::set<std::pair<Time, ulong32>> waiting_;
+    std::deque<ulong32> due_;
+    Time current_;
+};
+
+// The ids of the part "m_timeoutQueue" of a dump.
+std::string waitingIn(const std::string& dump) {
+    const std::string begin = "{m_expiredTime=";
+    const std::string name = " m_nTimerID=";
+    std::string text;
+    for (std::size_t at = 0; (at = dump.find(begin, at)) != std::string::npos; ++at) {
+        const std::size_t id = dump.find(name, at) + name.size();
+        text += dump.substr(id, dump.find(')', id) + 1 - id);
+    }
+    return text;
+}
+
+// Intervals of all magnitudes, ticks that come late, and callbacks that change timers.
+TEST(TimerQueue, DoesWhatAnOrderedSetDoes) {
+    constexpr unsigned long kSlots = 300;
+    std::mt19937 random(7);
+    const auto upTo = [&](unsigned long n) { return static_cast<unsigned>(random() % n); };
+    TimerMonitor monitor;
+    TimerQueue queue(kSlots, monitor, testClock());
+    const TimerMonitor::Access held(monitor);
+    Model model;
+    Recorder object;
+    const auto interval = [&] { return upTo(1UL << upTo(26)); };
+    const auto change = [&](unsigned what) {
+        const unsigned long ms = interval();
+        const unsigned times = upTo(4);
+        if (what < 4 || model.empty()) {
+            TimerId id;
+            const bool done = queue.set(id, "r", 0, ms, &object, times, nullptr);
+            ASSERT_EQ(done, model.size() < kSlots);
+            if (done) model.arm(id, Time::milliSeconds(ms), times);
+        } else if (what == 4) {
+            const TimerId id = model.any(random());
+            queue.kill(id);
+            model.kill(id);
+        } else {
+            const TimerId id = model.any(random());
+            ASSERT_TRUE(queue.reset(id, ms, times));
+            model.arm(id, Time::milliSeconds(ms), times);
+        }
+    };
+    object.onFire = [&](TimerId id, unsigned long) {
+        const TimerMonitor::Access access(monitor);
+        EXPECT_EQ(id.get(), model.next());
+        if (id.get() != model.next()) std::abort();
+        model.fires();
+        if (upTo(3) == 0) change(upTo(8));
+        const bool again = upTo(8) == 0;
+        const OnTimerResult result(Time::milliSeconds(again ? interval() : 0), upTo(3));
+        model.hasFired(id, result);
+        return result;
+    };
+    for (int step = 0; step < 30000; ++step) {
+        if (upTo(5) != 0) {
+            change(upTo(6));
+        } else {
+            const Time passed = Time::microSeconds(upTo(upTo(50) == 0 ? 1UL << 31 : 150000));
+            monotonicClock += passed;
+            model.beginTick(passed);
+            queue.tick();
+            ASSERT_EQ(model.next(), TimerId().get()) << step;
+        }
+        ASSERT_EQ(queue.numofBusy(), model.size());
+        if (step % 100 != 0) continue;
+        dumper d(true);
+        ASSERT_EQ(waitingIn(queue.dump(d).str()), model.waiting()) << step;
+    }
+}
+
+// A timer of every magnitude fires in the one tick that it should, and so do many at once.
+TEST(TimerQueue, FiresAtEachMagnitude) {
+    TimerMonitor monitor;
+    TimerQueue queue(5000, monitor, testClock());
+    const TimerMonitor::Access held(monitor);
+    Recorder object;
+    for (unsigned bit = 0; bit < 32; ++bit) {
+        const unsigned long ms = 1UL << bit;
+        for (unsigned long i = 0; i < 3; ++i) {
+            TimerId id;
+            queue.set(id, "t", i, ms - 1 + i, &object, 1, nullptr);
+        }
+        for (const char* const calls : {"0 -0", "1 -1", "2 -2"}) {
+            monotonicClock += Time::milliSeconds(calls[0] == '0' ? static_cast<long>(ms) - 1 : 1);
+            queue.tick();
+            EXPECT_EQ(object.take(), calls) << ms;
+        }
+    }
+    std::vector<std::tuple<unsigned long, TimerId, unsigned long>> order;
+    for (unsigned long i = 0; i < 5000; ++i) {
+        const unsigned long ms = i * 7 % 5000 / 100;
+        TimerId id;
+        queue.set(id, "t", i, ms, &object, 1, nullptr);
+        order.emplace_back(ms, id, i);
+    }
+    std::sort(order.begin(), order.end());
+    std::string expected;
+    for (const auto& [ms, id, i] : order) {
+        const std::string user = std::to_string(i);
+        expected += (expected.empty() ? "" : " ") + user + " -" + user;
+    }
+    monotonicClock += Time::milliSeconds(50);
+    queue.tick();
+    EXPECT_EQ(object.take(), expected);
+}
+
+TEST_F(Queue, AllocatesNothingOnceItsNamesHaveRoom) {
+    struct Quiet : ITimerObject {
+        OnTimerResult onTimer(TimerId, unsigned long, void*) override { return {}; }
+        void onTimerRelease(TimerId, unsigned long, void*) override {}
+    } quiet;
+    const auto use = [&] {
+        TimerId id[4];
+        for (TimerId& one : id)
+            queue_.set(one, "a name that is too long for a short text", 0, 10, &quiet, 2, nullptr);
+        queue_.reset(id[0], 20, 1);
+        queue_.kill(id[1]);
+        for (int i = 0; i < 2; ++i) {
+            monotonicClock += Time::milliSeconds(kTick);
+            queue_.tick();
+        }
+        EXPECT_EQ(queue_.numofBusy(), 0U);
+    };
+    use();
+    const support::AllocationCounter counter;
+    use();
+    EXPECT_EQ(counter.allocations(), 0U);
 }
 
 }  // namespace

@@ -44,7 +44,7 @@ public:
     JsonUnit(const JsonUnit& other) : JsonUnit(other.value()) {}
     // The other one is null then.
     JsonUnit(JsonUnit&& other) {
-        other.made();
+        if (isLazy(other.word_)) other.make();
         word_ = std::exchange(other.word_, 0);
     }
     JsonUnit& operator=(const JsonUnit& other) {
@@ -144,7 +144,10 @@ public:
     }
     const JsonUnit& operator>>(std::string& target) const;
     // A view of the value, good until that is set or asked for its String.
-    const JsonUnit& operator>>(istr& target) const;
+    const JsonUnit& operator>>(istr& target) const {
+        if (kind() == JsonValue::Kind::String) view(target);
+        return *this;
+    }
     // Good until the value is set.
     const JsonUnit& operator>>(const char*& target) const;
     const JsonUnit& operator>>(std::wstring& target) const;
@@ -212,6 +215,7 @@ private:
         return this->kind() == kind && (text = scalarText(), true);
     }
     istr scalarText() const;
+    void view(istr& text) const;
     void readBoolean(bool& target) const noexcept;
 
     // Of a short number, or whose text fits into one.
@@ -305,30 +309,47 @@ public:
         using reference = Pair&;
 
         Iterator() noexcept = default;
-        explicit Iterator(JsonObject::value_type* const* at) noexcept : at_(at) {}
-        operator Iterator<const Pair>() const noexcept { return Iterator<const Pair>(at_); }
+        operator Iterator<const Pair>() const noexcept { return Iterator<const Pair>(at_, pair_); }
 
-        Pair& operator*() const noexcept { return **at_; }
-        Pair* operator->() const noexcept { return *at_; }
-        Iterator& operator++() noexcept {
-            ++at_;
-            return *this;
+        Pair& operator*() const noexcept { return at_ != nullptr ? **at_ : *pair_; }
+        Pair* operator->() const noexcept { return &**this; }
+        Iterator& operator++() noexcept { return moveBy(1); }
+        Iterator& operator--() noexcept { return moveBy(-1); }
+        Iterator operator++(int) noexcept {
+            const Iterator before = *this;
+            ++*this;
+            return before;
         }
-        Iterator& operator--() noexcept {
-            --at_;
-            return *this;
+        Iterator operator--(int) noexcept {
+            const Iterator before = *this;
+            --*this;
+            return before;
         }
-        Iterator operator++(int) noexcept { return Iterator(at_++); }
-        Iterator operator--(int) noexcept { return Iterator(at_--); }
         bool operator==(const Iterator& other) const noexcept = default;
 
     private:
+        friend JsonObject;
+        template <class Other>
+        friend class Iterator;
+        Iterator(JsonObject::value_type* const* at, JsonObject::value_type* pair) noexcept
+            : at_(at), pair_(pair) {}
+        Iterator& moveBy(std::ptrdiff_t n) noexcept {
+            if (at_ != nullptr) {
+                at_ += n;
+            } else {
+                pair_ += n;
+            }
+            return *this;
+        }
+
+        // As JsonObject has its pairs: by pointers, or else one after the other.
         JsonObject::value_type* const* at_ = nullptr;
+        JsonObject::value_type* pair_ = nullptr;
     };
     using iterator = Iterator<value_type>;
     using const_iterator = Iterator<const value_type>;
 
-    JsonObject() noexcept;
+    JsonObject() noexcept : JsonValue(Kind::Object) {}
     ~JsonObject() override;
 
     // Replaces the unit under the key, which is made if there is none.
@@ -338,16 +359,10 @@ public:
     // Null for a key that is not there.
     const JsonUnit* get(istr key) const;
 
-    iterator begin() { return iterator(inOrder()); }
-    iterator end() {
-        value_type* const* const pairs = inOrder();
-        return iterator(pairs + size_);
-    }
-    const_iterator begin() const { return const_iterator(inOrder()); }
-    const_iterator end() const {
-        value_type* const* const pairs = inOrder();
-        return const_iterator(pairs + size_);
-    }
+    iterator begin() { return iteratorAt<value_type>(0); }
+    iterator end() { return iteratorAt<value_type>(inOrder().size_); }
+    const_iterator begin() const { return iteratorAt<const value_type>(0); }
+    const_iterator end() const { return iteratorAt<const value_type>(inOrder().size_); }
 
 private:
     friend FlatTree;
@@ -357,6 +372,9 @@ private:
 
     struct Added;
     class Index;
+    struct DeleteIndex {
+        void operator()(Index* index) const noexcept;
+    };
     // Up to so many keys are kept in order while they are added.
     static constexpr ulong32 kFew = 16;
 
@@ -366,14 +384,22 @@ private:
         return *this;
     }
     void makePairs() const;
-    value_type* const* inOrder() const {
-        made();
-        if (sorted_ != size_) [[unlikely]]
+    const JsonObject& inOrder() const {
+        if (made().sorted_ != size_) [[unlikely]]
             sort();
-        return pairs_;
+        return *this;
     }
+    template <class Pair>
+    Iterator<Pair> iteratorAt(ulong32 i) const {
+        if (inOrder().hasPointers()) return Iterator<Pair>(pairs_ + i, nullptr);
+        return Iterator<Pair>(nullptr, read_ + i);
+    }
+    // Not so an object that was read, and has no more keys since.
+    bool hasPointers() const noexcept { return capacity_ != 0; }
+    value_type* pairAt(ulong32 i) const noexcept { return hasPointers() ? pairs_[i] : read_ + i; }
     void sort() const noexcept;
-    value_type** lowerBound(istr key) const noexcept;
+    ulong32 lowerBound(istr key) const noexcept;
+    value_type* pairOf(istr key, ulong32 place) const noexcept;
     JsonUnit& getByIndex(istr key);
     void makeIndex();
     void reserveOne();
@@ -381,17 +407,16 @@ private:
         return std::greater_equal<>()(pair, read_) && std::less<>()(pair, read_ + readSize_);
     }
 
-    // All pairs: first those that are in order, then those that are not.
-    mutable value_type** pairs_ = nullptr;
-    mutable ulong32 size_ = 0;
-    mutable ulong32 sorted_ = 0;
-    // The pairs of a tree that was read are in a block; the other ones have blocks of their own.
+    // The pairs that were read are in a block, in order; the other ones have blocks of their own.
     mutable value_type* read_ = nullptr;
     mutable ulong32 readSize_ = 0;
-    mutable ulong32 capacity_ = 0;
+    mutable ulong32 size_ = 0;  // of all pairs
+    // Pointers to all pairs, of which the first ones are in order.
+    value_type** pairs_ = nullptr;
+    ulong32 capacity_ = 0;
+    mutable ulong32 sorted_ = 0;
     // Of an object with many keys, some of which were added in no order.
-    std::unique_ptr<Index> index_;
-    bool ownsPairs_ = false;  // pairs_ is a block of its own
+    std::unique_ptr<Index, DeleteIndex> index_;
 };
 
 inline const JsonBoolean* JsonUnit::booleanValue() const {

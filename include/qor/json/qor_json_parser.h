@@ -13,15 +13,18 @@ namespace qor::json {
 // first zero byte in it.
 QOR_DECLARE_EXCEPTION(DecodeException, "qor::json::DecodeException");
 
-// Reads in one pass over the text, which may go as soon as it is read. Any depth of nesting takes
-// the same stack, and time and memory grow with the text and with nothing else.
+// Reads in one pass over the text, of which a copy is kept. Any depth of nesting takes the same
+// stack, and time and memory grow with the text and with nothing else. Positions in the text are
+// found by vector code where the processor has it; with the environment variable QOR_PORTABLE=on
+// the portable code runs everywhere.
 class QOR_API JsonParser {
 public:
-    // The object or array at the start of the text; what stands behind it is not looked at. Raises
-    // DecodeException.
+    // Returns the object or array at the start of the text; what follows it is not looked at.
+    // Raises DecodeException, and std::bad_alloc for a text of 4 GiB less 1 MiB and more.
     //
-    // A tree keeps a copy of the text that it was read from, of which its values are made. An array
-    // or object that outlives its tree keeps that copy, and so does a text that was read as a view.
+    // The values of the tree are made when they are first asked for. The text stays in memory until
+    // all containers of the tree are destroyed, and all values of whose text somebody took a view
+    // by `unit >> view`: one that outlives the tree keeps the text of the whole tree.
     //
     // Asking for what is in an array of more than 64 million elements, or in an object of more than
     // 20 million keys, raises std::bad_alloc; the tree can still be written.

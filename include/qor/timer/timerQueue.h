@@ -10,7 +10,9 @@
 #include "qor/base/base_type_time.h"
 #include "qor/base/interface.h"
 #include "qor/mt/monitor.h"
+#include "qor/mt/quick_mutex.h"
 #include "qor/mt/shared.h"
+#include "qor/timer/timeoutQueue.h"
 #include "qor/timer/timerObject.h"
 
 namespace qor {
@@ -58,37 +60,7 @@ struct QOR_API TimeoutBlock {
 
     Time m_expiredTime;
     TimerId m_nTimerID;
-    TimerBlock* m_tb = nullptr;
-};
-
-// The timers that wait: an ordered set of at most so many slots, with at most one element for each.
-// It is a heap of four branches that knows where each slot's element stands, so that an element is
-// found, replaced and taken out by its slot. All memory is there from the start.
-class TimeoutQueue : noncopyable {
-public:
-    explicit TimeoutQueue(ulong32 slots);
-
-    bool empty() const noexcept { return heap_.empty(); }
-    ulong32 size() const noexcept { return static_cast<ulong32>(heap_.size()); }
-    const TimeoutBlock& first() const noexcept { return heap_.front(); }
-    // In place of the slot's element, if it has one.
-    void put(const TimeoutBlock& element) noexcept;
-    void eraseSlot(ulong32 index) noexcept;
-    void eraseFirst() noexcept { eraseAt(0); }
-    std::vector<TimeoutBlock> sorted() const;
-
-private:
-    static constexpr ulong32 kNowhere = npos32;
-    static constexpr ulong32 kBranches = 4;
-
-    void eraseAt(ulong32 pos) noexcept;
-    // Put the element where it belongs, beginning at a place that is free.
-    void settle(ulong32 hole, const TimeoutBlock& element) noexcept;
-    void settleUp(ulong32 hole, const TimeoutBlock& element) noexcept;
-    void place(ulong32 pos, const TimeoutBlock& element) noexcept;
-
-    std::vector<TimeoutBlock> heap_;
-    std::vector<ulong32> positions_;  // by the slot
+    const TimerBlock* m_tb = nullptr;
 };
 
 // What guards timers: queues that follow one another may share one.
@@ -98,11 +70,11 @@ public:
     class Access : noncopyable {
     public:
         explicit Access(const TimerMonitor& monitor)
-            : monitor_(monitor), held_(monitor.isHeldHere()) {
-            if (!held_) monitor.monitor_.lock();
+            : monitor_(monitor), held_(monitor.mayBeHeldHere() && monitor.isHeldHere()) {
+            if (!held_) monitor.mutex_.lock();
         }
         ~Access() {
-            if (!held_) monitor_.monitor_.unlock();
+            if (!held_) monitor_.mutex_.unlock();
         }
 
     private:
@@ -111,17 +83,23 @@ public:
     };
 
     // For the thread that holds it.
-    void wait() const { monitor_.wait(); }
-    void wait(const Time& timeout) const { monitor_.wait(timeout); }
+    void wait() const;
+    void wait(const Time& timeout) const;
     // Wakes all that wait.
-    void wake() noexcept { monitor_.notifyAll(); }
+    void wake() noexcept;
 
 private:
     friend class TimerQueue;
 
+    bool mayBeHeldHere() const noexcept {
+        return releasingThread_.load(std::memory_order_relaxed) != nullptr;
+    }
     bool isHeldHere() const noexcept;
 
-    Monitor monitor_;
+    class Waiting;
+
+    QuickMutex mutex_;
+    Monitor waits_;  // of the threads that wait; taken for a moment, after the mutex
     // The thread whose onTimerRelease is under way: it alone finds itself here.
     std::atomic<const void*> releasingThread_{nullptr};
 };
@@ -195,12 +173,15 @@ public:
     void dump(std::ostream& os) const;
 
 private:
+    // On cache lines of its own.
+    struct alignas(64) Slot : TimerBlock {};
     class Ticking;
     class Firing;
     class Releasing;
 
     Time now() const;
     TimerBlock* blockOf(const TimerId& id) noexcept;
+    std::vector<TimeoutBlock> waiting() const;
     bool isFiringElsewhere(const TimerId& id) const noexcept;
     void arm(TimerBlock& block, const Time& interval, ulong32 times) noexcept;
     void put(TimerBlock& block, const Time& expired) noexcept;
@@ -208,18 +189,17 @@ private:
     void afterFiring(TimerBlock& block, const OnTimerResult& result, const Time& now);
 
     TimerMonitor& monitor_;
-    std::vector<TimerBlock> m_timerBlocks;
+    std::vector<Slot> m_timerBlocks;
     std::vector<ulong32> m_idStatus;  // the slots: the busy ones, then the idle ones
     ulong32 m_idleBeginPos = 0;
-    std::vector<TimerId> m_expired;  // of one tick; room for all
-    TimeoutQueue m_timeoutQueue;
+    const Clock clock_;
+    const Time wallMinusMonotonic_;
     Time m_currTime;  // of the latest tick
     Time m_lastTime;  // of the construction
     Time m_waitTime;
     Time m_maxWaitTime;
+    TimeoutQueue m_timeoutQueue;
 
-    const Clock clock_;
-    const Time wallMinusMonotonic_;
     bool ticking_ = false;
     bool abandoned_ = false;
     // The timer whose onTimer is under way, and its thread.

@@ -2,6 +2,7 @@
 #define QOR_UTIL_FILE_H
 
 #include <concepts>
+#include <memory>
 #include <string>
 
 #include "qor/api.h"
@@ -14,9 +15,12 @@ namespace qor {
 // What the offset of a File::seek counts from.
 enum class SeekWhence : int { Begin = 0, Current = 1, End = 2 };
 
-// The owner of one open file, or of none. Positions and sizes are bytes, in 64 bits; the position
-// is that of the system's own handle, and nothing is kept in between: each read and write is seen
-// by every other handle of the file at once.
+// The owner of one open file, or of none. Positions and sizes are bytes, in 64 bits.
+//
+// Each write is seen by every other handle of the file at once. readLine reads ahead of the
+// position, up to 16 KiB: what another handle writes into that part is seen only after a seek to
+// another place, a write or a truncate. All positions are those of what has been read, not of what
+// has been read ahead.
 //
 //     FileWriter out(L"notes.txt", true);
 //     out.writeLine("first");
@@ -93,9 +97,9 @@ public:
     int readByte() const noexcept;
 
     // The text up to a line end, which is LF, CR or CR LF and belongs to no line. False when the
-    // file ends before, with what there was, or when reading fails, with nothing. What stands
-    // behind the line end is still unread. A pipe is read byte by byte and can't unread what
-    // follows a lone CR: then the result is false.
+    // file ends before, with what there was, or when reading fails, with nothing. What comes after
+    // the line end is still unread. A pipe is read byte by byte, so that no call waits for more
+    // than it needs; after a CR that is one byte.
     bool readLine(String& line) const;
     // The same in units of two bytes, the lower one first: UTF-16. Pairs of surrogates become one
     // character and lone ones U+FFFD; a byte order mark is a character; half a unit at the end is
@@ -133,11 +137,36 @@ public:
 private:
     static constexpr int invalidHandle = -1;
 
+    // What has been read and is still unread: the bytes from `next` to `end`. In files that can
+    // seek the system's position is that of `end`.
+    struct ReadAhead {
+        static constexpr std::size_t kRoom = 16384;
+
+        std::size_t next = 0;
+        std::size_t end = 0;
+        bool ofPipe = false;
+        char bytes[kRoom];
+    };
+    template <class Unit>
+    class LineSource;
+    enum class LineRead { Failed, Unended, Ended };
+
     bool become(std::wstring name, int flags, int openFlags);
+    long long unread() const noexcept;
+    void forgetUnread() const noexcept;
+    bool settle() const noexcept;
+    long long readBytes(void* out, std::size_t room) const noexcept;
+    template <class Out>
+    bool readOnce(Out& out, std::size_t room) const;
+    template <class Out>
+    bool readWhole(Out& out) const;
+    template <class Unit, class Text>
+    LineRead readLineOf(Text& line) const;
 
     int handle_ = invalidHandle;
     std::wstring name_;
     int flags_ = OpenRead;
+    mutable std::unique_ptr<ReadAhead> ahead_;  // null until the first line is read
 };
 
 // Files with their flags preset. Where a bool says whether to truncate, nothing but a bool is taken

@@ -226,8 +226,9 @@ Time::Detail::Detail(const istr& text, const char* fmt) {
 }
 
 Time Time::now(Clock clock) {
+    if (clock == Realtime) return Time(platform::wallMicroseconds());
     static const double frequency = platform::monotonicFrequency();
-    if (clock == Realtime || !(frequency > 0)) return Time(platform::wallMicroseconds());
+    if (!(frequency > 0)) return Time(platform::wallMicroseconds());
     long long ticks = 0;
     const int error = platform::monotonicTicks(ticks);
     if (error != 0) QOR_THROW(ThreadSyscallException, "qor::Time::now", error);

@@ -24,6 +24,8 @@ public:
     std::size_t size() const noexcept { return size_; }
     bool empty() const noexcept { return size_ == 0; }
     T* data() noexcept { return data_; }
+    T* begin() noexcept { return data_; }
+    T* end() noexcept { return data_ + size_; }
     T& operator[](std::size_t i) noexcept { return data_[i]; }
     T& back() noexcept { return data_[size_ - 1]; }
 

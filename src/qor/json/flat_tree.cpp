@@ -7,7 +7,6 @@
 #include <memory>
 #include <new>
 #include <numeric>
-#include <vector>
 
 #include "base/node_memory.h"
 #include "base/text_hash.h"
@@ -30,6 +29,26 @@ void deleteBlock(void* block) noexcept {
     deleteNode(block, __FILE__, __LINE__, kEnder);
 }
 
+template <class Word>
+bool endsAreEqual(const char* left, const char* right, std::size_t n) noexcept {
+    const auto load = [](const char* at) {
+        Word word = 0;
+        std::memcpy(&word, at, sizeof word);
+        return word;
+    };
+    const std::size_t last = n - sizeof(Word);
+    return ((load(left) ^ load(right)) | (load(left + last) ^ load(right + last))) == 0;
+}
+
+// Keys are short more often than not: what two overlapping words can compare needs no call.
+bool areEqual(istr left, istr right) noexcept {
+    const std::size_t n = left.size();
+    if (n != right.size()) return false;
+    if (n >= 8 && n <= 16) return endsAreEqual<std::uint64_t>(left.data(), right.data(), n);
+    if (n >= 4 && n < 8) return endsAreEqual<std::uint32_t>(left.data(), right.data(), n);
+    return std::memcmp(left.data(), right.data(), n) == 0;
+}
+
 }  // namespace
 
 // Shapes by their hash and by their number. They are only added, so they are found without a lock.
@@ -48,11 +67,8 @@ public:
     }
     static void destroy(ShapeTable* table) noexcept {
         if (table == nullptr) return;
-        for (std::size_t i = 0; i <= table->mask_; ++i) {
-            for (Shape* shape = table->buckets()[i].load(std::memory_order_acquire);
-                 shape != nullptr;)
-                Shape::destroy(std::exchange(shape, shape->next_));
-        }
+        for (std::size_t i = 0; i <= table->mask_; ++i)
+            Shape::destroyList(table->buckets()[i].load(std::memory_order_acquire));
         for (auto& chunk : table->chunks_)
             deleteBlock(chunk.load(std::memory_order_acquire));
         deleteBlock(table);
@@ -76,10 +92,7 @@ public:
     }
     void add(Shape* shape) noexcept {
         setNumber(*shape);
-        Slot& bucket = bucketOf(shape->hash_);
-        shape->next_ = bucket.load(std::memory_order_relaxed);
-        while (!bucket.compare_exchange_weak(shape->next_, shape, std::memory_order_acq_rel)) {
-        }
+        shape->pushTo(bucketOf(shape->hash_));
     }
 
 private:
@@ -175,6 +188,7 @@ FlatTree* FlatTree::makeAround(istr text, istr more, std::span<Node> nodes) {
 }
 
 void FlatTree::destroy(FlatTree* tree) noexcept {
+    Shape::destroyList(tree->listed_.load(std::memory_order_acquire));
     ShapeTable::destroy(tree->shapes_.load(std::memory_order_acquire));
     if (tree->ownsNodes_) deleteBlock(tree->nodes_);
     std::destroy_at(tree);
@@ -204,6 +218,21 @@ const Shape& FlatTree::shapeOfFlat(ulong32 object) {
 }
 
 const Shape& FlatTree::shapeOf(const ulong32* values, ulong32 count) {
+    return nodes_[0].size <= kFewNodes ? listedShapeOf(values, count)
+                                       : tabledShapeOf(values, count);
+}
+
+const Shape& FlatTree::listedShapeOf(const ulong32* values, ulong32 count) {
+    for (const Shape* shape = listed_.load(std::memory_order_acquire); shape != nullptr;
+         shape = shape->next_) {
+        if (shape->fits(*this, values, count)) return *shape;
+    }
+    Shape* const made = Shape::make(*this, values, count, 0);
+    made->pushTo(listed_);
+    return *made;
+}
+
+const Shape& FlatTree::tabledShapeOf(const ulong32* values, ulong32 count) {
     ShapeTable& table = shapes();
     const auto sizeOf = [&](ulong32 i) { return i < count ? nodes_[values[i] - 1].size : 0; };
     ShapeTable::Slot& recent = table.recent(count, sizeOf(0), sizeOf(count - 1));
@@ -222,6 +251,17 @@ const Shape& FlatTree::shapeOf(const ulong32* values, ulong32 count) {
     return *shape;
 }
 
+void Shape::pushTo(std::atomic<Shape*>& list) noexcept {
+    next_ = list.load(std::memory_order_relaxed);
+    while (!list.compare_exchange_weak(next_, this, std::memory_order_acq_rel)) {
+    }
+}
+
+void Shape::destroyList(Shape* first) noexcept {
+    while (first != nullptr)
+        destroy(std::exchange(first, first->next_));
+}
+
 Shape* Shape::make(const FlatTree& tree, const ulong32* values, ulong32 count, std::uint64_t hash) {
     const std::size_t size = sizeof(Shape) + count * (sizeof(String) + 2 * sizeof(ulong32));
     void* const block = newNode(size, __FILE__, __LINE__, kMaker);
@@ -233,7 +273,8 @@ Shape* Shape::make(const FlatTree& tree, const ulong32* values, ulong32 count, s
 
 void Shape::setKeys(const FlatTree& tree, const ulong32* values) {
     const auto keyOf = [&](ulong32 i) { return tree.text(tree.node(values[i] - 1)); };
-    std::vector<ulong32> order(count_);
+    InlineVector<ulong32, 64> order;
+    order.resize(count_);
     std::iota(order.begin(), order.end(), 0U);
     std::sort(order.begin(), order.end(), [&](ulong32 left, ulong32 right) {
         const int compared = keyOf(left).compare(keyOf(right));
@@ -256,7 +297,7 @@ void Shape::setKeys(const FlatTree& tree, const ulong32* values) {
 bool Shape::fits(const FlatTree& tree, const ulong32* values, ulong32 count) const noexcept {
     if (count != count_) return false;
     for (ulong32 i = 0; i < count_; ++i) {
-        if (istr(key(ranks()[i])) != tree.text(tree.node(values[i] - 1))) return false;
+        if (!areEqual(key(ranks()[i]), tree.text(tree.node(values[i] - 1)))) return false;
     }
     return true;
 }

@@ -93,12 +93,18 @@ private:
     void makeRoot() noexcept;
     const Shape& shapeOf(Node& object, const ulong32* values, std::size_t count);
     const Shape& shapeOf(const ulong32* values, ulong32 count);
+    const Shape& listedShapeOf(const ulong32* values, ulong32 count);
+    const Shape& tabledShapeOf(const ulong32* values, ulong32 count);
     ShapeTable& shapes();
+
+    // Up to so many nodes, a list of all shapes takes less time and memory than a table.
+    static constexpr ulong32 kFewNodes = 64;
 
     const char* text_;
     std::size_t textSize_;
     Node* nodes_;
     bool ownsNodes_;
+    std::atomic<Shape*> listed_{nullptr};
     std::atomic<ShapeTable*> shapes_{nullptr};
 };
 
@@ -122,6 +128,8 @@ private:
     static Shape* make(const FlatTree& tree, const ulong32* values, ulong32 count,
                        std::uint64_t hash);
     static void destroy(Shape* shape) noexcept;
+    static void destroyList(Shape* first) noexcept;
+    void pushTo(std::atomic<Shape*>& list) noexcept;
     void setKeys(const FlatTree& tree, const ulong32* values);
     bool fits(const FlatTree& tree, const ulong32* values, ulong32 count) const noexcept;
 

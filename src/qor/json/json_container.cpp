@@ -90,11 +90,13 @@ void JsonArray::add(const JsonUnit& unit) {
     newChild() = std::move(added);
 }
 
-JsonObject::JsonObject() noexcept : JsonValue(Kind::Object) {}
+void JsonObject::DeleteIndex::operator()(Index* index) const noexcept {
+    delete index;
+}
 
 JsonObject::~JsonObject() {
     TreeEnd::clear(*this);
-    if (ownsPairs_) deleteNode(pairs_, __FILE__, __LINE__, "qor::json::JsonObject::~JsonObject");
+    deleteNode(pairs_, __FILE__, __LINE__, "qor::json::JsonObject::~JsonObject");
     if (ownsSlots_) (reinterpret_cast<Block*>(read_) - 1)->giveUp(1);
 }
 
@@ -123,27 +125,36 @@ void JsonObject::sort() const noexcept {
 }
 
 // Without an index all pairs are in order.
-JsonObject::value_type** JsonObject::lowerBound(istr key) const noexcept {
-    return std::lower_bound(pairs_, pairs_ + size_, key, [](const Pair* pair, istr wanted) {
-        return istr(pair->first) < wanted;
-    });
+ulong32 JsonObject::lowerBound(istr key) const noexcept {
+    ulong32 first = 0;
+    for (ulong32 count = size_; count != 0;) {
+        const ulong32 half = count / 2;
+        if (istr(pairAt(first + half)->first) < key) {
+            first += half + 1;
+            count -= half + 1;
+        } else {
+            count = half;
+        }
+    }
+    return first;
+}
+
+JsonObject::value_type* JsonObject::pairOf(istr key, ulong32 place) const noexcept {
+    if (place == size_) return nullptr;
+    value_type* const pair = pairAt(place);
+    return istr(pair->first) == key ? pair : nullptr;
 }
 
 const JsonUnit* JsonObject::get(istr key) const {
-    const value_type* pair = nullptr;
-    if (made().index_ != nullptr) {
-        pair = index_->find(key, Index::hashOf(key));
-    } else if (value_type* const* const at = lowerBound(key);
-               at != pairs_ + size_ && istr((*at)->first) == key) {
-        pair = *at;
-    }
+    const value_type* const pair = made().index_ != nullptr ? index_->find(key, Index::hashOf(key))
+                                                            : pairOf(key, lowerBound(key));
     return pair != nullptr ? &pair->second : nullptr;
 }
 
 JsonUnit& JsonObject::get(istr key) {
     if (made().index_ != nullptr) return getByIndex(key);
-    const std::ptrdiff_t place = lowerBound(key) - pairs_;
-    if (place != size_ && istr(pairs_[place]->first) == key) return pairs_[place]->second;
+    const ulong32 place = lowerBound(key);
+    if (value_type* const pair = pairOf(key, place)) return pair->second;
     // With many keys, room between them is made no more.
     if (size_ >= kFew && place != size_) {
         makeIndex();
@@ -169,9 +180,9 @@ JsonUnit& JsonObject::getByIndex(istr key) {
 }
 
 void JsonObject::makeIndex() {
-    auto index = std::make_unique<Index>(size_ + 1);
+    std::unique_ptr<Index, DeleteIndex> index(new Index(size_ + 1));
     for (ulong32 i = 0; i < size_; ++i)
-        index->insert(pairs_[i], Index::hashOf(pairs_[i]->first));
+        index->insert(pairAt(i), Index::hashOf(pairAt(i)->first));
     index_ = std::move(index);
 }
 
@@ -181,15 +192,15 @@ void JsonObject::put(istr key, const JsonUnit& unit) {
 }
 
 void JsonObject::reserveOne() {
-    if (size_ != capacity_) return;
-    const ulong32 capacity = nextCapacity(capacity_);
+    if (size_ < capacity_) return;
+    const ulong32 capacity = nextCapacity(size_);
     auto** const pairs = static_cast<value_type**>(
         newNode(capacity * sizeof(value_type*), __FILE__, __LINE__, kGet));
-    std::copy_n(pairs_, size_, pairs);
-    if (ownsPairs_) deleteNode(pairs_, __FILE__, __LINE__, kGet);
+    for (ulong32 i = 0; i < size_; ++i)
+        pairs[i] = pairAt(i);
+    deleteNode(pairs_, __FILE__, __LINE__, kGet);
     pairs_ = pairs;
     capacity_ = capacity;
-    ownsPairs_ = true;
 }
 
 }  // namespace qor::json

@@ -93,8 +93,6 @@ public:
     }
 
 private:
-    using Pairs = JsonObject::value_type* const*;
-
     // The units of an array, the pairs of an object, or the nodes of either.
     enum class Kind : unsigned char { Units, Pairs, Nodes, KeyedNodes };
     struct Open {
@@ -103,7 +101,7 @@ private:
         ulong32 left;  // units, pairs, nodes or keys
         union {
             const JsonUnit* unit;  // the next one
-            Pairs pair;
+            const JsonObject* object;
             FlatTree* tree;
         };
         ulong32 node;  // the next one; of an object: where in nodes_ those of its values begin
@@ -162,8 +160,9 @@ private:
             }
             case Of::Object: {
                 const auto& object = static_cast<const JsonObject&>(value);
-                const Pairs pairs = object.inOrder();
-                open(Kind::Pairs, object.size_).pair = pairs;
+                Open& opened = open(Kind::Pairs, object.inOrder().size_);
+                opened.object = &object;
+                opened.key = 0;
                 return;
             }
             case Of::Other:
@@ -249,7 +248,7 @@ private:
     bool nextPair(Open& open) {
         while (open.left != 0) {
             --open.left;
-            const JsonObject::value_type& pair = **open.pair++;
+            const JsonObject::value_type& pair = *open.object->pairAt(open.key++);
             if (pair.second.isNull() && how_.skipNull_) continue;
             begin(open.empty, level());
             putKey(pair.first);

@@ -158,10 +158,10 @@ const JsonUnit& JsonUnit::operator>>(std::string& target) const {
     return *this;
 }
 
-const JsonUnit& JsonUnit::operator>>(istr& target) const {
-    // Once it is made, the value keeps the text for this view.
-    if (readText(JsonValue::Kind::String, target) && isLazy(word_)) word_ |= kViewed;
-    return *this;
+// Once it is made, the value keeps the text for this view.
+void JsonUnit::view(istr& text) const {
+    text = scalarText();
+    if (isLazy(word_)) word_ |= kViewed;
 }
 
 const JsonUnit& JsonUnit::operator>>(const char*& target) const {

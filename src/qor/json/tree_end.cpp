@@ -20,14 +20,16 @@ JsonUnit& TreeEnd::lastSlot(const JsonArray& array) noexcept {
     return array.units_[array.size_ - 1];
 }
 JsonUnit& TreeEnd::lastSlot(const JsonObject& object) noexcept {
-    return object.pairs_[object.size_ - 1]->second;
+    return object.pairAt(object.size_ - 1)->second;
 }
 
 void TreeEnd::dropLast(JsonArray& array) noexcept {
     --array.size_;
 }
 void TreeEnd::dropLast(JsonObject& object) noexcept {
-    JsonObject::value_type* const pair = object.pairs_[--object.size_];
+    --object.size_;
+    if (!object.hasPointers()) return;
+    JsonObject::value_type* const pair = object.pairs_[object.size_];
     if (!object.wasRead(pair)) JsonObject::Added::destroy(pair);
 }
 
@@ -39,7 +41,6 @@ JsonUnit* TreeEnd::lastMade(T& container) noexcept {
     }
     return nullptr;
 }
-
 template <class Call>
 auto TreeEnd::withContainer(JsonValue* value, Call call) noexcept {
     if (value->kind_ == JsonValue::Kind::Array) return call(static_cast<JsonArray&>(*value));
@@ -53,7 +54,7 @@ bool TreeEnd::ownsMemory(const JsonArray& array) noexcept {
     return array.ownsSlots_;
 }
 bool TreeEnd::ownsMemory(const JsonObject& object) noexcept {
-    return object.ownsSlots_ || object.ownsPairs_ || object.index_ != nullptr;
+    return object.ownsSlots_ || object.hasPointers() || object.index_ != nullptr;
 }
 
 template <class T>

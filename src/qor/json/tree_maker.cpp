@@ -15,7 +15,7 @@ constexpr const char* kMaker = "qor::json::JsonUnit::value";
 // Of a container and its slots.
 constexpr std::size_t sizeOf(bool object, std::size_t count) noexcept {
     using Pair = JsonObject::value_type;
-    if (object) return sizeof(JsonObject) + count * (sizeof(Pair) + sizeof(Pair*));
+    if (object) return sizeof(JsonObject) + count * sizeof(Pair);
     return sizeof(JsonArray) + count * sizeof(JsonUnit);
 }
 
@@ -193,6 +193,7 @@ void TreeMaker::fillUnits(const JsonArray& array, ulong32 node, const Plan& plan
     auto* const units = static_cast<JsonUnit*>(take(plan.count * sizeof(JsonUnit)));
     array.units_ = units;
     array.size_ = array.capacity_ = plan.count;
+    if (plan.count == 0) return;
     ulong32 children = plan.children;
     ++node;
     for (ulong32 i = 0; i < plan.count; ++i, node += tree_.node(node).span()) {
@@ -201,20 +202,20 @@ void TreeMaker::fillUnits(const JsonArray& array, ulong32 node, const Plan& plan
             --children;
             unit->word_ = JsonUnit::wordOf(make(node));
         } else {
-            unit->word_ = lazyWord(unit, node, i + 1 < plan.count ? JsonUnit::kFollowed : 0);
+            unit->word_ = lazyWord(unit, node, JsonUnit::kFollowed);
         }
     }
+    JsonUnit& last = units[plan.count - 1];
+    if (JsonUnit::isLazy(last.word_)) last.word_ &= ~JsonUnit::kFollowed;
 }
 
 void TreeMaker::fillPairs(const JsonObject& object, const Plan& plan) noexcept {
     auto* const pairs = static_cast<Pair*>(take(plan.count * sizeof(Pair)));
-    auto** const order = static_cast<Pair**>(take(plan.count * sizeof(Pair*)));
-    object.pairs_ = order;
     object.read_ = pairs;
-    object.size_ = object.sorted_ = object.readSize_ = object.capacity_ = plan.count;
+    object.size_ = object.sorted_ = object.readSize_ = plan.count;
     ulong32 children = plan.children;
     for (ulong32 i = 0; i < plan.count; ++i) {
-        Pair* const pair = order[i] = ::new (pairs + i) Pair(plan.shape->key(i), JsonUnit());
+        auto* const pair = ::new (pairs + i) Pair(plan.shape->key(i), JsonUnit());
         const ulong32 node = nodes_[plan.nodes + plan.shape->place(i)];
         if (tree_.node(node).size == 0) continue;  // null
         JsonUnit& unit = pair->second;

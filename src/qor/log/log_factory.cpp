@@ -109,10 +109,18 @@ private:
     std::map<std::string, loggerImpl*> loggers_;
 };
 
+namespace {
+constinit const std::atomic<bool> off{false};
+}
+// Written once, when the library is loaded.
+constinit const std::atomic<bool>* own_log::debugSwitch = &off;
+
 loggerImpl& ownLogger() {
     static loggerImpl& own = []() -> loggerImpl& {
         const Guard guard(AllLoggers::get().lock());
-        return AllLoggers::get().ofName("QOR");
+        loggerImpl& made = AllLoggers::get().ofName("QOR");
+        own_log::debugSwitch = &made.debugSwitch();
+        return made;
     }();
     return own;
 }

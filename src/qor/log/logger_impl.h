@@ -29,6 +29,7 @@ public:
     void infoOn(bool on) override { infoOn_ = on; }
     bool debugOn() const override { return debugOn_; }
     void debugOn(bool on) override { debugOn_ = on; }
+    const std::atomic<bool>& debugSwitch() const noexcept { return debugOn_; }
     bool traceOn() const override { return debugOn_ && traceOn_; }
     void traceOn(bool on) override { traceOn_ = on; }
     bool dataLogOn() const override { return debugOn_ && dataLogOn_; }

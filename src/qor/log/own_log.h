@@ -3,6 +3,7 @@
 
 #include <cxxabi.h>
 
+#include <atomic>
 #include <exception>
 #include <sstream>
 #include <string>
@@ -41,6 +42,13 @@ private:
 logger& toolkit() noexcept;
 logger& network();
 
+// Of the library's logger; false before there is one. Debug lines are off in nearly every process,
+// and then cost no more than this.
+extern const std::atomic<bool>* debugSwitch;
+inline bool debugOn() noexcept {
+    return debugSwitch->load(std::memory_order_relaxed);
+}
+
 // The parts as a stream shows them.
 template <class... Parts>
 std::string text(const Parts&... parts) {
@@ -68,7 +76,7 @@ void info(Place at, MakeText makeText) noexcept {
 // Debug lines of a tag that is switched on.
 template <class MakeText>
 void debug(const char* tag, Place at, MakeText makeText) noexcept {
-    if (!toolkit().debugOn()) return;
+    if (!debugOn()) return;
     dropOnFailure([&] {
         if (!toolkit().appLog(tag)) return;
         writeDebugLog(toolkit(), at.file(), at.line(), at.func(), istr(makeText()), tag);

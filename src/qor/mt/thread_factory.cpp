@@ -1,6 +1,8 @@
 #include "mt/thread_factory.h"
 
 #include <algorithm>
+#include <atomic>
+#include <limits>
 #include <new>
 #include <utility>
 
@@ -14,6 +16,8 @@ namespace qor {
 template class CreateByAllocate<ThreadFactory>;
 
 // The lock is for others that look: the thread itself reads without it, since nobody else writes.
+// The time changes with each question, and without the lock; others see a copy of it, which is of
+// the millisecond that the text shows whenever they have the lock.
 struct ThreadFactory::Record : noncopyable {
     // No text of a record is longer, so that renewing one needs no memory.
     Record() { info.sCurrDateTime_.reserve(64); }
@@ -21,6 +25,11 @@ struct ThreadFactory::Record : noncopyable {
     void renew() noexcept {
         const Guard guard(lock);
         info.updateDateTime();
+        shownTime.store(info.currDateTime_, std::memory_order_relaxed);
+    }
+    void stamp(const Time& now) noexcept {
+        info.currDateTime_ = now;
+        shownTime.store(now, std::memory_order_relaxed);
     }
     void name(SimpleThread* thread, String id) noexcept {
         const Guard guard(lock);
@@ -28,12 +37,18 @@ struct ThreadFactory::Record : noncopyable {
         info.sThreadId_.swap(id);
     }
     ThreadInfo copy() const {
+        ThreadInfo copy;
         const Guard guard(lock);
-        return info;
+        copy.thread_ = info.thread_;
+        copy.sThreadId_ = info.sThreadId_;
+        copy.currDateTime_ = shownTime.load(std::memory_order_relaxed);
+        copy.sCurrDateTime_ = info.sCurrDateTime_;
+        return copy;
     }
 
     const Mutex lock;
     ThreadInfo info;
+    std::atomic<Time> shownTime{Time()};
 };
 
 namespace {
@@ -43,10 +58,18 @@ namespace {
 struct Own {
     ThreadFactory::Record* record;
     SimpleThread* thread;
-    unsigned epoch;  // when the record was entered, 0 if it is not
-    bool busy;       // entering makes blocks, and whoever watches those may log
+    unsigned epoch;      // when the record was entered, 0 if it is not
+    bool busy;           // entering makes blocks, and whoever watches those may log
+    long long textFrom;  // the first microsecond that the text of the record's time is true of
 };
-constinit thread_local Own own{};
+// Found without a call. It takes a few bytes of those that are set aside for libraries that are
+// loaded while the process runs.
+[[gnu::tls_model("initial-exec")]] constinit thread_local Own own{};
+
+// How long a text of the time is true, in microseconds.
+constexpr unsigned long long kTextLasts = 1000;
+// No text.
+constexpr long long kNever = std::numeric_limits<long long>::min();
 
 using Lock = RegistryLock<ThreadFactory>;
 constinit std::atomic<unsigned>& epoch = Lock::epoch;
@@ -79,12 +102,25 @@ ThreadFactory::Records& ThreadFactory::records() {
     return factory.threads_;
 }
 
+// One test: of a thread that is not entered the epoch differs, whatever the text.
 const ThreadInfo& ThreadFactory::current() noexcept {
-    if (own.epoch != epoch.load(std::memory_order_acquire)) [[unlikely]]
-        enroll();
-    if (own.record == nullptr) [[unlikely]]
-        return spare();
+    const Time now = Time::now();
+    const unsigned stale = own.epoch ^ epoch.load(std::memory_order_acquire);
+    const auto age = static_cast<unsigned long long>(now.toMicroSeconds()) -
+                     static_cast<unsigned long long>(own.textFrom);
+    if ((stale != 0) | (age >= kTextLasts)) [[unlikely]]
+        return renewed();
+    own.record->stamp(now);
+    return own.record->info;
+}
+
+// Before 1970 and at its very start a text is true of one microsecond.
+const ThreadInfo& ThreadFactory::renewed() noexcept {
+    if (own.epoch != epoch.load(std::memory_order_acquire)) enroll();
+    if (own.record == nullptr) return spare();
     own.record->renew();
+    const long long from = own.record->info.currDateTime_.toMilliSeconds() * 1000;
+    own.textFrom = from > 0 ? from : kNever;
     return own.record->info;
 }
 
@@ -115,7 +151,10 @@ void ThreadFactory::tryToEnroll() {
     static const platform::ThreadExitCall atExit(onThreadExit);
     const ThreadId id = platform::currentThreadId();
     String text = idText(id, own.thread != nullptr);
-    if (own.record == nullptr) own.record = new Record;
+    if (own.record == nullptr) {
+        own.record = new Record;
+        own.textFrom = kNever;
+    }
     if (!atExit.ask(own.record)) {
         // Nobody would take it back.
         delete std::exchange(own.record, nullptr);

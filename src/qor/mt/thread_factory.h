@@ -38,6 +38,7 @@ private:
     ~ThreadFactory() = default;
 
     static Records& records();
+    static const ThreadInfo& renewed() noexcept;
     static void enroll() noexcept;
     static void withdraw() noexcept;
     static void tryToEnroll();

@@ -20,7 +20,7 @@ std::atomic<ulong32>& mostTimers() noexcept {
 
 // An address that the calling thread alone has.
 const void* self() noexcept {
-    constinit static thread_local char mark = 0;
+    [[gnu::tls_model("initial-exec")]] constinit static thread_local char mark = 0;
     return &mark;
 }
 
@@ -131,70 +131,41 @@ dumper& TimeoutBlock::dump(dumper& d) const {
     return memberOrNull(d, "m_tb", m_tb);
 }
 
-// TimeoutQueue
-
-TimeoutQueue::TimeoutQueue(ulong32 slots) : positions_(slots, kNowhere) {
-    heap_.reserve(slots);
-}
-
-void TimeoutQueue::put(const TimeoutBlock& element) noexcept {
-    const ulong32 present = positions_[element.m_nTimerID.index()];
-    if (present != kNowhere) return settle(present, element);
-    heap_.push_back(element);
-    settleUp(size() - 1, element);
-}
-
-void TimeoutQueue::eraseSlot(ulong32 index) noexcept {
-    if (positions_[index] != kNowhere) eraseAt(positions_[index]);
-}
-
-void TimeoutQueue::eraseAt(ulong32 pos) noexcept {
-    positions_[heap_[pos].m_nTimerID.index()] = kNowhere;
-    const TimeoutBlock last = heap_.back();
-    heap_.pop_back();
-    if (pos < size()) settle(pos, last);
-}
-
-void TimeoutQueue::settle(ulong32 hole, const TimeoutBlock& element) noexcept {
-    const ulong32 end = size();
-    for (;;) {
-        const ulong32 begin = hole * kBranches + 1;
-        if (begin >= end) break;
-        const auto children = heap_.begin() + begin;
-        const auto least = std::min_element(children, children + std::min(kBranches, end - begin));
-        if (!(*least < element)) break;
-        place(hole, *least);
-        hole = static_cast<ulong32>(least - heap_.begin());
-    }
-    settleUp(hole, element);
-}
-
-void TimeoutQueue::settleUp(ulong32 hole, const TimeoutBlock& element) noexcept {
-    while (hole != 0) {
-        const ulong32 parent = (hole - 1) / kBranches;
-        if (!(element < heap_[parent])) break;
-        place(hole, heap_[parent]);
-        hole = parent;
-    }
-    place(hole, element);
-}
-
-void TimeoutQueue::place(ulong32 pos, const TimeoutBlock& element) noexcept {
-    heap_[pos] = element;
-    positions_[element.m_nTimerID.index()] = pos;
-}
-
-std::vector<TimeoutBlock> TimeoutQueue::sorted() const {
-    std::vector<TimeoutBlock> elements = heap_;
-    std::sort(elements.begin(), elements.end());
-    return elements;
-}
-
 // TimerMonitor
 
+// Gives the mutex up for a wait. Whoever wakes has the mutex, so nobody is woken too early.
+class TimerMonitor::Waiting : noncopyable {
+public:
+    explicit Waiting(const TimerMonitor& monitor) : monitor_(monitor) {
+        monitor.waits_.lock();
+        monitor.mutex_.unlock();
+    }
+    ~Waiting() {
+        monitor_.waits_.unlock();
+        monitor_.mutex_.lock();
+    }
+
+private:
+    const TimerMonitor& monitor_;
+};
+
+void TimerMonitor::wait() const {
+    const Waiting scope(*this);
+    waits_.wait();
+}
+
+void TimerMonitor::wait(const Time& timeout) const {
+    const Waiting scope(*this);
+    waits_.wait(timeout);
+}
+
+void TimerMonitor::wake() noexcept {
+    const Monitor::Lock lock(waits_);
+    waits_.notifyAll();
+}
+
 bool TimerMonitor::isHeldHere() const noexcept {
-    const void* const thread = releasingThread_.load(std::memory_order_relaxed);
-    return thread != nullptr && thread == self();
+    return releasingThread_.load(std::memory_order_relaxed) == self();
 }
 
 // TimerQueue
@@ -218,10 +189,10 @@ public:
     Firing(TimerQueue& queue, const TimerId& id) : queue_(queue) {
         queue.firing_ = id;
         queue.firingThread_ = self();
-        queue.monitor_.monitor_.unlock();
+        queue.monitor_.mutex_.unlock();
     }
     ~Firing() {
-        queue_.monitor_.monitor_.lock();
+        queue_.monitor_.mutex_.lock();
         queue_.firing_.reset();
     }
 
@@ -252,18 +223,18 @@ TimerQueue::TimerQueue(unsigned long numberOfTimers, TimerMonitor& monitor, cons
     : monitor_(monitor),
       m_timerBlocks(slotsFor(numberOfTimers)),
       m_idStatus(m_timerBlocks.size()),
-      m_timeoutQueue(static_cast<ulong32>(m_timerBlocks.size())),
+      clock_(clock),
+      wallMinusMonotonic_(clock.wall() - clock.monotonic()),
+      m_currTime(now()),
+      m_lastTime(m_currTime),
       m_waitTime(Time::microSeconds(QOR_TIMER_CHECK_TIME)),
       m_maxWaitTime(m_waitTime),
-      clock_(clock),
-      wallMinusMonotonic_(clock.wall() - clock.monotonic()) {
-    m_expired.reserve(m_timerBlocks.size());
+      m_timeoutQueue(static_cast<ulong32>(m_timerBlocks.size()), m_currTime) {
     for (ulong32 i = 0; i < m_timerBlocks.size(); ++i) {
         m_idStatus[i] = i;
         m_timerBlocks[i].m_statusPos = i;
         m_timerBlocks[i].m_nTimerID = TimerId(TimerId::INVALID, i);
     }
-    m_currTime = m_lastTime = now();
 }
 
 TimerQueue::~TimerQueue() = default;
@@ -327,6 +298,7 @@ bool TimerQueue::reset(TimerId id, unsigned long intervalMs, unsigned long times
 }
 
 void TimerQueue::kill(TimerId id) {
+    if (id.index() < m_timerBlocks.size()) m_timeoutQueue.prefetch(id.index());
     TimerBlock* const block = blockOf(id);
     if (block == nullptr || block->m_status == TimerBlock::IDLE || block->releasing_) return;
     own_log::debug("TIMER.DEBUG", "qor::TimerQueue::kill", [&] { return block->text(); });
@@ -345,18 +317,19 @@ void TimerQueue::arm(TimerBlock& block, const Time& interval, ulong32 times) noe
 
 void TimerQueue::put(TimerBlock& block, const Time& expired) noexcept {
     block.m_expiredTime = expired;
-    m_timeoutQueue.put({expired, block.m_nTimerID, &block});
+    m_timeoutQueue.put(block.m_nTimerID, expired);
 }
 
 // The object may go in its callback.
 void TimerQueue::release(TimerBlock& block) {
+    const auto index = static_cast<ulong32>(static_cast<Slot*>(&block) - m_timerBlocks.data());
     block.releasing_ = true;
     {
         const Releasing scope(*this);
         block.onTimerRelease();
     }
     block.m_pCallBackTimerObject = nullptr;
-    m_timeoutQueue.eraseSlot(block.m_nTimerID.index());
+    m_timeoutQueue.eraseSlot(index);
     freeIdAt(block.m_statusPos);
     block.m_status = TimerBlock::IDLE;
     block.m_unTimes = 1;
@@ -394,8 +367,10 @@ void TimerQueue::tick() {
     m_waitTime = m_maxWaitTime;
     if (ticking_ || abandoned_) return;
     m_currTime = now();
+    const bool works = m_timeoutQueue.hasWork(m_currTime) || own_log::debugOn();
     doCheck();
-    m_waitTime = m_maxWaitTime - std::min(now() - m_currTime, m_maxWaitTime);
+    // A tick without work takes no time that could be measured.
+    if (works) m_waitTime = m_maxWaitTime - std::min(now() - m_currTime, m_maxWaitTime);
 }
 
 // Callbacks may stop the service and start it again: the new thread leaves the tick that is under
@@ -404,26 +379,22 @@ void TimerQueue::doCheck() {
     constexpr const char* tag = "TIMER.DIAG";
     constexpr const char* func = "qor::TimerQueue::doCheck";
     if (ticking_) return;
-    m_expired.clear();
     if (m_timeoutQueue.empty()) return;
     own_log::debug(tag, func, [&] {
         return own_log::text("before check, timeoutQueue size = ", m_timeoutQueue.size());
     });
-    while (!m_timeoutQueue.empty() && m_timeoutQueue.first().m_expiredTime <= m_currTime) {
-        m_expired.push_back(m_timeoutQueue.first().m_nTimerID);
-        m_timeoutQueue.eraseFirst();
-    }
+    const auto& expired = m_timeoutQueue.takeDue(m_currTime);
     own_log::debug(tag, func, [&] {
         return own_log::text("after check, timeoutQueue size = ", m_timeoutQueue.size());
     });
-    if (!m_expired.empty()) {
+    if (!expired.empty()) {
         own_log::debug(tag, func,
-                       [&] { return own_log::text("expired timers = ", m_expired.size()); });
+                       [&] { return own_log::text("expired timers = ", expired.size()); });
     }
     const Ticking scope(*this);
-    for (const TimerId& id : m_expired) {
+    for (const TimeoutQueue::Element& element : expired) {
         if (abandoned_) return;
-        onTimer(id, m_currTime);
+        onTimer(element.id, m_currTime);
     }
     own_log::debug(tag, func, [&] {
         return own_log::text("after check, m_timeoutQueue size = ", m_timeoutQueue.size());
@@ -470,12 +441,21 @@ void TimerQueue::afterFiring(TimerBlock& block, const OnTimerResult& result, con
     put(block, later(now, block.m_nInterval));
 }
 
+// In the order in which they fire.
+std::vector<TimeoutBlock> TimerQueue::waiting() const {
+    std::vector<TimeoutBlock> blocks;
+    for (const auto& [expired, id] : m_timeoutQueue.elements())
+        blocks.push_back({expired, id, &m_timerBlocks[id.index()]});
+    std::sort(blocks.begin(), blocks.end());
+    return blocks;
+}
+
 dumper& TimerQueue::dump(dumper& d) const {
     const dumper::_Entry entry(d, "qor::TimerQueue");
     const std::vector<ulong32> busy(m_idStatus.begin(), m_idStatus.begin() + m_idleBeginPos);
     d.member("m_idleBeginPos", m_idleBeginPos);
     dumpElements(d.indent().name("m_idStatus"), "qor::array", busy).endline();
-    dumpElements(d.indent().name("m_timeoutQueue"), "qor::set", m_timeoutQueue.sorted()).endline();
+    dumpElements(d.indent().name("m_timeoutQueue"), "qor::set", waiting()).endline();
     return d.member("m_currTime", m_currTime)
         .member("m_lastTime", m_lastTime)
         .member("m_waitTime", rawstring(m_waitTime.toDuration()))

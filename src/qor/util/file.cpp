@@ -48,27 +48,6 @@ bool failEmpty(Out& out, int error) noexcept {
     return fail(error);
 }
 
-template <class Out>
-bool readOnce(int fd, Out& out, std::size_t room) {
-    void* const target = sized(out, room);
-    const long long got = platform::readFile(fd, target, room);
-    cut(out, static_cast<std::size_t>(std::max(got, 0LL)));
-    return got >= 0;
-}
-
-template <class Out>
-bool readWhole(int fd, Out& out) {
-    const long long size = platform::fileSize(fd);
-    if (size < 0) return failEmpty(out, errno);
-    if (size >= npos32) return failEmpty(out, EFBIG);
-    const auto room = static_cast<std::size_t>(size);
-    void* const target = sized(out, room);
-    const long long got = platform::readFileAt(fd, target, room, 0);
-    const bool whole = got >= 0 && platform::seekFile(fd, got, 0) == got;
-    cut(out, whole ? static_cast<std::size_t>(got) : 0);
-    return whole;
-}
-
 // What a line is read in: bytes, or pairs of them.
 struct Utf16Unit {
     unsigned char low;
@@ -81,56 +60,6 @@ bool is(char unit, char c) noexcept {
 bool is(Utf16Unit unit, char c) noexcept {
     return unit.low == c && unit.high == 0;
 }
-
-// What lies ahead of a file's position, which stays until commit(). In a pipe what is looked at is
-// gone, so there it is one unit at a time.
-template <class Unit>
-class Lookahead {
-public:
-    explicit Lookahead(int fd) noexcept : fd_(fd), start_(platform::seekFile(fd, 0, 1)) {}
-
-    bool isPipe() const noexcept { return start_ < 0; }
-    // A first guess at the length of a line, then more; less at the end, and -1 for a failure.
-    long long next() noexcept {
-        wanted_ = isPipe() ? 1 : wanted_ == 0 ? shortLine : room;
-        return fill();
-    }
-    bool atEnd(long long count) const noexcept { return count < wanted_; }
-    const Unit* units() const noexcept { return units_; }
-
-    void use(std::size_t n) noexcept { used_ += static_cast<long long>(n * sizeof(Unit)); }
-    bool commit() const noexcept {
-        return isPipe() || platform::seekFile(fd_, start_ + used_, 0) == start_ + used_;
-    }
-
-private:
-    static constexpr long long shortLine = 512;
-    static constexpr long long room = 4096;
-
-    long long fill() noexcept {
-        const std::size_t size = static_cast<std::size_t>(wanted_) * sizeof(Unit);
-        const long long got =
-            isPipe() ? fillFromPipe(size) : platform::readFileAt(fd_, units_, size, start_ + used_);
-        return got < 0 ? -1 : got / static_cast<long long>(sizeof(Unit));
-    }
-    long long fillFromPipe(std::size_t size) noexcept {
-        std::size_t got = 0;
-        while (got < size) {
-            char* const rest = reinterpret_cast<char*>(units_) + got;
-            const long long n = platform::readFile(fd_, rest, size - got);
-            if (n < 0) return -1;
-            if (n == 0) break;
-            got += static_cast<std::size_t>(n);
-        }
-        return static_cast<long long>(got);
-    }
-
-    int fd_;
-    long long start_;
-    long long used_ = 0;
-    long long wanted_ = 0;
-    Unit units_[room];
-};
 
 std::size_t lineEnd(const char* units, std::size_t n) noexcept {
     for (const char c : {'\n', '\r'}) {
@@ -145,11 +74,11 @@ std::size_t lineEnd(const Utf16Unit* units, std::size_t n) noexcept {
     return static_cast<std::size_t>(std::find_if(units, units + n, ends) - units);
 }
 
-void append(std::string& line, const char* units, std::size_t n) {
+void gather(std::string& line, const char* units, std::size_t n) {
     line.append(units, n);
 }
 
-void append(std::wstring& line, const Utf16Unit* units, std::size_t n) {
+void gather(std::wstring& line, const Utf16Unit* units, std::size_t n) {
     const auto isHigh = [](wchar_t c) { return c >> 10 == 0xD800 >> 10; };
     const auto isLow = [](wchar_t c) { return c >> 10 == 0xDC00 >> 10; };
     for (std::size_t i = 0; i < n; ++i) {
@@ -162,46 +91,69 @@ void append(std::wstring& line, const Utf16Unit* units, std::size_t n) {
     }
 }
 
-// Behind a CR: a line feed belongs to it. False if what stands there is lost.
-template <class Unit>
-bool skipLineFeed(Lookahead<Unit>& ahead, const Unit* rest, std::size_t n) {
-    if (n == 0) {
-        const long long more = ahead.next();
-        if (more < 0) return false;
-        rest = ahead.units();
-        n = static_cast<std::size_t>(more);
+// The end of a line that begins with what was gathered before, if anything.
+void finish(std::string& line, std::string& gathered, const char* units, std::size_t n) {
+    if (gathered.empty()) {
+        line.assign(units, n);
+    } else {
+        line.swap(gathered.append(units, n));
     }
-    if (n == 0) return true;
-    const bool isLineFeed = is(*rest, '\n');
-    if (isLineFeed) ahead.use(1);
-    return isLineFeed || !ahead.isPipe();
 }
 
-enum class LineRead { Failed, Unended, Ended };
-
-template <class Unit, class Text>
-LineRead readLineOf(int fd, Text& line) {
-    Lookahead<Unit> ahead(fd);
-    for (;;) {
-        const long long count = ahead.next();
-        if (count < 0) return LineRead::Failed;
-        const auto n = static_cast<std::size_t>(count);
-        const Unit* const units = ahead.units();
-        const std::size_t end = lineEnd(units, n);
-        append(line, units, end);
-        if (end < n) {
-            ahead.use(end + 1);
-            const bool kept =
-                is(units[end], '\n') || skipLineFeed(ahead, units + end + 1, n - end - 1);
-            if (!ahead.commit()) return LineRead::Failed;
-            return kept ? LineRead::Ended : LineRead::Unended;
-        }
-        ahead.use(n);
-        if (ahead.atEnd(count)) return ahead.commit() ? LineRead::Unended : LineRead::Failed;
-    }
+void finish(std::wstring& line, std::wstring& gathered, const Utf16Unit* units, std::size_t n) {
+    gather(gathered, units, n);
+    line.swap(gathered);
 }
 
 }  // namespace
+
+// The units of a file from its position on, for one line. Unless the line is committed, what was
+// taken is given back at the end; in a pipe it is lost.
+template <class Unit>
+class File::LineSource : noncopyable {
+public:
+    LineSource(int fd, ReadAhead& ahead) noexcept : fd_(fd), ahead_(ahead) {}
+    ~LineSource() {
+        if (taken_ == 0 || ahead_.ofPipe) return;
+        const int error = errno;
+        const std::size_t back = taken_ + ahead_.end - ahead_.next;
+        ahead_.next = ahead_.end = 0;
+        platform::seekFile(fd_, -static_cast<long long>(back), 1);
+        errno = error;
+    }
+
+    // What has been read ahead: a unit at least, after a fill that is 1.
+    const Unit* units() const noexcept {
+        return reinterpret_cast<const Unit*>(ahead_.bytes + ahead_.next);
+    }
+    std::size_t count() const noexcept { return (ahead_.end - ahead_.next) / sizeof(Unit); }
+    void take(std::size_t n) noexcept {
+        ahead_.next += n * sizeof(Unit);
+        taken_ += n * sizeof(Unit);
+    }
+    // Reads on when all units are taken. 0 at the end, with half a unit perhaps, and -1 for a
+    // failure. A pipe gives one unit at a time.
+    int fill() noexcept {
+        std::copy(ahead_.bytes + ahead_.next, ahead_.bytes + ahead_.end, ahead_.bytes);
+        ahead_.end -= std::exchange(ahead_.next, 0);
+        if (!std::exchange(known_, true)) ahead_.ofPipe = platform::seekFile(fd_, 0, 1) < 0;
+        while (count() == 0) {
+            const std::size_t room = ahead_.ofPipe ? sizeof(Unit) : ReadAhead::kRoom;
+            const long long got =
+                platform::readFile(fd_, ahead_.bytes + ahead_.end, room - ahead_.end);
+            if (got <= 0) return static_cast<int>(got);
+            ahead_.end += static_cast<std::size_t>(got);
+        }
+        return 1;
+    }
+    void commit() noexcept { taken_ = 0; }
+
+private:
+    const int fd_;
+    ReadAhead& ahead_;
+    std::size_t taken_ = 0;
+    bool known_ = false;  // whether it is a pipe
+};
 
 File::File(const iwstr& name, int flags) : name_(name), flags_(flags) {
     open();
@@ -214,7 +166,8 @@ File::File(const File& other) : name_(other.name_), flags_(other.flags_) {
 File::File(File&& other) noexcept
     : handle_(std::exchange(other.handle_, invalidHandle)),
       name_(std::move(other.name_)),
-      flags_(other.flags_) {}
+      flags_(other.flags_),
+      ahead_(std::move(other.ahead_)) {}
 
 File& File::operator=(const File& other) {
     if (this == &other) return *this;
@@ -229,6 +182,7 @@ File& File::operator=(File&& other) noexcept {
     handle_ = std::exchange(other.handle_, invalidHandle);
     name_ = std::move(other.name_);
     flags_ = other.flags_;
+    ahead_ = std::move(other.ahead_);
     return *this;
 }
 
@@ -263,6 +217,7 @@ bool File::reopen() {
 }
 
 bool File::close() noexcept {
+    forgetUnread();
     return platform::closeFile(std::exchange(handle_, invalidHandle));
 }
 
@@ -271,15 +226,29 @@ long long File::filesize() const {
 }
 
 bool File::truncate(long long size) noexcept {
-    return platform::resizeFile(handle_, size);
+    return settle() && platform::resizeFile(handle_, size);
 }
 
 bool File::flush() noexcept {
     return platform::flushFile(handle_);
 }
 
+// To stay where it is, is no reason to forget what has been read ahead.
 long long File::seek(long long offset, SeekWhence whence) const noexcept {
-    return platform::seekFile(handle_, offset, static_cast<int>(whence));
+    const bool relative = whence == SeekWhence::Current;
+    const long long ahead = relative ? unread() : 0;
+    if (relative && offset == 0) {
+        const long long end = platform::seekFile(handle_, 0, 1);
+        return end < 0 ? end : end - ahead;
+    }
+    long long distance;
+    if (__builtin_sub_overflow(offset, ahead, &distance)) {
+        errno = EINVAL;
+        return -1;
+    }
+    const long long position = platform::seekFile(handle_, distance, static_cast<int>(whence));
+    if (position >= 0) forgetUnread();
+    return position;
 }
 
 long long File::putback(long long n) const noexcept {
@@ -287,12 +256,64 @@ long long File::putback(long long n) const noexcept {
     return advance(-std::max(n, -std::numeric_limits<long long>::max()));
 }
 
+long long File::unread() const noexcept {
+    return ahead_ ? static_cast<long long>(ahead_->end - ahead_->next) : 0;
+}
+
+void File::forgetUnread() const noexcept {
+    if (ahead_) ahead_->next = ahead_->end = 0;
+}
+
+// Gives back what has been read ahead: the system's position becomes that of what has been read.
+// A pipe has no positions, and what was read of it would be lost.
+bool File::settle() const noexcept {
+    const long long ahead = unread();
+    if (ahead == 0 || ahead_->ofPipe) return true;
+    if (platform::seekFile(handle_, -ahead, 1) < 0) return false;
+    forgetUnread();
+    return true;
+}
+
+// What has been read ahead, and then what one read gives. A pipe is not asked for more, which might
+// not come.
+long long File::readBytes(void* out, std::size_t room) const noexcept {
+    const std::size_t got = std::min(room, static_cast<std::size_t>(unread()));
+    if (got == 0) return platform::readFile(handle_, out, room);
+    std::memcpy(out, ahead_->bytes + ahead_->next, got);
+    ahead_->next += got;
+    const auto all = static_cast<long long>(got);
+    if (got == room || ahead_->ofPipe) return all;
+    return all +
+           std::max(platform::readFile(handle_, static_cast<char*>(out) + got, room - got), 0LL);
+}
+
+template <class Out>
+bool File::readOnce(Out& out, std::size_t room) const {
+    void* const target = sized(out, room);
+    const long long got = readBytes(target, room);
+    cut(out, static_cast<std::size_t>(std::max(got, 0LL)));
+    return got >= 0;
+}
+
+template <class Out>
+bool File::readWhole(Out& out) const {
+    const long long size = platform::fileSize(handle_);
+    if (size < 0) return failEmpty(out, errno);
+    if (size >= npos32) return failEmpty(out, EFBIG);
+    const auto room = static_cast<std::size_t>(size);
+    void* const target = sized(out, room);
+    const long long got = platform::readFileAt(handle_, target, room, 0);
+    const bool whole = got >= 0 && rewind(got) == got;
+    cut(out, whole ? static_cast<std::size_t>(got) : 0);
+    return whole;
+}
+
 bool File::read(Bytes& out, unsigned long size) const {
-    return valid() ? readOnce(handle_, out, roomFor(size, out.max_size())) : failEmpty(out, EBADF);
+    return valid() ? readOnce(out, roomFor(size, out.max_size())) : failEmpty(out, EBADF);
 }
 
 bool File::read(String& out, unsigned long size) const {
-    return valid() ? readOnce(handle_, out, roomFor(size, out.capacity())) : failEmpty(out, EBADF);
+    return valid() ? readOnce(out, roomFor(size, out.capacity())) : failEmpty(out, EBADF);
 }
 
 bool File::read(std::wstring& out, unsigned long size) const {
@@ -312,34 +333,61 @@ bool File::read(std::wstring& out, unsigned long size) const {
 
 int File::readByte() const noexcept {
     unsigned char byte;
-    return platform::readFile(handle_, &byte, 1) == 1 ? byte : -1;
+    return readBytes(&byte, 1) == 1 ? byte : -1;
+}
+
+template <class Unit, class Text>
+File::LineRead File::readLineOf(Text& line) const {
+    if (!valid()) return fail(EBADF), LineRead::Failed;
+    if (!ahead_) ahead_ = std::make_unique_for_overwrite<ReadAhead>();
+    LineSource<Unit> source(handle_, *ahead_);
+    Text gathered;
+    for (;;) {
+        const Unit* const units = source.units();
+        const std::size_t n = source.count();
+        const std::size_t end = lineEnd(units, n);
+        if (end < n) {
+            const bool isCr = is(units[end], '\r');
+            finish(line, gathered, units, end);
+            source.take(end + 1);
+            // A line feed after it belongs to it.
+            if (isCr && source.count() == 0 && source.fill() < 0) return LineRead::Failed;
+            if (isCr && source.count() != 0 && is(*source.units(), '\n')) source.take(1);
+            source.commit();
+            return LineRead::Ended;
+        }
+        gather(gathered, units, n);
+        source.take(n);
+        const int filled = source.fill();
+        if (filled > 0) continue;
+        if (filled < 0) return LineRead::Failed;
+        line.swap(gathered);
+        source.commit();
+        return LineRead::Unended;
+    }
 }
 
 bool File::readLine(String& line) const {
-    String read;
-    const LineRead result = readLineOf<char, std::string>(handle_, read);
-    if (result == LineRead::Failed) read.clear();
-    line.swap(read);
+    const LineRead result = readLineOf<char, std::string>(line);
+    if (result == LineRead::Failed) line.clear();
     return result == LineRead::Ended;
 }
 
 bool File::readLine(std::wstring& line) const {
-    std::wstring read;
-    const LineRead result = readLineOf<Utf16Unit>(handle_, read);
-    if (result == LineRead::Failed) read.clear();
+    const LineRead result = readLineOf<Utf16Unit>(line);
+    if (result == LineRead::Failed) line.clear();
     std::replace_if(
-        read.begin(), read.end(), [](wchar_t c) { return platform::characterOf(c) != c; },
+        line.begin(), line.end(), [](wchar_t c) { return platform::characterOf(c) != c; },
         platform::replacementCharacter);
-    line.swap(read);
     return result == LineRead::Ended;
 }
 
 bool File::readAll(Bytes& out) const {
-    return readWhole(handle_, out);
+    return readWhole(out);
 }
 
 bool File::readAll(String& out) const {
-    return readWhole(handle_, out);
+    return readWhole(out);
 }
 
 bool File::readAll(std::wstring& out) const {
@@ -359,7 +407,7 @@ bool File::readAll(std::wstring& out) const {
 }
 
 bool File::write(istr text) noexcept {
-    return platform::writeFile(handle_, std::string_view(text));
+    return settle() && platform::writeFile(handle_, std::string_view(text));
 }
 
 bool File::write(iwstr text, long codepage) {

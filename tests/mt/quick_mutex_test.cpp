@@ -1,0 +1,41 @@
+#include "qor/mt/quick_mutex.h"
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <thread>
+#include <vector>
+
+namespace qor {
+namespace {
+
+// Sections of all lengths: for most of them a thread that waits turns a few times, for the long
+// ones it sleeps. One that nobody woke would sleep for ever.
+TEST(QuickMutex, LetsOneThreadInAtATimeAndWakesWhoSleeps) {
+    constexpr int kThreads = 4, kRounds = 4000;
+    const QuickMutex mutex;
+    int inside = 0;
+    long count = 0;
+    const auto work = [&] {
+        for (int i = 0; i < kRounds; ++i) {
+            errno = 4711;
+            mutex.lock();
+            EXPECT_EQ(++inside, 1);
+            ++count;
+            for (int n = 0; i % 64 == 0 && n < 50; ++n)
+                std::this_thread::yield();
+            --inside;
+            mutex.unlock();
+            EXPECT_EQ(errno, 4711);
+        }
+    };
+    std::vector<std::thread> threads;
+    for (int i = 0; i < kThreads; ++i)
+        threads.emplace_back(work);
+    for (std::thread& thread : threads)
+        thread.join();
+    EXPECT_EQ(count, kThreads * kRounds);
+}
+
+}  // namespace
+}  // namespace qor
