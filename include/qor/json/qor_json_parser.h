@@ -27,7 +27,7 @@ public:
     // by `unit >> view`: one that outlives the tree keeps the text of the whole tree.
     //
     // Asking for what is in an array of more than 64 million elements, or in an object of more than
-    // 20 million keys, raises std::bad_alloc; the tree can still be written.
+    // 33 million keys, raises std::bad_alloc; the tree can still be written.
     static Handle<JsonValue> from(istr text);
 
 private:

@@ -53,8 +53,8 @@ public:
         put('"');
         const char* at = text.begin();
         while (at != text.end()) {
-            const auto part = std::min<std::size_t>(kMostRoom / 2, text.end() - at);
-            char* const to = room(2 * part);
+            const auto part = std::min<std::ptrdiff_t>(kMostRoom / 2, text.end() - at);
+            char* const to = room(2 * static_cast<std::size_t>(part));
             end(appendEscaped(at, at + part, to));
             at += part;
         }

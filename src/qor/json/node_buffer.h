@@ -44,12 +44,15 @@ private:
     };
     // A tree keeps the buffer if less than this part of it is unused.
     static constexpr std::size_t kUnusedPart = 8;
+    static constexpr std::size_t kMostGrowth = 16;
 
     void grow(ulong32 read) {
         const std::size_t count = size();
         const std::uint64_t whole = std::uint64_t(count) * textSize_ / std::max(read, ulong32(1));
+        // A text may begin with many nodes and go on with few.
+        const auto expected = std::min<std::uint64_t>(whole + whole / 16 + 16, count * kMostGrowth);
         const std::size_t capacity =
-            std::max(count + count / 2, static_cast<std::size_t>(whole + whole / 16 + 16));
+            std::max(count + count / 2, static_cast<std::size_t>(expected));
         std::unique_ptr<Node, Release> block(
             static_cast<Node*>(::operator new(capacity * sizeof(Node))));
         std::copy_n(first_, count, block.get());

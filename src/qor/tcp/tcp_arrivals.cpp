@@ -91,7 +91,8 @@ void TcpArrivals::end() noexcept {
 void TcpArrivals::put(Batch& accepted) {
     const Monitor::Lock lock(arrived_);
     if (ended_) return;
-    if (waiting_.size() + (accepted.end() - accepted.begin()) > waiting_.capacity()) {
+    const auto count = static_cast<std::size_t>(accepted.end() - accepted.begin());
+    if (waiting_.size() + count > waiting_.capacity()) {
         waiting_.erase(waiting_.begin(), waiting_.begin() + static_cast<std::ptrdiff_t>(next_));
         next_ = 0;
     }
