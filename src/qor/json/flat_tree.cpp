@@ -6,10 +6,10 @@
 #include <iterator>
 #include <memory>
 #include <new>
-#include <numeric>
 
 #include "base/node_memory.h"
 #include "base/text_hash.h"
+#include "json/key_prefix.h"
 
 namespace qor::json {
 
@@ -273,17 +273,22 @@ Shape* Shape::make(const FlatTree& tree, const ulong32* values, ulong32 count, s
 
 void Shape::setKeys(const FlatTree& tree, const ulong32* values) {
     const auto keyOf = [&](ulong32 i) { return tree.text(tree.node(values[i] - 1)); };
-    InlineVector<ulong32, 64> order;
-    order.resize(count_);
-    std::iota(order.begin(), order.end(), 0U);
-    std::sort(order.begin(), order.end(), [&](ulong32 left, ulong32 right) {
-        const int compared = keyOf(left).compare(keyOf(right));
-        return compared != 0 ? compared < 0 : left < right;
+    struct Keyed {
+        std::uint64_t prefix;
+        ulong32 i;
+    };
+    InlineVector<Keyed, 64> order;
+    for (ulong32 i = 0; i < count_; ++i)
+        order.push_back(keyPrefix(keyOf(i)), i);
+    std::sort(order.begin(), order.end(), [&](const Keyed& left, const Keyed& right) {
+        if (left.prefix != right.prefix) return left.prefix < right.prefix;
+        const int compared = keyOf(left.i).compare(keyOf(right.i));
+        return compared != 0 ? compared < 0 : left.i < right.i;
     });
     auto* const keys = const_cast<String*>(this->keys());
     auto* const places = const_cast<ulong32*>(this->places());
     auto* const ranks = const_cast<ulong32*>(this->ranks());
-    for (const ulong32 i : order) {
+    for (const auto& [prefix, i] : order) {
         const istr key = keyOf(i);
         if (size_ == 0 || istr(keys[size_ - 1]) != key) {
             ::new (keys + size_) String(key);

@@ -5,6 +5,7 @@
 
 #include "base/node_memory.h"
 #include "json/added_pair.h"
+#include "json/key_prefix.h"
 #include "json/tree_end.h"
 #include "json/tree_maker.h"
 #include "qor/json/json_unit.h"
@@ -25,17 +26,8 @@ ulong32 nextCapacity(ulong32 capacity) {
     return std::max(kLeast, capacity * 2);
 }
 
-// The first bytes of a key, so that two numbers compare as the bytes do.
-std::uint64_t prefixOf(istr key) noexcept {
-    std::uint64_t prefix = 0;
-    const auto n = std::min<unsigned long>(key.size(), sizeof prefix);
-    for (unsigned long i = 0; i < sizeof prefix; ++i)
-        prefix = prefix << 8 | (i < n ? static_cast<unsigned char>(key[i]) : 0U);
-    return prefix;
-}
-
 struct Keyed {
-    explicit Keyed(Pair* of) noexcept : prefix(prefixOf(of->first)), pair(of) {}
+    explicit Keyed(Pair* of) noexcept : prefix(keyPrefix(of->first)), pair(of) {}
     bool operator<(const Keyed& other) const noexcept {
         if (prefix != other.prefix) return prefix < other.prefix;
         return istr(pair->first) < istr(other.pair->first);
