@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <charconv>
 #include <chrono>
 #include <cstdlib>
@@ -86,12 +87,17 @@ private:
 };
 constinit thread_local Zone zone;
 
+// Whether TZ was set when a thread of the process looked.
+constinit std::atomic<bool> everNamed{false};
+
 // mktime looks at TZ each time; so that both see the same zone, this does too. It takes the C
-// library's lock, and the memory of the quarters, only for a text that is new.
+// library's lock, and the memory of the quarters, only for a text that is new. As long as there was
+// none, the C library knows the system's zone by itself.
 void noticeZone() {
     const char* const text = std::getenv("TZ");
     if (zone.is(text)) return;
-    ACE_OS::tzset();
+    if (text != nullptr) everNamed.store(true, std::memory_order_relaxed);
+    if (everNamed.load(std::memory_order_relaxed)) ACE_OS::tzset();
     quarters.fill({});
     zone.set(text);
 }
