@@ -48,6 +48,11 @@ protected:
 TEST_F(TcpServerTest, TellsItsLife) {
     log->log().debugOn(true);
     log->log().appLog("TCP.DEBUG", true);
+    // The client that stays is in a callback when it is stopped; otherwise it might end by itself
+    // before that.
+    events->receive = [&](const TcpAddr&, const istr& payload) {
+        if (payload == istr("stays")) logged("onStop() closing connection ");
+    };
     open();
     const std::string port = std::to_string(server.getLocalPort());
     Socket gone = known();
@@ -55,10 +60,6 @@ TEST_F(TcpServerTest, TellsItsLife) {
     const TcpAddr address = gone.addr();
     gone.close();
     EXPECT_TRUE(logged("closeServer() remove tcp server " + peer + "\n"));
-    // In a callback when it is stopped; otherwise it might end by itself before that.
-    events->receive = [&](const TcpAddr&, const istr& payload) {
-        if (payload == istr("stays")) logged("onStop() closing connection ");
-    };
     const Socket stays = known("stays");
     server.close();
     EXPECT_EQ(events->closed, 2u);
