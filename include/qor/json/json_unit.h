@@ -375,7 +375,7 @@ private:
     struct DeleteIndex {
         void operator()(Index* index) const noexcept;
     };
-    // Up to so many keys are kept in order while they are added.
+    // Up to this number, keys are kept in order while they are added.
     static constexpr ulong32 kFew = 16;
 
     const JsonObject& made() const {

@@ -153,8 +153,8 @@ private:
         isString_ = true;
     }
 
-    // The String if isString_ is set. Else the size, followed at once by the text, or behind the
-    // value by a pointer to it.
+    // The String if isString_ is set. Else the size, followed at once by the text, or, with
+    // isInTree_ set, by a pointer to it after the value.
     union {
         mutable String* string_;
         ulong32 size_;

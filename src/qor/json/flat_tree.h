@@ -85,8 +85,6 @@ public:
     const Shape& shapeOfFlat(ulong32 object);
 
 private:
-    friend Shape;
-
     explicit FlatTree(const char* text, std::size_t size, Node* nodes, bool ownsNodes) noexcept
         : Block{{1}, this}, text_(text), textSize_(size), nodes_(nodes), ownsNodes_(ownsNodes) {}
     static FlatTree* makeIn(std::size_t room, istr text, istr more, Node* nodes, std::size_t count);
@@ -97,7 +95,7 @@ private:
     const Shape& tabledShapeOf(const ulong32* values, ulong32 count);
     ShapeTable& shapes();
 
-    // Up to so many nodes, a list of all shapes takes less time and memory than a table.
+    // In a tree of up to this size, a list of all shapes takes less time and memory than a table.
     static constexpr ulong32 kFewNodes = 64;
 
     const char* text_;
@@ -134,7 +132,7 @@ private:
     bool fits(const FlatTree& tree, const ulong32* values, ulong32 count) const noexcept;
 
     const String* keys() const noexcept { return reinterpret_cast<const String*>(this + 1); }
-    // There is room for count_ keys, and behind it for two numbers of each.
+    // There is room for count_ keys, and after it for two numbers of each.
     const ulong32* places() const noexcept {
         return reinterpret_cast<const ulong32*>(keys() + count_);
     }

@@ -2,11 +2,9 @@
 #define QOR_SRC_JSON_SCAN_H
 
 #include <bit>
-#include <cstddef>
 #include <cstdint>
-#include <cstring>
 
-// Looks for bytes a word at a time. Nothing is read outside of [at, end).
+// Looks for bytes in a word of text.
 
 namespace qor::json::scan {
 
@@ -25,17 +23,6 @@ constexpr Word equal(Word word, char c) noexcept {
 // The same for bytes that are less than a space.
 constexpr Word control(Word word) noexcept {
     return (word - kOnes * 0x20) & ~word & kHighs;
-}
-
-// The first byte with a mark, or the first of the last bytes, less than a word.
-template <class Marks>
-inline const char* findMarked(const char* at, const char* end, Marks marks) noexcept {
-    for (; end - at >= static_cast<std::ptrdiff_t>(sizeof(Word)); at += sizeof(Word)) {
-        Word word = 0;
-        std::memcpy(&word, at, sizeof word);
-        if (const Word found = marks(word)) return at + std::countr_zero(found) / 8;
-    }
-    return at;
 }
 
 }  // namespace qor::json::scan
