@@ -41,31 +41,61 @@ void appendCharacter(String& out, istr digits) {
     out += character;
 }
 
+// Stores a byte, escaped if it must be.
+char* storeEscaped(char* to, char byte) noexcept {
+    if (const char letter = kLetters[static_cast<unsigned char>(byte)]) {
+        *to++ = '\\';
+        *to++ = letter;
+    } else {
+        *to++ = byte;
+    }
+    return to;
+}
+
+// Marks the bytes that are perhaps escaped: the lowest mark is right.
+scan::Word special(scan::Word word) noexcept {
+    return scan::equal(word, '"') | scan::equal(word, '\\') | scan::equal(word, '/') |
+           scan::control(word);
+}
+
 }  // namespace
 
 char* appendEscaped(const char* at, const char* end, char* to) noexcept {
-    const auto appendByte = [&] {
-        if (const char letter = kLetters[static_cast<unsigned char>(*at)]) {
-            *to++ = '\\';
-            *to++ = letter;
-        } else {
-            *to++ = *at;
-        }
-        ++at;
-    };
     while (end - at >= static_cast<std::ptrdiff_t>(sizeof(scan::Word))) {
         scan::Word word = 0;
         std::memcpy(&word, at, sizeof word);
         std::memcpy(to, &word, sizeof word);
-        const scan::Word special = scan::equal(word, '"') | scan::equal(word, '\\') |
-                                   scan::equal(word, '/') | scan::control(word);
-        const int plain = special == 0 ? 8 : std::countr_zero(special) / 8;
+        const scan::Word marks = special(word);
+        const int plain = marks == 0 ? 8 : std::countr_zero(marks) / 8;
         at += plain;
         to += plain;
-        if (special != 0) appendByte();
+        if (marks != 0) to = storeEscaped(to, *at++);
     }
     while (at != end)
-        appendByte();
+        to = storeEscaped(to, *at++);
+    return to;
+}
+
+char* copyEscaped(const char* at, const char* end, char* to) noexcept {
+    while (at < end) {
+        scan::Word word = 0;
+        std::memcpy(&word, at, sizeof word);
+        std::memcpy(to, &word, sizeof word);
+        const scan::Word marks = special(word);
+        const std::ptrdiff_t plain = marks == 0 ? 8 : std::countr_zero(marks) / 8;
+        if (plain >= end - at) return to + (end - at);
+        at += plain;
+        to += plain;
+        if (marks == 0) continue;
+        if (*at != '\\') {
+            to = storeEscaped(to, *at++);
+            continue;
+        }
+        if (end - at < 2 || kBytes[static_cast<unsigned char>(at[1])] == 0) return nullptr;
+        std::memcpy(to, at, 2);
+        at += 2;
+        to += 2;
+    }
     return to;
 }
 

@@ -13,6 +13,11 @@ void appendEscaped(String& out, istr text);
 // The same without quotes, from [at, end) to memory with room for twice as much. Returns the end of
 // what was written.
 char* appendEscaped(const char* at, const char* end, char* to) noexcept;
+// Copies escaped text, without its quotes, to memory with room for twice as much and a word. What
+// is written is what appendEscaped makes of the unescaped text. Returns the end of it, or null if
+// that is not so simple: for \u and for a backslash before another letter. After the text a word
+// can be read.
+char* copyEscaped(const char* at, const char* end, char* to) noexcept;
 // Of text without its quotes.
 void appendUnescaped(String& out, istr text);
 

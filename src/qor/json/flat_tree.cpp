@@ -148,10 +148,9 @@ void Block::end() noexcept {
 }
 
 FlatTree* FlatTree::makeIn(std::size_t room, istr text, istr more, Node* nodes, std::size_t count) {
-    static constexpr char kPadding[sizeof(std::uint64_t)] = {};
     const std::size_t size = text.size() + more.size();
-    void* const block = newNode(sizeof(FlatTree) + kRootRoom + room + size + sizeof kPadding,
-                                __FILE__, __LINE__, kMaker);
+    void* const block =
+        newNode(sizeof(FlatTree) + kRootRoom + room + size + kPadding, __FILE__, __LINE__, kMaker);
     char* const memory = static_cast<char*>(block) + sizeof(FlatTree) + kRootRoom;
     if (room != 0) {
         std::memcpy(memory, nodes, count * sizeof(Node));
@@ -160,7 +159,7 @@ FlatTree* FlatTree::makeIn(std::size_t room, istr text, istr more, Node* nodes, 
     char* const copy = memory + room;
     std::memcpy(copy, text.data(), text.size());
     if (!more.empty()) std::memcpy(copy + text.size(), more.data(), more.size());
-    std::memcpy(copy + size, kPadding, sizeof kPadding);
+    std::memset(copy + size, 0, kPadding);
     auto* const tree = ::new (block) FlatTree(copy, size, nodes, room == 0);
     tree->makeRoot();
     return tree;
@@ -207,11 +206,11 @@ ShapeTable& FlatTree::shapes() {
 const Shape& FlatTree::shapeOf(Node& object, const ulong32* values, std::size_t count) {
     if (const ulong32 number = object.shape(); number != 0) return shapes().of(number);
     const Shape& shape = shapeOf(values, static_cast<ulong32>(count));
-    object.begin += 2 * shape.number_;
+    object.begin += 4 * shape.number_;
     return shape;
 }
 
-const Shape& FlatTree::shapeOfFlat(ulong32 object) {
+const Shape& FlatTree::shapeOfShallow(ulong32 object) {
     if (const ulong32 number = nodes_[object].shape(); number != 0) return shapes().of(number);
     InlineVector<ulong32, 64> values;
     return shapeOf(object, values);

@@ -3,6 +3,7 @@
 
 #include <atomic>
 #include <cstddef>
+#include <cstring>
 #include <span>
 
 #include "base/inline_vector.h"
@@ -15,10 +16,12 @@ namespace qor::json {
 // A tree that was read: its text and, in the order of the text, a node for each value and for each
 // key, which is followed by its value. Array elements that are null have no node.
 struct Node {
-    // Marks of containers: the kind, whether there is no other container inside, and for an object
-    // which of the tree's shapes it has, once that is known.
-    static constexpr ulong32 kMarks = 0xFFF00000, kArray = kMarks, kObject = kMarks + 2, kFlat = 1;
-    static constexpr ulong32 kMostShapes = (npos32 - kObject) / 2;
+    // Marks of containers: the kind, what is inside, and for an object which of the tree's shapes
+    // it has, once that is known.
+    static constexpr ulong32 kMarks = 0xFFF00000, kArray = kMarks, kObject = kMarks + 4;
+    static constexpr ulong32 kFlat = 1;  // no other container
+    static constexpr ulong32 kDeep = 2;  // a container that is not empty
+    static constexpr ulong32 kMostShapes = (npos32 - kObject) / 4;
     // Texts are shorter, so that a position is no mark.
     static constexpr ulong32 kMaxText = kMarks - 64;
 
@@ -33,8 +36,10 @@ struct Node {
     // Of a container.
     bool isFlat() const noexcept { return (begin & kFlat) != 0; }
     bool isFlatArray() const noexcept { return begin == kArray + kFlat; }
+    // If not, each value in it is one node.
+    bool isDeep() const noexcept { return (begin & kDeep) != 0; }
     // Of an object; 0 if it is not known.
-    ulong32 shape() const noexcept { return (begin - kObject) / 2; }
+    ulong32 shape() const noexcept { return (begin - kObject) / 4; }
     ulong32 span() const noexcept { return isContainer() ? size : 1; }
 };
 static_assert(sizeof(Node) == 8);
@@ -77,12 +82,24 @@ public:
     JsonValue::Kind kindOf(const Node& node) const noexcept;
     istr text(const Node& node) const noexcept { return istr(text_ + node.begin, node.size); }
     istr text() const noexcept { return istr(text_, textSize_); }
+    // After the text of a tree as many bytes can be read.
+    static constexpr std::size_t kPadding = 32;
+    // Copies a part of it. There is room for kPadding bytes more, which may be written too. Returns
+    // the end of the copy.
+    static char* copyText(char* to, istr text) noexcept {
+        if (text.size() > kPadding) {
+            std::memcpy(to, text.data(), text.size());
+        } else {
+            std::memcpy(to, text.data(), kPadding);
+        }
+        return to + text.size();
+    }
 
     // The order of an object's keys. Appends the indices of its values, in the order of the text.
     template <std::size_t N>
     const Shape& shapeOf(ulong32 object, InlineVector<ulong32, N>& values);
-    // The same of an object without containers, where each second node is a value.
-    const Shape& shapeOfFlat(ulong32 object);
+    // The same of an object that is not deep, where each second node is a value.
+    const Shape& shapeOfShallow(ulong32 object);
 
 private:
     explicit FlatTree(const char* text, std::size_t size, Node* nodes, bool ownsNodes) noexcept

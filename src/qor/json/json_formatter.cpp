@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <cstring>
 #include <ostream>
 
 #include "json/escape.h"
@@ -178,14 +179,13 @@ private:
     }
     void writeNode(FlatTree& tree, ulong32 i) {
         const Node& node = tree.node(i);
-        if (!node.isContainer()) return writeScalar(tree, node);
-        if (!node.isFlat()) return open(tree, i);
-        if (node.isObject()) return writeFlatObject(tree, i);
-        writeFlatArray(tree, i);
+        if (!node.isContainer()) return writeShallow(out_.room(kMostShort), tree, node);
+        if (node.isDeep()) return open(tree, i);
+        if (node.isObject()) return writeShallowObject(tree, i);
+        writeShallowArray(tree, i);
     }
-    void writeScalar(FlatTree& tree, const Node& node) {
-        if (node.size == 0) return out_.put(kNull);
-        const istr text = tree.text(node);
+    // For long texts, and for those with an escape that is not written as it was read.
+    void writeScalar(istr text) {
         if (*text != '"') return out_.put(text);
         const istr content = withoutQuotes(text);
         if (!isEscaped(content)) return out_.putEscaped(content);
@@ -193,28 +193,48 @@ private:
         appendUnescaped(unescaped_, content);
         out_.putEscaped(unescaped_);
     }
-    void writeFlatArray(FlatTree& tree, ulong32 i) {
+    // Stores a scalar as it is written. Null if that is not so for its escapes.
+    static char* storeShort(char* to, istr text) noexcept {
+        if (text.empty()) return simple_value::copy(to, kNull.data(), kNull.size());
+        if (*text != '"') return FlatTree::copyText(to, text);
+        const istr content = withoutQuotes(text);
+        *to = '"';
+        char* const end = copyEscaped(content.begin(), content.end(), to + 1);
+        if (end != nullptr) *end = '"';
+        return end != nullptr ? end + 1 : nullptr;
+    }
+    void writeShallowArray(FlatTree& tree, ulong32 i) {
         bool empty = true;
         out_.put('[');
         for (ulong32 child = i + 1, end = i + tree.node(i).size; child != end; ++child) {
-            begin(empty, level() + 1);
-            writeScalar(tree, tree.node(child));
+            writeShallow(beginShort(empty, level() + 1), tree, tree.node(child));
         }
-        putEnd(']');
+        putEnd(']', level());
     }
-    void writeFlatObject(FlatTree& tree, ulong32 i) {
-        const Shape& shape = tree.shapeOfFlat(i);
+    void writeShallowObject(FlatTree& tree, ulong32 i) {
+        const Shape& shape = tree.shapeOfShallow(i);
         bool empty = true;
         out_.put('{');
         for (ulong32 key = 0; key < shape.size(); ++key) {
             // Keys and values take turns.
-            const Node& value = tree.node(i + 2 + 2 * shape.place(key));
-            if (value.size == 0 && how_.skipNull_) continue;
-            begin(empty, level() + 1);
-            putKey(shape.key(key));
-            writeScalar(tree, value);
+            const ulong32 value = i + 2 + 2 * shape.place(key);
+            if (tree.node(value).size == 0 && how_.skipNull_) continue;
+            char* const at = beginShort(empty, level() + 1);
+            const istr keyText = tree.text(tree.node(value - 1));
+            writeShallow(storeKey(at, keyText), tree, tree.node(value));
         }
-        putEnd('}');
+        putEnd('}', level());
+    }
+    // A scalar or an empty container inside one that is not in open_, to memory with room for
+    // kMostShort bytes.
+    void writeShallow(char* at, const FlatTree& tree, const Node& node) {
+        if (node.size <= kShort && !node.isContainer()) {
+            if (char* const end = storeShort(at, tree.text(node))) return out_.end(end);
+        }
+        out_.end(at);
+        if (!node.isContainer()) return writeScalar(tree.text(node));
+        out_.put(node.isObject() ? '{' : '[');
+        putEnd(node.isObject() ? '}' : ']', level() + 1);
     }
 
     // Moves to the next value of the innermost array or object and writes it with what comes before
@@ -263,44 +283,62 @@ private:
             const ulong32 key = open.key++;
             const ulong32 node = nodes_[open.node + open.shape->place(key)];
             if (open.tree->node(node).size == 0 && how_.skipNull_) continue;
-            begin(open.empty, level());
-            putKey(open.shape->key(key));
+            char* const at = beginShort(open.empty, level());
+            out_.end(storeKey(at, open.tree->text(open.tree->node(node - 1))));
             writeNode(*open.tree, node);
             return true;
         }
         return false;
     }
 
-    // What comes before a value and before its key.
-    void begin(bool& empty, long long level) {
-        char* at = out_.room(2);
-        if (!std::exchange(empty, false)) *at++ = ',';
-        if (!how_.pretty_) *at++ = ' ';
-        out_.end(at);
-        if (how_.pretty_) indent(out_, true, level);
+    // Writes what comes before a value and before its key.
+    void begin(bool& empty, long long level) { out_.end(beginShort(empty, level)); }
+    // Returns the end of it in memory with room for kMostShort bytes for a key and as many for its
+    // value.
+    char* beginShort(bool& empty, long long level) {
+        if (how_.pretty_) {
+            if (!empty) out_.put(',');
+            empty = false;
+            indent(out_, true, level);
+            return out_.room(2 * kMostShort);
+        }
+        char* const at = out_.room(2 + 2 * kMostShort);
+        std::memcpy(at, ", ", 2);
+        if (!std::exchange(empty, false)) return at + 2;
+        *at = ' ';
+        return at + 1;
+    }
+    // Writes a key after what beginShort returned. Returns memory with room for kMostShort bytes.
+    char* storeKey(char* at, istr key) {
+        if (key.size() > kShort) {
+            out_.end(at);
+            putKey(key);
+            return out_.room(kMostShort);
+        }
+        *at = '"';
+        at = FlatTree::copyText(at + 1, key);
+        if (!how_.pretty_) return static_cast<char*>(std::memcpy(at, "\":", 2)) + 2;
+        return static_cast<char*>(std::memcpy(at, "\" : ", 4)) + 4;
     }
     void putKey(istr key) {
-        if (key.size() > kShortKey) {
-            out_.put('"');
-            out_.put(key);
-        } else {
-            char* const at = out_.room(1 + kShortKey);
-            *at = '"';
-            out_.end(simple_value::copy(at + 1, key.data(), key.size()));
-        }
+        out_.put('"');
+        out_.put(key);
         out_.put(how_.pretty_ ? istr("\" : ", 4) : istr("\":", 2));
     }
-    static constexpr std::size_t kShortKey = 255;
+
+    // A text of this size needs no more room than kMostShort for any way to write it.
+    static constexpr ulong32 kShort = 512;
+    static constexpr std::size_t kMostShort = 2 * kShort + FlatTree::kPadding;
 
     void close() {
         const Open& closed = open_.back();
         const char bracket = closed.isObject() ? '}' : ']';
         if (closed.kind == Kind::KeyedNodes) nodes_.resize(closed.node);
         open_.pop_back();
-        putEnd(bracket);
+        putEnd(bracket, level());
     }
-    void putEnd(char bracket) {
-        indent(out_, how_.pretty_, level());
+    void putEnd(char bracket, long long level) {
+        indent(out_, how_.pretty_, level);
         out_.put(bracket);
     }
 

@@ -113,8 +113,9 @@ private:
     void close() noexcept {
         const ulong32 around = nodes_[open_].size;
         finishOpen();
+        if (nodes_[open_].size > 1) nodes_[around].begin |= Node::kDeep;
         open_ = around;
-        inObject_ = nodes_[open_].begin == Node::kObject;
+        inObject_ = nodes_[open_].isObject();
     }
 
     // Reads the next value of an array, or of an object with its key, if there is one. True if that
