@@ -5,7 +5,10 @@
 #include <rapidjson/stringbuffer.h>
 #include <rapidjson/writer.h>
 
+#include <algorithm>
 #include <memory>
+#include <string_view>
+#include <vector>
 
 #include "json_documents.h"
 
@@ -65,6 +68,40 @@ void JsonVisit_rapidjson_exact(benchmark::State& state) {
     bench::visitEach(state, parseExactly, visitTree);
 }
 BENCHMARK(JsonVisit_rapidjson_exact)->DenseRange(0, bench::kDocuments - 1);
+
+// The same work as the library's: exact numbers, and the members of an object in the order of their
+// keys. The members that are being visited are at the end of `order`.
+using Members = std::vector<const rapidjson::Value::Member*>;
+
+void visitInOrder(const rapidjson::Value& value, bench::Visited& visited, Members& order) {
+    if (value.IsArray()) {
+        for (const rapidjson::Value& child : value.GetArray())
+            visitInOrder(child, visited, order);
+        return;
+    }
+    if (!value.IsObject()) return visit(value, visited);
+    const std::size_t first = order.size();
+    for (const auto& member : value.GetObject())
+        order.push_back(&member);
+    const auto keyOf = [](const rapidjson::Value::Member* member) {
+        return std::string_view(member->name.GetString(), member->name.GetStringLength());
+    };
+    std::sort(order.begin() + static_cast<std::ptrdiff_t>(first), order.end(),
+              [&](const auto* left, const auto* right) { return keyOf(left) < keyOf(right); });
+    for (std::size_t i = first, end = order.size(); i < end; ++i) {
+        visited.bytes += order[i]->name.GetStringLength();
+        visitInOrder(order[i]->value, visited, order);
+    }
+    order.resize(first);
+}
+
+void JsonVisit_rapidjson_ordered(benchmark::State& state) {
+    Members order;
+    bench::visitEach(state, parseExactly, [&](const auto& tree, bench::Visited& visited) {
+        visitInOrder(*tree, visited, order);
+    });
+}
+BENCHMARK(JsonVisit_rapidjson_ordered)->DenseRange(0, bench::kDocuments - 1);
 
 void JsonWrite_rapidjson(benchmark::State& state) {
     bench::writeEach(state, parse, [](const std::unique_ptr<rapidjson::Document>& tree) {
