@@ -120,6 +120,32 @@ TEST(TreeMaker, MakesWhatWasReadInAnyOrder) {
         expectReadAs(text, expected);
 }
 
+// What is written from the text of a tree and what is written from its values are the same, in both
+// forms, for texts at the limits of the copies.
+TEST(TreeMaker, WritesTextsAsItWritesTheirValues) {
+    const std::string escapes[] = {"",     "/",       "\\/", "\\n",  "\\\"",
+                                   "\\\\", "\\u00e4", "\\q", "\x1f", "\t"};
+    std::vector<std::size_t> sizes = {47, 48, 511, 512, 513, 600, 4095, 4096, 5000};
+    for (std::size_t size = 0; size < 36; ++size)
+        sizes.push_back(size);
+    for (const std::size_t size : sizes) {
+        for (const std::string& escape : escapes) {
+            const std::string plain(size, 'p');
+            const std::string text = '"' + plain + escape + plain.substr(size / 2) + '"';
+            const std::string key =
+                "k" + plain + (escape == "\x1f" || escape == "\t" ? escape : "");
+            const std::string document =
+                "{\"" + key + "\":" + text + ",e:[],n:null,o:{},a:[" + text + ",[],{}],d:[[1]]}";
+            const JsonUnit unmade = read(document), made = read(document);
+            makeAll(made, [](auto&) {});
+            for (const bool pretty : {false, true}) {
+                for (const bool skipNull : {false, true})
+                    ASSERT_EQ(unmade.encode(pretty, skipNull), made.encode(pretty, skipNull));
+            }
+        }
+    }
+}
+
 // Blocks take so many values at a time, and arrays end inside of them.
 TEST(TreeMaker, MakesContainersOfEverySizeAndDepth) {
     for (const std::size_t count : {1U, 31U, 255U, 509U, 510U, 511U, 512U, 513U, 1500U}) {

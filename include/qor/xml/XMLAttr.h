@@ -165,7 +165,9 @@ private:
     unsigned long listed() const noexcept {
         return extra_ != nullptr ? extra_->order.size() : size_;
     }
-    const XMLAttr* listedAt(unsigned long position) const noexcept;
+    const XMLAttr* listedAt(unsigned long position) const noexcept {
+        return position < row_ ? first_ + position : listedFurther(position);
+    }
     const XMLAttr* listedFurther(unsigned long position) const noexcept;
     // Calls `visit` for each entry of the list.
     template <class Visit>
@@ -204,9 +206,9 @@ private:
     std::unique_ptr<Extra> extra_;
     unsigned long long marks_ = 0;  // of all names, or all marks
     ulong32 size_ = 0;
-    ulong32 heapSize_ = 0;      // the number of attributes on the heap, which are the last ones
-    bool ofPool_;               // the map is in the memory of a tree
-    bool isScattered_ = false;  // the attributes in that memory are not all side by side
+    ulong32 heapSize_ = 0;  // the number of attributes on the heap, which are the last ones
+    ulong32 row_ = 0;  // the number of attributes side by side in memory, from the first one on
+    bool ofPool_;      // the map is in the memory of a tree
 };
 
 // Writes str().

@@ -88,7 +88,10 @@ public:
     const XMLAttr& attr(istr name) const;
     const XMLAttr& operator()(istr name) const { return attr(name); }
     // By the position in the list of names.
-    const XMLAttr& attr(unsigned long index) const;
+    const XMLAttr& attr(unsigned long index) const {
+        const XMLAttr* const found = attrs_ != nullptr ? attrs_->listedAt(index) : nullptr;
+        return found != nullptr ? *found : XMLAttr::null();
+    }
     const XMLAttr& attr(unsigned long index) { return std::as_const(*this).attr(index); }
     unsigned long numofAttrs() const noexcept { return attrs_ != nullptr ? attrs_->listed() : 0; }
     // The names in the order in which they were added, which is that of the output. A new vector.

@@ -101,6 +101,7 @@ XMLAttrMap::~XMLAttrMap() {
 }
 
 const XMLAttr* XMLAttrMap::listedFurther(unsigned long position) const noexcept {
+    if (position >= listed()) return nullptr;
     if (extra_ != nullptr) return extra_->order[position];
     XMLAttr* attr = first_;
     for (; position != 0; --position)

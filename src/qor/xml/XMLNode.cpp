@@ -8,6 +8,7 @@
 
 #include "base/arena.h"
 #include "qor/log/log_dumper.h"
+#include "qor/mt/quick_mutex.h"
 #include "xml/attr_map.h"
 #include "xml/escape.h"
 #include "xml/node.h"
@@ -23,7 +24,7 @@ constexpr unsigned kTab = 4;
 
 // Held while a const operation makes a list or a map: one for all nodes will do. A Mutex would take
 // longer than the list of a few children.
-constinit std::mutex looksLock;
+constinit QuickMutex looksLock;
 
 }  // namespace
 
@@ -195,11 +196,6 @@ XMLAttr& XMLNode::attr(istr name) {
 
 const XMLAttr& XMLNode::attr(istr name) const {
     const XMLAttr* const found = attrs_ != nullptr ? attrs_->search(name) : nullptr;
-    return found != nullptr ? *found : XMLAttr::null();
-}
-
-const XMLAttr& XMLNode::attr(unsigned long index) const {
-    const XMLAttr* const found = attrs_ != nullptr ? attrs_->listedAt(index) : nullptr;
     return found != nullptr ? *found : XMLAttr::null();
 }
 

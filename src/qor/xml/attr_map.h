@@ -58,13 +58,6 @@ inline void XMLAttrMap::append(XMLAttr& attr) noexcept {
     ++size_;
 }
 
-// In the list of names.
-inline const XMLAttr* XMLAttrMap::listedAt(unsigned long position) const noexcept {
-    if (position >= listed()) return nullptr;
-    if (position < sizeOfPool() && !isScattered_) return first_ + position;
-    return listedFurther(position);
-}
-
 inline XMLAttr& XMLAttrMap::addParsed(const xml::ParsedText& name, const xml::ParsedText& value,
                                       XMLNode* node, xml::Pool& pool) {
     const unsigned long long mark = markOf(name.view());
@@ -74,8 +67,7 @@ inline XMLAttr& XMLAttrMap::addParsed(const xml::ParsedText& name, const xml::Pa
     }
     if (!name.fitsInPlace() || !value.fitsInPlace()) pool.touch();
     auto* const attr = ::new (pool.take(sizeof(XMLAttr))) XMLAttr(name, value, node);
-    if (size_ != 0 && attr != last_ + 1) [[unlikely]]
-        isScattered_ = true;
+    if (row_ == size_ && (size_ == 0 || attr == last_ + 1)) ++row_;
     append(*attr);
     marks_ = size_ < kSearched ? marks_ | mark : kAllMarks;
     return *attr;
