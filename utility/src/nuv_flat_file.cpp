@@ -362,8 +362,22 @@ bool nuv_flat_file::write(const char* text, std::size_t size) {
         // The next byte might be one too many.
         if (done < size) limited_ = sizeIsLimited();
     }
-    torn_ = done != 0 && done < size;
-    return done == size;
+    if (done == size) return true;
+    const int error = errno;
+    torn_ = done != 0 && !takeBack(done);
+    errno = error;
+    return false;
+}
+
+// Removes the last bytes of the file, which are the beginning of a line that did not fit. False if
+// they stay: in a pipe, and when another process has written after them.
+bool nuv_flat_file::takeBack(std::size_t count) {
+    struct stat status;
+    if (!isRegular_ || fstat(handle_, &status) != 0 || status.st_size != size_) return false;
+    const long long before = size_ - static_cast<long long>(count);
+    if (ftruncate(handle_, before) != 0) return false;
+    size_ = before;
+    return true;
 }
 
 ssize_t nuv_flat_file::writeSome(const char* text, std::size_t size) const {

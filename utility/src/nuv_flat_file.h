@@ -61,6 +61,7 @@ private:
     bool rotate();
     bool shift();
     bool write(const char* text, std::size_t size);
+    bool takeBack(std::size_t count);
     ssize_t writeSome(const char* text, std::size_t size) const;
     ssize_t writeAtEnd(const char* text, std::size_t size) const;
 
