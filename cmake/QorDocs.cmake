@@ -12,9 +12,10 @@ set(DOXYGEN_PROJECT_BRIEF "${PROJECT_DESCRIPTION}")
 set(DOXYGEN_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/docs)
 
 # What is read: pages, and headers with the comments in front of a declaration as its documentation.
-set(DOXYGEN_FILE_PATTERNS *.h *.md)
-set(DOXYGEN_USE_MDFILE_AS_MAINPAGE ${sources}/index.md)
-set(DOXYGEN_IMAGE_PATH ${docs})
+set(DOXYGEN_FILE_PATTERNS *.h *.dox)
+set(DOXYGEN_EXTENSION_MAPPING dox=md)
+set(DOXYGEN_USE_MDFILE_AS_MAINPAGE ${sources}/index.dox)
+set(DOXYGEN_IMAGE_PATH ${docs}/diagrams ${docs}/charts)
 set(DOXYGEN_STRIP_FROM_PATH ${sources})
 set(DOXYGEN_STRIP_FROM_INC_PATH ${sources})
 set(DOXYGEN_MARKDOWN_SUPPORT YES)
@@ -52,3 +53,7 @@ add_custom_target(docs_sources
   COMMAND Python3::Interpreter ${PROJECT_SOURCE_DIR}/cmake/doc_sources.py ${sources}
   VERBATIM)
 add_dependencies(docs docs_sources)
+add_custom_command(TARGET docs POST_BUILD
+  COMMAND Python3::Interpreter ${PROJECT_SOURCE_DIR}/cmake/doc_sources.py --finish
+          ${DOXYGEN_OUTPUT_DIRECTORY}/html
+  VERBATIM)

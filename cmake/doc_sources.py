@@ -2,6 +2,7 @@
 """Writes what Doxygen reads: copies of the public headers and of the pages in docs/.
 
     doc_sources.py TO
+    doc_sources.py --finish HTML    mends what Doxygen made of them
 
 In a header, plain comments become Doxygen's: "// text" is "/// text", with Doxygen's own marks
 escaped, and lines that are indented become examples. Each class gets links to the guides that name
@@ -176,6 +177,38 @@ def see_also(full, area, guides):
     return f"/// @sa {links}"
 
 
+def public_part(text):
+    """The lines of a header without the classes that are private in another one: Doxygen leaves them
+    out, but not the links to them."""
+    access, inside, template = {}, None, None
+    for line in FORWARD.sub("", text).splitlines():
+        indent = re.match(r" *", line)[0]
+        section = re.match(r" *(public|protected|private):$", line)
+        if section:
+            access[indent] = section[1]
+        elif re.match(r" *(class|struct) .*\{$", line):
+            access[indent] = "private" if line.lstrip().startswith("class") else "public"
+        private = indent[4:] if access.get(indent[4:]) == "private" and len(indent) >= 4 else None
+        if inside is not None:
+            if line == f"{inside}}};":
+                inside = None
+            continue
+        if template is not None and not re.match(r" *(class|struct) ", line):
+            yield template
+            template = None
+        if private is not None and re.match(r" *template <.*>$", line):
+            template = line
+            continue
+        if private is not None and re.match(r" *(class|struct) \w+( : .*)?( \{|;| \{\};)$", line):
+            inside = indent if line.endswith("{") else None
+            template = None
+            continue
+        if template is not None:
+            yield template
+            template = None
+        yield line
+
+
 def header_source(path, guides):
     area = path.parent.name
     lines = []
@@ -193,10 +226,10 @@ def header_source(path, guides):
     def end_example():
         nonlocal example
         if example:
-            show(f"{lead}/// \\endverbatim")
+            show(f"{lead}/// @endcode")
         example = False
 
-    for line in path.read_text(encoding="utf-8").splitlines():
+    for line in public_part(path.read_text(encoding="utf-8")):
         if line.startswith("struct std::hash<"):
             skipping, held = True, ""
         if skipping:
@@ -207,13 +240,15 @@ def header_source(path, guides):
             lead, text = comment[1], comment[2]
             if text.startswith("     "):
                 if not example:
-                    show(f"{lead}/// \\verbatim")
+                    show(f"{lead}/// @code{{.cpp}}")
                 example = True
                 show(f"{lead}///{text}")
                 continue
             if text:
                 end_example()
-            show(f"{lead}///" + re.sub(r"([\\@<>#%&])", r"\\\1", text))
+            text = re.sub(r"([\\@<>#%&])", r"\\\1", text)
+            # A backslash in quotes would end no quote.
+            show(f"{lead}///" + text.replace('"\\\\"', "<code>\\\\</code>"))
             continue
         end_example()
         if line.startswith("template <"):
@@ -265,11 +300,34 @@ def main(target):
     for path in [INCLUDE / "qor.h", *headers()]:
         write(target / path.relative_to(INCLUDE.parent), header_source(path, guides))
     for path in DOCS.glob("*.md"):
-        write(target / path.name, page_source(path, known))
+        write(target / f"{path.stem}.dox", page_source(path, known))
     reference = target / "reference.md"
     write(reference, reference_page())
-    write(reference, list(page_source(reference, known)))
+    write(target / "reference.dox", list(page_source(reference, known)))
+    reference.unlink()
+
+
+def finish(folder):
+    """What Doxygen cannot be told: pages about the files of pages go, and pictures are pictures that
+    have a text."""
+    def picture(match):
+        title = re.search("<title>(.*?)</title>", (folder / match[1]).read_text(encoding="utf-8"))
+        return f'<img src="{match[1]}" alt="{title[1]}"/>'
+
+    for path in folder.glob("*_8dox.html"):
+        path.unlink()
+    for path in folder.glob("search/*.js"):
+        text = path.read_text(encoding="utf-8")
+        path.write_text(re.sub(r".*_8dox\.html.*\n", "", text), encoding="utf-8")
+    for path in [folder / "index.html", *folder.glob("page_*.html")]:
+        text = path.read_text(encoding="utf-8")
+        text = re.sub(r'<object type="image/svg\+xml" data="([^"]*)"[^>]*>.*?</object>', picture, text)
+        text = re.sub(r'<img src="([^"]*\.svg)" [^>]*class="inline"[^>]*/>', picture, text)
+        path.write_text(text, encoding="utf-8")
 
 
 if __name__ == "__main__":
-    main(pathlib.Path(sys.argv[1]))
+    if sys.argv[1] == "--finish":
+        finish(pathlib.Path(sys.argv[2]))
+    else:
+        main(pathlib.Path(sys.argv[1]))
