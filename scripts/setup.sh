@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Installs the Debian packages that a purpose needs and the machine lacks:
-#   scripts/setup.sh build|test|check|bench|fuzz
+#   scripts/setup.sh build|test|check|manual|bench|fuzz
 set -euo pipefail
 
 build="g++ cmake ninja-build ccache libace-dev zlib1g-dev"
@@ -9,6 +9,7 @@ case "${1:-}" in
 build) wanted="$build" ;;
 test) wanted="$test" ;;
 check) wanted="$test clang-format doxygen" ;;
+manual) wanted="$build doxygen python3" ;;
 bench)
     wanted="$build libbenchmark-dev libprotobuf-dev protobuf-compiler libmsgpack-cxx-dev"
     wanted="$wanted libboost-dev libssl-dev libyaml-cpp-dev libspdlog-dev libfmt-dev"
@@ -17,7 +18,7 @@ bench)
     ;;
 fuzz) wanted="$build clang libclang-rt-14-dev llvm" ;;
 *)
-    echo "usage: setup.sh build|test|check|bench|fuzz" >&2
+    echo "usage: setup.sh build|test|check|manual|bench|fuzz" >&2
     exit 2
     ;;
 esac
