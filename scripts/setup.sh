@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Installs the Debian packages that a purpose needs and the machine lacks:
-#   scripts/setup.sh build|test|check|bench|fuzz
+#   scripts/setup.sh build|test|check|bench|fuzz|coverage
 set -euo pipefail
 
 build="g++ cmake ninja-build ccache libace-dev zlib1g-dev"
@@ -16,8 +16,9 @@ bench)
     wanted="$wanted libsimdjson-dev libtinyxml2-dev libpugixml-dev"
     ;;
 fuzz) wanted="$build clang libclang-rt-14-dev llvm" ;;
+coverage) wanted="$test clang libclang-rt-14-dev llvm" ;;
 *)
-    echo "usage: setup.sh build|test|check|bench|fuzz" >&2
+    echo "usage: setup.sh build|test|check|bench|fuzz|coverage" >&2
     exit 2
     ;;
 esac
