@@ -3,7 +3,9 @@
 #include <array>
 #include <cstring>
 
+#include "base/size.h"
 #include "json/scan.h"
+#include "qor/base/byte_order.h"
 
 namespace qor::json {
 
@@ -54,9 +56,8 @@ char* appendEscaped(const char* at, const char* end, char* to) noexcept {
         ++at;
     };
     while (end - at >= static_cast<std::ptrdiff_t>(sizeof(scan::Word))) {
-        scan::Word word = 0;
-        std::memcpy(&word, at, sizeof word);
-        std::memcpy(to, &word, sizeof word);
+        const auto word = loadLowByteFirst<scan::Word>(at);
+        storeLowByteFirst(to, word);
         const scan::Word special = scan::equal(word, '"') | scan::equal(word, '\\') |
                                    scan::equal(word, '/') | scan::control(word);
         const int plain = special == 0 ? 8 : std::countr_zero(special) / 8;
@@ -71,7 +72,7 @@ char* appendEscaped(const char* at, const char* end, char* to) noexcept {
 
 void appendEscaped(String& out, istr text) {
     const std::size_t before = out.size();
-    out.resize(before + 2 * text.size() + 2);
+    out.resize(checkedSize(before + 2ULL * text.size() + 2));
     char* const to = out.data() + before;
     *to = '"';
     char* const end = appendEscaped(text.begin(), text.end(), to + 1);
