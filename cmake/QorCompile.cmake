@@ -10,6 +10,16 @@ if(QOR_SANITIZE)
   add_link_options(-fsanitize=${QOR_SANITIZE})
 endif()
 
+# Offsets and points in time have 64 bits on every machine, in the sources that alone ask the system
+# for them. The others share types with ACE, which has them as the machine does. For the targets of
+# the directory that calls this.
+function(qor_system_sources)
+  file(GLOB sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/src/qor/platform/*.cpp
+       ${PROJECT_SOURCE_DIR}/utility/src/*.cpp)
+  set_source_files_properties(${sources} PROPERTIES
+    COMPILE_DEFINITIONS "_FILE_OFFSET_BITS=64;_TIME_BITS=64")
+endfunction()
+
 function(qor_compile target)
   set_target_properties(${target} PROPERTIES CXX_STANDARD 20 CXX_STANDARD_REQUIRED ON CXX_EXTENSIONS OFF)
   target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wshadow -Wconversion)

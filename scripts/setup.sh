@@ -1,10 +1,11 @@
 #!/usr/bin/env bash
 # Installs the Debian packages that a purpose needs and the machine lacks:
-#   scripts/setup.sh build|test|check|bench|fuzz|coverage
+#   scripts/setup.sh build|test|check|bench|fuzz|coverage|i386|arm64|s390x
 set -euo pipefail
 
 build="g++ cmake ninja-build ccache libace-dev zlib1g-dev"
 test="$build libgtest-dev pkg-config tzdata python3 dpkg-dev file"
+cross="cmake ninja-build ccache debian-archive-keyring python3 tzdata"
 case "${1:-}" in
 build) wanted="$build" ;;
 test) wanted="$test" ;;
@@ -17,8 +18,11 @@ bench)
     ;;
 fuzz) wanted="$build clang libclang-rt-14-dev llvm" ;;
 coverage) wanted="$test clang libclang-rt-14-dev llvm" ;;
+i386) wanted="$cross g++-i686-linux-gnu qemu-user-static" ;;
+arm64) wanted="$cross g++-aarch64-linux-gnu qemu-user-static" ;;
+s390x) wanted="$cross g++-s390x-linux-gnu qemu-user-static" ;;
 *)
-    echo "usage: setup.sh build|test|check|bench|fuzz|coverage" >&2
+    echo "usage: setup.sh build|test|check|bench|fuzz|coverage|i386|arm64|s390x" >&2
     exit 2
     ;;
 esac

@@ -13,6 +13,7 @@
 #include "qor/base/base_type_target.h"
 #include "qor/base/base_type_time.h"
 #include "qor/base/base_type_view.h"
+#include "qor/base/byte_order.h"
 #include "qor/base/class_name.h"
 #include "qor/base/exception.h"
 #include "qor/base/field.h"

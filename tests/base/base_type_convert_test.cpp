@@ -8,6 +8,7 @@
 
 #include "platform/codepage.h"
 #include "platform/utf8.h"
+#include "support/machine.h"
 
 using namespace qor;
 
@@ -179,7 +180,7 @@ const PageText kPages[] = {
     {1258, "\xE0", L"à"},  // held back by the converter: more could belong to it
     {kUtf8, "\xE2\x82\xAC", L"€"},
     {-1, "\xE2\x82\xAC", L"€"},
-    {0xFFFFFFFF, "\xE2\x82\xAC", L"€"},
+    {support::longOf(0xFFFFFFFF), "\xE2\x82\xAC", L"€"},
 };
 
 TEST(Pages, ConvertBothWays) {

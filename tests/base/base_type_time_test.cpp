@@ -22,13 +22,13 @@ void inZone(const char* zone, const std::function<void()>& body) {
     ::tzset();
 }
 
-std::tm localTime(long seconds) {
+std::tm localTime(std::time_t seconds) {
     std::tm fields{};
     localtime_r(&seconds, &fields);
     return fields;
 }
 
-void expectCalendar(long seconds, int milliSeconds = 0) {
+void expectCalendar(long long seconds, int milliSeconds = 0) {
     const std::tm fields = localTime(static_cast<long32>(seconds));
     char text[64], rest[16];
     std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &fields);
@@ -39,15 +39,15 @@ void expectCalendar(long seconds, int milliSeconds = 0) {
 
 // Around each change of the zone. Those that are not six hours apart may be missed.
 void expectCalendarAroundChanges() {
-    constexpr long step = 6 * 3600;
-    for (long at = INT32_MIN; at < INT32_MAX - step; at += step) {
+    constexpr std::time_t step = 6 * 3600;
+    for (std::time_t at = INT32_MIN; at < INT32_MAX - step; at += step) {
         if (localTime(at).tm_gmtoff == localTime(at + step).tm_gmtoff) continue;
-        long before = at, behind = at + step;
+        std::time_t before = at, behind = at + step;
         while (behind - before > 1) {
-            const long middle = before + (behind - before) / 2;
+            const std::time_t middle = before + (behind - before) / 2;
             (localTime(middle).tm_gmtoff == localTime(at).tm_gmtoff ? before : behind) = middle;
         }
-        for (const long distance : {-901, -900, -1, 0, 1, 120, 899, 900})
+        for (const long long distance : {-901, -900, -1, 0, 1, 120, 899, 900})
             expectCalendar(behind + distance);
     }
 }
@@ -65,10 +65,11 @@ TEST(Time, CalendarIsTheSystemsInEveryZone) {
             }
             expectCalendarAroundChanges();
             // The seconds are cut to 32 bits.
-            for (const long seconds : {INT32_MIN + 0L, INT32_MAX + 0L, INT32_MAX + 9L})
+            for (const long long seconds : {INT32_MIN + 0LL, INT32_MAX + 0LL, INT32_MAX + 9LL})
                 expectCalendar(seconds);
             expectCalendar(Time::forever().toSeconds(), 775);
-            for (const long ms : {1000000000001L, 1450000000999L, 1440000000123L, -5000L}) {
+            for (const long long ms :
+                 {1000000000001LL, 1450000000999LL, 1440000000123LL, -5000LL}) {
                 const Time time = Time::milliSeconds(ms);
                 EXPECT_EQ(Time::fromString(time.toDateTime()), time) << time.toDateTime();
             }
