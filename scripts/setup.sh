@@ -4,7 +4,7 @@
 set -euo pipefail
 
 build="g++ cmake ninja-build ccache libace-dev zlib1g-dev"
-test="$build libgtest-dev pkg-config tzdata python3 dpkg-dev file"
+test="$build libgtest-dev pkg-config tzdata python3 dpkg-dev file libfmt-dev"
 case "${1:-}" in
 build) wanted="$build" ;;
 test) wanted="$test" ;;
