@@ -1,7 +1,7 @@
 #!/bin/sh
 # Turns the plain comments of a header into what Doxygen reads, on its way there: "// text" becomes
 # "/// text", with Doxygen's own marks escaped, and lines that are indented become examples. The
-# specialisations of std::hash, which it cannot place, are left out.
+# specialisations for the standard library and for fmt, which it cannot place, are left out.
 exec awk '
 function show(line) {
     if (held != "") print held
@@ -12,9 +12,9 @@ function endExample() {
     if (example) show(lead "/// \\endverbatim")
     example = 0
 }
-/^struct std::hash</ { skipping = 1; held = "" }
+/^(requires .* )?struct (std|fmt)::/ || /^inline constexpr bool std::/ { skipping = 1; held = "" }
 skipping {
-    if (/^};/) skipping = 0
+    if (/^};|{};$|true;$/) skipping = 0
     next
 }
 /^[ \t]*\/\/( |$)/ {

@@ -4,7 +4,7 @@
 set -euo pipefail
 
 build="g++ cmake ninja-build ccache libace-dev zlib1g-dev"
-test="$build libgtest-dev pkg-config tzdata python3 dpkg-dev file"
+test="$build libgtest-dev pkg-config tzdata python3 dpkg-dev file libfmt-dev"
 cross="cmake ninja-build ccache debian-archive-keyring python3 tzdata"
 case "${1:-}" in
 build) wanted="$build" ;;

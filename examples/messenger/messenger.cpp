@@ -3,7 +3,7 @@
 // the leak checker on.
 //
 //     messenger serve PORT             until "quit" is typed, or a signal ends it
-//     messenger talk HOST PORT NAME    "NAME: text" tells somebody, "list" shows who is there
+//     messenger talk HOST PORT NAME    a line goes to everybody, "/help" shows what else there is
 //     messenger demo                   a server and all who speak in the transcript
 //     messenger soak SECONDS           the same for so long
 //
@@ -20,6 +20,7 @@
 
 #include "messenger/client.h"
 #include "messenger/server.h"
+#include "messenger/talk.h"
 
 namespace messenger {
 
@@ -52,12 +53,6 @@ void openLogs(const Settings& settings, const std::string& path) {
     }
 }
 
-template <class T, class... Args>
-qor::Handle<T> make(Args&&... args) {
-    return qor::Handle<T>(
-        qor::checkedNew<T>(__FILE__, __LINE__, "messenger::make", std::forward<Args>(args)...));
-}
-
 // serve
 
 bool signalled() {
@@ -70,7 +65,7 @@ bool signalled() {
 }
 
 int serve(const Settings& settings, unsigned short port) {
-    const auto server = make<Server>();
+    const auto server = qor::makeHandle<Server>("messenger::serve");
     if (!server->open(port, settings.socketBuffer)) {
         std::cerr << "messenger: cannot listen on port " << port << '\n';
         return 1;
@@ -89,31 +84,20 @@ int serve(const Settings& settings, unsigned short port) {
 // talk
 
 int talk(const Settings& settings, const qor::TcpAddr& address, const qor::String& name) {
-    const auto client =
-        make<Client>([](const Text& text) { qor::console::println(text.from + ": " + text.text); });
-    if (!client->open(address, name, settings.heartbeat, settings.socketBuffer)) {
-        client->close();
-        std::cerr << "messenger: " << address << " does not take " << name << '\n';
+    Talk conversation(address, name, settings.heartbeat, settings.socketBuffer);
+    if (!conversation.connect()) {
+        std::cerr << "messenger: " << address << " does not take " << printable(name) << ": "
+                  << conversation.fault() << '\n';
         return 1;
     }
+    conversation.greet();
     qor::CmdLineQueue commands;
     commands.open(L"> ");
-    std::wstring wide;
+    std::wstring line;
     while (!signalled()) {
-        if (!commands.get(wide, qor::Time::milliSeconds(200))) continue;
-        const std::string line = qor::String(wide);
-        const std::size_t colon = line.find(": ");
-        if (line == "quit") break;
-        if (line == "list") {
-            for (const Contact& contact : client->contacts())
-                qor::console::println(contact.name + ", since " + contact.since.toDateTime());
-        } else if (colon == std::string::npos) {
-            qor::console::println("NAME: text, list, quit");
-        } else if (!client->tell(line.substr(0, colon), line.substr(colon + 2))) {
-            qor::console::println("not delivered");
-        }
+        conversation.keepConnected();
+        if (commands.get(line, qor::Time::milliSeconds(200)) && !conversation.obey(line)) break;
     }
-    client->close();
     return 0;
 }
 
@@ -144,7 +128,8 @@ public:
     // Without rounds it speaks until it is stopped.
     Speaker(const qor::String& name, const std::vector<Line>& transcript, unsigned rounds)
         : SimpleThread(nullptr, name.c_str()),
-          client_(make<Client>([this](const Text&) { ++received_; })),
+          client_(qor::makeHandle<Client>("messenger::Speaker::Speaker",
+                                          [this](const Text&) { ++received_; })),
           transcript_(transcript),
           rounds_(rounds) {}
 
@@ -220,7 +205,7 @@ struct Stage {
         server->close();
     }
 
-    const qor::Handle<Server> server = make<Server>();
+    const qor::Handle<Server> server = qor::makeHandle<Server>("messenger::Stage");
     std::vector<qor::Handle<Speaker>> speakers;
 };
 
@@ -240,7 +225,8 @@ int demo(const Settings& settings, const std::string& transcriptPath, long secon
             throw std::runtime_error("cannot listen");
         const qor::TcpAddr address(stage.server->port(), "127.0.0.1");
         for (const qor::String& name : names) {
-            stage.speakers.push_back(make<Speaker>(name, transcript, rounds));
+            stage.speakers.push_back(
+                qor::makeHandle<Speaker>("messenger::demo", name, transcript, rounds));
             Client& client = stage.speakers.back()->client();
             if (!client.open(address, name, settings.heartbeat, settings.socketBuffer)) {
                 throw std::runtime_error("no login for " + name);

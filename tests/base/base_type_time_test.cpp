@@ -2,9 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <cstdlib>
 #include <ctime>
 #include <functional>
+#include <limits>
 #include <random>
 #include <sstream>
 
@@ -50,6 +52,64 @@ void expectCalendarAroundChanges() {
         for (const long long distance : {-901, -900, -1, 0, 1, 120, 899, 900})
             expectCalendar(behind + distance);
     }
+}
+
+TEST(Time, TakesDurationsAndPointsInTime) {
+    using namespace std::chrono;
+    using Thirds = duration<long long, std::ratio<1, 3>>;
+    constexpr long long kHighest = std::numeric_limits<long long>::max();
+    constexpr long long kLowest = std::numeric_limits<long long>::min();
+    const struct {
+        Time time;
+        long long microSeconds;
+    } cases[] = {
+        {hours(2), 7200000000},
+        {seconds(-3), -3000000},
+        {milliseconds(5), 5000},
+        {nanoseconds(1999), 1},
+        {nanoseconds(-1999), -1},
+        {duration<unsigned char>(200), 200000000},
+        {duration<double>(0.25), 250000},
+        {duration<float, std::milli>(-1.5F), -1500},
+        {Thirds(1), 333333},
+        {system_clock::time_point(seconds(7)), 7000000},
+        {sys_days(2015y / August / 26), 1440547200000000},
+        // To the last microsecond, and not beyond it.
+        {microseconds::max(), kHighest},
+        {microseconds::min(), kLowest},
+        {microseconds(kHighest - 1), kHighest - 1},
+        {nanoseconds::max(), kHighest / 1000},
+        {seconds(kHighest / 1000000), kHighest / 1000000 * 1000000},
+        {seconds(kHighest / 1000000 + 1), kHighest},
+        {seconds(kLowest / 1000000 - 1), kLowest},
+        {hours::max(), kHighest},
+        {hours::min(), kLowest},
+        {duration<unsigned long long>(~0ULL), kHighest},
+        {duration<double>(1e300), kHighest},
+        {duration<double>(-1e300), kLowest},
+        {duration<double>(std::numeric_limits<double>::quiet_NaN()), kLowest},
+    };
+    for (const auto& [time, expected] : cases)
+        EXPECT_EQ(time.toMicroSeconds(), expected);
+    static_assert(Time(seconds::max()) == Time::forever());
+    EXPECT_TRUE(Time::seconds(5) == 5s && Time::seconds(5) < 5001ms);
+    EXPECT_EQ(Time::seconds(5) + 1ms, Time::milliSeconds(5001));
+}
+
+TEST(Time, GivesDurationsAndPointsInTime) {
+    using namespace std::chrono;
+    for (const long long n : {0LL, 1LL, -1LL, 1440584430123456LL}) {
+        const Time time = Time::microSeconds(n);
+        EXPECT_EQ(time.toChrono().count(), n);
+        EXPECT_EQ(Time(time.toChrono()), time);
+        EXPECT_EQ(Time(time.toTimePoint()), time);
+        EXPECT_EQ(time.toTimePoint().time_since_epoch(), time.toChrono());
+    }
+    // Both clocks are the system's.
+    const auto before = floor<microseconds>(system_clock::now());
+    const Time now = Time::now();
+    EXPECT_LE(before, now.toTimePoint());
+    EXPECT_LE(now.toTimePoint(), system_clock::now());
 }
 
 TEST(Time, CalendarIsTheSystemsInEveryZone) {
