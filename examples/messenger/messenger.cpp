@@ -5,7 +5,7 @@
 //     messenger serve PORT             until "quit" is typed, or a signal ends it
 //     messenger talk HOST PORT NAME    a line goes to everybody, "/help" shows what else there is
 //     messenger demo                   a server and all who speak in the transcript
-//     messenger soak SECONDS           the same for so long
+//     messenger soak SECONDS           the same for that time, among visitors that come and go
 //
 // Behind these, SETTINGS.pml and LOGFILE may be given.
 
@@ -19,6 +19,7 @@
 #include <stdexcept>
 
 #include "messenger/client.h"
+#include "messenger/crowd.h"
 #include "messenger/server.h"
 #include "messenger/talk.h"
 
@@ -30,12 +31,14 @@ struct Settings {
         file["heartbeat"] >> heartbeat;
         file["rounds"] >> rounds;
         file["socketBuffer"] >> socketBuffer;
+        file["visitors"] >> visitors;
     }
 
     qor::pml::stream file;
     unsigned long heartbeat = 5000;
     unsigned rounds = 1;
     int socketBuffer = 65536;
+    unsigned long visitors = 0;
 };
 
 // The library's logger and the network's, in one file.
@@ -209,6 +212,28 @@ struct Stage {
     std::vector<qor::Handle<Speaker>> speakers;
 };
 
+// Lets visitors come and go, and tells once in a while how long their words take. Returns how many
+// visits failed.
+unsigned watchCrowd(const Settings& settings, const qor::TcpAddr& server, long seconds) {
+    constexpr long kReports = 100;
+    // All have come within the first quarter of a short soak too.
+    const auto places = std::min(settings.visitors, 2 * static_cast<unsigned long>(seconds));
+    const auto crowd = qor::makeHandle<Crowd>("messenger::watchCrowd", server, places,
+                                              settings.heartbeat, settings.socketBuffer);
+    crowd->startAndWait();
+    const qor::Time begin = qor::Time::now(qor::Time::Monotonic);
+    for (long i = 1; i <= kReports; ++i) {
+        const qor::Time due = begin + qor::Time::milliSeconds(seconds * 1000 / kReports * i);
+        const qor::Time left = due - qor::Time::now(qor::Time::Monotonic);
+        if (left > qor::Time()) left.sleep();
+        std::cout << "latency of visitors: " << crowd->medianMicroseconds() << std::endl;
+    }
+    crowd->stop();
+    std::cout << "visits:             " << crowd->visits() << '\n'
+              << "failed:             " << crowd->failures() << '\n';
+    return crowd->failures();
+}
+
 // For so many seconds, or for the rounds of the settings if it is 0.
 int demo(const Settings& settings, const std::string& transcriptPath, long seconds) {
     const std::vector<Line> transcript = readTranscript(transcriptPath);
@@ -218,6 +243,7 @@ int demo(const Settings& settings, const std::string& transcriptPath, long secon
 
     const unsigned rounds = seconds == 0 ? settings.rounds : 0;
     Summary summary;
+    unsigned failures = 0;
     std::vector<qor::Handle<Speaker>> speakers;
     {
         Stage stage;
@@ -242,7 +268,7 @@ int demo(const Settings& settings, const std::string& transcriptPath, long secon
         }
         for (const auto& speaker : speakers)
             speaker->startAndWait();
-        if (seconds != 0) qor::Time::seconds(seconds).sleep();
+        if (seconds != 0) failures = watchCrowd(settings, address, seconds);
         for (const auto& speaker : speakers)
             seconds != 0 ? speaker->stop() : speaker->join();
     }
@@ -254,7 +280,7 @@ int demo(const Settings& settings, const std::string& transcriptPath, long secon
                                   speaker->roundTrips().end());
     }
     show(summary);
-    return summary.sent == summary.received ? 0 : 1;
+    return summary.sent == summary.received && failures == 0 ? 0 : 1;
 }
 
 int run(const std::vector<std::string>& arguments) {
