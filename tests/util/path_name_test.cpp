@@ -27,7 +27,7 @@ TEST(PathName, LetsFilesAndDirectoriesTakePaths) {
     EXPECT_EQ(content, "12345");
     File file;
     EXPECT_TRUE(file.open(path));
-    EXPECT_EQ(file.filename(), path.wstring());
+    EXPECT_EQ(file.filename(), home.wide(L"na\u00efve \U0001F600"));
     EXPECT_TRUE(FileAppender(path).append("6"));
     EXPECT_TRUE(FileReadWriter(path, false).valid());
 
@@ -42,7 +42,7 @@ TEST(PathName, LetsFilesAndDirectoriesTakePaths) {
     EXPECT_EQ(snapshot.numof(), 2U);
     EXPECT_TRUE(snapshot.setup(dir, {L"empty"}));
     EXPECT_EQ(snapshot.numof(), 1U);
-    EXPECT_EQ(snapshot.homeDir(), dir.wstring());
+    EXPECT_EQ(snapshot.homeDir(), home.wide());
 }
 
 // None of them may find or make another file.
