@@ -7,6 +7,7 @@
 #include <random>
 
 #include "platform/codepage.h"
+#include "platform/processor.h"
 #include "platform/utf8.h"
 #include "support/machine.h"
 
@@ -108,6 +109,7 @@ void expectLike(auto whole, auto convert, const std::basic_string<From>& given,
 }
 
 TEST(Utf8, FormsAgree) {
+    EXPECT_TRUE(platform::vectorsAllowed() || platform::utf8Forms().size() == 1);
     for (const platform::Utf8Form& form : platform::utf8Forms()) {
         SCOPED_TRACE(form.name);
         RandomText random;

@@ -121,7 +121,7 @@ TEST(Scalar, IsMadeFromScalarsAndWrappers) {
     sum += number;
     EXPECT_EQ(sum.value(), 205);
     EXPECT_EQ(sizeof(Bit) + sizeof(Long) + sizeof(Double), sizeof(bool) + 4 + sizeof(double));
-    EXPECT_EQ((-Sbyte(-128)).value(), -128);
+    EXPECT_EQ((-Sbyte(-128)).value(), static_cast<char>(-128));
     EXPECT_EQ(-Long(std::numeric_limits<int>::min()), std::numeric_limits<int>::min());
     EXPECT_EQ((-Double(0.0)).toString(), "-0");
 }

@@ -42,7 +42,8 @@ long long sizeOf(const Unit& unit) noexcept {
 }
 
 bool isPlain(std::string_view name) noexcept {
-    return std::all_of(name.begin(), name.end(), [](char c) { return c >= 0; });
+    return std::all_of(name.begin(), name.end(),
+                       [](char c) { return static_cast<unsigned char>(c) < 0x80; });
 }
 
 void widen(const String& name, std::wstring& wide) {
