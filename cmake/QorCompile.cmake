@@ -10,6 +10,26 @@ if(QOR_SANITIZE)
   add_link_options(-fsanitize=${QOR_SANITIZE})
 endif()
 
+# What Debian hardens programs and libraries with, where they are optimized: fortified calls take that.
+# Sanitizers have checks of their own. Debug builds check what they ask of the standard library.
+if(NOT QOR_SANITIZE)
+  set(optimized $<CONFIG:Release,RelWithDebInfo,MinSizeRel>)
+  add_compile_options("$<${optimized}:-fstack-protector-strong>" "$<${optimized}:-U_FORTIFY_SOURCE>"
+                      "$<${optimized}:-D_FORTIFY_SOURCE=2>")
+  add_link_options(-Wl,-z,relro -Wl,-z,now)
+endif()
+add_compile_definitions($<$<CONFIG:Debug>:_GLIBCXX_ASSERTIONS>)
+
+# Offsets and points in time have 64 bits on every machine, in the sources that alone ask the system
+# for them. The others share types with ACE, which has them as the machine does. For the targets of
+# the directory that calls this.
+function(qor_system_sources)
+  file(GLOB sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/src/qor/platform/*.cpp
+       ${PROJECT_SOURCE_DIR}/utility/src/*.cpp)
+  set_source_files_properties(${sources} PROPERTIES
+    COMPILE_DEFINITIONS "_FILE_OFFSET_BITS=64;_TIME_BITS=64")
+endfunction()
+
 function(qor_compile target)
   set_target_properties(${target} PROPERTIES CXX_STANDARD 20 CXX_STANDARD_REQUIRED ON CXX_EXTENSIONS OFF)
   target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wshadow -Wconversion)

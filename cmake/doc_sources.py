@@ -6,8 +6,8 @@
 
 In a header, plain comments become Doxygen's: "// text" is "/// text", with Doxygen's own marks
 escaped, and lines that are indented become examples. Each class gets links to the guides that name
-it, or else to the guide of its area. The specialisations of std::hash, which Doxygen cannot place,
-are left out.
+it, or else to the guide of its area. The specialisations for the standard library and for
+fmt, which Doxygen cannot place, are left out.
 
 In a page, headings get the labels that links between pages use, and the names of public classes in
 `code` become links to the reference. The page "reference" lists every public class, by areas.
@@ -24,7 +24,7 @@ DOCS = ROOT / "docs"
 # The guide of a class that no guide names.
 GUIDE_OF_AREA = {
     "base": "strings", "string": "strings", "mt": "threads", "log": "logging", "timer": "timers",
-    "tcp": "network", "icmp": "network", "cfg": "settings", "util": "files",
+    "tcp": "network", "icmp": "network", "cfg": "settings", "util": "files", "interop": "strings",
     "nbr": "binding", "pml": "binding", "json": "binding", "xml": "binding",
 }
 AREAS = {
@@ -38,6 +38,7 @@ AREAS = {
     "json": "JSON",
     "xml": "XML",
     "cfg": "The settings of the process",
+    "interop": "std::format and fmt",
     "tcp": "Frames over TCP",
     "icmp": "Ping",
     "util": "Files, directories, ciphers, compression, commands, menus",
@@ -49,6 +50,9 @@ CLASS = re.compile(r"^(?:class|struct) (?:QOR_API )?(\w+)(?: final)?(?: :.*| \{.
 EXCEPTION = re.compile(r"^QOR_DECLARE_(?:PLAIN_)?EXCEPTION\((\w+),")
 # A namespace that is opened to declare classes of it alone.
 FORWARD = re.compile(r"^namespace \w+ \{\n(?:(?:class|struct) \w+;\n)+\}\n", re.MULTILINE)
+# Specialisations of what is not the library's own.
+FOREIGN = re.compile(r"(requires .* )?struct (std|fmt)::|requires std::is_default_constructible_v<std::hash"
+                     r"|inline constexpr bool std::")
 SPAN = re.compile(r"(?<!`)`([^`]+)`(?!`)")
 
 
@@ -56,10 +60,15 @@ def headers():
     return sorted(INCLUDE.glob("*/*.h"))
 
 
+def text_of(path):
+    """A file without the attributes of classes, which Doxygen cannot read."""
+    return re.sub(r"__attribute__\(\(.*?\)\) ", "", path.read_text(encoding="utf-8"))
+
+
 def classes_in(path):
     """The classes that a header defines at the top of its namespace, with their full names."""
     found, scope = [], []
-    text = FORWARD.sub("", path.read_text(encoding="utf-8")).splitlines()
+    text = FORWARD.sub("", text_of(path)).splitlines()
     for number, line in enumerate(text):
         opened = re.match(r"^(?:inline )?namespace ([\w:]+) \{", line)
         if opened:
@@ -229,11 +238,11 @@ def header_source(path, guides):
             show(f"{lead}/// @endcode")
         example = False
 
-    for line in public_part(path.read_text(encoding="utf-8")):
-        if line.startswith("struct std::hash<"):
+    for line in public_part(text_of(path)):
+        if FOREIGN.match(line):
             skipping, held = True, ""
         if skipping:
-            skipping = not line.startswith("};")
+            skipping = not re.search(r"^\};|\{\};$|true;$", line)
             continue
         comment = re.match(r"^(\s*)//( .*|)$", line)
         if comment:

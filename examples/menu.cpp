@@ -149,14 +149,9 @@ private:
     qor::String text_;
 };
 
-template <class T>
-qor::Handle<T> make() {
-    return qor::Handle<T>(qor::checkedNew<T>(__FILE__, __LINE__, "make"));
-}
-
 void network() {
-    const auto echo = make<Echo>();
-    const auto listener = make<Listener>();
+    const auto echo = qor::makeHandle<Echo>("network");
+    const auto listener = qor::makeHandle<Listener>("network");
     qor::TcpClient client;
     const bool open =
         echo->server.open(qor::TcpAddr(0, "127.0.0.1"), echo, 65536) &&

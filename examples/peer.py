@@ -16,7 +16,7 @@ import tempfile
 import time
 
 OPEN, CLOSE = b"\xff\x01(", b"\xff\x01)"
-LOGIN, LOGIN_REPLY, LIST, LIST_REPLY, TEXT, TEXT_REPLY, BEAT, BEAT_REPLY = range(1, 9)
+LOGIN, LOGIN_REPLY, LIST, LIST_REPLY, TEXT, TEXT_REPLY, BEAT, BEAT_REPLY, PRESENCE = range(1, 10)
 
 
 def simple(data, mark=0):
@@ -72,6 +72,7 @@ class Peer:
         self.socket = socket.create_connection((host, port), 10)
         self.number = 0
         self.texts = []
+        self.presences = []
 
     def send(self, payload, piece=None):
         frame = struct.pack(">I", len(payload)) + payload
@@ -97,13 +98,26 @@ class Peer:
         parts = dict(value)
         return to_number(parts[1]), to_number(parts[2]), parts[3]
 
+    def keep(self, kind, body):
+        """Keeps what the server sends unasked; False for anything else."""
+        kept = {TEXT: self.texts, PRESENCE: self.presences}.get(kind)
+        if kept is None:
+            return False
+        kept.append(dict(body))
+        return True
+
+    def wait_for(self, kept, number):
+        """Waits until so many are in the list: texts, or presences."""
+        while len(kept) < number:
+            kind, _, body = self.receive()
+            assert self.keep(kind, body), f"kind {kind}"
+
     def ask(self, kind, body, piece=None):
         self.number += 1
         self.send(message(kind, self.number, body), piece)
         while True:
             got, n, answer = self.receive()
-            if got == TEXT:
-                self.texts.append(dict(answer))
+            if self.keep(got, answer):
                 continue
             assert (got, n) == (kind + 1, self.number), f"kind {got}, number {n}"
             return answer
@@ -128,17 +142,34 @@ def converse(host, port):
     assert names == ["Ann", "Zoë"], names
     assert abs(to_number(dict(contacts[0][1])[2]) / 1e6 - time.time()) < 3600
 
+    # Who was there is told who comes, and with whose name the message is.
+    zoe.wait_for(zoe.presences, 1)
+    come = zoe.presences[0]
+    assert (come[1], come[2], to_number(come[3])) == ("Zoë".encode(), b"Ann", 1), come
+    assert ann.presences == []
+
+    # Names that would reach into other people's terminals, or can't be told apart.
+    eve = Peer(host, port)
+    for name in ("", "Ann", "\x1b[2J", "a\0b", "\x9b2J", "\u202eeve", "a b", "a:", "/a", "x" * 33):
+        answer = dict(eve.ask(LOGIN, {1: text(name)}))
+        assert to_number(answer[1]) == 0 and answer[2], name
+    assert not eve.tell("Ann", "nobody has sent this")
+    assert to_number(dict(eve.ask(LOGIN, {1: simple(b"bad\xff", 0xF0)}))[1]) == 0
+
     assert ann.tell("Zoë", "hello")
     assert ann.tell("Zoë", "x" * 30000)
     assert not ann.tell("nobody", "hello")
     assert zoe.ask(BEAT, {}) == []
-    while len(zoe.texts) < 2:
-        kind, _, body = zoe.receive()
-        assert kind == TEXT
-        zoe.texts.append(dict(body))
-    first, second = zoe.texts
+    assert ann.tell("", "hello all")
+    zoe.wait_for(zoe.texts, 3)
+    first, second, third = zoe.texts
     assert (first[1], first[2], first[4]) == (b"Ann", "Zoë".encode(), b"hello"), first
     assert second[4] == b"x" * 30000
+    # The server tells the time, and that a text went to all.
+    assert abs(to_number(first[3]) / 1e6 - time.time()) < 3600
+    assert (third[1], third[2], third[4]) == (b"Ann", "Zoë".encode(), b"hello all"), third
+    assert [to_number(words[5]) for words in (first, second, third)] == [0, 0, 1]
+    assert ann.texts == []
 
     # What is no message costs the connection, and nobody else's.
     ann.send(b"\x20\x00")
@@ -147,8 +178,11 @@ def converse(host, port):
         raise AssertionError("the server took what is no message")
     except (EOFError, ConnectionResetError):
         pass
-    while [dict(entry)[1].decode() for _, entry in dict(zoe.ask(LIST, {}))[1]] != ["Zoë"]:
-        time.sleep(0.01)
+    zoe.wait_for(zoe.presences, 2)
+    left = zoe.presences[1]
+    assert (left[2], to_number(left[3])) == (b"Ann", 0), left
+    assert [dict(entry)[1].decode() for _, entry in dict(zoe.ask(LIST, {}))[1]] == ["Zoë"]
+    assert not zoe.tell("", "nobody else is here")
     print("peer: the server speaks frames and nbr")
 
 

@@ -11,7 +11,8 @@ find bench examples fuzz include src tests utility \( -name '*.h' -o -name '*.cp
     xargs -0 clang-format --dry-run -Werror
 
 echo "check: qor.h has every header"
-(cd include && ls qor/*/*.h) | while read -r header; do
+# But for the one that needs a library that qor does not.
+(cd include && ls qor/*/*.h) | grep -vx qor/interop/fmt.h | while read -r header; do
     grep -q "#include \"$header\"" include/qor/qor.h || {
         echo "check: qor.h lacks $header" >&2
         exit 1

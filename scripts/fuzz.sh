@@ -1,18 +1,67 @@
 #!/usr/bin/env bash
-# Sets up, builds and runs the fuzz targets, starting from their seed corpora.
-#   scripts/fuzz.sh [SECONDS [TARGET]]   60 seconds each if not told; all targets
+# Sets up, builds and runs the fuzz targets, from their seed corpora and from what earlier runs found.
+#   scripts/fuzz.sh [SECONDS [TARGET]]   60 seconds for each target by default; all targets
+#   scripts/fuzz.sh merge [TARGET]       adds to the seed corpora what covers more, as few small
+#                                        files as do
 set -euo pipefail
 cd "$(dirname "$0")/.."
 seconds=${1:-60}
+only=${2:-*}
 
 scripts/setup.sh fuzz
 cmake --preset fuzz >/dev/null
 cmake --build --preset fuzz
-for target in build/fuzz/fuzz/qor_${2:-*}_fuzz; do
+
+# The last number after a label in the fuzzer's output.
+last() { grep -o "$1 *[0-9]*" "$log" | tail -1 | grep -o '[0-9]*$' || echo 0; }
+first_coverage() { grep -m1 INITED "$log" | grep -o 'cov: [0-9]*' | grep -o '[0-9]*$' || echo 0; }
+
+# What a target has done so far.
+progress() {
+    local runs coverage before
+    runs=$(grep -oE '^#[0-9]+|^stat::number_of_executed_units: [0-9]+' "$log" |
+        grep -o '[0-9]*$' | sort -n | tail -1)
+    coverage=$(last 'cov:')
+    before=$(first_coverage)
+    printf '%-16s %5d s left %12d runs  %6d edges covered, %d of them new' \
+        "$name" "$1" "${runs:-0}" "$coverage" $((coverage > before ? coverage - before : 0))
+}
+
+run() {
+    local end=$((SECONDS + seconds)) fuzzer
+    "$target" -max_total_time="$seconds" -print_final_stats=1 -artifact_prefix="$found-" \
+        "$found" "$seeds" >"$log" 2>&1 &
+    fuzzer=$!
+    while [ -t 1 ] && kill -0 "$fuzzer" 2>/dev/null; do
+        printf '\r%s' "$(progress $((end > SECONDS ? end - SECONDS : 0)))"
+        sleep 1
+    done
+    if ! wait "$fuzzer"; then
+        printf '\n'
+        tail -n 40 "$log" >&2
+        echo "fuzz: $name failed; its input is in $found-*" >&2
+        exit 1
+    fi
+    [ ! -t 1 ] || printf '\r'
+    printf '%s\n' "$(progress 0)"
+}
+
+merge() {
+    local merged="$found-merged"
+    rm -rf "$merged"
+    mkdir -p "$merged"
+    # The seeds by hand stay: the merge takes only what covers more than they do.
+    cp "$seeds"/* "$merged"
+    "$target" -merge=1 -max_len=4096 "$merged" "$found" >"$log" 2>&1
+    cp -n "$merged"/* "$seeds"
+    echo "$name: $(find "$seeds" -type f | wc -l) files"
+}
+
+for target in build/fuzz/fuzz/qor_${only}_fuzz; do
     name=$(basename "$target" | sed 's/^qor_//; s/_fuzz$//')
     found=build/fuzz/corpus/$name
+    seeds=fuzz/corpus/$name
+    log=build/fuzz/$name.log
     mkdir -p "$found"
-    echo "== $name"
-    "$target" -max_total_time="$seconds" -print_final_stats=1 -artifact_prefix="$found-" \
-        "$found" "fuzz/corpus/$name"
+    if [ "$seconds" = merge ]; then merge; else run; fi
 done

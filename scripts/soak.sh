@@ -1,7 +1,9 @@
 #!/usr/bin/env bash
-# Runs the messenger with its timers, its rotated log and the leak checker for a time, and fails on a
-# lost message, a leak, growth of memory after the beginning, or a report of a sanitizer.
+# Runs the messenger with its timers, its rotated log, visitors that come and go, switches that are
+# read anew, and the leak checker for a time. Fails on a lost message, a failed visit, a leak, a
+# report of a sanitizer, or growth of memory, descriptors, threads or latency after the first quarter.
 #   scripts/soak.sh [SECONDS [PRESET]]    60 seconds, and the preset asan
+# The samples are in build/PRESET/soak/samples.tsv, and drawn in samples.svg beside it.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 seconds="${1:-60}"
@@ -20,24 +22,26 @@ export ASAN_OPTIONS="quarantine_size_mb=8:${ASAN_OPTIONS:-}"
     "$PWD/$out/messenger.log" >"$out/output" 2>&1 &
 messenger=$!
 
-resident() {
-    awk '/^VmRSS/ { print $2 }' "/proc/$messenger/status" 2>/dev/null || true
+# Seconds, KiB, descriptors, threads and microseconds; nothing once the messenger has ended.
+sample() {
+    local memory threads latency
+    memory=$(awk '/^VmRSS/ { print $2 }' "/proc/$messenger/status") || return 0
+    threads=$(awk '/^Threads/ { print $2 }' "/proc/$messenger/status") || return 0
+    latency=$(awk '/^latency/ { last = $NF } END { print last }' "$out/output")
+    [ -n "$memory" ] && [ -n "$latency" ] || return 0
+    printf '%d\t%d\t%d\t%d\t%d\n' "$SECONDS" "$memory" \
+        "$(find "/proc/$messenger/fd" -mindepth 1 2>/dev/null | wc -l)" "$threads" "$latency"
 }
 
-# The first quarter is for what is made once.
-sleep "$(awk "BEGIN { print $seconds / 4 }")"
-before=$(resident)
-after=$before
+SECONDS=0
 while kill -0 "$messenger" 2>/dev/null; do
-    now=$(resident)
-    [ -z "$now" ] || after=$now
-    sleep 0.5
+    [ "$SECONDS" -ge "$seconds" ] || sample >>"$out/samples.tsv" 2>/dev/null
+    sleep "$(awk "BEGIN { print $seconds / 200 }")"
 done
 status=0
 wait "$messenger" || status=$?
 
-cat "$out/output"
-echo "resident: ${before:-none} KiB after the first quarter, ${after:-none} KiB at the end"
+grep -v '^latency' "$out/output" || true
 if [ "$status" != 0 ]; then
     echo "soak: the messenger ended with $status" >&2
     exit 1
@@ -46,7 +50,4 @@ if grep -q "runtime error\|Sanitizer\|NOTICE" "$out/output"; then
     echo "soak: the messenger reports a failure" >&2
     exit 1
 fi
-if [ -z "$before" ] || [ "$after" -gt $((before + before / 20 + 4096)) ]; then
-    echo "soak: the memory grows" >&2
-    exit 1
-fi
+scripts/soak.py "$out/samples.tsv" "$out/samples.svg"

@@ -1,11 +1,14 @@
 #!/usr/bin/env bash
 # Sets up, builds, and runs the tests. Whatever fails ends it with a non-zero status.
-#   scripts/test.sh [PRESET]     debug (if none is named), release, asan or tsan
+#   scripts/test.sh [PRESET]     debug (if none is named), release, asan, tsan, clang or libcxx
 set -euo pipefail
 cd "$(dirname "$0")/.."
 preset=${1:-debug}
 
-scripts/setup.sh test
+case "$preset" in
+clang | libcxx) scripts/setup.sh clang ;;
+*) scripts/setup.sh test ;;
+esac
 echo "test: building ($preset)"
 cmake --preset "$preset" >/dev/null
 cmake --build --preset "$preset"

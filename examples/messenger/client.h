@@ -13,15 +13,20 @@ namespace messenger {
 // thread, and heartbeats go out on the timer service's. open and close are for one thread.
 class Client : public qor::TcpCallback, public qor::ITimerObject {
 public:
-    explicit Client(std::function<void(const Text&)> onText) : onText_(std::move(onText)) {}
+    explicit Client(std::function<void(const Text&)> onText,
+                    std::function<void(const Presence&)> onPresence = {})
+        : onText_(std::move(onText)), onPresence_(std::move(onPresence)) {}
 
-    // True when the server has accepted the name.
+    // Once. True when the server has accepted the name. If it has refused it, refusal() tells why.
     bool open(const qor::TcpAddr& server, const qor::String& name, unsigned long heartbeat,
               int socketBuffer) {
         name_ = name;
         if (!tcp_.open(server, this, kSeconds, socketBuffer)) return false;
         LoginReply reply;
-        if (!ask(Login{name}, reply) || !reply.accepted) return false;
+        if (!ask(Login{name}, reply)) return false;
+        refusal_ = reply.reason;
+        if (!reply.accepted) return false;
+        longestSilence_ = std::max(qor::Time::seconds(30), qor::Time::milliSeconds(3) * heartbeat);
         const bool armed =
             qor::TimerManager::instance()->setTimer(timer_, name, 0, heartbeat, this, 0, nullptr);
         const qor::Monitor::Lock lock(monitor_);
@@ -38,6 +43,15 @@ public:
         // A release runs with the timers held: behind this call it has returned.
         qor::TimerManager::instance()->numofTimers();
         tcp_.close();
+    }
+
+    const qor::String& refusal() const { return refusal_; }
+    // False when the connection has ended, and when a server that should answer heartbeats has been
+    // silent for too long.
+    bool connected() const {
+        const qor::Time silence = monotonicNow() - qor::Time::microSeconds(heard_);
+        const qor::Monitor::Lock lock(monitor_);
+        return !closed_ && silence < longestSilence_;
     }
 
     // False if there is no answer; the reply is then as it was.
@@ -70,18 +84,22 @@ public:
         ask(ContactList(), reply);
         return std::move(reply.contacts);
     }
+    // To everybody else if `to` is empty. True if somebody got it.
     bool tell(const qor::String& to, const qor::String& text) {
         TextReply reply;
-        return ask(Text{name_, to, qor::Time::now(), text}, reply) && reply.delivered;
+        return ask(Text{name_, to, qor::Time::now(), text, false}, reply) && reply.delivered;
     }
 
     unsigned heartbeats() const { return heartbeats_; }
 
     void onReceive(const qor::TcpAddr&, const qor::istr& payload) override {
+        heard_ = monotonicNow().toMicroSeconds();
         const Header header = headerOf(payload);
         switch (static_cast<Kind>(static_cast<unsigned short>(header.kind))) {
             case Kind::Text:
                 return receive(read<Text>(payload));
+            case Kind::Presence:
+                return receive(read<Presence>(payload));
             case Kind::HeartbeatReply:
                 ++heartbeats_;
                 return;
@@ -118,6 +136,9 @@ private:
         logMessage("messenger::Client::receive", "text", text);
         onText_(text.body);
     }
+    void receive(const Message<Presence>& presence) {
+        if (presence.body.to == name_ && onPresence_) onPresence_(presence.body);
+    }
     void keepReply(qor::ulong32 number, const qor::istr& payload) {
         const qor::Monitor::Lock lock(monitor_);
         const auto asked = replies_.find(number);
@@ -126,8 +147,14 @@ private:
         monitor_.notifyAll();
     }
 
+    static qor::Time monotonicNow() { return qor::Time::now(qor::Time::Monotonic); }
+
     const std::function<void(const Text&)> onText_;
+    const std::function<void(const Presence&)> onPresence_;
     qor::String name_;
+    qor::String refusal_;
+    qor::Time longestSilence_ = qor::Time::forever();
+    std::atomic<long long> heard_{0};  // microseconds, by the monotonic clock
     qor::TcpClient tcp_;
     Outbox outbox_;
     qor::TimerId timer_;

@@ -3,9 +3,9 @@
 // the leak checker on.
 //
 //     messenger serve PORT             until "quit" is typed, or a signal ends it
-//     messenger talk HOST PORT NAME    "NAME: text" tells somebody, "list" shows who is there
+//     messenger talk HOST PORT NAME    a line goes to everybody, "/help" shows what else there is
 //     messenger demo                   a server and all who speak in the transcript
-//     messenger soak SECONDS           the same for so long
+//     messenger soak SECONDS           the same for that time, among visitors that come and go
 //
 // Behind these, SETTINGS.pml and LOGFILE may be given.
 
@@ -19,7 +19,9 @@
 #include <stdexcept>
 
 #include "messenger/client.h"
+#include "messenger/crowd.h"
 #include "messenger/server.h"
+#include "messenger/talk.h"
 
 namespace messenger {
 
@@ -29,12 +31,14 @@ struct Settings {
         file["heartbeat"] >> heartbeat;
         file["rounds"] >> rounds;
         file["socketBuffer"] >> socketBuffer;
+        file["visitors"] >> visitors;
     }
 
     qor::pml::stream file;
     unsigned long heartbeat = 5000;
     unsigned rounds = 1;
     int socketBuffer = 65536;
+    unsigned long visitors = 0;
 };
 
 // The library's logger and the network's, in one file.
@@ -52,12 +56,6 @@ void openLogs(const Settings& settings, const std::string& path) {
     }
 }
 
-template <class T, class... Args>
-qor::Handle<T> make(Args&&... args) {
-    return qor::Handle<T>(
-        qor::checkedNew<T>(__FILE__, __LINE__, "messenger::make", std::forward<Args>(args)...));
-}
-
 // serve
 
 bool signalled() {
@@ -70,7 +68,7 @@ bool signalled() {
 }
 
 int serve(const Settings& settings, unsigned short port) {
-    const auto server = make<Server>();
+    const auto server = qor::makeHandle<Server>("messenger::serve");
     if (!server->open(port, settings.socketBuffer)) {
         std::cerr << "messenger: cannot listen on port " << port << '\n';
         return 1;
@@ -89,31 +87,20 @@ int serve(const Settings& settings, unsigned short port) {
 // talk
 
 int talk(const Settings& settings, const qor::TcpAddr& address, const qor::String& name) {
-    const auto client =
-        make<Client>([](const Text& text) { qor::console::println(text.from + ": " + text.text); });
-    if (!client->open(address, name, settings.heartbeat, settings.socketBuffer)) {
-        client->close();
-        std::cerr << "messenger: " << address << " does not take " << name << '\n';
+    Talk conversation(address, name, settings.heartbeat, settings.socketBuffer);
+    if (!conversation.connect()) {
+        std::cerr << "messenger: " << address << " does not take " << printable(name) << ": "
+                  << conversation.fault() << '\n';
         return 1;
     }
+    conversation.greet();
     qor::CmdLineQueue commands;
     commands.open(L"> ");
-    std::wstring wide;
+    std::wstring line;
     while (!signalled()) {
-        if (!commands.get(wide, qor::Time::milliSeconds(200))) continue;
-        const std::string line = qor::String(wide);
-        const std::size_t colon = line.find(": ");
-        if (line == "quit") break;
-        if (line == "list") {
-            for (const Contact& contact : client->contacts())
-                qor::console::println(contact.name + ", since " + contact.since.toDateTime());
-        } else if (colon == std::string::npos) {
-            qor::console::println("NAME: text, list, quit");
-        } else if (!client->tell(line.substr(0, colon), line.substr(colon + 2))) {
-            qor::console::println("not delivered");
-        }
+        conversation.keepConnected();
+        if (commands.get(line, qor::Time::milliSeconds(200)) && !conversation.obey(line)) break;
     }
-    client->close();
     return 0;
 }
 
@@ -144,7 +131,8 @@ public:
     // Without rounds it speaks until it is stopped.
     Speaker(const qor::String& name, const std::vector<Line>& transcript, unsigned rounds)
         : SimpleThread(nullptr, name.c_str()),
-          client_(make<Client>([this](const Text&) { ++received_; })),
+          client_(qor::makeHandle<Client>("messenger::Speaker::Speaker",
+                                          [this](const Text&) { ++received_; })),
           transcript_(transcript),
           rounds_(rounds) {}
 
@@ -220,9 +208,31 @@ struct Stage {
         server->close();
     }
 
-    const qor::Handle<Server> server = make<Server>();
+    const qor::Handle<Server> server = qor::makeHandle<Server>("messenger::Stage");
     std::vector<qor::Handle<Speaker>> speakers;
 };
+
+// Lets visitors come and go, and tells once in a while how long their words take. Returns how many
+// visits failed.
+unsigned watchCrowd(const Settings& settings, const qor::TcpAddr& server, long seconds) {
+    constexpr long kReports = 100;
+    // All have come within the first quarter of a short soak too.
+    const auto places = std::min(settings.visitors, 2 * static_cast<unsigned long>(seconds));
+    const auto crowd = qor::makeHandle<Crowd>("messenger::watchCrowd", server, places,
+                                              settings.heartbeat, settings.socketBuffer);
+    crowd->startAndWait();
+    const qor::Time begin = qor::Time::now(qor::Time::Monotonic);
+    for (long i = 1; i <= kReports; ++i) {
+        const qor::Time due = begin + qor::Time::milliSeconds(seconds * 1000 / kReports * i);
+        const qor::Time left = due - qor::Time::now(qor::Time::Monotonic);
+        if (left > qor::Time()) left.sleep();
+        std::cout << "latency of visitors: " << crowd->medianMicroseconds() << std::endl;
+    }
+    crowd->stop();
+    std::cout << "visits:             " << crowd->visits() << '\n'
+              << "failed:             " << crowd->failures() << '\n';
+    return crowd->failures();
+}
 
 // For so many seconds, or for the rounds of the settings if it is 0.
 int demo(const Settings& settings, const std::string& transcriptPath, long seconds) {
@@ -233,6 +243,7 @@ int demo(const Settings& settings, const std::string& transcriptPath, long secon
 
     const unsigned rounds = seconds == 0 ? settings.rounds : 0;
     Summary summary;
+    unsigned failures = 0;
     std::vector<qor::Handle<Speaker>> speakers;
     {
         Stage stage;
@@ -240,7 +251,8 @@ int demo(const Settings& settings, const std::string& transcriptPath, long secon
             throw std::runtime_error("cannot listen");
         const qor::TcpAddr address(stage.server->port(), "127.0.0.1");
         for (const qor::String& name : names) {
-            stage.speakers.push_back(make<Speaker>(name, transcript, rounds));
+            stage.speakers.push_back(
+                qor::makeHandle<Speaker>("messenger::demo", name, transcript, rounds));
             Client& client = stage.speakers.back()->client();
             if (!client.open(address, name, settings.heartbeat, settings.socketBuffer)) {
                 throw std::runtime_error("no login for " + name);
@@ -256,7 +268,7 @@ int demo(const Settings& settings, const std::string& transcriptPath, long secon
         }
         for (const auto& speaker : speakers)
             speaker->startAndWait();
-        if (seconds != 0) qor::Time::seconds(seconds).sleep();
+        if (seconds != 0) failures = watchCrowd(settings, address, seconds);
         for (const auto& speaker : speakers)
             seconds != 0 ? speaker->stop() : speaker->join();
     }
@@ -268,7 +280,7 @@ int demo(const Settings& settings, const std::string& transcriptPath, long secon
                                   speaker->roundTrips().end());
     }
     show(summary);
-    return summary.sent == summary.received ? 0 : 1;
+    return summary.sent == summary.received && failures == 0 ? 0 : 1;
 }
 
 int run(const std::vector<std::string>& arguments) {

@@ -1,6 +1,7 @@
 #ifndef QOR_EXAMPLES_MESSENGER_PROTOCOL_H
 #define QOR_EXAMPLES_MESSENGER_PROTOCOL_H
 
+#include <algorithm>
 #include <vector>
 
 #include "qor/qor.h"
@@ -19,7 +20,8 @@ enum class Kind : unsigned short {
     Text,
     TextReply,
     Heartbeat,
-    HeartbeatReply
+    HeartbeatReply,
+    Presence
 };
 
 struct Login {
@@ -34,17 +36,20 @@ struct Login {
     qor::String name;
 };
 
-// A name that somebody has is refused.
+// A name that somebody has, and one that nameFault has something against, is refused, with a reason
+// for people.
 struct LoginReply {
     static constexpr Kind kKind = Kind::LoginReply;
     template <class Stream>
     void codec(Stream& s) {
         s.enter("LoginReply", "loginReply", "", "");
         field(s, {"accepted", 1}, accepted);
+        field(s, {"reason", 2}, reason);
         s.leave();
     }
 
     qor::Bit accepted;
+    qor::String reason;
 };
 
 struct ContactList {
@@ -81,7 +86,9 @@ struct ContactListReply {
     std::vector<Contact> contacts;
 };
 
-// From a client, and to the one that it names: the server fills in who it is from.
+// From a client, and to the one that it names, or to everybody else if it names nobody. The server
+// fills in who it is from and when it came, and sends each recipient a copy with the recipient's
+// name in it.
 struct Text {
     static constexpr Kind kKind = Kind::Text;
     template <class Stream>
@@ -91,6 +98,7 @@ struct Text {
         field(s, {"to", 2}, to);
         field(s, {"sent", 3}, sent);
         field(s, {"text", 4}, text);
+        field(s, {"toAll", 5}, toAll);
         s.leave();
     }
 
@@ -98,8 +106,10 @@ struct Text {
     qor::String to;
     qor::Time sent;
     qor::String text;
+    qor::Bit toAll;  // set by the server
 };
 
+// Whether at least one recipient got the text.
 struct TextReply {
     static constexpr Kind kKind = Kind::TextReply;
     template <class Stream>
@@ -128,6 +138,25 @@ struct HeartbeatReply {
         s.enter("HeartbeatReply", "heartbeatReply", "", "");
         s.leave();
     }
+};
+
+// From the server, unasked: somebody has come, or has left. A recipient's name as in Text.
+struct Presence {
+    static constexpr Kind kKind = Kind::Presence;
+    template <class Stream>
+    void codec(Stream& s) {
+        s.enter("Presence", "presence", "", "");
+        field(s, {"to", 1}, to);
+        field(s, {"name", 2}, name);
+        field(s, {"here", 3}, here);
+        field(s, {"at", 4}, at);
+        s.leave();
+    }
+
+    qor::String to;
+    qor::String name;
+    qor::Bit here;
+    qor::Time at;
 };
 
 // The kind and the number alone, for who does not know yet what comes.
@@ -174,6 +203,49 @@ Message<Body> read(const qor::istr& payload) {
     Message<Body> message;
     qor::nbr::decode(payload, message);
     return message;
+}
+
+// What a terminal obeys in place of showing it: control characters, and those that turn the
+// direction of text or break the line.
+inline bool isControl(char32_t c) {
+    return c < 0x20 || (c >= 0x7F && c <= 0x9F) || c == 0x061C || c == 0x200E || c == 0x200F ||
+           (c >= 0x2028 && c <= 0x202E) || (c >= 0x2066 && c <= 0x2069);
+}
+// What can't be seen, or is malformed.
+inline bool isUnseen(char32_t c) {
+    return c == 0xA0 || c == 0xAD || c == 0x3000 || (c >= 0x2000 && c <= 0x200F) || c == 0x202F ||
+           (c >= 0x205F && c <= 0x206F) || c == 0xFEFF || c == 0xFFFD;
+}
+
+// Text of somebody else for this terminal: each control character as U+FFFD.
+inline qor::String printable(const qor::String& text) {
+    qor::String whole = text;
+    // A zero would end the conversion.
+    std::replace(whole.begin(), whole.end(), '\0', '\x1A');
+    std::wstring wide = whole.toWstring();
+    std::replace_if(
+        wide.begin(), wide.end(), [](wchar_t c) { return isControl(static_cast<char32_t>(c)); },
+        L'\xFFFD');
+    return wide;
+}
+
+// Why the name can't be one, for people; empty if it can. Names are shown on all terminals, and
+// stand before a colon and between blanks.
+inline qor::String nameFault(const qor::String& name) {
+    constexpr std::size_t kLongest = 32;
+    const std::wstring wide = name.toWstring();
+    const auto isUnfit = [](wchar_t c) {
+        return isControl(static_cast<char32_t>(c)) || isUnseen(static_cast<char32_t>(c)) ||
+               c == L' ' || c == L':';
+    };
+    if (name.empty()) return "a name has at least one character";
+    if (wide.size() > kLongest) return "a name has at most 32 characters";
+    if (wide.front() == L'/') return "a name does not begin with /";
+    // Text ends at its first zero when it is converted.
+    if (name.find('\0') != std::string::npos || std::any_of(wide.begin(), wide.end(), isUnfit)) {
+        return "a name has no blanks, colons or characters that can't be seen";
+    }
+    return {};
 }
 
 inline qor::logger& log() {

@@ -14,7 +14,10 @@ public:
     bool open(unsigned short port, int socketBuffer) {
         return tcp_.open(qor::TcpAddr(port, "127.0.0.1"), this, socketBuffer);
     }
-    void close() { tcp_.close(); }
+    void close() {
+        closing_ = true;
+        tcp_.close();
+    }
     unsigned short port() const { return tcp_.getLocalPort(); }
 
     void onReceive(const qor::TcpAddr& peer, const qor::istr& payload) override {
@@ -35,11 +38,16 @@ public:
         }
     }
     void onClosed(const qor::TcpAddr& peer) override {
-        const qor::Guard guard(mutex_);
-        const auto found = sessions_.find(peer);
-        if (found == sessions_.end()) return;
-        byName_.erase(found->second->name);
-        sessions_.erase(found);
+        qor::String name;
+        {
+            const qor::Guard guard(mutex_);
+            const auto found = sessions_.find(peer);
+            if (found == sessions_.end()) return;
+            name = found->second->name;
+            byName_.erase(name);
+            sessions_.erase(found);
+        }
+        if (!name.empty() && !closing_) announce(name, false);
     }
 
 private:
@@ -57,15 +65,22 @@ private:
     qor::Handle<Session> sessionOf(const qor::TcpAddr& peer) {
         const qor::Guard guard(mutex_);
         qor::Handle<Session>& session = sessions_[peer];
-        if (!session) {
-            session = qor::checkedNew<Session>(__FILE__, __LINE__, "Server::sessionOf", peer);
-        }
+        if (!session) session = qor::makeHandle<Session>("messenger::Server::sessionOf", peer);
         return session;
     }
     qor::Handle<Session> sessionOfName(const qor::String& name) const {
         const qor::Guard guard(mutex_);
         const auto found = byName_.find(name);
         return found == byName_.end() ? qor::Handle<Session>() : found->second;
+    }
+
+    std::vector<qor::Handle<Session>> allBut(const qor::String& name) const {
+        const qor::Guard guard(mutex_);
+        std::vector<qor::Handle<Session>> others;
+        for (const auto& [other, session] : byName_) {
+            if (other != name) others.push_back(session);
+        }
+        return others;
     }
 
     template <class Body>
@@ -80,15 +95,27 @@ private:
         LoginReply reply;
         {
             const qor::Guard guard(mutex_);
-            const qor::String& name = request.body.name;
-            const bool fresh = session.name.empty() && !name.empty();
-            reply.accepted = fresh && byName_.try_emplace(name, &session).second;
-            if (reply.accepted) {
-                session.name = name;
-                session.since = qor::Time::now();
-            }
+            reply.reason = enter(session, request.body.name);
         }
+        reply.accepted = reply.reason.empty();
         send(session, Message(request.number, reply));
+        if (reply.accepted) announce(request.body.name, true);
+    }
+    // Empty, or why not. With the mutex held.
+    qor::String enter(Session& session, const qor::String& name) {
+        if (!session.name.empty()) return "this connection has a name";
+        const qor::String fault = nameFault(name);
+        if (!fault.empty()) return fault;
+        if (!byName_.try_emplace(name, &session).second) return "somebody has this name";
+        session.name = name;
+        session.since = qor::Time::now();
+        return {};
+    }
+
+    void announce(const qor::String& name, bool here) {
+        const qor::Time now = qor::Time::now();
+        for (const auto& other : allBut(name))
+            send(*other, Message(0, Presence{other->name, name, here, now}));
     }
 
     void contactList(Session& session, unsigned long number) {
@@ -108,15 +135,30 @@ private:
             const qor::Guard guard(mutex_);
             text.body.from = session.name;
         }
+        text.body.sent = qor::Time::now();
+        text.body.toAll = text.body.to.empty();
+        const qor::Ulong number = text.number;
         logMessage("messenger::Server::pass", "text", text);
-        const qor::Handle<Session> recipient = sessionOfName(text.body.to);
         TextReply reply;
-        reply.delivered = recipient && !text.body.from.empty() && send(*recipient, text);
-        send(session, Message(text.number, reply));
+        if (!text.body.from.empty()) reply.delivered = deliver(std::move(text));
+        send(session, Message(number, reply));
+    }
+    bool deliver(Message<Text> text) {
+        if (!text.body.toAll) {
+            const qor::Handle<Session> recipient = sessionOfName(text.body.to);
+            return recipient && send(*recipient, text);
+        }
+        bool delivered = false;
+        for (const auto& other : allBut(text.body.from)) {
+            text.body.to = other->name;
+            delivered |= send(*other, text);
+        }
+        return delivered;
     }
 
     qor::TcpServer tcp_;
     qor::Mutex mutex_;  // guards both maps; never held while something is sent
+    std::atomic<bool> closing_{false};
     std::map<qor::TcpAddr, qor::Handle<Session>> sessions_;
     std::map<qor::String, qor::Handle<Session>> byName_;
 };

@@ -5,6 +5,8 @@
 #include <iomanip>
 #include <sstream>
 
+#include "support/machine.h"
+
 namespace qor {
 namespace {
 
@@ -57,7 +59,7 @@ TEST(Bytes, GrowsAndNeverShrinks) {
         EXPECT_EQ(bytes.max_size(), capacity) << n;
         EXPECT_EQ(bytes, "abc");
     }
-    EXPECT_THROW(bytes.resize(1UL << 32), std::bad_alloc);
+    EXPECT_THROW(bytes.resize(support::kTooLarge), std::bad_alloc);
     EXPECT_THROW(int2bytes(1, ~0UL, bytes), std::bad_alloc);
     EXPECT_THROW(int2bytes(1, 0xFFFFFFFEUL, bytes), std::bad_alloc);
     EXPECT_THROW(Bytes(0xFFFFFFFFUL), std::bad_alloc);

@@ -8,6 +8,7 @@
 #include <sstream>
 
 #include "qor/log/log_dumper.h"
+#include "support/machine.h"
 
 namespace qor {
 namespace {
@@ -104,7 +105,7 @@ TEST(Scalar, ReadsByItsParseType) {
     for (const auto& [shown, expected] : cases)
         EXPECT_EQ(shown, expected);
     String text;
-    formatNumber(0x1FFFFFFFFL, text);
+    formatNumber(support::longOf(0x1FFFFFFFF), text);
     EXPECT_EQ(text, "-1");
 }
 
@@ -120,7 +121,7 @@ TEST(Scalar, IsMadeFromScalarsAndWrappers) {
     sum += number;
     EXPECT_EQ(sum.value(), 205);
     EXPECT_EQ(sizeof(Bit) + sizeof(Long) + sizeof(Double), sizeof(bool) + 4 + sizeof(double));
-    EXPECT_EQ((-Sbyte(-128)).value(), -128);
+    EXPECT_EQ((-Sbyte(-128)).value(), static_cast<char>(-128));
     EXPECT_EQ(-Long(std::numeric_limits<int>::min()), std::numeric_limits<int>::min());
     EXPECT_EQ((-Double(0.0)).toString(), "-0");
 }
@@ -188,7 +189,7 @@ TEST(Hex16, EncodesAndDecodes) {
 
 TEST(NetworkOrder, IsMostSignificantFirst) {
     EXPECT_EQ(hton(static_cast<unsigned short>(258)), (octets<2>{1, 2}));
-    EXPECT_EQ(hton(0x1FF000002UL), (octets<4>{0xFF, 0, 0, 2}));
+    EXPECT_EQ(hton(static_cast<unsigned long>(0x1FF000002)), (octets<4>{0xFF, 0, 0, 2}));
     EXPECT_EQ(hton(1ULL << 56), (octets<8>{1}));
     EXPECT_EQ(ntoh(hton(0xFEDCBA98UL)), 0xFEDCBA98U);
     EXPECT_EQ(ntoh(hton(0xFEDCBA9876543210ULL)), 0xFEDCBA9876543210ULL);

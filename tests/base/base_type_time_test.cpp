@@ -2,9 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <cstdlib>
 #include <ctime>
 #include <functional>
+#include <limits>
 #include <random>
 #include <sstream>
 
@@ -22,13 +24,13 @@ void inZone(const char* zone, const std::function<void()>& body) {
     ::tzset();
 }
 
-std::tm localTime(long seconds) {
+std::tm localTime(std::time_t seconds) {
     std::tm fields{};
     localtime_r(&seconds, &fields);
     return fields;
 }
 
-void expectCalendar(long seconds, int milliSeconds = 0) {
+void expectCalendar(long long seconds, int milliSeconds = 0) {
     const std::tm fields = localTime(static_cast<long32>(seconds));
     char text[64], rest[16];
     std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &fields);
@@ -39,17 +41,75 @@ void expectCalendar(long seconds, int milliSeconds = 0) {
 
 // Around each change of the zone. Those that are not six hours apart may be missed.
 void expectCalendarAroundChanges() {
-    constexpr long step = 6 * 3600;
-    for (long at = INT32_MIN; at < INT32_MAX - step; at += step) {
+    constexpr std::time_t step = 6 * 3600;
+    for (std::time_t at = INT32_MIN; at < INT32_MAX - step; at += step) {
         if (localTime(at).tm_gmtoff == localTime(at + step).tm_gmtoff) continue;
-        long before = at, behind = at + step;
+        std::time_t before = at, behind = at + step;
         while (behind - before > 1) {
-            const long middle = before + (behind - before) / 2;
+            const std::time_t middle = before + (behind - before) / 2;
             (localTime(middle).tm_gmtoff == localTime(at).tm_gmtoff ? before : behind) = middle;
         }
-        for (const long distance : {-901, -900, -1, 0, 1, 120, 899, 900})
+        for (const long long distance : {-901, -900, -1, 0, 1, 120, 899, 900})
             expectCalendar(behind + distance);
     }
+}
+
+TEST(Time, TakesDurationsAndPointsInTime) {
+    using namespace std::chrono;
+    using Thirds = duration<long long, std::ratio<1, 3>>;
+    constexpr long long kHighest = std::numeric_limits<long long>::max();
+    constexpr long long kLowest = std::numeric_limits<long long>::min();
+    const struct {
+        Time time;
+        long long microSeconds;
+    } cases[] = {
+        {hours(2), 7200000000},
+        {seconds(-3), -3000000},
+        {milliseconds(5), 5000},
+        {nanoseconds(1999), 1},
+        {nanoseconds(-1999), -1},
+        {duration<unsigned char>(200), 200000000},
+        {duration<double>(0.25), 250000},
+        {duration<float, std::milli>(-1.5F), -1500},
+        {Thirds(1), 333333},
+        {system_clock::time_point(seconds(7)), 7000000},
+        {sys_days(2015y / August / 26), 1440547200000000},
+        // To the last microsecond, and not beyond it.
+        {microseconds::max(), kHighest},
+        {microseconds::min(), kLowest},
+        {microseconds(kHighest - 1), kHighest - 1},
+        {nanoseconds::max(), kHighest / 1000},
+        {seconds(kHighest / 1000000), kHighest / 1000000 * 1000000},
+        {seconds(kHighest / 1000000 + 1), kHighest},
+        {seconds(kLowest / 1000000 - 1), kLowest},
+        {hours::max(), kHighest},
+        {hours::min(), kLowest},
+        {duration<unsigned long long>(~0ULL), kHighest},
+        {duration<double>(1e300), kHighest},
+        {duration<double>(-1e300), kLowest},
+        {duration<double>(std::numeric_limits<double>::quiet_NaN()), kLowest},
+    };
+    for (const auto& [time, expected] : cases)
+        EXPECT_EQ(time.toMicroSeconds(), expected);
+    static_assert(Time(seconds::max()) == Time::forever());
+    EXPECT_TRUE(Time::seconds(5) == 5s && Time::seconds(5) < 5001ms);
+    EXPECT_EQ(Time::seconds(5) + 1ms, Time::milliSeconds(5001));
+}
+
+TEST(Time, GivesDurationsAndPointsInTime) {
+    using namespace std::chrono;
+    for (const long long n : {0LL, 1LL, -1LL, 1440584430123456LL}) {
+        const Time time = Time::microSeconds(n);
+        EXPECT_EQ(time.toChrono().count(), n);
+        EXPECT_EQ(Time(time.toChrono()), time);
+        EXPECT_EQ(Time(time.toTimePoint()), time);
+        EXPECT_EQ(time.toTimePoint().time_since_epoch(), time.toChrono());
+    }
+    // Both clocks are the system's.
+    const auto before = floor<microseconds>(system_clock::now());
+    const Time now = Time::now();
+    EXPECT_LE(before, now.toTimePoint());
+    EXPECT_LE(now.toTimePoint(), system_clock::now());
 }
 
 TEST(Time, CalendarIsTheSystemsInEveryZone) {
@@ -65,10 +125,11 @@ TEST(Time, CalendarIsTheSystemsInEveryZone) {
             }
             expectCalendarAroundChanges();
             // The seconds are cut to 32 bits.
-            for (const long seconds : {INT32_MIN + 0L, INT32_MAX + 0L, INT32_MAX + 9L})
+            for (const long long seconds : {INT32_MIN + 0LL, INT32_MAX + 0LL, INT32_MAX + 9LL})
                 expectCalendar(seconds);
             expectCalendar(Time::forever().toSeconds(), 775);
-            for (const long ms : {1000000000001L, 1450000000999L, 1440000000123L, -5000L}) {
+            for (const long long ms :
+                 {1000000000001LL, 1450000000999LL, 1440000000123LL, -5000LL}) {
                 const Time time = Time::milliSeconds(ms);
                 EXPECT_EQ(Time::fromString(time.toDateTime()), time) << time.toDateTime();
             }

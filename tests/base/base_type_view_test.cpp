@@ -5,6 +5,7 @@
 #include <sstream>
 
 #include "qor/base/exception.h"
+#include "support/machine.h"
 #include "support/raised.h"
 
 namespace qor {
@@ -34,7 +35,7 @@ TEST(View, TakesEveryKindOfSource) {
                  {istr(istr("abc"), 9), 3, false},
                  {istr(istr(text), istr(text.data() + 1)), 1, false},
                  {istr_cp(text, 1252), 3, false},
-                 {istr("", 1UL << 33), 0xFFFFFFFEUL, false}};
+                 {istr("", support::kTooLarge), 0xFFFFFFFEUL, false}};
     for (const auto& [view, size, null] : cases) {
         EXPECT_EQ(view.size(), size);
         EXPECT_EQ(view.is_null(), null);

@@ -8,6 +8,8 @@
 #include <random>
 #include <vector>
 
+#if defined(__SIZEOF_INT128__)  // else the header reads nothing
+
 namespace qor::decimal {
 namespace {
 
@@ -115,3 +117,5 @@ TEST(Decimal, RoundsAsTheStandardLibraryDoes) {
 
 }  // namespace
 }  // namespace qor::decimal
+
+#endif  // __SIZEOF_INT128__

@@ -6,6 +6,8 @@
 #include <cstring>
 #include <sstream>
 
+#include "support/machine.h"
+
 namespace qor {
 namespace {
 
@@ -103,8 +105,12 @@ TEST(NullHandle, AbortsWhenAskedTo) {
 
 TEST(SE_Exception, HasNoTextForCodeZero) {
     EXPECT_STREQ(SE_Exception(0, 1, 2).what(), "");
-    EXPECT_STREQ(SE_Exception(0xC0000005U, 0x12ABUL, 0x7FFF12345678UL).what(),
-                 "SE_Exception  0xc0000005, ebp = 0x000012ab, eip = 0x7fff12345678");
+    EXPECT_STREQ(SE_Exception(0xC0000005U, 0x12ABUL, 0x7FFF1234UL).what(),
+                 "SE_Exception  0xc0000005, ebp = 0x000012ab, eip = 0x7fff1234");
+    if constexpr (support::kLongHas64Bits) {
+        EXPECT_STREQ(SE_Exception(1, 2, static_cast<unsigned long>(0x7FFF12345678)).what(),
+                     "SE_Exception  0x00000001, ebp = 0x00000002, eip = 0x7fff12345678");
+    }
 }
 
 }  // namespace

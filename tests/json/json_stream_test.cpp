@@ -4,6 +4,8 @@
 
 #include <sstream>
 
+#include "support/machine.h"
+
 namespace qor::json {
 namespace {
 
@@ -102,7 +104,7 @@ TEST(JsonStream, GivesAndTakesChildren) {
     EXPECT_EQ(elementsEnd - element, 2);
     EXPECT_FALSE(JsonInputStream(elements.unit()).getObjectChildren(pair, pairsEnd));
 
-    out.dumping(0x100000007L);
+    out.dumping(support::longOf(0x100000007));
     EXPECT_EQ(out.dumping(), 7);
     EXPECT_EQ(in.dumping(), 0);
 }

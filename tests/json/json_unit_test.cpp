@@ -7,6 +7,7 @@
 
 #include "qor/json/qor_json_parser.h"
 #include "support/allocation.h"
+#include "support/machine.h"
 
 namespace qor::json {
 namespace {
@@ -31,8 +32,8 @@ TEST(JsonUnit, WritesEachTypeByItsKind) {
     expectWritten(static_cast<char>(-2), "-2");
     expectWritten(static_cast<unsigned char>(200), "200");
     expectWritten(static_cast<short>(-7), "-7");
-    expectWritten(0x1FFFFFFFFL, "-1");
-    expectWritten(0x1FFFFFFFFUL, "4294967295");
+    expectWritten(support::longOf(0x1FFFFFFFF), "-1");
+    expectWritten(static_cast<unsigned long>(0x1FFFFFFFF), "4294967295");
     expectWritten(~0ULL, "18446744073709551615");
     expectWritten(1234567.0, "1.23457e+06");
     expectWritten(std::numeric_limits<double>::quiet_NaN(), "nan");

@@ -4,6 +4,7 @@
 #include <iostream>
 #include <memory>
 #include <sstream>
+#include <stdexcept>
 #include <thread>
 #include <vector>
 
@@ -143,11 +144,29 @@ TEST_F(LeakChecker, SeesTheBlocksOfTheLibrary) {
     checker().start();
     {
         const CharBuffer text("xxx");
-        const Handle<Counted> shared(checkedNew<Counted>(__FILE__, __LINE__, "test"));
+        const Handle<Counted> shared = makeHandle<Counted>("test");
         EXPECT_EQ(checker().size(), 2U);
     }
     EXPECT_EQ(checker().size(), 0U);
     EXPECT_EQ(shown(), "");
+}
+
+TEST_F(LeakChecker, NamesThePlaceThatMakesAHandle) {
+    struct Counted : Shared {
+        explicit Counted(std::unique_ptr<int> content) : number(*content) {
+            if (number < 0) throw std::runtime_error("meant");
+        }
+        const int number;
+    };
+    support::LogFile log("QOR");
+    checker().start();
+    EXPECT_THROW(makeHandle<Counted>("refused", std::make_unique<int>(-1)), std::runtime_error);
+    EXPECT_EQ(checker().size(), 0U);
+    const Handle<Counted> kept = makeHandle<Counted>("maker", std::make_unique<int>(7));
+    const std::string place = "maker(mem_leak_checker_test.cpp:" + std::to_string(__LINE__ - 1);
+    EXPECT_EQ(kept->number, 7);
+    checker().stop();
+    EXPECT_NE(log.entries().find(place), std::string::npos) << log.entries();
 }
 
 TEST_F(LeakChecker, StandsManyThreads) {

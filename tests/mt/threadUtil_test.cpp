@@ -82,7 +82,7 @@ TEST(AsyncThreadManager, KeepsThreadsUntilTheyEnd) {
     AsyncThreadManager manager("jobs");
     std::vector<Handle<Worker>> workers;
     for (int i = 0; i < 5; ++i) {
-        workers.push_back(checkedNew<Worker>(__FILE__, __LINE__, "test"));
+        workers.push_back(makeHandle<Worker>("test"));
         workers.back()->startAndWait();
         // Two of them have ended before the manager gets them.
         if (i < 2) workers.back()->end(), workers.back()->join();
@@ -102,7 +102,7 @@ TEST(AsyncThreadManager, KeepsThreadsUntilTheyEnd) {
     EXPECT_FALSE(workers[3]->living() || workers[4]->living());
     manager.close();
 
-    const Handle<Worker> late(checkedNew<Worker>(__FILE__, __LINE__, "test"));
+    const Handle<Worker> late(makeHandle<Worker>("test"));
     late->startAndWait();
     manager.put(late);
     EXPECT_EQ(manager.size(), 0U);
@@ -126,7 +126,7 @@ TEST(AsyncThreadManager, StandsThreadsThatEndWhileTheyAreTaken) {
     AsyncThreadManager manager("busy");
     const auto put = [&] {
         for (int i = 0; i < 200; ++i) {
-            const Handle<Worker> worker(checkedNew<Worker>(__FILE__, __LINE__, "test"));
+            const Handle<Worker> worker(makeHandle<Worker>("test"));
             worker->startAndWait();
             std::thread ending([&] { worker->end(); });
             manager.put(worker);

@@ -113,7 +113,7 @@ TEST(Parser, AllocatesNoMoreThanItReturns) {
 
 TEST(Parser, LeaksNothingWhenMemoryEnds) {
     Bytes message(istr("\xFF\x01("));
-    for (int i = 0; i < 3000; ++i)
+    for (int i = 0; i < 6000; ++i)
         message.append(istr("\x05\xFF\x01(\x01\x01\x01\x07\xFF\x01)"));
     support::freeSpareBlocks();
     const support::AllocationCounter counter;

@@ -7,6 +7,7 @@
 
 #include "qor/pml/ntv_unit.h"
 #include "support/allocation.h"
+#include "support/machine.h"
 #include "support/pml.h"
 
 namespace qor::pml::ntv {
@@ -102,7 +103,7 @@ TEST(ListValue, CopiesItsUnitsWithAllThatIsInThem) {
     EXPECT_EQ(copy->size(), 2u);
     EXPECT_EQ(treeOf(*copy->at(1)), "b{c=2 d? e{}}");
     EXPECT_EQ(copy->at(2), nullptr);
-    EXPECT_EQ(copy->at(4294967296), nullptr);
+    EXPECT_EQ(copy->at(support::kTooLarge), nullptr);
     EXPECT_EQ(textOf(*copy), "a:t(1)\nb(\n    c(2)\n    d(3)\n    e()\n)\n");
     EXPECT_EQ(dumpOf(*copy).substr(0, 35), "{{name_='a' type_='t' value_='1'} {");
 

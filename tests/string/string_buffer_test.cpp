@@ -5,6 +5,7 @@
 #include <functional>
 
 #include "support/allocation.h"
+#include "support/machine.h"
 
 namespace qor {
 namespace {
@@ -137,7 +138,7 @@ TEST(StringBuffer, StaysAsItWasWhenItCannotGrow) {
     }
     StringBuffer buffer("ab");
     EXPECT_THROW(buffer.needMore(0xFFFFFFFFUL - 2), std::bad_alloc);
-    EXPECT_THROW(buffer.append("c", 1UL << 40), std::bad_alloc);
+    EXPECT_THROW(buffer.append("c", support::kTooLarge), std::bad_alloc);
     EXPECT_EQ(text(buffer), "ab");
 }
 

@@ -20,7 +20,7 @@ std::string byRule(unsigned long long value, unsigned long width) {
     do {
         bytes += static_cast<char>(value);
         value >>= 8;
-    } while (bytes.size() < width && (value != 0 || bytes.back() < 0));
+    } while (bytes.size() < width && (value != 0 || (bytes.back() & 0x80) != 0));
     return bytes;
 }
 

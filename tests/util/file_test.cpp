@@ -19,6 +19,7 @@
 
 #include "support/allocation.h"
 #include "support/hex.h"
+#include "support/machine.h"
 #include "support/temp_dir.h"
 
 namespace qor {
@@ -255,7 +256,7 @@ TEST(File, ReadsWhatIsAskedFor) {
         EXPECT_TRUE(file.readAll(bytes) && bytes == "12345");
         EXPECT_TRUE(file.readAll(text) && text == "12345");
     }
-    EXPECT_THROW(file.read(bytes, 1UL << 32), std::bad_alloc);
+    EXPECT_THROW(file.read(bytes, support::kTooLarge), std::bad_alloc);
     EXPECT_EQ(bytes, "12345");
 }
 

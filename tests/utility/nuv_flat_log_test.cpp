@@ -192,7 +192,7 @@ TEST_F(FlatLog, RegistryAndRelease) {
 
 TEST_F(FlatLog, LongLinesAreCut) {
     say(log, "");
-    std::size_t before = fs::file_size(path);
+    auto before = static_cast<std::size_t>(fs::file_size(path));
     const std::size_t head = before - contentOf(path).find("\r\n") - 2;
     const auto added = [&] {
         return fs::file_size(path) - std::exchange(before, fs::file_size(path));
@@ -259,7 +259,7 @@ TEST_F(FlatLog, RotatesAtTheLimit) {
     log->max_file_size(0);
     log->max_file_count(-1);
     say(log, "");
-    const std::size_t least = fs::file_size(path);
+    const auto least = static_cast<std::size_t>(fs::file_size(path));
     for (const std::size_t size : {1023u, 1024u}) {
         fs::remove(path);
         nuv_flat_log_release(log);

@@ -79,6 +79,8 @@ public:
     const unsigned char& operator[](unsigned long i) const noexcept { return data_[i]; }
 
     operator istr() const noexcept { return std::string_view(c_str(), size_); }
+    // The object is a contiguous range too, so it converts to a std::span of unsigned char.
+    explicit operator std::string_view() const noexcept { return {c_str(), size_}; }
     // The whole capacity.
     operator ostr() noexcept { return ostr(data_, capacity_); }
 
@@ -115,5 +117,8 @@ QOR_API void int2bytes(unsigned long long value, unsigned long width, Bytes& out
 QOR_API Bytes int2bytes(unsigned long long value, unsigned long width);
 
 }  // namespace qor
+
+template <>
+struct std::hash<qor::Bytes> : std::hash<qor::istr> {};
 
 #endif  // QOR_BASE_BASE_TYPE_BYTES_H

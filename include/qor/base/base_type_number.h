@@ -3,6 +3,7 @@
 
 #include <array>
 #include <concepts>
+#include <functional>
 #include <iosfwd>
 #include <type_traits>
 
@@ -431,5 +432,44 @@ struct show_printable {
 QOR_API std::ostream& operator<<(std::ostream& os, show_printable shown);
 
 }  // namespace qor
+
+namespace qor {
+
+// The hash of a wrapper is that of its scalar.
+template <class Scalar>
+struct ScalarHash {
+    std::size_t operator()(const Scalar& scalar) const noexcept {
+        return std::hash<typename Scalar::value_type>()(scalar.value());
+    }
+};
+
+}  // namespace qor
+
+template <>
+struct std::hash<qor::Bit> : qor::ScalarHash<qor::Bit> {};
+template <>
+struct std::hash<qor::Byte> : qor::ScalarHash<qor::Byte> {};
+template <>
+struct std::hash<qor::Sbyte> : qor::ScalarHash<qor::Sbyte> {};
+template <>
+struct std::hash<qor::Char> : qor::ScalarHash<qor::Char> {};
+template <>
+struct std::hash<qor::Short> : qor::ScalarHash<qor::Short> {};
+template <>
+struct std::hash<qor::Ushort> : qor::ScalarHash<qor::Ushort> {};
+template <>
+struct std::hash<qor::Long> : qor::ScalarHash<qor::Long> {};
+template <>
+struct std::hash<qor::Ulong> : qor::ScalarHash<qor::Ulong> {};
+template <>
+struct std::hash<qor::Longlong> : qor::ScalarHash<qor::Longlong> {};
+template <>
+struct std::hash<qor::Ulonglong> : qor::ScalarHash<qor::Ulonglong> {};
+template <>
+struct std::hash<qor::Float> : qor::ScalarHash<qor::Float> {};
+template <>
+struct std::hash<qor::Double> : qor::ScalarHash<qor::Double> {};
+template <>
+struct std::hash<qor::Wchar> : qor::ScalarHash<qor::Wchar> {};
 
 #endif  // QOR_BASE_BASE_TYPE_NUMBER_H

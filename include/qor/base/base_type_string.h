@@ -148,6 +148,6 @@ private:
 }  // namespace qor
 
 template <>
-struct std::hash<qor::String> : std::hash<std::string> {};
+struct std::hash<qor::String> : std::hash<qor::istr> {};
 
 #endif  // QOR_BASE_BASE_TYPE_STRING_H

@@ -3,7 +3,9 @@
 
 #include <sys/time.h>
 
+#include <chrono>
 #include <compare>
+#include <functional>
 #include <iosfwd>
 #include <limits>
 
@@ -48,7 +50,19 @@ public:
         int microSecond = 0;
     };
 
+    // A point in time of the wall clock, as std::chrono has it.
+    using TimePoint = std::chrono::time_point<std::chrono::system_clock, std::chrono::microseconds>;
+
     constexpr Time() noexcept = default;
+    // Whole microseconds: the rest is cut off. What is out of range becomes the nearest limit, so
+    // that std::chrono::seconds::max() is forever(). What is not a number becomes the lowest value.
+    template <class Rep, class Period>
+    constexpr Time(const std::chrono::duration<Rep, Period>& duration) noexcept
+        : usec_(toMicros(duration)) {}
+    template <class Duration>
+    constexpr Time(
+        const std::chrono::time_point<std::chrono::system_clock, Duration>& point) noexcept
+        : Time(point.time_since_epoch()) {}
 
     // Raises ThreadSyscallException if the performance counter cannot be read.
     static Time now(Clock clock = Realtime);
@@ -67,6 +81,11 @@ public:
         return toMicroSecondsDouble() / 1000.0;
     }
     constexpr double toMicroSecondsDouble() const noexcept { return static_cast<double>(usec_); }
+    // The value as a duration, and as a point in time of the wall clock.
+    constexpr std::chrono::microseconds toChrono() const noexcept {
+        return std::chrono::microseconds(usec_);
+    }
+    constexpr TimePoint toTimePoint() const noexcept { return TimePoint(toChrono()); }
     // Seconds and the rest, each cut to 32 bits.
     operator timeval() const noexcept;
 
@@ -155,6 +174,23 @@ private:
         return Time(fits ? static_cast<long long>(usec) : std::numeric_limits<long long>::min());
     }
 
+    // The range is tested in floating point first, since the cast would overflow.
+    template <class Rep, class Period>
+    static constexpr long long toMicros(
+        const std::chrono::duration<Rep, Period>& duration) noexcept {
+        using Limits = std::numeric_limits<long long>;
+        using Floating = std::chrono::duration<long double, std::micro>;
+        const long double usec = Floating(duration).count();
+        if (usec >= 0x1p63L) return Limits::max();
+        if (!(usec >= -0x1p63L)) return Limits::min();
+        // Exact for integers, but for units that have to be multiplied and divided.
+        if constexpr (std::is_integral_v<Rep> && (Period::num == 1 || Period::den == 1)) {
+            return std::chrono::duration_cast<std::chrono::microseconds>(duration).count();
+        } else {
+            return static_cast<long long>(usec);
+        }
+    }
+
     long long usec_ = 0;
 };
 
@@ -197,5 +233,12 @@ private:
 };
 
 }  // namespace qor
+
+template <>
+struct std::hash<qor::Time> {
+    std::size_t operator()(const qor::Time& time) const noexcept {
+        return std::hash<long long>()(time.toMicroSeconds());
+    }
+};
 
 #endif  // QOR_BASE_BASE_TYPE_TIME_H

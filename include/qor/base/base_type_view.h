@@ -3,7 +3,9 @@
 
 #include <algorithm>
 #include <compare>
+#include <functional>
 #include <iosfwd>
+#include <ranges>
 #include <string>
 #include <string_view>
 
@@ -95,6 +97,9 @@ concept StandardText =
 // A read-only view of bytes that somebody else owns: two words, passed by value. Valid as long as
 // the bytes are. Nothing here allocates but the conversion to std::string, and nothing else raises
 // but trimLeft and trim. A view of a temporary String dangles behind the full expression.
+//
+// It is a contiguous range and a view for std::ranges, and so converts to std::span<const char>. (A
+// null pointer with a length other than 0 is no range and must not become a span.)
 //
 // It is also the cursor of hand-written parsers: next, advance and ++ walk the input.
 class QOR_API istr : public view_base<char, istr> {
@@ -296,5 +301,42 @@ constexpr istr istr::next(unsigned long n) noexcept {
 }
 
 }  // namespace qor
+
+// The characters belong to somebody else: iterators stay good when the view is destroyed.
+template <>
+inline constexpr bool std::ranges::enable_borrowed_range<qor::istr> = true;
+template <>
+inline constexpr bool std::ranges::enable_view<qor::istr> = true;
+template <>
+inline constexpr bool std::ranges::enable_borrowed_range<qor::iwstr> = true;
+template <>
+inline constexpr bool std::ranges::enable_view<qor::iwstr> = true;
+
+// Texts of all narrow types that are equal have equal hashes, those of std::string_view too.
+template <>
+struct std::hash<qor::istr> {
+    std::size_t operator()(const qor::istr& text) const noexcept {
+        return std::hash<std::string_view>()(std::string_view(text));
+    }
+};
+template <>
+struct std::hash<qor::istr_cp> : std::hash<qor::istr> {};
+template <>
+struct std::hash<qor::ansi> : std::hash<qor::istr> {};
+template <>
+struct std::hash<qor::utf8> : std::hash<qor::istr> {};
+template <>
+struct std::hash<qor::base64> : std::hash<qor::istr> {};
+// The same for wide text.
+template <>
+struct std::hash<qor::iwstr> {
+    std::size_t operator()(const qor::iwstr& text) const noexcept {
+        return std::hash<std::wstring_view>()(std::wstring_view(text.begin(), text.end()));
+    }
+};
+template <>
+struct std::hash<qor::iwstr_cp> : std::hash<qor::iwstr> {};
+template <>
+struct std::hash<qor::wstr> : std::hash<qor::iwstr> {};
 
 #endif  // QOR_BASE_BASE_TYPE_VIEW_H

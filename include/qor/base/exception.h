@@ -45,6 +45,28 @@ private:
 // columns goes on flush right on a line of its own.
 QOR_API std::ostream& operator<<(std::ostream& os, const Current& frame);
 
+// The place of a call, from the name of the function that calls. A parameter of this type takes the
+// name as a literal and adds file and line by itself: a function that has one knows the place of
+// its caller. The texts are kept by pointer.
+//
+// The file and the line come from builtins, since clang 14 has no std::source_location.
+class Place {
+public:
+    Place(const char* func, const char* file = __builtin_FILE(),
+          unsigned line = __builtin_LINE()) noexcept
+        : func_(func), file_(file), line_(line) {}
+
+    const char* func() const noexcept { return func_; }
+    const char* file() const noexcept { return file_; }
+    unsigned line() const noexcept { return line_; }
+    Current frame() const noexcept { return Current(file_, line_, func_); }
+
+private:
+    const char* func_;
+    const char* file_;
+    unsigned line_;
+};
+
 // The logical call stack of a thread, as call tracing keeps it.
 class QOR_API CallStack {
 public:

@@ -3,6 +3,7 @@
 
 #include <atomic>
 #include <compare>
+#include <functional>
 #include <iosfwd>
 
 #include "qor/api.h"
@@ -66,6 +67,13 @@ struct show_version {};
 QOR_API std::ostream& operator<<(std::ostream& os, show_version);
 
 }  // namespace qor
+
+template <>
+struct std::hash<qor::Version> {
+    std::size_t operator()(const qor::Version& version) const noexcept {
+        return std::hash<qor::ulong32>()(version.version) * 31 + version.patch;
+    }
+};
 
 // A symbol with the version in its name: a program bound to it depends on that version.
 namespace qor_20500 {

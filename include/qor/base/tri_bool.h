@@ -1,6 +1,9 @@
 #ifndef QOR_BASE_TRI_BOOL_H
 #define QOR_BASE_TRI_BOOL_H
 
+#include <cstddef>
+#include <functional>
+
 namespace qor {
 
 // An answer that may be unknown: 1 true, 0 false, -1 unknown. It compares with these numbers and
@@ -24,5 +27,12 @@ private:
 };
 
 }  // namespace qor
+
+template <>
+struct std::hash<qor::TriBool> {
+    std::size_t operator()(qor::TriBool answer) const noexcept {
+        return std::hash<int>()(answer.value());
+    }
+};
 
 #endif  // QOR_BASE_TRI_BOOL_H

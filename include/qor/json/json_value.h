@@ -33,7 +33,7 @@ struct Block;
 //
 // Making a tree of any depth, showing it and deleting it take no more of the stack than a flat one.
 // Whatever makes a value may raise std::bad_alloc, and leaves the tree as it was then.
-class QOR_API JsonValue : public Shared {
+class QOR_API __attribute__((aligned(8))) JsonValue : public Shared {
 public:
     JsonValue(const JsonValue&) = delete;
     JsonValue& operator=(const JsonValue&) = delete;
@@ -89,7 +89,7 @@ private:
     bool isInTree_ : 1 = false;           // a text that the value's tree has
     mutable bool isUnmade_ : 1 = false;   // a container of a tree that was read, without slots yet
     mutable bool ownsSlots_ : 1 = false;  // a container whose slots have a block of their own
-    unsigned short place_ = 0;            // in units of a pointer
+    unsigned short place_ = 0;            // in units of the alignment
 };
 
 class QOR_API JsonBoolean final : public JsonValue {

@@ -9,6 +9,7 @@
 
 #include "qor/api.h"
 #include "qor/base/class_name.h"
+#include "qor/base/mlcheck.h"
 #include "qor/mt/shared.h"
 
 namespace qor {
@@ -91,6 +92,19 @@ private:
         if (this->ptr_ != nullptr) this->ptr_->__AddRef();
     }
 };
+
+// A Handle to a new T, made from the arguments and known to the leak table by the place of the
+// call:
+//
+//     const Handle<Pump> pump = makeHandle<Pump>("open", address);
+//
+// `place` is the name of the calling function, a literal. Raises std::bad_alloc and what the
+// constructor raises, and leaves nothing behind then.
+template <std::derived_from<Shared> T, class... Args>
+Handle<T> makeHandle(Place place, Args&&... args) {
+    return Handle<T>(
+        checkedNew<T>(place.file(), place.line(), place.func(), std::forward<Args>(args)...));
+}
 
 // By the object's address.
 template <class T, class U>

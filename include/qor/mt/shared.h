@@ -14,8 +14,8 @@ namespace qor {
 // atomic: Handles of several threads may share an object. It is no part of the object's value, so
 // that an object may be shared as const.
 //
-// The deletion is a checked one, so make the objects by checkedNew of mlcheck.h: of one that it
-// does not know the leak table, when it is on, says so.
+// The deletion is a checked one, so make the objects by makeHandle of handle.h or by checkedNew of
+// mlcheck.h: the leak table, when it is on, reports a deletion of an object that it does not know.
 class QOR_API Shared {
 public:
     void __AddRef() const noexcept { refCount_.fetch_add(1, std::memory_order_relaxed); }

@@ -132,7 +132,8 @@ public:
     }
 
     // Compares whole texts, by bytes over the smaller size and then by size; null is less than
-    // any text. Slices that start at one address are equal without a look at sizes or cursors.
+    // any text. Slices that start at one address are equal without a look at sizes or cursors:
+    // that makes slices of different texts equal, so they have no std::hash.
     int compare(const StringSlice& other) const noexcept;
     template <std::convertible_to<StringSlice> Text>
     friend bool operator==(const StringSlice& left, const Text& right) noexcept {

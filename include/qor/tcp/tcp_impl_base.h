@@ -2,6 +2,7 @@
 #define QOR_TCP_TCP_IMPL_BASE_H
 
 #include <compare>
+#include <functional>
 #include <iosfwd>
 
 #include "qor/api.h"
@@ -69,5 +70,12 @@ public:
 };
 
 }  // namespace qor
+
+template <>
+struct std::hash<qor::TcpAddr> {
+    std::size_t operator()(const qor::TcpAddr& address) const noexcept {
+        return std::hash<qor::String>()(address.ip) * 31 + address.port;
+    }
+};
 
 #endif  // QOR_TCP_TCP_IMPL_BASE_H

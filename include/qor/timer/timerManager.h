@@ -114,8 +114,7 @@ public:
 // A timer with a thread of its own, for callbacks that are slow or must keep their rate: the next
 // firing is an interval after the last one was due, so that one that comes late is made up for.
 //
-//     const Handle<TimerUserThread> poll(checkedNew<TimerUserThread>(
-//         __FILE__, __LINE__, "open", &poller, "poll", 100, 0, 0, nullptr));
+//     const auto poll = makeHandle<TimerUserThread>("open", &poller, "poll", 100, 0, 0, nullptr);
 //     poll->startAndWait();
 //     ...
 //     poll->stop();

@@ -2,6 +2,7 @@
 #define QOR_TIMER_TIMEROBJECT_H
 
 #include <compare>
+#include <functional>
 
 #include "qor/api.h"
 #include "qor/base/base_type.h"
@@ -92,5 +93,12 @@ public:
 };
 
 }  // namespace qor
+
+template <>
+struct std::hash<qor::TimerId> {
+    std::size_t operator()(const qor::TimerId& id) const noexcept {
+        return std::hash<qor::ulong32>()(id.get());
+    }
+};
 
 #endif  // QOR_TIMER_TIMEROBJECT_H

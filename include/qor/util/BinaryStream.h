@@ -4,12 +4,12 @@
 #include <algorithm>
 #include <bit>
 #include <concepts>
-#include <cstring>
 #include <type_traits>
 
 #include "qor/base/base_type_number.h"
 #include "qor/base/base_type_target.h"
 #include "qor/base/base_type_view.h"
+#include "qor/base/byte_order.h"
 #include "qor/base/exception.h"
 
 // The integers that the binary formats share.
@@ -83,11 +83,8 @@ private:
     // The first and the last bytes of a fitting size, which may overlap.
     template <class Part>
     static unsigned long long loadTwice(const char* data, unsigned count) noexcept {
-        static_assert(std::endian::native == std::endian::little);
-        Part first;
-        Part last;
-        std::memcpy(&first, data, sizeof(Part));
-        std::memcpy(&last, data + count - sizeof(Part), sizeof(Part));
+        const Part first = loadLowByteFirst<Part>(data);
+        const Part last = loadLowByteFirst<Part>(data + count - sizeof(Part));
         return first | static_cast<unsigned long long>(last) << (8 * (count - sizeof(Part)));
     }
     static constexpr char byteOf(unsigned long long value, unsigned i) noexcept {

@@ -12,6 +12,7 @@
 #include "qor/base/tri_bool.h"
 #include "qor/log/log_dumper.h"
 #include "qor/pml/ntv_unit.h"
+#include "qor/util/path_name.h"
 
 namespace qor {
 
@@ -58,15 +59,15 @@ class QOR_API Directory : noncopyable {
 public:
     Directory();
     // As setup(name); the result is lost.
-    explicit Directory(const iwstr& name);
+    explicit Directory(const PathName& name);
     ~Directory();
 
     // Take the snapshot, in place of the present one. With names given, which may be paths, only
     // these are in it, each with all below it. False when the directory or a name that is given
     // can't be read, or when a directory is moved away meanwhile; what could be read is in the
     // snapshot all the same. std::bad_alloc leaves the present one.
-    bool setup(const iwstr& name);
-    bool setup(const iwstr& name, const std::list<std::wstring>& entries);
+    bool setup(const PathName& name);
+    bool setup(const PathName& name, const std::list<std::wstring>& entries);
 
     // As given to setup.
     const std::wstring& homeDir() const noexcept { return name_; }
@@ -81,26 +82,26 @@ public:
 
     // The two steps of setup. The unit's value becomes the list of the entries. No names given
     // stand for all. A null unit raises NullPointerException.
-    static bool setupDirTree(const iwstr& dir, pml::ntv::Unit* unit);
-    static bool setupDirTree(const iwstr& dir, const std::list<std::wstring>& entries,
+    static bool setupDirTree(const PathName& dir, pml::ntv::Unit* unit);
+    static bool setupDirTree(const PathName& dir, const std::list<std::wstring>& entries,
                              pml::ntv::Unit* unit);
     // Appends an item for each unit below the given one, which keeps owning them. `dir` stands in
     // front of the names. False for a unit without a list.
-    static bool recurseDirTree(const iwstr& dir, const pml::ntv::Unit& unit,
+    static bool recurseDirTree(const PathName& dir, const pml::ntv::Unit& unit,
                                std::vector<DirItem>& out);
 
     // What stands behind a link; unknown when nothing can be found out.
-    static TriBool isDirectory(const iwstr& name);
+    static TriBool isDirectory(const PathName& name);
     // -1 also for a directory.
-    static long long getFileSize(const iwstr& name);
-    static bool isEmptyFile(const iwstr& name) { return getFileSize(name) == 0; }
+    static long long getFileSize(const PathName& name);
+    static bool isEmptyFile(const PathName& name) { return getFileSize(name) == 0; }
     // Makes the file if there is none, and empties it if `truncate` says so.
-    static bool createFile(const iwstr& name, bool truncate);
+    static bool createFile(const PathName& name, bool truncate);
 
     // A handle of the caller's, to be closed by closeFile; all bits are set when the file can't be
     // opened. For writing a file is made if there is none. Any number of threads may use a handle.
-    static void* openFileForRead(const iwstr& name);
-    static void* openFileForWrite(const iwstr& name, bool truncate);
+    static void* openFileForRead(const PathName& name);
+    static void* openFileForWrite(const PathName& name, bool truncate);
     // Reads up to the capacity of `out`, whose size becomes what was got: less at the end of the
     // file. A false leaves it empty; Bytes without a buffer are one, and so is a position below 0.
     static bool readFileAt(void* handle, long long position, Bytes& out) noexcept;
@@ -110,8 +111,8 @@ public:
     static bool closeFile(void* handle) noexcept;
     // Open, do the one thing, and close. Writing makes the file, and keeps what is around the
     // bytes.
-    static bool readFrom(const iwstr& name, long long position, Bytes& out);
-    static bool writeTo(const iwstr& name, long long position, const istr& bytes);
+    static bool readFrom(const PathName& name, long long position, Bytes& out);
+    static bool writeTo(const PathName& name, long long position, const istr& bytes);
 
 private:
     std::wstring name_;

@@ -9,6 +9,7 @@
 #include "qor/base/base_type_bytes.h"
 #include "qor/base/base_type_string.h"
 #include "qor/base/open_flags.h"
+#include "qor/util/path_name.h"
 
 namespace qor {
 
@@ -27,9 +28,10 @@ enum class SeekWhence : int { Begin = 0, Current = 1, End = 2 };
 //     FileReader in(L"notes.txt");
 //     for (String line; in.readLine(line) || !line.empty();) ...
 //
-// Names are wide, with "\" or "/" between their parts; the system gets them as UTF-8, and a name
-// with a zero or with a value that is no character in it names no file. New files can be read and
-// written by all whom the process's umask leaves. A directory can't be opened.
+// Names are wide text or a std::filesystem::path, with "\" or "/" between their parts; the system
+// gets them as UTF-8, and a name with a zero or with a value that is no character in it names no
+// file. New files can be read and written by all whom the process's umask leaves. A directory can't
+// be opened.
 //
 // Operations report by bool or by -1, with the system's reason in errno; on a closed file they
 // fail. Reads that fail leave their target empty. None raises but std::bad_alloc, which leaves the
@@ -44,8 +46,8 @@ public:
     explicit File(int flags) noexcept : flags_(flags) {}
     // Open, if that is possible: ask valid(). Flags as OpenFlag has them, by default those for
     // reading.
-    explicit File(const iwstr& name) : File(name, OpenRead) {}
-    File(const iwstr& name, int flags);
+    explicit File(const PathName& name) : File(name, OpenRead) {}
+    File(const PathName& name, int flags);
     // Name and flags, and a handle of its own, at the start of the file, if the source has one.
     // Opened so, a file is never emptied, whatever the flags: a copy would destroy what it is a
     // copy of. A later reopen() goes by the flags.
@@ -62,8 +64,8 @@ public:
     bool open();
     // These store what they are given and reopen.
     bool open(int flags);
-    bool open(const iwstr& name);
-    bool open(const iwstr& name, int flags);
+    bool open(const PathName& name);
+    bool open(const PathName& name, int flags);
     bool reopen();
     // False when the system could not keep what was written before; closed in any case.
     bool close() noexcept;
@@ -175,14 +177,15 @@ private:
 class FileReader : public File {
 public:
     explicit FileReader(int flags = OpenRead | OpenBinary) noexcept : File(flags) {}
-    explicit FileReader(const iwstr& name, int flags = OpenRead | OpenBinary) : File(name, flags) {}
+    explicit FileReader(const PathName& name, int flags = OpenRead | OpenBinary)
+        : File(name, flags) {}
 };
 
 // For append(): write() goes to the position here too, which is the start at first.
 class FileAppender : public File {
 public:
     explicit FileAppender(int flags = OpenWrite | OpenCreate | OpenBinary) noexcept : File(flags) {}
-    explicit FileAppender(const iwstr& name, int flags = OpenWrite | OpenCreate | OpenBinary)
+    explicit FileAppender(const PathName& name, int flags = OpenWrite | OpenCreate | OpenBinary)
         : File(name, flags) {}
 };
 
@@ -191,7 +194,7 @@ public:
     template <std::same_as<bool> Bool>
     explicit FileWriter(Bool truncate, int flags = OpenWrite | OpenCreate | OpenBinary) noexcept
         : File(open_read_write_trunc(truncate, flags)) {}
-    FileWriter(const iwstr& name, bool truncate, int flags = OpenWrite | OpenCreate | OpenBinary)
+    FileWriter(const PathName& name, bool truncate, int flags = OpenWrite | OpenCreate | OpenBinary)
         : File(name, open_read_write_trunc(truncate, flags)) {}
 };
 
@@ -201,7 +204,7 @@ public:
     explicit FileReadWriter(Bool truncate,
                             int flags = OpenReadWrite | OpenCreate | OpenBinary) noexcept
         : File(open_read_write_trunc(truncate, flags)) {}
-    FileReadWriter(const iwstr& name, bool truncate,
+    FileReadWriter(const PathName& name, bool truncate,
                    int flags = OpenReadWrite | OpenCreate | OpenBinary)
         : File(name, open_read_write_trunc(truncate, flags)) {}
 };

@@ -1,6 +1,8 @@
 #ifndef QOR_UTIL_OPTIONAL_H
 #define QOR_UTIL_OPTIONAL_H
 
+#include <cstddef>
+#include <functional>
 #include <type_traits>
 #include <utility>
 
@@ -50,5 +52,14 @@ private:
 };
 
 }  // namespace qor
+
+// For values that have a hash.
+template <class T>
+requires std::is_default_constructible_v<std::hash<T>>
+struct std::hash<qor::Optional<T>> {
+    std::size_t operator()(const qor::Optional<T>& optional) const {
+        return optional ? std::hash<T>()(*optional) : 0;
+    }
+};
 
 #endif  // QOR_UTIL_OPTIONAL_H

@@ -1,10 +1,10 @@
 #ifndef QOR_UTIL_SIMPLE_VALUE_H
 #define QOR_UTIL_SIMPLE_VALUE_H
 
-#include <bit>
 #include <cstring>
 
 #include "qor/api.h"
+#include "qor/base/byte_order.h"
 #include "qor/string/string_buffer.h"
 #include "qor/util/BinaryStream.h"
 
@@ -58,11 +58,10 @@ inline char* copy(char* to, const char* from, unsigned long n) noexcept {
 // Store a value and return its end. There is room for kMostNumber bytes, also of a shorter number;
 // for kMostHeader and the data.
 inline char* store(char* to, WireNumber number) noexcept {
-    static_assert(std::endian::native == std::endian::little);
     const unsigned count = BinaryStream::byteCount(number.bits, number.width);
     to[0] = 1;
     to[1] = static_cast<char>(count);
-    std::memcpy(to + 2, &number.bits, sizeof number.bits);
+    storeLowByteFirst(to + 2, number.bits);
     return to + 2 + count;
 }
 inline char* store(char* to, const WireData& value) noexcept {
@@ -74,7 +73,7 @@ inline char* store(char* to, const WireData& value) noexcept {
     }
     const unsigned count = BinaryStream::byteCount(size, sizeof size);
     to[0] = static_cast<char>(value.mark | count);
-    std::memcpy(to + 1, &size, sizeof size);
+    storeLowByteFirst(to + 1, size);
     return copy(to + 1 + count, value.data.data(), size);
 }
 

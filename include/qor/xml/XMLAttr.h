@@ -92,6 +92,9 @@ public:
 
     class const_iterator {
     public:
+        // The pairs are given by value: std::ranges takes that for a forward iterator, the older
+        // algorithms do not.
+        using iterator_concept = std::forward_iterator_tag;
         using iterator_category = std::input_iterator_tag;
         using value_type = XMLAttrMap::value_type;
         using difference_type = std::ptrdiff_t;

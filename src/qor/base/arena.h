@@ -32,7 +32,7 @@ void deleteBlock(void* block, const char* func, const char* file = __builtin_FIL
 std::size_t blockSize(const void* block) noexcept;
 
 // A block of at most this size may be kept after it is deleted.
-inline constexpr std::size_t kLargestKeptBlock = 64 * 1024 - alignof(std::max_align_t);
+inline constexpr std::size_t kLargestKeptBlock = 64 * 1024 - 16;
 
 // Memory that is taken piece by piece and released as a whole, by the destructor. The arena does
 // not call the destructors of the objects in it. An arena is used by one thread at a time.

@@ -4,6 +4,7 @@
 #include <functional>
 #include <new>
 
+#include "base/size.h"
 #include "qor/base/mlcheck.h"
 
 namespace qor {
@@ -11,8 +12,8 @@ namespace qor {
 namespace {
 
 // At least n, at least twice what there was, and no more than 32 bits hold if n does not need it.
-unsigned long grownCapacity(unsigned long n, unsigned long capacity) noexcept {
-    return std::max(n, std::min(2 * capacity + 2, npos32 - 1UL));
+unsigned long grownCapacity(unsigned long long n, unsigned long capacity) {
+    return checkedSize(std::max(n, std::min(2ULL * capacity + 2, npos32 - 1ULL)));
 }
 
 }  // namespace
@@ -41,7 +42,7 @@ Bytes& Bytes::assign(istr content) {
 
 Bytes& Bytes::append(istr content) {
     if (content.empty()) return *this;
-    const unsigned long wanted = size() + content.size();
+    const unsigned long long wanted = 0ULL + size() + content.size();
     if (wanted <= capacity_) {
         std::memmove(data_ + size_, content.data(), content.size());
         size_ = static_cast<ulong32>(wanted);
@@ -95,7 +96,7 @@ Bytes hexstr2bytes(istr text) {
 
 void int2bytes(unsigned long long value, unsigned long width, Bytes& out) {
     if (width > npos32) throw std::bad_alloc();
-    const unsigned long size = out.size() + width;
+    const unsigned long size = checkedSize(0ULL + out.size() + width);
     out.resize(size);
     for (unsigned long i = 1; i <= width; ++i, value >>= 8)
         out[size - i] = static_cast<unsigned char>(value);

@@ -8,6 +8,7 @@
 #include <new>
 #include <ostream>
 
+#include "base/size.h"
 #include "base/size_difference.h"
 #include "nuv_os_adapter.h"
 #include "qor/base/base_type_string.h"
@@ -290,7 +291,7 @@ void bytes2hexstr(istr bytes, String& out) {
 String bytes2hexstr(istr bytes) {
     String digits;
     if (bytes.empty()) return digits;
-    digits.resize(2 * bytes.size());
+    digits.resize(checkedSize(2ULL * bytes.size()));
     char* out = digits.data();
     for (const char byte : bytes) {
         *out++ = kDigits[asUnsigned(byte) >> 4];
@@ -301,7 +302,7 @@ String bytes2hexstr(istr bytes) {
 
 void int2hexstr(unsigned long long value, unsigned long width, String& out) {
     if (width > npos32) throw std::bad_alloc();
-    out.append(2 * width, '0');
+    out.append(checkedSize(2ULL * width), '0');
     for (unsigned long i = 1; i <= 2 * width && value != 0; ++i, value >>= 4)
         out[out.size() - i] = kDigits[value & 15];
 }

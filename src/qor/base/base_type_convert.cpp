@@ -5,6 +5,7 @@
 #include <cwchar>
 #include <memory>
 
+#include "base/size.h"
 #include "base/upward.h"
 #include "platform/codepage.h"
 #include "platform/utf8.h"
@@ -99,7 +100,8 @@ void assignPieces(Pieces pieces, Out& out) {
     if (left == 0) return assign(out, first);
     // A guess: all of the text grows as its first piece does.
     Out result;
-    reserve(result, first.size() + first.size() * left / (size - left) + 1);
+    const auto rest = static_cast<unsigned long long>(first.size()) * left / (size - left);
+    reserve(result, checkedSize(first.size() + rest + 1));
     append(result, first);
     while (!pieces.rest().empty())
         append(result, pieces.next());

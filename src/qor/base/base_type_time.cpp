@@ -27,43 +27,43 @@ long32 calendarSeconds(const Time& time) noexcept {
     return static_cast<long32>(time.toSeconds());
 }
 
-std::tm localTime(std::time_t seconds) {
+std::tm localTime(long long seconds) {
     std::tm fields{};
-    if (ACE_OS::localtime_r(&seconds, &fields) == nullptr) {
+    if (!platform::localTime(seconds, fields)) {
         QOR_THROW(InvalidDataException, "qor::Time::Detail::Detail");
     }
     return fields;
 }
 
 // The seconds since 1970 that a clock in UTC with these fields would show.
-long secondsOf(const std::tm& fields) noexcept {
+long long secondsOf(const std::tm& fields) noexcept {
     using namespace std::chrono;
     const year_month_day date{year(fields.tm_year + 1900),
                               month(static_cast<unsigned>(fields.tm_mon + 1)),
                               day(static_cast<unsigned>(fields.tm_mday))};
     const seconds midnight = sys_days(date).time_since_epoch();
-    return midnight.count() + fields.tm_hour * 3600L + fields.tm_min * 60L + fields.tm_sec;
+    return midnight.count() + fields.tm_hour * 3600 + fields.tm_min * 60 + fields.tm_sec;
 }
 
 // A quarter of an hour, counted from the epoch, and how far local time is from UTC in it. Zones
 // change on the quarters, with some exceptions long ago: a quarter is steady if the offset is the
 // same at both of its ends.
 struct Quarter {
-    static constexpr long kSeconds = 900;
+    static constexpr long long kSeconds = 900;
 
-    long number = 0;
+    long long number = 0;
     long long readAt = -1;  // the second of the counter, none at first
-    long offset = 0;
+    long long offset = 0;
     bool steady = false;
 };
 
 // What the thread has worked in lately, each quarter in its place by its number.
 constinit thread_local std::array<Quarter, 8> quarters{};
 
-Quarter readQuarter(long number, long long now) {
-    const auto offsetAt = [](long seconds) { return secondsOf(localTime(seconds)) - seconds; };
-    const long first = number * Quarter::kSeconds;
-    const long offset = offsetAt(first);
+Quarter readQuarter(long long number, long long now) {
+    const auto offsetAt = [](long long seconds) { return secondsOf(localTime(seconds)) - seconds; };
+    const long long first = number * Quarter::kSeconds;
+    const long long offset = offsetAt(first);
     return {number, now, offset, offset == offsetAt(first + Quarter::kSeconds - 1)};
 }
 
@@ -104,13 +104,14 @@ void noticeZone() {
 
 // The offset of local time, or nothing where it is not steady. Kept for the rest of the second, so
 // that a zone whose files have changed is noticed soon.
-std::optional<long> localOffset(long32 seconds) {
+std::optional<long long> localOffset(long32 seconds) {
     noticeZone();
-    const long number = (seconds - (seconds < 0 ? Quarter::kSeconds - 1 : 0)) / Quarter::kSeconds;
+    const long long number =
+        (seconds - (seconds < 0 ? Quarter::kSeconds - 1 : 0)) / Quarter::kSeconds;
     const long long now = platform::coarseSeconds();
-    Quarter& quarter = quarters[static_cast<unsigned long>(number) % quarters.size()];
+    Quarter& quarter = quarters[static_cast<std::size_t>(number) % quarters.size()];
     if (quarter.number != number || quarter.readAt != now) quarter = readQuarter(number, now);
-    return quarter.steady ? std::optional<long>(quarter.offset) : std::nullopt;
+    return quarter.steady ? std::optional<long long>(quarter.offset) : std::nullopt;
 }
 
 void setFields(Time::Detail& detail, const std::tm& fields) noexcept {
@@ -212,7 +213,7 @@ void put(ostr out, istr text) noexcept {
 
 Time::Detail::Detail(const Time& time) {
     const long32 seconds = calendarSeconds(time);
-    if (const std::optional<long> offset = localOffset(seconds)) {
+    if (const std::optional<long long> offset = localOffset(seconds)) {
         setFields(*this, std::chrono::seconds(seconds + *offset));
     } else {
         setFields(*this, localTime(seconds));

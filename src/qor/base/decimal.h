@@ -4,9 +4,10 @@
 #include <array>
 #include <bit>
 #include <cstdint>
-#include <cstring>
 #include <optional>
 #include <string_view>
+
+#include "qor/base/byte_order.h"
 
 // The common decimal numbers, faster than std::from_chars reads them.
 
@@ -53,9 +54,7 @@ constexpr int leadingDigits(Word word) noexcept {
 constexpr Word kZeros = 0x3030303030303030;
 
 inline Word load(const char* at) noexcept {
-    Word word = 0;
-    std::memcpy(&word, at, sizeof word);
-    return word ^ kZeros;
+    return loadLowByteFirst<Word>(at) ^ kZeros;
 }
 
 // digits / 10^places, for 1 to kMostPlaces places, or nothing where only a longer calculation can
@@ -85,7 +84,6 @@ constexpr std::optional<double> scaled(Word digits, int places) noexcept {
 inline std::optional<double> read(std::string_view text) noexcept {
     constexpr int kWord = sizeof(Word);
     constexpr std::size_t kLeast = 2 * sizeof(Word), kMost = 20;
-    if (std::endian::native != std::endian::little) return std::nullopt;
     if (text.size() < kLeast || text.size() > kMost) return std::nullopt;
     const Word head = load(text.data());
     const int whole = leadingDigits(head);

@@ -33,7 +33,7 @@ public:
         ++size_;
     }
     Item* find(istr name, std::uint64_t hash) const noexcept {
-        for (std::size_t i = hash & mask_;; i = (i + 1) & mask_) {
+        for (std::size_t i = placeOf(hash);; i = (i + 1) & mask_) {
             const Slot& slot = slots_[i];
             if (slot.item == nullptr) return nullptr;
             if (slot.hash == hash && NameOf()(slot.item) == name) return slot.item;
@@ -47,6 +47,9 @@ private:
     };
 
     std::size_t capacity() const noexcept { return mask_ + 1; }
+    std::size_t placeOf(std::uint64_t hash) const noexcept {
+        return static_cast<std::size_t>(hash) & mask_;
+    }
 
     void rehash(std::size_t items) {
         const std::size_t capacity = std::bit_ceil(2 * items + 2);
@@ -59,7 +62,7 @@ private:
         }
     }
     void put(const Slot& slot) noexcept {
-        std::size_t i = slot.hash & mask_;
+        std::size_t i = placeOf(slot.hash);
         while (slots_[i].item != nullptr)
             i = (i + 1) & mask_;
         slots_[i] = slot;

@@ -3,7 +3,9 @@
 #include <array>
 #include <cstring>
 
+#include "base/size.h"
 #include "json/scan.h"
+#include "qor/base/byte_order.h"
 
 namespace qor::json {
 
@@ -62,9 +64,8 @@ scan::Word special(scan::Word word) noexcept {
 
 char* appendEscaped(const char* at, const char* end, char* to) noexcept {
     while (end - at >= static_cast<std::ptrdiff_t>(sizeof(scan::Word))) {
-        scan::Word word = 0;
-        std::memcpy(&word, at, sizeof word);
-        std::memcpy(to, &word, sizeof word);
+        const auto word = loadLowByteFirst<scan::Word>(at);
+        storeLowByteFirst(to, word);
         const scan::Word marks = special(word);
         const int plain = marks == 0 ? 8 : std::countr_zero(marks) / 8;
         at += plain;
@@ -78,9 +79,8 @@ char* appendEscaped(const char* at, const char* end, char* to) noexcept {
 
 char* copyEscaped(const char* at, const char* end, char* to) noexcept {
     while (at < end) {
-        scan::Word word = 0;
-        std::memcpy(&word, at, sizeof word);
-        std::memcpy(to, &word, sizeof word);
+        const auto word = loadLowByteFirst<scan::Word>(at);
+        storeLowByteFirst(to, word);
         const scan::Word marks = special(word);
         const std::ptrdiff_t plain = marks == 0 ? 8 : std::countr_zero(marks) / 8;
         if (plain >= end - at) return to + (end - at);
@@ -101,7 +101,7 @@ char* copyEscaped(const char* at, const char* end, char* to) noexcept {
 
 void appendEscaped(String& out, istr text) {
     const std::size_t before = out.size();
-    out.resize(before + 2 * text.size() + 2);
+    out.resize(checkedSize(before + 2ULL * text.size() + 2));
     char* const to = out.data() + before;
     *to = '"';
     char* const end = appendEscaped(text.begin(), text.end(), to + 1);

@@ -173,7 +173,7 @@ void FlatTree::makeRoot() noexcept {
         value = ::new (root()) JsonArray();
     }
     value->isUnmade_ = true;
-    value->place_ = sizeof(FlatTree) / alignof(void*);
+    value->place_ = sizeof(FlatTree) / alignof(JsonValue);
 }
 
 FlatTree* FlatTree::make(istr text, istr more, std::span<Node> nodes) {

@@ -44,6 +44,8 @@ struct Node {
 };
 static_assert(sizeof(Node) == 8);
 
+static_assert(alignof(JsonUnit) == alignof(JsonValue));
+
 class FlatTree;
 class Shape;
 class ShapeTable;
@@ -51,7 +53,7 @@ class ShapeTable;
 // Starts the memory that the values of a tree are made in. It is freed with the last of them,
 // by whichever thread.
 struct Block {
-    std::atomic<std::size_t> shares;
+    alignas(JsonValue) std::atomic<std::size_t> shares;
     FlatTree* tree;  // which the block has a share of; null if no slot in it needs it
 
     // Whether it is the block of a tree, with its root value.
@@ -67,7 +69,7 @@ private:
 // The values that are made of one tree may be in use by several threads, each with a part of its
 // own. The text is never changed, an object's node by nobody but its user, and shapes are added by
 // any thread. The tree is the block of its root value, and shared by the blocks of the other ones.
-class FlatTree : public Block, noncopyable {
+class alignas(JsonValue) FlatTree : public Block, noncopyable {
 public:
     // The tree has one share. The root value is made in it; it is an array or an object according
     // to the first node. The text of the nodes begins in `text` or, from its end on, in `more`.

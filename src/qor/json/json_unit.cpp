@@ -1,12 +1,12 @@
 #include "qor/json/json_unit.h"
 
-#include <bit>
 #include <cstring>
 #include <ostream>
 
 #include "json/escape.h"
 #include "json/tree_maker.h"
 #include "qor/base/base_type_convert.h"
+#include "qor/base/byte_order.h"
 #include "qor/base/mlcheck.h"
 #include "qor/json/qor_json_parser.h"
 #include "qor/util/base64.h"
@@ -55,15 +55,13 @@ void JsonUnit::make() const {
 // last on a big-endian one.
 istr JsonUnit::shortText() const noexcept {
     const auto* const bytes = reinterpret_cast<const char*>(&word_);
-    return istr(bytes + (std::endian::native == std::endian::little ? 1 : 0),
-                word_ >> kSizeShift & (sizeof(Word) - 1));
+    return istr(bytes + (kLowByteFirst ? 1 : 0), word_ >> kSizeShift & (sizeof(Word) - 1));
 }
 
 void JsonUnit::setShort(istr text) noexcept {
     Word word = 0;
     auto* const bytes = reinterpret_cast<char*>(&word);
-    std::memcpy(bytes + (std::endian::native == std::endian::little ? 1 : 0), text.data(),
-                text.size());
+    std::memcpy(bytes + (kLowByteFirst ? 1 : 0), text.data(), text.size());
     setNull();
     word_ = word | kShort | Word(text.size()) << kSizeShift;
 }

@@ -20,7 +20,7 @@ JsonValue::~JsonValue() = default;
 Block* JsonValue::block() const noexcept {
     if (place_ == 0) return nullptr;
     auto* const at = reinterpret_cast<char*>(const_cast<JsonValue*>(this));
-    return reinterpret_cast<Block*>(at - place_ * alignof(void*));
+    return reinterpret_cast<Block*>(at - place_ * alignof(JsonValue));
 }
 
 String JsonValue::toString() const {

@@ -1,16 +1,13 @@
 #ifndef QOR_SRC_JSON_SCAN_H
 #define QOR_SRC_JSON_SCAN_H
 
-#include <bit>
 #include <cstdint>
 
-// Looks for bytes in a word of text.
+// Looks for bytes in a word of text whose first byte is the lowest.
 
 namespace qor::json::scan {
 
 using Word = std::uint64_t;
-
-static_assert(std::endian::native == std::endian::little);
 
 constexpr Word kOnes = 0x0101010101010101;
 constexpr Word kHighs = kOnes << 7;

@@ -73,7 +73,7 @@ JsonValue* TreeMaker::makeInTree(const LazyUnit& at, istr text) {
     auto* const value = ::new (maker.block_ + 1) JsonString(static_cast<ulong32>(text.size()));
     value->isInTree_ = true;
     value->inTree() = text.data();
-    value->place_ = sizeof(Block) / alignof(void*);
+    value->place_ = sizeof(Block) / alignof(JsonValue);
     return value;
 }
 
@@ -185,7 +185,8 @@ T* TreeMaker::makeValue() noexcept {
     T* const value = ::new (take(sizeof(T))) T();
     value->__FirstRef();
     const auto offset = reinterpret_cast<char*>(value) - reinterpret_cast<char*>(block_);
-    value->place_ = static_cast<unsigned short>(static_cast<std::size_t>(offset) / alignof(void*));
+    value->place_ =
+        static_cast<unsigned short>(static_cast<std::size_t>(offset) / alignof(JsonValue));
     return value;
 }
 

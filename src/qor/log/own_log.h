@@ -18,24 +18,8 @@
 
 namespace qor::own_log {
 
-// The place of a call, from the function's name that is passed there. A helper that takes a Place
-// is logged with the place of its caller. Builtins, since clang 14 has no std::source_location.
-class Place {
-public:
-    Place(const char* func, const char* file = __builtin_FILE(),
-          unsigned line = __builtin_LINE()) noexcept
-        : func_(func), file_(file), line_(line) {}
-
-    const char* func() const noexcept { return func_; }
-    const char* file() const noexcept { return file_; }
-    unsigned line() const noexcept { return line_; }
-    Current frame() const noexcept { return Current(file_, line_, func_); }
-
-private:
-    const char* func_;
-    const char* file_;
-    unsigned line_;
-};
+// A helper that takes a Place is logged with the place of its caller.
+using qor::Place;
 
 // The loggers "QOR", of the library, and "qor", of the network. Found once, so that no line waits
 // for the lock of all loggers; the references stay good after logger_factory::destroy.

@@ -3,6 +3,7 @@
 #include <ace/Condition_Attributes.h>
 
 #include <algorithm>
+#include <limits>
 #include <utility>
 
 namespace qor {
@@ -14,7 +15,9 @@ using MonotonicClock = ACE_Condition_Attributes_T<ACE_Monotonic_Time_Policy>;
 ACE_Time_Value deadlineAfter(const Time& timeout) {
     const Time now = Time::now(Time::Monotonic);
     const Time deadline = timeout < Time::forever() - now ? now + timeout : Time::forever();
-    return ACE_Time_Value(static_cast<time_t>(deadline.toSeconds()),
+    const auto seconds =
+        std::min<long long>(deadline.toSeconds(), std::numeric_limits<time_t>::max());
+    return ACE_Time_Value(static_cast<time_t>(seconds),
                           static_cast<suseconds_t>(deadline.toMicroSeconds() % 1000000));
 }
 

@@ -1,9 +1,10 @@
 #include "platform/clock.h"
 
 #include <cerrno>
-#include <ctime>
 
 namespace qor::platform {
+
+static_assert(sizeof(std::time_t) == sizeof(long long));
 
 long long wallMicroseconds() noexcept {
     timespec now{};
@@ -29,11 +30,16 @@ long long coarseSeconds() noexcept {
     return now.tv_sec;
 }
 
+bool localTime(long long seconds, std::tm& fields) noexcept {
+    const std::time_t time = seconds;
+    return localtime_r(&time, &fields) != nullptr;
+}
+
 void sleepMilliseconds(long long n) noexcept {
     if (n < 1) return;
     timespec left{};
     left.tv_sec = n / 1000;
-    left.tv_nsec = n % 1000 * 1000000;
+    left.tv_nsec = static_cast<long>(n % 1000 * 1000000);
     while (clock_nanosleep(CLOCK_MONOTONIC, 0, &left, &left) == EINTR) {
     }
 }

@@ -66,7 +66,7 @@ public:
         : descriptor_(iconv_open(to, from)),
           in_(const_cast<char*>(reinterpret_cast<const char*>(text.data()))),
           inLeft_(text.size() * sizeof(Source)),
-          out_(reinterpret_cast<char*>(out)),
+          out_(out != nullptr ? reinterpret_cast<char*>(out) : &nowhere_),
           outLeft_(room * sizeof(Target)),
           outBegin_(out_) {}
     Conversion(const Conversion&) = delete;
@@ -116,6 +116,8 @@ private:
         return iconv(descriptor_, in, size, &out_, &outLeft_) == failed ? errno : 0;
     }
 
+    // iconv asks for an address, though there is no room at it.
+    char nowhere_ = '\0';
     iconv_t descriptor_;
     char* in_;
     std::size_t inLeft_;

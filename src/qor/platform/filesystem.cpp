@@ -1,6 +1,5 @@
 #include "platform/filesystem.h"
 
-#include <ace/OS_NS_fcntl.h>
 #include <dirent.h>
 #include <fcntl.h>
 #include <pthread.h>
@@ -48,8 +47,7 @@ int systemFlags(int flags) noexcept {
 }
 
 int openNoDirectory(const std::string& path, int flags) noexcept {
-    const int fd =
-        uninterrupted([&] { return static_cast<int>(ACE_OS::open(path.c_str(), flags, 0666)); });
+    const int fd = uninterrupted([&] { return ::open(path.c_str(), flags, 0666); });
     if (fd == invalid) return invalid;
     struct stat status;
     const bool known = ::fstat(fd, &status) == 0;

@@ -2,6 +2,7 @@
 
 #include <memory>
 
+#include "base/size.h"
 #include "qor/base/mlcheck.h"
 #include "util/aes_forms.h"
 #include "util/output.h"
@@ -45,8 +46,9 @@ AES::~AES() {
 
 void AES::encrypt(istr data, Bytes& out) const {
     const util::ByteSpan source = util::bytesOf(data);
-    const std::size_t size =
-        (source.size() + util::aesBlockSize - 1) / util::aesBlockSize * util::aesBlockSize;
+    const unsigned long long blocks =
+        (0ULL + source.size() + util::aesBlockSize - 1) / util::aesBlockSize;
+    const std::size_t size = checkedSize(blocks * util::aesBlockSize);
     util::replaceContent(out, source, size, [&](Bytes& target) {
         state_->encrypt(source.data(), source.size(), target.data());
         target.size(size);

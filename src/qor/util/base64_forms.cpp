@@ -4,6 +4,7 @@
 #include <iterator>
 #include <new>
 
+#include "base/size.h"
 #include "util/output.h"
 
 namespace qor::util {
@@ -32,23 +33,28 @@ void setSize(Out& out, std::size_t n) {
     out.resize(n);
 }
 
-constexpr std::size_t textSize(std::size_t bytes) noexcept {
+constexpr unsigned long long textSize(unsigned long long bytes) noexcept {
     return bytes / 3 * 4 + (bytes % 3 != 0 ? 4 : 0);
 }
 
 // The most that so many characters give.
 constexpr std::size_t bytesSize(std::size_t characters) noexcept {
-    return (characters + 3) / 4 * 3;
+    return characters / 4 * 3 + (characters % 4 != 0 ? 3 : 0);
 }
 
-constexpr std::size_t textSize(std::size_t bytes, bool lineBreak) noexcept {
-    const std::size_t size = textSize(bytes);
+constexpr unsigned long long textSize(unsigned long long bytes, bool lineBreak) noexcept {
+    const unsigned long long size = textSize(bytes);
     return lineBreak && size != 0 ? size + (size - 1) / lineSize * lineEnd.size() : size;
+}
+
+// Of so few bytes that it is a size on every machine.
+std::size_t lineTextSize(ByteSpan data) noexcept {
+    return static_cast<std::size_t>(textSize(data.size()));
 }
 
 char* encodeLine(const Base64Form& form, ByteSpan data, char* out) noexcept {
     form.encode(data.data(), data.size(), out);
-    out += textSize(data.size());
+    out += lineTextSize(data);
     const std::size_t left = data.size() % 3;
     if (left == 0) return out;
     out[-1] = '=';
@@ -194,15 +200,16 @@ void base64Encode(const Base64Form& form, std::span<const unsigned char> data, s
                   bool lineBreak) {
     // Beyond this the size itself would not be computed right.
     if (data.size() > npos32) throw std::bad_alloc();
-    const std::size_t size = textSize(data.size(), lineBreak);
-    if (size >= npos32) throw std::bad_alloc();
+    const unsigned long long wanted = textSize(data.size(), lineBreak);
+    if (wanted >= npos32) throw std::bad_alloc();
+    const std::size_t size = checkedSize(wanted);
     replaceContent(out, data, size, [&](std::string& text) {
         const std::size_t step = lineBreak ? bytesOfLine : growth / 4 * 3;
         std::size_t written = 0;
         for (ByteSpan rest = data; !rest.empty();) {
             const ByteSpan line = rest.first(std::min(step, rest.size()));
             rest = rest.subspan(line.size());
-            growTo(text, std::min(size, written + textSize(line.size()) + lineEnd.size()), size);
+            growTo(text, std::min(size, written + lineTextSize(line) + lineEnd.size()), size);
             char* at = encodeLine(form, line, text.data() + written);
             if (lineBreak && !rest.empty()) at = std::copy(lineEnd.begin(), lineEnd.end(), at);
             written = static_cast<std::size_t>(at - text.data());

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "base/size.h"
 #include "util/des3_tables.h"
 #include "util/output.h"
 #include "util/wipe.h"
@@ -127,7 +128,7 @@ void convert(istr data, Bytes& out, istr key, Direction direction) {
     makeSchedule(keyValue(key), direction, schedule.value);
     const util::ByteSpan source = util::bytesOf(data);
     const std::size_t whole = source.size() / blockSize * blockSize;
-    const std::size_t size = whole == source.size() ? whole : whole + blockSize;
+    const std::size_t size = whole == source.size() ? whole : checkedSize(0ULL + whole + blockSize);
     util::replaceContent(out, source, size, [&](Bytes& target) {
         convertWhole(schedule.value, source.data(), whole / blockSize, target.data());
         if (size != whole) {

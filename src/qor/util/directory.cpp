@@ -42,7 +42,8 @@ long long sizeOf(const Unit& unit) noexcept {
 }
 
 bool isPlain(std::string_view name) noexcept {
-    return std::all_of(name.begin(), name.end(), [](char c) { return c >= 0; });
+    return std::all_of(name.begin(), name.end(),
+                       [](char c) { return static_cast<unsigned char>(c) < 0x80; });
 }
 
 void widen(const String& name, std::wstring& wide) {
@@ -206,18 +207,18 @@ Directory::Directory() : files_(std::make_unique<Unit>()) {
     files_->initValueAsList();
 }
 
-Directory::Directory(const iwstr& name) : Directory() {
+Directory::Directory(const PathName& name) : Directory() {
     setup(name);
 }
 
 Directory::~Directory() = default;
 
-bool Directory::setup(const iwstr& name) {
+bool Directory::setup(const PathName& name) {
     return setup(name, {});
 }
 
-bool Directory::setup(const iwstr& name, const std::list<std::wstring>& entries) {
-    std::wstring kept = name;
+bool Directory::setup(const PathName& name, const std::list<std::wstring>& entries) {
+    std::wstring kept = name.text();
     auto files = std::make_unique<Unit>();
     const Filled filled = fillTree(name, entries, *files);
     std::vector<DirItem> items = itemsOf(*files->listValue(), iwstr(), filled.count);
@@ -238,11 +239,12 @@ const DirItem& Directory::at(unsigned long index) const {
     return items_[index];
 }
 
-bool Directory::setupDirTree(const iwstr& dir, Unit* unit) {
+bool Directory::setupDirTree(const PathName& dir, Unit* unit) {
     return setupDirTree(dir, {}, unit);
 }
 
-bool Directory::setupDirTree(const iwstr& dir, const std::list<std::wstring>& entries, Unit* unit) {
+bool Directory::setupDirTree(const PathName& dir, const std::list<std::wstring>& entries,
+                             Unit* unit) {
     if (unit == nullptr) QOR_THROW(NullPointerException, "qor::Directory::setupDirTree");
     Unit tree;
     const Filled filled = fillTree(dir, entries, tree);
@@ -250,7 +252,7 @@ bool Directory::setupDirTree(const iwstr& dir, const std::list<std::wstring>& en
     return filled.complete;
 }
 
-bool Directory::recurseDirTree(const iwstr& dir, const Unit& unit, std::vector<DirItem>& out) {
+bool Directory::recurseDirTree(const PathName& dir, const Unit& unit, std::vector<DirItem>& out) {
     const ListValue* const tree = unit.listValue();
     if (tree == nullptr) return false;
     std::vector<DirItem> items = itemsOf(*tree, dir, tree->size());
@@ -259,29 +261,29 @@ bool Directory::recurseDirTree(const iwstr& dir, const Unit& unit, std::vector<D
     return true;
 }
 
-TriBool Directory::isDirectory(const iwstr& name) {
+TriBool Directory::isDirectory(const PathName& name) {
     platform::FileStatus status;
     if (!platform::fileStatus(nativePath(name), status)) return -1;
     return status.isDirectory;
 }
 
-long long Directory::getFileSize(const iwstr& name) {
+long long Directory::getFileSize(const PathName& name) {
     platform::FileStatus status;
     platform::fileStatus(nativePath(name), status);
     return status.size;
 }
 
-bool Directory::createFile(const iwstr& name, bool truncate) {
+bool Directory::createFile(const PathName& name, bool truncate) {
     const int flags = OpenRead | OpenCreate | (truncate ? OpenTruncate : 0);
     const int fd = platform::openFile(nativePath(name), flags);
     return fd != -1 && platform::closeFile(fd);
 }
 
-void* Directory::openFileForRead(const iwstr& name) {
+void* Directory::openFileForRead(const PathName& name) {
     return asHandle(platform::openFile(nativePath(name), OpenBinary | OpenRead));
 }
 
-void* Directory::openFileForWrite(const iwstr& name, bool truncate) {
+void* Directory::openFileForWrite(const PathName& name, bool truncate) {
     const int flags = OpenBinary | OpenReadWrite | OpenCreate | (truncate ? OpenTruncate : 0);
     return asHandle(platform::openFile(nativePath(name), flags));
 }
@@ -303,7 +305,7 @@ bool Directory::closeFile(void* handle) noexcept {
     return platform::closeFile(descriptorOf(handle));
 }
 
-bool Directory::readFrom(const iwstr& name, long long position, Bytes& out) {
+bool Directory::readFrom(const PathName& name, long long position, Bytes& out) {
     out.size(0);
     void* const handle = openFileForRead(name);
     if (descriptorOf(handle) == -1) return false;
@@ -311,7 +313,7 @@ bool Directory::readFrom(const iwstr& name, long long position, Bytes& out) {
     return closeFile(handle) && done;
 }
 
-bool Directory::writeTo(const iwstr& name, long long position, const istr& bytes) {
+bool Directory::writeTo(const PathName& name, long long position, const istr& bytes) {
     void* const handle = openFileForWrite(name, false);
     if (descriptorOf(handle) == -1) return false;
     const bool done = writeFileAt(handle, position, bytes);

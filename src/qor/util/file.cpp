@@ -155,7 +155,7 @@ private:
     bool known_ = false;  // whether it is a pipe
 };
 
-File::File(const iwstr& name, int flags) : name_(name), flags_(flags) {
+File::File(const PathName& name, int flags) : name_(name.text()), flags_(flags) {
     open();
 }
 
@@ -204,12 +204,12 @@ bool File::open(int flags) {
     return become(name_, flags, flags);
 }
 
-bool File::open(const iwstr& name) {
-    return become(name, flags_, flags_);
+bool File::open(const PathName& name) {
+    return become(name.text(), flags_, flags_);
 }
 
-bool File::open(const iwstr& name, int flags) {
-    return become(name, flags, flags);
+bool File::open(const PathName& name, int flags) {
+    return become(name.text(), flags, flags);
 }
 
 bool File::reopen() {

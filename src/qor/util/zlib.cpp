@@ -2,19 +2,21 @@
 
 #include <zlib.h>
 
+#include "base/size.h"
 #include "util/output.h"
 
 namespace qor {
 
 namespace {
 
-// Has `convert`, a function of the zlib library, fill `out` with at most `room` bytes.
+// Has `convert`, a function of the zlib library, fill `out` with at most this number of bytes.
 template <class Convert>
-bool fill(Bytes& out, istr data, unsigned long room, Convert convert) {
-    if (room >= npos32) {
+bool fill(Bytes& out, istr data, unsigned long long most, Convert convert) {
+    if (most >= npos32) {
         out.size(0);
         return false;
     }
+    const std::size_t room = checkedSize(most);
     const util::ByteSpan source = util::bytesOf(data);
     bool done = false;
     util::replaceContent(out, source, room, [&](Bytes& target) {
@@ -28,7 +30,7 @@ bool fill(Bytes& out, istr data, unsigned long room, Convert convert) {
 }  // namespace
 
 bool zlib::compress(const istr& data, Bytes& out) {
-    return fill(out, data, data.size() * 11 / 10 + 30, ::compress);
+    return fill(out, data, data.size() * 11ULL / 10 + 30, ::compress);
 }
 
 bool zlib::uncompress(const istr& data, Bytes& out, unsigned long size) {

@@ -1,0 +1,73 @@
+// Text of any bytes in any code page becomes wide text and the reverse: nothing is written after
+// the room, what is cut is cut in whole characters, and UTF-8 is what a plain decoder makes of it.
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
+#include "platform/codepage.h"
+
+namespace {
+
+using namespace qor::platform;
+
+void require(bool holds) {
+    if (!holds) __builtin_trap();
+}
+
+constexpr long kUtf8 = 65001;
+constexpr long kPages[] = {kUtf8, 0, 437, 932, 936, 949, 950, 1200, 1252, 20866, 28591, 54936, -1};
+
+// Blocks of exactly the size, so that a sanitizer sees what is outside of them.
+std::wstring wide(long page, const std::string& text, std::size_t room) {
+    std::vector<wchar_t> out(room);
+    const std::vector<char> exact(text.begin(), text.end());
+    const long count = codepageToWide(page, {exact.data(), exact.size()}, out.data(), room);
+    if (count < 0) return std::wstring();
+    require(static_cast<std::size_t>(count) <= room);
+    return std::wstring(out.data(), static_cast<std::size_t>(count));
+}
+std::string narrow(long page, const std::wstring& text, std::size_t room) {
+    std::vector<char> out(room);
+    const std::vector<wchar_t> exact(text.begin(), text.end());
+    const long count = wideToCodepage(page, {exact.data(), exact.size()}, out.data(), room);
+    if (count < 0) return std::string();
+    require(static_cast<std::size_t>(count) <= room);
+    return std::string(out.data(), static_cast<std::size_t>(count));
+}
+
+bool isCharacter(wchar_t c) {
+    return c >= 0 && c < 0x110000 && !(c >= 0xD800 && c < 0xE000);
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t size) {
+    if (size < 2) return 0;
+    const long page = kPages[data[0] % std::size(kPages)];
+    const std::size_t cut = data[1];
+    const std::string text(data + 2, data + size);
+
+    const std::wstring whole = wide(page, text, text.size());
+    const std::wstring part = wide(page, text, std::min(cut, text.size()));
+    require(whole.starts_with(part));
+    const std::size_t most = whole.size() * maxBytesPerCharacter;
+    const std::string back = narrow(page, whole, most);
+    require(back.starts_with(narrow(page, whole, std::min(cut, most))));
+    if (page == kUtf8) {
+        require(std::all_of(whole.begin(), whole.end(), isCharacter));
+        // What was decoded is well-formed, so nothing is lost any more.
+        require(wide(page, back, back.size()) == whole);
+    }
+    // Any values, which are no characters more often than not.
+    std::wstring values(text.size() / sizeof(wchar_t), L'\0');
+    std::copy_n(text.data(), values.size() * sizeof(wchar_t),
+                reinterpret_cast<char*>(values.data()));
+    const std::string stored = narrow(page, values, values.size() * maxBytesPerCharacter);
+    if (page == kUtf8) {
+        for (wchar_t& c : values)
+            c = isCharacter(c) ? c : L'\xFFFD';
+        require(wide(page, stored, stored.size()) == values);
+    }
+    return 0;
+}

@@ -1,0 +1,59 @@
+#!/usr/bin/env bash
+# Watches what programs have of the library: nothing that the last release of this version exported
+# may be gone, nothing is exported that the headers do not show, and the library is hardened.
+#   scripts/abi.sh            compares with abi/libqor.symbols
+#   scripts/abi.sh --renew    writes that file anew, at a release
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+fail() {
+    echo "abi: $1" >&2
+    exit 1
+}
+
+scripts/setup.sh abi
+cmake --preset release -D QOR_BUILD_TESTS=OFF -D QOR_BUILD_EXAMPLES=OFF -B build/abi >/dev/null
+cmake --build build/abi --target qor
+library=build/abi/src/qor/libqor.so
+version=$(sed -n 's/^project(qor VERSION \([0-9.]*\).*/\1/p' CMakeLists.txt)
+baseline=abi/libqor.symbols
+mkdir -p build/abi
+
+# A line for each symbol. Those of the standard library's templates, which every program makes for
+# itself where the library has none, are not the library's.
+symbols() {
+    abidw --no-corpus-path --exported-interfaces-only "$1" >build/abi/all.abi
+    echo "version $version"
+    sed -n "s/.*<elf-symbol name='\([^']*\)'.*type='\([a-z]*\)-type'.*/\2 \1/p" build/abi/all.abi |
+        grep -v -E '^(func|object) _Z(N?K?S|T[ISV]N?S|N9__gnu_cxx|NK9__gnu_cxx)' | LC_ALL=C sort -u
+}
+
+symbols "$library" >build/abi/symbols
+if [ "${1:-}" = --renew ]; then
+    mkdir -p abi
+    cp build/abi/symbols "$baseline"
+    echo "abi: $baseline is of version $version, with $(($(wc -l <"$baseline") - 1)) symbols"
+    exit 0
+fi
+
+[ -f "$baseline" ] || fail "there is no $baseline: scripts/abi.sh --renew"
+[ "$(head -n 1 "$baseline")" = "version $version" ] ||
+    fail "$baseline is of another $(head -n 1 "$baseline"): scripts/abi.sh --renew"
+removed=$(LC_ALL=C comm -23 <(tail -n +2 "$baseline") <(tail -n +2 build/abi/symbols))
+if [ -n "$removed" ]; then
+    echo "$removed" | c++filt -n >&2
+    fail "these were exported, and are no longer: $(echo "$removed" | wc -l)"
+fi
+foreign=$(tail -n +2 build/abi/symbols | c++filt | grep -v -E '(^| |\()(qor::|nuv_)' || true)
+[ -z "$foreign" ] || fail "exported, and not qor's: $foreign"
+
+has() {
+    readelf -W "$1" "$library" | grep -q -E "$2" || fail "the library has no $3"
+}
+has -l 'GNU_RELRO' 'RELRO'
+has -d 'BIND_NOW|FLAGS.*NOW' 'BIND_NOW'
+has --dyn-syms ' __stack_chk_fail(@| |$)' 'stack protector'
+has --dyn-syms ' __[a-z]+_chk(@| |$)' 'fortified call'
+readelf -W -l "$library" | grep -q 'GNU_STACK.* RW ' || fail "the library has an executable stack"
+
+echo "abi: $(($(wc -l <build/abi/symbols) - 1)) symbols, none of the $(($(wc -l <"$baseline") - 1)) of $version is gone"

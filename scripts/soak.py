@@ -1,0 +1,71 @@
+#!/usr/bin/env python3
+"""Fits a straight line to what a soak has sampled, after its first quarter, and draws it.
+
+    soak.py SAMPLES.tsv DRAWING.svg
+
+A row has seconds, KiB of resident memory, descriptors, threads and microseconds of latency. Fails
+if a line rises by more than its quantity may.
+"""
+import sys
+
+# Name, unit, the share by which the line may rise from its start, and by how much in any case.
+# Latency follows the load of the machine in a short run, so it is judged in a long one only.
+QUANTITIES = [("resident memory", "KiB", 0.05, 4096), ("descriptors", "", 0.02, 20),
+              ("threads", "", 0.02, 10), ("latency", "µs", 0.5, 500)]
+LONG_RUN_SECONDS = 600
+WIDTH, HEIGHT, MARGIN = 720, 150, 40
+
+
+def fit(points):
+    """Returns the values of the straight line at the first and the last point."""
+    count = len(points)
+    mean_x = sum(x for x, _ in points) / count
+    mean_y = sum(y for _, y in points) / count
+    spread = sum((x - mean_x) ** 2 for x, _ in points)
+    slope = sum((x - mean_x) * (y - mean_y) for x, y in points) / spread if spread else 0.0
+    return [mean_y + slope * (x - mean_x) for x in (points[0][0], points[-1][0])]
+
+
+def chart(top, title, points, line_x, line_y):
+    end, high = max(points[-1][0], 1), max(max(y for _, y in points), 1)
+
+    def place(x, y):
+        return f"{MARGIN + x * WIDTH / end:.1f},{top + HEIGHT - y * (HEIGHT - 20) / high:.1f}"
+
+    dots = " ".join(place(x, y) for x, y in points)
+    line = " ".join(place(x, y) for x, y in zip(line_x, line_y))
+    return (f'<text x="{MARGIN}" y="{top + 12}">{title}</text>\n'
+            f'<path class="axis" d="M{MARGIN} {top + 20}V{top + HEIGHT}h{WIDTH}"/>\n'
+            f'<polyline class="samples" points="{dots}"/>\n'
+            f'<polyline class="line" points="{line}"/>\n')
+
+
+def main():
+    with open(sys.argv[1]) as samples:
+        rows = [[float(value) for value in row.split("\t")] for row in samples]
+    if len(rows) < 8:
+        sys.exit("soak: there are too few samples")
+    seconds = rows[-1][0]
+    later = [row for row in rows if row[0] >= seconds / 4]
+    height = len(QUANTITIES) * (HEIGHT + MARGIN)
+    svg = (f'<svg xmlns="http://www.w3.org/2000/svg" viewBox="0 0 {WIDTH + 2 * MARGIN} {height}" '
+           'font-family="sans-serif" font-size="12" fill="none">\n'
+           "<style>text{fill:#555}.axis{stroke:#999}.samples{stroke:#47a}"
+           ".line{stroke:#c40;stroke-width:2}</style>\n")
+    grown = []
+    for i, (name, unit, share, least) in enumerate(QUANTITIES, start=1):
+        begin, end = fit([(row[0], row[i]) for row in later])
+        title = f"{name}: {begin:.0f} {unit} after the first quarter, {end:.0f} {unit} at the end"
+        print(title.replace(" ,", ",").replace("  ", " "))
+        svg += chart((i - 1) * (HEIGHT + MARGIN) + 10, title, [(row[0], row[i]) for row in rows],
+                     (later[0][0], later[-1][0]), (begin, end))
+        judged = name != "latency" or seconds >= LONG_RUN_SECONDS
+        if judged and end - begin > max(share * begin, least):
+            grown.append(name)
+    with open(sys.argv[2], "w") as drawing:
+        drawing.write(svg + "</svg>\n")
+    if grown:
+        sys.exit(f"soak: {', '.join(grown)} grew")
+
+
+main()

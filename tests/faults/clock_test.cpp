@@ -1,0 +1,91 @@
+#include <gtest/gtest.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <chrono>
+#include <ctime>
+#include <fstream>
+
+#include "qor/qor.h"
+#include "support/log_file.h"
+#include "support/recorder.h"
+#include "tcp/network.h"
+
+namespace {
+
+std::atomic<long> secondsAhead{0};
+
+// Sets the wall clock of this process for a scope. The monotonic clock goes on as it was.
+class WallClock {
+public:
+    explicit WallClock(std::chrono::seconds ahead) { secondsAhead = ahead.count(); }
+    WallClock(const WallClock&) = delete;
+    WallClock& operator=(const WallClock&) = delete;
+    ~WallClock() { secondsAhead = 0; }
+};
+
+}  // namespace
+
+// Takes the place of the system's function, for the library too.
+extern "C" int clock_gettime(clockid_t clock, timespec* now) noexcept {
+    const long result = syscall(SYS_clock_gettime, clock, now);
+    if (result == 0 && clock == CLOCK_REALTIME) now->tv_sec += secondsAhead.load();
+    return static_cast<int>(result);
+}
+
+namespace qor {
+namespace {
+
+// A clock that is set by a day, each way, while somebody waits.
+
+TEST(SetClock, ChangesNoWait) {
+    for (const long days : {1L, -1L}) {
+        TimerManager::instance()->start();
+        support::Recorder object;
+        TimerId id;
+        constexpr unsigned long kIntervalMs = 20;
+        ASSERT_TRUE(
+            TimerManager::instance()->setTimer(id, "t", 1, kIntervalMs, &object, 3, nullptr));
+        const Monitor monitor;
+        const auto begin = std::chrono::steady_clock::now();
+        const WallClock set(std::chrono::hours(24 * days));
+        {
+            const Monitor::Lock lock(monitor);
+            EXPECT_FALSE(monitor.wait(Time::milliSeconds(50)));
+        }
+        std::string fired;
+        EXPECT_TRUE(network::until([&] {
+            fired += object.take() + " ";
+            return fired.find("-1") != std::string::npos;
+        }));
+        const auto passed = std::chrono::steady_clock::now() - begin;
+        EXPECT_GE(passed, std::chrono::milliseconds(50));
+        EXPECT_GE(passed, std::chrono::milliseconds(3 * kIntervalMs));
+        EXPECT_LT(passed, std::chrono::minutes(10));
+        TimerManager::destroy();
+    }
+}
+
+TEST(SetClock, IsTheTimeOfEntries) {
+    support::LogFile file("clock");
+    const std::string today = Time::now().toDateTime();
+    {
+        const WallClock tomorrow(std::chrono::hours(48));
+        writeDataLog(file.log(), "f", 0, "", "moved");
+        EXPECT_NE(std::string(Time::now().toDateTime()).substr(0, 10), today.substr(0, 10));
+    }
+    writeDataLog(file.log(), "f", 0, "", "back");
+    std::ifstream lines(file.path());
+    std::string line, moved, back;
+    while (std::getline(lines, line)) {
+        if (line.find("moved") != std::string::npos) moved = line.substr(1, 10);
+        if (line.find("back") != std::string::npos) back = line.substr(1, 10);
+    }
+    EXPECT_EQ(moved.size(), 10u);
+    EXPECT_EQ(back.size(), 10u);
+    EXPECT_NE(moved, back);
+}
+
+}  // namespace
+}  // namespace qor

@@ -1,0 +1,127 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <iterator>
+#include <ranges>
+#include <span>
+#include <string_view>
+#include <vector>
+
+#include "qor/qor.h"
+
+namespace qor {
+namespace {
+
+namespace ranges = std::ranges;
+
+static_assert(ranges::view<istr> && ranges::borrowed_range<istr> && ranges::contiguous_range<istr>);
+static_assert(ranges::view<iwstr> && ranges::borrowed_range<iwstr>);
+static_assert(ranges::contiguous_range<iwstr> && ranges::sized_range<iwstr>);
+static_assert(ranges::contiguous_range<String> && ranges::contiguous_range<const String>);
+static_assert(ranges::contiguous_range<Bytes> && ranges::contiguous_range<const Bytes>);
+static_assert(!ranges::borrowed_range<Bytes>);
+static_assert(ranges::contiguous_range<ostr> && ranges::contiguous_range<owstr>);
+static_assert(ranges::contiguous_range<json::JsonArray>);
+static_assert(ranges::contiguous_range<const json::JsonArray>);
+static_assert(ranges::bidirectional_range<json::JsonObject>);
+static_assert(ranges::bidirectional_range<const json::JsonObject>);
+static_assert(ranges::forward_range<const XMLAttrMap> && ranges::sized_range<XMLAttrMap>);
+static_assert(ranges::contiguous_range<nbr::ComplexValue::Items>);
+static_assert(ranges::contiguous_range<const nbr::ComplexValue>);
+static_assert(ranges::random_access_range<const pml::ntv::ListValue>);
+
+static_assert(std::convertible_to<istr, std::span<const char>>);
+static_assert(std::convertible_to<const Bytes&, std::span<const unsigned char>>);
+static_assert(std::convertible_to<Bytes&, std::span<unsigned char>>);
+static_assert(!std::convertible_to<const Bytes&, std::span<unsigned char>>);
+
+TEST(Ranges, TakeViewsAndTexts) {
+    const istr text("b,a,c");
+    EXPECT_EQ(ranges::count(text, ','), 2);
+    // The iterator of a temporary view is good: the text belongs to somebody else.
+    EXPECT_EQ(ranges::find(istr(text), 'c') - text.begin(), 4);
+    std::string letters;
+    ranges::copy(text | std::views::filter([](char c) { return c != ','; }),
+                 std::back_inserter(letters));
+    EXPECT_EQ(letters, "bac");
+    EXPECT_EQ(ranges::max(iwstr(L"axb")), L'x');
+    EXPECT_EQ(ranges::distance(istr()), 0);
+
+    String owned("cab");
+    ranges::sort(owned);
+    EXPECT_EQ(owned, "abc");
+    char memory[8] = "cab";
+    ranges::sort(ostr(memory, sizeof memory));
+    EXPECT_STREQ(memory, "abc");
+}
+
+TEST(Ranges, TakeBytesAsSpans) {
+    Bytes bytes(istr("\x03\xff\x01", 3));
+    ranges::sort(std::span<unsigned char>(bytes));
+    EXPECT_EQ(bytes, istr("\x01\x03\xff", 3));
+    const std::span<const unsigned char> seen = std::as_const(bytes);
+    EXPECT_EQ(seen.data(), bytes.data());
+    EXPECT_EQ(seen.size(), 3U);
+    EXPECT_EQ(std::string_view(bytes), std::string_view("\x01\x03\xff"));
+    EXPECT_TRUE(std::string_view(Bytes()).empty());
+    EXPECT_TRUE(std::span<const unsigned char>(Bytes()).empty());
+    const std::span<const char> chars = istr("ab");
+    EXPECT_EQ(std::string_view(chars.data(), chars.size()), "ab");
+}
+
+TEST(Ranges, TakeTheContainersOfTheFormats) {
+    json::JsonArray array;
+    for (const int number : {3, 1, 2})
+        array.newChild() << number;
+    const auto toInt = [](const json::JsonUnit& unit) {
+        int number = 0;
+        unit >> number;
+        return number;
+    };
+    EXPECT_EQ(ranges::max(array | std::views::transform(toInt)), 3);
+
+    json::JsonObject object;
+    for (const char* const key : {"b", "a", "c"})
+        object.get(key) << 1;
+    std::string keys;
+    for (const auto& pair : object | std::views::reverse)
+        keys += pair.first;
+    EXPECT_EQ(keys, "cba");
+    EXPECT_EQ(
+        ranges::find_if(std::as_const(object), [](const auto& p) { return p.first == "b"; })->first,
+        "b");
+
+    XMLNode node("n", nullptr);
+    node.addAttr("x", "1");
+    node.addAttr("y", "2");
+    const auto isY = [](const auto& pair) { return pair.first == "y"; };
+    const auto found = ranges::find_if(node.getAttrMap(), isY);
+    ASSERT_NE(found, node.getAttrMap().end());
+    EXPECT_EQ(found->second.value(), "2");
+    EXPECT_EQ(ranges::distance(node.getAttrMap()), 2);
+
+    nbr::ComplexValue tree;
+    tree.add(7, new nbr::ComplexValue);
+    tree.add(3, new nbr::ComplexValue);
+    EXPECT_FALSE(ranges::is_sorted(tree.data(), {}, &nbr::ComplexValue::Item::first));
+    EXPECT_EQ(ranges::min(tree.data(), {}, &nbr::ComplexValue::Item::first).first, 3);
+
+    const pml::ntv::ListValue list;
+    EXPECT_EQ(ranges::distance(list), 0);
+}
+
+TEST(Ranges, TakeLockedContainersThroughAccess) {
+    mt::map<String, int> map;
+    map.set("a", 2);
+    map.set("b", 5);
+    const auto most =
+        map.access([](const auto& values) { return ranges::max(values | std::views::values); });
+    EXPECT_EQ(most, 5);
+    mt::set<int> set;
+    set.insert(4);
+    EXPECT_TRUE(set.access(
+        [](const auto& values) { return ranges::all_of(values, [](int n) { return n == 4; }); }));
+}
+
+}  // namespace
+}  // namespace qor

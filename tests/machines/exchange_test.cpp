@@ -1,0 +1,159 @@
+// What one machine writes, every other one reads, and writes with the same bytes. The files in
+// tests/data were written on amd64. With QOR_WRITE_DATA=on they are written anew, where they are to
+// change:
+//   QOR_WRITE_DATA=on ctest --preset debug -R machines.
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+#include <list>
+#include <map>
+#include <vector>
+
+#include "qor/json/json_T.h"
+#include "qor/nbr/binding.h"
+#include "qor/pml/pml_T.h"
+#include "qor/tcp/tcp_client.h"
+#include "qor/util/BinaryInStream.h"
+#include "qor/util/BinaryOutStream.h"
+#include "qor/xml/xml_T.h"
+#include "support/bound.h"
+#include "tcp/network.h"
+
+namespace qor {
+namespace {
+
+// The bytes of the file, which are those given where files are written anew.
+std::string dataOf(const std::string& name, const std::string& written) {
+    const std::string path = std::string(QOR_SOURCE_DIR "/tests/data/exchange.") + name;
+    const char* const anew = std::getenv("QOR_WRITE_DATA");
+    if (anew != nullptr && std::string_view(anew) == "on") {
+        std::ofstream(path, std::ios::binary) << written;
+    }
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+struct Person {
+    String name;
+    std::vector<long> numbers;
+
+    bool operator==(const Person&) const = default;
+    template <class Stream>
+    void codec(Stream& s) {
+        s.enter("Person", "person", "", "");
+        field(s, {"name", 1}, name);
+        field(s, {"numbers", 2}, numbers);
+        s.leave();
+    }
+};
+
+// Numbers with different bytes in every place, and each kind of text and container.
+auto makeAll() {
+    return support::Tuple(true, 'A', static_cast<short>(0x0102), -5L, 0x89ABCDEFUL, 0x01020304,
+                          0x0102030405060708LL, 0xFEDCBA9876543210ULL, -0.15625F, 3.141592653589793,
+                          L'\u00e9', Char('x'), Long(-2000000000), String("na\u00efve \u20ac"),
+                          std::wstring(L"\u5b89\U0001F600"), Bytes(istr("\x80\0\xff", 3)),
+                          Time::microSeconds(1460000000123000), Optional<Long>(-7),
+                          Optional<Long>(), std::vector<short>{-1, 0x7FFE, 128, 127},
+                          std::list<String>{"", "\n<&\"'>"},
+                          std::map<String, unsigned long>{{"one", 1}, {"many", 0xFFFFFFFE}},
+                          std::vector<Person>{{"Ann", {1, -300, 70000}}, {"Bob", {}}});
+}
+using All = decltype(makeAll());
+
+std::string nbrMessage() {
+    nbr::CodecStream out;
+    nbr::encode(out, makeAll());
+    return std::string(out.str());
+}
+
+TEST(Exchange, NbrHasTheSameBytes) {
+    const std::string written = nbrMessage();
+    const std::string data = dataOf("nbr", written);
+    EXPECT_EQ(written, data);
+    All read;
+    nbr::decode(data, read);
+    EXPECT_TRUE(read == makeAll());
+}
+
+TEST(Exchange, PmlHasTheSameBytes) {
+    pml::stream out;
+    pml::encode(out, makeAll());
+    const std::string written(out.toPml(true));
+    const std::string data = dataOf("pml", written);
+    EXPECT_EQ(written, data);
+    All read;
+    pml::decode(pml::stream(data, false), read);
+    EXPECT_TRUE(read == makeAll());
+}
+
+TEST(Exchange, JsonHasTheSameBytes) {
+    json::JsonOutputStream out;
+    json::encode(out, makeAll());
+    const std::string written(out.str(true));
+    const std::string data = dataOf("json", written);
+    EXPECT_EQ(written, data);
+    All read;
+    json::decode(istr(data), read);
+    EXPECT_TRUE(read == makeAll());
+}
+
+TEST(Exchange, XmlHasTheSameBytes) {
+    XMLStream out;
+    xml::encode(out, makeAll());
+    const std::string written(out.str(true, 0));
+    const std::string data = dataOf("xml", written);
+    EXPECT_EQ(written, data);
+    All read;
+    xml::decode(XMLInStream(istr(data)), read);
+    EXPECT_TRUE(read == makeAll());
+}
+
+// Calls apply(value) for values of each type that the stream has.
+template <class Apply>
+void forEachBinaryValue(Apply apply) {
+    const auto all = [&](const auto&... values) { (apply(values), ...); };
+    all(true, 'A', static_cast<short>(-2), 0x0102, 5L, 0x89ABCDEFUL, 0x0102030405060708LL,
+        0xFEDCBA9876543210ULL, -0.15625F, 3.141592653589793, Ulong(0x80000000U),
+        Time::microSeconds(-1460000000123456), Bytes(istr("\x80\0\xff", 3)),
+        std::string("na\u00efve"), std::wstring(L"\u5b89\U0001F600"), std::string(300, 'x'));
+}
+
+TEST(Exchange, BinaryStreamsHaveTheSameBytes) {
+    BinaryOutStream out;
+    forEachBinaryValue([&](const auto& value) { out.write(value); });
+    const std::string written(out.str());
+    const std::string data = dataOf("binary", written);
+    EXPECT_EQ(written, data);
+    BinaryInStream in{istr(data)};
+    forEachBinaryValue([&](const auto& value) {
+        std::remove_cvref_t<decltype(value)> read{};
+        in.read(read);
+        EXPECT_TRUE(read == value);
+    });
+}
+
+class ExchangeByTcp : public network::NetworkTest {};
+
+TEST_F(ExchangeByTcp, FramesHaveTheSameBytes) {
+    const network::Socket listener;
+    listener.listen(1);
+    TcpClient client;
+    ASSERT_TRUE(client.open(listener.addr(), events, 5, network::kBuffer));
+    network::Socket peer = listener.accept();
+    const std::string message = nbrMessage();
+    EXPECT_TRUE(client.send(message, 5) && client.send("", 5) && client.send("end", 5));
+    const std::string written = peer.read(3 * 4 + message.size() + 3);
+    const std::string data = dataOf("tcp", written);
+    EXPECT_EQ(written, data);
+    peer.write(data);
+    EXPECT_TRUE(events->received(3));
+    EXPECT_EQ(events->frames(), message + "||end|");
+    client.close();
+}
+
+}  // namespace
+}  // namespace qor
