@@ -84,6 +84,21 @@ def classes_in(path):
     return found
 
 
+def brief_of(path, full):
+    """The first sentence of the comment above a class."""
+    name, above = full.rpartition("::")[2], []
+    for line in text_of(path).splitlines():
+        match = CLASS.match(line)
+        if match and match[1] == name:
+            text = re.split(r"(?<=[.:])(?: |$)", " ".join(above))[0].rstrip(":").rstrip(".")
+            return re.sub(r"([\\@<>#%&|*_])", r"\\\1", text)
+        if line.startswith("// ") or line == "//":
+            above.append(line[3:])
+        elif not line.startswith("template <"):
+            above = []
+    return ""
+
+
 def classes():
     """Full name by every spelling that means one class alone: with all namespaces, without qor::,
     and bare."""
@@ -291,9 +306,9 @@ def reference_page():
         guide = GUIDE_OF_AREA[area]
         yield f"## {area}\n"
         yield f'{text}. Guide: @ref page_{guide} "{title_of(DOCS / (guide + ".md"))}".\n'
-        yield "| Class | Header |\n|---|---|"
+        yield "| Class | What it is |\n|---|---|"
         for full, path in by_area.get(area, []):
-            yield f'| @ref {full} "{full.removeprefix("qor::")}" | `qor/{area}/{path.name}` |'
+            yield f'| @ref {full} "{full.removeprefix("qor::")}" | {brief_of(path, full)} |'
         yield ""
 
 

@@ -205,8 +205,8 @@ public:
     // Tells the thread to end after its current pass and waits until it has. On the thread itself
     // it does not wait. A thread that is not started stays so; started later, it is born and dies.
     void stop();
-    // False if the time passed first: the thread is given up then, has no owner any more, and runs
-    // until it looks up by itself. It is looked after every 20 milliseconds.
+    // Returns false on timeout. The thread then loses its owner and keeps running until it next
+    // checks living(). Polls every 20 ms.
     bool stop(Time timeout);
     // Does not wait, and the owner is told of the end.
     void stopOnly();
