@@ -1,11 +1,17 @@
 #!/usr/bin/env python3
-"""Makes one table of the results of benchmarks, given as files of JSON: qor beside each peer.
+"""Makes a page of the results of benchmarks, given as files of JSON: qor beside each peer.
+
+    report.py FILE.json ...           prints the page
+    report.py --charts PAGE [--check] draws the tables of a page as bar charts, in charts/ beside it;
+                                      with --check nothing is drawn, and a difference is a failure
 
 A benchmark is named WORK_who/arguments. The ratio is the peer's time by qor's: above 1 qor is
 faster. Times are medians, of the processor's time where a thread is measured alone.
 """
 
+import html
 import json
+import pathlib
 import platform
 import re
 import subprocess
@@ -68,6 +74,78 @@ def machine(context):
     yield versions.rstrip("; ") or "the versions of the peers are not known"
 
 
+CHART_STYLE = """
+  text { font: 12.5px system-ui, sans-serif; fill: #1c2733 }
+  .work { font-weight: 600 }
+  .bar { fill: #a9b5c1 }
+  .own { fill: #2f6fb2 }
+  @media (prefers-color-scheme: dark) {
+    text { fill: #e3e9ef }
+    .bar { fill: #5b6874 }
+    .own { fill: #6aa9e6 }
+  }
+"""
+
+
+def compared(page):
+    """By area and work, the times of those who do it as the tables of a page have them: name, text,
+    nanoseconds. Works without a peer are left out."""
+    areas, area = {}, None
+    for line in page.splitlines():
+        if line.startswith("## "):
+            area = line[3:]
+        row = re.match(r"\| (\w.*?) \| (\S+ \S+) \| (.+) \|$", line)
+        if not row or row[1] == "Workload":
+            continue
+        times = [("qor", row[2])]
+        for peer in row[3].split(", "):
+            who, text = re.match(r"(.*?) (\S+ (?:ns|µs|ms|s))\b", peer).groups()
+            times.append((who, text))
+        values = [(who, text, float(text.split()[0]) * UNITS[text.split()[1].replace("µ", "u")])
+                  for who, text in times]
+        areas.setdefault(area, {})[row[1]] = values
+    return areas
+
+
+def chart(area, works):
+    """Each work with a bar for each who does it; within a work the lengths are as the times."""
+    left, room, bar, parts, y = 130, 430, 15, [], 8
+    for work, times in works.items():
+        y += 20
+        parts.append(f'<text class="work" x="8" y="{y}">{html.escape(work)}</text>')
+        longest = max(time for _, _, time in times)
+        for who, text, time in times:
+            length = max(1.0, time / longest * room)
+            kind = "bar own" if who == "qor" else "bar"
+            parts.append(f'<text x="16" y="{y + bar + 2}">{html.escape(who)}</text>'
+                         f'<rect class="{kind}" x="{left}" y="{y + 6}" width="{length:.1f}" '
+                         f'height="{bar - 4}" rx="2"/>'
+                         f'<text x="{left + length + 6:.1f}" y="{y + bar + 1}">{text}</text>')
+            y += bar
+        y += 8
+    return "\n".join([
+        f'<svg xmlns="http://www.w3.org/2000/svg" viewBox="0 0 640 {y + 8}" width="640" role="img">',
+        f"<title>{area}: times, shorter is faster</title>", f"<style>{CHART_STYLE}</style>",
+        *parts, "</svg>", ""])
+
+
+def draw(page, check):
+    page = pathlib.Path(page)
+    folder = page.parent / "charts"
+    drawn = {f"{area}.svg": chart(area, works)
+             for area, works in compared(page.read_text(encoding="utf-8")).items()}
+    present = {path.name: path.read_text(encoding="utf-8") for path in folder.glob("*.svg")}
+    if check:
+        if drawn != present:
+            sys.exit(f"report: bench/report.py --charts {page} would change {folder}")
+        return
+    folder.mkdir(exist_ok=True)
+    for name in present.keys() - drawn.keys():
+        (folder / name).unlink()
+    for name, svg in drawn.items():
+        (folder / name).write_text(svg, encoding="utf-8")
+
+
 def main(paths):
     table, areas, notes, context = {}, {}, [], None
     for path in paths:
@@ -92,12 +170,16 @@ def main(paths):
 
     print("# Performance\n")
     print("Each workload beside the peers that one would pick instead, in one binary, as medians of "
-          "7 interleaved repetitions. The number behind a peer's time is that time by qor's: above 1 "
-          "qor is faster. `bench/report.sh` makes this page anew.\n")
+          "7 interleaved repetitions. The number after a peer's time is that time divided by qor's: "
+          "above 1 qor is faster. A bar is as long as the time, compared with the slowest of its "
+          "workload. `bench/report.sh` makes this page and its charts anew.\n")
     for line in machine(context):
         print(f"- {line}")
     for area, works in areas.items():
-        print(f"\n## {area}\n\n| Workload | qor | Peers |\n|---|---|---|")
+        print(f"\n## {area}\n")
+        if any("qor" in table[work] and len(table[work]) > 1 for work in works):
+            print(f"![{area}: times, shorter is faster](charts/{area}.svg)\n")
+        print(f"| Workload | qor | Peers |\n|---|---|---|")
         for work in in_order(works):
             times = dict(table[work])
             own = times.pop("qor", None)
@@ -112,4 +194,7 @@ def main(paths):
 
 
 if __name__ == "__main__":
-    main(sys.argv[1:])
+    if sys.argv[1] == "--charts":
+        draw(sys.argv[2], "--check" in sys.argv[3:])
+    else:
+        main(sys.argv[1:])

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Runs every benchmark with its peers and writes docs/performance.md: qor beside each peer, with
-# ratios, the machine and the versions.
+# ratios, the machine and the versions; and its tables as bar charts.
 #   bench/report.sh [FILTER]    with a filter the table is shown and not written
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -23,5 +23,6 @@ if [ -n "${1:-}" ]; then
 else
     python3 bench/report.py "$out"/*.json >"$out/performance.md"
     mv "$out/performance.md" docs/performance.md
+    python3 bench/report.py --charts docs/performance.md
     echo "report: docs/performance.md" >&2
 fi

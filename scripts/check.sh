@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # The checks beyond the tests: the formatter has nothing to say, qor.h is complete, no warning, and
 # the tests are clean under the address and undefined-behaviour sanitizers, as is the messenger for a
-# minute; the manual is made without a warning.
+# minute; the manual is made without a warning, and no link in it is dead.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -24,8 +24,9 @@ cmake --preset asan -DQOR_WERROR=ON >/dev/null
 cmake --build --preset asan
 ctest --preset asan -j "$(nproc)"
 
-echo "check: the manual of the headers"
+echo "check: the manual, and every link in it"
 cmake --build --preset asan --target docs
+tests/docs/site.py build/asan/docs/html
 
 echo "check: the messenger under load"
 scripts/soak.sh 60 asan
