@@ -1,14 +1,15 @@
 #!/usr/bin/env bash
 # Installs the Debian packages that a purpose needs and the machine lacks:
-#   scripts/setup.sh build|test|check|bench|fuzz
+#   scripts/setup.sh build|test|check|package|bench|fuzz
 set -euo pipefail
 
 build="g++ cmake ninja-build ccache libace-dev zlib1g-dev"
-test="$build libgtest-dev pkg-config tzdata python3 dpkg-dev file"
+test="$build libgtest-dev pkg-config tzdata python3 dpkg-dev file gdb"
 case "${1:-}" in
 build) wanted="$build" ;;
 test) wanted="$test" ;;
-check) wanted="$test clang-format doxygen" ;;
+check) wanted="$test clang-format doxygen tshark" ;;
+package) wanted="$test lintian debootstrap" ;;
 bench)
     wanted="$build libbenchmark-dev libprotobuf-dev protobuf-compiler libmsgpack-cxx-dev"
     wanted="$wanted libboost-dev libssl-dev libyaml-cpp-dev libspdlog-dev libfmt-dev"
@@ -17,7 +18,7 @@ bench)
     ;;
 fuzz) wanted="$build clang libclang-rt-14-dev llvm" ;;
 *)
-    echo "usage: setup.sh build|test|check|bench|fuzz" >&2
+    echo "usage: setup.sh build|test|check|package|bench|fuzz" >&2
     exit 2
     ;;
 esac

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Drives the tools as their users do: pipes, a terminal, statuses, and a log that is rotated.
 
-    end_to_end.py DIRECTORY_OF_THE_TOOLS DIRECTORY_OF_EXAMPLES
+    end_to_end.py TOOLS EXAMPLES MANUALS    their directories
 """
 
 import gzip
@@ -15,7 +15,7 @@ import sys
 import tempfile
 import time
 
-tools, data = sys.argv[1:3]
+tools, data, manuals = sys.argv[1:4]
 DEADLINE = 60
 os.environ.pop("NO_COLOR", None)
 os.environ["TERM"] = "xterm"
@@ -66,6 +66,11 @@ def test_help_and_mistakes():
         status, out, err = call(tool, "--help")
         check((status, err), (0, b""))
         assert out.startswith(b"usage: " + tool.encode() + b" "), out
+        # The manual has every option.
+        with open(os.path.join(manuals, tool + ".1")) as file:
+            manual = file.read().replace("\\", "")
+        for option in re.findall(r"^ .*?(--[a-z]+)", out.decode(), re.M):
+            assert f" {option}" in manual, (tool, option)
         check(call(tool, "-V"), (0, tool.encode() + b" (qor) " + version + b"\n", b""))
         status, out, err = call(tool, "--nonsense")
         check((status, out), (2, b""))
