@@ -24,8 +24,9 @@ DOCS = ROOT / "docs"
 # The guide of a class that no guide names.
 GUIDE_OF_AREA = {
     "base": "strings", "string": "strings", "mt": "threads", "log": "logging", "timer": "timers",
-    "tcp": "network", "icmp": "network", "cfg": "settings", "util": "files", "interop": "strings",
+    "tcp": "network", "icmp": "network", "cfg": "settings", "util": "files",
     "nbr": "binding", "pml": "binding", "json": "binding", "xml": "binding",
+    "interop": "strings",
 }
 AREAS = {
     "base": "Views, strings, bytes, scalars, time, exceptions, the library's life",
@@ -38,10 +39,10 @@ AREAS = {
     "json": "JSON",
     "xml": "XML",
     "cfg": "The settings of the process",
-    "interop": "std::format and fmt",
     "tcp": "Frames over TCP",
     "icmp": "Ping",
     "util": "Files, directories, ciphers, compression, commands, menus",
+    "interop": "Formats of std::format and fmt",
 }
 # Pages about the project, whose every mention of a class would be noise on the class's own page.
 NO_GUIDES = {"index", "architecture", "performance"}

@@ -1,11 +1,12 @@
 // Reads an address book from a text file, carries it through a file of each format, PREFIX.nbr
-// and so on, and shows an entry.
+// and so on, and shows an entry. Or converts a book from one format to another.
 
 #include <fstream>
 #include <iostream>
 #include <iterator>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 
 #include "address_book.h"
 #include "qor/base/base_type_convert.h"
@@ -96,76 +97,121 @@ void show(const Contact& contact, bool compact) {
     d.nl();
 }
 
-// Each format writes the book to a file, and gives back what it reads from there.
+// Each format has two functions: what a book is in it, and the book that a file holds.
 
-AddressBook throughNbr(const AddressBook& book, const std::string& path) {
+AddressBook readNbr(const std::string& path) {
+    AddressBook book;
+    qor::nbr::decode(qor::istr(readFile(path)), book);
+    return book;
+}
+
+AddressBook readPml(const std::string& path) {
+    AddressBook book;
+    qor::pml::decode(qor::pml::stream(path, qor::pml::from_file(), false), book);
+    return book;
+}
+
+AddressBook readJson(const std::string& path) {
+    AddressBook book;
+    qor::json::decode(qor::istr(readFile(path)), book);
+    return book;
+}
+
+AddressBook readXml(const std::string& path) {
+    AddressBook book;
+    qor::xml::decode(qor::XMLInStream(qor::istr(readFile(path))), book);
+    return book;
+}
+
+qor::String toNbr(const AddressBook& book) {
     qor::nbr::CodecStream out;
     qor::nbr::encode(out, book);
-    writeFile(path, out.str());
-    AddressBook again;
-    qor::nbr::decode(qor::istr(readFile(path)), again);
-    return again;
+    return qor::istr(out.str());
 }
 
-AddressBook throughPml(const AddressBook& book, const std::string& path) {
+qor::String toPml(const AddressBook& book) {
     qor::pml::stream out;
     qor::pml::encode(out, book);
-    writeFile(path, out.toPml(true));
-    AddressBook again;
-    qor::pml::decode(qor::pml::stream(path, qor::pml::from_file(), false), again);
-    return again;
+    return out.toPml(true);
 }
 
-AddressBook throughJson(const AddressBook& book, const std::string& path) {
+qor::String toJson(const AddressBook& book) {
     qor::json::JsonOutputStream out;
     qor::json::encode(out, book);
-    writeFile(path, out.str(true, true, 0));
-    AddressBook again;
-    qor::json::decode(qor::istr(readFile(path)), again);
-    return again;
+    return out.str(true, true, 0);
 }
 
-AddressBook throughXml(const AddressBook& book, const std::string& path) {
+qor::String toXml(const AddressBook& book) {
     qor::XMLStream out;
     qor::xml::encode(out, book);
-    writeFile(path, out.str(true, 0));
-    AddressBook again;
-    qor::xml::decode(qor::XMLInStream(qor::istr(readFile(path))), again);
-    return again;
+    return out.str(true, 0);
+}
+
+struct Format {
+    std::string_view extension;
+    AddressBook (*read)(const std::string& path);
+    qor::String (*write)(const AddressBook& book);
+};
+constexpr Format kFormats[] = {{".nbr", readNbr, toNbr},
+                               {".pml", readPml, toPml},
+                               {".json", readJson, toJson},
+                               {".xml", readXml, toXml}};
+
+// The formats of text have six digits of a fraction, and times to the millisecond: whether that was
+// enough for this book is seen when it is read again.
+void writeBook(const AddressBook& book, const Format& format, const std::string& path) {
+    writeFile(path, format.write(book));
+    if (!(format.read(path) == book)) {
+        throw std::runtime_error("the book has changed on its way through " + path);
+    }
+}
+
+const Format& formatOf(const std::string& path) {
+    for (const Format& format : kFormats) {
+        if (path.ends_with(format.extension)) return format;
+    }
+    throw std::runtime_error(path + " ends in none of .nbr, .pml, .json and .xml");
+}
+
+void convert(const std::string& from, const std::string& to) {
+    readFile(from);
+    const AddressBook book = formatOf(from).read(from);
+    writeBook(book, formatOf(to), to);
+    std::cout << book.contacts.size() << " contacts from " << from << " to " << to
+              << ", the same when read back\n";
 }
 
 void run(const std::string& textPath, const std::string& prefix) {
     const AddressBook book = readBook(textPath);
     std::cout << book.contacts.size() << " contacts from " << textPath << '\n';
 
-    const struct {
-        const char* extension;
-        AddressBook (*carry)(const AddressBook&, const std::string&);
-    } formats[] = {
-        {".nbr", throughNbr}, {".pml", throughPml}, {".json", throughJson}, {".xml", throughXml}};
-    for (const auto& format : formats) {
-        const std::string path = prefix + format.extension;
-        if (!(format.carry(book, path) == book)) {
-            throw std::runtime_error("the book has changed on its way through " + path);
-        }
+    for (const Format& format : kFormats) {
+        const std::string path = prefix + std::string(format.extension);
+        writeBook(book, format, path);
         std::cout << path << ": " << readFile(path).size() << " bytes, the same when read back\n";
     }
     if (book.contacts.empty()) return;
     show(book.contacts.front(), false);
     show(book.contacts.front(), true);
-    if (!std::cout) throw std::runtime_error("the output cannot be written");
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-    if (argc != 3) {
-        std::cerr << "usage: contacts TEXTFILE PREFIX\n";
+    const bool isConversion = argc == 4 && argv[1] == std::string_view("--convert");
+    if (argc != 3 && !isConversion) {
+        std::cerr << "usage: contacts TEXTFILE PREFIX\n"
+                     "       contacts --convert BOOK OTHER\n";
         return 2;
     }
     try {
         const qor::InitFini library("contacts", false, 0);
-        run(argv[1], argv[2]);
+        if (isConversion) {
+            convert(argv[2], argv[3]);
+        } else {
+            run(argv[1], argv[2]);
+        }
+        if (!std::cout) throw std::runtime_error("the output cannot be written");
         return 0;
     } catch (const std::exception& e) {
         std::cerr << "contacts: " << e.what() << '\n';

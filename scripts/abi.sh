@@ -25,7 +25,7 @@ symbols() {
     abidw --no-corpus-path --exported-interfaces-only "$1" >build/abi/all.abi
     echo "version $version"
     sed -n "s/.*<elf-symbol name='\([^']*\)'.*type='\([a-z]*\)-type'.*/\2 \1/p" build/abi/all.abi |
-        grep -v -E '^(func|object) _Z(N?K?S|T[ISV]N?S|N9__gnu_cxx|NK9__gnu_cxx)' | LC_ALL=C sort -u
+        grep -v -E '^(func|object) _Z(Z?N?K?S|T[ISV]N?S|NK?9__gnu_cxx)' | LC_ALL=C sort -u
 }
 
 symbols "$library" >build/abi/symbols
@@ -44,7 +44,7 @@ if [ -n "$removed" ]; then
     echo "$removed" | c++filt -n >&2
     fail "these were exported, and are no longer: $(echo "$removed" | wc -l)"
 fi
-foreign=$(tail -n +2 build/abi/symbols | c++filt | grep -v -E '(^| |\()(qor::|nuv_)' || true)
+foreign=$(tail -n +2 build/abi/symbols | cut -d' ' -f2 | c++filt | grep -v -E '(^| |\()(qor(_[0-9]+)?::|nuv_|GZlib|operator (new|delete))' || true)
 [ -z "$foreign" ] || fail "exported, and not qor's: $foreign"
 
 has() {

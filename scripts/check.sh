@@ -7,7 +7,7 @@ cd "$(dirname "$0")/.."
 
 scripts/setup.sh check
 echo "check: format"
-find bench examples fuzz include src tests utility \( -name '*.h' -o -name '*.cpp' \) -print0 |
+find bench examples fuzz include src tests tools utility \( -name '*.h' -o -name '*.cpp' \) -print0 |
     xargs -0 clang-format --dry-run -Werror
 
 echo "check: qor.h has every header"

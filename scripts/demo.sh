@@ -9,6 +9,7 @@ cmake --preset demo >/dev/null
 cmake --build --preset demo
 
 bin=build/demo/examples
+tools=build/demo/tools
 out=build/demo/demo
 mkdir -p "$out"
 
@@ -24,34 +25,34 @@ echo "== contacts: an address book through each format"
 "$bin/contacts" examples/data/contacts.txt "$out/contacts"
 
 echo
-echo "== inspect: an nbr message, given in hexadecimal, as a tree"
+echo "== qor-inspect: an nbr message, given in hexadecimal, as a tree"
 cat examples/data/message.hex
-"$bin/inspect" examples/data/message.hex
-"$bin/inspect" --compact examples/data/message.hex
+"$tools/qor-inspect" examples/data/message.hex
+"$tools/qor-inspect" --compact examples/data/message.hex
 
 echo
-echo "== inspect: a pml file, and the same tree in each layout"
+echo "== qor-inspect: a pml file, and the same tree in each layout"
 cat examples/data/server.pml
 for layout in formatted mixed simple compact; do
     echo "-- $layout"
-    "$bin/inspect" --pml "$layout" ntv examples/data/server.pml
+    "$tools/qor-inspect" --layout "$layout" --parts ntv examples/data/server.pml
 done
 echo "-- formatted, with the paths and no types"
-"$bin/inspect" --pml formatted pnv examples/data/server.pml
+"$tools/qor-inspect" --layout formatted --parts pnv examples/data/server.pml
 
 echo
-echo "== inspect: a JSON and an XML file, and their trees"
+echo "== qor-inspect: a JSON and an XML file, and their trees"
 for file in examples/data/station.json examples/data/station.xml; do
     cat "$file"
-    "$bin/inspect" "$file"
-    "$bin/inspect" --compact "$file"
+    "$tools/qor-inspect" "$file"
+    "$tools/qor-inspect" --compact "$file"
 done
 
 echo
-echo "== inspect: the address book from each format to the next, and its first lines there"
+echo "== contacts: the address book from each format to the next, and its first lines there"
 book="$out/contacts.nbr"
 for format in pml json xml nbr; do
-    "$bin/inspect" --convert "$book" "$out/book.$format"
+    "$bin/contacts" --convert "$book" "$out/book.$format"
     book="$out/book.$format"
 done
 cmp "$out/contacts.nbr" "$out/book.nbr"
@@ -60,13 +61,21 @@ head -n 12 "$out/book.json"
 head -n 12 "$out/book.xml"
 
 echo
-echo "== inspect: a directory as pml"
-"$bin/inspect" --tree examples
+echo "== qor-inspect: a directory as pml"
+"$tools/qor-inspect" examples
+
+echo
+echo "== qor-inspect: any tree as another format, and a part of one"
+"$tools/qor-inspect" --to xml examples/data/server.pml
+"$tools/qor-inspect" --compact --path readings/[1] examples/data/station.json
 
 echo
 echo "== logbook: eight threads keep a log, and one of them fails"
 rm -f "$out"/logbook*.log
 "$bin/logbook" "$out/logbook.log" examples/data/logbook.pml
+echo "-- qor-log: how often each tag is in that log, and its failures as one line each"
+"$tools/qor-log" --count "$out/logbook.log"
+"$tools/qor-log" --level error --fold "$out/logbook.log"
 
 echo
 echo "== reminders: timers by typed commands"
@@ -79,10 +88,10 @@ echo "== menu: two entries by their keys"
 "$bin/menu" ciphers network exit
 
 echo
-echo "== inspect: bytes that are no nbr"
+echo "== qor-inspect: bytes that are no nbr"
 status=0
-"$bin/inspect" examples/data/malformed.hex || status=$?
+"$tools/qor-inspect" examples/data/malformed.hex || status=$?
 if [ "$status" != 1 ]; then
-    echo "demo: inspect ended with $status where 1 refuses the input" >&2
+    echo "demo: qor-inspect ended with $status where 1 refuses the input" >&2
     exit 1
 fi

@@ -1,16 +1,17 @@
 #!/usr/bin/env bash
 # Installs the Debian packages that a purpose needs and the machine lacks:
-#   scripts/setup.sh build|test|check|manual|bench|fuzz|coverage|clang|abi|i386|arm64|s390x
+#   scripts/setup.sh build|test|check|manual|package|bench|fuzz|coverage|clang|abi|i386|arm64|s390x
 set -euo pipefail
 
 build="g++ cmake ninja-build ccache libace-dev zlib1g-dev"
-test="$build libgtest-dev pkg-config tzdata python3 dpkg-dev file libfmt-dev"
+test="$build libgtest-dev pkg-config tzdata python3 dpkg-dev file gdb libfmt-dev"
 cross="cmake ninja-build ccache debian-archive-keyring python3 tzdata"
 case "${1:-}" in
 build) wanted="$build" ;;
 test) wanted="$test" ;;
-check) wanted="$test clang-format doxygen" ;;
+check) wanted="$test clang-format doxygen tshark" ;;
 manual) wanted="$build doxygen python3" ;;
+package) wanted="$test lintian debootstrap" ;;
 bench)
     wanted="$build libbenchmark-dev libprotobuf-dev protobuf-compiler libmsgpack-cxx-dev"
     wanted="$wanted libboost-dev libssl-dev libyaml-cpp-dev libspdlog-dev libfmt-dev"
@@ -25,7 +26,7 @@ i386) wanted="$cross g++-i686-linux-gnu qemu-user-static" ;;
 arm64) wanted="$cross g++-aarch64-linux-gnu qemu-user-static" ;;
 s390x) wanted="$cross g++-s390x-linux-gnu qemu-user-static" ;;
 *)
-    echo "usage: setup.sh build|test|check|manual|bench|fuzz|coverage|clang|abi|i386|arm64|s390x" >&2
+    echo "usage: setup.sh build|test|check|manual|package|bench|fuzz|coverage|clang|abi|i386|arm64|s390x" >&2
     exit 2
     ;;
 esac

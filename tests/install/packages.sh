@@ -16,7 +16,9 @@ mkdir -p "$out"
     cat "$out/cpack.log"
     exit 1
 }
-for package in libqor libqor-dev; do
+packages="libqor libqor-dev"
+[ ! -e "$build/tools/qor-inspect" ] || packages="$packages qor-tools"
+for package in $packages; do
     deb=$(ls "$out/${package}"_*.deb)
     dpkg-deb -x "$deb" "$out/root"
     dpkg-deb -f "$deb" Depends >"$out/$package.depends"
@@ -26,3 +28,10 @@ grep -q libstdc++6 "$out/libqor.depends"
 grep -q "libqor (=.*libace-dev" "$out/libqor-dev.depends"
 libraries=$(dirname "$(find "$out/root" -name libqor.so)")
 sh "$here/pkg_config.sh" "$compiler" "$libraries/pkgconfig" "$libraries" "$source" "$out/consumer"
+if [ -e "$build/tools/qor-inspect" ]; then
+    grep -q "libqor (=" "$out/qor-tools.depends"
+    LD_LIBRARY_PATH=$libraries "$out/root/usr/bin/qor-inspect" --version
+    printer=$(find "$out/root/usr/share/gdb/auto-load/usr/lib" -name "libqor.so.*-gdb.py")
+    test "$(basename "$printer" -gdb.py)" = "$(basename "$(readlink -f "$libraries/libqor.so")")"
+    test "$(dirname "${printer#"$out"/root/usr/share/gdb/auto-load}")" = "${libraries#"$out"/root}"
+fi

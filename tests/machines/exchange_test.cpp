@@ -10,6 +10,7 @@
 #include <iterator>
 #include <list>
 #include <map>
+#include <tuple>
 #include <vector>
 
 #include "qor/json/json_T.h"
@@ -19,7 +20,6 @@
 #include "qor/util/BinaryInStream.h"
 #include "qor/util/BinaryOutStream.h"
 #include "qor/xml/xml_T.h"
-#include "support/bound.h"
 #include "tcp/network.h"
 
 namespace qor {
@@ -50,17 +50,50 @@ struct Person {
     }
 };
 
-// Numbers with different bytes in every place, and each kind of text and container.
+// Members under the names "m0", "m1" and so on, and the tags from 1 on.
+template <class... Members>
+struct Record : std::tuple<Members...> {
+    using std::tuple<Members...>::tuple;
+
+    template <class Stream>
+    void codec(Stream& s) {
+        unsigned char tag = 0;
+        const auto carry = [&](auto& member) {
+            const String name("m" + std::to_string(tag));
+            field(s, {name, ++tag}, member);
+        };
+        s.enter("Record", "record", "", "");
+        std::apply([&](auto&... member) { (carry(member), ...); },
+                   static_cast<std::tuple<Members...>&>(*this));
+        s.leave();
+    }
+};
+template <class... Members>
+Record(Members...) -> Record<Members...>;
+
+template <std::size_t... I>
+std::string differences(const auto& left, const auto& right, std::index_sequence<I...>) {
+    std::string names;
+    ((std::get<I>(left) == std::get<I>(right) ? names : names += " m" + std::to_string(I)), ...);
+    return names;
+}
+// The members that differ.
+template <class... Members>
+std::string differences(const Record<Members...>& left, const Record<Members...>& right) {
+    return differences(left, right, std::index_sequence_for<Members...>());
+}
+
+// Numbers with different bytes in every place, and each kind of text and container. The text
+// formats show six digits of a double.
 auto makeAll() {
-    return support::Tuple(true, 'A', static_cast<short>(0x0102), -5L, 0x89ABCDEFUL, 0x01020304,
-                          0x0102030405060708LL, 0xFEDCBA9876543210ULL, -0.15625F, 3.141592653589793,
-                          L'\u00e9', Char('x'), Long(-2000000000), String("na\u00efve \u20ac"),
-                          std::wstring(L"\u5b89\U0001F600"), Bytes(istr("\x80\0\xff", 3)),
-                          Time::microSeconds(1460000000123000), Optional<Long>(-7),
-                          Optional<Long>(), std::vector<short>{-1, 0x7FFE, 128, 127},
-                          std::list<String>{"", "\n<&\"'>"},
-                          std::map<String, unsigned long>{{"one", 1}, {"many", 0xFFFFFFFE}},
-                          std::vector<Person>{{"Ann", {1, -300, 70000}}, {"Bob", {}}});
+    return Record(true, 'A', static_cast<short>(0x0102), -5L, 0x89ABCDEFUL, 0x01020304,
+                  0x0102030405060708LL, 0xFEDCBA9876543210ULL, -0.15625F, 3.14159, L'\u00e9',
+                  Char('x'), Long(-2000000000), String("na\u00efve \u20ac"),
+                  std::wstring(L"\u5b89\U0001F600"), Bytes(istr("\x80\0\xff", 3)),
+                  Time::microSeconds(1460000000123000), Optional<Long>(-7), Optional<Long>(),
+                  std::vector<short>{-1, 0x7FFE, 128, 127}, std::list<String>{"", "\n<&\"'>"},
+                  std::map<String, unsigned long>{{"one", 1}, {"many", 0xFFFFFFFE}},
+                  std::vector<Person>{{"Ann", {1, -300, 70000}}, {"Bob", {}}});
 }
 using All = decltype(makeAll());
 
@@ -76,7 +109,7 @@ TEST(Exchange, NbrHasTheSameBytes) {
     EXPECT_EQ(written, data);
     All read;
     nbr::decode(data, read);
-    EXPECT_TRUE(read == makeAll());
+    EXPECT_EQ(differences(read, makeAll()), "");
 }
 
 TEST(Exchange, PmlHasTheSameBytes) {
@@ -87,7 +120,7 @@ TEST(Exchange, PmlHasTheSameBytes) {
     EXPECT_EQ(written, data);
     All read;
     pml::decode(pml::stream(data, false), read);
-    EXPECT_TRUE(read == makeAll());
+    EXPECT_EQ(differences(read, makeAll()), "");
 }
 
 TEST(Exchange, JsonHasTheSameBytes) {
@@ -98,7 +131,7 @@ TEST(Exchange, JsonHasTheSameBytes) {
     EXPECT_EQ(written, data);
     All read;
     json::decode(istr(data), read);
-    EXPECT_TRUE(read == makeAll());
+    EXPECT_EQ(differences(read, makeAll()), "");
 }
 
 TEST(Exchange, XmlHasTheSameBytes) {
@@ -109,7 +142,7 @@ TEST(Exchange, XmlHasTheSameBytes) {
     EXPECT_EQ(written, data);
     All read;
     xml::decode(XMLInStream(istr(data)), read);
-    EXPECT_TRUE(read == makeAll());
+    EXPECT_EQ(differences(read, makeAll()), "");
 }
 
 // Calls apply(value) for values of each type that the stream has.

@@ -112,7 +112,7 @@ public:
             booleanValue().setValue(value);
         } else {
             String text;
-            formatNumber(static_cast<Number<T>>(value), text);
+            formatNumber(numberOf(value), text);
             setNumber(text);
         }
         return *this;
@@ -181,6 +181,16 @@ private:
         std::same_as<T, char> || std::same_as<T, signed char>, short,
         std::conditional_t<std::same_as<T, unsigned char>, unsigned short,
                            std::conditional_t<std::same_as<T, wchar_t>, long32, T>>>;
+
+    // A char has a sign, also where the platform's has none.
+    template <class T>
+    static Number<T> numberOf(T value) noexcept {
+        if constexpr (std::same_as<T, char>) {
+            return static_cast<signed char>(value);
+        } else {
+            return static_cast<Number<T>>(value);
+        }
+    }
 
     static bool isLazy(Word word) noexcept { return (word & kLazy) != 0; }
     static bool isShort(Word word) noexcept { return (word & (kLazy | kShort)) == kShort; }

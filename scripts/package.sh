@@ -1,0 +1,66 @@
+#!/usr/bin/env bash
+# Makes the Debian packages, has lintian look at them, and installs them in a bare Debian below
+# build/, where a program is built against them by CMake and by pkg-config, and the tools run.
+# Takes root, for the bare Debian. Whatever fails ends it with a non-zero status.
+#   scripts/package.sh [packages]    with "packages": no bare Debian
+set -euo pipefail
+cd "$(dirname "$0")/.."
+out=build/package
+chroot=$out/chroot
+mirror=${DEBIAN_MIRROR:-http://deb.debian.org/debian}
+
+scripts/setup.sh package
+echo "package: building"
+cmake --preset release -B "$out" -D CMAKE_INSTALL_PREFIX=/usr -D QOR_BUILD_TESTS=OFF \
+    -D QOR_BUILD_EXAMPLES=OFF >/dev/null
+cmake --build "$out"
+rm -rf "$out/debs"
+(cd "$out" && cpack -G DEB -B debs >cpack.log) || {
+    cat "$out/cpack.log"
+    exit 1
+}
+debs=("$out"/debs/*.deb)
+printf 'package: %s\n' "${debs[@]}"
+
+echo "package: lintian"
+lintian --fail-on error "${debs[@]}"
+[ "${1:-}" != packages ] || exit 0
+
+as_root() {
+    if [ "$(id -u)" = 0 ]; then "$@"; else sudo "$@"; fi
+}
+inside() {
+    as_root env DEBIAN_FRONTEND=noninteractive LC_ALL=C PATH=/usr/sbin:/usr/bin:/sbin:/bin \
+        chroot "$chroot" "$@"
+}
+
+# What takes long is done once; the packages and what they need are new each time.
+if [ ! -e "$chroot/made" ]; then
+    echo "package: a bare Debian 12"
+    as_root rm -rf "$chroot"
+    as_root debootstrap --variant=minbase --include=g++,cmake,make,pkg-config bookworm \
+        "$chroot" "$mirror" >"$out/debootstrap.log"
+    as_root touch "$chroot/made"
+fi
+as_root rm -rf "$chroot/work"
+as_root mkdir "$chroot/work"
+as_root cp "${debs[@]}" tests/install/consumer/* examples/data/message.hex "$chroot/work"
+echo "package: installing there"
+inside apt-get update -qq
+inside apt-get purge -y -qq libqor libqor-dev qor-tools >/dev/null 2>&1 || true
+inside sh -c 'apt-get install -y -qq --no-install-recommends -o Dpkg::Use-Pty=0 /work/*.deb' >/dev/null
+
+echo "package: a program against them"
+inside sh -ec '
+    cmake -S /work -B /work/by-cmake >/dev/null
+    cmake --build /work/by-cmake >/dev/null
+    /work/by-cmake/consumer
+    cd /work
+    g++ -std=c++20 main.cpp $(pkg-config --cflags --libs qor) -o by-pkg-config
+    ./by-pkg-config
+    for tool in qor-inspect qor-log qor-ping; do "$tool" --version; done
+    qor-inspect --compact message.hex
+    library=$(readlink -f "$(ldconfig -p | sed -n "s/.*libqor\.so\.[^ ]* .*=> //p" | head -n 1)")
+    test -e "/usr/share/gdb/auto-load$library-gdb.py"
+'
+echo "package: all is well"

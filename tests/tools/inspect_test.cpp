@@ -1,0 +1,384 @@
+#include <gtest/gtest.h>
+
+#include <sstream>
+
+#include "common/failure.h"
+#include "inspect/inspector.h"
+#include "inspect/readers.h"
+#include "inspect/writers.h"
+#include "qor/json/qor_json_parser.h"
+#include "qor/nbr/parser.h"
+#include "qor/xml/XMLParser.h"
+#include "support/hex.h"
+#include "support/temp_dir.h"
+
+namespace tools {
+namespace {
+
+using Reader = std::string (*)(istr, Sink&);
+using MakeWriter = std::unique_ptr<Sink> (*)(Output&, bool);
+
+std::string converted(Reader reader, istr content, MakeWriter make, bool compact = true) {
+    std::string text;
+    Output out(text);
+    reader(content, *make(out, compact));
+    out.flush();
+    if (text.ends_with('\n')) text.pop_back();
+    return text;
+}
+
+std::unique_ptr<Sink> nbrWriter(Output& out, bool) {
+    return makeNbrWriter(out);
+}
+
+const struct Tree {
+    const char* name;
+    const char* pml;
+    const char* json;
+    const char* xml;
+} kTrees[] = {
+    {"Empty", "a()", "{ }", "<a/>"},
+    {"Scalars", "r(a(1.50)b(007)c(x y))", R"({ "a":1.50, "b":"007", "c":"x y" })",
+     "<r><a>1.50</a><b>007</b><c>x y</c></r>"},
+    {"List", "r((a)(b))", R"([ "a", "b" ])", "<r><any>a</any><any>b</any></r>"},
+    {"Mixed", "r((a)b(2))", R"([ "a", { "b":2 } ])", "<r><any>a</any><b>2</b></r>"},
+    {"Types", "r:T(b:base64(aGk=)w:utf8(w7g=))", R"({ "b":"aGk=", "w":"ø" })",
+     R"(<r __type__="T"><b __type__="base64">aGk=</b><w __type__="utf8">ø</w></r>)"},
+    {"Nested", "r(a(b(c(1)(2)))d(e))", R"({ "a":{ "b":[ { "c":1 }, 2 ] }, "d":"e" })",
+     "<r><a><b><c>1</c><any>2</any></b></a><d>e</d></r>"},
+    {"Escapes", R"(r(a("<^"^^>")))", R"({ "a":"<\"^>" })", "<r><a><![CDATA[<\"^>]]></a></r>"},
+};
+
+TEST(Convert, PmlToEachTextFormat) {
+    for (const Tree& tree : kTrees) {
+        SCOPED_TRACE(tree.name);
+        EXPECT_EQ(converted(readPml, tree.pml, makePmlWriter), tree.pml);
+        if (std::string(tree.name) != "Empty") {
+            EXPECT_EQ(converted(readPml, tree.pml, makeJsonWriter), tree.json);
+        }
+        EXPECT_EQ(converted(readPml, tree.pml, makeXmlWriter), tree.xml);
+    }
+}
+
+const struct {
+    Reader reader;
+    const char* content;
+    MakeWriter writer;
+    const char* expected;
+} kConversions[] = {
+    {readJson, R"({"a":[1,{"b":null}],"c d":true})", makePmlWriter, "(a((1)(b()))c d(1))"},
+    {readJson, R"({"a":[1],"c d":true})", makeXmlWriter,
+     R"(<any><a><any>1</any></a><any __key__="c d">true</any></any>)"},
+    {readJson, "[]", makeJsonWriter, "[ ]"},
+    {readJson, R"(["\u001bx/"])", makeJsonWriter, R"([ "\u001bx\/" ])"},
+    {readXml, R"(<a x="1" y="b">t<c/><c>2</c></a>)", makeJsonWriter,
+     R"([ { "@x":1 }, { "@y":"b" }, { "c":"" }, { "c":2 }, { "#text":"t" } ])"},
+    {readXml, R"(<a x="1">t</a>)", makeJsonWriter, R"({ "@x":1, "#text":"t" })"},
+    {readXml, "<r><any>1</any><any>2</any></r>", makeJsonWriter, "[ 1, 2 ]"},
+    {readXml, "<a>7</a>", makeJsonWriter, "[ 7 ]"},
+};
+
+TEST(Convert, BetweenFormats) {
+    for (const auto& c : kConversions)
+        EXPECT_EQ(converted(c.reader, c.content, c.writer), c.expected) << c.content;
+}
+
+const struct {
+    const char* json;
+    const char* hex;
+} kNbr[] = {
+    {R"([7,"hi",300])", "FF 01 28 01 01 01 07 01 F1 02 68 69 01 01 02 2C 01 FF 01 29"},
+    {R"([true,[ ],1.5])",
+     "FF 01 28 01 01 01 01 01 FF 01 28 FF 01 29 01 01 07 00 00 00 00 00 00 F8 FF 01 29"},
+    {R"({"k":null})", "FF 01 28 01 FF 01 28 01 F1 01 6B 02 00 FF 01 29 FF 01 29"},
+    {R"({"k":[1],"l":2})",
+     "FF 01 28 01 FF 01 28 01 F1 01 6B 02 FF 01 28 01 01 01 01 FF 01 29 FF 01 29"
+     " 01 FF 01 28 01 F1 01 6C 02 01 01 02 FF 01 29 FF 01 29"},
+};
+
+TEST(Convert, ToNbrByTheRulesOfContainers) {
+    for (const auto& c : kNbr) {
+        const std::string bytes = converted(readJson, c.json, nbrWriter);
+        if (std::string(c.json).find("1.5") == std::string::npos) {
+            EXPECT_EQ(hexOf(istr(bytes)), c.hex) << c.json;
+        } else {
+            // A double takes eight bytes.
+            EXPECT_NE(hexOf(istr(bytes)).find("01 08 00 00 00 00 00 00 F8 3F"), std::string::npos);
+        }
+    }
+}
+
+TEST(Convert, NbrKeepsTagsAndSaysWhatIsNoText) {
+    const qor::Bytes message = support::bytes(
+        "FF 01 28 01 01 02 2C 01 02 FF 01 28 01 F1 02 68 69 01 F1 01 61 FF 01 29"
+        " FF 01 29");
+    EXPECT_EQ(converted(readNbr, message, makeTreeWriter), "{[1] 2C 01 [2] {[1] 'hi' [1] 'a'}}");
+    EXPECT_EQ(converted(readNbr, message, makeJsonWriter), R"({ "1":"LAE=", "2":[ "hi", "a" ] })");
+    EXPECT_EQ(converted(readNbr, message, makePmlWriter), "(1:base64(LAE=)2(1(hi)1(a)))");
+    EXPECT_EQ(converted(readNbr, message, nbrWriter), std::string(istr(message)));
+}
+
+// Sizes of each width have their mark in another place.
+TEST(Convert, NbrTextOfEachWidthOfSize) {
+    for (const char* head : {"F1 03", "F2 03 00", "F3 03 00 00", "F4 03 00 00 00"}) {
+        const qor::Bytes text = support::bytes(qor::String(head) + " 61 62 63");
+        EXPECT_EQ(converted(readNbr, text, makeTreeWriter), "'abc'") << head;
+        qor::Bytes data = text;
+        data[0] &= 0x0F;
+        EXPECT_EQ(converted(readNbr, data, makeTreeWriter), "61 62 63") << head;
+    }
+    qor::String cut =
+        "\xF1\x05"
+        "abc";
+    EXPECT_EQ(converted(readNbr, cut, makeTreeWriter), "'abc'");
+}
+
+// The writers show what the library shows.
+TEST(Show, AsTheLibraryDoes) {
+    const qor::String json = R"({"b":[1,[],{}],"a":{"x":null,"y":"\/\"\n"}})";
+    const auto value = qor::json::JsonParser::from(json);
+    for (const bool compact : {true, false}) {
+        EXPECT_EQ(converted(readJson, json, makeJsonWriter, compact),
+                  value->encode(!compact, false, 0));
+    }
+    const qor::String xml =
+        R"(<a x="1" y="&lt;" __type__="t" z="">t<b u="1"/><b u="1" v="2">x&amp;y</b><c><d/></c></a>)";
+    const qor::XMLParser parser{qor::istr(xml)};
+    for (const bool compact : {true, false}) {
+        EXPECT_EQ(converted(readXml, xml, makeXmlWriter, compact),
+                  parser.rootNode()->str(!compact, 0));
+    }
+    for (const Tree& tree : kTrees) {
+        qor::pml::ntv::Unit unit;
+        parsePml(tree.pml, unit);
+        for (const bool compact : {true, false}) {
+            using qor::pml::ShowMode;
+            EXPECT_EQ(converted(readPml, tree.pml, makePmlWriter, compact),
+                      unit.str(compact ? ShowMode::COMPACT : ShowMode::FORMATTED));
+        }
+    }
+}
+
+const struct {
+    Reader reader;
+    const char* content;
+    const char* message;
+} kBad[] = {
+    {readJson, "{\"a\":1,\n \"b\" 2}", "line 2, column 6: "},
+    {readJson, "", "line 1, column 1: "},
+    {readPml, "a(b(1)\n  b(2))", "line 2, column 7: a sibling has the name already"},
+    {readPml, "plain", "line 1, column 6: no unit"},
+    {readXml, "<a>\n<!-- <x y> -->\n<b c/></a>", "line 3, column 1: Malformed XML Attribute"},
+    {readXml, "<a/>\n<?pi", "line 2, column 1: Malformed XML processing"},
+    {readXml, "text", "line 1, column 5: no element"},
+};
+
+std::string failureOf(Reader reader, istr content) {
+    try {
+        converted(reader, content, makeTreeWriter);
+    } catch (const BadContent& e) {
+        return e.what();
+    }
+    return "none";
+}
+
+TEST(Show, NamesThePlaceOfBadContent) {
+    for (const auto& c : kBad) {
+        const std::string message = failureOf(c.reader, c.content);
+        EXPECT_EQ(message.substr(0, std::string(c.message).size()), c.message) << c.content;
+    }
+    const qor::Bytes malformed = support::bytes("FF 01 28 01 01 01 07 02 7A 01");
+    EXPECT_TRUE(failureOf(readNbr, malformed).starts_with("offset 8: "))
+        << failureOf(readNbr, malformed);
+}
+
+TEST(Show, TellsWhatItForgives) {
+    const struct {
+        const char* hex;
+        const char* remark;
+    } kRemarks[] = {
+        {"FF 01 28 FF 01 29", ""},
+        {"FF 01 28 FF 01 29 07 08", "2 bytes behind the message are ignored"},
+        {"FF 01 28 01 01 05 AA", "the message is cut off"},
+        {"FF 01 28 05 FF", "the message is cut off"},
+        {"01 05 AA", "the message is cut off"},
+        {"FF 01 28 05 00 06 01 01 07 FF 01 29", ""},
+    };
+    std::string text;
+    Output out(text);
+    for (const auto& [hex, remark] : kRemarks) {
+        const qor::Bytes content = support::bytes(hex);
+        EXPECT_EQ(readNbr(content, *makeTreeWriter(out, true)), remark) << hex;
+    }
+    EXPECT_EQ(readPml("a(b) c(d)", *makePmlWriter(out, true)),
+              "what is behind line 1, column 6 is not looked at");
+}
+
+const struct {
+    const char* path;
+    const char* expected;  // null for a path that leads nowhere
+} kPaths[] = {
+    {"", "r(a(x(1)y((2)(3)))b(4))"},
+    {"/a/x/", "x(1)"},
+    {"a/y/[1]", "(3)"},
+    {"[1]", "b(4)"},
+    {"b", "b(4)"},
+    {"a/y/[2]", nullptr},
+    {"b/c", nullptr},
+};
+
+TEST(Path, LeadsToAPart) {
+    for (const auto& c : kPaths) {
+        std::string text;
+        Output out(text);
+        const std::unique_ptr<Sink> writer = makePmlWriter(out, true);
+        PathFilter filter(*writer, parsePath(c.path));
+        if (c.expected == nullptr) {
+            EXPECT_THROW(readPml(kPaths[0].expected, filter), Failure) << c.path;
+            continue;
+        }
+        readPml(kPaths[0].expected, filter);
+        out.flush();
+        EXPECT_EQ(text, std::string(c.expected) + "\n") << c.path;
+    }
+    EXPECT_THROW(parsePath("a/[x]"), UsageError);
+}
+
+TEST(Path, FindsAttributesAndSearchesOnBehindADeadEnd) {
+    std::string text;
+    Output out(text);
+    const std::unique_ptr<Sink> writer = makeTreeWriter(out, true);
+    for (const char* path : {"b/@x", "b/c"}) {
+        PathFilter filter(*writer, parsePath(path));
+        readXml("<a><b y='0'/><b x='1'><c>z</c></b></a>", filter);
+    }
+    out.flush();
+    EXPECT_EQ(text, "1\n'z'\n");
+}
+
+TEST(Depth, ElidesWhatIsDeeper) {
+    const char* const expected[] = {"(* ... *)", "r(a((* ... *))b(4))",
+                                    "r(a(x(1)y((* ... *)))b(4))", "r(a(x(1)y((2)(3)))b(4))"};
+    for (unsigned long depth = 0; depth < std::size(expected); ++depth) {
+        std::string text;
+        Output out(text);
+        const std::unique_ptr<Sink> writer = makePmlWriter(out, true);
+        DepthFilter filter(*writer, depth);
+        readPml(kPaths[0].expected, filter);
+        out.flush();
+        EXPECT_NE(text.find(expected[depth]), std::string::npos) << text;
+    }
+}
+
+std::string repeated(std::size_t count, std::string_view part) {
+    std::string text;
+    for (std::size_t i = 0; i < count; ++i)
+        text += part;
+    return text;
+}
+
+// Trees that are deep take no stack.
+TEST(Show, AnyDepth) {
+    constexpr std::size_t kDepth = 60000;
+    const struct {
+        Reader reader;
+        std::string content;
+    } kDeep[] = {
+        {readJson, repeated(kDepth, "[") + repeated(kDepth, "]")},
+        {readPml, repeated(kDepth, "a(") + repeated(kDepth, ")")},
+        {readXml, repeated(kDepth, "<a>") + repeated(kDepth, "</a>")},
+        {readNbr, "\xFF\x01(" + repeated(kDepth, "\x01\xFF\x01(")},
+    };
+    const MakeWriter writers[] = {makePmlWriter, makeJsonWriter, makeXmlWriter, makeTreeWriter};
+    for (std::size_t i = 0; i < std::size(kDeep); ++i) {
+        const auto& [reader, content] = kDeep[i];
+        EXPECT_GT(converted(reader, istr(content), writers[i]).size(), kDepth);
+    }
+    // Nor do deep lines become blanks alone.
+    constexpr std::size_t kLines = 1000, kMostOfLine = 300;
+    const std::string deep = repeated(kLines, "a(") + "(1)(2)" + repeated(kLines, ")");
+    EXPECT_LT(converted(readPml, istr(deep), makePmlWriter, false).size(),
+              2 * kLines * kMostOfLine);
+}
+
+TEST(Input, FormatIsGuessed) {
+    const struct {
+        std::string content;
+        Format format;
+    } kContents[] = {
+        {" <a/>", Format::Xml},
+        {"\n{ }", Format::Json},
+        {"[1]", Format::Json},
+        {"FF 01 28\nFF 01 29", Format::Hex},
+        {"\xFF\x01(", Format::Nbr},
+        {"\xF1\x01(", Format::Nbr},
+        {"host(example)\n", Format::Pml},
+        {std::string("\0\0\0\2hi\0\0\0\0", 10), Format::Frames},
+        {std::string("\0\0\0\2hi\0\0\0", 9), Format::Nbr},
+        {"", Format::Nbr},
+    };
+    for (const auto& [content, format] : kContents)
+        EXPECT_EQ(formatOfContent(content), format) << content;
+    EXPECT_EQ(formatOfName("a/b.json.gz"), Format::Json);
+    EXPECT_EQ(formatOfName("b.jsonx"), Format::Guess);
+}
+
+TEST(Input, GzipMembersAndDamage) {
+    const std::string text(100000, 'x');
+    const std::string packed = gzip(text);
+    EXPECT_EQ(gunzip(packed), text);
+    EXPECT_EQ(gunzip(packed + gzip("more")), text + "more");
+    EXPECT_THROW(gunzip(packed.substr(0, packed.size() - 1)), BadContent);
+    std::string damaged = packed;
+    damaged[damaged.size() - 5] ^= 1;  // of the checksum
+    EXPECT_THROW(gunzip(damaged), BadContent);
+}
+
+TEST(Input, FramesAreReadToTheByteWhereTheyEnd) {
+    std::istringstream source(std::string("\0\0\0\2hi\0\0\0\0\0\0\0\5ab", 16));
+    FrameReader frames(source);
+    std::string payload;
+    ASSERT_TRUE(frames.next(payload));
+    EXPECT_EQ(payload, "hi");
+    ASSERT_TRUE(frames.next(payload));
+    EXPECT_EQ(payload, "");
+    EXPECT_EQ(frames.offset(), 6U);
+    try {
+        frames.next(payload);
+        FAIL();
+    } catch (const BadContent& e) {
+        EXPECT_STREQ(e.what(), "offset 10: the frame is cut off: 2 of 5 bytes are there");
+    }
+    // A length of 4 GiB with nothing behind it takes no memory.
+    std::istringstream huge("\xFF\xFF\xFF\xFB");
+    EXPECT_THROW(FrameReader(huge).next(payload), BadContent);
+    EXPECT_LT(payload.capacity(), 1U << 20);
+}
+
+TEST(Inspect, OneBadFrameDoesNotHideTheOthers) {
+    const support::TempDir directory;
+    directory.file("a.frames",
+                   std::string("\0\0\0\3\x01\x01\x07\0\0\0\2\x20\x00\0\0\0\3\xF1\x01z", 20));
+    std::string text;
+    Output out(text);
+    std::string remarks;
+    InspectOptions options;
+    Inspector inspector(options, out, [&](const std::string& remark) { remarks += remark + "\n"; });
+    EXPECT_FALSE(inspector.inspect(directory.path("a.frames")));
+    out.flush();
+    EXPECT_EQ(text,
+              "# frame 0 at offset 0, 3 bytes\n07\n# frame 1 at offset 7, 2 bytes\n"
+              "# frame 2 at offset 13, 3 bytes\n'z'\n");
+    EXPECT_TRUE(remarks.starts_with("frame 1 at offset 7: offset 0: ")) << remarks;
+
+    options.path = parsePath("[2]");
+    options.hasPath = true;
+    options.to = Target::Frames;
+    text.clear();
+    EXPECT_TRUE(inspector.inspect(directory.path("a.frames")));
+    out.flush();
+    EXPECT_EQ(text, std::string("\0\0\0\3\xF1\x01z", 7));
+}
+
+}  // namespace
+}  // namespace tools

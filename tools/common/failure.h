@@ -1,0 +1,23 @@
+#ifndef QOR_TOOLS_COMMON_FAILURE_H
+#define QOR_TOOLS_COMMON_FAILURE_H
+
+#include <stdexcept>
+
+namespace tools {
+
+// The status of a tool: 0 success, 1 bad input or a failed operation, 2 a mistake in the call.
+enum Status { kSuccess = 0, kFailure = 1, kUsage = 2 };
+
+// A mistake in the call: the message, and where help is found.
+struct UsageError : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
+// What ends a tool with kFailure. The message is one line; it names the file and the place.
+struct Failure : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
+}  // namespace tools
+
+#endif  // QOR_TOOLS_COMMON_FAILURE_H

@@ -1,0 +1,34 @@
+#ifndef QOR_TOOLS_COMMON_PROGRESS_H
+#define QOR_TOOLS_COMMON_PROGRESS_H
+
+#include <cstdint>
+#include <string>
+
+namespace tools {
+
+// A bar on a terminal that tells how much of a work is done. Whoever writes to the same terminal
+// erases it first.
+class Progress {
+public:
+    // Draws nothing without a descriptor, -1.
+    Progress(int descriptor, std::uint64_t total) : descriptor_(descriptor), total_(total) {}
+    ~Progress() { erase(); }
+    Progress(const Progress&) = delete;
+    Progress& operator=(const Progress&) = delete;
+
+    // Draws when the bar would look different.
+    void show(std::uint64_t done);
+    void erase();
+
+    // "[####......]  40%" of that many columns between the brackets.
+    static std::string bar(std::uint64_t done, std::uint64_t total, unsigned columns);
+
+private:
+    int descriptor_;
+    std::uint64_t total_;
+    std::string shown_;
+};
+
+}  // namespace tools
+
+#endif  // QOR_TOOLS_COMMON_PROGRESS_H

@@ -1,0 +1,66 @@
+#ifndef QOR_TOOLS_INSPECT_FILTERS_H
+#define QOR_TOOLS_INSPECT_FILTERS_H
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "inspect/events.h"
+
+namespace tools {
+
+// A step of a path: a key, or the place among the items of a container.
+struct Step {
+    std::string key;
+    unsigned long index = 0;
+    bool isIndex = false;
+};
+
+// Reads "a/b/[2]": steps with "/" between them, where "[2]" is the third item; an attribute has an
+// "@" in front. Slashes at the ends are ignored. Raises UsageError.
+std::vector<Step> parsePath(std::string_view text);
+
+// Passes on the first value that the path leads to, which becomes the root.
+class PathFilter final : public Sink {
+public:
+    PathFilter(Sink& next, std::vector<Step> path) : next_(next), path_(std::move(path)) {}
+
+    void begin(const Label& label, Shape shape, bool isChain) override;
+    void leaf(const Label& label, const Scalar& value) override;
+    void end() override;
+    void elided(const Label& label, Shape shape) override;
+    // Raises Failure if the path led nowhere.
+    void finish() override;
+
+private:
+    enum class Match { No, Way, Target };
+    Match match(const Label& label);
+
+    Sink& next_;
+    const std::vector<Step> path_;
+    std::vector<unsigned long> counts_;  // of items told, of each container on the way
+    unsigned long skipped_ = 0;          // containers that are open and lead nowhere
+    unsigned long inside_ = 0;           // containers that are open in the target
+    bool found_ = false;
+};
+
+// Passes on containers down to a depth, the outermost one being 1; deeper ones are elided.
+class DepthFilter final : public Sink {
+public:
+    DepthFilter(Sink& next, unsigned long most) : next_(next), most_(most) {}
+
+    void begin(const Label& label, Shape shape, bool isChain) override;
+    void leaf(const Label& label, const Scalar& value) override;
+    void end() override;
+    void elided(const Label& label, Shape shape) override { next_.elided(label, shape); }
+    void finish() override { next_.finish(); }
+
+private:
+    Sink& next_;
+    const unsigned long most_;
+    unsigned long depth_ = 0;
+};
+
+}  // namespace tools
+
+#endif  // QOR_TOOLS_INSPECT_FILTERS_H

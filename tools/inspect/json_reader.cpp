@@ -1,0 +1,91 @@
+#include <vector>
+
+#include "inspect/readers.h"
+#include "qor/json/json_unit.h"
+#include "qor/json/qor_json_parser.h"
+
+namespace tools {
+
+namespace {
+
+using qor::json::JsonArray;
+using qor::json::JsonObject;
+using qor::json::JsonUnit;
+
+// The message ends with the rest of the input, which tells the place.
+[[noreturn]] void raiseBad(istr content, const std::string& message) {
+    constexpr std::string_view kSeparator = " : ";
+    const std::size_t at = message.find(kSeparator);
+    if (at == message.npos) throw BadContent(placeOf(content, 0) + ": " + message);
+    const std::string_view rest = std::string_view(message).substr(at + kSeparator.size());
+    // The rest ends in front of a zero byte, and holds none.
+    const std::string_view text(content);
+    std::size_t end = text.size();
+    for (std::size_t zero = text.find('\0'); zero != text.npos; zero = text.find('\0', zero + 1)) {
+        if (!text.substr(0, zero).ends_with(rest)) continue;
+        end = zero;
+        break;
+    }
+    throw BadContent(placeOf(content, end - rest.size()) + ": " + reasonOf(message.substr(0, at)));
+}
+
+void tellScalar(const Label& label, const JsonUnit& unit, Sink& sink) {
+    if (unit.isNull()) return sink.leaf(label, {Kind::Null, {}});
+    // A view is taken of a text alone, and makes no value of it.
+    istr text(nullptr, 1);
+    unit >> text;
+    if (!text.is_null() || text.size() == 0) return sink.leaf(label, {Kind::Text, text});
+    const qor::String other = unit.encode();
+    const bool isBoolean = other == "true" || other == "false";
+    sink.leaf(label, {isBoolean ? Kind::Boolean : Kind::Number, other});
+}
+
+// An array or an object that is being told, and what is next.
+struct Open {
+    const JsonUnit* next = nullptr;
+    const JsonUnit* end = nullptr;
+    JsonObject::const_iterator pair{};
+    JsonObject::const_iterator lastPair{};
+    bool isObject = false;
+};
+
+}  // namespace
+
+std::string readJson(istr content, Sink& sink) {
+    qor::Handle<qor::json::JsonValue> value;
+    try {
+        value = qor::json::JsonParser::from(content);
+    } catch (const qor::json::DecodeException& e) {
+        raiseBad(content, e.msg());
+    }
+    const JsonUnit root(value);
+    std::vector<Open> open;
+    const auto enter = [&](const Label& label, const JsonUnit& unit) {
+        if (const JsonObject* const object = unit.objectValue()) {
+            sink.begin(label, Shape::Map, false);
+            open.push_back({nullptr, nullptr, object->begin(), object->end(), true});
+        } else if (const JsonArray* const array = unit.arrayValue()) {
+            sink.begin(label, Shape::List, false);
+            open.push_back({array->begin(), array->end(), {}, {}, false});
+        } else {
+            tellScalar(label, unit, sink);
+        }
+    };
+    enter({}, root);
+    while (!open.empty()) {
+        Open& level = open.back();
+        if (level.isObject && level.pair != level.lastPair) {
+            const auto& [key, unit] = *level.pair++;
+            enter({key, {}}, unit);
+        } else if (!level.isObject && level.next != level.end) {
+            enter({}, *level.next++);
+        } else {
+            sink.end();
+            open.pop_back();
+        }
+    }
+    sink.finish();
+    return {};
+}
+
+}  // namespace tools

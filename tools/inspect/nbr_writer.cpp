@@ -1,0 +1,114 @@
+#include <charconv>
+#include <vector>
+
+#include "inspect/writers.h"
+#include "qor/base/base_type_number.h"
+#include "qor/nbr/stream.h"
+#include "qor/util/simple_value.h"
+
+namespace tools {
+
+namespace {
+
+// What the value of a number is, as the library would carry it: an integer, or else a double.
+void writeNumber(qor::nbr::OutputStream& out, istr text) {
+    long long integer = 0;
+    const auto [end, error] = std::from_chars(text.begin(), text.end(), integer);
+    if (error == std::errc() && end == text.end()) {
+        out << integer;
+        return;
+    }
+    double number = 0;
+    if (!qor::parseNumber(text, number)) {
+        out << qor::String(text);
+    } else {
+        out << number;
+    }
+}
+
+class NbrWriter final : public Sink {
+public:
+    explicit NbrWriter(Output& out) : out_(out) {}
+
+    void begin(const Label& label, Shape, bool) override {
+        item(label);
+        out_.raw(kOpen);
+        depth_.push_back(inPair_);
+        inPair_ = false;
+    }
+    void leaf(const Label& label, const Scalar& value) override {
+        item(label);
+        scalar(value);
+        closePair();
+    }
+    void end() override {
+        out_.raw(kClose);
+        inPair_ = depth_.back();
+        depth_.pop_back();
+        closePair();
+    }
+    void elided(const Label&, Shape) override {}
+    void finish() override {}
+
+private:
+    static constexpr std::string_view kOpen{"\xFF\x01("};
+    static constexpr std::string_view kClose{"\xFF\x01)"};
+    static constexpr unsigned kNoTag = 255;
+
+    void tag(unsigned number) {
+        const char byte = static_cast<char>(number);
+        out_.raw(std::string_view(&byte, 1));
+    }
+    // An item under its tag, or as the element of a list or of a map.
+    void item(const Label& label) {
+        if (depth_.empty()) return;
+        unsigned number = kNoTag;
+        const auto [end, error] = std::from_chars(label.key.begin(), label.key.end(), number);
+        const bool isTag = label.isTag && error == std::errc() && end == label.key.end();
+        tag(isTag ? number : 1);
+        if (isTag || label.key.is_null()) return;
+        out_.raw(kOpen);
+        tag(1);
+        scalar({Kind::Text, label.key});
+        tag(2);
+        inPair_ = true;
+    }
+    void closePair() {
+        if (!inPair_) return;
+        out_.raw(kClose);
+        inPair_ = false;
+    }
+    void scalar(const Scalar& value) {
+        qor::nbr::OutputStream out;
+        switch (value.kind) {
+            case Kind::Null:
+                out_.raw(std::string_view("\0", 1));
+                return;
+            case Kind::Boolean:
+                out << (value.text == "true");
+                break;
+            case Kind::Number:
+                writeNumber(out, value.text);
+                break;
+            case Kind::Text:
+                out << qor::String(value.text);
+                break;
+            case Kind::Bytes:
+                out << value.text;
+                break;
+        }
+        out_.raw(std::string_view(istr(out.str())));
+    }
+
+    Output& out_;
+    std::vector<bool> depth_;  // of each open container: whether a pair is open around it
+    bool inPair_ = false;
+};
+
+}  // namespace
+
+std::unique_ptr<Sink> makeNbrWriter(Output& out) {
+    return std::make_unique<NbrWriter>(out);
+}
+
+}  // namespace tools

@@ -1,0 +1,163 @@
+#include <cstring>
+#include <istream>
+#include <sstream>
+#include <streambuf>
+#include <string>
+#include <vector>
+
+#include "inspect/readers.h"
+#include "inspect/writers.h"
+#include "qor/base/base_type_convert.h"
+#include "qor/pml/pml_parser.h"
+#include "qor/util/base64.h"
+#include "qor/util/directory.h"
+
+namespace tools {
+
+namespace {
+
+using qor::pml::ntv::ListValue;
+using qor::pml::ntv::Unit;
+
+// Text in memory that a stream reads, where it is, also with zeros in it.
+class ViewBuffer : public std::streambuf {
+public:
+    explicit ViewBuffer(istr content) {
+        char* const begin = const_cast<char*>(content.data());
+        setg(begin, begin, begin + content.size());
+    }
+    unsigned long position() const { return static_cast<unsigned long>(gptr() - eback()); }
+};
+
+Shape shapeOf(const ListValue& list) {
+    unsigned long named = 0;
+    for (const Unit* const unit : list)
+        named += unit->name().empty() ? 0 : 1;
+    if (named == 0) return list.empty() ? Shape::Map : Shape::List;
+    return named == list.size() ? Shape::Map : Shape::Pairs;
+}
+
+// Tells a tree of units, each with what its type tells of its text.
+class UnitWalk {
+public:
+    explicit UnitWalk(Sink& sink) : sink_(sink) {}
+
+    void tell(const Unit& root) {
+        enter(root);
+        while (!open_.empty()) {
+            Open& level = open_.back();
+            if (level.next == level.end) {
+                sink_.end();
+                open_.pop_back();
+            } else {
+                enter(**level.next++);
+            }
+        }
+    }
+
+private:
+    struct Open {
+        ListValue::const_iterator next;
+        ListValue::const_iterator end;
+        bool isChain;
+    };
+
+    void enter(const Unit& unit) {
+        const istr name = unit.name().empty() ? istr() : istr(unit.name());
+        const Label label{name, istr(unit.type())};
+        if (const ListValue* const list = unit.listValue()) {
+            // All that is below a chain is one.
+            const bool chain = (!open_.empty() && open_.back().isChain) || isChain(unit);
+            sink_.begin(label, shapeOf(*list), chain);
+            open_.push_back({list->begin(), list->end(), chain});
+        } else {
+            tellScalar(label, unit);
+        }
+    }
+
+    void tellScalar(const Label& label, const Unit& unit) {
+        if (unit.stringValue() != nullptr) {
+            const istr text = unit.getStringValue();
+            qor::Bytes decoded;
+            if (label.type == "base64" && decode(text, decoded)) {
+                sink_.leaf(label, {Kind::Bytes, decoded});
+            } else if (label.type == "utf8" && decode(text, decoded)) {
+                sink_.leaf(label, {Kind::Text, decoded});
+            } else {
+                sink_.leaf(label, {isJsonNumber(text) ? Kind::Number : Kind::Text, text});
+            }
+        } else if (unit.value() == nullptr) {
+            sink_.leaf(label, {Kind::Null, {}});
+        } else {
+            std::ostringstream text;
+            unit.value()->dump(text);
+            const std::string number = text.str();
+            sink_.leaf(label, {Kind::Number, istr(number)});
+        }
+    }
+
+    // What does not come back as it was is no Base64.
+    static bool decode(istr text, qor::Bytes& bytes) {
+        qor::Base64::decode(text, bytes);
+        qor::String again;
+        qor::Base64::encode(bytes, again, false);
+        return istr(again) == text;
+    }
+
+    // As Unit::childWasSingle, which on the way down a long chain is asked but once.
+    bool isChain(const Unit& unit) {
+        if (branch_ == nullptr) {
+            const Unit& end = unit.chainEnd();
+            if (end.numofChildren() == 0) return true;
+            branch_ = &end;
+        }
+        if (branch_ == &unit) branch_ = nullptr;
+        return false;
+    }
+
+    Sink& sink_;
+    std::vector<Open> open_;
+    const Unit* branch_ = nullptr;
+};
+
+}  // namespace
+
+std::string parsePml(istr content, Unit& unit) {
+    ViewBuffer buffer(content);
+    std::istream stream(&buffer);
+    try {
+        if (!qor::pml::ntvFromPml(unit, stream)) throw std::bad_alloc();
+    } catch (const qor::pml::DecodeException& e) {
+        throw BadContent(placeOf(content, buffer.position()) + ": " + reasonOf(e.msg()));
+    } catch (const qor::pml::ntv::DuplicatedUnitException& e) {
+        throw BadContent(placeOf(content, buffer.position()) + ": a sibling has the name already");
+    }
+    for (unsigned long at = buffer.position(); at < content.size(); ++at) {
+        if (std::strchr(" \t\r\n", content[at]) == nullptr || content[at] == '\0') {
+            return "what is behind " + placeOf(content, at) + " is not looked at";
+        }
+    }
+    return {};
+}
+
+std::string readPml(istr content, Sink& sink) {
+    Unit unit;
+    std::string remark = parsePml(content, unit);
+    if (unit.empty() && std::string_view(content).find('(') == std::string_view::npos) {
+        throw BadContent(placeOf(content, content.size()) + ": no unit in it");
+    }
+    UnitWalk(sink).tell(unit);
+    sink.finish();
+    return remark;
+}
+
+void readDirectory(const std::string& path, Sink& sink) {
+    const std::wstring name = qor::String(path).toWstring();
+    if (qor::Directory::isDirectory(name) != 1) throw Failure("no directory");
+    qor::Directory directory;
+    if (!directory.setup(name)) throw Failure("the directory cannot be read");
+    UnitWalk(sink).tell(directory.files());
+    sink.finish();
+}
+
+}  // namespace tools

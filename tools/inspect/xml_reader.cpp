@@ -1,0 +1,128 @@
+#include <memory>
+#include <string_view>
+#include <unordered_set>
+#include <utility>
+#include <vector>
+
+#include "inspect/readers.h"
+#include "inspect/writers.h"
+#include "qor/xml/XMLParser.h"
+
+namespace tools {
+
+namespace {
+
+using qor::XMLNode;
+
+// Counts the elements that were opened, since the parser does not tell its place.
+class Counter : public qor::XMLParserCallback {
+public:
+    void onNodeBegin(qor::XMLParser*, XMLNode*) override { ++count_; }
+    unsigned long count() const { return count_; }
+
+private:
+    unsigned long count_ = 0;
+};
+
+// Where the n-th element begins, the first being 1.
+unsigned long placeOfElement(std::string_view text, unsigned long n) {
+    constexpr struct {
+        std::string_view begin, end;
+    } kPassed[] = {{"<!--", "-->"}, {"<![CDATA[", "]]>"}, {"<?", "?>"}, {"<!", ">"}, {"</", ">"}};
+    std::size_t at = 0;
+    while ((at = text.find('<', at)) != text.npos) {
+        std::size_t next = at + 1;
+        bool isElement = true;
+        for (const auto& passed : kPassed) {
+            if (!text.substr(at).starts_with(passed.begin)) continue;
+            isElement = false;
+            next = text.find(passed.end, at + passed.begin.size());
+            break;
+        }
+        if (isElement && --n == 0) return at;
+        at = next;
+        if (at == text.npos) break;
+    }
+    return text.size();
+}
+
+Shape shapeOf(const XMLNode& node) {
+    bool isList = node.numofChildren() != 0 && node.numofAttrs() == 0 && node.cdata().empty();
+    bool isRepeated = false;
+    std::unordered_set<std::string_view> names;
+    for (unsigned long i = 0; i < node.numofChildren(); ++i) {
+        const std::string_view name = node[i].name();
+        isList = isList && name == "any";
+        isRepeated = isRepeated || (!names.empty() && names.contains(name));
+        names.insert(name);
+    }
+    return isList ? Shape::List : isRepeated ? Shape::Pairs : Shape::Map;
+}
+
+Scalar scalarOf(istr text) {
+    return {isJsonNumber(text) ? Kind::Number : Kind::Text, text};
+}
+
+// An element whose children are still to be told.
+struct Open {
+    const XMLNode* node;
+    unsigned long next;
+};
+
+// The beginning of what cannot be read. Parses again, since counting costs time.
+unsigned long placeOfFault(istr content) {
+    Counter counter;
+    qor::XMLParser parser;
+    parser.setCallback(&counter);
+    try {
+        parser.parse(content);
+    } catch (const qor::XMLRuntimeException& e) {
+        const std::string_view text(content);
+        if (e.msg().find("processing") != std::string::npos) return text.rfind("<?");
+    }
+    return placeOfElement(std::string_view(content), counter.count());
+}
+
+std::unique_ptr<XMLNode> parse(istr content) {
+    try {
+        qor::XMLParser parser(content);
+        std::unique_ptr<XMLNode> root(parser.release());
+        if (root != nullptr) return root;
+    } catch (const qor::XMLRuntimeException& e) {
+        throw BadContent(placeOf(content, placeOfFault(content)) + ": " + e.msg());
+    }
+    throw BadContent(placeOf(content, content.size()) + ": no element in it");
+}
+
+}  // namespace
+
+std::string readXml(istr content, Sink& sink) {
+    const std::unique_ptr<XMLNode> root = parse(content);
+    std::vector<Open> open;
+    const auto enter = [&](const XMLNode& node) {
+        const Label label{node.name(), {}};
+        if (node.isSimple()) return sink.leaf(label, scalarOf(node.cdata()));
+        sink.begin(label, shapeOf(node), false);
+        for (const qor::String& name : node.getAttrNames()) {
+            sink.leaf({name, {}, Part::Attribute}, scalarOf(node.attr(name).value()));
+        }
+        open.push_back({&node, 0});
+    };
+    enter(*root);
+    while (!open.empty()) {
+        Open& level = open.back();
+        if (level.next != level.node->numofChildren()) {
+            enter(std::as_const(*level.node)[level.next++]);
+            continue;
+        }
+        if (!level.node->cdata().empty()) {
+            sink.leaf({istr("#text", 5), {}, Part::Content}, scalarOf(level.node->cdata()));
+        }
+        sink.end();
+        open.pop_back();
+    }
+    sink.finish();
+    return {};
+}
+
+}  // namespace tools

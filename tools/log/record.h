@@ -1,0 +1,55 @@
+#ifndef QOR_TOOLS_LOG_RECORD_H
+#define QOR_TOOLS_LOG_RECORD_H
+
+#include <functional>
+#include <string>
+#include <string_view>
+
+namespace tools {
+
+// How serious an entry is, the most serious first.
+enum class Severity { Error, Warning, Info, Debug };
+
+// An entry of a log file, as views of its text.
+struct Record {
+    std::string_view text;    // the whole entry, without its line end
+    std::string_view time;    // "2021-03-04 05:06:07.008"; empty for text that is no entry
+    std::string_view thread;  // its number
+    std::string_view name;    // of the thread; empty if the entry does not have it
+    std::string_view tag;     // "TCP.DEBUG"; the title of a block; empty if there is none
+    std::string_view head;    // what is in front of the entry
+    std::string_view entry;
+    Severity severity = Severity::Info;
+    bool isBlock = false;
+
+    bool isEntry() const noexcept { return !time.empty(); }
+};
+
+// Reads an entry. The level of the head decides how serious it is; of an information, which is what
+// loggers write, its tag or its title does.
+Record parseRecord(std::string_view text);
+
+// One line for a block: its head, its title, what the first line of it says, and how many lines it
+// has. Other entries are as they are.
+std::string folded(const Record& record);
+
+// Cuts what is read into entries. An entry ends where the next one begins, or a file.
+class RecordSplitter {
+public:
+    using Take = std::function<void(std::string_view)>;
+
+    // What is longer is handed on in parts: a file that is no log need not fit into memory.
+    static constexpr std::size_t kMostRecord = 1U << 20;
+
+    void feed(std::string_view bytes, const Take& take);
+    // Hands on what is complete: all that is pending if it ends a line, or if `all` is set.
+    void flush(bool all, const Take& take);
+
+private:
+    std::string pending_;
+    std::size_t scanned_ = 0;  // so far pending_ has no further beginning of an entry
+};
+
+}  // namespace tools
+
+#endif  // QOR_TOOLS_LOG_RECORD_H
