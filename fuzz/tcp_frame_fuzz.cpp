@@ -81,7 +81,8 @@ void sendTo(int socket, const std::string& bytes) {
 
 // The whole frames. Lengths are made small where they are, so that a frame ends within the input.
 std::vector<std::string> split(std::string& stream, bool bounded) {
-    constexpr std::size_t kHeader = 4, kBound = 1024;
+    constexpr std::size_t kHeader = 4;
+    constexpr std::uint32_t kBound = 1024;
     std::vector<std::string> frames;
     for (std::size_t at = 0; stream.size() - at >= kHeader;) {
         std::uint32_t length = 0;
