@@ -75,6 +75,7 @@ def test_help_and_mistakes():
         status, out, err = call(tool, "--nonsense")
         check((status, out), (2, b""))
         check(err, f"{tool}: unknown option --nonsense; see {tool} --help\n".encode())
+    check(call("qor-inspect", "-d", "1", "-t", "hex", data)[0], 2)
     check(call("qor-log")[0], 2)
     check(call("qor-ping")[0], 2)
     check(call("qor-ping", "-c", "x", "127.0.0.1")[0], 2)

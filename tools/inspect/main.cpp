@@ -113,7 +113,7 @@ int inspect(const std::vector<std::string>& arguments) {
     if (file >= 0 && isatty(file) == 1 && (compress || isBinary(options))) {
         throw UsageError("binary output to a terminal: use --output, or --to=hex");
     }
-    if (options.depth && isBinary(options)) throw UsageError("--depth is for text");
+    if (options.depth && options.to >= Target::Nbr) throw UsageError("--depth is for text");
     int status = kSuccess;
     for (const std::string& path : files) {
         const std::string name = path == "-" ? "standard input" : path;
