@@ -177,6 +177,22 @@ class OptionalPrinter:
             yield "value", self.value["value_"]
 
 
+def offset_of_shared(kind):
+    """Where in a class its base qor::Shared is; None if that is not known. A program that is not
+    linked with the debug information of the library lacks what is inside of Shared."""
+    kind = kind.strip_typedefs()
+    if kind.tag == "qor::Shared":
+        return 0
+    for field in kind.fields():
+        # A virtual base has no fixed place.
+        if not field.is_base_class or field.bitpos is None:
+            continue
+        offset = offset_of_shared(field.type)
+        if offset is not None:
+            return field.bitpos // 8 + offset
+    return None
+
+
 class HandlePrinter:
     def __init__(self, value):
         self.value = value
@@ -186,10 +202,21 @@ class HandlePrinter:
         if int(self.pointer) == 0:
             return "null"
         try:
-            count = int(self.pointer.dereference()["refCount_"]["_M_i"])
-            return "%d owner%s" % (count, "" if count == 1 else "s")
+            count = self.count()
         except (gdb.error, gdb.MemoryError):
+            count = None
+        if count is None:
             return "a handle"
+        return "%d owner%s" % (count, "" if count == 1 else "s")
+
+    def count(self):
+        try:
+            return int(self.pointer.dereference()["refCount_"]["_M_i"])
+        except gdb.error:
+            offset = offset_of_shared(self.pointer.type.target())
+            if offset is None:
+                return None
+            return Memory().u32(int(self.pointer) + offset + self.pointer.type.sizeof)
 
     def children(self):
         if int(self.pointer) == 0:
