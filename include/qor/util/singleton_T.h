@@ -37,6 +37,8 @@ public:
 
 private:
     static T* take() noexcept {
+        // Before the first object there is no lock either, and making one may fail.
+        if (instance_.load(std::memory_order_acquire) == nullptr) return nullptr;
         const Guard guard(mutex());
         return instance_.exchange(nullptr, std::memory_order_acq_rel);
     }
