@@ -48,12 +48,13 @@ foreign=$(tail -n +2 build/abi/symbols | cut -d' ' -f2 | c++filt | grep -v -E '(
 [ -z "$foreign" ] || fail "exported, and not qor's: $foreign"
 
 has() {
-    readelf -W "$1" "$library" | grep -q -E "$2" || fail "the library has no $3"
+    # Not grep -q, which would end readelf in its midst.
+    readelf -W "$1" "$library" | grep -E "$2" >/dev/null || fail "the library has no $3"
 }
 has -l 'GNU_RELRO' 'RELRO'
 has -d 'BIND_NOW|FLAGS.*NOW' 'BIND_NOW'
 has --dyn-syms ' __stack_chk_fail(@| |$)' 'stack protector'
 has --dyn-syms ' __[a-z]+_chk(@| |$)' 'fortified call'
-readelf -W -l "$library" | grep -q 'GNU_STACK.* RW ' || fail "the library has an executable stack"
+readelf -W -l "$library" | grep 'GNU_STACK.* RW ' >/dev/null || fail "the library has an executable stack"
 
 echo "abi: $(($(wc -l <build/abi/symbols) - 1)) symbols, none of the $(($(wc -l <"$baseline") - 1)) of $version is gone"
