@@ -42,20 +42,20 @@ if [ ! -e "$chroot/made" ]; then
         "$chroot" "$mirror" >"$out/debootstrap.log"
     as_root touch "$chroot/made"
 fi
-as_root rm -rf "$chroot/work"
-as_root mkdir "$chroot/work"
-as_root cp "${debs[@]}" tests/install/consumer/* examples/data/message.hex "$chroot/work"
+as_root rm -rf "$chroot/trial"
+as_root mkdir "$chroot/trial"
+as_root cp "${debs[@]}" tests/install/consumer/* examples/data/message.hex "$chroot/trial"
 echo "package: installing there"
 inside apt-get update -qq
 inside apt-get purge -y -qq libqor libqor-dev qor-tools >/dev/null 2>&1 || true
-inside sh -c 'apt-get install -y -qq --no-install-recommends -o Dpkg::Use-Pty=0 /work/*.deb' >/dev/null
+inside sh -c 'apt-get install -y -qq --no-install-recommends -o Dpkg::Use-Pty=0 /trial/*.deb' >/dev/null
 
 echo "package: a program against them"
 inside sh -ec '
-    cmake -S /work -B /work/by-cmake >/dev/null
-    cmake --build /work/by-cmake >/dev/null
-    /work/by-cmake/consumer
-    cd /work
+    cmake -S /trial -B /trial/by-cmake >/dev/null
+    cmake --build /trial/by-cmake >/dev/null
+    /trial/by-cmake/consumer
+    cd /trial
     g++ -std=c++20 main.cpp $(pkg-config --cflags --libs qor) -o by-pkg-config
     ./by-pkg-config
     for tool in qor-inspect qor-log qor-ping; do "$tool" --version; done

@@ -44,7 +44,7 @@ auto shownText(const T& value) {
 }
 
 // The formatter of these types. Text is the formatting library's own formatter of a string view,
-// which reads the specification and obeys it.
+// which reads the options and obeys them.
 template <class Text>
 struct ShownFormatter : Text {
     template <class T, class Context>
