@@ -10,6 +10,7 @@ clang | libcxx) scripts/setup.sh clang ;;
 *) scripts/setup.sh test ;;
 esac
 echo "test: building ($preset)"
-cmake --preset "$preset" >/dev/null
+# What other scripts have left out is in.
+cmake --preset "$preset" -U QOR_TEST_AREAS -U QOR_BUILD_TOOLS >/dev/null
 cmake --build --preset "$preset"
 ctest --preset "$preset" -j "$(nproc)"
