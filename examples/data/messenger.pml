@@ -4,7 +4,6 @@ messenger(
     heartbeat(100)       (* milliseconds *)
     rounds(40)           (* how often the demo speaks the transcript *)
     socketBuffer(65536)  (* bytes *)
-    visitors(500)        (* who come and go in a soak, at most two for each second *)
     log(maxFileSize(256) maxFileCount(4))  (* KiB, files *)
     QOR(infoOn(true) debugOn(true) appLogs:map(MSG.DEBUG(true)))
     qor(infoOn(true) debugOn(false))

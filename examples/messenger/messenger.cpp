@@ -5,7 +5,7 @@
 //     messenger serve PORT             until "quit" is typed, or a signal ends it
 //     messenger talk HOST PORT NAME    a line goes to everybody, "/help" shows what else there is
 //     messenger demo                   a server and all who speak in the transcript
-//     messenger soak SECONDS           the same for that time, among visitors that come and go
+//     messenger soak SECONDS VISITORS  the same for that time, among visitors that come and go
 //
 // Behind these, SETTINGS.pml and LOGFILE may be given.
 
@@ -31,14 +31,12 @@ struct Settings {
         file["heartbeat"] >> heartbeat;
         file["rounds"] >> rounds;
         file["socketBuffer"] >> socketBuffer;
-        file["visitors"] >> visitors;
     }
 
     qor::pml::stream file;
     unsigned long heartbeat = 5000;
     unsigned rounds = 1;
     int socketBuffer = 65536;
-    unsigned long visitors = 0;
 };
 
 // The library's logger and the network's, in one file.
@@ -212,18 +210,25 @@ struct Stage {
     std::vector<qor::Handle<Speaker>> speakers;
 };
 
+struct Soak {
+    long seconds = 0;
+    std::size_t visitors = 0;
+};
+
 // Lets visitors come and go, and tells once in a while how long their words take. Returns how many
 // visits failed.
-unsigned watchCrowd(const Settings& settings, const qor::TcpAddr& server, long seconds) {
+unsigned watchCrowd(const Settings& settings, const qor::TcpAddr& server, const Soak& soak) {
+    if (soak.visitors == 0) {
+        qor::Time::seconds(soak.seconds).sleep();
+        return 0;
+    }
     constexpr long kReports = 100;
-    // All have come within the first quarter of a short soak too.
-    const auto places = std::min(settings.visitors, 2 * static_cast<unsigned long>(seconds));
-    const auto crowd = qor::makeHandle<Crowd>("messenger::watchCrowd", server, places,
+    const auto crowd = qor::makeHandle<Crowd>("messenger::watchCrowd", server, soak.visitors,
                                               settings.heartbeat, settings.socketBuffer);
     crowd->startAndWait();
     const qor::Time begin = qor::Time::now(qor::Time::Monotonic);
     for (long i = 1; i <= kReports; ++i) {
-        const qor::Time due = begin + qor::Time::milliSeconds(seconds * 1000 / kReports * i);
+        const qor::Time due = begin + qor::Time::milliSeconds(soak.seconds * 1000 / kReports * i);
         const qor::Time left = due - qor::Time::now(qor::Time::Monotonic);
         if (left > qor::Time()) left.sleep();
         std::cout << "latency of visitors: " << crowd->medianMicroseconds() << std::endl;
@@ -234,8 +239,9 @@ unsigned watchCrowd(const Settings& settings, const qor::TcpAddr& server, long s
     return crowd->failures();
 }
 
-// For so many seconds, or for the rounds of the settings if it is 0.
-int demo(const Settings& settings, const std::string& transcriptPath, long seconds) {
+// For the time of the soak, or for the rounds of the settings if that is 0 seconds.
+int demo(const Settings& settings, const std::string& transcriptPath, const Soak& soak) {
+    const long seconds = soak.seconds;
     const std::vector<Line> transcript = readTranscript(transcriptPath);
     std::set<qor::String> names;
     for (const Line& line : transcript)
@@ -268,7 +274,7 @@ int demo(const Settings& settings, const std::string& transcriptPath, long secon
         }
         for (const auto& speaker : speakers)
             speaker->startAndWait();
-        if (seconds != 0) failures = watchCrowd(settings, address, seconds);
+        if (seconds != 0) failures = watchCrowd(settings, address, soak);
         for (const auto& speaker : speakers)
             seconds != 0 ? speaker->stop() : speaker->join();
     }
@@ -286,20 +292,22 @@ int demo(const Settings& settings, const std::string& transcriptPath, long secon
 int run(const std::vector<std::string>& arguments) {
     const std::string command = arguments.empty() ? std::string() : arguments.front();
     const std::map<std::string, std::size_t> commands = {
-        {"talk", 4}, {"serve", 2}, {"soak", 2}, {"demo", 1}};
+        {"talk", 4}, {"serve", 2}, {"soak", 3}, {"demo", 1}};
     const auto found = commands.find(command);
     const std::size_t own = found != commands.end() ? found->second : 0;
     if (own == 0 || arguments.size() < own || arguments.size() > own + 2) {
-        std::cerr << "usage: messenger serve PORT | talk HOST PORT NAME | demo | soak SECONDS\n"
+        std::cerr << "usage: messenger serve PORT | talk HOST PORT NAME | demo |\n"
+                     "       messenger soak SECONDS VISITORS\n"
                      "       and behind it: [SETTINGS.pml [LOGFILE]]\n";
         return 2;
     }
     const std::string data = MESSENGER_DATA;
     const Settings settings(arguments.size() > own ? arguments[own] : data + "/messenger.pml");
     openLogs(settings, arguments.size() > own + 1 ? arguments[own + 1] : "messenger.log");
-    if (command == "demo") return demo(settings, data + "/transcript.txt", 0);
+    if (command == "demo") return demo(settings, data + "/transcript.txt", Soak());
     if (command == "soak") {
-        return demo(settings, data + "/transcript.txt", std::max(std::stol(arguments[1]), 1L));
+        const Soak soak{std::max(std::stol(arguments[1]), 1L), std::stoul(arguments[2])};
+        return demo(settings, data + "/transcript.txt", soak);
     }
     const int port = std::stoi(arguments[own == 2 ? 1 : 2]);
     if (port < 0 || port > 65535) throw std::out_of_range("no port");
