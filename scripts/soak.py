@@ -9,7 +9,7 @@ if a line rises by more than its quantity may.
 """
 import sys
 
-# Name, unit, the share by which the line may rise from its start, and by how much in any case.
+# Name, unit, and by how much the line may rise from its start: by this share of it and this much.
 # Latency follows the load of the machine in a short run, so it is judged in a long one only.
 QUANTITIES = [("resident memory", "KiB", 0.05, 4096), ("descriptors", "", 0.02, 20),
               ("threads", "", 0.02, 10), ("latency", "µs", 0.5, 500)]
@@ -63,7 +63,7 @@ def main():
         svg += chart((i - 1) * (HEIGHT + MARGIN) + 10, title, [(row[0], row[i]) for row in rows],
                      (later[0][0], later[-1][0]), (begin, end))
         judged = name != "latency" or seconds >= LONG_RUN_SECONDS
-        if judged and end - begin > max(share * begin, least):
+        if judged and end - begin > share * begin + least:
             grown.append(name)
     with open(sys.argv[2], "w") as drawing:
         drawing.write(svg + "</svg>\n")
