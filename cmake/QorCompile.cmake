@@ -52,9 +52,9 @@ function(qor_compile target)
   target_compile_options(${target} PRIVATE -ffile-prefix-map=${PROJECT_SOURCE_DIR}/=)
 endfunction()
 
-# The headers that the sources of the target share, where they are precompiled.
-function(qor_precompile target)
-  if(QOR_PRECOMPILE)
+# The headers that the sources of the target share, precompiled if QOR_PRECOMPILE is one of `when`.
+function(qor_precompile target when)
+  if(QOR_PRECOMPILE IN_LIST when)
     target_precompile_headers(${target} ${ARGN})
   endif()
 endfunction()
