@@ -189,9 +189,29 @@ FlatTree* FlatTree::makeAround(istr text, istr more, std::span<Node> nodes) {
 void FlatTree::destroy(FlatTree* tree) noexcept {
     Shape::destroyList(tree->listed_.load(std::memory_order_acquire));
     ShapeTable::destroy(tree->shapes_.load(std::memory_order_acquire));
+    for (Page* page = tree->pages_.load(std::memory_order_acquire); page != nullptr;)
+        deleteBlock(std::exchange(page, page->previous));
     if (tree->ownsNodes_) deleteBlock(tree->nodes_);
     std::destroy_at(tree);
     deleteBlock(tree);
+}
+
+// What is left of a page that is too small is given up.
+Page& FlatTree::takePage(std::size_t size) {
+    Page* const spare = spare_.exchange(nullptr, std::memory_order_acquire);
+    return spare != nullptr && spare->room() >= size ? *spare : *makePage(size);
+}
+
+Page* FlatTree::makePage(std::size_t size) {
+    const std::size_t usual = std::min(nodes_[0].size * kBytesOfNode, kMostOfPage);
+    const std::size_t room = std::max(usual, size);
+    void* const block = newNode(sizeof(Page) + room, __FILE__, __LINE__, kMaker);
+    char* const first = static_cast<char*>(block) + sizeof(Page);
+    auto* const page = ::new (block) Page{{{0}, this}, nullptr, first, first + room};
+    page->previous = pages_.load(std::memory_order_relaxed);
+    while (!pages_.compare_exchange_weak(page->previous, page, std::memory_order_acq_rel)) {
+    }
+    return page;
 }
 
 ShapeTable& FlatTree::shapes() {

@@ -50,11 +50,11 @@ class FlatTree;
 class Shape;
 class ShapeTable;
 
-// Starts the memory that the values of a tree are made in. It is freed with the last of them,
-// by whichever thread.
+// Starts memory that units are in: the block of a tree, a page of it, or the slots of an array that
+// has grown. All but pages count their shares, and are freed with the last one, by whichever thread.
 struct Block {
     alignas(JsonValue) std::atomic<std::size_t> shares;
-    FlatTree* tree;  // which the block has a share of; null if no slot in it needs it
+    FlatTree* tree;  // which slots have a share of; null if no slot needs it
 
     // Whether it is the block of a tree, with its root value.
     bool isTree() const noexcept { return this == reinterpret_cast<const Block*>(tree); }
@@ -66,9 +66,19 @@ private:
     void end() noexcept;
 };
 
+// Memory of a tree, which its values are made in one after the other. It is freed with the tree.
+struct Page : Block {
+    std::size_t room() const noexcept { return static_cast<std::size_t>(end - next); }
+
+    Page* previous;
+    char* next;  // the free room
+    char* end;
+};
+
 // The values that are made of one tree may be in use by several threads, each with a part of its
-// own. The text is never changed, an object's node by nobody but its user, and shapes are added by
-// any thread. The tree is the block of its root value, and shared by the blocks of the other ones.
+// own. The text is never changed, an object's node by nobody but its user, and shapes and pages are
+// added by any thread. Each value in the tree's memory has a share of it. The tree is the block of
+// its root value.
 class alignas(JsonValue) FlatTree : public Block, noncopyable {
 public:
     // The tree has one share. The root value is made in it; it is an array or an object according
@@ -103,9 +113,14 @@ public:
     // The same of an object that is not deep, where each second node is a value.
     const Shape& shapeOfShallow(ulong32 object);
 
+    // A page with room for `size` bytes, which nobody else has until it is left.
+    Page& takePage(std::size_t size);
+    void leavePage(Page& page) noexcept { spare_.store(&page, std::memory_order_release); }
+
 private:
     explicit FlatTree(const char* text, std::size_t size, Node* nodes, bool ownsNodes) noexcept
         : Block{{1}, this}, text_(text), textSize_(size), nodes_(nodes), ownsNodes_(ownsNodes) {}
+    Page* makePage(std::size_t size);
     static FlatTree* makeIn(std::size_t room, istr text, istr more, Node* nodes, std::size_t count);
     void makeRoot() noexcept;
     const Shape& shapeOf(Node& object, const ulong32* values, std::size_t count);
@@ -116,6 +131,9 @@ private:
 
     // In a tree of up to this size, a list of all shapes takes less time and memory than a table.
     static constexpr ulong32 kFewNodes = 64;
+    // Of a page: about what the values of a small tree take, and never more than this, unless a
+    // single container needs it.
+    static constexpr std::size_t kBytesOfNode = 16, kMostOfPage = 64 * 1024 - 64;
 
     const char* text_;
     std::size_t textSize_;
@@ -123,6 +141,8 @@ private:
     bool ownsNodes_;
     std::atomic<Shape*> listed_{nullptr};
     std::atomic<ShapeTable*> shapes_{nullptr};
+    std::atomic<Page*> pages_{nullptr};  // all of them, the last one first
+    std::atomic<Page*> spare_{nullptr};  // the one that the next values are made in
 };
 
 // The keys of an object that was read, in order. Objects with the same keys in the same order of

@@ -54,7 +54,7 @@ bool TreeEnd::ownsMemory(const JsonArray& array) noexcept {
     return array.ownsSlots_;
 }
 bool TreeEnd::ownsMemory(const JsonObject& object) noexcept {
-    return object.ownsSlots_ || object.hasPointers() || object.index_ != nullptr;
+    return object.hasPointers() || object.index_ != nullptr;
 }
 
 template <class T>
@@ -67,7 +67,7 @@ void TreeEnd::end(T& value) noexcept {
     }
     // Most containers that were read leave nothing to their destructors.
     if (ownsMemory(value)) std::destroy_at(&value);
-    shares_.giveUp(block);
+    shares_.giveUp(block->tree);
 }
 
 bool TreeEnd::finish(JsonValue* value) noexcept {
