@@ -92,6 +92,8 @@ public:
     JsonValue* root() noexcept { return reinterpret_cast<JsonValue*>(this + 1); }
     const Node& node(ulong32 i) const noexcept { return nodes_[i]; }
     JsonValue::Kind kindOf(const Node& node) const noexcept;
+    // Of a node that is no container.
+    JsonValue::Kind scalarKindOf(const Node& node) const noexcept;
     istr text(const Node& node) const noexcept { return istr(text_ + node.begin, node.size); }
     istr text() const noexcept { return istr(text_, textSize_); }
     // After the text of a tree as many bytes can be read.
@@ -188,6 +190,11 @@ private:
 inline JsonValue::Kind FlatTree::kindOf(const Node& node) const noexcept {
     using Kind = JsonValue::Kind;
     if (node.isContainer()) return node.isObject() ? Kind::Object : Kind::Array;
+    return scalarKindOf(node);
+}
+
+inline JsonValue::Kind FlatTree::scalarKindOf(const Node& node) const noexcept {
+    using Kind = JsonValue::Kind;
     const istr scalar = text(node);
     if (*scalar <= '9') return *scalar == '"' ? Kind::String : Kind::Number;
     return scalar == "true" || scalar == "false" ? Kind::Boolean : Kind::Number;

@@ -21,12 +21,15 @@ constexpr std::size_t sizeOf(bool object, std::size_t count) noexcept {
 
 }  // namespace
 
-TreeMaker::Word TreeMaker::lazyWord(const JsonUnit& unit, ulong32 node, Word marks) const noexcept {
-    const auto kind = static_cast<Word>(tree_.kindOf(tree_.node(node)));
+// Where the unit is, and what it refers to, but for its kind.
+TreeMaker::Word TreeMaker::placeWord(const JsonUnit* unit, ulong32 node, Word marks) const noexcept {
     const auto distance =
-        static_cast<Word>(reinterpret_cast<const char*>(&unit) - reinterpret_cast<char*>(page_));
-    return Word(node) << JsonUnit::kNodeShift | kind << JsonUnit::kDistanceBits | distance | marks |
-           JsonUnit::kLazy;
+        static_cast<Word>(reinterpret_cast<const char*>(unit) - reinterpret_cast<char*>(page_));
+    return Word(node) << JsonUnit::kNodeShift | distance | marks | JsonUnit::kLazy;
+}
+
+TreeMaker::Word TreeMaker::lazyWord(const JsonUnit* unit, ulong32 node, Word marks) const noexcept {
+    return placeWord(unit, node, marks) | kindWord(tree_.kindOf(tree_.node(node)));
 }
 
 void TreeMaker::relocate(JsonUnit& from, void* to, Block* block) noexcept {
@@ -132,18 +135,25 @@ ulong32 TreeMaker::countOf(ulong32 array) const noexcept {
     return count;
 }
 
+// The room is for what comes first: when something does not fit, nothing more is made.
+bool TreeMaker::hasRoom(bool object, ulong32 count) noexcept {
+    const bool fits = sizeOf(object, count) <= static_cast<std::size_t>(end_ - at_);
+    if (!fits) end_ = at_;
+    return fits;
+}
+
 JsonValue* TreeMaker::tryMake(ulong32 node, unsigned depth) noexcept try {
     if (depth == 0 || at_ == end_) return nullptr;
+    if (tree_.node(node).isFlatArray()) {
+        if (!hasRoom(false, tree_.node(node).size - 1)) return nullptr;
+        auto* const array = makeValue<JsonArray>();
+        fillFlat(*array, node);
+        return array;
+    }
     const std::size_t before = nodes_.size();
     const Container container = look(node);
-    JsonValue* made = nullptr;
-    if (sizeOf(container.shape != nullptr, container.count) <=
-        static_cast<std::size_t>(end_ - at_)) {
-        made = make(container, depth);
-    } else {
-        // The room is for what comes first.
-        end_ = at_;
-    }
+    JsonValue* const made =
+        hasRoom(container.shape != nullptr, container.count) ? make(container, depth) : nullptr;
     nodes_.resize(before);
     return made;
 } catch (const std::bad_alloc&) {
@@ -178,21 +188,40 @@ TreeMaker::Word TreeMaker::wordFor(const JsonUnit& unit, ulong32 node, Word mark
     if (tree_.node(node).isContainer()) {
         if (JsonValue* const made = tryMake(node, depth - 1)) return JsonUnit::wordOf(made);
     }
-    return lazyWord(unit, node, marks);
+    return lazyWord(&unit, node, marks);
+}
+
+JsonUnit* TreeMaker::takeUnits(const JsonArray& array, ulong32 count) noexcept {
+    auto* const units = static_cast<JsonUnit*>(take(count * sizeof(JsonUnit)));
+    array.units_ = units;
+    array.size_ = array.capacity_ = count;
+    return units;
 }
 
 void TreeMaker::fillUnits(const JsonArray& array, const Container& of, unsigned depth) noexcept {
-    auto* const units = static_cast<JsonUnit*>(take(of.count * sizeof(JsonUnit)));
-    array.units_ = units;
-    array.size_ = array.capacity_ = of.count;
-    if (of.count == 0) return;
+    if (tree_.node(of.node).isFlat()) return fillFlat(array, of.node);
+    JsonUnit* unit = takeUnits(array, of.count);
     ulong32 node = of.node + 1;
-    for (ulong32 i = 0; i < of.count; ++i, node += tree_.node(node).span()) {
-        auto* const unit = ::new (units + i) JsonUnit();
-        unit->word_ = wordFor(*unit, node, JsonUnit::kFollowed, depth);
+    for (ulong32 i = 0; i < of.count; ++i, ++unit, node += tree_.node(node).span()) {
+        ::new (unit) JsonUnit();
+        const Word marks = i + 1 < of.count ? JsonUnit::kFollowed : 0;
+        unit->word_ = wordFor(*unit, node, marks, depth);
     }
-    JsonUnit& last = units[of.count - 1];
-    if (JsonUnit::isLazy(last.word_)) last.word_ &= ~JsonUnit::kFollowed;
+}
+
+// An array without containers: each unit refers to the node after that of the one before.
+void TreeMaker::fillFlat(const JsonArray& array, ulong32 node) noexcept {
+    const FlatTree& tree = tree_;
+    const ulong32 count = tree.node(node).size - 1;
+    JsonUnit* unit = takeUnits(array, count);
+    constexpr Word kNext = Word(1) << JsonUnit::kNodeShift | sizeof(JsonUnit);
+    Word word = placeWord(unit, node + 1, JsonUnit::kFollowed);
+    const Node* const first = &tree.node(node + 1);
+    for (ulong32 i = 0; i < count; ++i, ++unit, word += kNext) {
+        const Word followed = i + 1 < count ? 0 : JsonUnit::kFollowed;
+        ::new (unit) JsonUnit();
+        unit->word_ = (word ^ followed) | kindWord(tree.scalarKindOf(first[i]));
+    }
 }
 
 void TreeMaker::fillPairs(const JsonObject& object, const Container& of, unsigned depth) noexcept {

@@ -75,14 +75,21 @@ private:
     void* take(std::size_t size) noexcept { return std::exchange(at_, at_ + size); }
 
     JsonValue* make(const Container& container, unsigned depth) noexcept;
+    bool hasRoom(bool object, ulong32 count) noexcept;
     // Null if there is no room for it.
     JsonValue* tryMake(ulong32 node, unsigned depth) noexcept;
     template <class T, class... Args>
     T* makeValue(Args... args) noexcept;
+    JsonUnit* takeUnits(const JsonArray& array, ulong32 count) noexcept;
     void fillUnits(const JsonArray& array, const Container& of, unsigned depth) noexcept;
+    void fillFlat(const JsonArray& array, ulong32 node) noexcept;
     void fillPairs(const JsonObject& object, const Container& of, unsigned depth) noexcept;
     Word wordFor(const JsonUnit& unit, ulong32 node, Word marks, unsigned depth) noexcept;
-    Word lazyWord(const JsonUnit& unit, ulong32 node, Word marks) const noexcept;
+    Word placeWord(const JsonUnit* unit, ulong32 node, Word marks) const noexcept;
+    Word lazyWord(const JsonUnit* unit, ulong32 node, Word marks) const noexcept;
+    static Word kindWord(JsonValue::Kind kind) noexcept {
+        return static_cast<Word>(kind) << JsonUnit::kDistanceBits;
+    }
 
     FlatTree& tree_;
     Page* page_ = nullptr;
