@@ -10,6 +10,7 @@
 #include "base/node_memory.h"
 #include "base/text_hash.h"
 #include "json/key_prefix.h"
+#include "qor/base/byte_order.h"
 
 namespace qor::json {
 
@@ -29,24 +30,22 @@ void deleteBlock(void* block) noexcept {
     deleteNode(block, __FILE__, __LINE__, kEnder);
 }
 
-template <class Word>
-bool endsAreEqual(const char* left, const char* right, std::size_t n) noexcept {
-    const auto load = [](const char* at) {
-        Word word = 0;
-        std::memcpy(&word, at, sizeof word);
-        return word;
+// Of texts that a word can be read after. Keys are short more often than not: what a few words can
+// compare needs no call.
+bool areEqual(const char* left, const char* right, std::size_t n) noexcept {
+    constexpr std::size_t kWord = sizeof(std::uint64_t);
+    const auto differ = [=](std::size_t at) {
+        return loadLowByteFirst<std::uint64_t>(left + at) ^
+               loadLowByteFirst<std::uint64_t>(right + at);
     };
-    const std::size_t last = n - sizeof(Word);
-    return ((load(left) ^ load(right)) | (load(left + last) ^ load(right + last))) == 0;
-}
-
-// Keys are short more often than not: what two overlapping words can compare needs no call.
-bool areEqual(istr left, istr right) noexcept {
-    const std::size_t n = left.size();
-    if (n != right.size()) return false;
-    if (n >= 8 && n <= 16) return endsAreEqual<std::uint64_t>(left.data(), right.data(), n);
-    if (n >= 4 && n < 8) return endsAreEqual<std::uint32_t>(left.data(), right.data(), n);
-    return std::memcmp(left.data(), right.data(), n) == 0;
+    if (n < kWord) {
+        // The bytes after the texts are shifted out.
+        return n == 0 || differ(0) << 8 * (kWord - n) == 0;
+    }
+    if (n <= 2 * kWord) return (differ(0) | differ(n - kWord)) == 0;
+    if (n <= 4 * kWord)
+        return (differ(0) | differ(kWord) | differ(n - 2 * kWord) | differ(n - kWord)) == 0;
+    return std::memcmp(left, right, n) == 0;
 }
 
 }  // namespace
@@ -81,7 +80,7 @@ public:
     }
     // The shape that an object with keys of these sizes had lately.
     Slot& recent(ulong32 count, ulong32 firstSize, ulong32 lastSize) noexcept {
-        return recent_[(count * 11 + firstSize * 3 + lastSize) % std::size(recent_)];
+        return recent_[(count * 31 + firstSize * 7 + lastSize) % std::size(recent_)];
     }
     const Shape* find(const FlatTree& tree, const ulong32* values, ulong32 count,
                       std::uint64_t hash) noexcept {
@@ -138,7 +137,7 @@ private:
     std::size_t mask_;
     std::atomic<ulong32> numbers_{0};
     std::atomic<const Shape**> chunks_[kChunks] = {};
-    Slot recent_[16] = {};
+    Slot recent_[64] = {};
 };
 
 void Block::end() noexcept {
@@ -282,7 +281,7 @@ void Shape::destroyList(Shape* first) noexcept {
 }
 
 Shape* Shape::make(const FlatTree& tree, const ulong32* values, ulong32 count, std::uint64_t hash) {
-    const std::size_t size = sizeof(Shape) + count * (sizeof(String) + 2 * sizeof(ulong32));
+    const std::size_t size = sizeof(Shape) + count * (sizeof(String) + sizeof(Node) + sizeof(ulong32));
     void* const block = newNode(size, __FILE__, __LINE__, kMaker);
     const auto release = [](Shape* shape) { destroy(shape); };
     std::unique_ptr<Shape, decltype(release)> shape(::new (block) Shape(count, hash));
@@ -306,7 +305,7 @@ void Shape::setKeys(const FlatTree& tree, const ulong32* values) {
     });
     auto* const keys = const_cast<String*>(this->keys());
     auto* const places = const_cast<ulong32*>(this->places());
-    auto* const ranks = const_cast<ulong32*>(this->ranks());
+    auto* const nodes = const_cast<Node*>(this->nodes());
     for (const auto& [prefix, i] : order) {
         const istr key = keyOf(i);
         if (size_ == 0 || istr(keys[size_ - 1]) != key) {
@@ -314,14 +313,18 @@ void Shape::setKeys(const FlatTree& tree, const ulong32* values) {
             ++size_;
         }
         places[size_ - 1] = i;
-        ranks[i] = size_ - 1;
+        nodes[i] = tree.node(values[i] - 1);
     }
 }
 
 bool Shape::fits(const FlatTree& tree, const ulong32* values, ulong32 count) const noexcept {
     if (count != count_) return false;
-    for (ulong32 i = 0; i < count_; ++i) {
-        if (!areEqual(key(ranks()[i]), tree.text(tree.node(values[i] - 1)))) return false;
+    const Node* const nodes = this->nodes();
+    const char* const text = tree.text().data();
+    for (ulong32 i = 0; i < count; ++i) {
+        const Node& key = tree.node(values[i] - 1);
+        if (key.size != nodes[i].size) return false;
+        if (!areEqual(text + key.begin, text + nodes[i].begin, key.size)) return false;
     }
     return true;
 }

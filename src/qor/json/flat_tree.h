@@ -173,12 +173,12 @@ private:
     bool fits(const FlatTree& tree, const ulong32* values, ulong32 count) const noexcept;
 
     const String* keys() const noexcept { return reinterpret_cast<const String*>(this + 1); }
-    // There is room for count_ keys, and after it for two numbers of each.
+    // After room for count_ keys, the nodes of the keys of the first object with this shape, in the
+    // order of the text, and the places.
+    const Node* nodes() const noexcept { return reinterpret_cast<const Node*>(keys() + count_); }
     const ulong32* places() const noexcept {
-        return reinterpret_cast<const ulong32*>(keys() + count_);
+        return reinterpret_cast<const ulong32*>(nodes() + count_);
     }
-    // Of each key in the text, which one it is in order.
-    const ulong32* ranks() const noexcept { return places() + count_; }
 
     std::uint64_t hash_;
     Shape* next_ = nullptr;

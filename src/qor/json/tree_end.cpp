@@ -33,14 +33,28 @@ void TreeEnd::dropLast(JsonObject& object) noexcept {
     if (!object.wasRead(pair)) JsonObject::Added::destroy(pair);
 }
 
-template <class T>
-JsonUnit* TreeEnd::lastMade(T& container) noexcept {
-    for (; container.size_ != 0; dropLast(container)) {
-        JsonUnit& slot = lastSlot(container);
+JsonUnit* TreeEnd::lastMade(JsonArray& array) noexcept {
+    ulong32 size = array.size_;
+    while (size != 0 && !array.units_[size - 1].isMade())
+        --size;
+    array.size_ = size;
+    return size != 0 ? array.units_ + (size - 1) : nullptr;
+}
+JsonUnit* TreeEnd::lastMade(JsonObject& object) noexcept {
+    if (!object.hasPointers()) {
+        ulong32 size = object.size_;
+        while (size != 0 && !object.read_[size - 1].second.isMade())
+            --size;
+        object.size_ = size;
+        return size != 0 ? &object.read_[size - 1].second : nullptr;
+    }
+    for (; object.size_ != 0; dropLast(object)) {
+        JsonUnit& slot = lastSlot(object);
         if (slot.isMade()) return &slot;
     }
     return nullptr;
 }
+
 template <class Call>
 auto TreeEnd::withContainer(JsonValue* value, Call call) noexcept {
     if (value->kind_ == JsonValue::Kind::Array) return call(static_cast<JsonArray&>(*value));

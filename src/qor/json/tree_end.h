@@ -61,8 +61,8 @@ private:
     static void dropLast(JsonArray& array) noexcept;
     static void dropLast(JsonObject& object) noexcept;
     // The last slot whose value is made; the ones after it are dropped. Null if there is none.
-    template <class T>
-    static JsonUnit* lastMade(T& container) noexcept;
+    static JsonUnit* lastMade(JsonArray& array) noexcept;
+    static JsonUnit* lastMade(JsonObject& object) noexcept;
 
     Shares shares_;
 };
