@@ -82,10 +82,10 @@ public:
     Slot& recent(ulong32 count, ulong32 firstSize, ulong32 lastSize) noexcept {
         return recent_[(count * 31 + firstSize * 7 + lastSize) % std::size(recent_)];
     }
-    const Shape* find(const FlatTree& tree, const ulong32* values, ulong32 count,
+    const Shape* find(const FlatTree& tree, const FlatTree::Values& values,
                       std::uint64_t hash) noexcept {
         const Shape* shape = bucketOf(hash).load(std::memory_order_acquire);
-        while (shape != nullptr && !(shape->hash_ == hash && shape->fits(tree, values, count)))
+        while (shape != nullptr && !(shape->hash_ == hash && shape->fits(tree, values)))
             shape = shape->next_;
         return shape;
     }
@@ -214,7 +214,11 @@ Page* FlatTree::makePage(std::size_t size) {
 }
 
 ShapeTable& FlatTree::shapes() {
-    if (ShapeTable* const table = shapes_.load(std::memory_order_acquire)) return *table;
+    ShapeTable* const table = shapes_.load(std::memory_order_acquire);
+    return table != nullptr ? *table : makeShapes();
+}
+
+[[gnu::noinline]] ShapeTable& FlatTree::makeShapes() {
     ShapeTable* const made = ShapeTable::make(nodes_[0].size);
     ShapeTable* other = nullptr;
     if (shapes_.compare_exchange_strong(other, made, std::memory_order_acq_rel)) return *made;
@@ -222,51 +226,45 @@ ShapeTable& FlatTree::shapes() {
     return *other;
 }
 
-const Shape& FlatTree::shapeOf(Node& object, const ulong32* values, std::size_t count) {
+// All calls for a shape that is known are compiled into this one.
+[[gnu::flatten]] const Shape& FlatTree::shapeOf(Node& object, const Values& values) {
     if (const ulong32 number = object.shape(); number != 0) return shapes().of(number);
-    const Shape& shape = shapeOf(values, static_cast<ulong32>(count));
+    const Shape& shape =
+        nodes_[0].size <= kFewNodes ? listedShapeOf(values) : tabledShapeOf(values);
     object.begin += 4 * shape.number_;
     return shape;
 }
 
-const Shape& FlatTree::shapeOfShallow(ulong32 object) {
-    if (const ulong32 number = nodes_[object].shape(); number != 0) return shapes().of(number);
-    InlineVector<ulong32, 64> values;
-    return shapeOf(object, values);
-}
-
-const Shape& FlatTree::shapeOf(const ulong32* values, ulong32 count) {
-    return nodes_[0].size <= kFewNodes ? listedShapeOf(values, count)
-                                       : tabledShapeOf(values, count);
-}
-
-const Shape& FlatTree::listedShapeOf(const ulong32* values, ulong32 count) {
+const Shape& FlatTree::listedShapeOf(const Values& values) {
     for (const Shape* shape = listed_.load(std::memory_order_acquire); shape != nullptr;
          shape = shape->next_) {
-        if (shape->fits(*this, values, count)) return *shape;
+        if (shape->fits(*this, values)) return *shape;
     }
-    Shape* const made = Shape::make(*this, values, count, 0);
+    Shape* const made = Shape::make(*this, values, 0);
     made->pushTo(listed_);
     return *made;
 }
 
-const Shape& FlatTree::tabledShapeOf(const ulong32* values, ulong32 count) {
-    ShapeTable& table = shapes();
-    const auto sizeOf = [&](ulong32 i) { return i < count ? nodes_[values[i] - 1].size : 0; };
-    ShapeTable::Slot& recent = table.recent(count, sizeOf(0), sizeOf(count - 1));
+const Shape& FlatTree::tabledShapeOf(const Values& values) {
+    const ulong32 count = values.count;
+    const auto sizeOf = [&](ulong32 i) { return i < count ? values.key(*this, i).size : 0; };
+    ShapeTable::Slot& recent = shapes().recent(count, sizeOf(0), sizeOf(count - 1));
     const Shape* const known = recent.load(std::memory_order_acquire);
-    if (known != nullptr && known->fits(*this, values, count)) return *known;
+    if (known != nullptr && known->fits(*this, values)) return *known;
+    const Shape& shape = foundShapeOf(values);
+    recent.store(const_cast<Shape*>(&shape), std::memory_order_release);
+    return shape;
+}
+
+[[gnu::noinline]] const Shape& FlatTree::foundShapeOf(const Values& values) {
     TextHash hash;
-    for (ulong32 i = 0; i < count; ++i)
-        hash.add(text(nodes_[values[i] - 1]));
-    const Shape* shape = table.find(*this, values, count, hash.value());
-    if (shape == nullptr) {
-        Shape* const made = Shape::make(*this, values, count, hash.value());
-        table.add(made);
-        shape = made;
-    }
-    recent.store(const_cast<Shape*>(shape), std::memory_order_release);
-    return *shape;
+    for (ulong32 i = 0; i < values.count; ++i)
+        hash.add(text(values.key(*this, i)));
+    ShapeTable& table = shapes();
+    if (const Shape* const found = table.find(*this, values, hash.value())) return *found;
+    Shape* const made = Shape::make(*this, values, hash.value());
+    table.add(made);
+    return *made;
 }
 
 void Shape::pushTo(std::atomic<Shape*>& list) noexcept {
@@ -280,7 +278,9 @@ void Shape::destroyList(Shape* first) noexcept {
         destroy(std::exchange(first, first->next_));
 }
 
-Shape* Shape::make(const FlatTree& tree, const ulong32* values, ulong32 count, std::uint64_t hash) {
+[[gnu::noinline]] Shape* Shape::make(const FlatTree& tree, const Values& values,
+                                     std::uint64_t hash) {
+    const ulong32 count = values.count;
     const std::size_t size = sizeof(Shape) + count * (sizeof(String) + sizeof(Node) + sizeof(ulong32));
     void* const block = newNode(size, __FILE__, __LINE__, kMaker);
     const auto release = [](Shape* shape) { destroy(shape); };
@@ -289,8 +289,8 @@ Shape* Shape::make(const FlatTree& tree, const ulong32* values, ulong32 count, s
     return shape.release();
 }
 
-void Shape::setKeys(const FlatTree& tree, const ulong32* values) {
-    const auto keyOf = [&](ulong32 i) { return tree.text(tree.node(values[i] - 1)); };
+void Shape::setKeys(const FlatTree& tree, const Values& values) {
+    const auto keyOf = [&](ulong32 i) { return tree.text(values.key(tree, i)); };
     struct Keyed {
         std::uint64_t prefix;
         ulong32 i;
@@ -313,16 +313,16 @@ void Shape::setKeys(const FlatTree& tree, const ulong32* values) {
             ++size_;
         }
         places[size_ - 1] = i;
-        nodes[i] = tree.node(values[i] - 1);
+        nodes[i] = values.key(tree, i);
     }
 }
 
-bool Shape::fits(const FlatTree& tree, const ulong32* values, ulong32 count) const noexcept {
-    if (count != count_) return false;
+bool Shape::fits(const FlatTree& tree, const Values& values) const noexcept {
+    if (values.count != count_) return false;
     const Node* const nodes = this->nodes();
     const char* const text = tree.text().data();
-    for (ulong32 i = 0; i < count; ++i) {
-        const Node& key = tree.node(values[i] - 1);
+    for (ulong32 i = 0; i < count_; ++i) {
+        const Node& key = values.key(tree, i);
         if (key.size != nodes[i].size) return false;
         if (!areEqual(text + key.begin, text + nodes[i].begin, key.size)) return false;
     }

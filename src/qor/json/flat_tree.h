@@ -109,11 +109,27 @@ public:
         return to + text.size();
     }
 
+    // The values of an object in the order of the text, each after its key. Of an object that is
+    // not deep each second node is one; those of another one are listed.
+    struct Values {
+        ulong32 operator[](ulong32 i) const noexcept {
+            return list != nullptr ? list[i] : first + 2 * i;
+        }
+        const Node& key(const FlatTree& tree, ulong32 i) const noexcept {
+            return tree.node((*this)[i] - 1);
+        }
+
+        const ulong32* list;
+        ulong32 first;
+        ulong32 count;
+    };
     // The order of an object's keys. Appends the indices of its values, in the order of the text.
     template <std::size_t N>
     const Shape& shapeOf(ulong32 object, InlineVector<ulong32, N>& values);
-    // The same of an object that is not deep, where each second node is a value.
-    const Shape& shapeOfShallow(ulong32 object);
+    // The same of an object that is not deep.
+    const Shape& shapeOfShallow(ulong32 object) {
+        return shapeOf(nodes_[object], {nullptr, object + 2, nodes_[object].size / 2});
+    }
 
     // A page with room for `size` bytes, which nobody else has until it is left.
     Page& takePage(std::size_t size);
@@ -125,11 +141,12 @@ private:
     Page* makePage(std::size_t size);
     static FlatTree* makeIn(std::size_t room, istr text, istr more, Node* nodes, std::size_t count);
     void makeRoot() noexcept;
-    const Shape& shapeOf(Node& object, const ulong32* values, std::size_t count);
-    const Shape& shapeOf(const ulong32* values, ulong32 count);
-    const Shape& listedShapeOf(const ulong32* values, ulong32 count);
-    const Shape& tabledShapeOf(const ulong32* values, ulong32 count);
+    const Shape& shapeOf(Node& object, const Values& values);
+    const Shape& listedShapeOf(const Values& values);
+    const Shape& tabledShapeOf(const Values& values);
+    const Shape& foundShapeOf(const Values& values);
     ShapeTable& shapes();
+    ShapeTable& makeShapes();
 
     // In a tree of up to this size, a list of all shapes takes less time and memory than a table.
     static constexpr ulong32 kFewNodes = 64;
@@ -164,13 +181,13 @@ private:
 
     Shape(ulong32 count, std::uint64_t hash) noexcept : hash_(hash), count_(count) {}
     ~Shape();
-    static Shape* make(const FlatTree& tree, const ulong32* values, ulong32 count,
-                       std::uint64_t hash);
+    using Values = FlatTree::Values;
+    static Shape* make(const FlatTree& tree, const Values& values, std::uint64_t hash);
     static void destroy(Shape* shape) noexcept;
     static void destroyList(Shape* first) noexcept;
     void pushTo(std::atomic<Shape*>& list) noexcept;
-    void setKeys(const FlatTree& tree, const ulong32* values);
-    bool fits(const FlatTree& tree, const ulong32* values, ulong32 count) const noexcept;
+    void setKeys(const FlatTree& tree, const Values& values);
+    bool fits(const FlatTree& tree, const Values& values) const noexcept;
 
     const String* keys() const noexcept { return reinterpret_cast<const String*>(this + 1); }
     // After room for count_ keys, the nodes of the keys of the first object with this shape, in the
@@ -207,7 +224,8 @@ const Shape& FlatTree::shapeOf(ulong32 object, InlineVector<ulong32, N>& values)
     const ulong32 end = object + nodes[object].size;
     for (ulong32 i = object + 2; i < end; i += 1 + nodes[i].span())
         values.push_back(i);
-    return shapeOf(nodes_[object], values.data() + before, values.size() - before);
+    const auto count = static_cast<ulong32>(values.size() - before);
+    return shapeOf(nodes_[object], {values.data() + before, 0, count});
 }
 
 }  // namespace qor::json

@@ -112,7 +112,7 @@ bool TreeEnd::finish(JsonValue* value) noexcept {
     return true;
 }
 
-void TreeEnd::takeDown(JsonValue* top) noexcept {
+[[gnu::flatten]] void TreeEnd::takeDown(JsonValue* top) noexcept {
     JsonValue* open = top;
     JsonValue* around = nullptr;
     for (;;) {

@@ -142,7 +142,7 @@ bool TreeMaker::hasRoom(bool object, ulong32 count) noexcept {
     return fits;
 }
 
-JsonValue* TreeMaker::tryMake(ulong32 node, unsigned depth) noexcept try {
+[[gnu::flatten]] JsonValue* TreeMaker::tryMake(ulong32 node, unsigned depth) noexcept try {
     if (depth == 0 || at_ == end_) return nullptr;
     if (tree_.node(node).isFlatArray()) {
         if (!hasRoom(false, tree_.node(node).size - 1)) return nullptr;
