@@ -91,7 +91,9 @@ inline std::optional<double> readWhole(std::string_view text) noexcept {
         low = load(end - kWord);
         if (n != kWord) high = load(text.data()) << 8 * (2 * kWord - n);
     } else {
-        const auto half = [](const char* at) -> Word { return loadLowByteFirst<std::uint32_t>(at); };
+        const auto half = [](const char* at) -> Word {
+            return loadLowByteFirst<std::uint32_t>(at);
+        };
         const std::size_t foreign = 8 * (kWord - n);
         const Word before = static_cast<std::uint32_t>(half(text.data()) << foreign);
         low = (half(end - kHalf) << 32 | before) ^ kZeros << foreign;

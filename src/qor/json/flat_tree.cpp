@@ -281,7 +281,8 @@ void Shape::destroyList(Shape* first) noexcept {
 [[gnu::noinline]] Shape* Shape::make(const FlatTree& tree, const Values& values,
                                      std::uint64_t hash) {
     const ulong32 count = values.count;
-    const std::size_t size = sizeof(Shape) + count * (sizeof(String) + sizeof(Node) + sizeof(ulong32));
+    const std::size_t size =
+        sizeof(Shape) + count * (sizeof(String) + sizeof(Node) + sizeof(ulong32));
     void* const block = newNode(size, __FILE__, __LINE__, kMaker);
     const auto release = [](Shape* shape) { destroy(shape); };
     std::unique_ptr<Shape, decltype(release)> shape(::new (block) Shape(count, hash));

@@ -51,7 +51,8 @@ class Shape;
 class ShapeTable;
 
 // Starts memory that units are in: the block of a tree, a page of it, or the slots of an array that
-// has grown. All but pages count their shares, and are freed with the last one, by whichever thread.
+// has grown. All but pages count their shares, and are freed with the last one, by whichever
+// thread.
 struct Block {
     alignas(JsonValue) std::atomic<std::size_t> shares;
     FlatTree* tree;  // which slots have a share of; null if no slot needs it

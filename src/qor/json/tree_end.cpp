@@ -112,6 +112,7 @@ bool TreeEnd::finish(JsonValue* value) noexcept {
     return true;
 }
 
+// Calls take much of the time, so they are compiled into this one.
 [[gnu::flatten]] void TreeEnd::takeDown(JsonValue* top) noexcept {
     JsonValue* open = top;
     JsonValue* around = nullptr;

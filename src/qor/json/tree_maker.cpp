@@ -22,7 +22,8 @@ constexpr std::size_t sizeOf(bool object, std::size_t count) noexcept {
 }  // namespace
 
 // Where the unit is, and what it refers to, but for its kind.
-TreeMaker::Word TreeMaker::placeWord(const JsonUnit* unit, ulong32 node, Word marks) const noexcept {
+TreeMaker::Word TreeMaker::placeWord(const JsonUnit* unit, ulong32 node,
+                                     Word marks) const noexcept {
     const auto distance =
         static_cast<Word>(reinterpret_cast<const char*>(unit) - reinterpret_cast<char*>(page_));
     return Word(node) << JsonUnit::kNodeShift | distance | marks | JsonUnit::kLazy;
@@ -142,6 +143,8 @@ bool TreeMaker::hasRoom(bool object, ulong32 count) noexcept {
     return fits;
 }
 
+// Containers are small, so that calls take much of the time: all but those for the containers in
+// this one are compiled into it. Each level takes some of the stack, to a depth that is limited.
 [[gnu::flatten]] JsonValue* TreeMaker::tryMake(ulong32 node, unsigned depth) noexcept try {
     if (depth == 0 || at_ == end_) return nullptr;
     if (tree_.node(node).isFlatArray()) {
@@ -160,7 +163,6 @@ bool TreeMaker::hasRoom(bool object, ulong32 count) noexcept {
     return nullptr;
 }
 
-// Each level takes some of the stack, to a depth that is limited.
 JsonValue* TreeMaker::make(const Container& container, unsigned depth) noexcept {
     if (container.shape == nullptr) {
         auto* const array = makeValue<JsonArray>();
