@@ -195,15 +195,18 @@ void FlatTree::destroy(FlatTree* tree) noexcept {
     deleteBlock(tree);
 }
 
-// What is left of a page that is too small is given up.
+// What is left of a page that is too small is given up, but not for a large container.
 Page& FlatTree::takePage(std::size_t size) {
     Page* const spare = spare_.exchange(nullptr, std::memory_order_acquire);
-    return spare != nullptr && spare->room() >= size ? *spare : *makePage(size);
+    if (spare != nullptr && spare->room() >= size) return *spare;
+    if (spare == nullptr || size <= kLargeInPage)
+        return *makePage(std::max(size, std::min(nodes_[0].size * kBytesOfNode, kMostOfPage)));
+    Page* const own = makePage(size);
+    leavePage(*spare);
+    return *own;
 }
 
-Page* FlatTree::makePage(std::size_t size) {
-    const std::size_t usual = std::min(nodes_[0].size * kBytesOfNode, kMostOfPage);
-    const std::size_t room = std::max(usual, size);
+Page* FlatTree::makePage(std::size_t room) {
     void* const block = newNode(sizeof(Page) + room, __FILE__, __LINE__, kMaker);
     char* const first = static_cast<char*>(block) + sizeof(Page);
     auto* const page = ::new (block) Page{{{0}, this}, nullptr, first, first + room};

@@ -134,12 +134,14 @@ public:
 
     // A page with room for `size` bytes, which nobody else has until it is left.
     Page& takePage(std::size_t size);
-    void leavePage(Page& page) noexcept { spare_.store(&page, std::memory_order_release); }
+    void leavePage(Page& page) noexcept {
+        if (page.room() != 0) spare_.store(&page, std::memory_order_release);
+    }
 
 private:
     explicit FlatTree(const char* text, std::size_t size, Node* nodes, bool ownsNodes) noexcept
         : Block{{1}, this}, text_(text), textSize_(size), nodes_(nodes), ownsNodes_(ownsNodes) {}
-    Page* makePage(std::size_t size);
+    Page* makePage(std::size_t room);
     static FlatTree* makeIn(std::size_t room, istr text, istr more, Node* nodes, std::size_t count);
     void makeRoot() noexcept;
     const Shape& shapeOf(Node& object, const Values& values);
@@ -154,6 +156,7 @@ private:
     // Of a page: about what the values of a small tree take, and never more than this, unless a
     // single container needs it.
     static constexpr std::size_t kBytesOfNode = 16, kMostOfPage = 64 * 1024 - 64;
+    static constexpr std::size_t kLargeInPage = 2 * 1024;
 
     const char* text_;
     std::size_t textSize_;
