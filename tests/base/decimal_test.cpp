@@ -76,6 +76,23 @@ TEST(Decimal, TakesNoOtherByteInAnyPlace) {
     }
 }
 
+TEST(Decimal, ReadsWholeNumbers) {
+    const std::string digits = "9876543210987654";
+    for (std::size_t size = 1; size <= digits.size(); ++size) {
+        const bool common = size >= 4 && size <= 15;
+        for (const std::string& text :
+             {digits.substr(0, size), std::string(size, '9'), std::string(size, '0')})
+            EXPECT_EQ(isRead(text), common) << text;
+        for (std::size_t place = 0; common && place < size; ++place) {
+            for (const char other : {'/', ':', '.', 'e', '-', ' ', '\0', '\x80', '\xB1'}) {
+                std::string odd = digits.substr(0, size);
+                odd[place] = other;
+                EXPECT_FALSE(isRead(odd)) << odd;
+            }
+        }
+    }
+}
+
 TEST(Decimal, RoundsAsTheStandardLibraryDoes) {
     std::mt19937_64 random(7);
     constexpr unsigned kTexts = 100000;

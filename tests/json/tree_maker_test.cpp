@@ -120,6 +120,28 @@ TEST(TreeMaker, MakesWhatWasReadInAnyOrder) {
         expectReadAs(text, expected);
 }
 
+// Objects share their sorted keys: those with keys that differ in a single byte must not.
+TEST(TreeMaker, TellsKeysThatDifferInOneByte) {
+    for (std::size_t size = 1; size <= 40; ++size) {
+        const std::string key(size, 'k');
+        const std::string same = "{\"" + key + "\":1,e:2}";
+        for (std::size_t place = 0; place < size; ++place) {
+            std::string other = key;
+            other[place] = 'l';
+            // In a small tree, and in one that has a table of them.
+            for (const std::size_t count : {2U, 40U}) {
+                const JsonUnit unit =
+                    read("[" + repeated(same + ",", count) + "{\"" + other + "\":3,e:4}]");
+                const std::vector<const JsonUnit*> objects = childrenOf(unit);
+                ASSERT_EQ(objects.size(), count + 1);
+                ASSERT_TRUE((*objects[count])[key].isNull()) << other;
+                ASSERT_EQ(written((*objects[count])[other]), "3");
+                ASSERT_EQ(written((*objects[count - 1])[key]), "1");
+            }
+        }
+    }
+}
+
 // What is written from the text of a tree and what is written from its values are the same, in both
 // forms, for texts at the limits of the copies.
 TEST(TreeMaker, WritesTextsAsItWritesTheirValues) {
@@ -146,9 +168,9 @@ TEST(TreeMaker, WritesTextsAsItWritesTheirValues) {
     }
 }
 
-// Blocks take so many values at a time, and arrays end inside of them.
+// Pages take so many values, and arrays end inside of them.
 TEST(TreeMaker, MakesContainersOfEverySizeAndDepth) {
-    for (const std::size_t count : {1U, 31U, 255U, 509U, 510U, 511U, 512U, 513U, 1500U}) {
+    for (const std::size_t count : {1U, 31U, 255U, 511U, 512U, 1020U, 1021U, 1500U, 9000U}) {
         const std::string flat = repeated("1,", count), flatWritten = repeated("1, ", count - 1);
         const std::string array = "[ " + flatWritten + "1 ]";
         expectReadAs("[[" + flat + "]]", "[ " + array + " ]");

@@ -52,6 +52,7 @@ constexpr int leadingDigits(Word word) noexcept {
 }
 
 constexpr Word kZeros = 0x3030303030303030;
+constexpr Word kEight = 100000000;
 
 inline Word load(const char* at) noexcept {
     return loadLowByteFirst<Word>(at) ^ kZeros;
@@ -79,12 +80,36 @@ constexpr std::optional<double> scaled(Word digits, int places) noexcept {
     return std::bit_cast<double>(bits);
 }
 
-// The number of a text of 1 to 7 digits, a point, and 8 to 16 more digits: at least 15 digits and
-// at most 19. Nothing for every other text, and for a few that take a longer calculation.
+// The number of a text of 4 to 15 digits, or nothing.
+inline std::optional<double> readWhole(std::string_view text) noexcept {
+    constexpr std::size_t kHalf = sizeof(std::uint32_t), kWord = sizeof(Word);
+    const std::size_t n = text.size();
+    const char* const end = text.data() + n;
+    // The last eight digits, and those before them, each part at the highest byte after zeros.
+    Word high = 0, low = 0;
+    if (n >= kWord) {
+        low = load(end - kWord);
+        if (n != kWord) high = load(text.data()) << 8 * (2 * kWord - n);
+    } else {
+        const auto half = [](const char* at) -> Word {
+            return loadLowByteFirst<std::uint32_t>(at);
+        };
+        const std::size_t foreign = 8 * (kWord - n);
+        const Word before = static_cast<std::uint32_t>(half(text.data()) << foreign);
+        low = (half(end - kHalf) << 32 | before) ^ kZeros << foreign;
+    }
+    if (leadingDigits(high) != kWord || leadingDigits(low) != kWord) return std::nullopt;
+    return static_cast<double>(valueOfEight(high) * kEight + valueOfEight(low));
+}
+
+// The number of a text of 4 to 15 digits, or of 1 to 7 digits, a point, and 8 to 16 more digits: at
+// least 15 digits and at most 19. Nothing for every other text, and for a few that take a longer
+// calculation.
 inline std::optional<double> read(std::string_view text) noexcept {
     constexpr int kWord = sizeof(Word);
     constexpr std::size_t kLeast = 2 * sizeof(Word), kMost = 20;
-    if (text.size() < kLeast || text.size() > kMost) return std::nullopt;
+    if (text.size() < kLeast) return text.size() >= 4 ? readWhole(text) : std::nullopt;
+    if (text.size() > kMost) return std::nullopt;
     const Word head = load(text.data());
     const int whole = leadingDigits(head);
     if (whole == 0 || whole == kWord || text[static_cast<std::size_t>(whole)] != '.')
@@ -98,8 +123,7 @@ inline std::optional<double> read(std::string_view text) noexcept {
     const Word high = upper == 0 ? 0 : load(end - kLeast) >> foreign << foreign;
     const Word low = load(end - kWord);
     if (leadingDigits(high) != kWord || leadingDigits(low) != kWord) return std::nullopt;
-    constexpr Word kEight = 100000000,
-                   kPowers[] = {1, 10, 100, 1000, 10000, 100000, 1000000, 10000000, kEight};
+    constexpr Word kPowers[] = {1, 10, 100, 1000, 10000, 100000, 1000000, 10000000, kEight};
     const Word fraction = valueOfEight(high) * kEight + valueOfEight(low);
     const Word digits = valueOfEight(head << 8 * (kWord - whole)) * kEight * kPowers[upper];
     return scaled(digits + fraction, places);

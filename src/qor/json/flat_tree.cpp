@@ -10,6 +10,7 @@
 #include "base/node_memory.h"
 #include "base/text_hash.h"
 #include "json/key_prefix.h"
+#include "qor/base/byte_order.h"
 
 namespace qor::json {
 
@@ -29,24 +30,22 @@ void deleteBlock(void* block) noexcept {
     deleteNode(block, __FILE__, __LINE__, kEnder);
 }
 
-template <class Word>
-bool endsAreEqual(const char* left, const char* right, std::size_t n) noexcept {
-    const auto load = [](const char* at) {
-        Word word = 0;
-        std::memcpy(&word, at, sizeof word);
-        return word;
+// Of texts that a word can be read after. Keys are short more often than not: what a few words can
+// compare needs no call.
+bool areEqual(const char* left, const char* right, std::size_t n) noexcept {
+    constexpr std::size_t kWord = sizeof(std::uint64_t);
+    const auto differ = [=](std::size_t at) {
+        return loadLowByteFirst<std::uint64_t>(left + at) ^
+               loadLowByteFirst<std::uint64_t>(right + at);
     };
-    const std::size_t last = n - sizeof(Word);
-    return ((load(left) ^ load(right)) | (load(left + last) ^ load(right + last))) == 0;
-}
-
-// Keys are short more often than not: what two overlapping words can compare needs no call.
-bool areEqual(istr left, istr right) noexcept {
-    const std::size_t n = left.size();
-    if (n != right.size()) return false;
-    if (n >= 8 && n <= 16) return endsAreEqual<std::uint64_t>(left.data(), right.data(), n);
-    if (n >= 4 && n < 8) return endsAreEqual<std::uint32_t>(left.data(), right.data(), n);
-    return std::memcmp(left.data(), right.data(), n) == 0;
+    if (n < kWord) {
+        // The bytes after the texts are shifted out.
+        return n == 0 || differ(0) << 8 * (kWord - n) == 0;
+    }
+    if (n <= 2 * kWord) return (differ(0) | differ(n - kWord)) == 0;
+    if (n <= 4 * kWord)
+        return (differ(0) | differ(kWord) | differ(n - 2 * kWord) | differ(n - kWord)) == 0;
+    return std::memcmp(left, right, n) == 0;
 }
 
 }  // namespace
@@ -81,12 +80,12 @@ public:
     }
     // The shape that an object with keys of these sizes had lately.
     Slot& recent(ulong32 count, ulong32 firstSize, ulong32 lastSize) noexcept {
-        return recent_[(count * 11 + firstSize * 3 + lastSize) % std::size(recent_)];
+        return recent_[(count * 31 + firstSize * 7 + lastSize) % std::size(recent_)];
     }
-    const Shape* find(const FlatTree& tree, const ulong32* values, ulong32 count,
+    const Shape* find(const FlatTree& tree, const FlatTree::Values& values,
                       std::uint64_t hash) noexcept {
         const Shape* shape = bucketOf(hash).load(std::memory_order_acquire);
-        while (shape != nullptr && !(shape->hash_ == hash && shape->fits(tree, values, count)))
+        while (shape != nullptr && !(shape->hash_ == hash && shape->fits(tree, values)))
             shape = shape->next_;
         return shape;
     }
@@ -138,7 +137,7 @@ private:
     std::size_t mask_;
     std::atomic<ulong32> numbers_{0};
     std::atomic<const Shape**> chunks_[kChunks] = {};
-    Slot recent_[16] = {};
+    Slot recent_[64] = {};
 };
 
 void Block::end() noexcept {
@@ -189,13 +188,40 @@ FlatTree* FlatTree::makeAround(istr text, istr more, std::span<Node> nodes) {
 void FlatTree::destroy(FlatTree* tree) noexcept {
     Shape::destroyList(tree->listed_.load(std::memory_order_acquire));
     ShapeTable::destroy(tree->shapes_.load(std::memory_order_acquire));
+    for (Page* page = tree->pages_.load(std::memory_order_acquire); page != nullptr;)
+        deleteBlock(std::exchange(page, page->previous));
     if (tree->ownsNodes_) deleteBlock(tree->nodes_);
     std::destroy_at(tree);
     deleteBlock(tree);
 }
 
+// What is left of a page that is too small is given up, but not for a large container.
+Page& FlatTree::takePage(std::size_t size) {
+    Page* const spare = spare_.exchange(nullptr, std::memory_order_acquire);
+    if (spare != nullptr && spare->room() >= size) return *spare;
+    if (spare == nullptr || size <= kLargeInPage)
+        return *makePage(std::max(size, std::min(nodes_[0].size * kBytesOfNode, kMostOfPage)));
+    Page* const own = makePage(size);
+    leavePage(*spare);
+    return *own;
+}
+
+Page* FlatTree::makePage(std::size_t room) {
+    void* const block = newNode(sizeof(Page) + room, __FILE__, __LINE__, kMaker);
+    char* const first = static_cast<char*>(block) + sizeof(Page);
+    auto* const page = ::new (block) Page{{{0}, this}, nullptr, first, first + room};
+    page->previous = pages_.load(std::memory_order_relaxed);
+    while (!pages_.compare_exchange_weak(page->previous, page, std::memory_order_acq_rel)) {
+    }
+    return page;
+}
+
 ShapeTable& FlatTree::shapes() {
-    if (ShapeTable* const table = shapes_.load(std::memory_order_acquire)) return *table;
+    ShapeTable* const table = shapes_.load(std::memory_order_acquire);
+    return table != nullptr ? *table : makeShapes();
+}
+
+[[gnu::noinline]] ShapeTable& FlatTree::makeShapes() {
     ShapeTable* const made = ShapeTable::make(nodes_[0].size);
     ShapeTable* other = nullptr;
     if (shapes_.compare_exchange_strong(other, made, std::memory_order_acq_rel)) return *made;
@@ -203,51 +229,45 @@ ShapeTable& FlatTree::shapes() {
     return *other;
 }
 
-const Shape& FlatTree::shapeOf(Node& object, const ulong32* values, std::size_t count) {
+// All calls for a shape that is known are compiled into this one.
+[[gnu::flatten]] const Shape& FlatTree::shapeOf(Node& object, const Values& values) {
     if (const ulong32 number = object.shape(); number != 0) return shapes().of(number);
-    const Shape& shape = shapeOf(values, static_cast<ulong32>(count));
+    const Shape& shape =
+        nodes_[0].size <= kFewNodes ? listedShapeOf(values) : tabledShapeOf(values);
     object.begin += 4 * shape.number_;
     return shape;
 }
 
-const Shape& FlatTree::shapeOfShallow(ulong32 object) {
-    if (const ulong32 number = nodes_[object].shape(); number != 0) return shapes().of(number);
-    InlineVector<ulong32, 64> values;
-    return shapeOf(object, values);
-}
-
-const Shape& FlatTree::shapeOf(const ulong32* values, ulong32 count) {
-    return nodes_[0].size <= kFewNodes ? listedShapeOf(values, count)
-                                       : tabledShapeOf(values, count);
-}
-
-const Shape& FlatTree::listedShapeOf(const ulong32* values, ulong32 count) {
+const Shape& FlatTree::listedShapeOf(const Values& values) {
     for (const Shape* shape = listed_.load(std::memory_order_acquire); shape != nullptr;
          shape = shape->next_) {
-        if (shape->fits(*this, values, count)) return *shape;
+        if (shape->fits(*this, values)) return *shape;
     }
-    Shape* const made = Shape::make(*this, values, count, 0);
+    Shape* const made = Shape::make(*this, values, 0);
     made->pushTo(listed_);
     return *made;
 }
 
-const Shape& FlatTree::tabledShapeOf(const ulong32* values, ulong32 count) {
-    ShapeTable& table = shapes();
-    const auto sizeOf = [&](ulong32 i) { return i < count ? nodes_[values[i] - 1].size : 0; };
-    ShapeTable::Slot& recent = table.recent(count, sizeOf(0), sizeOf(count - 1));
+const Shape& FlatTree::tabledShapeOf(const Values& values) {
+    const ulong32 count = values.count;
+    const auto sizeOf = [&](ulong32 i) { return i < count ? values.key(*this, i).size : 0; };
+    ShapeTable::Slot& recent = shapes().recent(count, sizeOf(0), sizeOf(count - 1));
     const Shape* const known = recent.load(std::memory_order_acquire);
-    if (known != nullptr && known->fits(*this, values, count)) return *known;
+    if (known != nullptr && known->fits(*this, values)) return *known;
+    const Shape& shape = foundShapeOf(values);
+    recent.store(const_cast<Shape*>(&shape), std::memory_order_release);
+    return shape;
+}
+
+[[gnu::noinline]] const Shape& FlatTree::foundShapeOf(const Values& values) {
     TextHash hash;
-    for (ulong32 i = 0; i < count; ++i)
-        hash.add(text(nodes_[values[i] - 1]));
-    const Shape* shape = table.find(*this, values, count, hash.value());
-    if (shape == nullptr) {
-        Shape* const made = Shape::make(*this, values, count, hash.value());
-        table.add(made);
-        shape = made;
-    }
-    recent.store(const_cast<Shape*>(shape), std::memory_order_release);
-    return *shape;
+    for (ulong32 i = 0; i < values.count; ++i)
+        hash.add(text(values.key(*this, i)));
+    ShapeTable& table = shapes();
+    if (const Shape* const found = table.find(*this, values, hash.value())) return *found;
+    Shape* const made = Shape::make(*this, values, hash.value());
+    table.add(made);
+    return *made;
 }
 
 void Shape::pushTo(std::atomic<Shape*>& list) noexcept {
@@ -261,8 +281,11 @@ void Shape::destroyList(Shape* first) noexcept {
         destroy(std::exchange(first, first->next_));
 }
 
-Shape* Shape::make(const FlatTree& tree, const ulong32* values, ulong32 count, std::uint64_t hash) {
-    const std::size_t size = sizeof(Shape) + count * (sizeof(String) + 2 * sizeof(ulong32));
+[[gnu::noinline]] Shape* Shape::make(const FlatTree& tree, const Values& values,
+                                     std::uint64_t hash) {
+    const ulong32 count = values.count;
+    const std::size_t size =
+        sizeof(Shape) + count * (sizeof(String) + sizeof(Node) + sizeof(ulong32));
     void* const block = newNode(size, __FILE__, __LINE__, kMaker);
     const auto release = [](Shape* shape) { destroy(shape); };
     std::unique_ptr<Shape, decltype(release)> shape(::new (block) Shape(count, hash));
@@ -270,8 +293,8 @@ Shape* Shape::make(const FlatTree& tree, const ulong32* values, ulong32 count, s
     return shape.release();
 }
 
-void Shape::setKeys(const FlatTree& tree, const ulong32* values) {
-    const auto keyOf = [&](ulong32 i) { return tree.text(tree.node(values[i] - 1)); };
+void Shape::setKeys(const FlatTree& tree, const Values& values) {
+    const auto keyOf = [&](ulong32 i) { return tree.text(values.key(tree, i)); };
     struct Keyed {
         std::uint64_t prefix;
         ulong32 i;
@@ -286,7 +309,7 @@ void Shape::setKeys(const FlatTree& tree, const ulong32* values) {
     });
     auto* const keys = const_cast<String*>(this->keys());
     auto* const places = const_cast<ulong32*>(this->places());
-    auto* const ranks = const_cast<ulong32*>(this->ranks());
+    auto* const nodes = const_cast<Node*>(this->nodes());
     for (const auto& [prefix, i] : order) {
         const istr key = keyOf(i);
         if (size_ == 0 || istr(keys[size_ - 1]) != key) {
@@ -294,14 +317,18 @@ void Shape::setKeys(const FlatTree& tree, const ulong32* values) {
             ++size_;
         }
         places[size_ - 1] = i;
-        ranks[i] = size_ - 1;
+        nodes[i] = values.key(tree, i);
     }
 }
 
-bool Shape::fits(const FlatTree& tree, const ulong32* values, ulong32 count) const noexcept {
-    if (count != count_) return false;
+bool Shape::fits(const FlatTree& tree, const Values& values) const noexcept {
+    if (values.count != count_) return false;
+    const Node* const nodes = this->nodes();
+    const char* const text = tree.text().data();
     for (ulong32 i = 0; i < count_; ++i) {
-        if (!areEqual(key(ranks()[i]), tree.text(tree.node(values[i] - 1)))) return false;
+        const Node& key = values.key(tree, i);
+        if (key.size != nodes[i].size) return false;
+        if (!areEqual(text + key.begin, text + nodes[i].begin, key.size)) return false;
     }
     return true;
 }

@@ -50,11 +50,12 @@ class FlatTree;
 class Shape;
 class ShapeTable;
 
-// Starts the memory that the values of a tree are made in. It is freed with the last of them,
-// by whichever thread.
+// Starts memory that units are in: the block of a tree, a page of it, or the slots of an array that
+// has grown. All but pages count their shares, and are freed with the last one, by whichever
+// thread.
 struct Block {
     alignas(JsonValue) std::atomic<std::size_t> shares;
-    FlatTree* tree;  // which the block has a share of; null if no slot in it needs it
+    FlatTree* tree;  // which slots have a share of; null if no slot needs it
 
     // Whether it is the block of a tree, with its root value.
     bool isTree() const noexcept { return this == reinterpret_cast<const Block*>(tree); }
@@ -66,9 +67,19 @@ private:
     void end() noexcept;
 };
 
+// Memory of a tree, which its values are made in one after the other. It is freed with the tree.
+struct Page : Block {
+    std::size_t room() const noexcept { return static_cast<std::size_t>(end - next); }
+
+    Page* previous;
+    char* next;  // the free room
+    char* end;
+};
+
 // The values that are made of one tree may be in use by several threads, each with a part of its
-// own. The text is never changed, an object's node by nobody but its user, and shapes are added by
-// any thread. The tree is the block of its root value, and shared by the blocks of the other ones.
+// own. The text is never changed, an object's node by nobody but its user, and shapes and pages are
+// added by any thread. Each value in the tree's memory has a share of it. The tree is the block of
+// its root value.
 class alignas(JsonValue) FlatTree : public Block, noncopyable {
 public:
     // The tree has one share. The root value is made in it; it is an array or an object according
@@ -82,6 +93,8 @@ public:
     JsonValue* root() noexcept { return reinterpret_cast<JsonValue*>(this + 1); }
     const Node& node(ulong32 i) const noexcept { return nodes_[i]; }
     JsonValue::Kind kindOf(const Node& node) const noexcept;
+    // Of a node that is no container.
+    JsonValue::Kind scalarKindOf(const Node& node) const noexcept;
     istr text(const Node& node) const noexcept { return istr(text_ + node.begin, node.size); }
     istr text() const noexcept { return istr(text_, textSize_); }
     // After the text of a tree as many bytes can be read.
@@ -97,25 +110,53 @@ public:
         return to + text.size();
     }
 
+    // The values of an object in the order of the text, each after its key. Of an object that is
+    // not deep each second node is one; those of another one are listed.
+    struct Values {
+        ulong32 operator[](ulong32 i) const noexcept {
+            return list != nullptr ? list[i] : first + 2 * i;
+        }
+        const Node& key(const FlatTree& tree, ulong32 i) const noexcept {
+            return tree.node((*this)[i] - 1);
+        }
+
+        const ulong32* list;
+        ulong32 first;
+        ulong32 count;
+    };
     // The order of an object's keys. Appends the indices of its values, in the order of the text.
     template <std::size_t N>
     const Shape& shapeOf(ulong32 object, InlineVector<ulong32, N>& values);
-    // The same of an object that is not deep, where each second node is a value.
-    const Shape& shapeOfShallow(ulong32 object);
+    // The same of an object that is not deep.
+    const Shape& shapeOfShallow(ulong32 object) {
+        return shapeOf(nodes_[object], {nullptr, object + 2, nodes_[object].size / 2});
+    }
+
+    // A page with room for `size` bytes, which nobody else has until it is left.
+    Page& takePage(std::size_t size);
+    void leavePage(Page& page) noexcept {
+        if (page.room() != 0) spare_.store(&page, std::memory_order_release);
+    }
 
 private:
     explicit FlatTree(const char* text, std::size_t size, Node* nodes, bool ownsNodes) noexcept
         : Block{{1}, this}, text_(text), textSize_(size), nodes_(nodes), ownsNodes_(ownsNodes) {}
+    Page* makePage(std::size_t room);
     static FlatTree* makeIn(std::size_t room, istr text, istr more, Node* nodes, std::size_t count);
     void makeRoot() noexcept;
-    const Shape& shapeOf(Node& object, const ulong32* values, std::size_t count);
-    const Shape& shapeOf(const ulong32* values, ulong32 count);
-    const Shape& listedShapeOf(const ulong32* values, ulong32 count);
-    const Shape& tabledShapeOf(const ulong32* values, ulong32 count);
+    const Shape& shapeOf(Node& object, const Values& values);
+    const Shape& listedShapeOf(const Values& values);
+    const Shape& tabledShapeOf(const Values& values);
+    const Shape& foundShapeOf(const Values& values);
     ShapeTable& shapes();
+    ShapeTable& makeShapes();
 
     // In a tree of up to this size, a list of all shapes takes less time and memory than a table.
     static constexpr ulong32 kFewNodes = 64;
+    // Of a page: about what the values of a small tree take, and never more than this, unless a
+    // single container needs it.
+    static constexpr std::size_t kBytesOfNode = 16, kMostOfPage = 64 * 1024 - 64;
+    static constexpr std::size_t kLargeInPage = 2 * 1024;
 
     const char* text_;
     std::size_t textSize_;
@@ -123,6 +164,8 @@ private:
     bool ownsNodes_;
     std::atomic<Shape*> listed_{nullptr};
     std::atomic<ShapeTable*> shapes_{nullptr};
+    std::atomic<Page*> pages_{nullptr};  // all of them, the last one first
+    std::atomic<Page*> spare_{nullptr};  // the one that the next values are made in
 };
 
 // The keys of an object that was read, in order. Objects with the same keys in the same order of
@@ -142,21 +185,21 @@ private:
 
     Shape(ulong32 count, std::uint64_t hash) noexcept : hash_(hash), count_(count) {}
     ~Shape();
-    static Shape* make(const FlatTree& tree, const ulong32* values, ulong32 count,
-                       std::uint64_t hash);
+    using Values = FlatTree::Values;
+    static Shape* make(const FlatTree& tree, const Values& values, std::uint64_t hash);
     static void destroy(Shape* shape) noexcept;
     static void destroyList(Shape* first) noexcept;
     void pushTo(std::atomic<Shape*>& list) noexcept;
-    void setKeys(const FlatTree& tree, const ulong32* values);
-    bool fits(const FlatTree& tree, const ulong32* values, ulong32 count) const noexcept;
+    void setKeys(const FlatTree& tree, const Values& values);
+    bool fits(const FlatTree& tree, const Values& values) const noexcept;
 
     const String* keys() const noexcept { return reinterpret_cast<const String*>(this + 1); }
-    // There is room for count_ keys, and after it for two numbers of each.
+    // After room for count_ keys, the nodes of the keys of the first object with this shape, in the
+    // order of the text, and the places.
+    const Node* nodes() const noexcept { return reinterpret_cast<const Node*>(keys() + count_); }
     const ulong32* places() const noexcept {
-        return reinterpret_cast<const ulong32*>(keys() + count_);
+        return reinterpret_cast<const ulong32*>(nodes() + count_);
     }
-    // Of each key in the text, which one it is in order.
-    const ulong32* ranks() const noexcept { return places() + count_; }
 
     std::uint64_t hash_;
     Shape* next_ = nullptr;
@@ -168,6 +211,11 @@ private:
 inline JsonValue::Kind FlatTree::kindOf(const Node& node) const noexcept {
     using Kind = JsonValue::Kind;
     if (node.isContainer()) return node.isObject() ? Kind::Object : Kind::Array;
+    return scalarKindOf(node);
+}
+
+inline JsonValue::Kind FlatTree::scalarKindOf(const Node& node) const noexcept {
+    using Kind = JsonValue::Kind;
     const istr scalar = text(node);
     if (*scalar <= '9') return *scalar == '"' ? Kind::String : Kind::Number;
     return scalar == "true" || scalar == "false" ? Kind::Boolean : Kind::Number;
@@ -180,7 +228,8 @@ const Shape& FlatTree::shapeOf(ulong32 object, InlineVector<ulong32, N>& values)
     const ulong32 end = object + nodes[object].size;
     for (ulong32 i = object + 2; i < end; i += 1 + nodes[i].span())
         values.push_back(i);
-    return shapeOf(nodes_[object], values.data() + before, values.size() - before);
+    const auto count = static_cast<ulong32>(values.size() - before);
+    return shapeOf(nodes_[object], {values.data() + before, 0, count});
 }
 
 }  // namespace qor::json

@@ -89,7 +89,6 @@ void JsonObject::DeleteIndex::operator()(Index* index) const noexcept {
 JsonObject::~JsonObject() {
     TreeEnd::clear(*this);
     deleteNode(pairs_, __FILE__, __LINE__, "qor::json::JsonObject::~JsonObject");
-    if (ownsSlots_) (reinterpret_cast<Block*>(read_) - 1)->giveUp(1);
 }
 
 void JsonObject::makePairs() const {

@@ -33,14 +33,28 @@ void TreeEnd::dropLast(JsonObject& object) noexcept {
     if (!object.wasRead(pair)) JsonObject::Added::destroy(pair);
 }
 
-template <class T>
-JsonUnit* TreeEnd::lastMade(T& container) noexcept {
-    for (; container.size_ != 0; dropLast(container)) {
-        JsonUnit& slot = lastSlot(container);
+JsonUnit* TreeEnd::lastMade(JsonArray& array) noexcept {
+    ulong32 size = array.size_;
+    while (size != 0 && !array.units_[size - 1].isMade())
+        --size;
+    array.size_ = size;
+    return size != 0 ? array.units_ + (size - 1) : nullptr;
+}
+JsonUnit* TreeEnd::lastMade(JsonObject& object) noexcept {
+    if (!object.hasPointers()) {
+        ulong32 size = object.size_;
+        while (size != 0 && !object.read_[size - 1].second.isMade())
+            --size;
+        object.size_ = size;
+        return size != 0 ? &object.read_[size - 1].second : nullptr;
+    }
+    for (; object.size_ != 0; dropLast(object)) {
+        JsonUnit& slot = lastSlot(object);
         if (slot.isMade()) return &slot;
     }
     return nullptr;
 }
+
 template <class Call>
 auto TreeEnd::withContainer(JsonValue* value, Call call) noexcept {
     if (value->kind_ == JsonValue::Kind::Array) return call(static_cast<JsonArray&>(*value));
@@ -54,7 +68,7 @@ bool TreeEnd::ownsMemory(const JsonArray& array) noexcept {
     return array.ownsSlots_;
 }
 bool TreeEnd::ownsMemory(const JsonObject& object) noexcept {
-    return object.ownsSlots_ || object.hasPointers() || object.index_ != nullptr;
+    return object.hasPointers() || object.index_ != nullptr;
 }
 
 template <class T>
@@ -67,7 +81,7 @@ void TreeEnd::end(T& value) noexcept {
     }
     // Most containers that were read leave nothing to their destructors.
     if (ownsMemory(value)) std::destroy_at(&value);
-    shares_.giveUp(block);
+    shares_.giveUp(block->tree);
 }
 
 bool TreeEnd::finish(JsonValue* value) noexcept {
@@ -98,7 +112,8 @@ bool TreeEnd::finish(JsonValue* value) noexcept {
     return true;
 }
 
-void TreeEnd::takeDown(JsonValue* top) noexcept {
+// Calls take much of the time, so they are compiled into this one.
+[[gnu::flatten]] void TreeEnd::takeDown(JsonValue* top) noexcept {
     JsonValue* open = top;
     JsonValue* around = nullptr;
     for (;;) {

@@ -21,26 +21,26 @@ public:
     }
 
 private:
-    // Gives up the shares that values had in their blocks. Those of one block that follow each
-    // other cost one count.
+    // Gives up the shares that values had in their trees. Those of one tree that follow each other
+    // cost one count.
     class Shares : noncopyable {
     public:
         Shares() noexcept = default;
         ~Shares() { flush(); }
-        void giveUp(Block* block) noexcept {
-            if (block != block_) {
+        void giveUp(FlatTree* tree) noexcept {
+            if (tree != tree_) {
                 flush();
-                block_ = block;
+                tree_ = tree;
             }
             ++count_;
         }
 
     private:
         void flush() noexcept {
-            if (block_ != nullptr) block_->giveUp(count_);
+            if (tree_ != nullptr) tree_->giveUp(count_);
             count_ = 0;
         }
-        Block* block_ = nullptr;
+        FlatTree* tree_ = nullptr;
         std::size_t count_ = 0;
     };
 
@@ -61,8 +61,8 @@ private:
     static void dropLast(JsonArray& array) noexcept;
     static void dropLast(JsonObject& object) noexcept;
     // The last slot whose value is made; the ones after it are dropped. Null if there is none.
-    template <class T>
-    static JsonUnit* lastMade(T& container) noexcept;
+    static JsonUnit* lastMade(JsonArray& array) noexcept;
+    static JsonUnit* lastMade(JsonObject& object) noexcept;
 
     Shares shares_;
 };

@@ -21,12 +21,16 @@ constexpr std::size_t sizeOf(bool object, std::size_t count) noexcept {
 
 }  // namespace
 
-TreeMaker::Word TreeMaker::lazyWord(const void* unit, ulong32 node, Word marks) const noexcept {
-    const auto kind = static_cast<Word>(tree_.kindOf(tree_.node(node)));
+// Where the unit is, and what it refers to, but for its kind.
+TreeMaker::Word TreeMaker::placeWord(const JsonUnit* unit, ulong32 node,
+                                     Word marks) const noexcept {
     const auto distance =
-        static_cast<Word>(static_cast<const char*>(unit) - reinterpret_cast<const char*>(block_));
-    return Word(node) << JsonUnit::kNodeShift | kind << JsonUnit::kDistanceBits | distance | marks |
-           JsonUnit::kLazy;
+        static_cast<Word>(reinterpret_cast<const char*>(unit) - reinterpret_cast<char*>(page_));
+    return Word(node) << JsonUnit::kNodeShift | distance | marks | JsonUnit::kLazy;
+}
+
+TreeMaker::Word TreeMaker::lazyWord(const JsonUnit* unit, ulong32 node, Word marks) const noexcept {
+    return placeWord(unit, node, marks) | kindWord(tree_.kindOf(tree_.node(node)));
 }
 
 void TreeMaker::relocate(JsonUnit& from, void* to, Block* block) noexcept {
@@ -67,29 +71,28 @@ JsonValue* TreeMaker::makeScalar(const LazyUnit& at, bool viewed) {
 
 JsonValue* TreeMaker::makeInTree(const LazyUnit& at, istr text) {
     TreeMaker maker(at.tree());
-    maker.values_ = 1;
-    maker.room_ += sizeof(JsonString) + sizeof(const char*);
-    maker.makeBlock();
-    auto* const value = ::new (maker.block_ + 1) JsonString(static_cast<ulong32>(text.size()));
+    maker.openRoom(sizeof(JsonString) + sizeof(const char*));
+    auto* const value = maker.makeValue<JsonString>(static_cast<ulong32>(text.size()));
+    maker.take(sizeof(const char*));
     value->isInTree_ = true;
     value->inTree() = text.data();
-    value->place_ = sizeof(Block) / alignof(JsonValue);
+    maker.closeRoom();
     return value;
 }
 
 void TreeMaker::makeContainers(const JsonUnit& first) {
-    plan(lazyAt(first).node, kMostDepth);
-    std::size_t more = 0;
-    for (const JsonUnit* unit = next(first);
-         unit != nullptr && includes(lazyAt(*unit).node, kMostDepth); unit = next(*unit))
-        ++more;
-    makeBlock();
-    for (const JsonUnit* unit = &first;; --more) {
-        const JsonUnit* const following = more != 0 ? next(*unit) : nullptr;
-        unit->word_ = JsonUnit::wordOf(make(lazyAt(*unit).node));
-        if (following == nullptr) break;
-        unit = following;
+    const Container container = look(lazyAt(first).node);
+    openRoom(sizeOf(container.shape != nullptr, container.count));
+    const JsonUnit* following = next(first);
+    first.word_ = JsonUnit::wordOf(make(container, kMostDepth));
+    while (following != nullptr) {
+        const JsonUnit& unit = *following;
+        JsonValue* const value = tryMake(lazyAt(unit).node, kMostDepth);
+        if (value == nullptr) break;
+        following = next(unit);
+        unit.word_ = JsonUnit::wordOf(value);
     }
+    closeRoom();
 }
 
 // The next unit of the same array that is a container, if those before it are not made either.
@@ -102,153 +105,157 @@ const JsonUnit* TreeMaker::next(const JsonUnit& unit) noexcept {
     return nullptr;
 }
 
-bool TreeMaker::includes(ulong32 node, unsigned depth) {
-    if (depth == 0 || tree_.node(node).size > nodesLeft_) return false;
-    plan(node, depth);
-    return true;
+void TreeMaker::openRoom(std::size_t size) {
+    if (size + sizeof(Page) > kMostRoom) throw std::bad_alloc();
+    page_ = &tree_.takePage(size);
+    at_ = page_->next;
+    end_ = at_ + std::min(page_->room(), std::max(size, kRoomAtOnce));
 }
 
-// Each level takes some of the stack, to a depth that is limited.
-void TreeMaker::plan(ulong32 node, unsigned depth) {
+void TreeMaker::closeRoom() noexcept {
+    tree_.shares.fetch_add(values_, std::memory_order_relaxed);
+    page_->next = at_;
+    tree_.leavePage(*page_);
+}
+
+TreeMaker::Container TreeMaker::look(ulong32 node) {
     const Node& container = tree_.node(node);
-    ++values_;
-    if (container.isFlatArray()) {
-        room_ += sizeOf(false, container.size - 1);
-        nodesLeft_ -= std::min(nodesLeft_, container.size);
-        return;
-    }
-    // What is in a large container would be too far from the start of the block.
-    if (container.size > kMostNodes) depth = 1;
-    const std::size_t planned = plans_.size();
-    plans_.push_back();
-    Plan plan = container.isObject() ? planObject(node, depth) : planArray(node, depth);
-    room_ += sizeOf(plan.shape != nullptr, plan.count);
-    nodesLeft_ -= std::min(nodesLeft_, plan.count + 1);
-    plans_[planned] = plan;
+    if (!container.isObject()) return {node, countOf(node), nullptr, 0};
+    const auto values = static_cast<ulong32>(nodes_.size());
+    const Shape& shape =
+        container.isDeep() ? tree_.shapeOf(node, nodes_) : tree_.shapeOfShallow(node);
+    return {node, shape.size(), &shape, values};
 }
 
-TreeMaker::Plan TreeMaker::planArray(ulong32 node, unsigned depth) {
-    Plan plan = {nullptr, 0, 0, 0};
-    bool including = true;
-    for (ulong32 i = node + 1; i < node + tree_.node(node).size; i += tree_.node(i).span()) {
-        ++plan.count;
-        if (!including || !tree_.node(i).isContainer()) continue;
-        including = includes(i, depth - 1);
-        if (including) ++plan.children;
-    }
-    return plan;
+ulong32 TreeMaker::countOf(ulong32 array) const noexcept {
+    const ulong32 size = tree_.node(array).size;
+    if (!tree_.node(array).isDeep()) return size - 1;
+    ulong32 count = 0;
+    for (ulong32 i = array + 1; i < array + size; i += tree_.node(i).span())
+        ++count;
+    return count;
 }
 
-TreeMaker::Plan TreeMaker::planObject(ulong32 node, unsigned depth) {
-    const auto first = static_cast<ulong32>(nodes_.size());
-    const Shape& shape = tree_.shapeOf(node, nodes_);
-    Plan plan = {&shape, shape.size(), 0, first};
-    if (tree_.node(node).isFlat()) return plan;
-    for (ulong32 i = 0; i < plan.count; ++i) {
-        const ulong32 child = nodes_[first + shape.place(i)];
-        if (!tree_.node(child).isContainer()) continue;
-        if (!includes(child, depth - 1)) break;
-        ++plan.children;
-    }
-    return plan;
+// The room is for what comes first: when something does not fit, nothing more is made.
+bool TreeMaker::hasRoom(bool object, ulong32 count) noexcept {
+    const bool fits = sizeOf(object, count) <= static_cast<std::size_t>(end_ - at_);
+    if (!fits) end_ = at_;
+    return fits;
 }
 
-void TreeMaker::makeBlock() {
-    if (room_ > kMostRoom) throw std::bad_alloc();
-    void* const memory = newNode(room_, __FILE__, __LINE__, kMaker);
-    tree_.shares.fetch_add(1, std::memory_order_relaxed);
-    block_ = ::new (memory) Block{{values_}, &tree_};
-    at_ = reinterpret_cast<char*>(block_ + 1);
-}
-
-// Values are made in the order in which they were planned.
-JsonValue* TreeMaker::make(ulong32 node) noexcept {
-    const Node& container = tree_.node(node);
-    if (container.isFlatArray()) {
+// Containers are small, so that calls take much of the time: all but those for the containers in
+// this one are compiled into it. Each level takes some of the stack, to a depth that is limited.
+[[gnu::flatten]] JsonValue* TreeMaker::tryMake(ulong32 node, unsigned depth) noexcept try {
+    if (depth == 0 || at_ == end_) return nullptr;
+    if (tree_.node(node).isFlatArray()) {
+        if (!hasRoom(false, tree_.node(node).size - 1)) return nullptr;
         auto* const array = makeValue<JsonArray>();
-        fillUnits(*array, node, {nullptr, container.size - 1, 0, 0});
+        fillFlat(*array, node);
         return array;
     }
-    const Plan& plan = plans_[next_++];
-    if (plan.shape != nullptr) {
-        auto* const object = makeValue<JsonObject>();
-        fillPairs(*object, plan);
-        return object;
-    }
-    auto* const array = makeValue<JsonArray>();
-    fillUnits(*array, node, plan);
-    return array;
+    const std::size_t before = nodes_.size();
+    const Container container = look(node);
+    JsonValue* const made =
+        hasRoom(container.shape != nullptr, container.count) ? make(container, depth) : nullptr;
+    nodes_.resize(before);
+    return made;
+} catch (const std::bad_alloc&) {
+    return nullptr;
 }
 
-template <class T>
-T* TreeMaker::makeValue() noexcept {
-    T* const value = ::new (take(sizeof(T))) T();
+JsonValue* TreeMaker::make(const Container& container, unsigned depth) noexcept {
+    if (container.shape == nullptr) {
+        auto* const array = makeValue<JsonArray>();
+        fillUnits(*array, container, depth);
+        return array;
+    }
+    auto* const object = makeValue<JsonObject>();
+    fillPairs(*object, container, depth);
+    return object;
+}
+
+template <class T, class... Args>
+T* TreeMaker::makeValue(Args... args) noexcept {
+    T* const value = ::new (take(sizeof(T))) T(args...);
     value->__FirstRef();
-    const auto offset = reinterpret_cast<char*>(value) - reinterpret_cast<char*>(block_);
+    const auto offset = reinterpret_cast<char*>(value) - reinterpret_cast<char*>(page_);
     value->place_ =
         static_cast<unsigned short>(static_cast<std::size_t>(offset) / alignof(JsonValue));
+    ++values_;
     return value;
 }
 
-void TreeMaker::fillUnits(const JsonArray& array, ulong32 node, const Plan& plan) noexcept {
-    auto* const units = static_cast<JsonUnit*>(take(plan.count * sizeof(JsonUnit)));
+TreeMaker::Word TreeMaker::wordFor(const JsonUnit& unit, ulong32 node, Word marks,
+                                   unsigned depth) noexcept {
+    if (tree_.node(node).isContainer()) {
+        if (JsonValue* const made = tryMake(node, depth - 1)) return JsonUnit::wordOf(made);
+    }
+    return lazyWord(&unit, node, marks);
+}
+
+JsonUnit* TreeMaker::takeUnits(const JsonArray& array, ulong32 count) noexcept {
+    auto* const units = static_cast<JsonUnit*>(take(count * sizeof(JsonUnit)));
     array.units_ = units;
-    array.size_ = array.capacity_ = plan.count;
-    if (plan.count == 0) return;
-    ulong32 children = plan.children;
-    ++node;
-    for (ulong32 i = 0; i < plan.count; ++i, node += tree_.node(node).span()) {
-        auto* const unit = ::new (units + i) JsonUnit();
-        if (children != 0 && tree_.node(node).isContainer()) {
-            --children;
-            unit->word_ = JsonUnit::wordOf(make(node));
-        } else {
-            unit->word_ = lazyWord(unit, node, JsonUnit::kFollowed);
-        }
-    }
-    JsonUnit& last = units[plan.count - 1];
-    if (JsonUnit::isLazy(last.word_)) last.word_ &= ~JsonUnit::kFollowed;
+    array.size_ = array.capacity_ = count;
+    return units;
 }
 
-void TreeMaker::fillPairs(const JsonObject& object, const Plan& plan) noexcept {
-    auto* const pairs = static_cast<Pair*>(take(plan.count * sizeof(Pair)));
+void TreeMaker::fillUnits(const JsonArray& array, const Container& of, unsigned depth) noexcept {
+    if (tree_.node(of.node).isFlat()) return fillFlat(array, of.node);
+    JsonUnit* unit = takeUnits(array, of.count);
+    ulong32 node = of.node + 1;
+    for (ulong32 i = 0; i < of.count; ++i, ++unit, node += tree_.node(node).span()) {
+        ::new (unit) JsonUnit();
+        const Word marks = i + 1 < of.count ? JsonUnit::kFollowed : 0;
+        unit->word_ = wordFor(*unit, node, marks, depth);
+    }
+}
+
+// An array without containers: each unit refers to the node after that of the one before.
+void TreeMaker::fillFlat(const JsonArray& array, ulong32 node) noexcept {
+    const FlatTree& tree = tree_;
+    const ulong32 count = tree.node(node).size - 1;
+    JsonUnit* unit = takeUnits(array, count);
+    constexpr Word kNext = Word(1) << JsonUnit::kNodeShift | sizeof(JsonUnit);
+    Word word = placeWord(unit, node + 1, JsonUnit::kFollowed);
+    const Node* const first = &tree.node(node + 1);
+    for (ulong32 i = 0; i < count; ++i, ++unit, word += kNext) {
+        const Word followed = i + 1 < count ? 0 : JsonUnit::kFollowed;
+        ::new (unit) JsonUnit();
+        unit->word_ = (word ^ followed) | kindWord(tree.scalarKindOf(first[i]));
+    }
+}
+
+void TreeMaker::fillPairs(const JsonObject& object, const Container& of, unsigned depth) noexcept {
+    auto* const pairs = static_cast<Pair*>(take(of.count * sizeof(Pair)));
     object.read_ = pairs;
-    object.size_ = object.sorted_ = object.readSize_ = plan.count;
-    ulong32 children = plan.children;
-    for (ulong32 i = 0; i < plan.count; ++i) {
-        auto* const pair = ::new (pairs + i) Pair(plan.shape->key(i), JsonUnit());
-        const ulong32 node = nodes_[plan.nodes + plan.shape->place(i)];
+    object.size_ = object.sorted_ = object.readSize_ = of.count;
+    const bool deep = tree_.node(of.node).isDeep();
+    for (ulong32 i = 0; i < of.count; ++i) {
+        auto* const pair = ::new (pairs + i) Pair(of.shape->key(i), JsonUnit());
+        const ulong32 place = of.shape->place(i);
+        const ulong32 node = deep ? nodes_[of.values + place] : of.node + 2 + 2 * place;
         if (tree_.node(node).size == 0) continue;  // null
-        JsonUnit& unit = pair->second;
-        if (children != 0 && tree_.node(node).isContainer()) {
-            --children;
-            unit.word_ = JsonUnit::wordOf(make(node));
-        } else {
-            unit.word_ = lazyWord(&unit, node, 0);
-        }
+        pair->second.word_ = wordFor(pair->second, node, 0, depth);
     }
-}
-
-template <class T, class Fill>
-void TreeMaker::makeSlotsOf(const T& root, Fill fill) {
-    plan(0, kMostDepth);
-    // There is no place for the root itself, but for its slots, which have its share.
-    room_ -= sizeof(T);
-    makeBlock();
-    const bool planned = !tree_.node(0).isFlatArray();
-    fill(planned ? plans_[next_++] : Plan{nullptr, tree_.node(0).size - 1, 0, 0});
-    root.ownsSlots_ = true;
-    root.isUnmade_ = false;
 }
 
 void TreeMaker::makeSlots(const JsonArray& root) {
     TreeMaker maker(*root.block()->tree);
-    maker.makeSlotsOf(root, [&](const Plan& plan) { maker.fillUnits(root, 0, plan); });
+    const Container container = maker.look(0);
+    maker.openRoom(sizeOf(false, container.count));
+    maker.fillUnits(root, container, kMostDepth);
+    maker.closeRoom();
+    root.isUnmade_ = false;
 }
 
 void TreeMaker::makeSlots(const JsonObject& root) {
     TreeMaker maker(*root.block()->tree);
-    maker.makeSlotsOf(root, [&](const Plan& plan) { maker.fillPairs(root, plan); });
+    const Container container = maker.look(0);
+    maker.openRoom(sizeOf(true, container.count));
+    maker.fillPairs(root, container, kMostDepth);
+    maker.closeRoom();
+    root.isUnmade_ = false;
 }
 
 }  // namespace qor::json

@@ -18,9 +18,9 @@ struct LazyUnit {
     istr text() const noexcept { return tree().text(content()); }
 };
 
-// Makes the values of a flat tree. A container is made with its slots, and with as many of the
-// containers in it, and of those that follow it in the same array, as a block of moderate size
-// takes; the other values in the slots are made later. Nothing changes if memory runs out.
+// Makes the values of a flat tree, in its pages. A container is made with its slots, and with as
+// many of the containers in it, and of those that follow it in the same array, as there is room
+// for; the other values in the slots are made later. Nothing changes if memory runs out.
 class TreeMaker : noncopyable {
 public:
     // A unit can tell no greater distance from the start of its block. A container with more units
@@ -47,16 +47,16 @@ private:
     using Pair = JsonObject::value_type;
     using Word = JsonUnit::Word;
 
-    // A container that is going to be made; a flat array needs no plan.
-    struct Plan {
-        const Shape* shape;  // of an object
+    // A container that is going to be made.
+    struct Container {
+        ulong32 node;
         ulong32 count;       // of its slots
-        ulong32 children;    // how many of the containers in it are made too, the first ones
-        ulong32 nodes;       // of an object: where in nodes_ those of its values begin
+        const Shape* shape;  // of an object
+        ulong32 values;      // of a deep object: where in nodes_ those of its values begin
     };
-    // A block is made for no more nodes than this, unless its first container has more, and not
-    // for what is nested more deeply.
-    static constexpr ulong32 kMostNodes = 512;
+    // So much room is filled at once, unless the first container needs more, and not with what is
+    // nested more deeply.
+    static constexpr std::size_t kRoomAtOnce = 8 * 1024;
     static constexpr unsigned kMostDepth = 32;
 
     explicit TreeMaker(FlatTree& tree) noexcept : tree_(tree) {}
@@ -66,31 +66,36 @@ private:
     static const JsonUnit* next(const JsonUnit& unit) noexcept;
 
     void makeContainers(const JsonUnit& first);
-    template <class T, class Fill>
-    void makeSlotsOf(const T& root, Fill fill);
 
-    // First all containers of the block are planned; from makeBlock on nothing raises any more.
-    bool includes(ulong32 node, unsigned depth);
-    void plan(ulong32 node, unsigned depth);
-    Plan planArray(ulong32 node, unsigned depth);
-    Plan planObject(ulong32 node, unsigned depth);
-    void makeBlock();
-    JsonValue* make(ulong32 node) noexcept;
-    template <class T>
-    T* makeValue() noexcept;
-    void fillUnits(const JsonArray& array, ulong32 node, const Plan& plan) noexcept;
-    void fillPairs(const JsonObject& object, const Plan& plan) noexcept;
-    Word lazyWord(const void* unit, ulong32 node, Word marks) const noexcept;
+    Container look(ulong32 node);
+    ulong32 countOf(ulong32 array) const noexcept;
+    // Between these two nothing raises, but for what shapes need.
+    void openRoom(std::size_t size);
+    void closeRoom() noexcept;
     void* take(std::size_t size) noexcept { return std::exchange(at_, at_ + size); }
 
+    JsonValue* make(const Container& container, unsigned depth) noexcept;
+    bool hasRoom(bool object, ulong32 count) noexcept;
+    // Null if there is no room for it.
+    JsonValue* tryMake(ulong32 node, unsigned depth) noexcept;
+    template <class T, class... Args>
+    T* makeValue(Args... args) noexcept;
+    JsonUnit* takeUnits(const JsonArray& array, ulong32 count) noexcept;
+    void fillUnits(const JsonArray& array, const Container& of, unsigned depth) noexcept;
+    void fillFlat(const JsonArray& array, ulong32 node) noexcept;
+    void fillPairs(const JsonObject& object, const Container& of, unsigned depth) noexcept;
+    Word wordFor(const JsonUnit& unit, ulong32 node, Word marks, unsigned depth) noexcept;
+    Word placeWord(const JsonUnit* unit, ulong32 node, Word marks) const noexcept;
+    Word lazyWord(const JsonUnit* unit, ulong32 node, Word marks) const noexcept;
+    static Word kindWord(JsonValue::Kind kind) noexcept {
+        return static_cast<Word>(kind) << JsonUnit::kDistanceBits;
+    }
+
     FlatTree& tree_;
-    Block* block_ = nullptr;
-    char* at_ = nullptr;                // the free room in the block
-    std::size_t room_ = sizeof(Block);  // of what is planned
-    std::size_t values_ = 0;            // that are planned
-    ulong32 nodesLeft_ = kMostNodes;
-    std::size_t next_ = 0;  // the plan of the container that is made next
-    InlineVector<Plan, 64> plans_;
+    Page* page_ = nullptr;
+    char* at_ = nullptr;  // the free room in the page
+    char* end_ = nullptr;
+    std::size_t values_ = 0;  // that were made
     InlineVector<ulong32, 256> nodes_;
 };
 
