@@ -1,21 +1,35 @@
 #!/usr/bin/env python3
 """Shows the lines and branches of each file of an lcov listing, and writes what was missed.
 
-    coverage.py LISTING MISSED LEAST
+    coverage.py LISTING MISSED FILE...
+    coverage.py LISTING MISSED --least PERCENTAGE DECODERS
 
-LEAST is the percentage of its lines that each file must have run.
+A FILE is one below the current directory, or the directory of several. DECODERS is a list of files,
+one to a line. Indented lines after one name functions or blocks by a part of their first line:
+"only" those count, or all "but" those. A reason follows after two spaces. Each file must have run
+that percentage of its lines.
 """
 import os
+import re
 import sys
 
 
+def name_of(path):
+    """The name below the project's directory. The compiler names sources below it, and the listing
+    takes these for names below the directory of the build."""
+    name = os.path.relpath(path)
+    inside = name.split(os.sep, 2)[2:]
+    return inside[0] if inside and os.path.exists(inside[0]) and not os.path.exists(name) else name
+
+
 def read(listing):
-    """Yields for each file its name, its lines {number: count}, and its branches {place: count}."""
-    name, lines, branches = None, {}, {}
+    """The lines {number: count} and the branches {place: count} of each file by its name. Counts of
+    a file that was compiled into several programs add up."""
+    files = {}
     for record in listing:
         kind, _, rest = record.strip().partition(":")
         if kind == "SF":
-            name, lines, branches = os.path.relpath(rest), {}, {}
+            lines, branches = files.setdefault(name_of(rest), ({}, {}))
         elif kind == "DA":
             line, count = rest.split(",")[:2]
             lines[int(line)] = lines.get(int(line), 0) + int(count)
@@ -23,8 +37,52 @@ def read(listing):
             line, block, branch, count = rest.split(",")
             place = (int(line), int(block), int(branch))
             branches[place] = branches.get(place, 0) + (0 if count == "-" else int(count))
-        elif kind == "end_of_record":
-            yield name, lines, branches
+    return files
+
+
+class Part:
+    """The lines of a file that count."""
+
+    def __init__(self):
+        self.only, self.but = [], []
+
+    def lines(self, name):
+        """None for all of them."""
+        if not self.only and not self.but:
+            return None
+        with open(name) as source:
+            text = source.read().split("\n")
+        chosen = functions(name, text, self.only) if self.only else set(range(1, len(text) + 1))
+        return chosen - functions(name, text, self.but)
+
+
+def functions(name, text, parts):
+    """The lines from each line that has one of the parts, up to the brace that closes it."""
+    found = set()
+    for part in parts:
+        begins = [i for i, line in enumerate(text) if part in line and not line.endswith(";")]
+        if not begins:
+            sys.exit(f"coverage: there is no {part} in {name}")
+        for begin in begins:
+            closing = re.match(" *", text[begin]).group() + "}"
+            end = begin if text[begin].endswith("}") else begin + 1
+            while not (end == begin or text[end].startswith(closing)):
+                end += 1
+            found.update(range(begin + 1, end + 2))
+    return found
+
+
+def decoders(path):
+    wanted = {}
+    with open(path) as listing:
+        for line in listing:
+            if line.startswith(" "):
+                kind, part = line.strip().split(" ", 1)
+                getattr(wanted[name], kind).append(part.split("  ")[0])
+            elif not line.startswith("#"):
+                name = line.strip()
+                wanted[name] = Part()
+    return wanted
 
 
 def ranges(numbers):
@@ -44,10 +102,23 @@ def share(counts):
 
 
 def main():
-    listing, missed_path, least = sys.argv[1], sys.argv[2], float(sys.argv[3])
+    listing, missed_path, *wanted = sys.argv[1:]
+    least, parts = 0.0, {}
+    if wanted[0] == "--least":
+        least, parts = float(wanted[1]), decoders(wanted[2])
+        wanted = list(parts)
+    with open(listing) as source:
+        files = read(source)
     all_lines, all_branches, short = [], [], []
-    with open(listing) as source, open(missed_path, "w") as missed:
-        for name, lines, branches in sorted(read(source)):
+    with open(missed_path, "w") as missed:
+        for name in sorted(files):
+            if not any(name == file or name.startswith(file + os.sep) for file in wanted):
+                continue
+            lines, branches = files[name]
+            chosen = parts[name].lines(name) if name in parts else None
+            if chosen is not None:
+                lines = {line: count for line, count in lines.items() if line in chosen}
+                branches = {place: count for place, count in branches.items() if place[0] in chosen}
             of_lines, of_branches = share(lines.values()), share(branches.values())
             print(f"{name:50} lines {of_lines:6.1f} %   branches {of_branches:6.1f} %")
             all_lines += lines.values()
@@ -61,6 +132,9 @@ def main():
                 missed.write(f"{name}: lines {never}\n")
             if one_way:
                 missed.write(f"{name}: one way only {', '.join(map(str, one_way))}\n")
+    absent = [name for name in parts if name not in files]
+    if absent:
+        sys.exit(f"coverage: nothing is known of {', '.join(absent)}")
     print(f"{'all':50} lines {share(all_lines):6.1f} %   branches {share(all_branches):6.1f} %")
     if short:
         sys.exit(f"coverage: less than {least:g} % of the lines of {', '.join(short)}")
