@@ -37,7 +37,7 @@ TEST(JsonParser, RaisesInTheOperationThatFails) {
         {"{a", "getName"},
     };
     for (const auto& [text, member] : cases) {
-        EXPECT_EQ(support::raisedIn<DecodeException>([&] { JsonParser::from(text); }),
+        EXPECT_EQ(support::raisedIn<DecodeException>([&text = text] { JsonParser::from(text); }),
                   std::string("qor::json::JsonParser::") + member);
     }
     EXPECT_THROW(JsonParser::from(nullptr), DecodeException);
