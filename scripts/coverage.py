@@ -1,14 +1,15 @@
 #!/usr/bin/env python3
-"""Shows the lines and branches of each file of an lcov listing, and writes what was missed.
+"""Shows the lines and branches of each file and folder, and writes what was missed.
 
-    coverage.py LISTING MISSED FILE...
-    coverage.py LISTING MISSED --least PERCENTAGE DECODERS
+    coverage.py LINES BRANCHES MISSED FILE...
+    coverage.py LINES BRANCHES MISSED --least PERCENTAGE DECODERS
 
-A FILE is one below the current directory, or the directory of several. DECODERS is a list of files,
-one to a line. Indented lines after one name functions or blocks by a part of their first line:
-"only" those count, or all "but" those. A reason follows after two spaces. Each file must have run
-that percentage of its lines.
+LINES and BRANCHES are what llvm-cov exports as lcov and as text. A FILE is one below the current
+directory, or the directory of several. DECODERS is a list of files, one to a line. Indented lines
+after one name functions or blocks by a part of their first line: "only" those count, or all "but"
+those. A reason follows after two spaces. Each file must have run that percentage of its lines.
 """
+import json
 import os
 import re
 import sys
@@ -22,21 +23,26 @@ def name_of(path):
     return inside[0] if inside and os.path.exists(inside[0]) and not os.path.exists(name) else name
 
 
-def read(listing):
+def read(lines_path, branches_path):
     """The lines {number: count} and the branches {place: count} of each file by its name. Counts of
-    a file that was compiled into several programs add up."""
+    a file that was compiled into several programs add up, and so do those of a template's
+    instances."""
     files = {}
-    for record in listing:
-        kind, _, rest = record.strip().partition(":")
-        if kind == "SF":
-            lines, branches = files.setdefault(name_of(rest), ({}, {}))
-        elif kind == "DA":
-            line, count = rest.split(",")[:2]
-            lines[int(line)] = lines.get(int(line), 0) + int(count)
-        elif kind == "BRDA":
-            line, block, branch, count = rest.split(",")
-            place = (int(line), int(block), int(branch))
-            branches[place] = branches.get(place, 0) + (0 if count == "-" else int(count))
+    with open(lines_path) as listing:
+        for record in listing:
+            kind, _, rest = record.strip().partition(":")
+            if kind == "SF":
+                lines, _ = files.setdefault(name_of(rest), ({}, {}))
+            elif kind == "DA":
+                line, count = rest.split(",")[:2]
+                lines[int(line)] = lines.get(int(line), 0) + int(count)
+    with open(branches_path) as listing:
+        for file in json.load(listing)["data"][0]["files"]:
+            _, branches = files.setdefault(name_of(file["filename"]), ({}, {}))
+            for line, column, to_line, to_column, taken, passed, *_ in file["branches"]:
+                for way, count in ((True, taken), (False, passed)):
+                    place = (line, column, to_line, to_column, way)
+                    branches[place] = branches.get(place, 0) + count
     return files
 
 
@@ -101,15 +107,22 @@ def share(counts):
     return 100.0 * sum(count > 0 for count in counts) / len(counts) if counts else 100.0
 
 
+def natural(place):
+    return [int(number) for number in re.findall(r"\d+", place)]
+
+
+def show(name, lines, branches):
+    print(f"{name:50} lines {share(lines):6.1f} %   branches {share(branches):6.1f} %")
+
+
 def main():
-    listing, missed_path, *wanted = sys.argv[1:]
+    lines_path, branches_path, missed_path, *wanted = sys.argv[1:]
     least, parts = 0.0, {}
     if wanted[0] == "--least":
         least, parts = float(wanted[1]), decoders(wanted[2])
         wanted = list(parts)
-    with open(listing) as source:
-        files = read(source)
-    all_lines, all_branches, short = [], [], []
+    files = read(lines_path, branches_path)
+    totals, short = {}, []
     with open(missed_path, "w") as missed:
         for name in sorted(files):
             if not any(name == file or name.startswith(file + os.sep) for file in wanted):
@@ -119,23 +132,28 @@ def main():
             if chosen is not None:
                 lines = {line: count for line, count in lines.items() if line in chosen}
                 branches = {place: count for place, count in branches.items() if place[0] in chosen}
-            of_lines, of_branches = share(lines.values()), share(branches.values())
-            print(f"{name:50} lines {of_lines:6.1f} %   branches {of_branches:6.1f} %")
-            all_lines += lines.values()
-            all_branches += branches.values()
-            if of_lines < least:
+            show(name, lines.values(), branches.values())
+            for total in (os.path.dirname(name), "all"):
+                total_lines, total_branches = totals.setdefault(total, ([], []))
+                total_lines += lines.values()
+                total_branches += branches.values()
+            if share(lines.values()) < least:
                 short.append(name)
             never = ", ".join(ranges(line for line, count in lines.items() if count == 0))
-            one_way = sorted({place[0] for place, count in branches.items()
-                              if count == 0 and lines.get(place[0], 0) > 0})
+            one_way = sorted({f"{place[0]}:{place[1]} {'true' if place[-1] else 'false'}"
+                              for place, count in branches.items()
+                              if count == 0 and lines.get(place[0], 0) > 0}, key=natural)
             if never:
                 missed.write(f"{name}: lines {never}\n")
             if one_way:
-                missed.write(f"{name}: one way only {', '.join(map(str, one_way))}\n")
+                missed.write(f"{name}: never {', '.join(one_way)}\n")
     absent = [name for name in parts if name not in files]
     if absent:
         sys.exit(f"coverage: nothing is known of {', '.join(absent)}")
-    print(f"{'all':50} lines {share(all_lines):6.1f} %   branches {share(all_branches):6.1f} %")
+    for total, (lines, branches) in totals.items():
+        if total != "all":
+            show(total + os.sep, lines, branches)
+    show("all", *totals["all"])
     if short:
         sys.exit(f"coverage: less than {least:g} % of the lines of {', '.join(short)}")
 

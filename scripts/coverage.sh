@@ -3,7 +3,8 @@
 #   scripts/coverage.sh         by the tests
 #   scripts/coverage.sh fuzz    by the corpora of the fuzz targets alone; only the decoders are
 #                               shown, and one with less than 98 % of its lines fails
-# The list of each file is in build/coverage/missed.txt.
+# build/coverage/missed.txt lists the lines that did not run and the branches that went one way only,
+# as line:column and the outcome that there was not.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -25,8 +26,9 @@ cmake --build --preset coverage --target "${targets[@]}"
 rm -rf "$out/profiles"
 mkdir -p "$out/profiles"
 
-# Programs of the same name add up in a few files.
-export LLVM_PROFILE_FILE="$PWD/$out/profiles/%8m.profraw"
+# Counts are written as they are made, so that those of killed and forked processes are there too.
+# All processes of a program count in a few files.
+export LLVM_PROFILE_FILE="$PWD/$out/profiles/%c%8m.profraw"
 ctest --preset coverage -j "$(nproc)" "${only[@]}" >"$out/ctest.log" || {
     tail -n 40 "$out/ctest.log" >&2
     exit 1
@@ -39,6 +41,9 @@ objects=()
 for program in $programs; do
     objects+=(-object "$program")
 done
-llvm-cov export -format=lcov -instr-profile="$out/all.profdata" "$out/src/qor/libqor.so" \
-    "${objects[@]}" >"$out/coverage.lcov"
-scripts/coverage.py "$out/coverage.lcov" "$out/missed.txt" "${files[@]}"
+show() {
+    llvm-cov export -instr-profile="$out/all.profdata" "$@" "$out/src/qor/libqor.so" "${objects[@]}"
+}
+show -format=lcov >"$out/lines.lcov"
+show -format=text -skip-functions -skip-expansions >"$out/branches.json"
+scripts/coverage.py "$out/lines.lcov" "$out/branches.json" "$out/missed.txt" "${files[@]}"

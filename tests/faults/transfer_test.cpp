@@ -70,6 +70,10 @@ struct Direction {
 };
 Direction sends{getpeername}, receives{getsockname};
 
+// What the next accepts fail with, the last one first, while there is something to accept.
+std::atomic<const std::vector<int>*> acceptErrors{nullptr};
+std::atomic<std::size_t> errorsLeft{0};
+
 // While it lives. Sends are those of the server's clients, receives those of its connections.
 class CutSends {
 public:
@@ -113,6 +117,16 @@ extern "C" ssize_t sendmsg(int socket, const msghdr* message, int flags) {
 extern "C" ssize_t recv(int socket, void* data, size_t size, int flags) {
     static const auto real = next("recv", &recv);
     return receives.move(socket, size, [&](size_t n) { return real(socket, data, n, flags); });
+}
+
+extern "C" int accept(int socket, sockaddr* address, socklen_t* size) {
+    static const auto real = next("accept", &accept);
+    pollfd waiting{socket, POLLIN, 0};
+    std::size_t left = errorsLeft;
+    if (left != 0 && poll(&waiting, 1, 0) == 1 &&
+        errorsLeft.compare_exchange_strong(left, left - 1))
+        return errno = (*acceptErrors)[left - 1], -1;
+    return real(socket, address, size);
 }
 
 // Every other wait is interrupted while sends or receives are cut. A look that waits for nothing is
@@ -241,6 +255,19 @@ TEST_F(CutTransfer, EndsWhereAReceiveFails) {
         EXPECT_EQ(events->closed, ends + 1);
     }
     expectServed();
+}
+
+// A client that is gone before it is accepted, and memory that the system lacks for one, are told
+// by the log. Whoever waits is accepted afterwards.
+TEST_F(CutTransfer, AcceptsAfterFailures) {
+    const std::vector<int> errors{ECONNABORTED, EPROTO, ENOBUFS, EINTR, ECONNABORTED};
+    acceptErrors = &errors;
+    errorsLeft = errors.size();
+    expectServed();
+    EXPECT_EQ(errorsLeft, 0u);
+    for (const char* line : {"accept() \"Software caused connection abort\" accept()",
+                             "accept() \"No buffer space available\" accept()"})
+        EXPECT_TRUE(logged(line)) << line;
 }
 
 }  // namespace
