@@ -1,4 +1,3 @@
-#include <dlfcn.h>
 #include <gtest/gtest.h>
 #include <pthread.h>
 
@@ -10,6 +9,7 @@
 #include "support/log_file.h"
 #include "support/raised.h"
 #include "support/recorder.h"
+#include "support/system_function.h"
 #include "tcp/network.h"
 
 namespace {
@@ -37,8 +37,7 @@ public:
 // Takes the place of the system's function, for the library too.
 extern "C" int pthread_create(pthread_t* thread, const pthread_attr_t* attributes,
                               void* (*body)(void*), void* argument) noexcept {
-    using Create = int (*)(pthread_t*, const pthread_attr_t*, void* (*)(void*), void*);
-    static const auto create = reinterpret_cast<Create>(dlsym(RTLD_NEXT, "pthread_create"));
+    static const auto create = support::systemFunction("pthread_create", &pthread_create);
     if (threadsLeft.fetch_sub(1) <= 0) {
         ++refused;
         return EAGAIN;

@@ -1,4 +1,3 @@
-#include <dlfcn.h>
 #include <gtest/gtest.h>
 #include <netinet/in.h>
 #include <poll.h>
@@ -11,11 +10,14 @@
 #include <vector>
 
 #include "qor/qor.h"
+#include "support/system_function.h"
 #include "tcp/network.h"
 
 // The system moves less than was asked for, is interrupted, or fails in the middle of a frame.
 
 namespace {
+
+using support::systemFunction;
 
 // What the calls of one direction do to the sockets of one server's clients, or of its connections.
 struct Cut {
@@ -86,21 +88,16 @@ public:
     ~CutReceives() { receives.cut = nullptr; }
 };
 
-template <class Function>
-Function* next(const char* name, Function*) {
-    return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
-}
-
 }  // namespace
 
 // They take the place of the system's functions, for the library too.
 extern "C" ssize_t send(int socket, const void* data, size_t size, int flags) {
-    static const auto real = next("send", &send);
+    static const auto real = systemFunction("send", &send);
     return sends.move(socket, size, [&](size_t n) { return real(socket, data, n, flags); });
 }
 
 extern "C" ssize_t sendmsg(int socket, const msghdr* message, int flags) {
-    static const auto real = next("sendmsg", &sendmsg);
+    static const auto real = systemFunction("sendmsg", &sendmsg);
     iovec parts[2]{};
     const std::size_t count = std::min(message->msg_iovlen, std::size(parts));
     std::copy_n(message->msg_iov, count, parts);
@@ -115,12 +112,12 @@ extern "C" ssize_t sendmsg(int socket, const msghdr* message, int flags) {
 }
 
 extern "C" ssize_t recv(int socket, void* data, size_t size, int flags) {
-    static const auto real = next("recv", &recv);
+    static const auto real = systemFunction("recv", &recv);
     return receives.move(socket, size, [&](size_t n) { return real(socket, data, n, flags); });
 }
 
 extern "C" int accept(int socket, sockaddr* address, socklen_t* size) {
-    static const auto real = next("accept", &accept);
+    static const auto real = systemFunction("accept", &accept);
     pollfd waiting{socket, POLLIN, 0};
     std::size_t left = errorsLeft;
     if (left != 0 && poll(&waiting, 1, 0) == 1 &&
@@ -132,7 +129,7 @@ extern "C" int accept(int socket, sockaddr* address, socklen_t* size) {
 // Every other wait is interrupted while sends or receives are cut. A look that waits for nothing is
 // not, as with signals.
 extern "C" int poll(pollfd* sockets, nfds_t count, int milliseconds) {
-    static const auto real = next("poll", &poll);
+    static const auto real = systemFunction("poll", &poll);
     static std::atomic<unsigned> calls{0};
     const bool interrupts = milliseconds != 0 && (sends.cut != nullptr || receives.cut != nullptr);
     if (interrupts && ++calls % 2 == 1) return errno = EINTR, -1;
