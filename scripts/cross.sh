@@ -64,6 +64,10 @@ END
     for package in "$root"/apt/cache/archives/*.deb; do
         dpkg-deb -x "$package" "$sysroot"
     done
+    # What is linked by its whole path is linked inside.
+    find "$sysroot" -type l -lname '/*' | while read -r link; do
+        ln -sfrT "$sysroot$(readlink "$link")" "$link"
+    done
     rm -rf "$root/apt"
     echo "$packages" >"$sysroot/packages"
 fi
@@ -91,7 +95,7 @@ echo "cross: building for $machine in ${build#"$PWD"/}"
 # Neither optimized nor to be debugged: it is built to run once.
 cmake -G Ninja -S . -B "$build" --toolchain cmake/cross.cmake -D QOR_MACHINE="$machine" \
     -D QOR_SYSROOT="$sysroot" -D QOR_CLANG=$clang -D QOR_EMULATOR="$emulator" \
-    -D QOR_WERROR=ON -D QOR_BUILD_TOOLS=OFF -D QOR_TEST_AREAS="${areas// /;}" \
+    -D QOR_WERROR=ON -D QOR_PRECOMPILE=ON -D QOR_BUILD_TOOLS=OFF -D QOR_TEST_AREAS="${areas// /;}" \
     -D QOR_BUILD_EXAMPLES="$([ -n "$areas" ] && echo OFF || echo ON)" >/dev/null
 cmake --build "$build" -- -k 0
 

@@ -1,15 +1,16 @@
 #!/usr/bin/env bash
 # Installs the Debian packages that a purpose needs and the machine lacks:
-#   scripts/setup.sh build|test|check|manual|package|bench|fuzz|coverage|clang|abi|i386|arm64|s390x
+#   scripts/setup.sh build|test|check|manual|package|bench|fuzz|coverage|clang|libcxx|abi|i386|arm64|s390x
 set -euo pipefail
 
 build="g++ cmake ninja-build ccache libace-dev zlib1g-dev"
 test="$build libgtest-dev pkg-config tzdata python3 dpkg-dev file gdb libfmt-dev"
+clang="clang libclang-rt-14-dev"
 cross="cmake ninja-build ccache debian-archive-keyring python3 tzdata"
 case "${1:-}" in
 build) wanted="$build" ;;
 test) wanted="$test" ;;
-check) wanted="$test clang-format doxygen tshark" ;;
+check) wanted="$test $clang clang-format doxygen tshark" ;;
 manual) wanted="$build doxygen python3" ;;
 package) wanted="$test lintian debootstrap" ;;
 bench)
@@ -18,15 +19,16 @@ bench)
     wanted="$wanted libevent-dev libzmq3-dev cppzmq-dev nlohmann-json3-dev rapidjson-dev"
     wanted="$wanted libsimdjson-dev libtinyxml2-dev libpugixml-dev"
     ;;
-fuzz) wanted="$build clang libclang-rt-14-dev llvm" ;;
-coverage) wanted="$test clang libclang-rt-14-dev llvm" ;;
-clang) wanted="$test clang libc++-14-dev libc++abi-14-dev googletest" ;;
+fuzz) wanted="$build $clang llvm" ;;
+coverage) wanted="$test $clang llvm" ;;
+clang) wanted="$test $clang" ;;
+libcxx) wanted="$test clang-19 libc++-19-dev libc++abi-19-dev googletest" ;;
 abi) wanted="$build abigail-tools" ;;
 i386) wanted="$cross g++-i686-linux-gnu qemu-user-static" ;;
 arm64) wanted="$cross g++-aarch64-linux-gnu qemu-user-static" ;;
 s390x) wanted="$cross g++-s390x-linux-gnu qemu-user-static" ;;
 *)
-    echo "usage: setup.sh build|test|check|manual|package|bench|fuzz|coverage|clang|abi|i386|arm64|s390x" >&2
+    echo "usage: setup.sh build|test|check|manual|package|bench|fuzz|coverage|clang|libcxx|abi|i386|arm64|s390x" >&2
     exit 2
     ;;
 esac

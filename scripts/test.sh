@@ -6,11 +6,12 @@ cd "$(dirname "$0")/.."
 preset=${1:-debug}
 
 case "$preset" in
-clang | libcxx) scripts/setup.sh clang ;;
+asan | tsan | clang) scripts/setup.sh clang ;;
+libcxx) scripts/setup.sh libcxx ;;
 *) scripts/setup.sh test ;;
 esac
 echo "test: building ($preset)"
 # What other scripts have left out is in.
-cmake --preset "$preset" -U QOR_TEST_AREAS -U QOR_BUILD_TOOLS >/dev/null
+cmake --preset "$preset" -U QOR_TEST_AREAS -U QOR_BUILD_TOOLS -U QOR_PRECOMPILE >/dev/null
 cmake --build --preset "$preset"
 ctest --preset "$preset" -j "$(nproc)"

@@ -19,7 +19,7 @@ std::atomic<long> secondsAhead{0};
 // Sets the wall clock of this process for a scope. The monotonic clock goes on as it was.
 class WallClock {
 public:
-    explicit WallClock(std::chrono::seconds ahead) { secondsAhead = ahead.count(); }
+    explicit WallClock(std::chrono::seconds ahead) { secondsAhead = static_cast<long>(ahead.count()); }
     WallClock(const WallClock&) = delete;
     WallClock& operator=(const WallClock&) = delete;
     ~WallClock() { secondsAhead = 0; }
@@ -27,12 +27,24 @@ public:
 
 }  // namespace
 
-// Takes the place of the system's function, for the library too.
+// Take the place of the system's functions, for the library too.
 extern "C" int clock_gettime(clockid_t clock, timespec* now) noexcept {
     const long result = syscall(SYS_clock_gettime, clock, now);
     if (result == 0 && clock == CLOCK_REALTIME) now->tv_sec += secondsAhead.load();
     return static_cast<int>(result);
 }
+
+#ifdef SYS_clock_gettime64
+// The one of 32-bit machines for sources whose time has 64 bits.
+struct LongTimespec {
+    long long seconds, nanoseconds;
+};
+extern "C" int __clock_gettime64(clockid_t clock, LongTimespec* now) noexcept {
+    const long result = syscall(SYS_clock_gettime64, clock, now);
+    if (result == 0 && clock == CLOCK_REALTIME) now->seconds += secondsAhead.load();
+    return static_cast<int>(result);
+}
+#endif
 
 namespace qor {
 namespace {

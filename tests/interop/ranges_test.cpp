@@ -40,10 +40,6 @@ TEST(Ranges, TakeViewsAndTexts) {
     EXPECT_EQ(ranges::count(text, ','), 2);
     // The iterator of a temporary view is good: the text belongs to somebody else.
     EXPECT_EQ(ranges::find(istr(text), 'c') - text.begin(), 4);
-    std::string letters;
-    ranges::copy(text | std::views::filter([](char c) { return c != ','; }),
-                 std::back_inserter(letters));
-    EXPECT_EQ(letters, "bac");
     EXPECT_EQ(ranges::max(iwstr(L"axb")), L'x');
     EXPECT_EQ(ranges::distance(istr()), 0);
 
@@ -69,24 +65,21 @@ TEST(Ranges, TakeBytesAsSpans) {
     EXPECT_EQ(std::string_view(chars.data(), chars.size()), "ab");
 }
 
+int toInt(const json::JsonUnit& unit) {
+    int number = 0;
+    unit >> number;
+    return number;
+}
+
 TEST(Ranges, TakeTheContainersOfTheFormats) {
     json::JsonArray array;
     for (const int number : {3, 1, 2})
         array.newChild() << number;
-    const auto toInt = [](const json::JsonUnit& unit) {
-        int number = 0;
-        unit >> number;
-        return number;
-    };
-    EXPECT_EQ(ranges::max(array | std::views::transform(toInt)), 3);
+    EXPECT_EQ(toInt(*ranges::max_element(array, {}, toInt)), 3);
 
     json::JsonObject object;
     for (const char* const key : {"b", "a", "c"})
         object.get(key) << 1;
-    std::string keys;
-    for (const auto& pair : object | std::views::reverse)
-        keys += pair.first;
-    EXPECT_EQ(keys, "cba");
     EXPECT_EQ(
         ranges::find_if(std::as_const(object), [](const auto& p) { return p.first == "b"; })->first,
         "b");
@@ -110,13 +103,38 @@ TEST(Ranges, TakeTheContainersOfTheFormats) {
     EXPECT_EQ(ranges::distance(list), 0);
 }
 
+// Older clangs do not compile the adaptors of GCC's standard library.
+#if !defined(__clang__) || __clang_major__ >= 16
+TEST(Ranges, PassThroughAdaptors) {
+    std::string letters;
+    ranges::copy(istr("b,a,c") | std::views::filter([](char c) { return c != ','; }),
+                 std::back_inserter(letters));
+    EXPECT_EQ(letters, "bac");
+
+    json::JsonArray array;
+    for (const int number : {3, 1, 2})
+        array.newChild() << number;
+    EXPECT_EQ(ranges::max(array | std::views::transform(toInt)), 3);
+
+    json::JsonObject object;
+    for (const char* const key : {"b", "a", "c"})
+        object.get(key) << 1;
+    std::string keys;
+    for (const auto& pair : object | std::views::reverse)
+        keys += pair.first;
+    EXPECT_EQ(keys, "cba");
+}
+#endif
+
 TEST(Ranges, TakeLockedContainersThroughAccess) {
     mt::map<String, int> map;
     map.set("a", 2);
     map.set("b", 5);
-    const auto most =
-        map.access([](const auto& values) { return ranges::max(values | std::views::values); });
-    EXPECT_EQ(most, 5);
+    using Pair = std::pair<const String, int>;
+    EXPECT_EQ(map.access([](const auto& values) {
+        return ranges::max_element(values, {}, &Pair::second)->first;
+    }),
+              "b");
     mt::set<int> set;
     set.insert(4);
     EXPECT_TRUE(set.access(

@@ -36,9 +36,9 @@ TEST(JsonParser, RaisesInTheOperationThatFails) {
         {"[[]}", "parseArray"}, {"[1", "getValue"},
         {"{a", "getName"},
     };
-    for (const auto& [text, member] : cases) {
-        EXPECT_EQ(support::raisedIn<DecodeException>([&text = text] { JsonParser::from(text); }),
-                  std::string("qor::json::JsonParser::") + member);
+    for (const auto& test : cases) {
+        EXPECT_EQ(support::raisedIn<DecodeException>([&] { JsonParser::from(test.first); }),
+                  std::string("qor::json::JsonParser::") + test.second);
     }
     EXPECT_THROW(JsonParser::from(nullptr), DecodeException);
 }

@@ -345,7 +345,7 @@ TEST(Unit, IsAsItWasWhenMemoryIsShort) {
         [&](Unit& unit) { unit << Bytes(big); },
         [&](Unit& unit) { (unit.simple() ? unit : *unit.childAt(1)).name(big); },
         [&](Unit& unit) { unit.initValueAsList(); },
-        [&](Unit& unit) { unit.value(ListValue({&unit}).clone()); },
+        [&](Unit& unit) { unit.value(ListValue(ListValue::Units{&unit}).clone()); },
     };
     const std::function<std::unique_ptr<Unit>()> units[] = {
         [] { return std::make_unique<Unit>("n", "t", "text that needs a block of its own"); },

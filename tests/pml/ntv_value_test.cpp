@@ -60,7 +60,9 @@ TEST(Value, IsWrittenByItsClass) {
         EXPECT_EQ(dumpOf(*test.value), test.dump);
         test.value->owner() = &owner;
         const std::unique_ptr<ValueBase> copy(test.value->clone());
-        EXPECT_EQ(typeid(*copy), typeid(*test.value));
+        const ValueBase& copied = *copy;
+        const ValueBase& original = *test.value;
+        EXPECT_EQ(typeid(copied), typeid(original));
         EXPECT_EQ(textOf(*copy), test.text);
         EXPECT_EQ(copy->owner(), nullptr);
     }

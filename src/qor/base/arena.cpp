@@ -11,8 +11,8 @@ namespace qor {
 
 namespace {
 
-// At the start of each block.
-struct alignas(std::max_align_t) Header {
+// At the start of each block, as large with every compiler.
+struct alignas(16) Header {
     std::size_t size;  // with the header
     Header* next;      // of the same size, while the block is kept
 };

@@ -25,11 +25,11 @@ struct ThreadFactory::Record : noncopyable {
     void renew() noexcept {
         const Guard guard(lock);
         info.updateDateTime();
-        shownTime.store(info.currDateTime_, std::memory_order_relaxed);
+        shownTime.store(info.currDateTime_.toMicroSeconds(), std::memory_order_relaxed);
     }
     void stamp(const Time& now) noexcept {
         info.currDateTime_ = now;
-        shownTime.store(now, std::memory_order_relaxed);
+        shownTime.store(now.toMicroSeconds(), std::memory_order_relaxed);
     }
     void name(SimpleThread* thread, String id) noexcept {
         const Guard guard(lock);
@@ -41,14 +41,15 @@ struct ThreadFactory::Record : noncopyable {
         const Guard guard(lock);
         copy.thread_ = info.thread_;
         copy.sThreadId_ = info.sThreadId_;
-        copy.currDateTime_ = shownTime.load(std::memory_order_relaxed);
+        copy.currDateTime_ = Time::microSeconds(shownTime.load(std::memory_order_relaxed));
         copy.sCurrDateTime_ = info.sCurrDateTime_;
         return copy;
     }
 
     const Mutex lock;
     ThreadInfo info;
-    std::atomic<Time> shownTime{Time()};
+    // A number and not a Time, for which some 32-bit compilers call a library.
+    std::atomic<long long> shownTime{Time().toMicroSeconds()};
 };
 
 namespace {
