@@ -120,9 +120,10 @@ extern "C" int accept(int socket, sockaddr* address, socklen_t* size) {
     static const auto real = systemFunction("accept", &accept);
     pollfd waiting{socket, POLLIN, 0};
     std::size_t left = errorsLeft;
-    if (left != 0 && poll(&waiting, 1, 0) == 1 &&
-        errorsLeft.compare_exchange_strong(left, left - 1))
-        return errno = (*acceptErrors)[left - 1], -1;
+    while (left != 0 && poll(&waiting, 1, 0) == 1) {
+        if (errorsLeft.compare_exchange_weak(left, left - 1))
+            return errno = (*acceptErrors)[left - 1], -1;
+    }
     return real(socket, address, size);
 }
 
