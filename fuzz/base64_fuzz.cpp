@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <iterator>
 #include <string>
+#include <vector>
 
 #include "qor/util/base64.h"
 #include "util/base64_forms.h"
@@ -34,6 +35,10 @@ void check(istr given) {
         Bytes decoded;
         util::base64Decode(form, given, decoded);
         if (decoded != istr(wanted)) __builtin_trap();
+        std::vector<unsigned char> grown;
+        util::base64Decode(form, given, grown);
+        if (!std::equal(grown.begin(), grown.end(), decoded.begin(), decoded.end()))
+            __builtin_trap();
         for (const bool lineBreak : {false, true}) {
             std::string text;
             util::base64Encode(form,

@@ -14,8 +14,16 @@ void readOne(BinaryInStream& in) {
     in.read(value);
 }
 
+// Not more than there is room for.
+void readIntoRoom(BinaryInStream& in) {
+    char room[5];
+    unsigned long size = sizeof room;
+    in.readRaw(room, &size);
+    if (size > sizeof room) __builtin_trap();
+}
+
 void read(BinaryInStream& in, unsigned char choice) {
-    switch (choice % 13) {
+    switch (choice % 15) {
         case 0:
             return readOne<bool>(in);
         case 1:
@@ -40,6 +48,10 @@ void read(BinaryInStream& in, unsigned char choice) {
             return readOne<String>(in);
         case 11:
             return readOne<std::wstring>(in);
+        case 12:
+            return readOne<istr>(in);
+        case 13:
+            return readIntoRoom(in);
         default:
             in.readLos();
     }

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "platform/codepage.h"
+#include "platform/utf8.h"
 
 namespace {
 
@@ -34,6 +35,23 @@ std::string narrow(long page, const std::wstring& text, std::size_t room) {
     if (count < 0) return std::string();
     require(static_cast<std::size_t>(count) <= room);
     return std::string(out.data(), static_cast<std::size_t>(count));
+}
+
+// Every form that this machine has makes the same of a text, in any room.
+void requireAlike(const std::string& text, const std::wstring& values, std::size_t room) {
+    const Utf8Form& plain = utf8Forms().back();
+    for (const Utf8Form& form : utf8Forms()) {
+        std::vector<wchar_t> wideOut(room), plainWideOut(room);
+        std::vector<char> out(room), plainOut(room);
+        const Utf8Progress decoded = form.toWide(text, wideOut.data(), room);
+        const Utf8Progress wanted = plain.toWide(text, plainWideOut.data(), room);
+        require(decoded.read == wanted.read && decoded.written == wanted.written);
+        require(std::equal(wideOut.data(), wideOut.data() + wanted.written, plainWideOut.data()));
+        const Utf8Progress encoded = form.toUtf8(values, out.data(), room);
+        const Utf8Progress plainly = plain.toUtf8(values, plainOut.data(), room);
+        require(encoded.read == plainly.read && encoded.written == plainly.written);
+        require(std::equal(out.data(), out.data() + plainly.written, plainOut.data()));
+    }
 }
 
 bool isCharacter(wchar_t c) {
@@ -68,6 +86,15 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t siz
         for (wchar_t& c : values)
             c = isCharacter(c) ? c : L'\xFFFD';
         require(wide(page, stored, stored.size()) == values);
+        const std::size_t uncut = uncutSize(text, cut + 4);
+        require(uncut <= std::min(cut + 4, text.size()));
+        require(wide(page, text.substr(0, uncut), uncut) +
+                    wide(page, text.substr(uncut), text.size()) ==
+                whole);
+        for (const std::size_t room : {cut, maxBytesPerCharacter * text.size()}) {
+            requireAlike(text, values, room);
+            requireAlike(back, whole, room);
+        }
     }
     return 0;
 }

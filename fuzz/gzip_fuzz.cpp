@@ -19,7 +19,7 @@ void require(bool holds) {
 std::string gunzip(istr packed) {
     char* out = nullptr;
     int size = static_cast<int>(packed.size());
-    require(GZlibCompressor::uncomp(packed.data(), out, size) == 0);
+    require(!gzlib::uncomp(packed.data(), out, size));
     const std::unique_ptr<char[]> held(out);
     return {out, static_cast<std::size_t>(size)};
 }
@@ -27,7 +27,7 @@ std::string gunzip(istr packed) {
 std::string gzip(istr data) {
     unsigned char* out = nullptr;
     int size = static_cast<int>(data.size());
-    require(GZlibCompressor::comp(data.data(), out, size) == 0);
+    require(!gzlib::comp(data.data(), out, size));
     const std::unique_ptr<unsigned char[]> held(out);
     return {reinterpret_cast<const char*>(out), static_cast<std::size_t>(size)};
 }
@@ -48,6 +48,7 @@ void unpack(istr data) {
         require(out.size() <= (bound != 0 ? bound : 10));
     else
         require(out.empty());
+    require(!zlib::uncompress(data, out, ~0UL) && out.empty());
 }
 
 void roundTrip(istr data) {

@@ -63,12 +63,32 @@ void check(const std::string& input, bool valueString) {
     parse(view, valueString, viewed);
     fuzz::require(viewed == narrow);
 
+    // The text may be that of the unit itself.
+    Outcome own;
+    own.rest = narrow.rest;
+    own.tree << text;
+    const istr ownText = own.tree.getStringValue();
+    parse(ownText, valueString, own);
+    fuzz::require(own == narrow);
+
     // Malformed text changes when it is converted.
     const std::wstring wideText = String(text).toWstring();
     if (String(wideText) == text) {
         Outcome wide;
         fromPointer(wideText.c_str(), valueString, wide);
         fuzz::require(wide == narrow);
+
+        Outcome wideViewed;
+        wideViewed.rest = narrow.rest;
+        const iwstr wideView(wideText);
+        parse(wideView, valueString, wideViewed);
+        fuzz::require(wideViewed == narrow);
+
+        std::wistringstream wideStream(wideText);
+        Outcome wideStreamed;
+        wideStreamed.rest = narrow.rest;
+        parse(wideStream, valueString, wideStreamed);
+        fuzz::require(wideStreamed == narrow);
     }
 
     Outcome whole;

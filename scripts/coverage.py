@@ -1,30 +1,94 @@
 #!/usr/bin/env python3
-"""Shows the lines and branches of each file of an lcov listing, and writes what was missed.
+"""Shows the lines and branches of each file and folder, and writes what was missed.
 
-    coverage.py LISTING MISSED LEAST
+    coverage.py LINES BRANCHES MISSED FILE...
+    coverage.py LINES BRANCHES MISSED --least PERCENTAGE DECODERS
 
-LEAST is the percentage of its lines that each file must have run.
+LINES and BRANCHES are what llvm-cov exports as lcov and as text. A FILE is one below the current
+directory, or the directory of several. DECODERS is a list of files, one to a line. Indented lines
+after one name functions or blocks by a part of their first line: "only" those count, or all "but"
+those. A reason follows after two spaces. Each file must have run that percentage of its lines.
 """
+import json
 import os
+import re
 import sys
 
 
-def read(listing):
-    """Yields for each file its name, its lines {number: count}, and its branches {place: count}."""
-    name, lines, branches = None, {}, {}
-    for record in listing:
-        kind, _, rest = record.strip().partition(":")
-        if kind == "SF":
-            name, lines, branches = os.path.relpath(rest), {}, {}
-        elif kind == "DA":
-            line, count = rest.split(",")[:2]
-            lines[int(line)] = lines.get(int(line), 0) + int(count)
-        elif kind == "BRDA":
-            line, block, branch, count = rest.split(",")
-            place = (int(line), int(block), int(branch))
-            branches[place] = branches.get(place, 0) + (0 if count == "-" else int(count))
-        elif kind == "end_of_record":
-            yield name, lines, branches
+def name_of(path):
+    """The name below the project's directory. The compiler names sources below it, and the listing
+    takes these for names below the directory of the build."""
+    name = os.path.relpath(path)
+    inside = name.split(os.sep, 2)[2:]
+    return inside[0] if inside and os.path.exists(inside[0]) and not os.path.exists(name) else name
+
+
+def read(lines_path, branches_path):
+    """The lines {number: count} and the branches {place: count} of each file by its name. Counts of
+    a file that was compiled into several programs add up, and so do those of a template's
+    instances."""
+    files = {}
+    with open(lines_path) as listing:
+        for record in listing:
+            kind, _, rest = record.strip().partition(":")
+            if kind == "SF":
+                lines, _ = files.setdefault(name_of(rest), ({}, {}))
+            elif kind == "DA":
+                line, count = rest.split(",")[:2]
+                lines[int(line)] = lines.get(int(line), 0) + int(count)
+    with open(branches_path) as listing:
+        for file in json.load(listing)["data"][0]["files"]:
+            _, branches = files.setdefault(name_of(file["filename"]), ({}, {}))
+            for line, column, to_line, to_column, taken, passed, *_ in file["branches"]:
+                for way, count in ((True, taken), (False, passed)):
+                    place = (line, column, to_line, to_column, way)
+                    branches[place] = branches.get(place, 0) + count
+    return files
+
+
+class Part:
+    """The lines of a file that count."""
+
+    def __init__(self):
+        self.only, self.but = [], []
+
+    def lines(self, name):
+        """None for all of them."""
+        if not self.only and not self.but:
+            return None
+        with open(name) as source:
+            text = source.read().split("\n")
+        chosen = functions(name, text, self.only) if self.only else set(range(1, len(text) + 1))
+        return chosen - functions(name, text, self.but)
+
+
+def functions(name, text, parts):
+    """The lines from each line that has one of the parts, up to the brace that closes it."""
+    found = set()
+    for part in parts:
+        begins = [i for i, line in enumerate(text) if part in line and not line.endswith(";")]
+        if not begins:
+            sys.exit(f"coverage: there is no {part} in {name}")
+        for begin in begins:
+            closing = re.match(" *", text[begin]).group() + "}"
+            end = begin if text[begin].endswith("}") else begin + 1
+            while not (end == begin or text[end].startswith(closing)):
+                end += 1
+            found.update(range(begin + 1, end + 2))
+    return found
+
+
+def decoders(path):
+    wanted = {}
+    with open(path) as listing:
+        for line in listing:
+            if line.startswith(" "):
+                kind, part = line.strip().split(" ", 1)
+                getattr(wanted[name], kind).append(part.split("  ")[0])
+            elif not line.startswith("#"):
+                name = line.strip()
+                wanted[name] = Part()
+    return wanted
 
 
 def ranges(numbers):
@@ -43,25 +107,53 @@ def share(counts):
     return 100.0 * sum(count > 0 for count in counts) / len(counts) if counts else 100.0
 
 
+def natural(place):
+    return [int(number) for number in re.findall(r"\d+", place)]
+
+
+def show(name, lines, branches):
+    print(f"{name:50} lines {share(lines):6.1f} %   branches {share(branches):6.1f} %")
+
+
 def main():
-    listing, missed_path, least = sys.argv[1], sys.argv[2], float(sys.argv[3])
-    all_lines, all_branches, short = [], [], []
-    with open(listing) as source, open(missed_path, "w") as missed:
-        for name, lines, branches in sorted(read(source)):
-            of_lines, of_branches = share(lines.values()), share(branches.values())
-            print(f"{name:50} lines {of_lines:6.1f} %   branches {of_branches:6.1f} %")
-            all_lines += lines.values()
-            all_branches += branches.values()
-            if of_lines < least:
+    lines_path, branches_path, missed_path, *wanted = sys.argv[1:]
+    least, parts = 0.0, {}
+    if wanted[0] == "--least":
+        least, parts = float(wanted[1]), decoders(wanted[2])
+        wanted = list(parts)
+    files = read(lines_path, branches_path)
+    totals, short = {}, []
+    with open(missed_path, "w") as missed:
+        for name in sorted(files):
+            if not any(name == file or name.startswith(file + os.sep) for file in wanted):
+                continue
+            lines, branches = files[name]
+            chosen = parts[name].lines(name) if name in parts else None
+            if chosen is not None:
+                lines = {line: count for line, count in lines.items() if line in chosen}
+                branches = {place: count for place, count in branches.items() if place[0] in chosen}
+            show(name, lines.values(), branches.values())
+            for total in (os.path.dirname(name), "all"):
+                total_lines, total_branches = totals.setdefault(total, ([], []))
+                total_lines += lines.values()
+                total_branches += branches.values()
+            if share(lines.values()) < least:
                 short.append(name)
             never = ", ".join(ranges(line for line, count in lines.items() if count == 0))
-            one_way = sorted({place[0] for place, count in branches.items()
-                              if count == 0 and lines.get(place[0], 0) > 0})
+            one_way = sorted({f"{place[0]}:{place[1]} {'true' if place[-1] else 'false'}"
+                              for place, count in branches.items()
+                              if count == 0 and lines.get(place[0], 0) > 0}, key=natural)
             if never:
                 missed.write(f"{name}: lines {never}\n")
             if one_way:
-                missed.write(f"{name}: one way only {', '.join(map(str, one_way))}\n")
-    print(f"{'all':50} lines {share(all_lines):6.1f} %   branches {share(all_branches):6.1f} %")
+                missed.write(f"{name}: never {', '.join(one_way)}\n")
+    absent = [name for name in parts if name not in files]
+    if absent:
+        sys.exit(f"coverage: nothing is known of {', '.join(absent)}")
+    for total, (lines, branches) in totals.items():
+        if total != "all":
+            show(total + os.sep, lines, branches)
+    show("all", *totals["all"])
     if short:
         sys.exit(f"coverage: less than {least:g} % of the lines of {', '.join(short)}")
 

@@ -19,7 +19,9 @@ std::atomic<long> secondsAhead{0};
 // Sets the wall clock of this process for a scope. The monotonic clock goes on as it was.
 class WallClock {
 public:
-    explicit WallClock(std::chrono::seconds ahead) { secondsAhead = static_cast<long>(ahead.count()); }
+    explicit WallClock(std::chrono::seconds ahead) {
+        secondsAhead = static_cast<long>(ahead.count());
+    }
     WallClock(const WallClock&) = delete;
     WallClock& operator=(const WallClock&) = delete;
     ~WallClock() { secondsAhead = 0; }

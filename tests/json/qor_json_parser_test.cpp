@@ -47,6 +47,7 @@ TEST(JsonParser, TakesBlanksOfAllKindsAndZerosAsText) {
     EXPECT_EQ(written(" \t\n\v\f\r         [ \t\n\v\f\r 1 \t\n\v\f\r ] \t\n\v\f\r"), "[ 1 ]");
     EXPECT_EQ(written(istr("{a\0b:\"\0\",c:\xA0\0}", 14)),
               std::string("{ \"a\0b\":\"\0\", \"c\":\xA0\0 }", 21));
+    EXPECT_EQ(written("[1\xC3\xA5,2]"), "[ 1\xC3\xA5, 2 ]");
 }
 
 // Each prefix stands at the very end of its memory.

@@ -191,6 +191,44 @@ TEST_F(Service, CanBeEndedByACallback) {
     }
 }
 
+// What is due in the same pass does not fire once the service has no queue.
+TEST_F(Service, FiresNothingMoreOfAPassThatClosesIt) {
+    Event closed;
+    object_.onFire = [&](TimerId, unsigned long) {
+        timers().close();
+        closed.happen();
+        return OnTimerResult();
+    };
+    for (unsigned long user = 1; user <= 3; ++user)
+        set(0, 0, user);
+    timers().start();
+    closed.wait();
+    timers().stop();
+    EXPECT_EQ(object_.take().size(), 1u);
+}
+
+// A thread that a callback has told to end is as good as stopped.
+TEST_F(Service, StartsAgainWhenItsThreadHasEndedByItself) {
+    Event ended, again;
+    ThreadControl first;
+    object_.onFire = [&](TimerId, unsigned long user) {
+        if (user == 2) again.happen();
+        if (user == 1) {
+            first = ThreadControl::current();
+            SimpleThread::current().thread_->stopOnly();
+            ended.happen();
+        }
+        return OnTimerResult();
+    };
+    set(0, 1);
+    timers().start();
+    ended.wait();
+    first.join();
+    set(0, 1, 2);
+    timers().start();
+    again.wait();
+}
+
 TEST_F(Service, StandsClosingAndOpeningMeanwhile) {
     std::atomic<bool> done{false};
     object_.onFire = [](TimerId id, unsigned long n) {

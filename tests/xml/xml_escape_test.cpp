@@ -55,6 +55,9 @@ TEST(XmlEscape, ChoosesTheFormOfText) {
     String whole = "<![CDATA[&amp;]]>";
     decode_cdata(whole);
     EXPECT_EQ(whole, "&amp;");  // the inside is not decoded
+    String half = "<![CDATA[&amp;";
+    decode_cdata(half);
+    EXPECT_EQ(half, "<![CDATA[&");
     String attr = "a\"b]]>";
     encode_attr(attr);
     EXPECT_EQ(attr, "a&quot;b]]&gt;");

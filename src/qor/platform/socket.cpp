@@ -142,6 +142,10 @@ int waitReadable(int socket, Clock::time_point end) noexcept {
     return waitUntil(socket, POLLIN, end);
 }
 
+int waitWritable(int socket, Clock::time_point end) noexcept {
+    return waitUntil(socket, POLLOUT, end);
+}
+
 void makeRoomForDescriptors(int socket, int number) noexcept {
     rlimit limit{};
     if (getrlimit(RLIMIT_NOFILE, &limit) != 0) return;

@@ -33,6 +33,8 @@ Transfer receiveAll(int socket, void* buffer, std::size_t size) noexcept;
 int waitReadable(int socket, int milliseconds) noexcept;
 // The same until a point in time, whatever signals come. 0, ETIME or another error number.
 int waitReadable(int socket, std::chrono::steady_clock::time_point end) noexcept;
+// The same for what can be written, or a connection that was begun and now stands or has failed.
+int waitWritable(int socket, std::chrono::steady_clock::time_point end) noexcept;
 
 // Makes room for that many descriptors, as far as the process may have them. Without it the system
 // makes room as they come, and each time an accept then takes milliseconds.

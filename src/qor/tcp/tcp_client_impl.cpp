@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <utility>
 
 #include "log/own_log.h"
@@ -44,7 +45,7 @@ bool TcpClientImpl::onBirth() {
     return true;
 }
 
-// 0 and a connection that is under way: on this host it stands by now.
+// The connector only begins: its own wait would take a signal for a failure.
 bool TcpClientImpl::connect(ACE_SOCK_Stream& connected) {
     constexpr const char* func = "qor::TcpClientImpl::onBirth";
     if (remote_ == ACE_INET_Addr()) {
@@ -53,12 +54,15 @@ bool TcpClientImpl::connect(ACE_SOCK_Stream& connected) {
         return false;
     }
     ACE_SOCK_Connector connector;
-    const ACE_Time_Value time(timeoutSeconds_);
-    if (connector.connect(connected, remote_, &time, ACE_Addr::sap_any, 0, 0, 0, 0) == 0)
+    const ACE_Time_Value atOnce(0);
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(timeoutSeconds_);
+    if (connector.connect(connected, remote_, &atOnce, ACE_Addr::sap_any, 0, 0, 0, 0) == 0)
         return true;
     int error = errno;
     if (error == EWOULDBLOCK) {
-        if (connector.complete(connected, nullptr, &time) == 0) return true;
+        // Without time, what stands by now is taken.
+        platform::waitWritable(connected.get_handle(), end);
+        if (connector.complete(connected, nullptr, &atOnce) == 0) return true;
         error = errno == EWOULDBLOCK ? ETIME : errno;
     }
     connected.close();

@@ -1,0 +1,272 @@
+#include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <poll.h>
+#include <sys/socket.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <iterator>
+#include <vector>
+
+#include "qor/qor.h"
+#include "support/system_function.h"
+#include "tcp/network.h"
+
+// The system moves less than was asked for, is interrupted, or fails in the middle of a frame.
+
+namespace {
+
+using support::systemFunction;
+
+// What the calls of one direction do to the sockets of one server's clients, or of its connections.
+struct Cut {
+    std::size_t portion = 1UL << 30;  // the most bytes of one call
+    int between = 0;                  // the error of every other call
+    // After this number of bytes one call fails with `error`.
+    long bytesBefore = 1L << 40;
+    int error = ECONNRESET;
+};
+
+using Name = int(int, sockaddr*, socklen_t*);
+
+struct Direction {
+    Name* const name;  // which end of a socket is the server's
+    std::atomic<const Cut*> cut{nullptr};
+    std::atomic<unsigned short> port{0};
+    std::atomic<long> left{0};
+    std::atomic<bool> failed{false};
+    std::atomic<unsigned> calls{0};
+
+    void set(const Cut& wanted, unsigned short server) {
+        left = wanted.bytesBefore;
+        failed = false;
+        calls = 0;
+        port = server;
+        cut = &wanted;
+    }
+    bool concerns(int socket) const {
+        sockaddr_in address{};
+        socklen_t size = sizeof address;
+        return name(socket, reinterpret_cast<sockaddr*>(&address), &size) == 0 &&
+               ntohs(address.sin_port) == port;
+    }
+    // The size that the call is to move; 0 to fail with errno.
+    std::size_t sizeOf(const Cut& now, std::size_t size) {
+        if (now.between != 0 && ++calls % 2 == 1) return errno = now.between, 0;
+        if (left <= 0 && !failed.exchange(true)) return errno = now.error, 0;
+        if (!failed) size = std::min(size, static_cast<std::size_t>(left.load()));
+        return std::min(size, now.portion);
+    }
+    // Has `call` move as much as the cut lets it.
+    template <class Call>
+    ssize_t move(int socket, std::size_t size, Call call) {
+        const Cut* const now = cut;
+        if (now == nullptr || !concerns(socket)) return call(size);
+        size = sizeOf(*now, size);
+        if (size == 0) return -1;
+        const ssize_t n = call(size);
+        if (n > 0) left -= n;
+        return n;
+    }
+};
+Direction sends{getpeername}, receives{getsockname};
+
+// What the next accepts fail with, the last one first, while there is something to accept.
+std::atomic<const std::vector<int>*> acceptErrors{nullptr};
+std::atomic<std::size_t> errorsLeft{0};
+
+// While it lives. Sends are those of the server's clients, receives those of its connections.
+class CutSends {
+public:
+    CutSends(const Cut& cut, unsigned short server) { sends.set(cut, server); }
+    ~CutSends() { sends.cut = nullptr; }
+};
+class CutReceives {
+public:
+    CutReceives(const Cut& cut, unsigned short server) { receives.set(cut, server); }
+    ~CutReceives() { receives.cut = nullptr; }
+};
+
+}  // namespace
+
+// They take the place of the system's functions, for the library too.
+extern "C" ssize_t send(int socket, const void* data, size_t size, int flags) {
+    static const auto real = systemFunction("send", &send);
+    return sends.move(socket, size, [&](size_t n) { return real(socket, data, n, flags); });
+}
+
+extern "C" ssize_t sendmsg(int socket, const msghdr* message, int flags) {
+    static const auto real = systemFunction("sendmsg", &sendmsg);
+    iovec parts[2]{};
+    const std::size_t count = std::min(message->msg_iovlen, std::size(parts));
+    std::copy_n(message->msg_iov, count, parts);
+    return sends.move(socket, parts[0].iov_len + parts[1].iov_len, [&](std::size_t n) {
+        for (iovec& part : parts)
+            n -= part.iov_len = std::min(part.iov_len, n);
+        msghdr less = *message;
+        less.msg_iov = parts;
+        less.msg_iovlen = count;
+        return real(socket, &less, flags);
+    });
+}
+
+extern "C" ssize_t recv(int socket, void* data, size_t size, int flags) {
+    static const auto real = systemFunction("recv", &recv);
+    return receives.move(socket, size, [&](size_t n) { return real(socket, data, n, flags); });
+}
+
+extern "C" int accept(int socket, sockaddr* address, socklen_t* size) {
+    static const auto real = systemFunction("accept", &accept);
+    pollfd waiting{socket, POLLIN, 0};
+    std::size_t left = errorsLeft;
+    while (left != 0 && poll(&waiting, 1, 0) == 1) {
+        if (errorsLeft.compare_exchange_weak(left, left - 1))
+            return errno = (*acceptErrors)[left - 1], -1;
+    }
+    return real(socket, address, size);
+}
+
+// Every other wait is interrupted while sends or receives are cut. A look that waits for nothing is
+// not, as with signals.
+extern "C" int poll(pollfd* sockets, nfds_t count, int milliseconds) {
+    static const auto real = systemFunction("poll", &poll);
+    static std::atomic<unsigned> calls{0};
+    const bool interrupts = milliseconds != 0 && (sends.cut != nullptr || receives.cut != nullptr);
+    if (interrupts && ++calls % 2 == 1) return errno = EINTR, -1;
+    return real(sockets, count, milliseconds);
+}
+
+namespace qor {
+namespace {
+
+using network::frame;
+
+class CutTransfer : public network::NetworkTest {
+protected:
+    void SetUp() override {
+        ASSERT_TRUE(server.open(TcpAddr(0, "127.0.0.1"), events, network::kBuffer));
+    }
+    void TearDown() override {
+        client.close();
+        server.close();
+    }
+    bool connect() {
+        return client.open(TcpAddr(server.getLocalPort(), "127.0.0.1"), told, 5, network::kBuffer);
+    }
+    // A new client is served.
+    void expectServed() {
+        const unsigned before = events->count;
+        TcpClient other;
+        EXPECT_TRUE(other.open(TcpAddr(server.getLocalPort(), "127.0.0.1"), Handle<TcpCallback>(),
+                               5, network::kBuffer));
+        EXPECT_TRUE(other.send("other", 5) && events->received(before + 1));
+        other.close();
+    }
+
+    TcpServer server;
+    TcpClient client;
+    const Handle<network::Events> told{new network::Events};
+};
+
+TEST_F(CutTransfer, CarriesWholeFramesInAnyPortions) {
+    const Cut cuts[] = {
+        {.portion = 1},
+        {.portion = 3},
+        {.portion = 1000, .between = EINTR},
+        {.portion = 5, .between = EAGAIN},
+    };
+    const std::string payloads[] = {"", "x", "frame", std::string(3000, 'y')};
+    std::string expected;
+    for (const Cut& cut : cuts) {
+        // A blocking receive knows no EAGAIN.
+        Cut received = cut;
+        received.between = cut.between == EAGAIN ? EINTR : cut.between;
+        const CutSends cutSends(cut, server.getLocalPort());
+        const CutReceives cutReceives(received, server.getLocalPort());
+        ASSERT_TRUE(connect());
+        for (const std::string& payload : payloads) {
+            EXPECT_TRUE(client.send(payload, 5));
+            expected += payload + "|";
+        }
+        EXPECT_TRUE(network::until([&] { return events->frames() == expected; }));
+        client.close();
+    }
+}
+
+// A frame that was begun and not sent ends the connection, since the next one would be taken for
+// its rest. One that was not begun does not.
+TEST_F(CutTransfer, EndsWhereASendFailsInsideAFrame) {
+    const std::string payload(10, 'p'), large(3000, 'q');
+    struct Case {
+        const std::string& payload;
+        long bytes;
+    };
+    std::vector<Case> cases;
+    for (long bytes = 0; bytes < 14; ++bytes)
+        cases.push_back({payload, bytes});
+    for (const long bytes : {2L, 4L, 2999L, 3003L})
+        cases.push_back({large, bytes});
+    unsigned ends = 0;
+    for (const Case& c : cases) {
+        ASSERT_TRUE(connect());
+        const unsigned frames = events->count;
+        {
+            const Cut cut{.bytesBefore = c.bytes};
+            const CutSends cutSends(cut, server.getLocalPort());
+            EXPECT_FALSE(client.send(c.payload, 5)) << c.bytes;
+        }
+        EXPECT_EQ(client.send("next", 5), c.bytes == 0) << c.bytes;
+        if (c.bytes != 0) {
+            EXPECT_TRUE(told->ended(ends + 1)) << c.bytes;
+        } else {
+            EXPECT_TRUE(events->received(frames + 1));
+        }
+        client.close();
+        EXPECT_EQ(told->closed, ++ends) << c.bytes;
+        EXPECT_TRUE(events->ended(ends));
+        EXPECT_EQ(events->count, frames + (c.bytes == 0 ? 1 : 0)) << c.bytes;
+    }
+    EXPECT_TRUE(logged("\"Connection reset by peer\" send_n failed 127.**.**.1:"));
+    expectServed();
+}
+
+// For each place in two frames: what was received whole before is told, and nothing after it.
+TEST_F(CutTransfer, EndsWhereAReceiveFails) {
+    const std::string first(3, 'a'), second(5, 'b');
+    const long all = static_cast<long>(frame(first).size() + frame(second).size());
+    std::string expected;
+    for (long bytes = 0; bytes < all; ++bytes) {
+        const Cut cut{.bytesBefore = bytes};
+        const unsigned ends = events->closed;
+        {
+            const CutReceives cutReceives(cut, server.getLocalPort());
+            ASSERT_TRUE(connect());
+            client.send(first, 5);
+            client.send(second, 5);
+            EXPECT_TRUE(events->ended(ends + 1)) << bytes;
+        }
+        EXPECT_TRUE(told->ended(ends + 1)) << bytes;
+        client.close();
+        if (bytes >= static_cast<long>(frame(first).size())) expected += first + "|";
+        EXPECT_EQ(events->frames(), expected) << bytes;
+        EXPECT_EQ(events->closed, ends + 1);
+    }
+    expectServed();
+}
+
+// A client that is gone before it is accepted, and memory that the system lacks for one, are told
+// by the log. Whoever waits is accepted afterwards.
+TEST_F(CutTransfer, AcceptsAfterFailures) {
+    const std::vector<int> errors{ECONNABORTED, EPROTO, ENOBUFS, EINTR, ECONNABORTED};
+    acceptErrors = &errors;
+    errorsLeft = errors.size();
+    expectServed();
+    EXPECT_EQ(errorsLeft, 0u);
+    for (const char* line : {"accept() \"Software caused connection abort\" accept()",
+                             "accept() \"No buffer space available\" accept()"})
+        EXPECT_TRUE(logged(line)) << line;
+}
+
+}  // namespace
+}  // namespace qor

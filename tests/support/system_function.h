@@ -1,0 +1,24 @@
+#ifndef QOR_TESTS_SUPPORT_SYSTEM_FUNCTION_H
+#define QOR_TESTS_SUPPORT_SYSTEM_FUNCTION_H
+
+#include <dlfcn.h>
+
+#include <cstdio>
+
+namespace support {
+
+// The system's function of which a test program has one of its own in the place, for the library
+// too: that one calls it. Nothing is allocated. Under a sanitizer it is the sanitizer's, which has
+// to see the calls.
+template <class Function>
+Function* systemFunction(const char* name, Function*) {
+    char interceptor[64];
+    std::snprintf(interceptor, sizeof interceptor, "__interceptor_%s", name);
+    void* found = dlsym(RTLD_DEFAULT, interceptor);
+    if (found == nullptr) found = dlsym(RTLD_NEXT, name);
+    return reinterpret_cast<Function*>(found);
+}
+
+}  // namespace support
+
+#endif  // QOR_TESTS_SUPPORT_SYSTEM_FUNCTION_H
