@@ -3,6 +3,10 @@
 find_program(CCACHE ccache)
 if(CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
   set(CMAKE_CXX_COMPILER_LAUNCHER ${CCACHE})
+  if(QOR_PRECOMPILE)
+    set(CMAKE_CXX_COMPILER_LAUNCHER
+        ${CMAKE_COMMAND} -E env CCACHE_SLOPPINESS=pch_defines,time_macros ${CCACHE})
+  endif()
 endif()
 
 if(QOR_SANITIZE)
@@ -56,5 +60,9 @@ endfunction()
 function(qor_precompile target when)
   if(QOR_PRECOMPILE IN_LIST when)
     target_precompile_headers(${target} ${ARGN})
+    # For the compiler cache.
+    if(CMAKE_CXX_COMPILER_ID STREQUAL GNU)
+      target_compile_options(${target} PRIVATE -fpch-preprocess)
+    endif()
   endif()
 endfunction()

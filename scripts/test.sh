@@ -12,6 +12,7 @@ libcxx) scripts/setup.sh libcxx ;;
 esac
 echo "test: building ($preset)"
 # What other scripts have left out is in.
-cmake --preset "$preset" -U QOR_TEST_AREAS -U QOR_BUILD_TOOLS -U QOR_PRECOMPILE >/dev/null
+cmake --preset "$preset" -U QOR_TEST_AREAS -U QOR_TEST_BY_AREA -U QOR_BUILD_TOOLS \
+    -D QOR_PRECOMPILE=tests >/dev/null
 cmake --build --preset "$preset"
 ctest --preset "$preset" -j "$(nproc)"
