@@ -13,7 +13,10 @@ seconds="${1:-60}"
 preset="${2:-asan}"
 visitors="${3:-$([ "$seconds" -ge 600 ] && echo 500 || echo 0)}"
 
-scripts/setup.sh test
+case "$preset" in
+asan | tsan) scripts/setup.sh clang ;;
+*) scripts/setup.sh test ;;
+esac
 cmake --preset "$preset" >/dev/null
 cmake --build --preset "$preset" --target qor_messenger
 out="build/$preset/soak"

@@ -15,7 +15,7 @@
 namespace {
 
 // How many more threads there are; each one that is asked for takes one.
-constexpr long kNoEnd = 1L << 40;
+constexpr long kNoEnd = 1L << 30;
 std::atomic<long> threadsLeft{kNoEnd};
 std::atomic<unsigned> refused{0};
 

@@ -24,7 +24,7 @@ struct Cut {
     std::size_t portion = 1UL << 30;  // the most bytes of one call
     int between = 0;                  // the error of every other call
     // After this number of bytes one call fails with `error`.
-    long bytesBefore = 1L << 40;
+    long bytesBefore = 1L << 30;
     int error = ECONNRESET;
 };
 

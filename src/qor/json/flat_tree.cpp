@@ -17,6 +17,7 @@ namespace qor::json {
 namespace {
 
 constexpr const char* kMaker = "qor::json::JsonParser::from";
+constexpr const char* kPageMaker = "qor::json::JsonUnit::value";
 constexpr const char* kEnder = "qor::json::JsonValue::~JsonValue";
 
 constexpr std::size_t kRootRoom = std::max(sizeof(JsonArray), sizeof(JsonObject));
@@ -207,7 +208,7 @@ Page& FlatTree::takePage(std::size_t size) {
 }
 
 Page* FlatTree::makePage(std::size_t room) {
-    void* const block = newNode(sizeof(Page) + room, __FILE__, __LINE__, kMaker);
+    void* const block = newNode(sizeof(Page) + room, __FILE__, __LINE__, kPageMaker);
     char* const first = static_cast<char*>(block) + sizeof(Page);
     auto* const page = ::new (block) Page{{{0}, this}, nullptr, first, first + room};
     page->previous = pages_.load(std::memory_order_relaxed);

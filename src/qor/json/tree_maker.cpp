@@ -10,8 +10,6 @@ namespace qor::json {
 
 namespace {
 
-constexpr const char* kMaker = "qor::json::JsonUnit::value";
-
 // Of a container and its slots.
 constexpr std::size_t sizeOf(bool object, std::size_t count) noexcept {
     using Pair = JsonObject::value_type;

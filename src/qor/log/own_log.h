@@ -84,11 +84,17 @@ Result guarded(logger& (*log)(), Place at, Result otherwise, Call call) {
     };
     try {
         return call();
+#ifdef __GLIBCXX__
     } catch (const abi::__forced_unwind&) {
         throw;
+#endif
     } catch (const std::exception& e) {
         raised(e.what());
     } catch (...) {
+#ifndef __GLIBCXX__
+        // To other libraries the end of a thread is an exception of no C++ type.
+        if (abi::__cxa_current_exception_type() == nullptr) throw;
+#endif
         raised("an exception of another type");
     }
     return otherwise;
