@@ -133,7 +133,7 @@ TEST_F(NoThreadsForConnections, OpensNoClient) {
         EXPECT_EQ(client.getLocalPort(), 0);
         client.close();
     }
-    EXPECT_EQ(threads(), before);
+    EXPECT_LE(threads(), before);
     ASSERT_TRUE(client.open(listener.addr(), events, 5, network::kBuffer));
     EXPECT_TRUE(client.send("x", 5));
     EXPECT_EQ(listener.accept().read(5), network::frame("x"));
@@ -169,7 +169,7 @@ TEST_F(NoThreadsForConnections, OpensNoHalfServer) {
             EXPECT_TRUE(events->received(1));
         }
         server.close();
-        EXPECT_TRUE(network::until([&] { return threads() == before; })) << failures;
+        EXPECT_TRUE(network::until([&] { return threads() <= before; })) << failures;
         EXPECT_EQ(support::openDescriptors(), descriptors) << failures;
     }
     EXPECT_GE(failures, 3u);

@@ -2,6 +2,7 @@
 #include <netinet/in.h>
 #include <poll.h>
 #include <sys/socket.h>
+#include <sys/syscall.h>
 
 #include <algorithm>
 #include <atomic>
@@ -96,8 +97,9 @@ extern "C" ssize_t send(int socket, const void* data, size_t size, int flags) {
     return sends.move(socket, size, [&](size_t n) { return real(socket, data, n, flags); });
 }
 
-extern "C" ssize_t sendmsg(int socket, const msghdr* message, int flags) {
-    static const auto real = systemFunction("sendmsg", &sendmsg);
+using SendMessage = ssize_t(int, const msghdr*, int);
+
+static ssize_t sendMessage(SendMessage* real, int socket, const msghdr* message, int flags) {
     iovec parts[2]{};
     const std::size_t count = std::min(message->msg_iovlen, std::size(parts));
     std::copy_n(message->msg_iov, count, parts);
@@ -110,6 +112,19 @@ extern "C" ssize_t sendmsg(int socket, const msghdr* message, int flags) {
         return real(socket, &less, flags);
     });
 }
+
+extern "C" ssize_t sendmsg(int socket, const msghdr* message, int flags) {
+    static const auto real = systemFunction("sendmsg", &sendmsg);
+    return sendMessage(real, socket, message, flags);
+}
+
+#ifdef SYS_clock_gettime64
+// The one of 32-bit machines for sources whose time has 64 bits.
+extern "C" ssize_t __sendmsg64(int socket, const msghdr* message, int flags) {
+    static const auto real = systemFunction<SendMessage>("__sendmsg64", nullptr);
+    return sendMessage(real, socket, message, flags);
+}
+#endif
 
 extern "C" ssize_t recv(int socket, void* data, size_t size, int flags) {
     static const auto real = systemFunction("recv", &recv);

@@ -153,6 +153,7 @@ TEST_F(TcpServerTest, LosesOneClientToWhatItsCallbackRaises) {
 }
 
 // A sanitizer has a thread of its own from the first one on that is started.
+// Threads of earlier tests may still end: there can be fewer later.
 std::size_t threads() {
     static const bool started = (std::thread([] {}).join(), true);
     static_cast<void>(started);
@@ -223,7 +224,7 @@ TEST_F(TcpServerTest, CarriesTwoHundredConnectionsAtOnce) {
     EXPECT_EQ(events->closed, static_cast<unsigned>(kClients));
     for (TcpClient& client : clients)
         client.close();
-    EXPECT_TRUE(until([&] { return threads() == before; }));
+    EXPECT_TRUE(until([&] { return threads() <= before; }));
     EXPECT_EQ(support::openDescriptors(), descriptors);
 }
 
@@ -248,7 +249,7 @@ TEST_F(TcpServerTest, KeepsNothingOfItsClients) {
     for (std::thread& other : others)
         other.join();
     EXPECT_TRUE(events->ended(static_cast<unsigned>(4 * each)));
-    EXPECT_TRUE(until([&] { return threads() == before; }));
+    EXPECT_TRUE(until([&] { return threads() <= before; }));
     EXPECT_TRUE(until([&] { return support::openDescriptors() == descriptors; }));
     EXPECT_EQ(log->entries().find("start tcp server failure"), std::string::npos);
     EXPECT_FALSE(server.send(TcpAddr(), "x", 0));
