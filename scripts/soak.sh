@@ -14,7 +14,7 @@ preset="${2:-asan}"
 visitors="${3:-$([ "$seconds" -ge 600 ] && echo 500 || echo 0)}"
 
 case "$preset" in
-asan | tsan) scripts/setup.sh clang ;;
+asan) scripts/setup.sh clang ;;
 *) scripts/setup.sh test ;;
 esac
 cmake --preset "$preset" >/dev/null

@@ -6,7 +6,7 @@ cd "$(dirname "$0")/.."
 preset=${1:-debug}
 
 case "$preset" in
-asan | tsan | clang) scripts/setup.sh clang ;;
+asan | clang) scripts/setup.sh clang ;;
 libcxx) scripts/setup.sh libcxx ;;
 *) scripts/setup.sh test ;;
 esac
