@@ -8,6 +8,8 @@
 #include <atomic>
 #include <cerrno>
 #include <iterator>
+#include <mutex>
+#include <optional>
 #include <vector>
 
 #include "qor/qor.h"
@@ -33,7 +35,8 @@ using Name = int(int, sockaddr*, socklen_t*);
 
 struct Direction {
     Name* const name;  // which end of a socket is the server's
-    std::atomic<const Cut*> cut{nullptr};
+    mutable std::mutex lock{};
+    std::optional<Cut> cut{};
     std::atomic<unsigned short> port{0};
     std::atomic<long> left{0};
     std::atomic<bool> failed{false};
@@ -44,7 +47,17 @@ struct Direction {
         failed = false;
         calls = 0;
         port = server;
-        cut = &wanted;
+        const std::lock_guard guard(lock);
+        cut = wanted;
+    }
+    void end() {
+        const std::lock_guard guard(lock);
+        cut.reset();
+    }
+    // A copy, since a call may outlive what cuts it.
+    std::optional<Cut> now() const {
+        const std::lock_guard guard(lock);
+        return cut;
     }
     bool concerns(int socket) const {
         sockaddr_in address{};
@@ -62,9 +75,9 @@ struct Direction {
     // Has `call` move as much as the cut lets it.
     template <class Call>
     ssize_t move(int socket, std::size_t size, Call call) {
-        const Cut* const now = cut;
-        if (now == nullptr || !concerns(socket)) return call(size);
-        size = sizeOf(*now, size);
+        const std::optional<Cut> cutNow = now();
+        if (!cutNow || !concerns(socket)) return call(size);
+        size = sizeOf(*cutNow, size);
         if (size == 0) return -1;
         const ssize_t n = call(size);
         if (n > 0) left -= n;
@@ -81,12 +94,12 @@ std::atomic<std::size_t> errorsLeft{0};
 class CutSends {
 public:
     CutSends(const Cut& cut, unsigned short server) { sends.set(cut, server); }
-    ~CutSends() { sends.cut = nullptr; }
+    ~CutSends() { sends.end(); }
 };
 class CutReceives {
 public:
     CutReceives(const Cut& cut, unsigned short server) { receives.set(cut, server); }
-    ~CutReceives() { receives.cut = nullptr; }
+    ~CutReceives() { receives.end(); }
 };
 
 }  // namespace
@@ -147,7 +160,7 @@ extern "C" int accept(int socket, sockaddr* address, socklen_t* size) {
 extern "C" int poll(pollfd* sockets, nfds_t count, int milliseconds) {
     static const auto real = systemFunction("poll", &poll);
     static std::atomic<unsigned> calls{0};
-    const bool interrupts = milliseconds != 0 && (sends.cut != nullptr || receives.cut != nullptr);
+    const bool interrupts = milliseconds != 0 && (sends.now() || receives.now());
     if (interrupts && ++calls % 2 == 1) return errno = EINTR, -1;
     return real(sockets, count, milliseconds);
 }
