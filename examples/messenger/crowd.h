@@ -56,7 +56,7 @@ protected:
 
 private:
     static constexpr unsigned kVisitsToReload = 50;
-    static constexpr int kPauseMs = 10;
+    static constexpr int kPauseMs = 100;
 
     void come(std::size_t place) {
         const qor::String name = "visitor" + std::to_string(++visits_);

@@ -5,7 +5,7 @@
 //     messenger serve PORT             until "quit" is typed, or a signal ends it
 //     messenger talk HOST PORT NAME    a line goes to everybody, "/help" shows what else there is
 //     messenger demo                   a server and all who speak in the transcript
-//     messenger soak SECONDS VISITORS  the same for that time, among visitors that come and go
+//     messenger soak SECONDS VISITORS  the same for that time or until a signal, among visitors
 //
 // Behind these, SETTINGS.pml and LOGFILE may be given.
 
@@ -54,16 +54,21 @@ void openLogs(const Settings& settings, const std::string& path) {
     }
 }
 
-// serve
-
-bool signalled() {
+// Waits for a signal that ends the program.
+bool signalledWithin(const qor::Time& time) {
     sigset_t ends;
     sigemptyset(&ends);
     sigaddset(&ends, SIGINT);
     sigaddset(&ends, SIGTERM);
-    const timespec now{};
-    return sigtimedwait(&ends, nullptr, &now) > 0;
+    const timespec left{static_cast<time_t>(time.toSeconds()),
+                        static_cast<long>(time.toMicroSeconds() % 1000000) * 1000};
+    return sigtimedwait(&ends, nullptr, &left) > 0;
 }
+bool signalled() {
+    return signalledWithin(qor::Time());
+}
+
+// serve
 
 int serve(const Settings& settings, unsigned short port) {
     const auto server = qor::makeHandle<Server>("messenger::serve");
@@ -126,7 +131,7 @@ std::vector<Line> readTranscript(const std::string& path) {
 // Speaks one user's lines, and measures until the server has told of each that it was delivered.
 class Speaker : public qor::SimpleThread {
 public:
-    // Without rounds it speaks until it is stopped.
+    // Without rounds it speaks until it is stopped, with a pause after each round.
     Speaker(const qor::String& name, const std::vector<Line>& transcript, unsigned rounds)
         : SimpleThread(nullptr, name.c_str()),
           client_(qor::makeHandle<Client>("messenger::Speaker::Speaker",
@@ -145,7 +150,9 @@ protected:
         for (const Line& line : transcript_) {
             if (line.from == name()) speak(line);
         }
-        return rounds_ == 0 || ++round_ < rounds_;
+        if (rounds_ != 0) return ++round_ < rounds_;
+        wait(qor::Time::milliSeconds(kPauseMs));
+        return true;
     }
 
 private:
@@ -165,6 +172,7 @@ private:
     }
 
     static constexpr std::size_t kKept = 10000;
+    static constexpr int kPauseMs = 50;
 
     const qor::Handle<Client> client_;
     const std::vector<Line>& transcript_;
@@ -219,7 +227,7 @@ struct Soak {
 // visits failed.
 unsigned watchCrowd(const Settings& settings, const qor::TcpAddr& server, const Soak& soak) {
     if (soak.visitors == 0) {
-        qor::Time::seconds(soak.seconds).sleep();
+        signalledWithin(qor::Time::seconds(soak.seconds));
         return 0;
     }
     constexpr long kReports = 100;
@@ -227,10 +235,11 @@ unsigned watchCrowd(const Settings& settings, const qor::TcpAddr& server, const 
                                               settings.heartbeat, settings.socketBuffer);
     crowd->startAndWait();
     const qor::Time begin = qor::Time::now(qor::Time::Monotonic);
-    for (long i = 1; i <= kReports; ++i) {
+    bool ended = false;
+    for (long i = 1; i <= kReports && !ended; ++i) {
         const qor::Time due = begin + qor::Time::milliSeconds(soak.seconds * 1000 / kReports * i);
         const qor::Time left = due - qor::Time::now(qor::Time::Monotonic);
-        if (left > qor::Time()) left.sleep();
+        ended = left > qor::Time() && signalledWithin(left);
         std::cout << "latency of visitors: " << crowd->medianMicroseconds() << std::endl;
     }
     crowd->stop();
