@@ -12,6 +12,7 @@
 #include <system_error>
 
 #include "base/decimal.h"
+#include "platform/from_chars.h"
 #include "qor/base/base_type_convert.h"
 
 namespace qor {
@@ -46,7 +47,7 @@ bool parse(istr text, T& target) noexcept {
     const bool negative = takeSign(text);
     const bool belowZero = negative && std::is_signed_v<T>;
     unsigned long long magnitude = 0;
-    const std::errc error = std::from_chars(text.begin(), text.end(), magnitude).ec;
+    const std::errc error = platform::from_chars(text.begin(), text.end(), magnitude).ec;
     if (error == std::errc::invalid_argument) {
         target = 0;
         return false;
@@ -96,7 +97,7 @@ bool parse(istr text, T& target) noexcept {
         }
     }
     T magnitude = 0;
-    const auto [end, error] = std::from_chars(text.begin(), text.end(), magnitude);
+    const auto [end, error] = platform::from_chars(text.begin(), text.end(), magnitude);
     if (error == std::errc::invalid_argument) return false;
     if (endsInBareExponent(text.begin(), end, text.end())) return false;
     const bool tooLarge =
