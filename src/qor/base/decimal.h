@@ -88,9 +88,12 @@ constexpr std::optional<double> scaled(Word digits, int places) noexcept {
     // The product's upper half, of 63 or 64 bits; the exact one is less than 2 larger.
     const Word product = static_cast<Word>(Wide(digits << shift) * inverse.factor >> 64);
     const int unused = static_cast<int>(~product >> 63);
-    const Word scaled = product << unused;  // the exact one is less than 4 larger
+    const Word scaled = product << unused;
     constexpr Word kHalf = Word(1) << (kExtraBits - 1);
-    if (kHalf - (scaled & (2 * kHalf - 1)) < 4) return std::nullopt;
+    // Whether the exact one may lie on the other side of the half; of a shifted one, which is even,
+    // two steps below it are one.
+    const Word below = kHalf - (scaled & (2 * kHalf - 1));
+    if (below < 2 + static_cast<Word>(unused)) return std::nullopt;
     // Rounds without a branch. That may give one more bit, which carries into the exponent.
     const Word mantissa = ((scaled >> (kExtraBits - 1)) + 1) >> 1;
     const auto exponent = static_cast<Word>(inverse.exponent - shift - unused);
