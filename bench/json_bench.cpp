@@ -10,6 +10,7 @@
 #include "json_documents.h"
 #include "qor/json/json_T.h"
 #include "qor/json/json_unit.h"
+#include "qor/json/json_view.h"
 #include "qor/json/qor_json_parser.h"
 
 namespace {
@@ -58,6 +59,54 @@ void JsonVisit_qor(benchmark::State& state) {
     });
 }
 BENCHMARK(JsonVisit_qor)->DenseRange(0, bench::kDocuments - 1);
+
+JsonDocument parseDocument(const std::string& text) {
+    return JsonDocument::from(text);
+}
+
+void JsonParse_qor_view(benchmark::State& state) {
+    bench::parseEach(state, parseDocument);
+}
+BENCHMARK(JsonParse_qor_view)->DenseRange(0, bench::kDocuments - 1);
+
+void visit(JsonView view, bench::Visited& visited);
+
+void visitMembers(JsonView object, bench::Visited& visited) {
+    for (const auto& [key, child] : object.members()) {
+        visited.bytes += key.size();
+        visit(child, visited);
+    }
+}
+
+void visit(JsonView view, bench::Visited& visited) {
+    switch (view.kind()) {
+        case JsonKind::Object:
+            return visitMembers(view, visited);
+        case JsonKind::Array:
+            for (const JsonView child : view.elements())
+                visit(child, visited);
+            return;
+        case JsonKind::String:
+            visited.bytes += view.text().size();
+            return;
+        case JsonKind::Number: {
+            double number = 0;
+            view >> number;
+            visited.numbers += number;
+            return;
+        }
+        default:
+            ++visited.others;
+    }
+}
+
+// The same visit, without making values.
+void JsonVisit_qor_view(benchmark::State& state) {
+    bench::visitEach(state, parseDocument, [](const JsonDocument& tree, bench::Visited& visited) {
+        visit(tree.root(), visited);
+    });
+}
+BENCHMARK(JsonVisit_qor_view)->DenseRange(0, bench::kDocuments - 1);
 
 void JsonWrite_qor(benchmark::State& state) {
     bench::writeEach(state, parse, [](const Tree& tree) { return tree->toJson(); });

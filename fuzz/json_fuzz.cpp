@@ -1,7 +1,7 @@
 // The JSON parser takes any bytes, and makes of them what a plain reading of the format makes. What
 // is written in either layout is read again, and gives the same but for some keys. Values that are
 // taken out of the tree, changed, moved and kept, in an order that the input decides, are what a
-// plain tree has after the same.
+// plain tree has after the same. Views of a document show what the plain tree has.
 
 #include <iterator>
 #include <map>
@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "qor/json/json_unit.h"
+#include "qor/json/json_view.h"
 #include "qor/json/qor_json_parser.h"
 
 namespace {
@@ -197,6 +198,43 @@ std::string outcomeOf(Call call) {
     } catch (const std::runtime_error& e) {
         return e.what();
     }
+}
+
+void requireSeen(JsonView view, const Slot& plain);
+
+void requireMembersSeen(JsonView view, const std::map<std::string, Slot>& pairs) {
+    const JsonMembers members = view.members();
+    require(members.size() == pairs.size());
+    auto pair = pairs.begin();
+    for (const auto& [key, member] : members) {
+        require(std::string(key) == pair->first);
+        requireSeen(member, pair->second);
+        require(view[key].kind() == member.kind() && members.child(key).kind() == member.kind());
+        ++pair;
+    }
+    require(view[""].isNull() && members.child("").isNull());
+}
+
+void requireSeen(JsonView view, const Slot& plain) {
+    if (plain == nullptr) return require(view.isNull());
+    if (plain->kind == Value::Object) {
+        require(view.isObject());
+        return requireMembersSeen(view, plain->pairs);
+    }
+    if (plain->kind == Value::Array) {
+        require(view.isArray() && view.size() == plain->elements.size());
+        auto element = plain->elements.begin();
+        for (const JsonView seen : view.elements())
+            requireSeen(seen, *element++);
+        return require(view.at(plain->elements.size()).isNull());
+    }
+    if (plain->kind == Value::Boolean) {
+        bool flag = plain->text != "true";
+        view >> flag;
+        return require(view.isBoolean() && flag == (plain->text == "true"));
+    }
+    require(plain->kind == Value::String ? view.isString() : view.isNumber());
+    require(std::string(view.text()) == plain->text);
 }
 
 // Does the same to a tree that was read and to a plain one. The bytes of the input decide what is
@@ -399,6 +437,12 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t siz
         tree = JsonParser::from(istr(data, size));
         return std::string(tree->encode(false, false, 0));
     });
+    JsonDocument document;
+    const std::string seen = outcomeOf([&] {
+        document = JsonDocument::from(istr(data, size));
+        return std::string(document.root().encode(false, false, 0));
+    });
+    require(seen == outcome);
     // The plain form recurses.
     if (size < 5000) {
         Slot plain;
@@ -408,6 +452,7 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t siz
         });
         // A message ends at its first zero.
         require(tree ? outcome == expected : outcome == expected.c_str());
+        if (tree) requireSeen(document.root(), plain);
         if (tree) Changes(text, JsonParser::from(istr(data, size)), std::move(plain)).run();
     }
 

@@ -36,7 +36,7 @@ Found foundIn(const StructureForm& form, const std::vector<char>& text, std::siz
         out = form.find(state, text.data() + at, blocks, static_cast<ulong32>(at), out);
         at += blocks * kBlock;
     }
-    return {{room.data(), out}, state.anyBackslash(), state.ended()};
+    return {{room.data(), out}, state.takeBackslash(), state.ended()};
 }
 
 void requireIndexed(const StructureForm& form, const char* text, ulong32 size, const Found& found) {
@@ -50,7 +50,7 @@ void requireIndexed(const StructureForm& form, const char* text, ulong32 size, c
     }
     const auto isEnd = [&](ulong32 position) { return position == size; };
     require(std::all_of(index.current(), index.current() + StructureIndex::kAhead, isEnd));
-    require(index.anyBackslash() == found.anyBackslash);
+    require(index.anyBackslashFrom(0) == found.anyBackslash);
 }
 
 // The text is at the very end of its memory.

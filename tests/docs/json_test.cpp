@@ -6,6 +6,7 @@
 #include <map>
 
 #include "qor/json/json_T.h"
+#include "qor/json/json_view.h"
 #include "support/bound.h"
 #include "support/document.h"
 
@@ -31,6 +32,8 @@ TEST(Formats, JsonIsReadAndWrittenAsTold) {
         JsonUnit unit;
         unit.decode(unquoted(row[0]));
         EXPECT_EQ(unit.encode(false, false, 0), unquoted(row[1]));
+        const JsonDocument document = JsonDocument::from(unquoted(row[0]));
+        EXPECT_EQ(document.root().encode(false, false, 0), unquoted(row[1]));
     }
     const std::vector<Row> malformed = page().tablesOf("Malformed JSON");
     ASSERT_EQ(malformed.size(), 24u);

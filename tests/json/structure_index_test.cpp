@@ -59,7 +59,7 @@ Found indexed(const StructureForm& form, const std::string& text, bool oneByOne)
         EXPECT_EQ(index.current()[i % StructureIndex::kAhead], size);
         if (i % 5 == 0) index.moveTo(index.current() + 1);
     }
-    found.anyBackslash = index.anyBackslash();
+    found.anyBackslash = index.anyBackslashFrom(0);
     return found;
 }
 
@@ -76,7 +76,7 @@ Found foundInBlocks(const StructureForm& form, std::string text, std::size_t blo
         out = form.find(state, exact.data() + at, blocks, static_cast<ulong32>(at), out);
         at += blocks * kBlock;
     }
-    return {{room.data(), out}, state.anyBackslash(), state.ended()};
+    return {{room.data(), out}, state.takeBackslash(), state.ended()};
 }
 
 void expectSamePositions(const std::string& text) {

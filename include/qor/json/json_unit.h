@@ -15,8 +15,8 @@
 #include "qor/base/base_type_bytes.h"
 #include "qor/base/base_type_number.h"
 #include "qor/base/base_type_time.h"
+#include "qor/json/json_conversion.h"
 #include "qor/json/json_value.h"
-#include "qor/util/BinaryStream.h"
 
 // The slot for a value, and the values that are made of slots.
 
@@ -112,7 +112,7 @@ public:
             booleanValue().setValue(value);
         } else {
             String text;
-            formatNumber(numberOf(value), text);
+            formatNumber(JsonConversion::numberOf(value), text);
             setNumber(text);
         }
         return *this;
@@ -131,15 +131,7 @@ public:
     // 0, and of one with more behind it that is not looked at: "1.5" is the integer 1.
     template <WireScalar T>
     const JsonUnit& operator>>(T& target) const {
-        if constexpr (NumberWrapper<T>) {
-            return *this >> target.value();
-        } else if constexpr (std::same_as<T, bool>) {
-            readBoolean(target);
-        } else if (istr text; readText(JsonValue::Kind::Number, text)) {
-            Number<T> number{};
-            parseNumber(text, number);
-            target = static_cast<T>(number);
-        }
+        JsonConversion::read(*this, target);
         return *this;
     }
     const JsonUnit& operator>>(std::string& target) const;
@@ -156,6 +148,7 @@ public:
 
 private:
     friend JsonArray;
+    friend JsonConversion;
     friend TreeMaker;
     friend TreeEnd;
     friend JsonFormatter;
@@ -174,23 +167,6 @@ private:
     static constexpr Word kMarks = 7;
     static constexpr unsigned kDistanceBits = 29, kNodeShift = 32;
     static constexpr Word kDistance = (Word(1) << kDistanceBits) - 1 - kMarks;
-
-    // What a number is written and read as: a character by its value, a wide one by its code.
-    template <class T>
-    using Number = std::conditional_t<
-        std::same_as<T, char> || std::same_as<T, signed char>, short,
-        std::conditional_t<std::same_as<T, unsigned char>, unsigned short,
-                           std::conditional_t<std::same_as<T, wchar_t>, long32, T>>>;
-
-    // A char has a sign, also where the platform's has none.
-    template <class T>
-    static Number<T> numberOf(T value) noexcept {
-        if constexpr (std::same_as<T, char>) {
-            return static_cast<signed char>(value);
-        } else {
-            return static_cast<Number<T>>(value);
-        }
-    }
 
     static bool isLazy(Word word) noexcept { return (word & kLazy) != 0; }
     static bool isShort(Word word) noexcept { return (word & (kLazy | kShort)) == kShort; }
@@ -224,6 +200,8 @@ private:
     bool readText(JsonValue::Kind kind, istr& text) const {
         return this->kind() == kind && (text = scalarText(), true);
     }
+    bool readNumber(istr& text) const { return readText(JsonValue::Kind::Number, text); }
+    bool readString(istr& text) const { return readText(JsonValue::Kind::String, text); }
     istr scalarText() const;
     void view(istr& text) const;
     void readBoolean(bool& target) const noexcept;

@@ -17,6 +17,8 @@
 namespace qor::json {
 
 class JsonUnit;
+class JsonView;
+class JsonDocument;
 class JsonBoolean;
 class JsonNumber;
 class JsonString;
@@ -72,6 +74,7 @@ private:
     friend class JsonObject;
     friend class JsonUnit;
     friend class JsonFormatter;
+    friend JsonDocument;
     friend FlatTree;
     friend TreeMaker;
     friend TreeEnd;
@@ -232,8 +235,13 @@ public:
     String toString() const;
 
 private:
+    friend JsonView;
     class Output;
     class Run;
+    // Of a value in a tree that was read.
+    String toString(FlatTree& tree, ulong32 node) const;
+    template <class Write>
+    void format(String& out, std::size_t expectedSize, Write write) const;
     static void indent(Output& out, bool pretty, long long level);
 
     const JsonValue* value_;

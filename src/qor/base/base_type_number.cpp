@@ -84,18 +84,12 @@ bool endsInBareExponent(const char* begin, const char* end, const char* textEnd)
     return std::string_view(begin, end).find_first_of("eE") == std::string_view::npos;
 }
 
+// Of a number without its sign.
 template <std::floating_point T>
-bool parse(istr text, T& target) noexcept {
-    const bool negative = takeSign(text);
+[[gnu::noinline]] bool parseMagnitude(istr text, bool negative, T& target) noexcept {
     target = 0;
     // What from_chars would take and a stream does not: "inf", "nan", a second minus.
     if (text.empty() || !(isDigit(*text) || *text == '.')) return false;
-    if constexpr (std::same_as<T, double>) {
-        if (const std::optional<double> magnitude = decimal::read(std::string_view(text))) {
-            target = negative ? -*magnitude : *magnitude;
-            return true;
-        }
-    }
     T magnitude = 0;
     const auto [end, error] = platform::from_chars(text.begin(), text.end(), magnitude);
     if (error == std::errc::invalid_argument) return false;
@@ -105,6 +99,18 @@ bool parse(istr text, T& target) noexcept {
     if (tooLarge) magnitude = std::numeric_limits<T>::max();
     target = negative ? -magnitude : magnitude;
     return !tooLarge;
+}
+
+template <std::floating_point T>
+bool parse(istr text, T& target) noexcept {
+    const bool negative = takeSign(text);
+    if constexpr (std::same_as<T, double>) {
+        if (const std::optional<double> magnitude = decimal::read(std::string_view(text))) {
+            target = negative ? -*magnitude : *magnitude;
+            return true;
+        }
+    }
+    return parseMagnitude(text, negative, target);
 }
 
 // The 32 bits of a long.

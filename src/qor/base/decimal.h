@@ -19,19 +19,26 @@ __extension__ typedef unsigned __int128 Wide;
 
 using Word = std::uint64_t;
 
-// 2^(63 + bits) / 5^k, rounded down, where 5^k has so many bits; for k above 0.
+// 2^(63 + bits) / 5^k, rounded down, where 5^k has so many bits; for k above 0. And the biased
+// exponent of a double that is a product of that, of 64 bits, and of an integer of 64 bits, less
+// one for the highest bit of its mantissa.
 struct InversePower {
     Word factor;
-    int bits;
+    int exponent;
 };
 inline constexpr int kMostPlaces = 16;
+inline constexpr int kMantissaBits = 53, kExtraBits = 64 - kMantissaBits;
 inline constexpr auto kInversePowers = [] {
     std::array<InversePower, kMostPlaces + 1> powers{};
     Word power = 1;
+    int places = 0;
     for (InversePower& inverse : powers) {
         const int bits = static_cast<int>(std::bit_width(power));
-        inverse = {static_cast<Word>((Wide(1) << (63 + bits)) / power), bits};
+        const int exponent = 1 - bits - places + kExtraBits;
+        inverse = {static_cast<Word>((Wide(1) << (63 + bits)) / power),
+                   exponent + 1023 + kMantissaBits - 2};
         power *= 5;
+        ++places;
     }
     return powers;
 }();
@@ -46,13 +53,27 @@ constexpr Word valueOfEight(Word digits) noexcept {
 
 // The number of bytes before the first one that is not a digit; 8 if all are digits. `word` has had
 // '0' taken off each byte by exclusive or.
+constexpr Word foreignBytes(Word word) noexcept {
+    return (word | (word + 0x7676767676767676)) & 0x8080808080808080;
+}
 constexpr int leadingDigits(Word word) noexcept {
-    const Word foreign = (word | (word + 0x7676767676767676)) & 0x8080808080808080;
-    return std::countr_zero(foreign) / 8;
+    return std::countr_zero(foreignBytes(word)) / 8;
+}
+constexpr bool areDigits(Word word, Word other) noexcept {
+    return (foreignBytes(word) | foreignBytes(other)) == 0;
 }
 
 constexpr Word kZeros = 0x3030303030303030;
 constexpr Word kEight = 100000000;
+inline constexpr auto kPowersFromEight = [] {
+    std::array<Word, 9> powers{};
+    Word power = kEight;
+    for (Word& of : powers) {
+        of = power;
+        power *= 10;
+    }
+    return powers;
+}();
 
 inline Word load(const char* at) noexcept {
     return loadLowByteFirst<Word>(at) ^ kZeros;
@@ -65,19 +86,18 @@ constexpr std::optional<double> scaled(Word digits, int places) noexcept {
     const InversePower& inverse = kInversePowers[static_cast<std::size_t>(places)];
     const int shift = std::countl_zero(digits);
     // The product's upper half, of 63 or 64 bits; the exact one is less than 2 larger.
-    Word product = static_cast<Word>(Wide(digits << shift) * inverse.factor >> 64);
-    const int unused = std::countl_zero(product);
-    constexpr int kExtra = 64 - 53;
-    const int extraBits = kExtra - unused;
-    const Word half = Word(1) << (extraBits - 1);
-    const Word extra = product & (2 * half - 1);
-    if (extra == half || extra + 1 == half) return std::nullopt;
-    Word mantissa = (product >> extraBits) + (extra > half ? 1 : 0);
-    int exponent = 1 - shift - inverse.bits - places + extraBits;
-    // Rounding up may have given it one more bit, which carries into the exponent.
-    const Word bits =
-        (static_cast<Word>(exponent + 1023 + 52) << 52) + (mantissa - (Word(1) << 52));
-    return std::bit_cast<double>(bits);
+    const Word product = static_cast<Word>(Wide(digits << shift) * inverse.factor >> 64);
+    const int unused = static_cast<int>(~product >> 63);
+    const Word scaled = product << unused;
+    constexpr Word kHalf = Word(1) << (kExtraBits - 1);
+    // Whether the exact one may lie on the other side of the half; of a shifted one, which is even,
+    // two steps below it are one.
+    const Word below = kHalf - (scaled & (2 * kHalf - 1));
+    if (below < 2 + static_cast<Word>(unused)) return std::nullopt;
+    // Rounds without a branch. That may give one more bit, which carries into the exponent.
+    const Word mantissa = ((scaled >> (kExtraBits - 1)) + 1) >> 1;
+    const auto exponent = static_cast<Word>(inverse.exponent - shift - unused);
+    return std::bit_cast<double>((exponent << (kMantissaBits - 1)) + mantissa);
 }
 
 // The number of a text of 4 to 15 digits, or nothing.
@@ -98,14 +118,17 @@ inline std::optional<double> readWhole(std::string_view text) noexcept {
         const Word before = static_cast<std::uint32_t>(half(text.data()) << foreign);
         low = (half(end - kHalf) << 32 | before) ^ kZeros << foreign;
     }
-    if (leadingDigits(high) != kWord || leadingDigits(low) != kWord) return std::nullopt;
+    if (!areDigits(high, low)) return std::nullopt;
     return static_cast<double>(valueOfEight(high) * kEight + valueOfEight(low));
 }
 
 // The number of a text of 4 to 15 digits, or of 1 to 7 digits, a point, and 8 to 16 more digits: at
 // least 15 digits and at most 19. Nothing for every other text, and for a few that take a longer
 // calculation.
-inline std::optional<double> read(std::string_view text) noexcept {
+//
+// It is compiled into its caller, since what it returns would otherwise go through memory, in two
+// parts that are then read as one, for which the processor waits.
+[[gnu::always_inline]] inline std::optional<double> read(std::string_view text) noexcept {
     constexpr int kWord = sizeof(Word);
     constexpr std::size_t kLeast = 2 * sizeof(Word), kMost = 20;
     if (text.size() < kLeast) return text.size() >= 4 ? readWhole(text) : std::nullopt;
@@ -122,11 +145,10 @@ inline std::optional<double> read(std::string_view text) noexcept {
     const int foreign = 8 * (kWord - upper);
     const Word high = upper == 0 ? 0 : load(end - kLeast) >> foreign << foreign;
     const Word low = load(end - kWord);
-    if (leadingDigits(high) != kWord || leadingDigits(low) != kWord) return std::nullopt;
-    constexpr Word kPowers[] = {1, 10, 100, 1000, 10000, 100000, 1000000, 10000000, kEight};
+    if (!areDigits(high, low)) return std::nullopt;
     const Word fraction = valueOfEight(high) * kEight + valueOfEight(low);
-    const Word digits = valueOfEight(head << 8 * (kWord - whole)) * kEight * kPowers[upper];
-    return scaled(digits + fraction, places);
+    const Word digits = valueOfEight(head << 8 * (kWord - whole));
+    return scaled(digits * kPowersFromEight[static_cast<std::size_t>(upper)] + fraction, places);
 }
 
 #else

@@ -147,27 +147,41 @@ void Block::end() noexcept {
     deleteBlock(this);
 }
 
+// For what comes after the tree and its root.
+void* FlatTree::newBlock(std::size_t room) {
+    return newNode(sizeof(FlatTree) + kRootRoom + room + kPadding, __FILE__, __LINE__, kMaker);
+}
+
+char* FlatTree::memoryOf(void* block) noexcept {
+    return static_cast<char*>(block) + sizeof(FlatTree) + kRootRoom;
+}
+
 FlatTree* FlatTree::makeIn(std::size_t room, istr text, istr more, Node* nodes, std::size_t count) {
-    const std::size_t size = text.size() + more.size();
-    void* const block =
-        newNode(sizeof(FlatTree) + kRootRoom + room + size + kPadding, __FILE__, __LINE__, kMaker);
-    char* const memory = static_cast<char*>(block) + sizeof(FlatTree) + kRootRoom;
+    void* const block = newBlock(room + text.size() + more.size());
+    char* const memory = memoryOf(block);
     if (room != 0) {
         std::memcpy(memory, nodes, count * sizeof(Node));
         nodes = reinterpret_cast<Node*>(memory);
     }
-    char* const copy = memory + room;
-    std::memcpy(copy, text.data(), text.size());
-    if (!more.empty()) std::memcpy(copy + text.size(), more.data(), more.size());
+    std::memcpy(memory + room, text.data(), text.size());
+    return construct(block, text.size(), more, nodes, room);
+}
+
+// The block has its text, after so much room.
+FlatTree* FlatTree::construct(void* block, std::size_t textSize, istr more, Node* nodes,
+                              std::size_t room) noexcept {
+    const std::size_t size = textSize + more.size();
+    char* const copy = memoryOf(block) + room;
+    if (!more.empty()) std::memcpy(copy + textSize, more.data(), more.size());
     std::memset(copy + size, 0, kPadding);
-    auto* const tree = ::new (block) FlatTree(copy, size, nodes, room == 0);
+    auto* const tree = ::new (block) FlatTree({copy, size, nodes}, room == 0);
     tree->makeRoot();
     return tree;
 }
 
 void FlatTree::makeRoot() noexcept {
     JsonValue* value = nullptr;
-    if (nodes_[0].isObject()) {
+    if (nodes[0].isObject()) {
         value = ::new (root()) JsonObject();
     } else {
         value = ::new (root()) JsonArray();
@@ -186,12 +200,22 @@ FlatTree* FlatTree::makeAround(istr text, istr more, std::span<Node> nodes) {
     return tree;
 }
 
+FlatTree* FlatTree::makeOf(Draft& draft, std::size_t textSize, istr more,
+                           std::span<Node> nodes) noexcept {
+    blockAllocated(nodes.data(), __FILE__, __LINE__, kMaker);
+    return construct(std::exchange(draft.block_, nullptr), textSize, more, nodes.data(), 0);
+}
+
+FlatTree::Draft::~Draft() {
+    if (block_ != nullptr) deleteBlock(block_);
+}
+
 void FlatTree::destroy(FlatTree* tree) noexcept {
     Shape::destroyList(tree->listed_.load(std::memory_order_acquire));
     ShapeTable::destroy(tree->shapes_.load(std::memory_order_acquire));
     for (Page* page = tree->pages_.load(std::memory_order_acquire); page != nullptr;)
         deleteBlock(std::exchange(page, page->previous));
-    if (tree->ownsNodes_) deleteBlock(tree->nodes_);
+    if (tree->ownsNodes_) deleteBlock(tree->nodes);
     std::destroy_at(tree);
     deleteBlock(tree);
 }
@@ -201,7 +225,7 @@ Page& FlatTree::takePage(std::size_t size) {
     Page* const spare = spare_.exchange(nullptr, std::memory_order_acquire);
     if (spare != nullptr && spare->room() >= size) return *spare;
     if (spare == nullptr || size <= kLargeInPage)
-        return *makePage(std::max(size, std::min(nodes_[0].size * kBytesOfNode, kMostOfPage)));
+        return *makePage(std::max(size, std::min(nodes[0].size * kBytesOfNode, kMostOfPage)));
     Page* const own = makePage(size);
     leavePage(*spare);
     return *own;
@@ -223,7 +247,7 @@ ShapeTable& FlatTree::shapes() {
 }
 
 [[gnu::noinline]] ShapeTable& FlatTree::makeShapes() {
-    ShapeTable* const made = ShapeTable::make(nodes_[0].size);
+    ShapeTable* const made = ShapeTable::make(nodes[0].size);
     ShapeTable* other = nullptr;
     if (shapes_.compare_exchange_strong(other, made, std::memory_order_acq_rel)) return *made;
     ShapeTable::destroy(made);
@@ -232,10 +256,10 @@ ShapeTable& FlatTree::shapes() {
 
 // All calls for a shape that is known are compiled into this one.
 [[gnu::flatten]] const Shape& FlatTree::shapeOf(Node& object, const Values& values) {
-    if (const ulong32 number = object.shape(); number != 0) return shapes().of(number);
-    const Shape& shape =
-        nodes_[0].size <= kFewNodes ? listedShapeOf(values) : tabledShapeOf(values);
-    object.begin += 4 * shape.number_;
+    const Node before = object.load(std::memory_order_acquire);
+    if (const ulong32 number = before.shape(); number != 0) return shapes().of(number);
+    const Shape& shape = nodes[0].size <= kFewNodes ? listedShapeOf(values) : tabledShapeOf(values);
+    if (shape.number_ != 0) object.storeBegin(before.begin + 4 * shape.number_);
     return shape;
 }
 
@@ -263,7 +287,7 @@ const Shape& FlatTree::tabledShapeOf(const Values& values) {
 [[gnu::noinline]] const Shape& FlatTree::foundShapeOf(const Values& values) {
     TextHash hash;
     for (ulong32 i = 0; i < values.count; ++i)
-        hash.add(text(values.key(*this, i)));
+        hash.add(textOf(values.key(*this, i)));
     ShapeTable& table = shapes();
     if (const Shape* const found = table.find(*this, values, hash.value())) return *found;
     Shape* const made = Shape::make(*this, values, hash.value());
@@ -295,7 +319,7 @@ void Shape::destroyList(Shape* first) noexcept {
 }
 
 void Shape::setKeys(const FlatTree& tree, const Values& values) {
-    const auto keyOf = [&](ulong32 i) { return tree.text(values.key(tree, i)); };
+    const auto keyOf = [&](ulong32 i) { return tree.textOf(values.key(tree, i)); };
     struct Keyed {
         std::uint64_t prefix;
         ulong32 i;
@@ -325,9 +349,9 @@ void Shape::setKeys(const FlatTree& tree, const Values& values) {
 bool Shape::fits(const FlatTree& tree, const Values& values) const noexcept {
     if (values.count != count_) return false;
     const Node* const nodes = this->nodes();
-    const char* const text = tree.text().data();
+    const char* const text = tree.text;
     for (ulong32 i = 0; i < count_; ++i) {
-        const Node& key = values.key(tree, i);
+        const Node key = values.key(tree, i);
         if (key.size != nodes[i].size) return false;
         if (!areEqual(text + key.begin, text + nodes[i].begin, key.size)) return false;
     }

@@ -6,43 +6,13 @@
 #include <cstring>
 #include <span>
 
-#include "base/inline_vector.h"
 #include "qor/base/base_type_string.h"
+#include "qor/base/inline_vector.h"
 #include "qor/base/interface.h"
+#include "qor/json/json_node.h"
 #include "qor/json/json_unit.h"
 
 namespace qor::json {
-
-// A tree that was read: its text and, in the order of the text, a node for each value and for each
-// key, which is followed by its value. Array elements that are null have no node.
-struct Node {
-    // Marks of containers: the kind, what is inside, and for an object which of the tree's shapes
-    // it has, once that is known.
-    static constexpr ulong32 kMarks = 0xFFF00000, kArray = kMarks, kObject = kMarks + 4;
-    static constexpr ulong32 kFlat = 1;  // no other container
-    static constexpr ulong32 kDeep = 2;  // a container that is not empty
-    static constexpr ulong32 kMostShapes = (npos32 - kObject) / 4;
-    // Texts are shorter, so that a position is no mark.
-    static constexpr ulong32 kMaxText = kMarks - 64;
-
-    // The position of the text of a key or a scalar; the mark of a container.
-    ulong32 begin;
-    // The size of that text, with the quotes of a string; 0 for null. The number of nodes of a
-    // container, itself included.
-    ulong32 size;
-
-    bool isContainer() const noexcept { return begin >= kMarks; }
-    bool isObject() const noexcept { return begin >= kObject; }
-    // Of a container.
-    bool isFlat() const noexcept { return (begin & kFlat) != 0; }
-    bool isFlatArray() const noexcept { return begin == kArray + kFlat; }
-    // If not, each value in it is one node.
-    bool isDeep() const noexcept { return (begin & kDeep) != 0; }
-    // Of an object; 0 if it is not known.
-    ulong32 shape() const noexcept { return (begin - kObject) / 4; }
-    ulong32 span() const noexcept { return isContainer() ? size : 1; }
-};
-static_assert(sizeof(Node) == 8);
 
 static_assert(alignof(JsonUnit) == alignof(JsonValue));
 
@@ -79,8 +49,8 @@ struct Page : Block {
 // The values that are made of one tree may be in use by several threads, each with a part of its
 // own. The text is never changed, an object's node by nobody but its user, and shapes and pages are
 // added by any thread. Each value in the tree's memory has a share of it. The tree is the block of
-// its root value.
-class alignas(JsonValue) FlatTree : public Block, noncopyable {
+// its root value. Views may be in use by any threads; they make no values.
+class alignas(JsonValue) FlatTree : public Block, public NodeTree, noncopyable {
 public:
     // The tree has one share. The root value is made in it; it is an array or an object according
     // to the first node. The text of the nodes begins in `text` or, from its end on, in `more`.
@@ -88,15 +58,20 @@ public:
     // The same, and takes over the nodes' memory, which operator new allocated, if it does not
     // raise.
     static FlatTree* makeAround(istr text, istr more, std::span<Node> nodes);
+    // The same with a text that was copied to the draft, which fits. Does not raise.
+    class Draft;
+    static FlatTree* makeOf(Draft& draft, std::size_t textSize, istr more,
+                            std::span<Node> nodes) noexcept;
     static void destroy(FlatTree* tree) noexcept;
 
     JsonValue* root() noexcept { return reinterpret_cast<JsonValue*>(this + 1); }
-    const Node& node(ulong32 i) const noexcept { return nodes_[i]; }
     JsonValue::Kind kindOf(const Node& node) const noexcept;
     // Of a node that is no container.
     JsonValue::Kind scalarKindOf(const Node& node) const noexcept;
-    istr text(const Node& node) const noexcept { return istr(text_ + node.begin, node.size); }
-    istr text() const noexcept { return istr(text_, textSize_); }
+    istr wholeText() const noexcept { return istr(text, textSize); }
+    // Whether each string in the text is what it stands for, and not as it was read.
+    bool isUnescaped() const noexcept { return isUnescaped_; }
+    void setUnescaped() noexcept { isUnescaped_ = true; }
     // After the text of a tree as many bytes can be read.
     static constexpr std::size_t kPadding = 32;
     // Copies a part of it. There is room for kPadding bytes more, which may be written too. Returns
@@ -116,7 +91,7 @@ public:
         ulong32 operator[](ulong32 i) const noexcept {
             return list != nullptr ? list[i] : first + 2 * i;
         }
-        const Node& key(const FlatTree& tree, ulong32 i) const noexcept {
+        Node key(const FlatTree& tree, ulong32 i) const noexcept {
             return tree.node((*this)[i] - 1);
         }
 
@@ -127,9 +102,12 @@ public:
     // The order of an object's keys. Appends the indices of its values, in the order of the text.
     template <std::size_t N>
     const Shape& shapeOf(ulong32 object, InlineVector<ulong32, N>& values);
+    Values shallowValues(ulong32 object) const noexcept {
+        return {nullptr, object + 2, nodes[object].size / 2};
+    }
     // The same of an object that is not deep.
     const Shape& shapeOfShallow(ulong32 object) {
-        return shapeOf(nodes_[object], {nullptr, object + 2, nodes_[object].size / 2});
+        return shapeOf(nodes[object], shallowValues(object));
     }
 
     // A page with room for `size` bytes, which nobody else has until it is left.
@@ -139,10 +117,14 @@ public:
     }
 
 private:
-    explicit FlatTree(const char* text, std::size_t size, Node* nodes, bool ownsNodes) noexcept
-        : Block{{1}, this}, text_(text), textSize_(size), nodes_(nodes), ownsNodes_(ownsNodes) {}
+    FlatTree(const NodeTree& content, bool ownsNodes) noexcept
+        : Block{{1}, this}, NodeTree(content), ownsNodes_(ownsNodes) {}
     Page* makePage(std::size_t room);
     static FlatTree* makeIn(std::size_t room, istr text, istr more, Node* nodes, std::size_t count);
+    static FlatTree* construct(void* block, std::size_t textSize, istr more, Node* nodes,
+                               std::size_t room) noexcept;
+    static void* newBlock(std::size_t room);
+    static char* memoryOf(void* block) noexcept;
     void makeRoot() noexcept;
     const Shape& shapeOf(Node& object, const Values& values);
     const Shape& listedShapeOf(const Values& values);
@@ -158,14 +140,40 @@ private:
     static constexpr std::size_t kBytesOfNode = 16, kMostOfPage = 64 * 1024 - 64;
     static constexpr std::size_t kLargeInPage = 2 * 1024;
 
-    const char* text_;
-    std::size_t textSize_;
-    Node* nodes_;
     bool ownsNodes_;
+    bool isUnescaped_ = false;
     std::atomic<Shape*> listed_{nullptr};
     std::atomic<ShapeTable*> shapes_{nullptr};
     std::atomic<Page*> pages_{nullptr};  // all of them, the last one first
     std::atomic<Page*> spare_{nullptr};  // the one that the next values are made in
+};
+
+// The memory of a tree whose text is copied while it is read.
+class FlatTree::Draft : noncopyable {
+public:
+    // No memory.
+    Draft() noexcept = default;
+    // With room for what follows the text.
+    Draft(std::size_t textSize, std::size_t moreSize)
+        : block_(newBlock(textSize + moreSize)), textSize_(textSize), room_(textSize + moreSize) {}
+    ~Draft();
+
+    // Where the text is copied to; null without memory.
+    char* text() const noexcept { return block_ != nullptr ? memoryOf(block_) : nullptr; }
+    // Whether the text that was read, and what follows it, leave little of the memory unused.
+    bool fits(std::size_t textSize, std::size_t moreSize) const noexcept {
+        return block_ != nullptr && textSize + moreSize <= room_ &&
+               textSize >= textSize_ - textSize_ / kUnusedPart;
+    }
+    // Less than this part of what a tree keeps is unused.
+    static constexpr std::size_t kUnusedPart = 8;
+
+private:
+    friend FlatTree;
+
+    void* block_ = nullptr;
+    std::size_t textSize_ = 0;
+    std::size_t room_ = 0;
 };
 
 // The keys of an object that was read, in order. Objects with the same keys in the same order of
@@ -178,6 +186,10 @@ public:
     // Where, among the values in the order of the text, the value of a key is: for a key that is
     // there more than once, the last one.
     ulong32 place(ulong32 i) const noexcept { return places()[i]; }
+    // Those of all keys.
+    const ulong32* places() const noexcept {
+        return reinterpret_cast<const ulong32*>(nodes() + count_);
+    }
 
 private:
     friend ShapeTable;
@@ -197,9 +209,6 @@ private:
     // After room for count_ keys, the nodes of the keys of the first object with this shape, in the
     // order of the text, and the places.
     const Node* nodes() const noexcept { return reinterpret_cast<const Node*>(keys() + count_); }
-    const ulong32* places() const noexcept {
-        return reinterpret_cast<const ulong32*>(nodes() + count_);
-    }
 
     std::uint64_t hash_;
     Shape* next_ = nullptr;
@@ -215,21 +224,17 @@ inline JsonValue::Kind FlatTree::kindOf(const Node& node) const noexcept {
 }
 
 inline JsonValue::Kind FlatTree::scalarKindOf(const Node& node) const noexcept {
-    using Kind = JsonValue::Kind;
-    const istr scalar = text(node);
-    if (*scalar <= '9') return *scalar == '"' ? Kind::String : Kind::Number;
-    return scalar == "true" || scalar == "false" ? Kind::Boolean : Kind::Number;
+    return static_cast<JsonValue::Kind>(Node::scalarKind(textOf(node)));
 }
 
 template <std::size_t N>
 const Shape& FlatTree::shapeOf(ulong32 object, InlineVector<ulong32, N>& values) {
-    const Node* const nodes = nodes_;
     const std::size_t before = values.size();
     const ulong32 end = object + nodes[object].size;
-    for (ulong32 i = object + 2; i < end; i += 1 + nodes[i].span())
+    for (ulong32 i = object + 2; i < end; i += 1 + node(i).span())
         values.push_back(i);
     const auto count = static_cast<ulong32>(values.size() - before);
-    return shapeOf(nodes_[object], {values.data() + before, 0, count});
+    return shapeOf(nodes[object], {values.data() + before, 0, count});
 }
 
 }  // namespace qor::json

@@ -85,12 +85,14 @@ class JsonFormatter::Run : noncopyable {
 public:
     Run(const JsonFormatter& how, Output& out) : how_(how), out_(out) {}
 
-    void format() {
-        if (how_.value_ == nullptr) return out_.put(kNull);
-        write(*how_.value_);
-        while (!open_.empty()) {
-            if (!next()) close();
-        }
+    void format(const JsonValue* value) {
+        if (value == nullptr) return out_.put(kNull);
+        write(*value);
+        writeOpen();
+    }
+    void format(FlatTree& tree, ulong32 node) {
+        writeNode(tree, node);
+        writeOpen();
     }
 
 private:
@@ -114,6 +116,11 @@ private:
 
     static constexpr istr kNull = istr("null", 4);
 
+    void writeOpen() {
+        while (!open_.empty()) {
+            if (!next()) close();
+        }
+    }
     long long level() const noexcept { return how_.level_ + static_cast<long long>(open_.size()); }
 
     Open& open(Kind kind, std::size_t left) {
@@ -185,21 +192,22 @@ private:
         writeShallowArray(tree, i);
     }
     // For long texts, and for those with an escape that is not written as it was read.
-    void writeScalar(istr text) {
+    void writeScalar(const FlatTree& tree, istr text) {
         if (*text != '"') return out_.put(text);
         const istr content = withoutQuotes(text);
-        if (!isEscaped(content)) return out_.putEscaped(content);
+        if (tree.isUnescaped() || !isEscaped(content)) return out_.putEscaped(content);
         unescaped_.clear();
         appendUnescaped(unescaped_, content);
         out_.putEscaped(unescaped_);
     }
     // Stores a scalar as it is written. Null if that is not so for its escapes.
-    static char* storeShort(char* to, istr text) noexcept {
+    static char* storeShort(char* to, const FlatTree& tree, istr text) noexcept {
         if (text.empty()) return simple_value::copy(to, kNull.data(), kNull.size());
         if (*text != '"') return FlatTree::copyText(to, text);
         const istr content = withoutQuotes(text);
         *to = '"';
-        char* const end = copyEscaped(content.begin(), content.end(), to + 1);
+        char* const end = tree.isUnescaped() ? appendEscaped(content.begin(), content.end(), to + 1)
+                                             : copyEscaped(content.begin(), content.end(), to + 1);
         if (end != nullptr) *end = '"';
         return end != nullptr ? end + 1 : nullptr;
     }
@@ -220,7 +228,7 @@ private:
             const ulong32 value = i + 2 + 2 * shape.place(key);
             if (tree.node(value).size == 0 && how_.skipNull_) continue;
             char* const at = beginShort(empty, level() + 1);
-            const istr keyText = tree.text(tree.node(value - 1));
+            const istr keyText = tree.textOf(tree.node(value - 1));
             writeShallow(storeKey(at, keyText), tree, tree.node(value));
         }
         putEnd('}', level());
@@ -229,10 +237,10 @@ private:
     // kMostShort bytes.
     void writeShallow(char* at, const FlatTree& tree, const Node& node) {
         if (node.size <= kShort && !node.isContainer()) {
-            if (char* const end = storeShort(at, tree.text(node))) return out_.end(end);
+            if (char* const end = storeShort(at, tree, tree.textOf(node))) return out_.end(end);
         }
         out_.end(at);
-        if (!node.isContainer()) return writeScalar(tree.text(node));
+        if (!node.isContainer()) return writeScalar(tree, tree.textOf(node));
         out_.put(node.isObject() ? '{' : '[');
         putEnd(node.isObject() ? '}' : ']', level() + 1);
     }
@@ -284,7 +292,7 @@ private:
             const ulong32 node = nodes_[open.node + open.shape->place(key)];
             if (open.tree->node(node).size == 0 && how_.skipNull_) continue;
             char* const at = beginShort(open.empty, level());
-            out_.end(storeKey(at, open.tree->text(open.tree->node(node - 1))));
+            out_.end(storeKey(at, open.tree->textOf(open.tree->node(node - 1))));
             writeNode(*open.tree, node);
             return true;
         }
@@ -356,18 +364,32 @@ void JsonFormatter::indent(Output& out, bool pretty, long long level) {
     if (level > 0) out.putBlanks(4ULL * static_cast<unsigned long long>(level));
 }
 
-void JsonFormatter::format(String& out) const {
+template <class Write>
+void JsonFormatter::format(String& out, std::size_t expectedSize, Write write) const {
     Output output(out);
-    // A tree that was read is written in about the size of its text.
-    if (value_ != nullptr && value_->block() != nullptr && value_->block()->isTree())
-        output.reserve(value_->block()->tree->text().size());
-    Run(*this, output).format();
+    output.reserve(expectedSize);
+    Run run(*this, output);
+    write(run);
     output.finish();
+}
+
+void JsonFormatter::format(String& out) const {
+    // A tree that was read is written in about the size of its text.
+    const bool isRoot =
+        value_ != nullptr && value_->block() != nullptr && value_->block()->isTree();
+    const std::size_t size = isRoot ? value_->block()->tree->textSize : 0;
+    format(out, size, [&](Run& run) { run.format(value_); });
 }
 
 String JsonFormatter::toString() const {
     String out;
     format(out);
+    return out;
+}
+
+String JsonFormatter::toString(FlatTree& tree, ulong32 node) const {
+    String out;
+    format(out, node == 0 ? tree.textSize : 0, [&](Run& run) { run.format(tree, node); });
     return out;
 }
 

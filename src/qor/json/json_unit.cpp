@@ -152,7 +152,7 @@ JsonUnit& JsonUnit::operator<<(const Bytes& bytes) {
 }
 
 const JsonUnit& JsonUnit::operator>>(std::string& target) const {
-    if (istr text; readText(JsonValue::Kind::String, text)) target.assign(std::string_view(text));
+    JsonConversion::read(*this, target);
     return *this;
 }
 
@@ -168,20 +168,17 @@ const JsonUnit& JsonUnit::operator>>(const char*& target) const {
 }
 
 const JsonUnit& JsonUnit::operator>>(std::wstring& target) const {
-    if (istr text; readText(JsonValue::Kind::String, text)) utf8ToWstring(text, target);
+    JsonConversion::read(*this, target);
     return *this;
 }
 
 const JsonUnit& JsonUnit::operator>>(Bytes& target) const {
-    if (istr text; readText(JsonValue::Kind::String, text)) Base64::decode(text, target);
+    JsonConversion::read(*this, target);
     return *this;
 }
 
 const JsonUnit& JsonUnit::operator>>(Time& target) const {
-    if (kind() != JsonValue::Kind::Number) return *this;
-    long long milliSeconds = 0;
-    *this >> milliSeconds;
-    target = Time::milliSeconds(milliSeconds);
+    JsonConversion::read(*this, target);
     return *this;
 }
 

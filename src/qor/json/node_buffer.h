@@ -27,13 +27,17 @@ public:
         *next_++ = node;
     }
 
-    // All nodes and a text, as a tree. The buffer is not used any more then.
-    FlatTree* makeTree(istr text, istr more) {
-        const std::span<Node> nodes(first_, size());
+    // All nodes and a text, as a tree, which takes a draft that fits. The buffer is not used any
+    // more then.
+    FlatTree* makeTree(istr text, istr more, FlatTree::Draft& draft) {
         const auto unused = static_cast<std::size_t>(end_ - next_);
-        if (block_ == nullptr || unused > nodes.size() / kUnusedPart)
-            return FlatTree::make(text, more, nodes);
-        FlatTree* const tree = FlatTree::makeAround(text, more, nodes);
+        const bool keeps = block_ != nullptr && unused <= size() / FlatTree::Draft::kUnusedPart;
+        const bool drafted = draft.fits(text.size(), more.size());
+        if (!keeps && !drafted) return FlatTree::make(text, more, {first_, size()});
+        if (!keeps) moveTo(size());
+        const std::span<Node> nodes(first_, size());
+        FlatTree* const tree = drafted ? FlatTree::makeOf(draft, text.size(), more, nodes)
+                                       : FlatTree::makeAround(text, more, nodes);
         block_.release();
         return tree;
     }
@@ -42,8 +46,6 @@ private:
     struct Release {
         void operator()(Node* block) const noexcept { ::operator delete(block); }
     };
-    // A tree keeps the buffer if less than this part of it is unused.
-    static constexpr std::size_t kUnusedPart = 8;
     static constexpr std::size_t kMostGrowth = 16;
 
     void grow(ulong32 read) {
@@ -51,8 +53,10 @@ private:
         const std::uint64_t whole = std::uint64_t(count) * textSize_ / std::max(read, ulong32(1));
         // A text may begin with many nodes and go on with few.
         const auto expected = std::min<std::uint64_t>(whole + whole / 16 + 16, count * kMostGrowth);
-        const std::size_t capacity =
-            std::max(count + count / 2, static_cast<std::size_t>(expected));
+        moveTo(std::max(count + count / 2, static_cast<std::size_t>(expected)));
+    }
+    void moveTo(std::size_t capacity) {
+        const std::size_t count = size();
         std::unique_ptr<Node, Release> block(
             static_cast<Node*>(::operator new(capacity * sizeof(Node))));
         std::copy_n(first_, count, block.get());

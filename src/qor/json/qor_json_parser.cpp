@@ -8,6 +8,7 @@
 #include "json/escape.h"
 #include "json/node_buffer.h"
 #include "json/structure_index.h"
+#include "qor/json/json_view.h"
 
 namespace qor::json {
 
@@ -44,14 +45,19 @@ constexpr auto kSigns = [] {
     return signs;
 }();
 
+// What a tree has of strings with escapes: what was read, or what they stand for.
+enum class Strings { AsRead, Unescaped };
+
 // Puts the nodes of a tree together from the structure of its text.
 class Reader : noncopyable {
 public:
-    explicit Reader(istr text)
-        : text_(text.data()),
+    Reader(istr text, Strings strings)
+        : strings_(strings),
+          text_(text.data()),
           size_(static_cast<ulong32>(text.size())),
           nodes_(size_),
-          index_(structureForms().front(), text_, size_) {}
+          draft_(draftFor(text, strings)),
+          index_(structureForms().front(), text_, size_, draft_.text()) {}
 
     FlatTree* read() {
         const Sign bracket = signAt(position());
@@ -76,6 +82,16 @@ public:
 
 private:
     using Positions = const ulong32*;
+
+    // A text of this size is copied while it is read, since it may not stay in the caches.
+    static constexpr ulong32 kLarge = 32 * 1024;
+    // There is room for so large a part of it to follow it.
+    static constexpr ulong32 kMorePart = 16;
+
+    static FlatTree::Draft draftFor(istr text, Strings strings) {
+        if (text.size() < kLarge) return {};
+        return {text.size(), strings == Strings::Unescaped ? text.size() / kMorePart : 0};
+    }
 
     ulong32 position() const noexcept { return *index_.current(); }
     Sign signAt(ulong32 position) const noexcept {
@@ -150,7 +166,7 @@ private:
         const Sign sign = signAt(begin);
         if (sign == Sign::Quote) {
             if (at[1] == size_) failAtEnd(size_);
-            add({begin, at[1] - begin + 1}, begin);
+            addString({begin, at[1] - begin + 1});
             at += 2;
             return false;
         }
@@ -192,7 +208,7 @@ private:
     // False for a name that is empty.
     bool addKey(const Node& key, bool quoted) {
         if (key.size == 0 || (!quoted && isNull(key))) return false;
-        if (index_.anyBackslash()) {
+        if (index_.anyBackslashFrom(key.begin)) {
             const istr name(text_ + key.begin, key.size);
             if (isEscaped(name) && (quoted || name.size() > 1)) return addEscapedKey(name);
         }
@@ -203,12 +219,30 @@ private:
         String unescaped;
         appendUnescaped(unescaped, name);
         if (unescaped.empty()) return false;
-        movedKeys_.push_back(nodes_.size());
-        add({static_cast<ulong32>(moreText_.size()), static_cast<ulong32>(unescaped.size())},
-            position());
+        const auto begin = static_cast<ulong32>(moreText_.size());
         moreText_ += unescaped;
-        if (moreText_.size() > Node::kMaxText) throw std::bad_alloc();
+        addMoved(begin);
         return true;
+    }
+    void addString(const Node& string) {
+        if (strings_ == Strings::Unescaped && index_.anyBackslashFrom(string.begin)) {
+            const istr content(text_ + string.begin + 1, string.size - 2);
+            if (isEscaped(content)) return addEscapedString(content);
+        }
+        add(string, string.begin);
+    }
+    void addEscapedString(istr content) {
+        const auto begin = static_cast<ulong32>(moreText_.size());
+        moreText_ += '"';
+        appendUnescaped(moreText_, content);
+        moreText_ += '"';
+        addMoved(begin);
+    }
+    // A node of what the other text has from there on.
+    void addMoved(ulong32 begin) {
+        if (moreText_.size() > Node::kMaxText) throw std::bad_alloc();
+        moved_.push_back(nodes_.size());
+        add({begin, static_cast<ulong32>(moreText_.size()) - begin}, position());
     }
 
     // Moves over what comes after a value: true if that ends the object or array around it.
@@ -228,13 +262,16 @@ private:
     FlatTree* finish() {
         finishOpen();
         const istr text(text_, lastEnd_ + 1);
-        // Keys that had to be unescaped follow the text.
+        // What had to be unescaped follows the text.
         if (text.size() + moreText_.size() > Node::kMaxText) throw std::bad_alloc();
-        for (const ulong32 i : movedKeys_)
+        for (const ulong32 i : moved_)
             nodes_[i].begin += static_cast<ulong32>(text.size());
-        return nodes_.makeTree(text, moreText_);
+        FlatTree* const tree = nodes_.makeTree(text, moreText_, draft_);
+        if (strings_ == Strings::Unescaped) tree->setUnescaped();
+        return tree;
     }
 
+    Strings strings_;
     const char* text_;
     ulong32 size_;
     ulong32 lastEnd_ = 0;  // where the last bracket or comma was
@@ -242,10 +279,18 @@ private:
     bool inObject_ = false;
     bool flat_ = false;  // no container was opened in it so far
     NodeBuffer nodes_;
-    std::vector<ulong32> movedKeys_;
+    std::vector<ulong32> moved_;
     String moreText_;
+    FlatTree::Draft draft_;
     StructureIndex index_;
 };
+
+Handle<JsonValue> read(istr text, Strings strings) {
+    if (text.size() > Node::kMaxText) throw std::bad_alloc();
+    JsonValue* const root = Reader(text, strings).read()->root();
+    root->__FirstRef();
+    return Handle<JsonValue>::adopt(root);
+}
 
 }  // namespace
 
@@ -254,10 +299,11 @@ Handle<JsonValue> JsonParser::from(istr text) {
 }
 
 Handle<JsonValue> JsonParser::parse() {
-    if (rest_.size() > Node::kMaxText) throw std::bad_alloc();
-    JsonValue* const root = Reader(rest_).read()->root();
-    root->__FirstRef();
-    return Handle<JsonValue>::adopt(root);
+    return read(rest_, Strings::AsRead);
+}
+
+JsonDocument JsonDocument::from(istr text) {
+    return JsonDocument(read(text, Strings::Unescaped));
 }
 
 }  // namespace qor::json

@@ -105,6 +105,10 @@ std::span<const StructureForm> structureForms() noexcept {
 ulong32* StructureIndex::findNext(ulong32* out) noexcept {
     const ulong32 left = size_ - done_;
     const auto whole = std::min<std::size_t>(left / kBlock, kBlocks);
+    if (copy_ != nullptr) {
+        const std::size_t size = whole != 0 ? whole * kBlock : left;
+        std::memcpy(copy_ + done_, text_ + done_, size);
+    }
     if (whole != 0) {
         out = form_.find(state_, text_ + done_, whole, done_, out);
         done_ += static_cast<ulong32>(whole * kBlock);
@@ -115,6 +119,7 @@ ulong32* StructureIndex::findNext(ulong32* out) noexcept {
         out = form_.find(state_, last, 1, done_, out);
         done_ = size_;
     }
+    if (state_.takeBackslash()) backslashEnd_ = done_;
     if (state_.ended()) done_ = size_;
     return out;
 }

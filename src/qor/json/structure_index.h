@@ -68,8 +68,8 @@ public:
         return found;
     }
 
-    // Whether a backslash has been seen.
-    bool anyBackslash() const noexcept { return anyBackslash_; }
+    // Whether a backslash has been seen since this was asked last.
+    bool takeBackslash() noexcept { return std::exchange(anyBackslash_, false); }
     // An escaped quote outside a string ends the token before it, which is an error in every place
     // of the grammar. It is the last position that is given.
     bool ended() const noexcept { return ended_; }
@@ -127,14 +127,16 @@ ulong32* find(StructureState& state, const char* text, std::size_t blocks, ulong
 }  // namespace structure_avx512
 #endif
 
-// The positions of a text, a few kilobytes of it at a time, each followed by the text's size.
+// The positions of a text, a few kilobytes of it at a time, each followed by the text's size. On
+// the way the text is copied, if there is memory for a copy.
 class StructureIndex : noncopyable {
 public:
     // So many positions can be read from the current one on.
     static constexpr std::size_t kAhead = 8;
 
-    StructureIndex(const StructureForm& form, const char* text, ulong32 size) noexcept
-        : form_(form), text_(text), size_(size) {
+    StructureIndex(const StructureForm& form, const char* text, ulong32 size,
+                   char* copy = nullptr) noexcept
+        : form_(form), text_(text), size_(size), copy_(copy) {
         fill();
     }
 
@@ -145,8 +147,8 @@ public:
         if (end_ - at_ < static_cast<std::ptrdiff_t>(kAhead)) [[unlikely]]
             fill();
     }
-    // Whether there is a backslash in the text up to the positions that can be read.
-    bool anyBackslash() const noexcept { return state_.anyBackslash(); }
+    // Whether there may be a backslash between this position and those that can be read.
+    bool anyBackslashFrom(ulong32 position) const noexcept { return position < backslashEnd_; }
 
 private:
     static constexpr std::size_t kBlock = 64;
@@ -158,7 +160,9 @@ private:
     const StructureForm& form_;
     const char* text_;
     ulong32 size_;
-    ulong32 done_ = 0;  // bytes that have been looked at
+    char* copy_;
+    ulong32 done_ = 0;          // bytes that have been looked at
+    ulong32 backslashEnd_ = 0;  // of the last part of them that has a backslash in it
     StructureState state_;
     const ulong32* at_ = positions_;
     ulong32* end_ = positions_;

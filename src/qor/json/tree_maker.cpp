@@ -216,7 +216,7 @@ void TreeMaker::fillFlat(const JsonArray& array, ulong32 node) noexcept {
     JsonUnit* unit = takeUnits(array, count);
     constexpr Word kNext = Word(1) << JsonUnit::kNodeShift | sizeof(JsonUnit);
     Word word = placeWord(unit, node + 1, JsonUnit::kFollowed);
-    const Node* const first = &tree.node(node + 1);
+    const Node* const first = tree.nodes + node + 1;
     for (ulong32 i = 0; i < count; ++i, ++unit, word += kNext) {
         const Word followed = i + 1 < count ? 0 : JsonUnit::kFollowed;
         ::new (unit) JsonUnit();

@@ -1,8 +1,8 @@
 #ifndef QOR_SRC_JSON_TREE_MAKER_H
 #define QOR_SRC_JSON_TREE_MAKER_H
 
-#include "base/inline_vector.h"
 #include "json/flat_tree.h"
+#include "qor/base/inline_vector.h"
 #include "qor/json/json_unit.h"
 
 namespace qor::json {
@@ -13,9 +13,9 @@ struct LazyUnit {
     ulong32 node;
 
     FlatTree& tree() const noexcept { return *block->tree; }
-    const Node& content() const noexcept { return tree().node(node); }
+    Node content() const noexcept { return tree().node(node); }
     // Of the node, without making anything.
-    istr text() const noexcept { return tree().text(content()); }
+    istr text() const noexcept { return tree().textOf(content()); }
 };
 
 // Makes the values of a flat tree, in its pages. A container is made with its slots, and with as

@@ -1,5 +1,5 @@
-#ifndef QOR_SRC_BASE_INLINE_VECTOR_H
-#define QOR_SRC_BASE_INLINE_VECTOR_H
+#ifndef QOR_BASE_INLINE_VECTOR_H
+#define QOR_BASE_INLINE_VECTOR_H
 
 #include <algorithm>
 #include <cstddef>
@@ -27,6 +27,7 @@ public:
     T* begin() noexcept { return data_; }
     T* end() noexcept { return data_ + size_; }
     T& operator[](std::size_t i) noexcept { return data_[i]; }
+    const T& operator[](std::size_t i) const noexcept { return data_[i]; }
     T& back() noexcept { return data_[size_ - 1]; }
 
     // Appends T{args...}, where it stays.
@@ -66,4 +67,4 @@ private:
 
 }  // namespace qor
 
-#endif  // QOR_SRC_BASE_INLINE_VECTOR_H
+#endif  // QOR_BASE_INLINE_VECTOR_H

@@ -1,0 +1,74 @@
+#ifndef QOR_JSON_JSON_NODE_H
+#define QOR_JSON_JSON_NODE_H
+
+#include <atomic>
+#include <cstddef>
+
+#include "qor/base/base_type_string.h"
+
+// How a JSON tree that was read lies in memory. Programs use JsonView.
+
+namespace qor::json {
+
+// What a value is.
+enum class JsonKind : unsigned char { Null, Boolean, Number, String, Array, Object };
+
+// A tree that was read is its text and, in the order of the text, a node for each value and for
+// each key, which is followed by its value. Array elements that are null have no node.
+struct Node {
+    // Marks of containers: the kind, what is inside, and for an object which of the tree's shapes
+    // it has, once that is known.
+    static constexpr ulong32 kMarks = 0xFFF00000, kArray = kMarks, kObject = kMarks + 4;
+    static constexpr ulong32 kFlat = 1;  // no other container
+    static constexpr ulong32 kDeep = 2;  // a container that is not empty
+    static constexpr ulong32 kMostShapes = (npos32 - kObject) / 4;
+    // Texts are shorter, so that a position is no mark.
+    static constexpr ulong32 kMaxText = kMarks - 64;
+
+    // The position of the text of a key or a scalar; the mark of a container.
+    ulong32 begin;
+    // The size of that text, with the quotes of a string; 0 for null. The number of nodes of a
+    // container, itself included.
+    ulong32 size;
+
+    bool isContainer() const noexcept { return begin >= kMarks; }
+    bool isObject() const noexcept { return begin >= kObject; }
+    bool isNull() const noexcept { return size == 0; }
+    // Of a container.
+    bool isFlat() const noexcept { return (begin & kFlat) != 0; }
+    bool isFlatArray() const noexcept { return begin == kArray + kFlat; }
+    // If not, each value in it is one node.
+    bool isDeep() const noexcept { return (begin & kDeep) != 0; }
+    // Of an object; 0 if it is not known.
+    ulong32 shape() const noexcept { return (begin - kObject) / 4; }
+    ulong32 span() const noexcept { return isContainer() ? size : 1; }
+
+    // Of a scalar with this text.
+    static JsonKind scalarKind(istr text) noexcept {
+        if (*text <= '9') return *text == '"' ? JsonKind::String : JsonKind::Number;
+        const bool isBoolean = text == "true" || text == "false";
+        return isBoolean ? JsonKind::Boolean : JsonKind::Number;
+    }
+
+    // In a tree, any thread may note the shape of an object in its node at any time.
+    Node load(std::memory_order order = std::memory_order_relaxed) const noexcept {
+        return {std::atomic_ref(const_cast<ulong32&>(begin)).load(order), size};
+    }
+    void storeBegin(ulong32 mark) noexcept {
+        std::atomic_ref(begin).store(mark, std::memory_order_release);
+    }
+};
+static_assert(sizeof(Node) == 8);
+
+struct NodeTree {
+    Node node(ulong32 i) const noexcept { return nodes[i].load(); }
+    istr textOf(const Node& node) const noexcept { return istr(text + node.begin, node.size); }
+
+    const char* text;
+    std::size_t textSize;
+    Node* nodes;
+};
+
+}  // namespace qor::json
+
+#endif  // QOR_JSON_JSON_NODE_H
