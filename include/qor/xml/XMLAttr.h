@@ -159,8 +159,8 @@ private:
     };
     using Owner = std::unique_ptr<XMLAttrMap, Release>;
 
-    // In the memory of a tree, or on the heap if `tree` is null.
-    static Owner create(xml::Pool* pool);
+    // On the heap.
+    static Owner create();
     explicit XMLAttrMap(bool ofPool) noexcept : ofPool_(ofPool) {}
     ~XMLAttrMap();
 

@@ -81,10 +81,8 @@ void XMLAttrMap::Release::operator()(XMLAttrMap* map) const noexcept {
     if (!ofPool) deleteBlock(map, "qor::XMLNode::clearAttrs");
 }
 
-XMLAttrMap::Owner XMLAttrMap::create(xml::Pool* pool) {
-    void* const memory = pool != nullptr ? pool->take(sizeof(XMLAttrMap))
-                                         : newBlock(sizeof(XMLAttrMap), "qor::XMLNode::addAttr");
-    return Owner(::new (memory) XMLAttrMap(pool != nullptr));
+XMLAttrMap::Owner XMLAttrMap::create() {
+    return Owner(::new (newBlock(sizeof(XMLAttrMap), "qor::XMLNode::addAttr")) XMLAttrMap(false));
 }
 
 XMLAttrMap::~XMLAttrMap() {

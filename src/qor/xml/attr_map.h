@@ -67,8 +67,15 @@ inline XMLAttr& XMLAttrMap::addParsed(const xml::ParsedText& name, const xml::Pa
     }
     if (!name.fitsInPlace() || !value.fitsInPlace()) pool.touch();
     auto* const attr = ::new (pool.take(sizeof(XMLAttr))) XMLAttr(name, value, node);
-    if (row_ == size_ && (size_ == 0 || attr == last_ + 1)) ++row_;
-    append(*attr);
+    if (last_ == nullptr) {
+        first_ = attr;
+        row_ = 1;
+    } else {
+        last_->next_ = attr;
+        if (row_ == size_ && attr == last_ + 1) ++row_;
+    }
+    last_ = attr;
+    ++size_;
     marks_ = size_ < kSearched ? marks_ | mark : kAllMarks;
     return *attr;
 }
