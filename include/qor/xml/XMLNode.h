@@ -118,8 +118,8 @@ public:
     const XMLNode& operator[](unsigned long index) const { return child(index); }
     const XMLNode& operator[](unsigned long index) { return child(index); }
     unsigned long numofChildren() const noexcept { return size_; }
-    // In order, as a range of const XMLNode&: what costs least when all are looked at, since nothing
-    // is made for it.
+    // In order, as a range of const XMLNode&: what costs least when all are looked at, since
+    // nothing is made for it.
     Children children() const noexcept;
     // In order. This and the map are made when first asked for, and kept right from then on.
     const std::vector<XMLNode*>& getChildNodes() const {

@@ -81,7 +81,8 @@ void XMLAttrMap::Release::operator()(XMLAttrMap* map) const noexcept {
     if (!ofPool) deleteBlock(map, "qor::XMLNode::clearAttrs");
 }
 
-XMLAttrMap::Owner XMLAttrMap::create() {
+XMLAttrMap::Owner XMLAttrMap::create(xml::Pool* pool) {
+    if (pool != nullptr) return createIn(*pool);
     return Owner(::new (newBlock(sizeof(XMLAttrMap), "qor::XMLNode::addAttr")) XMLAttrMap(false));
 }
 

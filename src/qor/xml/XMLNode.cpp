@@ -219,7 +219,7 @@ void XMLNode::addAttr(istr name, istr value) {
 XMLAttr& XMLNode::addListed(istr name, String&& value) {
     touch();
     if (attrs_ != nullptr) return attrs_->add(name, std::move(value), this);
-    XMLAttrMap::Owner attrs = XMLAttrMap::create();
+    XMLAttrMap::Owner attrs = XMLAttrMap::create(nullptr);
     XMLAttr& added = attrs->add(name, std::move(value), this);
     attrs_ = std::move(attrs);
     return added;

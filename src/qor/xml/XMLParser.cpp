@@ -105,9 +105,10 @@ void XMLParser::parseOwn(String& text) {
     text_.append(kRoomAfterText, '\0');
     begin_ = cursor_ = text_.data();
     end_ = begin_ + length_;
+    single_ = false;
     Step taken{std::exchange(cursor_, end_), true};
     while (taken.more && taken.at != end_)
-        taken = callback_ != nullptr ? tellingStep(taken.at) : plainSteps(taken.at, false);
+        taken = callback_ != nullptr ? tellingStep(taken.at) : step<false>(taken.at);
     cursor_ = taken.at;
 }
 
@@ -310,7 +311,7 @@ inline const char* XMLParser::parseText(const char* from, const char* token) {
 }
 
 template <bool kTold>
-[[gnu::always_inline]] inline XMLParser::Step XMLParser::step(const char* from) {
+[[gnu::always_inline]] inline XMLParser::Step XMLParser::take(const char* from) {
     const char* const token = xml::skipBlanks(from);
     if (*token == ']' && inDoctype_) return {endDoctype(token), true};
     if (*token != '<') return goOnAt(parseText<kTold>(from, token));
@@ -331,14 +332,16 @@ template <bool kTold>
 }
 
 XMLParser::Step XMLParser::tellingStep(const char* from) {
-    return step<true>(from);
+    return take<true>(from);
 }
 
-XMLParser::Step XMLParser::plainSteps(const char* from, bool once) {
+// A call for each step would take longer than some steps.
+template <bool kTold>
+XMLParser::Step XMLParser::step(const char* from) {
     Step taken{from, true};
     do {
-        taken = step<false>(taken.at);
-    } while (taken.more && taken.at != end_ && callback_ == nullptr && !once);
+        taken = take<kTold>(taken.at);
+    } while (taken.more && taken.at != end_ && callback_ == nullptr && !single_);
     return taken;
 }
 
@@ -346,7 +349,8 @@ bool XMLParser::nextNode() {
     if (cursor_ == end_) return false;
     // Half of a step that fails may have been taken, so there is no place to go on from.
     const char* const from = std::exchange(cursor_, end_);
-    const Step taken = callback_ != nullptr ? tellingStep(from) : plainSteps(from, true);
+    single_ = true;
+    const Step taken = callback_ != nullptr ? tellingStep(from) : step<false>(from);
     cursor_ = taken.at;
     return taken.more;
 }
