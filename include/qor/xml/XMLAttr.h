@@ -161,7 +161,7 @@ private:
 
     // In the memory of a tree, or on the heap if `pool` is null.
     static Owner create(xml::Pool* pool);
-    static Owner createIn(xml::Pool& pool);
+    static XMLAttrMap* createIn(xml::Pool& pool);
     explicit XMLAttrMap(bool ofPool) noexcept : ofPool_(ofPool) {}
     ~XMLAttrMap();
 

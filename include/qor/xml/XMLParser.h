@@ -138,11 +138,9 @@ private:
 
     // `kTold` is whether there may be a callback.
     template <bool kTold>
-    Step take(const char* from);
-    Step tellingStep(const char* from);
-    // Takes as many as there are while there is no callback, or a single one.
-    template <bool kTold>
     Step step(const char* from);
+    Step tellingStep(const char* from);
+    Step plainSteps(const char* from, bool once);
     const char* parseProcessing(const char* from);
     Step parseDeclaration(const char* from);
     const char* parseComments(const char* from) const noexcept;
@@ -177,7 +175,6 @@ private:
     const char* end_ = nullptr;     // where a zero byte stands
     const char* cursor_ = nullptr;  // where nextNode goes on; the end during a step
     bool inDoctype_ = false;
-    bool single_ = false;         // does step take one step?
     XMLNode* current_ = nullptr;  // the open element
     std::unique_ptr<XMLNode> root_;
     std::vector<std::unique_ptr<XMLNode>> replaced_;  // earlier roots

@@ -82,7 +82,7 @@ void XMLAttrMap::Release::operator()(XMLAttrMap* map) const noexcept {
 }
 
 XMLAttrMap::Owner XMLAttrMap::create(xml::Pool* pool) {
-    if (pool != nullptr) return createIn(*pool);
+    if (pool != nullptr) return Owner(createIn(*pool));
     return Owner(::new (newBlock(sizeof(XMLAttrMap), "qor::XMLNode::addAttr")) XMLAttrMap(false));
 }
 

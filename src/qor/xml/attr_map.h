@@ -47,8 +47,8 @@ inline unsigned long long XMLAttrMap::markOf(istr name) noexcept {
     return 1ULL << ((name.size() + first * 4U + last) % 64);
 }
 
-inline XMLAttrMap::Owner XMLAttrMap::createIn(xml::Pool& pool) {
-    return Owner(::new (pool.take(sizeof(XMLAttrMap))) XMLAttrMap(true));
+inline XMLAttrMap* XMLAttrMap::createIn(xml::Pool& pool) {
+    return ::new (pool.take(sizeof(XMLAttrMap))) XMLAttrMap(true);
 }
 
 // Whether a parser may add one in the memory of the tree. If not, all names are marked.
