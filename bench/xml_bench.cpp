@@ -28,8 +28,8 @@ void visit(const qor::XMLNode& node) {
         benchmark::DoNotOptimize(attr.name().data());
         benchmark::DoNotOptimize(attr.value().data());
     }
-    for (const qor::XMLNode* const child : node.getChildNodes())
-        visit(*child);
+    for (const qor::XMLNode& child : node.children())
+        visit(child);
 }
 
 void XmlVisit_qor(benchmark::State& state, const std::string& text) {

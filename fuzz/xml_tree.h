@@ -39,7 +39,9 @@ inline bool isSound(const XMLNode& root) {
     while (!open.empty()) {
         const XMLNode* const node = open.back();
         open.pop_back();
+        auto inOrder = node->children().begin();
         for (const XMLNode* const child : node->getChildNodes()) {
+            if (&*inOrder++ != child) return false;
             std::vector<XMLNode*> named;
             node->getChildren(child->name(), named);
             if (child->parent() != node || named.front() != &node->child(child->name())) {

@@ -1,9 +1,13 @@
 #include <gtest/gtest.h>
 #include <pthread.h>
+#include <sys/resource.h>
+#include <sys/socket.h>
 
 #include <atomic>
 #include <cerrno>
 #include <filesystem>
+#include <memory>
+#include <vector>
 
 #include "qor/qor.h"
 #include "support/log_file.h"
@@ -32,9 +36,50 @@ public:
     static unsigned refusals() { return refused; }
 };
 
+// While it lives, the threads that are started wait before their connections open, all but the
+// first ones.
+class HeldThreads {
+public:
+    HeldThreads() {
+        started = 0;
+        first = 0;
+    }
+    HeldThreads(const HeldThreads&) = delete;
+    HeldThreads& operator=(const HeldThreads&) = delete;
+    ~HeldThreads() { letGo(kNoEnd); }
+    static void letGo(long number) {
+        first = number;
+        first.notify_all();
+    }
+    static bool areHeld() { return first != kNoEnd; }
+    // How many were started.
+    static long number() { return started; }
+
+    struct Start {
+        void* (*body)(void*);
+        void* argument;
+    };
+    static void* run(void* argument) {
+        const Start start = *std::unique_ptr<Start>(static_cast<Start*>(argument));
+        own = started++;
+        return start.body(start.argument);
+    }
+    // In the thread.
+    static void wait() {
+        for (long free = first; free <= own; free = first)
+            first.wait(free);
+    }
+
+private:
+    static std::atomic<long> first, started;
+    static thread_local long own;  // the number of the thread
+};
+std::atomic<long> HeldThreads::first{kNoEnd}, HeldThreads::started{0};
+thread_local long HeldThreads::own = -1;
+
 }  // namespace
 
-// Takes the place of the system's function, for the library too.
+// They take the place of the system's functions, for the library too.
 extern "C" int pthread_create(pthread_t* thread, const pthread_attr_t* attributes,
                               void* (*body)(void*), void* argument) noexcept {
     static const auto create = support::systemFunction("pthread_create", &pthread_create);
@@ -42,7 +87,18 @@ extern "C" int pthread_create(pthread_t* thread, const pthread_attr_t* attribute
         ++refused;
         return EAGAIN;
     }
-    return create(thread, attributes, body, argument);
+    if (!HeldThreads::areHeld()) return create(thread, attributes, body, argument);
+    auto start = std::make_unique<HeldThreads::Start>(body, argument);
+    const int error = create(thread, attributes, &HeldThreads::run, start.get());
+    if (error == 0) static_cast<void>(start.release());
+    return error;
+}
+
+// A connection opens with this call.
+extern "C" int getpeername(int socket, sockaddr* address, socklen_t* size) noexcept {
+    static const auto real = support::systemFunction("getpeername", &getpeername);
+    HeldThreads::wait();
+    return real(socket, address, size);
 }
 
 namespace qor {
@@ -198,6 +254,47 @@ TEST_F(NoThreadsForConnections, ClosesAClientAndServesTheNext) {
     EXPECT_TRUE(logged("start tcp server failure tcp.server."));
     server.close();
     EXPECT_EQ(events->closed, 2u);
+}
+
+// 64 threads start at once. The clients that come meanwhile wait, more of them than there was room
+// for at first, and all are served in the end.
+TEST_F(NoThreadsForConnections, KeepsClientsUntilTheyStart) {
+    constexpr unsigned kStarting = 64, kRoom = 4096, kMore = 300;
+    constexpr unsigned kClients = kRoom + kMore;
+    rlimit descriptors{};
+    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &descriptors), 0);
+    descriptors.rlim_cur = descriptors.rlim_max;
+    if (descriptors.rlim_max < 2 * kClients + 1000 || setrlimit(RLIMIT_NOFILE, &descriptors) != 0)
+        GTEST_SKIP() << "a process may have " << descriptors.rlim_max << " descriptors";
+    TcpServer server;
+    events->receive = [&](const TcpAddr& peer, const istr& payload) {
+        EXPECT_TRUE(server.send(peer, payload, 5));
+    };
+    ASSERT_TRUE(server.open(TcpAddr(0, "127.0.0.1"), events, network::kBuffer));
+    std::vector<network::Socket> clients;
+    const auto connect = [&](std::size_t number) {
+        while (clients.size() < number) {
+            clients.emplace_back();
+            ASSERT_TRUE(clients.back().connect(server.getLocalPort())) << clients.size();
+        }
+    };
+    {
+        const HeldThreads held;
+        connect(kRoom - kStarting);
+        HeldThreads::letGo(1);
+        ASSERT_TRUE(network::until([] { return HeldThreads::number() == 1 + kStarting; }));
+        connect(kClients);
+        clients.front().post(network::frame("first"));
+        clients.back().post(network::frame("last"));
+        for (std::size_t i = 1; i + 1 < clients.size(); ++i)
+            clients[i].close();
+        EXPECT_EQ(HeldThreads::number(), 1 + kStarting);
+    }
+    EXPECT_EQ(clients.front().read(9), network::frame("first"));
+    EXPECT_EQ(clients.back().read(8), network::frame("last"));
+    EXPECT_TRUE(events->ended(kClients - 2));
+    server.close();
+    EXPECT_EQ(events->closed, kClients);
 }
 
 }  // namespace

@@ -91,15 +91,15 @@ std::atomic<const std::vector<int>*> acceptErrors{nullptr};
 std::atomic<std::size_t> errorsLeft{0};
 
 // While it lives. Sends are those of the server's clients, receives those of its connections.
-class CutSends {
+class Cutting {
 public:
-    CutSends(const Cut& cut, unsigned short server) { sends.set(cut, server); }
-    ~CutSends() { sends.end(); }
-};
-class CutReceives {
-public:
-    CutReceives(const Cut& cut, unsigned short server) { receives.set(cut, server); }
-    ~CutReceives() { receives.end(); }
+    Cutting(Direction& direction, const Cut& cut, unsigned short server) : direction_(direction) {
+        direction_.set(cut, server);
+    }
+    ~Cutting() { direction_.end(); }
+
+private:
+    Direction& direction_;
 };
 
 }  // namespace
@@ -210,8 +210,8 @@ TEST_F(CutTransfer, CarriesWholeFramesInAnyPortions) {
         // A blocking receive knows no EAGAIN.
         Cut received = cut;
         received.between = cut.between == EAGAIN ? EINTR : cut.between;
-        const CutSends cutSends(cut, server.getLocalPort());
-        const CutReceives cutReceives(received, server.getLocalPort());
+        const Cutting cutSends(sends, cut, server.getLocalPort());
+        const Cutting cutReceives(receives, received, server.getLocalPort());
         ASSERT_TRUE(connect());
         for (const std::string& payload : payloads) {
             EXPECT_TRUE(client.send(payload, 5));
@@ -241,7 +241,7 @@ TEST_F(CutTransfer, EndsWhereASendFailsInsideAFrame) {
         const unsigned frames = events->count;
         {
             const Cut cut{.bytesBefore = c.bytes};
-            const CutSends cutSends(cut, server.getLocalPort());
+            const Cutting cutSends(sends, cut, server.getLocalPort());
             EXPECT_FALSE(client.send(c.payload, 5)) << c.bytes;
         }
         EXPECT_EQ(client.send("next", 5), c.bytes == 0) << c.bytes;
@@ -268,7 +268,7 @@ TEST_F(CutTransfer, EndsWhereAReceiveFails) {
         const Cut cut{.bytesBefore = bytes};
         const unsigned ends = events->closed;
         {
-            const CutReceives cutReceives(cut, server.getLocalPort());
+            const Cutting cutReceives(receives, cut, server.getLocalPort());
             ASSERT_TRUE(connect());
             client.send(first, 5);
             client.send(second, 5);
@@ -279,6 +279,7 @@ TEST_F(CutTransfer, EndsWhereAReceiveFails) {
         if (bytes >= static_cast<long>(frame(first).size())) expected += first + "|";
         EXPECT_EQ(events->frames(), expected) << bytes;
         EXPECT_EQ(events->closed, ends + 1);
+        EXPECT_EQ(told->closed, ends + 1);
     }
     expectServed();
 }

@@ -26,6 +26,8 @@ static_assert(ranges::contiguous_range<const json::JsonArray>);
 static_assert(ranges::bidirectional_range<json::JsonObject>);
 static_assert(ranges::bidirectional_range<const json::JsonObject>);
 static_assert(ranges::forward_range<const XMLAttrMap> && ranges::sized_range<XMLAttrMap>);
+static_assert(ranges::forward_range<XMLNode::Children>);
+static_assert(ranges::sized_range<const XMLNode::Children>);
 static_assert(ranges::contiguous_range<nbr::ComplexValue::Items>);
 static_assert(ranges::contiguous_range<const nbr::ComplexValue>);
 static_assert(ranges::random_access_range<const pml::ntv::ListValue>);

@@ -23,7 +23,16 @@
 
 #include "support/allocation.h"
 #include "support/small_disk.h"
+#include "support/system_function.h"
 #include "support/temp_dir.h"
+
+static std::atomic<bool> truncationFails{false};
+
+// Takes the place of the system's function: the one for sources whose sizes have 64 bits.
+extern "C" int ftruncate64(int file, off64_t size) noexcept {
+    static const auto real = support::systemFunction("ftruncate64", &ftruncate64);
+    return truncationFails ? (errno = EIO, -1) : real(file, size);
+}
 
 namespace {
 
@@ -490,6 +499,32 @@ TEST_F(FlatLog, LimitOfFileSizesDropsLines) {
         _exit(sigismember(&pending, SIGXFSZ));
     });
     EXPECT_EQ(above, 0);
+}
+
+// The beginning of a line that cannot be removed again stays, and what comes next ends it first: no
+// other line is cut.
+TEST_F(FlatLog, LineThatStaysTornIsEnded) {
+    constexpr std::size_t kTorn = 10;
+    const int status = statusOf([&] {
+        const auto limit = [](rlim_t bytes) {
+            const rlimit now = {bytes, RLIM_INFINITY};
+            if (setrlimit(RLIMIT_FSIZE, &now) != 0) _exit(1);
+        };
+        say(log, "before");
+        limit(fs::file_size(path) + kTorn);
+        truncationFails = true;
+        // Of the second one not even the end of the first one goes.
+        say(log, "torn");
+        say(log, "dropped");
+        limit(RLIM_INFINITY);
+        say(log, "after");
+        say(log, "last");
+    });
+    EXPECT_EQ(status, 0);
+    Lines lines = linesOf(path);
+    ASSERT_EQ(lines.size(), 5u) << contentOf(path);
+    EXPECT_EQ(std::exchange(lines[2], "").size(), 1 + kTorn);
+    EXPECT_EQ(lines, (Lines{"banner", said("before"), "", said("after"), said("last")}));
 }
 
 // Each line that is in the file is whole, however often the disk is full and has room again.

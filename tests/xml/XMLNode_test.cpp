@@ -180,6 +180,31 @@ TEST(XMLNode, KeepsTheListOfChildrenRight) {
     }
 }
 
+TEST(XMLNode, ShowsItsChildrenInOrder) {
+    const std::unique_ptr<XMLNode> parsed(XMLParser("<r><a/><b><c/></b></r>").release());
+    XMLNode made("r", nullptr);
+    made.addChildNode("a");
+    made.addChildNode("b")->addChildNode("c");
+    for (XMLNode* const root : {parsed.get(), &made}) {
+        const XMLNode::Children children = root->children();
+        EXPECT_EQ(children.size(), 2u);
+        EXPECT_TRUE(children.begin()->children().empty());
+        // What is added during a look is come to, more than are searched one by one as well.
+        String names;
+        for (const XMLNode& child : children) {
+            if (root->numofChildren() < 20) root->addChildNode("n");
+            names += child.name();
+        }
+        EXPECT_EQ(names, "ab" + std::string(18, 'n'));
+        auto each = children.begin();
+        EXPECT_EQ(&*each++, &root->child("a"));
+        EXPECT_EQ(&*each, &root->child("b"));
+        root->clearNodes();
+        EXPECT_TRUE(children.empty() && children.begin() == children.end());
+    }
+    EXPECT_TRUE(XMLNode::null().children().empty());
+}
+
 // What is changed in a parsed tree is released with it, whatever it was.
 TEST(XMLNode, ReleasesWhatAParsedTreeWasGiven) {
     const std::string text(100, 't');

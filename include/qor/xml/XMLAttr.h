@@ -159,8 +159,9 @@ private:
     };
     using Owner = std::unique_ptr<XMLAttrMap, Release>;
 
-    // In the memory of a tree, or on the heap if `tree` is null.
+    // In the memory of a tree, or on the heap if `pool` is null.
     static Owner create(xml::Pool* pool);
+    static XMLAttrMap* createIn(xml::Pool& pool);
     explicit XMLAttrMap(bool ofPool) noexcept : ofPool_(ofPool) {}
     ~XMLAttrMap();
 

@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <functional>
 #include <iosfwd>
+#include <iterator>
 #include <map>
 #include <memory>
 #include <utility>
@@ -38,6 +39,7 @@ public:
     // Selects the constructor from text.
     struct cdata_t {};
     using ChildMap = std::multimap<String, XMLNode*, std::less<>>;
+    class Children;
 
     // A parent takes the node as addChildNode does, and the node must then be made by new.
     XMLNode(istr name, XMLNode* parent);
@@ -116,6 +118,9 @@ public:
     const XMLNode& operator[](unsigned long index) const { return child(index); }
     const XMLNode& operator[](unsigned long index) { return child(index); }
     unsigned long numofChildren() const noexcept { return size_; }
+    // In order, as a range of const XMLNode&: what costs least when all are looked at, since
+    // nothing is made for it.
+    Children children() const noexcept;
     // In order. This and the map are made when first asked for, and kept right from then on.
     const std::vector<XMLNode*>& getChildNodes() const {
         return listed_.load(std::memory_order_acquire) ? list_ : makeList();
@@ -198,6 +203,60 @@ private:
     ChildMap::iterator entry_;   // in the map of the holder, if that has one
     xml::Pool* pool_ = nullptr;  // of a parsed node; its root owns it
 };
+
+// The children of a node, in order: a view of the node, to be passed by value.
+//
+//     for (const XMLNode& book : shelf.children()) print(book("title").value());
+//
+// Adding children leaves iterators valid, and they come to what is added. Clearing and assigning to
+// the node, and its end, make them invalid.
+class XMLNode::Children {
+public:
+    class const_iterator {
+    public:
+        using iterator_category = std::forward_iterator_tag;
+        using value_type = XMLNode;
+        using difference_type = std::ptrdiff_t;
+        using pointer = const XMLNode*;
+        using reference = const XMLNode&;
+
+        const_iterator() noexcept = default;
+        reference operator*() const noexcept { return *at_; }
+        pointer operator->() const noexcept { return at_; }
+        const_iterator& operator++() noexcept {
+            at_ = at_->next_;
+            return *this;
+        }
+        const_iterator operator++(int) noexcept {
+            return const_iterator(std::exchange(at_, at_->next_));
+        }
+        friend bool operator==(const const_iterator& left, const const_iterator& right) noexcept {
+            return left.at_ == right.at_;
+        }
+
+    private:
+        friend Children;
+        explicit const_iterator(const XMLNode* at) noexcept : at_(at) {}
+
+        const XMLNode* at_ = nullptr;
+    };
+    using iterator = const_iterator;
+
+    const_iterator begin() const noexcept { return const_iterator(node_->first_); }
+    const_iterator end() const noexcept { return {}; }
+    bool empty() const noexcept { return node_->first_ == nullptr; }
+    unsigned long size() const noexcept { return node_->size_; }
+
+private:
+    friend class XMLNode;
+    explicit Children(const XMLNode& node) noexcept : node_(&node) {}
+
+    const XMLNode* node_;
+};
+
+inline XMLNode::Children XMLNode::children() const noexcept {
+    return Children(*this);
+}
 
 class QOR_API null_node : public XMLNode {
 private:

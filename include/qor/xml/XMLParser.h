@@ -140,6 +140,7 @@ private:
     template <bool kTold>
     Step step(const char* from);
     Step tellingStep(const char* from);
+    Step plainSteps(const char* from, bool once);
     const char* parseProcessing(const char* from);
     Step parseDeclaration(const char* from);
     const char* parseComments(const char* from) const noexcept;

@@ -174,8 +174,8 @@ template <class C>
 void loadItems(const XMLNode& node, unsigned nesting, C& target) {
     C items;
     if constexpr (requires { items.reserve(std::size_t()); }) items.reserve(node.numofChildren());
-    for (const XMLNode* const child : node.getChildNodes())
-        loadItem(*child, nesting, items);
+    for (const XMLNode& child : node.children())
+        loadItem(child, nesting, items);
     target = std::move(items);
 }
 

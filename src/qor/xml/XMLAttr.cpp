@@ -82,9 +82,8 @@ void XMLAttrMap::Release::operator()(XMLAttrMap* map) const noexcept {
 }
 
 XMLAttrMap::Owner XMLAttrMap::create(xml::Pool* pool) {
-    void* const memory = pool != nullptr ? pool->take(sizeof(XMLAttrMap))
-                                         : newBlock(sizeof(XMLAttrMap), "qor::XMLNode::addAttr");
-    return Owner(::new (memory) XMLAttrMap(pool != nullptr));
+    if (pool != nullptr) return Owner(createIn(*pool));
+    return Owner(::new (newBlock(sizeof(XMLAttrMap), "qor::XMLNode::addAttr")) XMLAttrMap(false));
 }
 
 XMLAttrMap::~XMLAttrMap() {

@@ -107,7 +107,7 @@ void XMLParser::parseOwn(String& text) {
     end_ = begin_ + length_;
     Step taken{std::exchange(cursor_, end_), true};
     while (taken.more && taken.at != end_)
-        taken = callback_ != nullptr ? tellingStep(taken.at) : step<false>(taken.at);
+        taken = callback_ != nullptr ? tellingStep(taken.at) : plainSteps(taken.at, false);
     cursor_ = taken.at;
 }
 
@@ -310,7 +310,7 @@ inline const char* XMLParser::parseText(const char* from, const char* token) {
 }
 
 template <bool kTold>
-inline XMLParser::Step XMLParser::step(const char* from) {
+[[gnu::always_inline]] inline XMLParser::Step XMLParser::step(const char* from) {
     const char* const token = xml::skipBlanks(from);
     if (*token == ']' && inDoctype_) return {endDoctype(token), true};
     if (*token != '<') return goOnAt(parseText<kTold>(from, token));
@@ -334,11 +334,22 @@ XMLParser::Step XMLParser::tellingStep(const char* from) {
     return step<true>(from);
 }
 
+// 2.0.5 exports it.
+template XMLParser::Step XMLParser::step<false>(const char* from);
+
+XMLParser::Step XMLParser::plainSteps(const char* from, bool once) {
+    Step taken{from, true};
+    do {
+        taken = step<false>(taken.at);
+    } while (taken.more && taken.at != end_ && callback_ == nullptr && !once);
+    return taken;
+}
+
 bool XMLParser::nextNode() {
     if (cursor_ == end_) return false;
     // Half of a step that fails may have been taken, so there is no place to go on from.
     const char* const from = std::exchange(cursor_, end_);
-    const Step taken = callback_ != nullptr ? tellingStep(from) : step<false>(from);
+    const Step taken = callback_ != nullptr ? tellingStep(from) : plainSteps(from, true);
     cursor_ = taken.at;
     return taken.more;
 }

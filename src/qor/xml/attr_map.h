@@ -47,6 +47,10 @@ inline unsigned long long XMLAttrMap::markOf(istr name) noexcept {
     return 1ULL << ((name.size() + first * 4U + last) % 64);
 }
 
+inline XMLAttrMap* XMLAttrMap::createIn(xml::Pool& pool) {
+    return ::new (pool.take(sizeof(XMLAttrMap))) XMLAttrMap(true);
+}
+
 // Whether a parser may add one in the memory of the tree. If not, all names are marked.
 inline bool XMLAttrMap::isRow() const noexcept {
     return heapSize_ == 0 && extra_ == nullptr && size_ < kSearched;
@@ -67,8 +71,15 @@ inline XMLAttr& XMLAttrMap::addParsed(const xml::ParsedText& name, const xml::Pa
     }
     if (!name.fitsInPlace() || !value.fitsInPlace()) pool.touch();
     auto* const attr = ::new (pool.take(sizeof(XMLAttr))) XMLAttr(name, value, node);
-    if (row_ == size_ && (size_ == 0 || attr == last_ + 1)) ++row_;
-    append(*attr);
+    if (last_ == nullptr) {
+        first_ = attr;
+        row_ = 1;
+    } else {
+        last_->next_ = attr;
+        if (row_ == size_ && attr == last_ + 1) ++row_;
+    }
+    last_ = attr;
+    ++size_;
     marks_ = size_ < kSearched ? marks_ | mark : kAllMarks;
     return *attr;
 }

@@ -45,7 +45,7 @@ inline XMLNode* XMLNode::addParsed(const xml::ParsedText& name) {
 }
 
 inline XMLAttr& XMLNode::addParsedAttr(const xml::ParsedText& name, const xml::ParsedText& value) {
-    if (attrs_ == nullptr) attrs_ = XMLAttrMap::create(pool_);
+    if (attrs_ == nullptr) attrs_.reset(XMLAttrMap::createIn(*pool_));
     return attrs_->addParsed(name, value, this, *pool_);
 }
 

@@ -1,0 +1,104 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <cstring>
+#include <map>
+#include <random>
+#include <string>
+
+#include "base/text_hash.h"
+#include "qor/json/json_unit.h"
+#include "qor/json/qor_json_parser.h"
+
+// Objects whose keys have one hash have one place in the table of shapes, and yet their own keys.
+// The hash has a random key, so this program draws one that is known.
+
+#if defined(__GLIBCXX__)
+
+namespace {
+
+constexpr std::uint32_t kDrawn = 0x9E3779B1;
+constexpr std::uint64_t kKey = std::uint64_t(kDrawn) << 32 | kDrawn;
+
+}  // namespace
+
+// Takes the place of the standard library's function, for the library too.
+std::random_device::result_type std::random_device::_M_getval() {
+    return kDrawn;
+}
+
+namespace qor::json {
+namespace {
+
+// What TextHash does with a word, and with a key of 8 bytes.
+std::uint64_t mixed(std::uint64_t value, std::uint64_t word) {
+    value = (value ^ word) * kKey;
+    return value ^ value >> 32;
+}
+std::uint64_t beforeWord(std::uint64_t value) {
+    return mixed(value, 8);
+}
+
+std::uint64_t wordOf(const std::string& key) {
+    std::uint64_t word = 0;
+    std::memcpy(&word, key.data(), sizeof word);
+    return word;
+}
+
+std::uint64_t hashOf(const std::string& first, const std::string& second) {
+    TextHash hash;
+    hash.add(first);
+    hash.add(second);
+    return hash.value();
+}
+
+bool isPlain(const std::string& key) {
+    return std::all_of(key.begin(), key.end(),
+                       [](char c) { return c >= '#' && c <= '~' && c != '\\'; });
+}
+
+using Pairs = std::map<std::string, std::string>;
+
+// In the order of the keys.
+std::string textOf(const Pairs& pairs) {
+    std::string text = "{";
+    for (const auto& [key, value] : pairs)
+        text.append("\"").append(key).append("\":").append(value).append(",");
+    text.back() = '}';
+    return text;
+}
+
+TEST(ShapeTable, KeepsKeysOfOneHashApart) {
+    const std::string a = "keyAAAAA", b = "keyBBBBB";
+    const std::uint64_t state = beforeWord(mixed(beforeWord(kKey), wordOf(a)));
+    // The state after another first key tells which second key leads to the same hash.
+    std::string c, d(8, '\0');
+    for (unsigned i = 0; !isPlain(d) || d < c; ++i) {
+        ASSERT_LT(i, 1000000u);
+        c = std::to_string(10000000 + i);
+        const std::uint64_t other = beforeWord(mixed(beforeWord(kKey), wordOf(c)));
+        const std::uint64_t word = state ^ wordOf(b) ^ other;
+        std::memcpy(d.data(), &word, sizeof word);
+    }
+    ASSERT_EQ(hashOf(a, b), hashOf(c, d));
+
+    // A text of few objects has no table.
+    const Pairs one = {{a, "1"}, {b, "2"}}, two = {{c, "3"}, {d, "4"}};
+    std::string text = "[";
+    for (int i = 0; i < 60; ++i)
+        text += textOf(i % 2 == 0 ? one : two) + ",";
+    text.back() = ']';
+    const JsonUnit all(JsonParser::from(text));
+    for (unsigned i = 0; i < 60; ++i) {
+        Pairs read;
+        for (const auto& [key, value] : *all.arrayValue()->at(i).objectValue())
+            read.emplace(key, value.encode());
+        EXPECT_EQ(read, i % 2 == 0 ? one : two) << i;
+    }
+}
+
+}  // namespace
+}  // namespace qor::json
+
+#endif
