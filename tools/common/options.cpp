@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <locale>
 #include <sstream>
 #include <utility>
 
@@ -127,9 +128,11 @@ unsigned long parseCount(const char* option, std::string_view text, unsigned lon
 
 double parseSeconds(const char* option, std::string_view text, double most) {
     double value = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-    const bool inRange = value >= 0 && value <= most;
-    if (error != std::errc() || end != text.data() + text.size() || !inRange) {
+    std::istringstream in{std::string(text)};
+    in.imbue(std::locale::classic());
+    const bool isNumber =
+        in >> std::noskipws >> value && in.peek() == std::istringstream::traits_type::eof();
+    if (!isNumber || !(value >= 0 && value <= most)) {
         throw UsageError(std::string("--") + option + " takes seconds, not " + std::string(text));
     }
     return value;

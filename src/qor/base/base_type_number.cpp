@@ -47,7 +47,7 @@ bool parse(istr text, T& target) noexcept {
     const bool negative = takeSign(text);
     const bool belowZero = negative && std::is_signed_v<T>;
     unsigned long long magnitude = 0;
-    const std::errc error = platform::from_chars(text.begin(), text.end(), magnitude).ec;
+    const std::errc error = std::from_chars(text.begin(), text.end(), magnitude).ec;
     if (error == std::errc::invalid_argument) {
         target = 0;
         return false;
