@@ -88,7 +88,7 @@ extern "C" int pthread_create(pthread_t* thread, const pthread_attr_t* attribute
         return EAGAIN;
     }
     if (!HeldThreads::areHeld()) return create(thread, attributes, body, argument);
-    auto start = std::make_unique<HeldThreads::Start>(body, argument);
+    std::unique_ptr<HeldThreads::Start> start(new HeldThreads::Start{body, argument});
     const int error = create(thread, attributes, &HeldThreads::run, start.get());
     if (error == 0) static_cast<void>(start.release());
     return error;
