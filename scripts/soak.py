@@ -51,6 +51,7 @@ def main():
     height = len(QUANTITIES) * (HEIGHT + MARGIN)
     svg = (f'<svg xmlns="http://www.w3.org/2000/svg" viewBox="0 0 {WIDTH + 2 * MARGIN} {height}" '
            'font-family="sans-serif" font-size="12" fill="none">\n'
+           "<title>Memory, descriptors, threads and latency of a soak</title>\n"
            "<style>text{fill:#555}.axis{stroke:#999}.samples{stroke:#47a}"
            ".line{stroke:#c40;stroke-width:2}</style>\n")
     grown = []
@@ -58,8 +59,10 @@ def main():
         if not any(row[i] for row in rows):
             continue
         begin, end = fit([(row[0], row[i]) for row in later])
-        title = f"{name}: {begin:.0f} {unit} after the first quarter, {end:.0f} {unit} at the end"
-        print(title.replace(" ,", ",").replace("  ", " "))
+        measure = f" {unit}" if unit else ""
+        title = (f"{name}: {begin:.0f}{measure} after the first quarter, {end:.0f}{measure} "
+                 "at the end")
+        print(title)
         svg += chart((i - 1) * (HEIGHT + MARGIN) + 10, title, [(row[0], row[i]) for row in rows],
                      (later[0][0], later[-1][0]), (begin, end))
         judged = name != "latency" or seconds >= LONG_RUN_SECONDS
