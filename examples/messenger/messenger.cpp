@@ -131,13 +131,15 @@ std::vector<Line> readTranscript(const std::string& path) {
 // Speaks one user's lines, and measures until the server has told of each that it was delivered.
 class Speaker : public qor::SimpleThread {
 public:
-    // Without rounds it speaks until it is stopped, with a pause after each round.
-    Speaker(const qor::String& name, const std::vector<Line>& transcript, unsigned rounds)
+    // Without rounds it speaks until it is stopped. It makes a pause after each round.
+    Speaker(const qor::String& name, const std::vector<Line>& transcript, unsigned rounds,
+            const qor::Time& pause)
         : SimpleThread(nullptr, name.c_str()),
           client_(qor::makeHandle<Client>("messenger::Speaker::Speaker",
                                           [this](const Text&) { ++received_; })),
           transcript_(transcript),
-          rounds_(rounds) {}
+          rounds_(rounds),
+          pause_(pause) {}
 
     Client& client() { return *client_; }
     unsigned sent() const { return sent_; }
@@ -150,9 +152,8 @@ protected:
         for (const Line& line : transcript_) {
             if (line.from == name()) speak(line);
         }
-        if (rounds_ != 0) return ++round_ < rounds_;
-        wait(qor::Time::milliSeconds(kPauseMs));
-        return true;
+        if (pause_ > qor::Time()) wait(pause_);
+        return rounds_ == 0 || ++round_ < rounds_;
     }
 
 private:
@@ -172,11 +173,11 @@ private:
     }
 
     static constexpr std::size_t kKept = 10000;
-    static constexpr int kPauseMs = 50;
 
     const qor::Handle<Client> client_;
     const std::vector<Line>& transcript_;
     const unsigned rounds_;
+    const qor::Time pause_;
     unsigned round_ = 0;
     unsigned sent_ = 0;
     unsigned undelivered_ = 0;
@@ -257,6 +258,8 @@ int demo(const Settings& settings, const std::string& transcriptPath, const Soak
         names.insert({line.from, line.to});
 
     const unsigned rounds = seconds == 0 ? settings.rounds : 0;
+    // Visitors are to have a part of the machine.
+    const qor::Time pause = qor::Time::milliSeconds(soak.visitors == 0 ? 0 : 50);
     Summary summary;
     unsigned failures = 0;
     std::vector<qor::Handle<Speaker>> speakers;
@@ -267,7 +270,7 @@ int demo(const Settings& settings, const std::string& transcriptPath, const Soak
         const qor::TcpAddr address(stage.server->port(), "127.0.0.1");
         for (const qor::String& name : names) {
             stage.speakers.push_back(
-                qor::makeHandle<Speaker>("messenger::demo", name, transcript, rounds));
+                qor::makeHandle<Speaker>("messenger::demo", name, transcript, rounds, pause));
             Client& client = stage.speakers.back()->client();
             if (!client.open(address, name, settings.heartbeat, settings.socketBuffer)) {
                 throw std::runtime_error("no login for " + name);
