@@ -163,7 +163,7 @@ struct Sse2Fraction {
     }
 
 private:
-    // Each word twice: the first of two by a factor, plus the second one.
+    // Of each two words, the sum of their products with two factors.
     static __m128i pairs(__m128i words, int factors) noexcept {
         return _mm_madd_epi16(words, _mm_set1_epi32(factors));
     }
