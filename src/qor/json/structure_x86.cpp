@@ -130,11 +130,13 @@ bool runsHere() noexcept {
         ulong32* const end = out + std::popcount(found);
         __m512i offsets = _mm512_maskz_compress_epi8(found, counting);
         const __m512i base = _mm512_set1_epi32(static_cast<int>(first));
-        for (; out < end; out += 16) {
+        // At least once, since blocks with nothing in them come at any time.
+        do {
             const __m512i wide = _mm512_cvtepu8_epi32(_mm512_castsi512_si128(offsets));
             _mm512_storeu_si512(out, _mm512_add_epi32(wide, base));
             offsets = _mm512_alignr_epi64(offsets, offsets, 2);
-        }
+            out += 16;
+        } while (out < end);
         out = end;
     }
     return out;
