@@ -1,5 +1,5 @@
-// Every form that this machine has finds the same structure in any bytes, and the index gives it
-// however the text is cut.
+// Every form that this machine has finds the same structure in any bytes and copies them, and the
+// index gives it however the text is cut.
 
 #include <algorithm>
 #include <string>
@@ -26,21 +26,32 @@ struct Found {
     bool operator==(const Found&) const = default;
 };
 
+// What comes after an end is not looked at.
+void requireCopied(const char* text, std::size_t size, const std::vector<char>& copy,
+                   const Found& found) {
+    require(std::equal(text, text + (found.ended ? found.positions.back() : size), copy.begin()));
+}
+
 // `text` is whole blocks.
 Found foundIn(const StructureForm& form, const std::vector<char>& text, std::size_t blocksAtOnce) {
     std::vector<ulong32> room(text.size() + kBlock);
+    std::vector<char> copy(text.size());
     StructureState state;
     ulong32* out = room.data();
     for (std::size_t at = 0; at < text.size();) {
         const std::size_t blocks = std::min(blocksAtOnce, (text.size() - at) / kBlock);
-        out = form.find(state, text.data() + at, blocks, static_cast<ulong32>(at), out);
+        out = form.find(state, text.data() + at, blocks, static_cast<ulong32>(at), out,
+                        copy.data() + at);
         at += blocks * kBlock;
     }
-    return {{room.data(), out}, state.takeBackslash(), state.ended()};
+    const Found found = {{room.data(), out}, state.takeBackslash(), state.ended()};
+    requireCopied(text.data(), text.size(), copy, found);
+    return found;
 }
 
 void requireIndexed(const StructureForm& form, const char* text, ulong32 size, const Found& found) {
-    StructureIndex index(form, text, size);
+    std::vector<char> copy(size);
+    StructureIndex index(form, text, size, copy.data());
     for (std::size_t i = 0; i < found.positions.size();) {
         const std::size_t step =
             std::min(i % StructureIndex::kAhead + 1, found.positions.size() - i);
@@ -51,6 +62,7 @@ void requireIndexed(const StructureForm& form, const char* text, ulong32 size, c
     const auto isEnd = [&](ulong32 position) { return position == size; };
     require(std::all_of(index.current(), index.current() + StructureIndex::kAhead, isEnd));
     require(index.anyBackslashFrom(0) == found.anyBackslash);
+    requireCopied(text, size, copy, found);
 }
 
 // The text is at the very end of its memory.

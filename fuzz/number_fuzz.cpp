@@ -54,6 +54,9 @@ void checkType(const std::string& text, std::istringstream& in) {
 // The text is at the very end of its memory.
 void checkDecimal(const std::vector<char>& text) {
     const std::optional<double> read = decimal::read({text.data(), text.size()});
+#if defined(__SIZEOF_INT128__)
+    require(decimal::read<decimal::PortableFraction>({text.data(), text.size()}) == read);
+#endif
     if (!read.has_value()) return;
     double wanted = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), wanted);

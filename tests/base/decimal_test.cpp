@@ -13,11 +13,12 @@
 namespace qor::decimal {
 namespace {
 
-// Whether the text was read; it is then what the standard library makes of all of it. It stands at
-// the very end of its memory.
+// Whether the text was read, which all forms agree about; it is then what the standard library
+// makes of all of it. It stands at the very end of its memory.
 bool isRead(const std::string& text) {
     const std::vector<char> exact(text.begin(), text.end());
-    const std::optional<double> value = read({exact.data(), exact.size()});
+    const std::optional<double> value = read<FastFraction>({exact.data(), exact.size()});
+    EXPECT_EQ(value, read<PortableFraction>({exact.data(), exact.size()})) << text;
     if (!value.has_value()) return false;
     double wanted = -1;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), wanted);

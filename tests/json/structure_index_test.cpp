@@ -63,19 +63,26 @@ Found indexed(const StructureForm& form, const std::string& text, bool oneByOne)
     return found;
 }
 
-// By the form alone, so many blocks in a call; the last one is filled up with blanks.
+// By the form alone, so many blocks in a call; the last one is filled up with blanks. All blocks
+// that were looked at are copied.
 Found foundInBlocks(const StructureForm& form, std::string text, std::size_t blocksAtOnce) {
     constexpr std::size_t kBlock = 64;
     text.resize((text.size() + kBlock - 1) / kBlock * kBlock, ' ');
     const std::vector<char> exact(text.begin(), text.end());
     std::vector<ulong32> room(exact.size() + kBlock);
+    std::vector<char> copy(exact.size());
     StructureState state;
     ulong32* out = room.data();
     for (std::size_t at = 0; at < exact.size();) {
         const std::size_t blocks = std::min(blocksAtOnce, (exact.size() - at) / kBlock);
-        out = form.find(state, exact.data() + at, blocks, static_cast<ulong32>(at), out);
+        out = form.find(state, exact.data() + at, blocks, static_cast<ulong32>(at), out,
+                        copy.data() + at);
         at += blocks * kBlock;
     }
+    const std::size_t seen = state.ended() ? out[-1] : exact.size();
+    EXPECT_TRUE(
+        std::equal(copy.begin(), copy.begin() + static_cast<std::ptrdiff_t>(seen), exact.begin()))
+        << text;
     return {{room.data(), out}, state.takeBackslash(), state.ended()};
 }
 

@@ -33,6 +33,7 @@ struct Node {
 
     bool isContainer() const noexcept { return begin >= kMarks; }
     bool isObject() const noexcept { return begin >= kObject; }
+    bool isArray() const noexcept { return isContainer() && !isObject(); }
     bool isNull() const noexcept { return size == 0; }
     // Of a container.
     bool isFlat() const noexcept { return (begin & kFlat) != 0; }
@@ -62,7 +63,12 @@ static_assert(sizeof(Node) == 8);
 
 struct NodeTree {
     Node node(ulong32 i) const noexcept { return nodes[i].load(); }
-    istr textOf(const Node& node) const noexcept { return istr(text + node.begin, node.size); }
+    // Of a key or a scalar.
+    istr textOf(const Node& node) const noexcept {
+        // A view need not be tested for what no tree has.
+        if (text == nullptr || node.size > Node::kMaxText) __builtin_unreachable();
+        return istr(text + node.begin, node.size);
+    }
 
     const char* text;
     std::size_t textSize;

@@ -45,8 +45,8 @@ public:
     bool isBoolean() const noexcept { return kind() == JsonKind::Boolean; }
     bool isNumber() const noexcept { return kind() == JsonKind::Number; }
     bool isString() const noexcept { return kind() == JsonKind::String; }
-    bool isArray() const noexcept { return isContainer() && !node_->load().isObject(); }
-    bool isObject() const noexcept { return isContainer() && node_->load().isObject(); }
+    bool isArray() const noexcept { return node_ != nullptr && node_->load().isArray(); }
+    bool isObject() const noexcept { return node_ != nullptr && node_->load().isObject(); }
 
     // The elements of an array but those that are null, which a reader drops, and the members of an
     // object. Other values have none.
@@ -67,7 +67,10 @@ public:
 
     // The text of a string, and of a number as it was read; null for other kinds. No zero follows
     // it.
-    istr text() const noexcept;
+    istr text() const noexcept {
+        istr text;
+        return readString(text) || readNumber(text) ? text : istr();
+    }
 
     // Read the value by the rules of JsonUnit::operator>>: one of another kind leaves the target as
     // it was. There is none for a const char*, since no zero follows the texts of a document.
@@ -104,7 +107,6 @@ private:
         return value->isNull() ? JsonView() : JsonView(tree, value);
     }
 
-    bool isContainer() const noexcept { return node_ != nullptr && node_->load().isContainer(); }
     ulong32 index() const noexcept { return static_cast<ulong32>(node_ - tree_->nodes); }
 
     // The text of a scalar.
@@ -254,7 +256,8 @@ public:
 
 private:
     friend JsonView;
-    explicit JsonMembers(const JsonView& object);
+    JsonMembers() noexcept = default;
+    JsonMembers(const NodeTree* tree, const Node* object);
 
     // Of the value that is at this place in the text.
     JsonMember member(ulong32 place) const noexcept {
@@ -278,7 +281,7 @@ inline JsonElements JsonView::elements() const noexcept {
 }
 
 inline JsonMembers JsonView::members() const {
-    return JsonMembers(*this);
+    return isObject() ? JsonMembers(tree_, node_) : JsonMembers();
 }
 
 }  // namespace qor::json

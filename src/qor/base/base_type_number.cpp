@@ -124,10 +124,14 @@ template <class T>
 bool parseNumber(istr text, T& target) {
     text = skipBlanks(text);
     if (text.empty()) return false;
-    Stored<T> value = 0;
-    const bool whole = parse(text, value);
-    target = static_cast<T>(value);
-    return whole;
+    if constexpr (std::is_floating_point_v<T>) {
+        return parse(text, target);
+    } else {
+        Stored<T> value = 0;
+        const bool whole = parse(text, value);
+        target = static_cast<T>(value);
+        return whole;
+    }
 }
 
 template <class T>

@@ -43,11 +43,6 @@ JsonView JsonView::child(istr key) const noexcept {
     return found != nullptr ? ofMember(tree_, found) : JsonView();
 }
 
-istr JsonView::text() const noexcept {
-    istr text;
-    return readString(text) || readNumber(text) ? text : istr();
-}
-
 const JsonView& JsonView::operator>>(std::string& target) const {
     JsonConversion::read(*this, target);
     return *this;
@@ -80,14 +75,12 @@ JsonView JsonDocument::root() const noexcept {
     return {tree, tree->nodes};
 }
 
-JsonMembers::JsonMembers(const JsonView& object) {
-    if (!object.isObject()) return;
-    tree_ = object.tree_;
-    FlatTree& tree = treeOf(tree_);
-    isListed_ = object.node_->load().isDeep();
-    first_ = isListed_ ? tree_->nodes : object.node_ + 2;
-    const ulong32 i = object.index();
-    const Shape& shape = isListed_ ? tree.shapeOf(i, values_) : tree.shapeOfShallow(i);
+JsonMembers::JsonMembers(const NodeTree* tree, const Node* object)
+    : tree_(tree), isListed_(object->load().isDeep()) {
+    FlatTree& shapes = treeOf(tree);
+    const auto i = static_cast<ulong32>(object - tree->nodes);
+    first_ = isListed_ ? tree->nodes : object + 2;
+    const Shape& shape = isListed_ ? shapes.shapeOf(i, values_) : shapes.shapeOfShallow(i);
     places_ = shape.places();
     size_ = shape.size();
 }

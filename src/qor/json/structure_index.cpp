@@ -72,8 +72,12 @@ ByteMask StructureState::endAtEscapedQuote(ByteMask found, ByteMask quotes) noex
 }
 
 ulong32* structure_portable::find(StructureState& state, const char* text, std::size_t blocks,
-                                  ulong32 first, ulong32* out) noexcept {
+                                  ulong32 first, ulong32* out, char* copy) noexcept {
     for (; blocks != 0 && !state.ended(); --blocks, text += 64, first += 64) {
+        if (copy != nullptr) {
+            std::memcpy(copy, text, 64);
+            copy += 64;
+        }
         const ByteMasks masks = masksOf(text);
         const ByteMask quotes = state.quotes(masks);
         ByteMask found = state.positions(text, masks, quotes, prefixXor(quotes));
@@ -105,18 +109,16 @@ std::span<const StructureForm> structureForms() noexcept {
 ulong32* StructureIndex::findNext(ulong32* out) noexcept {
     const ulong32 left = size_ - done_;
     const auto whole = std::min<std::size_t>(left / kBlock, kBlocks);
-    if (copy_ != nullptr) {
-        const std::size_t size = whole != 0 ? whole * kBlock : left;
-        std::memcpy(copy_ + done_, text_ + done_, size);
-    }
+    char* const copy = copy_ != nullptr ? copy_ + done_ : nullptr;
     if (whole != 0) {
-        out = form_.find(state_, text_ + done_, whole, done_, out);
+        out = form_.find(state_, text_ + done_, whole, done_, out, copy);
         done_ += static_cast<ulong32>(whole * kBlock);
     } else {
         char last[kBlock];
         std::memset(last, ' ', sizeof last);
         std::memcpy(last, text_ + done_, left);
-        out = form_.find(state_, last, 1, done_, out);
+        if (copy != nullptr) std::memcpy(copy, last, left);
+        out = form_.find(state_, last, 1, done_, out, nullptr);
         done_ = size_;
     }
     if (state_.takeBackslash()) backslashEnd_ = done_;

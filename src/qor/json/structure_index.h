@@ -101,8 +101,9 @@ struct StructureForm {
     const char* name;
     // Writes the positions of the blocks in ascending order and returns the end of what was
     // written. `out` has room for 64 entries for each block and 64 more, which may be overwritten.
+    // Copies the blocks to `copy` unless that is null, since they are at hand.
     ulong32* (*find)(StructureState& state, const char* text, std::size_t blocks, ulong32 first,
-                     ulong32* out) noexcept;
+                     ulong32* out, char* copy) noexcept;
 };
 
 // The forms that this machine can run, the fastest first.
@@ -110,20 +111,20 @@ std::span<const StructureForm> structureForms() noexcept;
 
 namespace structure_portable {
 ulong32* find(StructureState& state, const char* text, std::size_t blocks, ulong32 first,
-              ulong32* out) noexcept;
+              ulong32* out, char* copy) noexcept;
 }  // namespace structure_portable
 
 #if defined(__x86_64__)
 namespace structure_avx2 {
 bool runsHere() noexcept;
 ulong32* find(StructureState& state, const char* text, std::size_t blocks, ulong32 first,
-              ulong32* out) noexcept;
+              ulong32* out, char* copy) noexcept;
 }  // namespace structure_avx2
 
 namespace structure_avx512 {
 bool runsHere() noexcept;
 ulong32* find(StructureState& state, const char* text, std::size_t blocks, ulong32 first,
-              ulong32* out) noexcept;
+              ulong32* out, char* copy) noexcept;
 }  // namespace structure_avx512
 #endif
 

@@ -59,10 +59,15 @@ bool runsHere() noexcept {
 }
 
 [[QOR_TARGET_AVX2]] ulong32* find(StructureState& state, const char* text, std::size_t blocks,
-                                  ulong32 first, ulong32* out) noexcept {
+                                  ulong32 first, ulong32* out, char* copy) noexcept {
     for (; blocks != 0 && !state.ended(); --blocks, text += 64, first += 64) {
         const __m256i low = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(text));
         const __m256i high = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(text + 32));
+        if (copy != nullptr) {
+            _mm256_storeu_si256(reinterpret_cast<__m256i*>(copy), low);
+            _mm256_storeu_si256(reinterpret_cast<__m256i*>(copy + 32), high);
+            copy += 64;
+        }
         const ByteMasks masks = {bitsOf(isByte(low, '\\'), isByte(high, '\\')),
                                  bitsOf(isByte(low, '"'), isByte(high, '"')),
                                  bitsOf(isStructural(low), isStructural(high)),
@@ -95,13 +100,17 @@ bool runsHere() noexcept {
 }
 
 [[QOR_TARGET_AVX512]] ulong32* find(StructureState& state, const char* text, std::size_t blocks,
-                                    ulong32 first, ulong32* out) noexcept {
+                                    ulong32 first, ulong32* out, char* copy) noexcept {
     const __m512i counting = _mm512_set_epi8(
         63, 62, 61, 60, 59, 58, 57, 56, 55, 54, 53, 52, 51, 50, 49, 48, 47, 46, 45, 44, 43, 42, 41,
         40, 39, 38, 37, 36, 35, 34, 33, 32, 31, 30, 29, 28, 27, 26, 25, 24, 23, 22, 21, 20, 19, 18,
         17, 16, 15, 14, 13, 12, 11, 10, 9, 8, 7, 6, 5, 4, 3, 2, 1, 0);
     for (; blocks != 0 && !state.ended(); --blocks, text += 64, first += 64) {
         const __m512i bytes = _mm512_loadu_si512(text);
+        if (copy != nullptr) {
+            _mm512_storeu_si512(copy, bytes);
+            copy += 64;
+        }
         const __m512i brace = _mm512_or_si512(bytes, _mm512_set1_epi8(0x20));
         const __m512i control = _mm512_sub_epi8(bytes, _mm512_set1_epi8('\t'));
         const ByteMasks masks = {_mm512_cmpeq_epi8_mask(bytes, _mm512_set1_epi8('\\')),
@@ -121,11 +130,13 @@ bool runsHere() noexcept {
         ulong32* const end = out + std::popcount(found);
         __m512i offsets = _mm512_maskz_compress_epi8(found, counting);
         const __m512i base = _mm512_set1_epi32(static_cast<int>(first));
-        for (; out < end; out += 16) {
+        // At least once, since blocks with nothing in them come at any time.
+        do {
             const __m512i wide = _mm512_cvtepu8_epi32(_mm512_castsi512_si128(offsets));
             _mm512_storeu_si512(out, _mm512_add_epi32(wide, base));
             offsets = _mm512_alignr_epi64(offsets, offsets, 2);
-        }
+            out += 16;
+        } while (out < end);
         out = end;
     }
     return out;
