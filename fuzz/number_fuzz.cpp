@@ -1,7 +1,7 @@
 // Numbers are read from any text as a stream reads them, and common decimals as the standard
 // library reads them.
 
-#include <charconv>
+#include <cstdlib>
 #include <cstring>
 #include <optional>
 #include <sstream>
@@ -58,9 +58,10 @@ void checkDecimal(const std::vector<char>& text) {
     require(decimal::read<decimal::PortableFraction>({text.data(), text.size()}) == read);
 #endif
     if (!read.has_value()) return;
-    double wanted = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), wanted);
-    require(error == std::errc() && end == text.data() + text.size());
+    const std::string terminated(text.begin(), text.end());
+    char* end = nullptr;
+    const double wanted = std::strtod(terminated.c_str(), &end);
+    require(end == terminated.c_str() + text.size());
     require(isSame(*read, wanted));
 }
 

@@ -131,7 +131,7 @@ TEST(Memory, EndsInEachFormatOfAUserType) {
     };
     for (const auto& [name, decode] : decoders) {
         Whole read;
-        EXPECT_GT(failEach(name, [&read, &decode = decode] { read = decode(); }), 0u);
+        EXPECT_GT(failEach(name, [&read, &run = decode] { read = run(); }), 0u);
         EXPECT_EQ(read, whole) << name;
     }
     const std::pair<const char*, std::function<void()>> encoders[] = {
