@@ -85,6 +85,7 @@ int main(int argc, char**) {
     const auto& value = *nbr;
 
     stop(argc > 1);
-    use(time, duration, forever, xml, value);
+    use(view, nullView, time, duration, unset, forever, number, byte, bit, wide, fraction, xml,
+        value);
     return 0;
 }

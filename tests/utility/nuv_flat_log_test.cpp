@@ -251,11 +251,11 @@ TEST_F(FlatLog, Names) {
         {std::string(300, 'n'), work / "Log/MyLog.log"},
     };
     for (const auto& [name, file] : cases) {
-        const int status = statusOf([&name = name, &work] {
+        const int status = statusOf([&given = name, &work] {
             if (chdir(work.c_str()) != 0) _exit(1);
-            nuv_flat_log_base* const named = nuv_flat_log_get(name.c_str());
+            nuv_flat_log_base* const named = nuv_flat_log_get(given.c_str());
             if (chdir("/") != 0) _exit(1);
-            say(named, name);
+            say(named, given);
         });
         EXPECT_EQ(status, 0);
         EXPECT_EQ(linesOf(file), (Lines{"banner", said(name)}));

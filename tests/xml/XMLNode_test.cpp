@@ -384,7 +384,7 @@ TEST(XMLNode, ManyThreadsReadOneTree) {
     for (int i = 0; i < 100; ++i)
         text += "<n" + std::to_string(i) + " a='" + std::to_string(i) + "'/>";
     const XMLParser parser(text + "</r>");
-    std::vector<std::jthread> threads;
+    std::vector<std::thread> threads;
     std::atomic<int> sum = 0;
     for (int t = 0; t < 4; ++t) {
         threads.emplace_back([&] {
@@ -396,7 +396,8 @@ TEST(XMLNode, ManyThreadsReadOneTree) {
                 sum += child->getChildNodes().empty() && child->getChildNodeMap().empty() ? 1 : 0;
         });
     }
-    threads.clear();
+    for (std::thread& thread : threads)
+        thread.join();
     EXPECT_EQ(sum, 4 * (4950 + 1 + 100));
 }
 
