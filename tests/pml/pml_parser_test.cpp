@@ -153,7 +153,9 @@ TEST(PmlParser, KnowsTheEndOfItsSource) {
     EXPECT_EQ(outcomeOf(failed), kName);
     EXPECT_EQ(outcomeOf(std::istream(nullptr)), kName);
     EXPECT_EQ(outcomeOf(std::ifstream("/nowhere/at/all")), kName);
+#ifdef __GLIBCXX__  // to another library's stream a directory is an empty file
     EXPECT_EQ(outcomeOf(std::ifstream("/")), kName);
+#endif
     // What breaks in the middle: a value ends there, a name does not.
     struct Breaking : std::streambuf {
         explicit Breaking(std::string& s) { setg(s.data(), s.data(), s.data() + s.size()); }

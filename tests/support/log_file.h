@@ -1,9 +1,11 @@
 #ifndef QOR_TESTS_SUPPORT_LOG_FILE_H
 #define QOR_TESTS_SUPPORT_LOG_FILE_H
 
+#include <algorithm>
 #include <fstream>
 #include <sstream>
 #include <string>
+#include <string_view>
 
 #include "qor/log/log_factory.h"
 #include "qor/mt/thread.h"
@@ -35,10 +37,11 @@ public:
         while (at != std::string::npos) {
             at += sizeof kHead - 1;
             const std::size_t next = text.find(kHead, at);
-            // The head of the next line begins behind the last line end in front of its end.
-            const std::size_t end =
-                next == std::string::npos ? text.size() : text.rfind("\r\n", next) + 2;
-            entries += text.substr(at, end - at - 2) + "\n";
+            // The head of the next line begins after the last line end before its end.
+            const std::string_view rest(text.data() + at, std::min(next, text.size()) - at);
+            const std::size_t size =
+                next == std::string::npos ? rest.size() - 2 : rest.rfind("\r\n");
+            entries.append(rest.substr(0, size)) += '\n';
             at = next;
         }
         return normalized(std::move(entries));

@@ -2,7 +2,6 @@
 #define QOR_TESTS_SUPPORT_SMALL_DISK_H
 
 #include <cstdint>
-#include <filesystem>
 #include <string>
 #include <string_view>
 
@@ -20,7 +19,7 @@ public:
 
     bool isThere() const { return mounted_; }
     std::string path(std::string_view name) const { return directory_.path(name); }
-    std::uintmax_t free() const { return std::filesystem::space(directory_.path()).available; }
+    std::uintmax_t free() const;
 
 private:
     TempDir directory_;

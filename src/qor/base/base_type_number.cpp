@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cmath>
 #include <concepts>
 #include <iterator>
 #include <limits>
@@ -139,6 +140,11 @@ void formatNumber(T value, String& out) {
     char digits[32];
     std::to_chars_result written{};
     if constexpr (std::is_floating_point_v<T>) {
+        // Some standard libraries write "nan(ind)".
+        if (std::isnan(value)) {
+            out.append(std::signbit(value) ? "-nan" : "nan");
+            return;
+        }
         written = std::to_chars(std::begin(digits), std::end(digits), value,
                                 std::chars_format::general, 6);
     } else {

@@ -181,7 +181,12 @@ dumper& dumper::leave() {
 }
 
 dumper& dumper::write(const void* value) {
-    os_ << value;
+    // Not every stream shows null as 0.
+    if (value == nullptr) {
+        os_ << '0';
+    } else {
+        os_ << value;
+    }
     return *this;
 }
 

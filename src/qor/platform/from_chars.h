@@ -10,6 +10,7 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdlib>
+#include <iterator>
 #endif
 
 namespace qor::platform {
@@ -27,6 +28,7 @@ std::from_chars_result from_chars(const char* first, const char* last, T& value)
     const auto isDigit = [last](const char* at) { return at != last && *at >= '0' && *at <= '9'; };
     // No more digits decide how a double is rounded, but for whether one of the rest is not 0.
     constexpr std::size_t kDigits = 800;
+    const char* const begin = first;
     char number[kDigits + 32];
     std::size_t digits = 0;
     long long exponent = 0;
@@ -45,7 +47,7 @@ std::from_chars_result from_chars(const char* first, const char* last, T& value)
         if (digits != 0 || *first != '0') number[digits++] = *first;
         exponent -= hasPoint ? 1 : 0;
     }
-    if (isEmpty) return {first, std::errc::invalid_argument};
+    if (isEmpty) return {begin, std::errc::invalid_argument};
     if (hasRest) {
         number[digits++] = '1';
         --exponent;
