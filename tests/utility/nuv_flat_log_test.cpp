@@ -511,7 +511,7 @@ TEST_F(FlatLog, LineThatStaysTornIsEnded) {
             if (setrlimit(RLIMIT_FSIZE, &now) != 0) _exit(1);
         };
         say(log, "before");
-        limit(fs::file_size(path) + kTorn);
+        limit(static_cast<rlim_t>(fs::file_size(path)) + kTorn);
         truncationFails = true;
         // Of the second one not even the end of the first one goes.
         say(log, "torn");

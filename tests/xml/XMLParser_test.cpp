@@ -211,7 +211,7 @@ TEST(XMLParser, AFailureLosesNothing) {
                                                   parser.parse(istr("<x/>"));
                                                   support::freeSpareBlocks();
                                               }),
-                  10u);
+                  8u);
         const XMLNode& root = *parser.rootNode();
         EXPECT_EQ(root.attr(2).value(), "2");
         // A list of children or a map of them that cannot be made is made later.

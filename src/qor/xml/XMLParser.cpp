@@ -78,7 +78,10 @@ XMLParser::XMLParser(std::ifstream& is) : XMLParser() {
 XMLParser::~XMLParser() = default;
 
 void XMLParser::init() {
-    entities_ = {{"amp", "&"}, {"quot", "\""}, {"apos", "'"}, {"lt", "<"}, {"gt", ">"}};
+    // A map that is assigned to may keep a part when memory ends, and lose it.
+    decltype(entities_) entities = {
+        {"amp", "&"}, {"quot", "\""}, {"apos", "'"}, {"lt", "<"}, {"gt", ">"}};
+    entities_.swap(entities);
 }
 
 void XMLParser::parse(istr text) {
