@@ -47,9 +47,9 @@ struct Page : Block {
 };
 
 // The values that are made of one tree may be in use by several threads, each with a part of its
-// own. The text is never changed, an object's node by nobody but its user, and shapes and pages are
-// added by any thread. Each value in the tree's memory has a share of it. The tree is the block of
-// its root value. Views may be in use by any threads; they make no values.
+// own, and views by any threads; they make no values. The text is never changed. Any thread may add
+// shapes and pages, and note the shape of an object in its node. Each value in the tree's memory
+// has a share of it. The tree is the block of its root value.
 class alignas(JsonValue) FlatTree : public Block, public NodeTree, noncopyable {
 public:
     // The tree has one share. The root value is made in it; it is an array or an object according

@@ -78,7 +78,7 @@ XMLParser::XMLParser(std::ifstream& is) : XMLParser() {
 XMLParser::~XMLParser() = default;
 
 void XMLParser::init() {
-    // A map that is assigned to may keep a part when memory ends, and lose it.
+    // Assigning to the map itself would lose some of its nodes with libc++ when memory ends.
     decltype(entities_) entities = {
         {"amp", "&"}, {"quot", "\""}, {"apos", "'"}, {"lt", "<"}, {"gt", ">"}};
     entities_.swap(entities);
