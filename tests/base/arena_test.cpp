@@ -1,17 +1,7 @@
 #include "base/arena.h"
 
-#include <gtest/gtest.h>
-
-#include <array>
-#include <atomic>
-#include <cstdint>
-#include <cstring>
-#include <thread>
-#include <vector>
-
-#include "qor/base/mlcheck.h"
-#include "support/allocation.h"
 #include "support/leak_table.h"
+#include "support/test.h"
 
 namespace qor {
 namespace {

@@ -1,6 +1,6 @@
 #include "qor/base/base_type_auto.h"
 
-#include <gtest/gtest.h>
+#include "support/test.h"
 
 namespace qor {
 namespace {

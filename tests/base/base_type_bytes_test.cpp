@@ -1,11 +1,6 @@
 #include "qor/base/base_type_bytes.h"
 
-#include <gtest/gtest.h>
-
-#include <iomanip>
-#include <sstream>
-
-#include "support/machine.h"
+#include "support/test.h"
 
 namespace qor {
 namespace {

@@ -1,13 +1,6 @@
 #include "qor/base/base_type_char.h"
 
-#include <gtest/gtest.h>
-
-#include <cstdlib>
-#include <sstream>
-
-#include "qor/base/base_type_string.h"
-#include "qor/base/exception.h"
-#include "support/raised.h"
+#include "support/test.h"
 
 namespace qor {
 namespace {

@@ -1,15 +1,11 @@
 #include "qor/base/base_type_convert.h"
 
-#include <gtest/gtest.h>
 #include <sys/mman.h>
-
-#include <algorithm>
-#include <random>
 
 #include "platform/codepage.h"
 #include "platform/processor.h"
 #include "platform/utf8.h"
-#include "support/machine.h"
+#include "support/test.h"
 
 using namespace qor;
 

@@ -1,14 +1,8 @@
 #include "qor/base/base_type_number.h"
 
 #include <arpa/inet.h>
-#include <gtest/gtest.h>
 
-#include <iomanip>
-#include <random>
-#include <sstream>
-
-#include "qor/log/log_dumper.h"
-#include "support/machine.h"
+#include "support/test.h"
 
 namespace qor {
 namespace {

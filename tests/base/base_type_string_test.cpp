@@ -1,10 +1,6 @@
 #include "qor/base/base_type_string.h"
 
-#include <gtest/gtest.h>
-
-#include <functional>
-
-#include "qor/base/base_type_bytes.h"
+#include "support/test.h"
 
 namespace qor {
 namespace {

@@ -1,8 +1,6 @@
 #include "qor/base/base_type_target.h"
 
-#include <gtest/gtest.h>
-
-#include "qor/base/base_type_string.h"
+#include "support/test.h"
 
 namespace qor {
 namespace {

@@ -1,16 +1,6 @@
 #include "qor/base/base_type_time.h"
 
-#include <gtest/gtest.h>
-
-#include <chrono>
-#include <cstdlib>
-#include <ctime>
-#include <functional>
-#include <limits>
-#include <random>
-#include <sstream>
-
-#include "qor/log/log_dumper.h"
+#include "support/test.h"
 
 namespace qor {
 namespace {

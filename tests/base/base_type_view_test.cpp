@@ -1,12 +1,6 @@
 #include "qor/base/base_type_view.h"
 
-#include <gtest/gtest.h>
-
-#include <sstream>
-
-#include "qor/base/exception.h"
-#include "support/machine.h"
-#include "support/raised.h"
+#include "support/test.h"
 
 namespace qor {
 namespace {

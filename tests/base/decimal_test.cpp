@@ -1,12 +1,6 @@
 #include "base/decimal.h"
 
-#include <gtest/gtest.h>
-
-#include <cmath>
-#include <cstdio>
-#include <cstdlib>
-#include <random>
-#include <vector>
+#include "support/test.h"
 
 #if defined(__SIZEOF_INT128__)  // else the header reads nothing
 

@@ -1,12 +1,6 @@
 #include "qor/base/exception.h"
 
-#include <gtest/gtest.h>
-
-#include <cerrno>
-#include <cstring>
-#include <sstream>
-
-#include "support/machine.h"
+#include "support/test.h"
 
 namespace qor {
 namespace {

@@ -1,14 +1,6 @@
 #include "qor/base/library.h"
 
-#include <gtest/gtest.h>
-
-#include <iomanip>
-#include <sstream>
-#include <string>
-
-#include "qor/base/mlcheck.h"
-#include "qor/log/console.h"
-#include "qor/timer/timerQueue.h"
+#include "support/test.h"
 
 namespace qor {
 namespace {

@@ -1,18 +1,6 @@
 #include "qor/cfg/config_file.h"
 
-#include <gtest/gtest.h>
-
-#include <stdlib.h>
-
-#include <atomic>
-#include <filesystem>
-#include <thread>
-#include <vector>
-
-#include "qor/base/base_type_convert.h"
-#include "qor/log/log_dumper.h"
-#include "qor/nbr/binding.h"
-#include "support/temp_dir.h"
+#include "support/test.h"
 
 namespace qor {
 namespace {

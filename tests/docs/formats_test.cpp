@@ -1,30 +1,11 @@
 // Holds docs/formats.md against the code: its tables are the test data.
 
-#include <gtest/gtest.h>
-
-#include <fstream>
-#include <map>
-#include <memory>
-
-#include "qor/base/base_type_convert.h"
-#include "qor/log/log_dumper.h"
-#include "qor/nbr/binding.h"
-#include "qor/nbr/parser.h"
-#include "qor/pml/pml_T.h"
-#include "qor/util/BinaryInStream.h"
-#include "qor/util/BinaryOutStream.h"
 #include "support/bound.h"
 #include "support/document.h"
-#include "support/hex.h"
+#include "support/test.h"
 
 namespace qor {
 namespace {
-
-using support::Contact;
-
-using support::Row;
-using support::trimmed;
-using support::unquoted;
 
 const support::Document& page() {
     static const support::Document document("docs/formats.md");

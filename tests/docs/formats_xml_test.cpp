@@ -1,22 +1,11 @@
 // Holds the XML of docs/formats.md against the code: its tables are the test data.
 
-#include <gtest/gtest.h>
-
-#include <fstream>
-#include <list>
-#include <map>
-
-#include "qor/xml/xml_T.h"
 #include "support/bound.h"
 #include "support/document.h"
+#include "support/test.h"
 
 namespace qor {
 namespace {
-
-using support::Contact;
-
-using support::Row;
-using support::unquoted;
 
 std::vector<Row> tablesOf(const char* heading) {
     static const support::Document document("docs/formats.md");

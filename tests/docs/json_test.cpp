@@ -1,23 +1,11 @@
 // Holds what docs/formats.md tells of JSON against the code: its tables are the test data.
 
-#include <gtest/gtest.h>
-
-#include <fstream>
-#include <map>
-
-#include "qor/json/json_T.h"
-#include "qor/json/json_view.h"
 #include "support/bound.h"
 #include "support/document.h"
+#include "support/test.h"
 
 namespace qor::json {
 namespace {
-
-using support::Contact;
-
-using support::Row;
-using support::trimmed;
-using support::unquoted;
 
 const support::Document& page() {
     static const support::Document document("docs/formats.md");

@@ -1,20 +1,10 @@
 // Holds docs/logging.md against the code: its examples are the test data.
 
-#include <gtest/gtest.h>
-
-#include <functional>
-
-#include "qor/log/console.h"
-#include "qor/log/log_tracer.h"
-#include "qor/pml/pml_stream.h"
 #include "support/document.h"
-#include "support/log_file.h"
+#include "support/test.h"
 
 namespace qor {
 namespace {
-
-using support::LogFile;
-using support::unquoted;
 
 const support::Document& page() {
     static const support::Document document("docs/logging.md");

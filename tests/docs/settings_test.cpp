@@ -1,18 +1,7 @@
 // Holds docs/settings.md against the code: every key and variable that the library reads is there.
 
-#include <gtest/gtest.h>
-
-#include <filesystem>
-#include <fstream>
-#include <initializer_list>
-#include <iterator>
-#include <map>
-#include <set>
-#include <string_view>
-
-#include "qor/log/log_factory.h"
-#include "qor/pml/pml_stream.h"
 #include "support/document.h"
+#include "support/test.h"
 
 namespace qor {
 namespace {

@@ -1,15 +1,7 @@
-#include <gtest/gtest.h>
 #include <sys/syscall.h>
-#include <unistd.h>
 
-#include <atomic>
-#include <chrono>
-#include <ctime>
-#include <fstream>
-
-#include "qor/qor.h"
-#include "support/log_file.h"
 #include "support/recorder.h"
+#include "support/test.h"
 #include "tcp/network.h"
 
 namespace {

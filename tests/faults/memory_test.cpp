@@ -1,16 +1,5 @@
-#include <gtest/gtest.h>
-
-#include <functional>
-#include <list>
-#include <map>
-#include <optional>
-#include <string>
-#include <vector>
-
-#include "qor/qor.h"
-#include "support/allocation.h"
-#include "support/log_file.h"
 #include "support/recorder.h"
+#include "support/test.h"
 #include "tcp/network.h"
 
 // Memory ends at the n-th allocation of an operation, for every n: nothing is lost or half-made,

@@ -1,15 +1,8 @@
-#include <gtest/gtest.h>
 #include <net/if.h>
-#include <sched.h>
 #include <sys/ioctl.h>
-#include <sys/resource.h>
-#include <sys/wait.h>
 
-#include <fstream>
-#include <functional>
-
-#include "qor/qor.h"
 #include "support/small_disk.h"
+#include "support/test.h"
 #include "tcp/network.h"
 
 // The system refuses: a disk without room, no descriptors, a network that is

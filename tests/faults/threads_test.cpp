@@ -1,19 +1,6 @@
-#include <gtest/gtest.h>
-#include <pthread.h>
-#include <sys/resource.h>
-#include <sys/socket.h>
-
-#include <atomic>
-#include <cerrno>
-#include <filesystem>
-#include <memory>
-#include <vector>
-
-#include "qor/qor.h"
-#include "support/log_file.h"
-#include "support/raised.h"
 #include "support/recorder.h"
 #include "support/system_function.h"
+#include "support/test.h"
 #include "tcp/network.h"
 
 namespace {

@@ -1,19 +1,9 @@
-#include <gtest/gtest.h>
 #include <netinet/in.h>
 #include <poll.h>
-#include <sys/socket.h>
 #include <sys/syscall.h>
 
-#include <algorithm>
-#include <atomic>
-#include <cerrno>
-#include <iterator>
-#include <mutex>
-#include <optional>
-#include <vector>
-
-#include "qor/qor.h"
 #include "support/system_function.h"
+#include "support/test.h"
 #include "tcp/network.h"
 
 // The system moves less than was asked for, is interrupted, or fails in the middle of a frame.

@@ -1,12 +1,4 @@
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <cerrno>
-#include <cstdlib>
-#include <iterator>
-#include <new>
-
-#include "qor/qor.h"
+#include "support/test.h"
 
 // zlib takes its memory by malloc. A sanitizer has a malloc of its own, which stays in its place.
 #if defined(__GLIBC__) && !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)

@@ -1,14 +1,7 @@
 #include "qor/icmp/icmp_ping.h"
 
-#include <gtest/gtest.h>
-
-#include <chrono>
-#include <functional>
-#include <thread>
-#include <vector>
-
 #include "icmp/echo_peer.h"
-#include "support/log_file.h"
+#include "support/test.h"
 
 namespace qor {
 namespace {

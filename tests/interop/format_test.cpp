@@ -1,8 +1,7 @@
 #include "qor/interop/format.h"
 
-#include <gtest/gtest.h>
-
 #include "qor/interop/fmt.h"
+#include "support/test.h"
 
 namespace qor {
 namespace {

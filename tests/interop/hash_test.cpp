@@ -1,10 +1,4 @@
-#include <gtest/gtest.h>
-
-#include <set>
-#include <string_view>
-#include <unordered_set>
-
-#include "qor/qor.h"
+#include "support/test.h"
 
 namespace qor {
 namespace {

@@ -1,13 +1,4 @@
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <iterator>
-#include <ranges>
-#include <span>
-#include <string_view>
-#include <vector>
-
-#include "qor/qor.h"
+#include "support/test.h"
 
 namespace qor {
 namespace {

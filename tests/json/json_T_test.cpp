@@ -1,27 +1,13 @@
 #include "qor/json/json_T.h"
 
-#include <gtest/gtest.h>
-
-#include <deque>
-#include <list>
-#include <map>
-#include <set>
-#include <tuple>
-#include <unordered_map>
-#include <vector>
-
-#include "qor/util/optional.h"
 #include "support/bound.h"
 #include "support/leaf.h"
-#include "support/raised.h"
+#include "support/test.h"
 
 namespace qor::json {
 namespace {
 
 using support::Node;
-using support::Tuple;
-
-using support::Leaf;
 
 // Carried through its interface.
 struct Named : JsonCodecInterface {

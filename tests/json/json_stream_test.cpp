@@ -1,10 +1,6 @@
 #include "qor/json/json_stream.h"
 
-#include <gtest/gtest.h>
-
-#include <sstream>
-
-#include "support/machine.h"
+#include "support/test.h"
 
 namespace qor::json {
 namespace {

@@ -1,13 +1,6 @@
 #include "qor/json/json_unit.h"
 
-#include <gtest/gtest.h>
-
-#include <map>
-#include <sstream>
-
-#include "qor/json/qor_json_parser.h"
-#include "support/allocation.h"
-#include "support/machine.h"
+#include "support/test.h"
 
 namespace qor::json {
 namespace {

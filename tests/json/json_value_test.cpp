@@ -1,14 +1,7 @@
 #include "qor/json/json_value.h"
 
-#include <gtest/gtest.h>
-
-#include <climits>
-#include <memory>
-
-#include "qor/json/json_unit.h"
-#include "qor/json/qor_json_parser.h"
-#include "support/allocation.h"
 #include "support/leak_table.h"
+#include "support/test.h"
 
 namespace qor::json {
 namespace {

@@ -1,16 +1,6 @@
 #include "qor/json/json_view.h"
 
-#include <gtest/gtest.h>
-
-#include <optional>
-#include <ranges>
-#include <thread>
-#include <vector>
-
-#include "qor/json/json_unit.h"
-#include "qor/json/qor_json_parser.h"
-#include "support/allocation.h"
-#include "support/raised.h"
+#include "support/test.h"
 
 // tests/docs and the fuzz target `json` compare views with other readings of the dialect.
 

@@ -1,14 +1,6 @@
 #include "qor/json/qor_json_parser.h"
 
-#include <gtest/gtest.h>
-
-#include <memory>
-#include <thread>
-#include <vector>
-
-#include "qor/json/json_unit.h"
-#include "support/allocation.h"
-#include "support/raised.h"
+#include "support/test.h"
 
 // docs/formats.md has the dialect in its tables, and tests/docs holds the parser to them.
 

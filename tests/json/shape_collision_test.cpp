@@ -1,15 +1,5 @@
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <cstdint>
-#include <cstring>
-#include <map>
-#include <random>
-#include <string>
-
 #include "base/text_hash.h"
-#include "qor/json/json_unit.h"
-#include "qor/json/qor_json_parser.h"
+#include "support/test.h"
 
 // Objects whose keys have one hash have one place in the table of shapes, and yet their own keys.
 // The hash has a random key, so this program draws one that is known.

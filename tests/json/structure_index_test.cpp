@@ -1,14 +1,9 @@
 #include "json/structure_index.h"
 
-#include <gtest/gtest.h>
-
 #include <clocale>
-#include <cstdlib>
-#include <random>
-#include <vector>
 
 #include "platform/processor.h"
-#include "support/temp_dir.h"
+#include "support/test.h"
 
 namespace qor::json {
 namespace {

@@ -1,17 +1,8 @@
 #include "json/tree_maker.h"
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
 #include <barrier>
-#include <functional>
-#include <iterator>
-#include <random>
-#include <thread>
-#include <vector>
 
-#include "qor/json/json_unit.h"
-#include "qor/json/qor_json_parser.h"
+#include "support/test.h"
 
 // The values of trees that were read: they are made when they are first asked for, in whatever
 // order, and what was made of a tree keeps what it needs of it.

@@ -1,19 +1,6 @@
 #include "qor/log/console.h"
 
-#include <fcntl.h>
-#include <gtest/gtest.h>
-#include <unistd.h>
-
-#include <cstdio>
-#include <cstdlib>
-#include <cstring>
-#include <functional>
-#include <iostream>
-#include <sstream>
-#include <string>
-#include <vector>
-
-#include "qor/base/base_type_time.h"
+#include "support/test.h"
 
 namespace qor {
 namespace {

@@ -1,15 +1,6 @@
 #include "qor/log/log_dumper.h"
 
-#include <gtest/gtest.h>
-
-#include <deque>
-#include <list>
-#include <map>
-#include <set>
-#include <unordered_map>
-#include <vector>
-
-#include "qor/util/optional.h"
+#include "support/test.h"
 
 namespace qor {
 namespace {

@@ -1,22 +1,9 @@
 #include "qor/log/log_factory.h"
 
-#include <gtest/gtest.h>
-
-#include <functional>
-#include <sstream>
-#include <thread>
-
-#include "qor/base/exception.h"
-#include "qor/log/console.h"
-#include "qor/log/log_dumper.h"
-#include "qor/log/log_tracer.h"
-#include "qor/pml/pml_stream.h"
-#include "support/log_file.h"
+#include "support/test.h"
 
 namespace qor {
 namespace {
-
-using support::LogFile;
 
 const std::string kRule(118, '-');
 

@@ -1,23 +1,10 @@
 // Logging at the edges of the library's life: each case in a process of its own.
 
-#include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <thread>
-
-#include "qor/base/exception.h"
-#include "qor/base/library.h"
-#include "qor/log/console.h"
-#include "qor/log/log_dumper.h"
-#include "qor/log/log_tracer.h"
 #include "support/fork.h"
-#include "support/log_file.h"
+#include "support/test.h"
 
 namespace qor {
 namespace {
-
-using support::LogFile;
 
 // The entries, a line each, without what differs from thread to thread and from build to build.
 std::vector<std::string> linesOf(const LogFile& file) {

@@ -1,18 +1,9 @@
 #include "qor/log/log_tracer.h"
 
-#include <gtest/gtest.h>
-
-#include <sstream>
-#include <thread>
-
-#include "qor/log/log_dumper.h"
-#include "support/allocation.h"
-#include "support/log_file.h"
+#include "support/test.h"
 
 namespace qor {
 namespace {
-
-using support::LogFile;
 
 std::string stackText() {
     std::ostringstream os;

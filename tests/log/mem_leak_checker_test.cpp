@@ -1,19 +1,4 @@
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <iostream>
-#include <memory>
-#include <sstream>
-#include <stdexcept>
-#include <thread>
-#include <vector>
-
-#include "qor/base/base_type_auto.h"
-#include "qor/base/mlcheck.h"
-#include "qor/log/console.h"
-#include "qor/log/log_dumper.h"
-#include "qor/mt/handle.h"
-#include "support/log_file.h"
+#include "support/test.h"
 
 namespace qor {
 namespace {

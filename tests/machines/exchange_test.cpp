@@ -3,23 +3,7 @@
 // change:
 //   QOR_WRITE_DATA=on ctest --preset debug -R machines.
 
-#include <gtest/gtest.h>
-
-#include <cstdlib>
-#include <fstream>
-#include <iterator>
-#include <list>
-#include <map>
-#include <tuple>
-#include <vector>
-
-#include "qor/json/json_T.h"
-#include "qor/nbr/binding.h"
-#include "qor/pml/pml_T.h"
-#include "qor/tcp/tcp_client.h"
-#include "qor/util/BinaryInStream.h"
-#include "qor/util/BinaryOutStream.h"
-#include "qor/xml/xml_T.h"
+#include "support/test.h"
 #include "tcp/network.h"
 
 namespace qor {

@@ -1,10 +1,6 @@
 #include "qor/mt/containers.h"
 
-#include <gtest/gtest.h>
-
-#include <memory>
-#include <string>
-#include <thread>
+#include "support/test.h"
 
 namespace qor {
 namespace {

@@ -1,12 +1,6 @@
 #include "qor/mt/handle.h"
 
-#include <gtest/gtest.h>
-
-#include <thread>
-#include <unordered_set>
-
-#include "qor/base/exception.h"
-#include "support/raised.h"
+#include "support/test.h"
 
 namespace qor {
 namespace {

@@ -1,9 +1,6 @@
 #include "qor/mt/monitor.h"
 
-#include <gtest/gtest.h>
-
-#include <thread>
-#include <vector>
+#include "support/test.h"
 
 namespace qor {
 namespace {

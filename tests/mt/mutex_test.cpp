@@ -1,8 +1,6 @@
 #include "qor/mt/mutex.h"
 
-#include <gtest/gtest.h>
-
-#include <thread>
+#include "support/test.h"
 
 namespace qor {
 namespace {

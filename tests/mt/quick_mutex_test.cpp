@@ -1,10 +1,6 @@
 #include "qor/mt/quick_mutex.h"
 
-#include <gtest/gtest.h>
-
-#include <cerrno>
-#include <thread>
-#include <vector>
+#include "support/test.h"
 
 namespace qor {
 namespace {

@@ -1,14 +1,6 @@
 #include "qor/mt/threadUtil.h"
 
-#include <gtest/gtest.h>
-
-#include <string>
-#include <thread>
-#include <vector>
-
-#include "qor/base/mlcheck.h"
-#include "qor/log/log_dumper.h"
-#include "support/log_file.h"
+#include "support/test.h"
 
 namespace qor {
 namespace {

@@ -1,39 +1,12 @@
 #include "qor/mt/thread.h"
 
-#include <gtest/gtest.h>
-
-#include <pthread.h>
-#include <stdlib.h>
-#include <sys/resource.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <algorithm>
-#include <atomic>
-#include <cerrno>
-#include <csignal>
-#include <cstring>
-#include <filesystem>
-#include <fstream>
-#include <functional>
-#include <future>
-#include <iterator>
 #include <latch>
-#include <sstream>
-#include <thread>
-#include <vector>
 
-#include "qor/log/log_dumper.h"
-#include "support/allocation.h"
 #include "support/fork.h"
-#include "support/log_file.h"
-#include "support/raised.h"
+#include "support/test.h"
 
 namespace qor {
 namespace {
-
-using support::LogFile;
-using support::raisedIn;
 
 // A thread with nothing but a body.
 class Body : public Thread {

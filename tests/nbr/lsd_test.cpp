@@ -1,12 +1,6 @@
 #include "qor/nbr/lsd.h"
 
-#include <gtest/gtest.h>
-
-#include <memory>
-#include <sstream>
-
-#include "qor/log/log_dumper.h"
-#include "support/allocation.h"
+#include "support/test.h"
 
 namespace qor::nbr {
 namespace {

@@ -1,19 +1,11 @@
 #include "qor/nbr/parser.h"
 
-#include <gtest/gtest.h>
-
-#include <array>
-#include <memory>
-
-#include "qor/log/log_dumper.h"
-#include "support/allocation.h"
-#include "support/hex.h"
 #include "support/spare_blocks.h"
+#include "support/test.h"
 
 namespace qor::nbr {
 namespace {
 
-using support::bytes;
 using Tree = std::unique_ptr<ValueBase>;
 
 String shown(const ValueBase* value) {

@@ -1,27 +1,10 @@
 #include "qor/nbr/binding.h"
 
-#include <gtest/gtest.h>
-
-#include <deque>
-#include <functional>
-#include <list>
-#include <map>
-#include <memory>
-#include <set>
-#include <sstream>
-#include <tuple>
-#include <unordered_map>
-#include <vector>
-
-#include "qor/log/log_dumper.h"
-#include "qor/util/optional.h"
-#include "support/allocation.h"
 #include "support/leaf.h"
+#include "support/test.h"
 
 namespace qor::nbr {
 namespace {
-
-using support::Leaf;
 
 // A container with a codec is what its codec says.
 struct Group : std::vector<Long> {

@@ -1,21 +1,10 @@
 #include "qor/pml/ntv_unit.h"
 
-#include <gtest/gtest.h>
-
-#include <functional>
-#include <memory>
-#include <vector>
-
-#include "qor/base/base_type_convert.h"
-#include "qor/pml/pml_parser.h"
-#include "support/allocation.h"
 #include "support/pml.h"
+#include "support/test.h"
 
 namespace qor::pml::ntv {
 namespace {
-
-using support::isSound;
-using support::treeOf;
 
 // r{a:t{b=1 c{=x =y}} =plain d}
 std::unique_ptr<Unit> sample() {

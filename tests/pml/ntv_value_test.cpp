@@ -1,19 +1,10 @@
 #include "qor/pml/ntv_value.h"
 
-#include <gtest/gtest.h>
-
-#include <memory>
-#include <sstream>
-
-#include "qor/pml/ntv_unit.h"
-#include "support/allocation.h"
-#include "support/machine.h"
 #include "support/pml.h"
+#include "support/test.h"
 
 namespace qor::pml::ntv {
 namespace {
-
-using support::treeOf;
 
 std::string textOf(const ValueBase& value) {
     std::ostringstream text;

@@ -1,29 +1,12 @@
 #include "qor/pml/pml_T.h"
 
-#include <gtest/gtest.h>
-
-#include <deque>
-#include <list>
-#include <map>
-#include <set>
-#include <tuple>
-#include <unordered_map>
-#include <vector>
-
-#include "qor/util/optional.h"
 #include "support/bound.h"
 #include "support/leaf.h"
 #include "support/pml.h"
+#include "support/test.h"
 
 namespace qor::pml {
 namespace {
-
-using support::Node;
-using support::Tuple;
-
-using support::treeOf;
-
-using support::Leaf;
 
 // Carried through its interface.
 struct Named : PmlCodecInterface {

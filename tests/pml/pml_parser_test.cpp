@@ -1,21 +1,12 @@
 #include "qor/pml/pml_parser.h"
 
-#include <gtest/gtest.h>
-
-#include <fstream>
-#include <memory>
-#include <sstream>
-
-#include "qor/base/base_type_convert.h"
-#include "support/allocation.h"
 #include "support/pml.h"
-#include "support/temp_dir.h"
+#include "support/test.h"
 
 namespace qor::pml {
 namespace {
 
 using ntv::Unit;
-using support::treeOf;
 
 // What a source reads as, and where it stays; or why it does not.
 template <class Source>

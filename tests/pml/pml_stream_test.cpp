@@ -1,21 +1,10 @@
 #include "qor/pml/pml_stream.h"
 
-#include <gtest/gtest.h>
-
-#include <fstream>
-#include <functional>
-#include <sstream>
-
-#include "qor/base/base_type_convert.h"
-#include "qor/pml/pml_type.h"
-#include "support/allocation.h"
 #include "support/pml.h"
-#include "support/temp_dir.h"
+#include "support/test.h"
 
 namespace qor::pml {
 namespace {
-
-using support::treeOf;
 
 std::string dumpOf(const stream& s) {
     dumper d(true);

@@ -1,19 +1,12 @@
 #include "qor/pml/pml_writer.h"
 
-#include <gtest/gtest.h>
-
-#include <fstream>
-#include <sstream>
-
-#include "support/allocation.h"
 #include "support/pml.h"
-#include "support/temp_dir.h"
+#include "support/test.h"
 
 namespace qor::pml {
 namespace {
 
 using ntv::Unit;
-using support::treeOf;
 
 template <class Shown>
 std::string shown(const Shown& object) {

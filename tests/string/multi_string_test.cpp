@@ -1,10 +1,6 @@
 #include "qor/string/multi_string.h"
 
-#include <gtest/gtest.h>
-
-#include <functional>
-
-#include "support/allocation.h"
+#include "support/test.h"
 
 namespace qor {
 namespace {

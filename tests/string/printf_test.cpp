@@ -1,9 +1,6 @@
 #include "qor/string/printf.h"
 
-#include <gtest/gtest.h>
-
-#include "qor/log/log_dumper.h"
-#include "support/allocation.h"
+#include "support/test.h"
 
 namespace qor {
 namespace {

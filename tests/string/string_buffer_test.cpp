@@ -1,11 +1,6 @@
 #include "qor/string/string_buffer.h"
 
-#include <gtest/gtest.h>
-
-#include <functional>
-
-#include "support/allocation.h"
-#include "support/machine.h"
+#include "support/test.h"
 
 namespace qor {
 namespace {

@@ -1,11 +1,6 @@
 #include "qor/string/string_ref.h"
 
-#include <gtest/gtest.h>
-
-#include <functional>
-
-#include "qor/base/exception.h"
-#include "support/raised.h"
+#include "support/test.h"
 
 namespace qor {
 namespace {

@@ -1,6 +1,6 @@
 #include "qor/string/util_split.h"
 
-#include <gtest/gtest.h>
+#include "support/test.h"
 
 namespace qor {
 namespace {

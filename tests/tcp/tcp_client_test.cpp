@@ -1,15 +1,7 @@
 #include "qor/tcp/tcp_client.h"
 
-#include <fstream>
-#include <future>
-#include <optional>
-#include <stdexcept>
-#include <vector>
-
 #include "network.h"
-#include "support/allocation.h"
-#include "support/hex.h"
-#include "support/machine.h"
+#include "support/test.h"
 
 namespace qor {
 namespace {

@@ -1,11 +1,6 @@
 #include "qor/tcp/tcp_impl_base.h"
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <sstream>
-
-#include "qor/pml/pml_T.h"
+#include "support/test.h"
 
 namespace qor {
 namespace {

@@ -1,21 +1,7 @@
 #include "qor/tcp/tcp_server.h"
 
-#include <fcntl.h>
-#include <sched.h>
-#include <sys/resource.h>
-
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <future>
-#include <optional>
-#include <sstream>
-#include <stdexcept>
-#include <vector>
-
 #include "network.h"
-#include "qor/base/mlcheck.h"
-#include "qor/tcp/tcp_client.h"
+#include "support/test.h"
 
 namespace qor {
 namespace {

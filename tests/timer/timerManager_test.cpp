@@ -1,23 +1,10 @@
 #include "qor/timer/timerManager.h"
 
-#include <gtest/gtest.h>
-
-#include <atomic>
-#include <functional>
-#include <stdexcept>
-#include <thread>
-#include <vector>
-
-#include "qor/base/library.h"
-#include "qor/log/log_dumper.h"
-#include "qor/timer/timerCallbackBlock.h"
-#include "support/log_file.h"
 #include "support/recorder.h"
+#include "support/test.h"
 
 namespace qor {
 namespace {
-
-using support::Recorder;
 
 // Something that one thread waits for and another one does.
 class Event {

@@ -1,30 +1,10 @@
 #include "qor/timer/timerQueue.h"
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <chrono>
-#include <cstdlib>
-#include <deque>
-#include <future>
-#include <map>
-#include <memory>
-#include <random>
-#include <set>
-#include <sstream>
-#include <stdexcept>
-#include <thread>
-#include <tuple>
-
-#include "qor/log/log_dumper.h"
-#include "support/allocation.h"
-#include "support/log_file.h"
 #include "support/recorder.h"
+#include "support/test.h"
 
 namespace qor {
 namespace {
-
-using support::Recorder;
 
 Time wallClock;
 Time monotonicClock;

@@ -1,10 +1,9 @@
-#include <gtest/gtest.h>
-
 #include "common/failure.h"
 #include "common/options.h"
 #include "common/output.h"
 #include "common/progress.h"
 #include "ping/statistics.h"
+#include "support/test.h"
 
 namespace tools {
 namespace {

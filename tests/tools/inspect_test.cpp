@@ -1,16 +1,8 @@
-#include <gtest/gtest.h>
-
-#include <sstream>
-
 #include "common/failure.h"
 #include "inspect/inspector.h"
 #include "inspect/readers.h"
 #include "inspect/writers.h"
-#include "qor/json/qor_json_parser.h"
-#include "qor/nbr/parser.h"
-#include "qor/xml/XMLParser.h"
-#include "support/hex.h"
-#include "support/temp_dir.h"
+#include "support/test.h"
 
 namespace tools {
 namespace {

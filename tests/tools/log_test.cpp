@@ -1,14 +1,8 @@
-#include <gtest/gtest.h>
-
-#include <cstdio>
-#include <fstream>
-
 #include "common/failure.h"
 #include "log/filter.h"
 #include "log/log_files.h"
 #include "log/record.h"
-#include "qor/log/log_factory.h"
-#include "support/temp_dir.h"
+#include "support/test.h"
 
 namespace tools {
 namespace {

@@ -1,15 +1,6 @@
 #include "qor/util/BinaryStream.h"
 
-#include <gtest/gtest.h>
-
-#include <string>
-#include <tuple>
-
-#include "qor/log/log_dumper.h"
-#include "qor/util/BinaryInStream.h"
-#include "qor/util/BinaryOutStream.h"
-#include "support/allocation.h"
-#include "support/hex.h"
+#include "support/test.h"
 
 namespace qor {
 namespace {

@@ -1,15 +1,7 @@
 #include "qor/util/aes.h"
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <memory>
-#include <random>
-#include <string>
-
 #include "platform/processor.h"
-#include "qor/base/base_type_convert.h"
-#include "support/allocation.h"
+#include "support/test.h"
 #include "util/aes_forms.h"
 
 namespace qor {

@@ -1,11 +1,7 @@
 #include "qor/util/base64.h"
 
-#include <gtest/gtest.h>
-
-#include <random>
-
 #include "platform/processor.h"
-#include "support/allocation.h"
+#include "support/test.h"
 #include "util/base64_forms.h"
 
 namespace qor {

@@ -1,18 +1,6 @@
 #include "qor/util/cmdline.h"
 
-#include <gtest/gtest.h>
-#include <unistd.h>
-
-#include <atomic>
-#include <cstdlib>
-#include <iostream>
-#include <sstream>
-#include <string>
-#include <thread>
-#include <vector>
-
-#include "qor/log/console.h"
-#include "support/log_file.h"
+#include "support/test.h"
 
 namespace qor {
 namespace {

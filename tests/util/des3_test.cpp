@@ -1,11 +1,6 @@
 #include "qor/util/des3.h"
 
-#include <gtest/gtest.h>
-
-#include <string>
-
-#include "qor/base/base_type_convert.h"
-#include "support/allocation.h"
+#include "support/test.h"
 
 namespace qor {
 namespace {

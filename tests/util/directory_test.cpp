@@ -1,26 +1,11 @@
 #include "qor/util/directory.h"
 
-#include <fcntl.h>
-#include <gtest/gtest.h>
-#include <sys/resource.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include <algorithm>
-#include <atomic>
-#include <map>
-#include <thread>
-#include <utility>
-
-#include "support/allocation.h"
-#include "support/raised.h"
-#include "support/temp_dir.h"
+#include "support/test.h"
 
 namespace qor {
 namespace {
 
 using pml::ntv::Unit;
-using support::TempDir;
 
 void makeDir(const std::string& path) {
     ASSERT_EQ(::mkdir(path.c_str(), 0700), 0) << path;

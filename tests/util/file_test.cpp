@@ -1,31 +1,9 @@
 #include "qor/util/file.h"
 
-#include <fcntl.h>
-#include <gtest/gtest.h>
-#include <pthread.h>
-#include <signal.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include <algorithm>
-#include <atomic>
-#include <cerrno>
-#include <functional>
-#include <limits>
-#include <random>
-#include <thread>
-#include <utility>
-#include <vector>
-
-#include "support/allocation.h"
-#include "support/hex.h"
-#include "support/machine.h"
-#include "support/temp_dir.h"
+#include "support/test.h"
 
 namespace qor {
 namespace {
-
-using support::TempDir;
 
 String contentOf(const std::wstring& name) {
     String text;

@@ -1,13 +1,6 @@
 #include "qor/util/gzlib.h"
 
-#include <gtest/gtest.h>
-
-#include <fstream>
-#include <random>
-#include <sstream>
-
-#include "support/allocation.h"
-#include "support/temp_dir.h"
+#include "support/test.h"
 #include "util/output_area.h"
 
 namespace {

@@ -1,12 +1,6 @@
 #include "qor/util/path_name.h"
 
-#include <gtest/gtest.h>
-
-#include <filesystem>
-
-#include "qor/util/directory.h"
-#include "qor/util/file.h"
-#include "support/temp_dir.h"
+#include "support/test.h"
 
 namespace qor {
 namespace {

@@ -1,12 +1,6 @@
 #include "qor/util/singleton_T.h"
 
-#include <gtest/gtest.h>
-
-#include <stdexcept>
-#include <thread>
-#include <vector>
-
-#include "support/allocation.h"
+#include "support/test.h"
 
 namespace qor {
 namespace {

@@ -1,13 +1,6 @@
 #include "qor/util/test.h"
 
-#include <gtest/gtest.h>
-
-#include <iostream>
-#include <sstream>
-#include <stdexcept>
-
-#include "qor/log/log_dumper.h"
-#include "support/log_file.h"
+#include "support/test.h"
 
 namespace qor::test {
 namespace {

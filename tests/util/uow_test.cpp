@@ -1,14 +1,6 @@
 #include "qor/util/uow.h"
 
-#include <gtest/gtest.h>
-
-#include <functional>
-#include <stdexcept>
-#include <thread>
-
-#include "qor/base/exception.h"
-#include "qor/base/mlcheck.h"
-#include "support/log_file.h"
+#include "support/test.h"
 
 namespace qor {
 namespace {

@@ -1,10 +1,6 @@
 #include "qor/util/util_func.h"
 
-#include <gtest/gtest.h>
-
-#include <filesystem>
-
-#include "support/allocation.h"
+#include "support/test.h"
 
 namespace qor {
 namespace {

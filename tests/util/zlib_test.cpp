@@ -1,14 +1,8 @@
 #include "qor/util/zlib.h"
 
-#include <gtest/gtest.h>
-// The header of the zlib library, and not the one above.
-#include <zlib.h>
+#include <zlib.h>  // zlib's own, not the header above
 
-#include <algorithm>
-
-#include "support/allocation.h"
-#include "support/hex.h"
-#include "support/machine.h"
+#include "support/test.h"
 
 namespace qor {
 namespace {

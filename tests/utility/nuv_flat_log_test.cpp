@@ -1,30 +1,8 @@
 #include "nuv_flat_log.h"
 
-#include <fcntl.h>
-#include <gtest/gtest.h>
-#include <sys/resource.h>
-#include <sys/stat.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <algorithm>
-#include <atomic>
-#include <cerrno>
-#include <csignal>
-#include <filesystem>
-#include <fstream>
-#include <functional>
-#include <map>
-#include <set>
-#include <sstream>
-#include <thread>
-#include <utility>
-#include <vector>
-
-#include "support/allocation.h"
 #include "support/small_disk.h"
 #include "support/system_function.h"
-#include "support/temp_dir.h"
+#include "support/test.h"
 
 static std::atomic<bool> truncationFails{false};
 

@@ -1,11 +1,6 @@
 #include "nuv_mask_keyword.h"
 
-#include <gtest/gtest.h>
-
-#include <cstdlib>
-#include <optional>
-#include <string>
-#include <thread>
+#include "support/test.h"
 
 namespace {
 

@@ -1,16 +1,8 @@
 #include "qor/xml/XMLNode.h"
 
-#include <gtest/gtest.h>
-
-#include <memory>
-#include <sstream>
-#include <thread>
-
-#include "qor/log/log_dumper.h"
-#include "qor/xml/XMLStream.h"
-#include "support/allocation.h"
 #include "support/leak_table.h"
 #include "support/spare_blocks.h"
+#include "support/test.h"
 #include "xml/made_once.h"
 
 namespace qor {

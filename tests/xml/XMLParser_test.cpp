@@ -1,14 +1,7 @@
 #include "qor/xml/XMLParser.h"
 
-#include <gtest/gtest.h>
-
-#include <fstream>
-#include <memory>
-#include <sstream>
-
-#include "support/allocation.h"
 #include "support/spare_blocks.h"
-#include "support/temp_dir.h"
+#include "support/test.h"
 #include "xml/made_once.h"
 
 namespace qor {

@@ -1,31 +1,15 @@
 #include "qor/xml/xml_T.h"
 
-#include <gtest/gtest.h>
-
-#include <deque>
-#include <list>
-#include <map>
-#include <memory>
 #include <queue>
-#include <set>
-#include <sstream>
 #include <stack>
-#include <tuple>
-#include <unordered_map>
-#include <unordered_set>
 
 #include "../examples/address_book.h"
-#include "qor/util/optional.h"
 #include "support/bound.h"
 #include "support/leaf.h"
+#include "support/test.h"
 
 namespace qor {
 namespace {
-
-using support::Node;
-using support::Tuple;
-
-using support::Leaf;
 
 // Carried through its interface.
 struct Named : XMLCodecBase {

@@ -1,8 +1,6 @@
 #include "qor/xml/xml_escape.h"
 
-#include <gtest/gtest.h>
-
-#include "support/allocation.h"
+#include "support/test.h"
 
 namespace qor::xml {
 namespace {
