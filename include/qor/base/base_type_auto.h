@@ -32,8 +32,8 @@ private:
     T* ptr_ = nullptr;
 };
 
-// Owns a scratch block of characters with one place more, for the terminator, than it was asked
-// for: buffer_base(n) has capacity n + 1. CharBuffer and WcharBuffer are the two kinds.
+// Owns a scratch block of characters with one more place than requested, for the terminator:
+// buffer_base(n) has capacity n + 1. CharBuffer and WcharBuffer are the two kinds.
 template <class Char>
 class buffer_base {
 public:
@@ -44,9 +44,8 @@ public:
     template <std::integral N>
     explicit buffer_base(N n) : buffer_base(checkedSize(static_cast<unsigned long>(n)), Zeroed()) {}
     buffer_base(const buffer_base& other);
-    // Copies the view and the one character behind it, which must be there: it suits views of
-    // terminated text, and only those leave the block terminated. An empty view is not looked at;
-    // its block holds an empty text.
+    // Copies the view and the character after it, which must exist. The block is terminated only if
+    // the view's text was. An empty view is not read, and gives an empty text.
     explicit buffer_base(const View& text);
     buffer_base(buffer_base&& other) noexcept
         : data_(std::exchange(other.data_, nullptr)),

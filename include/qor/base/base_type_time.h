@@ -130,9 +130,8 @@ public:
         return *this = *this / n;
     }
 
-    // "2015-08-26 10:20:30.123" in local time; "<null>" for 0, and "<INVALID DATETIME(n)>" with
-    // the microseconds for what has no calendar form. A target that the text does not fit into is
-    // left empty.
+    // "2015-08-26 10:20:30.123" in local time; "<null>" for 0, and "<INVALID DATETIME(n)>" with the
+    // microseconds if the time has no calendar form. A target that is too small is left empty.
     String toDateTime() const;
     String& toDateTime(String& out) const;
     void toDateTime(ostr out) const;
@@ -155,9 +154,9 @@ public:
     void format(ostr out, const char* fmt) const;
 
     // Reads a local time by a scanf format for eight int values; null or empty is the calendar
-    // format. At most 64 characters are looked at. Fields that the text does not reach are 0, and
-    // fields out of their range carry over, as mktime does it. So the text of toDateTime is read
-    // back to the millisecond, but for an hour that a clock put back shows twice.
+    // format. At most 64 characters are read. Fields that the text lacks are 0, and fields out of
+    // their range carry over as in mktime. So the text of toDateTime reads back to the millisecond,
+    // except in the hour that repeats when clocks are set back.
     static Time fromString(const istr& text, const char* fmt = nullptr);
 
 private:
@@ -216,7 +215,7 @@ private:
     Time end_;
 };
 
-// Adds up what repeated operations cost. It belongs to one thread.
+// Adds up the time of repeated operations. Use it from one thread only.
 class QOR_API TimeCounter {
 public:
     void go(const Time& t) noexcept {
