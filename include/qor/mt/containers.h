@@ -15,9 +15,9 @@ namespace qor {
 
 class dumper;
 
-// Standard containers behind a lock. Each single operation takes the lock, so a read and a write
-// that follows are two steps; use access for more than one step. What an operation removes or
-// replaces is destroyed behind the lock, so its destructor may come back to the container.
+// Standard containers with a lock. Each operation takes the lock, so a read and a later write are
+// two steps; use access to make several steps one. Elements that an operation removes or replaces
+// are destroyed after the lock is released, so their destructors may use the container.
 namespace mt {
 
 // What the locked containers share.
@@ -88,8 +88,8 @@ public:
         if (copy) value = *std::move(copy);
         return copy.has_value();
     }
-    // The value under the key, inserted when it is missing. The reference stays valid until the
-    // key is erased; what it refers to is not locked.
+    // The value of the key, which is inserted if it is missing. The reference is valid until the
+    // key is erased; access by it is not locked.
     V& operator[](const K& key) {
         const Guard guard(mutex_);
         return values_[key];
