@@ -10,10 +10,10 @@
 
 namespace qor {
 
-// Writes a flat sequence of values, with no tags and no nesting: a BinaryInStream reads them in
-// the same order. Each value is a byte with the count of its size bytes, the size, and the data;
-// docs/formats.md has the format byte by byte. Text goes out in UTF-8. A write that raises
-// std::bad_alloc leaves the stream as it was. A stream belongs to one thread.
+// Writes a flat sequence of values, with no tags and no nesting: a BinaryInStream reads them in the
+// same order. Each value is a byte with the count of its size bytes, the size, and the data;
+// docs/formats.md has the format byte by byte. Text is written in UTF-8. A write that raises
+// std::bad_alloc leaves the stream unchanged. A stream belongs to one thread.
 class QOR_API BinaryOutStream {
 public:
     // All bytes written. Valid until the next write.
