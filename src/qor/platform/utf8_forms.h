@@ -50,7 +50,7 @@ public:
         return {static_cast<std::size_t>(in - inBegin_), static_cast<std::size_t>(out - outBegin_)};
     }
 
-    // Where the conversion stands.
+    // The position of the conversion.
     const Source* in;
     Target* out;
 
