@@ -37,7 +37,7 @@ public:
     void encrypt(istr data, Bytes& out) const;
     // `out` gets the size of the data. The padding is not removed: the caller must know the size of
     // the content. Data whose size is no multiple of 16 was not made by encrypt and is not
-    // decrypted: `out` gets its size, with unspecified bytes.
+    // decrypted: `out` gets its size, and keeps its own content, padded with zeros.
     void decrypt(istr data, Bytes& out) const;
 
 private:

@@ -18,9 +18,9 @@ struct AesRoundKeys {
     alignas(aesBlockSize) unsigned char bytes[(aesMostRounds + 1) * aesBlockSize];
 };
 
-// One way to run the cipher in CBC mode over some blocks, at least one. Input and output do not
-// overlap, and neither reads nor writes depend on what is converted. All ways agree in every
-// result.
+// One implementation of the cipher in CBC mode, over one block or more. Input and output do not
+// overlap. Memory accesses do not depend on the data or the key. All implementations give the same
+// results.
 struct AesForm {
     using Convert = void(const AesRoundKeys& keys, const unsigned char* iv, const unsigned char* in,
                          std::size_t blocks, unsigned char* out) noexcept;
