@@ -15,7 +15,7 @@ void require(bool holds) {
     if (!holds) __builtin_trap();
 }
 
-// Takes what it needs from the input; zeros behind the end.
+// Takes its choices from the input; zeros after the end.
 class Choices {
 public:
     explicit Choices(istr input) : input_(input) {}
@@ -105,8 +105,8 @@ void build(Choices& choices, JsonUnit& root) {
             default:
                 child << choices.bytes();
         }
-        // A unit that is opened stays in its array, whose others may move: it is open only while
-        // nothing is appended there.
+        // An opened unit stays in its array, whose elements may move: it is open only while nothing
+        // is appended there.
         if ((action == 5 || action == 6) && open.size() < kMostOpen) open.push_back(&child);
     }
 }

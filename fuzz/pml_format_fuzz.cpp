@@ -1,5 +1,5 @@
-// A tree that is written in any layout reads back as it was, but for what the format does not keep:
-// the classes of scalars, and the difference between no value, no text and no children.
+// A tree that is written in any layout reads back unchanged, except for the classes of scalars and
+// the difference between no value, no text and no children, which the format does not keep.
 
 #include <sstream>
 
@@ -13,7 +13,7 @@ using namespace qor;
 using namespace qor::pml;
 using ntv::Unit;
 
-// Takes what it needs from the input; zeros behind the end.
+// Takes its choices from the input; zeros after the end.
 class Choices {
 public:
     explicit Choices(istr input) : input_(input) {}
@@ -28,7 +28,7 @@ public:
         const istr taken = input_.next(byte() % 16);
         return std::string(std::string_view(taken));
     }
-    // Blanks at the ends of a token would go.
+    // Blanks at the ends of a token would be trimmed.
     std::string token(std::string_view alphabet) {
         std::string text;
         for (int n = byte() % 5; n > 0; --n)

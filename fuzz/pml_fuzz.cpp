@@ -11,7 +11,7 @@ namespace {
 using namespace qor;
 using namespace qor::pml;
 
-// What became of a source: the tree, whole or not, why it is not, and what was not looked at.
+// The outcome of a source: the tree, complete or not, the error, and the unread rest.
 struct Outcome {
     ntv::Unit tree;
     std::string failure;

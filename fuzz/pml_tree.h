@@ -33,7 +33,7 @@ inline bool isSame(const Unit& left, const Unit& right) {
     return true;
 }
 
-// Every child knows its parent and its place, and is found by its name or by its place.
+// Every child has its parent and its index, and is found by its name or by its index.
 inline bool isSound(const Unit& root) {
     std::vector<const Unit*> open{&root};
     while (!open.empty()) {

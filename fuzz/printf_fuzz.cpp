@@ -1,5 +1,5 @@
-// A format of any bytes, with flag and right characters of any kind, gives what a plain reading of
-// the rules gives, for any number of values.
+// A format of any bytes, with any flag and right characters, agrees with a plain implementation of
+// the rules, for any number of values.
 
 #include <algorithm>
 #include <string>

@@ -1,4 +1,4 @@
-// Times read any text, and what they show reads back: calendar texts of times that the platform can
+// Times read any text, and their own text reads back: calendar texts of times that the platform can
 // break down, and numbers of milliseconds.
 
 #include <cstdint>

@@ -8,7 +8,7 @@ namespace {
 
 using namespace qor;
 
-// Takes what it needs from the input; ones behind the end.
+// Takes its choices from the input; ones after the end.
 class Choices {
 public:
     explicit Choices(istr input) : input_(input) {}

@@ -1,5 +1,5 @@
-// The XML parser takes any bytes, up to the first zero one, and makes a sound tree of them; each
-// further step behind the first root consumes something.
+// The XML parser takes any bytes, up to the first zero, and makes a sound tree of them; each
+// further step after the first root consumes input.
 
 #include <memory>
 #include <string>
@@ -11,7 +11,7 @@ namespace {
 
 using namespace qor;
 
-// Counts the calls, and looks at what they are about.
+// Counts the calls, and checks their arguments.
 struct Counter : XMLParserCallback {
     int begun = 0;
     int ended = 0;
@@ -66,7 +66,7 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t siz
     const istr text(data, size);
     outcomeOf(text, true);
     Outcome first = outcomeOf(text, false);
-    // What stands behind the first zero does not count.
+    // Bytes after the first zero are ignored.
     const Outcome again = outcomeOf(std::string(data, data + size).c_str(), false);
     fuzz::require(first.line == again.line && first.calls == again.calls);
     fuzz::require((first.tree == nullptr) == (again.tree == nullptr));
@@ -76,7 +76,7 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t siz
     const String text1 = first.tree->str(false, 0);
     fuzz::require(fuzz::isSound(*first.tree) && fuzz::isSame(*first.tree, copy));
     fuzz::require(fuzz::isSound(copy) && copy.str(false, 0) == text1);
-    // A tree goes with the one that it was added to.
+    // A tree is destroyed with the one that it was added to.
     XMLNode other("other", nullptr);
     other.addChildNode(first.tree.release());
     fuzz::require(fuzz::isSound(other));

@@ -33,7 +33,7 @@ inline bool isSame(const XMLNode& left, const XMLNode& right) {
     return true;
 }
 
-// Every child knows its parent and is found by its name, and every attribute knows its node.
+// Every child has its parent and is found by its name, and every attribute has its node.
 inline bool isSound(const XMLNode& root) {
     std::vector<const XMLNode*> open{&root};
     while (!open.empty()) {
