@@ -36,13 +36,6 @@ concept Object = CodecType<T, CodecStream>;
 template <class T>
 concept List = Container<T> && !Object<T>;
 
-template <class T>
-constexpr void refuse() noexcept {
-    static_assert(!sizeof(T),
-                  "nbr cannot carry this type: it is no scalar, text, bytes or time, no container "
-                  "that can be appended to, and has no codec");
-}
-
 // The stream that writes the fields of a codec behind the bytes of an OutputStream. Its place is
 // kept here, where a compiler can hold it in registers, and told to the stream by finish.
 class QOR_API Writer : public CodecHooks, noncopyable {
@@ -135,7 +128,7 @@ private:
         } else if constexpr (requires { os << value; }) {
             os << value;
         } else {
-            refuse<T>();
+            refuseType<OutputStream, T>();
         }
     }
 
@@ -222,9 +215,7 @@ private:
     template <class T>
     static void readValue(ValueBase& value, Context context, T& target) {
         if constexpr (OptionalValue<T>) {
-            typename T::value_type present = target.value();
-            readValue(value, context, present);
-            target = std::move(present);
+            readPresent(target, [&](auto& present) { readValue(value, context, present); });
         } else if constexpr (Object<T>) {
             readObject(value, context, target);
         } else if constexpr (List<T>) {
@@ -239,7 +230,7 @@ private:
         } else if constexpr (requires(const SimpleValue& simple) { simple.read(target); }) {
             simpleOf(value).read(target);
         } else {
-            refuse<T>();
+            refuseType<InputStream, T>();
         }
     }
 
@@ -275,9 +266,7 @@ private:
     template <class C>
     static void readElements(ComplexValue& list, Context context, C& target) {
         C elements;
-        if constexpr (requires { elements.reserve(std::size_t()); }) {
-            elements.reserve(list.data().size());
-        }
+        reserveElements(elements, list.data().size());
         for (const auto& [tag, value] : list.data()) {
             if (tag == kElementTag) readElement(*value, context, elements);
         }
@@ -292,16 +281,8 @@ private:
             pair.readField(kKeyTag, key);
             pair.readField(kMappedTag, mapped);
             putEntry(elements, std::move(key), std::move(mapped));
-        } else if constexpr (SetContainer<C>) {
-            typename C::value_type element{};
-            readValue(value, context, element);
-            elements.insert(std::move(element));
-        } else if constexpr (std::same_as<typename C::value_type, bool>) {
-            bool element = false;
-            readValue(value, context, element);
-            elements.push_back(element);
         } else {
-            readValue(value, context, elements.emplace_back());
+            appendElement(elements, [&](auto& element) { readValue(value, context, element); });
         }
     }
 
