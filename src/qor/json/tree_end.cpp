@@ -76,7 +76,7 @@ void TreeEnd::end(T& value) noexcept {
     Block* const block = value.block();
     if (block == nullptr) {
         std::destroy_at(&value);
-        deleteNode(&value, __FILE__, __LINE__, kEnder);
+        deleteNode(&value, kEnder);
         return;
     }
     // Most containers that were read leave nothing to their destructors.
@@ -108,7 +108,7 @@ bool TreeEnd::finish(JsonValue* value) noexcept {
     // Perhaps a class of the user, with whatever bases.
     void* const block = dynamic_cast<void*>(value);
     std::destroy_at(value);
-    deleteNode(block, __FILE__, __LINE__, kEnder);
+    deleteNode(block, kEnder);
     return true;
 }
 

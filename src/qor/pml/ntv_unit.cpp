@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "base/node_memory.h"
+#include "base/same_name.h"
 #include "base/upward.h"
 #include "pml/tree_dump.h"
 #include "qor/base/base_type_convert.h"
@@ -502,15 +503,15 @@ void* Unit::operator new(std::size_t size) {
 }
 
 void* Unit::operator new(std::size_t size, const char* file, unsigned line, const char* func) {
-    return newNode(size, file, line, func);
+    return newNode(size, func, file, line);
 }
 
 void Unit::operator delete(void* ptr) noexcept {
-    deleteNode(ptr, __FILE__, __LINE__, "qor::pml::ntv::Unit::~Unit");
+    deleteNode(ptr, "qor::pml::ntv::Unit::~Unit");
 }
 
 void Unit::operator delete(void* ptr, const char* file, unsigned line, const char* func) noexcept {
-    deleteNode(ptr, file, line, func);
+    deleteNode(ptr, func, file, line);
 }
 
 String Unit::key() const {
@@ -536,15 +537,9 @@ Unit* Unit::byIndexIn(const ListValue& list, unsigned long count, istr key) noex
 }
 
 Unit* Unit::searchIn(const ListValue& list, unsigned long count, istr name) noexcept {
-    // The names of siblings often differ in their last character alone.
-    const std::size_t last = name.size() - 1;
     for (unsigned long i = 0; i < count; ++i) {
         Unit* const unit = list.units_[i];
-        const String& own = unit->name_;
-        if (own.size() - 1 == last && own[last] == name[last] && istr(own) == name &&
-            !unit->nameTaken_) {
-            return unit;
-        }
+        if (isSameName(unit->name_, name) && !unit->nameTaken_) return unit;
     }
     return nullptr;
 }
