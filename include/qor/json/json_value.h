@@ -7,11 +7,12 @@
 #include "qor/api.h"
 #include "qor/base/base_type_string.h"
 #include "qor/base/mlcheck.h"
+#include "qor/json/json_formatter.h"
 #include "qor/mt/handle.h"
 #include "qor/mt/shared.h"
 #include "qor/util/optional.h"
 
-// The values of a JSON tree but its arrays and objects, which stand in qor/json/json_unit.h.
+// The values of a JSON tree but its arrays and objects, which are in qor/json/json_container.h.
 // docs/formats.md has the format.
 
 namespace qor::json {
@@ -217,37 +218,6 @@ private:
     friend TreeMaker;
     static JsonString* make(istr text);
     explicit JsonString(ulong32 size) noexcept : JsonText(Kind::String, size) {}
-};
-
-// Writes a value, with the keys of an object in ascending order. In one line there is a blank
-// behind each opening bracket and comma, and in front of each closing bracket.
-class QOR_API JsonFormatter {
-public:
-    // The value may be null, and outlives the formatter. `level` is the one of the opening bracket,
-    // in steps of four blanks; it counts in the pretty form alone. `skipNull` leaves out the keys
-    // of objects that hold null; an array keeps its nulls.
-    JsonFormatter(const JsonValue* value, bool pretty, bool skipNull, int level) noexcept
-        : value_(value), pretty_(pretty), skipNull_(skipNull), level_(level) {}
-
-    // Appends. Keys go out as they are, in quotes: one with a quote or a backslash in it does not
-    // read back as itself.
-    void format(String& out) const;
-    String toString() const;
-
-private:
-    friend JsonView;
-    class Output;
-    class Run;
-    // Of a value in a tree that was read.
-    String toString(FlatTree& tree, ulong32 node) const;
-    template <class Write>
-    void format(String& out, std::size_t expectedSize, Write write) const;
-    static void indent(Output& out, bool pretty, long long level);
-
-    const JsonValue* value_;
-    bool pretty_;
-    bool skipNull_;
-    int level_;
 };
 
 }  // namespace qor::json

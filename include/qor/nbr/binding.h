@@ -133,18 +133,16 @@ private:
     }
 
     void put(unsigned char tag, WireNumber number) {
-        char* const at = room(1 + simple_value::kMostNumber);
+        char* const at = room(1 + wire::kMostNumber);
         *at = static_cast<char>(tag);
-        at_ = simple_value::store(at + 1, number);
+        at_ = wire::store(at + 1, number);
     }
     void put(unsigned char tag, WireData value) {
-        char* const at = room(1 + simple_value::kMostHeader + value.data.size());
+        char* const at = room(1 + wire::kMostHeader + value.data.size());
         *at = static_cast<char>(tag);
-        at_ = simple_value::store(at + 1, value);
+        at_ = wire::store(at + 1, value);
     }
-    void put(istr bytes) {
-        at_ = simple_value::copy(room(bytes.size()), bytes.data(), bytes.size());
-    }
+    void put(istr bytes) { at_ = wire::copy(room(bytes.size()), bytes.data(), bytes.size()); }
 
     char* room(unsigned long n) {
         if (n > static_cast<unsigned long>(end_ - at_)) [[unlikely]] {

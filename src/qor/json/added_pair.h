@@ -3,7 +3,7 @@
 
 #include "base/name_index.h"
 #include "base/node_memory.h"
-#include "qor/json/json_unit.h"
+#include "qor/json/json_container.h"
 
 namespace qor::json {
 

@@ -1,3 +1,5 @@
+#include "qor/json/json_container.h"
+
 #include <algorithm>
 #include <bit>
 #include <memory>
@@ -8,7 +10,6 @@
 #include "json/key_prefix.h"
 #include "json/tree_end.h"
 #include "json/tree_maker.h"
-#include "qor/json/json_unit.h"
 
 namespace qor::json {
 

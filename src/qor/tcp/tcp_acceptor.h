@@ -11,7 +11,7 @@
 #include "qor/mt/thread.h"
 #include "qor/tcp/tcp_impl_base.h"
 #include "tcp/tcp_arrivals.h"
-#include "tcp/tcp_server_impl.h"
+#include "tcp/tcp_server_connection.h"
 #include "tcp/tcp_socket.h"
 
 namespace qor {

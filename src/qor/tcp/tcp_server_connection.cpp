@@ -1,4 +1,4 @@
-#include "tcp/tcp_server_impl.h"
+#include "tcp/tcp_server_connection.h"
 
 #include <cerrno>
 #include <utility>
