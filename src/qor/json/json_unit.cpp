@@ -5,6 +5,7 @@
 
 #include "json/escape.h"
 #include "json/tree_maker.h"
+#include "mt/shared_count.h"
 #include "qor/base/base_type_convert.h"
 #include "qor/base/byte_order.h"
 #include "qor/base/mlcheck.h"
@@ -47,7 +48,7 @@ JsonUnit& JsonUnit::newChild() {
 void JsonUnit::make() const {
     if (isLazy(word_)) return TreeMaker::make(*this);
     JsonValue* const number = JsonNumber::make(shortText());
-    number->__FirstRef();
+    SharedCount::takeFirst(*number);
     word_ = wordOf(number);
 }
 

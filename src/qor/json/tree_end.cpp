@@ -5,6 +5,7 @@
 
 #include "base/node_memory.h"
 #include "json/added_pair.h"
+#include "mt/shared_count.h"
 
 namespace qor::json {
 
@@ -130,7 +131,7 @@ bool TreeEnd::finish(JsonValue* value) noexcept {
                 return value;
             });
         } else if (JsonValue* const value = slot->takeMade();
-                   value->__LastSubRef() && !finish(value)) {
+                   SharedCount::giveUp(*value) && !finish(value)) {
             ::new (slot) JsonValue*(around);
             around = std::exchange(open, value);
             continue;

@@ -59,7 +59,7 @@ private:
     TcpServerImpl* ownConnection() const;
     Handle<TcpServerImpl> find(const TcpAddr& peer) const;
     std::vector<Handle<TcpServerImpl>> snapshot() const;
-    Handle<TcpServerImpl> behind(ACE_HANDLE handle) const;
+    Handle<TcpServerImpl> nextAfter(ACE_HANDLE handle) const;
 
     ACE_INET_Addr local_;
     std::atomic<unsigned short> localPort_{0};
