@@ -198,19 +198,19 @@ private:
 };
 
 inline const JsonBoolean* JsonUnit::booleanValue() const {
-    return valueAs<JsonBoolean>(JsonValue::Kind::Boolean);
+    return valueAs<JsonBoolean>(JsonKind::Boolean);
 }
 inline const JsonNumber* JsonUnit::numberValue() const {
-    return valueAs<JsonNumber>(JsonValue::Kind::Number);
+    return valueAs<JsonNumber>(JsonKind::Number);
 }
 inline const JsonString* JsonUnit::stringValue() const {
-    return valueAs<JsonString>(JsonValue::Kind::String);
+    return valueAs<JsonString>(JsonKind::String);
 }
 inline const JsonObject* JsonUnit::objectValue() const {
-    return valueAs<JsonObject>(JsonValue::Kind::Object);
+    return valueAs<JsonObject>(JsonKind::Object);
 }
 inline const JsonArray* JsonUnit::arrayValue() const {
-    return valueAs<JsonArray>(JsonValue::Kind::Array);
+    return valueAs<JsonArray>(JsonKind::Array);
 }
 
 }  // namespace qor::json

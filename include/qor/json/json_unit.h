@@ -137,7 +137,7 @@ public:
     const JsonUnit& operator>>(std::string& target) const;
     // A view of the value, good until that is set or asked for its String.
     const JsonUnit& operator>>(istr& target) const {
-        if (kind() == JsonValue::Kind::String) view(target);
+        if (kind() == JsonKind::String) view(target);
         return *this;
     }
     // Good until the value is set.
@@ -190,18 +190,18 @@ private:
         return valueOf(word_);
     }
     void make() const;
-    // Of the value, made or not; Other for null.
-    JsonValue::Kind kind() const noexcept {
-        if (isLazy(word_)) return static_cast<JsonValue::Kind>(word_ >> kDistanceBits & 7);
-        if (isShort(word_)) return JsonValue::Kind::Number;
-        return word_ != 0 ? valueOf(word_)->kind_ : JsonValue::Kind::Other;
+    // Of the value, made or not.
+    JsonKind kind() const noexcept {
+        if (isLazy(word_)) return static_cast<JsonKind>(word_ >> kDistanceBits & 7);
+        if (isShort(word_)) return JsonKind::Number;
+        return word_ != 0 ? valueOf(word_)->kind_ : JsonKind::Null;
     }
     // The value's text, which a number has as it is. False for another kind.
-    bool readText(JsonValue::Kind kind, istr& text) const {
+    bool readText(JsonKind kind, istr& text) const {
         return this->kind() == kind && (text = scalarText(), true);
     }
-    bool readNumber(istr& text) const { return readText(JsonValue::Kind::Number, text); }
-    bool readString(istr& text) const { return readText(JsonValue::Kind::String, text); }
+    bool readNumber(istr& text) const { return readText(JsonKind::Number, text); }
+    bool readString(istr& text) const { return readText(JsonKind::String, text); }
     istr scalarText() const;
     void view(istr& text) const;
     void readBoolean(bool& target) const noexcept;
@@ -212,13 +212,13 @@ private:
     void setShort(istr text) noexcept;
     void setNumber(istr text);
     template <class T>
-    T* valueAs(JsonValue::Kind kind) const {
+    T* valueAs(JsonKind kind) const {
         return this->kind() == kind ? static_cast<T*>(made()) : nullptr;
     }
     template <class T>
-    T& makeValue(JsonValue::Kind kind);
+    T& makeValue(JsonKind kind);
     template <class T>
-    void setText(JsonValue::Kind kind, istr text);
+    void setText(JsonKind kind, istr text);
 
     // A multiple of 8, on every machine.
     alignas(8) mutable Word word_ = 0;

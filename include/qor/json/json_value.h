@@ -38,6 +38,10 @@ struct Block;
 // Whatever makes a value may raise std::bad_alloc, and leaves the tree as it was then.
 class QOR_API __attribute__((aligned(8))) JsonValue : public Shared {
 public:
+    // What a value is. Null is the kind of a unit or a view without a value, and of a value whose
+    // class is not one of this library's.
+    enum class Kind : unsigned char { Null, Boolean, Number, String, Array, Object };
+
     JsonValue(const JsonValue&) = delete;
     JsonValue& operator=(const JsonValue&) = delete;
     ~JsonValue() override;
@@ -80,14 +84,13 @@ private:
     friend TreeMaker;
     friend TreeEnd;
 
-    enum class Kind : unsigned char { Other, Boolean, Number, String, Array, Object };
     explicit JsonValue(Kind kind) noexcept : Shared(OwnAllocation()), kind_(kind) {}
 
     // The block that the value was made in, at place_; null for a value with memory of its own.
     Block* block() const noexcept;
 
     // These fill what the base leaves of its last word.
-    Kind kind_ : 3 = Kind::Other;
+    Kind kind_ : 3 = Kind::Null;
     bool isTrue_ : 1 = false;             // a boolean
     mutable bool isString_ : 1 = false;   // a text in a String
     bool isInTree_ : 1 = false;           // a text that the value's tree has
@@ -95,6 +98,8 @@ private:
     mutable bool ownsSlots_ : 1 = false;  // a container whose slots have a block of their own
     unsigned short place_ = 0;            // in units of the alignment
 };
+
+using JsonKind = JsonValue::Kind;
 
 class QOR_API JsonBoolean final : public JsonValue {
 public:

@@ -152,7 +152,7 @@ private:
 
     // Writes a value as a whole, or the bracket of an array or an object.
     void write(const JsonValue& value) {
-        using Of = JsonValue::Kind;
+        using Of = JsonKind;
         if (value.isUnmade_) return writeNode(*value.block()->tree, 0);
         switch (value.kind_) {
             case Of::Boolean: {
@@ -175,7 +175,7 @@ private:
                 opened.key = 0;
                 return;
             }
-            case Of::Other:
+            case Of::Null:
                 return out_.put(value.toString());
         }
     }

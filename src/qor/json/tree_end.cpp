@@ -58,7 +58,7 @@ JsonUnit* TreeEnd::lastMade(JsonObject& object) noexcept {
 
 template <class Call>
 auto TreeEnd::withContainer(JsonValue* value, Call call) noexcept {
-    if (value->kind_ == JsonValue::Kind::Array) return call(static_cast<JsonArray&>(*value));
+    if (value->kind_ == JsonKind::Array) return call(static_cast<JsonArray&>(*value));
     return call(static_cast<JsonObject&>(*value));
 }
 
@@ -86,24 +86,23 @@ void TreeEnd::end(T& value) noexcept {
 }
 
 bool TreeEnd::finish(JsonValue* value) noexcept {
-    using Kind = JsonValue::Kind;
     const auto endIfEmpty = [this](auto& container) {
         if (lastMade(container) != nullptr) return false;
         end(container);
         return true;
     };
     switch (value->kind_) {
-        case Kind::Number:
+        case JsonKind::Number:
             end(static_cast<JsonNumber&>(*value));
             return true;
-        case Kind::String:
+        case JsonKind::String:
             end(static_cast<JsonString&>(*value));
             return true;
-        case Kind::Array:
-        case Kind::Object:
+        case JsonKind::Array:
+        case JsonKind::Object:
             return withContainer(value, endIfEmpty);
-        case Kind::Boolean:
-        case Kind::Other:
+        case JsonKind::Boolean:
+        case JsonKind::Null:
             break;
     }
     // Perhaps a class of the user, with whatever bases.

@@ -52,9 +52,9 @@ void TreeMaker::make(const JsonUnit& unit) {
 JsonValue* TreeMaker::makeScalar(const LazyUnit& at, bool viewed) {
     const istr text = at.text();
     switch (at.tree().kindOf(at.content())) {
-        case JsonValue::Kind::Boolean:
+        case JsonKind::Boolean:
             return new JsonBoolean(text[0] == 't');
-        case JsonValue::Kind::Number:
+        case JsonKind::Number:
             return JsonNumber::make(text);
         default:
             break;
