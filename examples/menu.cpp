@@ -100,8 +100,8 @@ public:
             while (!over_)
                 monitor_.wait();
         }
-        // A release runs with the timers held: behind this call it has returned.
-        qor::TimerManager::instance()->numofTimers();
+        // The callback that has notified may not have returned yet.
+        qor::TimerManager::instance()->waitForReleases();
     }
 
 private:

@@ -64,8 +64,8 @@ public:
             while (!reminders_.empty())
                 monitor_.wait();
         }
-        // A release runs with the timers held: behind this call it has returned.
-        TimerManager::instance()->numofTimers();
+        // The callback that has notified may not have returned yet.
+        TimerManager::instance()->waitForReleases();
     }
 
     OnTimerResult onTimer(TimerId, unsigned long number, void*) override {

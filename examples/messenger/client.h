@@ -40,8 +40,8 @@ public:
             while (armed_)
                 monitor_.wait();
         }
-        // A release runs with the timers held: behind this call it has returned.
-        qor::TimerManager::instance()->numofTimers();
+        // The callback that has notified may not have returned yet.
+        qor::TimerManager::instance()->waitForReleases();
         tcp_.close();
     }
 

@@ -1,5 +1,6 @@
 #include "qor/mt/handle.h"
 
+#include "mt/shared_count.h"
 #include "support/test.h"
 
 namespace qor {
@@ -44,10 +45,10 @@ TEST(Handle, DeletesTheObjectOnceWithItsLastOwner) {
 TEST(Handle, TakesOverAShareAndLeavesTheDeletingToOthers) {
     int deleted = 0;
     auto* object = new Counted(deleted);
-    object->__FirstRef();
+    SharedCount::takeFirst(*object);
     Handle<Counted> owner = Handle<Counted>::adopt(object);
     object->__AddRef();
-    EXPECT_FALSE(object->__LastSubRef());
+    EXPECT_FALSE(SharedCount::giveUp(*object));
     EXPECT_EQ(object->__GetRef(), 1);
     owner.reset();
     EXPECT_EQ(deleted, 1);
@@ -55,7 +56,7 @@ TEST(Handle, TakesOverAShareAndLeavesTheDeletingToOthers) {
     for (const bool noDelete : {true, false}) {
         local.__setNoDelete(noDelete);
         local.__AddRef();
-        EXPECT_EQ(local.__LastSubRef(), !noDelete);
+        EXPECT_EQ(SharedCount::giveUp(local), !noDelete);
     }
     EXPECT_EQ(deleted, 1);
 }

@@ -2,6 +2,7 @@
 #define QOR_BASE_FIELD_H
 
 #include <concepts>
+#include <cstddef>
 #include <type_traits>
 #include <utility>
 
@@ -92,6 +93,66 @@ void putEntry(C& map, typename C::key_type key, typename C::mapped_type mapped) 
     } else {
         map.emplace(std::move(key), std::move(mapped));
     }
+}
+
+// Makes room for this number of elements, if the container can.
+template <class C>
+void reserveElements(C& elements, std::size_t count) {
+    if constexpr (requires { elements.reserve(count); }) elements.reserve(count);
+}
+
+// Adds an element to a container that is no map: a new one, after `read` has set it. `read` is
+// called with the element in its place if the container allows that.
+template <class C, class Read>
+void appendElement(C& elements, Read read) {
+    using Element = typename C::value_type;
+    if constexpr (SequenceContainer<C> && requires {
+                      { elements.emplace_back() } -> std::same_as<Element&>;
+                  }) {
+        read(elements.emplace_back());
+    } else {
+        Element element{};
+        read(element);
+        if constexpr (SetContainer<C>) {
+            elements.insert(std::move(element));
+        } else if constexpr (SequenceContainer<C>) {
+            elements.push_back(std::move(element));
+        } else {
+            elements.push(std::move(element));
+        }
+    }
+}
+
+// Whether there is anything to write: an optional value that is not set is no field.
+template <class T>
+constexpr bool isPresent(const T& member) {
+    if constexpr (OptionalValue<T>) {
+        return member.isSet();
+    } else {
+        return true;
+    }
+}
+
+// Sets an optional value to what `read` makes of the value that it holds. If `read` returns false
+// or raises, the target stays as it was.
+template <OptionalValue T, class Read>
+bool readPresent(T& target, Read read) {
+    typename T::value_type present = target.value();
+    if constexpr (std::is_void_v<decltype(read(present))>) {
+        read(present);
+    } else {
+        if (!read(present)) return false;
+    }
+    target = std::move(present);
+    return true;
+}
+
+// Does not compile: the format of `Stream` has no form for T.
+template <class Stream, class T>
+constexpr void refuseType() noexcept {
+    static_assert(!sizeof(T),
+                  "this stream's format cannot carry this type: it is no scalar, text, bytes or "
+                  "time, no container that can be appended to, and has no codec");
 }
 
 // A codec takes its object as one that may be written to. Encoding and dumping write nothing, so

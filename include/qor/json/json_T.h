@@ -34,13 +34,6 @@ concept Object = std::derived_from<T, JsonCodecInterface> || CodecType<T, JsonSt
 template <class T>
 concept List = Container<T> && !Object<T>;
 
-template <class T>
-constexpr void refuse() noexcept {
-    static_assert(!sizeof(T),
-                  "JSON cannot carry this type: it is no scalar, text, bytes or time, no container "
-                  "that can be appended to, and has no codec");
-}
-
 namespace binding {
 
 inline constexpr char kKey[] = "key";
@@ -141,19 +134,13 @@ void store(JsonUnit& unit, const T& value) {
     } else if constexpr (requires { unit << value; }) {
         unit << value;
     } else {
-        refuse<T>();
+        refuseType<JsonStream, T>();
     }
 }
 
 template <class C>
 bool appendLoaded(const JsonUnit& unit, C& elements) {
-    typename C::value_type element{};
-    loadElement(unit, element);
-    if constexpr (SetContainer<C>) {
-        elements.insert(std::move(element));
-    } else {
-        elements.push_back(std::move(element));
-    }
+    appendElement(elements, [&](auto& element) { loadElement(unit, element); });
     return true;
 }
 
@@ -176,8 +163,7 @@ template <class C>
 void loadElements(const JsonUnit& unit, C& target) {
     C elements;
     if (const JsonArray* const array = unit.arrayValue()) {
-        if constexpr (requires { elements.reserve(std::size_t()); })
-            elements.reserve(array->size());
+        reserveElements(elements, array->size());
         bool fits = array->size() == 0;
         for (const JsonUnit& element : *array)
             fits = appendLoaded(element, elements) || fits;
@@ -202,9 +188,7 @@ template <class T>
 void load(const JsonUnit& unit, T& target) {
     if constexpr (OptionalValue<T>) {
         if (unit.isNull()) return;
-        typename T::value_type present = target.value();
-        load(unit, present);
-        target = std::move(present);
+        readPresent(target, [&](auto& present) { load(unit, present); });
     } else if constexpr (std::derived_from<T, JsonCodecInterface>) {
         const JsonInputStream part(unit);
         target.decodeJson(part);
@@ -218,7 +202,7 @@ void load(const JsonUnit& unit, T& target) {
     } else if constexpr (requires { unit >> target; }) {
         unit >> target;
     } else {
-        refuse<T>();
+        refuseType<JsonStream, T>();
     }
 }
 
@@ -227,10 +211,7 @@ void load(const JsonUnit& unit, T& target) {
 // A field of a codec. A field that is written replaces one of the same name.
 template <class T>
 void field(JsonOutputStream& s, const FieldKey& key, const T& member) {
-    if constexpr (OptionalValue<T>) {
-        if (!member.isSet()) return;
-    }
-    binding::store(s.child(key.name), member);
+    if (isPresent(member)) binding::store(s.child(key.name), member);
 }
 template <class T>
 void field(const JsonInputStream& s, const FieldKey& key, T& member) {

@@ -5,13 +5,11 @@
 #include <cstddef>
 
 #include "qor/base/base_type_string.h"
+#include "qor/json/json_value.h"
 
 // How a JSON tree that was read lies in memory. Programs use JsonView.
 
 namespace qor::json {
-
-// What a value is.
-enum class JsonKind : unsigned char { Null, Boolean, Number, String, Array, Object };
 
 // A tree that was read is its text and, in the order of the text, a node for each value and for
 // each key, which is followed by its value. Array elements that are null have no node.

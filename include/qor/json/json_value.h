@@ -7,11 +7,12 @@
 #include "qor/api.h"
 #include "qor/base/base_type_string.h"
 #include "qor/base/mlcheck.h"
+#include "qor/json/json_formatter.h"
 #include "qor/mt/handle.h"
 #include "qor/mt/shared.h"
 #include "qor/util/optional.h"
 
-// The values of a JSON tree but its arrays and objects, which stand in qor/json/json_unit.h.
+// The values of a JSON tree but its arrays and objects, which are in qor/json/json_container.h.
 // docs/formats.md has the format.
 
 namespace qor::json {
@@ -37,6 +38,10 @@ struct Block;
 // Whatever makes a value may raise std::bad_alloc, and leaves the tree as it was then.
 class QOR_API __attribute__((aligned(8))) JsonValue : public Shared {
 public:
+    // What a value is. Null is the kind of a unit or a view without a value, and of a value whose
+    // class is not one of this library's.
+    enum class Kind : unsigned char { Null, Boolean, Number, String, Array, Object };
+
     JsonValue(const JsonValue&) = delete;
     JsonValue& operator=(const JsonValue&) = delete;
     ~JsonValue() override;
@@ -79,14 +84,13 @@ private:
     friend TreeMaker;
     friend TreeEnd;
 
-    enum class Kind : unsigned char { Other, Boolean, Number, String, Array, Object };
     explicit JsonValue(Kind kind) noexcept : Shared(OwnAllocation()), kind_(kind) {}
 
     // The block that the value was made in, at place_; null for a value with memory of its own.
     Block* block() const noexcept;
 
     // These fill what the base leaves of its last word.
-    Kind kind_ : 3 = Kind::Other;
+    Kind kind_ : 3 = Kind::Null;
     bool isTrue_ : 1 = false;             // a boolean
     mutable bool isString_ : 1 = false;   // a text in a String
     bool isInTree_ : 1 = false;           // a text that the value's tree has
@@ -94,6 +98,8 @@ private:
     mutable bool ownsSlots_ : 1 = false;  // a container whose slots have a block of their own
     unsigned short place_ = 0;            // in units of the alignment
 };
+
+using JsonKind = JsonValue::Kind;
 
 class QOR_API JsonBoolean final : public JsonValue {
 public:
@@ -217,37 +223,6 @@ private:
     friend TreeMaker;
     static JsonString* make(istr text);
     explicit JsonString(ulong32 size) noexcept : JsonText(Kind::String, size) {}
-};
-
-// Writes a value, with the keys of an object in ascending order. In one line there is a blank
-// behind each opening bracket and comma, and in front of each closing bracket.
-class QOR_API JsonFormatter {
-public:
-    // The value may be null, and outlives the formatter. `level` is the one of the opening bracket,
-    // in steps of four blanks; it counts in the pretty form alone. `skipNull` leaves out the keys
-    // of objects that hold null; an array keeps its nulls.
-    JsonFormatter(const JsonValue* value, bool pretty, bool skipNull, int level) noexcept
-        : value_(value), pretty_(pretty), skipNull_(skipNull), level_(level) {}
-
-    // Appends. Keys go out as they are, in quotes: one with a quote or a backslash in it does not
-    // read back as itself.
-    void format(String& out) const;
-    String toString() const;
-
-private:
-    friend JsonView;
-    class Output;
-    class Run;
-    // Of a value in a tree that was read.
-    String toString(FlatTree& tree, ulong32 node) const;
-    template <class Write>
-    void format(String& out, std::size_t expectedSize, Write write) const;
-    static void indent(Output& out, bool pretty, long long level);
-
-    const JsonValue* value_;
-    bool pretty_;
-    bool skipNull_;
-    int level_;
 };
 
 }  // namespace qor::json

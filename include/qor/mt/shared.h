@@ -23,15 +23,6 @@ public:
     void __SubRef() const noexcept {
         if (refCount_.fetch_sub(1, std::memory_order_acq_rel) == 1) lastRefGone();
     }
-    // The first share in a new object that no other thread knows yet, at less cost.
-    void __FirstRef() const noexcept { refCount_.store(1, std::memory_order_relaxed); }
-    // Gives a share up and leaves the deleting to the caller, where it is true.
-    bool __LastSubRef() const noexcept {
-        // Nobody else can take a share in what has one owner.
-        const bool only = refCount_.load(std::memory_order_acquire) == 1;
-        if (only && (marks_.load(std::memory_order_relaxed) & kNoDelete) == 0) return true;
-        return refCount_.fetch_sub(1, std::memory_order_acq_rel) == 1 && markGone();
-    }
     long __GetRef() const noexcept { return refCount_.load(std::memory_order_relaxed); }
     // For objects on the stack or in static storage.
     void __setNoDelete(bool on) noexcept {
@@ -55,6 +46,7 @@ protected:
     virtual ~Shared();
 
 private:
+    friend class SharedCount;
     using Marks = unsigned char;
     static constexpr Marks kNoDelete = 1;
     static constexpr Marks kOwnAllocation = 2;

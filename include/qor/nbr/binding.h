@@ -36,13 +36,6 @@ concept Object = CodecType<T, CodecStream>;
 template <class T>
 concept List = Container<T> && !Object<T>;
 
-template <class T>
-constexpr void refuse() noexcept {
-    static_assert(!sizeof(T),
-                  "nbr cannot carry this type: it is no scalar, text, bytes or time, no container "
-                  "that can be appended to, and has no codec");
-}
-
 // The stream that writes the fields of a codec behind the bytes of an OutputStream. Its place is
 // kept here, where a compiler can hold it in registers, and told to the stream by finish.
 class QOR_API Writer : public CodecHooks, noncopyable {
@@ -135,23 +128,21 @@ private:
         } else if constexpr (requires { os << value; }) {
             os << value;
         } else {
-            refuse<T>();
+            refuseType<OutputStream, T>();
         }
     }
 
     void put(unsigned char tag, WireNumber number) {
-        char* const at = room(1 + simple_value::kMostNumber);
+        char* const at = room(1 + wire::kMostNumber);
         *at = static_cast<char>(tag);
-        at_ = simple_value::store(at + 1, number);
+        at_ = wire::store(at + 1, number);
     }
     void put(unsigned char tag, WireData value) {
-        char* const at = room(1 + simple_value::kMostHeader + value.data.size());
+        char* const at = room(1 + wire::kMostHeader + value.data.size());
         *at = static_cast<char>(tag);
-        at_ = simple_value::store(at + 1, value);
+        at_ = wire::store(at + 1, value);
     }
-    void put(istr bytes) {
-        at_ = simple_value::copy(room(bytes.size()), bytes.data(), bytes.size());
-    }
+    void put(istr bytes) { at_ = wire::copy(room(bytes.size()), bytes.data(), bytes.size()); }
 
     char* room(unsigned long n) {
         if (n > static_cast<unsigned long>(end_ - at_)) [[unlikely]] {
@@ -222,9 +213,7 @@ private:
     template <class T>
     static void readValue(ValueBase& value, Context context, T& target) {
         if constexpr (OptionalValue<T>) {
-            typename T::value_type present = target.value();
-            readValue(value, context, present);
-            target = std::move(present);
+            readPresent(target, [&](auto& present) { readValue(value, context, present); });
         } else if constexpr (Object<T>) {
             readObject(value, context, target);
         } else if constexpr (List<T>) {
@@ -239,7 +228,7 @@ private:
         } else if constexpr (requires(const SimpleValue& simple) { simple.read(target); }) {
             simpleOf(value).read(target);
         } else {
-            refuse<T>();
+            refuseType<InputStream, T>();
         }
     }
 
@@ -275,9 +264,7 @@ private:
     template <class C>
     static void readElements(ComplexValue& list, Context context, C& target) {
         C elements;
-        if constexpr (requires { elements.reserve(std::size_t()); }) {
-            elements.reserve(list.data().size());
-        }
+        reserveElements(elements, list.data().size());
         for (const auto& [tag, value] : list.data()) {
             if (tag == kElementTag) readElement(*value, context, elements);
         }
@@ -292,16 +279,8 @@ private:
             pair.readField(kKeyTag, key);
             pair.readField(kMappedTag, mapped);
             putEntry(elements, std::move(key), std::move(mapped));
-        } else if constexpr (SetContainer<C>) {
-            typename C::value_type element{};
-            readValue(value, context, element);
-            elements.insert(std::move(element));
-        } else if constexpr (std::same_as<typename C::value_type, bool>) {
-            bool element = false;
-            readValue(value, context, element);
-            elements.push_back(element);
         } else {
-            readValue(value, context, elements.emplace_back());
+            appendElement(elements, [&](auto& element) { readValue(value, context, element); });
         }
     }
 

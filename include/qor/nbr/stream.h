@@ -10,7 +10,7 @@
 #include "qor/base/interface.h"
 #include "qor/nbr/lsd.h"
 #include "qor/string/string_buffer.h"
-#include "qor/util/simple_value.h"
+#include "qor/util/wire_value.h"
 
 // The streams through which values reach nbr. User types are carried by what qor/nbr/binding.h
 // builds on them. A stream belongs to one thread.
@@ -42,7 +42,7 @@ public:
     };
 
     // The configured code page is asked for here and at reset.
-    OutputStream() : utf8_(simple_value::textIsUtf8()) {}
+    OutputStream() : utf8_(wire::textIsUtf8()) {}
 
     void operator<<(null_type) { writeRaw(0); }
     void operator<<(empty_type) { write_i(istr(), false); }
@@ -66,7 +66,7 @@ public:
     // Back to no bytes; the capacity stays.
     void reset() {
         buffer_.size(0);
-        utf8_ = simple_value::textIsUtf8();
+        utf8_ = wire::textIsUtf8();
     }
 
     dumper& dump(dumper& d) const;
@@ -92,14 +92,13 @@ private:
     static constexpr istr kEnd{"\xFF\x01)", 3};
 
     void writeInt(WireNumber number) {
-        buffer_.needMore(reserved_ + simple_value::kMostNumber);
-        finish(simple_value::store(buffer_.pbuf(), number));
+        buffer_.needMore(reserved_ + wire::kMostNumber);
+        finish(wire::store(buffer_.pbuf(), number));
     }
     void write_i(istr data, bool text) {
-        data =
-            simple_value::grow(buffer_, data, reserved_ + simple_value::kMostHeader + data.size());
+        data = wire::grow(buffer_, data, reserved_ + wire::kMostHeader + data.size());
         const unsigned char mark = text ? WireData::kText : WireData::kPlain;
-        finish(simple_value::store(buffer_.pbuf(), WireData{data, mark}));
+        finish(wire::store(buffer_.pbuf(), WireData{data, mark}));
     }
     void writeRaw(istr bytes, unsigned long spare = 0) {
         buffer_.needMore(reserved_ + bytes.size() + spare);
@@ -147,7 +146,7 @@ private:
     InputStream(ValueBase* value, unsigned depth) : depth_(depth), value_(value) {}
 
     // In front: asking for the code page may fail, and then there is nothing to delete yet.
-    bool utf8_ = simple_value::textIsUtf8();
+    bool utf8_ = wire::textIsUtf8();
     bool owned_ = false;
     unsigned depth_ = 0;    // of the object in those around it
     ulong32 expected_ = 0;  // the item that a codec is likely to ask for next

@@ -34,13 +34,6 @@ concept List = Container<T> && !Object<T>;
 template <class T>
 concept StandardName = std::derived_from<T, std::string>;
 
-template <class T>
-constexpr void refuse() noexcept {
-    static_assert(!sizeof(T),
-                  "pml cannot carry this type: it is no scalar, text, bytes or time, no container "
-                  "that can be appended to, and has no codec");
-}
-
 // The binding of a member to a child for the time of one call.
 template <class T>
 struct Field__ {
@@ -138,7 +131,7 @@ void store(ntv::Unit& unit, const T& value) {
     } else if constexpr (requires { unit << value; }) {
         unit << value;
     } else {
-        refuse<T>();
+        refuseType<stream, T>();
     }
 }
 
@@ -151,13 +144,7 @@ void loadElement(const ntv::Unit& unit, const stream& around, C& elements) {
         load(unit, around, mapped);
         putEntry(elements, std::move(key), std::move(mapped));
     } else {
-        typename C::value_type element{};
-        load(unit, around, element);
-        if constexpr (SetContainer<C>) {
-            elements.insert(std::move(element));
-        } else {
-            elements.push_back(std::move(element));
-        }
+        appendElement(elements, [&](auto& element) { load(unit, around, element); });
     }
 }
 
@@ -166,7 +153,7 @@ template <class C>
 void loadElements(const ntv::Unit& unit, const stream& around, C& target) {
     C elements;
     if (const ntv::ListValue* const list = unit.listValue()) {
-        if constexpr (requires { elements.reserve(std::size_t()); }) elements.reserve(list->size());
+        reserveElements(elements, list->size());
         for (const ntv::Unit* const child : *list)
             loadElement(*child, around, elements);
     }
@@ -176,9 +163,7 @@ void loadElements(const ntv::Unit& unit, const stream& around, C& target) {
 template <class T>
 void load(const ntv::Unit& unit, const stream& around, T& target) {
     if constexpr (OptionalValue<T>) {
-        typename T::value_type present = target.value();
-        load(unit, around, present);
-        target = std::move(present);
+        readPresent(target, [&](auto& present) { load(unit, around, present); });
     } else if constexpr (Object<T>) {
         part_stream part(unit, around);
         target.codec(part.get());
@@ -187,7 +172,7 @@ void load(const ntv::Unit& unit, const stream& around, T& target) {
     } else if constexpr (requires { unit >> target; }) {
         unit >> target;
     } else {
-        refuse<T>();
+        refuseType<stream, T>();
     }
 }
 
@@ -199,10 +184,7 @@ void Field__<T>::set(stream& s) const {
         const std::remove_cv_t<T> now = *value;
         Field__<const std::remove_cv_t<T>>{name, type, &now}.set(s);
     } else {
-        if constexpr (OptionalValue<T>) {
-            if (!value->isSet()) return;
-        }
-        binding::add(s.unit(), name, type, *value);
+        if (isPresent(*value)) binding::add(s.unit(), name, type, *value);
     }
 }
 

@@ -64,6 +64,11 @@ public:
 
     // How many timers there are.
     unsigned long numofTimers() const;
+    // Waits until no onTimerRelease is under way that began before the call. Who learns on another
+    // thread that a timer has been released calls this before deleting its object. The release of a
+    // timer that was killed during its onTimer may be still to come. Called by a release callback
+    // it does not wait for that one.
+    void waitForReleases() const;
 
     void onThreadExit(Thread* thread) override;
     // The scope "qor::TimerManager". Holds the timers meanwhile.

@@ -40,13 +40,6 @@ concept Adaptor = requires(C& c) {
     typename C::value_compare;
 };
 
-template <class T>
-constexpr void refuse() noexcept {
-    static_assert(!sizeof(T),
-                  "XML cannot carry this type: it is no scalar, text, bytes or time, no container "
-                  "that can be appended to, and has no codec");
-}
-
 namespace binding {
 
 inline constexpr istr kItem("any", 3);
@@ -143,7 +136,7 @@ void store(XMLNode& node, const T& value) {
         if (constexpr istr word = wordOf<T>(); !word.empty()) XMLOutStream(node).type(word);
         storeItems(node, value);
     } else {
-        refuse<T>();
+        refuseType<XMLStream, T>();
     }
 }
 
@@ -158,22 +151,14 @@ void loadItem(const XMLNode& node, unsigned nesting, C& items) {
         load(node, nesting, mapped);
         putEntry(items, std::move(key), std::move(mapped));
     } else {
-        typename C::value_type item{};
-        load(node, nesting, item);
-        if constexpr (Adaptor<C>) {
-            items.push(std::move(item));
-        } else if constexpr (SetContainer<C>) {
-            items.insert(std::move(item));
-        } else {
-            items.push_back(std::move(item));
-        }
+        appendElement(items, [&](auto& item) { load(node, nesting, item); });
     }
 }
 
 template <class C>
 void loadItems(const XMLNode& node, unsigned nesting, C& target) {
     C items;
-    if constexpr (requires { items.reserve(std::size_t()); }) items.reserve(node.numofChildren());
+    reserveElements(items, node.numofChildren());
     for (const XMLNode& child : node.children())
         loadItem(child, nesting, items);
     target = std::move(items);
@@ -185,10 +170,7 @@ bool load(const XMLNode& node, unsigned nesting, T& target) {
     static_assert(!std::is_const_v<T>, "a const member cannot be read into");
     if (node.isNull()) return false;
     if constexpr (OptionalValue<T>) {
-        typename T::value_type present = target.value();
-        if (!load(node, nesting, present)) return false;
-        target = std::move(present);
-        return true;
+        return readPresent(target, [&](auto& present) { return load(node, nesting, present); });
     } else if constexpr (Object<T>) {
         if (nesting >= kMaxDepth) return false;
         XMLStream in(XMLStream::in_t(), node);
@@ -205,7 +187,7 @@ bool load(const XMLNode& node, unsigned nesting, T& target) {
         loadItems(node, nesting, target);
         return true;
     } else {
-        refuse<T>();
+        refuseType<XMLStream, T>();
         return false;
     }
 }
@@ -215,10 +197,7 @@ template <class T>
 bool loadAttr(const XMLAttr& attr, T& target) {
     if (attr.isNull()) return false;
     if constexpr (OptionalValue<T>) {
-        typename T::value_type present = target.value();
-        if (!loadAttr(attr, present)) return false;
-        target = std::move(present);
-        return true;
+        return readPresent(target, [&](auto& present) { return loadAttr(attr, present); });
     } else if constexpr (VolatileScalar<T>) {
         std::remove_volatile_t<T> value = target;
         const bool good = parseValue(attr.value(), value);
@@ -233,9 +212,7 @@ bool loadAttr(const XMLAttr& attr, T& target) {
 
 template <class T>
 void storeField(XMLNode& parent, istr name, const T& member) {
-    if constexpr (OptionalValue<T>) {
-        if (!member.isSet()) return;
-    }
+    if (!isPresent(member)) return;
     if (std::as_const(parent).child(name).isNull()) {
         addItem(parent, name, member);
         return;

@@ -65,9 +65,9 @@ public:
     static void destroy(FlatTree* tree) noexcept;
 
     JsonValue* root() noexcept { return reinterpret_cast<JsonValue*>(this + 1); }
-    JsonValue::Kind kindOf(const Node& node) const noexcept;
+    JsonKind kindOf(const Node& node) const noexcept;
     // Of a node that is no container.
-    JsonValue::Kind scalarKindOf(const Node& node) const noexcept;
+    JsonKind scalarKindOf(const Node& node) const noexcept;
     istr wholeText() const noexcept { return istr(text, textSize); }
     // Whether each string in the text is what it stands for, and not as it was read.
     bool isUnescaped() const noexcept { return isUnescaped_; }
@@ -217,14 +217,13 @@ private:
     ulong32 size_ = 0;
 };
 
-inline JsonValue::Kind FlatTree::kindOf(const Node& node) const noexcept {
-    using Kind = JsonValue::Kind;
-    if (node.isContainer()) return node.isObject() ? Kind::Object : Kind::Array;
+inline JsonKind FlatTree::kindOf(const Node& node) const noexcept {
+    if (node.isContainer()) return node.isObject() ? JsonKind::Object : JsonKind::Array;
     return scalarKindOf(node);
 }
 
-inline JsonValue::Kind FlatTree::scalarKindOf(const Node& node) const noexcept {
-    return static_cast<JsonValue::Kind>(Node::scalarKind(textOf(node)));
+inline JsonKind FlatTree::scalarKindOf(const Node& node) const noexcept {
+    return Node::scalarKind(textOf(node));
 }
 
 template <std::size_t N>

@@ -1,3 +1,5 @@
+#include "qor/json/json_formatter.h"
+
 #include <algorithm>
 #include <cstring>
 #include <ostream>
@@ -6,7 +8,7 @@
 #include "json/tree_maker.h"
 #include "qor/base/interface.h"
 #include "qor/json/json_unit.h"
-#include "qor/util/simple_value.h"
+#include "qor/util/wire_value.h"
 
 namespace qor::json {
 
@@ -39,7 +41,7 @@ public:
     }
     void put(istr text) {
         if (text.size() > kMostRoom) return putLong(text);
-        end(simple_value::copy(room(text.size()), text.data(), text.size()));
+        end(wire::copy(room(text.size()), text.data(), text.size()));
     }
     void putBlanks(unsigned long long n) {
         static constexpr char kBlanks[] = "                                ";
@@ -150,7 +152,7 @@ private:
 
     // Writes a value as a whole, or the bracket of an array or an object.
     void write(const JsonValue& value) {
-        using Of = JsonValue::Kind;
+        using Of = JsonKind;
         if (value.isUnmade_) return writeNode(*value.block()->tree, 0);
         switch (value.kind_) {
             case Of::Boolean: {
@@ -173,7 +175,7 @@ private:
                 opened.key = 0;
                 return;
             }
-            case Of::Other:
+            case Of::Null:
                 return out_.put(value.toString());
         }
     }
@@ -202,7 +204,7 @@ private:
     }
     // Stores a scalar as it is written. Null if that is not so for its escapes.
     static char* storeShort(char* to, const FlatTree& tree, istr text) noexcept {
-        if (text.empty()) return simple_value::copy(to, kNull.data(), kNull.size());
+        if (text.empty()) return wire::copy(to, kNull.data(), kNull.size());
         if (*text != '"') return FlatTree::copyText(to, text);
         const istr content = withoutQuotes(text);
         *to = '"';

@@ -8,6 +8,7 @@
 #include "json/escape.h"
 #include "json/node_buffer.h"
 #include "json/structure_index.h"
+#include "mt/shared_count.h"
 #include "qor/json/json_view.h"
 
 namespace qor::json {
@@ -150,14 +151,14 @@ private:
         } else {
             key = readToken(at);
         }
-        const Sign behind = signAt(*at);
-        if (behind == Sign::Colon) {
+        const Sign next = signAt(*at);
+        if (next == Sign::Colon) {
             ++at;
             return addKey(key, quoted);
         }
         // The name is forgotten. So the end of an object, and a comma before it, read as a name
         // that is empty.
-        if (behind != Sign::CloseObject) fail(kGetName, "no name", *at);
+        if (next != Sign::CloseObject) fail(kGetName, "no name", *at);
         return false;
     }
 
@@ -175,8 +176,8 @@ private:
             return true;
         }
         const Node token = readToken(at);
-        const Sign behind = signAt(*at);
-        if (behind != Sign::Comma && behind != Sign::CloseArray && behind != Sign::CloseObject)
+        const Sign next = signAt(*at);
+        if (next != Sign::Comma && next != Sign::CloseArray && next != Sign::CloseObject)
             fail(kGetValue, "no value end", *at);
         if (token.size != 0 && !isNull(token)) {
             add(token, begin);
@@ -288,7 +289,7 @@ private:
 Handle<JsonValue> read(istr text, Strings strings) {
     if (text.size() > Node::kMaxText) throw std::bad_alloc();
     JsonValue* const root = Reader(text, strings).read()->root();
-    root->__FirstRef();
+    SharedCount::takeFirst(*root);
     return Handle<JsonValue>::adopt(root);
 }
 

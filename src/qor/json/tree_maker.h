@@ -87,7 +87,7 @@ private:
     Word wordFor(const JsonUnit& unit, ulong32 node, Word marks, unsigned depth) noexcept;
     Word placeWord(const JsonUnit* unit, ulong32 node, Word marks) const noexcept;
     Word lazyWord(const JsonUnit* unit, ulong32 node, Word marks) const noexcept;
-    static Word kindWord(JsonValue::Kind kind) noexcept {
+    static Word kindWord(JsonKind kind) noexcept {
         return static_cast<Word>(kind) << JsonUnit::kDistanceBits;
     }
 

@@ -264,14 +264,14 @@ void SimpleThread::startAndWait(unsigned stackSize) {
 bool SimpleThread::startAndWait(Time timeout, unsigned stackSize) {
     const Handle<SimpleThread> self(this);
     int result = 0;
-    bool told = false;
+    bool notified = false;
     {
         const Monitor::Lock lock(monitor_);
         result = launch(stackSize);
-        if (result == 0) told = monitor_.wait(timeout);
+        if (result == 0) notified = monitor_.wait(timeout);
     }
     checkLaunch(result);
-    return told;
+    return notified;
 }
 
 void SimpleThread::stop() {
@@ -532,16 +532,16 @@ void SimpleThread::onWork() {
 }
 
 void SimpleThread::on_thread_exit() {
-    ThreadOwner* told = nullptr;
+    ThreadOwner* owner = nullptr;
     {
         const Guard guard(mutex_);
         exitTold_ = true;
-        if (!activeStopping()) told = owner_;
+        if (!activeStopping()) owner = owner_;
     }
-    if (told == nullptr) return;
+    if (owner == nullptr) return;
     own_log::info("qor::SimpleThread::on_thread_exit",
-                  [&] { return "notify owner(" + told->ownername() + ") thread exit"; });
-    told->onThreadExit(this);
+                  [&] { return "notify owner(" + owner->ownername() + ") thread exit"; });
+    owner->onThreadExit(this);
 }
 
 }  // namespace qor

@@ -177,8 +177,8 @@ std::vector<Handle<TcpServerImpl>> TcpAcceptor::snapshot() const {
     });
 }
 
-// The one of the next number, null behind the last.
-Handle<TcpServerImpl> TcpAcceptor::behind(ACE_HANDLE handle) const {
+// The connection with the next descriptor, null after the last one.
+Handle<TcpServerImpl> TcpAcceptor::nextAfter(ACE_HANDLE handle) const {
     return connections_.access([&](const Connections::Values& connections) {
         const auto next = connections.upper_bound(handle);
         return next != connections.end() ? next->second : Handle<TcpServerImpl>();
@@ -190,7 +190,7 @@ TcpServerImpl* TcpAcceptor::ownConnection() const {
     return current != nullptr && current->belongsTo(*this) ? current : nullptr;
 }
 
-// Behind the end the maps keep it for close, which waits for each thread.
+// After the end the maps keep it for close, which waits for each thread.
 void TcpAcceptor::onThreadExit(Thread* thread) {
     if (living()) closeServer(dynamic_cast<TcpServerImpl*>(thread));
 }
@@ -238,7 +238,7 @@ void TcpAcceptor::endAll() {
     arrivals_.end();
     localPort_ = 0;
     Handle<TcpServerImpl> connection;
-    for (ACE_HANDLE last = ACE_INVALID_HANDLE; (connection = behind(last));
+    for (ACE_HANDLE last = ACE_INVALID_HANDLE; (connection = nextAfter(last));
          last = connection->getHandle()) {
         connection->end();
     }
@@ -250,7 +250,7 @@ void TcpAcceptor::endAll() {
 void TcpAcceptor::close() {
     endAll();
     Handle<TcpServerImpl> connection;
-    for (ACE_HANDLE last = ACE_INVALID_HANDLE; (connection = behind(last));
+    for (ACE_HANDLE last = ACE_INVALID_HANDLE; (connection = nextAfter(last));
          last = connection->getHandle()) {
         net_log::info("qor::TcpAcceptor::close",
                       [&] { return own_log::text("stopping ", istr(connection->fullname())); });

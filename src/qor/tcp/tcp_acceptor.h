@@ -11,7 +11,7 @@
 #include "qor/mt/thread.h"
 #include "qor/tcp/tcp_impl_base.h"
 #include "tcp/tcp_arrivals.h"
-#include "tcp/tcp_server_impl.h"
+#include "tcp/tcp_server_connection.h"
 #include "tcp/tcp_socket.h"
 
 namespace qor {
@@ -59,7 +59,7 @@ private:
     TcpServerImpl* ownConnection() const;
     Handle<TcpServerImpl> find(const TcpAddr& peer) const;
     std::vector<Handle<TcpServerImpl>> snapshot() const;
-    Handle<TcpServerImpl> behind(ACE_HANDLE handle) const;
+    Handle<TcpServerImpl> nextAfter(ACE_HANDLE handle) const;
 
     ACE_INET_Addr local_;
     std::atomic<unsigned short> localPort_{0};

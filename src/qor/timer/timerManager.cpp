@@ -128,6 +128,11 @@ unsigned long TimerManager::numofTimers() const {
     return m_timerQueue ? m_timerQueue->numofBusy() : 0;
 }
 
+// A release holds the monitor, and a thread that has it already enters at once.
+void TimerManager::waitForReleases() const {
+    const TimerMonitor::Access access(monitor_);
+}
+
 void TimerManager::onThreadExit(Thread* thread) {
     const Guard guard(mutex_);
     if (m_timeoutThread.get() == thread)

@@ -30,22 +30,22 @@ ulong32 configuredNumber() {
     return std::max(number, kLeastByDefault);
 }
 
-// A callback may ask for the longest of intervals.
-Time later(const Time& time, const Time& interval) noexcept {
+// A callback may ask for the longest of intervals: the sum ends at Time::forever().
+Time saturatedSum(const Time& time, const Time& interval) noexcept {
     return interval < Time::forever() - time ? time + interval : Time::forever();
 }
 
-// How many slots a queue has that is told a number.
+// The number of slots of a queue that is given this number, 0 for none.
 ulong32 slotsFor(unsigned long numberOfTimers) {
-    const auto told = static_cast<ulong32>(numberOfTimers);
-    const ulong32 wanted = told != 0 ? told : configuredNumber();
+    const auto given = static_cast<ulong32>(numberOfTimers);
+    const ulong32 wanted = given != 0 ? given : configuredNumber();
     const ulong32 slots = std::min(wanted, TimerQueue::kMostTimers);
     if (slots != wanted) {
         own_log::error("qor::TimerQueue::TimerQueue", [&] {
             return own_log::text(wanted, " timers are too many, cut to ", slots);
         });
     }
-    if (told != 0) mostTimers() = slots;
+    if (given != 0) mostTimers() = slots;
     return slots;
 }
 
@@ -315,7 +315,7 @@ void TimerQueue::arm(TimerBlock& block, const Time& interval, ulong32 times) noe
     block.m_unTimes = times;
     block.m_nInterval = interval;
     block.m_status = TimerBlock::BUSY;
-    put(block, later(m_currTime, interval));
+    put(block, saturatedSum(m_currTime, interval));
 }
 
 void TimerQueue::put(TimerBlock& block, const Time& expired) noexcept {
@@ -441,7 +441,7 @@ void TimerQueue::afterFiring(TimerBlock& block, const OnTimerResult& result, con
         return release(block);
     }
     own_log::debug(tag, func, [&] { return "more times " + block.text(); });
-    put(block, later(now, block.m_nInterval));
+    put(block, saturatedSum(now, block.m_nInterval));
 }
 
 dumper& TimerQueue::dump(dumper& d) const {

@@ -142,8 +142,9 @@ Plane rotateRows(Plane x) noexcept {
 template <bool back>
 void shiftRows(Planes& s) noexcept {
     constexpr Plane evenRows = 0x0000FFFF0000FFFF, upperHalf = 0x00000000FFFFFFFF;
+    constexpr unsigned oneColumn = back ? 12 : 4;
     for (Plane& x : s) {
-        x = (x & evenRows) | (rotateRows < back ? 12 : 4 > (x) & ~evenRows);
+        x = (x & evenRows) | (rotateRows<oneColumn>(x) & ~evenRows);
         x = (x & upperHalf) | (rotateRows<8>(x) & ~upperHalf);
     }
 }
@@ -337,12 +338,10 @@ void Rijndael::set(const unsigned char* key, std::size_t size, const unsigned ch
     State& state = state_.value;
     aes_portable::expandKey(key, size, state.encryption, state.decryption);
     std::copy_n(iv, aesBlockSize, state.iv);
-    state.hasKey = true;
 }
 
 void Rijndael::encrypt(const unsigned char* in, std::size_t n, unsigned char* out) const noexcept {
     const State& state = state_.value;
-    if (!state.hasKey || in == nullptr || out == nullptr) return;
     const std::size_t blocks = n / aesBlockSize, whole = blocks * aesBlockSize;
     if (blocks != 0) form_.encrypt(state.encryption, state.iv, in, blocks, out);
     if (n == whole) return;
@@ -354,9 +353,7 @@ void Rijndael::encrypt(const unsigned char* in, std::size_t n, unsigned char* ou
 
 void Rijndael::decrypt(const unsigned char* in, std::size_t n, unsigned char* out) const noexcept {
     const State& state = state_.value;
-    if (!state.hasKey || in == nullptr || out == nullptr) return;
-    if (n == 0 || n % aesBlockSize != 0) return;
-    form_.decrypt(state.decryption, state.iv, in, n / aesBlockSize, out);
+    if (n != 0) form_.decrypt(state.decryption, state.iv, in, n / aesBlockSize, out);
 }
 
 }  // namespace qor::util

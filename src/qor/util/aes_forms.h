@@ -57,18 +57,16 @@ class Rijndael {
 public:
     explicit Rijndael(const AesForm& form = aesForms().front()) noexcept : form_(form) {}
 
-    // A key of 16 or 32 bytes, and a vector of a block.
+    // A key of 16 or 32 bytes, and a vector of a block: called before the other two.
     void set(const unsigned char* key, std::size_t size, const unsigned char* iv) noexcept;
 
-    // `out` has room for the n bytes in whole blocks, and no part of the input. Without a key or
-    // input nothing is written.
+    // `out` has room for the n bytes in whole blocks, and no part of the input.
     void encrypt(const unsigned char* in, std::size_t n, unsigned char* out) const noexcept;
-    // Nor is it if n is no multiple of the block size.
+    // The same, with n a multiple of the block size.
     void decrypt(const unsigned char* in, std::size_t n, unsigned char* out) const noexcept;
 
 private:
     struct State {
-        bool hasKey;
         AesRoundKeys encryption, decryption;
         unsigned char iv[aesBlockSize];
     };

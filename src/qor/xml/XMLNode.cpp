@@ -359,7 +359,7 @@ bool XMLNode::isSearched() const noexcept {
 XMLNode* XMLNode::find(istr name) const {
     if (isSearched()) {
         XMLNode* child = first_;
-        while (child != nullptr && istr(child->name_) != name)
+        while (child != nullptr && !isSameName(child->name_, name))
             child = child->next_;
         return child;
     }

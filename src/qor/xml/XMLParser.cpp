@@ -300,14 +300,14 @@ inline const char* XMLParser::parseText(const char* from, const char* token) {
     const char* to = xml::findFar<'<', '&'>(token);
     xml::ParsedText text{from, to};
     // Deliberate (compatibility): text that begins with "]" is added without a call.
-    const bool told = *token != ']';
+    const bool isReported = *token != ']';
     if (*to == '&') [[unlikely]] {
         to = xml::findAny<'<'>(to);
         text = decode(from, to);
     }
     if (current_ != nullptr) {
         current_->addParsedText(text);
-        if (kTold && callback_ != nullptr && told) callback_->onCDATAFound(this, current_);
+        if (kTold && callback_ != nullptr && isReported) callback_->onCDATAFound(this, current_);
     }
     return to;
 }

@@ -1,4 +1,4 @@
-#include "tcp/tcp_server_impl.h"
+#include "tcp/tcp_server_connection.h"
 
 #include <cerrno>
 #include <utility>
@@ -49,11 +49,11 @@ bool TcpServerImpl::send(const istr& payload, int timeoutSeconds) {
 }
 
 void TcpServerImpl::run_i() {
-    struct Told {
+    struct BirthNotice {
         TcpServerImpl& connection;
-        ~Told() { connection.tellBirth(); }
+        ~BirthNotice() { connection.tellBirth(); }
     };
-    const Told told{*this};  // also by a thread that raises before its birth
+    const BirthNotice notice{*this};  // also by a thread that raises before its birth
     SimpleThread::run_i();
 }
 

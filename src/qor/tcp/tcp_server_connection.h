@@ -1,5 +1,5 @@
-#ifndef QOR_SRC_TCP_TCP_SERVER_IMPL_H
-#define QOR_SRC_TCP_TCP_SERVER_IMPL_H
+#ifndef QOR_SRC_TCP_TCP_SERVER_CONNECTION_H
+#define QOR_SRC_TCP_TCP_SERVER_CONNECTION_H
 
 #include <ace/INET_Addr.h>
 
@@ -67,4 +67,4 @@ private:
 
 }  // namespace qor
 
-#endif  // QOR_SRC_TCP_TCP_SERVER_IMPL_H
+#endif  // QOR_SRC_TCP_TCP_SERVER_CONNECTION_H
