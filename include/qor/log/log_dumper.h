@@ -51,7 +51,7 @@ public:
 
         bool compact_;
         String lineSeparator_;    // at the start of each indented line
-        String indentSeparator_;  // once for each level behind it
+        String indentSeparator_;  // repeated once for each level
         unsigned level_;
         String eolSeparator_;  // at the end of a line
         String beginTag_;
@@ -87,8 +87,8 @@ public:
                     istr endTag = "}", istr typeTag = "@", istr nvSeparator = "=",
                     istr valueSeparator = " ");
     explicit dumper(const Config& config);
-    // Writes to the caller's stream, which must outlive the dumper. Numbers go out in the stream's
-    // own settings.
+    // Writes to the caller's stream, which must outlive the dumper. Numbers are written with the
+    // stream's own settings.
     explicit dumper(std::ostream& os, bool compact = false, istr lineSeparator = "\n",
                     istr indentSeparator = "    ", unsigned level = 0, istr eolSeparator = "",
                     istr beginTag = "{", istr endTag = "}", istr typeTag = "@",
@@ -128,10 +128,10 @@ public:
     dumper& endline();
     // An end of line in both forms.
     dumper& nl();
-    // Text as it stands.
+    // Unchanged text.
     dumper& raw(istr text) { return write(text); }
-    // The name and what separates it from its value; nothing for an empty name. A separator that
-    // is given stands alone in place of the configured one.
+    // The name and the separator between it and its value; nothing for an empty name. A given
+    // separator replaces the configured one completely.
     dumper& name(istr text, const char* separator = nullptr) { return writeName(text, separator); }
     dumper& writeName(istr text, const char* separator = nullptr);
 
@@ -148,7 +148,7 @@ public:
     dumper& enterSuper() noexcept { return *this; }
     dumper& leaveSuper() noexcept { return *this; }
 
-    // Bare values: the stream's own output; text as it stands, never clipped.
+    // Bare values, as the stream writes them; text unchanged and never clipped.
     template <Arithmetic T>
     dumper& write(T value) {
         os_ << value;
@@ -387,7 +387,7 @@ dumper& dumpElements(dumper& d, const char* title, const Range& range) {
     return d;
 }
 
-// A key stands as a stream writes it.
+// A key is written as by a stream.
 template <class Map>
 dumper& dumpPairs(dumper& d, const char* title, const Map& map) {
     const dumper::_Entry entry(d, title);

@@ -24,9 +24,9 @@ constexpr bool operator&(LogType left, LogType right) noexcept {
 class tracer;
 extern template class QOR_API CreateByAllocate<tracer>;
 
-// The stacks of traced calls, one for each thread: what failure blocks and exceptions show. All
-// operations are those of the calling thread's own stack, which is made at its first use and goes
-// with its thread. Threads do not wait for each other here, but for a dump of all stacks.
+// The stacks of traced calls, one for each thread, for failure blocks and exceptions. All
+// operations use the calling thread's own stack, which is created at its first use and destroyed
+// with its thread. Threads wait for each other only during a dump of all stacks.
 class QOR_API tracer : noncopyable {
 public:
     static tracer* instance() { return CreateByAllocate<tracer>::instance(); }
@@ -41,7 +41,7 @@ public:
     const CallStack& callStack() const;
     CallStack::Container& container() { return callStack().container(); }
     const CallStack::Container& container() const { return callStack().container(); }
-    // What an output writes in front of each frame but the first; it stays until it is changed.
+    // The text that an output writes before each frame but the first.
     const char* separator() const { return callStack().separator(); }
     const CallStack& separator(const char* text) const;
     // Removes the calling thread's stack.
@@ -63,14 +63,14 @@ QOR_API dumper& operator<<(dumper& d, TRACER);
 // Writes the calling thread's stack, innermost call first.
 QOR_API void printTraceStack(std::ostream& os);
 
-// Traces a function: it stands on the thread's stack while the entry lives, and where the logger's
-// traceOn() is on, its begin and end are lines of the log, indented by the depth of the stack:
+// Traces a function: it is on the thread's stack while the entry lives. If the logger's traceOn()
+// is on, its begin and end are lines of the log, indented by the depth of the stack:
 //
 //     [QOR] TRACE  ........ Pump::open( "a" ) ..................................
 //     [QOR] TRACE~ ________ Pump::open( "a" ) __________________________________
 //
-// Entries end in the reverse order of their making, on the thread that made them. They raise
-// nothing, and let a function go untraced when memory is short.
+// Destroy entries in the reverse order of their construction, on the same thread. They raise
+// nothing; if memory runs out, the function is not traced.
 class QOR_API TraceEntry {
 public:
     // File and function are literals; null info is none.

@@ -20,24 +20,25 @@
 
 namespace qor::nbr {
 
-// The tags inside containers, which have no form of their own on the wire: a list is a complex
-// value whose items are its elements, and a map one whose elements are pairs of a key and a value.
+// The tags inside containers. A list is a complex value whose items are its elements, and the
+// elements of a map are complex values of a key and a mapped value.
 inline constexpr unsigned char kElementTag = 1;
 inline constexpr unsigned char kKeyTag = 1;
 inline constexpr unsigned char kMappedTag = 2;
 
-// How deeply objects may be nested in what is decoded. Each level takes the stack of one codec.
+// The greatest depth of nested objects in a decoded message. Each level uses the stack of one
+// codec.
 inline constexpr unsigned kMaxDepth = 500;
 
-// What a codec carries, whether it is written for all streams or for CodecStream; and what is
-// carried as its elements.
+// Types that a codec carries, whether it is written for all streams or for CodecStream; and types
+// that are carried as their elements.
 template <class T>
 concept Object = CodecType<T, CodecStream>;
 template <class T>
 concept List = Container<T> && !Object<T>;
 
-// The stream that writes the fields of a codec behind the bytes of an OutputStream. Its place is
-// kept here, where a compiler can hold it in registers, and told to the stream by finish.
+// The stream that writes the fields of a codec after the bytes of an OutputStream. The write
+// position is kept here, where a compiler can hold it in registers; finish passes it to the stream.
 class QOR_API Writer : public CodecHooks, noncopyable {
 public:
     explicit Writer(OutputStream& os) : os_(os) { resume(); }
@@ -55,7 +56,7 @@ public:
         }
     }
 
-    // A value without a tag in front of it.
+    // A value without a tag.
     template <class T>
     void writeValue(const T& value) {
         static_assert(!OptionalValue<T>, "a value that may be missing has to be a field");
@@ -97,7 +98,7 @@ private:
         writeValue(value);
     }
 
-    // What stands between the brackets of a complex value.
+    // The items between the brackets of a complex value.
     template <class T>
     void writeParts(const T& value) {
         if constexpr (Object<T>) {
@@ -182,7 +183,7 @@ public:
     // What `is` is in. A value that is simple, or not there, has no fields.
     explicit Reader(const InputStream& is) noexcept
         : Reader(is.value_, Context{is.depth_, is.utf8_}, is.expected_) {}
-    // Tells the stream where the next fields are likely to stand.
+    // Passes the likely position of the next fields to the stream.
     void finish(InputStream& is) const noexcept { is.expected_ = expected_; }
 
     static constexpr bool encoding() noexcept { return false; }
@@ -209,7 +210,7 @@ private:
         bool utf8;       // narrow text in memory is UTF-8
     };
 
-    // A value as what the target is.
+    // Reads a value as the target's type.
     template <class T>
     static void readValue(ValueBase& value, Context context, T& target) {
         if constexpr (OptionalValue<T>) {
@@ -340,10 +341,10 @@ void encode(CodecStream& s, const T& object) {
     encode(s.bos(), object);
 }
 
-// Reads an object from a message. Fields that the message lacks stay as they were; so do all when
-// there is no value in it. Raises DecodeException for bytes that are no nbr, for a complex value
-// where a scalar or text is asked for, and for objects nested too deeply; what was read before that
-// stays read. A member that is an istr becomes a view of the message.
+// Reads an object from a message. Fields that the message lacks are unchanged, also if it has no
+// value at all. Raises DecodeException for bytes that are not nbr, for a complex value in place of
+// a scalar or text, and for objects nested too deeply; members that were read before are changed
+// then. A member of type istr becomes a view of the message.
 template <class T>
 void decode(const InputStream& is, T& object) {
     Reader::read(is, object);

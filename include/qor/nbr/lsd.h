@@ -25,8 +25,8 @@ class parser;
 
 QOR_DECLARE_EXCEPTION(DecodeException, "qor::nbr::DecodeException");
 
-// A value of a tree that nbr::parser made, or that was put together by hand. Trees are deleted
-// through their root. A tree may be read by several threads while nobody changes it.
+// A value of a tree that nbr::parser or the program built. Delete a tree through its root. Several
+// threads may read a tree while no thread changes it.
 class QOR_API ValueBase {
 public:
     virtual ~ValueBase();
@@ -52,16 +52,16 @@ private:
 // A leaf: a view of its data. The buffer that was parsed must outlive it.
 class QOR_API SimpleValue final : public ValueBase {
 public:
-    // The mark of text, which only dump looks at.
+    // The mark of text, which only dump uses.
     explicit SimpleValue(bool text) noexcept : ValueBase(true), text_(text) {}
     SimpleValue(istr data, bool text) noexcept : ValueBase(true), text_(text), data_(data) {}
 
     bool simple() const noexcept override { return true; }
     const istr& data() const noexcept { return data_; }
 
-    // Reads the data as what the caller knows it to be: nothing on the wire tells. Missing bytes of
-    // a number are 0, and it is not sign-extended, so the type must be the one that was written.
-    // Data of 128 to 255 bytes (modulo 256) is no number: BinaryDecodeException.
+    // Reads the data as the target's type, which is not part of the message. Missing bytes of a
+    // number are 0, and it is not sign-extended, so the type must be the one that was written. Data
+    // of 128 to 255 bytes (modulo 256) is no number: BinaryDecodeException.
     template <WireScalar T>
     void read(T& value) const {
         value = fromWire<T>(readUint(wireWidth<T>()));

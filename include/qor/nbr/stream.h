@@ -12,8 +12,8 @@
 #include "qor/string/string_buffer.h"
 #include "qor/util/wire_value.h"
 
-// The streams through which values reach nbr. User types are carried by what qor/nbr/binding.h
-// builds on them. A stream belongs to one thread.
+// The streams that write and read nbr values. qor/nbr/binding.h uses them for user types. A stream
+// belongs to one thread.
 
 namespace qor::nbr {
 
@@ -41,7 +41,7 @@ public:
         OutputStream& os_;
     };
 
-    // The configured code page is asked for here and at reset.
+    // The configured code page is read here and at reset.
     OutputStream() : utf8_(wire::textIsUtf8()) {}
 
     void operator<<(null_type) { writeRaw(0); }
@@ -71,7 +71,7 @@ public:
 
     dumper& dump(dumper& d) const;
 
-    // Takes back what was written while it lived, unless it is dismissed.
+    // Removes the bytes that were written while it lived, unless it is dismissed.
     class Rollback : noncopyable {
     public:
         explicit Rollback(OutputStream& os) noexcept : os_(&os), size_(os.buffer_.size()) {}
@@ -117,7 +117,7 @@ private:
 // Walks a parsed tree.
 class QOR_API InputStream : noncopyable {
 public:
-    // A node of a tree that somebody else owns, or null.
+    // A node of a tree that it does not own, or null.
     explicit InputStream(ValueBase* value) : value_(value) {}
     explicit InputStream(std::nullptr_t) {}
     // Parses and owns the tree, whose leaves are views of the data. Raises DecodeException.
@@ -149,11 +149,11 @@ private:
     bool utf8_ = wire::textIsUtf8();
     bool owned_ = false;
     unsigned depth_ = 0;    // of the object in those around it
-    ulong32 expected_ = 0;  // the item that a codec is likely to ask for next
+    ulong32 expected_ = 0;  // the item that a codec is likely to read next
     ValueBase* value_ = nullptr;
 };
 
-// What a codec tells about its type. nbr has tags and needs no names.
+// The type's names, given by a codec. nbr has tags and ignores them.
 struct CodecHooks {
     void enter(istr, istr, istr, istr) noexcept {}
     void leave() noexcept {}
@@ -194,7 +194,7 @@ private:
     CodecStream stream_;
     OutputStream* os_ = nullptr;
     InputStream* is_ = nullptr;
-    unsigned depth_ = 0;  // what the input stream told
+    unsigned depth_ = 0;  // from the input stream
     unsigned outer_ = 0;  // of the run around this one
 };
 

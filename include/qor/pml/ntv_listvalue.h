@@ -7,9 +7,10 @@
 
 namespace qor::pml::ntv {
 
-// The children of a unit, which it owns. While a unit holds the list, it is told of each change.
+// The children of a unit, which it owns. While a unit holds the list, it is notified of each
+// change.
 //
-// Copying, showing and deleting a tree take no more of the stack than a flat one.
+// The stack use of copying, showing and deleting a tree does not depend on its depth.
 class QOR_API ListValue final : public ValueBase {
 public:
     using Units = std::vector<Unit*>;

@@ -29,16 +29,16 @@ concept VolatileScalar = std::is_volatile_v<T> && WireScalar<std::remove_volatil
 
 // A node of a pml tree: a name, a type and a value, which is a scalar or a list of child units.
 // Nearly all scalars are text: operator<< writes a number as its text and operator>> parses it, so
-// that a tree that was read and one that was built by code look the same. The type is free text;
-// the tree itself writes and reads only "utf8" and "base64", for wide text and for bytes.
+// that a parsed tree and one that was built by code look the same. The type is any text; the tree
+// itself uses only "utf8" for wide text and "base64" for bytes.
 //
-// Children with a name are found by it, those without one by "[" index "]". No child is added whose
-// name a sibling has; one that is given such a name later is found by its index too. Finding a
-// child by its name takes O(log n).
+// Children with a name are found by it, those without one by "[" index "]". A child with the name
+// of a sibling is not added; a child that gets such a name later is found by its index too. Finding
+// a child by its name takes O(log n).
 //
-// A unit owns its value, and through it its children; they are deleted through their parent alone.
-// Making, copying, showing and deleting a tree of any depth take no more of the stack than a flat
-// one. A tree belongs to one thread at a time; nothing here locks.
+// A unit owns its value, and through it its children, which are deleted only through their parent.
+// The stack use of building, copying, showing and deleting a tree does not depend on its depth. A
+// tree belongs to one thread at a time; nothing here locks.
 class QOR_API Unit {
 public:
     explicit Unit(Unit* parent = nullptr) noexcept : parent_(parent) {}
@@ -94,8 +94,8 @@ public:
     Unit* at(istr name);
     // Null, with an error in the log, if there is no such child or no list.
     Unit* childAt(unsigned long index) const;
-    // Walks a path: names, "." and ".." with "/" between them, from the root if a "/" stands in
-    // front; "[2]" is the third child. Makes nothing; null if it leads nowhere.
+    // Follows a path: names, "." and ".." with "/" between them, from the root if it begins with
+    // "/"; "[2]" is the third child. Creates nothing; null if there is no such unit.
     Unit* find(istr path) const;
     // As childAt and at, with null() in place of null.
     template <std::integral N>
@@ -138,9 +138,9 @@ public:
     // Null for a unit without a value.
     ValueBase* value() noexcept { return value_; }
     const ValueBase* value() const noexcept { return value_; }
-    // Takes the value in place of the present one, whatever happens. Children become those of this
-    // unit. For a list in which a name stands twice DuplicatedUnitException is raised, and the unit
-    // stays as it was.
+    // Replaces the value, and takes ownership of the new one in any case, also if it raises. The
+    // children of a list become those of this unit. Raises DuplicatedUnitException for a list with
+    // a repeated name; the unit is unchanged then.
     void value(ValueBase* newValue);
     void value(istr text) { setValue(text); }
     // Children are deleted. A scalar that is no string stays as it is, and the text is dropped.
@@ -181,10 +181,10 @@ public:
     // Appends a copy of every child of the other unit, each as addChild does.
     Unit& operator+=(const Unit& other);
 
-    // Read the text as what the target is. False, with the target unchanged, unless the value is a
-    // string, not empty, and parses: a number may have other text behind it, a bool is "true",
-    // "false" or a number, a character is the first one. Wide text is Base64 of UTF-8 for the type
-    // "utf8", otherwise text in the configured code page.
+    // Read the text as the target's type. False, with the target unchanged, unless the value is a
+    // string that is not empty and parses: a number may be followed by other text, a bool is
+    // "true", "false" or a number, a character is the first one. Wide text is Base64 of UTF-8 for
+    // the type "utf8", otherwise text in the configured code page.
     template <WireScalar T>
     bool operator>>(T& target) const {
         return readScalar(target);
@@ -292,7 +292,7 @@ private:
             return true;
         }
     }
-    // A wide character goes by its code.
+    // A wide character is written as its code.
     template <class T>
     using Number = std::conditional_t<std::same_as<T, wchar_t>, long32, T>;
     bool readBool(bool& target) const noexcept;
@@ -305,12 +305,13 @@ private:
     static Unit* byIndexIn(const ListValue& list, unsigned long count, istr key) noexcept;
     static Unit* searchIn(const ListValue& list, unsigned long count, istr name) noexcept;
     Unit* findChild(istr name) const noexcept;
-    // The list that this unit is in; null for a root and for a unit that was only told its parent.
+    // The list that contains this unit; null for a root and for a unit whose parent was only set.
     ListValue* listAround() const noexcept;
     // Among those in `siblings` by its name.
     bool foundByName() const noexcept { return !name_.empty() && !nameTaken_; }
     Children::node_type leaveSiblings(Unit& holder) noexcept;
-    // Numbers the children, and raises if a name stands twice. Null for a list that is searched.
+    // Numbers the children, and raises for a repeated name. Null for a short list, which is
+    // searched.
     static std::unique_ptr<Children> initChildrenMap(const ValueBase* value);
     // Takes in a child that the list ends with.
     void copyIntoMap(const ListValue& list, Unit* child);

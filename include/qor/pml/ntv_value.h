@@ -30,7 +30,7 @@ public:
     // A new value of the same class without an owner; lists are copied with all that is in them.
     virtual ValueBase* clone() const = 0;
     virtual dumper& dump(dumper& d) const = 0;
-    // The text that stands for the value in pml.
+    // Writes the value's text in pml.
     virtual void dump(std::ostream& os) const = 0;
 
     // The unit that holds the value; kept by the units themselves.
@@ -58,7 +58,7 @@ private:
     Kind kind_ = Kind::Typed;  // spares the two kinds that matter a downcast
 };
 
-// What the scalar classes share. Self is the class, Content what it holds.
+// The common base of the scalar classes. Self is the class, Content the type of its content.
 template <class Self, class Content>
 class TypedValue : public ValueBase {
 public:
@@ -105,7 +105,7 @@ public:
     void dump(std::ostream& os) const override;
 };
 
-// The character as it stands, also where it means something in pml.
+// The character unchanged, also if it is reserved in pml.
 class QOR_API CharacterValue final : public TypedValue<CharacterValue, Char> {
 public:
     using TypedValue::TypedValue;

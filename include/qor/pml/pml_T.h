@@ -12,20 +12,21 @@
 #include "qor/base/field.h"
 #include "qor/pml/pml_stream.h"
 
-// How user types reach pml. A type with a codec (see qor/base/field.h) is written and read by
+// The binding of user types to pml. A type with a codec (see qor/base/field.h) is written and read
+// by
 //
 //     pml::stream out;
 //     pml::encode(out, contact);                    // out.toPml(true) is the text
 //     pml::decode(pml::stream(text, false), contact);
 //
-// Scalars, text, bytes and Time are what Unit::operator<< makes of them, and an object is a unit
-// with a child for each field. Elements of vectors, lists and sets are children without a name; a
-// map is a unit of the type "map" with a child for each element, named by its key. An optional
-// value that is not set is no field.
+// Scalars, text, bytes and Time are written as by Unit::operator<<, and an object is a unit with a
+// child for each field. Elements of vectors, lists and sets are children without a name; a map is a
+// unit of the type "map" with a child for each element, named by its key. An optional value that is
+// not set is no field.
 
 namespace qor::pml {
 
-// What a codec carries, and what is carried as its elements.
+// Types that a codec carries, and types that are carried as their elements.
 template <class T>
 concept Object = CodecType<T, stream>;
 template <class T>
@@ -209,7 +210,7 @@ void encode(stream& s, const T& object) {
 }
 
 // Reads an object from the stream's unit. Raises DecodeException for objects that are nested too
-// deeply; what was read before that stays read.
+// deeply; members that were read before are changed then.
 template <class T>
 void decode(const stream& s, T& object) {
     binding::load(s.unit(), s, object);

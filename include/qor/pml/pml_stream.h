@@ -19,9 +19,9 @@ struct name_id {
     istr name;
 };
 
-// A tree, and the direction in which a codec goes through it: an output stream gains a child for
-// each field, an input stream is looked into by the names of the fields. A default stream is an
-// output stream. It belongs to one thread at a time.
+// A tree, and the direction of a codec: in an output stream each field adds a child, in an input
+// stream fields look up children by name. A default stream is an output stream. It belongs to one
+// thread at a time.
 class QOR_API stream {
 public:
     stream() = default;
@@ -36,11 +36,11 @@ public:
     stream& operator=(const stream& other);
     ~stream() = default;
 
-    // Parse into the unit, which is cleared first: a document, or the content of one for a value
-    // string. A file that is not there, or a directory, leaves the tree empty and is not reported.
-    // Raise DecodeException and ntv::DuplicatedUnitException as ntvFromPml does, with what was
-    // complete in the unit, and std::bad_alloc when memory runs out: the unit is then empty, or as
-    // it was if the file was not opened yet. So a tree that is there without an exception is whole.
+    // Parse into the unit, which is cleared first: a document, or only the content of a unit for a
+    // value string. A missing file, or a directory, leaves the tree empty and is not reported.
+    // Raise DecodeException and ntv::DuplicatedUnitException as ntvFromPml does, and keep the
+    // complete units then. Raise std::bad_alloc if memory runs out: the unit is then empty, or
+    // unchanged if the file was not opened yet. So without an exception the tree is complete.
     void from(istr text, bool valueString);
     void from(iwstr text, bool valueString);
     void from(istr filename, from_file tag, bool valueString);
@@ -102,11 +102,11 @@ private:
     ntv::Unit unit_;
     mutable int direction_ = kOutput;
     mutable bool allNesessary_ = false;
-    ntv::Unit* target_ = &unit_;  // another stream's, for one that a nested object goes through
+    ntv::Unit* target_ = &unit_;  // that of another stream for a nested object
     unsigned depth_ = 0;          // of the object in those around it
 };
 
-// How deeply objects may be nested in what is read. Each level takes the stack of one codec.
+// The greatest depth of nested objects that are read. Each level uses the stack of one codec.
 inline constexpr unsigned kMaxDepth = 500;
 
 // A stream over a unit of another stream, for the codec of an object inside another one. The unit

@@ -24,7 +24,7 @@ struct WireData {
 
 namespace wire {
 
-// The most bytes that a number takes, and that stand in front of data.
+// The most bytes of a number, and of the header before data.
 inline constexpr unsigned long kMostNumber = 2 + sizeof(unsigned long long);
 inline constexpr unsigned long kMostHeader = 1 + 4;
 
@@ -38,7 +38,7 @@ inline void copyTwice(char* to, const char* from, unsigned long n) noexcept {
     std::memcpy(to + n - Size, last, Size);
 }
 
-// Texts are short more often than not: what two overlapping moves can copy needs no call.
+// Most texts are short: two overlapping moves copy them without a call.
 inline char* copy(char* to, const char* from, unsigned long n) noexcept {
     if (n > 32) {
         std::memcpy(to, from, n);

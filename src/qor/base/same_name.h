@@ -5,8 +5,8 @@
 
 namespace qor {
 
-// Whether a node has the name that is looked for. The names of siblings often differ in their last
-// character alone, so that it is compared first.
+// Whether a node has the wanted name. The names of siblings often differ only in their last
+// character, so that is compared first.
 inline bool isSameName(const String& name, istr wanted) noexcept {
     if (name.size() != wanted.size()) return false;
     return name.empty() || (name.back() == wanted[wanted.size() - 1] && istr(name) == wanted);

@@ -5,7 +5,7 @@
 
 namespace qor {
 
-// The count of a Shared, for those who make and delete many objects at once.
+// The count of a Shared, for code that creates and deletes many objects at once.
 class SharedCount {
 public:
     SharedCount() = delete;
@@ -17,7 +17,7 @@ public:
     }
     // Gives a share up. True if it was the last one: the caller then deletes the object.
     static bool giveUp(const Shared& object) noexcept {
-        // Nobody else can take a share in what has one owner.
+        // No other thread can take a share in an object with one owner.
         const bool only = object.refCount_.load(std::memory_order_acquire) == 1;
         if (only && (object.marks_.load(std::memory_order_relaxed) & Shared::kNoDelete) == 0)
             return true;
