@@ -10,25 +10,27 @@
 #include "qor/base/field.h"
 #include "qor/json/json_stream.h"
 
-// How user types reach JSON. A type with a codec (see qor/base/field.h) is written and read by
+// The binding of user types to JSON. A type with a codec (see qor/base/field.h) is written and read
+// by
 //
 //     json::JsonOutputStream out;
 //     json::encode(out, contact);                      // out.str() is the text
 //     json::decode(json::JsonInputStream(text), contact);
 //
-// Scalars, text, bytes and Time are what JsonUnit::operator<< makes of them, an object is an object
-// with a key for each field, and vectors, lists and sets are arrays. A map from text is an object.
-// All other maps are arrays of { "key":..., "value":... }, and so is a map with a key that JSON
-// does not carry: an empty one, or one with a quote or a backslash in it. An optional value that is
-// not set is no field; in a container, which would lose it, an optional value is an array of it.
+// Scalars, text, bytes and Time are written as by JsonUnit::operator<<, an object is an object with
+// a key for each field, and vectors, lists and sets are arrays. A map from text is an object. All
+// other maps are arrays of { "key":..., "value":... }, and so is a map with a key that JSON does
+// not carry: an empty one, or one that contains a quote or a backslash. An optional value that is
+// not set is no field; in a container, where it would be lost, an optional value is an array of no
+// or one element.
 //
-// A field that is not there, null, or of another kind leaves the member as it was. A container is
-// replaced as a whole. For a map, elements of an array that have no "key" or no "value" are left
-// out, and an array of nothing else is of another kind.
+// A field that is missing, null, or of another kind leaves the member unchanged. A container is
+// replaced as a whole. When a map is read, array elements without "key" or "value" are left out; an
+// array of only such elements counts as another kind.
 
 namespace qor::json {
 
-// What a codec carries, and what is carried as its elements.
+// Types that a codec carries, and types that are carried as their elements.
 template <class T>
 concept Object = std::derived_from<T, JsonCodecInterface> || CodecType<T, JsonStream>;
 template <class T>
@@ -51,7 +53,7 @@ concept TextMap = MapContainer<C> && std::derived_from<typename C::key_type, std
     c.emplace(typename C::key_type(), typename C::mapped_type()).second;
 };
 
-// Whether an object gives the key back as it is. Keys are written as they stand.
+// Whether the key reads back from an object. Keys are written unchanged.
 inline bool isPlainKey(const std::string& key) noexcept {
     return !key.empty() && key.find_first_of("\"\\") == std::string::npos;
 }
@@ -127,7 +129,7 @@ void store(JsonUnit& unit, const T& value) {
         JsonStream part(out);
         forCodec(value).codec(part);
     } else if constexpr (List<T>) {
-        // Nothing of what the unit held stays.
+        // The unit's content is replaced as a whole.
         JsonUnit made;
         storeElements(made, value);
         unit = made;
@@ -238,8 +240,8 @@ void encode(JsonStream& s, const T& object) {
 }
 
 // Read an object from the stream's unit, and from a text. Raise DecodeException for objects that
-// are nested too deeply, and the last one for a text that is no JSON; what was read before that
-// stays read.
+// are nested too deeply, and the last one for a text that is no JSON; members that were read before
+// are changed then.
 template <class T>
 void decode(const JsonInputStream& s, T& object) {
     binding::load(s.unit(), object);

@@ -12,8 +12,8 @@ class FlatTree;
 class JsonValue;
 class JsonView;
 
-// Writes a value, with the keys of an object in ascending order. In one line there is a blank
-// behind each opening bracket and comma, and in front of each closing bracket.
+// Writes a value, with the keys of an object in ascending order. In one line there is a blank after
+// each opening bracket and comma, and before each closing bracket.
 class QOR_API JsonFormatter {
 public:
     // The value may be null, and outlives the formatter. `level` is the one of the opening bracket,
@@ -22,8 +22,8 @@ public:
     JsonFormatter(const JsonValue* value, bool pretty, bool skipNull, int level) noexcept
         : value_(value), pretty_(pretty), skipNull_(skipNull), level_(level) {}
 
-    // Appends. Keys go out as they are, in quotes: one with a quote or a backslash in it does not
-    // read back as itself.
+    // Appends the value. Keys are written unchanged in quotes: a key with a quote or a backslash in
+    // it does not read back.
     void format(String& out) const;
     String toString() const;
 

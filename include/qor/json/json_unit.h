@@ -25,9 +25,9 @@ namespace qor::json {
 class JsonArray;
 class JsonObject;
 
-// A slot that holds a value, or none for a JSON null. A copy shares the value: what is written
-// through one is seen through the other, unless it is of another kind, which replaces the value of
-// the one slot. A value must not become a part of itself.
+// A slot that holds a value, or none for a JSON null. A copy shares the value: a change through one
+// is visible through the other, but a value of another kind replaces that of one slot only. A value
+// must not become a part of itself.
 //
 //     JsonUnit unit;
 //     unit["name"] << "Ann";          // makes an object of the unit
@@ -35,8 +35,8 @@ class JsonObject;
 //     long age = 0;
 //     std::as_const(unit)["age"] >> age;
 //
-// The value of a unit in a tree that was read is made when it is first asked for, by value(), a
-// copy, or one of the ...Value() operations. Reading by >> makes values in few cases.
+// In a parsed tree, a unit's value is created at its first use by value(), a copy, or one of the
+// ...Value() operations. Reading by >> rarely creates values.
 class QOR_API JsonUnit {
 public:
     JsonUnit() noexcept = default;
@@ -101,9 +101,9 @@ public:
     const JsonObject* objectValue() const;
     const JsonArray* arrayValue() const;
 
-    // Write a value, of the kind that the type goes by: bool by the boolean, numbers and characters
-    // by the number, text by the text. Floating point has six significant digits; a long has 32
-    // bits. Bytes go as Base64, wide text as UTF-8, a Time as its milliseconds.
+    // Write a value of the type's kind: bool as a boolean, numbers and characters as a number, text
+    // as text. Floating point has six significant digits; a long has 32 bits. Bytes are written as
+    // Base64, wide text as UTF-8, a Time as its milliseconds.
     template <WireScalar T>
     JsonUnit& operator<<(const T& value) {
         if constexpr (NumberWrapper<T>) {
@@ -127,15 +127,15 @@ public:
     JsonUnit& operator<<(const Bytes& bytes);
     JsonUnit& operator<<(const Time& time) { return *this << time.toMilliSeconds(); }
 
-    // Read the value. One of another kind leaves the target as it was. Text that is no number gives
-    // 0, and of one with more behind it that is not looked at: "1.5" is the integer 1.
+    // Read the value. A value of another kind leaves the target unchanged. Text that is no number
+    // gives 0; text after a number is ignored: "1.5" is the integer 1.
     template <WireScalar T>
     const JsonUnit& operator>>(T& target) const {
         JsonConversion::read(*this, target);
         return *this;
     }
     const JsonUnit& operator>>(std::string& target) const;
-    // A view of the value, good until that is set or asked for its String.
+    // A view of the value, valid until the value is set or its String is requested.
     const JsonUnit& operator>>(istr& target) const {
         if (kind() == JsonKind::String) view(target);
         return *this;
@@ -162,7 +162,7 @@ private:
     static constexpr Word kLazy = 1;
     static constexpr Word kShort = 2;
     static constexpr unsigned kSizeShift = 3;
-    static constexpr Word kViewed = 2;    // somebody has a view of the text
+    static constexpr Word kViewed = 2;    // there are views of the text
     static constexpr Word kFollowed = 4;  // the next unit belongs to the same array
     static constexpr Word kMarks = 7;
     static constexpr unsigned kDistanceBits = 29, kNodeShift = 32;
@@ -206,7 +206,7 @@ private:
     void view(istr& text) const;
     void readBoolean(bool& target) const noexcept;
 
-    // Of a short number, or whose text fits into one.
+    // The text of a short number, or of a value whose text fits into one.
     istr shortText() const noexcept;
     static bool fitsShort(istr text) noexcept { return text.size() < sizeof(Word); }
     void setShort(istr text) noexcept;

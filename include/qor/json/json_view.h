@@ -11,8 +11,8 @@
 #include "qor/json/json_node.h"
 #include "qor/json/json_value.h"
 
-// JSON that is read and not changed: no value of the tree is made, so that reading all of a
-// document takes a fraction of what it takes by JsonUnit.
+// Read-only JSON: no values of the tree are created, so that reading all of a document takes a
+// fraction of the time of JsonUnit.
 //
 //     const JsonDocument document = JsonDocument::from(text);
 //     for (const auto& [name, contact] : document.root().members()) {
@@ -25,11 +25,11 @@ namespace qor::json {
 class JsonElements;
 class JsonMembers;
 
-// A value in a document, or none for a JSON null and for what is not there. It is passed by value,
-// and good as long as a JsonDocument of its tree lives. Texts that it gives are good as long.
+// A value in a document, or none for a JSON null and for a missing value. It is passed by value. It
+// and its texts are valid as long as a JsonDocument of its tree lives.
 //
-// Any number of threads may read a document by views at once. Nothing here depends on how deep a
-// value is nested.
+// Any number of threads may read a document by views at the same time. No cost depends on the depth
+// of nesting.
 class QOR_API JsonView {
 public:
     // Of null.
@@ -145,9 +145,9 @@ class QOR_API JsonDocument {
 public:
     // Of nothing: its root is null.
     JsonDocument() noexcept = default;
-    // Reads the object or array at the start of the text, of which a copy is kept: what
-    // JsonParser::from takes, refuses and raises. Strings with escapes are kept a second time, as
-    // what they stand for, and std::bad_alloc is also raised where both do not fit together.
+    // Parses the object or array at the start of the text, and keeps a copy of it. Accepts and
+    // raises the same as JsonParser::from. Strings with escapes are stored a second time,
+    // unescaped; std::bad_alloc is also raised if both do not fit.
     static JsonDocument from(istr text);
 
     JsonView root() const noexcept;
@@ -158,7 +158,7 @@ private:
     Handle<JsonValue> root_;  // which is never used, but has a share of the tree
 };
 
-// The iterators of the two ranges below, which make what they give. The range tells how: by
+// The iterators of the two ranges below, which return items by value. The range provides them by
 // `itemAt(owner, place)` and `next(place)`.
 template <class Range, class Item, class Owner, class Place>
 class JsonIterator {

@@ -10,7 +10,7 @@
 #include "qor/base/field.h"
 #include "qor/xml/XMLStream.h"
 
-// How user types reach XML. A type with a codec (see qor/base/field.h), or one derived from
+// The binding of user types to XML. A type with a codec (see qor/base/field.h), or one derived from
 // XMLCodecBase, is written and read by
 //
 //     XMLStream out;
@@ -18,9 +18,9 @@
 //     xml::decode(XMLInStream(text), contact);
 //
 // A field is a child element named by it, and is read from an attribute of that name if there is no
-// such child. A container is an element with a child named "any" for each element, which an object
-// renames; one that is read may have any names, and replaces what the container held. An optional
-// value that is not set is no field. What is missing leaves the member as it was.
+// such child. A container is an element with a child named "any" for each element; an object gives
+// its own name instead. When reading, any names are accepted, and the container is replaced. An
+// optional value that is not set is no field. A missing field leaves the member unchanged.
 
 namespace qor {
 
@@ -164,7 +164,7 @@ void loadItems(const XMLNode& node, unsigned nesting, C& target) {
     target = std::move(items);
 }
 
-// Whether the node was there, and was what the target is.
+// Whether the node exists and has the target's type.
 template <class T>
 bool load(const XMLNode& node, unsigned nesting, T& target) {
     static_assert(!std::is_const_v<T>, "a const member cannot be read into");
@@ -230,7 +230,7 @@ bool loadElement(const XMLStream& s, istr name, T& member) {
 
 }  // namespace binding
 
-// A field that is an element, and is not looked for among the attributes.
+// A field that is always an element, and never read from an attribute.
 template <class T>
 XMLStream& elementField(XMLStream& s, const FieldKey& key, T& member) {
     if (s.isInputting()) {
