@@ -31,8 +31,8 @@ void deleteBlock(void* block) noexcept {
     deleteNode(block, kEnder);
 }
 
-// Of texts that a word can be read after. Keys are short more often than not: what a few words can
-// compare needs no call.
+// A word must be readable after both texts. Most keys are short, and a few words are compared
+// without a call.
 bool areEqual(const char* left, const char* right, std::size_t n) noexcept {
     constexpr std::size_t kWord = sizeof(std::uint64_t);
     const auto differ = [=](std::size_t at) {
@@ -147,7 +147,7 @@ void Block::end() noexcept {
     deleteBlock(this);
 }
 
-// For what comes after the tree and its root.
+// A block for the text and the nodes after the tree and its root.
 void* FlatTree::newBlock(std::size_t room) {
     return newNode(sizeof(FlatTree) + kRootRoom + room + kPadding, kMaker);
 }

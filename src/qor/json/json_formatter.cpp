@@ -12,7 +12,7 @@
 
 namespace qor::json {
 
-// Collects small pieces, and takes back what it appended unless it is finished.
+// Collects small pieces, and removes its output again unless it is finished.
 class JsonFormatter::Output : noncopyable {
 public:
     explicit Output(String& out) noexcept : out_(out), sizeBefore_(out.size()) {}
@@ -247,8 +247,8 @@ private:
         putEnd(node.isObject() ? '}' : ']', level() + 1);
     }
 
-    // Moves to the next value of the innermost array or object and writes it with what comes before
-    // it. False at the end.
+    // Moves to the next value of the innermost array or object, and writes it with its comma,
+    // layout and key. False at the end.
     bool next() {
         Open& open = open_.back();
         switch (open.kind) {
@@ -301,7 +301,7 @@ private:
         return false;
     }
 
-    // Writes what comes before a value and before its key.
+    // Writes the comma and the layout before a value or its key.
     void begin(bool& empty, long long level) { out_.end(beginShort(empty, level)); }
     // Returns the end of it in memory with room for kMostShort bytes for a key and as many for its
     // value.
@@ -360,7 +360,7 @@ private:
 };
 
 void JsonFormatter::indent(Output& out, bool pretty, long long level) {
-    // The blank is meant: the compact form is not free of them.
+    // Deliberate (compatibility): the compact form has blanks too.
     if (!pretty) return out.put(' ');
     out.put('\n');
     if (level > 0) out.putBlanks(4ULL * static_cast<unsigned long long>(level));

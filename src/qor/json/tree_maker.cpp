@@ -20,7 +20,7 @@ constexpr std::size_t sizeOf(bool object, std::size_t count) noexcept {
 
 }  // namespace
 
-// Where the unit is, and what it refers to, but for its kind.
+// The position of the unit, and the node to which it refers, without its kind.
 TreeMaker::Word TreeMaker::placeWord(const JsonUnit* unit, ulong32 node,
                                      Word marks) const noexcept {
     const auto distance =
@@ -135,7 +135,7 @@ ulong32 TreeMaker::countOf(ulong32 array) const noexcept {
     return count;
 }
 
-// The room is for what comes first: when something does not fit, nothing more is made.
+// Containers are created in order until one does not fit.
 bool TreeMaker::hasRoom(bool object, ulong32 count) noexcept {
     const bool fits = sizeOf(object, count) <= static_cast<std::size_t>(end_ - at_);
     if (!fits) end_ = at_;

@@ -27,8 +27,8 @@ struct Shown {
     const loggerImpl* object;
 };
 
-// All loggers that ever were. They are never destroyed: whoever has a reference may go on using
-// it, also in static destructors. A forked child finds none of their locks taken.
+// All loggers that were ever created. They are never destroyed: references may be used at any time,
+// also in static destructors. In a forked child none of their locks is taken.
 class AllLoggers : noncopyable {
 public:
     static AllLoggers& get() {
@@ -36,7 +36,7 @@ public:
         return all;
     }
 
-    // The library's own logger is made without being asked for.
+    // The library's own logger is created without being requested.
     loggerImpl& ofName(const std::string& name, bool askedFor) {
         const Guard guard(lock_);
         Entry& entry = loggers_[name];
@@ -96,7 +96,7 @@ std::string memberOf(const char* key) {
     return std::string(key) + '_';
 }
 
-// What is not read keeps what another thread may set meanwhile.
+// A member without a field is not written, since another thread may set it meanwhile.
 template <class Flag, class T>
 void fieldOf(pml::stream& s, istr name, Flag& member, T value) {
     const pml::Field__<T> bound{name, istr(), &value};
@@ -347,7 +347,7 @@ void loggerImpl::reset() {
     assign(loggerImpl());
 }
 
-// The library's own loggers, as the floors above and those below know them.
+// The library's own loggers, as the floors above and below use them.
 
 logger& own_log::toolkit() noexcept {
     return ownLogger();

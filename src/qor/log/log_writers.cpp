@@ -15,7 +15,7 @@ namespace {
 
 constexpr std::size_t kWidth = 118;
 
-// A row of the full width; what does not fit is cut. The later text covers the earlier one.
+// A row of the full width; longer text is cut. Later text overwrites earlier text.
 class LogRow {
 public:
     explicit LogRow(char fill) noexcept { std::fill_n(columns_, kWidth, fill); }
@@ -43,8 +43,8 @@ private:
     char columns_[kWidth];
 };
 
-// Whether anybody would see what is written. Blocks are dear, and most programs that raise have no
-// log open.
+// Whether an entry would be seen. Blocks are expensive, and most programs that raise have no log
+// open.
 bool isHeard(const logger& log) noexcept {
     const auto* const known = dynamic_cast<const loggerImpl*>(&log);
     return known == nullptr || known->hasSink();

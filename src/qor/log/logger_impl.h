@@ -78,7 +78,7 @@ private:
     void assign(const loggerImpl& other);
     void codecByName(pml::stream& s, istr key, Switches& member);
 
-    Mutex codecMutex_;  // of the whole of codec; what that raises is logged meanwhile
+    Mutex codecMutex_;  // held during codec, which may log its own exceptions
     Mutex mutex_;       // of appLogs_ and msgLogs_; nothing is called with it held
     std::atomic<bool> infoOn_{true};
     std::atomic<bool> debugOn_{false};

@@ -184,7 +184,7 @@ ListValue* Unit::listAround() const noexcept {
     return std::find(list->begin(), list->end(), this) != list->end() ? list : nullptr;
 }
 
-// They are sorted by names, which must not change behind their back.
+// Siblings are sorted by name, so a name must not change while its unit is among them.
 Unit::Children::node_type Unit::leaveSiblings(Unit& holder) noexcept {
     Children* const siblings = holder.children_.get();
     if (siblings == nullptr || !foundByName()) return {};
@@ -206,7 +206,7 @@ void Unit::setValue(istr text) {
         present->assign(text);
         return;
     }
-    // Made before a list goes, of which the text may be a part.
+    // Copied before a list is destroyed, of which the text may be a part.
     text_.emplace(text, this);
     replaceValue(&*text_);
 }
@@ -404,7 +404,7 @@ ListValue& Unit::makeList() {
         list->push_back(first.get());
         first.release()->takeValueOf(*this);
     } else {
-        // A scalar must not go for a child that then finds no room.
+        // A scalar must not be lost if there is no memory for the child.
         list->makeRoomForFirst();
     }
     replaceValue(list.release());
