@@ -66,7 +66,7 @@ bool TcpAcceptor::open() {
     return true;
 }
 
-// Whether the acceptor still lives is looked at last: a client that comes after the end is let go.
+// living() is tested last: a client that arrives after the end is dropped.
 bool TcpAcceptor::accept() {
     constexpr const char* func = "qor::TcpAcceptor::accept";
     while (!starting_.empty() && starting_.front()->born())
@@ -122,15 +122,15 @@ void TcpAcceptor::start(const Handle<TcpServerImpl>& connection) {
     try {
         connection->start(tcp::kStackBytes);
     } catch (const std::exception&) {
-        // No thread was to be had, which the log tells as the throw did.
+        // The system had no thread; the throw was logged.
         starting_.pop_back();
         fail(connection);
     }
 }
 
-// A client may have come and gone by now, which is no failure: the thread tells of its end. One
-// that did not open, or that was stopped before it started, is waited for, since nobody else may
-// know it.
+// A client may have disconnected already, which is no failure: its thread reports its end. A
+// connection that did not open, or that was stopped before it started, is joined here, since no
+// other object may refer to it.
 void TcpAcceptor::settleOldest() {
     const Handle<TcpServerImpl> connection = starting_.front();
     starting_.erase(starting_.begin());

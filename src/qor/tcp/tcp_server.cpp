@@ -12,7 +12,8 @@ TcpServer::TcpServer() = default;
 
 TcpServer::~TcpServer() = default;
 
-// Each open has an object of its own. That of an earlier one goes, and its listener stays.
+// Each open has an object of its own. That of an earlier open is released, and its listener keeps
+// running.
 bool TcpServer::open(const TcpAddr& address, Handle<TcpCallback> callback, int socketBufferSize) {
     constexpr const char* func = "qor::TcpServer::open";
     return own_log::guarded(own_log::network, func, false, [&] {

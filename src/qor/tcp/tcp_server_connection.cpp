@@ -30,7 +30,7 @@ void TcpServerImpl::adopt(ACE_HANDLE handle) {
     handle_ = handle;
 }
 
-// What may be sent is not, from now on; the descriptor stays until nobody knows the connection.
+// From now on nothing is sent; the descriptor is kept until the connection is destroyed.
 void TcpServerImpl::close() {
     net_log::tagged(kTag, "qor::TcpServerImpl::close",
                     [&] { return own_log::text("closed connection ", remote_); });
@@ -103,7 +103,7 @@ bool TcpServerImpl::onLoop() {
     return false;
 }
 
-// The end is told here if the thread was stopped while it did not read.
+// Reports the end if the thread was stopped while it did not read.
 void TcpServerImpl::onDeath() {
     receiver_.end(socket_);
 }

@@ -24,7 +24,7 @@ bool ServerImpl::open(const TcpAddr& address, Handle<TcpCallback> callback, int 
 void ServerImpl::close() {
     const Handle<TcpAcceptor> closing = acceptor();
     if (!closing) return;
-    // Nobody is waited for here: the next one who closes waits.
+    // A callback cannot wait for its own thread: the next close waits.
     if (closing->isOwnConnection()) return closing->stopOnly();
     closing->stop();
     Handle<TcpAcceptor> none;

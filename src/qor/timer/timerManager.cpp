@@ -173,7 +173,7 @@ void TimerManager::onStop() {
     monitor_.wake();
 }
 
-// Any address may be prefetched: the id may be wrong, and the slots may be gone.
+// Any address may be prefetched: the id may be invalid, and the slots may be freed.
 void TimerManager::prefetch(const TimerId& id) const noexcept {
     const std::uintptr_t slot =
         m_slots.load(std::memory_order_relaxed) + id.index() * sizeof(TimerSlot);
@@ -196,7 +196,8 @@ void TimerManager::replaceQueue(Handle<TimerQueue> queue) {
         monitor_.wait();
 }
 
-// With the monitor held. The ids go on, so that one of an earlier queue names no timer of this one.
+// With the monitor held. The generations continue, so that an id of an earlier queue names no timer
+// of this one.
 void TimerManager::exchangeQueue(Handle<TimerQueue>& queue) {
     if (m_timerQueue) {
         m_timerQueue->abandon();

@@ -30,7 +30,7 @@ ulong32 configuredNumber() {
     return std::max(number, kLeastByDefault);
 }
 
-// A callback may ask for the longest of intervals: the sum ends at Time::forever().
+// A callback may set the longest interval: the sum is at most Time::forever().
 Time saturatedSum(const Time& time, const Time& interval) noexcept {
     return interval < Time::forever() - time ? time + interval : Time::forever();
 }
@@ -133,7 +133,7 @@ dumper& TimeoutBlock::dump(dumper& d) const {
 
 // TimerMonitor
 
-// Gives the mutex up for a wait. Whoever wakes has the mutex, so nobody is woken too early.
+// Releases the mutex for a wait. A thread that wakes others holds the mutex, so no wake-up is lost.
 class TimerMonitor::Waiting : noncopyable {
 public:
     explicit Waiting(const TimerMonitor& monitor) : monitor_(monitor) {
@@ -170,7 +170,7 @@ bool TimerMonitor::isHeldHere() const noexcept {
 
 // TimerQueue
 
-// Marks a tick, and tells those that wait for the last one.
+// Marks a tick, and wakes the threads that wait for its end.
 class TimerQueue::Ticking : noncopyable {
 public:
     explicit Ticking(TimerQueue& queue) : queue_(queue) { queue.ticking_ = true; }
@@ -333,7 +333,7 @@ inline void TimerQueue::freeBusy(ulong32 position) noexcept {
     std::swap(freed, last);
 }
 
-// The object may go in its callback.
+// The object may be deleted in its callback.
 void TimerQueue::release(TimerBlock& block) {
     block.releasing_ = true;
     {
