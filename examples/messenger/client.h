@@ -32,7 +32,7 @@ public:
         const qor::Monitor::Lock lock(monitor_);
         return armed_ = armed;
     }
-    // Behind it nobody calls this object any more.
+    // After it returns, this object gets no more calls.
     void close() {
         qor::TimerManager::instance()->killTimer(timer_);
         {

@@ -45,12 +45,11 @@ public:
     // Raises the process's soft limit of descriptors to the hard limit. Close first: a listener
     // that is already open keeps running, and nothing can close it any more.
     bool open(const TcpAddr& address, Handle<TcpCallback> callback, int socketBufferSize);
-    // Ends the listener and all connections, and waits until their threads have ended, which
-    // callbacks that are under way delay. No call of the callback comes after the wait.
+    // Ends the listener and all connections, and waits until their threads, and so all running
+    // callbacks, have ended. The callback is not called after that.
     //
-    // Called by a callback of this server it only ends them all, and does not wait: the threads end
-    // when the callbacks that are under way have returned, and the next close by another thread
-    // waits for that.
+    // Called by a callback of this server it does not wait: the threads end when the running
+    // callbacks have returned, and the next close by another thread waits for them.
     void close();
 
     // Writes one frame to one client; timeout, result and thread rules are those of

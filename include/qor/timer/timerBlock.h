@@ -31,7 +31,7 @@ struct QOR_API TimerBlock {
     ulong32 m_nUserTimerID = 0;
     void* m_pParam = nullptr;
     Status m_status = IDLE;   // PAUSED while the last firing's callback runs
-    bool releasing_ = false;  // its onTimerRelease is under way
+    bool releasing_ = false;  // its onTimerRelease is running
     bool killed_ = false;     // to be released when its onTimer returns
 };
 

@@ -117,8 +117,8 @@ public:
     void onTimer(TimerId id, const Time& now);
     // Frees a busy slot by its place among the slots.
     void freeIdAt(unsigned long position);
-    // The tick that is under way fires nothing more, and wakes the monitor when it is over; no
-    // later one fires anything.
+    // The current tick fires nothing more, and wakes the monitor when it is over; no later one
+    // fires anything.
     void abandon() noexcept { abandoned_ = true; }
     bool isTicking() const noexcept { return ticking_; }
     // For queues that follow one another: how many generations the slots have had at most, and the

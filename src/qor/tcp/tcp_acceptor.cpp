@@ -244,9 +244,9 @@ void TcpAcceptor::endAll() {
     }
 }
 
-// All are ended before the first is waited for, so that callbacks under way end side by side.
-// Nothing here needs memory: whoever stays in the maps would outlive the acceptor. A client that is
-// accepted meanwhile may be passed over; the acceptor's own thread, which comes last, finds it.
+// All are ended before the first is joined, so that running callbacks end in parallel. Nothing here
+// needs memory: whoever stays in the maps would outlive the acceptor. A client that is accepted
+// meanwhile may be passed over; the acceptor's own thread, which comes last, finds it.
 void TcpAcceptor::close() {
     endAll();
     Handle<TcpServerImpl> connection;

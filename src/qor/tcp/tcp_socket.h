@@ -29,7 +29,7 @@ public:
     ACE_SOCK_Stream& stream() noexcept { return stream_; }
     const ACE_INET_Addr& peer() const noexcept { return peer_; }
 
-    // Lets no new use begin, makes those under way fail, and wakes the reader.
+    // Refuses new uses, makes running ones fail, and wakes the reader.
     void end() noexcept;
     // The own thread's farewell: ends, and gives the descriptor back.
     void close() noexcept;

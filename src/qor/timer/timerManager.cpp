@@ -186,8 +186,8 @@ Handle<TimerQueue> TimerManager::queue() const {
     return m_timerQueue;
 }
 
-// Another thread may have started the service again: a tick of the old queue that is under way
-// fires nothing more, and is waited for.
+// Another thread may have started the service again: a running tick of the old queue fires nothing
+// more, and is waited for.
 void TimerManager::replaceQueue(Handle<TimerQueue> queue) {
     const bool waits = !isCalledBack();
     const TimerMonitor::Access access(monitor_);

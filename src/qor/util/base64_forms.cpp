@@ -76,7 +76,7 @@ private:
     std::size_t writeGroup(unsigned char* out) noexcept;
 
     const Base64Form& form_;
-    // The values of a group under way.
+    // The values of an incomplete group.
     unsigned char group_[4];
     unsigned size_ = 0;
 };
