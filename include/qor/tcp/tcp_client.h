@@ -41,11 +41,11 @@ public:
     // Close first: an open connection is left running, as by the destructor.
     bool open(const TcpAddr& remote, Handle<TcpCallback> callback, int timeoutSeconds,
               int socketBufferSize);
-    // Ends the connection and waits until its thread has ended, which a callback that is under way
-    // delays. No call of the callback comes after the wait.
+    // Ends the connection and waits until its thread, and so a running callback, has ended. The
+    // callback is not called after that.
     //
-    // Called by that callback it does not wait: onClosed comes when it has returned, and the next
-    // close by another thread waits for that.
+    // Called by that callback it does not wait: onClosed is called after it has returned, and the
+    // next close by another thread waits for that.
     void close();
 
     // Writes one frame within `timeoutSeconds`. A negative timeout waits without a limit; 0 writes
