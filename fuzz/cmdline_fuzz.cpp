@@ -7,14 +7,11 @@
 
 #include "qor/base/base_type_convert.h"
 #include "qor/log/console.h"
+#include "require.h"
 
 namespace {
 
 using namespace qor;
-
-void require(bool holds) {
-    if (!holds) __builtin_trap();
-}
 
 // Standard input is a pipe of this program.
 const int input = [] {

@@ -7,14 +7,11 @@
 
 #include "platform/codepage.h"
 #include "platform/utf8.h"
+#include "require.h"
 
 namespace {
 
 using namespace qor::platform;
-
-void require(bool holds) {
-    if (!holds) __builtin_trap();
-}
 
 constexpr long kUtf8 = 65001;
 constexpr long kPages[] = {kUtf8, 0, 437, 932, 936, 949, 950, 1200, 1252, 20866, 28591, 54936, -1};

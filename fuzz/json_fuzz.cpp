@@ -13,15 +13,12 @@
 #include "qor/json/json_unit.h"
 #include "qor/json/json_view.h"
 #include "qor/json/qor_json_parser.h"
+#include "require.h"
 
 namespace {
 
 using namespace qor;
 using namespace qor::json;
-
-void require(bool holds) {
-    if (!holds) __builtin_trap();
-}
 
 // A plain tree. A null is a slot without a value.
 struct Value;

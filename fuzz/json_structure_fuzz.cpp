@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "json/structure_index.h"
+#include "require.h"
 
 namespace {
 
@@ -13,10 +14,6 @@ using namespace qor;
 using namespace qor::json;
 
 constexpr std::size_t kBlock = 64;
-
-void require(bool holds) {
-    if (!holds) __builtin_trap();
-}
 
 struct Found {
     std::vector<ulong32> positions;

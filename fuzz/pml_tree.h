@@ -5,14 +5,11 @@
 #include <vector>
 
 #include "qor/pml/ntv_unit.h"
+#include "require.h"
 
 namespace fuzz {
 
 using qor::pml::ntv::Unit;
-
-inline void require(bool holds) {
-    if (!holds) __builtin_trap();
-}
 
 // The same names, types and values, all of the way down.
 inline bool isSame(const Unit& left, const Unit& right) {

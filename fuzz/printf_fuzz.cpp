@@ -6,14 +6,11 @@
 #include <vector>
 
 #include "qor/string/printf.h"
+#include "require.h"
 
 namespace {
 
 using namespace qor;
-
-void require(bool holds) {
-    if (!holds) __builtin_trap();
-}
 
 // The rules again, without a list of tags. A tag that is still open at the end is one too.
 std::string filled(const std::string& format, char flag, char right,

@@ -10,14 +10,11 @@
 #include <vector>
 
 #include "nuv_flat_log.h"
+#include "require.h"
 
 namespace {
 
 namespace fs = std::filesystem;
-
-void require(bool holds) {
-    if (!holds) __builtin_trap();
-}
 
 class Directory {
 public:

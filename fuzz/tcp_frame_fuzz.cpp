@@ -12,14 +12,11 @@
 
 #include "qor/mt/monitor.h"
 #include "qor/tcp/tcp_server.h"
+#include "require.h"
 
 namespace {
 
 using namespace qor;
-
-void require(bool holds) {
-    if (!holds) __builtin_trap();
-}
 
 class Receiver : public TcpCallback {
 public:

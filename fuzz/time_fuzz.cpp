@@ -8,14 +8,11 @@
 
 #include "qor/base/base_type_time.h"
 #include "qor/base/exception.h"
+#include "require.h"
 
 namespace {
 
 using namespace qor;
-
-void require(bool holds) {
-    if (!holds) __builtin_trap();
-}
 
 // No clock is put back in this zone.
 const bool inZone = [] {

@@ -5,14 +5,11 @@
 #include <vector>
 
 #include "qor/xml/XMLNode.h"
+#include "require.h"
 
 namespace fuzz {
 
 using qor::XMLNode;
-
-inline void require(bool holds) {
-    if (!holds) __builtin_trap();
-}
 
 // The same names, texts and attributes, all of the way down.
 inline bool isSame(const XMLNode& left, const XMLNode& right) {
