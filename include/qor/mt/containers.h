@@ -20,7 +20,7 @@ class dumper;
 // are destroyed after the lock is released, so their destructors may use the container.
 namespace mt {
 
-// What the locked containers share.
+// The common base of the locked containers.
 template <class Container>
 class Locked : noncopyable {
 public:
@@ -31,7 +31,7 @@ public:
         const Guard guard(mutex_);
         return values_.find(key) != values_.end();
     }
-    // True if there was something to erase.
+    // True if an element was erased.
     bool erase(const Key& key) {
         typename Values::node_type gone;
         const Guard guard(mutex_);
@@ -48,7 +48,7 @@ public:
         return values_.size();
     }
     bool empty() const { return size() == 0; }
-    // Runs `f` on the plain container with the lock held; `f` may not come back to this object.
+    // Runs `f` on the plain container with the lock held; `f` must not use this object.
     template <class F>
     auto access(F f) {
         const Guard guard(mutex_);
@@ -112,7 +112,7 @@ private:
 template <class T, class Compare = std::less<T>>
 class set : public Locked<std::set<T, Compare>> {
 public:
-    // False if the value was there.
+    // False if the value is present already.
     bool insert(T value) {
         const Guard guard(mutex_);
         return values_.insert(std::move(value)).second;

@@ -46,14 +46,14 @@ public:
     // True if the calling thread has the lock now.
     bool tryLock() const;
 
-    // All of these are for the thread that has the lock.
+    // Call these only with the lock held.
 
-    // Wakes one of the threads that wait, or all of them.
+    // Wake one waiting thread, or all of them.
     void notify() noexcept;
     void notifyAll() noexcept;
-    // Gives the lock up until a notification comes.
+    // Releases the lock, waits for a notification, and takes the lock again.
     void wait() const;
-    // False if the time, measured on the monotonic clock, passed first.
+    // False on timeout, measured on the monotonic clock.
     bool wait(const Time& timeout) const;
 
 private:
@@ -65,7 +65,7 @@ private:
 
     Mutex mutex_;
     mutable ACE_Condition_Thread_Mutex condition_;
-    // The rest is guarded by the mutex. What is pending is always 0 when the mutex is taken.
+    // The mutex guards the following members. pending_ is always 0 when the mutex is taken.
     mutable long long pending_ = 0;
     mutable unsigned long long broadcasts_ = 0;
     // Of the threads that wait since the last broadcast: those with no notification, and the

@@ -25,7 +25,7 @@ namespace platform {
 struct SystemThread;
 }
 
-// The system's number of a thread. It orders and compares as the number does.
+// The system's number of a thread. It compares as the number does.
 class ThreadId {
 public:
     constexpr ThreadId(unsigned id) noexcept : id_(id) {}
@@ -64,7 +64,7 @@ public:
 
     static ThreadControl current() { return ThreadControl(); }
 
-    // By the thread's id. Once a thread has ended the system may give its id to another one.
+    // Compare the threads' ids. After a thread has ended, the system may reuse its id.
     bool operator==(const ThreadControl& other) const { return id() == other.id(); }
     bool operator<(const ThreadControl& other) const { return id() < other.id(); }
     ThreadId id() const;
@@ -137,11 +137,11 @@ private:
     std::atomic<bool> finished_{false};
 };
 
-// What the log says of a thread. A record changes on its own thread only.
+// The data of a thread for the log. A record changes on its own thread only.
 struct QOR_API ThreadInfo {
-    // The wall clock's time; the text is made anew when it would read differently.
+    // Sets the time from the wall clock, and the text if it has changed.
     void updateDateTime();
-    // The scope "qor::ThreadInfo".
+    // Writes the scope "qor::ThreadInfo".
     dumper& dump(dumper& d) const;
 
     SimpleThread* thread_ = nullptr;  // null for a thread that is no SimpleThread
@@ -163,7 +163,7 @@ public:
     ThreadOwner& operator=(const ThreadOwner&) = delete;
     virtual ~ThreadOwner();
 
-    // On the thread, when its work is over, unless its end was waited for by stop.
+    // Called on the thread after its work, unless stop waits for its end.
     virtual void onThreadExit(Thread* thread) = 0;
 
     const String& ownername() const noexcept { return ownername_; }
@@ -198,19 +198,21 @@ public:
 
     // Start, and wait until onBirth has run or notify is called.
     void startAndWait(unsigned stackSize = 0);
-    // False if the time passed first. The thread runs then too.
+    // False on timeout; the thread runs all the same.
     bool startAndWait(Time timeout, unsigned stackSize = 0);
     void startUntilInitialized(unsigned stackSize) { startAndWait(stackSize); }
 
-    // Tells the thread to end after its current pass and waits until it has. On the thread itself
-    // it does not wait. A thread that is not started stays so; started later, it is born and dies.
+    // Asks the thread to end after its current pass, and waits until it has ended. Called on the
+    // thread itself it does not wait. A thread that is not started is not waited for; started
+    // later, it runs onBirth and onDeath only.
     void stop();
     // Returns false on timeout. The thread then loses its owner and keeps running until it next
     // checks living(). Polls every 20 ms.
     bool stop(Time timeout);
     // Does not wait; the owner is notified when the thread ends.
     void stopOnly();
-    // Wait for the end alone, as stop does. Raise ThreadNotStartedException before the start.
+    // Wait for the end as stop does, but do not request it. Raise ThreadNotStartedException before
+    // the start.
     void join();
     bool join(Time timeout);
     // The owner is not notified any more.
@@ -219,16 +221,16 @@ public:
     // activeStopping: whether a stop waits for the end. living: whether the work continues.
     bool activeStopping() const noexcept { return activeStopping_.load(); }
     bool living() const noexcept { return living_.load(); }
-    // False is livingEnd(); true raises InvalidDataException.
+    // living(false) is livingEnd(); living(true) raises InvalidDataException.
     void living(bool on);
-    // Tells the thread to end, on the way that all stops share.
+    // Asks the thread to end; all stops call it.
     void livingEnd();
 
-    // Wait for notify, for the time given at most, or not at all when the work is over. False if
-    // the time passed first.
+    // Wait for notify, at most for the timeout, and not at all after a request to end. False on
+    // timeout.
     void wait() const;
     bool wait(const Time& timeout) const;
-    // Wakes one that waits. It is not kept for one that comes to wait later.
+    // Wakes one waiting thread; it has no effect on later waits.
     void notify();
 
     ThreadOwner* owner() const;
@@ -254,25 +256,25 @@ public:
     // Removes the records of all threads; threads that still run are added again at their next use.
     static void destroyThreadFactory() noexcept;
 
-    // The scope "qor::SimpleThread".
+    // Writes the scope "qor::SimpleThread".
     virtual dumper& dump(dumper& d) const;
 
 protected:
     ~SimpleThread() override;
 
     void run_i() override;
-    // The loop. What it raises does not keep onDeath from being called.
+    // The loop. onDeath is called even if it raises.
     virtual void run();
 
-    // False: no loop. In both cases startAndWait returns.
+    // Return false to skip the loop. startAndWait returns in both cases.
     virtual bool onBirth() { return true; }
-    // False: no work in this pass.
+    // Return false to skip the work of this pass.
     virtual bool onWait() { return true; }
-    // A pass: calls onLoop, and ends the loop if that is false.
+    // One pass: calls onLoop, and ends the loop if it returns false.
     virtual void onWork();
     virtual bool onLoop() { return true; }
     virtual void onDeath() {}
-    // The place to wake the thread out of a blocking call. May run more than once.
+    // Override it to wake the thread from a blocking call. It may run more than once.
     virtual void onStop() {}
 
 private:

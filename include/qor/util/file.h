@@ -71,14 +71,15 @@ public:
 
     const std::wstring& filename() const noexcept { return name_; }
 
-    // Without a handle the name is opened for a moment, for reading. Pipes and devices have 0.
+    // In bytes; -1 on failure. If the file is closed, it is opened shortly for reading. Pipes and
+    // devices have 0.
     long long filesize() const;
-    // The position stays.
+    // The position does not change.
     bool truncate(long long size) noexcept;
     // Waits until all written data is on the device.
     bool flush() noexcept;
 
-    // Each gives the new position.
+    // Each returns the new position, or -1.
     long long seek(long long offset, SeekWhence whence) const noexcept;
     long long rewind(long long offset) const noexcept { return seek(offset, SeekWhence::Begin); }
     long long advance(long long n) const noexcept { return seek(n, SeekWhence::Current); }
@@ -93,7 +94,7 @@ public:
     // Reads bytes, in the configured code page. Text ends at its first zero; a character that is
     // only read in part is U+FFFD.
     bool read(std::wstring& out, unsigned long size) const;
-    // The byte, or -1 at the end too.
+    // The byte; -1 at the end and on failure.
     int readByte() const noexcept;
 
     // Reads the text up to a line end (LF, CR or CR LF), which is not part of the line. False if
@@ -112,7 +113,7 @@ public:
     bool readAll(String& out) const;
     bool readAll(std::wstring& out) const;
 
-    // At the position, all of the text or false.
+    // Writes all of the text at the position; false on failure.
     bool write(istr text) noexcept;
     // Converts to the code page, -1 being the configured one, up to the first zero. False for a
     // page that is not known.
@@ -137,8 +138,8 @@ public:
 private:
     static constexpr int invalidHandle = -1;
 
-    // What has been read and is still unread: the bytes from `next` to `end`. In files that can
-    // seek the system's position is that of `end`.
+    // The bytes that were read ahead, from `next` to `end`. In files that can seek, the system's
+    // position is that of `end`.
     struct ReadAhead {
         static constexpr std::size_t kRoom = 16384;
 
@@ -169,8 +170,7 @@ private:
     mutable std::unique_ptr<ReadAhead> ahead_;  // null until the first line is read
 };
 
-// Files with their flags preset. Where a bool says whether to truncate, nothing but a bool is taken
-// for one.
+// Files with preset flags. The `truncate` parameters accept nothing but a bool.
 
 class FileReader : public File {
 public:
