@@ -8,8 +8,8 @@
 
 namespace qor {
 
-// Owns an array of characters that CharBuffer::release or WcharBuffer::release handed over.
-// Copying transfers the array: the source is left empty, so there is one owner at any time.
+// Owns an array of characters from CharBuffer::release or WcharBuffer::release. Copying transfers
+// the array: the source becomes empty, so there is one owner at any time.
 template <class T>
 class AutoPtr {
 public:
@@ -25,7 +25,7 @@ public:
 
     T* get() const noexcept { return ptr_; }
     T& operator*() const noexcept { return *ptr_; }
-    // The caller owns the array, to be given to an AutoPtr again.
+    // The caller owns the array, and gives it to an AutoPtr again.
     T* release() noexcept { return std::exchange(ptr_, nullptr); }
 
 private:
@@ -69,7 +69,7 @@ public:
         std::swap(capacity_, other.capacity_);
     }
 
-    // Hands the block over, to be owned by an AutoPtr, and leaves null and capacity 0.
+    // Transfers the block, to be owned by an AutoPtr, and leaves null and capacity 0.
     Char* release() noexcept {
         capacity_ = 0;
         return std::exchange(data_, nullptr);

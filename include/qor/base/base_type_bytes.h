@@ -10,8 +10,8 @@ namespace qor {
 
 // The owning byte container: a block with a capacity, of which the first `size` bytes are in use.
 // The block has one spare byte with a zero in it, so c_str() is terminated when the block is full.
-// Growth doubles the capacity, so appending in a loop is linear. What does not fit into 32 bits
-// raises std::bad_alloc; an operation that raises leaves the object as it was.
+// Growth doubles the capacity, so appending in a loop is linear. A size above 32 bits raises
+// std::bad_alloc; if an operation raises, the object is unchanged.
 class QOR_API Bytes {
 public:
     Bytes() noexcept = default;
@@ -46,8 +46,8 @@ public:
         std::swap(size_, other.size_);
     }
 
-    // Grows the capacity to at least n and at least doubles it; never shrinks. Size and content
-    // stay.
+    // Grows the capacity to at least n and at least doubles it; never shrinks it. Size and content
+    // are unchanged.
     void resize(unsigned long n);
     // As resize, and then the size is 0.
     void init(unsigned long n) {

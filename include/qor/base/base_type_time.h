@@ -19,12 +19,11 @@ class dumper;
 // performance counter (of which only differences mean something), or a duration. 0 is the unset
 // time. Overflow is not detected.
 //
-// The calendar forms use the local time zone of the process. They may run in any thread, and do
-// not queue on the C library's lock: each thread remembers the zone's offset for the quarters of an
-// hour that it works in, for at most a second. They look at the environment variable TZ each time,
-// so that a change of it is seen at once, in both directions; as for all that reads the
-// environment, no other thread may change it meanwhile. Changed files of the system's zone are seen
-// a second late.
+// The calendar forms use the local time zone of the process. Any thread may use them, and threads
+// do not wait for the C library's lock: each thread caches the zone's offset for the quarters of an
+// hour that it uses, for at most a second. They read the environment variable TZ at each call, so a
+// change of it is effective at once; as for all readers of the environment, no other thread may
+// change it meanwhile. Changed files of the system's zone are noticed within a second.
 class QOR_API Time {
 public:
     // 0 is the wall clock; any other value the performance counter.
@@ -54,8 +53,8 @@ public:
     using TimePoint = std::chrono::time_point<std::chrono::system_clock, std::chrono::microseconds>;
 
     constexpr Time() noexcept = default;
-    // Whole microseconds: the rest is cut off. What is out of range becomes the nearest limit, so
-    // that std::chrono::seconds::max() is forever(). What is not a number becomes the lowest value.
+    // Whole microseconds: the rest is cut off. Durations out of range become the nearest limit, so
+    // that std::chrono::seconds::max() is forever(). NaN becomes the lowest value.
     template <class Rep, class Period>
     constexpr Time(const std::chrono::duration<Rep, Period>& duration) noexcept
         : usec_(toMicros(duration)) {}
@@ -193,7 +192,7 @@ private:
     long long usec_ = 0;
 };
 
-// The toDuration text, whatever the object holds.
+// Always writes the toDuration text.
 QOR_API std::ostream& operator<<(std::ostream& os, const Time& time);
 
 // Measures an interval by the wall clock. It belongs to one thread.

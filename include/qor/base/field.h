@@ -8,7 +8,7 @@
 
 #include "qor/base/base_type_view.h"
 
-// Binding of user types. A type says once which fields it has,
+// Binding of user types. A type names its fields once,
 //
 //     template <class Stream> void codec(Stream& s) {
 //         s.enter("Contact", "contact", "", "");
@@ -17,9 +17,9 @@
 //         s.leave();
 //     }
 //
-// and every format can carry it. Each format has its own `field` in the namespace of its stream.
-// A field that the input lacks leaves the member as it was. Of two entries of a map with one key
-// the last one is read.
+// and every format can carry it. Each format has its own `field` in the namespace of its stream. A
+// field that the input lacks leaves the member unchanged. If a map has two entries with one key,
+// the last one counts.
 
 namespace qor {
 
@@ -36,7 +36,7 @@ concept CodecType = requires(T& object, Stream& s) {
     object.codec(s);
 };
 
-// Containers, by what can be done with them and not by their names.
+// Containers, by their operations and not by their names.
 template <class C>
 concept MapContainer = requires(C& c) {
     typename C::key_type;
@@ -75,7 +75,7 @@ concept SequenceContainer = AppendableContainer<C> && !StandardString<C>;
 template <class C>
 concept Container = MapContainer<C> || SetContainer<C> || SequenceContainer<C>;
 
-// A value that is there or not, as qor::Optional.
+// A value that may be missing, as qor::Optional.
 template <class T>
 concept OptionalValue = requires(T& t) {
     { t.isSet() } -> std::convertible_to<bool>;
@@ -123,7 +123,7 @@ void appendElement(C& elements, Read read) {
     }
 }
 
-// Whether there is anything to write: an optional value that is not set is no field.
+// False for an optional value that is not set, which is no field.
 template <class T>
 constexpr bool isPresent(const T& member) {
     if constexpr (OptionalValue<T>) {
@@ -133,8 +133,8 @@ constexpr bool isPresent(const T& member) {
     }
 }
 
-// Sets an optional value to what `read` makes of the value that it holds. If `read` returns false
-// or raises, the target stays as it was.
+// Has `read` change a copy of the value, and sets the target to it. If `read` returns false or
+// raises, the target is unchanged.
 template <OptionalValue T, class Read>
 bool readPresent(T& target, Read read) {
     typename T::value_type present = target.value();

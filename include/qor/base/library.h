@@ -12,10 +12,10 @@
 
 namespace qor {
 
-// A program brackets its use of the library with init and startup at the beginning, shutdown and
-// fini at the end, all from its main thread; at fini no other thread of the library may run.
-// Nothing records the state: each runs whatever came before, and none reports a failure. The
-// arguments are the same for init and startup; only startup's third one is used.
+// A program calls init and startup at its beginning, and shutdown and fini at its end, all from its
+// main thread; at fini no other thread of the library may run. No state is recorded: each call runs
+// regardless of earlier ones, and none reports a failure. init and startup get the same arguments;
+// only startup's third one is used.
 QOR_API void init(const char* name, bool flag, int value);
 // Starts the timer service with room for numberOfTimers timers; 0 leaves the number unchanged.
 QOR_API void startup(const char* name, bool flag, int numberOfTimers);

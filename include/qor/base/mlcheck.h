@@ -61,7 +61,7 @@ public:
     // The checker, created at the first use and valid for ever: after destroy it is an empty table
     // that is off.
     static MemLeakChecker* instance() noexcept;
-    // Forgets everything: the table is empty and off, as a new one is.
+    // Empties the table and turns it off, as a new one.
     static void destroy() noexcept;
     static bool isStarted() noexcept { return started_.load(std::memory_order_relaxed); }
 
@@ -80,10 +80,10 @@ public:
     void dumpOn() noexcept;
     void dumpOff() noexcept;
 
-    // How many blocks are in the table.
+    // The number of blocks in the table.
     std::size_t size() const;
-    // The scope "qor::MemLeakChecker": how many blocks each place has, by their number and by the
-    // place.
+    // Writes the scope "qor::MemLeakChecker": the number of blocks of each place, ordered by number
+    // and by place.
     dumper& dump(dumper& d) const;
     void dump(std::ostream& os) const;
 
@@ -114,7 +114,7 @@ public:
     static void logExceptionOnly() noexcept {}
 };
 
-// Enters a block in the leak table, and takes it out. Any thread may call them.
+// Add a block to the leak table, and remove it. Any thread may call them.
 inline void blockAllocated(void* ptr, const char* file, unsigned line, const char* func) noexcept {
     if (MemLeakChecker::isStarted()) MemLeakChecker::instance()->push(ptr, file, line, func);
 }
@@ -161,7 +161,7 @@ void checkedDelete(T* ptr, const char* file, unsigned line, const char* func) no
     delete ptr;
 }
 
-// Arrays of a scalar type, uninitialised. The count may be more than 32 bits hold.
+// Arrays of a scalar type, uninitialised. The count may exceed 32 bits.
 template <class T>
 T* checkedNewArray(const char* file, unsigned line, const char* func, std::size_t count) {
     static_assert(std::is_trivial_v<T>);

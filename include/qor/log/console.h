@@ -30,9 +30,9 @@ public:
     static void create();
     static void destroy() noexcept;
 
-    // If the console is on: starts the thread that writes, anew if there is one.
+    // If the console is on, starts the writing thread, again if there is one.
     static void open();
-    // Stops that thread. What is queued stays for the next flush.
+    // Stops that thread. Queued output is kept for the next flush.
     static void close();
     // Has the thread write the queued output, or writes it here if there is no thread.
     static void flush();
@@ -48,11 +48,11 @@ public:
     static void println(const char* text, unsigned long size = npos);
     static void println(const wchar_t* text, unsigned long size = npos);
 
-    // True with the next line, without its line feed, if the input has it; otherwise false, after a
-    // tenth of a second. Never waits for the rest of a line: a part is kept for the next call, and
-    // is given when its line feed or the end of the input has come. What other readers of std_in()
-    // take is missing here. Shows the prompt first unless it is on the screen already; null is
-    // none.
+    // True with the next line, without its line feed, if the input has it; otherwise false after a
+    // tenth of a second. Never waits for the rest of a line: an incomplete line is kept for the
+    // next call, until its line feed or the end of the input arrives. Input that other readers of
+    // std_in() take is lost here. Shows the prompt first unless it is on the screen already; null
+    // means no prompt.
     static bool readline(String& line, const char* prompt = nullptr);
     static bool readline(std::wstring& line, const wchar_t* prompt = nullptr);
 

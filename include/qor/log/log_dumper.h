@@ -38,8 +38,8 @@ namespace qor {
 //         return d.member("name_", name_).member("phones_", phones_);
 //     }
 //
-// or by its codec. Long text and data are clipped at the limit that the library's own logger is
-// configured with, 256 bytes by default. A dumper belongs to one thread.
+// or by its codec. Long text and data are clipped at the limit that is configured for the library's
+// own logger, 256 bytes by default. A dumper belongs to one thread.
 class QOR_API dumper : noncopyable {
 public:
     struct QOR_API Config {
@@ -144,7 +144,7 @@ public:
     dumper& enter(istr first = istr(), istr second = istr(), istr third = istr(),
                   istr fourth = istr());
     dumper& leave();
-    // What a codec calls around its base class's part: nothing here.
+    // A codec calls it before its base class's part; it does nothing here.
     dumper& enterSuper() noexcept { return *this; }
     dumper& leaveSuper() noexcept { return *this; }
 
@@ -285,7 +285,7 @@ struct dump_hex : dump_hex_base {
     }
 };
 
-// What a Handle has, or "null".
+// The object of a Handle, or "null".
 template <class T>
 dumper& operator<<(dumper& d, const Handle<T>& handle);
 
@@ -299,7 +299,7 @@ concept AppliesToDumper = requires(const T& value, dumper& d) {
     value(d);
 };
 
-// What does not dump itself is shown by its codec, as an optional value or as a container.
+// Types without a dump are shown by their codec, as an optional value or as a container.
 template <class T>
 concept ShownByCodec = CodecType<T, dumper> && !DumpsItself<T>;
 template <class T>

@@ -62,7 +62,7 @@ public:
     virtual void debugOn(bool on) = 0;
     virtual bool traceOn() const = 0;
     virtual void traceOn(bool on) = 0;
-    // These are set from the configuration alone.
+    // These are set by the configuration only.
     virtual bool dataLogOn() const = 0;
     virtual bool debugLogOn() const = 0;
     virtual bool traceLogOn() const = 0;
@@ -89,7 +89,7 @@ public:
     // The most bytes of a text or of data that a dumper shows.
     virtual unsigned long maxStringSize() const = 0;
     virtual std::string name() const = 0;
-    // Reads or writes all switches. What the input lacks stays as it is.
+    // Reads or writes all switches. Switches that the input lacks are unchanged.
     virtual void codec(pml::stream& s) = 0;
     virtual dumper& dump(dumper& d) const = 0;
     virtual void dump(std::ostream& os) const = 0;
@@ -131,8 +131,8 @@ QOR_API void writeDebugLog(logger& log, const char* file, unsigned line, const c
 // "[tag]{thread}function() text", the function without its scope.
 QOR_API void writeInfoLog(logger& log, const char* file, unsigned line, const char* func, istr text,
                           const char* tag = log_tag::Info) noexcept;
-// A line of 118 columns: left and middle, then the filling, then right, flush right. What is too
-// long is written without a filling.
+// A line of 118 columns: left and middle, then the fill character, then right, flush right. A
+// longer line has no fill.
 QOR_API void writeEntryLog(logger& log, istr left, istr middle, istr right, char fill) noexcept;
 
 // Blocks between two rules of 118 columns: the title, the cause, the place, the thread's calls.

@@ -30,7 +30,7 @@ extern template class QOR_API CreateByAllocate<tracer>;
 class QOR_API tracer : noncopyable {
 public:
     static tracer* instance() { return CreateByAllocate<tracer>::instance(); }
-    // Forgets all stacks. A thread that is inside traced calls starts again with an empty one.
+    // Deletes all stacks. A thread inside traced calls continues with an empty one.
     static void destroy() noexcept;
 
     // The texts are literals, kept by pointer.
@@ -76,7 +76,7 @@ public:
     // File and function are literals; null info is none.
     TraceEntry(logger& log, const char* file, unsigned line, const char* func,
                LogType logType = LogType::Both, const char* info = nullptr) noexcept;
-    // Stands for the same function once more, and logs its own end alone.
+    // Traces the same function once more, and logs only its own end.
     TraceEntry(const TraceEntry& other) noexcept;
     TraceEntry& operator=(const TraceEntry&) = delete;
     ~TraceEntry();
@@ -96,7 +96,7 @@ private:
     logger& logger_;
     LogType logType_;
     std::string info_;
-    bool pushed_ = false;  // false when memory was short
+    bool pushed_ = false;  // false if memory ran out
 };
 
 }  // namespace qor

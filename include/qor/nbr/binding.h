@@ -12,7 +12,8 @@
 #include "qor/base/field.h"
 #include "qor/nbr/stream.h"
 
-// How user types reach nbr. A type with a codec (see qor/base/field.h) is written and read by
+// The binding of user types to nbr. A type with a codec (see qor/base/field.h) is written and read
+// by
 //
 //     nbr::CodecStream out;
 //     nbr::encode(out, contact);        // out.str() is the message
@@ -180,7 +181,7 @@ private:
 // The stream that reads the fields of a codec from a value of a tree.
 class QOR_API Reader : public CodecHooks, noncopyable {
 public:
-    // What `is` is in. A value that is simple, or not there, has no fields.
+    // Reads the value of `is`. A simple value, or none, has no fields.
     explicit Reader(const InputStream& is) noexcept
         : Reader(is.value_, Context{is.depth_, is.utf8_}, is.expected_) {}
     // Passes the likely position of the next fields to the stream.
@@ -195,7 +196,7 @@ public:
         if (ValueBase* part = value_->find(tag, expected_)) readValue(*part, context_, member);
     }
 
-    // What the stream is in itself.
+    // Reads the stream's own value.
     template <class T>
     static void read(const InputStream& is, T& object) {
         if (is.value_ != nullptr) readValue(*is.value_, Context{is.depth_, is.utf8_}, object);
@@ -204,7 +205,7 @@ public:
 private:
     friend CodecRun;
 
-    // What is the same for all parts of an object.
+    // The data that all parts of an object share.
     struct Context {
         unsigned depth;  // of the object in those around it
         bool utf8;       // narrow text in memory is UTF-8
@@ -261,7 +262,7 @@ private:
         }
     }
 
-    // A container is replaced as a whole, and stays as it was when an element cannot be read.
+    // A container is replaced as a whole, and unchanged if an element cannot be read.
     template <class C>
     static void readElements(ComplexValue& list, Context context, C& target) {
         C elements;
@@ -314,8 +315,8 @@ void field(CodecStream& s, const FieldKey& key, T& member) {
     }
 }
 
-// What the codec of a CodecInterface does: calls `fields`, with the Entry around it when the stream
-// writes. `fields` binds the members, as a codec template does:
+// The codec of a CodecInterface: calls `fields`, inside an Entry when the stream writes. `fields`
+// binds the members, as a codec template does:
 //
 //     void codec(nbr::CodecStream& s) override {
 //         nbr::runCodec(s, [&] { fields(s); });
@@ -327,7 +328,7 @@ void runCodec(CodecStream& s, Fields fields) {
     fields();
 }
 
-// Appends an object to the stream; a failure leaves the stream as it was.
+// Appends an object to the stream; a failure leaves the stream unchanged.
 template <class T>
 void encode(OutputStream& os, const T& object) {
     OutputStream::Rollback rollback(os);

@@ -20,7 +20,7 @@ namespace qor::nbr {
 class Writer;
 
 // Writes values into a growing buffer of bytes. A write that raises std::bad_alloc leaves the
-// stream as it was.
+// stream unchanged.
 class QOR_API OutputStream {
 public:
     // Writes a complex value: its start now, its end at destruction. The room for the end is
@@ -54,7 +54,7 @@ public:
     // A literal is refused: it could be data and text.
     void operator<<(istr data) { write_i(data, false); }
     void operator<<(const Bytes& data) { write_i(data, false); }
-    // From the configured code page to UTF-8; alone in having the mark of text.
+    // Converted from the configured code page to UTF-8; only this form has the mark of text.
     void operator<<(const std::string& text);
     void operator<<(iwstr text);
     void operator<<(const std::wstring& text) { *this << iwstr(text); }
@@ -63,7 +63,7 @@ public:
     // All bytes written. Valid until the next write.
     istr str() const noexcept { return buffer_; }
     void swap(OutputStream& other) noexcept;
-    // Back to no bytes; the capacity stays.
+    // Removes all bytes and keeps the capacity.
     void reset() {
         buffer_.size(0);
         utf8_ = wire::textIsUtf8();
@@ -145,7 +145,7 @@ private:
 
     InputStream(ValueBase* value, unsigned depth) : depth_(depth), value_(value) {}
 
-    // In front: asking for the code page may fail, and then there is nothing to delete yet.
+    // First, since reading the code page may raise, and then there is nothing to delete yet.
     bool utf8_ = wire::textIsUtf8();
     bool owned_ = false;
     unsigned depth_ = 0;    // of the object in those around it
@@ -166,7 +166,7 @@ class QOR_API CodecStream : public CodecHooks {
 public:
     // For writing.
     CodecStream() : encoding_(true), bis_(nullptr) {}
-    // For reading: a view of the data, which outlives the stream.
+    // For reading: a view of the data, which must outlive the stream.
     explicit CodecStream(istr data) : encoding_(false), bis_(data) {}
 
     bool encoding() const noexcept { return encoding_; }
@@ -180,12 +180,12 @@ private:
     OutputStream bos_;
 };
 
-// A run of a codec on a stream of the caller, which the CodecStream has for the time.
+// A run of a codec on a stream of the caller, which the CodecStream borrows meanwhile.
 class QOR_API CodecRun : noncopyable {
 public:
     explicit CodecRun(OutputStream& os);
-    // Raises DecodeException when objects are nested too deeply, also by runs that a codec began by
-    // hand.
+    // Raises DecodeException if objects are nested too deeply, also by runs that a codec started
+    // itself.
     explicit CodecRun(InputStream& is);
     ~CodecRun();
     CodecStream& stream() noexcept { return stream_; }
@@ -206,11 +206,11 @@ public:
 
     // Appends to the stream; a failure leaves the stream as it was.
     void encode(OutputStream& os) const;
-    // A stream over no value leaves the object as it was.
+    // A stream without a value leaves the object unchanged.
     void decode(InputStream& is);
 };
 
-// An encoded buffer, to be shown as the tree that it holds.
+// Shows an encoded buffer as its tree.
 struct QOR_API dump_buf {
     explicit dump_buf(const istr& encoded) noexcept : data(encoded) {}
     // Raises DecodeException.

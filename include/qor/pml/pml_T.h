@@ -39,11 +39,11 @@ concept StandardName = std::derived_from<T, std::string>;
 template <class T>
 struct Field__ {
     istr name;
-    istr type;  // may be empty: the child then has the type that its value has
+    istr type;  // if empty, the child has the type of its value
     T* value;
 
-    // Adds a child with the member's value. Raises DuplicatedUnitException for a name that is
-    // there, and std::bad_alloc; nothing is added then.
+    // Adds a child with the member's value. Raises DuplicatedUnitException for the name of another
+    // child, and std::bad_alloc; nothing is added then.
     void set(stream& s) const;
     // Reads the child's value into the member and returns true. False if there is no such child;
     // the member then keeps its value, as it does for text that does not parse.
@@ -149,7 +149,7 @@ void loadElement(const ntv::Unit& unit, const stream& around, C& elements) {
     }
 }
 
-// The container is replaced as a whole, and is empty if the unit has no list.
+// The container is replaced as a whole; it becomes empty if the unit has no list.
 template <class C>
 void loadElements(const ntv::Unit& unit, const stream& around, C& target) {
     C elements;

@@ -44,8 +44,8 @@ public:
     void from(istr text, bool valueString);
     void from(iwstr text, bool valueString);
     void from(istr filename, from_file tag, bool valueString);
-    // Copies each child of the other stream that `has` does not find here. A child without a name
-    // always counts as found.
+    // Copies each child of the other stream that this one does not have. A child without a name is
+    // never copied.
     void combine(const stream& other);
 
     void setAsInputStream() const noexcept { direction_ = kInput; }
@@ -79,14 +79,14 @@ public:
     bool has(istr path) const { return unit().find(path) != nullptr; }
     // No such child, or one without a value or with empty text.
     bool isEmptyChild(istr name) const;
-    // As Unit has them: on a const stream null() for a child that is not there, otherwise the child
-    // is made.
+    // As in Unit: a const stream returns null() for a missing child, another one creates it.
     const ntv::Unit& operator[](istr name) const { return unit()[name]; }
     const ntv::Unit& operator[](const name_id& id) const { return unit()[id.name]; }
     ntv::Unit& operator[](istr name) { return unit()[name]; }
     ntv::Unit& operator[](const name_id& id) { return unit()[id.name]; }
 
-    // What a codec calls: gives a unit without a type the type, and one without a name the name.
+    // Called by a codec: sets the type of a unit without a type, and the name of one without a
+    // name.
     void enter(istr type, istr name, istr, istr);
     void leave() noexcept {}
     void enterSuper() noexcept {}
@@ -110,7 +110,7 @@ private:
 inline constexpr unsigned kMaxDepth = 500;
 
 // A stream over a unit of another stream, for the codec of an object inside another one. The unit
-// stays where it is.
+// is not copied.
 class QOR_API part_stream {
 public:
     // For output.
@@ -132,7 +132,8 @@ public:
 // Write the unit as its own operators do.
 QOR_API std::ostream& operator<<(std::ostream& os, const stream& s);
 QOR_API String& operator<<(String& out, const stream& s);
-// Type and value of the stream's unit; the name stays. The second one is true.
+// Copy type and value from one unit to the other, and keep the target's name. The second one
+// returns true.
 QOR_API ntv::Unit& operator<<(ntv::Unit& unit, const stream& s);
 QOR_API bool operator>>(const ntv::Unit& unit, stream& s);
 

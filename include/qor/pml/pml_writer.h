@@ -17,7 +17,7 @@ namespace qor::pml {
 // Write the tree in one layout. A String is appended to. A file is truncated when the whole text
 // has been made in memory, so that a failure before keeps its content. False for an unknown mode,
 // for a file that cannot be opened, and for a stream or file that does not take the text. Raise
-// std::bad_alloc; a String is then as it was.
+// std::bad_alloc; a String is unchanged then.
 QOR_API bool ntvToPml(const ntv::Unit& unit, std::ostream& target, ShowMode mode,
                       ShowPattern pattern);
 QOR_API bool ntvToPml(const ntv::Unit& unit, String& target, ShowMode mode, ShowPattern pattern);

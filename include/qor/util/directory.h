@@ -42,14 +42,14 @@ struct QOR_API DirItem {
 // system lists them, which is unspecified.
 //
 // - An entry that changes during the snapshot is shown in one of its states, or not at all. A file
-// whose size can't be read has the size -1, and a directory that can't be read has an empty list. -
-// A link to a file has the size of that file, and one that leads nowhere -1. A link to a
-//   directory is a directory with an empty list, so that nothing is read twice or for ever. The
-//   directory that is set up may itself be a link, and so may names that are given.
-// - Pipes, sockets and devices are files of the size 0; nothing is opened but directories. - In a
-// name that is not UTF-8, malformed bytes are shown as U+FFFD. The entry is examined by its real
-// name, but the shown text finds no file. Of several entries that are shown alike only the first is
-// in the list and the sums. A "\" in a name counts as a separator.
+//   whose size can't be read has the size -1, and a directory that can't be read has an empty list.
+// - A link to a file has the size of that file, and a broken link has -1. A link to a directory is
+//   a directory with an empty list, so that nothing is read twice or for ever. The directory that
+//   is set up may itself be a link, and so may names that are given.
+// - Pipes, sockets and devices are files of the size 0; nothing is opened but directories.
+// - In a name that is not UTF-8, malformed bytes are shown as U+FFFD. The entry is examined by its
+//   real name, but the shown text finds no file. Of several entries that are shown alike only the
+//   first is in the list and the sums. A "\" in a name counts as a separator.
 //
 // Neither the depth of a tree nor the length of its paths matters; at most 32 of its directories
 // are open at a time. Names are as for File. Everything but std::bad_alloc, and
