@@ -18,6 +18,14 @@ Unit& setToText(Unit& unit, const Shown& shown) {
     return unit << istr(text.str());
 }
 
+Unit& setToBase64(Unit& unit, const Bytes& bytes, istr type) {
+    String encoded;
+    Base64::encode(bytes, encoded, false);
+    unit.setValue(encoded);
+    unit.type(type);
+    return unit;
+}
+
 }  // namespace
 
 Unit& Unit::operator<<(istr text) {
@@ -28,19 +36,11 @@ Unit& Unit::operator<<(istr text) {
 Unit& Unit::operator<<(iwstr text) {
     Bytes utf8Text;
     wstringToUtf8(text, utf8Text);
-    String encoded;
-    Base64::encode(utf8Text, encoded, false);
-    setValue(encoded);
-    type("utf8");
-    return *this;
+    return setToBase64(*this, utf8Text, "utf8");
 }
 
 Unit& Unit::operator<<(const Bytes& bytes) {
-    String encoded;
-    Base64::encode(bytes, encoded, false);
-    setValue(encoded);
-    type("base64");
-    return *this;
+    return setToBase64(*this, bytes, "base64");
 }
 
 Unit& Unit::operator<<(const Time& time) {
