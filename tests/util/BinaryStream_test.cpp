@@ -69,11 +69,6 @@ TEST(BinaryInStream, ReadsInTheOrderOfWriting) {
     EXPECT_EQ(raw, 0);
 }
 
-struct Case {
-    const char* hex;
-    const char* outcome;  // what is read, or the message
-};
-
 template <class T>
 String outcomeOf(istr input, T target) {
     try {
@@ -86,8 +81,9 @@ String outcomeOf(istr input, T target) {
     }
 }
 
+// The bytes, and what is read from them or the message.
 TEST(BinaryInStream, ReadsNumbersAndTextAsTold) {
-    const Case numbers[] = {
+    const std::pair<const char*, const char*> numbers[] = {
         {"", "0"},
         {"00", "0"},
         {"00 05", "0"},
@@ -103,9 +99,9 @@ TEST(BinaryInStream, ReadsNumbersAndTextAsTold) {
         {"01 09 01", "BinaryDecodeException: invalid size 9"},
         {"01 80 01", "BinaryDecodeException: invalid size -128"},
     };
-    for (const Case& c : numbers)
-        EXPECT_EQ(outcomeOf(support::bytes(c.hex), 77U), c.outcome) << c.hex;
-    const Case texts[] = {
+    for (const auto& [hex, outcome] : numbers)
+        EXPECT_EQ(outcomeOf(support::bytes(hex), 77U), outcome) << hex;
+    const std::pair<const char*, const char*> texts[] = {
         {"", ""},
         {"00 61", ""},
         {"01", ""},
@@ -119,9 +115,9 @@ TEST(BinaryInStream, ReadsNumbersAndTextAsTold) {
         {"04 01", ""},
         {"05 01 61", "BinaryDecodeException: invalid los 5"},
     };
-    for (const Case& c : texts) {
-        EXPECT_EQ(outcomeOf(support::bytes(c.hex), String("old")), c.outcome) << c.hex;
-        EXPECT_EQ(outcomeOf(support::bytes(c.hex), istr("old")), c.outcome) << c.hex;
+    for (const auto& [hex, outcome] : texts) {
+        EXPECT_EQ(outcomeOf(support::bytes(hex), String("old")), outcome) << hex;
+        EXPECT_EQ(outcomeOf(support::bytes(hex), istr("old")), outcome) << hex;
     }
 }
 
