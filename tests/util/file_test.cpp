@@ -17,7 +17,7 @@ std::wstring fifo(const TempDir& dir) {
     return dir.wide(L"fifo");
 }
 
-// The lines, with whether they ended, and the position behind them.
+// The lines, with whether they ended, and the position after them.
 template <class Text>
 void expectLines(istr content, const std::vector<std::pair<Text, bool>>& lines, std::size_t end) {
     const TempDir dir;
