@@ -1,0 +1,109 @@
+#!/usr/bin/env python3
+"""Fuzzes every target for a number of processor hours, in slices: may be stopped and continued.
+
+    scripts/fuzz_campaign.py HOURS [--jobs N] [--slice SECONDS]
+
+The target with the least time so far is next. Times, runs and findings are kept in
+build/fuzz/campaign.json, and inputs that cover more in build/fuzz/corpus, until HOURS are reached for
+each target or SIGINT ends the campaign; the table of all targets is then printed. Afterwards
+"scripts/fuzz.sh merge" adds the inputs to the seed corpora.
+"""
+import argparse
+import concurrent.futures
+import json
+import os
+import pathlib
+import re
+import signal
+import subprocess
+import threading
+
+ROOT = pathlib.Path(__file__).resolve().parents[1]
+BUILD = ROOT / "build" / "fuzz"
+STATE = BUILD / "campaign.json"
+INTERRUPTED = 72  # the status of a fuzzer that SIGINT has ended
+
+
+class Campaign:
+    def __init__(self, hours, slice_seconds):
+        self.seconds, self.slice = hours * 3600, slice_seconds
+        self.lock, self.busy, self.over = threading.Lock(), {}, False
+        self.targets = json.loads(STATE.read_text()) if STATE.exists() else {}
+        for path in (BUILD / "fuzz").glob("qor_*_fuzz"):
+            name = path.name[len("qor_"):-len("_fuzz")]
+            self.targets.setdefault(name, {"seconds": 0.0, "runs": 0, "findings": 0})
+
+    def next(self):
+        """The target to fuzz, or None if none is left."""
+        with self.lock:
+            left = [name for name, row in self.targets.items()
+                    if name not in self.busy and row["seconds"] < self.seconds]
+            if self.over or not left:
+                return None
+            name = min(left, key=lambda name: self.targets[name]["seconds"])
+            self.busy[name] = None
+            return name
+
+    def fuzz(self, name):
+        found = BUILD / "corpus" / name
+        found.mkdir(parents=True, exist_ok=True)
+        with open(BUILD / f"{name}.log", "w+", errors="replace") as log:
+            fuzzer = subprocess.Popen(
+                [BUILD / "fuzz" / f"qor_{name}_fuzz", f"-max_total_time={self.slice}", "-print_final_stats=1",
+                 f"-artifact_prefix={found}-", found, ROOT / "fuzz" / "corpus" / name],
+                stdout=log, stderr=log, stdin=subprocess.DEVNULL, start_new_session=True)
+            self.busy[name] = fuzzer
+            _, status, usage = os.wait4(fuzzer.pid, 0)
+            log.seek(0)
+            text = log.read()
+        runs = re.findall(r"^(?:#|stat::number_of_executed_units: )(\d+)", text, re.M)
+        with self.lock:
+            row = self.targets[name]
+            row["seconds"] += usage.ru_utime + usage.ru_stime
+            row["runs"] += max(map(int, runs), default=0)
+            if os.waitstatus_to_exitcode(status) not in (0, INTERRUPTED):
+                row["findings"] += 1
+                print(f"{name}: a finding, in {found}-*; see {BUILD / name}.log", flush=True)
+                os.rename(BUILD / f"{name}.log", BUILD / f"{name}.{row['findings']}.log")
+            del self.busy[name]
+            STATE.with_suffix(".new").write_text(json.dumps(self.targets, indent=1))
+            STATE.with_suffix(".new").rename(STATE)
+
+    def work(self):
+        while (name := self.next()) is not None:
+            self.fuzz(name)
+
+    def stop(self, *_):
+        self.over = True
+        for fuzzer in list(self.busy.values()):
+            if fuzzer is not None:
+                fuzzer.send_signal(signal.SIGINT)
+
+    def table(self):
+        print("| Target | Processor time | Runs | Findings |\n|---|---|---|---|")
+        for name, row in sorted(self.targets.items()):
+            print(f"| `{name}` | {row['seconds'] / 60:.0f} min | {row['runs']:,} | {row['findings']} |")
+        print(f"| all | {sum(row['seconds'] for row in self.targets.values()) / 3600:.1f} h "
+              f"| {sum(row['runs'] for row in self.targets.values()):,} "
+              f"| {sum(row['findings'] for row in self.targets.values())} |")
+
+
+def main():
+    options = argparse.ArgumentParser()
+    options.add_argument("hours", type=float)
+    options.add_argument("--jobs", type=int, default=os.cpu_count())
+    options.add_argument("--slice", type=int, default=300)
+    given = options.parse_args()
+    subprocess.run([ROOT / "scripts" / "setup.sh", "fuzz"], check=True)
+    subprocess.run(["cmake", "--preset", "fuzz"], cwd=ROOT, check=True, stdout=subprocess.DEVNULL)
+    subprocess.run(["cmake", "--build", "--preset", "fuzz"], cwd=ROOT, check=True)
+    campaign = Campaign(given.hours, given.slice)
+    for ending in (signal.SIGINT, signal.SIGTERM):
+        signal.signal(ending, campaign.stop)
+    with concurrent.futures.ThreadPoolExecutor(given.jobs) as workers:
+        for worker in [workers.submit(campaign.work) for _ in range(given.jobs)]:
+            worker.result()
+    campaign.table()
+
+
+main()
