@@ -51,8 +51,6 @@ TEST(Time, TakesDurationsAndPointsInTime) {
     constexpr long long kLowest = std::numeric_limits<long long>::min();
     const std::pair<Time, long long> cases[] = {
         {hours(2), 7200000000},
-        {seconds(-3), -3000000},
-        {milliseconds(5), 5000},
         {nanoseconds(1999), 1},
         {nanoseconds(-1999), -1},
         {duration<unsigned char>(200), 200000000},
@@ -70,7 +68,6 @@ TEST(Time, TakesDurationsAndPointsInTime) {
         {seconds(kHighest / 1000000 + 1), kHighest},
         {seconds(kLowest / 1000000 - 1), kLowest},
         {hours::max(), kHighest},
-        {hours::min(), kLowest},
         {duration<unsigned long long>(~0ULL), kHighest},
         {duration<double>(1e300), kHighest},
         {duration<double>(-1e300), kLowest},

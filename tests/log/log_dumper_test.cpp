@@ -1,5 +1,6 @@
 #include "qor/log/log_dumper.h"
 
+#include "support/bound.h"
 #include "support/test.h"
 
 namespace qor {
@@ -28,21 +29,6 @@ struct Outer {
     }
 };
 
-struct Bound {
-    Long id = 7;
-    Optional<String> note;
-    std::vector<String> names;
-
-    template <class Stream>
-    void codec(Stream& s) {
-        s.enter("Bound", "bound", "", "");
-        field(s, {"id", 1}, id);
-        field(s, {"note", 2}, note);
-        field(s, {"names", 3}, names);
-        s.leave();
-    }
-};
-
 template <class T>
 String full(const T& value) {
     dumper d;
@@ -66,14 +52,11 @@ TEST(Dumper, ShowsNestedObjectsInBothForms) {
 }
 
 TEST(Dumper, ShowsAnObjectByItsCodec) {
-    Bound object;
-    EXPECT_EQ(compact(object), "{id=7 names={}}");
-    object.note = String("x");
-    object.names = {"a", "b"};
-    EXPECT_EQ(compact(object), "{id=7 note='x' names={'a' 'b'}}");
-    EXPECT_EQ(full(object),
-              "@Bound<bound>{\n    id = 7\n    note = 'x'\n"
-              "    names = @qor::vector{\n        'a'\n        'b'\n    }\n}");
+    EXPECT_EQ(compact(Contact{"Ann", {}}), "{name='Ann' numbers={}}");
+    EXPECT_EQ(full(Contact{"Ann", {1, 2}}),
+              "@Contact<contact>{\n    name = 'Ann'\n"
+              "    numbers = @qor::vector{\n        1\n        2\n    }\n}");
+    EXPECT_EQ(compact(Tuple(Long(7), Optional<String>(), Optional<String>("x"))), "m0=7 m2='x'");
 }
 
 TEST(Dumper, KeepsOneSlotForTheFirstFlag) {

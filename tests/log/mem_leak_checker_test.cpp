@@ -156,8 +156,9 @@ TEST_F(LeakChecker, StandsManyThreads) {
     EXPECT_EQ(checker().size(), 0U);
     inThreads(5, [&work](int thread) {
         if (thread != 0) work();
-        for (int i = 0; thread == 0 && i < 100; ++i)
+        for (int i = 0; thread == 0 && i < 100; ++i) {
             const MemLeakChecker::Helper again;
+        }
     });
     EXPECT_EQ(checker().size(), 0U);
 }

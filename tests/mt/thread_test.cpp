@@ -181,12 +181,7 @@ TEST(Thread, IsAsItWasWithoutMemory) {
     EXPECT_EQ(worker->calls(), "birth death ");
 }
 
-class Rethrow : public testing::Test {
-protected:
-    void TearDown() override { unsetenv("QOR_RETHROW"); }
-};
-
-TEST_F(Rethrow, DropsWhatLeavesTheBody) {
+TEST(Rethrow, DropsWhatLeavesTheBody) {
     for (const char* const value : {"", "ON", "on ", "off"}) {
         setenv("QOR_RETHROW", value, 1);
         Owner owner;
@@ -198,15 +193,19 @@ TEST_F(Rethrow, DropsWhatLeavesTheBody) {
         EXPECT_FALSE(worker->living());
         EXPECT_EQ(owner.told, worker.get());
         EXPECT_EQ(worker->__GetRef(), 1);
-        EXPECT_EQ(registry().find("worker"), std::string::npos);
+        EXPECT_FALSE(contains(registry(), "worker"));
     }
+    unsetenv("QOR_RETHROW");
 }
 
-TEST_F(Rethrow, EndsTheProcessWhenItIsOn) {
+TEST(Rethrow, EndsTheProcessWhenItIsOn) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
-    setenv("QOR_RETHROW", "on", 1);
-    EXPECT_EXIT(Handle<Body>(new Body([] { throw 1; }))->start().join(),
-                testing::KilledBySignal(SIGABRT), "");
+    EXPECT_EXIT(
+        {
+            setenv("QOR_RETHROW", "on", 1);
+            Handle<Body>(new Body([] { throw 1; }))->start().join();
+        },
+        testing::KilledBySignal(SIGABRT), "");
 }
 
 TEST(Thread, MayBeLeftByTheSystemsExit) {
@@ -324,19 +323,14 @@ TEST(SimpleThread, TellsItsOwnerUnlessItWasStopped) {
 
 TEST(SimpleThread, IsGivenUpWhenItDoesNotLookUp) {
     const LogFile log("QOR");
-    std::latch working(1);
     std::promise<void> go;
     ThreadControl control;
     Owner owner;
     {
         const Handle<Worker> worker(new Worker(&owner));
-        worker->work = [&] {
-            working.count_down();
-            go.get_future().wait();
-            return true;
-        };
-        worker->startAndWait();
-        working.wait();
+        worker->birth = [&] { return go.get_future().wait(), true; };
+        EXPECT_FALSE(worker->startAndWait(Time::milliSeconds(5)));
+        EXPECT_TRUE(worker->started());
         const Time start = Time::now(Time::Monotonic);
         EXPECT_FALSE(worker->stop(Time::milliSeconds(30)));
         EXPECT_GE(Time::now(Time::Monotonic) - start, Time::milliSeconds(30));
@@ -375,17 +369,6 @@ TEST(SimpleThread, SaysInTheLogWhatBecomesOfIt) {
                             " thread stopped."};
     for (const String& line : lines)
         EXPECT_EQ(linesOf(log, line), 1) << line;
-}
-
-TEST(SimpleThread, IsNotWaitedForLongerThanAsked) {
-    std::promise<void> go;
-    const Handle<Worker> worker(new Worker);
-    worker->birth = [&] { return go.get_future().wait(), true; };
-    EXPECT_FALSE(worker->startAndWait(Time::milliSeconds(5)));
-    EXPECT_TRUE(worker->started());
-    EXPECT_FALSE(worker->stop(Time::milliSeconds(1)));
-    go.set_value();
-    worker->join();
 }
 
 TEST(SimpleThread, WaitsForANotificationWhileItLives) {

@@ -11,16 +11,16 @@ namespace support {
 // their ends.
 template <class Work>
 void inThreads(int count, const Work& work) {
+    const auto call = [&work]([[maybe_unused]] int i) {
+        if constexpr (std::is_invocable_v<const Work&, int>) {
+            work(i);
+        } else {
+            work();
+        }
+    };
     std::vector<std::thread> threads;
-    for (int i = 0; i < count; ++i) {
-        threads.emplace_back([&work, i] {
-            if constexpr (std::is_invocable_v<const Work&, int>) {
-                work(i);
-            } else {
-                work();
-            }
-        });
-    }
+    for (int i = 0; i < count; ++i)
+        threads.emplace_back(call, i);
     for (std::thread& thread : threads)
         thread.join();
 }
