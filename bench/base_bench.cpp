@@ -15,17 +15,17 @@
 #include <iconv.h>
 #endif
 
-// Each question is asked of the library and of what one would use in its place: behind the
-// underscore of a name stands who answers.
+// Each benchmark runs the library and its usual alternative; the part of a name after the
+// underscore says which.
 
 namespace {
 
 using Texts = std::vector<std::string>;
 using WideTexts = std::vector<std::wstring>;
 
-// UTF-8 to wide and back, in pieces of the size that a benchmark is given. All pieces together have
-// 1 MiB, and each is converted in its turn: a processor soon knows a short text by heart, which no
-// program that reads new messages profits from.
+// UTF-8 to wide and back, in pieces of the benchmark's size. The pieces make 1 MiB in all and are
+// converted in turn: with a single short text the branch predictor would learn it, which does not
+// happen with new messages.
 
 constexpr std::size_t corpusSize = 1 << 20;
 
@@ -198,7 +198,7 @@ void StringCopy_std(benchmark::State& state) {
 BENCHMARK(StringCopy_qor)->Arg(8)->Arg(100);
 BENCHMARK(StringCopy_std)->Arg(8)->Arg(100);
 
-// Comparing views that differ in the last of so many bytes.
+// Comparing views that differ only in their last byte.
 
 template <class View>
 void compareViews(benchmark::State& state) {
@@ -273,7 +273,7 @@ void ViewWalk_std(benchmark::State& state) {
 BENCHMARK(ViewWalk_qor);
 BENCHMARK(ViewWalk_std);
 
-// A point in time as calendar text, against formatting fields that somebody else has broken down.
+// A point in time as calendar text, beside formatting fields that are broken down already.
 
 void CalendarText_qor(benchmark::State& state) {
     qor::Time time = qor::Time::now();

@@ -3,8 +3,8 @@
 #include "qor/util/base64.h"
 #include "qor/util/des3.h"
 
-// Each question is asked of the library and of what one would use in its place: behind the
-// underscore of a name stands who answers. Results go into memory that is there already.
+// Each benchmark runs the library and its usual alternative; the part of a name after the
+// underscore says which. Results are written to memory that is allocated already.
 
 namespace {
 
@@ -26,7 +26,7 @@ void Base64EncodeLines_qor(benchmark::State& state) {
     });
 }
 
-// Decodes the text of so many bytes, with or without line ends.
+// Decodes the text of the benchmark's number of bytes, with or without line ends.
 void decode(benchmark::State& state, bool lineBreak) {
     qor::String text;
     qor::Base64::encode(cipher::randomBytes(static_cast<std::size_t>(state.range())), text,

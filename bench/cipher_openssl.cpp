@@ -1,5 +1,5 @@
 #if defined(__GNUC__)
-// DES is deprecated; the question is what it costs.
+// DES is deprecated there; only its speed is of interest.
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"
 #endif
 

@@ -10,7 +10,7 @@
 
 namespace cipher {
 
-// Keeps the compiler from knowing what a buffer holds.
+// Keeps the compiler from knowing the content of a buffer.
 inline void forget(const void* data) {
     benchmark::DoNotOptimize(data);
     benchmark::ClobberMemory();
@@ -28,7 +28,7 @@ inline std::string randomBytes(std::size_t size) {
 // Of these bytes, a key has the first ones, and a vector too.
 inline constexpr char kKey[] = "0123456789abcdefghijklmnopqrstuv";
 
-// Runs `convert` over and over; `size` bytes go into it.
+// Runs `convert` repeatedly; `size` is its number of input bytes.
 template <class Convert>
 void measure(benchmark::State& state, std::size_t size, Convert convert) {
     for (auto _ : state) {

@@ -14,8 +14,8 @@
 #include "qor/util/directory.h"
 #include "qor/util/file.h"
 
-// Each question is asked of the library and of what one would use in its place: behind the
-// underscore of a name stands who answers.
+// Each benchmark runs the library and its usual alternative; the part of a name after the
+// underscore says which.
 
 namespace {
 

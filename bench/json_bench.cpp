@@ -1,4 +1,4 @@
-// Reading and writing JSON documents as trees. The peers stand in sources of their own.
+// Reading and writing JSON documents as trees. The peers are in sources of their own.
 
 #include <benchmark/benchmark.h>
 

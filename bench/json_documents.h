@@ -69,8 +69,8 @@ inline std::string keyOf(std::size_t number) {
 // Bytes that the process has allocated.
 std::size_t heapInUse();
 
-// What one more tree takes, when there are already so many that nothing is left of what a library
-// or the allocator kept from others.
+// The memory of one more tree, after so many others that the library and the allocator have no
+// spare memory left.
 template <class Parse>
 double bytesOfTree(const std::string& text, Parse parse) {
     const std::size_t count = (16U << 20) / text.size() + 1;
@@ -97,8 +97,8 @@ void parseEach(benchmark::State& state, Parse parse) {
     state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(doc.text.size()));
 }
 
-// What a visit to every key and value of a tree adds up: numbers as double, and the sizes of texts,
-// so that each of them is looked at.
+// The sums of a visit to every key and value of a tree: of the numbers as double, and of the sizes
+// of texts, so that each of them is read.
 struct Visited {
     double numbers = 0;
     std::size_t bytes = 0;

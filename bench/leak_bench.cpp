@@ -25,7 +25,7 @@ void LeakTable_off(benchmark::State& state) {
 }
 BENCHMARK(LeakTable_off);
 
-// With so many other blocks in the table.
+// With other blocks in the table, as many as the benchmark's argument.
 void LeakTable_on(benchmark::State& state) {
     MemLeakChecker& checker = *MemLeakChecker::instance();
     checker.start();

@@ -15,7 +15,7 @@ inline constexpr char text[] =
     "window 65535";
 static_assert(sizeof text == 101);
 
-// In a directory that all sides share, and that goes at the end.
+// In a directory that all benchmarks share, and that is removed at the end.
 std::string fileName(const char* name);
 
 }  // namespace log_bench

@@ -7,7 +7,7 @@
 
 namespace {
 
-// The least that a switch behind an interface can cost.
+// The least cost of a switch that is tested through an interface.
 struct Empty {
     virtual ~Empty() = default;
     virtual void call() = 0;

@@ -1,6 +1,6 @@
-// What does a message cost, written and read back into objects, beside msgpack-cxx and protobuf?
-// Writing goes into a buffer that is used again; reading makes new objects each time. Each peer has
-// a source of its own, so that the compiler treats all alike.
+// The cost of a message, written and read back into objects, beside msgpack-cxx and protobuf.
+// Writing reuses a buffer; reading makes new objects each time. Each peer has a source of its own,
+// so that the compiler treats all alike.
 
 #include <benchmark/benchmark.h>
 

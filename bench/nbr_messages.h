@@ -15,7 +15,7 @@
 
 namespace messages {
 
-// Keeps the compiler from knowing what a message holds.
+// Keeps the compiler from knowing the content of a message.
 template <class Message>
 void forget(const Message& message) {
     benchmark::DoNotOptimize(&message);

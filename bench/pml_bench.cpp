@@ -1,4 +1,4 @@
-// Reading and writing a tree of 5,000 nodes as text. The peers stand in sources of their own.
+// Reading and writing a tree of 5,000 nodes as text. The peers are in sources of their own.
 
 #include <benchmark/benchmark.h>
 

@@ -22,7 +22,7 @@ PACKAGES = ["libace-dev", "libboost-dev", "libevent-dev", "libfmt-dev", "libmsgp
             "libprotobuf-dev", "libpugixml-dev", "libsimdjson-dev", "libspdlog-dev", "libssl-dev",
             "libtinyxml2-dev", "libyaml-cpp-dev", "libzmq3-dev", "nlohmann-json3-dev",
             "rapidjson-dev", "zlib1g-dev"]
-# What stands behind the work is no peer.
+# These suffixes of a name are no peers.
 OWN = {"", "off", "on", "nothing_due", "ms"}
 
 

@@ -1,5 +1,5 @@
-// How fast do frames go over 127.0.0.1: in round trips of small ones, and in megabytes of large
-// ones? What does it cost to ask for the peer before each frame, and what does a connection keep?
+// The speed of frames over 127.0.0.1: round trips of small ones, and megabytes of large ones; the
+// cost of a query for the peer before each frame; the memory of a connection.
 
 #include "tcp_bench.h"
 
@@ -39,7 +39,7 @@ private:
     int large_ = 0;
 };
 
-// Answers so many times by itself, on the thread that reads, and tells the last time.
+// Answers a number of times by itself, on the reading thread, and reports the last time.
 class Driver : public qor::TcpCallback {
 public:
     explicit Driver(qor::TcpClient& client) : client_(client) {}
@@ -115,7 +115,7 @@ void AskForThePeer(benchmark::State& state) {
 }
 BENCHMARK(AskForThePeer);
 
-// In KiB: what the process has in memory, and what it could touch.
+// In KiB: the resident memory of the process, and its address space.
 std::pair<double, double> memory() {
     malloc_trim(0);
     double all = 0, resident = 0;

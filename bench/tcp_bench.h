@@ -6,9 +6,10 @@
 #include <cstddef>
 #include <cstdint>
 
-// What all sides do, over 127.0.0.1 with the same socket options: so many round trips of a small
-// frame, and so many large frames one way, which the other side answers with one small one. A frame
-// is a length in 4 bytes and the payload, but for libzmq, which has its own.
+// The same work for all peers, over 127.0.0.1 with the same socket options: a number of round trips
+// of a small frame, and a number of large frames one way, which the other side answers with one
+// small frame. A frame is a length in 4 bytes and the payload, except with libzmq, which has its
+// own format.
 
 namespace tcp_bench {
 

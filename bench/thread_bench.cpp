@@ -1,5 +1,5 @@
-// What do threads cost: to start and stop one, to hand a turn to another one and back, and to ask
-// for the calling thread's record?
+// The cost of threads: starting and stopping one, passing a turn to another one and back, and
+// reading the calling thread's record.
 
 #include <benchmark/benchmark.h>
 
@@ -13,7 +13,7 @@
 namespace {
 
 // Start, wait for the birth, stop. The peer does by hand what a SimpleThread does: it pauses before
-// its birth, so that the one that starts it goes first.
+// its birth, so that the starting thread runs first.
 
 class Idle : public qor::SimpleThread {
 public:
@@ -98,8 +98,8 @@ void HandTurns_std(benchmark::State& state) {
 }
 BENCHMARK(HandTurns_std)->UseRealTime();
 
-// The record with its time stamp: what each line of the log asks for. The peer knows the id of its
-// thread and what the time is, but makes no text of either.
+// The record with its time stamp, which each line of the log needs. The peer reads the thread's id
+// and the time, but formats neither.
 void CurrentThread_qor(benchmark::State& state) {
     for (auto _ : state)
         benchmark::DoNotOptimize(&qor::SimpleThread::current());

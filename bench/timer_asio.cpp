@@ -1,4 +1,4 @@
-// clang-format off: the headers behind it miss this one
+// clang-format off: the following headers need this one
 #include <utility>
 // clang-format on
 
@@ -23,7 +23,7 @@ public:
             if (!error) ++fired_;
         });
     }
-    // What was killed is told so, which is part of the price.
+    // The cancelled handler is called, which is part of the cost.
     void kill(std::size_t i) {
         timers_[i].cancel();
         context_.poll();

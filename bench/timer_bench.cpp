@@ -51,7 +51,7 @@ private:
     const TimerMonitor::Access access_{monitor_};
 };
 
-// With all that a caller goes through, locks among it.
+// With everything that a call involves, also locks.
 class Manager {
 public:
     explicit Manager(std::size_t n) : ids_(n) { timers().reopen(n + 1); }
@@ -99,7 +99,7 @@ public:
     OnTimerResult onTimer(TimerId, unsigned long, void* param) override {
         Timer& timer = *static_cast<Timer*>(param);
         const Time now = Time::now(Time::Monotonic);
-        // The first callback of a tick tells when the tick was.
+        // The first callback of a tick gives the time of the tick.
         if (now - last_ > Time::milliSeconds(20)) tick_ = now;
         last_ = now;
         if (timer.due != Time()) lateness_.push_back((now - timer.due).toMilliSecondsDouble());

@@ -9,8 +9,8 @@
 
 // The same work for the timers of each library.
 //
-// A backend has: a constructor that takes how many timers there are; set(i, milliseconds) and
-// kill(i) of the timer i; expire(), which fires what is due; and fired(), which counts.
+// A backend has: a constructor that takes the number of timers; set(i, milliseconds) and kill(i)
+// for the timer i; expire(), which fires the due timers; and fired(), the number of firings.
 
 namespace timer_bench {
 
@@ -26,7 +26,7 @@ inline std::vector<unsigned> intervals() {
     return values;
 }
 
-// One of the armed timers goes, and a new one comes.
+// Kills one of the armed timers and sets a new one.
 template <class Backend>
 void setKill(benchmark::State& state) {
     const auto armed = static_cast<std::size_t>(state.range(0));

@@ -1,5 +1,5 @@
-// What does it cost to read a document into a tree, the tree's end included, and to write one? The
-// peers stand in sources of their own; all copy the text that they read.
+// The cost of reading a document into a tree, the tree's destruction included, and of writing one.
+// The peers are in sources of their own; all copy the text that they read.
 
 #include <benchmark/benchmark.h>
 
@@ -19,7 +19,7 @@ BENCHMARK_CAPTURE(XmlParse_qor, config, bench::configXml());
 BENCHMARK_CAPTURE(XmlParse_qor, text, bench::textXml());
 BENCHMARK_CAPTURE(XmlParse_qor, catalog, bench::catalogXml());
 
-// Reads a document and looks at each name, key, value and text once.
+// Reads a document, and each name, key, value and text in it once.
 void visit(const qor::XMLNode& node) {
     benchmark::DoNotOptimize(node.name().data());
     benchmark::DoNotOptimize(node.cdata().data());

@@ -11,7 +11,7 @@ set(sources ${PROJECT_BINARY_DIR}/docs/sources)
 set(DOXYGEN_PROJECT_BRIEF "${PROJECT_DESCRIPTION}")
 set(DOXYGEN_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/docs)
 
-# What is read: pages, and headers with the comments in front of a declaration as its documentation.
+# The input: pages, and headers whose comments before a declaration are its documentation.
 set(DOXYGEN_FILE_PATTERNS *.h *.dox)
 set(DOXYGEN_EXTENSION_MAPPING dox=md)
 set(DOXYGEN_USE_MDFILE_AS_MAINPAGE ${sources}/index.dox)

@@ -168,7 +168,7 @@ def guides_by_class(known):
 
 
 def page_source(path, known):
-    # In a cell of a table Doxygen takes what stands in backticks for HTML and for its own marks.
+    # In a cell of a table Doxygen reads text in backticks as HTML and as its own marks.
     def code(match):
         full = linked_class(match[1], known)
         if full:

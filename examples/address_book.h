@@ -12,8 +12,8 @@
 #include "qor/base/field.h"
 #include "qor/util/optional.h"
 
-// An address book. Each class says once which fields it has, in its codec; that is all that any
-// format, and the dumper, needs of it. Tags stay what they are when fields come and go.
+// An address book. The codec of each class names its fields; no format, nor the dumper, needs more.
+// A tag is never reused when fields are added or removed.
 
 struct Phone {
     qor::String kind;

@@ -97,7 +97,7 @@ void show(const Contact& contact, bool compact) {
     d.nl();
 }
 
-// Each format has two functions: what a book is in it, and the book that a file holds.
+// Each format has two functions: one writes a book, the other reads it.
 
 AddressBook readNbr(const std::string& path) {
     AddressBook book;

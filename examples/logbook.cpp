@@ -28,7 +28,7 @@ qor::logger& book() {
     return log;
 }
 
-// Half way each pump tells, and goes on when the settings are read.
+// Half way each pump reports, and continues when the settings have been read.
 std::atomic<unsigned> halfWay{0};
 std::atomic<bool> settingsRead{false};
 

@@ -93,15 +93,15 @@ public:
         over_ = true;
         monitor_.notifyAll();
     }
-    // When it returns, nobody calls this object any more.
+    // After it returns, this object gets no more calls.
     void wait() const {
         {
             const qor::Monitor::Lock lock(monitor_);
             while (!over_)
                 monitor_.wait();
         }
-        // A release runs with the timers held: behind this call it has returned.
-        qor::TimerManager::instance()->numofTimers();
+        // The callback that has notified may not have returned yet.
+        qor::TimerManager::instance()->waitForReleases();
     }
 
 private:
@@ -119,7 +119,7 @@ void timers() {
     say("over");
 }
 
-// Says back what it is told.
+// Sends each payload back.
 class Echo : public qor::TcpCallback {
 public:
     void onReceive(const qor::TcpAddr& peer, const qor::istr& payload) override {

@@ -142,13 +142,13 @@ def converse(host, port):
     assert names == ["Ann", "Zoë"], names
     assert abs(to_number(dict(contacts[0][1])[2]) / 1e6 - time.time()) < 3600
 
-    # Who was there is told who comes, and with whose name the message is.
+    # Present users are told of a new one; the message has the recipient's name.
     zoe.wait_for(zoe.presences, 1)
     come = zoe.presences[0]
     assert (come[1], come[2], to_number(come[3])) == ("Zoë".encode(), b"Ann", 1), come
     assert ann.presences == []
 
-    # Names that would reach into other people's terminals, or can't be told apart.
+    # Names that would control other terminals, or cannot be distinguished.
     eve = Peer(host, port)
     for name in ("", "Ann", "\x1b[2J", "a\0b", "\x9b2J", "\u202eeve", "a b", "a:", "/a", "x" * 33):
         answer = dict(eve.ask(LOGIN, {1: text(name)}))
@@ -165,13 +165,13 @@ def converse(host, port):
     first, second, third = zoe.texts
     assert (first[1], first[2], first[4]) == (b"Ann", "Zoë".encode(), b"hello"), first
     assert second[4] == b"x" * 30000
-    # The server tells the time, and that a text went to all.
+    # The server adds the time, and marks a text to all.
     assert abs(to_number(first[3]) / 1e6 - time.time()) < 3600
     assert (third[1], third[2], third[4]) == (b"Ann", "Zoë".encode(), b"hello all"), third
     assert [to_number(words[5]) for words in (first, second, third)] == [0, 0, 1]
     assert ann.texts == []
 
-    # What is no message costs the connection, and nobody else's.
+    # Anything but a message ends that connection and no other.
     ann.send(b"\x20\x00")
     try:
         ann.receive()

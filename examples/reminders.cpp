@@ -3,8 +3,8 @@
 //     reminders
 //     reminders < commands.txt
 //
-// "help" shows the commands. Without a terminal it ends behind the last command, once no reminder
-// is left. The leak checker watches; what is left at the end makes the status 1.
+// "help" shows the commands. Without a terminal it ends after the last command, when no reminder is
+// left. The leak checker watches; what is left at the end makes the status 1.
 
 #include <poll.h>
 #include <unistd.h>
@@ -64,8 +64,8 @@ public:
             while (!reminders_.empty())
                 monitor_.wait();
         }
-        // A release runs with the timers held: behind this call it has returned.
-        TimerManager::instance()->numofTimers();
+        // The callback that has notified may not have returned yet.
+        TimerManager::instance()->waitForReleases();
     }
 
     OnTimerResult onTimer(TimerId, unsigned long number, void*) override {
@@ -110,7 +110,8 @@ private:
         return TimerId();
     }
 
-    // The timer may fire before its id is noted, and so is noted by the number that it is told.
+    // The timer may fire before its id is stored, so it is stored by the number that the callback
+    // gets.
     void set(const std::string& name, unsigned long milliseconds, unsigned long times) {
         const unsigned long number = next_++;
         {

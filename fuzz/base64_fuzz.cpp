@@ -1,5 +1,5 @@
-// Base64 takes any text: every form that this machine has gives what the rule gives when it is
-// followed plainly, and whatever bytes there are come back from their text.
+// Base64 takes any text: every implementation that this machine can run agrees with a plain one,
+// and all bytes read back from their text.
 
 #include <algorithm>
 #include <iterator>
@@ -54,7 +54,7 @@ void check(istr given) {
 
 extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t size) {
     check(istr(data, size));
-    // Short inputs do not reach what takes many characters at once: the same behind a long text.
+    // Short inputs do not reach the code for many characters at once: the same after a long text.
     std::string longer(size % 256, 'Q');
     longer.append(reinterpret_cast<const char*>(data), size);
     longer.append(100, 'x');

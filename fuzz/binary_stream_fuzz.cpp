@@ -1,4 +1,4 @@
-// A BinaryInStream takes any bytes: the first of them choose what is read from the others.
+// A BinaryInStream takes any bytes: the first bytes select the types that are read from the others.
 
 #include <string>
 

@@ -7,14 +7,11 @@
 
 #include "qor/base/base_type_convert.h"
 #include "qor/log/console.h"
+#include "require.h"
 
 namespace {
 
 using namespace qor;
-
-void require(bool holds) {
-    if (!holds) __builtin_trap();
-}
 
 // Standard input is a pipe of this program.
 const int input = [] {
@@ -26,8 +23,8 @@ const int input = [] {
 
 }  // namespace
 
-// The first byte decides how long the parts are. Whole lines of an input are asked for; the last
-// part without a line feed gets one, since it would belong to the next input.
+// The first byte decides the length of the parts. All lines of an input are read; a last part
+// without a line feed gets one, since it would otherwise belong to the next input.
 extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t size) {
     constexpr std::size_t kMost = 4096;
     if (size < 2 || size > kMost) return 0;

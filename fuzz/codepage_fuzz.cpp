@@ -1,5 +1,5 @@
 // Text of any bytes in any code page becomes wide text and the reverse: nothing is written after
-// the room, what is cut is cut in whole characters, and UTF-8 is what a plain decoder makes of it.
+// the room, text is cut only between characters, and UTF-8 agrees with a plain decoder.
 
 #include <algorithm>
 #include <string>
@@ -7,19 +7,16 @@
 
 #include "platform/codepage.h"
 #include "platform/utf8.h"
+#include "require.h"
 
 namespace {
 
 using namespace qor::platform;
 
-void require(bool holds) {
-    if (!holds) __builtin_trap();
-}
-
 constexpr long kUtf8 = 65001;
 constexpr long kPages[] = {kUtf8, 0, 437, 932, 936, 949, 950, 1200, 1252, 20866, 28591, 54936, -1};
 
-// Blocks of exactly the size, so that a sanitizer sees what is outside of them.
+// Blocks of exactly the size, so that a sanitizer detects access outside of them.
 std::wstring wide(long page, const std::string& text, std::size_t room) {
     std::vector<wchar_t> out(room);
     const std::vector<char> exact(text.begin(), text.end());

@@ -7,14 +7,11 @@
 
 #include "qor/util/gzlib.h"
 #include "qor/util/zlib.h"
+#include "require.h"
 
 namespace {
 
 using namespace qor;
-
-void require(bool holds) {
-    if (!holds) __builtin_trap();
-}
 
 std::string gunzip(istr packed) {
     char* out = nullptr;

@@ -3,40 +3,18 @@
 
 #include <vector>
 
+#include "choices.h"
 #include "qor/json/json_unit.h"
 #include "qor/json/qor_json_parser.h"
+#include "require.h"
 
 namespace {
 
 using namespace qor;
 using namespace qor::json;
 
-void require(bool holds) {
-    if (!holds) __builtin_trap();
-}
-
-// Takes what it needs from the input; zeros behind the end.
-class Choices {
-public:
-    explicit Choices(istr input) : input_(input) {}
-    bool atEnd() const { return input_.empty(); }
-    unsigned char byte() {
-        if (input_.empty()) return 0;
-        const char c = *input_;
-        ++input_;
-        return static_cast<unsigned char>(c);
-    }
-    std::string bytes() {
-        const istr taken = input_.next(byte() % 24);
-        return std::string(std::string_view(taken));
-    }
-
-private:
-    istr input_;
-};
-
 std::string keyOf(Choices& choices) {
-    std::string key = choices.bytes();
+    std::string key = choices.bytes(24);
     std::erase_if(key, [](char c) { return c == '"' || c == '\\'; });
     return key.empty() ? "k" : key;
 }
@@ -103,10 +81,10 @@ void build(Choices& choices, JsonUnit& root) {
                 child.objectValue();
                 break;
             default:
-                child << choices.bytes();
+                child << choices.bytes(24);
         }
-        // A unit that is opened stays in its array, whose others may move: it is open only while
-        // nothing is appended there.
+        // An opened unit stays in its array, whose elements may move: it is open only while nothing
+        // is appended there.
         if ((action == 5 || action == 6) && open.size() < kMostOpen) open.push_back(&child);
     }
 }

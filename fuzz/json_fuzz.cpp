@@ -1,7 +1,7 @@
-// The JSON parser takes any bytes, and makes of them what a plain reading of the format makes. What
-// is written in either layout is read again, and gives the same but for some keys. Values that are
-// taken out of the tree, changed, moved and kept, in an order that the input decides, are what a
-// plain tree has after the same. Views of a document show what the plain tree has.
+// The JSON parser takes any bytes, and agrees with a plain parser. Text written in either layout
+// reads back the same, except for some keys. Values that are taken out of the tree, changed, moved
+// and kept, in an order that the input decides, agree with a plain tree after the same steps. Views
+// of a document show the plain tree.
 
 #include <iterator>
 #include <map>
@@ -13,15 +13,12 @@
 #include "qor/json/json_unit.h"
 #include "qor/json/json_view.h"
 #include "qor/json/qor_json_parser.h"
+#include "require.h"
 
 namespace {
 
 using namespace qor;
 using namespace qor::json;
-
-void require(bool holds) {
-    if (!holds) __builtin_trap();
-}
 
 // A plain tree. A null is a slot without a value.
 struct Value;
@@ -237,8 +234,8 @@ void requireSeen(JsonView view, const Slot& plain) {
     require(std::string(view.text()) == plain->text);
 }
 
-// Does the same to a tree that was read and to a plain one. The bytes of the input decide what is
-// done, the last one first, since they may stand behind the text.
+// Does the same steps to a parsed tree and to a plain one. The bytes of the input select the steps,
+// the last byte first, since they may follow the text.
 class Changes {
 public:
     Changes(const std::string& choices, Handle<JsonValue> tree, Slot plain)
@@ -307,7 +304,7 @@ private:
             case 7:
                 return swap();
             case 8:
-                // Only a part of the tree goes on.
+                // Continues with a part of the tree only.
                 if (choose(4) == 0) toRoot(JsonUnit(*unit_), Slot(*plain_));
                 return;
             default:
@@ -398,7 +395,7 @@ private:
             (*unit_)[key];
             (*plain_)->pairs[key];
         } else if (is(Value::Array)) {
-            // A value that is there more than once doubles what is written.
+            // A value that is in the tree more than once doubles the written text.
             if (++added_ > 6 || (*plain_)->elements.empty()) {
                 unit_->newChild();
                 (*plain_)->elements.emplace_back();
@@ -459,8 +456,8 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t siz
     const Optional<String> value = JsonString::unescape(text);
     require(!value.isSet() || JsonString::unescape(JsonString::escape(value)) == value);
     if (!tree) return 0;
-    // Keys are written as they stand: one with a quote or a backslash in it, which takes a
-    // backslash to be read, does not come back.
+    // Keys are written unchanged: one with a quote or a backslash in it, which was escaped in the
+    // input, does not read back.
     const bool comesBack = text.find('\\') == std::string::npos;
     for (const bool pretty : {false, true}) {
         if (pretty && size >= 10000) continue;

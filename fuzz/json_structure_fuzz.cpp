@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "json/structure_index.h"
+#include "require.h"
 
 namespace {
 
@@ -13,10 +14,6 @@ using namespace qor;
 using namespace qor::json;
 
 constexpr std::size_t kBlock = 64;
-
-void require(bool holds) {
-    if (!holds) __builtin_trap();
-}
 
 struct Found {
     std::vector<ulong32> positions;
@@ -26,7 +23,7 @@ struct Found {
     bool operator==(const Found&) const = default;
 };
 
-// What comes after an end is not looked at.
+// Text after an end is ignored.
 void requireCopied(const char* text, std::size_t size, const std::vector<char>& copy,
                    const Found& found) {
     require(std::equal(text, text + (found.ended ? found.positions.back() : size), copy.begin()));
@@ -83,7 +80,7 @@ void check(const char* text, std::size_t size) {
 extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t size) {
     const auto* const text = reinterpret_cast<const char*>(data);
     check(text, size);
-    // The same over other edges: behind a part of a block, and where the index looks at more text.
+    // The same over other edges: after a part of a block, and where the index reads more text.
     for (const std::size_t before : {size % kBlock, 4096 - size % kBlock}) {
         std::vector<char> longer(before, ' ');
         longer.insert(longer.end(), text, text + size);

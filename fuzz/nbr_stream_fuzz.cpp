@@ -1,4 +1,4 @@
-// Reading objects of every type from any bytes: what was read is written, and reads the same.
+// Reads objects of every type from any bytes: the objects are written, and read back the same.
 
 #include <list>
 #include <map>

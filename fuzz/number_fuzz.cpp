@@ -10,14 +10,11 @@
 
 #include "base/decimal.h"
 #include "qor/base/base_type_number.h"
+#include "require.h"
 
 namespace {
 
 using namespace qor;
-
-void require(bool holds) {
-    if (!holds) __builtin_trap();
-}
 
 // A long has 32 bits.
 template <class T>

@@ -1,8 +1,9 @@
-// A tree that is written in any layout reads back as it was, but for what the format does not keep:
-// the classes of scalars, and the difference between no value, no text and no children.
+// A tree that is written in any layout reads back unchanged, except for the classes of scalars and
+// the difference between no value, no text and no children, which the format does not keep.
 
 #include <sstream>
 
+#include "choices.h"
 #include "pml_tree.h"
 #include "qor/base/base_type_char.h"
 #include "qor/pml/pml_writer.h"
@@ -13,34 +14,13 @@ using namespace qor;
 using namespace qor::pml;
 using ntv::Unit;
 
-// Takes what it needs from the input; zeros behind the end.
-class Choices {
-public:
-    explicit Choices(istr input) : input_(input) {}
-    bool atEnd() const { return input_.empty(); }
-    unsigned char byte() {
-        if (input_.empty()) return 0;
-        const char c = *input_;
-        ++input_;
-        return static_cast<unsigned char>(c);
-    }
-    std::string bytes() {
-        const istr taken = input_.next(byte() % 16);
-        return std::string(std::string_view(taken));
-    }
-    // Blanks at the ends of a token would go.
-    std::string token(std::string_view alphabet) {
-        std::string text;
-        for (int n = byte() % 5; n > 0; --n)
-            text += alphabet[byte() % alphabet.size()];
-        StrTrimRight(text);
-        text.erase(0, text.find_first_not_of(" \n"));
-        return text;
-    }
-
-private:
-    istr input_;
-};
+// Blanks at the ends of a token would be trimmed.
+std::string tokenOf(Choices& choices, std::string_view alphabet) {
+    std::string text = choices.token(alphabet);
+    StrTrimRight(text);
+    text.erase(0, text.find_first_not_of(" \n"));
+    return text;
+}
 
 constexpr std::string_view kNames = "abc^\"[]/.01 \n\xC3\xA5\xFF\\";
 constexpr std::string_view kTypes = "abc[]/. \xC3\xA5\\";
@@ -51,7 +31,7 @@ ntv::ValueBase* typedValue(Choices& choices) {
         case 0:
             return new ntv::BooleanValue(number > 0);
         case 1:
-            return new ntv::BytesValue(Bytes(choices.bytes()));
+            return new ntv::BytesValue(Bytes(choices.bytes(16)));
         case 2:
             return new ntv::CharacterValue(static_cast<char>('a' + choices.byte() % 26));
         case 3:
@@ -95,16 +75,16 @@ void build(Choices& choices, Trees& trees) {
             expected = expected->parent();
             continue;
         }
-        auto child = std::make_unique<Unit>(istr(choices.token(kNames)));
+        auto child = std::make_unique<Unit>(istr(tokenOf(choices, kNames)));
         auto read = std::make_unique<Unit>(child->name());
-        child->type(choices.token(kTypes));
+        child->type(tokenOf(choices, kTypes));
         read->type(child->type());
         *read << "";
         if (action == 2) {
             child->value(typedValue(choices));
             *read << textOf(*child->value());
         } else if (action < 5) {
-            *child << choices.bytes();
+            *child << choices.bytes(16);
             *read << child->getStringValue();
         } else if (action == 5) {
             child->initValueAsList();
@@ -145,7 +125,7 @@ void normalize(Unit& root) {
 extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t size) {
     Choices choices(istr(data, size));
     Trees trees;
-    trees.written.name(choices.token(kNames));
+    trees.written.name(tokenOf(choices, kNames));
     trees.expected.name(trees.written.name());
     build(choices, trees);
     normalize(trees.expected);
@@ -153,11 +133,11 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t siz
         for (const int pattern : {7, 15}) {
             const String text = trees.written.str(mode, pattern);
             std::ostringstream os;
-            fuzz::require(ntvToPml(trees.written, os, mode, pattern) && os.str() == text);
+            require(ntvToPml(trees.written, os, mode, pattern) && os.str() == text);
             Unit read;
             std::istringstream source(text);
-            fuzz::require(ntvFromPml(read, source));
-            fuzz::require(fuzz::isSame(read, trees.expected) && fuzz::isSound(read));
+            require(ntvFromPml(read, source));
+            require(fuzz::isSame(read, trees.expected) && fuzz::isSound(read));
         }
     }
     return 0;

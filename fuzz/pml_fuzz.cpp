@@ -11,7 +11,7 @@ namespace {
 using namespace qor;
 using namespace qor::pml;
 
-// What became of a source: the tree, whole or not, why it is not, and what was not looked at.
+// The outcome of a source: the tree, complete or not, the error, and the unread rest.
 struct Outcome {
     ntv::Unit tree;
     std::string failure;
@@ -25,14 +25,14 @@ struct Outcome {
 template <class Source>
 void parse(Source& source, bool valueString, Outcome& outcome) {
     try {
-        fuzz::require(valueString ? ntvFromValueString(outcome.tree, source)
-                                  : ntvFromPml(outcome.tree, source));
+        require(valueString ? ntvFromValueString(outcome.tree, source)
+                            : ntvFromPml(outcome.tree, source));
     } catch (const DecodeException& e) {
         outcome.failure = e.msg();
     } catch (const ntv::DuplicatedUnitException& e) {
         outcome.failure = e.msg();
     }
-    fuzz::require(fuzz::isSound(outcome.tree));
+    require(fuzz::isSound(outcome.tree));
 }
 
 void fromStream(const std::string& text, bool valueString, Outcome& outcome) {
@@ -55,13 +55,13 @@ void check(const std::string& input, bool valueString) {
 
     Outcome streamed;
     fromStream(text, valueString, streamed);
-    fuzz::require(streamed == narrow);
+    require(streamed == narrow);
 
     Outcome viewed;
     viewed.rest = narrow.rest;
     const istr view(text);
     parse(view, valueString, viewed);
-    fuzz::require(viewed == narrow);
+    require(viewed == narrow);
 
     // The text may be that of the unit itself.
     Outcome own;
@@ -69,34 +69,34 @@ void check(const std::string& input, bool valueString) {
     own.tree << text;
     const istr ownText = own.tree.getStringValue();
     parse(ownText, valueString, own);
-    fuzz::require(own == narrow);
+    require(own == narrow);
 
     // Malformed text changes when it is converted.
     const std::wstring wideText = String(text).toWstring();
     if (String(wideText) == text) {
         Outcome wide;
         fromPointer(wideText.c_str(), valueString, wide);
-        fuzz::require(wide == narrow);
+        require(wide == narrow);
 
         Outcome wideViewed;
         wideViewed.rest = narrow.rest;
         const iwstr wideView(wideText);
         parse(wideView, valueString, wideViewed);
-        fuzz::require(wideViewed == narrow);
+        require(wideViewed == narrow);
 
         std::wistringstream wideStream(wideText);
         Outcome wideStreamed;
         wideStreamed.rest = narrow.rest;
         parse(wideStream, valueString, wideStreamed);
-        fuzz::require(wideStreamed == narrow);
+        require(wideStreamed == narrow);
     }
 
     Outcome whole;
     fromStream(input, valueString, whole);
     const ntv::Unit copy(whole.tree);
-    fuzz::require(fuzz::isSame(copy, whole.tree) && fuzz::isSound(copy));
+    require(fuzz::isSame(copy, whole.tree) && fuzz::isSound(copy));
     for (int mode = ShowMode::COMPACT; mode <= ShowMode::FORMATTED; ++mode)
-        fuzz::require(!copy.str(mode, 15).empty());
+        require(!copy.str(mode, 15).empty());
 }
 
 }  // namespace

@@ -5,14 +5,11 @@
 #include <vector>
 
 #include "qor/pml/ntv_unit.h"
+#include "require.h"
 
 namespace fuzz {
 
 using qor::pml::ntv::Unit;
-
-inline void require(bool holds) {
-    if (!holds) __builtin_trap();
-}
 
 // The same names, types and values, all of the way down.
 inline bool isSame(const Unit& left, const Unit& right) {
@@ -33,7 +30,7 @@ inline bool isSame(const Unit& left, const Unit& right) {
     return true;
 }
 
-// Every child knows its parent and its place, and is found by its name or by its place.
+// Every child has its parent and its index, and is found by its name or by its index.
 inline bool isSound(const Unit& root) {
     std::vector<const Unit*> open{&root};
     while (!open.empty()) {

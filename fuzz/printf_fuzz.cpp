@@ -1,19 +1,16 @@
-// A format of any bytes, with flag and right characters of any kind, gives what a plain reading of
-// the rules gives, for any number of values.
+// A format of any bytes, with any flag and right characters, agrees with a plain implementation of
+// the rules, for any number of values.
 
 #include <algorithm>
 #include <string>
 #include <vector>
 
 #include "qor/string/printf.h"
+#include "require.h"
 
 namespace {
 
 using namespace qor;
-
-void require(bool holds) {
-    if (!holds) __builtin_trap();
-}
 
 // The rules again, without a list of tags. A tag that is still open at the end is one too.
 std::string filled(const std::string& format, char flag, char right,

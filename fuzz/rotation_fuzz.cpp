@@ -1,5 +1,5 @@
 // A log with a name of any bytes, beside files with names of any bytes, rotates: no line is lost
-// while there are fewer files than the count, and no file of another name is touched.
+// while there are fewer files than the count, and no other file is changed.
 
 #include <algorithm>
 #include <cstdlib>
@@ -10,14 +10,11 @@
 #include <vector>
 
 #include "nuv_flat_log.h"
+#include "require.h"
 
 namespace {
 
 namespace fs = std::filesystem;
-
-void require(bool holds) {
-    if (!holds) __builtin_trap();
-}
 
 class Directory {
 public:

@@ -1,6 +1,5 @@
-// A server takes any bytes in any portions from a client that closes or resets: whole frames are
-// told in order with their bytes, what follows the last whole frame is not, and the end is told
-// once.
+// A server takes any bytes in any portions from a client that closes or resets: the callback gets
+// complete frames in order, nothing of an incomplete one, and the end once.
 
 #include <arpa/inet.h>
 #include <sys/socket.h>
@@ -13,14 +12,11 @@
 
 #include "qor/mt/monitor.h"
 #include "qor/tcp/tcp_server.h"
+#include "require.h"
 
 namespace {
 
 using namespace qor;
-
-void require(bool holds) {
-    if (!holds) __builtin_trap();
-}
 
 class Receiver : public TcpCallback {
 public:
@@ -111,7 +107,7 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t siz
     const bool reset = data[1] % 4 == 0;
     const std::size_t portion = 1 + data[2];
 
-    // A connection that is reset before the server has looked at it is told to nobody.
+    // A connection that is reset before the server has accepted it is not reported.
     const int socket = connectTo(service.server.getLocalPort());
     sendTo(socket, std::string(4, '\0'));
     service.receiver->waitForFrame();
@@ -124,7 +120,7 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t siz
     ::setsockopt(socket, SOL_SOCKET, SO_LINGER, &now, sizeof now);
     ::close(socket);
     const std::vector<std::string> frames = service.receiver->frames();
-    // A reset discards what has not been read.
+    // A reset discards unread data.
     require(frames.size() <= expected.size() &&
             std::equal(frames.begin(), frames.end(), expected.begin()));
     require(reset || frames.size() == expected.size());

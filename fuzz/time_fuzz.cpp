@@ -1,4 +1,4 @@
-// Times read any text, and what they show reads back: calendar texts of times that the platform can
+// Times read any text, and their own text reads back: calendar texts of times that the platform can
 // break down, and numbers of milliseconds.
 
 #include <cstdint>
@@ -8,14 +8,11 @@
 
 #include "qor/base/base_type_time.h"
 #include "qor/base/exception.h"
+#include "require.h"
 
 namespace {
 
 using namespace qor;
-
-void require(bool holds) {
-    if (!holds) __builtin_trap();
-}
 
 // No clock is put back in this zone.
 const bool inZone = [] {

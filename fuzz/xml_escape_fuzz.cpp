@@ -4,14 +4,11 @@
 
 #include "qor/base/base_type_char.h"
 #include "qor/xml/xml_escape.h"
+#include "require.h"
 
 namespace {
 
 using namespace qor;
-
-void require(bool holds) {
-    if (!holds) __builtin_trap();
-}
 
 // The rules again, byte for byte.
 std::string decoded(const std::string& text) {

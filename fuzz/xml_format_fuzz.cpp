@@ -1,6 +1,9 @@
 // A tree that is written reads back as it was, but for text that is white space alone, which the
 // format does not keep.
 
+#include <algorithm>
+
+#include "choices.h"
 #include "qor/xml/XMLParser.h"
 #include "xml_tree.h"
 
@@ -8,36 +11,17 @@ namespace {
 
 using namespace qor;
 
-// Takes what it needs from the input; ones behind the end.
-class Choices {
-public:
-    explicit Choices(istr input) : input_(input) {}
-    bool atEnd() const { return input_.empty(); }
-    unsigned char byte() {
-        const unsigned char c = input_.empty() ? 1 : static_cast<unsigned char>(*input_);
-        ++input_;
-        return c;
-    }
-    // Any bytes but zeros.
-    String text() {
-        String text;
-        for (int n = byte() % 12; n > 0 && !atEnd(); --n) {
-            const unsigned char c = byte();
-            text += c != 0 ? c : static_cast<unsigned char>(']');
-        }
-        return text;
-    }
-    String name() {
-        constexpr std::string_view kNames = "abcdefghijklmnopqrstuvwxyz._-:\xC3\xA5<&\"'!?]";
-        String name = "n";
-        for (int n = byte() % 3; n > 0; --n)
-            name += kNames[byte() % kNames.size()];
-        return name;
-    }
+// Any bytes but zeros.
+String textOf(Choices& choices) {
+    String text = choices.bytes(12);
+    std::replace(text.begin(), text.end(), '\0', ']');
+    return text;
+}
 
-private:
-    istr input_;
-};
+String nameOf(Choices& choices) {
+    constexpr std::string_view kNames = "abcdefghijklmnopqrstuvwxyz._-:\xC3\xA5<&\"'!?]";
+    return "n" + choices.token(kNames);
+}
 
 bool isBlank(const String& text) {
     return text.find_first_not_of(" \t\r\n") == String::npos;
@@ -53,20 +37,20 @@ bool build(Choices& choices, XMLNode& root) {
                 break;
             case 1:
             case 2:
-                node->attr(choices.name()).value(choices.text());
+                node->attr(nameOf(choices)).value(textOf(choices));
                 break;
             case 3:
-                node->cdata(choices.text());
+                node->cdata(textOf(choices));
                 if (isBlank(std::as_const(*node).cdata())) node->cdata("");
                 break;
             case 4:
-                node->name(choices.name());
+                node->name(nameOf(choices));
                 break;
             case 5:
-                node->addChildNode(choices.name())->cdata("x");
+                node->addChildNode(nameOf(choices))->cdata("x");
                 break;
             default:
-                node = node->addChildNode(choices.name());
+                node = node->addChildNode(nameOf(choices));
         }
         mixed =
             mixed || (node->parent() != nullptr && !std::as_const(*node->parent()).cdata().empty());
@@ -79,18 +63,18 @@ bool build(Choices& choices, XMLNode& root) {
 
 extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t size) {
     Choices choices(istr(data, size));
-    XMLNode root(choices.name(), nullptr);
+    XMLNode root(nameOf(choices), nullptr);
     const bool mixed = build(choices, root);
-    fuzz::require(fuzz::isSound(root));
+    require(fuzz::isSound(root));
     for (const bool pretty : {false, true}) {
         if (pretty && mixed) continue;
         const XMLParser parser(root.str(pretty, 0));
-        fuzz::require(parser.rootNode() != nullptr && fuzz::isSame(root, *parser.rootNode()));
+        require(parser.rootNode() != nullptr && fuzz::isSame(root, *parser.rootNode()));
     }
     XMLNode other("other", nullptr);
     other.child("x").cdata("y");
     XMLNode& held = other.child("x");
     held.assign(root);
-    fuzz::require(fuzz::isSame(held, root) && fuzz::isSound(other));
+    require(fuzz::isSame(held, root) && fuzz::isSound(other));
     return 0;
 }

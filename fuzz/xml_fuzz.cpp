@@ -1,5 +1,5 @@
-// The XML parser takes any bytes, up to the first zero one, and makes a sound tree of them; each
-// further step behind the first root consumes something.
+// The XML parser takes any bytes, up to the first zero, and makes a sound tree of them; each
+// further step after the first root consumes input.
 
 #include <memory>
 #include <string>
@@ -11,7 +11,7 @@ namespace {
 
 using namespace qor;
 
-// Counts the calls, and looks at what they are about.
+// Counts the calls, and checks their arguments.
 struct Counter : XMLParserCallback {
     int begun = 0;
     int ended = 0;
@@ -20,13 +20,13 @@ struct Counter : XMLParserCallback {
 
     void onNodeBegin(XMLParser*, XMLNode* node) override {
         ++begun;
-        fuzz::require(node->numofAttrs() == 0);
+        require(node->numofAttrs() == 0);
     }
     void onNodeEnd(XMLParser*, XMLNode* node) override { ended += node != nullptr ? 1 : 0; }
     void onCDATAFound(XMLParser*, XMLNode* node) override { texts += node != nullptr ? 1 : 0; }
     void onAttrFound(XMLParser*, XMLAttr* attr) override {
         ++attrs;
-        fuzz::require(&attr->node()->attr(attr->name()) == attr);
+        require(&attr->node()->attr(attr->name()) == attr);
     }
     bool operator==(const Counter& other) const {
         return begun == other.begun && ended == other.ended && texts == other.texts &&
@@ -50,11 +50,11 @@ Outcome outcomeOf(istr text, bool further) {
         // Each step consumes something.
         unsigned long steps = 0;
         while (further && (parser.nextNode() || parser.nextNode()))
-            fuzz::require(++steps <= text.size());
+            require(++steps <= text.size());
     } catch (const XMLRuntimeException& e) {
-        fuzz::require(!e.msg().empty());
+        require(!e.msg().empty());
         outcome.line = e.line();
-        fuzz::require(!parser.nextNode());
+        require(!parser.nextNode());
     }
     outcome.tree.reset(parser.release());
     return outcome;
@@ -66,19 +66,19 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t siz
     const istr text(data, size);
     outcomeOf(text, true);
     Outcome first = outcomeOf(text, false);
-    // What stands behind the first zero does not count.
+    // Bytes after the first zero are ignored.
     const Outcome again = outcomeOf(std::string(data, data + size).c_str(), false);
-    fuzz::require(first.line == again.line && first.calls == again.calls);
-    fuzz::require((first.tree == nullptr) == (again.tree == nullptr));
+    require(first.line == again.line && first.calls == again.calls);
+    require((first.tree == nullptr) == (again.tree == nullptr));
     if (first.tree == nullptr) return 0;
-    fuzz::require(fuzz::isSame(*first.tree, *again.tree));
+    require(fuzz::isSame(*first.tree, *again.tree));
     const XMLNode copy(*first.tree);
     const String text1 = first.tree->str(false, 0);
-    fuzz::require(fuzz::isSound(*first.tree) && fuzz::isSame(*first.tree, copy));
-    fuzz::require(fuzz::isSound(copy) && copy.str(false, 0) == text1);
-    // A tree goes with the one that it was added to.
+    require(fuzz::isSound(*first.tree) && fuzz::isSame(*first.tree, copy));
+    require(fuzz::isSound(copy) && copy.str(false, 0) == text1);
+    // A tree is destroyed with the one that it was added to.
     XMLNode other("other", nullptr);
     other.addChildNode(first.tree.release());
-    fuzz::require(fuzz::isSound(other));
+    require(fuzz::isSound(other));
     return 0;
 }

@@ -5,14 +5,11 @@
 #include <vector>
 
 #include "qor/xml/XMLNode.h"
+#include "require.h"
 
 namespace fuzz {
 
 using qor::XMLNode;
-
-inline void require(bool holds) {
-    if (!holds) __builtin_trap();
-}
 
 // The same names, texts and attributes, all of the way down.
 inline bool isSame(const XMLNode& left, const XMLNode& right) {
@@ -33,7 +30,7 @@ inline bool isSame(const XMLNode& left, const XMLNode& right) {
     return true;
 }
 
-// Every child knows its parent and is found by its name, and every attribute knows its node.
+// Every child has its parent and is found by its name, and every attribute has its node.
 inline bool isSound(const XMLNode& root) {
     std::vector<const XMLNode*> open{&root};
     while (!open.empty()) {

@@ -92,7 +92,7 @@ if [[ "${CXX:-}" == *clang* ]]; then
 fi
 unset CXX
 echo "cross: building for $machine in ${build#"$PWD"/}"
-# What an emulator is not given, told with the reasons in the file.
+# Tests that an emulator cannot run; the file has the reasons.
 left_out=()
 if [ -n "$emulator" ]; then
     kinds=$([ "${LONG:-}" = on ] && echo cannot || echo "cannot|long")

@@ -49,7 +49,7 @@ as_root() {
 
 echo "setup: installing$missing"
 as_root apt-get update -qq
-# Without a terminal of its own dpkg tells what fails on the error output, which stays.
+# Without a terminal dpkg reports failures on the error output, which is kept.
 # shellcheck disable=SC2086  # one word for each package
 as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends \
     -o Dpkg::Use-Pty=0 $missing >/dev/null

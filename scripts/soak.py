@@ -1,22 +1,20 @@
 #!/usr/bin/env python3
-"""Fits a straight line to what a soak has sampled, after its first quarter, and draws it.
+"""Fits a straight line to the samples of a soak, after their first quarter, and draws it.
 
     soak.py SAMPLES.tsv DRAWING.svg
 
-A row has seconds, KiB of resident memory, descriptors, threads and microseconds of latency, which
-are 0 without visitors. Fails
-if a line rises by more than its quantity may.
+A row has seconds, KiB of resident memory, descriptors, threads and microseconds of latency, which is 0
+without visitors. Fails if a line rises by more than its quantity allows.
 """
+import math
 import sys
 
-# Name, unit, and by how much the line may rise from its start: by this share of it and this much.
-# Latency follows the load of the machine in a short run, so it is judged in a long one only.
-QUANTITIES = [("resident memory", "KiB", 0.05, 4096), ("descriptors", "", 0.02, 20),
-              ("threads", "", 0.02, 10), ("latency", "µs", 0.5, 500)]
+# Name, unit, and the rise of the line that is allowed: a share of its start, plus a fixed amount in a
+# long run and another one in a short run. In a short run the caches of allocators and sanitizers are
+# still filling, and latency follows the load of the machine, so that it is not judged.
+QUANTITIES = [("resident memory", "KiB", 0.05, 4096, 16384), ("descriptors", "", 0.02, 20, 20),
+              ("threads", "", 0.02, 10, 10), ("latency", "µs", 0.5, 500, math.inf)]
 LONG_RUN_SECONDS = 600
-# The caches of allocators and sanitizers fill in the first minutes, the more slowly the busier the
-# machine is.
-SHORT_RUN_KIB = 16384
 WIDTH, HEIGHT, MARGIN = 720, 150, 40
 
 
@@ -58,7 +56,7 @@ def main():
            "<style>text{fill:#555}.axis{stroke:#999}.samples{stroke:#47a}"
            ".line{stroke:#c40;stroke-width:2}</style>\n")
     grown = []
-    for i, (name, unit, share, least) in enumerate(QUANTITIES, start=1):
+    for i, (name, unit, share, in_long, in_short) in enumerate(QUANTITIES, start=1):
         if not any(row[i] for row in rows):
             continue
         begin, end = fit([(row[0], row[i]) for row in later])
@@ -68,10 +66,8 @@ def main():
         print(title)
         svg += chart((i - 1) * (HEIGHT + MARGIN) + 10, title, [(row[0], row[i]) for row in rows],
                      (later[0][0], later[-1][0]), (begin, end))
-        if unit == "KiB" and seconds < LONG_RUN_SECONDS:
-            least = SHORT_RUN_KIB
-        judged = name != "latency" or seconds >= LONG_RUN_SECONDS
-        if judged and end - begin > share * begin + least:
+        amount = in_long if seconds >= LONG_RUN_SECONDS else in_short
+        if end - begin > share * begin + amount:
             grown.append(name)
     with open(sys.argv[2], "w") as drawing:
         drawing.write(svg + "</svg>\n")

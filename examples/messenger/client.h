@@ -32,7 +32,7 @@ public:
         const qor::Monitor::Lock lock(monitor_);
         return armed_ = armed;
     }
-    // Behind it nobody calls this object any more.
+    // After it returns, this object gets no more calls.
     void close() {
         qor::TimerManager::instance()->killTimer(timer_);
         {
@@ -40,8 +40,8 @@ public:
             while (armed_)
                 monitor_.wait();
         }
-        // A release runs with the timers held: behind this call it has returned.
-        qor::TimerManager::instance()->numofTimers();
+        // The callback that has notified may not have returned yet.
+        qor::TimerManager::instance()->waitForReleases();
         tcp_.close();
     }
 

@@ -10,9 +10,9 @@
 
 namespace messenger {
 
-// Visitors that come and go, each with a connection, a heartbeat and a word to itself. Once all
-// places are taken, a visitor leaves and another one comes a moment later. Now and then the
-// switches of the library's logger are read anew.
+// Visitors that come and go, each with a connection, a heartbeat and a message to itself. When all
+// places are taken, a visitor leaves and another one comes a moment later. From time to time the
+// switches of the library's logger are read again.
 class Crowd : public qor::SimpleThread {
 public:
     Crowd(qor::TcpAddr server, std::size_t places, unsigned long heartbeat, int socketBuffer)

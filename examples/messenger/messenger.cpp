@@ -128,7 +128,7 @@ std::vector<Line> readTranscript(const std::string& path) {
     return lines;
 }
 
-// Speaks one user's lines, and measures until the server has told of each that it was delivered.
+// Speaks one user's lines, and measures the time until the server has confirmed each of them.
 class Speaker : public qor::SimpleThread {
 public:
     // Without rounds it speaks until it is stopped. It makes a pause after each round.
@@ -207,7 +207,7 @@ void show(Summary& summary) {
               << at(0.9) << ", 99% within " << at(0.99) << ", the longest " << at(1) << '\n';
 }
 
-// The server and those who speak; they are closed in any case.
+// The server and the speakers; they are closed in any case.
 struct Stage {
     ~Stage() {
         for (const auto& speaker : speakers)
@@ -224,8 +224,8 @@ struct Soak {
     std::size_t visitors = 0;
 };
 
-// Lets visitors come and go, and tells once in a while how long their words take. Returns how many
-// visits failed.
+// Lets visitors come and go, and shows the latency of their messages from time to time. Returns the
+// number of failed visits.
 unsigned watchCrowd(const Settings& settings, const qor::TcpAddr& server, const Soak& soak) {
     if (soak.visitors == 0) {
         signalledWithin(qor::Time::seconds(soak.seconds));

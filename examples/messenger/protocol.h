@@ -36,8 +36,7 @@ struct Login {
     qor::String name;
 };
 
-// A name that somebody has, and one that nameFault has something against, is refused, with a reason
-// for people.
+// A name that is taken, or that nameFault rejects, is refused with a reason for people.
 struct LoginReply {
     static constexpr Kind kKind = Kind::LoginReply;
     template <class Stream>
@@ -86,9 +85,8 @@ struct ContactListReply {
     std::vector<Contact> contacts;
 };
 
-// From a client, and to the one that it names, or to everybody else if it names nobody. The server
-// fills in who it is from and when it came, and sends each recipient a copy with the recipient's
-// name in it.
+// From a client to the one that it names, or to all others if it names none. The server fills in
+// the sender and the time, and sends each recipient a copy with the recipient's name in it.
 struct Text {
     static constexpr Kind kKind = Kind::Text;
     template <class Stream>
@@ -140,7 +138,8 @@ struct HeartbeatReply {
     }
 };
 
-// From the server, unasked: somebody has come, or has left. A recipient's name as in Text.
+// From the server without a request: a user has come or left. It has the recipient's name as Text
+// does.
 struct Presence {
     static constexpr Kind kKind = Kind::Presence;
     template <class Stream>
@@ -159,7 +158,7 @@ struct Presence {
     qor::Time at;
 };
 
-// The kind and the number alone, for who does not know yet what comes.
+// The kind and the number only, to decide how to decode the rest.
 struct Header {
     template <class Stream>
     void codec(Stream& s) {
@@ -192,7 +191,7 @@ struct Message {
     Body body;
 };
 
-// Raise nbr::DecodeException for what is no message.
+// Raise nbr::DecodeException if the payload is no message.
 inline Header headerOf(const qor::istr& payload) {
     Header header;
     qor::nbr::decode(payload, header);
@@ -217,7 +216,7 @@ inline bool isUnseen(char32_t c) {
            (c >= 0x205F && c <= 0x206F) || c == 0xFEFF || c == 0xFFFD;
 }
 
-// Text of somebody else for this terminal: each control character as U+FFFD.
+// Text of another user for this terminal: each control character becomes U+FFFD.
 inline qor::String printable(const qor::String& text) {
     qor::String whole = text;
     // A zero would end the conversion.
@@ -229,8 +228,8 @@ inline qor::String printable(const qor::String& text) {
     return wide;
 }
 
-// Why the name can't be one, for people; empty if it can. Names are shown on all terminals, and
-// stand before a colon and between blanks.
+// Why the name is not allowed, for people; empty if it is. Names are shown on all terminals, before
+// a colon and between blanks.
 inline qor::String nameFault(const qor::String& name) {
     constexpr std::size_t kLongest = 32;
     const std::wstring wide = name.toWstring();
@@ -262,8 +261,8 @@ void logMessage(const char* func, const char* what, const Message<Body>& message
     qor::writeDebugLog(log(), __FILE__, __LINE__, func, d.str(), "MSG.DEBUG");
 }
 
-// One end's way out. Frames that two threads send on one connection at once would mix, so they go
-// one at a time, and share a buffer.
+// The sender of one end. Frames that two threads send on one connection at the same time would be
+// mixed, so they are sent one at a time, and share a buffer.
 class Outbox {
 public:
     // Calls `send` with the encoded message, and returns its result.

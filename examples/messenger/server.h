@@ -7,8 +7,9 @@
 
 namespace messenger {
 
-// Knows who is there, and passes texts on. Each client is served on its connection's own thread; a
-// client that says what is no message loses its connection, as the decoder raises.
+// Keeps the list of users, and passes texts on. Each client is served on its connection's own
+// thread; a client that sends something else than a message loses its connection, since the decoder
+// raises.
 class Server : public qor::TcpCallback {
 public:
     bool open(unsigned short port, int socketBuffer) {
@@ -33,7 +34,7 @@ public:
             case Kind::Heartbeat:
                 return static_cast<void>(send(*session, Message(header.number, HeartbeatReply())));
             default:
-                // A kind that a newer client knows.
+                // A kind of newer clients.
                 return;
         }
     }
@@ -128,8 +129,8 @@ private:
         send(session, Message(number, reply));
     }
 
-    // A frame to a client that has just gone reaches all others; so clients look whether a text is
-    // for them.
+    // A frame to a client that has just disconnected is sent to all others; so clients check
+    // whether a text is for them.
     void pass(Session& session, Message<Text> text) {
         {
             const qor::Guard guard(mutex_);

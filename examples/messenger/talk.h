@@ -11,8 +11,8 @@
 
 namespace messenger {
 
-// The lines of a conversation on the console. Any thread may show some. What others have sent is
-// shown without its control characters, so that nobody reaches into another one's terminal.
+// The lines of a conversation on the console. Any thread may show lines. Received text is shown
+// without control characters, so that no user can control another user's terminal.
 class Screen {
 public:
     // "12:34:56 Ann: hello", and to one person "12:34:56 Ann to Bob: hello".

@@ -19,7 +19,7 @@
 #include "qor/timer/timerManager.h"
 #include "qor/xml/XMLNode.h"
 
-// The start and the end of the library. They know all subsystems, and so stand above them.
+// The start and the end of the library. They depend on all subsystems, and so are above them.
 
 namespace qor {
 

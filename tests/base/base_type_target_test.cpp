@@ -25,12 +25,9 @@ private:
 };
 
 TEST(Target, CutsTextToTheRoom) {
-    const struct {
-        unsigned long capacity;
-        istr text;
-        const char* result;
-    } cases[] = {{4, "abcdef", "abc"}, {4, "abc", "abc"},         {1, "abc", ""},
-                 {4, istr(), ""},      {8, istr("a\0b", 3), "a"}, {8, istr("abcdef", 2), "ab"}};
+    const std::tuple<unsigned long, istr, const char*> cases[] = {
+        {4, "abcdef", "abc"}, {4, "abc", "abc"},         {1, "abc", ""},
+        {4, istr(), ""},      {8, istr("a\0b", 3), "a"}, {8, istr("abcdef", 2), "ab"}};
     for (const auto& [capacity, text, result] : cases) {
         Room room(capacity);
         ostr(room.data(), capacity) = text;

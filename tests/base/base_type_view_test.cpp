@@ -9,27 +9,24 @@ TEST(View, TakesEveryKindOfSource) {
     const std::string text = "abc";
     const struct Named : std::string { using std::string::string; } named("abc");
     const unsigned char bytes[] = "abc";
-    const struct {
-        istr view;
-        unsigned long size;
-        bool null;
-    } cases[] = {{istr(), 0, true},
-                 {istr(nullptr, -1), 0, true},
-                 {istr(nullptr, 5), 5, true},
-                 {istr("abc", 0), 0, false},
-                 {text, 3, false},
-                 {named, 3, false},
-                 {ansi(), 0, true},
-                 {utf8("abc", 2), 2, false},
-                 {base64("abc", npos), 3, false},
-                 {istr("abc", 0xFFFFFFFFU), 3, false},
-                 {istr("abc", ~0UL), 3, false},
-                 {istr(bytes, 2), 2, false},
-                 {istr(text.data(), text.data() + 2), 2, false},
-                 {istr(istr("abc"), 9), 3, false},
-                 {istr(istr(text), istr(text.data() + 1)), 1, false},
-                 {istr_cp(text, 1252), 3, false},
-                 {istr("", support::kTooLarge), 0xFFFFFFFEUL, false}};
+    const std::tuple<istr, unsigned long, bool> cases[] = {
+        {istr(), 0, true},
+        {istr(nullptr, -1), 0, true},
+        {istr(nullptr, 5), 5, true},
+        {istr("abc", 0), 0, false},
+        {text, 3, false},
+        {named, 3, false},
+        {ansi(), 0, true},
+        {utf8("abc", 2), 2, false},
+        {base64("abc", npos), 3, false},
+        {istr("abc", 0xFFFFFFFFU), 3, false},
+        {istr("abc", ~0UL), 3, false},
+        {istr(bytes, 2), 2, false},
+        {istr(text.data(), text.data() + 2), 2, false},
+        {istr(istr("abc"), 9), 3, false},
+        {istr(istr(text), istr(text.data() + 1)), 1, false},
+        {istr_cp(text, 1252), 3, false},
+        {istr("", support::kTooLarge), 0xFFFFFFFEUL, false}};
     for (const auto& [view, size, null] : cases) {
         EXPECT_EQ(view.size(), size);
         EXPECT_EQ(view.is_null(), null);
@@ -44,17 +41,14 @@ TEST(View, TakesEveryKindOfSource) {
 }
 
 TEST(View, ComparesBytesAsUnsignedAndThenSizes) {
-    const struct {
-        istr left, right;
-        int sign;
-    } cases[] = {{istr(), "", 0},
-                 {"ab", "abc", -1},
-                 {"b", "abc", 1},
-                 {"a\xFF", "a\x01", 1},
-                 {istr(), "a", -1},
-                 {istr("a\0b", 3), istr("a\0c", 3), -1},
-                 {istr(nullptr, 5), istr(), 1},
-                 {istr(nullptr, 2), "ab", -1}};
+    const std::tuple<istr, istr, int> cases[] = {{istr(), "", 0},
+                                                 {"ab", "abc", -1},
+                                                 {"b", "abc", 1},
+                                                 {"a\xFF", "a\x01", 1},
+                                                 {istr(), "a", -1},
+                                                 {istr("a\0b", 3), istr("a\0c", 3), -1},
+                                                 {istr(nullptr, 5), istr(), 1},
+                                                 {istr(nullptr, 2), "ab", -1}};
     for (const auto& [left, right, sign] : cases) {
         SCOPED_TRACE(std::string(left) + "|" + std::string(right));
         const int order = left.compare(right);

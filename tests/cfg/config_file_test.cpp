@@ -1,6 +1,7 @@
 #include "qor/cfg/config_file.h"
 
 #include "support/test.h"
+#include "support/threads.h"
 
 namespace qor {
 namespace {
@@ -27,11 +28,7 @@ const char* const kUtf8 = "\xE5\xAE\x89";
 
 // The keys, those that are not there included.
 TEST_F(Configured, ReadsItsKeys) {
-    const struct {
-        const char* content;
-        unsigned long codepage;
-        const char* settings;
-    } cases[] = {
+    const std::tuple<const char*, unsigned long, const char*> cases[] = {
         {"", 65001, "(enable()codepage())"},
         {"config(enable(true) codepage(936) numofTimers(8000))", 936,
          "config(enable(true)codepage(936)numofTimers(8000))"},
@@ -40,20 +37,19 @@ TEST_F(Configured, ReadsItsKeys) {
         {"c(enable(maybe)codepage(many))", 65001, "c(enable(maybe)codepage(many))"},
         {"c(scalar)", 65001, "c((scalar)enable()codepage())"},
     };
-    for (const auto& test : cases) {
-        SCOPED_TRACE(test.content);
-        configure(test.content);
-        EXPECT_EQ(ConfigFile::codepage(), test.codepage);
+    for (const auto& [content, codepage, settings] : cases) {
+        SCOPED_TRACE(content);
+        configure(content);
+        EXPECT_EQ(ConfigFile::codepage(), codepage);
         EXPECT_EQ(ConfigFile::instance().mps().unit().str(pml::ShowMode::COMPACT).replace("\"", ""),
-                  test.settings);
+                  settings);
         EXPECT_FALSE(ConfigFile::instance().empty());
     }
     dumper d(true);
     ConfigFile::instance().dump(d);
     EXPECT_TRUE(d.str().starts_with("{enable_=true config_={direction_=output unit_={name_='c'"));
-    EXPECT_NE(
-        d.str().find("mps_={direction_=output unit_={name_= type_= value_=}} codepage_=65001}"),
-        String::npos);
+    EXPECT_TRUE(d.str().ends_with(
+        "mps_={direction_=output unit_={name_= type_= value_=}} codepage_=65001}"));
 }
 
 TEST_F(Configured, LoadsAgain) {
@@ -111,17 +107,12 @@ TEST_F(Configured, IsMadeOnceByThreadsThatConvertFirst) {
         configure("(* a comment *) c(codepage(936)enable(false))");
         std::atomic<int> ready{0};
         std::atomic<int> right{0};
-        std::vector<std::thread> threads;
-        for (int i = 0; i < 6; ++i) {
-            threads.emplace_back([&] {
-                ++ready;
-                while (ready < 6)
-                    std::this_thread::yield();
-                if (String(kWide) == kGbk) ++right;
-            });
-        }
-        for (std::thread& thread : threads)
-            thread.join();
+        inThreads(6, [&] {
+            ++ready;
+            while (ready < 6)
+                std::this_thread::yield();
+            if (String(kWide) == kGbk) ++right;
+        });
         ASSERT_EQ(right, 6);
     }
 }

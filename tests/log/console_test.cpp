@@ -1,34 +1,24 @@
 #include "qor/log/console.h"
 
+#include "support/child.h"
+#include "support/terminal.h"
 #include "support/test.h"
 
 namespace qor {
 namespace {
 
-// The console with streams of the test's own.
 class Console : public testing::Test {
 protected:
-    Console() : out_(std::cout.rdbuf(output_.rdbuf())), in_(std::cin.rdbuf(input_.rdbuf())) {
-        console::setOn(true);
-    }
+    Console() { console::setOn(true); }
     ~Console() override {
         console::destroy();
         console::setOn(false);
-        std::cout.rdbuf(out_);
-        std::cin.rdbuf(in_);
     }
 
-    std::string shown() {
-        console::flush();
-        return output_.str();
-    }
+    std::string shown() const { return terminal_.output.str(); }
+    std::string flushed() const { return console::flush(), shown(); }
 
-    std::stringstream output_;
-    std::stringstream input_;
-
-private:
-    std::streambuf* out_;
-    std::streambuf* in_;
+    support::Terminal terminal_;
 };
 
 TEST_F(Console, WritesWhatIsQueuedAtAFlush) {
@@ -39,15 +29,11 @@ TEST_F(Console, WritesWhatIsQueuedAtAFlush) {
     console::print(std::wstring());
     console::println("");
     console::println(L"end");
-    EXPECT_EQ(output_.str(), "");
-    EXPECT_EQ(shown(),
-              "narrow w\xC3\xAF"
-              "de \xC3\xA9 cut \nend\n");
+    EXPECT_EQ(shown(), "");
+    EXPECT_EQ(flushed(), "narrow wïde é cut \nend\n");
     console::setOn(false);
     console::println("dropped");
-    EXPECT_EQ(shown(),
-              "narrow w\xC3\xAF"
-              "de \xC3\xA9 cut \nend\n");
+    EXPECT_EQ(flushed(), "narrow wïde é cut \nend\n");
 }
 
 TEST_F(Console, ShowsThePromptAgainBehindOutput) {
@@ -55,49 +41,45 @@ TEST_F(Console, ShowsThePromptAgainBehindOutput) {
     const auto ask = [&] { return console::readline(line, "> "); };
     EXPECT_FALSE(ask());
     EXPECT_FALSE(ask());
-    EXPECT_EQ(output_.str(), "> ");
+    EXPECT_EQ(shown(), "> ");
     console::println("news");
-    EXPECT_EQ(shown(), "> \nnews\n");
-    input_.str("first line\nsecond\n");
+    EXPECT_EQ(flushed(), "> \nnews\n");
+    terminal_.input.str("first line\nsecond\n");
     EXPECT_TRUE(ask());
     EXPECT_EQ(line, "first line");
-    EXPECT_EQ(output_.str(), "> \nnews\n> ");
+    EXPECT_EQ(shown(), "> \nnews\n> ");
     std::wstring wide;
     EXPECT_TRUE(console::readline(wide, L"> "));
     EXPECT_EQ(wide, L"second");
-    EXPECT_EQ(output_.str(), "> \nnews\n> > ");
+    EXPECT_EQ(shown(), "> \nnews\n> > ");
     // The end of the input is no line, and the caller's loop is held up all the same.
     const Time before = Time::now(Time::Monotonic);
     EXPECT_FALSE(ask());
     EXPECT_LT(before, Time::now(Time::Monotonic));
 }
 
-// A streambuf that tells each time it is flushed.
+// A streambuf that counts how often it is flushed.
 struct Watched : std::stringbuf {
-    explicit Watched(std::function<void()> told) : told_(std::move(told)) {}
     int sync() override {
-        told_();
+        ++flushes;
+        flushes.notify_all();
         return 0;
     }
-    std::function<void()> told_;
+    std::atomic<int> flushes{0};
 };
 
 TEST(ConsoleThread, WritesByItself) {
-    std::atomic<int> flushes{0};
-    Watched buffer([&] {
-        ++flushes;
-        flushes.notify_all();
-    });
+    Watched buffer;
     std::streambuf* const before = std::cout.rdbuf(&buffer);
     console::open();  // off: nothing
     console::setOn(true);
     console::open();
     console::open();
     console::println("by itself");
-    flushes.wait(0);
+    buffer.flushes.wait(0);
     console::println("by request");
     console::flush();
-    flushes.wait(1);
+    buffer.flushes.wait(1);
     console::close();
     console::println("kept");
     console::close();
@@ -137,39 +119,35 @@ void readsLines(int in, int out, const std::vector<Typed>& steps) {
 TEST(ConsoleInput, GivesEachLineWhenItIsComplete) {
     const std::string longer(200000, 'x');
     for (const bool synced : {true, false}) {
-        EXPECT_EXIT(
-            {
-                std::ios::sync_with_stdio(synced);
-                int ends[2];
-                if (pipe(ends) != 0) std::exit(1);
-                readsLines(ends[0], ends[1],
-                           {{"one\ntwo\nthree\nfo", {"one", "two", "three"}},
-                            {"u", {}},
-                            {"r\n\nfive\nlast", {"four", "", "five"}},
-                            {nullptr, {"last"}}});
-            },
-            testing::ExitedWithCode(0), "");
+        const int status = statusOf([&] {
+            std::ios::sync_with_stdio(synced);
+            int ends[2];
+            if (pipe(ends) != 0) std::exit(1);
+            readsLines(ends[0], ends[1],
+                       {{"one\ntwo\nthree\nfo", {"one", "two", "three"}},
+                        {"u", {}},
+                        {"r\n\nfive\nlast", {"four", "", "five"}},
+                        {nullptr, {"last"}}});
+        });
+        EXPECT_EQ(status, 0);
     }
-    EXPECT_EXIT(
-        {
-            // An end that is typed at a terminal hands on what there is of a line, or is an end.
-            const int terminal = posix_openpt(O_RDWR | O_NOCTTY);
-            if (grantpt(terminal) != 0 || unlockpt(terminal) != 0) std::exit(1);
-            readsLines(open(ptsname(terminal), O_RDWR | O_NOCTTY), terminal,
-                       {{"ha\4", {}}, {"lf\n", {"half"}}, {"\4", {}}, {"on\n", {"on"}}});
-        },
-        testing::ExitedWithCode(0), "");
-    EXPECT_EXIT(
-        {
-            std::FILE* const file = std::tmpfile();
-            std::fputs(("a\n" + longer + "\nlast").c_str(), file);
-            std::rewind(file);
-            readsLines(fileno(file), -1, {{nullptr, {"a", longer, "last"}}});
-        },
-        testing::ExitedWithCode(0), "");
+    const int atTerminal = statusOf([] {
+        // An end that is typed at a terminal hands on what there is of a line, or is an end.
+        const int terminal = posix_openpt(O_RDWR | O_NOCTTY);
+        if (grantpt(terminal) != 0 || unlockpt(terminal) != 0) std::exit(1);
+        readsLines(open(ptsname(terminal), O_RDWR | O_NOCTTY), terminal,
+                   {{"ha\4", {}}, {"lf\n", {"half"}}, {"\4", {}}, {"on\n", {"on"}}});
+    });
+    EXPECT_EQ(atTerminal, 0);
+    const int ofFile = statusOf([&] {
+        std::FILE* const file = std::tmpfile();
+        std::fputs(("a\n" + longer + "\nlast").c_str(), file);
+        std::rewind(file);
+        readsLines(fileno(file), -1, {{nullptr, {"a", longer, "last"}}});
+    });
+    EXPECT_EQ(ofFile, 0);
     // Input without end that has no line.
-    EXPECT_EXIT(readsLines(open("/dev/zero", O_RDONLY), -1, {{nullptr, {}}}),
-                testing::ExitedWithCode(0), "");
+    EXPECT_EQ(statusOf([] { readsLines(open("/dev/zero", O_RDONLY), -1, {{nullptr, {}}}); }), 0);
 }
 
 }  // namespace

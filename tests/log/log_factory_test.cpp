@@ -41,20 +41,16 @@ TEST(Logger, NamedSwitchesAndTheirOppositesAreNotTheSame) {
     logger& log = logger_factory::instance("names");
     log.debugOn(true);
     log.msgLogOn(true);
-    log.appLog("on", true);
-    log.appLog("off", false);
-    log.msgLog("on", true);
-    log.msgLog("off", false);
-    const struct {
-        const char* name;
-        bool on;
-        bool off;
-    } known[] = {{"on", true, false}, {"off", false, true}, {"unknown", false, false}};
-    for (const auto& row : known) {
-        EXPECT_EQ(log.appLog(row.name), row.on) << row.name;
-        EXPECT_EQ(log.appLogOff(row.name), row.off) << row.name;
-        EXPECT_EQ(log.msgLog(row.name), row.on) << row.name;
-        EXPECT_EQ(log.msgLogOff(row.name), row.off) << row.name;
+    for (const bool on : {true, false}) {
+        log.appLog(on ? "on" : "off", on);
+        log.msgLog(on ? "on" : "off", on);
+    }
+    for (const std::string_view name : {"on", "off", "unknown"}) {
+        SCOPED_TRACE(name);
+        EXPECT_EQ(log.appLog(istr(name)), name == "on");
+        EXPECT_EQ(log.appLogOff(istr(name)), name == "off");
+        EXPECT_EQ(log.msgLog(istr(name)), name == "on");
+        EXPECT_EQ(log.msgLogOff(istr(name)), name == "off");
     }
     log.msgLog("default", true);
     EXPECT_TRUE(log.msgLog("unknown") && !log.msgLogOff("unknown") && !log.msgLog("off"));
@@ -66,32 +62,21 @@ TEST(Logger, NamedSwitchesAndTheirOppositesAreNotTheSame) {
 
 TEST(Logger, ReadsAndWritesItsSwitches) {
     logger& log = logger_factory::instance("codec");
-    const std::string before =
-        "(infoOn(1)debugOn(0)traceOn(0)dataLogOn(0)debugLogOn(0)traceLogOn(0)diagLogOn(0)cmdLogOn("
-        "0)"
-        "commLogOn(0)hbLogOn(0)appLogOn(1)appLogs:map()msgLogOn(0)msgLogs:map()maxStringSize(256)"
-        "consoleOn(0))";
-    pml::stream out;
-    log.codec(out);
-    EXPECT_EQ(out.toPml(false), before);
-
     pml::stream in("(infoOn(false)appLogs(A(1)B(0))maxStringSize(9)consoleOn(true))", false);
     log.codec(in);
     EXPECT_TRUE(!log.infoOn() && log.appLog("A") && log.appLogOff("B") && console::isOn());
     EXPECT_EQ(log.maxStringSize(), 9u);
     std::ostringstream shown;
     log.dump(shown);
-    EXPECT_NE(shown.str().find("@qor::loggerImpl{\n    infoOn_ = false\n    debugOn_ = false\n"),
-              std::string::npos)
-        << shown.str();
-    EXPECT_NE(shown.str().find("    maxStringSize_ = 9\n    console::isOn() = true\n"
-                               "    inited_ = true\n}"),
-              std::string::npos)
-        << shown.str();
-
-    // What a codec raises is logged by the logger that it is of.
+    EXPECT_TRUE(
+        contains(shown.str(), "@qor::loggerImpl{\n    infoOn_ = false\n    debugOn_ = false\n"));
+    EXPECT_TRUE(contains(shown.str(),
+                         "    maxStringSize_ = 9\n    console::isOn() = true\n"
+                         "    inited_ = true\n}"));
     pml::stream twice;
     log.codec(twice);
+    EXPECT_TRUE(contains(twice.toPml(false), "appLogs:map(A(1)B(0))msgLogOn(0)msgLogs:map()"));
+    // What a codec raises is logged by the logger that it is of.
     EXPECT_THROW(log.codec(twice), DuplicatedUnitException);
 
     logger_factory::destroy();
@@ -105,7 +90,7 @@ TEST(Writers, GiveLinesTheirShapes) {
     LogFile file("lines");
     logger& log = file.log();
     writeDataLog(log, __FILE__, __LINE__, "DATA", "as it is %s%n");
-    writeDebugLog(log, __FILE__, __LINE__, "qor::TimerQueue::kill", "timer 7", "TIMER.DEBUG");
+    writeDebugLog(log, __FILE__, __LINE__, "qor::Pump::open", "pump 7");
     writeInfoLog(log, __FILE__, __LINE__, "qor::Pump::open", "started %d");
     writeInfoLog(log, __FILE__, __LINE__, nullptr, istr(), nullptr);
     writeEntryLog(log, "left", "middle", "right", '.');
@@ -113,7 +98,7 @@ TEST(Writers, GiveLinesTheirShapes) {
     writeEntryLog(log, std::string(60, 'l'), std::string(50, 'm'), "123456", '.');
     EXPECT_EQ(file.entries(),
               "as it is %s%n\n"
-              "[TIMER.DEBUG][qor::TimerQueue::kill] timer 7\n"
+              "[DEBUG][qor::Pump::open] pump 7\n"
               "[INFO]open() started %d\n"
               "[]() \n" +
                   row("left middle", "right", '.') + std::string(60, 'l') + " " +
@@ -188,59 +173,14 @@ TEST(Logger, IsOpenedClosedAndOpenedAgain) {
     const std::string entries = file.entries();
     EXPECT_TRUE(entries.starts_with("one\r\nScrivo(v3.0) Begin Time:")) << entries;
     EXPECT_TRUE(entries.ends_with("\ntwo\n")) << entries;
-    EXPECT_EQ(entries.find("lost") + 1, 0u);
-    EXPECT_EQ(entries.find("above") + 1, 0u);
+    EXPECT_FALSE(contains(entries, "lost") || contains(entries, "above"));
 }
 
 TEST(Logger, LogsThrows) {
     LogFile file("QOR");
     EXPECT_THROW(QOR_THROW(OutOfRangeException, "qor::f", "too far"), OutOfRangeException);
-    EXPECT_NE(file.entries().find("     CAUSE: OutOfRangeException: too far\n        AT: qor::f("),
-              std::string::npos)
-        << file.entries();
-}
-
-// Of a worker its name stands in each line.
-TEST(Writers, NameTheWorker) {
-    class Worker : public SimpleThread {
-    public:
-        explicit Worker(logger& log) : SimpleThread(nullptr, "pump"), log_(log) {}
-
-    private:
-        bool onLoop() override {
-            writeDebugLog(log_, __FILE__, __LINE__, "f", "text");
-            return false;
-        }
-        logger& log_;
-    };
-    LogFile file("worker");
-    const Handle<Worker> worker(new Worker(file.log()));
-    worker->startAndWait();
-    worker->join();
-    EXPECT_EQ(file.entries(), "[DEBUG]{pump}[f] text\n");
-}
-
-TEST(Logger, TakesWritesAndSwitchesOfManyThreads) {
-    LogFile file("many");
-    logger& log = file.log();
-    std::vector<std::thread> threads;
-    for (int t = 0; t < 4; ++t) {
-        threads.emplace_back([&log, t] {
-            for (int i = 0; i < 200; ++i) {
-                log.appLog(t % 2 == 0 ? "A" : "B", i % 2 == 0);
-                log.debugOn(log.appLog("A"));
-                writeInfoLog(log, __FILE__, __LINE__, "f", "line");
-                if (i % 50 == 0) writeErrorLog(log, __FILE__, __LINE__, "f", "block");
-                if (t == 0 && i == 100) logger_factory::destroy();
-                if (t == 0 && i == 101) {
-                    log.close();
-                }
-            }
-        });
-    }
-    for (std::thread& thread : threads)
-        thread.join();
-    EXPECT_EQ(&logger_factory::instance("many"), &log);
+    EXPECT_TRUE(
+        contains(file.entries(), "     CAUSE: OutOfRangeException: too far\n        AT: qor::f("));
 }
 
 }  // namespace

@@ -48,20 +48,15 @@ TEST(TraceEntry, IsALineAtEachEndAndAFrameBetween) {
                                   filled("TIME<ID>[trace] TRACE~ silent()", '_'));
 }
 
-TEST(TraceEntry, IsCopiedWithItsInfo) {
-    const TraceEntry entry(logger_factory::instance("copied"), "a.cpp", 1, "f", LogType::Leave,
-                           "info");
-    const TraceEntry copy(entry);
-    EXPECT_EQ(copy.info(), "info");
-    EXPECT_EQ(copy.logType(), LogType::Leave);
-    EXPECT_EQ(tracer::instance()->container().size(), 2u);
-}
-
 TEST(TraceEntry, EndsWhenAnExceptionPasses) {
     logger& log = logger_factory::instance("unwound");
     try {
         QOR_TRACE(log, "f");
-        QOR_TRACE(log, "g", LogType::Both, "info");
+        const TraceEntry entry(log, "a.cpp", 1, "g", LogType::Leave, "info");
+        const TraceEntry copy(entry);
+        EXPECT_EQ(copy.info(), "info");
+        EXPECT_EQ(copy.logType(), LogType::Leave);
+        EXPECT_EQ(tracer::instance()->container().size(), 3u);
         throw 1;
     } catch (int) {
     }
@@ -79,25 +74,26 @@ TEST(TraceEntry, GoesUntracedWithoutMemory) {
     }).join();
 }
 
+// The stacks of all threads.
+std::string all() {
+    dumper d(true);
+    d << TRACER();
+    return d.str();
+}
+
 TEST(Tracer, KeepsAStackForEachThreadWhileItRuns) {
     logger& log = logger_factory::instance("threads");
-    const auto all = [] {
-        dumper d(true);
-        d << TRACER();
-        return d.str();
-    };
     const TraceEntry here(log, "a.cpp", 1, "here");
     std::thread([&] {
         const TraceEntry there(log, "b.cpp", 2, "there");
         EXPECT_EQ(stackText(), "there(b.cpp:2)");
-        EXPECT_NE(all().find("_v.func()='here'"), std::string::npos);
-        EXPECT_NE(all().find("_v.func()='there'"), std::string::npos);
+        EXPECT_TRUE(contains(all(), "_v.func()='here'") && contains(all(), "_v.func()='there'"));
     }).join();
-    EXPECT_EQ(all().find("_v.func()='there'") + 1, 0u) << all();
+    EXPECT_FALSE(contains(all(), "_v.func()='there'"));
 
     tracer& own = *tracer::instance();
     own.destroy_current_stack();
-    EXPECT_EQ(all().find("_v.func()='here'") + 1, 0u);
+    EXPECT_FALSE(contains(all(), "_v.func()='here'"));
     own.pop();  // nothing to take
     own.push("c.cpp", 3, "again");
     EXPECT_EQ(stackText(), "again(c.cpp:3)");
@@ -116,9 +112,7 @@ TEST(Tracer, ForgetsAThreadThatTracesAtItsEnd) {
         QOR_TRACE(logger_factory::instance("late"), "early");
         static_cast<void>(&last);
     }).join();
-    dumper d(true);
-    d << TRACER();
-    EXPECT_EQ(d.str().find("late") + 1, 0u) << d.str();
+    EXPECT_FALSE(contains(all(), "late"));
 }
 
 // A stream of which each write is a traced call.
@@ -136,29 +130,7 @@ TEST(Tracer, IsShownOnAStreamThatTraces) {
     std::ostream os(&buffer);
     dumper d(os);
     d << TRACER() << LOGGER_FACTORY();
-    EXPECT_NE(buffer.str().find("here"), std::string::npos);
-}
-
-TEST(Tracer, IsShownWhileThreadsTrace) {
-    logger& log = logger_factory::instance("shown");
-    std::atomic<bool> done{false};
-    std::vector<std::thread> threads;
-    for (int t = 0; t < 3; ++t) {
-        threads.emplace_back([&] {
-            for (int i = 0; i < 500; ++i) {
-                QOR_TRACE(log, "outer");
-                QOR_TRACE(log, "inner");
-                stackText();
-            }
-            done = true;
-        });
-    }
-    while (!done) {
-        dumper d(true);
-        d << TRACER();
-    }
-    for (std::thread& thread : threads)
-        thread.join();
+    EXPECT_TRUE(contains(buffer.str(), "here"));
 }
 
 }  // namespace

@@ -156,7 +156,7 @@ def converse(start_server, start_terminal, eve_at):
     assert "does not take Bob: somebody has this name" in twin.read_to_end()
     assert twin.process.wait() == 1
 
-    # The server goes, and comes back.
+    # The server ends, and starts again.
     server.quit()
     for terminal in (ann, bob):
         terminal.see(rf"{CLOCK} the connection is lost")
@@ -165,7 +165,7 @@ def converse(start_server, start_terminal, eve_at):
     server = start_server(server.port)
     for terminal in (ann, bob):
         terminal.see(rf"{CLOCK} connected again; here: ")
-    # Whoever comes back first is told of the other one, unless that was quicker.
+    # The first to return is told of the other one, unless both returned at once.
     ann.type("hello again")
     while True:
         seen = ann.see("Ann: hello again\n|nobody else is here")[0]

@@ -1,6 +1,7 @@
 #include "qor/mt/containers.h"
 
 #include "support/test.h"
+#include "support/threads.h"
 
 namespace qor {
 namespace {
@@ -28,13 +29,10 @@ TEST(LockedMap, InsertsReplacesAndErases) {
 
 TEST(LockedMap, HoldsItsLockDuringAccess) {
     mt::map<int, int> map;
-    const auto count = [&map] {
+    inThreads(2, [&map] {
         for (int i = 0; i < 1000; ++i)
             map.access([i](std::map<int, int>& values) { values[i % 7] += 1; });
-    };
-    std::thread other(count);
-    count();
-    other.join();
+    });
     int sum = 0;
     for (int key = 0; key < 7; ++key)
         sum += map[key];
@@ -66,6 +64,7 @@ TEST(LockedSet, InsertsOnce) {
     EXPECT_TRUE(set.insert(1));
     EXPECT_FALSE(set.insert(1));
     EXPECT_TRUE(set.has(1));
+    EXPECT_EQ(set.access([](const std::set<int>& values) { return *values.begin(); }), 1);
     EXPECT_TRUE(set.erase(1));
     EXPECT_FALSE(set.erase(1));
     EXPECT_TRUE(set.empty());

@@ -1,6 +1,8 @@
 #include "qor/mt/handle.h"
 
+#include "mt/shared_count.h"
 #include "support/test.h"
+#include "support/threads.h"
 
 namespace qor {
 namespace {
@@ -44,10 +46,10 @@ TEST(Handle, DeletesTheObjectOnceWithItsLastOwner) {
 TEST(Handle, TakesOverAShareAndLeavesTheDeletingToOthers) {
     int deleted = 0;
     auto* object = new Counted(deleted);
-    object->__FirstRef();
+    SharedCount::takeFirst(*object);
     Handle<Counted> owner = Handle<Counted>::adopt(object);
     object->__AddRef();
-    EXPECT_FALSE(object->__LastSubRef());
+    EXPECT_FALSE(SharedCount::giveUp(*object));
     EXPECT_EQ(object->__GetRef(), 1);
     owner.reset();
     EXPECT_EQ(deleted, 1);
@@ -55,7 +57,7 @@ TEST(Handle, TakesOverAShareAndLeavesTheDeletingToOthers) {
     for (const bool noDelete : {true, false}) {
         local.__setNoDelete(noDelete);
         local.__AddRef();
-        EXPECT_EQ(local.__LastSubRef(), !noDelete);
+        EXPECT_EQ(SharedCount::giveUp(local), !noDelete);
     }
     EXPECT_EQ(deleted, 1);
 }
@@ -92,14 +94,11 @@ TEST(Handle, RaisesWhenNullIsFollowed) {
 TEST(Handle, CountsFromManyThreads) {
     int deleted = 0;
     Handle<const Counted> shared(new Counted(deleted));
-    const auto count = [copy = shared] {
+    inThreads(2, [&shared] {
         for (int n = 0; n < 5000; ++n)
-            Handle<const Counted>(copy).reset();
-    };
-    std::thread other(count);
-    count();
-    other.join();
-    EXPECT_EQ(shared->__GetRef(), 2);
+            Handle<const Counted>(shared).reset();
+    });
+    EXPECT_EQ(shared->__GetRef(), 1);
     EXPECT_EQ(deleted, 0);
 }
 

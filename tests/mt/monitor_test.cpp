@@ -1,6 +1,7 @@
 #include "qor/mt/monitor.h"
 
 #include "support/test.h"
+#include "support/threads.h"
 
 namespace qor {
 namespace {
@@ -97,7 +98,7 @@ TEST(Monitor, HandsATurnToAndFro) {
     constexpr int kTurns = 1000;
     Monitor monitor;
     int turn = 0;
-    const auto play = [&](int side) {
+    inThreads(2, [&](int side) {
         const Monitor::Lock lock(monitor);
         while (turn < kTurns) {
             if (turn % 2 == side) {
@@ -107,10 +108,7 @@ TEST(Monitor, HandsATurnToAndFro) {
                 EXPECT_TRUE(monitor.wait(Time::forever()));
             }
         }
-    };
-    std::thread other(play, 1);
-    play(0);
-    other.join();
+    });
     EXPECT_EQ(turn, kTurns);
 }
 

@@ -1,6 +1,7 @@
 #include "qor/mt/quick_mutex.h"
 
 #include "support/test.h"
+#include "support/threads.h"
 
 namespace qor {
 namespace {
@@ -12,7 +13,7 @@ TEST(QuickMutex, LetsOneThreadInAtATimeAndWakesWhoSleeps) {
     const QuickMutex mutex;
     int inside = 0;
     long count = 0;
-    const auto work = [&] {
+    inThreads(kThreads, [&] {
         for (int i = 0; i < kRounds; ++i) {
             errno = 4711;
             mutex.lock();
@@ -24,12 +25,7 @@ TEST(QuickMutex, LetsOneThreadInAtATimeAndWakesWhoSleeps) {
             mutex.unlock();
             EXPECT_EQ(errno, 4711);
         }
-    };
-    std::vector<std::thread> threads;
-    for (int i = 0; i < kThreads; ++i)
-        threads.emplace_back(work);
-    for (std::thread& thread : threads)
-        thread.join();
+    });
     EXPECT_EQ(count, kThreads * kRounds);
 }
 

@@ -1,6 +1,7 @@
 #include "qor/mt/threadUtil.h"
 
 #include "support/test.h"
+#include "support/threads.h"
 
 namespace qor {
 namespace {
@@ -87,8 +88,8 @@ TEST(AsyncThreadManager, KeepsThreadsUntilTheyEnd) {
     EXPECT_EQ(manager.size(), 2U);
     dumper d(true);
     const std::string text = manager.dump(d).str();
-    EXPECT_EQ(text.find("{name_='jobs' threads_={{name()='worker'"), 0U) << text;
-    EXPECT_NE(text.find("} closing_=false}"), std::string::npos) << text;
+    EXPECT_TRUE(text.starts_with("{name_='jobs' threads_={{name()='worker'")) << text;
+    EXPECT_TRUE(text.ends_with("} closing_=false}")) << text;
     manager.close();
     EXPECT_EQ(manager.size(), 0U);
     EXPECT_FALSE(workers[3]->living() || workers[4]->living());
@@ -110,13 +111,13 @@ TEST(AsyncThreadManager, KeepsThreadsUntilTheyEnd) {
          {"jobs 2 threads still living, try stop them...", "jobs 2 threads stopped, 0 remaning",
           "closing jobs thread manager, not put new thread into it",
           "jobs 1 threads stopped, 0 remaning"})
-        EXPECT_NE(entries.find(line), std::string::npos) << line;
-    EXPECT_EQ(entries.find(" 0 threads"), std::string::npos);
+        EXPECT_TRUE(contains(entries, line));
+    EXPECT_FALSE(contains(entries, " 0 threads"));
 }
 
 TEST(AsyncThreadManager, StandsThreadsThatEndWhileTheyAreTaken) {
     AsyncThreadManager manager("busy");
-    const auto put = [&] {
+    inThreads(2, [&manager] {
         for (int i = 0; i < 200; ++i) {
             const Handle<Worker> worker(makeHandle<Worker>("test"));
             worker->startAndWait();
@@ -125,10 +126,7 @@ TEST(AsyncThreadManager, StandsThreadsThatEndWhileTheyAreTaken) {
             ending.join();
             worker->join();
         }
-    };
-    std::thread other(put);
-    put();
-    other.join();
+    });
     EXPECT_EQ(manager.size(), 0U);
 }
 

@@ -2,8 +2,10 @@
 
 #include <latch>
 
+#include "support/child.h"
 #include "support/fork.h"
 #include "support/test.h"
+#include "support/threads.h"
 
 namespace qor {
 namespace {
@@ -104,16 +106,12 @@ TEST(ThreadControl, OutlivesItsThread) {
     std::promise<void> go;
     ThreadControl control = Handle<Body>(new Body([&] { go.get_future().wait(); }))->start();
     EXPECT_TRUE(control.isAlive());
-    std::vector<std::thread> others;
-    for (int i = 0; i < 4; ++i)
-        others.emplace_back([copy = control] {
-            copy.join();
-            EXPECT_FALSE(copy.isAlive());
-        });
-    go.set_value();
-    control.join();
-    for (std::thread& other : others)
-        other.join();
+    inThreads(5, [&](int i) {
+        if (i == 0) go.set_value();
+        const ThreadControl copy = control;
+        copy.join();
+        EXPECT_FALSE(copy.isAlive());
+    });
     control.join();
     control = ThreadControl::current();
     EXPECT_EQ(control.id(), static_cast<unsigned>(gettid()));
@@ -174,25 +172,6 @@ TEST(Thread, HasTheStackThatItAsksForOrEnough) {
     }
 }
 
-TEST(Thread, IsAsItWasWhenThereIsNoThreadToBeHad) {
-    bool ran = false;
-    const Handle<Body> thread(new Body([&] { ran = true; }));
-    unsigned long pages = 0;
-    std::ifstream("/proc/self/statm") >> pages;
-    rlimit before{};
-    getrlimit(RLIMIT_AS, &before);
-    rlimit limited = before;
-    limited.rlim_cur = pages * static_cast<unsigned long>(getpagesize()) + (256UL << 20);
-    setrlimit(RLIMIT_AS, &limited);
-    const std::string raised = raisedIn<ThreadSyscallException>([&] { thread->start(~0U); });
-    setrlimit(RLIMIT_AS, &before);
-    EXPECT_EQ(raised, "qor::Thread::start");
-    EXPECT_FALSE(thread->started());
-    EXPECT_EQ(thread->__GetRef(), 1);
-    thread->start().join();
-    EXPECT_TRUE(ran);
-}
-
 TEST(Thread, IsAsItWasWithoutMemory) {
     const Handle<Worker> worker(new Worker);
     EXPECT_GT(support::failEachAllocation([&] { worker->startAndWait(); },
@@ -250,56 +229,52 @@ bool never() {
 }
 
 TEST(SimpleThread, LivesFromBirthToDeath) {
-    const struct {
+    struct Life {
         const char* name;
-        void (*before)(Worker&);
-        void (*then)(Worker&);
         int stops;
-    } rows[] = {
-        {"stopped", [](Worker&) {},
+        void (*before)(Worker&);
+        void (*then)(Worker&) = [](Worker&) {};
+    };
+    const auto nothing = [](Worker&) {};
+    const Life lives[] = {
+        {"stopped", 1, nothing,
          [](Worker& worker) {
              EXPECT_TRUE(worker.living());
              worker.stop();
              EXPECT_TRUE(worker.activeStopping());
              worker.stop();
-         },
-         1},
-        {"told to end", [](Worker&) {},
+         }},
+        {"told to end", 1, nothing,
          [](Worker& worker) {
              worker.living(false);
              EXPECT_FALSE(worker.activeStopping());
-         },
-         1},
-        {"stopped before the start",
+         }},
+        {"stopped before the start", 2,
          [](Worker& worker) {
              worker.stop();
              EXPECT_TRUE(worker.stop(Time()));
              worker.work = never;
-         },
-         [](Worker&) {}, 2},
-        {"stopped from inside",
+         }},
+        {"stopped from inside", 2,
          [](Worker& worker) {
              worker.work = [&] { return worker.stop(), worker.stop(Time::seconds(60)); };
-         },
-         [](Worker&) {}, 2},
-        {"ended by its work", [](Worker& worker) { worker.work = [] { return false; }; },
-         [](Worker&) {}, 0},
-        {"not born",
+         }},
+        {"ended by its work", 0, [](Worker& worker) { worker.work = [] { return false; }; }},
+        {"not born", 0,
          [](Worker& worker) {
              worker.birth = [] { return false; };
              worker.work = never;
-         },
-         [](Worker&) {}, 0},
+         }},
     };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.name);
+    for (const auto& [name, stops, before, then] : lives) {
+        SCOPED_TRACE(name);
         const Handle<Worker> worker(new Worker);
-        row.before(*worker);
+        before(*worker);
         worker->startAndWait();
-        row.then(*worker);
+        then(*worker);
         worker->join();
         EXPECT_EQ(worker->calls(), "birth death ");
-        EXPECT_EQ(worker->stops, row.stops);
+        EXPECT_EQ(worker->stops, stops);
         EXPECT_FALSE(worker->living());
         EXPECT_FALSE(worker->getThreadControl().isAlive());
     }
@@ -328,6 +303,7 @@ TEST(SimpleThread, IsStoppedByTwoAtOnce) {
 }
 
 TEST(SimpleThread, TellsItsOwnerUnlessItWasStopped) {
+    const LogFile log("QOR");
     const auto toldAfter = [](void (*finish)(Worker&)) {
         Owner owner;
         const Handle<Worker> worker(new Worker(&owner));
@@ -343,6 +319,7 @@ TEST(SimpleThread, TellsItsOwnerUnlessItWasStopped) {
         worker.detach();
         worker.stopOnly();
     }));
+    EXPECT_EQ(linesOf(log, "[INFO]{worker}on_thread_exit() notify owner(boss) thread exit"), 1);
 }
 
 TEST(SimpleThread, IsGivenUpWhenItDoesNotLookUp) {
@@ -375,45 +352,29 @@ TEST(SimpleThread, IsGivenUpWhenItDoesNotLookUp) {
 
 TEST(SimpleThread, SaysInTheLogWhatBecomesOfIt) {
     const LogFile log("QOR");
-    String name;
-    {
-        Owner owner;
-        const Handle<Worker> worker(new Worker(&owner));
-        EXPECT_EQ(worker->fullname(), "worker");
-        worker->stop(Time());
-        worker->birth = [] { return false; };
-        worker->startAndWait();
-        worker->join();
-        name = worker->fullname();
-        EXPECT_EQ(name, "worker" + worker->threadIdString());
-        worker->stop();
-        worker->stop(Time::seconds(1));
-        worker->stopOnly();
-
-        const Handle<Worker> ended(new Worker(&owner));
-        ended->work = [] { return false; };
-        ended->startAndWait();
-        ended->join(Time::seconds(60));
-    }
-    const struct {
-        String line;
-        int count;
-    } rows[] = {
-        {"[INFO]onStop_i() worker thread stopping...", 1},
-        {"[INFO]stop() worker thread not started.", 1},
-        {"[INFO]{worker}run_i() thread begin.", 2},
-        {"[INFO]{worker}onBirth_i() thread begin failure, won't enter run loop.", 1},
-        {"[INFO]{worker}run_i() thread end.", 2},
-        {"[INFO]stop() " + name + " thread already stopped.", 1},
-        {"[INFO]stop() " + name + "(00:00:01) thread already stopped.", 1},
-        {"[INFO]stopOnly() " + name + " thread stopping only...", 1},
-        {"[INFO]{worker}on_thread_exit() notify owner(boss) thread exit", 1},
-        {" thread stopped.", 1},
-        {"[INFO]~SimpleThread() " + name + " thread finalized.", 1},
-        {"[INFO]~ThreadOwner() thread owner boss finalized", 1},
-    };
-    for (const auto& row : rows)
-        EXPECT_EQ(linesOf(log, row.line), row.count) << row.line;
+    Owner owner;
+    const Handle<Worker> worker(new Worker(&owner));
+    EXPECT_EQ(worker->fullname(), "worker");
+    worker->stop(Time());
+    worker->birth = [] { return false; };
+    worker->startAndWait();
+    worker->join(Time::seconds(60));
+    const String name = worker->fullname();
+    EXPECT_EQ(name, "worker" + worker->threadIdString());
+    worker->stop();
+    worker->stop(Time::seconds(1));
+    worker->stopOnly();
+    const String lines[] = {"[INFO]onStop_i() worker thread stopping...",
+                            "[INFO]stop() worker thread not started.",
+                            "[INFO]{worker}run_i() thread begin.",
+                            "[INFO]{worker}onBirth_i() thread begin failure, won't enter run loop.",
+                            "[INFO]{worker}run_i() thread end.",
+                            "[INFO]stop() " + name + " thread already stopped.",
+                            "[INFO]stop() " + name + "(00:00:01) thread already stopped.",
+                            "[INFO]stopOnly() " + name + " thread stopping only...",
+                            " thread stopped."};
+    for (const String& line : lines)
+        EXPECT_EQ(linesOf(log, line), 1) << line;
 }
 
 TEST(SimpleThread, IsNotWaitedForLongerThanAsked) {
@@ -450,13 +411,8 @@ TEST(SimpleThread, WaitsForANotificationWhileItLives) {
 
 TEST(SimpleThread, CannotBeBroughtToLife) {
     const Handle<Worker> worker(new Worker);
-    try {
-        worker->living(true);
-        ADD_FAILURE();
-    } catch (const InvalidDataException& e) {
-        EXPECT_STREQ(e.func(), "qor::SimpleThread::living");
-        EXPECT_STREQ(e.msg(), "InvalidDataException: living(true) is not expected");
-    }
+    EXPECT_EQ(raised<InvalidDataException>([&] { worker->living(true); }),
+              "qor::SimpleThread::living: InvalidDataException: living(true) is not expected");
     EXPECT_TRUE(worker->living());
 }
 
@@ -645,8 +601,7 @@ TEST(ThreadFactory, KnowsAForkedChild) {
     }));
     const ThreadControl other = dumping->start();
     for (int i = 0; i < 20; ++i) {
-        const pid_t child = fork();
-        if (child == 0) {
+        const int status = statusOf([&] {
             alarm(30);
             const auto self = static_cast<unsigned long>(gettid());
             const bool fresh = SimpleThread::current().sThreadId_ == idText("<%d.%4lu>", self) &&
@@ -654,9 +609,7 @@ TEST(ThreadFactory, KnowsAForkedChild) {
             const bool alone = registry().find(parent) == std::string::npos && !other.isAlive();
             other.join();
             _exit(fresh && alone ? 0 : 1);
-        }
-        int status = -1;
-        waitpid(child, &status, 0);
+        });
         EXPECT_EQ(status, 0);
         EXPECT_EQ(SimpleThread::current().sThreadId_, parent);
     }

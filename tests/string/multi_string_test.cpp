@@ -8,14 +8,12 @@ namespace {
 using Parts = std::list<String>;
 
 TEST(MultiString, SplitsItsText) {
-    const struct {
-        const char *text, *separator;
-        Parts parts;
-    } cases[] = {{"a,b,", ",", {"a", "b", ""}},          {",", ",", {"", ""}}, {"", ",", {}},
-                 {"aaaa-", "aa", {"", "", "-"}},         {"a", "long", {"a"}}, {"", "", {}},
-                 {"ab", "", {"a", "b", String("\0", 1)}}};
-    for (const auto& c : cases)
-        EXPECT_EQ(MultiString(c.text, c.separator).list(), c.parts) << c.text;
+    const std::tuple<const char*, const char*, Parts> cases[] = {
+        {"a,b,", ",", {"a", "b", ""}},          {",", ",", {"", ""}}, {"", ",", {}},
+        {"aaaa-", "aa", {"", "", "-"}},         {"a", "long", {"a"}}, {"", "", {}},
+        {"ab", "", {"a", "b", String("\0", 1)}}};
+    for (const auto& [text, separator, parts] : cases)
+        EXPECT_EQ(MultiString(text, separator).list(), parts) << text;
 }
 
 TEST(MultiString, KeepsTextAndPartsInStep) {

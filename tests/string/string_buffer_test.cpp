@@ -19,18 +19,17 @@ std::string letters(unsigned long n) {
 }
 
 TEST(StringBuffer, GrowsToTheDoubleOrToWhatIsWanted) {
-    const struct {
-        unsigned long asked, before, added, after;
-    } cases[] = {{0, 255, 255, 255},   {100, 255, 300, 512}, {255, 255, 513, 513},
-                 {256, 256, 257, 514}, {300, 300, 300, 300}, {300, 300, 800, 800}};
-    for (const auto& c : cases) {
-        StringBuffer buffer(c.asked);
-        EXPECT_EQ(buffer.max_size(), c.before);
-        EXPECT_EQ(buffer.isInternal(), c.asked < 256);
+    const std::array<unsigned long, 4> cases[] = {{0, 255, 255, 255},   {100, 255, 300, 512},
+                                                  {255, 255, 513, 513}, {256, 256, 257, 514},
+                                                  {300, 300, 300, 300}, {300, 300, 800, 800}};
+    for (const auto& [asked, before, added, after] : cases) {
+        StringBuffer buffer(asked);
+        EXPECT_EQ(buffer.max_size(), before);
+        EXPECT_EQ(buffer.isInternal(), asked < 256);
         EXPECT_EQ(text(buffer), "");
-        buffer += letters(c.added);
-        EXPECT_EQ(buffer.max_size(), c.after);
-        EXPECT_EQ(text(buffer), letters(c.added));
+        buffer += letters(added);
+        EXPECT_EQ(buffer.max_size(), after);
+        EXPECT_EQ(text(buffer), letters(added));
     }
 }
 

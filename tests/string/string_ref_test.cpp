@@ -22,12 +22,8 @@ struct Field {
 
 TEST(StringRef, WritesAndPlacesAsMuchAsFits) {
     const char* const null = nullptr;
-    const struct {
-        unsigned long capacity;
-        std::function<void(Ref)> write;
-        unsigned long position;
-        const char* memory;
-    } cases[] = {
+    using Write = std::function<void(Ref)>;
+    const std::tuple<unsigned long, Write, unsigned long, const char*> cases[] = {
         {4, [](Ref r) { r.append("ab"); }, 2, "ab.#####"},
         {4, [](Ref r) { r.append("abcdef"); }, 4, "abcd####"},
         {4, [](Ref r) { r.append("abcdef", 1); }, 1, "a.######"},
@@ -56,11 +52,11 @@ TEST(StringRef, WritesAndPlacesAsMuchAsFits) {
         {8, [](Ref r) { r.center(""); }, 0, "########"},
         {1, [](Ref r) { r.center("abc"); }, 0, "########"},
     };
-    for (const auto& c : cases) {
-        Field field(c.capacity);
-        c.write(field.ref);
-        EXPECT_EQ(field.all(), c.memory);
-        EXPECT_EQ(field.ref.size(), c.position) << c.memory;
+    for (const auto& [capacity, write, position, memory] : cases) {
+        Field field(capacity);
+        write(field.ref);
+        EXPECT_EQ(field.all(), memory);
+        EXPECT_EQ(field.ref.size(), position) << memory;
     }
 }
 

@@ -34,14 +34,7 @@ istr bytes(const char (&text)[N]) {
 }
 
 TEST(StringSlice, FindsAText) {
-    const struct {
-        istr text;
-        unsigned long start;
-        istr sought;
-        bool found;
-        istr walked;
-        unsigned long cursor;
-    } cases[] = {
+    const std::tuple<istr, unsigned long, istr, bool, istr, unsigned long> cases[] = {
         {"a=b=c", 2, "=", true, "b", 4},
         {"a\r\r\nb", 0, "\r\n", true, "a\r", 4},
         {"ab", 1, "x", false, "b", 2},
@@ -55,14 +48,14 @@ TEST(StringSlice, FindsAText) {
         {bytes("ab\0xyz"), 0, bytes("b\0?"), true, "a", 4},
         {bytes("ab\0"), 0, bytes("b\0?"), false, bytes("ab\0"), 3},
     };
-    for (const auto& c : cases) {
-        StringSlice reading(c.text.data(), c.text.size(), c.start);
+    for (const auto& [text, start, sought, found, walked, cursor] : cases) {
+        StringSlice reading(text.data(), text.size(), start);
         StringSlice skipping = reading;
-        EXPECT_EQ(reading.match(c.sought), c.found && c.walked.empty()) << c.text << c.sought;
-        EXPECT_EQ(reading.readUntil(c.sought), c.walked) << c.text << c.sought;
-        EXPECT_EQ(skipping.skipTo(c.sought), c.found);
-        EXPECT_EQ(reading.cursor(), c.cursor);
-        EXPECT_EQ(skipping.cursor(), c.cursor);
+        EXPECT_EQ(reading.match(sought), found && walked.empty()) << text << sought;
+        EXPECT_EQ(reading.readUntil(sought), walked) << text << sought;
+        EXPECT_EQ(skipping.skipTo(sought), found);
+        EXPECT_EQ(reading.cursor(), cursor);
+        EXPECT_EQ(skipping.cursor(), cursor);
     }
     EXPECT_TRUE(StringSlice("abcd", 3, 1).match("bc"));
     EXPECT_FALSE(StringSlice("abcd", 3, 1).match("bcd"));

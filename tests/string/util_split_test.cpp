@@ -20,18 +20,15 @@ TEST(Util, SplitsAtTheFirstBlank) {
 }
 
 TEST(Util, SplitsIntoItems) {
-    const struct {
-        const char* text;
-        bool keepBlanks;
-        std::vector<String> items;
-    } cases[] = {{"a, b ,\n c", false, {"old", "a", "b ", "c"}},
-                 {"a, b", true, {"old", "a", " b"}},
-                 {",a,,", false, {"old", "", "a", ""}},
-                 {"", false, {"old"}}};
-    for (const auto& c : cases) {
+    const std::tuple<const char*, bool, std::vector<String>> cases[] = {
+        {"a, b ,\n c", false, {"old", "a", "b ", "c"}},
+        {"a, b", true, {"old", "a", " b"}},
+        {",a,,", false, {"old", "", "a", ""}},
+        {"", false, {"old"}}};
+    for (const auto& [text, keepBlanks, items] : cases) {
         std::vector<String> out{"old"};
-        Util::split(c.text, out, ',', c.keepBlanks);
-        EXPECT_EQ(out, c.items) << c.text;
+        Util::split(text, out, ',', keepBlanks);
+        EXPECT_EQ(out, items) << text;
     }
 }
 

@@ -1,6 +1,8 @@
 #ifndef QOR_TESTS_SUPPORT_LOG_FILE_H
 #define QOR_TESTS_SUPPORT_LOG_FILE_H
 
+#include <gtest/gtest.h>
+
 #include <algorithm>
 #include <fstream>
 #include <sstream>
@@ -12,6 +14,12 @@
 #include "support/temp_dir.h"
 
 namespace support {
+
+// Whether the text has the part. A check that fails shows the text.
+inline testing::AssertionResult contains(const std::string& text, const std::string& part) {
+    const bool found = text.find(part) != std::string::npos;
+    return testing::AssertionResult(found) << '"' << part << "\" in\n" << text;
+}
 
 // A logger with a file of its own.
 class LogFile {

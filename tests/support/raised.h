@@ -5,16 +5,23 @@
 
 namespace support {
 
-// The function that an exception of the library says it was raised in; empty if the call does not
-// raise. Exceptions of other types pass.
+// The function that an exception of the library says it was raised in, ": " and its message; empty
+// if the call does not raise. Exceptions of other types pass.
 template <class Exception, class Call>
-std::string raisedIn(Call&& call) {
+std::string raised(Call&& call) {
     try {
         call();
     } catch (const Exception& e) {
-        return e.func();
+        return std::string(e.func()) + ": " + e.msg();
     }
     return std::string();
+}
+
+// The function alone.
+template <class Exception, class Call>
+std::string raisedIn(Call&& call) {
+    const std::string text = raised<Exception>(call);
+    return text.substr(0, text.find(": "));
 }
 
 }  // namespace support

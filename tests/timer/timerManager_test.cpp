@@ -255,6 +255,33 @@ TEST_F(Service, StandsClosingAndOpeningMeanwhile) {
     timers().close();
 }
 
+// A thread that waits while a release is under way on another one returns after it. The callback
+// itself, which calls the same, does not wait.
+TEST_F(Service, WaitsForTheReleasesUnderWay) {
+    Event released;
+    std::atomic<bool> waits{false}, returned{false}, over{false};
+    object_.onRelease = [&](TimerId, unsigned long) {
+        timers().waitForReleases();
+        released.happen();
+        while (!waits)
+            ThreadControl::yield();
+        for (int i = 0; i < 1000 && !returned; ++i)
+            ThreadControl::yield();
+        EXPECT_FALSE(returned);
+        over = true;
+    };
+    const TimerId id = set(1000, 0);
+    std::thread killer([&] { timers().killTimer(id); });
+    released.wait();
+    waits = true;
+    timers().waitForReleases();
+    EXPECT_TRUE(over);
+    returned = true;
+    killer.join();
+    EXPECT_EQ(object_.take(), "-1");
+    timers().waitForReleases();
+}
+
 // A callback that ends the service does not wait for one that another callback had started.
 TEST_F(Service, CanBeEndedByTheCallbacksOfTwoThreads) {
     Event second, over[2];

@@ -122,7 +122,7 @@ def test_inspect_failures():
               (0, b"", b""))
         with open(target) as file:
             check(file.read(), '{ "@x":1 }\n')
-    # A reader that goes away.
+    # A reader that closes the pipe.
     process = subprocess.Popen(
         [os.path.join(tools, "qor-inspect"), "-f", "json"], stdin=subprocess.PIPE,
         stdout=subprocess.PIPE, stderr=subprocess.PIPE)
@@ -180,7 +180,7 @@ def test_log():
         check(call("qor-log", path + "x"),
               (1, b"", f"qor-log: {path}x: No such file or directory\n".encode()))
         follow(path)
-        # A bar for a large file, which leaves nothing behind.
+        # A bar for a large file, which is erased at the end.
         with open(path, "ab") as file:
             file.write(entry("INFO", "x" * 1000) * 9000)
         seen, status = on_terminal("qor-log", "--count", path)
@@ -231,7 +231,7 @@ def test_ping():
     check(len(re.findall(rb"127.0.0.1: reply \d after [0-9.]+ ms\n", out)), 2)
     assert b"127.0.0.1: 2 sent, 2 received, 0% lost\nround trip: least " in out, out
     check(call("qor-ping", "no.such.host.invalid")[0], 1)
-    # Ended by a signal, it still tells the sums.
+    # Ended by a signal, it still shows the sums.
     seen, status = on_terminal("qor-ping", "-i", "3600", "localhost", until=b"reply 1")
     check(status, 0)
     assert b"1 sent, 1 received, 0% lost" in seen, seen

@@ -26,35 +26,21 @@ constexpr char kVector[] = "000102030405060708090a0b0c0d0e0f";
 constexpr char kPlain[] =
     "6bc1bee22e409f96e93d7e117393172aae2d8a571e03ac9c9eb76fac45af8e51"
     "30c81c46a35ce411e5fbc1191a0a52eff69f2445df4f9b17ad2b417be66c3710";
-struct Sample {
-    const char* key;
-    const char* encrypted;
-} const kSamples[] = {{"2b7e151628aed2a6abf7158809cf4f3c",
-                       "7649abac8119b246cee98e9b12e9197d5086cb9b507219ee95db113a917678b2"
-                       "73bed6b8e3c1743b7116e69e222295163ff1caa1681fac09120eca307586e1a7"},
-                      {"603deb1015ca71be2b73aef0857d77811f352c073b6108d72d9810a30914dff4",
-                       "f58c4c04d6e5f1ba779eabfb5f7bfbd69cfc4e967edb808d679f777bc6702c7d"
-                       "39f23369a9d9bacfa530e26304231461b2eb05e2c39be9fcda6c19078c6a9d1b"}};
+constexpr const char* kKeys[] = {
+    "2b7e151628aed2a6abf7158809cf4f3c",
+    "603deb1015ca71be2b73aef0857d77811f352c073b6108d72d9810a30914dff4"};
+constexpr const char* kEncrypted[] = {
+    "7649abac8119b246cee98e9b12e9197d5086cb9b507219ee95db113a917678b2"
+    "73bed6b8e3c1743b7116e69e222295163ff1caa1681fac09120eca307586e1a7",
+    "f58c4c04d6e5f1ba779eabfb5f7bfbd69cfc4e967edb808d679f777bc6702c7d"
+    "39f23369a9d9bacfa530e26304231461b2eb05e2c39be9fcda6c19078c6a9d1b"};
 
 TEST(AES, Standard) {
     const Bytes iv = hexstr2bytes(kVector), plain = hexstr2bytes(kPlain);
-    for (const auto& [keyText, wantedText] : kSamples) {
-        const Bytes key = hexstr2bytes(keyText), wanted = hexstr2bytes(wantedText);
-        for (const util::AesForm& form : util::aesForms()) {
-            SCOPED_TRACE(form.name);
-            util::Rijndael cipher(form);
-            cipher.set(key.data(), key.size(), iv.data());
-            Bytes out(wanted.size());
-            out.size(wanted.size());
-            cipher.encrypt(plain.data(), plain.size(), out.data());
-            EXPECT_EQ(out, wanted);
-            cipher.decrypt(wanted.data(), wanted.size(), out.data());
-            EXPECT_EQ(out, plain);
-        }
-        const auto aes = key.size() == 16 ? std::make_unique<AES>(key, iv)
-                                          : std::make_unique<AES>(key, iv, false);
-        EXPECT_EQ(encrypted(*aes, plain), wanted);
-        EXPECT_EQ(decrypted(*aes, wanted), plain);
+    const AES with16(hexstr2bytes(kKeys[0]), iv), with32(hexstr2bytes(kKeys[1]), iv, false);
+    for (const auto& [aes, text] : {std::pair(&with16, kEncrypted[0]), {&with32, kEncrypted[1]}}) {
+        EXPECT_EQ(encrypted(*aes, plain), hexstr2bytes(text));
+        EXPECT_EQ(decrypted(*aes, hexstr2bytes(text)), plain);
     }
 }
 
@@ -120,31 +106,6 @@ TEST(AES, CutsAndFillsKeys) {
     EXPECT_TRUE(same(AES("", "", true), AES(zeros, zeros, true)));
     EXPECT_FALSE(same(AES(k16, v16, true), AES(k16, v16)));
     EXPECT_FALSE(same(AES(k16, v16), AES(k16, "v")));
-}
-
-TEST(AES, ResultMayOwnTheSource) {
-    const AES aes("key", "vector");
-    const std::string data(100, 'x');
-    Bytes bytes(500);
-    bytes = istr(data);
-    aes.encrypt(bytes, bytes);
-    EXPECT_EQ(bytes, encrypted(aes, data));
-    aes.decrypt(istr(bytes).removeLeft(16), bytes);
-    EXPECT_EQ(istr(bytes).removeLeft(16), data.substr(32) + std::string(12, '\0'));
-}
-
-TEST(AES, FailsWithoutHarm) {
-    EXPECT_GT(support::failEachAllocation([] { AES("key", "vector", true); }, [] {}), 2UL);
-    const AES aes("key", "vector");
-    Bytes out(istr("old"));
-    const auto stays = [&out] { EXPECT_EQ(out, "old"); };
-    const std::string data(160, 'x');
-    EXPECT_EQ(support::failEachAllocation([&] { aes.encrypt(data, out); }, stays), 1UL);
-    out = Bytes(istr("old"));
-    EXPECT_EQ(support::failEachAllocation([&] { aes.decrypt(data, out); }, stays), 1UL);
-    out = Bytes(istr("old"));
-    EXPECT_THROW(aes.encrypt(istr(data.c_str(), 0xFFFFFFFEUL), out), std::bad_alloc);
-    stays();
 }
 
 TEST(Rijndael, RefusesWhatItCannotDo) {

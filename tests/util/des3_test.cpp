@@ -17,19 +17,12 @@ Bytes decoded(istr data, istr key) {
     return out;
 }
 
-// NBS Special Publication 500-20: some of the variable plain texts and keys, and all samples that
-// together use every entry of the S-boxes.
+// NBS Special Publication 500-20: the samples that together use every entry of the S-boxes.
 struct Sample {
     const char* key;
     const char* plain;
     const char* coded;
-} const kSamples[] = {{"0101010101010101", "8000000000000000", "95F8A5E5DD31D900"},
-                      {"0101010101010101", "4000000000000000", "DD7F121CA5015619"},
-                      {"0101010101010101", "2000000000000000", "2E8653104F3834EA"},
-                      {"0101010101010101", "0000000000000001", "166B40B44ABA4BD6"},
-                      {"8001010101010101", "0000000000000000", "95A8D72813DAA94D"},
-                      {"4001010101010101", "0000000000000000", "0EEC1487DD8C26D5"},
-                      {"7CA110454A1A6E57", "01A1D6D039776742", "690F5B0D9A26939B"},
+} const kSamples[] = {{"7CA110454A1A6E57", "01A1D6D039776742", "690F5B0D9A26939B"},
                       {"0131D9619DC1376E", "5CD54CA83DEF57DA", "7A389D10354BD271"},
                       {"07A1133E4A0B2686", "0248D43806F67172", "868EBB51CAB4599A"},
                       {"3849674C2602319E", "51454B582DDF440A", "7178876E01F19B2A"},
@@ -55,14 +48,6 @@ TEST(des3, Standard) {
                     coded = hexstr2bytes(codedText);
         EXPECT_EQ(encoded(plain, key), coded) << keyText;
         EXPECT_EQ(decoded(coded, key), plain) << keyText;
-        // Each block goes for itself, however many there are.
-        Bytes five, fiveCoded;
-        for (int i = 0; i < 5; ++i) {
-            five += plain;
-            fiveCoded += coded;
-        }
-        EXPECT_EQ(encoded(five, key), fiveCoded) << keyText;
-        EXPECT_EQ(decoded(fiveCoded, key), five) << keyText;
     }
     // Rivest's test, in which a block is its own key. That also shows that both may be in `out`.
     Bytes x = hexstr2bytes("9474B8E8C73BCA7D");
@@ -73,11 +58,14 @@ TEST(des3, Standard) {
 
 TEST(des3, FillsDataAndKey) {
     EXPECT_TRUE(encoded("", "key").empty() && decoded(istr(nullptr, 9), "key").empty());
-    for (unsigned size = 1; size < 50; ++size) {
-        const std::string data(size, 'x');
+    const std::string all = "each block is coded for itself, however many there are";
+    for (unsigned size = 1; size <= all.size(); ++size) {
+        const std::string data = all.substr(0, size);
         const std::string filled = data + std::string((8 - size % 8) % 8, '\0');
-        const Bytes coded = encoded(data, "abcdefgh");
-        ASSERT_EQ(coded.size(), filled.size());
+        Bytes coded;
+        for (unsigned at = 0; at < size; at += 8)
+            coded += encoded(filled.substr(at, 8), "abcdefgh");
+        ASSERT_EQ(encoded(data, "abcdefgh"), coded);
         ASSERT_EQ(decoded(coded, "abcdefgh"), filled);
         // Decoding fills too.
         ASSERT_EQ(encoded(decoded(data, "key"), "key"), filled);
@@ -88,23 +76,6 @@ TEST(des3, FillsDataAndKey) {
     // 'a' and '`' differ in the parity bit.
     EXPECT_EQ(encoded("data", "abcdefgh"), encoded("data", "`bbddffh"));
     EXPECT_NE(encoded("data", "abcdefgh"), encoded("data", "abcdefgj"));
-}
-
-TEST(des3, ResultMayOwnTheSource) {
-    Bytes bytes(100);
-    bytes = istr("x0123456789key");
-    des3::encode(istr(bytes).substr(1, 10), bytes, istr(bytes).rightstr(3));
-    EXPECT_EQ(bytes, encoded("0123456789", "key"));
-}
-
-TEST(des3, FailsWithoutHarm) {
-    const std::string data(100, 'x');
-    Bytes out(istr("old"));
-    EXPECT_EQ(support::failEachAllocation([&] { des3::encode(data, out, "key"); },
-                                          [&] { EXPECT_EQ(out, "old"); }),
-              1UL);
-    EXPECT_THROW(des3::encode(istr(data.c_str(), 0xFFFFFFFEUL), out, "key"), std::bad_alloc);
-    EXPECT_EQ(out, encoded(data, "key"));
 }
 
 }  // namespace

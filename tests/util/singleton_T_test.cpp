@@ -1,6 +1,7 @@
 #include "qor/util/singleton_T.h"
 
 #include "support/test.h"
+#include "support/threads.h"
 
 namespace qor {
 namespace {
@@ -20,20 +21,10 @@ class Service {
 
 using Services = CreateByAllocate<Service>;
 
-TEST(CreateByAllocate, MakesOneObjectForAllThreads) {
-    made = 0;
-    std::vector<std::thread> threads;
-    for (int i = 0; i < 8; ++i)
-        threads.emplace_back(Services::create);
-    for (std::thread& thread : threads)
-        thread.join();
-    EXPECT_EQ(made, 1);
-    Services::destroy();
-}
-
-TEST(CreateByAllocate, MakesANewObjectAfterDestroy) {
+TEST(CreateByAllocate, MakesOneObjectForAllThreadsAndANewOneAfterDestroy) {
     made = gone = 0;
-    Services::create();
+    support::inThreads(8, [] { Services::create(); });
+    EXPECT_EQ(made, 1);
     {
         const support::FailAllocations noMemory(1);
         Services::destroy();

@@ -1,21 +1,15 @@
 #include "qor/util/test.h"
 
+#include "support/terminal.h"
 #include "support/test.h"
 
 namespace qor::test {
 namespace {
 
-// A menu of a, b and a nested one with b and c, whose functions note that they run; what is typed
-// and shown is the test's.
+// A menu of a, b and a nested one with b and c, whose functions note that they run.
 class Menu : public testing::Test {
 protected:
-    Menu() : out_(std::cout.rdbuf(output_.rdbuf())), in_(std::cin.rdbuf(input_.rdbuf())) {}
-    ~Menu() override {
-        std::cout.rdbuf(out_);
-        std::cin.rdbuf(in_);
-        std::cin.clear();
-        Context::instance().interactive(true);
-    }
+    ~Menu() override { Context::instance().interactive(true); }
 
     static void fill(UowTest& menu, std::string& ran) {
         const auto note = [&ran](const char* what) {
@@ -44,28 +38,25 @@ protected:
         UowTest menu(wide.argc(), wide.argv());
         std::string ran;
         fill(menu, ran);
-        std::cin.clear();
-        input_.str(typed);
-        output_.str("");
+        type(typed);
+        terminal_.output.str("");
         const int result = menu.start();
         return ran + std::to_string(result);
     }
-
-    std::ostringstream output_;
-    std::istringstream input_;
+    void type(const char* text) {
+        std::cin.clear();
+        terminal_.input.str(text);
+    }
+    std::string shown() const { return terminal_.output.str(); }
 
 private:
-    std::streambuf* out_;
-    std::streambuf* in_;
+    support::Terminal terminal_;
 };
 
 TEST_F(Menu, RunsWhatIsAskedFor) {
-    const struct {
-        std::vector<const char*> arguments;
-        const char* typed;
-        const char* ran;
-    } cases[] = {
-        {{}, "a\nb\nexit\na\n", "a b 0"},
+    using Arguments = std::vector<const char*>;
+    const std::tuple<Arguments, const char*, const char*> cases[] = {
+        {Arguments(), "a\nb\nexit\na\n", "a b 0"},
         {{}, "a\n", "a 0"},
         {{}, "quit\na\nexit\n", "a 0"},
         {{}, "n\nb\nquit\na\nexit\n", "( nb ) a 0"},
@@ -88,49 +79,46 @@ TEST_F(Menu, RunsWhatIsAskedFor) {
         {{"all", "exit"}, "", "a b 2"},
         {{}, "all\nn/raise\na\n", "a b ( ) a 2"},
     };
-    for (const auto& c : cases)
-        EXPECT_EQ(runs(c.arguments, c.typed), c.ran)
-            << testing::PrintToString(c.arguments) << c.typed;
+    for (const auto& [arguments, typed, ran] : cases)
+        EXPECT_EQ(runs(arguments, typed), ran) << testing::PrintToString(arguments) << typed;
 }
 
 TEST_F(Menu, ShowsItselfToThoseWhoAsk) {
     support::LogFile log("QOR");
     runs({}, "n\nquit\nnone\nquit\n");
-    const std::string menu =
-        "\nmenu:\n(/main) \n    a: first\n    b: second (*)\n    raise: \n    n: nested\n"
+    const std::string builtin =
         "builtin:\n    all: test all cases (*)\n    top: to top level (*)\n"
         "    quit: to up level (*)\n    exit: exit program (*)\n>>> ";
+    const std::string menu =
+        "\nmenu:\n(/main) \n    a: first\n    b: second (*)\n    raise: \n    n: nested\n" +
+        builtin;
     const std::string nested =
-        "\nmenu:\n(/main/nested) \n    b: inner b\n    raise: \n    n: deeper\nbuiltin:\n"
-        "    all: test all cases (*)\n    top: to top level (*)\n    quit: to up level (*)\n"
-        "    exit: exit program (*)\n>>> ";
-    EXPECT_EQ(output_.str(), menu + nested + menu + "Function not found for ==> none\n" + menu +
-                                 "At top level already.\n" + menu);
-    const std::string entries = log.entries();
-    EXPECT_NE(entries.find("\n>>> none"), std::string::npos) << entries;
-    EXPECT_NE(entries.find("CAUSE: Function not found for ==> none"), std::string::npos);
-    EXPECT_NE(entries.find("At top level already."), std::string::npos);
+        "\nmenu:\n(/main/nested) \n    b: inner b\n    raise: \n    n: deeper\n" + builtin;
+    EXPECT_EQ(shown(), menu + nested + menu + "Function not found for ==> none\n" + menu +
+                           "At top level already.\n" + menu);
+    for (const char* const logged :
+         {"\n>>> none", "CAUSE: Function not found for ==> none", "At top level already."})
+        EXPECT_TRUE(support::contains(log.entries(), logged));
     runs({"a", "exit"}, "");
-    EXPECT_EQ(output_.str(), "");
+    EXPECT_EQ(shown(), "");
 }
 
 TEST_F(Menu, HasAddonsThatAreNoPartOfAll) {
     std::string ran;
     UowTest menu("menu", static_cast<UnitOfWork*>(nullptr));
     UowTest others;
-    menu.add("a", "", function([&ran] { ran += "a "; }));
-    others.add("more", "an addon", function([&ran] { ran += "more "; }));
+    const auto note = [&ran](const char* what) { return function([&ran, what] { ran += what; }); };
+    menu.add("a", "", note("a "));
+    others.add("more", "an addon", note("more "));
     menu.appendAddons(others.testCase());
     others.clear();
-    input_.str("all\nmore\nexit\n");
+    type("all\nmore\nexit\n");
     menu.start();
     EXPECT_EQ(ran, "a more ");
-    EXPECT_NE(output_.str().find("addon:\n    more: an addon\nbuiltin:"), std::string::npos);
-    menu.removeAddons().del("a").add("k", "", function([&ran] { ran += "1 "; }));
+    EXPECT_TRUE(support::contains(shown(), "addon:\n    more: an addon\nbuiltin:"));
     // Of two items with one key the later one counts.
-    menu.add("k", "", function([&ran] { ran += "2 "; }));
-    std::cin.clear();
-    input_.str("a\nmore\nk\nexit\n");
+    menu.removeAddons().del("a").add("k", "", note("1 ")).add("k", "", note("2 "));
+    type("a\nmore\nk\nexit\n");
     menu.start();
     EXPECT_EQ(ran, "a more 2 ");
 }
@@ -150,25 +138,6 @@ TEST_F(Menu, EndsWithoutPeople) {
     EXPECT_EQ(Context::instance().dump(d).str(), "{interactive_=false}");
 }
 
-TEST_F(Menu, OpensAHundredBelowEachOther) {
-    int opened = 0, ran = 0;
-    std::function<void(TestCase&)> open = [&](TestCase& top) {
-        ++opened;
-        UowTest menu("m", &top);
-        menu.add("m", "", function(open)).add("x", "", function([&] { ++ran; }));
-        menu.start();
-    };
-    UowTest menu("m", static_cast<UnitOfWork*>(nullptr));
-    menu.add("m", "", function(open));
-    std::string path;
-    for (int i = 0; i < 100; ++i)
-        path += "m/";
-    menu.args() = {String(path + "x"), "exit"};
-    EXPECT_EQ(menu.start(), 0);
-    EXPECT_EQ(opened, 100);
-    EXPECT_EQ(ran, 1);
-}
-
 TEST(TestCase, RaisesWithoutAUnitOrAFunction) {
     struct Own : TestCase {
         using TestCase::TestCase;
@@ -180,10 +149,7 @@ TEST(TestCase, RaisesWithoutAUnitOrAFunction) {
     member(&own);
     EXPECT_EQ(own.called, 1);
     TestCase other(nullptr);
-    const struct {
-        std::function<void()> call;
-        const char* func;
-    } cases[] = {
+    const std::pair<std::function<void()>, const char*> cases[] = {
         {[&] { other.run("a"); }, "qor::test::TestCase::show_menu"},
         {[&] { other.do_up(); }, "qor::test::TestCase::do_up"},
         {[&] { other.do_top(); }, "qor::test::TestCase::do_top"},
@@ -192,15 +158,8 @@ TEST(TestCase, RaisesWithoutAUnitOrAFunction) {
         {[&] { member(nullptr); }, "qor::test::TestFnMember::operator ()"},
         {[&] { member(&other); }, "qor::test::TestFnMember::operator ()"},
     };
-    for (const auto& c : cases) {
-        std::string func;
-        try {
-            c.call();
-        } catch (const NullPointerException& e) {
-            func = e.func();
-        }
-        EXPECT_EQ(func, c.func);
-    }
+    for (const auto& [call, func] : cases)
+        EXPECT_EQ(support::raisedIn<NullPointerException>(call), func);
     TestCaseFn gone = member;
     gone.destroy();
     EXPECT_TRUE(gone.empty());
@@ -210,10 +169,8 @@ TEST(TestCase, RaisesWithoutAUnitOrAFunction) {
 TEST(Entry, FramesATestInTheLog) {
     support::LogFile log("QOR");
     { const tester::_Entry entry("the test"); }
-    const std::string entries = log.entries();
-    EXPECT_NE(entries.find("TEST the test..."), std::string::npos) << entries;
-    EXPECT_NE(entries.find("\nelapsed..."), std::string::npos);
-    EXPECT_NE(entries.find("TEST~ the test..."), std::string::npos);
+    for (const char* const text : {"TEST the test...", "\nelapsed...", "TEST~ the test..."})
+        EXPECT_TRUE(support::contains(log.entries(), text));
 }
 
 }  // namespace

@@ -25,30 +25,35 @@ struct Unit : UnitOfWork {
     int passes = 0;
 };
 
+void raiseOurs() {
+    QOR_THROW(InvalidDataException, "f", "meant");
+}
+
 TEST(UnitOfWork, RunsUntilItIsStopped) {
     const struct {
-        const char* what;
         std::function<void(Unit&)> init;
         std::function<void(Unit&, int)> loop;
         const char* done;
         int result;
-        const char* logged;
+        const char* logged = "";
     } cases[] = {
-        {"stopped before its first pass", [](Unit& u) { u.stop(3); }, nullptr, "init fini", 3, ""},
-        {"stopped in a pass", nullptr, [](Unit& u, int) { u.stop(5); }, "init loop fini", 5, ""},
-        {"raises, and then stops", nullptr,
+        // Stopped before its first pass.
+        {[](Unit& u) { u.stop(3); }, nullptr, "init fini", 3},
+        {nullptr, [](Unit& u, int) { u.stop(5); }, "init loop fini", 5},
+        // Raises, and then stops.
+        {nullptr,
          [](Unit& u, int n) {
-             if (n == 1) QOR_THROW(InvalidDataException, "f", "meant");
+             if (n == 1) raiseOurs();
              u.stop(0);
          },
          "init loop loop fini", 0, "[EXCEPTION]"},
-        {"stops, and then raises the library's", nullptr,
+        {nullptr,
          [](Unit& u, int) {
              u.stop(0);
-             QOR_THROW(InvalidDataException, "f", "meant");
+             raiseOurs();
          },
          "init loop fini", 1, "[EXCEPTION]"},
-        {"stops, and then raises another", nullptr,
+        {nullptr,
          [](Unit& u, int) {
              u.stop(0);
              throw std::runtime_error("meant");
@@ -56,14 +61,15 @@ TEST(UnitOfWork, RunsUntilItIsStopped) {
          "init loop fini", 2, "<ERROR>"},
     };
     for (const auto& c : cases) {
+        SCOPED_TRACE(&c - cases);
         support::LogFile log("QOR");
         Unit unit;
         if (c.init) unit.init = [&] { c.init(unit); };
         unit.loop = [&](int pass) { c.loop(unit, pass); };
-        EXPECT_EQ(unit.start(), c.result) << c.what;
-        EXPECT_EQ(unit.done, c.done) << c.what;
+        EXPECT_EQ(unit.start(), c.result);
+        EXPECT_EQ(unit.done, c.done);
         EXPECT_FALSE(unit.running());
-        EXPECT_NE(log.entries().find(c.logged), std::string::npos) << c.what << log.entries();
+        EXPECT_TRUE(support::contains(log.entries(), c.logged));
     }
     Unit other;
     other.loop = [](int) { throw 7; };
@@ -114,13 +120,8 @@ TEST(UnitOfWork, DeletesItsChildren) {
     };
     drop(false);
     EXPECT_EQ(gone, 2);
-    std::string raisedIn;
-    try {
-        drop(true);
-    } catch (const NullPointerException& e) {
-        raisedIn = e.func();
-    }
-    EXPECT_EQ(raisedIn, "qor::UnitOfWork::~UnitOfWork");
+    EXPECT_EQ(support::raisedIn<NullPointerException>([&] { drop(true); }),
+              "qor::UnitOfWork::~UnitOfWork");
     EXPECT_EQ(gone, 4);
 }
 

@@ -52,17 +52,13 @@ TEST(Filename, SettersTakeTheirOwnTextsAndKeepAllThreeConsistent) {
 }
 
 TEST(Funcname, NameSpaceIsTheInnermostOne) {
-    const struct {
-        istr full, ns, func;
-    } names[] = {
-        {"qor::Time::now", "Time", "now"},
-        {"a::b::c::d", "c", "d"},
-        {"Time::now", "Time", "now"},
-        {"now", "", "now"},
-        {"::now", "", "now"},
-        {"Time::", "Time", ""},
-        {"", "", ""},
-    };
+    const std::array<istr, 3> names[] = {{"qor::Time::now", "Time", "now"},
+                                         {"a::b::c::d", "c", "d"},
+                                         {"Time::now", "Time", "now"},
+                                         {"now", "", "now"},
+                                         {"::now", "", "now"},
+                                         {"Time::", "Time", ""},
+                                         {"", "", ""}};
     for (const auto& [full, ns, func] : names) {
         const Funcname name(full);
         EXPECT_EQ(name.full(), full);

@@ -23,9 +23,6 @@ TEST(Zlib, ComesBackWhereItFits) {
         EXPECT_TRUE(out.empty());
         EXPECT_TRUE(zlib::uncompress(packed, out, 0));
         EXPECT_EQ(out.size(), size);
-        // The result may own the source.
-        EXPECT_TRUE(zlib::compress(istr(out), out));
-        EXPECT_EQ(out, packed);
     }
 }
 
@@ -44,9 +41,6 @@ TEST(Zlib, DamageIsFalse) {
 
 TEST(Zlib, SizesAndMemoryEnd) {
     Bytes out(istr("old"));
-    EXPECT_EQ(support::failEachAllocation([&] { zlib::compress("data", out); },
-                                          [&] { EXPECT_EQ(out, "old"); }),
-              1U);
     // Only the sizes are looked at. 11 times the second is above 32 bits, its room is not.
     EXPECT_FALSE(zlib::compress(istr("data", 0xE8BA2E8CUL), out) || out.size() != 0);
     const support::FailAllocations failing(1);

@@ -20,7 +20,7 @@ void addHelp(std::string& out, const Option& option) {
     line += option.letter != 0 ? std::string{'-', option.letter, ',', ' '} : "    ";
     line += std::string("--") + option.name;
     if (option.argument != nullptr) line += std::string("=") + option.argument;
-    // The text begins on a line of its own behind a long option.
+    // After a long option the text begins on a line of its own.
     if (line.size() + 2 > kHelpColumn) {
         out += line + '\n';
         line.clear();

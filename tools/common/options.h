@@ -18,14 +18,14 @@ struct Option {
 };
 
 // The command line of a tool, by the usual rules: "-c", "-cd2", "-d 2", "--depth 2", "--depth=2"; a
-// "-" alone is an operand, and behind "--" everything is.
+// "-" alone is an operand, and so is everything after "--".
 class Options {
 public:
     Options(const char* tool, const char* usage, const char* purpose, std::vector<Option> options,
             const char* closing = "");
 
     // Runs the options' `take` in their order, and returns the operands. `--help` and `--version`
-    // end the reading: the text that they ask for is then in answer(). Raises UsageError.
+    // end the parsing: answer() then has their text. Raises UsageError.
     std::vector<std::string> parse(const std::vector<std::string>& arguments);
     const std::string& answer() const noexcept { return answer_; }
 

@@ -6,15 +6,15 @@
 
 namespace tools {
 
-// What a piece of output is, for those who see colours.
+// The role of a piece of output, which selects its colour.
 enum class Role { Plain, Key, Type, Text, Number, Mark, Note, Error, Warning };
 
 enum class ColorMode { Auto, Always, Never };
 ColorMode parseColorMode(std::string_view text);
 
-// Appends the text in a form that does nothing to a terminal: what is no printable UTF-8 becomes
-// "\x1B" and the like, also the characters that turn the direction of writing. Line feeds and tabs
-// stay, unless `oneLine` is set.
+// Appends the text in a form that is safe on a terminal: anything but printable UTF-8 is shown like
+// "\x1B", also characters that change the direction of writing. Line feeds and tabs are kept,
+// unless `oneLine` is set.
 void appendHarmless(std::string& out, std::string_view text, bool oneLine = false);
 
 // The output of a tool: collected, and written in large pieces. On a terminal, content is made

@@ -6,8 +6,7 @@
 
 namespace tools {
 
-// A bar on a terminal that tells how much of a work is done. Whoever writes to the same terminal
-// erases it first.
+// A progress bar on a terminal. Erase it before writing to the same terminal.
 class Progress {
 public:
     // Draws nothing without a descriptor, -1.

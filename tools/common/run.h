@@ -6,9 +6,9 @@
 
 namespace tools {
 
-// The main of a tool: runs `body` with the arguments behind the program's name, and returns its
-// status. What it raises becomes one line on the standard error and the status that belongs to it.
-// A reader of the output that goes away ends the process without a word.
+// The main of a tool: runs `body` with the arguments after the program's name, and returns its
+// status. An exception becomes one line on the standard error and the status of its kind. If the
+// reader of the output closes it, the process ends without a message.
 int run(const char* tool, int argc, char** argv,
         int (*body)(const std::vector<std::string>& arguments));
 

@@ -7,8 +7,8 @@ namespace tools {
 
 using qor::istr;
 
-// A tree of any format, as a walk through it. A reader tells it, a writer shows it, and filters
-// stand between them; none of them holds the tree, and none takes the stack by its depth.
+// A tree of any format as a sequence of events. A reader emits them, a writer shows them, and
+// filters are between the two. None of them holds the tree, and none uses the stack by its depth.
 
 enum class Kind { Null, Boolean, Number, Text, Bytes };
 
@@ -19,7 +19,7 @@ struct Scalar {
 
 enum class Part { Item, Attribute, Content };
 
-// What stands in front of a value. Views are good for the call alone.
+// The label of a value. Views are valid during the call only.
 struct Label {
     istr key;   // a name, or the digits of an nbr tag; null for none
     istr type;  // of a pml unit
@@ -27,7 +27,7 @@ struct Label {
     bool isTag = false;
 };
 
-// How the items of a container are told apart.
+// How the items of a container are labelled.
 enum class Shape {
     Map,    // by keys, each of which is there once
     List,   // by their place
@@ -37,7 +37,7 @@ enum class Shape {
 class Sink {
 public:
     virtual ~Sink() = default;
-    // A container; `isChain` tells that all below it are only children.
+    // A container. `isChain`: everything below it is an only child.
     virtual void begin(const Label& label, Shape shape, bool isChain) = 0;
     virtual void leaf(const Label& label, const Scalar& value) = 0;
     virtual void end() = 0;

@@ -16,8 +16,8 @@ struct Step {
     bool isIndex = false;
 };
 
-// Reads "a/b/[2]": steps with "/" between them, where "[2]" is the third item; an attribute has an
-// "@" in front. Slashes at the ends are ignored. Raises UsageError.
+// Reads "a/b/[2]": steps with "/" between them, where "[2]" is the third item; an attribute begins
+// with "@". Slashes at the ends are ignored. Raises UsageError.
 std::vector<Step> parsePath(std::string_view text);
 
 // Passes on the first value that the path leads to, which becomes the root.
@@ -38,7 +38,7 @@ private:
 
     Sink& next_;
     const std::vector<Step> path_;
-    std::vector<unsigned long> counts_;  // of items told, of each container on the way
+    std::vector<unsigned long> counts_;  // of items so far, for each container on the way
     unsigned long skipped_ = 0;          // containers that are open and lead nowhere
     unsigned long inside_ = 0;           // containers that are open in the target
     bool found_ = false;

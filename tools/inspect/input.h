@@ -17,8 +17,8 @@ std::string readContent(const std::string& path);
 
 // Whether the content begins as a gzip file does.
 bool isGzip(std::string_view content);
-// What all members of a gzip file hold. Raises BadContent with the offset in the file for what is
-// damaged or cut off.
+// The content of all members of a gzip file. Raises BadContent, with the offset in the file, for
+// damaged or cut data.
 std::string gunzip(std::string_view content);
 // One member. Raises Failure when there is no memory.
 std::string gzip(std::string_view content);
@@ -28,7 +28,7 @@ Format formatOfName(std::string_view name);
 // By the content alone.
 Format formatOfContent(std::string_view content);
 
-// Frames, one after another: 4 bytes of length, most significant first, and so many bytes.
+// Frames, one after another: 4 bytes of length, most significant first, and then that many bytes.
 class FrameReader {
 public:
     explicit FrameReader(std::istream& source) : source_(source) {}

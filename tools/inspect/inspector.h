@@ -30,7 +30,7 @@ struct InspectOptions {
 // Shows one input after another.
 class Inspector {
 public:
-    // Takes each remark, and each failure that did not end the work, with the place in front.
+    // Takes each remark, and each failure that did not end the run, after its place.
     using Remark = std::function<void(const std::string&)>;
 
     Inspector(const InspectOptions& options, Output& out, Remark remark)
@@ -46,13 +46,13 @@ private:
     void showPmlLayout(istr content);
     void tell(istr content, Format format, Sink& sink);
     void tellDirectory(const std::string& path);
-    // Runs `reader` with the chain of filters that the options ask for.
+    // Runs `reader` with the chain of filters that the options select.
     void through(Target target, const std::function<void(Sink&)>& reader);
 
     const InspectOptions& options_;
     Output& out_;
     Remark remark_;
-    std::vector<Step> path_;  // what is left of it in a frame
+    std::vector<Step> path_;  // the rest of it, within a frame
 };
 
 }  // namespace tools

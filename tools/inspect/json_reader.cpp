@@ -12,13 +12,13 @@ using qor::json::JsonArray;
 using qor::json::JsonObject;
 using qor::json::JsonUnit;
 
-// The message ends with the rest of the input, which tells the place.
+// The message ends with the rest of the input, from which the offset follows.
 [[noreturn]] void raiseBad(istr content, const std::string& message) {
     constexpr std::string_view kSeparator = " : ";
     const std::size_t at = message.find(kSeparator);
     if (at == message.npos) throw BadContent(placeOf(content, 0) + ": " + message);
     const std::string_view rest = std::string_view(message).substr(at + kSeparator.size());
-    // The rest ends in front of a zero byte, and holds none.
+    // The rest ends before a zero byte, and contains none.
     const std::string_view text(content);
     std::size_t end = text.size();
     for (std::size_t zero = text.find('\0'); zero != text.npos; zero = text.find('\0', zero + 1)) {
@@ -40,7 +40,7 @@ void tellScalar(const Label& label, const JsonUnit& unit, Sink& sink) {
     sink.leaf(label, {isBoolean ? Kind::Boolean : Kind::Number, other});
 }
 
-// An array or an object that is being told, and what is next.
+// An array or an object that is being emitted, and its next item.
 struct Open {
     const JsonUnit* next = nullptr;
     const JsonUnit* end = nullptr;

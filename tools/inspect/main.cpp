@@ -1,4 +1,4 @@
-// qor-inspect: shows what files hold, and converts it.
+// qor-inspect: shows the content of files, and converts it.
 
 #include <fcntl.h>
 #include <unistd.h>

@@ -16,7 +16,7 @@ using qor::nbr::ComplexValue;
 using qor::nbr::SimpleValue;
 using qor::nbr::ValueBase;
 
-// What the parser does not tell: where the first value ends, and where it stops making sense.
+// Finds the end of the first value, and the offset of a fault, which the parser does not report.
 class Extent {
 public:
     explicit Extent(istr content) : content_(content) { measure(); }
@@ -41,7 +41,7 @@ private:
         at_ = content_.size();
         return false;
     }
-    // False at the end of what can be read: the place of a byte that is no size of a size, too.
+    // False at the end of the readable input, and at a byte that is not a valid size of a size.
     bool takeSimple() noexcept {
         if (at_ >= content_.size()) return cut();
         const unsigned mark = byteAt(at_);
@@ -99,9 +99,9 @@ Shape shapeOf(const ComplexValue& value) {
     return isList ? Shape::List : shape;
 }
 
-// Whether data is marked as text. The value does not tell, but its bytes in front of the data do:
-// for one width alone they are a mark of that width and the size of the data. (Of data that is cut
-// off, the size is larger, and the first width that fits is taken.)
+// Whether data is marked as text. The value does not show it, but the bytes before the data do: for
+// exactly one width they are a mark of that width and the size of the data. (If data is cut off,
+// the size is larger, and the first width that fits is taken.)
 bool isMarkedText(istr content, istr data, bool isCut) {
     constexpr unsigned kMostWidth = 4;
     if (data.empty()) return false;

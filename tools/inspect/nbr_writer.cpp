@@ -4,7 +4,7 @@
 #include "inspect/writers.h"
 #include "qor/base/base_type_number.h"
 #include "qor/nbr/stream.h"
-#include "qor/util/simple_value.h"
+#include "qor/util/wire_value.h"
 
 namespace tools {
 

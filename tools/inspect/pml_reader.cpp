@@ -37,7 +37,7 @@ Shape shapeOf(const ListValue& list) {
     return named == list.size() ? Shape::Map : Shape::Pairs;
 }
 
-// Tells a tree of units, each with what its type tells of its text.
+// Emits a tree of units; a unit's type decides how its text is shown.
 class UnitWalk {
 public:
     explicit UnitWalk(Sink& sink) : sink_(sink) {}
@@ -104,7 +104,7 @@ private:
         return istr(again) == text;
     }
 
-    // As Unit::childWasSingle, which on the way down a long chain is asked but once.
+    // As Unit::childWasSingle, which is called only once on the way down a long chain.
     bool isChain(const Unit& unit) {
         if (branch_ == nullptr) {
             const Unit& end = unit.chainEnd();

@@ -15,22 +15,22 @@ struct BadContent : Failure {
     using Failure::Failure;
 };
 
-// Each reads the content by its format and tells the sink. The result is a remark about what the
-// reader forgave: that the content is cut off, or goes on behind the value; else it is empty. Raise
+// Each reads content of one format and emits it to the sink. The result is a remark about tolerated
+// faults, such as content that is cut off or has more data after the value; else it is empty. Raise
 // BadContent.
 std::string readNbr(istr content, Sink& sink);
 std::string readPml(istr content, Sink& sink);
 std::string readJson(istr content, Sink& sink);
 std::string readXml(istr content, Sink& sink);
-// The entries of a directory, with the sizes of files. Raises Failure for what is no directory.
+// The entries of a directory, with the sizes of files. Raises Failure if it is no directory.
 void readDirectory(const std::string& path, Sink& sink);
 
 // Reads pml into a unit; the result is as above.
 std::string parsePml(istr content, qor::pml::ntv::Unit& unit);
-// The bytes that hexadecimal text stands for. Raises BadContent.
+// The bytes of hexadecimal text. Raises BadContent.
 std::string bytesOfHex(istr content);
 
-// What an exception tells, without the name of its class.
+// The message of an exception without the name of its class.
 std::string reasonOf(std::string_view message);
 
 // "line 3, column 7" of a position.

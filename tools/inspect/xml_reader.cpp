@@ -14,7 +14,7 @@ namespace {
 
 using qor::XMLNode;
 
-// Counts the elements that were opened, since the parser does not tell its place.
+// Counts the opened elements, since the parser does not report its position.
 class Counter : public qor::XMLParserCallback {
 public:
     void onNodeBegin(qor::XMLParser*, XMLNode*) override { ++count_; }
@@ -63,13 +63,13 @@ Scalar scalarOf(istr text) {
     return {isJsonNumber(text) ? Kind::Number : Kind::Text, text};
 }
 
-// An element whose children are still to be told.
+// An element whose children are not emitted yet.
 struct Open {
     const XMLNode* node;
     unsigned long next;
 };
 
-// The beginning of what cannot be read. Parses again, since counting costs time.
+// The offset of the fault. Parses again, since counting takes time.
 unsigned long placeOfFault(istr content) {
     Counter counter;
     qor::XMLParser parser;

@@ -62,7 +62,7 @@ public:
     void finish() override { out_.raw("\n"); }
 
 private:
-    // Where the innermost open element is: in its opening tag, behind children, behind text alone.
+    // The state of the innermost open element: in its opening tag, after children, after text only.
     enum class State { InTag, Children, Text };
 
     // What can be a name in XML, to be careful; any other key is an attribute.

@@ -12,7 +12,7 @@ namespace tools {
 namespace {
 
 bool fits(std::string_view pattern, std::string_view text) {
-    // Where the last "*" was, and what it stands for so far.
+    // The position of the last "*", and the text that it matches so far.
     std::size_t star = pattern.npos;
     std::size_t taken = 0;
     std::size_t p = 0;

@@ -110,8 +110,8 @@ bool LogFiles::readSome(std::string& bytes) {
     return count != 0;
 }
 
-// The file that followed this one. While files move, what is opened may be another one; then the
-// place of this one has changed too, and the search begins anew.
+// The file after this one. During a rotation another file may be opened; then the position of this
+// one has changed too, and the search starts again.
 bool LogFiles::openNext() {
     constexpr int kAttempts = 100;
     for (int attempt = 0; attempt < kAttempts; ++attempt) {

@@ -11,8 +11,8 @@ namespace tools {
 //
 //     pump_2.log -> pump_1.log -> pump.log
 //
-// The files may be rotated meanwhile. The reader holds the file that it reads open, and finds out
-// by what the system knows it by where it is now, and so which file is the next one.
+// The files may be rotated meanwhile. The reader keeps its file open and finds its present name by
+// device and inode, and so the next file.
 class LogFiles {
 public:
     // With `all`, the old files are read too. Raises Failure if there is no file.
@@ -29,7 +29,7 @@ public:
     // Replaces `bytes`. Raises Failure.
     Read read(std::string& bytes);
 
-    // Of all files, when the reading began; what has been read of them.
+    // The size of all files when reading began, and the bytes read so far.
     std::uint64_t totalSize() const noexcept { return totalSize_; }
     std::uint64_t position() const noexcept { return position_; }
 

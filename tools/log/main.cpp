@@ -85,7 +85,7 @@ void pause() {
 
 void readLog(const std::string& path, const LogOptions& options, Output& out, Viewer& viewer) {
     LogFiles files(path, !options.onlyCurrent);
-    // The bar is for those who wait at a terminal.
+    // The bar is shown on a terminal only.
     const bool isShown =
         out.isTerminal() && isatty(STDERR_FILENO) == 1 && files.totalSize() >= kLargeFile;
     Progress progress(isShown ? STDERR_FILENO : -1, files.totalSize());

@@ -116,7 +116,7 @@ Record parseRecord(std::string_view text) {
     const std::size_t thread = ids.find("/T:");
     if (thread != ids.npos) record.thread = ids.substr(thread + 3);
     const std::string_view level = takeBrackets(rest);
-    // A module may stand in front of the place.
+    // The place may follow a module.
     std::string_view behind = rest;
     const std::string_view first = takeBrackets(behind);
     if (!first.empty() && !isPlace(first)) {

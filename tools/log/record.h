@@ -17,7 +17,7 @@ struct Record {
     std::string_view thread;  // its number
     std::string_view name;    // of the thread; empty if the entry does not have it
     std::string_view tag;     // "TCP.DEBUG"; the title of a block; empty if there is none
-    std::string_view head;    // what is in front of the entry
+    std::string_view head;    // the text before the entry
     std::string_view entry;
     Severity severity = Severity::Info;
     bool isBlock = false;
@@ -25,15 +25,15 @@ struct Record {
     bool isEntry() const noexcept { return !time.empty(); }
 };
 
-// Reads an entry. The level of the head decides how serious it is; of an information, which is what
-// loggers write, its tag or its title does.
+// Reads an entry. Its severity is the level in the head; for level information, which loggers
+// write, its tag or its title decides.
 Record parseRecord(std::string_view text);
 
-// One line for a block: its head, its title, what the first line of it says, and how many lines it
-// has. Other entries are as they are.
+// One line for a block: its head, its title, its first line, and its number of lines. Other entries
+// are unchanged.
 std::string folded(const Record& record);
 
-// Cuts what is read into entries. An entry ends where the next one begins, or a file.
+// Splits text into entries. An entry ends where the next entry or the next file begins.
 class RecordSplitter {
 public:
     using Take = std::function<void(std::string_view)>;
@@ -42,7 +42,7 @@ public:
     static constexpr std::size_t kMostRecord = 1U << 20;
 
     void feed(std::string_view bytes, const Take& take);
-    // Hands on what is complete: all that is pending if it ends a line, or if `all` is set.
+    // Passes on complete entries: all pending text if it ends a line, or if `all` is set.
     void flush(bool all, const Take& take);
 
 private:

@@ -148,7 +148,7 @@ bool listNumbers(const char* directory, const NameParts& parts, std::vector<unsi
     return complete;
 }
 
-// What is gone needs no moving.
+// A file that does not exist counts as moved.
 bool moved(int result) {
     return result == 0 || errno == ENOENT;
 }
@@ -223,14 +223,14 @@ void nuv_flat_file::append(const char* line, std::size_t size, const nuv_local_t
     if (prepare(now)) write(line, size);
 }
 
-// Opens the file, or looks after it. False if there is none to write to.
+// Opens the file, or checks that it is still the one at its name. False if no file can be written.
 bool nuv_flat_file::prepare(const nuv_local_time& now) {
     const Uncancelled whole;
     const bool due = now.milliseconds() != looked_;
     looked_ = now.milliseconds();
     if (handle_ >= 0 && due) look();
     const long long second = looked_ / 1000;
-    // A file that can't be rotated goes on above its limit.
+    // A file that can't be rotated grows beyond its limit.
     if (handle_ >= 0 && size_ >= limit_ && second != stuck_ && !rotate()) stuck_ = second;
     if (handle_ < 0 && (fresh_ || due)) open(now);
     return handle_ >= 0;
@@ -342,7 +342,7 @@ bool nuv_flat_file::shift() {
     return rename(from, to) == 0;
 }
 
-// False with errno if not all of the text went.
+// False, with errno, if not all of the text was written.
 bool nuv_flat_file::write(const char* text, std::size_t size) {
     if (torn_) {
         torn_ = false;
@@ -387,9 +387,8 @@ ssize_t nuv_flat_file::writeSome(const char* text, std::size_t size) const {
     return writeAtEnd(text, size);
 }
 
-// The bare calls are no points of cancellation. On Linux a file that is open for appending takes at
-// its end, wherever that is, what pwrite gives it too, and the position needs no lock of the
-// kernel.
+// System calls by number are no cancellation points. On Linux, pwrite to a file that is open for
+// appending writes at its end, whatever the offset, and takes no lock for the file position.
 ssize_t nuv_flat_file::writeAtEnd(const char* text, std::size_t size) const {
     if (!isRegular_) return syscall(SYS_write, handle_, text, size);
     return syscall(SYS_pwrite64, handle_, text, size, static_cast<off_t>(size_));

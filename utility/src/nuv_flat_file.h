@@ -13,7 +13,7 @@ public:
     static constexpr std::size_t room = 32;
 
     void read();
-    // Without a terminator; of no size when the time can't be told.
+    // Not terminated; empty if the time can't be determined.
     const char* text() const { return text_; }
     std::size_t size() const { return size_; }
     long long milliseconds() const { return milliseconds_; }

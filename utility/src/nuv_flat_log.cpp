@@ -41,13 +41,13 @@ private:
     int error_;
 };
 
-// Guards all that follows here and every log's file. It is taken behind all other locks.
+// Guards all following variables and every log's file. It is the last lock that a thread takes.
 constinit std::mutex lock;
 constinit nuv_local_time now;
 // For the wide forms.
 wchar_t wideText[kLineRoom];
 
-// "][P:1234/T:5678]" of the calling thread, of no size until it is asked for.
+// "][P:1234/T:5678]" of the calling thread, empty until it is first needed.
 struct Identity {
     int size;
     char text[60];
@@ -63,7 +63,7 @@ const Identity& ownIdentity() {
     return identity;
 }
 
-// Appends to an array that has room for a terminator behind its end; what does not fit is cut.
+// Appends to an array that has one more place for a terminator; text that does not fit is cut.
 class Text {
 public:
     Text(char* begin, char* end) : at_(begin), end_(end) {}
@@ -219,7 +219,7 @@ private:
     std::atomic<int> level_ = NUV_LOG_DEBUG;
 };
 
-// The given module's text stands in all lines, in place of the call's.
+// All lines have the given module's text in place of the call's.
 template <class Char>
 void FlatLog::head(Text& text, const Place<Char>& place, const char* module) const {
     const Identity& own = ownIdentity();
@@ -330,8 +330,8 @@ void FlatLog::module(const char* text) {
     hasModule_.store(size != 0, std::memory_order_relaxed);
 }
 
-// A fork finds no log in the middle of a line, and the child knows that it is another process.
-// Registered when the library is loaded, so that others' handlers may log.
+// No fork happens in the middle of a line, and the child writes its own process id. Registered when
+// the library is loaded, so that fork handlers of other code may log.
 FlatLog* newest = nullptr;
 
 void beforeFork() {

@@ -3,15 +3,16 @@
 
 #include <cstdarg>
 
-// The file end of all logging: lines go to a text file, which is rotated when it has reached its
-// size. Nothing here raises or ends the process: what cannot be written is dropped.
+// The file part of all logging: lines are written to a text file, which is rotated when it reaches
+// its size limit. Nothing here raises or ends the process: lines that cannot be written are
+// dropped.
 //
-// A line is in the kernel's hands when the call returns, by one write at the end of the file, and
-// lines of all threads stand whole, one behind the other. Any thread may log, before main, in
-// static destructors and in both processes behind a fork, but no signal handler.
+// When the call returns, the kernel has the line: it was written by one write at the end of the
+// file, and lines of different threads are never mixed. Any thread may log, also before main, in
+// static destructors and in both processes after a fork, but no signal handler.
 //
-// A file that somebody removes, renames, truncates or appends to is noticed at the first line of a
-// new millisecond; the log then goes on in a new file of its name. A limit of the size of files
+// If another program removes, renames, truncates or extends the file, this is noticed at the first
+// line of a new millisecond; a missing file is then created again. A limit of the size of files
 // (RLIMIT_FSIZE) is noticed then too, and whenever it has cut a line.
 
 // The levels of lines.
@@ -19,8 +20,8 @@ enum { NUV_LOG_ERROR = 0, NUV_LOG_WARNING = 1, NUV_LOG_INFO = 2, NUV_LOG_DEBUG =
 
 class nuv_flat_log_base {
 public:
-    // A line of the level; module, function and file must be given. The format is printf's: in the
-    // wide forms "%ls" is what takes wide text. A line has at most 16384 bytes, and is cut there.
+    // Writes a line of the level; module, function and file must not be null. The format is that of
+    // printf: in the wide forms "%ls" takes wide text. A line is cut at 16384 bytes.
     virtual void log(const wchar_t* module, const wchar_t* function, const wchar_t* file, int line,
                      int level, const wchar_t* format, ...) = 0;
     [[gnu::format(printf, 7, 8)]] virtual void log(const char* module, const char* function,
@@ -31,10 +32,10 @@ public:
     [[gnu::format(printf, 7, 0)]] virtual void vlog(const char* module, const char* function,
                                                     const char* file, int line, int level,
                                                     const char* format, va_list arguments) = 0;
-    // The line that tells of a function's begin or end.
+    // Writes a line for the begin or the end of a function.
     virtual void enter(const char* module, const char* function, const char* file, int line,
                        int entering) = 0;
-    // For those who implement the face: a log of the registry is never deleted.
+    // For implementations of this interface: a log of the registry is never deleted.
     virtual ~nuv_flat_log_base() = default;
     // Nothing.
     virtual void reserved1() = 0;
@@ -50,13 +51,13 @@ public:
     virtual void module(const char* text) = 0;
 };
 
-// The log of a file name, made if there is none; null for a null name and without memory. It lives
-// as long as the process, and the pointer stays good behind a release.
+// The log of a file name, created if there is none; null for a null name and without memory. It
+// lives as long as the process: the pointer stays valid after a release.
 //
-// A name without a separator lies in the directory of the executable, one with a separator in front
-// is absolute, and any other goes by the working directory of the moment. "\" is a separator
-// too. Missing directories are made; where that fails, the log is "Log/MyLog.log" in the working
-// directory. A file that can't be opened is replaced by "MyLog.log" in the same directory.
+// A name without a separator is in the directory of the executable, one that begins with a
+// separator is absolute, and any other is relative to the current working directory. "\" is a
+// separator too. Missing directories are created; if that fails, the log is "Log/MyLog.log" in the
+// working directory. A file that can't be opened is replaced by "MyLog.log" in the same directory.
 nuv_flat_log_base* nuv_flat_log_get(const char* name);
 // Closes the log's file. A line that follows opens it again.
 void nuv_flat_log_release(nuv_flat_log_base* log);

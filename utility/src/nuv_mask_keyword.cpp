@@ -16,7 +16,7 @@ constexpr std::size_t kAddressRoom = 46;
 constexpr std::size_t kShortestAddress = 7;
 constexpr std::size_t kTextGrowth = 100;
 
-// What stands between separators; it may be empty.
+// The parts between separators, which may be empty.
 class Parts {
 public:
     static constexpr std::size_t most = 12;

@@ -3,7 +3,7 @@
 
 #include <cstddef>
 
-// Hides the middle of IP addresses in what is logged.
+// Hides the middle of IP addresses in logged text.
 
 // Masks an address: "1.2.3.4" becomes "1.**.**.4", and of an IPv6 address written in full the
 // parts 3 to 6 become "****". The output has room for at least 46 bytes. 0, or 1 for a null

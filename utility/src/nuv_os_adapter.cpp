@@ -69,7 +69,7 @@ int nuv_vswprintf_s(wchar_t* destination, std::size_t room, const wchar_t* forma
     if (destination == nullptr || format == nullptr || room == 0 || room > INT_MAX) return -1;
     destination[0] = L'\0';
     std::vswprintf(destination, room, format, arguments);
-    // Too little room is a failure of the call above, but what fits stands.
+    // vswprintf fails for too little room, but the characters that fit are valid.
     destination[room - 1] = L'\0';
     return static_cast<int>(std::wcslen(destination));
 }

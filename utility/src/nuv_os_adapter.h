@@ -4,15 +4,15 @@
 #include <cstdarg>
 #include <cstddef>
 
-// The bounded forms of C's text and memory calls: each does what the C function of its name does,
-// and checks the room of the destination (in bytes) first. A call that lacks room, or is given a
-// null pointer, changes nothing and says so: the result is an error number (ERANGE, EINVAL) where
-// success is 0, and -1 where success is a count.
+// Bounded forms of C's text and memory calls: each does what the C function of its name does, and
+// checks the room of the destination (in bytes) first. Without enough room, or with a null pointer,
+// a call changes nothing and fails: its result is an error number (ERANGE, EINVAL) if success is 0,
+// and -1 if success is a count.
 
-// Copies exactly `count` bytes as strncpy does: behind a shorter source it pads with zeros, and a
-// longer one is not terminated.
+// Copies exactly `count` bytes as strncpy does: a shorter source is padded with zeros, and the copy
+// of a longer one is not terminated.
 int nuv_strncpy_s(char* destination, std::size_t room, const char* source, std::size_t count);
-// The room covers what is there, the source and the terminator.
+// `room` includes the present text, the source and the terminator.
 int nuv_strcat_s(char* destination, std::size_t room, const char* source);
 int nuv_memset_s(void* destination, std::size_t room, int value, std::size_t count);
 // The areas may not overlap.
@@ -21,8 +21,8 @@ int nuv_memcpy_s(void* destination, std::size_t room, const void* source, std::s
 // The number of characters written, without the terminator.
 [[gnu::format(printf, 3, 4)]] int nuv_sprintf_s(char* destination, std::size_t room,
                                                 const char* format, ...);
-// These cut what does not fit, and terminate it. The number of characters that stand, also where
-// formatting fails midway. The room is in characters.
+// These cut text that does not fit, and terminate it. They return the number of characters written,
+// also if formatting fails midway. `room` is in characters.
 [[gnu::format(printf, 3, 0)]] int nuv_vsprintf_s(char* destination, std::size_t room,
                                                  const char* format, va_list arguments);
 int nuv_vswprintf_s(wchar_t* destination, std::size_t room, const wchar_t* format,

@@ -9,9 +9,8 @@
 
 namespace qor {
 
-// The formats and ids of the library count on a 32-bit `long`. These are the stored and computed
-// types behind every `long` and `unsigned long` of an interface; what a caller passes in a wider
-// `long` is cut to them at the door.
+// The formats and ids of the library need a 32-bit `long`. Interfaces take `long` and `unsigned
+// long`, and store and compute in these types: a wider argument is cut to its low 32 bits.
 using long32 = std::int32_t;
 using ulong32 = std::uint32_t;
 

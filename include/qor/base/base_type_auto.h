@@ -8,8 +8,8 @@
 
 namespace qor {
 
-// Owns an array of characters that CharBuffer::release or WcharBuffer::release handed over.
-// Copying transfers the array: the source is left empty, so there is one owner at any time.
+// Owns an array of characters from CharBuffer::release or WcharBuffer::release. Copying transfers
+// the array: the source becomes empty, so there is one owner at any time.
 template <class T>
 class AutoPtr {
 public:
@@ -25,15 +25,15 @@ public:
 
     T* get() const noexcept { return ptr_; }
     T& operator*() const noexcept { return *ptr_; }
-    // The caller owns the array, to be given to an AutoPtr again.
+    // The caller owns the array, and gives it to an AutoPtr again.
     T* release() noexcept { return std::exchange(ptr_, nullptr); }
 
 private:
     T* ptr_ = nullptr;
 };
 
-// Owns a scratch block of characters with one place more, for the terminator, than it was asked
-// for: buffer_base(n) has capacity n + 1. CharBuffer and WcharBuffer are the two kinds.
+// Owns a scratch block of characters with one more place than requested, for the terminator:
+// buffer_base(n) has capacity n + 1. CharBuffer and WcharBuffer are the two kinds.
 template <class Char>
 class buffer_base {
 public:
@@ -44,9 +44,8 @@ public:
     template <std::integral N>
     explicit buffer_base(N n) : buffer_base(checkedSize(static_cast<unsigned long>(n)), Zeroed()) {}
     buffer_base(const buffer_base& other);
-    // Copies the view and the one character behind it, which must be there: it suits views of
-    // terminated text, and only those leave the block terminated. An empty view is not looked at;
-    // its block holds an empty text.
+    // Copies the view and the character after it, which must exist. The block is terminated only if
+    // the view's text was. An empty view is not read, and gives an empty text.
     explicit buffer_base(const View& text);
     buffer_base(buffer_base&& other) noexcept
         : data_(std::exchange(other.data_, nullptr)),
@@ -70,7 +69,7 @@ public:
         std::swap(capacity_, other.capacity_);
     }
 
-    // Hands the block over, to be owned by an AutoPtr, and leaves null and capacity 0.
+    // Transfers the block, to be owned by an AutoPtr, and leaves null and capacity 0.
     Char* release() noexcept {
         capacity_ = 0;
         return std::exchange(data_, nullptr);

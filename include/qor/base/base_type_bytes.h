@@ -10,8 +10,8 @@ namespace qor {
 
 // The owning byte container: a block with a capacity, of which the first `size` bytes are in use.
 // The block has one spare byte with a zero in it, so c_str() is terminated when the block is full.
-// Growth doubles the capacity, so appending in a loop is linear. What does not fit into 32 bits
-// raises std::bad_alloc; an operation that raises leaves the object as it was.
+// Growth doubles the capacity, so appending in a loop is linear. A size above 32 bits raises
+// std::bad_alloc; if an operation raises, the object is unchanged.
 class QOR_API Bytes {
 public:
     Bytes() noexcept = default;
@@ -23,7 +23,7 @@ public:
     Bytes(const Bytes& other);
     Bytes(Bytes&& other) noexcept { swap(other); }
     explicit Bytes(const istr& content) { assign(content); }
-    // The decoded text; see qor/util/base64.h, whose source defines this.
+    // The decoded text; see qor/util/base64.h.
     explicit Bytes(const base64& text);
     // n bytes: as much of the text as fits, then `fill`.
     Bytes(istr content, unsigned long n, unsigned char fill);
@@ -46,8 +46,8 @@ public:
         std::swap(size_, other.size_);
     }
 
-    // Grows the capacity to at least n and at least doubles it; never shrinks. Size and content
-    // stay.
+    // Grows the capacity to at least n and at least doubles it; never shrinks it. Size and content
+    // are unchanged.
     void resize(unsigned long n);
     // As resize, and then the size is 0.
     void init(unsigned long n) {
@@ -107,8 +107,9 @@ private:
 // Writes the content as Base64, in one line: bytes are no text. Defined with the encoding too.
 QOR_API std::ostream& operator<<(std::ostream& os, const Bytes& bytes);
 
-// Hexadecimal text to bytes. A single last character is read together with the byte behind the
-// view, which must be there; in terminated text it gives 255. The first form appends.
+// Hexadecimal text to bytes. In text of odd length the last character is read together with the
+// byte after the view, which must exist; in terminated text the pair gives 255. The first form
+// appends.
 QOR_API void hexstr2bytes(istr text, Bytes& out);
 QOR_API Bytes hexstr2bytes(istr text);
 // The low `width` bytes of the value, most significant first; above 8 the leading ones are zero.

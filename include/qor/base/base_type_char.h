@@ -66,7 +66,7 @@ QOR_API void trimLeftRight(std::wstring& text, wchar_t c);
 QOR_API void* MemSet(void* target, int value, unsigned long n) noexcept;
 // The areas may not overlap.
 QOR_API void* MemCopy(void* target, const void* source, unsigned long n) noexcept;
-// As MemCopy, with a zero at target[n] behind the copy: room for n + 1 bytes.
+// As MemCopy, and sets target[n] to zero: the target has room for n + 1 bytes.
 QOR_API void* MemCopyZ(void* target, const void* source, unsigned long n) noexcept;
 
 // memcmp that takes null: null is less than any memory, and equal to itself.
@@ -105,7 +105,7 @@ QOR_API const unsigned char& CharAt(const unsigned char* text, unsigned long siz
 QOR_API char& CharAt(char* text, unsigned long size, unsigned long i);
 QOR_API unsigned char& CharAt(unsigned char* text, unsigned long size, unsigned long i);
 
-// Hexadecimal digits: upper case going out, either case coming in.
+// Hexadecimal digits are written in upper case and read in either case.
 
 // The digit of the low four bits.
 QOR_API char HexToChar(unsigned char value) noexcept;

@@ -12,11 +12,11 @@
 //
 // No conversion reports a failure. An unknown code page gives empty text. Malformed input becomes
 // U+FFFD, in UTF-8 once for each part that could still have become a sequence; what a page lacks
-// becomes "?" there. Text ends at its first zero, except where the two sides have the same
-// encoding: then it is passed on as it stands, with nothing validated.
+// becomes "?" there. Text ends at its first zero. If both sides have the same encoding, the text is
+// copied unchanged, zeros included, and not validated.
 //
-// The output argument may own the memory that the source views. When memory runs out it stays as it
-// was. Any number of threads may convert at the same time.
+// The output argument may own the memory that the source views. If memory runs out, std::bad_alloc
+// is raised and the output is unchanged. Any number of threads may convert at the same time.
 
 namespace qor {
 
@@ -35,8 +35,8 @@ QOR_API void utf8ToAnsi(const istr& text, String& out, long codepage = -1);
 QOR_API void utf8ToWstring(const istr& text, std::wstring& out);
 QOR_API void ansiToWstring(const istr& text, std::wstring& out, long codepage = -1);
 QOR_API void wstringToAnsi(const iwstr& text, String& out, long codepage = -1);
-// Whether the two encodings are the same is told by the numbers as given: -1 and the number that it
-// stands for are different, and text between them is converted.
+// The two encodings count as the same only if the two numbers are equal. -1 and the number of the
+// configured page are different, and the text is converted.
 QOR_API void ansiToAnsi(const istr& text, long from, String& out, long to);
 QOR_API void ansiToUtf8(const istr& text, Bytes& out, long codepage = -1);
 QOR_API void wstringToUtf8(const iwstr& text, Bytes& out);

@@ -42,17 +42,16 @@ protected:
 // fraction of its cost. For short, int, long (which is read and written as one of 32 bits) and long
 // long, each signed and unsigned, and for float and double.
 
-// Skips leading blanks, stops at the first character that does not fit. Text that is empty or all
-// blank leaves the target alone. Other text without a number gives 0, and a number out of range the
-// nearest limit. False in all these cases.
+// Skips leading blanks, and stops at the first character that is not part of the number. Empty and
+// blank text leaves the target unchanged. Other text without a number gives 0, and a number out of
+// range the nearest limit. False in all these cases.
 template <class T>
 QOR_API bool parseNumber(istr text, T& target);
 // Integers in decimal, floating point in six significant digits. Appends.
 template <class T>
 QOR_API void formatNumber(T value, String& out);
 
-// A number with a sign of its own. Characters and bool are none; a char that is shown as a short
-// is one.
+// A signed number. Characters and bool are not; a char that is shown as a short is.
 template <class T, class Text>
 concept SignedNumber = std::is_signed_v<Text> && !std::is_same_v<Text, char> &&
                        !std::is_same_v<T, bool> && !std::is_same_v<T, wchar_t>;
@@ -60,7 +59,7 @@ concept SignedNumber = std::is_signed_v<Text> && !std::is_same_v<Text, char> &&
 template <class T>
 void deduceNumberValue(const NumberValue<T>&);
 
-// What a wrapper takes as a value: any arithmetic type, an enumerator, another wrapper.
+// The types that a wrapper accepts as a value: arithmetic types, enumerators, other wrappers.
 template <class V>
 concept ScalarSource = std::is_arithmetic_v<V> ||
                        (std::is_enum_v<V>&& std::is_convertible_v<V, int>) ||
@@ -68,8 +67,8 @@ concept ScalarSource = std::is_arithmetic_v<V> ||
     deduceNumberValue(value);
 };
 
-// What the wrappers share. Self is the wrapper, T its scalar, and Text the type that it is parsed
-// and shown as.
+// The common base of the wrappers. Self is the wrapper, T its scalar, and Text the type as which it
+// is parsed and shown.
 template <class Self, class T, class Text>
 class QOR_API ScalarValue : public NumberValue<T> {
 public:
@@ -383,10 +382,10 @@ public:
     static bool isHexChar(char digit) noexcept { return hexchar2int(digit) >= 0; }
     // Two digits for each byte, in place of what the output held.
     static void encode(const istr& bytes, String& text);
-    // Kept as it is: each digit is read one place behind where it stands, so the first character
-    // is skipped and the byte behind the view, which must be there, is the last digit. What is no
-    // digit, as the terminator of a text, counts as 0. The last character of a view of odd length
-    // is left over.
+    // Deliberate (compatibility): each digit is read one place too far. The first character is
+    // skipped, and the byte after the view, which must exist, is the last digit. A character that
+    // is no digit, such as a terminator, counts as 0. In a view of odd length the last character is
+    // ignored.
     static void decode(const istr& text, Bytes& bytes);
 };
 

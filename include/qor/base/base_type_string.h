@@ -16,7 +16,7 @@ class Bytes;
 // Its text is in the configured code page (UTF-8 unless configured otherwise); -1 as a code page
 // argument means that one. Wide sources are converted and end at their first zero.
 //
-// `String` owns: keep views of it no longer than itself.
+// Views of a String are valid only as long as the String and its text.
 class QOR_API String : public std::string {
 public:
     String() noexcept = default;
@@ -67,17 +67,16 @@ public:
     }
     String& operator+=(unsigned char c) { return *this += static_cast<char>(c); }
 
-    // All by istr comparison, so that a null pointer compares as an empty view. The other side is
-    // anything that is seen as an istr; String itself is spelled out for the classes derived from
-    // it.
+    // All compare as istr, so that a null pointer compares as an empty view. The other side is any
+    // type that converts to istr; String itself is named for the classes derived from it.
     friend bool operator==(const String& left, const String& right) noexcept {
         return istr(left) == istr(right);
     }
     friend std::strong_ordering operator<=>(const String& left, const String& right) noexcept {
         return istr(left) <=> istr(right);
     }
-    // Without these std::less<> and its like would take the addresses that a String converts to for
-    // what is to be compared.
+    // Without these, std::less<> would compare the addresses that Strings convert to, and not the
+    // texts.
     friend bool operator<(const String& left, const String& right) noexcept {
         return istr(left) < istr(right);
     }
@@ -116,7 +115,8 @@ public:
         return *this;
     }
     using std::string::replace;
-    // Every occurrence; what was put in is not searched again. An empty `from` changes nothing.
+    // Replaces every occurrence; inserted text is not searched again. An empty `from` changes
+    // nothing.
     String& replace(const std::string& from, const std::string& to);
 
     // Conversions with this string as the narrow side; see base_type_convert.h.

@@ -14,8 +14,8 @@ public:
     bool empty() const noexcept { return ptr() == nullptr || capacity() == 0; }
     unsigned long max_size() const noexcept { return capacity(); }
 
-    // The length of the terminated text, 0 for a null pointer; sizeN never looks behind the
-    // capacity, or behind n.
+    // The length of the terminated text, 0 for a null pointer; sizeN never reads beyond the
+    // capacity or n.
     unsigned long size() const noexcept { return StrLen(ptr()); }
     unsigned long sizeN() const noexcept { return sizeN(capacity()); }
     unsigned long sizeN(unsigned long n) const noexcept {
@@ -61,8 +61,8 @@ public:
         return n < whole ? substr(whole - n, n) : substr(0);
     }
 
-    // Copies as much as fits in front of the terminator, and cuts the rest without a report. The
-    // target is emptied before the source is looked at, so a null source empties it.
+    // Copies as much as fits before the terminator, and cuts the rest without a report. The target
+    // is emptied first, so a null source leaves it empty.
     Self& assign(const Char* text, unsigned long n) noexcept {
         if (empty()) return self();
         ptr()[0] = Char();
@@ -83,7 +83,7 @@ private:
     Char* ptr() const noexcept { return static_cast<const Self*>(this)->ptr_; }
     ulong32 capacity() const noexcept { return static_cast<const Self*>(this)->capacity_; }
 
-    // As strncpy does, with a terminator behind the n characters.
+    // Copies as strncpy does, and terminates after n characters.
     void copyText(const Char* text, unsigned long n) noexcept {
         using Traits = std::char_traits<Char>;
         if (text == nullptr || n == 0) return;
@@ -125,8 +125,8 @@ protected:
     char* ptr_ = nullptr;
 };
 
-// The wide counterpart, its capacity in characters. The order of its fields is meant to be the
-// other way round.
+// The wide counterpart; its capacity is in characters. Deliberate (compatibility): its fields have
+// the opposite order.
 class QOR_API owstr : public target_base<wchar_t, iwstr, owstr> {
 public:
     owstr() noexcept = default;
@@ -157,12 +157,12 @@ public:
     Str& operator=(const Str&) noexcept = default;  // rebinds
     Str& operator=(istr text) noexcept { return copy(text); }
 
-    // Copies the view and terminates behind it. The capacity is not consulted: the caller
-    // guarantees room for one byte more than the view.
+    // Copies the view and terminates the copy. The capacity is not checked: the caller guarantees
+    // room for one byte more than the view.
     Str& copy(istr text) noexcept;
-    // Appends, if the result and its terminator fit into as many bytes as the view has, which is
-    // so only for a view that is larger than the text in it. It is meant that the view's size is
-    // the bound here, and not the capacity.
+    // Appends if the result and its terminator fit into text.size() bytes, and changes nothing
+    // otherwise. That is possible only if the view is longer than its text. Deliberate
+    // (compatibility): the bound is the argument's size, not this capacity.
     Str& cat(istr text) noexcept;
     Str& operator+=(istr text) noexcept { return cat(text); }
 
@@ -183,14 +183,14 @@ public:
     // Always without regard to case.
     bool is(istr text, unsigned long n = npos) const noexcept { return cmp(text, n, true) == 0; }
     bool isNot(istr text, unsigned long n = npos) const noexcept { return !is(text, n); }
-    // What stands in the first, and in the last, n bytes of the room, up to a terminator there,
-    // against the first n bytes of the text.
+    // Compare the first, or the last, n bytes of the capacity, up to a terminator in them, with the
+    // first n bytes of the text.
     bool beginWith(istr text, unsigned long n, bool noCase = false) const noexcept;
     bool endWith(istr text, unsigned long n, bool noCase = false) const noexcept;
 
     // Null or no text.
     bool empty() const noexcept { return ptr_ == nullptr || *ptr_ == '\0'; }
-    // At or behind the terminator.
+    // At the terminator or after it.
     bool isEnd(unsigned long i) const noexcept { return i >= size() || ptr_[i] == '\0'; }
     // The room that the text leaves, its terminator's place included; npos if it is unknown.
     unsigned long left() const noexcept { return capacity_ == npos32 ? npos : capacity_ - size(); }
@@ -199,9 +199,9 @@ public:
     // n of npos is the capacity.
     Str& toUpper(unsigned long n = npos) noexcept;
     Str& toLower(unsigned long n = npos) noexcept;
-    // Sets the first n bytes, at most one less than the capacity, and then puts the terminator on
-    // the last one set and not behind it: a fill of n leaves n - 1 characters. This is meant.
-    // A fill of 0 does nothing.
+    // Sets the first n bytes, at most one less than the capacity, and then overwrites the last of
+    // them with the terminator. Deliberate (compatibility): a fill of n leaves n - 1 characters. A
+    // fill of 0 does nothing.
     Str& fill(int c, unsigned long n = npos) noexcept;
 
     Str& reset() noexcept {
@@ -214,11 +214,11 @@ public:
     Str leftstr(unsigned long n) const noexcept { return Str(ostr::leftstr(n)); }
     Str rightstr(unsigned long n) const noexcept { return Str(ostr::rightstr(n)); }
 
-    // The text, without the room behind it.
+    // The text, up to its terminator.
     operator istr() const noexcept { return istr(ptr_, size()); }
 };
 
-// A raw area of memory that somebody else owns. Assigning copies bytes, also from another Mem.
+// A raw area of memory that the caller owns. Assigning copies bytes, also from another Mem.
 class QOR_API Mem {
 public:
     Mem() noexcept = default;
@@ -235,7 +235,7 @@ public:
 
     // The smaller of the two sizes.
     Mem& copy(istr source) noexcept;
-    // With a zero behind the copy, which has room: at most one byte less than the size is copied.
+    // Copies at most size() - 1 bytes and terminates the copy with a zero.
     Mem& copyZ(istr source) noexcept;
     Mem& fill(int value) noexcept;
     // Over the smaller size; if that is equal, this size minus the other one.

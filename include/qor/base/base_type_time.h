@@ -19,12 +19,11 @@ class dumper;
 // performance counter (of which only differences mean something), or a duration. 0 is the unset
 // time. Overflow is not detected.
 //
-// The calendar forms use the local time zone of the process. They may run in any thread, and do
-// not queue on the C library's lock: each thread remembers the zone's offset for the quarters of an
-// hour that it works in, for at most a second. They look at the environment variable TZ each time,
-// so that a change of it is seen at once, in both directions; as for all that reads the
-// environment, no other thread may change it meanwhile. Changed files of the system's zone are seen
-// a second late.
+// The calendar forms use the local time zone of the process. Any thread may use them, and threads
+// do not wait for the C library's lock: each thread caches the zone's offset for the quarters of an
+// hour that it uses, for at most a second. They read the environment variable TZ at each call, so a
+// change of it is effective at once; as for all readers of the environment, no other thread may
+// change it meanwhile. Changed files of the system's zone are noticed within a second.
 class QOR_API Time {
 public:
     // 0 is the wall clock; any other value the performance counter.
@@ -54,8 +53,8 @@ public:
     using TimePoint = std::chrono::time_point<std::chrono::system_clock, std::chrono::microseconds>;
 
     constexpr Time() noexcept = default;
-    // Whole microseconds: the rest is cut off. What is out of range becomes the nearest limit, so
-    // that std::chrono::seconds::max() is forever(). What is not a number becomes the lowest value.
+    // Whole microseconds: the rest is cut off. Durations out of range become the nearest limit, so
+    // that std::chrono::seconds::max() is forever(). NaN becomes the lowest value.
     template <class Rep, class Period>
     constexpr Time(const std::chrono::duration<Rep, Period>& duration) noexcept
         : usec_(toMicros(duration)) {}
@@ -130,9 +129,8 @@ public:
         return *this = *this / n;
     }
 
-    // "2015-08-26 10:20:30.123" in local time; "<null>" for 0, and "<INVALID DATETIME(n)>" with
-    // the microseconds for what has no calendar form. A target that the text does not fit into is
-    // left empty.
+    // "2015-08-26 10:20:30.123" in local time; "<null>" for 0, and "<INVALID DATETIME(n)>" with the
+    // microseconds if the time has no calendar form. A target that is too small is left empty.
     String toDateTime() const;
     String& toDateTime(String& out) const;
     void toDateTime(ostr out) const;
@@ -155,9 +153,9 @@ public:
     void format(ostr out, const char* fmt) const;
 
     // Reads a local time by a scanf format for eight int values; null or empty is the calendar
-    // format. At most 64 characters are looked at. Fields that the text does not reach are 0, and
-    // fields out of their range carry over, as mktime does it. So the text of toDateTime is read
-    // back to the millisecond, but for an hour that a clock put back shows twice.
+    // format. At most 64 characters are read. Fields that the text lacks are 0, and fields out of
+    // their range carry over as in mktime. So the text of toDateTime reads back to the millisecond,
+    // except in the hour that repeats when clocks are set back.
     static Time fromString(const istr& text, const char* fmt = nullptr);
 
 private:
@@ -194,7 +192,7 @@ private:
     long long usec_ = 0;
 };
 
-// The toDuration text, whatever the object holds.
+// Always writes the toDuration text.
 QOR_API std::ostream& operator<<(std::ostream& os, const Time& time);
 
 // Measures an interval by the wall clock. It belongs to one thread.
@@ -216,7 +214,7 @@ private:
     Time end_;
 };
 
-// Adds up what repeated operations cost. It belongs to one thread.
+// Adds up the time of repeated operations. Use it from one thread only.
 class QOR_API TimeCounter {
 public:
     void go(const Time& t) noexcept {

@@ -25,7 +25,7 @@ public:
 
     constexpr unsigned long size() const noexcept { return size_; }
     constexpr const Char* data() const noexcept { return ptr_; }
-    // No terminator is added: what stands behind the view stands there.
+    // Not terminated unless the viewed memory is.
     constexpr const Char* c_str() const noexcept { return ptr_; }
     constexpr const Char* begin() const noexcept { return ptr_; }
     constexpr const Char* end() const noexcept { return empty() ? ptr_ : ptr_ + size_; }
@@ -94,9 +94,9 @@ template <class T>
 concept StandardText =
     std::convertible_to<const T*, const std::string*> || std::same_as<T, std::string_view>;
 
-// A read-only view of bytes that somebody else owns: two words, passed by value. Valid as long as
-// the bytes are. Nothing here allocates but the conversion to std::string, and nothing else raises
-// but trimLeft and trim. A view of a temporary String dangles behind the full expression.
+// A read-only view of bytes that it does not own: two words, passed by value. It is valid as long
+// as the bytes are; a view of a temporary String dangles after the full expression. Only the
+// conversion to std::string allocates, and only it, trimLeft and trim raise.
 //
 // It is a contiguous range and a view for std::ranges, and so converts to std::span<const char>. (A
 // null pointer with a length other than 0 is no range and must not become a span.)
@@ -110,7 +110,7 @@ public:
     istr(const char* text) noexcept : view_base(text, cutSize(StrLen(text))) {}
     istr(const unsigned char* text) noexcept : istr(reinterpret_cast<const char*>(text)) {}
     constexpr istr(std::nullptr_t) noexcept {}
-    // n of npos is measured; any other n is taken as it stands, also for a null pointer.
+    // n of npos is measured; any other n is used unchecked, also for a null pointer.
     template <std::integral N>
     constexpr istr(const char* text, N n) noexcept
         : view_base(text, measured(text, static_cast<unsigned long>(n))) {}
@@ -140,8 +140,8 @@ public:
 
     constexpr bool match(istr s) const noexcept { return beginWith(s); }
 
-    // Trimming from the left reads the byte behind the view when the view is all blank, so there
-    // must be one. If that byte is blank too, OutOfRangeException is raised.
+    // If the view is all blank, trimming from the left reads the byte after it, which must exist.
+    // If that byte is blank too, OutOfRangeException is raised.
     istr trimLeft() const;
     istr trimRight() const noexcept;
     istr trim() const { return trimLeft().trimRight(); }
@@ -196,7 +196,8 @@ public:
 
     operator std::wstring() const { return empty() ? std::wstring() : std::wstring(ptr_, size_); }
 
-    // Unbounded: a terminator or a character that is no blank must stand in or behind the view.
+    // Unbounded: reads until a terminator or a character that is no blank, beyond the view if need
+    // be.
     iwstr trimLeft() const noexcept;
     // "size, text", the text in the configured code page.
     void dump(std::ostream& os) const;
@@ -234,9 +235,8 @@ private:
     long32 codepage_;
 };
 
-// Views that say what their text is, so that the conversions can be overloaded on it: text in the
-// ANSI code page, in UTF-8, and wide text. Each is made from a view, from a pointer with a length,
-// or null.
+// Views whose type names the encoding, so that conversions can be overloaded on it: the ANSI code
+// page, UTF-8, and wide text. Each is made from a view, from a pointer and a length, or null.
 struct ansi : istr {
     constexpr ansi() noexcept = default;
     explicit ansi(istr text) noexcept : istr(text) {}
@@ -255,7 +255,7 @@ struct wstr : iwstr {
     template <std::integral N>
     wstr(const wchar_t* text, N n) noexcept : iwstr(text, n) {}
 };
-// A view whose text is Base64.
+// A view of Base64 text.
 struct base64 : istr {
     constexpr base64() noexcept = default;
     explicit base64(istr text) noexcept : istr(text) {}
@@ -302,7 +302,7 @@ constexpr istr istr::next(unsigned long n) noexcept {
 
 }  // namespace qor
 
-// The characters belong to somebody else: iterators stay good when the view is destroyed.
+// A view does not own its characters: iterators stay valid when the view is destroyed.
 template <>
 inline constexpr bool std::ranges::enable_borrowed_range<qor::istr> = true;
 template <>

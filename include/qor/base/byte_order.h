@@ -5,8 +5,8 @@
 #include <concepts>
 #include <cstring>
 
-// The order of bytes in memory, which no other header or source asks for. The binary formats have
-// the low byte first on every machine.
+// The order of bytes in memory; only this header depends on it. The binary formats have the low
+// byte first on every machine.
 
 namespace qor {
 

@@ -24,8 +24,8 @@ public:
     unsigned line() const noexcept { return line_; }
     const char* func() const noexcept { return func_; }
     const char* prefix() const noexcept { return prefix_; }
-    // What the next outputs write in front of the frame, null for nothing. It is no part of the
-    // frame's value, so it can be set on a const frame; returns the frame itself.
+    // Sets the text that later outputs write before the frame, null for none. It is no part of the
+    // frame's value, so it can be set on a const frame. Returns the frame.
     const Current& prefix(const char* text) const noexcept {
         prefix_ = text;
         return *this;
@@ -41,13 +41,12 @@ private:
     mutable const char* prefix_ = nullptr;
 };
 
-// "func(file:line)", the file without its directory. Behind a prefix, what does not fit into 119
-// columns goes on flush right on a line of its own.
+// "func(file:line)", the file without its directory. After a prefix, text beyond column 119 is
+// written flush right on a line of its own.
 QOR_API std::ostream& operator<<(std::ostream& os, const Current& frame);
 
-// The place of a call, from the name of the function that calls. A parameter of this type takes the
-// name as a literal and adds file and line by itself: a function that has one knows the place of
-// its caller. The texts are kept by pointer.
+// The place of a call. A parameter of this type takes the name of the calling function as a literal
+// and adds the caller's file and line. The texts are kept by pointer.
 //
 // The file and the line come from builtins, since clang 14 has no std::source_location.
 class Place {
@@ -75,7 +74,7 @@ public:
     Container& container() noexcept { return container_; }
     const Container& container() const noexcept { return container_; }
 
-    // What an output writes in front of each frame but the first; a literal, null for nothing.
+    // The text that an output writes before each frame but the first: a literal, null for none.
     const char* separator() const noexcept { return separator_; }
     const CallStack& separator(const char* text) const noexcept {
         separator_ = text;
@@ -90,9 +89,9 @@ private:
 // Innermost call first.
 QOR_API std::ostream& operator<<(std::ostream& os, const CallStack& stack);
 
-// The root of all exceptions of the library: it knows where it was raised and through which
-// traced calls. Constructing one copies the calling thread's call stack. An object belongs to the
-// thread that caught it. Raise with QOR_THROW, which logs the throw first.
+// The base of all exceptions of the library. It has the place where it was raised and the traced
+// calls that led there: constructing one copies the calling thread's call stack. An object belongs
+// to the thread that caught it. Raise with QOR_THROW, which logs the throw first.
 class QOR_API Exception : public std::exception {
 public:
     // A null or empty name reads "qor::Exception"; a null message is empty.

@@ -12,8 +12,8 @@
 
 namespace qor {
 
-// A vector whose first N elements need no allocation. Elements are values without a destructor, and
-// those that resize adds are uninitialised.
+// A vector whose first N elements need no allocation. Elements have a trivial destructor; elements
+// that resize adds are uninitialised.
 template <class T, std::size_t N>
 class InlineVector : noncopyable {
     static_assert(std::is_trivially_copyable_v<T> && alignof(T) <= alignof(std::max_align_t));

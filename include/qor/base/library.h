@@ -12,15 +12,15 @@
 
 namespace qor {
 
-// A program brackets its use of the library with init and startup at the beginning, shutdown and
-// fini at the end, all from its main thread; at fini no other thread of the library may run.
-// Nothing records the state: each runs whatever came before, and none reports a failure. The
-// arguments are the same for init and startup; only startup's third one is used.
+// A program calls init and startup at its beginning, and shutdown and fini at its end, all from its
+// main thread; at fini no other thread of the library may run. No state is recorded: each call runs
+// regardless of earlier ones, and none reports a failure. init and startup get the same arguments;
+// only startup's third one is used.
 QOR_API void init(const char* name, bool flag, int value);
-// Starts the timer service, with room for so many timers; 0 keeps the number that it has.
+// Starts the timer service with room for numberOfTimers timers; 0 leaves the number unchanged.
 QOR_API void startup(const char* name, bool flag, int numberOfTimers);
 QOR_API void shutdown();
-// Runs shutdown itself, then destroys the singletons. One that is asked for later is made anew.
+// Runs shutdown, then destroys the singletons. A singleton that is used later is created again.
 QOR_API void fini();
 
 // The scoped form of the bracket.
@@ -31,7 +31,7 @@ struct QOR_API InitFini {
     InitFini& operator=(const InitFini&) = delete;
 };
 
-// Whether the process is on its way out. Once set it stays set. Any thread may ask.
+// Whether the process is ending. Once set, it stays set. Any thread may call it.
 class QOR_API System {
 public:
     static bool closing() noexcept { return closing_.load(std::memory_order_relaxed); }

@@ -13,9 +13,9 @@
 #include "qor/base/exception.h"
 #include "qor/base/interface.h"
 
-// Allocation and release that name the place they are called from, and the table of what was
-// allocated and not released. The memory itself is that of plain operator new: failure is
-// std::bad_alloc, and a replaced global operator new sees every block.
+// Allocation and release that record the place of the call, and the table of blocks that are not
+// released yet. Memory comes from plain operator new: failure is std::bad_alloc, and a replaced
+// global operator new sees every block.
 
 QOR_API void* operator new(std::size_t size, const char* file, unsigned line, const char* func);
 // Called by the compiler alone, when a constructor raises.
@@ -26,24 +26,24 @@ namespace qor {
 class Mutex;
 class dumper;
 
-// The table of the blocks that the checked functions below allocate and have not released yet,
-// which at the end is the list of leaks, each with the place of its allocation:
+// The table of blocks that the checked functions below have allocated and not released yet. At the
+// end it is the list of leaks, each with the place of its allocation:
 //
 //     const InitFini library("program", false, 0);
 //     const MemLeakChecker::Helper leaks;
 //     run();
 //
-// Started before init and left on, it has fini show on the standard error what is left when all of
-// the library has gone.
+// If it is started before init and left on, fini shows the blocks that are left on the standard
+// error after all of the library has been destroyed.
 //
-// It is off until start, and a block then costs one test. What was allocated before start is
-// unknown to it: a release of such a block is told on the console, and happens all the same.
+// It is off until start; an allocation then costs one test. Blocks that were allocated before start
+// are not in the table: their release is reported on the console, and happens all the same.
 //
 // Any thread may use it. The texts of a place are literals, kept by pointer.
 class QOR_API MemLeakChecker : noncopyable {
 public:
-    // Runs the checker for a scope. The report goes to the logger "QOR", so the scope ends before
-    // fini. Nobody else stops the checker meanwhile.
+    // Runs the checker for a scope. The destructor writes the report to the logger "QOR", so the
+    // scope must end before fini. Do not stop the checker inside the scope.
     struct QOR_API Helper {
         Helper();
         ~Helper();
@@ -58,30 +58,32 @@ public:
         DumpEntry& operator=(const DumpEntry&) = delete;
     };
 
-    // The checker, made at the first use and good for ever: what comes to a destroyed one finds an
-    // empty table that is off.
+    // The checker, created at the first use and valid for ever: after destroy it is an empty table
+    // that is off.
     static MemLeakChecker* instance() noexcept;
-    // Forgets everything: the table is empty and off, as a new one is.
+    // Empties the table and turns it off, as a new one.
     static void destroy() noexcept;
     static bool isStarted() noexcept { return started_.load(std::memory_order_relaxed); }
 
-    // Enters a block; one that stands under that address is replaced. A block that there is no
-    // memory to record is left out.
+    // Adds a block, and replaces an entry of the same address. A block is left out if there is no
+    // memory to record it.
     void push(void* p, const char* file, unsigned line, const char* func) noexcept;
-    // Takes a block out, before it is released. False for a null pointer, and for one that is not
-    // in the table, which the console is told of. While the checker is off all but null is true.
+    // Removes a block before it is released. False for a null pointer, and for a block that is not
+    // in the table, which is reported on the console. While the checker is off, true for every
+    // pointer but null.
     bool pop(void* p, const char* file, unsigned line, const char* func) noexcept;
 
     void start() noexcept;
-    // Writes what is left to the logger "QOR", if its infoOn() is true, and destroys the table.
+    // Writes the remaining blocks to the logger "QOR", if its infoOn() is true, and destroys the
+    // table.
     void stop();
     void dumpOn() noexcept;
     void dumpOff() noexcept;
 
-    // How many blocks are in the table.
+    // The number of blocks in the table.
     std::size_t size() const;
-    // The scope "qor::MemLeakChecker": how many blocks each place has, by their number and by the
-    // place.
+    // Writes the scope "qor::MemLeakChecker": the number of blocks of each place, ordered by number
+    // and by place.
     dumper& dump(dumper& d) const;
     void dump(std::ostream& os) const;
 
@@ -98,10 +100,10 @@ private:
     std::atomic<bool> dumpOn_{false};
 };
 
-// The places at which a tracker of the whole heap is told that the library's use begins and ends.
-// enter and leave count the brackets of init and fini. The first and the last one call startup and
-// shutdown if the environment variable QOR_MEM_LEAK_CHECK is exactly "on". Those two and
-// logExceptionOnly do nothing here: they are for a build with such a tracker.
+// Hooks for a tracker of the whole heap: the use of the library begins and ends here. enter and
+// leave count the brackets of init and fini. The first and the last one call startup and shutdown
+// if the environment variable QOR_MEM_LEAK_CHECK is exactly "on". Those two and logExceptionOnly do
+// nothing here: they are for a build with such a tracker.
 class QOR_API MLC_Entry {
 public:
     MLC_Entry() = delete;
@@ -112,7 +114,7 @@ public:
     static void logExceptionOnly() noexcept {}
 };
 
-// Enters a block in the leak table, and takes it out. Any thread may call them.
+// Add a block to the leak table, and remove it. Any thread may call them.
 inline void blockAllocated(void* ptr, const char* file, unsigned line, const char* func) noexcept {
     if (MemLeakChecker::isStarted()) MemLeakChecker::instance()->push(ptr, file, line, func);
 }
@@ -130,8 +132,7 @@ void* blockOf(T* ptr) noexcept {
     }
 }
 
-// The same for an object, but for one whose class has an allocation of its own: such a class enters
-// its blocks itself.
+// The same for an object. A class with its own operator new adds its blocks to the table itself.
 template <class T>
 void objectAllocated(T* ptr, const char* file, unsigned line, const char* func) noexcept {
     if constexpr (!requires { T::operator delete(static_cast<void*>(ptr)); }) {
@@ -160,7 +161,7 @@ void checkedDelete(T* ptr, const char* file, unsigned line, const char* func) no
     delete ptr;
 }
 
-// Arrays of a scalar type, uninitialised. The count may be more than 32 bits hold.
+// Arrays of a scalar type, uninitialised. The count may exceed 32 bits.
 template <class T>
 T* checkedNewArray(const char* file, unsigned line, const char* func, std::size_t count) {
     static_assert(std::is_trivial_v<T>);

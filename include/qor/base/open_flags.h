@@ -9,8 +9,8 @@ enum OpenFlag : int {
     OpenRead = 0,
     OpenWrite = 1,
     OpenReadWrite = 2,
-    OpenCreate = 0x100,    // what is not there is made
-    OpenTruncate = 0x200,  // what is there is emptied
+    OpenCreate = 0x100,    // creates a missing file
+    OpenTruncate = 0x200,  // empties an existing file
     OpenBinary = 0x8000,   // no difference: bytes are never translated
 };
 

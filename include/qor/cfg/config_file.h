@@ -16,17 +16,17 @@ extern template class QOR_API CreateByAllocate<ConfigFile>;
 //
 //     config(enable(true) codepage(936) numofTimers(8000))
 //
-// "enable", true if it is missing, is the master switch: with false, subsystems get no settings.
-// "codepage", 65001 if it is missing, is the page of narrow text, and does not depend on the
-// switch. Other keys are those of the subsystems.
+// "enable" (default true) is the master switch: with false, subsystems get no settings. "codepage"
+// (default 65001) is the code page of narrow text and does not depend on the switch. All other keys
+// belong to subsystems.
 //
-// The file is the one that the environment variable OMB_CLI_CFG_FILE names, or p2p_config.pml in
-// the current directory. One that is not there means all defaults. A malformed one raises
-// pml::DecodeException out of whatever asked first, a conversion of text for instance, and the next
-// one to ask tries again.
+// The file is named by the environment variable OMB_CLI_CFG_FILE, or is p2p_config.pml in the
+// current directory. If it does not exist, all defaults apply. A malformed file raises
+// pml::DecodeException from the operation that used the settings first, such as a conversion of
+// text; the next use reads the file again.
 //
-// What runs while the file is read, such as the log of what that raises, converts text by page
-// 65001 and must not ask for the object itself.
+// Code that runs while the file is read, such as the log of its errors, converts text by page 65001
+// and must not call instance().
 //
 // After the first use any thread may read; `load` is not guarded against readers of mps().
 class QOR_API ConfigFile : noncopyable {
@@ -40,8 +40,8 @@ public:
     // page.
     ConfigFile& load();
     ConfigFile& load(istr filename);
-    // False after any load, which makes the two keys if the file lacks them: this is meant, and
-    // does not tell whether there is a file.
+    // Deliberate (compatibility): false after any load, since load adds the two keys if the file
+    // lacks them. So it does not show whether there is a file.
     bool empty() const { return config_.unit().empty(); }
     // The settings: the file's root, or an empty stream when they are switched off.
     const pml::stream& mps() const noexcept { return enable_ ? config_ : mps_; }

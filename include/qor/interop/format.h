@@ -30,7 +30,7 @@
 
 namespace qor {
 
-// A view of what is text already, and otherwise a copy: what operator<< writes, in the "C" locale.
+// A view for text types; for others the output of operator<< in the "C" locale.
 template <class T>
 auto shownText(const T& value) {
     if constexpr (std::derived_from<T, istr> || std::derived_from<T, String>) {

@@ -10,36 +10,31 @@
 #include "qor/base/field.h"
 #include "qor/json/json_stream.h"
 
-// How user types reach JSON. A type with a codec (see qor/base/field.h) is written and read by
+// The binding of user types to JSON. A type with a codec (see qor/base/field.h) is written and read
+// by
 //
 //     json::JsonOutputStream out;
 //     json::encode(out, contact);                      // out.str() is the text
 //     json::decode(json::JsonInputStream(text), contact);
 //
-// Scalars, text, bytes and Time are what JsonUnit::operator<< makes of them, an object is an object
-// with a key for each field, and vectors, lists and sets are arrays. A map from text is an object.
-// All other maps are arrays of { "key":..., "value":... }, and so is a map with a key that JSON
-// does not carry: an empty one, or one with a quote or a backslash in it. An optional value that is
-// not set is no field; in a container, which would lose it, an optional value is an array of it.
+// Scalars, text, bytes and Time are written as by JsonUnit::operator<<, an object is an object with
+// a key for each field, and vectors, lists and sets are arrays. A map from text is an object. All
+// other maps are arrays of { "key":..., "value":... }, and so is a map with a key that JSON does
+// not carry: an empty one, or one that contains a quote or a backslash. An optional value that is
+// not set is no field; in a container, where it would be lost, an optional value is an array of no
+// or one element.
 //
-// A field that is not there, null, or of another kind leaves the member as it was. A container is
-// replaced as a whole. For a map, elements of an array that have no "key" or no "value" are left
-// out, and an array of nothing else is of another kind.
+// A field that is missing, null, or of another kind leaves the member unchanged. A container is
+// replaced as a whole. When a map is read, array elements without "key" or "value" are left out; an
+// array of only such elements counts as another kind.
 
 namespace qor::json {
 
-// What a codec carries, and what is carried as its elements.
+// Types that a codec carries, and types that are carried as their elements.
 template <class T>
 concept Object = std::derived_from<T, JsonCodecInterface> || CodecType<T, JsonStream>;
 template <class T>
 concept List = Container<T> && !Object<T>;
-
-template <class T>
-constexpr void refuse() noexcept {
-    static_assert(!sizeof(T),
-                  "JSON cannot carry this type: it is no scalar, text, bytes or time, no container "
-                  "that can be appended to, and has no codec");
-}
 
 namespace binding {
 
@@ -58,7 +53,7 @@ concept TextMap = MapContainer<C> && std::derived_from<typename C::key_type, std
     c.emplace(typename C::key_type(), typename C::mapped_type()).second;
 };
 
-// Whether an object gives the key back as it is. Keys are written as they stand.
+// Whether the key reads back from an object. Keys are written unchanged.
 inline bool isPlainKey(const std::string& key) noexcept {
     return !key.empty() && key.find_first_of("\"\\") == std::string::npos;
 }
@@ -134,26 +129,20 @@ void store(JsonUnit& unit, const T& value) {
         JsonStream part(out);
         forCodec(value).codec(part);
     } else if constexpr (List<T>) {
-        // Nothing of what the unit held stays.
+        // The unit's content is replaced as a whole.
         JsonUnit made;
         storeElements(made, value);
         unit = made;
     } else if constexpr (requires { unit << value; }) {
         unit << value;
     } else {
-        refuse<T>();
+        refuseType<JsonStream, T>();
     }
 }
 
 template <class C>
 bool appendLoaded(const JsonUnit& unit, C& elements) {
-    typename C::value_type element{};
-    loadElement(unit, element);
-    if constexpr (SetContainer<C>) {
-        elements.insert(std::move(element));
-    } else {
-        elements.push_back(std::move(element));
-    }
+    appendElement(elements, [&](auto& element) { loadElement(unit, element); });
     return true;
 }
 
@@ -176,8 +165,7 @@ template <class C>
 void loadElements(const JsonUnit& unit, C& target) {
     C elements;
     if (const JsonArray* const array = unit.arrayValue()) {
-        if constexpr (requires { elements.reserve(std::size_t()); })
-            elements.reserve(array->size());
+        reserveElements(elements, array->size());
         bool fits = array->size() == 0;
         for (const JsonUnit& element : *array)
             fits = appendLoaded(element, elements) || fits;
@@ -202,9 +190,7 @@ template <class T>
 void load(const JsonUnit& unit, T& target) {
     if constexpr (OptionalValue<T>) {
         if (unit.isNull()) return;
-        typename T::value_type present = target.value();
-        load(unit, present);
-        target = std::move(present);
+        readPresent(target, [&](auto& present) { load(unit, present); });
     } else if constexpr (std::derived_from<T, JsonCodecInterface>) {
         const JsonInputStream part(unit);
         target.decodeJson(part);
@@ -218,7 +204,7 @@ void load(const JsonUnit& unit, T& target) {
     } else if constexpr (requires { unit >> target; }) {
         unit >> target;
     } else {
-        refuse<T>();
+        refuseType<JsonStream, T>();
     }
 }
 
@@ -227,10 +213,7 @@ void load(const JsonUnit& unit, T& target) {
 // A field of a codec. A field that is written replaces one of the same name.
 template <class T>
 void field(JsonOutputStream& s, const FieldKey& key, const T& member) {
-    if constexpr (OptionalValue<T>) {
-        if (!member.isSet()) return;
-    }
-    binding::store(s.child(key.name), member);
+    if (isPresent(member)) binding::store(s.child(key.name), member);
 }
 template <class T>
 void field(const JsonInputStream& s, const FieldKey& key, T& member) {
@@ -257,8 +240,8 @@ void encode(JsonStream& s, const T& object) {
 }
 
 // Read an object from the stream's unit, and from a text. Raise DecodeException for objects that
-// are nested too deeply, and the last one for a text that is no JSON; what was read before that
-// stays read.
+// are nested too deeply, and the last one for a text that is no JSON; members that were read before
+// are changed then.
 template <class T>
 void decode(const JsonInputStream& s, T& object) {
     binding::load(s.unit(), object);

@@ -5,19 +5,17 @@
 #include <cstddef>
 
 #include "qor/base/base_type_string.h"
+#include "qor/json/json_value.h"
 
 // How a JSON tree that was read lies in memory. Programs use JsonView.
 
 namespace qor::json {
 
-// What a value is.
-enum class JsonKind : unsigned char { Null, Boolean, Number, String, Array, Object };
-
 // A tree that was read is its text and, in the order of the text, a node for each value and for
 // each key, which is followed by its value. Array elements that are null have no node.
 struct Node {
-    // Marks of containers: the kind, what is inside, and for an object which of the tree's shapes
-    // it has, once that is known.
+    // Marks of containers: the kind, properties of the content, and for an object its shape in the
+    // tree, once that is known.
     static constexpr ulong32 kMarks = 0xFFF00000, kArray = kMarks, kObject = kMarks + 4;
     static constexpr ulong32 kFlat = 1;  // no other container
     static constexpr ulong32 kDeep = 2;  // a container that is not empty
@@ -65,7 +63,7 @@ struct NodeTree {
     Node node(ulong32 i) const noexcept { return nodes[i].load(); }
     // Of a key or a scalar.
     istr textOf(const Node& node) const noexcept {
-        // A view need not be tested for what no tree has.
+        // No tree has other values, so the view need not be tested for them.
         if (text == nullptr || node.size > Node::kMaxText) __builtin_unreachable();
         return istr(text + node.begin, node.size);
     }

@@ -13,18 +13,18 @@
 
 namespace qor::json {
 
-// How deeply objects may be nested in what is read. Each level takes the stack of one codec.
+// The greatest depth of nested objects that are read. Each level uses the stack of one codec.
 inline constexpr unsigned kMaxDepth = 500;
 
-// What a codec tells about its type. JSON has no place for it.
+// The type's names, given by a codec. JSON has no place for them.
 struct CodecHooks {
     void leave() const noexcept {}
     void enterSuper() const noexcept {}
     void leaveSuper() const noexcept {}
 };
 
-// Reads from a unit: its own one, or one that somebody else owns and that outlives the stream. A
-// stream belongs to one thread.
+// Reads from a unit: its own one, or one that it does not own and that must outlive it. A stream
+// belongs to one thread.
 class QOR_API JsonInputStream : public CodecHooks, noncopyable {
 public:
     // Over null.
@@ -33,7 +33,8 @@ public:
     // Reads the text. Raises DecodeException.
     explicit JsonInputStream(istr text) { own_.decode(text); }
 
-    // As JsonUnit::operator>>: what is not there, or of another kind, leaves the target as it was.
+    // As JsonUnit::operator>>: a value that is missing or of another kind leaves the target
+    // unchanged.
     template <class T>
     requires requires(const JsonUnit& unit, T& target) { unit >> target; }
     const JsonInputStream& operator>>(T& target) const {
@@ -41,8 +42,7 @@ public:
         return *this;
     }
 
-    // JsonUnit::null() for what is not there. An alias that is not empty takes the place of the
-    // name.
+    // JsonUnit::null() for a missing child. An alias that is not empty replaces the name.
     const JsonUnit& child(istr name) const { return unit().child(name); }
     const JsonUnit& child(istr name, istr alias) const {
         return child(alias.empty() ? name : alias);

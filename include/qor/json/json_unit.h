@@ -18,16 +18,16 @@
 #include "qor/json/json_conversion.h"
 #include "qor/json/json_value.h"
 
-// The slot for a value, and the values that are made of slots.
+// The slot for a value.
 
 namespace qor::json {
 
 class JsonArray;
 class JsonObject;
 
-// A slot that holds a value, or none for a JSON null. A copy shares the value: what is written
-// through one is seen through the other, unless it is of another kind, which replaces the value of
-// the one slot. A value must not become a part of itself.
+// A slot that holds a value, or none for a JSON null. A copy shares the value: a change through one
+// is visible through the other, but a value of another kind replaces that of one slot only. A value
+// must not become a part of itself.
 //
 //     JsonUnit unit;
 //     unit["name"] << "Ann";          // makes an object of the unit
@@ -35,8 +35,8 @@ class JsonObject;
 //     long age = 0;
 //     std::as_const(unit)["age"] >> age;
 //
-// The value of a unit in a tree that was read is made when it is first asked for, by value(), a
-// copy, or one of the ...Value() operations. Reading by >> makes values in few cases.
+// In a parsed tree, a unit's value is created at its first use by value(), a copy, or one of the
+// ...Value() operations. Reading by >> rarely creates values.
 class QOR_API JsonUnit {
 public:
     JsonUnit() noexcept = default;
@@ -101,9 +101,9 @@ public:
     const JsonObject* objectValue() const;
     const JsonArray* arrayValue() const;
 
-    // Write a value, of the kind that the type goes by: bool by the boolean, numbers and characters
-    // by the number, text by the text. Floating point has six significant digits; a long has 32
-    // bits. Bytes go as Base64, wide text as UTF-8, a Time as its milliseconds.
+    // Write a value of the type's kind: bool as a boolean, numbers and characters as a number, text
+    // as text. Floating point has six significant digits; a long has 32 bits. Bytes are written as
+    // Base64, wide text as UTF-8, a Time as its milliseconds.
     template <WireScalar T>
     JsonUnit& operator<<(const T& value) {
         if constexpr (NumberWrapper<T>) {
@@ -127,17 +127,17 @@ public:
     JsonUnit& operator<<(const Bytes& bytes);
     JsonUnit& operator<<(const Time& time) { return *this << time.toMilliSeconds(); }
 
-    // Read the value. One of another kind leaves the target as it was. Text that is no number gives
-    // 0, and of one with more behind it that is not looked at: "1.5" is the integer 1.
+    // Read the value. A value of another kind leaves the target unchanged. Text that is no number
+    // gives 0; text after a number is ignored: "1.5" is the integer 1.
     template <WireScalar T>
     const JsonUnit& operator>>(T& target) const {
         JsonConversion::read(*this, target);
         return *this;
     }
     const JsonUnit& operator>>(std::string& target) const;
-    // A view of the value, good until that is set or asked for its String.
+    // A view of the value, valid until the value is set or its String is requested.
     const JsonUnit& operator>>(istr& target) const {
-        if (kind() == JsonValue::Kind::String) view(target);
+        if (kind() == JsonKind::String) view(target);
         return *this;
     }
     // Good until the value is set.
@@ -162,7 +162,7 @@ private:
     static constexpr Word kLazy = 1;
     static constexpr Word kShort = 2;
     static constexpr unsigned kSizeShift = 3;
-    static constexpr Word kViewed = 2;    // somebody has a view of the text
+    static constexpr Word kViewed = 2;    // there are views of the text
     static constexpr Word kFollowed = 4;  // the next unit belongs to the same array
     static constexpr Word kMarks = 7;
     static constexpr unsigned kDistanceBits = 29, kNodeShift = 32;
@@ -190,240 +190,43 @@ private:
         return valueOf(word_);
     }
     void make() const;
-    // Of the value, made or not; Other for null.
-    JsonValue::Kind kind() const noexcept {
-        if (isLazy(word_)) return static_cast<JsonValue::Kind>(word_ >> kDistanceBits & 7);
-        if (isShort(word_)) return JsonValue::Kind::Number;
-        return word_ != 0 ? valueOf(word_)->kind_ : JsonValue::Kind::Other;
+    // Of the value, made or not.
+    JsonKind kind() const noexcept {
+        if (isLazy(word_)) return static_cast<JsonKind>(word_ >> kDistanceBits & 7);
+        if (isShort(word_)) return JsonKind::Number;
+        return word_ != 0 ? valueOf(word_)->kind_ : JsonKind::Null;
     }
     // The value's text, which a number has as it is. False for another kind.
-    bool readText(JsonValue::Kind kind, istr& text) const {
+    bool readText(JsonKind kind, istr& text) const {
         return this->kind() == kind && (text = scalarText(), true);
     }
-    bool readNumber(istr& text) const { return readText(JsonValue::Kind::Number, text); }
-    bool readString(istr& text) const { return readText(JsonValue::Kind::String, text); }
+    bool readNumber(istr& text) const { return readText(JsonKind::Number, text); }
+    bool readString(istr& text) const { return readText(JsonKind::String, text); }
     istr scalarText() const;
     void view(istr& text) const;
     void readBoolean(bool& target) const noexcept;
 
-    // Of a short number, or whose text fits into one.
+    // The text of a short number, or of a value whose text fits into one.
     istr shortText() const noexcept;
     static bool fitsShort(istr text) noexcept { return text.size() < sizeof(Word); }
     void setShort(istr text) noexcept;
     void setNumber(istr text);
     template <class T>
-    T* valueAs(JsonValue::Kind kind) const {
+    T* valueAs(JsonKind kind) const {
         return this->kind() == kind ? static_cast<T*>(made()) : nullptr;
     }
     template <class T>
-    T& makeValue(JsonValue::Kind kind);
+    T& makeValue(JsonKind kind);
     template <class T>
-    void setText(JsonValue::Kind kind, istr text);
+    void setText(JsonKind kind, istr text);
 
     // A multiple of 8, on every machine.
     alignas(8) mutable Word word_ = 0;
 };
 
-// An array: units one after the other.
-class QOR_API JsonArray final : public JsonValue {
-public:
-    using value_type = JsonUnit;
-    using iterator = JsonUnit*;
-    using const_iterator = const JsonUnit*;
-
-    JsonArray() noexcept : JsonValue(Kind::Array) {}
-    ~JsonArray() override;
-
-    // Append. References and iterators are good until the next append.
-    void add(const JsonUnit& unit);
-    // A null unit.
-    JsonUnit& newChild();
-
-    unsigned long size() const { return made().size_; }
-    // Unchecked.
-    JsonUnit& at(unsigned i) { return made().units_[i]; }
-    const JsonUnit& at(unsigned i) const { return made().units_[i]; }
-    iterator begin() { return made().units_; }
-    iterator end() {
-        const JsonArray& array = made();
-        return array.units_ + array.size_;
-    }
-    const_iterator begin() const { return made().units_; }
-    const_iterator end() const {
-        const JsonArray& array = made();
-        return array.units_ + array.size_;
-    }
-
-private:
-    friend FlatTree;
-    friend TreeMaker;
-    friend TreeEnd;
-    friend JsonFormatter;
-
-    const JsonArray& made() const {
-        if (isUnmade_) [[unlikely]]
-            makeUnits();
-        return *this;
-    }
-    void makeUnits() const;
-    Block* blockOfUnits() const noexcept;
-    void grow();
-
-    mutable JsonUnit* units_ = nullptr;
-    mutable ulong32 size_ = 0;
-    mutable ulong32 capacity_ = 0;
-};
-
-// An object: a map from keys to units, in the order of the keys. Of a key that was more than once
-// in the text that was read, the last one is there.
-//
-// Units stay where they are, so a reference is good as long as the object is. An iterator is good
-// until a key is added. Finding a key and adding one take constant time on average; the first
-// iteration after keys were added in no order takes O(n log n).
-class QOR_API JsonObject final : public JsonValue {
-public:
-    using key_type = String;
-    using mapped_type = JsonUnit;
-    // The key is owned by the object, and good as long as that is.
-    using value_type = std::pair<const String&, JsonUnit>;
-
-    // Gives the pairs themselves.
-    template <class Pair>
-    class Iterator {
-    public:
-        using iterator_category = std::bidirectional_iterator_tag;
-        using value_type = JsonObject::value_type;
-        using difference_type = std::ptrdiff_t;
-        using pointer = Pair*;
-        using reference = Pair&;
-
-        Iterator() noexcept = default;
-        operator Iterator<const Pair>() const noexcept { return Iterator<const Pair>(at_, pair_); }
-
-        Pair& operator*() const noexcept { return at_ != nullptr ? **at_ : *pair_; }
-        Pair* operator->() const noexcept { return &**this; }
-        Iterator& operator++() noexcept { return moveBy(1); }
-        Iterator& operator--() noexcept { return moveBy(-1); }
-        Iterator operator++(int) noexcept {
-            const Iterator before = *this;
-            ++*this;
-            return before;
-        }
-        Iterator operator--(int) noexcept {
-            const Iterator before = *this;
-            --*this;
-            return before;
-        }
-        bool operator==(const Iterator& other) const noexcept = default;
-
-    private:
-        friend JsonObject;
-        template <class Other>
-        friend class Iterator;
-        Iterator(JsonObject::value_type* const* at, JsonObject::value_type* pair) noexcept
-            : at_(at), pair_(pair) {}
-        Iterator& moveBy(std::ptrdiff_t n) noexcept {
-            if (at_ != nullptr) {
-                at_ += n;
-            } else {
-                pair_ += n;
-            }
-            return *this;
-        }
-
-        // As JsonObject has its pairs: by pointers, or else one after the other.
-        JsonObject::value_type* const* at_ = nullptr;
-        JsonObject::value_type* pair_ = nullptr;
-    };
-    using iterator = Iterator<value_type>;
-    using const_iterator = Iterator<const value_type>;
-
-    JsonObject() noexcept : JsonValue(Kind::Object) {}
-    ~JsonObject() override;
-
-    // Replaces the unit under the key, which is made if there is none.
-    void put(istr key, const JsonUnit& unit);
-    // A key that is not there is made, with a null unit.
-    JsonUnit& get(istr key);
-    // Null for a key that is not there.
-    const JsonUnit* get(istr key) const;
-
-    iterator begin() { return iteratorAt<value_type>(0); }
-    iterator end() { return iteratorAt<value_type>(inOrder().size_); }
-    const_iterator begin() const { return iteratorAt<const value_type>(0); }
-    const_iterator end() const { return iteratorAt<const value_type>(inOrder().size_); }
-
-private:
-    friend FlatTree;
-    friend TreeMaker;
-    friend TreeEnd;
-    friend JsonFormatter;
-
-    struct Added;
-    class Index;
-    struct DeleteIndex {
-        void operator()(Index* index) const noexcept;
-    };
-    // Up to this number, keys are kept in order while they are added.
-    static constexpr ulong32 kFew = 16;
-
-    const JsonObject& made() const {
-        if (isUnmade_) [[unlikely]]
-            makePairs();
-        return *this;
-    }
-    void makePairs() const;
-    const JsonObject& inOrder() const {
-        if (made().sorted_ != size_) [[unlikely]]
-            sort();
-        return *this;
-    }
-    template <class Pair>
-    Iterator<Pair> iteratorAt(ulong32 i) const {
-        if (inOrder().hasPointers()) return Iterator<Pair>(pairs_ + i, nullptr);
-        return Iterator<Pair>(nullptr, read_ + i);
-    }
-    // Not so an object that was read, and has no more keys since.
-    bool hasPointers() const noexcept { return capacity_ != 0; }
-    value_type* pairAt(ulong32 i) const noexcept { return hasPointers() ? pairs_[i] : read_ + i; }
-    void sort() const noexcept;
-    ulong32 lowerBound(istr key) const noexcept;
-    value_type* pairOf(istr key, ulong32 place) const noexcept;
-    JsonUnit& getByIndex(istr key);
-    void makeIndex();
-    void reserveOne();
-    bool wasRead(const value_type* pair) const noexcept {
-        return std::greater_equal<>()(pair, read_) && std::less<>()(pair, read_ + readSize_);
-    }
-
-    // The pairs that were read are in a block, in order; the other ones have blocks of their own.
-    mutable value_type* read_ = nullptr;
-    mutable ulong32 readSize_ = 0;
-    mutable ulong32 size_ = 0;  // of all pairs
-    // Pointers to all pairs, of which the first ones are in order.
-    value_type** pairs_ = nullptr;
-    ulong32 capacity_ = 0;
-    mutable ulong32 sorted_ = 0;
-    // Of an object with many keys, some of which were added in no order.
-    std::unique_ptr<Index, DeleteIndex> index_;
-};
-
-inline const JsonBoolean* JsonUnit::booleanValue() const {
-    return valueAs<JsonBoolean>(JsonValue::Kind::Boolean);
-}
-inline const JsonNumber* JsonUnit::numberValue() const {
-    return valueAs<JsonNumber>(JsonValue::Kind::Number);
-}
-inline const JsonString* JsonUnit::stringValue() const {
-    return valueAs<JsonString>(JsonValue::Kind::String);
-}
-inline const JsonObject* JsonUnit::objectValue() const {
-    return valueAs<JsonObject>(JsonValue::Kind::Object);
-}
-inline const JsonArray* JsonUnit::arrayValue() const {
-    return valueAs<JsonArray>(JsonValue::Kind::Array);
-}
-
 }  // namespace qor::json
+
+// The values that are made of slots.
+#include "qor/json/json_container.h"
 
 #endif  // QOR_JSON_JSON_UNIT_H

@@ -7,11 +7,12 @@
 #include "qor/api.h"
 #include "qor/base/base_type_string.h"
 #include "qor/base/mlcheck.h"
+#include "qor/json/json_formatter.h"
 #include "qor/mt/handle.h"
 #include "qor/mt/shared.h"
 #include "qor/util/optional.h"
 
-// The values of a JSON tree but its arrays and objects, which stand in qor/json/json_unit.h.
+// The values of a JSON tree but its arrays and objects, which are in qor/json/json_container.h.
 // docs/formats.md has the format.
 
 namespace qor::json {
@@ -30,13 +31,17 @@ class TreeEnd;
 struct Block;
 
 // A value of a JSON tree. It is shared by Handles; a JSON null is a Handle without a value. A tree
-// belongs to one thread at a time: reading it counts too, since the values of a tree that was read
-// are made when they are first asked for. Handles may go from thread to thread.
+// belongs to one thread at a time, also for reading, since the values of a parsed tree are created
+// at their first use. Handles may be passed to other threads.
 //
-// Making a tree of any depth, showing it and deleting it take no more of the stack than a flat one.
-// Whatever makes a value may raise std::bad_alloc, and leaves the tree as it was then.
+// The stack use of building, showing and deleting a tree does not depend on its depth. Operations
+// that create values may raise std::bad_alloc; the tree is unchanged then.
 class QOR_API __attribute__((aligned(8))) JsonValue : public Shared {
 public:
+    // The kind of a value. Null is the kind of a unit or a view without a value, and of a value
+    // whose class is not one of this library's.
+    enum class Kind : unsigned char { Null, Boolean, Number, String, Array, Object };
+
     JsonValue(const JsonValue&) = delete;
     JsonValue& operator=(const JsonValue&) = delete;
     ~JsonValue() override;
@@ -79,21 +84,22 @@ private:
     friend TreeMaker;
     friend TreeEnd;
 
-    enum class Kind : unsigned char { Other, Boolean, Number, String, Array, Object };
     explicit JsonValue(Kind kind) noexcept : Shared(OwnAllocation()), kind_(kind) {}
 
     // The block that the value was made in, at place_; null for a value with memory of its own.
     Block* block() const noexcept;
 
-    // These fill what the base leaves of its last word.
-    Kind kind_ : 3 = Kind::Other;
+    // These use the rest of the base's last word.
+    Kind kind_ : 3 = Kind::Null;
     bool isTrue_ : 1 = false;             // a boolean
     mutable bool isString_ : 1 = false;   // a text in a String
     bool isInTree_ : 1 = false;           // a text that the value's tree has
     mutable bool isUnmade_ : 1 = false;   // a container of a tree that was read, without slots yet
-    mutable bool ownsSlots_ : 1 = false;  // a container whose slots have a block of their own
+    mutable bool ownsSlots_ : 1 = false;  // a container whose slots are in a block of their own
     unsigned short place_ = 0;            // in units of the alignment
 };
+
+using JsonKind = JsonValue::Kind;
 
 class QOR_API JsonBoolean final : public JsonValue {
 public:
@@ -107,8 +113,8 @@ public:
     String toString() const override;
 };
 
-// What JsonNumber and JsonString share: a text. It follows the value in the same block, or is that
-// of the tree that was read, until it is set or a String is asked for.
+// The common base of JsonNumber and JsonString: a text. It follows the value in the same block, or
+// is a part of the parsed text, until it is set or its String is requested.
 class QOR_API JsonText : public JsonValue {
 public:
     ~JsonText() override {
@@ -137,7 +143,7 @@ private:
 
     // A longer text than this is a String from the start.
     static constexpr unsigned long kMostHere = 4096;
-    // Of the whole value with a text of this size behind it.
+    // The size of a value with a text of this size after it.
     static constexpr std::size_t sizeWith(unsigned long size) noexcept;
 
     // A value in a block of its own, with the text in it.
@@ -173,8 +179,7 @@ constexpr std::size_t JsonText::sizeWith(unsigned long size) noexcept {
     return sizeof(JsonText) + (size > kRoom ? size - kRoom : 0);
 }
 
-// A number, as the text that it was read from or is to be written as. Whether the text is a number
-// is never asked.
+// A number, as the text that was read or will be written. The text is not checked to be a number.
 class QOR_API JsonNumber final : public JsonText {
 public:
     explicit JsonNumber(istr text = istr("0", 1)) : JsonText(Kind::Number, text) {}
@@ -194,21 +199,21 @@ class QOR_API JsonString final : public JsonText {
 public:
     // The text itself, with nothing escaped.
     explicit JsonString(istr text = istr()) : JsonText(Kind::String, text) {}
-    // What the text stands for, see unescape.
+    // Sets the unescaped text, see unescape.
     void fromString(istr text);
-    // A new value of what the text stands for; null for the word null.
+    // A new value of the unescaped text; null for the word null.
     static JsonString* from(istr text);
     // Escaped and in quotes.
     String toString() const override;
 
-    // The text in double quotes, with a backslash in front of each double quote, backslash and
-    // solidus, and with \b \f \n \r \t for these five control characters. All other bytes go out
-    // as they are. No value is null, without quotes.
+    // The text in double quotes, with a backslash before each double quote, backslash and solidus,
+    // and with \b \f \n \r \t for these five control characters. All other bytes are written
+    // unchanged. A missing value gives null without quotes.
     static String escape(const Optional<String>& value);
     // The reverse, of text with or without quotes around it. \u and four hexadecimal digits are one
-    // wide character, in the configured code page; the two halves of a surrogate pair are two
-    // characters, and none. Another backslash vanishes together with the byte behind it. The word
-    // null, without quotes, is no value.
+    // wide character, converted to the configured code page; the two halves of a surrogate pair
+    // count as two invalid characters. Any other backslash is dropped together with the byte after
+    // it. The word null, without quotes, is no value.
     static Optional<String> unescape(istr text);
 
 private:
@@ -217,37 +222,6 @@ private:
     friend TreeMaker;
     static JsonString* make(istr text);
     explicit JsonString(ulong32 size) noexcept : JsonText(Kind::String, size) {}
-};
-
-// Writes a value, with the keys of an object in ascending order. In one line there is a blank
-// behind each opening bracket and comma, and in front of each closing bracket.
-class QOR_API JsonFormatter {
-public:
-    // The value may be null, and outlives the formatter. `level` is the one of the opening bracket,
-    // in steps of four blanks; it counts in the pretty form alone. `skipNull` leaves out the keys
-    // of objects that hold null; an array keeps its nulls.
-    JsonFormatter(const JsonValue* value, bool pretty, bool skipNull, int level) noexcept
-        : value_(value), pretty_(pretty), skipNull_(skipNull), level_(level) {}
-
-    // Appends. Keys go out as they are, in quotes: one with a quote or a backslash in it does not
-    // read back as itself.
-    void format(String& out) const;
-    String toString() const;
-
-private:
-    friend JsonView;
-    class Output;
-    class Run;
-    // Of a value in a tree that was read.
-    String toString(FlatTree& tree, ulong32 node) const;
-    template <class Write>
-    void format(String& out, std::size_t expectedSize, Write write) const;
-    static void indent(Output& out, bool pretty, long long level);
-
-    const JsonValue* value_;
-    bool pretty_;
-    bool skipNull_;
-    int level_;
 };
 
 }  // namespace qor::json

@@ -11,8 +11,8 @@
 #include "qor/json/json_node.h"
 #include "qor/json/json_value.h"
 
-// JSON that is read and not changed: no value of the tree is made, so that reading all of a
-// document takes a fraction of what it takes by JsonUnit.
+// Read-only JSON: no values of the tree are created, so that reading all of a document takes a
+// fraction of the time of JsonUnit.
 //
 //     const JsonDocument document = JsonDocument::from(text);
 //     for (const auto& [name, contact] : document.root().members()) {
@@ -25,11 +25,11 @@ namespace qor::json {
 class JsonElements;
 class JsonMembers;
 
-// A value in a document, or none for a JSON null and for what is not there. It is passed by value,
-// and good as long as a JsonDocument of its tree lives. Texts that it gives are good as long.
+// A value in a document, or none for a JSON null and for a missing value. It is passed by value. It
+// and its texts are valid as long as a JsonDocument of its tree lives.
 //
-// Any number of threads may read a document by views at once. Nothing here depends on how deep a
-// value is nested.
+// Any number of threads may read a document by views at the same time. No cost depends on the depth
+// of nesting.
 class QOR_API JsonView {
 public:
     // Of null.
@@ -145,9 +145,9 @@ class QOR_API JsonDocument {
 public:
     // Of nothing: its root is null.
     JsonDocument() noexcept = default;
-    // Reads the object or array at the start of the text, of which a copy is kept: what
-    // JsonParser::from takes, refuses and raises. Strings with escapes are kept a second time, as
-    // what they stand for, and std::bad_alloc is also raised where both do not fit together.
+    // Parses the object or array at the start of the text, and keeps a copy of it. Accepts and
+    // raises the same as JsonParser::from. Strings with escapes are stored a second time,
+    // unescaped; std::bad_alloc is also raised if both do not fit.
     static JsonDocument from(istr text);
 
     JsonView root() const noexcept;
@@ -158,38 +158,43 @@ private:
     Handle<JsonValue> root_;  // which is never used, but has a share of the tree
 };
 
+// The iterators of the two ranges below, which return items by value. The range provides them by
+// `itemAt(owner, place)` and `next(place)`.
+template <class Range, class Item, class Owner, class Place>
+class JsonIterator {
+public:
+    using iterator_concept = std::forward_iterator_tag;
+    using iterator_category = std::input_iterator_tag;
+    using value_type = Item;
+    using difference_type = std::ptrdiff_t;
+    using reference = Item;
+    using pointer = void;
+
+    JsonIterator() noexcept = default;
+    Item operator*() const noexcept { return Range::itemAt(owner_, place_); }
+    JsonIterator& operator++() noexcept {
+        place_ = Range::next(place_);
+        return *this;
+    }
+    JsonIterator operator++(int) noexcept {
+        const JsonIterator before = *this;
+        ++*this;
+        return before;
+    }
+    bool operator==(const JsonIterator& other) const noexcept { return place_ == other.place_; }
+
+private:
+    friend Range;
+    JsonIterator(const Owner* owner, const Place* place) noexcept : owner_(owner), place_(place) {}
+
+    const Owner* owner_ = nullptr;
+    const Place* place_ = nullptr;
+};
+
 // The elements of an array, as views.
 class JsonElements {
 public:
-    class iterator {
-    public:
-        using iterator_concept = std::forward_iterator_tag;
-        using iterator_category = std::input_iterator_tag;
-        using value_type = JsonView;
-        using difference_type = std::ptrdiff_t;
-        using reference = JsonView;
-        using pointer = void;
-
-        iterator() noexcept = default;
-        JsonView operator*() const noexcept { return {tree_, node_}; }
-        iterator& operator++() noexcept {
-            node_ += node_->load().span();
-            return *this;
-        }
-        iterator operator++(int) noexcept {
-            const iterator before = *this;
-            ++*this;
-            return before;
-        }
-        bool operator==(const iterator& other) const noexcept { return node_ == other.node_; }
-
-    private:
-        friend JsonElements;
-        iterator(const NodeTree* tree, const Node* node) noexcept : tree_(tree), node_(node) {}
-
-        const NodeTree* tree_ = nullptr;
-        const Node* node_ = nullptr;
-    };
+    using iterator = JsonIterator<JsonElements, JsonView, NodeTree, Node>;
     using const_iterator = iterator;
 
     iterator begin() const noexcept { return {tree_, first_}; }
@@ -197,9 +202,13 @@ public:
 
 private:
     friend JsonView;
+    friend iterator;
     JsonElements() noexcept = default;
     JsonElements(const NodeTree* tree, const Node* array) noexcept
         : tree_(tree), first_(array + 1), end_(array + array->size) {}
+
+    static JsonView itemAt(const NodeTree* tree, const Node* node) noexcept { return {tree, node}; }
+    static const Node* next(const Node* node) noexcept { return node + node->load().span(); }
 
     const NodeTree* tree_ = nullptr;
     const Node* first_ = nullptr;
@@ -216,36 +225,7 @@ struct JsonMember {
 // long as this object.
 class QOR_API JsonMembers : noncopyable {
 public:
-    class iterator {
-    public:
-        using iterator_concept = std::forward_iterator_tag;
-        using iterator_category = std::input_iterator_tag;
-        using value_type = JsonMember;
-        using difference_type = std::ptrdiff_t;
-        using reference = JsonMember;
-        using pointer = void;
-
-        iterator() noexcept = default;
-        JsonMember operator*() const noexcept { return members_->member(*place_); }
-        iterator& operator++() noexcept {
-            ++place_;
-            return *this;
-        }
-        iterator operator++(int) noexcept {
-            const iterator before = *this;
-            ++*this;
-            return before;
-        }
-        bool operator==(const iterator& other) const noexcept { return place_ == other.place_; }
-
-    private:
-        friend JsonMembers;
-        iterator(const JsonMembers* members, const ulong32* place) noexcept
-            : members_(members), place_(place) {}
-
-        const JsonMembers* members_ = nullptr;
-        const ulong32* place_ = nullptr;
-    };
+    using iterator = JsonIterator<JsonMembers, JsonMember, JsonMembers, ulong32>;
     using const_iterator = iterator;
 
     iterator begin() const noexcept { return {this, places_}; }
@@ -256,8 +236,14 @@ public:
 
 private:
     friend JsonView;
+    friend iterator;
     JsonMembers() noexcept = default;
     JsonMembers(const NodeTree* tree, const Node* object);
+
+    static JsonMember itemAt(const JsonMembers* members, const ulong32* place) noexcept {
+        return members->member(*place);
+    }
+    static const ulong32* next(const ulong32* place) noexcept { return place + 1; }
 
     // Of the value that is at this place in the text.
     JsonMember member(ulong32 place) const noexcept {

@@ -19,15 +19,15 @@ QOR_DECLARE_EXCEPTION(DecodeException, "qor::json::DecodeException");
 // the portable code runs everywhere.
 class QOR_API JsonParser {
 public:
-    // Returns the object or array at the start of the text; what follows it is not looked at.
-    // Raises DecodeException, and std::bad_alloc for a text of 4 GiB less 1 MiB and more.
+    // Returns the object or array at the start of the text; the rest is ignored. Raises
+    // DecodeException, and std::bad_alloc for a text of 4 GiB less 1 MiB and more.
     //
-    // The values of the tree are made when they are first asked for. The text stays in memory until
-    // all containers of the tree are destroyed, and all values of whose text somebody took a view
-    // by `unit >> view`: one that outlives the tree keeps the text of the whole tree.
+    // The values of the tree are created at their first use. The text stays in memory until all
+    // containers of the tree are destroyed, and all values of which a view was taken by `unit >>
+    // view`: a single such value keeps the text of the whole tree.
     //
-    // Asking for what is in an array of more than 64 million elements, or in an object of more than
-    // 33 million keys, raises std::bad_alloc; the tree can still be written.
+    // Access to the elements of an array of more than 64 million, or to the members of an object of
+    // more than 33 million, raises std::bad_alloc; the tree can still be written.
     static Handle<JsonValue> from(istr text);
 
 private:

@@ -38,8 +38,8 @@ namespace qor {
 //         return d.member("name_", name_).member("phones_", phones_);
 //     }
 //
-// or by its codec. Long text and data are clipped at the limit that the library's own logger is
-// configured with, 256 bytes by default. A dumper belongs to one thread.
+// or by its codec. Long text and data are clipped at the limit that is configured for the library's
+// own logger, 256 bytes by default. A dumper belongs to one thread.
 class QOR_API dumper : noncopyable {
 public:
     struct QOR_API Config {
@@ -51,7 +51,7 @@ public:
 
         bool compact_;
         String lineSeparator_;    // at the start of each indented line
-        String indentSeparator_;  // once for each level behind it
+        String indentSeparator_;  // repeated once for each level
         unsigned level_;
         String eolSeparator_;  // at the end of a line
         String beginTag_;
@@ -87,8 +87,8 @@ public:
                     istr endTag = "}", istr typeTag = "@", istr nvSeparator = "=",
                     istr valueSeparator = " ");
     explicit dumper(const Config& config);
-    // Writes to the caller's stream, which must outlive the dumper. Numbers go out in the stream's
-    // own settings.
+    // Writes to the caller's stream, which must outlive the dumper. Numbers are written with the
+    // stream's own settings.
     explicit dumper(std::ostream& os, bool compact = false, istr lineSeparator = "\n",
                     istr indentSeparator = "    ", unsigned level = 0, istr eolSeparator = "",
                     istr beginTag = "{", istr endTag = "}", istr typeTag = "@",
@@ -128,10 +128,10 @@ public:
     dumper& endline();
     // An end of line in both forms.
     dumper& nl();
-    // Text as it stands.
+    // Unchanged text.
     dumper& raw(istr text) { return write(text); }
-    // The name and what separates it from its value; nothing for an empty name. A separator that
-    // is given stands alone in place of the configured one.
+    // The name and the separator between it and its value; nothing for an empty name. A given
+    // separator replaces the configured one completely.
     dumper& name(istr text, const char* separator = nullptr) { return writeName(text, separator); }
     dumper& writeName(istr text, const char* separator = nullptr);
 
@@ -144,11 +144,11 @@ public:
     dumper& enter(istr first = istr(), istr second = istr(), istr third = istr(),
                   istr fourth = istr());
     dumper& leave();
-    // What a codec calls around its base class's part: nothing here.
+    // A codec calls it before its base class's part; it does nothing here.
     dumper& enterSuper() noexcept { return *this; }
     dumper& leaveSuper() noexcept { return *this; }
 
-    // Bare values: the stream's own output; text as it stands, never clipped.
+    // Bare values, as the stream writes them; text unchanged and never clipped.
     template <Arithmetic T>
     dumper& write(T value) {
         os_ << value;
@@ -285,7 +285,7 @@ struct dump_hex : dump_hex_base {
     }
 };
 
-// What a Handle has, or "null".
+// The object of a Handle, or "null".
 template <class T>
 dumper& operator<<(dumper& d, const Handle<T>& handle);
 
@@ -299,7 +299,7 @@ concept AppliesToDumper = requires(const T& value, dumper& d) {
     value(d);
 };
 
-// What does not dump itself is shown by its codec, as an optional value or as a container.
+// Types without a dump are shown by their codec, as an optional value or as a container.
 template <class T>
 concept ShownByCodec = CodecType<T, dumper> && !DumpsItself<T>;
 template <class T>
@@ -387,7 +387,7 @@ dumper& dumpElements(dumper& d, const char* title, const Range& range) {
     return d;
 }
 
-// A key stands as a stream writes it.
+// A key is written as by a stream.
 template <class Map>
 dumper& dumpPairs(dumper& d, const char* title, const Map& map) {
     const dumper::_Entry entry(d, title);

@@ -19,7 +19,7 @@ namespace pml {
 class stream;
 }
 
-// The usual tags. A subsystem puts its name in front: "TCP.DEBUG".
+// The usual tags. A subsystem adds its name as a prefix: "TCP.DEBUG".
 namespace log_tag {
 inline constexpr const char* Debug = "DEBUG";
 inline constexpr const char* Trace = "TRACE";
@@ -35,25 +35,25 @@ inline constexpr const char* Error = "<ERROR>";
 inline constexpr const char* FatalError = "<FATALERROR>";
 }  // namespace log_tag
 
-// A set of switches, and the file that entries go to. A call site tests a switch, and only then
-// builds its text and calls a writer:
+// A set of switches, and the file of the entries. A call site tests a switch, and only then builds
+// its text and calls a writer:
 //
 //     logger& log = logger_factory::instance("QOR");
 //     if (log.infoOn()) writeInfoLog(log, __FILE__, __LINE__, "qor::Pump::open", "open", "INFO");
 //
-// The switches of debug entries are off unless debugOn() is on too. A logger without a file
-// swallows what it is given; nothing here reports a failure.
+// The switches of debug entries are off unless debugOn() is on too. A logger without a file drops
+// its entries; failures are not reported.
 //
-// Any thread may use a logger at any time. An entry is handed over as one text, so that entries of
-// several threads never mix.
+// Any thread may use a logger at any time. An entry is passed on as one text, so that entries of
+// several threads are never mixed.
 class QOR_API logger : public virtual Interface {
 public:
-    // Lets the file go; it may be opened again.
+    // Releases the file; it may be opened again.
     virtual void close() = 0;
-    // Entries go to this file from now on, unless the logger has one. A name without a separator is
+    // Opens the file for entries, unless the logger already has one. A name without a separator is
     // in the directory of the program, another relative one in the working directory.
     virtual void open(istr fileName) = 0;
-    // As one line of the file: the bytes as they stand, up to a zero.
+    // Writes one line: the unchanged bytes, up to a zero.
     virtual void write(istr text) = 0;
 
     virtual bool infoOn() const = 0;
@@ -62,7 +62,7 @@ public:
     virtual void debugOn(bool on) = 0;
     virtual bool traceOn() const = 0;
     virtual void traceOn(bool on) = 0;
-    // These are set from the configuration alone.
+    // These are set by the configuration only.
     virtual bool dataLogOn() const = 0;
     virtual bool debugLogOn() const = 0;
     virtual bool traceLogOn() const = 0;
@@ -71,9 +71,9 @@ public:
     virtual bool commLogOn() const = 0;
     virtual bool hbLogOn() const = 0;
 
-    // Switches by the name of an application, which is often a tag. A name without a switch is off,
-    // and is not "off by its switch" either: appLog and appLogOff are both false for it, as they
-    // are meant to be. With appLogOn() off, all are off.
+    // Switches by the name of an application, which is often a tag. Deliberate (compatibility): for
+    // a name without a switch both appLog and appLogOff are false. With appLogOn() off, all are
+    // off.
     virtual bool appLogOn() const = 0;
     virtual void appLogOn(bool on) = 0;
     virtual bool appLog(const String& name) const = 0;
@@ -89,7 +89,7 @@ public:
     // The most bytes of a text or of data that a dumper shows.
     virtual unsigned long maxStringSize() const = 0;
     virtual std::string name() const = 0;
-    // Reads or writes all switches. What the input lacks stays as it is.
+    // Reads or writes all switches. Switches that the input lacks are unchanged.
     virtual void codec(pml::stream& s) = 0;
     virtual dumper& dump(dumper& d) const = 0;
     virtual void dump(std::ostream& os) const = 0;
@@ -107,11 +107,11 @@ class QOR_API logger_factory {
 public:
     logger_factory() = delete;
     static void create();
-    // Closes all loggers and forgets their switches. A reference to one stays good: it swallows
-    // what it is given until the name is asked for again, which gives the same object.
+    // Closes all loggers and resets their switches. References stay valid: a logger drops its
+    // entries until instance is called with its name, which returns the same object.
     static void destroy() noexcept;
-    // The logger of that name, made if there is none. Can be asked for at any time, before init and
-    // after fini too.
+    // The logger of that name, created if there is none. It may be called at any time, also before
+    // init and after fini.
     static logger& instance(const std::string& name);
 };
 
@@ -131,8 +131,8 @@ QOR_API void writeDebugLog(logger& log, const char* file, unsigned line, const c
 // "[tag]{thread}function() text", the function without its scope.
 QOR_API void writeInfoLog(logger& log, const char* file, unsigned line, const char* func, istr text,
                           const char* tag = log_tag::Info) noexcept;
-// A line of 118 columns: left and middle, then the filling, then right, flush right. What is too
-// long is written without a filling.
+// A line of 118 columns: left and middle, then the fill character, then right, flush right. A
+// longer line has no fill.
 QOR_API void writeEntryLog(logger& log, istr left, istr middle, istr right, char fill) noexcept;
 
 // Blocks between two rules of 118 columns: the title, the cause, the place, the thread's calls.

@@ -24,13 +24,13 @@ constexpr bool operator&(LogType left, LogType right) noexcept {
 class tracer;
 extern template class QOR_API CreateByAllocate<tracer>;
 
-// The stacks of traced calls, one for each thread: what failure blocks and exceptions show. All
-// operations are those of the calling thread's own stack, which is made at its first use and goes
-// with its thread. Threads do not wait for each other here, but for a dump of all stacks.
+// The stacks of traced calls, one for each thread, for failure blocks and exceptions. All
+// operations use the calling thread's own stack, which is created at its first use and destroyed
+// with its thread. Threads wait for each other only during a dump of all stacks.
 class QOR_API tracer : noncopyable {
 public:
     static tracer* instance() { return CreateByAllocate<tracer>::instance(); }
-    // Forgets all stacks. A thread that is inside traced calls starts again with an empty one.
+    // Deletes all stacks. A thread inside traced calls continues with an empty one.
     static void destroy() noexcept;
 
     // The texts are literals, kept by pointer.
@@ -41,7 +41,7 @@ public:
     const CallStack& callStack() const;
     CallStack::Container& container() { return callStack().container(); }
     const CallStack::Container& container() const { return callStack().container(); }
-    // What an output writes in front of each frame but the first; it stays until it is changed.
+    // The text that an output writes before each frame but the first.
     const char* separator() const { return callStack().separator(); }
     const CallStack& separator(const char* text) const;
     // Removes the calling thread's stack.
@@ -63,20 +63,20 @@ QOR_API dumper& operator<<(dumper& d, TRACER);
 // Writes the calling thread's stack, innermost call first.
 QOR_API void printTraceStack(std::ostream& os);
 
-// Traces a function: it stands on the thread's stack while the entry lives, and where the logger's
-// traceOn() is on, its begin and end are lines of the log, indented by the depth of the stack:
+// Traces a function: it is on the thread's stack while the entry lives. If the logger's traceOn()
+// is on, its begin and end are lines of the log, indented by the depth of the stack:
 //
 //     [QOR] TRACE  ........ Pump::open( "a" ) ..................................
 //     [QOR] TRACE~ ________ Pump::open( "a" ) __________________________________
 //
-// Entries end in the reverse order of their making, on the thread that made them. They raise
-// nothing, and let a function go untraced when memory is short.
+// Destroy entries in the reverse order of their construction, on the same thread. They raise
+// nothing; if memory runs out, the function is not traced.
 class QOR_API TraceEntry {
 public:
     // File and function are literals; null info is none.
     TraceEntry(logger& log, const char* file, unsigned line, const char* func,
                LogType logType = LogType::Both, const char* info = nullptr) noexcept;
-    // Stands for the same function once more, and logs its own end alone.
+    // Traces the same function once more, and logs only its own end.
     TraceEntry(const TraceEntry& other) noexcept;
     TraceEntry& operator=(const TraceEntry&) = delete;
     ~TraceEntry();
@@ -96,7 +96,7 @@ private:
     logger& logger_;
     LogType logType_;
     std::string info_;
-    bool pushed_ = false;  // false when memory was short
+    bool pushed_ = false;  // false if memory ran out
 };
 
 }  // namespace qor

@@ -15,12 +15,12 @@ namespace qor {
 
 class dumper;
 
-// Standard containers behind a lock. Each single operation takes the lock, so a read and a write
-// that follows are two steps; use access for more than one step. What an operation removes or
-// replaces is destroyed behind the lock, so its destructor may come back to the container.
+// Standard containers with a lock. Each operation takes the lock, so a read and a later write are
+// two steps; use access to make several steps one. Elements that an operation removes or replaces
+// are destroyed after the lock is released, so their destructors may use the container.
 namespace mt {
 
-// What the locked containers share.
+// The common base of the locked containers.
 template <class Container>
 class Locked : noncopyable {
 public:
@@ -31,7 +31,7 @@ public:
         const Guard guard(mutex_);
         return values_.find(key) != values_.end();
     }
-    // True if there was something to erase.
+    // True if an element was erased.
     bool erase(const Key& key) {
         typename Values::node_type gone;
         const Guard guard(mutex_);
@@ -48,7 +48,7 @@ public:
         return values_.size();
     }
     bool empty() const { return size() == 0; }
-    // Runs `f` on the plain container with the lock held; `f` may not come back to this object.
+    // Runs `f` on the plain container with the lock held; `f` must not use this object.
     template <class F>
     auto access(F f) {
         const Guard guard(mutex_);
@@ -88,8 +88,8 @@ public:
         if (copy) value = *std::move(copy);
         return copy.has_value();
     }
-    // The value under the key, inserted when it is missing. The reference stays valid until the
-    // key is erased; what it refers to is not locked.
+    // The value of the key, which is inserted if it is missing. The reference is valid until the
+    // key is erased; access by it is not locked.
     V& operator[](const K& key) {
         const Guard guard(mutex_);
         return values_[key];
@@ -112,7 +112,7 @@ private:
 template <class T, class Compare = std::less<T>>
 class set : public Locked<std::set<T, Compare>> {
 public:
-    // False if the value was there.
+    // False if the value is present already.
     bool insert(T value) {
         const Guard guard(mutex_);
         return values_.insert(std::move(value)).second;

@@ -67,13 +67,13 @@ public:
         handle.ptr_ = ptr;
         return handle;
     }
-    // Hands the share to the caller, who gives it up by __SubRef or adopt.
+    // Transfers the share to the caller, who releases it by __SubRef or adopt.
     T* release() noexcept { return std::exchange(this->ptr_, nullptr); }
     ~Handle() {
         if (this->ptr_ != nullptr) this->ptr_->__SubRef();
     }
 
-    // By value: the old object is let go last, when this Handle is already what it shall be.
+    // By value: the old object is released last, after this Handle has its new value.
     Handle& operator=(Handle other) noexcept {
         swap(other);
         return *this;
@@ -93,13 +93,13 @@ private:
     }
 };
 
-// A Handle to a new T, made from the arguments and known to the leak table by the place of the
-// call:
+// A Handle to a new T, constructed from the arguments. The leak table records it with the place of
+// the call:
 //
 //     const Handle<Pump> pump = makeHandle<Pump>("open", address);
 //
-// `place` is the name of the calling function, a literal. Raises std::bad_alloc and what the
-// constructor raises, and leaves nothing behind then.
+// `place` is the name of the calling function, a literal. Raises std::bad_alloc and the
+// constructor's exceptions; nothing is leaked then.
 template <std::derived_from<Shared> T, class... Args>
 Handle<T> makeHandle(Place place, Args&&... args) {
     return Handle<T>(

@@ -10,9 +10,9 @@
 
 namespace qor {
 
-// A mutex, a condition, and a count of the notifications that the holder of the mutex has asked
-// for. They go out when the mutex is released, or before it is given up in a wait, so that nobody
-// wakes up only to block on the mutex.
+// A mutex, a condition, and a count of the notifications that the holder of the mutex has
+// requested. They are sent when the mutex is released, also by a wait, so that no thread wakes up
+// only to block on the mutex.
 //
 //     {
 //         const Monitor::Lock lock(monitor);
@@ -20,13 +20,12 @@ namespace qor {
 //         monitor.notify();
 //     }
 //
-// A notification is for those that wait when it goes out: it wakes as many as there are
-// notifications, and what is too many is not kept for a later wait. A wait ends by a notification
-// and never without a cause. Still, what is waited for is tested in a loop: between the release and
-// the waking another thread may have been there.
+// Notifications wake threads that are waiting when they are sent, one thread each; surplus ones are
+// not kept for a later wait. There are no spurious wake-ups. Still, test the condition in a loop:
+// another thread may take the mutex between the notification and the waking.
 //
-// Any thread may use a monitor; it is not recursive. Whoever releases it sees to it that it still
-// exists when the release returns: the signals go out behind the mutex.
+// Any thread may use a monitor; it is not recursive. The caller of a release ensures that the
+// monitor still exists when the release returns: signals are sent after the mutex is released.
 class QOR_API Monitor : noncopyable {
 public:
     // Holds a Monitor for a scope.
@@ -47,14 +46,14 @@ public:
     // True if the calling thread has the lock now.
     bool tryLock() const;
 
-    // All of these are for the thread that has the lock.
+    // Call these only with the lock held.
 
-    // Wakes one of the threads that wait, or all of them.
+    // Wake one waiting thread, or all of them.
     void notify() noexcept;
     void notifyAll() noexcept;
-    // Gives the lock up until a notification comes.
+    // Releases the lock, waits for a notification, and takes the lock again.
     void wait() const;
-    // False if the time, measured on the monotonic clock, passed first.
+    // False on timeout, measured on the monotonic clock.
     bool wait(const Time& timeout) const;
 
 private:
@@ -66,7 +65,7 @@ private:
 
     Mutex mutex_;
     mutable ACE_Condition_Thread_Mutex condition_;
-    // The rest is guarded by the mutex. What is pending is always 0 when the mutex is taken.
+    // The mutex guards the following members. pending_ is always 0 when the mutex is taken.
     mutable long long pending_ = 0;
     mutable unsigned long long broadcasts_ = 0;
     // Of the threads that wait since the last broadcast: those with no notification, and the

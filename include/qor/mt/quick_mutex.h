@@ -8,12 +8,11 @@
 
 namespace qor {
 
-// A mutex for short sections that many calls go through. Taking a free one and releasing it cost
-// one atomic exchange together, less than half of what a Mutex costs; a thread that has to wait for
-// long sleeps, and pays the more for it. Not recursive, and not fair: a thread that comes may
-// overtake those that wait.
+// A mutex for short, frequent sections. Locking and unlocking a free one takes less than half the
+// time of a Mutex; a thread that has to wait spins shortly and then sleeps, which takes longer than
+// with a Mutex. Not recursive, and not fair: a new thread may overtake waiting ones.
 //
-// As with a Monitor, the caller of unlock makes sure that the mutex still exists when that returns.
+// As with a Monitor, the caller of unlock ensures that the mutex still exists when unlock returns.
 class QOR_API QuickMutex : noncopyable {
 public:
     void lock() const noexcept {

@@ -8,29 +8,20 @@
 
 namespace qor {
 
-// The base of objects that are owned by counting: derive from it (virtually where several bases
-// have it) and hold the object by Handle. The count starts at 0, so a new object belongs to nobody
-// until a Handle takes it, and the Handle that lets the count fall to 0 deletes it. Counting is
-// atomic: Handles of several threads may share an object. It is no part of the object's value, so
-// that an object may be shared as const.
+// The base of objects with a reference count: derive from it (virtually if several bases derive
+// from it) and hold the object by Handle. The count starts at 0, so a new object has no owner until
+// a Handle takes it; the Handle that decrements the count to 0 deletes it. Counting is atomic:
+// Handles of several threads may share an object. The count is no part of the object's value, so an
+// object may be shared as const.
 //
-// The deletion is a checked one, so make the objects by makeHandle of handle.h or by checkedNew of
-// mlcheck.h: the leak table, when it is on, reports a deletion of an object that it does not know.
+// The object is deleted by checkedDelete, so create it by makeHandle of handle.h or by checkedNew
+// of mlcheck.h: while the leak table is on, it reports the deletion of an unknown object.
 class QOR_API Shared {
 public:
     void __AddRef() const noexcept { refCount_.fetch_add(1, std::memory_order_relaxed); }
-    // Deletes the object when the count falls to 0, unless told not to.
+    // Deletes the object when the count becomes 0, unless __setNoDelete is on.
     void __SubRef() const noexcept {
         if (refCount_.fetch_sub(1, std::memory_order_acq_rel) == 1) lastRefGone();
-    }
-    // The first share in a new object that no other thread knows yet, at less cost.
-    void __FirstRef() const noexcept { refCount_.store(1, std::memory_order_relaxed); }
-    // Gives a share up and leaves the deleting to the caller, where it is true.
-    bool __LastSubRef() const noexcept {
-        // Nobody else can take a share in what has one owner.
-        const bool only = refCount_.load(std::memory_order_acquire) == 1;
-        if (only && (marks_.load(std::memory_order_relaxed) & kNoDelete) == 0) return true;
-        return refCount_.fetch_sub(1, std::memory_order_acq_rel) == 1 && markGone();
     }
     long __GetRef() const noexcept { return refCount_.load(std::memory_order_relaxed); }
     // For objects on the stack or in static storage.
@@ -43,7 +34,7 @@ public:
     }
 
 protected:
-    // For a class with an allocation of its own, which tells the leak table itself.
+    // Marks a class whose operator new updates the leak table itself.
     struct OwnAllocation {};
 
     Shared() noexcept = default;
@@ -55,6 +46,7 @@ protected:
     virtual ~Shared();
 
 private:
+    friend class SharedCount;
     using Marks = unsigned char;
     static constexpr Marks kNoDelete = 1;
     static constexpr Marks kOwnAllocation = 2;

@@ -13,8 +13,8 @@
 #include "qor/mt/mutex.h"
 #include "qor/mt/shared.h"
 
-// Threads. A worker derives from SimpleThread, overrides what its work needs, and is held by
-// Handle.
+// Threads. To write a worker, derive from SimpleThread, override the operations that its work
+// needs, and hold it by Handle.
 
 namespace qor {
 
@@ -25,7 +25,7 @@ namespace platform {
 struct SystemThread;
 }
 
-// The system's number of a thread. It orders and compares as the number does.
+// The system's number of a thread. It compares as the number does.
 class ThreadId {
 public:
     constexpr ThreadId(unsigned id) noexcept : id_(id) {}
@@ -52,8 +52,8 @@ private:
     platform::SystemThread* thread_ = nullptr;
 };
 
-// What other threads may ask of a thread. It may outlive both the thread and its object. Any thread
-// may use it.
+// Lets other threads query a thread and wait for it. It may outlive both the thread and its object.
+// Any thread may use it.
 class QOR_API ThreadControl {
 public:
     // Of the calling thread.
@@ -64,7 +64,7 @@ public:
 
     static ThreadControl current() { return ThreadControl(); }
 
-    // By the thread's id. Once a thread has ended the system may give its id to another one.
+    // Compare the threads' ids. After a thread has ended, the system may reuse its id.
     bool operator==(const ThreadControl& other) const { return id() == other.id(); }
     bool operator<(const ThreadControl& other) const { return id() < other.id(); }
     ThreadId id() const;
@@ -73,7 +73,7 @@ public:
     // ThreadSyscallException for a thread that waits for itself, and for one that was not started
     // by Thread.
     void join() const;
-    // Nothing: a thread that nobody joins cleans up behind itself.
+    // Does nothing: a thread that is not joined releases its resources itself.
     void detach() const noexcept {}
     // False as soon as the thread's body has ended.
     bool isAlive() const;
@@ -95,13 +95,13 @@ QOR_API void sleep(unsigned long milliseconds);
 
 // A thread that is started once. While its body runs it holds a share in its own object.
 //
-// An exception that leaves the body is dropped and the thread ends, unless the environment variable
-// QOR_RETHROW is exactly "on": then the exception goes on, which ends the process.
+// An exception that leaves the body is dropped and the thread ends. If the environment variable
+// QOR_RETHROW is exactly "on", the exception is not caught, which ends the process.
 class QOR_API Thread : public virtual Shared {
 public:
-    // Starts the body in a stack of so many bytes: 0 is the system's default, and what is too small
-    // is raised. Raises ThreadStartedException for a second start, ThreadSyscallException when
-    // there is no thread to be had; the object is then as it was.
+    // Starts the body with a stack of stackSize bytes: 0 is the system's default, and the system's
+    // minimum is used if that is larger. Raises ThreadStartedException for a second start, and
+    // ThreadSyscallException, with the object unchanged, if the system has no thread.
     ThreadControl start(unsigned stackSize = 0);
     // These raise ThreadNotStartedException before the start.
     ThreadControl getThreadControl() const;
@@ -119,8 +119,8 @@ protected:
     // The body.
     virtual void run_i() = 0;
 
-    // The two halves of start: the second raises for what the first returns. So a caller can let
-    // its locks go in between.
+    // The two halves of start: the second raises for the result of the first. A caller can release
+    // its locks in between.
     int launch(unsigned stackSize);
     static void checkLaunch(int result);
 
@@ -137,11 +137,11 @@ private:
     std::atomic<bool> finished_{false};
 };
 
-// What the log says of a thread. A record changes on its own thread only.
+// The data of a thread for the log. A record changes on its own thread only.
 struct QOR_API ThreadInfo {
-    // The wall clock's time; the text is made anew when it would read differently.
+    // Sets the time from the wall clock, and the text if it has changed.
     void updateDateTime();
-    // The scope "qor::ThreadInfo".
+    // Writes the scope "qor::ThreadInfo".
     dumper& dump(dumper& d) const;
 
     SimpleThread* thread_ = nullptr;  // null for a thread that is no SimpleThread
@@ -154,8 +154,8 @@ struct QOR_API ThreadInfo {
 struct THREAD_FACTORY {};
 QOR_API dumper& operator<<(dumper& d, THREAD_FACTORY);
 
-// Who is told of the end of its threads. It is to outlive them or to leave them first: stop waits
-// for a thread, and after detach a call that is under way may still come.
+// Is notified of the end of its threads. It must outlive them or detach from them first. stop waits
+// for a thread; after detach, a call that has already begun may still arrive.
 class QOR_API ThreadOwner {
 public:
     explicit ThreadOwner(const char* name);
@@ -163,7 +163,7 @@ public:
     ThreadOwner& operator=(const ThreadOwner&) = delete;
     virtual ~ThreadOwner();
 
-    // On the thread, when its work is over, unless its end was waited for by stop.
+    // Called on the thread after its work, unless stop waits for its end.
     virtual void onThreadExit(Thread* thread) = 0;
 
     const String& ownername() const noexcept { return ownername_; }
@@ -186,93 +186,95 @@ private:
 //     pump->startAndWait();
 //     pump->stop();
 //
-// The operations that begin with "on" run on the thread, but onStop, which runs on the one that
-// stops it. No lock is held around any of them. What raises ends the thread as an exception of its
-// body does, and its death is told all the same.
+// The operations that begin with "on" run on the thread, except onStop, which runs on the thread
+// that stops it. No lock is held during any of them. An exception in one ends the thread as an
+// exception of its body does, and the owner is still notified.
 //
 // All other operations may be called by any thread that holds a Handle, also by the thread itself.
 class QOR_API SimpleThread : public Thread {
 public:
-    // A null owner is told nothing.
+    // The owner may be null.
     SimpleThread(ThreadOwner* owner, const char* name);
 
-    // Start and wait until the thread has told of its birth, or until somebody calls notify.
+    // Start, and wait until onBirth has run or notify is called.
     void startAndWait(unsigned stackSize = 0);
-    // False if the time passed first. The thread runs then too.
+    // False on timeout; the thread runs all the same.
     bool startAndWait(Time timeout, unsigned stackSize = 0);
     void startUntilInitialized(unsigned stackSize) { startAndWait(stackSize); }
 
-    // Tells the thread to end after its current pass and waits until it has. On the thread itself
-    // it does not wait. A thread that is not started stays so; started later, it is born and dies.
+    // Asks the thread to end after its current pass, and waits until it has ended. Called on the
+    // thread itself it does not wait. A thread that is not started is not waited for; started
+    // later, it runs onBirth and onDeath only.
     void stop();
     // Returns false on timeout. The thread then loses its owner and keeps running until it next
     // checks living(). Polls every 20 ms.
     bool stop(Time timeout);
-    // Does not wait, and the owner is told of the end.
+    // Does not wait; the owner is notified when the thread ends.
     void stopOnly();
-    // Wait for the end alone, as stop does. Raise ThreadNotStartedException before the start.
+    // Wait for the end as stop does, but do not request it. Raise ThreadNotStartedException before
+    // the start.
     void join();
     bool join(Time timeout);
-    // The owner is told nothing from now on.
+    // The owner is not notified any more.
     void detach() { owner(nullptr); }
 
-    // Whether a stop waits for the end, and whether the work goes on.
+    // activeStopping: whether a stop waits for the end. living: whether the work continues.
     bool activeStopping() const noexcept { return activeStopping_.load(); }
     bool living() const noexcept { return living_.load(); }
-    // False is livingEnd(); true raises InvalidDataException.
+    // living(false) is livingEnd(); living(true) raises InvalidDataException.
     void living(bool on);
-    // Tells the thread to end, on the way that all stops share.
+    // Asks the thread to end; all stops call it.
     void livingEnd();
 
-    // Wait for notify, for the time given at most, or not at all when the work is over. False if
-    // the time passed first.
+    // Wait for notify, at most for the timeout, and not at all after a request to end. False on
+    // timeout.
     void wait() const;
     bool wait(const Time& timeout) const;
-    // Wakes one that waits. It is not kept for one that comes to wait later.
+    // Wakes one waiting thread; it has no effect on later waits.
     void notify();
 
     ThreadOwner* owner() const;
     void owner(ThreadOwner* owner);
-    // Gives a thread that has no owner to this one. False if the end of the thread has been told
-    // already: this owner will not hear of it.
+    // Sets the owner of a thread that has none. False if the thread has already reported its end,
+    // so that this owner will not be notified.
     bool adopt(ThreadOwner* owner);
 
     const String& name() const noexcept { return name_; }
-    // The name, and behind it, once the thread runs, its threadIdString.
+    // The name, followed by threadIdString once the thread runs.
     String fullname() const;
-    // These raise ThreadNotStartedException before the start. On the thread itself they renew its
-    // time stamp; elsewhere they tell what it was last.
+    // These raise ThreadNotStartedException before the start. Calls on the thread itself renew its
+    // time stamp; calls from other threads read the last one.
     String threadIdString() const { return info().sThreadId_; }
     String currDateTimeString() const { return info().sCurrDateTime_; }
     Time currDateTime() const { return info().currDateTime_; }
     ThreadInfo info() const;
 
-    // The calling thread's record, made at the first use and with its time stamp renewed. It is
-    // good for as long as the thread runs. Can be asked for at any time, and never raises; without
+    // The calling thread's record, created at the first use; each call renews its time stamp. It is
+    // valid as long as the thread runs. It may be called at any time and never raises; without
     // memory for a record its texts are empty.
     static const ThreadInfo& current() noexcept;
-    // Forgets the records of all threads; those that go on are entered again by their next use.
+    // Removes the records of all threads; threads that still run are added again at their next use.
     static void destroyThreadFactory() noexcept;
 
-    // The scope "qor::SimpleThread".
+    // Writes the scope "qor::SimpleThread".
     virtual dumper& dump(dumper& d) const;
 
 protected:
     ~SimpleThread() override;
 
     void run_i() override;
-    // The loop. What it raises does not keep onDeath from being called.
+    // The loop. onDeath is called even if it raises.
     virtual void run();
 
-    // False: no loop. In both cases startAndWait returns.
+    // Return false to skip the loop. startAndWait returns in both cases.
     virtual bool onBirth() { return true; }
-    // False: no work in this pass.
+    // Return false to skip the work of this pass.
     virtual bool onWait() { return true; }
-    // A pass: calls onLoop, and ends the loop if that is false.
+    // One pass: calls onLoop, and ends the loop if it returns false.
     virtual void onWork();
     virtual bool onLoop() { return true; }
     virtual void onDeath() {}
-    // The place to wake the thread out of a blocking call. May run more than once.
+    // Override it to wake the thread from a blocking call. It may run more than once.
     virtual void onStop() {}
 
 private:
@@ -287,7 +289,7 @@ private:
     void tellAll();
     bool isCurrent() const;
 
-    Mutex mutex_;  // guards the owner, the full name, and whether the end has been told
+    Mutex mutex_;  // guards the owner, the full name, and whether the end was reported
     ThreadOwner* owner_;
     bool exitTold_ = false;
     mutable Monitor monitor_;

@@ -77,7 +77,7 @@ protected:
     }
 };
 
-// Threads with an apartment of their own, where the system has such a thing. This one has not.
+// A thread with an apartment of its own, on systems that have them. Here it is a SimpleThread.
 class STAThread : public SimpleThread {
 public:
     using SimpleThread::SimpleThread;
@@ -87,8 +87,8 @@ public:
     using SimpleThread::SimpleThread;
 };
 
-// Keeps threads that nobody waits for: one that is put here lives until it ends by itself, or until
-// close. Any thread may use it; close is not for one of the threads that are kept.
+// Keeps threads that no other object waits for: a thread that is put here lives until it ends by
+// itself or until close. Any thread may use it, but none of the kept threads may call close.
 class QOR_API AsyncThreadManager : public ThreadOwner {
 public:
     explicit AsyncThreadManager(const istr& name);
@@ -97,12 +97,12 @@ public:
 
     // Takes threads again after a close; a new manager takes them at once.
     void open() noexcept { closing_ = false; }
-    // Takes a thread that is started. The manager becomes its owner, unless it has one: such a
-    // thread, and one that somebody else stops, is kept until close. After close the thread is
-    // refused, and the log is told.
+    // Takes a started thread. The manager becomes its owner unless it has one; a thread with
+    // another owner, and one that is stopped by other code, is kept until close. After close the
+    // thread is refused with a log entry.
     void put(Handle<SimpleThread> thread);
-    // Stops what still lives, one after the other, each within 10 seconds; one that does not stop
-    // in that time is given up.
+    // Stops the remaining threads one by one. A thread that does not stop within 10 seconds is
+    // abandoned.
     void close();
     // The number of threads kept.
     std::size_t size() const { return threads_.size(); }

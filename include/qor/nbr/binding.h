@@ -12,7 +12,8 @@
 #include "qor/base/field.h"
 #include "qor/nbr/stream.h"
 
-// How user types reach nbr. A type with a codec (see qor/base/field.h) is written and read by
+// The binding of user types to nbr. A type with a codec (see qor/base/field.h) is written and read
+// by
 //
 //     nbr::CodecStream out;
 //     nbr::encode(out, contact);        // out.str() is the message
@@ -20,31 +21,25 @@
 
 namespace qor::nbr {
 
-// The tags inside containers, which have no form of their own on the wire: a list is a complex
-// value whose items are its elements, and a map one whose elements are pairs of a key and a value.
+// The tags inside containers. A list is a complex value whose items are its elements, and the
+// elements of a map are complex values of a key and a mapped value.
 inline constexpr unsigned char kElementTag = 1;
 inline constexpr unsigned char kKeyTag = 1;
 inline constexpr unsigned char kMappedTag = 2;
 
-// How deeply objects may be nested in what is decoded. Each level takes the stack of one codec.
+// The greatest depth of nested objects in a decoded message. Each level uses the stack of one
+// codec.
 inline constexpr unsigned kMaxDepth = 500;
 
-// What a codec carries, whether it is written for all streams or for CodecStream; and what is
-// carried as its elements.
+// Types that a codec carries, whether it is written for all streams or for CodecStream; and types
+// that are carried as their elements.
 template <class T>
 concept Object = CodecType<T, CodecStream>;
 template <class T>
 concept List = Container<T> && !Object<T>;
 
-template <class T>
-constexpr void refuse() noexcept {
-    static_assert(!sizeof(T),
-                  "nbr cannot carry this type: it is no scalar, text, bytes or time, no container "
-                  "that can be appended to, and has no codec");
-}
-
-// The stream that writes the fields of a codec behind the bytes of an OutputStream. Its place is
-// kept here, where a compiler can hold it in registers, and told to the stream by finish.
+// The stream that writes the fields of a codec after the bytes of an OutputStream. The write
+// position is kept here, where a compiler can hold it in registers; finish passes it to the stream.
 class QOR_API Writer : public CodecHooks, noncopyable {
 public:
     explicit Writer(OutputStream& os) : os_(os) { resume(); }
@@ -62,7 +57,7 @@ public:
         }
     }
 
-    // A value without a tag in front of it.
+    // A value without a tag.
     template <class T>
     void writeValue(const T& value) {
         static_assert(!OptionalValue<T>, "a value that may be missing has to be a field");
@@ -104,7 +99,7 @@ private:
         writeValue(value);
     }
 
-    // What stands between the brackets of a complex value.
+    // The items between the brackets of a complex value.
     template <class T>
     void writeParts(const T& value) {
         if constexpr (Object<T>) {
@@ -135,23 +130,21 @@ private:
         } else if constexpr (requires { os << value; }) {
             os << value;
         } else {
-            refuse<T>();
+            refuseType<OutputStream, T>();
         }
     }
 
     void put(unsigned char tag, WireNumber number) {
-        char* const at = room(1 + simple_value::kMostNumber);
+        char* const at = room(1 + wire::kMostNumber);
         *at = static_cast<char>(tag);
-        at_ = simple_value::store(at + 1, number);
+        at_ = wire::store(at + 1, number);
     }
     void put(unsigned char tag, WireData value) {
-        char* const at = room(1 + simple_value::kMostHeader + value.data.size());
+        char* const at = room(1 + wire::kMostHeader + value.data.size());
         *at = static_cast<char>(tag);
-        at_ = simple_value::store(at + 1, value);
+        at_ = wire::store(at + 1, value);
     }
-    void put(istr bytes) {
-        at_ = simple_value::copy(room(bytes.size()), bytes.data(), bytes.size());
-    }
+    void put(istr bytes) { at_ = wire::copy(room(bytes.size()), bytes.data(), bytes.size()); }
 
     char* room(unsigned long n) {
         if (n > static_cast<unsigned long>(end_ - at_)) [[unlikely]] {
@@ -188,10 +181,10 @@ private:
 // The stream that reads the fields of a codec from a value of a tree.
 class QOR_API Reader : public CodecHooks, noncopyable {
 public:
-    // What `is` is in. A value that is simple, or not there, has no fields.
+    // Reads the value of `is`. A simple value, or none, has no fields.
     explicit Reader(const InputStream& is) noexcept
         : Reader(is.value_, Context{is.depth_, is.utf8_}, is.expected_) {}
-    // Tells the stream where the next fields are likely to stand.
+    // Passes the likely position of the next fields to the stream.
     void finish(InputStream& is) const noexcept { is.expected_ = expected_; }
 
     static constexpr bool encoding() noexcept { return false; }
@@ -203,7 +196,7 @@ public:
         if (ValueBase* part = value_->find(tag, expected_)) readValue(*part, context_, member);
     }
 
-    // What the stream is in itself.
+    // Reads the stream's own value.
     template <class T>
     static void read(const InputStream& is, T& object) {
         if (is.value_ != nullptr) readValue(*is.value_, Context{is.depth_, is.utf8_}, object);
@@ -212,19 +205,17 @@ public:
 private:
     friend CodecRun;
 
-    // What is the same for all parts of an object.
+    // The data that all parts of an object share.
     struct Context {
         unsigned depth;  // of the object in those around it
         bool utf8;       // narrow text in memory is UTF-8
     };
 
-    // A value as what the target is.
+    // Reads a value as the target's type.
     template <class T>
     static void readValue(ValueBase& value, Context context, T& target) {
         if constexpr (OptionalValue<T>) {
-            typename T::value_type present = target.value();
-            readValue(value, context, present);
-            target = std::move(present);
+            readPresent(target, [&](auto& present) { readValue(value, context, present); });
         } else if constexpr (Object<T>) {
             readObject(value, context, target);
         } else if constexpr (List<T>) {
@@ -239,7 +230,7 @@ private:
         } else if constexpr (requires(const SimpleValue& simple) { simple.read(target); }) {
             simpleOf(value).read(target);
         } else {
-            refuse<T>();
+            refuseType<InputStream, T>();
         }
     }
 
@@ -271,13 +262,11 @@ private:
         }
     }
 
-    // A container is replaced as a whole, and stays as it was when an element cannot be read.
+    // A container is replaced as a whole, and unchanged if an element cannot be read.
     template <class C>
     static void readElements(ComplexValue& list, Context context, C& target) {
         C elements;
-        if constexpr (requires { elements.reserve(std::size_t()); }) {
-            elements.reserve(list.data().size());
-        }
+        reserveElements(elements, list.data().size());
         for (const auto& [tag, value] : list.data()) {
             if (tag == kElementTag) readElement(*value, context, elements);
         }
@@ -292,16 +281,8 @@ private:
             pair.readField(kKeyTag, key);
             pair.readField(kMappedTag, mapped);
             putEntry(elements, std::move(key), std::move(mapped));
-        } else if constexpr (SetContainer<C>) {
-            typename C::value_type element{};
-            readValue(value, context, element);
-            elements.insert(std::move(element));
-        } else if constexpr (std::same_as<typename C::value_type, bool>) {
-            bool element = false;
-            readValue(value, context, element);
-            elements.push_back(element);
         } else {
-            readValue(value, context, elements.emplace_back());
+            appendElement(elements, [&](auto& element) { readValue(value, context, element); });
         }
     }
 
@@ -334,8 +315,8 @@ void field(CodecStream& s, const FieldKey& key, T& member) {
     }
 }
 
-// What the codec of a CodecInterface does: calls `fields`, with the Entry around it when the stream
-// writes. `fields` binds the members, as a codec template does:
+// The codec of a CodecInterface: calls `fields`, inside an Entry when the stream writes. `fields`
+// binds the members, as a codec template does:
 //
 //     void codec(nbr::CodecStream& s) override {
 //         nbr::runCodec(s, [&] { fields(s); });
@@ -347,7 +328,7 @@ void runCodec(CodecStream& s, Fields fields) {
     fields();
 }
 
-// Appends an object to the stream; a failure leaves the stream as it was.
+// Appends an object to the stream; a failure leaves the stream unchanged.
 template <class T>
 void encode(OutputStream& os, const T& object) {
     OutputStream::Rollback rollback(os);
@@ -361,10 +342,10 @@ void encode(CodecStream& s, const T& object) {
     encode(s.bos(), object);
 }
 
-// Reads an object from a message. Fields that the message lacks stay as they were; so do all when
-// there is no value in it. Raises DecodeException for bytes that are no nbr, for a complex value
-// where a scalar or text is asked for, and for objects nested too deeply; what was read before that
-// stays read. A member that is an istr becomes a view of the message.
+// Reads an object from a message. Fields that the message lacks are unchanged, also if it has no
+// value at all. Raises DecodeException for bytes that are not nbr, for a complex value in place of
+// a scalar or text, and for objects nested too deeply; members that were read before are changed
+// then. A member of type istr becomes a view of the message.
 template <class T>
 void decode(const InputStream& is, T& object) {
     Reader::read(is, object);

@@ -25,8 +25,8 @@ class parser;
 
 QOR_DECLARE_EXCEPTION(DecodeException, "qor::nbr::DecodeException");
 
-// A value of a tree that nbr::parser made, or that was put together by hand. Trees are deleted
-// through their root. A tree may be read by several threads while nobody changes it.
+// A value of a tree that nbr::parser or the program built. Delete a tree through its root. Several
+// threads may read a tree while no thread changes it.
 class QOR_API ValueBase {
 public:
     virtual ~ValueBase();
@@ -52,16 +52,16 @@ private:
 // A leaf: a view of its data. The buffer that was parsed must outlive it.
 class QOR_API SimpleValue final : public ValueBase {
 public:
-    // The mark of text, which only dump looks at.
+    // The mark of text, which only dump uses.
     explicit SimpleValue(bool text) noexcept : ValueBase(true), text_(text) {}
     SimpleValue(istr data, bool text) noexcept : ValueBase(true), text_(text), data_(data) {}
 
     bool simple() const noexcept override { return true; }
     const istr& data() const noexcept { return data_; }
 
-    // Reads the data as what the caller knows it to be: nothing on the wire tells. Missing bytes of
-    // a number are 0, and it is not sign-extended, so the type must be the one that was written.
-    // Data of 128 to 255 bytes (modulo 256) is no number: BinaryDecodeException.
+    // Reads the data as the target's type, which is not part of the message. Missing bytes of a
+    // number are 0, and it is not sign-extended, so the type must be the one that was written. Data
+    // of 128 to 255 bytes (modulo 256) is no number: BinaryDecodeException.
     template <WireScalar T>
     void read(T& value) const {
         value = fromWire<T>(readUint(wireWidth<T>()));
@@ -88,8 +88,7 @@ private:
 
 // An inner node: a list of tagged values, which it owns. Tags may repeat.
 //
-// Making a tree of any depth, copying, dumping and deleting it take no more of the stack than a
-// flat one.
+// The stack use of building, copying, dumping and deleting a tree does not depend on its depth.
 class QOR_API ComplexValue final : public ValueBase {
 public:
     using Item = std::pair<unsigned char, ValueBase*>;
@@ -119,7 +118,8 @@ public:
     ~ComplexValue() override;
 
     bool simple() const noexcept override { return false; }
-    // Takes the value, which was made with new, unless it raises. Null is not added.
+    // Takes ownership of the value, which was allocated with new, unless it raises. Null is not
+    // added.
     void add(unsigned char tag, ValueBase* value);
     // The last value with this tag; null if there is none.
     ValueBase* get(unsigned char tag) const noexcept;
@@ -153,7 +153,7 @@ private:
     void enterInIndex(Item item);
     void copyItems(const ComplexValue& other);
     void swap(ComplexValue& other) noexcept;
-    // As get, looking first at the place that the caller expects, and telling the next one.
+    // As get, but tries the expected place first, and sets the next one.
     ValueBase* find(unsigned char tag, ulong32& expected) const noexcept {
         if (expected < size_ && (order_ & kAscending) != 0 && items_[expected].first == tag) {
             return items_[expected++].second;
@@ -162,10 +162,10 @@ private:
     }
     ValueBase* findFar(unsigned char tag, ulong32& expected) const noexcept;
 
-    // What is true of all tags: each is greater than the one before it; all are equal.
+    // Properties of all tags: each is greater than the previous one; all are equal.
     static constexpr unsigned char kAscending = 1;
     static constexpr unsigned char kUniform = 2;
-    // So many items in no order are searched one by one.
+    // Up to this number, unordered items are searched one by one.
     static constexpr ulong32 kScanned = 16;
 
     bool ownsPool_ = false;

@@ -10,17 +10,17 @@
 #include "qor/base/interface.h"
 #include "qor/nbr/lsd.h"
 #include "qor/string/string_buffer.h"
-#include "qor/util/simple_value.h"
+#include "qor/util/wire_value.h"
 
-// The streams through which values reach nbr. User types are carried by what qor/nbr/binding.h
-// builds on them. A stream belongs to one thread.
+// The streams that write and read nbr values. qor/nbr/binding.h uses them for user types. A stream
+// belongs to one thread.
 
 namespace qor::nbr {
 
 class Writer;
 
 // Writes values into a growing buffer of bytes. A write that raises std::bad_alloc leaves the
-// stream as it was.
+// stream unchanged.
 class QOR_API OutputStream {
 public:
     // Writes a complex value: its start now, its end at destruction. The room for the end is
@@ -41,8 +41,8 @@ public:
         OutputStream& os_;
     };
 
-    // The configured code page is asked for here and at reset.
-    OutputStream() : utf8_(simple_value::textIsUtf8()) {}
+    // The configured code page is read here and at reset.
+    OutputStream() : utf8_(wire::textIsUtf8()) {}
 
     void operator<<(null_type) { writeRaw(0); }
     void operator<<(empty_type) { write_i(istr(), false); }
@@ -54,7 +54,7 @@ public:
     // A literal is refused: it could be data and text.
     void operator<<(istr data) { write_i(data, false); }
     void operator<<(const Bytes& data) { write_i(data, false); }
-    // From the configured code page to UTF-8; alone in having the mark of text.
+    // Converted from the configured code page to UTF-8; only this form has the mark of text.
     void operator<<(const std::string& text);
     void operator<<(iwstr text);
     void operator<<(const std::wstring& text) { *this << iwstr(text); }
@@ -63,15 +63,15 @@ public:
     // All bytes written. Valid until the next write.
     istr str() const noexcept { return buffer_; }
     void swap(OutputStream& other) noexcept;
-    // Back to no bytes; the capacity stays.
+    // Removes all bytes and keeps the capacity.
     void reset() {
         buffer_.size(0);
-        utf8_ = simple_value::textIsUtf8();
+        utf8_ = wire::textIsUtf8();
     }
 
     dumper& dump(dumper& d) const;
 
-    // Takes back what was written while it lived, unless it is dismissed.
+    // Removes the bytes that were written while it lived, unless it is dismissed.
     class Rollback : noncopyable {
     public:
         explicit Rollback(OutputStream& os) noexcept : os_(&os), size_(os.buffer_.size()) {}
@@ -92,14 +92,13 @@ private:
     static constexpr istr kEnd{"\xFF\x01)", 3};
 
     void writeInt(WireNumber number) {
-        buffer_.needMore(reserved_ + simple_value::kMostNumber);
-        finish(simple_value::store(buffer_.pbuf(), number));
+        buffer_.needMore(reserved_ + wire::kMostNumber);
+        finish(wire::store(buffer_.pbuf(), number));
     }
     void write_i(istr data, bool text) {
-        data =
-            simple_value::grow(buffer_, data, reserved_ + simple_value::kMostHeader + data.size());
+        data = wire::grow(buffer_, data, reserved_ + wire::kMostHeader + data.size());
         const unsigned char mark = text ? WireData::kText : WireData::kPlain;
-        finish(simple_value::store(buffer_.pbuf(), WireData{data, mark}));
+        finish(wire::store(buffer_.pbuf(), WireData{data, mark}));
     }
     void writeRaw(istr bytes, unsigned long spare = 0) {
         buffer_.needMore(reserved_ + bytes.size() + spare);
@@ -118,7 +117,7 @@ private:
 // Walks a parsed tree.
 class QOR_API InputStream : noncopyable {
 public:
-    // A node of a tree that somebody else owns, or null.
+    // A node of a tree that it does not own, or null.
     explicit InputStream(ValueBase* value) : value_(value) {}
     explicit InputStream(std::nullptr_t) {}
     // Parses and owns the tree, whose leaves are views of the data. Raises DecodeException.
@@ -146,15 +145,15 @@ private:
 
     InputStream(ValueBase* value, unsigned depth) : depth_(depth), value_(value) {}
 
-    // In front: asking for the code page may fail, and then there is nothing to delete yet.
-    bool utf8_ = simple_value::textIsUtf8();
+    // First, since reading the code page may raise, and then there is nothing to delete yet.
+    bool utf8_ = wire::textIsUtf8();
     bool owned_ = false;
     unsigned depth_ = 0;    // of the object in those around it
-    ulong32 expected_ = 0;  // the item that a codec is likely to ask for next
+    ulong32 expected_ = 0;  // the item that a codec is likely to read next
     ValueBase* value_ = nullptr;
 };
 
-// What a codec tells about its type. nbr has tags and needs no names.
+// The type's names, given by a codec. nbr has tags and ignores them.
 struct CodecHooks {
     void enter(istr, istr, istr, istr) noexcept {}
     void leave() noexcept {}
@@ -167,7 +166,7 @@ class QOR_API CodecStream : public CodecHooks {
 public:
     // For writing.
     CodecStream() : encoding_(true), bis_(nullptr) {}
-    // For reading: a view of the data, which outlives the stream.
+    // For reading: a view of the data, which must outlive the stream.
     explicit CodecStream(istr data) : encoding_(false), bis_(data) {}
 
     bool encoding() const noexcept { return encoding_; }
@@ -181,12 +180,12 @@ private:
     OutputStream bos_;
 };
 
-// A run of a codec on a stream of the caller, which the CodecStream has for the time.
+// A run of a codec on a stream of the caller, which the CodecStream borrows meanwhile.
 class QOR_API CodecRun : noncopyable {
 public:
     explicit CodecRun(OutputStream& os);
-    // Raises DecodeException when objects are nested too deeply, also by runs that a codec began by
-    // hand.
+    // Raises DecodeException if objects are nested too deeply, also by runs that a codec started
+    // itself.
     explicit CodecRun(InputStream& is);
     ~CodecRun();
     CodecStream& stream() noexcept { return stream_; }
@@ -195,7 +194,7 @@ private:
     CodecStream stream_;
     OutputStream* os_ = nullptr;
     InputStream* is_ = nullptr;
-    unsigned depth_ = 0;  // what the input stream told
+    unsigned depth_ = 0;  // from the input stream
     unsigned outer_ = 0;  // of the run around this one
 };
 
@@ -207,11 +206,11 @@ public:
 
     // Appends to the stream; a failure leaves the stream as it was.
     void encode(OutputStream& os) const;
-    // A stream over no value leaves the object as it was.
+    // A stream without a value leaves the object unchanged.
     void decode(InputStream& is);
 };
 
-// An encoded buffer, to be shown as the tree that it holds.
+// Shows an encoded buffer as its tree.
 struct QOR_API dump_buf {
     explicit dump_buf(const istr& encoded) noexcept : data(encoded) {}
     // Raises DecodeException.

@@ -7,30 +7,31 @@
 
 namespace qor::pml::ntv {
 
-// The children of a unit, which it owns. While a unit holds the list, it is told of each change.
+// The children of a unit, which it owns. While a unit holds the list, it is notified of each
+// change.
 //
-// Copying, showing and deleting a tree take no more of the stack than a flat one.
+// The stack use of copying, showing and deleting a tree does not depend on its depth.
 class QOR_API ListValue final : public ValueBase {
 public:
     using Units = std::vector<Unit*>;
     using const_iterator = Units::const_iterator;
 
     explicit ListValue(Unit* owner = nullptr) noexcept : ValueBase(owner, Kind::List) {}
-    // Copies of all units, with all that is in them.
+    // Deep copies of all units.
     explicit ListValue(const Units& units, Unit* owner = nullptr);
     ~ListValue() override;
 
     ListValue& operator=(const Units& units) { return assign(units); }
-    // Copies of all units, in place of the children. Raises as Unit::value(ValueBase*) does, and
-    // leaves the children as they were.
+    // Replaces the children by deep copies of all units. Raises as Unit::value(ValueBase*) does;
+    // the children are unchanged then.
     ListValue& assign(const Units& units);
     static ListValue* create(const Units& units);
 
     bool single() const noexcept override { return false; }
     ListValue* clone() const override;
 
-    // Takes the unit, which was made with new, unless it raises: as Unit::addChild does, or for
-    // memory. Null is not added.
+    // Takes ownership of the unit, which was allocated with new, unless it raises, as
+    // Unit::addChild does or std::bad_alloc. Null is not added.
     void push_back(Unit* unit);
     // Deletes the children.
     void clear() noexcept;
@@ -50,7 +51,7 @@ private:
     friend class Unit;
     Unit* holder() const noexcept;
     void appendCopies(const Units& units);
-    // Then the first few units are added without a need of memory.
+    // After it the first few units are added without an allocation.
     void makeRoomForFirst();
     void pushBack(Unit* unit);
     void deleteUnits() noexcept;

@@ -23,22 +23,22 @@ namespace qor::pml::ntv {
 using qor::DuplicatedUnitException;
 
 // A volatile scalar, for a member that other threads read. One access reads or writes it; the tree
-// is made no safer by it.
+// itself is not protected.
 template <class T>
 concept VolatileScalar = std::is_volatile_v<T> && WireScalar<std::remove_volatile_t<T>>;
 
 // A node of a pml tree: a name, a type and a value, which is a scalar or a list of child units.
 // Nearly all scalars are text: operator<< writes a number as its text and operator>> parses it, so
-// that a tree that was read and one that was built by code look the same. The type is free text;
-// the tree itself writes and reads only "utf8" and "base64", for wide text and for bytes.
+// that a parsed tree and one that was built by code look the same. The type is any text; the tree
+// itself uses only "utf8" for wide text and "base64" for bytes.
 //
-// Children with a name are found by it, those without one by "[" index "]". No child is added whose
-// name a sibling has; one that is given such a name later is found by its index too. Finding a
-// child by its name takes O(log n).
+// Children with a name are found by it, those without one by "[" index "]". A child with the name
+// of a sibling is not added; a child that gets such a name later is found by its index too. Finding
+// a child by its name takes O(log n).
 //
-// A unit owns its value, and through it its children; they are deleted through their parent alone.
-// Making, copying, showing and deleting a tree of any depth take no more of the stack than a flat
-// one. A tree belongs to one thread at a time; nothing here locks.
+// A unit owns its value, and through it its children, which are deleted only through their parent.
+// The stack use of building, copying, showing and deleting a tree does not depend on its depth. A
+// tree belongs to one thread at a time; nothing here locks.
 class QOR_API Unit {
 public:
     explicit Unit(Unit* parent = nullptr) noexcept : parent_(parent) {}
@@ -49,38 +49,38 @@ public:
     explicit Unit(ValueBase* value, Unit* parent = nullptr);
     // Name, type and a copy of the value; a root.
     Unit(const Unit& other);
-    // The same, but the parent and the index stay. The other unit may be a part of this one. The
-    // name is taken as by name(istr).
+    // The same, but parent and index are kept. The other unit may be a part of this one. The name
+    // is set as by name(istr).
     Unit& operator=(const Unit& other);
     ~Unit();
 
-    // The shared empty unit that the reading operators give for a child that is not there.
+    // The shared empty unit that the reading operators return for a missing child.
     static const Unit& null();
     static void destroy_null() noexcept;
 
     // Children.
 
-    // Appends the child and returns true; the unit owns it from then on. A unit that held a string
-    // becomes a list with the string in a first child without a name; another scalar is dropped.
+    // Appends the child and returns true; the unit then owns it. A unit with a string becomes a
+    // list with the string in a first child without a name; another scalar is dropped.
     //
-    // In every other case the child stays the caller's: for null and when memory runs out the
-    // result is false, and for a name that a sibling has DuplicatedUnitException is raised.
+    // Otherwise the caller still owns the child: the result is false for null and if memory runs
+    // out, and DuplicatedUnitException is raised for the name of a sibling.
     bool addChild(Unit* child);
-    // The same, and takes the child whatever happens; raises std::bad_alloc when memory runs out.
+    // The same, but always takes ownership; raises std::bad_alloc if memory runs out.
     void addChild(std::unique_ptr<Unit> child);
-    // A new unit, or a copy. Nothing is left of it unless the result is true.
+    // Append a new unit, or a copy. Nothing is added unless the result is true.
     bool addChild(istr name);
     bool addChild(istr name, istr value);
     bool addChild(istr name, istr type, istr value);
     bool addChild(const Unit& child);
-    // Copies a child with a name over the child of that name, which is made if there is none, and
-    // returns false. That means no failure, and is kept so. A child without a name is appended, as
-    // by addChild. The child is taken whatever happens.
+    // Copies a child with a name over the child of that name, which is created if there is none.
+    // Deliberate (compatibility): returns false then, although it has succeeded. A child without a
+    // name is appended as by addChild. Always takes ownership of the child.
     bool addOrUpdateChild(Unit* child);
     bool updateChild(istr name, istr value);
     bool updateChild(istr name, istr type, istr value);
     bool updateChild(const Unit& child);
-    // False if there is no such child. The value of a child that holds no string is empty text.
+    // False if there is no such child. A child that is no string gives empty text.
     bool getChild(istr name, String& value) const;
 
     // Null if there is no such child. An empty name and "." are the unit itself, "/" its root and
@@ -88,14 +88,14 @@ public:
     Unit* at(istr name) const;
     Unit* at(const char* begin, const char* end) const { return at(istr(begin, end)); }
     Unit* at(const unsigned char* begin, const unsigned char* end) const;
-    // Looks among the children alone, and makes the child if there is none.
-    // Beware: on a unit that is not const, ".", ".." and "/" are names like any other: at("..")
-    // makes a child of that name. std::as_const(unit).at("..") is the parent.
+    // Searches only the children, and creates the child if there is none. Beware: on a unit that is
+    // not const, ".", ".." and "/" are names like any other: at("..") creates a child of that name.
+    // std::as_const(unit).at("..") is the parent.
     Unit* at(istr name);
     // Null, with an error in the log, if there is no such child or no list.
     Unit* childAt(unsigned long index) const;
-    // Walks a path: names, "." and ".." with "/" between them, from the root if a "/" stands in
-    // front; "[2]" is the third child. Makes nothing; null if it leads nowhere.
+    // Follows a path: names, "." and ".." with "/" between them, from the root if it begins with
+    // "/"; "[2]" is the third child. Creates nothing; null if there is no such unit.
     Unit* find(istr path) const;
     // As childAt and at, with null() in place of null.
     template <std::integral N>
@@ -112,7 +112,7 @@ public:
         return (*this)[index];
     }
     const Unit& operator()(istr name) const { return orNull(at(name)); }
-    // As the at of a unit that is not const: makes the child if there is none.
+    // As the at of a unit that is not const: creates the child if there is none.
     Unit& operator[](istr name) { return *at(name); }
     unsigned long numofChildren() const noexcept;
 
@@ -122,34 +122,34 @@ public:
     // The place among the parent's children.
     unsigned long index() const noexcept { return index_; }
     void index(unsigned long n) noexcept { index_ = n; }
-    // What this unit and those above it, from below the root, are found by, each after a "/"; "/"
+    // The names or indices of the units from below the root down to this one, each after a "/"; "/"
     // for the root.
     String path() const;
 
     // What it is.
 
     const String& name() const noexcept { return name_; }
-    // Takes any name. If a sibling has it already, the name stays that sibling's: at(name) of the
-    // parent gives the sibling, and this unit is found by "[" index "]" until it is named anew. The
-    // text of such a tree has the name twice, and is not read back.
+    // Accepts any name. If a sibling has it already, at(name) of the parent still returns the
+    // sibling, and this unit is found by "[" index "]" until it is renamed. The text of such a tree
+    // has the name twice, and does not read back.
     void name(istr text);
     const String& type() const noexcept { return type_; }
     void type(istr text) { type_ = text; }
     // Null for a unit without a value.
     ValueBase* value() noexcept { return value_; }
     const ValueBase* value() const noexcept { return value_; }
-    // Takes the value in place of the present one, whatever happens. Children become those of this
-    // unit. For a list in which a name stands twice DuplicatedUnitException is raised, and the unit
-    // stays as it was.
+    // Replaces the value, and takes ownership of the new one in any case, also if it raises. The
+    // children of a list become those of this unit. Raises DuplicatedUnitException for a list with
+    // a repeated name; the unit is unchanged then.
     void value(ValueBase* newValue);
     void value(istr text) { setValue(text); }
-    // Children are deleted. A scalar that is no string stays as it is, and the text is dropped.
+    // Children are deleted. A scalar that is no string is unchanged, and the text is dropped.
     void setValue(istr text);
-    // Gives the value, which may be null, to the caller.
+    // Transfers the value, which may be null, to the caller.
     ValueBase* popValue();
     // Back to an empty unit without a parent.
     void clear() noexcept;
-    // An empty list in place of the value.
+    // Replaces the value by an empty list.
     void initValueAsList();
     // Stored, and nothing else.
     bool allNesessary() const noexcept { return allNesessary_; }
@@ -181,10 +181,10 @@ public:
     // Appends a copy of every child of the other unit, each as addChild does.
     Unit& operator+=(const Unit& other);
 
-    // Read the text as what the target is. False, with the target unchanged, unless the value is a
-    // string, not empty, and parses: a number may have other text behind it, a bool is "true",
-    // "false" or a number, a character is the first one. Wide text is Base64 of UTF-8 for the type
-    // "utf8", otherwise text in the configured code page.
+    // Read the text as the target's type. False, with the target unchanged, unless the value is a
+    // string that is not empty and parses: a number may be followed by other text, a bool is
+    // "true", "false" or a number, a character is the first one. Wide text is Base64 of UTF-8 for
+    // the type "utf8", otherwise text in the configured code page.
     template <WireScalar T>
     bool operator>>(T& target) const {
         return readScalar(target);
@@ -292,7 +292,7 @@ private:
             return true;
         }
     }
-    // A wide character goes by its code.
+    // A wide character is written as its code.
     template <class T>
     using Number = std::conditional_t<std::same_as<T, wchar_t>, long32, T>;
     bool readBool(bool& target) const noexcept;
@@ -305,12 +305,13 @@ private:
     static Unit* byIndexIn(const ListValue& list, unsigned long count, istr key) noexcept;
     static Unit* searchIn(const ListValue& list, unsigned long count, istr name) noexcept;
     Unit* findChild(istr name) const noexcept;
-    // The list that this unit is in; null for a root and for a unit that was only told its parent.
+    // The list that contains this unit; null for a root and for a unit whose parent was only set.
     ListValue* listAround() const noexcept;
     // Among those in `siblings` by its name.
     bool foundByName() const noexcept { return !name_.empty() && !nameTaken_; }
     Children::node_type leaveSiblings(Unit& holder) noexcept;
-    // Numbers the children, and raises if a name stands twice. Null for a list that is searched.
+    // Numbers the children, and raises for a repeated name. Null for a short list, which is
+    // searched.
     static std::unique_ptr<Children> initChildrenMap(const ValueBase* value);
     // Takes in a child that the list ends with.
     void copyIntoMap(const ListValue& list, Unit* child);

@@ -14,8 +14,8 @@
 #include "qor/base/interface.h"
 #include "qor/log/log_dumper.h"
 
-// The values of a pml tree. What is read from text is held in StringValue and ListValue alone; the
-// typed classes are for trees that are put together by hand. docs/formats.md has the text format.
+// The values of a pml tree. Parsed trees have only StringValue and ListValue; the typed classes are
+// for trees that are built by code. docs/formats.md has the text format.
 
 namespace qor::pml::ntv {
 
@@ -25,15 +25,15 @@ class Unit;
 class QOR_API ValueBase : noncopyable {
 public:
     virtual ~ValueBase();
-    // False for a list alone.
+    // False for a list only.
     virtual bool single() const noexcept = 0;
-    // A new value of the same class without an owner; lists are copied with all that is in them.
+    // A new value of the same class without an owner; lists are copied deeply.
     virtual ValueBase* clone() const = 0;
     virtual dumper& dump(dumper& d) const = 0;
-    // The text that stands for the value in pml.
+    // Writes the value's text in pml.
     virtual void dump(std::ostream& os) const = 0;
 
-    // The unit that holds the value; kept by the units themselves.
+    // The unit that has the value; maintained by the units.
     Unit* owner() const noexcept { return owner_; }
     Unit*& owner() noexcept { return owner_; }
 
@@ -58,7 +58,7 @@ private:
     Kind kind_ = Kind::Typed;  // spares the two kinds that matter a downcast
 };
 
-// What the scalar classes share. Self is the class, Content what it holds.
+// The common base of the scalar classes. Self is the class, Content the type of its content.
 template <class Self, class Content>
 class TypedValue : public ValueBase {
 public:
@@ -105,7 +105,7 @@ public:
     void dump(std::ostream& os) const override;
 };
 
-// The character as it stands, also where it means something in pml.
+// The character unchanged, also if it is reserved in pml.
 class QOR_API CharacterValue final : public TypedValue<CharacterValue, Char> {
 public:
     using TypedValue::TypedValue;

@@ -12,20 +12,21 @@
 #include "qor/base/field.h"
 #include "qor/pml/pml_stream.h"
 
-// How user types reach pml. A type with a codec (see qor/base/field.h) is written and read by
+// The binding of user types to pml. A type with a codec (see qor/base/field.h) is written and read
+// by
 //
 //     pml::stream out;
 //     pml::encode(out, contact);                    // out.toPml(true) is the text
 //     pml::decode(pml::stream(text, false), contact);
 //
-// Scalars, text, bytes and Time are what Unit::operator<< makes of them, and an object is a unit
-// with a child for each field. Elements of vectors, lists and sets are children without a name; a
-// map is a unit of the type "map" with a child for each element, named by its key. An optional
-// value that is not set is no field.
+// Scalars, text, bytes and Time are written as by Unit::operator<<, and an object is a unit with a
+// child for each field. Elements of vectors, lists and sets are children without a name; a map is a
+// unit of the type "map" with a child for each element, named by its key. An optional value that is
+// not set is no field.
 
 namespace qor::pml {
 
-// What a codec carries, and what is carried as its elements.
+// Types that a codec carries, and types that are carried as their elements.
 template <class T>
 concept Object = CodecType<T, stream>;
 template <class T>
@@ -34,22 +35,15 @@ concept List = Container<T> && !Object<T>;
 template <class T>
 concept StandardName = std::derived_from<T, std::string>;
 
-template <class T>
-constexpr void refuse() noexcept {
-    static_assert(!sizeof(T),
-                  "pml cannot carry this type: it is no scalar, text, bytes or time, no container "
-                  "that can be appended to, and has no codec");
-}
-
 // The binding of a member to a child for the time of one call.
 template <class T>
 struct Field__ {
     istr name;
-    istr type;  // may be empty: the child then has the type that its value has
+    istr type;  // if empty, the child has the type of its value
     T* value;
 
-    // Adds a child with the member's value. Raises DuplicatedUnitException for a name that is
-    // there, and std::bad_alloc; nothing is added then.
+    // Adds a child with the member's value. Raises DuplicatedUnitException for the name of another
+    // child, and std::bad_alloc; nothing is added then.
     void set(stream& s) const;
     // Reads the child's value into the member and returns true. False if there is no such child;
     // the member then keeps its value, as it does for text that does not parse.
@@ -138,7 +132,7 @@ void store(ntv::Unit& unit, const T& value) {
     } else if constexpr (requires { unit << value; }) {
         unit << value;
     } else {
-        refuse<T>();
+        refuseType<stream, T>();
     }
 }
 
@@ -151,22 +145,16 @@ void loadElement(const ntv::Unit& unit, const stream& around, C& elements) {
         load(unit, around, mapped);
         putEntry(elements, std::move(key), std::move(mapped));
     } else {
-        typename C::value_type element{};
-        load(unit, around, element);
-        if constexpr (SetContainer<C>) {
-            elements.insert(std::move(element));
-        } else {
-            elements.push_back(std::move(element));
-        }
+        appendElement(elements, [&](auto& element) { load(unit, around, element); });
     }
 }
 
-// The container is replaced as a whole, and is empty if the unit has no list.
+// The container is replaced as a whole; it becomes empty if the unit has no list.
 template <class C>
 void loadElements(const ntv::Unit& unit, const stream& around, C& target) {
     C elements;
     if (const ntv::ListValue* const list = unit.listValue()) {
-        if constexpr (requires { elements.reserve(std::size_t()); }) elements.reserve(list->size());
+        reserveElements(elements, list->size());
         for (const ntv::Unit* const child : *list)
             loadElement(*child, around, elements);
     }
@@ -176,9 +164,7 @@ void loadElements(const ntv::Unit& unit, const stream& around, C& target) {
 template <class T>
 void load(const ntv::Unit& unit, const stream& around, T& target) {
     if constexpr (OptionalValue<T>) {
-        typename T::value_type present = target.value();
-        load(unit, around, present);
-        target = std::move(present);
+        readPresent(target, [&](auto& present) { load(unit, around, present); });
     } else if constexpr (Object<T>) {
         part_stream part(unit, around);
         target.codec(part.get());
@@ -187,7 +173,7 @@ void load(const ntv::Unit& unit, const stream& around, T& target) {
     } else if constexpr (requires { unit >> target; }) {
         unit >> target;
     } else {
-        refuse<T>();
+        refuseType<stream, T>();
     }
 }
 
@@ -199,10 +185,7 @@ void Field__<T>::set(stream& s) const {
         const std::remove_cv_t<T> now = *value;
         Field__<const std::remove_cv_t<T>>{name, type, &now}.set(s);
     } else {
-        if constexpr (OptionalValue<T>) {
-            if (!value->isSet()) return;
-        }
-        binding::add(s.unit(), name, type, *value);
+        if (isPresent(*value)) binding::add(s.unit(), name, type, *value);
     }
 }
 
@@ -227,7 +210,7 @@ void encode(stream& s, const T& object) {
 }
 
 // Reads an object from the stream's unit. Raises DecodeException for objects that are nested too
-// deeply; what was read before that stays read.
+// deeply; members that were read before are changed then.
 template <class T>
 void decode(const stream& s, T& object) {
     binding::load(s.unit(), s, object);

@@ -15,16 +15,16 @@ namespace qor::pml {
 
 QOR_DECLARE_EXCEPTION(DecodeException, "qor::pml::DecodeException");
 
-// Parse one document into the unit, which is cleared first. What stands behind the first unit is
-// not looked at: a stream stays behind the document, and a pointer is moved there. Text ends at its
-// first zero, a stream or file does not. Narrow text is in the configured code page, wide text is
-// converted to it. A null pointer is empty text.
+// Parse one document into the unit, which is cleared first. Input after the first unit is not read:
+// a stream is positioned after the document, and so is a pointer. Text ends at its first zero; a
+// stream or file does not. Narrow text is in the configured code page, and wide text is converted
+// to it. A null pointer is empty text.
 //
-// False when memory runs out, and for a file that cannot be opened. Raises DecodeException for
-// malformed text, and ntv::DuplicatedUnitException for a name that a sibling has. The unit then
-// holds what was complete before the failure.
+// False if memory runs out, and for a file that cannot be opened. Raises DecodeException for
+// malformed text, and ntv::DuplicatedUnitException for a repeated name among siblings. The unit
+// then has the units that were complete before the failure.
 //
-// Any depth of nesting takes the same stack.
+// The stack use does not depend on the depth of nesting.
 QOR_API bool ntvFromPml(ntv::Unit& unit, std::istream& source);
 QOR_API bool ntvFromPml(ntv::Unit& unit, std::wistream& source);
 QOR_API bool ntvFromPml(ntv::Unit& unit, const char*& source);

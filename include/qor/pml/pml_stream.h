@@ -19,9 +19,9 @@ struct name_id {
     istr name;
 };
 
-// A tree, and the direction in which a codec goes through it: an output stream gains a child for
-// each field, an input stream is looked into by the names of the fields. A default stream is an
-// output stream. It belongs to one thread at a time.
+// A tree, and the direction of a codec: in an output stream each field adds a child, in an input
+// stream fields look up children by name. A default stream is an output stream. It belongs to one
+// thread at a time.
 class QOR_API stream {
 public:
     stream() = default;
@@ -36,16 +36,16 @@ public:
     stream& operator=(const stream& other);
     ~stream() = default;
 
-    // Parse into the unit, which is cleared first: a document, or the content of one for a value
-    // string. A file that is not there, or a directory, leaves the tree empty and is not reported.
-    // Raise DecodeException and ntv::DuplicatedUnitException as ntvFromPml does, with what was
-    // complete in the unit, and std::bad_alloc when memory runs out: the unit is then empty, or as
-    // it was if the file was not opened yet. So a tree that is there without an exception is whole.
+    // Parse into the unit, which is cleared first: a document, or only the content of a unit for a
+    // value string. A missing file, or a directory, leaves the tree empty and is not reported.
+    // Raise DecodeException and ntv::DuplicatedUnitException as ntvFromPml does, and keep the
+    // complete units then. Raise std::bad_alloc if memory runs out: the unit is then empty, or
+    // unchanged if the file was not opened yet. So without an exception the tree is complete.
     void from(istr text, bool valueString);
     void from(iwstr text, bool valueString);
     void from(istr filename, from_file tag, bool valueString);
-    // Copies each child of the other stream that `has` does not find here. A child without a name
-    // always counts as found.
+    // Copies each child of the other stream that this one does not have. A child without a name is
+    // never copied.
     void combine(const stream& other);
 
     void setAsInputStream() const noexcept { direction_ = kInput; }
@@ -79,14 +79,14 @@ public:
     bool has(istr path) const { return unit().find(path) != nullptr; }
     // No such child, or one without a value or with empty text.
     bool isEmptyChild(istr name) const;
-    // As Unit has them: on a const stream null() for a child that is not there, otherwise the child
-    // is made.
+    // As in Unit: a const stream returns null() for a missing child, another one creates it.
     const ntv::Unit& operator[](istr name) const { return unit()[name]; }
     const ntv::Unit& operator[](const name_id& id) const { return unit()[id.name]; }
     ntv::Unit& operator[](istr name) { return unit()[name]; }
     ntv::Unit& operator[](const name_id& id) { return unit()[id.name]; }
 
-    // What a codec calls: gives a unit without a type the type, and one without a name the name.
+    // Called by a codec: sets the type of a unit without a type, and the name of one without a
+    // name.
     void enter(istr type, istr name, istr, istr);
     void leave() noexcept {}
     void enterSuper() noexcept {}
@@ -102,15 +102,15 @@ private:
     ntv::Unit unit_;
     mutable int direction_ = kOutput;
     mutable bool allNesessary_ = false;
-    ntv::Unit* target_ = &unit_;  // another stream's, for one that a nested object goes through
+    ntv::Unit* target_ = &unit_;  // that of another stream for a nested object
     unsigned depth_ = 0;          // of the object in those around it
 };
 
-// How deeply objects may be nested in what is read. Each level takes the stack of one codec.
+// The greatest depth of nested objects that are read. Each level uses the stack of one codec.
 inline constexpr unsigned kMaxDepth = 500;
 
 // A stream over a unit of another stream, for the codec of an object inside another one. The unit
-// stays where it is.
+// is not copied.
 class QOR_API part_stream {
 public:
     // For output.
@@ -132,7 +132,8 @@ public:
 // Write the unit as its own operators do.
 QOR_API std::ostream& operator<<(std::ostream& os, const stream& s);
 QOR_API String& operator<<(String& out, const stream& s);
-// Type and value of the stream's unit; the name stays. The second one is true.
+// Copy type and value from one unit to the other, and keep the target's name. The second one
+// returns true.
 QOR_API ntv::Unit& operator<<(ntv::Unit& unit, const stream& s);
 QOR_API bool operator>>(const ntv::Unit& unit, stream& s);
 

@@ -5,8 +5,8 @@
 
 namespace qor::pml {
 
-// A place where the text of a tree is kept. The results say whether it worked; malformed text
-// raises as ntvFromPml does.
+// A place where the text of a tree is stored. The results are true on success; malformed text
+// raises as in ntvFromPml.
 class QOR_API pmlType {
 public:
     pmlType() = default;

@@ -17,7 +17,7 @@ namespace qor::pml {
 // Write the tree in one layout. A String is appended to. A file is truncated when the whole text
 // has been made in memory, so that a failure before keeps its content. False for an unknown mode,
 // for a file that cannot be opened, and for a stream or file that does not take the text. Raise
-// std::bad_alloc; a String is then as it was.
+// std::bad_alloc; a String is unchanged then.
 QOR_API bool ntvToPml(const ntv::Unit& unit, std::ostream& target, ShowMode mode,
                       ShowPattern pattern);
 QOR_API bool ntvToPml(const ntv::Unit& unit, String& target, ShowMode mode, ShowPattern pattern);
@@ -53,11 +53,10 @@ bool format(Source&& source, Target&& target, ShowMode mode, ShowPattern pattern
 QOR_API bool isSpeacialChar(char c) noexcept;
 QOR_API bool isSpeacialChar(wchar_t c) noexcept;
 // Puts text that has such characters, or others than ASCII, or whitespace at its ends, into double
-// quotes, with a "^" in front of each "^" and double quote. Returns its argument.
+// quotes, with a "^" before each "^" and double quote. Returns its argument.
 QOR_API String& escapeString(String& text);
 QOR_API std::wstring& escapeString(std::wstring& text);
-// Removes the quotes around a text that begins with one. What stands behind a "^" is the parser's
-// concern.
+// Removes the quotes around a text that begins with one. Escapes are left to the parser.
 QOR_API String& unescapeString(String& text);
 QOR_API std::wstring& unescapeString(std::wstring& text);
 

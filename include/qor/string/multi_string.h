@@ -10,9 +10,9 @@ namespace qor {
 
 class dumper;
 
-// A text and its parts, as a separator splits it. Its own text is the whole text. The operations
-// below keep text and parts in step; what a String or std::string operation does to the text
-// reaches the parts at the next split(). An operation that raises leaves the object as it was.
+// A text and the parts into which a separator splits it. The object itself is the whole text. The
+// operations below keep text and parts consistent; changes by operations of String or std::string
+// reach the parts at the next split(). If an operation raises, the object is unchanged.
 class QOR_API MultiString : public String {
 public:
     MultiString(istr full, istr sep);
@@ -34,13 +34,14 @@ public:
     // Is the separator of the next operation: neither text nor parts change.
     MultiString& separator(istr sep);
 
-    // A further part. The separator stands in front of it, unless it is the first one.
+    // Appends a part, after a separator unless it is the first part.
     MultiString& add(istr part);
     MultiString& clear() noexcept;
 
-    // Makes the parts from the text. A text that ends in a separator has an empty last part, and an
-    // empty text no parts at all. An empty separator splits into single characters, and it is
-    // meant that the terminator is one of them: the last part is one zero byte.
+    // Splits the text into parts. A text that ends in a separator has an empty last part; an empty
+    // text has no parts. An empty separator splits into single characters. Deliberate
+    // (compatibility): the terminator counts as a character then, and the last part is one zero
+    // byte.
     void split();
     // Makes the text from the parts.
     void merge();

@@ -11,15 +11,15 @@ namespace qor {
 
 class dumper;
 
-// A format whose tags are replaced one after the other. A tag begins with the flag character and
-// ends with the next right character, whatever is between; the rest is literal.
+// A format whose tags are replaced one by one. A tag begins with the flag character and ends with
+// the next right character; all other text is literal.
 //
 //     const Printf greeting("Hello %{name}, it is %{time}.");
 //     greeting.replaceNext(name).replaceNext(Time::now().toDateTime()).str();
 //
-// The format is parsed once, at construction; its own text is the format. The state of the
-// replacement changes in const operations, so an object belongs to one thread. An operation that
-// raises leaves the object as it was.
+// The format is parsed once, at construction; the object itself is the format's text. Const
+// operations change the state of the replacement, so an object belongs to one thread. If an
+// operation raises, the object is unchanged.
 class QOR_API Printf : public String {
 public:
     // The left and the escape character are shown by dump and have no meaning in a format.
@@ -30,10 +30,10 @@ public:
     Printf& operator=(const Printf& other) { return *this = Printf(other); }
     Printf& operator=(Printf&&) noexcept = default;
 
-    // Puts the value in the place of the next tag. When no tag is left, it goes to the end.
+    // Replaces the next tag with the value. Appends the value if no tag is left.
     const Printf& replaceNext(istr value) const;
-    // The format with the tags that have been replaced; the others stand as they are. Valid until
-    // the next call.
+    // The text so far; tags that have not been replaced are unchanged in it. Valid until the next
+    // call.
     const String& str() const;
     // Starts the replacement over.
     const Printf& reset() const noexcept;
@@ -53,7 +53,7 @@ private:
     char right_;
     char escape_;
     mutable ulong32 curr_ = 0;  // the next piece to use
-    mutable String tempbuf_;    // what is replaced so far
+    mutable String tempbuf_;    // the text so far
     mutable String result_;
 };
 

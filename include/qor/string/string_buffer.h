@@ -13,16 +13,16 @@ namespace qor {
 
 class dumper;
 
-// An owning buffer that is written at its put position, which is the size of its content, and read
-// at its get position. Up to 255 bytes live in the object and never touch the heap; a larger
-// buffer has one block on the heap. Growth at least doubles the capacity and nothing shrinks it, so
-// a buffer whose positions are set back to 0 serves many messages without allocating.
+// An owning buffer with two positions: writes append at the put position, which is the size of its
+// content, and reads start at the get position. Up to 255 bytes are stored in the object; a larger
+// buffer has one block on the heap. Growth at least doubles the capacity, and it never shrinks: a
+// buffer whose positions are reset to 0 serves many messages without allocating.
 //
-// The storage has one byte more than the capacity: a zero stands behind what was appended last.
-// What does not fit into 32 bits raises std::bad_alloc; an operation that raises leaves the object
-// as it was. Addresses into the storage are valid until it grows, and until the object moves.
+// The storage has one more byte than the capacity: appended text is followed by a zero. A size
+// above 32 bits raises std::bad_alloc; if an operation raises, the object is unchanged. Addresses
+// into the storage are valid until it grows or the object is moved.
 //
-// A writer that knows how to make its bytes in place saves the copy:
+// A writer that can produce its bytes in place saves a copy:
 //
 //     buffer.needMore(kLargestNumber);
 //     char* const end = writeNumber(buffer.pbuf(), number);
@@ -107,7 +107,8 @@ public:
         if (out != nullptr && n != 0) std::memcpy(out, gbuf(), n);
         gsize_ += static_cast<ulong32>(n);
     }
-    // Take one byte, if there is one, or what fits into the room of a cursor, which moves.
+    // Read one byte, if there is one, or as many bytes as fit after a cursor's position, which then
+    // moves.
     StringBuffer& operator-=(unsigned char& byte) noexcept;
     StringBuffer& operator-=(StringRef& target) noexcept;
     // The same from a copy: this buffer's position stays.
@@ -118,13 +119,13 @@ public:
         return std::move(StringBuffer(*this) -= target);
     }
 
-    // Makes room for n bytes behind the put position.
+    // Makes room for n bytes after the put position.
     void needMore(unsigned long n) {
         if (n > room()) [[unlikely]]
             grow(psize_, n, nullptr);
     }
-    // The positions. Setting one neither checks it nor writes a terminator: it is at most
-    // max_size(), and the bytes in front of the put position have been written.
+    // The positions. Setting one neither checks it nor writes a terminator: the caller ensures that
+    // it is at most max_size() and that the bytes before the put position are written.
     unsigned long size() const noexcept { return psize_; }
     unsigned long psize() const noexcept { return psize_; }
     unsigned long gsize() const noexcept { return gsize_; }
@@ -170,8 +171,8 @@ private:
 
     unsigned long room() const noexcept { return max_size_ - psize_; }
     void init(unsigned long capacity) {
-        // In pieces that become vector stores. For the whole of it compilers take a string
-        // instruction, whose start alone costs several times as much.
+        // Copied in pieces that compile to vector stores. For one copy of the whole size, compilers
+        // use a string instruction, which takes several times as long to start.
         for (char* piece = internal_; piece != internal_ + kInternalSize; piece += kPiece) {
             std::memset(piece, 0, kPiece);
         }

@@ -14,12 +14,12 @@ namespace qor {
 
 class dumper;
 
-// A write cursor over memory that somebody else owns and that must outlive it: bytes with a
-// capacity, and a position. Copying copies the cursor and not the bytes. Nothing allocates.
+// A write cursor over memory that the caller owns and that must outlive it: bytes with a capacity,
+// and a position. Copying copies the cursor and not the bytes. Nothing allocates.
 //
 // Text that does not fit is cut without a report; moving the position beyond the capacity raises
-// OutOfRangeException. Wherever the position is moved by writing or advancing, a zero is put
-// behind it if there is room, so the text is terminated unless it fills the memory.
+// OutOfRangeException. Writing and advancing put a zero at the new position if there is room, so
+// the text is terminated unless it fills the memory.
 class QOR_API StringRef {
 public:
     StringRef() noexcept = default;
@@ -50,7 +50,7 @@ public:
     // The byte at the position; unchecked, as operator[] is.
     char& operator*() const noexcept { return *current(); }
     char& operator[](unsigned long i) const noexcept { return buffer_[i]; }
-    // By the rules of CharAt, inside the capacity: 0 is read behind it, writing there raises.
+    // As CharAt within the capacity: reading beyond it gives 0, writing beyond it raises.
     const char& at(unsigned long i) const noexcept {
         return CharAt(static_cast<const char*>(maxSize_ != 0 ? buffer_ : nullptr), maxSize_ - 1UL,
                       i);
@@ -136,9 +136,9 @@ public:
     // Place a text in the field that the whole capacity is, and set it off by a blank on each
     // open side. The position neither matters nor moves; the rest of the field stays.
 
-    // The first bytes of the text at the start, a blank behind them.
+    // Writes the first bytes of the text at the start, followed by a blank.
     StringRef& left(const istr& text) noexcept;
-    // The last bytes of the text at the end, a blank in front of them.
+    // Writes the last bytes of the text at the end, preceded by a blank.
     StringRef& right(const istr& text) noexcept;
     StringRef& right(char byte, unsigned long n) noexcept;
     // The middle bytes of the text in the middle, between two blanks. An empty text, and a field

@@ -15,12 +15,12 @@ namespace qor {
 
 class dumper;
 
-// A read cursor over bytes that somebody else owns: the text, and a position from 0 to its size
-// inclusive. The text must outlive the cursor, and the views that the operations return are views
-// of it. Nothing allocates; moving beyond the end raises OutOfRangeException.
+// A read cursor over text that it does not own, with a position from 0 to the text's size
+// inclusive. The text must outlive the cursor and the views that operations return. Nothing
+// allocates; moving beyond the end raises OutOfRangeException.
 //
-// Only three operations read the byte behind the text, so only their callers need one there, such
-// as a terminator: operator* at the end, at(size()) and trimming of a returned view.
+// Only three operations read the byte after the text, such as a terminator, which their callers
+// must provide: operator* at the end, at(size()), and trimming of a returned view.
 class QOR_API StringSlice {
 public:
     StringSlice() noexcept = default;
@@ -58,13 +58,13 @@ public:
     // The whole text, from the start.
     operator istr() const noexcept { return istr(addr_, size_); }
 
-    // The byte at the cursor; at the end it is the one behind the text, which must be there.
+    // The byte at the cursor; at the end, the byte after the text, which must exist.
     char operator*() const noexcept {
         if (cursor_ < size_) return addr_[cursor_];
         return eof() && addr_ != nullptr ? addr_[cursor_] : '\0';
     }
-    // From the start of the text. at() takes the byte behind the text too and gives 0 beyond that;
-    // operator[] is unchecked.
+    // The position counts from the start of the text. at() also reads the byte after the text, and
+    // gives 0 beyond that; operator[] is unchecked.
     const char& at(unsigned long i) const noexcept { return CharAt(addr_, size_, i); }
     const char& operator[](unsigned long i) const noexcept { return addr_[i]; }
 
@@ -114,15 +114,15 @@ public:
         if (out != nullptr && n != 0) std::memcpy(out, taken.data(), n);
     }
 
-    // Does the text go on with s? All of s must fit in front of the end. As StrCmpW compares, a
-    // zero byte in s ends the comparison, so what s has behind it matches anything. An empty s
-    // matches everywhere.
+    // Whether s is at the cursor, all of it before the end. Compares as StrCmpW does: the
+    // comparison ends at a zero byte in s, and the rest of s matches anything. An empty s matches
+    // everywhere.
     bool match(istr s) const noexcept {
         if (s.empty()) return true;
         return s.size() <= left() && std::strncmp(current(), s.data(), s.size()) == 0;
     }
-    // Walk to the first place where s matches and past it, or to the end. readUntil returns what
-    // it walked over, without s; skipTo tells if s was found.
+    // Move after the next match of s, or to the end. readUntil returns the text before s; skipTo
+    // returns whether s was found.
     istr readUntil(istr s) noexcept;
     bool skipTo(istr s) noexcept;
 

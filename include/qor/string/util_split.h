@@ -12,8 +12,8 @@ namespace qor {
 // they were.
 class QOR_API Util {
 public:
-    // `first` is what stands in front of the first blank, `rest` what follows it up to the first
-    // line feed, trimmed on the left.
+    // `first` gets the text before the first blank, `rest` the text after it up to the first line
+    // feed, trimmed on the left.
     static void split(const String& text, String& first, String& rest);
     // Appends the items between the separators, each trimmed on the left unless blanks are kept.
     // Every separator ends an item, and the end of the text ends one that has begun: "a," is one

@@ -13,10 +13,10 @@ namespace tcp {
 class ClientImpl;
 }
 
-// One outgoing connection that carries frames. A thread of its own ("tcp.client") reads them and
-// calls the callback; it starts in open and ends with the connection. Close before the object is
-// destroyed: the destructor leaves an open connection and its thread running, and callbacks go on
-// until the peer ends it. Nothing connects again by itself.
+// One outgoing connection that carries frames. Its own thread ("tcp.client") reads them and calls
+// the callback; it starts in open and ends with the connection. Close before destroying the object:
+// the destructor leaves an open connection and its thread running, with callbacks until the peer
+// closes. It does not reconnect by itself.
 //
 //     constexpr int kTimeoutSeconds = 5, kSocketBuffer = 64 * 1024;
 //     TcpClient client;
@@ -32,31 +32,30 @@ public:
     // Deliberate (compatibility): does not close.
     ~TcpClient();
 
-    // Connects within `timeoutSeconds`; 0, or less, takes only what connects at once, as on this
-    // host. The sizes of both buffers of the socket are set to `socketBufferSize` bytes, as far as
-    // the system does so. The callback may be null: frames are then read and dropped.
+    // Connects within `timeoutSeconds`; with 0 or less only a connection that is made at once, as
+    // on the same host, succeeds. Both buffers of the socket are set to `socketBufferSize` bytes,
+    // within the system's limits. The callback may be null: frames are then read and dropped.
     //
-    // False too if the peer has ended the connection meanwhile, which the callback is told.
+    // False also if the peer has already closed the connection; onClosed is then called.
     //
-    // Close first: a connection that is open is left to itself, as by the destructor.
+    // Close first: an open connection is left running, as by the destructor.
     bool open(const TcpAddr& remote, Handle<TcpCallback> callback, int timeoutSeconds,
               int socketBufferSize);
-    // Ends the connection and waits until its thread has ended, which a callback that is under way
-    // delays. No call of the callback comes after the wait.
+    // Ends the connection and waits until its thread, and so a running callback, has ended. The
+    // callback is not called after that.
     //
-    // Called by that callback it does not wait: onClosed comes when it has returned, and the next
-    // close by another thread waits for that.
+    // Called by that callback it does not wait: onClosed is called after it has returned, and the
+    // next close by another thread waits for that.
     void close();
 
-    // Writes one frame. A negative timeout waits until the system has taken it all, however long
-    // the peer takes; 0 writes what goes out at once; otherwise the whole frame has
-    // `timeoutSeconds`.
+    // Writes one frame within `timeoutSeconds`. A negative timeout waits without a limit; 0 writes
+    // only the bytes that the system takes at once.
     //
-    // False if the frame was not written as a whole. A frame that was cut in its midst ends the
-    // connection, since no reader would find the next one.
+    // False if the frame was not written completely. A partly written frame ends the connection,
+    // since the peer could not find the next frame.
     //
-    // Frames that several threads send at once may mix in the peer's stream: send with a lock of
-    // your own. A callback that sends is one of these threads.
+    // Frames that several threads send at the same time may be mixed in the stream: protect send
+    // with a lock. A callback that sends counts as one of these threads.
     bool send(const istr& payload, int timeoutSeconds);
 
     // Of the connection of the last open, also when it has ended; 0 if there is none.

@@ -11,8 +11,8 @@
 #include "qor/base/field.h"
 #include "qor/mt/shared.h"
 
-// What TcpClient and TcpServer share. docs/network.md tells the frames byte by byte, and what each
-// failure does.
+// Types that TcpClient and TcpServer share. docs/network.md describes the frames byte by byte and
+// the effect of each failure.
 
 namespace qor {
 
@@ -21,9 +21,9 @@ namespace tcp {
 inline constexpr unsigned kStackBytes = 1024 * 1024;
 }  // namespace tcp
 
-// The address of one end of a connection, as text: a value. What a socket tells has the dotted form
-// ("192.0.2.1"); what a caller makes may have a host name, which is resolved when it is used. The
-// two compare by their texts, so a name and the dotted form of the same host differ.
+// The address of one end of a connection, as text: a value. Addresses from a socket have the dotted
+// form ("192.0.2.1"); a caller may also give a host name, which is resolved at each use. Addresses
+// compare by their texts, so a name and the dotted form of the same host differ.
 struct QOR_API TcpAddr {
     TcpAddr() = default;
     // The port comes first. Raises std::bad_alloc.
@@ -50,22 +50,22 @@ struct QOR_API TcpAddr {
 // "ip:port". Not masked, as the addresses in the log are.
 QOR_API std::ostream& operator<<(std::ostream& os, const TcpAddr& address);
 
-// What happens on a connection. Derive from it and give it to a client or a server by Handle, which
-// lets it go when the last of its connections has ended.
+// Receives the events of connections. Derive from it and pass it to a client or a server by Handle;
+// it is released when its last connection has ended.
 //
 // All calls for one connection come from that connection's own thread, one after another: any
 // number of onReceive, then one onClosed, then nothing more. While a call runs, nothing is read
 // from its connection, which is the only way to slow a peer down. Connections that share a callback
 // call it at the same time.
 //
-// A call may send, on any connection, and may close its own client or server. What it raises ends
-// its connection as if the peer had gone: a failure block in the log, onClosed, and no harm to
-// other connections.
+// A call may send on any connection, and may close its own client or server. An exception from it
+// ends its connection as if the peer had closed it: a failure block in the log, then onClosed.
+// Other connections are not affected.
 class QOR_API TcpCallback : public virtual Shared {
 public:
     // A whole frame. The view is valid during the call only.
     virtual void onReceive(const TcpAddr& peer, const istr& payload) = 0;
-    // The peer has gone, the connection has failed or was closed here.
+    // The peer has closed the connection, it has failed, or it was closed on this side.
     virtual void onClosed(const TcpAddr& peer) = 0;
 };
 

@@ -14,14 +14,14 @@ namespace tcp {
 class ServerImpl;
 }
 
-// Listens on one IPv4 address and carries frames with every client that connects. Close before the
-// object is destroyed: the destructor leaves the listener, the connections and all of their threads
-// running, and callbacks go on.
+// Listens on one IPv4 address and exchanges frames with every client that connects. Close before
+// destroying the object: the destructor leaves the listener, the connections and their threads
+// running, with callbacks.
 //
 // Each client has a thread of its own ("tcp.server.", the port, "|" and the client's port), which
 // calls the callback; two threads ("tcp.arrivals." and the port) accept, and one ("tcp.acceptor."
-// and the port) starts the connections. Clients are known by the address that the callback is
-// given. There may be as many as the process may have descriptors and threads.
+// and the port) starts the connections. Clients are identified by the address that the callback
+// gets. Their number is limited by the descriptors and threads of the process only.
 //
 //     constexpr int kTimeoutSeconds = 5, kSocketBuffer = 64 * 1024;
 //     TcpServer server;
@@ -29,37 +29,36 @@ class ServerImpl;
 //     server.send(peer, "hello", kTimeoutSeconds);
 //     server.close();
 //
-// Any thread may call anything at any time; two that open at once open two listeners. Nothing here
-// raises: a failure is false, and a line of the logger "qor".
+// Any thread may call any operation at any time; two simultaneous opens make two listeners. Nothing
+// here raises: a failure is false, and a line of the logger "qor".
 class QOR_API TcpServer : noncopyable {
 public:
     TcpServer();
     // Deliberate (compatibility): does not close.
     ~TcpServer();
 
-    // Listens; an empty host is all addresses of this one, and port 0 is one that the system
-    // chooses. False if the address is taken or is none of this host. The buffers of each
-    // connection's socket are set to `socketBufferSize` bytes, as far as the system does so. The
+    // Listens. An empty host means all addresses of this machine, and port 0 a port that the system
+    // chooses. False if the address is in use or does not belong to this machine. The buffers of
+    // each connection's socket are set to `socketBufferSize` bytes, within the system's limits. The
     // callback may be null: frames are then read and dropped.
     //
-    // Raises the process's limit of descriptors as far as the system lets it. Close first: a
-    // listener that is open goes on out of reach.
+    // Raises the process's soft limit of descriptors to the hard limit. Close first: a listener
+    // that is already open keeps running, and nothing can close it any more.
     bool open(const TcpAddr& address, Handle<TcpCallback> callback, int socketBufferSize);
-    // Ends the listener and all connections, and waits until their threads have ended, which
-    // callbacks that are under way delay. No call of the callback comes after the wait.
+    // Ends the listener and all connections, and waits until their threads, and so all running
+    // callbacks, have ended. The callback is not called after that.
     //
-    // Called by a callback of this server it only ends them all, and does not wait: the threads end
-    // when the callbacks that are under way have returned, and the next close by another thread
-    // waits for that.
+    // Called by a callback of this server it does not wait: the threads end when the running
+    // callbacks have returned, and the next close by another thread waits for them.
     void close();
 
-    // Writes one frame to one client; timeout, result and what threads must see to are those of
+    // Writes one frame to one client; timeout, result and thread rules are those of
     // TcpClient::send.
     //
     // A peer that is not connected, such as TcpAddr(), means ALL clients: one after another, with a
-    // timeout of 0 whatever is given, and no further at the first failure. A frame for a client
-    // that has just gone reaches all others too, and that is meant: who sends what only one may
-    // read has to know that it is there. False if there are no clients.
+    // timeout of 0 whatever is given, until the first failure. Deliberate (compatibility): a frame
+    // for a client that has just disconnected is therefore sent to all others. Before sending data
+    // that only one client may read, make sure that it is connected. False if there are no clients.
     bool send(const TcpAddr& peer, const istr& payload, int timeoutSeconds);
 
     // The one that is listened on; 0 without a listener.

@@ -12,16 +12,16 @@
 
 namespace qor {
 
-// The timers that wait for their time, at most one for each slot. put and erase take constant time,
-// takeDue a time that grows with what is due and not with what waits. All memory is allocated by
-// the constructor.
+// The waiting timers, at most one for each slot. put and erase take constant time; the time of
+// takeDue grows with the number of due timers and not of waiting ones. The constructor allocates
+// all memory.
 //
-// It is a wheel of units of 8.192 ms. The unit of a timer is a number of nine digits of six bits,
-// and so is the hand, which is the unit that time has come to. A timer is in the bucket of the
-// highest digit in which its unit differs from the hand: the level is the place of that digit, the
-// bucket its value. So the first bucket that is not empty, of the lowest such level, has the
-// timers that are due first. When the hand comes to a bucket of a level above the lowest, its
-// timers move down. The order within a bucket is of no matter: what is due is sorted.
+// A hierarchical timing wheel with a resolution of 8.192 ms. The time of a timer, in these units,
+// is a number of nine digits of six bits, and so is the hand, the current time. The highest digit
+// in which the two differ selects the timer's bucket: the level is the position of that digit, the
+// bucket its value. So the first non-empty bucket of the lowest level that has one contains the
+// timers that are due first. When the hand reaches a bucket of a higher level, its timers move
+// down. The order within a bucket does not matter: due timers are sorted.
 class TimeoutQueue : noncopyable {
 public:
     struct Element {
@@ -41,8 +41,8 @@ public:
     void erase(ulong32 index) noexcept;
     // False if takeDue(now) would find nothing to do.
     bool hasWork(const Time& now) const noexcept;
-    // Takes out what is due at `now`, in the order of time, and of the packed id at the same time.
-    // Valid until the next call.
+    // Removes and returns the timers that are due at `now`, ordered by time, and by packed id at
+    // the same time. Valid until the next call.
     const std::vector<Element>& takeDue(const Time& now) noexcept;
     // What waits, in the same order.
     std::vector<TimeoutBlock> sorted() const;

@@ -23,7 +23,7 @@ struct QOR_API TimerBlock {
 
     String name_;
     TimerId m_nTimerID;       // of the present timer, or the last one
-    ulong32 m_statusPos = 0;  // where the slot stands among the busy or the idle ones
+    ulong32 m_statusPos = 0;  // index of the slot among the busy or the idle ones
     Time m_expiredTime;       // the next firing
     Time m_nInterval;
     ulong32 m_unTimes = 1;  // firings left, 0 for without end
@@ -31,7 +31,7 @@ struct QOR_API TimerBlock {
     ulong32 m_nUserTimerID = 0;
     void* m_pParam = nullptr;
     Status m_status = IDLE;   // PAUSED while the last firing's callback runs
-    bool releasing_ = false;  // its onTimerRelease is under way
+    bool releasing_ = false;  // its onTimerRelease is running
     bool killed_ = false;     // to be released when its onTimer returns
 };
 

@@ -41,19 +41,19 @@ public:
     // Closes first. Not for a callback.
     static void destroy() noexcept { CreateByAllocate<TimerManager>::destroy(); }
 
-    // Makes the queue, if there is none, with the configured number of timers.
+    // Creates the queue, if there is none, with the configured number of timers.
     void open();
-    // start, with a new queue of another size unless the number is 0 or QOR_TIMER_MAX_NUM(). The
-    // timers of the old queue are lost, without a release, and with a warning in the log.
+    // Starts, with a new queue of another size unless the number is 0 or QOR_TIMER_MAX_NUM(). The
+    // timers of the old queue are dropped without onTimerRelease, with a warning in the log.
     void reopen(unsigned long numberOfTimers);
-    // Stops, and drops the queue and all timers, without a release. No callback comes after it, and
-    // none is under way but one that calls it.
+    // Stops, and drops the queue and all timers without onTimerRelease. After it no callback is
+    // called, and none is running except one that called close.
     void close();
-    // Starts the thread, unless it runs, and opens if needed. Raises ThreadSyscallException when
-    // there is no thread to be had.
+    // Starts the thread, unless it runs, and opens if needed. Raises ThreadSyscallException if the
+    // system has no thread.
     void start();
-    // Ends the thread, and waits for the tick that is under way, also if another thread stops it
-    // too; called by a callback it does not wait. The timers stay, and go on at the next start.
+    // Ends the thread, and waits for the current tick, also if another thread calls it too; called
+    // by a callback it does not wait. The timers are kept, and continue at the next start.
     void stop();
 
     // As set, reset and kill of TimerQueue. Without a queue the first two are false and logged.
@@ -62,11 +62,16 @@ public:
     bool resetTimer(TimerId id, unsigned long intervalMs, unsigned long times);
     void killTimer(TimerId id);
 
-    // How many timers there are.
+    // The number of timers.
     unsigned long numofTimers() const;
+    // Waits for every onTimerRelease that is running. If another thread learns of a release from
+    // the callback itself, it must call this before it deletes the object, since the callback may
+    // not have returned yet. It does not wait for later releases, such as that of a timer that was
+    // killed during its onTimer. Called by a release callback it does not wait for that one.
+    void waitForReleases() const;
 
     void onThreadExit(Thread* thread) override;
-    // The scope "qor::TimerManager". Holds the timers meanwhile.
+    // Writes the scope "qor::TimerManager". Locks the timers meanwhile.
     dumper& dump(dumper& d) const;
     void dump(std::ostream& os) const;
 
@@ -96,13 +101,13 @@ private:
     // The address of the queue's slots, which are fetched before the monitor is taken. It may be
     // that of an earlier queue.
     std::atomic<std::uintptr_t> m_slots{0};
-    Mutex mutex_;  // guards what follows; held for a moment only
+    Mutex mutex_;  // guards all following members; held shortly
     Handle<TimeoutThread> m_timeoutThread;
-    // Threads that were told to end, until somebody has waited for it. Has room for one more.
+    // Threads that were asked to end and are not joined yet. Has room for one more.
     std::vector<Handle<TimeoutThread>> m_leaving;
 };
 
-// The thread of the service: each of its passes waits for the next tick and fires what is due.
+// The thread of the service: each pass waits for the next tick and fires the due timers.
 class QOR_API TimeoutThread : public OwnedThread<TimerManager> {
 public:
     explicit TimeoutThread(TimerManager* owner);
@@ -111,17 +116,17 @@ public:
     dumper& dump(dumper& d) const override;
 };
 
-// A timer with a thread of its own, for callbacks that are slow or must keep their rate: the next
-// firing is an interval after the last one was due, so that one that comes late is made up for.
+// A timer with its own thread, for callbacks that are slow or must keep their rate: the next firing
+// is due one interval after the last one was due, so that delays do not add up.
 //
 //     const auto poll = makeHandle<TimerUserThread>("open", &poller, "poll", 100, 0, 0, nullptr);
 //     poll->startAndWait();
 //     ...
 //     poll->stop();
 //
-// onTimer runs on the thread so many times, 0 for without end, and its result is ignored; then, or
-// when the thread is stopped, onTimerRelease. A stop between two firings may let one more firing
-// happen. The object lives until its release; it may be null.
+// onTimer runs on the thread `times` times, 0 for no end, and its result is ignored. Then, or when
+// the thread is stopped, onTimerRelease runs. After a stop between two firings one more firing may
+// happen. The object must live until its release; it may be null.
 class QOR_API TimerUserThread : public SimpleThread {
 public:
     TimerUserThread(ITimerObject* object, const istr& name, unsigned long intervalMs,
@@ -135,7 +140,7 @@ protected:
 private:
     void waitForNext() const;
 
-    TimerBlock block_;  // the object and what it is told; the id is the thread's, packed
+    TimerBlock block_;  // the object and the arguments of its calls; the id is the thread's, packed
     Time next_;         // of the monotonic clock
     ulong32 count_ = 0;
 };

@@ -12,14 +12,14 @@ namespace qor {
 
 class dumper;
 
-// Names a timer: the slot that it is in, and the slot's generation, which counts the timers that
-// the slot has had, also in the queues that its TimerManager had before. So an id never reaches a
-// later timer of the same slot. docs/timers.md tells more.
+// Names a timer: its slot, and the slot's generation, which counts the timers that the slot has
+// had, also in earlier queues of the TimerManager. So an id never names a later timer of the same
+// slot. See docs/timers.md.
 //
-// The packed form has 32 bits and keeps 15 of the generation. It gives the timer back while its
-// slot's generation is below 32768. Of a later one it gives an id that names no timer, or an early
-// one that is long gone, and what is asked of that is refused: who stores packed ids has timers in
-// reach for 32768 uses of each slot. Comparisons are those of the packed form.
+// The packed form has 32 bits, 15 of them for the generation. It names the timer as long as the
+// slot's generation is below 32768. Later packed ids name no timer, or one that ended long ago, and
+// operations on them are refused: packed ids work for the first 32768 timers of each slot.
+// Comparisons are those of the packed form.
 class QOR_API TimerId {
 public:
     static constexpr ulong32 INVALID = 4294967295U;
@@ -59,8 +59,8 @@ private:
     ulong32 index_ = INVALID;
 };
 
-// How a timer goes on after it has fired: as before, or, with an interval that is not zero, with
-// that interval and so many firings, 0 for without end.
+// How a timer continues after it has fired: by default as before. If the interval is not 0, the
+// timer gets that interval and number of firings, 0 for no end.
 struct OnTimerResult {
     OnTimerResult() noexcept = default;
     OnTimerResult(const Time& newInterval, unsigned long newTimes) noexcept
@@ -70,11 +70,12 @@ struct OnTimerResult {
     ulong32 times = 0;
 };
 
-// What a timer calls. It is not owned: it must live until its onTimerRelease, in which it may go.
-// One object may serve many timers; the user's id and parameter tell them apart.
+// The callback of timers. It is not owned: it must live until its onTimerRelease, and may be
+// deleted in that call. One object may serve many timers; the user's id and parameter tell them
+// apart.
 //
-// What onTimer and onTimerRelease raise is written to the log as a block, and the timer goes on as
-// if onTimer had returned a default result.
+// Exceptions from onTimer and onTimerRelease are written to the log as a block, and the timer
+// continues as if onTimer had returned a default result.
 class QOR_API ITimerObject {
 public:
     ITimerObject() = default;
@@ -84,11 +85,11 @@ public:
 
     // The timer has fired.
     virtual OnTimerResult onTimer(TimerId id, unsigned long userTimerId, void* param) = 0;
-    // The timer is gone: no onTimer of this id comes any more, and none is under way on another
-    // thread.
+    // The timer has ended: onTimer is not called with this id any more, and is not running on
+    // another thread.
     virtual void onTimerRelease(TimerId id, unsigned long userTimerId, void* param) = 0;
-    // The scope "qor::ITimerObject". A dump of the timers shows it, and holds them meanwhile: it
-    // may not ask for timers.
+    // Writes the scope "qor::ITimerObject". A dump of all timers calls it with the timers locked:
+    // it must not use timers.
     virtual dumper& dump(dumper& d) const;
 };
 

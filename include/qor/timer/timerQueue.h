@@ -20,8 +20,8 @@ class dumper;
 
 // The tick, in microseconds.
 inline constexpr long QOR_TIMER_CHECK_TIME = 50000;
-// How many timers a queue has that is not told a number: 5000 at first, then the number that the
-// latest queue was told.
+// The default number of timers of a queue: 5000 at first, then the number that the latest queue was
+// given.
 QOR_API unsigned long QOR_TIMER_MAX_NUM() noexcept;
 
 // What guards timers: queues that follow one another may share one.
@@ -45,7 +45,7 @@ public:
 
     // For the thread that holds it.
     void wait() const;
-    // By value: what the monitor guards may change, and go, while it is given up.
+    // By value: data that the monitor guards may change or be destroyed while wait releases it.
     void wait(Time timeout) const;
     // Wakes all that wait.
     void wake() noexcept;
@@ -62,63 +62,63 @@ private:
 
     QuickMutex mutex_;
     Monitor waits_;  // of the threads that wait; taken for a moment, after the mutex
-    // The thread whose onTimerRelease is under way: it alone finds itself here.
+    // The thread that runs an onTimerRelease; null if none does.
     std::atomic<const void*> releasingThread_{nullptr};
 };
 
-// The timers of a service that drives it, TimerManager: a fixed pool of slots, the ids, and the
-// timers that wait, sorted by time. It has no thread of its own, and counts time in ticks: a timer
-// fires in the first tick at or after its time.
+// The timers of a TimerManager, which drives it: a fixed pool of slots, the ids, and the waiting
+// timers. It has no thread of its own. Time advances in ticks: a timer fires in the first tick at
+// or after its time.
 //
-// All operations are called with the monitor held, by TimerMonitor::Access. It is given up around
-// each onTimer, and held around onTimerRelease. The queue itself is made and goes without it.
+// Call all operations with the monitor held, by TimerMonitor::Access. It is released during each
+// onTimer, and held during onTimerRelease. Construct and destroy the queue without holding it.
 class QOR_API TimerQueue : public Shared, noncopyable {
 public:
     // No more than an id has room for.
     static constexpr ulong32 kMostTimers = 131072;
 
-    // Where the time comes from. The wall clock is asked once, and its time goes on by the
-    // monotonic clock: timers take no notice when the clock is set.
+    // The sources of time. The wall clock is read once; from then on time advances by the monotonic
+    // clock, so setting the clock does not affect timers.
     struct Clock {
         Time (*wall)();
         Time (*monotonic)();
     };
     static Clock systemClock() noexcept;
 
-    // 0 stands for QOR_TIMER_MAX_NUM(), or for the key "numofTimers" of the configuration if it has
-    // one; less than 5000 are 5000 then. Any other number becomes QOR_TIMER_MAX_NUM(). More than
-    // kMostTimers are cut to that, which is logged. The monitor must outlive the queue. Timers that
-    // are left when the queue goes are lost without a release.
+    // 0 means the key "numofTimers" of the configuration, or QOR_TIMER_MAX_NUM() if the key is
+    // missing, and at least 5000. Any other number becomes QOR_TIMER_MAX_NUM(). Numbers above
+    // kMostTimers are cut to it with a log entry. The monitor must outlive the queue. Timers that
+    // are left when the queue is destroyed get no onTimerRelease.
     TimerQueue(unsigned long numberOfTimers, TimerMonitor& monitor,
                const Clock& clock = systemClock());
     ~TimerQueue() override;
 
-    // As many timers as a queue that is told so many would have.
+    // The number of timers that a queue of this argument would have.
     static unsigned long limited(unsigned long numberOfTimers) noexcept;
 
-    // A timer that first fires an interval after the latest tick, so up to one tick early; an
-    // interval of 0 is for the next tick. It fires so many times, 0 for without end, and then is
-    // released. False, and logged, if all slots are taken. Allocates nothing but room for a long
-    // name.
+    // Starts a timer. It first fires one interval after the latest tick, so up to one tick early;
+    // with an interval of 0, in the next tick. It fires `times` times, 0 for no end, and then is
+    // released. False with a log entry if all slots are in use. Allocates only for a long name.
     bool set(TimerId& id, const istr& name, unsigned long userTimerId, unsigned long intervalMs,
              ITimerObject* object, unsigned long times, void* param);
-    // A new interval, from the latest tick on, and a new number of firings. A timer that is due in
-    // the tick that is under way fires in it all the same. False, and logged, if the timer is gone.
+    // Sets a new interval, counted from the latest tick, and a new number of firings. A timer that
+    // is due in the current tick still fires in it. False with a log entry if the timer has ended.
     bool reset(TimerId id, unsigned long intervalMs, unsigned long times);
-    // Ends a timer and releases it; nothing if it is gone. If its onTimer is under way on another
-    // thread, it is gone at once all the same, and its release comes when that returns.
+    // Ends a timer and releases it; does nothing if it has ended. If its onTimer is running on
+    // another thread, the timer ends at once, and onTimerRelease is called after that onTimer
+    // returns.
     void kill(TimerId id);
 
-    // Takes the time, fires what is due, and computes the next wait.
+    // Reads the time, fires the due timers, and computes the next wait.
     void tick();
-    // Fires what is due at the time of the latest tick.
+    // Fires the timers that are due at the time of the latest tick.
     void doCheck();
     // Fires one timer of the tick.
     void onTimer(TimerId id, const Time& now);
     // Frees a busy slot by its place among the slots.
     void freeIdAt(unsigned long position);
-    // The tick that is under way fires nothing more, and wakes the monitor when it is over; no
-    // later one fires anything.
+    // The current tick fires nothing more, and wakes the monitor when it is over; no later one
+    // fires anything.
     void abandon() noexcept { abandoned_ = true; }
     bool isTicking() const noexcept { return ticking_; }
     // For queues that follow one another: how many generations the slots have had at most, and the
@@ -165,7 +165,7 @@ private:
 
     bool ticking_ = false;
     bool abandoned_ = false;
-    // The timer whose onTimer is under way, and its thread.
+    // The timer whose onTimer is running, and its thread.
     TimerId firing_;
     const void* firingThread_ = nullptr;
 };

@@ -10,10 +10,10 @@
 
 namespace qor {
 
-// Reads what a BinaryOutStream wrote, in the same order, from bytes that somebody else owns and
-// that outlive the stream. Each read empties its target first, and reading behind the end is no
-// error: the target then stays 0, empty or the epoch. Input that is no value of the kind that is
-// asked for raises BinaryDecodeException. A stream belongs to one thread.
+// Reads the values that a BinaryOutStream wrote, in the same order, from bytes that it does not own
+// and that must outlive it. Each read clears its target first. Reading beyond the end is no error:
+// the target is then 0, empty or the epoch. Input that is no value of the target's kind raises
+// BinaryDecodeException. A stream belongs to one thread.
 class QOR_API BinaryInStream {
 public:
     explicit BinaryInStream(const istr& input) : input_(input) {}
@@ -21,8 +21,8 @@ public:
     void str(const istr& input) { input_ = StringSlice(input); }
     istr str() const noexcept { return input_; }
 
-    // Numbers are not sign-extended: what is read is of the type that was written. A number of
-    // which some bytes are missing is 0, and an info line tells.
+    // Numbers are not sign-extended: read a value as the type that was written. A number with
+    // missing bytes is 0, and an info line is logged.
     template <WireScalar T>
     BinaryInStream& read(T& value) {
         value = T();
@@ -30,7 +30,7 @@ public:
         return *this;
     }
     BinaryInStream& read(Time& value);
-    // A view of the input. Data that the input has less of than it promises is what there is.
+    // A view of the input. Data that is cut off is as long as the input has it.
     BinaryInStream& read(istr& data);
     BinaryInStream& read(Bytes& data);
     // Into the configured code page.

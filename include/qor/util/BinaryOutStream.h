@@ -6,14 +6,14 @@
 #include "qor/base/base_type_bytes.h"
 #include "qor/base/base_type_time.h"
 #include "qor/util/BinaryStream.h"
-#include "qor/util/simple_value.h"
+#include "qor/util/wire_value.h"
 
 namespace qor {
 
-// Writes a flat sequence of values, with no tags and no nesting: a BinaryInStream reads them in
-// the same order. Each value is a byte with the count of its size bytes, the size, and the data;
-// docs/formats.md has the format byte by byte. Text goes out in UTF-8. A write that raises
-// std::bad_alloc leaves the stream as it was. A stream belongs to one thread.
+// Writes a flat sequence of values, with no tags and no nesting: a BinaryInStream reads them in the
+// same order. Each value is a byte with the count of its size bytes, the size, and the data;
+// docs/formats.md has the format byte by byte. Text is written in UTF-8. A write that raises
+// std::bad_alloc leaves the stream unchanged. A stream belongs to one thread.
 class QOR_API BinaryOutStream {
 public:
     // All bytes written. Valid until the next write.
@@ -25,14 +25,14 @@ public:
     BinaryOutStream& write(empty_type) { return write(istr()); }
     template <WireScalar T>
     BinaryOutStream& write(const T& value) {
-        buffer_.needMore(simple_value::kMostNumber);
-        return finish(simple_value::store(buffer_.pbuf(), toWire(value)));
+        buffer_.needMore(wire::kMostNumber);
+        return finish(wire::store(buffer_.pbuf(), toWire(value)));
     }
     BinaryOutStream& write(const Time& value) { return write(value.toMicroSeconds()); }
     // A literal is refused: it could be data and text.
     BinaryOutStream& write(istr data) {
-        data = simple_value::grow(buffer_, data, simple_value::kMostHeader + data.size());
-        return finish(simple_value::store(buffer_.pbuf(), WireData{data}));
+        data = wire::grow(buffer_, data, wire::kMostHeader + data.size());
+        return finish(wire::store(buffer_.pbuf(), WireData{data}));
     }
     BinaryOutStream& write(const Bytes& data) { return write(istr(data)); }
     // From the configured code page.

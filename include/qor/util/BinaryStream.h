@@ -117,7 +117,7 @@ concept WireScalar = NumberWrapper<T> || std::same_as<T, bool> || std::same_as<T
     std::same_as<T, unsigned long long> || std::same_as<T, float> || std::same_as<T, double> ||
     std::same_as<T, wchar_t>;
 
-// A character goes out as a short, a wide one as its low 16 bits, a long as its low 32 bits, and
+// A char is written as a short, a wide character as its low 16 bits, a long as its low 32 bits, and
 // floating point as its IEEE 754 bits.
 template <WireScalar T>
 constexpr WireNumber toWire(const T& value) noexcept {

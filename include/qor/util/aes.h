@@ -9,17 +9,17 @@ namespace qor {
 // AES (FIPS 197) with keys of 128 or 256 bits, in CBC mode (NIST SP 800-38A). The output is raw
 // bytes.
 //
-// CBC hides a content and does not protect it: who can change what is encrypted changes what comes
-// out, unnoticed. Where that matters, authenticate the encrypted bytes, and before decrypting them.
-// Every call starts from the object's initialisation vector, so the same content gives the same
-// bytes: use an object for one message, with a vector that cannot be foreseen.
+// CBC hides content and does not protect it from change: altered encrypted bytes decrypt to altered
+// content without an error. Where that matters, authenticate the encrypted bytes before decrypting
+// them. Every call starts from the object's initialisation vector, so equal content gives equal
+// bytes: use an object for one message, with an unpredictable vector.
 //
-// A key or vector that is too long is cut, one that is too short is filled with zeros, down to an
-// empty one. Nothing is derived from a password here.
+// A key or vector that is too long is cut; one that is too short, even an empty one, is filled with
+// zeros. No key is derived from a password here.
 //
-// An object does not change once it is made: any number of threads may use it at the same time,
-// each with an `out` of its own. It holds its key, and so is not copied; the key and all that was
-// made of it is overwritten when it is destroyed.
+// An object is immutable: any number of threads may use it at the same time, each with its own
+// `out`. It holds its key, and so cannot be copied; the destructor overwrites the key and the round
+// keys.
 class QOR_API AES : noncopyable {
 public:
     // AES-128: 16 bytes of key, and of initialisation vector.
@@ -35,9 +35,9 @@ public:
     // The size is that of the data, rounded up to a multiple of 16; the data is filled with zeros.
     // Data of just such a size gets no block more.
     void encrypt(istr data, Bytes& out) const;
-    // The size is that of the data. The filling is not removed: the caller must know the size of
-    // the content. Data that is no multiple of 16 was not made by encrypt, and is not decrypted:
-    // `out` then gets its size and is not filled.
+    // `out` gets the size of the data. The padding is not removed: the caller must know the size of
+    // the content. Data whose size is no multiple of 16 was not made by encrypt and is not
+    // decrypted: `out` gets its size, and keeps its own content, padded with zeros.
     void decrypt(istr data, Bytes& out) const;
 
 private:

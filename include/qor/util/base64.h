@@ -14,17 +14,17 @@ namespace qor {
 // when memory is short, `out` is as it was. Any thread may call these at any time.
 class QOR_API Base64 {
 public:
-    // Three bytes make four characters, a shorter last group is filled with "="; no bytes make no
-    // text. With line breaks the text has "\r\n" behind every 76 characters that are followed by
-    // more, and none at its end. Otherwise it is one line.
+    // Three bytes become four characters; a shorter last group is padded with "="; no bytes give
+    // empty text. With lineBreak, "\r\n" follows every 76 characters except at the end. Otherwise
+    // the text is one line.
     static void encode(istr data, String& out, bool lineBreak);
     static void encode(const std::vector<unsigned char>& data, String& out, bool lineBreak);
 
-    // Never fails: garbage gives garbage. Characters that are not isBase64 are skipped wherever
-    // they stand, so line ends and blanks do no harm. The others are taken in groups of four, the
-    // last one filled with "=". A group gives its first byte in any case, its second unless the
-    // third character is "=", and its third unless the fourth is "=". What follows a "=" is decoded
-    // like anything else, and a "=" that is the first or second of a group counts as "A".
+    // Never fails: garbage gives garbage. Characters that are not isBase64, such as line ends and
+    // blanks, are skipped anywhere. The others are taken in groups of four; the last group is
+    // padded with "=". A group gives its first byte in any case, its second unless the third
+    // character is "=", and its third unless the fourth is "=". What follows a "=" is decoded like
+    // anything else, and a "=" that is the first or second of a group counts as "A".
     static void decode(istr text, Bytes& out);
     static void decode(istr text, std::vector<unsigned char>& out);
 

@@ -17,9 +17,9 @@ public:
     virtual void onCmdLine(const std::wstring& line) = 0;
 };
 
-// Reads lines from the console, and hands those that are not empty to the callback, which is not
+// Reads lines from the console, and passes each that is not empty to the callback, which is not
 // owned and must outlive the thread. "prompt()" and "noprompt()" turn the prompt on and off and are
-// handed to nobody. The console has one reader at a time.
+// not passed on. The console has one reader at a time.
 class QOR_API CmdLineThread : public SimpleThread {
 public:
     CmdLineThread(const istr& name, CmdLineCallback* callback, const iwstr& prompt);

@@ -5,22 +5,22 @@
 
 namespace qor {
 
-// Single DES in ECB mode (FIPS 46-3), in spite of the name, for exchanging data with those who use
-// it still. It keeps no secret: a key of 56 bits is found by trying, equal blocks of 8 bytes stay
-// equal, and nobody notices when blocks are changed. Use AES for whatever may be chosen.
+// Single DES in ECB mode (FIPS 46-3), in spite of the name, for exchanging data with systems that
+// still use it. It is not secure: a key of 56 bits can be found by trying all keys, equal blocks of
+// 8 bytes stay equal, and changed blocks are not detected. Use AES where you can choose.
 //
 // The key is the first 8 bytes of `key`; a shorter one is filled with zeros. The lowest bit of each
-// byte, its parity, is not looked at. Nothing that was made of the key is left in memory. Any
-// thread may call these at any time.
+// byte, its parity, is ignored. The round keys are overwritten after use. Any thread may call these
+// at any time.
 //
 // `out` is replaced, and may own the memory that the data or the key views. Its size is that of the
-// data, rounded up to a multiple of 8; the data is filled with zeros. Data of just such a size gets
-// no block more. When memory is short, `out` is as it was.
+// data, rounded up to a multiple of 8; the data is padded with zeros. Data whose size is a multiple
+// of 8 gets no extra block. If memory runs out, `out` is unchanged.
 class QOR_API des3 {
 public:
     // Always true.
     static bool encode(const istr& data, Bytes& out, const istr& key);
-    // The filling is not removed: the caller must know the size of the content. Always true.
+    // The padding is not removed: the caller must know the size of the content. Always true.
     static bool decode(const istr& data, Bytes& out, const istr& key);
 };
 

@@ -18,39 +18,36 @@ enum class SeekWhence : int { Begin = 0, Current = 1, End = 2 };
 
 // The owner of one open file, or of none. Positions and sizes are bytes, in 64 bits.
 //
-// Each write is seen by every other handle of the file at once. readLine reads ahead of the
-// position, up to 16 KiB: what another handle writes into that part is seen only after a seek to
-// another place, a write or a truncate. All positions are those of what has been read, not of what
-// has been read ahead.
+// Every other handle of the file sees a write at once. readLine reads up to 16 KiB ahead: it sees
+// changes that another handle makes in that part only after a seek to another position, a write or
+// a truncate. Positions count bytes that the caller has read, not those read ahead.
 //
 //     FileWriter out(L"notes.txt", true);
 //     out.writeLine("first");
 //     FileReader in(L"notes.txt");
 //     for (String line; in.readLine(line) || !line.empty();) ...
 //
-// Names are wide text or a std::filesystem::path, with "\" or "/" between their parts; the system
-// gets them as UTF-8, and a name with a zero or with a value that is no character in it names no
-// file. New files can be read and written by all whom the process's umask leaves. A directory can't
-// be opened.
+// Names are wide text or a std::filesystem::path, with "\" or "/" between their parts. The system
+// gets them as UTF-8; a name that contains a zero or an invalid character names no file. New files
+// have the mode 0666 less the process's umask. A directory can't be opened.
 //
-// Operations report by bool or by -1, with the system's reason in errno; on a closed file they
-// fail. Reads that fail leave their target empty. None raises but std::bad_alloc, which leaves the
-// target and, in files that can seek, the position as they were. Signals interrupt nothing, and a
-// pipe without a reader is a failed write and no signal.
+// Operations report failure by false or -1, with the system's reason in errno; on a closed file
+// they fail. Failed reads leave their target empty. The only exception is std::bad_alloc; the
+// target and, in files that can seek, the position are then unchanged. Signals interrupt no
+// operation. Writing to a pipe without a reader fails and sends no signal.
 //
-// An object belongs to one thread. Programs that the process starts do not get the handle.
+// An object belongs to one thread. Programs that the process starts do not inherit the handle.
 class QOR_API File {
 public:
     // Closed.
     File() noexcept = default;
     explicit File(int flags) noexcept : flags_(flags) {}
-    // Open, if that is possible: ask valid(). Flags as OpenFlag has them, by default those for
-    // reading.
+    // Open the file if possible; valid() tells the result. Flags are those of OpenFlag; the default
+    // opens for reading.
     explicit File(const PathName& name) : File(name, OpenRead) {}
     File(const PathName& name, int flags);
-    // Name and flags, and a handle of its own, at the start of the file, if the source has one.
-    // Opened so, a file is never emptied, whatever the flags: a copy would destroy what it is a
-    // copy of. A later reopen() goes by the flags.
+    // Copies name and flags. If the source is open, the copy opens its own handle, at the start of
+    // the file, and never empties the file, whatever the flags. A later reopen() obeys the flags.
     File(const File& other);
     File(File&& other) noexcept;
     // Closes the target first.
@@ -60,66 +57,68 @@ public:
         if (valid()) close();
     }
 
-    // Opens what isn't open yet. The result is valid().
+    // Opens the file if it is not open. Returns valid().
     bool open();
-    // These store what they are given and reopen.
+    // These store their arguments and reopen.
     bool open(int flags);
     bool open(const PathName& name);
     bool open(const PathName& name, int flags);
     bool reopen();
-    // False when the system could not keep what was written before; closed in any case.
+    // False if the system could not store data that was written before; the file is closed in any
+    // case.
     bool close() noexcept;
     bool valid() const noexcept { return handle_ != invalidHandle; }
 
     const std::wstring& filename() const noexcept { return name_; }
 
-    // Without a handle the name is opened for a moment, for reading. Pipes and devices have 0.
+    // In bytes; -1 on failure. If the file is closed, it is opened shortly for reading. Pipes and
+    // devices have 0.
     long long filesize() const;
-    // The position stays.
+    // The position does not change.
     bool truncate(long long size) noexcept;
-    // Waits until what was written is on the device.
+    // Waits until all written data is on the device.
     bool flush() noexcept;
 
-    // Each gives the new position.
+    // Each returns the new position, or -1.
     long long seek(long long offset, SeekWhence whence) const noexcept;
     long long rewind(long long offset) const noexcept { return seek(offset, SeekWhence::Begin); }
     long long advance(long long n) const noexcept { return seek(n, SeekWhence::Current); }
     long long putback(long long n) const noexcept;
     long long seekEnd(long long offset) const noexcept { return seek(offset, SeekWhence::End); }
 
-    // One read of at most `size` bytes; all ones stands for the capacity that `out` has. The size
-    // of `out` is then what was got: less at the end of the file, and what is there from a pipe.
-    // True also at the end.
+    // One read of at most `size` bytes; all ones means the capacity of `out`. Sets the size of
+    // `out` to the number of bytes read: fewer at the end of the file, and those available in a
+    // pipe. True also at the end.
     bool read(Bytes& out, unsigned long size) const;
     bool read(String& out, unsigned long size) const;
     // Reads bytes, in the configured code page. Text ends at its first zero; a character that is
     // only read in part is U+FFFD.
     bool read(std::wstring& out, unsigned long size) const;
-    // The byte, or -1 at the end too.
+    // The byte; -1 at the end and on failure.
     int readByte() const noexcept;
 
-    // The text up to a line end, which is LF, CR or CR LF and belongs to no line. False when the
-    // file ends before, with what there was, or when reading fails, with nothing. What comes after
-    // the line end is still unread. A pipe is read byte by byte, so that no call waits for more
-    // than it needs; after a CR that is one byte.
+    // Reads the text up to a line end (LF, CR or CR LF), which is not part of the line. False if
+    // the file ends first, with the text so far, or if reading fails, with empty text. The position
+    // is then after the line end. A pipe is read byte by byte, so that a call waits for no more
+    // bytes than it needs; after a CR it needs one more.
     bool readLine(String& line) const;
     // The same in units of two bytes, the lower one first: UTF-16. Pairs of surrogates become one
     // character and lone ones U+FFFD; a byte order mark is a character; half a unit at the end is
     // never read.
     bool readLine(std::wstring& line) const;
 
-    // From the start, as much as filesize() tells; less if the file shrinks meanwhile. False also
-    // for files that don't fit into 32 bits. Text as above.
+    // Reads filesize() bytes from the start, fewer if the file shrinks meanwhile. False also for
+    // files of 4 GiB and more. Text as above.
     bool readAll(Bytes& out) const;
     bool readAll(String& out) const;
     bool readAll(std::wstring& out) const;
 
-    // At the position, all of the text or false.
+    // Writes all of the text at the position; false on failure.
     bool write(istr text) noexcept;
     // Converts to the code page, -1 being the configured one, up to the first zero. False for a
     // page that is not known.
     bool write(iwstr text, long codepage = -1);
-    // The same behind the end of the file. Another process may write between the two steps.
+    // Writes at the end of the file. Another process may write between the seek and the write.
     bool append(istr text) noexcept { return seekEnd(0) >= 0 && write(text); }
     bool append(iwstr text, long codepage = -1) { return seekEnd(0) >= 0 && write(text, codepage); }
     // The text and then the line end, which is never converted.
@@ -139,8 +138,8 @@ public:
 private:
     static constexpr int invalidHandle = -1;
 
-    // What has been read and is still unread: the bytes from `next` to `end`. In files that can
-    // seek the system's position is that of `end`.
+    // The bytes that were read ahead, from `next` to `end`. In files that can seek, the system's
+    // position is that of `end`.
     struct ReadAhead {
         static constexpr std::size_t kRoom = 16384;
 
@@ -171,8 +170,7 @@ private:
     mutable std::unique_ptr<ReadAhead> ahead_;  // null until the first line is read
 };
 
-// Files with their flags preset. Where a bool says whether to truncate, nothing but a bool is taken
-// for one.
+// Files with preset flags. The `truncate` parameters accept nothing but a bool.
 
 class FileReader : public File {
 public:
@@ -181,7 +179,7 @@ public:
         : File(name, flags) {}
 };
 
-// For append(): write() goes to the position here too, which is the start at first.
+// For append(). Note that write() writes at the position here too, which is first the start.
 class FileAppender : public File {
 public:
     explicit FileAppender(int flags = OpenWrite | OpenCreate | OpenBinary) noexcept : File(flags) {}

@@ -9,10 +9,10 @@
 
 namespace qor {
 
-// The policy of singletons: one T in the process, made at its first use by any thread and alive
-// until destroy, after which a use makes a new one. It can be asked for at any time, before main
-// and in the destructors of static objects too. The constructor of T may ask for other singletons,
-// but not, on any way, for T itself. T befriends CreateByAllocate<T>.
+// The policy of singletons: one T in the process, created at its first use by any thread. It lives
+// until destroy; a later use creates a new one. It can be used at any time, also before main and in
+// destructors of static objects. The constructor of T may use other singletons, but not T itself,
+// directly or indirectly. T befriends CreateByAllocate<T>.
 //
 // The owner of T instantiates the class once in the library: `extern template class QOR_API
 // CreateByAllocate<T>` in T's header, and the same without `extern` and QOR_API in its source.
@@ -26,8 +26,8 @@ public:
         T* object = instance_.load(std::memory_order_acquire);
         return object != nullptr ? object : make();
     }
-    // The caller sees to it that nobody uses the object any more. The lock is not held while the
-    // object goes, so its destructor may ask for any singleton.
+    // The caller ensures that the object is not used any more. The lock is not held while the
+    // object is destroyed, so its destructor may use any singleton.
     static void destroy() noexcept {
         T* const object = take();
         if (object == nullptr) return;
@@ -53,18 +53,18 @@ private:
             object = new (__FILE__, __LINE__, func) T();
             instance_.store(object, std::memory_order_release);
         }
-        // The leak table may show what is entered on the console, a singleton too.
+        // The leak table may show a new entry on the console, which is a singleton too.
         objectAllocated(object, __FILE__, __LINE__, func);
         return object;
     }
 
-    // First asked for when an object is made, so that destroying it allocates nothing.
+    // Computed when an object is created, so that destroying it allocates nothing.
     static const char* destroyName() {
         static const char* const func = memberName<T>("qor::CreateByAllocate", "destroy");
         return func;
     }
 
-    // Never destroyed: static destructors may still ask for the object.
+    // Never destroyed: static destructors may still use the object.
     static const Mutex& mutex() {
         static const Mutex* const lock = new Mutex;
         return *lock;

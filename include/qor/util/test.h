@@ -26,7 +26,7 @@
 //     return menu.start();
 //
 // Without arguments it shows the menu, reads keys from the standard input, and ends at "exit" or at
-// the end of the input. Arguments are keys that are run first; "files/list" goes through a menu
+// the end of the input. Arguments are keys that are run first; "files/list" runs an item of a menu
 // that a function opens:
 //
 //     void fileMenu(qor::test::TestCase& top) {
@@ -35,13 +35,12 @@
 //         menu.start();
 //     }
 //
-// A program that is to end by itself has "exit" as its last argument, or turns
-// Context::interactive off. Without people each choice is tried once, whatever the others raise,
-// and the result of start() tells of failures: 0 if nothing was raised, otherwise the code of the
-// last failure, as UnitOfWork::start counts it, also of one in a menu that a function opened. "all"
-// ends at the first function that raises.
+// For a program that ends by itself, pass "exit" as the last argument, or turn Context::interactive
+// off. Non-interactive, each choice is run once, even if others raise, and start() returns 0 if
+// nothing was raised, otherwise the code of the last failure (see UnitOfWork::start), also from a
+// menu that a function opened. "all" ends at the first function that raises.
 //
-// The menu is shown on the standard output while it is interactive, and always in the log "QOR". It
+// The menu is shown on the standard output if it is interactive, and always in the log "QOR". It
 // runs on one thread.
 
 namespace qor::test {
@@ -83,7 +82,7 @@ private:
     std::shared_ptr<TestFnBase> fn_;
 };
 
-// A key, and what it runs. Order and equality are those of the keys.
+// A key and the function that it runs. Order and equality are those of the keys.
 class QOR_API TestItem {
 public:
     TestItem(istr key, istr msg, const TestCaseFn& fn, bool internal)
@@ -126,13 +125,13 @@ public:
     void appendAddons(const TestCase& other);
     void removeAddons() noexcept { addons_.clear(); }
 
-    // One turn: shows the menu, takes the choice, or asks for one if it is empty and people are
-    // there, and runs it. "a/b" runs b in the menu that a opens, and leaves that.
+    // One turn: shows the menu and runs the choice; an interactive menu asks for one if it is
+    // empty. "a/b" runs b in the menu that a opens, and leaves that menu.
     void run() { run(String()); }
     void run(const String& choice);
-    // Runs all choices without asking anybody; without any, all of the menu if nobody is there, and
-    // otherwise one turn. The first call that runs something without people is the last that does.
-    // Stops the unit if nobody is there.
+    // Runs all choices without asking. Without choices, an interactive menu takes one turn, and a
+    // non-interactive one runs all its items. The first non-interactive call that runs something is
+    // the last one to do so. A non-interactive call stops the unit.
     void run(const std::vector<String>& args);
 
     // The built-in items "all", "quit", "top" and "exit".
@@ -148,8 +147,8 @@ public:
     UnitOfWork* uow() noexcept { return uow_; }
     const UnitOfWork* uow() const noexcept { return uow_; }
     void uow(UnitOfWork* unit) noexcept { uow_ = unit; }
-    // Makes the table of keys anew; of two items with one key the later one counts, built-in ones
-    // behind the program's, add-ons last.
+    // Rebuilds the table of keys. Of two items with the same key the later one counts: first the
+    // program's items, then the built-in ones, then add-ons.
     void initMap();
 
 private:
@@ -226,7 +225,7 @@ TestCaseFn function(F call) {
         checkedNew<TestFnCall>(__FILE__, __LINE__, "qor::test::function", std::move(wrapped)));
 }
 
-// Whether somebody is there to be asked.
+// Whether menus are interactive: a person is there to answer.
 class QOR_API Context : noncopyable {
 public:
     static Context& instance() noexcept;
@@ -246,8 +245,8 @@ class QOR_API UowTest : public UnitOfWork {
 public:
     UowTest();
     UowTest(const char* name, UnitOfWork* parent);
-    // A menu that a function of another one opens: it stands below that one's unit, and begins with
-    // the choices that wait there.
+    // A menu that a function of another menu opens: a child of that menu's unit, which begins with
+    // the choices that are still waiting there.
     UowTest(const char* name, TestCase* source);
     // "main".
     UowTest(int argc, wchar_t** const argv);

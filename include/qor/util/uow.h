@@ -20,10 +20,10 @@ public:
     CmdLine() = default;
     CmdLine(int argc, wchar_t** const argv) { init(argc, argv); }
 
-    // Raises std::bad_alloc, and what the conversion to the configured code page raises.
+    // Raises std::bad_alloc and the exceptions of the conversion to the configured code page.
     void init(int argc, wchar_t** const argv);
 
-    // The arguments behind the program's name.
+    // The arguments after the program's name.
     std::vector<String>& args() noexcept { return args_; }
     const std::vector<String>& args() const noexcept { return args_; }
     // The program's file name, without its directory.
@@ -56,11 +56,11 @@ public:
 
 private:
     std::vector<std::wstring> texts_;
-    mutable std::vector<wchar_t*> pointers_;  // and a null behind the last one
+    mutable std::vector<wchar_t*> pointers_;  // followed by a null
 };
 
-// A named piece of a running program: a start, a loop until somebody says stop, an end. Units form
-// a tree; the root is a UowMain or a test::UowTest.
+// A named piece of a running program: a start, a loop until stop is called, an end. Units form a
+// tree; the root is a UowMain or a test::UowTest.
 //
 //     class Program : public UowMain {
 //         using UowMain::UowMain;
@@ -73,14 +73,14 @@ public:
     // Does not enter itself in the parent's list: that is for the parent to fill. The parent must
     // outlive the unit.
     UnitOfWork(const char* name, UnitOfWork* parent);
-    // Deletes the children. Raises NullPointerException behind that if one is null, which is meant;
-    // while another exception is on its way it does not.
+    // Deletes the children. Deliberate (compatibility): then raises NullPointerException if one of
+    // them is null, unless another exception is being handled.
     virtual ~UnitOfWork() noexcept(false);
 
     // Runs on_init, then on_loop until stop, then on_fini, and returns the code of the last stop or
-    // failure. What on_loop raises is logged, counts as the code 1 if it is the library's and 2 if
-    // it is another std::exception, and the loop goes on; anything else passes, as does what
-    // on_init and on_fini raise.
+    // failure. An exception from on_loop is logged and the loop continues: its code is 1 for one of
+    // the library and 2 for another std::exception. Other exceptions from on_loop, and all from
+    // on_init and on_fini, are passed to the caller.
     int start();
     // The loop ends after its present pass.
     void stop(int code) noexcept;
@@ -109,7 +109,7 @@ public:
     virtual void on_init() = 0;
     virtual void on_loop() = 0;
     virtual void on_fini() = 0;
-    // For units that can be told what to do: nothing here.
+    // For units that take commands; does nothing here.
     virtual void run(const String& what);
 
 private:
@@ -121,9 +121,8 @@ private:
     CmdLine cmdline_;
 };
 
-// The root of a program's units, which app() finds, with the command line. Without memory for the
-// command line it is not entered for app(). The last one that was made counts; it leaves when it
-// goes.
+// The root of a program's units, with the command line. app() returns the last one that was
+// constructed, until it is destroyed; one without memory for the command line is not registered.
 class QOR_API UowMain : public UnitOfWork {
 public:
     UowMain(int argc, wchar_t** const argv);

@@ -8,12 +8,12 @@
 
 namespace qor {
 
-// A path name and its parts: "c:\a\b.txt" is "b.txt" in "c:\a". Nothing looks at the file system.
-// Either of "\" and "/" separates when a name is taken apart; names are put together with "\",
-// which every operation of the library that takes a path understands.
+// A path name and its parts: "c:\a\b.txt" is "b.txt" in "c:\a". The file system is not accessed.
+// Both "\" and "/" separate when a name is split; names are joined with "\", which every operation
+// of the library that takes a path understands.
 //
-// The setters keep the three texts consistent; their arguments may view the object's own texts. One
-// that raises std::bad_alloc changes nothing.
+// The setters keep the three texts consistent; their arguments may view the object's own texts. If
+// one raises std::bad_alloc, nothing is changed.
 class QOR_API Filename {
 public:
     Filename() = default;
@@ -29,16 +29,15 @@ public:
     void dir(iwstr text) { *this = Filename(text, file_); }
     void file(iwstr text) { *this = Filename(dir_, text); }
 
-    // One separator at the end of the whole goes; then the last one that is left stands between the
-    // directory and the file. Without one there is no directory, and that of "\a", the root, has no
-    // name either.
+    // Removes one separator at the end of the whole; then the last separator is the border between
+    // directory and file. Without one the directory is empty; it is empty for "\a" too.
     void split();
-    // One "\" at the end of the file goes; then the whole is the directory, "\" unless the
+    // Removes one "\" at the end of the file; then the whole becomes the directory, "\" unless the
     // directory is empty, and the file.
     void merge();
 
     static constexpr wchar_t separator() noexcept { return L'\\'; }
-    // Puts the file behind the directory as merge does.
+    // Appends the file to the directory as merge does.
     static void join(std::wstring& dir, iwstr file);
 
 private:
@@ -62,10 +61,10 @@ public:
     void ns(istr text) { *this = Funcname(text, func_); }
     void func(istr text) { *this = Funcname(ns_, text); }
 
-    // The function stands behind the last "::", and its name space is the one name in front of
-    // that, without those that enclose it: a line of a log has room for no more.
+    // The function is the part after the last "::". Its name space is only the one name before
+    // that, without the enclosing ones, which keeps log lines short.
     void split();
-    // "::" stands between the two, also when one is empty.
+    // Joins the two by "::", also if one is empty.
     void merge();
 
     static istr separator() noexcept { return {"::", 2}; }
@@ -79,7 +78,7 @@ private:
 };
 
 // The directory of the running program as a path of this system, in UTF-8 and without a separator
-// at the end; empty when the system does not tell. Found at the first call, from any thread.
+// at the end; empty if the system does not provide it. Any thread may call it.
 QOR_API String getProgramDir();
 // Always empty, whatever the argument.
 QOR_API String getApplicationDir(int);

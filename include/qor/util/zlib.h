@@ -21,10 +21,10 @@ public:
     // above 3.9 GB, and for whatever zlib reports.
     static bool compress(const istr& data, Bytes& out);
 
-    // The caller knows how large the content is, or may be: nothing above `size` bytes is made,
-    // whatever the data tells, and a larger content is false. With 0 the bound is the capacity that
-    // `out` has. False too for data that is damaged or cut, and for a size that is no size of a
-    // Bytes. What stands behind the compressed content is not looked at.
+    // `size` is the largest content that the caller accepts, in bytes; 0 means the capacity of
+    // `out`. No more memory is used, whatever the data claims, and larger content is false. False
+    // also for data that is damaged or cut, and for a size that Bytes cannot have. Bytes after the
+    // compressed content are ignored.
     static bool uncompress(const istr& data, Bytes& out, unsigned long size);
 };
 

@@ -33,9 +33,9 @@ public:
     XMLAttr& operator=(const XMLAttr& other);
     virtual ~XMLAttr() { dropKey(); }
 
-    // The shared attribute that stands for one that is not there. Nobody changes it.
+    // The shared attribute that represents a missing one. It never changes.
     static const XMLAttr& null();
-    // At the end of the process: references to it must be gone.
+    // Call it at the end of the process, when there are no references to it.
     static void destroy_null() noexcept;
     bool isNull() const { return this == &null(); }
 
@@ -47,7 +47,7 @@ public:
     XMLNode* node() const noexcept { return node_; }
     void node(XMLNode* owner) noexcept { node_ = owner; }
 
-    // As it stands in a tag, with a blank in front: ` name="value"`. Nothing without a name.
+    // The attribute as in a tag, after a blank: ` name="value"`. Empty without a name.
     String str() const;
     dumper& dump(dumper& d) const;
 
@@ -80,10 +80,10 @@ private:
     null_attr() = default;
 };
 
-// The attributes of a node: a map from names to XMLAttr, in the order of the names. It belongs to
-// the node, through which alone it changes. Attributes stay where they are until all are cleared.
+// The attributes of a node: a map from names to XMLAttr, ordered by name. It belongs to the node
+// and is changed only through it. Addresses of attributes are stable until all are cleared.
 //
-// Finding one takes O(log n). Several threads may look into it while nobody changes the node.
+// Finding one takes O(log n). Several threads may read it while no thread changes the node.
 class QOR_API XMLAttrMap : noncopyable {
 public:
     using key_type = String;
@@ -180,7 +180,7 @@ private:
     // Null if there is none.
     XMLAttr* search(istr name) const noexcept;
     XMLAttr* search(istr name, unsigned long long mark) const noexcept;
-    // One of 64 bits, by which most names that are not there are told.
+    // One of 64 bits, by which most missing names are recognised.
     static unsigned long long markOf(istr name) noexcept;
     XMLAttr* searchOneByOne(istr name) const noexcept;
     XMLAttr* searchIndex(istr name) const noexcept;

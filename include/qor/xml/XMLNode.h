@@ -17,23 +17,23 @@
 
 namespace qor {
 
-// An element of an XML tree: a name, its text (all of it run together, with entities decoded),
-// attributes and children, both in order.
+// An element of an XML tree: a name, its text (all pieces joined, entities decoded), and its
+// attributes and children in order.
 //
 //     XMLNode book("book", nullptr);
 //     book.attr("id").value("7");
 //     book.child("title").cdata("R & D");
 //     book.str(false, 0);   // <book id="7"><title><![CDATA[R & D]]></title></book>
 //
-// A node owns its children, and they are deleted through it alone. What is not there is not a null
-// pointer but one of two shared objects, XMLNode::null() and XMLAttr::null(), whose own look-ups
-// give the null objects again; so look-ups of a const node can be chained without checks. Those of
-// a node that is not const make what they do not find.
+// A node owns its children, which are deleted only through it. A missing node or attribute is not a
+// null pointer but the shared object XMLNode::null() or XMLAttr::null(), whose own look-ups return
+// the null objects again; so look-ups of a const node can be chained without checks. Look-ups of a
+// node that is not const create what is missing.
 //
-// Finding a child or an attribute by its name takes O(log n). Making, copying, writing and deleting
-// a tree of any depth take no more of the stack than a flat one. A failure leaves a node as it was.
+// Finding a child or an attribute by its name takes O(log n). The stack use of building, copying,
+// writing and deleting a tree does not depend on its depth. A failure leaves a node unchanged.
 //
-// Several threads may read one tree, by const operations, while none of them changes it.
+// Several threads may read one tree, by const operations, while no thread changes it.
 class QOR_API XMLNode {
 public:
     // Selects the constructor from text.
@@ -56,9 +56,9 @@ public:
     XMLNode& append(const XMLNode& other);
     XMLNode& operator+=(const XMLNode& other) { return append(other); }
 
-    // The shared node that stands for one that is not there. Nobody changes it.
+    // The shared node that represents a missing one. It never changes.
     static const XMLNode& null();
-    // At the end of the process: references to it must be gone.
+    // Call it at the end of the process, when there are no references to it.
     static void destroy_null() noexcept;
     bool isNull() const { return this == &null(); }
     // No name, no text, no attributes, no children. Such a node is not null.
@@ -77,7 +77,7 @@ public:
     }
     void cdata(istr text) { cdata() = text; }
     XMLNode* parent() const noexcept { return parent_; }
-    // Tells another parent; the node stays the child of whose child it is.
+    // Sets the parent only; the node remains in the children of its present parent.
     void parent(XMLNode* node) noexcept { parent_ = node; }
     // The number of ancestors.
     unsigned getDepth() const noexcept;
@@ -100,8 +100,8 @@ public:
     std::vector<String> getAttrNames() const;
     // Valid until the node changes.
     const XMLAttrMap& getAttrMap() const noexcept;
-    // Lists the name once more, also if it is there; then the one attribute of that name gets the
-    // value. It is meant that such an attribute is written twice.
+    // Lists the name once more, even if it is present, and sets the value of the one attribute of
+    // that name. Deliberate (compatibility): such an attribute is written twice.
     void addAttr(const XMLAttr& attr) { addAttr(attr.name(), attr.value()); }
     void addAttr(istr name, istr value);
     void clearAttrs() noexcept { attrs_.reset(); }
@@ -118,10 +118,11 @@ public:
     const XMLNode& operator[](unsigned long index) const { return child(index); }
     const XMLNode& operator[](unsigned long index) { return child(index); }
     unsigned long numofChildren() const noexcept { return size_; }
-    // In order, as a range of const XMLNode&: what costs least when all are looked at, since
-    // nothing is made for it.
+    // In order, as a range of const XMLNode&: the fastest way to visit all children, since no list
+    // is built.
     Children children() const noexcept;
-    // In order. This and the map are made when first asked for, and kept right from then on.
+    // In order. This list and the map are built at their first use, and kept up to date from then
+    // on.
     const std::vector<XMLNode*>& getChildNodes() const {
         return listed_.load(std::memory_order_acquire) ? list_ : makeList();
     }
@@ -137,8 +138,8 @@ public:
 
     // The element as text, without an end of line. Pretty text has a line for each element, four
     // blanks for each level, and lines of their own for all attributes but the first and those
-    // whose names begin with "__"; nothing stands in front of the first line. Text of a node with
-    // children follows them.
+    // whose names begin with "__"; the first line has no indent. Text of a node with children
+    // follows them.
     String str(bool pretty, unsigned depth) const;
     // Pretty, at the level of the dumper.
     dumper& dump(dumper& d) const;
@@ -204,12 +205,12 @@ private:
     xml::Pool* pool_ = nullptr;  // of a parsed node; its root owns it
 };
 
-// The children of a node, in order: a view of the node, to be passed by value.
+// The children of a node, in order: a view of the node, passed by value.
 //
 //     for (const XMLNode& book : shelf.children()) print(book("title").value());
 //
-// Adding children leaves iterators valid, and they come to what is added. Clearing and assigning to
-// the node, and its end, make them invalid.
+// Adding children keeps iterators valid, and they reach the added ones. Clearing, assigning to or
+// destroying the node invalidates them.
 class XMLNode::Children {
 public:
     class const_iterator {

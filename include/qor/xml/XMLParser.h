@@ -15,9 +15,9 @@ namespace qor {
 
 class XMLParser;
 
-// Told what a parser finds while it builds the tree, in the thread that parses. An exception of the
-// callback ends the parsing and comes out of it. A callback may look at the tree and change what
-// has been read, but neither delete nor release nodes that are still open.
+// Receives the events of a parser while it builds the tree, in the parsing thread. An exception of
+// the callback ends the parsing and is passed to its caller. A callback may read the tree and
+// change the nodes that were read, but must neither delete nor release nodes that are still open.
 class QOR_API XMLParserCallback {
 public:
     XMLParserCallback() = default;
@@ -29,8 +29,8 @@ public:
     virtual void onNodeBegin(XMLParser* parser, XMLNode* node);
     // At the end of an element. The node is null for a closing tag with no element open.
     virtual void onNodeEnd(XMLParser* parser, XMLNode* node);
-    // Text or a CDATA section was appended to the node's text. It is meant that text whose first
-    // character that is no blank is a "]" is appended without a call.
+    // Text or a CDATA section was appended to the node's text. Deliberate (compatibility): there is
+    // no call for text whose first non-blank character is a "]".
     virtual void onCDATAFound(XMLParser* parser, XMLNode* node);
     virtual void onAttrFound(XMLParser* parser, XMLAttr* attr);
 };
@@ -70,17 +70,17 @@ private:
 // "message @ file:line".
 QOR_API std::ostream& operator<<(std::ostream& os, const XMLRuntimeException& e);
 
-// Makes a tree of XMLNode of a text, and forgives nearly everything: closing tags are not compared
-// with what they close, missing ones do not matter, what follows the root is not read, names may
-// have any characters, declarations and comments are dropped. docs/formats.md tells what becomes of
-// what. Four malformations raise XMLRuntimeException: a processing instruction without an end, and
-// an attribute without "=", without a quote, or without the quote that ends it.
+// Makes a tree of XMLNode from a text, and tolerates most faults: closing tags need not match and
+// may be missing, text after the root is not read, names may have any characters, declarations and
+// comments are dropped. docs/formats.md has the details. Four faults raise XMLRuntimeException: a
+// processing instruction without an end, and an attribute without "=", without an opening quote, or
+// without a closing quote.
 //
 // White space is blank, tab, CR and LF. The text ends at its first zero byte.
 //
-// After an exception the tree is there as far as it was read. The parser owns its tree until it is
-// released. Cost grows linearly with the text. The memory of a tree is released with its root.
-// A parser belongs to one thread.
+// After an exception the tree has the nodes that were read before. The parser owns its tree until
+// it is released. Time grows linearly with the text. The memory of a tree is released with its
+// root. A parser belongs to one thread.
 class QOR_API XMLParser : noncopyable {
 public:
     XMLParser() { init(); }
@@ -94,25 +94,25 @@ public:
 
     // Drops the old tree and reads the text, of which a copy is kept, until the root is closed.
     void parse(istr text);
-    // From the stream's place to its end, with a line feed behind every line.
+    // Parses from the stream's position to its end, with a line feed after every line.
     void parse(std::ifstream& is);
     // One step of parse. False when the root has been closed or the text is at its end, which it is
     // after an exception too.
     bool nextNode();
 
-    // Null if there is none. An element behind a root that closes itself becomes the root; the
-    // parser keeps those before until the next parse, or its own end.
+    // Null if there is none. An element after a root that closes itself becomes the root; the
+    // parser keeps the earlier ones until the next parse or its destruction.
     const XMLNode* rootNode() const noexcept { return root_.get(); }
-    // Hands the tree over to the caller, who deletes the root. The parser can go on with the text,
-    // but not within that tree.
+    // Transfers the tree to the caller, who deletes the root. The parser can continue with the
+    // text, but not within that tree.
     XMLNode* release() noexcept;
 
 protected:
     // A declaration of an entity, which is dropped.
     virtual void parseEntity(const char* from, const char* to);
 
-    // What the five names of entities stand for, for a parseEntity that adds to them. Decoding goes
-    // by qor::xml::unescape and does not look here.
+    // The five named entities, for an override of parseEntity that adds to them. Decoding uses
+    // qor::xml::unescape and not this map.
     std::map<String, String> entities_;
 
 private:
@@ -172,8 +172,8 @@ private:
     String text_;
     unsigned long length_ = 0;
     const char* begin_ = nullptr;
-    const char* end_ = nullptr;     // where a zero byte stands
-    const char* cursor_ = nullptr;  // where nextNode goes on; the end during a step
+    const char* end_ = nullptr;     // the position of the final zero byte
+    const char* cursor_ = nullptr;  // where nextNode continues; the end during a step
     bool inDoctype_ = false;
     XMLNode* current_ = nullptr;  // the open element
     std::unique_ptr<XMLNode> root_;

@@ -15,8 +15,8 @@ namespace qor {
 
 namespace xml {
 
-// How deeply objects may be nested in what is read; those beyond are as if they were missing. Each
-// level takes the stack of one codec.
+// The greatest depth of nested objects that are read; deeper ones count as missing. Each level uses
+// the stack of one codec.
 inline constexpr unsigned kMaxDepth = 500;
 
 }  // namespace xml
@@ -72,9 +72,9 @@ public:
     bool isNull() const { return node_ == nullptr || node_->isNull(); }
     // Makes an owned node when writing without one.
     void checkNode();
-    // If it isNull, the first form gives XMLNode::null(). The second form gives a new node of the
-    // stream's own; for a stream that reads that is a spare one, which is not the stream's node:
-    // it still isNull, and finds nothing of what is made there.
+    // If it isNull, the first form returns XMLNode::null(), and the second form a new node. In a
+    // stream that reads, this is a spare node and not the stream's own: the stream still isNull,
+    // and does not find what is created there.
     const XMLNode& node() const { return node_ != nullptr ? *node_ : XMLNode::null(); }
     XMLNode& node();
 
@@ -87,7 +87,7 @@ public:
     String str(bool pretty, unsigned depth) const { return node().str(pretty, depth); }
     dumper& dump(dumper& d) const;
 
-    // How many objects stand around the one that is being read. Kept by what reads objects.
+    // The number of objects around the one that is being read. Maintained by the binding.
     unsigned nesting() const noexcept { return nesting_; }
     void nesting(unsigned depth) noexcept { nesting_ = depth; }
 
@@ -101,7 +101,7 @@ private:
     unsigned nesting_ = 0;
 };
 
-// Writes values into a node: each as the node's text, in place of what was there.
+// Writes values into a node: each replaces the node's text.
 class QOR_API XMLOutStream : public virtual XMLStreamBase {
 public:
     // Into a new node, which the stream owns.
@@ -155,7 +155,7 @@ public:
     void parse(istr text);
     void parse(std::ifstream& is);
 
-    // The null objects for what is not there.
+    // The null objects for missing ones.
     const XMLAttr& attr(istr name) const { return node().attr(name); }
     const XMLAttr& operator()(istr name) const { return attr(name); }
     const XMLNode& child(istr name) const { return node().child(name); }
@@ -183,11 +183,11 @@ private:
     void parseFrom(Source& source);
 };
 
-// Both directions in one, so that a type has one routine for both. A text alone is the name of an
-// element to be written; text that is to be read goes by XMLInputString or in_t.
+// Both directions in one, so that a type has one routine for both. A constructor with a text makes
+// a stream that writes an element of that name; for text to be read use XMLInputString or in_t.
 //
-// Of the two look-ups of the same name those that are not const make what is missing, also when the
-// stream reads; without a node, in the spare one of node().
+// The look-ups that are not const create what is missing, also when the stream reads; without a
+// node, in the spare one of node().
 class QOR_API XMLStream : public XMLOutStream, public XMLInStream {
 public:
     // For writing.
@@ -216,12 +216,12 @@ public:
     using XMLOutStream::operator();
     using XMLOutStream::operator[];
 
-    // What a codec calls first. When writing, a stream whose name is empty, "root" or "any" is
-    // named, and the meta attributes "__type__", "__class__" and "__super__" are set where they
-    // tell more than the name does.
+    // A codec calls it first. When writing, it names a stream whose name is empty, "root" or "any",
+    // and sets the meta attributes "__type__", "__class__" and "__super__" if they add information
+    // to the name.
     void enter(istr type, istr name, istr className, istr super);
     void leave() noexcept {}
-    // The fields of a base go into the same element.
+    // The fields of a base class are written into the same element.
     void enterSuper() noexcept {}
     void leaveSuper() noexcept {}
 };

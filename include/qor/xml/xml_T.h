@@ -10,7 +10,7 @@
 #include "qor/base/field.h"
 #include "qor/xml/XMLStream.h"
 
-// How user types reach XML. A type with a codec (see qor/base/field.h), or one derived from
+// The binding of user types to XML. A type with a codec (see qor/base/field.h), or one derived from
 // XMLCodecBase, is written and read by
 //
 //     XMLStream out;
@@ -18,9 +18,9 @@
 //     xml::decode(XMLInStream(text), contact);
 //
 // A field is a child element named by it, and is read from an attribute of that name if there is no
-// such child. A container is an element with a child named "any" for each element, which an object
-// renames; one that is read may have any names, and replaces what the container held. An optional
-// value that is not set is no field. What is missing leaves the member as it was.
+// such child. A container is an element with a child named "any" for each element; an object gives
+// its own name instead. When reading, any names are accepted, and the container is replaced. An
+// optional value that is not set is no field. A missing field leaves the member unchanged.
 
 namespace qor {
 
@@ -39,13 +39,6 @@ concept Adaptor = requires(C& c) {
 &&!requires {
     typename C::value_compare;
 };
-
-template <class T>
-constexpr void refuse() noexcept {
-    static_assert(!sizeof(T),
-                  "XML cannot carry this type: it is no scalar, text, bytes or time, no container "
-                  "that can be appended to, and has no codec");
-}
 
 namespace binding {
 
@@ -143,7 +136,7 @@ void store(XMLNode& node, const T& value) {
         if (constexpr istr word = wordOf<T>(); !word.empty()) XMLOutStream(node).type(word);
         storeItems(node, value);
     } else {
-        refuse<T>();
+        refuseType<XMLStream, T>();
     }
 }
 
@@ -158,37 +151,26 @@ void loadItem(const XMLNode& node, unsigned nesting, C& items) {
         load(node, nesting, mapped);
         putEntry(items, std::move(key), std::move(mapped));
     } else {
-        typename C::value_type item{};
-        load(node, nesting, item);
-        if constexpr (Adaptor<C>) {
-            items.push(std::move(item));
-        } else if constexpr (SetContainer<C>) {
-            items.insert(std::move(item));
-        } else {
-            items.push_back(std::move(item));
-        }
+        appendElement(items, [&](auto& item) { load(node, nesting, item); });
     }
 }
 
 template <class C>
 void loadItems(const XMLNode& node, unsigned nesting, C& target) {
     C items;
-    if constexpr (requires { items.reserve(std::size_t()); }) items.reserve(node.numofChildren());
+    reserveElements(items, node.numofChildren());
     for (const XMLNode& child : node.children())
         loadItem(child, nesting, items);
     target = std::move(items);
 }
 
-// Whether the node was there, and was what the target is.
+// Whether the node exists and has the target's type.
 template <class T>
 bool load(const XMLNode& node, unsigned nesting, T& target) {
     static_assert(!std::is_const_v<T>, "a const member cannot be read into");
     if (node.isNull()) return false;
     if constexpr (OptionalValue<T>) {
-        typename T::value_type present = target.value();
-        if (!load(node, nesting, present)) return false;
-        target = std::move(present);
-        return true;
+        return readPresent(target, [&](auto& present) { return load(node, nesting, present); });
     } else if constexpr (Object<T>) {
         if (nesting >= kMaxDepth) return false;
         XMLStream in(XMLStream::in_t(), node);
@@ -205,7 +187,7 @@ bool load(const XMLNode& node, unsigned nesting, T& target) {
         loadItems(node, nesting, target);
         return true;
     } else {
-        refuse<T>();
+        refuseType<XMLStream, T>();
         return false;
     }
 }
@@ -215,10 +197,7 @@ template <class T>
 bool loadAttr(const XMLAttr& attr, T& target) {
     if (attr.isNull()) return false;
     if constexpr (OptionalValue<T>) {
-        typename T::value_type present = target.value();
-        if (!loadAttr(attr, present)) return false;
-        target = std::move(present);
-        return true;
+        return readPresent(target, [&](auto& present) { return loadAttr(attr, present); });
     } else if constexpr (VolatileScalar<T>) {
         std::remove_volatile_t<T> value = target;
         const bool good = parseValue(attr.value(), value);
@@ -233,9 +212,7 @@ bool loadAttr(const XMLAttr& attr, T& target) {
 
 template <class T>
 void storeField(XMLNode& parent, istr name, const T& member) {
-    if constexpr (OptionalValue<T>) {
-        if (!member.isSet()) return;
-    }
+    if (!isPresent(member)) return;
     if (std::as_const(parent).child(name).isNull()) {
         addItem(parent, name, member);
         return;
@@ -253,7 +230,7 @@ bool loadElement(const XMLStream& s, istr name, T& member) {
 
 }  // namespace binding
 
-// A field that is an element, and is not looked for among the attributes.
+// A field that is always an element, and never read from an attribute.
 template <class T>
 XMLStream& elementField(XMLStream& s, const FieldKey& key, T& member) {
     if (s.isInputting()) {

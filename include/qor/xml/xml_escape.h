@@ -3,19 +3,19 @@
 
 #include "qor/base/base_type_string.h"
 
-// How text stands in an XML document. Cost grows linearly with the text; a failure leaves the
-// string as it was.
+// The escaping of text in an XML document. Time grows linearly with the text; a failure leaves the
+// string unchanged.
 
 namespace qor::xml {
 
 // Appends the text with entities in place of " & ' < and >.
 QOR_API void escape(String& out, istr text);
 
-// Appends the text with entities replaced by what they stand for: the five of escape, and the
-// numeric ones, in decimal and behind an "x" in hexadecimal. A numeric one gives one byte, to which
-// a larger value is cut, and nothing for a byte of 0: it is meant that there is no UTF-8 here. A
-// hexadecimal digit that is none counts as 255. Any other name stays as it stood, and so does a "&"
-// without a ";" in the seven bytes behind it.
+// Appends the text with entities replaced: the five of escape, and numeric ones, decimal or, after
+// an "x", hexadecimal. Deliberate (compatibility): a numeric entity gives one byte, its lowest
+// eight bits, and nothing if they are 0; it is not converted to UTF-8. An invalid hexadecimal digit
+// counts as 255. Any other name is kept unchanged, and so is a "&" without a ";" in the next seven
+// bytes.
 QOR_API void unescape(String& out, istr text);
 
 // In place, as attribute values are written and read.

@@ -87,9 +87,9 @@ inline void formatValue(const wchar_t* value, String& out) {
     formatValue(iwstr(value), out);
 }
 
-// Reads the text of a value. Numbers go by parseNumber: empty text leaves the target as it was,
-// other text without a number gives 0, and both are false. A character is the first one, or 0.
-// Base64 is decoded whatever it is. A text that is no Time is false.
+// Reads the text of a value. Numbers are read by parseNumber: empty text leaves the target
+// unchanged, other text without a number gives 0, and both are false. A character is the first one,
+// or 0. Base64 is decoded without a check. A text that is no Time is false.
 template <WireScalar T>
 bool parseValue(istr text, T& target) {
     using Form = typename NumberForm<T>::type;
@@ -116,7 +116,7 @@ QOR_API bool parseValue(istr text, std::wstring& target);
 QOR_API bool parseValue(istr text, Bytes& target);
 QOR_API bool parseValue(istr text, Time& target);
 
-// What can be written, and what can be read.
+// Types that can be written, and types that can be read.
 template <class T>
 concept Writable = requires(const T& value, String& out) {
     formatValue(value, out);

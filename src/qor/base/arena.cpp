@@ -17,8 +17,8 @@ struct alignas(16) Header {
     Header* next;      // of the same size, while the block is kept
 };
 
-// Kept blocks of one size. Nobody waits for them: while another thread uses the list, or if a fork
-// has left such a thread behind, blocks come from the allocator and go back there.
+// Kept blocks of one size. No thread waits for the list: while another thread uses it, or if such a
+// thread was lost in a fork, blocks come from the allocator and return to it.
 class alignas(64) Spares {
 public:
     Header* take() noexcept {
@@ -73,7 +73,7 @@ constexpr unsigned kLists = 16;
 constexpr unsigned kMostSmall = 4, kMostLarge = 128;
 constinit std::array<std::array<Spares, kLists>, kSizes> spares;
 
-// The address of this tells threads apart.
+// The address of this identifies the thread.
 constinit thread_local char ofThread = 0;
 
 unsigned listOfThread() noexcept {

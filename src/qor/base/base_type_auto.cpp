@@ -6,7 +6,7 @@ namespace qor {
 
 namespace {
 
-// The names under which the leak table knows the blocks.
+// The names of the blocks in the leak table.
 template <class Char>
 struct Names;
 

@@ -11,7 +11,7 @@ namespace qor {
 
 namespace {
 
-// At least n, at least twice what there was, and no more than 32 bits hold if n does not need it.
+// At least n and at least twice the present capacity, but within 32 bits if n is.
 unsigned long grownCapacity(unsigned long long n, unsigned long capacity) {
     return checkedSize(std::max(n, std::min(2ULL * capacity + 2, npos32 - 1ULL)));
 }

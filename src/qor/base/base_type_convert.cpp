@@ -58,8 +58,8 @@ void reserve(Bytes& out, std::size_t size) {
     out.resize(cutSize(size));
 }
 
-// UTF-8 is converted piece by piece through the stack, so that the outputs, which would fill with
-// zeros what they are resized to, are written once and get no more memory than they need.
+// UTF-8 is converted in pieces through a buffer on the stack: resizing the outputs would first fill
+// them with zeros, and would need an upper bound of their size.
 constexpr std::size_t pieceSize = 1024;
 
 class WidePieces {

@@ -41,7 +41,7 @@ bool takeSign(istr& text) noexcept {
     return sign == '-';
 }
 
-// A minus in front of an unsigned number counts from the type's end, as a stream has it.
+// A minus before an unsigned number counts from the type's end, as in a stream.
 template <std::integral T>
 bool parse(istr text, T& target) noexcept {
     constexpr auto highest = static_cast<unsigned long long>(std::numeric_limits<T>::max());
@@ -79,7 +79,7 @@ bool isTooLarge(std::string_view number) noexcept {
     return exponent + static_cast<long>(point) - static_cast<long>(first) > 0;
 }
 
-// A stream takes the mark of an exponent before it knows that there is none.
+// A stream consumes the mark of an exponent before it finds that no digits follow.
 bool endsInBareExponent(const char* begin, const char* end, const char* textEnd) noexcept {
     if (end == textEnd || (*end != 'e' && *end != 'E')) return false;
     return std::string_view(begin, end).find_first_of("eE") == std::string_view::npos;

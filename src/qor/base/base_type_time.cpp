@@ -87,12 +87,12 @@ private:
 };
 constinit thread_local Zone zone;
 
-// Whether TZ was set when a thread of the process looked.
+// Whether any thread has found TZ set.
 constinit std::atomic<bool> everNamed{false};
 
-// mktime looks at TZ each time; so that both see the same zone, this does too. It takes the C
-// library's lock, and the memory of the quarters, only for a text that is new. As long as there was
-// none, the C library knows the system's zone by itself.
+// mktime reads TZ at each call, so this does too, to use the same zone. It takes the C library's
+// lock, and clears the cached quarters, only when the text has changed. While TZ was never set, the
+// C library uses the system's zone by itself.
 void noticeZone() {
     const char* const text = std::getenv("TZ");
     if (zone.is(text)) return;
@@ -102,8 +102,8 @@ void noticeZone() {
     zone.set(text);
 }
 
-// The offset of local time, or nothing where it is not steady. Kept for the rest of the second, so
-// that a zone whose files have changed is noticed soon.
+// The offset of local time, or nothing near a change of it. Cached until the end of the second, so
+// that changed files of the zone are noticed soon.
 std::optional<long long> localOffset(long32 seconds) {
     noticeZone();
     const long long number =
@@ -297,7 +297,7 @@ String Time::toString() const {
     rest.add(usec_ % 1000000);
     Text text;
     text.add(usec_ / 1000000).add(".");
-    // The sign stands behind what fills the places up.
+    // The sign follows the padding.
     for (unsigned long i = istr(rest).size(); i < 6; ++i)
         text.add("0");
     return istr(text.add(istr(rest)));

@@ -10,7 +10,7 @@ namespace qor {
 istr istr::trimLeft() const {
     if (is_null()) return *this;
     unsigned long cursor = 0;
-    // The byte behind the view is looked at, as a parser's cursor at the end of its text would.
+    // Reads the byte after the view too, as a parser's cursor does at the end of its text.
     while (CharIsSpace(ptr_[cursor])) {
         if (cursor == size_) QOR_THROW(OutOfRangeException, "qor::StringSlice::operator ++");
         ++cursor;

@@ -23,9 +23,9 @@ __extension__ typedef unsigned __int128 Wide;
 
 using Word = std::uint64_t;
 
-// 2^(63 + bits) / 5^k, rounded down, where 5^k has so many bits; for k above 0. And the biased
-// exponent of a double that is a product of that, of 64 bits, and of an integer of 64 bits, less
-// one for the highest bit of its mantissa.
+// 2^(63 + bits) / 5^k, rounded down, where `bits` is the number of bits of 5^k, for k above 0; and
+// the biased exponent of a double that is the product of this number and an integer, both of 64
+// bits, less one for the highest bit of its mantissa.
 struct InversePower {
     Word factor;
     int exponent;
@@ -83,8 +83,8 @@ inline Word load(const char* at) noexcept {
     return loadLowByteFirst<Word>(at) ^ kZeros;
 }
 
-// digits / 10^places, for 1 to kMostPlaces places, or nothing where only a longer calculation can
-// tell to which side it rounds.
+// digits / 10^places, for 1 to kMostPlaces places, or nothing if only a longer calculation can
+// decide the rounding.
 constexpr std::optional<double> scaled(Word digits, int places) noexcept {
     if (digits == 0) return 0.0;
     const InversePower& inverse = kInversePowers[static_cast<std::size_t>(places)];
@@ -185,11 +185,11 @@ using FastFraction = PortableFraction;
 #endif
 
 // The number of a text of 4 to 15 digits, or of 1 to 7 digits, a point, and 8 to 16 more digits: at
-// least 15 digits and at most 19. Nothing for every other text, and for a few that take a longer
+// least 15 digits and at most 19. Nothing for other texts, and for a few that need a longer
 // calculation.
 //
-// It is compiled into its caller, since what it returns would otherwise go through memory, in two
-// parts that are then read as one, for which the processor waits.
+// It is compiled into its caller: otherwise the result is returned through memory in two parts that
+// are then read as one, which stalls the processor.
 template <class Fraction = FastFraction>
 [[gnu::always_inline]] inline std::optional<double> read(std::string_view text) noexcept {
     constexpr int kWord = sizeof(Word);

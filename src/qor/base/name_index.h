@@ -10,7 +10,7 @@
 
 namespace qor {
 
-// Finds items that somebody else owns by their names: a hash table with open addresses. `NameOf`
+// Finds items by their names, and does not own them: a hash table with open addressing. `NameOf`
 // gives the name of an item, which stays the same while the item is in the index.
 template <class Item, class NameOf>
 class NameIndex : noncopyable {

@@ -7,14 +7,18 @@
 
 namespace qor {
 
-// The memory of the nodes that the trees of several formats have, known to the leak table.
-inline void* newNode(std::size_t size, const char* file, unsigned line, const char* func) {
+// The memory of the nodes that the trees of several formats have, known to the leak table by the
+// function `func` and the place of the call, as newBlock's in base/arena.h. (The place comes from
+// builtins, since clang 14 has no std::source_location.)
+inline void* newNode(std::size_t size, const char* func, const char* file = __builtin_FILE(),
+                     unsigned line = __builtin_LINE()) {
     void* const block = ::operator new(size);
     blockAllocated(block, file, line, func);
     return block;
 }
 
-inline void deleteNode(void* block, const char* file, unsigned line, const char* func) noexcept {
+inline void deleteNode(void* block, const char* func, const char* file = __builtin_FILE(),
+                       unsigned line = __builtin_LINE()) noexcept {
     if (block == nullptr) return;
     blockReleased(block, file, line, func);
     ::operator delete(block);

@@ -8,8 +8,8 @@
 
 namespace qor {
 
-// A hash of a text under a key that each process draws at random, so that nobody can send texts
-// that are known to collide.
+// A hash of a text with a random key for each process, so that an attacker cannot prepare texts
+// that collide.
 class TextHash {
 public:
     TextHash() noexcept : TextHash(key()) {}

@@ -11,8 +11,8 @@ namespace {
 
 constexpr ulong32 kUtf8 = 65001;
 
-// Loading converts text, and what it raises is logged, which converts text too. The thread that
-// loads must not ask for the very file that it is reading.
+// Loading converts text, and logs its exceptions, which converts text too. The loading thread must
+// not use the settings that it is reading.
 thread_local bool loading = false;
 std::atomic<unsigned> threadsLoading{0};
 

@@ -3,7 +3,7 @@
 
 #include "base/name_index.h"
 #include "base/node_memory.h"
-#include "qor/json/json_unit.h"
+#include "qor/json/json_container.h"
 
 namespace qor::json {
 
@@ -12,18 +12,18 @@ struct JsonObject::Added : JsonObject::value_type {
     explicit Added(istr text) : value_type(key, JsonUnit()), key(text) {}
 
     static Added* make(istr key) {
-        void* const block = newNode(sizeof(Added), __FILE__, __LINE__, kFunc);
+        void* const block = newNode(sizeof(Added), kFunc);
         try {
             return ::new (block) Added(key);
         } catch (...) {
-            deleteNode(block, __FILE__, __LINE__, kFunc);
+            deleteNode(block, kFunc);
             throw;
         }
     }
     static void destroy(value_type* pair) noexcept {
         auto* const added = static_cast<Added*>(pair);
         std::destroy_at(added);
-        deleteNode(added, __FILE__, __LINE__, kFunc);
+        deleteNode(added, kFunc);
     }
 
     static constexpr const char* kFunc = "qor::json::JsonObject::get";

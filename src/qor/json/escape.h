@@ -10,13 +10,13 @@ namespace qor::json {
 // The escapes of texts, both ways. `out` is no part of the text.
 
 void appendEscaped(String& out, istr text);
-// The same without quotes, from [at, end) to memory with room for twice as much. Returns the end of
-// what was written.
+// The same without quotes, from [at, end) to memory with room for twice the size. Returns the end
+// of the output.
 char* appendEscaped(const char* at, const char* end, char* to) noexcept;
-// Copies escaped text, without its quotes, to memory with room for twice as much and a word. What
-// is written is what appendEscaped makes of the unescaped text. Returns the end of it, or null if
-// that is not so simple: for \u and for a backslash before another letter. After the text a word
-// can be read.
+// Copies escaped text, without its quotes, to memory with room for twice the size and a word. The
+// output is that of appendEscaped for the unescaped text. Returns its end, or null for text with \u
+// or with a backslash before a letter that is no escape, which takes the general way. A word can be
+// read after the text.
 char* copyEscaped(const char* at, const char* end, char* to) noexcept;
 // Of text without its quotes.
 void appendUnescaped(String& out, istr text);

@@ -28,11 +28,11 @@ constexpr std::size_t aligned(std::size_t size) noexcept {
 }
 
 void deleteBlock(void* block) noexcept {
-    deleteNode(block, __FILE__, __LINE__, kEnder);
+    deleteNode(block, kEnder);
 }
 
-// Of texts that a word can be read after. Keys are short more often than not: what a few words can
-// compare needs no call.
+// A word must be readable after both texts. Most keys are short, and a few words are compared
+// without a call.
 bool areEqual(const char* left, const char* right, std::size_t n) noexcept {
     constexpr std::size_t kWord = sizeof(std::uint64_t);
     const auto differ = [=](std::size_t at) {
@@ -60,7 +60,7 @@ public:
         // A tree has many objects of few shapes, or few objects of many keys.
         const std::size_t buckets = std::bit_ceil(std::clamp<std::size_t>(nodes / 32, 8, 1 << 16));
         const std::size_t size = sizeof(ShapeTable) + buckets * sizeof(Slot);
-        void* const block = newNode(size, __FILE__, __LINE__, kMaker);
+        void* const block = newNode(size, kMaker);
         auto* const table = ::new (block) ShapeTable(buckets);
         std::uninitialized_value_construct_n(table->buckets(), buckets);
         return table;
@@ -128,7 +128,7 @@ private:
     const Shape** chunkOf(std::size_t i) {
         if (const Shape** const chunk = chunks_[i].load(std::memory_order_acquire)) return chunk;
         const std::size_t size = (kFirstChunk << i) * sizeof(Shape*);
-        auto** const made = static_cast<const Shape**>(newNode(size, __FILE__, __LINE__, kMaker));
+        auto** const made = static_cast<const Shape**>(newNode(size, kMaker));
         const Shape** other = nullptr;
         if (chunks_[i].compare_exchange_strong(other, made, std::memory_order_acq_rel)) return made;
         deleteBlock(made);
@@ -147,9 +147,9 @@ void Block::end() noexcept {
     deleteBlock(this);
 }
 
-// For what comes after the tree and its root.
+// A block for the text and the nodes after the tree and its root.
 void* FlatTree::newBlock(std::size_t room) {
-    return newNode(sizeof(FlatTree) + kRootRoom + room + kPadding, __FILE__, __LINE__, kMaker);
+    return newNode(sizeof(FlatTree) + kRootRoom + room + kPadding, kMaker);
 }
 
 char* FlatTree::memoryOf(void* block) noexcept {
@@ -232,7 +232,7 @@ Page& FlatTree::takePage(std::size_t size) {
 }
 
 Page* FlatTree::makePage(std::size_t room) {
-    void* const block = newNode(sizeof(Page) + room, __FILE__, __LINE__, kPageMaker);
+    void* const block = newNode(sizeof(Page) + room, kPageMaker);
     char* const first = static_cast<char*>(block) + sizeof(Page);
     auto* const page = ::new (block) Page{{{0}, this}, nullptr, first, first + room};
     page->previous = pages_.load(std::memory_order_relaxed);
@@ -311,7 +311,7 @@ void Shape::destroyList(Shape* first) noexcept {
     const ulong32 count = values.count;
     const std::size_t size =
         sizeof(Shape) + count * (sizeof(String) + sizeof(Node) + sizeof(ulong32));
-    void* const block = newNode(size, __FILE__, __LINE__, kMaker);
+    void* const block = newNode(size, kMaker);
     const auto release = [](Shape* shape) { destroy(shape); };
     std::unique_ptr<Shape, decltype(release)> shape(::new (block) Shape(count, hash));
     shape->setKeys(tree, values);

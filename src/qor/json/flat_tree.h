@@ -65,11 +65,11 @@ public:
     static void destroy(FlatTree* tree) noexcept;
 
     JsonValue* root() noexcept { return reinterpret_cast<JsonValue*>(this + 1); }
-    JsonValue::Kind kindOf(const Node& node) const noexcept;
+    JsonKind kindOf(const Node& node) const noexcept;
     // Of a node that is no container.
-    JsonValue::Kind scalarKindOf(const Node& node) const noexcept;
+    JsonKind scalarKindOf(const Node& node) const noexcept;
     istr wholeText() const noexcept { return istr(text, textSize); }
-    // Whether each string in the text is what it stands for, and not as it was read.
+    // Whether the strings in the text are unescaped.
     bool isUnescaped() const noexcept { return isUnescaped_; }
     void setUnescaped() noexcept { isUnescaped_ = true; }
     // After the text of a tree as many bytes can be read.
@@ -110,7 +110,7 @@ public:
         return shapeOf(nodes[object], shallowValues(object));
     }
 
-    // A page with room for `size` bytes, which nobody else has until it is left.
+    // A page with room for `size` bytes, for the caller only until it is left.
     Page& takePage(std::size_t size);
     void leavePage(Page& page) noexcept {
         if (page.room() != 0) spare_.store(&page, std::memory_order_release);
@@ -135,8 +135,8 @@ private:
 
     // In a tree of up to this size, a list of all shapes takes less time and memory than a table.
     static constexpr ulong32 kFewNodes = 64;
-    // Of a page: about what the values of a small tree take, and never more than this, unless a
-    // single container needs it.
+    // The size of a page: about the values of a small tree, and at most kMostOfPage unless a single
+    // container needs more.
     static constexpr std::size_t kBytesOfNode = 16, kMostOfPage = 64 * 1024 - 64;
     static constexpr std::size_t kLargeInPage = 2 * 1024;
 
@@ -148,24 +148,24 @@ private:
     std::atomic<Page*> spare_{nullptr};  // the one that the next values are made in
 };
 
-// The memory of a tree whose text is copied while it is read.
+// The memory of a tree whose text is copied during the parse.
 class FlatTree::Draft : noncopyable {
 public:
     // No memory.
     Draft() noexcept = default;
-    // With room for what follows the text.
+    // With room for `moreSize` bytes after the text.
     Draft(std::size_t textSize, std::size_t moreSize)
         : block_(newBlock(textSize + moreSize)), textSize_(textSize), room_(textSize + moreSize) {}
     ~Draft();
 
     // Where the text is copied to; null without memory.
     char* text() const noexcept { return block_ != nullptr ? memoryOf(block_) : nullptr; }
-    // Whether the text that was read, and what follows it, leave little of the memory unused.
+    // Whether the text and the bytes after it leave little of the memory unused.
     bool fits(std::size_t textSize, std::size_t moreSize) const noexcept {
         return block_ != nullptr && textSize + moreSize <= room_ &&
                textSize >= textSize_ - textSize_ / kUnusedPart;
     }
-    // Less than this part of what a tree keeps is unused.
+    // Less than one part in this number of a tree's memory is unused.
     static constexpr std::size_t kUnusedPart = 8;
 
 private:
@@ -217,14 +217,13 @@ private:
     ulong32 size_ = 0;
 };
 
-inline JsonValue::Kind FlatTree::kindOf(const Node& node) const noexcept {
-    using Kind = JsonValue::Kind;
-    if (node.isContainer()) return node.isObject() ? Kind::Object : Kind::Array;
+inline JsonKind FlatTree::kindOf(const Node& node) const noexcept {
+    if (node.isContainer()) return node.isObject() ? JsonKind::Object : JsonKind::Array;
     return scalarKindOf(node);
 }
 
-inline JsonValue::Kind FlatTree::scalarKindOf(const Node& node) const noexcept {
-    return static_cast<JsonValue::Kind>(Node::scalarKind(textOf(node)));
+inline JsonKind FlatTree::scalarKindOf(const Node& node) const noexcept {
+    return Node::scalarKind(textOf(node));
 }
 
 template <std::size_t N>

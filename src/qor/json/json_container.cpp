@@ -1,3 +1,5 @@
+#include "qor/json/json_container.h"
+
 #include <algorithm>
 #include <bit>
 #include <memory>
@@ -8,7 +10,6 @@
 #include "json/key_prefix.h"
 #include "json/tree_end.h"
 #include "json/tree_maker.h"
-#include "qor/json/json_unit.h"
 
 namespace qor::json {
 
@@ -59,7 +60,7 @@ void JsonArray::grow() {
     Block* const before = blockOfUnits();
     FlatTree* const tree = before != nullptr ? before->tree : nullptr;
     if (tree != nullptr && room > TreeMaker::kMostRoom) throw std::bad_alloc();
-    auto* const block = ::new (newNode(room, __FILE__, __LINE__, kNewChild)) Block{{1}, tree};
+    auto* const block = ::new (newNode(room, kNewChild)) Block{{1}, tree};
     if (tree != nullptr) tree->shares.fetch_add(1, std::memory_order_relaxed);
     auto* const units = reinterpret_cast<JsonUnit*>(block + 1);
     for (ulong32 i = 0; i < size_; ++i)
@@ -88,7 +89,7 @@ void JsonObject::DeleteIndex::operator()(Index* index) const noexcept {
 
 JsonObject::~JsonObject() {
     TreeEnd::clear(*this);
-    deleteNode(pairs_, __FILE__, __LINE__, "qor::json::JsonObject::~JsonObject");
+    deleteNode(pairs_, "qor::json::JsonObject::~JsonObject");
 }
 
 void JsonObject::makePairs() const {
@@ -185,11 +186,10 @@ void JsonObject::put(istr key, const JsonUnit& unit) {
 void JsonObject::reserveOne() {
     if (size_ < capacity_) return;
     const ulong32 capacity = nextCapacity(size_);
-    auto** const pairs = static_cast<value_type**>(
-        newNode(capacity * sizeof(value_type*), __FILE__, __LINE__, kGet));
+    auto** const pairs = static_cast<value_type**>(newNode(capacity * sizeof(value_type*), kGet));
     for (ulong32 i = 0; i < size_; ++i)
         pairs[i] = pairAt(i);
-    deleteNode(pairs_, __FILE__, __LINE__, kGet);
+    deleteNode(pairs_, kGet);
     pairs_ = pairs;
     capacity_ = capacity;
 }

@@ -1,3 +1,5 @@
+#include "qor/json/json_formatter.h"
+
 #include <algorithm>
 #include <cstring>
 #include <ostream>
@@ -6,11 +8,11 @@
 #include "json/tree_maker.h"
 #include "qor/base/interface.h"
 #include "qor/json/json_unit.h"
-#include "qor/util/simple_value.h"
+#include "qor/util/wire_value.h"
 
 namespace qor::json {
 
-// Collects small pieces, and takes back what it appended unless it is finished.
+// Collects small pieces, and removes its output again unless it is finished.
 class JsonFormatter::Output : noncopyable {
 public:
     explicit Output(String& out) noexcept : out_(out), sizeBefore_(out.size()) {}
@@ -39,7 +41,7 @@ public:
     }
     void put(istr text) {
         if (text.size() > kMostRoom) return putLong(text);
-        end(simple_value::copy(room(text.size()), text.data(), text.size()));
+        end(wire::copy(room(text.size()), text.data(), text.size()));
     }
     void putBlanks(unsigned long long n) {
         static constexpr char kBlanks[] = "                                ";
@@ -150,7 +152,7 @@ private:
 
     // Writes a value as a whole, or the bracket of an array or an object.
     void write(const JsonValue& value) {
-        using Of = JsonValue::Kind;
+        using Of = JsonKind;
         if (value.isUnmade_) return writeNode(*value.block()->tree, 0);
         switch (value.kind_) {
             case Of::Boolean: {
@@ -173,7 +175,7 @@ private:
                 opened.key = 0;
                 return;
             }
-            case Of::Other:
+            case Of::Null:
                 return out_.put(value.toString());
         }
     }
@@ -202,7 +204,7 @@ private:
     }
     // Stores a scalar as it is written. Null if that is not so for its escapes.
     static char* storeShort(char* to, const FlatTree& tree, istr text) noexcept {
-        if (text.empty()) return simple_value::copy(to, kNull.data(), kNull.size());
+        if (text.empty()) return wire::copy(to, kNull.data(), kNull.size());
         if (*text != '"') return FlatTree::copyText(to, text);
         const istr content = withoutQuotes(text);
         *to = '"';
@@ -245,8 +247,8 @@ private:
         putEnd(node.isObject() ? '}' : ']', level() + 1);
     }
 
-    // Moves to the next value of the innermost array or object and writes it with what comes before
-    // it. False at the end.
+    // Moves to the next value of the innermost array or object, and writes it with its comma,
+    // layout and key. False at the end.
     bool next() {
         Open& open = open_.back();
         switch (open.kind) {
@@ -299,7 +301,7 @@ private:
         return false;
     }
 
-    // Writes what comes before a value and before its key.
+    // Writes the comma and the layout before a value or its key.
     void begin(bool& empty, long long level) { out_.end(beginShort(empty, level)); }
     // Returns the end of it in memory with room for kMostShort bytes for a key and as many for its
     // value.
@@ -358,7 +360,7 @@ private:
 };
 
 void JsonFormatter::indent(Output& out, bool pretty, long long level) {
-    // The blank is meant: the compact form is not free of them.
+    // Deliberate (compatibility): the compact form has blanks too.
     if (!pretty) return out.put(' ');
     out.put('\n');
     if (level > 0) out.putBlanks(4ULL * static_cast<unsigned long long>(level));

@@ -5,6 +5,7 @@
 
 #include "json/escape.h"
 #include "json/tree_maker.h"
+#include "mt/shared_count.h"
 #include "qor/base/base_type_convert.h"
 #include "qor/base/byte_order.h"
 #include "qor/base/mlcheck.h"
@@ -47,7 +48,7 @@ JsonUnit& JsonUnit::newChild() {
 void JsonUnit::make() const {
     if (isLazy(word_)) return TreeMaker::make(*this);
     JsonValue* const number = JsonNumber::make(shortText());
-    number->__FirstRef();
+    SharedCount::takeFirst(*number);
     word_ = wordOf(number);
 }
 
@@ -79,7 +80,7 @@ istr JsonUnit::scalarText() const {
 }
 
 void JsonUnit::readBoolean(bool& target) const noexcept {
-    if (kind() != JsonValue::Kind::Boolean) return;
+    if (kind() != JsonKind::Boolean) return;
     if (isLazy(word_)) {
         target = TreeMaker::lazyAt(*this).text()[0] == 't';
     } else {
@@ -88,7 +89,7 @@ void JsonUnit::readBoolean(bool& target) const noexcept {
 }
 
 template <class T>
-T& JsonUnit::makeValue(JsonValue::Kind kind) {
+T& JsonUnit::makeValue(JsonKind kind) {
     if (T* const value = valueAs<T>(kind)) return *value;
     T* made = nullptr;
     if constexpr (std::same_as<T, JsonBoolean>) {
@@ -101,29 +102,29 @@ T& JsonUnit::makeValue(JsonValue::Kind kind) {
 }
 
 JsonBoolean& JsonUnit::booleanValue() {
-    return makeValue<JsonBoolean>(JsonValue::Kind::Boolean);
+    return makeValue<JsonBoolean>(JsonKind::Boolean);
 }
 JsonNumber& JsonUnit::numberValue() {
-    return makeValue<JsonNumber>(JsonValue::Kind::Number);
+    return makeValue<JsonNumber>(JsonKind::Number);
 }
 JsonString& JsonUnit::stringValue() {
-    return makeValue<JsonString>(JsonValue::Kind::String);
+    return makeValue<JsonString>(JsonKind::String);
 }
 JsonObject& JsonUnit::objectValue() {
-    return makeValue<JsonObject>(JsonValue::Kind::Object);
+    return makeValue<JsonObject>(JsonKind::Object);
 }
 JsonArray& JsonUnit::arrayValue() {
-    return makeValue<JsonArray>(JsonValue::Kind::Array);
+    return makeValue<JsonArray>(JsonKind::Array);
 }
 
 // A new value is made with its text, and so in one block.
 template <class T>
-void JsonUnit::setText(JsonValue::Kind kind, istr text) {
+void JsonUnit::setText(JsonKind kind, istr text) {
     // A value that is not made yet has no other owner.
     T* const value = isPointer(word_) ? valueAs<T>(kind) : nullptr;
     if (value != nullptr) {
         value->setValue(text);
-    } else if (kind == JsonValue::Kind::Number && fitsShort(text)) {
+    } else if (kind == JsonKind::Number && fitsShort(text)) {
         setShort(text);
     } else {
         *this = JsonUnit(Handle<JsonValue>(T::make(text)));
@@ -131,11 +132,11 @@ void JsonUnit::setText(JsonValue::Kind kind, istr text) {
 }
 
 void JsonUnit::setNumber(istr text) {
-    setText<JsonNumber>(JsonValue::Kind::Number, text);
+    setText<JsonNumber>(JsonKind::Number, text);
 }
 
 JsonUnit& JsonUnit::operator<<(istr text) {
-    setText<JsonString>(JsonValue::Kind::String, text);
+    setText<JsonString>(JsonKind::String, text);
     return *this;
 }
 

@@ -32,20 +32,20 @@ String JsonValue::encode(bool pretty, bool skipNull, int level) const {
 }
 
 void* JsonValue::operator new(std::size_t size) {
-    return newNode(size, __FILE__, __LINE__, kMaker);
+    return newNode(size, kMaker);
 }
 
 void* JsonValue::operator new(std::size_t size, const char* file, unsigned line, const char* func) {
-    return newNode(size, file, line, func);
+    return newNode(size, func, file, line);
 }
 
 void JsonValue::operator delete(void* block) noexcept {
-    deleteNode(block, __FILE__, __LINE__, kMaker);
+    deleteNode(block, kMaker);
 }
 
 void JsonValue::operator delete(void* block, const char* file, unsigned line,
                                 const char* func) noexcept {
-    deleteNode(block, file, line, func);
+    deleteNode(block, func, file, line);
 }
 
 void JsonValue::operator delete(JsonValue* value, std::destroying_delete_t) noexcept {
@@ -81,7 +81,7 @@ template <class T>
 T* JsonText::makeWith(istr text) {
     constexpr const char* func = "qor::json::JsonUnit::JsonUnit";
     if (text.size() > kMostHere) return checkedNew<T>(__FILE__, __LINE__, func, text);
-    void* const block = newNode(sizeWith(text.size()), __FILE__, __LINE__, func);
+    void* const block = newNode(sizeWith(text.size()), func);
     T* const value = ::new (block) T(static_cast<ulong32>(text.size()));
     std::copy_n(text.data(), text.size(), value->here());
     return value;

@@ -8,7 +8,7 @@ namespace qor::json {
 
 namespace {
 
-// A tree is changed only by what its threads may do at once.
+// Views only make changes to a tree that are safe for several threads at once.
 FlatTree& treeOf(const NodeTree* tree) noexcept {
     return const_cast<FlatTree&>(static_cast<const FlatTree&>(*tree));
 }

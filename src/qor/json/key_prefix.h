@@ -8,7 +8,7 @@
 
 namespace qor::json {
 
-// The first bytes of a key as a number. Keys whose numbers differ compare as these do.
+// The first bytes of a key as a number. Keys with different numbers are ordered as the numbers.
 inline std::uint64_t keyPrefix(istr key) noexcept {
     std::uint64_t prefix = 0;
     const auto n = std::min<unsigned long>(key.size(), sizeof prefix);

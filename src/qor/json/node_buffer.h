@@ -51,7 +51,7 @@ private:
     void grow(ulong32 read) {
         const std::size_t count = size();
         const std::uint64_t whole = std::uint64_t(count) * textSize_ / std::max(read, ulong32(1));
-        // A text may begin with many nodes and go on with few.
+        // A text may begin with many nodes and continue with few.
         const auto expected = std::min<std::uint64_t>(whole + whole / 16 + 16, count * kMostGrowth);
         moveTo(std::max(count + count / 2, static_cast<std::size_t>(expected)));
     }

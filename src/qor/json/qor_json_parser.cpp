@@ -8,6 +8,7 @@
 #include "json/escape.h"
 #include "json/node_buffer.h"
 #include "json/structure_index.h"
+#include "mt/shared_count.h"
 #include "qor/json/json_view.h"
 
 namespace qor::json {
@@ -45,7 +46,7 @@ constexpr auto kSigns = [] {
     return signs;
 }();
 
-// What a tree has of strings with escapes: what was read, or what they stand for.
+// The form in which a tree has strings with escapes: as read, or unescaped.
 enum class Strings { AsRead, Unescaped };
 
 // Puts the nodes of a tree together from the structure of its text.
@@ -66,7 +67,7 @@ public:
         open(bracket, index_.current());
         for (;;) {
             Positions at = index_.current();
-            // The end of the input, right after a bracket or a comma, ends what is open.
+            // The end of the input directly after a bracket or a comma closes the open container.
             if (lastEnd_ + 1 != size_) {
                 if (readItem(at) || !passEnd(at)) continue;
                 at = index_.current();
@@ -100,7 +101,7 @@ private:
         return kSigns[static_cast<unsigned char>(text_[position])];
     }
 
-    // Out of the way of what is read. The message ends with the rest of the input.
+    // Kept out of the fast path. The message ends with the rest of the input.
     [[noreturn, gnu::cold, gnu::noinline]] void fail(const char* func, const char* what,
                                                      ulong32 position) const {
         std::string message(what);
@@ -135,8 +136,8 @@ private:
     }
 
     // Reads the next value of an array, or of an object with its key, if there is one. True if that
-    // value is a container, which has only begun. No more than kAhead positions are looked at, but
-    // for a token with blanks inside.
+    // value is a container, of which only the beginning is read. It uses at most kAhead positions,
+    // except for a token with blanks inside.
     bool readItem(Positions& at) { return inObject_ && !readKey(at) ? false : readValue(at); }
 
     // False for a name that is empty and has no value: "":1 fails at its 1.
@@ -150,14 +151,14 @@ private:
         } else {
             key = readToken(at);
         }
-        const Sign behind = signAt(*at);
-        if (behind == Sign::Colon) {
+        const Sign next = signAt(*at);
+        if (next == Sign::Colon) {
             ++at;
             return addKey(key, quoted);
         }
         // The name is forgotten. So the end of an object, and a comma before it, read as a name
         // that is empty.
-        if (behind != Sign::CloseObject) fail(kGetName, "no name", *at);
+        if (next != Sign::CloseObject) fail(kGetName, "no name", *at);
         return false;
     }
 
@@ -175,8 +176,8 @@ private:
             return true;
         }
         const Node token = readToken(at);
-        const Sign behind = signAt(*at);
-        if (behind != Sign::Comma && behind != Sign::CloseArray && behind != Sign::CloseObject)
+        const Sign next = signAt(*at);
+        if (next != Sign::Comma && next != Sign::CloseArray && next != Sign::CloseObject)
             fail(kGetValue, "no value end", *at);
         if (token.size != 0 && !isNull(token)) {
             add(token, begin);
@@ -186,8 +187,8 @@ private:
         return false;
     }
 
-    // Moves to what ends the token, which may be empty. Blanks in it are a part of it, and only
-    // those at its end are not.
+    // Moves to the end of the token, which may be empty. Blanks inside it are a part of it, those
+    // at its end are not.
     Node readToken(Positions& at) noexcept {
         const ulong32 begin = *at;
         if (signAt(begin) != Sign::Token) return {begin, 0};
@@ -238,14 +239,14 @@ private:
         moreText_ += '"';
         addMoved(begin);
     }
-    // A node of what the other text has from there on.
+    // A node of the other text from `begin` on.
     void addMoved(ulong32 begin) {
         if (moreText_.size() > Node::kMaxText) throw std::bad_alloc();
         moved_.push_back(nodes_.size());
         add({begin, static_cast<ulong32>(moreText_.size()) - begin}, position());
     }
 
-    // Moves over what comes after a value: true if that ends the object or array around it.
+    // Moves over the comma or bracket after a value: true if it ends the object or array around it.
     bool passEnd(Positions at) {
         const Sign sign = signAt(*at);
         const bool ended = sign == (inObject_ ? Sign::CloseObject : Sign::CloseArray);
@@ -288,7 +289,7 @@ private:
 Handle<JsonValue> read(istr text, Strings strings) {
     if (text.size() > Node::kMaxText) throw std::bad_alloc();
     JsonValue* const root = Reader(text, strings).read()->root();
-    root->__FirstRef();
+    SharedCount::takeFirst(*root);
     return Handle<JsonValue>::adopt(root);
 }
 

@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-// Looks for bytes in a word of text whose first byte is the lowest.
+// Finds bytes in a word of text whose first byte is the lowest.
 
 namespace qor::json::scan {
 

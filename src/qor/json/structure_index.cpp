@@ -135,7 +135,7 @@ void StructureIndex::fill() noexcept {
     at_ = positions_;
     end_ = end;
     if (done_ != size_) return;
-    // The positions have ended; what follows is the end of the text, as often as it is asked for.
+    // After the last position, the end of the text is repeated for further reads.
     std::fill_n(end, kAhead, size_);
     end_ = std::max(end_, positions_ + kAhead);
 }

@@ -68,7 +68,7 @@ public:
         return found;
     }
 
-    // Whether a backslash has been seen since this was asked last.
+    // Whether a backslash was found since the last call.
     bool takeBackslash() noexcept { return std::exchange(anyBackslash_, false); }
     // An escaped quote outside a string ends the token before it, which is an error in every place
     // of the grammar. It is the last position that is given.
@@ -99,9 +99,9 @@ private:
 // One way to find the positions. All ways find the same ones.
 struct StructureForm {
     const char* name;
-    // Writes the positions of the blocks in ascending order and returns the end of what was
-    // written. `out` has room for 64 entries for each block and 64 more, which may be overwritten.
-    // Copies the blocks to `copy` unless that is null, since they are at hand.
+    // Writes the positions of the blocks in ascending order and returns the end of the output.
+    // `out` has room for 64 entries for each block and 64 more, which may be overwritten. Copies
+    // the blocks to `copy` unless that is null, since they are in registers.
     ulong32* (*find)(StructureState& state, const char* text, std::size_t blocks, ulong32 first,
                      ulong32* out, char* copy) noexcept;
 };
@@ -162,7 +162,7 @@ private:
     const char* text_;
     ulong32 size_;
     char* copy_;
-    ulong32 done_ = 0;          // bytes that have been looked at
+    ulong32 done_ = 0;          // bytes that were processed
     ulong32 backslashEnd_ = 0;  // of the last part of them that has a backslash in it
     StructureState state_;
     const ulong32* at_ = positions_;

@@ -5,6 +5,7 @@
 
 #include "base/node_memory.h"
 #include "json/added_pair.h"
+#include "mt/shared_count.h"
 
 namespace qor::json {
 
@@ -57,7 +58,7 @@ JsonUnit* TreeEnd::lastMade(JsonObject& object) noexcept {
 
 template <class Call>
 auto TreeEnd::withContainer(JsonValue* value, Call call) noexcept {
-    if (value->kind_ == JsonValue::Kind::Array) return call(static_cast<JsonArray&>(*value));
+    if (value->kind_ == JsonKind::Array) return call(static_cast<JsonArray&>(*value));
     return call(static_cast<JsonObject&>(*value));
 }
 
@@ -76,7 +77,7 @@ void TreeEnd::end(T& value) noexcept {
     Block* const block = value.block();
     if (block == nullptr) {
         std::destroy_at(&value);
-        deleteNode(&value, __FILE__, __LINE__, kEnder);
+        deleteNode(&value, kEnder);
         return;
     }
     // Most containers that were read leave nothing to their destructors.
@@ -85,30 +86,29 @@ void TreeEnd::end(T& value) noexcept {
 }
 
 bool TreeEnd::finish(JsonValue* value) noexcept {
-    using Kind = JsonValue::Kind;
     const auto endIfEmpty = [this](auto& container) {
         if (lastMade(container) != nullptr) return false;
         end(container);
         return true;
     };
     switch (value->kind_) {
-        case Kind::Number:
+        case JsonKind::Number:
             end(static_cast<JsonNumber&>(*value));
             return true;
-        case Kind::String:
+        case JsonKind::String:
             end(static_cast<JsonString&>(*value));
             return true;
-        case Kind::Array:
-        case Kind::Object:
+        case JsonKind::Array:
+        case JsonKind::Object:
             return withContainer(value, endIfEmpty);
-        case Kind::Boolean:
-        case Kind::Other:
+        case JsonKind::Boolean:
+        case JsonKind::Null:
             break;
     }
     // Perhaps a class of the user, with whatever bases.
     void* const block = dynamic_cast<void*>(value);
     std::destroy_at(value);
-    deleteNode(block, __FILE__, __LINE__, kEnder);
+    deleteNode(block, kEnder);
     return true;
 }
 
@@ -130,7 +130,7 @@ bool TreeEnd::finish(JsonValue* value) noexcept {
                 return value;
             });
         } else if (JsonValue* const value = slot->takeMade();
-                   value->__LastSubRef() && !finish(value)) {
+                   SharedCount::giveUp(*value) && !finish(value)) {
             ::new (slot) JsonValue*(around);
             around = std::exchange(open, value);
             continue;

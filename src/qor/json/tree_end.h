@@ -10,7 +10,7 @@ namespace qor::json {
 // taken down, the slot, which is empty then, holds the way back up.
 class TreeEnd : noncopyable {
 public:
-    // A value that nobody has a share in any more.
+    // Destroys a value whose last share was released.
     static void destroy(JsonValue* value) noexcept;
     // What is in an array or an object, which stays.
     static void clear(JsonArray& array) noexcept {
@@ -60,7 +60,7 @@ private:
     static JsonUnit& lastSlot(const JsonObject& object) noexcept;
     static void dropLast(JsonArray& array) noexcept;
     static void dropLast(JsonObject& object) noexcept;
-    // The last slot whose value is made; the ones after it are dropped. Null if there is none.
+    // The last slot whose value was created; later slots are dropped. Null if there is none.
     static JsonUnit* lastMade(JsonArray& array) noexcept;
     static JsonUnit* lastMade(JsonObject& object) noexcept;
 

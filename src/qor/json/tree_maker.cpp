@@ -5,6 +5,7 @@
 
 #include "base/node_memory.h"
 #include "json/escape.h"
+#include "mt/shared_count.h"
 
 namespace qor::json {
 
@@ -19,7 +20,7 @@ constexpr std::size_t sizeOf(bool object, std::size_t count) noexcept {
 
 }  // namespace
 
-// Where the unit is, and what it refers to, but for its kind.
+// The position of the unit, and the node to which it refers, without its kind.
 TreeMaker::Word TreeMaker::placeWord(const JsonUnit* unit, ulong32 node,
                                      Word marks) const noexcept {
     const auto distance =
@@ -44,16 +45,16 @@ void TreeMaker::make(const JsonUnit& unit) {
     const LazyUnit at = lazyAt(unit);
     if (at.content().isContainer()) return TreeMaker(at.tree()).makeContainers(unit);
     JsonValue* const value = makeScalar(at, (unit.word_ & JsonUnit::kViewed) != 0);
-    value->__FirstRef();
+    SharedCount::takeFirst(*value);
     unit.word_ = JsonUnit::wordOf(value);
 }
 
 JsonValue* TreeMaker::makeScalar(const LazyUnit& at, bool viewed) {
     const istr text = at.text();
     switch (at.tree().kindOf(at.content())) {
-        case JsonValue::Kind::Boolean:
+        case JsonKind::Boolean:
             return new JsonBoolean(text[0] == 't');
-        case JsonValue::Kind::Number:
+        case JsonKind::Number:
             return JsonNumber::make(text);
         default:
             break;
@@ -134,7 +135,7 @@ ulong32 TreeMaker::countOf(ulong32 array) const noexcept {
     return count;
 }
 
-// The room is for what comes first: when something does not fit, nothing more is made.
+// Containers are created in order until one does not fit.
 bool TreeMaker::hasRoom(bool object, ulong32 count) noexcept {
     const bool fits = sizeOf(object, count) <= static_cast<std::size_t>(end_ - at_);
     if (!fits) end_ = at_;
@@ -175,7 +176,7 @@ JsonValue* TreeMaker::make(const Container& container, unsigned depth) noexcept 
 template <class T, class... Args>
 T* TreeMaker::makeValue(Args... args) noexcept {
     T* const value = ::new (take(sizeof(T))) T(args...);
-    value->__FirstRef();
+    SharedCount::takeFirst(*value);
     const auto offset = reinterpret_cast<char*>(value) - reinterpret_cast<char*>(page_);
     value->place_ =
         static_cast<unsigned short>(static_cast<std::size_t>(offset) / alignof(JsonValue));

@@ -23,8 +23,8 @@ struct LazyUnit {
 // for; the other values in the slots are made later. Nothing changes if memory runs out.
 class TreeMaker : noncopyable {
 public:
-    // A unit can tell no greater distance from the start of its block. A container with more units
-    // than fit raises std::bad_alloc.
+    // The greatest distance from the start of its block that a unit can store. A container with
+    // more units than fit raises std::bad_alloc.
     static constexpr std::size_t kMostRoom = JsonUnit::kDistance;
 
     // The unit must be lazy.
@@ -47,15 +47,15 @@ private:
     using Pair = JsonObject::value_type;
     using Word = JsonUnit::Word;
 
-    // A container that is going to be made.
+    // A container that will be created.
     struct Container {
         ulong32 node;
         ulong32 count;       // of its slots
         const Shape* shape;  // of an object
         ulong32 values;      // of a deep object: where in nodes_ those of its values begin
     };
-    // So much room is filled at once, unless the first container needs more, and not with what is
-    // nested more deeply.
+    // The room that is filled at once, unless the first container needs more. Deeper containers are
+    // created later.
     static constexpr std::size_t kRoomAtOnce = 8 * 1024;
     static constexpr unsigned kMostDepth = 32;
 
@@ -69,7 +69,7 @@ private:
 
     Container look(ulong32 node);
     ulong32 countOf(ulong32 array) const noexcept;
-    // Between these two nothing raises, but for what shapes need.
+    // Between these two only shapes can raise.
     void openRoom(std::size_t size);
     void closeRoom() noexcept;
     void* take(std::size_t size) noexcept { return std::exchange(at_, at_ + size); }
@@ -87,7 +87,7 @@ private:
     Word wordFor(const JsonUnit& unit, ulong32 node, Word marks, unsigned depth) noexcept;
     Word placeWord(const JsonUnit* unit, ulong32 node, Word marks) const noexcept;
     Word lazyWord(const JsonUnit* unit, ulong32 node, Word marks) const noexcept;
-    static Word kindWord(JsonValue::Kind kind) noexcept {
+    static Word kindWord(JsonKind kind) noexcept {
         return static_cast<Word>(kind) << JsonUnit::kDistanceBits;
     }
 

@@ -19,7 +19,7 @@ namespace qor {
 namespace {
 
 constexpr unsigned long kTick = 100;  // milliseconds
-// What one call of readline takes at most, so that input that never ends a line holds nobody up.
+// The most bytes of one call of readline, so that input without line ends cannot block it.
 constexpr std::size_t kMostAtOnce = 65536;
 
 std::wstring_view viewOf(const wchar_t* text, unsigned long size) noexcept {
@@ -58,7 +58,7 @@ public:
         try {
             close();
         } catch (...) {
-            // The thread is told to end; only the wait for it failed.
+            // The thread has been asked to end; only the wait for it failed.
         }
     }
 
@@ -82,7 +82,7 @@ private:
     Mutex mutex_;   // of all that follows
     Texts queue_;
     std::wstring prompt_;
-    bool onLine_ = false;  // the prompt stands on the screen, with no output behind it
+    bool onLine_ = false;  // the prompt is the last output on the screen
     Handle<FlushThread> thread_;
     std::string part_;  // of the line that is being read; of the one thread that reads
 };
@@ -124,7 +124,7 @@ void ConsoleImpl::open() {
     try {
         fresh->startAndWait(0);
     } catch (...) {
-        // A thread that is not there would be told to write for ever.
+        // Without this, output would be left to a thread that does not exist.
         const Guard guard(mutex_);
         if (thread_ == fresh) thread_.reset();
         throw;
@@ -190,9 +190,9 @@ void ConsoleImpl::showPrompt(std::wstring_view prompt) {
     std_out().flush();
 }
 
-// Takes what is there of a line without waiting for more. True if the line is complete: it has its
-// line feed, or is what stands before the end of the input. A stream that has ended goes on, as a
-// terminal does after an end that was typed.
+// Takes the available part of a line without waiting for more. True if the line is complete: by a
+// line feed, or by the end of the input. A stream that has ended may continue, as a terminal does
+// after a typed end.
 bool ConsoleImpl::takeInput() {
     using Traits = std::char_traits<char>;
     std::streambuf& input = *std_in().rdbuf();
@@ -213,7 +213,7 @@ bool ConsoleImpl::takeInput() {
 
 bool ConsoleImpl::readline(std::wstring& line, std::wstring_view prompt) {
     showPrompt(prompt);
-    // A line whose conversion failed is still there.
+    // A line whose conversion failed is kept.
     const std::size_t before = part_.size();
     const bool complete = before != 0 && part_.back() == '\n';
     if (!complete && !takeInput()) {

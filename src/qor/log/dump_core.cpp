@@ -3,13 +3,13 @@
 
 #include "qor/log/log_dumper.h"
 
-// How the classes of the core show themselves to a dumper, which stands above them.
+// The dump operations of the core's classes; the dumper is on a higher floor.
 
 namespace qor {
 
 template <class Self, class T, class Text>
 dumper& ScalarValue<Self, T, Text>::dump(dumper& d) const {
-    // A dumper knows no wide characters; they are shown as numbers.
+    // A dumper has no wide characters; they are shown as numbers.
     if constexpr (std::is_same_v<T, wchar_t>) {
         return d << asText(this->value_);
     } else {

@@ -13,7 +13,7 @@ namespace {
 
 constexpr unsigned long kColumns = 16;
 
-// While it lives, numbers go out in upper-case hexadecimal, filled up with zeros. Behind it the
+// While it lives, numbers are written in upper-case hexadecimal, padded with zeros. After it the
 // stream is in decimal, whatever it was before.
 class HexFormat : noncopyable {
 public:
@@ -39,7 +39,7 @@ istr clipped(istr data) {
     return data.leftstr(upward::maxStringSize());
 }
 
-// The mark behind what was clipped; nothing for data that is shown whole.
+// The mark after clipped data; nothing for data that is shown completely.
 void writeOmitted(std::ostream& os, unsigned long size, unsigned long shown) {
     if (size > shown) os << "<omit data up to " << size << '>';
 }
@@ -164,8 +164,8 @@ dumper& dumper::enter(istr first, istr second, istr third, istr fourth) {
         endline();
         ++cfg_.level_;
     }
-    // One slot and no stack: after two nested scopes have closed, first_ is what the inner one
-    // saved. This is meant.
+    // Deliberate (compatibility): one slot and no stack. After two nested scopes have closed,
+    // first_ has the value that the inner one saved.
     savedFirst_ = first_;
     first_ = true;
     return *this;
@@ -320,7 +320,7 @@ std::ostream& dump_hex_base::operator()(std::ostream& os) const {
     }
     if (data.size() > shown.size()) {
         writeOffset(os, shown.size() / kColumns * kColumns);
-        // The size comes out in hexadecimal in this one place, which is meant.
+        // Deliberate (compatibility): the size is hexadecimal in this one place.
         writeOmitted(os, data.size(), shown.size());
     }
     return os;

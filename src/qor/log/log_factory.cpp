@@ -11,7 +11,6 @@
 #include "qor/log/console.h"
 #include "qor/log/log_dumper.h"
 #include "qor/pml/pml_T.h"
-#include "qor/util/singleton_T.h"
 
 namespace qor {
 
@@ -28,8 +27,8 @@ struct Shown {
     const loggerImpl* object;
 };
 
-// All loggers that ever were. They are never destroyed: whoever has a reference may go on using
-// it, also in static destructors. A forked child finds none of their locks taken.
+// All loggers that were ever created. They are never destroyed: references may be used at any time,
+// also in static destructors. In a forked child none of their locks is taken.
 class AllLoggers : noncopyable {
 public:
     static AllLoggers& get() {
@@ -37,44 +36,69 @@ public:
         return all;
     }
 
-    const Mutex& lock() const noexcept { return lock_; }
-    // With the lock held.
-    loggerImpl& ofName(const std::string& name) {
-        loggerImpl& logger = loggers_[name];
+    // The library's own logger is created without being requested.
+    loggerImpl& ofName(const std::string& name, bool askedFor) {
+        const Guard guard(lock_);
+        Entry& entry = loggers_[name];
+        loggerImpl& logger = entry.logger;
         if (logger.init(name, newest_)) newest_.store(&logger, std::memory_order_release);
+        if (askedFor) entry.askedFor = true;
         return logger;
     }
-    // Without the lock: closing waits for the file.
+    ShownMap<std::string, Shown> shown() const {
+        const Guard guard(lock_);
+        ShownMap<std::string, Shown> copy;
+        for (const auto& [name, entry] : loggers_) {
+            if (entry.askedFor) copy.values.emplace(name, Shown{&entry.logger});
+        }
+        return copy;
+    }
     void resetAll() noexcept {
+        {
+            const Guard guard(lock_);
+            for (auto& [name, entry] : loggers_)
+                entry.askedFor = false;
+        }
+        // Without the lock: closing waits for the file.
         loggerImpl* logger = newest_.load(std::memory_order_acquire);
         for (; logger != nullptr; logger = logger->older())
             logger->reset();
     }
 
 private:
+    struct Entry {
+        loggerImpl logger;
+        bool askedFor = false;  // since the last reset: the factory's dump shows it
+    };
+
     AllLoggers() {
         platform::callAtFork([] { get().lockAll(); }, [] { get().unlockAll(); },
                              [] { get().unlockAll(); });
     }
     void lockAll() {
         lock_.lock();
-        for (const auto& [name, logger] : loggers_)
-            logger.switchesLock().lock();
+        for (const auto& [name, entry] : loggers_)
+            entry.logger.switchesLock().lock();
     }
     void unlockAll() {
-        for (const auto& [name, logger] : loggers_)
-            logger.switchesLock().unlock();
+        for (const auto& [name, entry] : loggers_)
+            entry.logger.switchesLock().unlock();
         lock_.unlock();
     }
 
     Mutex lock_;  // before that of any logger
-    std::map<std::string, loggerImpl> loggers_;
+    std::map<std::string, Entry> loggers_;
     std::atomic<loggerImpl*> newest_{nullptr};
 };
 
-// What is not read keeps what another thread may set meanwhile.
+// A dump shows members by their names, which are the keys of the configuration and an underscore.
+std::string memberOf(const char* key) {
+    return std::string(key) + '_';
+}
+
+// A member without a field is not written, since another thread may set it meanwhile.
 template <class Flag, class T>
-void fieldOf(pml::stream& s, const char* name, Flag& member, T value) {
+void fieldOf(pml::stream& s, istr name, Flag& member, T value) {
     const pml::Field__<T> bound{name, istr(), &value};
     if (!s.isInputStream()) {
         bound.set(s);
@@ -83,30 +107,35 @@ void fieldOf(pml::stream& s, const char* name, Flag& member, T value) {
     }
 }
 template <class T>
-void fieldOf(pml::stream& s, const char* name, std::atomic<T>& member) {
+void fieldOf(pml::stream& s, istr name, std::atomic<T>& member) {
     fieldOf(s, name, member, member.load());
 }
 
 }  // namespace
 
-// The loggers that were asked for. Its operations are called with the lock of all loggers held.
-class LoggerFactoryImpl : noncopyable {
-public:
-    static LoggerFactoryImpl& get() { return *CreateByAllocate<LoggerFactoryImpl>::instance(); }
-    logger& instance(const std::string& name) {
-        loggerImpl*& known = loggers_[name];
-        if (known == nullptr) known = &AllLoggers::get().ofName(name);
-        return *known;
-    }
-    ShownMap<std::string, Shown> shown() const {
-        ShownMap<std::string, Shown> copy;
-        for (const auto& [name, logger] : loggers_)
-            copy.values.emplace(name, Shown{logger});
-        return copy;
-    }
+// The switches in the order in which they are written and shown.
+struct loggerImpl::Switch {
+    const char* key;
+    std::atomic<bool> loggerImpl::*on;
+    // The switches by name that are off with this one.
+    const char* keyByName = nullptr;
+    Switches loggerImpl::*byName = nullptr;
 
-private:
-    std::map<std::string, loggerImpl*> loggers_;
+    static const Switch all[];
+};
+constinit const loggerImpl::Switch loggerImpl::Switch::all[] = {
+    {"infoOn", &loggerImpl::infoOn_},
+    {"debugOn", &loggerImpl::debugOn_},
+    {"traceOn", &loggerImpl::traceOn_},
+    {"dataLogOn", &loggerImpl::dataLogOn_},
+    {"debugLogOn", &loggerImpl::debugLogOn_},
+    {"traceLogOn", &loggerImpl::traceLogOn_},
+    {"diagLogOn", &loggerImpl::diagLogOn_},
+    {"cmdLogOn", &loggerImpl::cmdLogOn_},
+    {"commLogOn", &loggerImpl::commLogOn_},
+    {"hbLogOn", &loggerImpl::hbLogOn_},
+    {"appLogOn", &loggerImpl::appLogOn_, "appLogs", &loggerImpl::appLogs_},
+    {"msgLogOn", &loggerImpl::msgLogOn_, "msgLogs", &loggerImpl::msgLogs_},
 };
 
 namespace {
@@ -117,8 +146,7 @@ constinit const std::atomic<bool>* own_log::debugSwitch = &off;
 
 loggerImpl& ownLogger() {
     static loggerImpl& own = []() -> loggerImpl& {
-        const Guard guard(AllLoggers::get().lock());
-        loggerImpl& made = AllLoggers::get().ofName("QOR");
+        loggerImpl& made = AllLoggers::get().ofName("QOR", false);
         own_log::debugSwitch = &made.debugSwitch();
         return made;
     }();
@@ -132,28 +160,19 @@ namespace {
 }  // namespace
 
 void logger_factory::create() {
-    const Guard guard(AllLoggers::get().lock());
-    LoggerFactoryImpl::get();
+    AllLoggers::get();
 }
 
 void logger_factory::destroy() noexcept {
-    {
-        const Guard guard(AllLoggers::get().lock());
-        CreateByAllocate<LoggerFactoryImpl>::destroy();
-    }
     AllLoggers::get().resetAll();
 }
 
 logger& logger_factory::instance(const std::string& name) {
-    const Guard guard(AllLoggers::get().lock());
-    return LoggerFactoryImpl::get().instance(name);
+    return AllLoggers::get().ofName(name, true);
 }
 
 dumper& operator<<(dumper& d, LOGGER_FACTORY) {
-    const auto shown = [] {
-        const Guard guard(AllLoggers::get().lock());
-        return LoggerFactoryImpl::get().shown();
-    }();
+    const auto shown = AllLoggers::get().shown();
     const dumper::_Entry entry(d, "qor::logger_factory");
     return d.member("loggers_", shown);
 }
@@ -169,21 +188,21 @@ loggerImpl& loggerImpl::operator=(const loggerImpl& other) {
 
 void loggerImpl::assign(const loggerImpl& other) {
     Switches appLogs, msgLogs;
-    bool on[std::size(kFlags)];
+    bool on[std::size(Switch::all)];
     ulong32 maxStringSize;
     {
         const Guard guard(other.mutex_);
         appLogs = other.appLogs_;
         msgLogs = other.msgLogs_;
-        for (std::size_t i = 0; i < std::size(kFlags); ++i)
-            on[i] = other.*kFlags[i];
+        for (std::size_t i = 0; i < std::size(Switch::all); ++i)
+            on[i] = other.*Switch::all[i].on;
         maxStringSize = other.maxStringSize_;
     }
     const Guard guard(mutex_);
     appLogs_.swap(appLogs);
     msgLogs_.swap(msgLogs);
-    for (std::size_t i = 0; i < std::size(kFlags); ++i)
-        this->*kFlags[i] = on[i];
+    for (std::size_t i = 0; i < std::size(Switch::all); ++i)
+        this->*Switch::all[i].on = on[i];
     maxStringSize_ = maxStringSize;
 }
 
@@ -261,27 +280,17 @@ std::string loggerImpl::name() const {
 
 void loggerImpl::codec(pml::stream& s) {
     const Guard guard(codecMutex_);
-    fieldOf(s, "infoOn", infoOn_);
-    fieldOf(s, "debugOn", debugOn_);
-    fieldOf(s, "traceOn", traceOn_);
-    fieldOf(s, "dataLogOn", dataLogOn_);
-    fieldOf(s, "debugLogOn", debugLogOn_);
-    fieldOf(s, "traceLogOn", traceLogOn_);
-    fieldOf(s, "diagLogOn", diagLogOn_);
-    fieldOf(s, "cmdLogOn", cmdLogOn_);
-    fieldOf(s, "commLogOn", commLogOn_);
-    fieldOf(s, "hbLogOn", hbLogOn_);
-    fieldOf(s, "appLogOn", appLogOn_);
-    switchesOf(s, "appLogs", appLogs_);
-    fieldOf(s, "msgLogOn", msgLogOn_);
-    switchesOf(s, "msgLogs", msgLogs_);
+    for (const Switch& row : Switch::all) {
+        fieldOf(s, row.key, this->*row.on);
+        if (row.byName != nullptr) codecByName(s, row.keyByName, this->*row.byName);
+    }
     fieldOf(s, "maxStringSize", maxStringSize_);
     fieldOf(s, "consoleOn", console::on(), console::isOn());
 }
 
-void loggerImpl::switchesOf(pml::stream& s, const char* name, Switches& member) {
+void loggerImpl::codecByName(pml::stream& s, istr key, Switches& member) {
     Switches switches;
-    const pml::Field__<Switches> bound{name, istr(), &switches};
+    const pml::Field__<Switches> bound{key, istr(), &switches};
     if (!s.isInputStream()) {
         {
             const Guard guard(mutex_);
@@ -298,13 +307,10 @@ dumper& loggerImpl::dump(dumper& d) const {
     // No lock is held while the dumper works.
     const loggerImpl now(*this);
     const dumper::_Entry entry(d, "qor::loggerImpl");
-    d.member("infoOn_", now.infoOn_.load()).member("debugOn_", now.debugOn_.load());
-    d.member("traceOn_", now.traceOn_.load()).member("dataLogOn_", now.dataLogOn_.load());
-    d.member("debugLogOn_", now.debugLogOn_.load()).member("traceLogOn_", now.traceLogOn_.load());
-    d.member("diagLogOn_", now.diagLogOn_.load()).member("cmdLogOn_", now.cmdLogOn_.load());
-    d.member("commLogOn_", now.commLogOn_.load()).member("hbLogOn_", now.hbLogOn_.load());
-    d.member("appLogOn_", now.appLogOn_.load()).member("appLogs_", now.appLogs_);
-    d.member("msgLogOn_", now.msgLogOn_.load()).member("msgLogs_", now.msgLogs_);
+    for (const Switch& row : Switch::all) {
+        d.member(memberOf(row.key), (now.*row.on).load());
+        if (row.byName != nullptr) d.member(memberOf(row.keyByName), now.*row.byName);
+    }
     d.member("maxStringSize_", now.maxStringSize_.load());
     return d.member("console::isOn()", console::isOn()).member("inited_", inited_.load());
 }
@@ -341,7 +347,7 @@ void loggerImpl::reset() {
     assign(loggerImpl());
 }
 
-// The library's own loggers, as the floors above and those below know them.
+// The library's own loggers, as the floors above and below use them.
 
 logger& own_log::toolkit() noexcept {
     return ownLogger();

@@ -29,8 +29,8 @@ struct ThreadStack {
 // The stacks belong to their threads, and are entered here for others to see.
 using Stacks = mt::map<ThreadId, ThreadStack*>;
 
-// What a thread keeps of itself. It needs no destructor, so it can be asked at any time in the life
-// of the thread.
+// A thread's own data. It has no destructor, so it can be used at any time in the life of the
+// thread.
 struct Own {
     ThreadStack* stack;
     unsigned entered;    // the epoch in which the stack was entered, 0 if it is not
@@ -38,8 +38,7 @@ struct Own {
 };
 constinit thread_local Own own{};
 
-// In a forked child a thread goes on with the frames that it has; when all stacks are forgotten it
-// does not.
+// In a forked child a thread keeps its frames; when all stacks are reset it does not.
 constinit std::atomic<unsigned> timesForgotten{0};
 
 using Lock = RegistryLock<Stacks>;
@@ -121,7 +120,7 @@ void popFrame() noexcept {
 
 }  // namespace
 
-// The map is there from now on: who watches for leaks does not see it come.
+// Creates the map here, so that a leak check that starts later does not count it.
 tracer::tracer() {
     const Guard guard(Lock::get());
     CreateByAllocate<Stacks>::create();
@@ -235,7 +234,7 @@ void TraceEntry::enter(const Current& frame) noexcept {
         pushFrame(ownStack(), frame);
         pushed_ = true;
     } catch (const std::bad_alloc&) {
-        // The function goes untraced.
+        // The function is not traced.
     }
 }
 

@@ -15,20 +15,20 @@ namespace {
 
 constexpr std::size_t kWidth = 118;
 
-// A row of the full width; what does not fit is cut. The later text covers the earlier one.
-class Field {
+// A row of the full width; longer text is cut. Later text overwrites earlier text.
+class LogRow {
 public:
-    explicit Field(char fill) noexcept { std::fill_n(columns_, kWidth, fill); }
-    Field& left(istr text) noexcept {
+    explicit LogRow(char fill) noexcept { std::fill_n(columns_, kWidth, fill); }
+    LogRow& left(istr text) noexcept {
         std::copy_n(text.data(), size(text), columns_);
         return *this;
     }
-    Field& right(istr text) noexcept {
+    LogRow& right(istr text) noexcept {
         std::copy_n(text.data(), size(text), columns_ + kWidth - size(text));
         return *this;
     }
-    // So many characters, flush right.
-    Field& rule(char c, std::size_t count) noexcept {
+    // This count of characters, flush right.
+    LogRow& rule(char c, std::size_t count) noexcept {
         count = std::min(count, kWidth);
         std::fill_n(columns_ + kWidth - count, count, c);
         return *this;
@@ -43,8 +43,8 @@ private:
     char columns_[kWidth];
 };
 
-// Whether anybody would see what is written. Blocks are dear, and most programs that raise have no
-// log open.
+// Whether an entry would be seen. Blocks are expensive, and most programs that raise have no log
+// open.
 bool isHeard(const logger& log) noexcept {
     const auto* const known = dynamic_cast<const loggerImpl*>(&log);
     return known == nullptr || known->hasSink();
@@ -153,7 +153,7 @@ void writeEntryLog(logger& log, istr left, istr middle, istr right, char fill) n
         joined += istr(" ");
         joined += middle;
         if (joined.size() + right.size() < kWidth) {
-            log.write(Field(fill).right(right).left(joined).text());
+            log.write(LogRow(fill).right(right).left(joined).text());
             return;
         }
         if (!right.empty()) {
@@ -201,8 +201,8 @@ void writeLog(logger& log, const char* header, istr title, istr text, istr subti
               const char* trailer) noexcept {
     dropOnFailure(log, [&] {
         std::string block;
-        const auto row = [&block](const Field& field) {
-            block.append(std::string_view(field.text()));
+        const auto row = [&block](const LogRow& columns) {
+            block.append(std::string_view(columns.text()));
             block += '\n';
         };
         if (header != nullptr) {
@@ -211,19 +211,19 @@ void writeLog(logger& log, const char* header, istr title, istr text, istr subti
             if (!title.empty()) brackets += bracketed(title);
             appendThread(brackets);
             block += '\n';
-            row(Field('-').left(header).right(brackets));
+            row(LogRow('-').left(header).right(brackets));
         }
         if (!title.empty()) {
-            row(Field(' ').right(title));
-            row(Field(' ').rule('=', title.size()));
+            row(LogRow(' ').right(title));
+            row(LogRow(' ').rule('=', title.size()));
         }
         block.append(std::string_view(text));
         block += '\n';
         if (!subtitle.empty()) {
-            row(Field(' ').rule('_', subtitle.size()));
-            row(Field(' ').right(subtitle));
+            row(LogRow(' ').rule('_', subtitle.size()));
+            row(LogRow(' ').right(subtitle));
         }
-        if (trailer != nullptr) row(Field('-').right(trailer));
+        if (trailer != nullptr) row(LogRow('-').right(trailer));
         log.write(block);
     });
 }

@@ -71,13 +71,14 @@ public:
 
 private:
     using Switches = std::map<String, Bit>;
+    struct Switch;  // a row of the table of all switches
 
     // False if there is no switch of the name, nor of the other one, which may be null.
     static bool find(const Switches& switches, const String& name, const char* otherwise, bool& on);
     void assign(const loggerImpl& other);
-    void switchesOf(pml::stream& s, const char* name, Switches& member);
+    void codecByName(pml::stream& s, istr key, Switches& member);
 
-    Mutex codecMutex_;  // of the whole of codec; what that raises is logged meanwhile
+    Mutex codecMutex_;  // held during codec, which may log its own exceptions
     Mutex mutex_;       // of appLogs_ and msgLogs_; nothing is called with it held
     std::atomic<bool> infoOn_{true};
     std::atomic<bool> debugOn_{false};
@@ -98,13 +99,6 @@ private:
     loggerImpl* older_ = nullptr;
     std::atomic<bool> inited_{false};
     std::atomic<nuv_flat_log_base*> sink_{nullptr};
-
-    static constexpr std::atomic<bool> loggerImpl::*kFlags[] = {
-        &loggerImpl::infoOn_,    &loggerImpl::debugOn_,    &loggerImpl::traceOn_,
-        &loggerImpl::dataLogOn_, &loggerImpl::debugLogOn_, &loggerImpl::traceLogOn_,
-        &loggerImpl::diagLogOn_, &loggerImpl::cmdLogOn_,   &loggerImpl::commLogOn_,
-        &loggerImpl::hbLogOn_,   &loggerImpl::appLogOn_,   &loggerImpl::msgLogOn_,
-    };
 };
 
 // The library's own logger, which is there at any time.

@@ -11,8 +11,8 @@
 #include "qor/log/log_dumper.h"
 #include "qor/log/log_factory.h"
 
-// The checker is asked by everything that allocates, from under any lock and while the library
-// starts and ends. So it holds its own lock for the table alone, and never while it logs or prints.
+// Every allocation uses the checker, with any lock held, and while the library starts and ends. So
+// it holds its own lock only for the table, and never while it logs or prints.
 
 namespace qor {
 
@@ -27,7 +27,7 @@ using TableLock = RegistryLock<LeakTable>;
     TableLock::get();
 }
 
-// Set while the calling thread shows an event: what that allocates is recorded, but not shown.
+// Set while the calling thread shows an event: allocations for that are recorded, but not shown.
 constinit thread_local bool showing = false;
 
 template <class Compose>
@@ -82,7 +82,7 @@ void MemLeakChecker::destroy() noexcept {
     instance()->clear();
 }
 
-// The blocks go behind the lock.
+// The entries are destroyed after the lock is released.
 void MemLeakChecker::clear() noexcept {
     std::unordered_map<void*, Current> gone;
     const Guard guard(mtxInstance());
@@ -186,7 +186,7 @@ MemLeakChecker::Helper::~Helper() {
     try {
         instance()->stop();
     } catch (...) {
-        // Without memory for the report there is none; the table goes all the same.
+        // Without memory there is no report; the table is destroyed all the same.
         destroy();
     }
 }

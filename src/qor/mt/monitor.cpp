@@ -58,8 +58,8 @@ bool Monitor::wait(const Time& timeout) const {
     return waitUntil(&deadline);
 }
 
-// A thread that wakes up takes a notification that was granted, whichever of the signals woke it:
-// there are as many of them as there are threads that may go on.
+// A thread that wakes up takes one granted notification, whichever signal woke it: there are as
+// many as threads that may continue.
 bool Monitor::waitUntil(const ACE_Time_Value* deadline) const {
     send(grant());
     const unsigned long long before = broadcasts_;
@@ -78,7 +78,7 @@ bool Monitor::waitUntil(const ACE_Time_Value* deadline) const {
     }
 }
 
-// Settles who may go on, and returns the signals that tell them.
+// Decides how many waiting threads may continue, and returns the number of signals to send.
 long long Monitor::grant() const noexcept {
     const long long pending = std::exchange(pending_, 0);
     if (pending == kAll) {

@@ -5,13 +5,13 @@
 namespace qor {
 
 // A thread that unlocks writes taken_ and then reads toWake_; one that is about to sleep writes
-// toWake_ and then reads taken_. At least one of them has to see what the other one wrote, or the
-// sleeper is never woken. That takes a barrier between the write and the read on both sides: the
-// thread that sleeps, which is rare, makes all others pass theirs. Without the system's help it
-// sleeps for a millisecond at most and looks again.
+// toWake_ and then reads taken_. At least one of them must see the other's write, or the sleeper is
+// never woken. That needs a barrier between the write and the read on both sides. Sleeping is rare,
+// so the sleeper executes the barrier for all threads (membarrier). If the system has no such call,
+// it sleeps for a millisecond at most and checks again.
 //
-// One thread is woken at a time. It sees to the others: before it sleeps again, and when it has the
-// mutex, the next unlock is told to wake somebody.
+// One thread is woken at a time. It makes the next unlock wake another one: before it sleeps again,
+// and when it has the mutex.
 void QuickMutex::lockTaken() const noexcept {
     constexpr int kTries = 100;
     for (int i = 0; i < kTries; ++i) {

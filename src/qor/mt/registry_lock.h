@@ -12,10 +12,10 @@ namespace qor {
 // registry has its own one, named by a tag.
 template <class Tag>
 struct RegistryLock {
-    // Around every use of the registry, so that it may go at any time, and around a fork. Never
-    // destroyed, as nothing that threads may come back to. The registry's source asks for it when
-    // the library is loaded: a thread that makes it while another one forks would leave the child
-    // without it.
+    // Held during every use of the registry, so that it may be destroyed at any time, and during a
+    // fork. Never destroyed, since threads may use it at any time. The registry's source creates it
+    // when the library is loaded: if a thread created it during another thread's fork, the child
+    // would not have it.
     static const Mutex& get() {
         static const Mutex& lock = *new Mutex;
         static const bool watched = [] {
@@ -30,8 +30,8 @@ struct RegistryLock {
         return lock;
     }
 
-    // Counts up when the registry is no longer what the threads were entered in: when it is
-    // destroyed, and in a forked child.
+    // Incremented when the threads' entries are lost: when the registry is destroyed, and in a
+    // forked child.
     inline static constinit std::atomic<unsigned> epoch{1};
 };
 

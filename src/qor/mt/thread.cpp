@@ -169,7 +169,7 @@ void Thread::checkLaunch(int result) {
     if (result != 0) QOR_THROW(ThreadSyscallException, "qor::Thread::start", result);
 }
 
-// The object goes last, behind what it may still ask for.
+// The object is released last, after everything that its destructor may use.
 void Thread::enter(void* share) {
     std::srand(static_cast<unsigned>(Time::now().toMicroSeconds()));
     auto* const fromStart = static_cast<Handle<Thread>*>(share);
@@ -249,7 +249,7 @@ SimpleThread::~SimpleThread() {
                   [&] { return fullname_ + " thread finalized."; });
 }
 
-// The thread tells of its birth under the monitor, and so not before somebody waits for it.
+// The thread reports its birth with the monitor held, and so not before the starter waits.
 void SimpleThread::startAndWait(unsigned stackSize) {
     const Handle<SimpleThread> self(this);
     int result = 0;
@@ -264,14 +264,14 @@ void SimpleThread::startAndWait(unsigned stackSize) {
 bool SimpleThread::startAndWait(Time timeout, unsigned stackSize) {
     const Handle<SimpleThread> self(this);
     int result = 0;
-    bool told = false;
+    bool notified = false;
     {
         const Monitor::Lock lock(monitor_);
         result = launch(stackSize);
-        if (result == 0) told = monitor_.wait(timeout);
+        if (result == 0) notified = monitor_.wait(timeout);
     }
     checkLaunch(result);
-    return told;
+    return notified;
 }
 
 void SimpleThread::stop() {
@@ -380,8 +380,8 @@ void SimpleThread::notify() {
     monitor_.notify();
 }
 
-// Birth and death are told to all that wait: one of them may be the thread, and another one
-// somebody who waits for it.
+// Birth and death wake all waiting threads: one of them may be the thread itself, another one a
+// thread that waits for it.
 void SimpleThread::tellAll() {
     const Monitor::Lock lock(monitor_);
     monitor_.notifyAll();
@@ -447,8 +447,8 @@ dumper& SimpleThread::dump(dumper& d) const {
         .member("refcount", __GetRef());
 }
 
-// What an exception passes on its way out is done all the same: the death is told, then the record
-// goes, and the thread's share in the object last.
+// Cleanup also runs for an exception: first the death is reported, then the record is removed, and
+// the thread's share in the object is released last.
 void SimpleThread::run_i() {
     const Handle<SimpleThread> self(this);
     const Registration registration(*this);
@@ -462,7 +462,7 @@ void SimpleThread::run_i() {
     end();
 }
 
-// The pause lets the thread that starts this one go first.
+// The pause lets the starting thread continue first.
 void SimpleThread::begin() {
     const String id = threadIdString();
     {
@@ -508,7 +508,8 @@ void SimpleThread::loop() {
     }
 }
 
-// Whether it was born is settled before it is told: whoever waited for it may stop it at once.
+// The state is set before the birth is reported: a thread that waited for it may stop this one at
+// once.
 bool SimpleThread::onBirth_i() {
     if (!onBirth()) living_ = false;
     const bool born = living();
@@ -531,16 +532,16 @@ void SimpleThread::onWork() {
 }
 
 void SimpleThread::on_thread_exit() {
-    ThreadOwner* told = nullptr;
+    ThreadOwner* owner = nullptr;
     {
         const Guard guard(mutex_);
         exitTold_ = true;
-        if (!activeStopping()) told = owner_;
+        if (!activeStopping()) owner = owner_;
     }
-    if (told == nullptr) return;
+    if (owner == nullptr) return;
     own_log::info("qor::SimpleThread::on_thread_exit",
-                  [&] { return "notify owner(" + told->ownername() + ") thread exit"; });
-    told->onThreadExit(this);
+                  [&] { return "notify owner(" + owner->ownername() + ") thread exit"; });
+    owner->onThreadExit(this);
 }
 
 }  // namespace qor

@@ -15,9 +15,9 @@ namespace qor {
 
 template class CreateByAllocate<ThreadFactory>;
 
-// The lock is for others that look: the thread itself reads without it, since nobody else writes.
-// The time changes with each question, and without the lock; others see a copy of it, which is of
-// the millisecond that the text shows whenever they have the lock.
+// The lock is for other threads that read: the thread itself reads without it, since no other
+// thread writes. The time is renewed at each query without the lock; other threads read a copy,
+// which is consistent with the text to the millisecond whenever they hold the lock.
 struct ThreadFactory::Record : noncopyable {
     // No text of a record is longer, so that renewing one needs no memory.
     Record() { info.sCurrDateTime_.reserve(64); }
@@ -54,8 +54,8 @@ struct ThreadFactory::Record : noncopyable {
 
 namespace {
 
-// What a thread keeps of itself. It needs no destructor, so it can be asked at any time in the life
-// of the thread.
+// A thread's own data. It has no destructor, so it can be used at any time in the life of the
+// thread.
 struct Own {
     ThreadFactory::Record* record;
     SimpleThread* thread;
@@ -83,7 +83,7 @@ const ThreadInfo& spare() noexcept {
     return *info;
 }
 
-// A record as a dump shows it. The thread cannot go meanwhile.
+// A record as a dump shows it. The thread cannot end meanwhile.
 struct Shown {
     dumper& dump(dumper& d) const { return info.dump(d); }
 
@@ -136,7 +136,7 @@ void ThreadFactory::leave() noexcept {
     if (own.record != nullptr) own.record->name(nullptr, String());
 }
 
-// Without memory the thread is not entered, and tries again when it next asks.
+// Without memory the thread is not added, and tries again at its next query.
 void ThreadFactory::enroll() noexcept {
     if (own.busy) return;
     own.busy = true;

@@ -7,11 +7,10 @@
 
 namespace qor {
 
-// The registry of the threads that run: of those that are SimpleThreads, and of all others that
-// have asked for their record.
+// The registry of running threads: SimpleThreads, and all others that have used their record.
 //
-// A record belongs to its thread, and is entered here for others to see. So a thread finds its own
-// one without a lock, and it stays good when the registry goes.
+// A record belongs to its thread, and is registered here for other threads to read. So a thread
+// finds its own record without a lock, and it stays valid when the registry is destroyed.
 class ThreadFactory : noncopyable {
 public:
     // The calling thread's record, entered if it is not, with its time stamp renewed.

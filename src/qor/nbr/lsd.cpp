@@ -10,7 +10,7 @@
 #include "nbr/pool.h"
 #include "qor/base/base_type_convert.h"
 #include "qor/log/log_dumper.h"
-#include "qor/util/simple_value.h"
+#include "qor/util/wire_value.h"
 
 namespace qor::nbr {
 
@@ -52,7 +52,7 @@ void ValueBase::operator delete(void* ptr) noexcept {
 
 void SimpleValue::read(std::string& text) const {
     // Text in UTF-8 needs no copy in between.
-    if (simple_value::textIsUtf8()) {
+    if (wire::textIsUtf8()) {
         text.assign(std::string_view(data_));
         return;
     }

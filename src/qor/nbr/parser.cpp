@@ -70,7 +70,7 @@ struct Open {
     const Open* outer;
 };
 
-// A guess at what the tree of so much input takes, so that most trees are one block.
+// An estimate of the tree's memory from the size of the input, so that most trees are one block.
 std::size_t poolEstimate(unsigned long size) noexcept {
     constexpr std::size_t kLeast = 512;
     constexpr std::size_t kMost = 60000;
@@ -143,9 +143,9 @@ ValueBase* parser::parseValue() {
     Pool& pool = *root->pool_;
     const Open outermost{root.get(), nullptr};
     const Open* open = &outermost;
-    // The input may end anywhere: what is open then is as complete as it gets.
+    // The input may end anywhere: open values are then as complete as possible.
     while (!input.eof()) {
-        // Before any tag is taken: a tag of FF whose value begins with 01 29 reads as the end.
+        // Checked before a tag is read: a tag of FF whose value begins with 01 29 reads as the end.
         if (input.takeEnd()) {
             open = open->outer;
             if (open == nullptr) break;

@@ -28,8 +28,7 @@ Pool* Pool::create() {
 }
 
 void Pool::destroy(Pool& pool) noexcept {
-    // A value's own adopted ones join the list before it is deleted, so that no deletion goes
-    // deeper than one level.
+    // A value's own adopted ones join the list before it is deleted, so that no deletion recurses.
     std::forward_list<ValueBase*> gone;
     gone.swap(pool.adopted_);
     while (!gone.empty()) {

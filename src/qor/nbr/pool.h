@@ -17,7 +17,7 @@ public:
     // A tree's root with its pool, and the pool's first memory, in one block. Deleting the root
     // frees all.
     static ComplexValue* newTree(std::size_t estimate);
-    // A pool of its own block, for a root that stands elsewhere.
+    // A pool in its own block, for a root that is elsewhere.
     static Pool* create();
     // Ends a pool: the memory, and the adopted values, however deeply they are nested.
     static void destroy(Pool& pool) noexcept;

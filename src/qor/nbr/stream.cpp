@@ -12,7 +12,7 @@ namespace qor::nbr {
 
 namespace {
 
-// How deeply the object whose codec reads in this thread is nested in others.
+// The nesting depth of the object whose codec reads in this thread.
 constinit thread_local unsigned runDepth = 0;
 
 [[noreturn]] void raiseNotSimple() {

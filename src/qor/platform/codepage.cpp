@@ -15,7 +15,7 @@ namespace {
 
 constexpr long utf8Page = 65001;
 
-// Pages whose number is no part of their name.
+// Pages whose name does not contain their number.
 struct NamedPage {
     long page;
     const char* name;
@@ -27,8 +27,8 @@ constexpr NamedPage namedPages[] = {
 };
 constexpr long isoPages = 28590;  // and the part of ISO 8859
 
-// The locale of the environment, whether or not the program has chosen it. One that is not there,
-// and the C locale, whose characters are ASCII, are taken for UTF-8.
+// The page of the environment's locale, whether or not the program has set it. A missing locale,
+// and the C locale, whose characters are ASCII, count as UTF-8.
 std::string systemPageName() {
     const locale_t locale = newlocale(LC_CTYPE_MASK, "", locale_t());
     if (locale == locale_t()) return "UTF-8";
@@ -37,7 +37,7 @@ std::string systemPageName() {
     return name == "ANSI_X3.4-1968" ? "UTF-8" : name;
 }
 
-// As iconv knows it, empty for a page that has no number here.
+// The name that iconv uses; empty for an unknown page.
 std::string pageName(long page) {
     if (page == utf8Page) return "UTF-8";
     if (page == 0) {
@@ -80,7 +80,7 @@ public:
     Source front() const { return *reinterpret_cast<const Source*>(in_); }
     long written() const { return (out_ - outBegin_) / static_cast<long>(sizeof(Target)); }
 
-    // Converts the next n places of the text, or as many as stand before the error.
+    // Converts the next n places of the text, or those before an error.
     int convert(std::size_t n) {
         std::size_t size = n * sizeof(Source);
         inLeft_ -= size;
@@ -96,7 +96,7 @@ public:
         const int error = run(&in, &size);
         return error == 0 && out_ == before ? EILSEQ : error;
     }
-    // Writes what iconv holds back because it might have belonged to what follows.
+    // Writes the text that iconv holds back because it may combine with the next characters.
     int flush() { return run(nullptr, nullptr); }
     bool put(Target c) {
         if (outLeft_ < sizeof c) return false;
@@ -116,7 +116,7 @@ private:
         return iconv(descriptor_, in, size, &out_, &outLeft_) == failed ? errno : 0;
     }
 
-    // iconv asks for an address, though there is no room at it.
+    // iconv needs an address even if there is no room at it.
     char nowhere_ = '\0';
     iconv_t descriptor_;
     char* in_;
@@ -141,7 +141,7 @@ long decode(const std::string& page, std::string_view text, wchar_t* out, std::s
     return conversion.written();
 }
 
-// iconv drops tag characters without an error, so they go to it one by one.
+// iconv drops tag characters without an error, so they are passed to it one by one.
 std::size_t nextTag(std::wstring_view text, std::size_t place) {
     while (place < text.size() && text[place] >> 7 != 0xE0000 >> 7)
         ++place;

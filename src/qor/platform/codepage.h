@@ -12,11 +12,11 @@
 
 namespace qor::platform {
 
-// Each gives the number of places written, or -1 for a page that is not known here. Nothing is
-// written behind the room; what does not fit is left out, in whole characters.
+// Each returns the number of places written, or -1 for an unknown page. Characters that do not fit
+// into the room are left out as a whole.
 //
-// As many wide characters as the text has bytes are always enough, and so many bytes for each wide
-// character:
+// Room for as many wide characters as the text has bytes is always enough, and in the other
+// direction this many bytes for each wide character:
 inline constexpr std::size_t maxBytesPerCharacter = 4;
 long codepageToWide(long page, std::string_view text, wchar_t* out, std::size_t room);
 long wideToCodepage(long page, std::wstring_view text, char* out, std::size_t room);

@@ -53,8 +53,8 @@ std::uint64_t nextNumber() noexcept {
     return ++number;
 }
 
-// Those of sockets that are open at once differ as far as 16 bits allow; what gets past them
-// differs in the payload.
+// Sockets that are open at the same time have different identifiers, as far as 16 bits allow; the
+// payload tells the others apart.
 std::uint16_t nextIdentifier() noexcept {
     static std::atomic<std::uint16_t> identifier{static_cast<std::uint16_t>(randomNumber())};
     return ++identifier;
@@ -113,7 +113,7 @@ struct Packet {
 
     sockaddr_in from{};
     std::size_t size = 0;
-    unsigned char bytes[kMostIpHeader + sizeof(Echo) + 1];  // one more tells a longer one
+    unsigned char bytes[kMostIpHeader + sizeof(Echo) + 1];  // one more, to notice longer ones
 };
 
 // 0 or an error number; EAGAIN if nothing is there.

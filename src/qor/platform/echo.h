@@ -14,7 +14,7 @@ public:
     EchoSocket(const EchoSocket&) = delete;
     EchoSocket& operator=(const EchoSocket&) = delete;
 
-    // 0 or an error number. Closes what is open before.
+    // Returns 0 or an error number. Closes a socket that is open first.
     int open() noexcept;
     void close() noexcept;
     bool isOpen() const noexcept { return socket_ != -1; }

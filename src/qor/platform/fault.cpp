@@ -5,7 +5,7 @@
 namespace qor::platform {
 
 std::string errorText(int error) {
-    // The C library makes up a text for any number; only its table knows which ones exist.
+    // The C library has a text for any number; only its table shows which numbers exist.
     if (strerrordesc_np(error) == nullptr) return {};
     char text[256];
     return strerror_r(error, text, sizeof text);

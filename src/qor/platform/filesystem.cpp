@@ -37,7 +37,7 @@ int fail(int error) noexcept {
     return invalid;
 }
 
-// -1 for what can't be asked for.
+// -1 for unsupported flags.
 int systemFlags(int flags) noexcept {
     constexpr int access[] = {O_RDONLY, O_WRONLY, O_RDWR, -1};
     const int asked = access[flags & 3];
@@ -62,7 +62,7 @@ FileStatus statusOf(const struct stat& status) noexcept {
     return {false, status.st_size};
 }
 
-// What one call moves at most; it is less for what is larger.
+// The most bytes of one system call; a larger transfer takes several.
 constexpr std::size_t largestTransfer = 0x7FFFF000;
 
 // While it lives, a signal that this thread's writes raise is no more than an error.

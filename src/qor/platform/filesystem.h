@@ -12,14 +12,14 @@
 
 namespace qor::platform {
 
-// A name as the system takes it: UTF-8, with "/" for either separator. A name with a zero in it, or
-// with a wide value that is no character, would stand for another one: the result is empty, which
-// the system refuses.
+// A name as the system takes it: UTF-8, with "/" for either separator. A name that contains a zero
+// or an invalid wide character would name another file: the result is empty, which the system
+// refuses.
 std::string nativePath(std::wstring_view name);
 
 // By OpenFlag; new files get 0666 before the umask. A directory is refused.
 int openFile(const std::string& path, int flags) noexcept;
-// False also when what was written before did not reach the file.
+// False also if data that was written before did not reach the file.
 bool closeFile(int fd) noexcept;
 
 // The path is opened for a moment, and so must be readable.
@@ -31,12 +31,13 @@ bool flushFile(int fd) noexcept;
 // From the start, the current position or the end: 0, 1, 2. The new position; pipes have none.
 long long seekFile(int fd, long long offset, int whence) noexcept;
 
-// The number of bytes got. One read gives what is there, and 0 at the end; the form with a position
-// reads until the room is full or the file ends, and leaves the file's own position alone.
+// Returns the number of bytes read. One read gives the available bytes, and 0 at the end; the form
+// with a position reads until the room is full or the file ends, and does not move the file's
+// position.
 long long readFile(int fd, void* out, std::size_t room) noexcept;
 long long readFileAt(int fd, void* out, std::size_t room, long long position) noexcept;
 
-// All bytes. A pipe that nobody reads is a failure and raises no signal.
+// Writes all bytes. A pipe without a reader is a failure and sends no signal.
 bool writeFile(int fd, std::string_view bytes) noexcept;
 bool writeFileAt(int fd, std::string_view bytes, long long position) noexcept;
 
@@ -44,10 +45,10 @@ struct FileStatus {
     bool isDirectory = false;
     long long size = -1;  // of anything but a directory
 };
-// What stands behind a link.
+// Follows links.
 bool fileStatus(const std::string& path, FileStatus& status) noexcept;
 
-// What tells one directory from every other one while it exists.
+// Identifies a directory while it exists.
 struct DirectoryId {
     unsigned long long device = 0;
     unsigned long long number = 0;
@@ -61,8 +62,8 @@ struct EntryBuffer {
     std::size_t next = 0;
 };
 
-// A directory open for reading, or none. Others are found from it by what it is, not by its path:
-// neither the length of the path nor a directory that is moved meanwhile matters.
+// A directory open for reading, or none. Other directories are opened relative to its descriptor
+// and not by path, so long paths and directories that are moved meanwhile do no harm.
 class OpenDirectory {
 public:
     OpenDirectory() noexcept = default;
@@ -82,9 +83,9 @@ public:
     OpenDirectory parent() const noexcept;
     DirectoryId id() const noexcept;
 
-    // The next entry but "." and "..": 1, or 0 at the end, or -1; then the buffer is free for
-    // another directory. The name is valid until the next call. What cannot be looked at has the
-    // status of nothing.
+    // Reads the next entry except "." and "..". Returns 1, 0 at the end, or -1; after 0 and -1 the
+    // buffer is free for another directory. The name is valid until the next call. The status is
+    // empty if it can't be read.
     int next(EntryBuffer& buffer, const char*& name, FileStatus& status) noexcept;
 
 private:
@@ -93,7 +94,7 @@ private:
     int fd_ = -1;
 };
 
-// The path of the running program; empty when the system does not tell.
+// The path of the running program; empty if the system does not provide it.
 std::string programPath();
 
 }  // namespace qor::platform

@@ -4,9 +4,9 @@
 #include <chrono>
 #include <cstddef>
 
-// Stream sockets that block. Closing one neither wakes a thread that is blocked in it nor keeps its
-// number from being used again at once: whoever ends a connection shuts it down, and who reads it
-// closes it.
+// Blocking stream sockets. Closing one does not wake a thread that is blocked in it, and its number
+// can be reused at once. So end a connection by shutdown, and let the thread that reads it close
+// it.
 
 namespace qor::platform {
 
@@ -14,13 +14,13 @@ namespace qor::platform {
 int checkPeer(int socket) noexcept;
 
 struct Transfer {
-    std::size_t bytes;  // so many were moved, also by a failure
+    std::size_t bytes;  // moved, also before a failure
     int error;          // 0 or an error number; ETIME when the time had passed
 };
 
-// Writes the head and then the body, as one stream and, where they are small, in one piece. A
-// negative number of seconds has no end, and 0 moves what goes out at once. A peer that has gone is
-// an error and no signal. Fewer bytes without an error: the system takes none.
+// Writes the head and then the body, in one system call if they are small. A negative number of
+// seconds means no limit, and 0 writes only the bytes that the system takes at once. A closed peer
+// is an error and sends no signal. Fewer bytes without an error: the system took no more.
 Transfer sendAll(int socket, const void* head, std::size_t headSize, const void* body,
                  std::size_t bodySize, int seconds) noexcept;
 
@@ -33,7 +33,8 @@ Transfer receiveAll(int socket, void* buffer, std::size_t size) noexcept;
 int waitReadable(int socket, int milliseconds) noexcept;
 // The same until a point in time, whatever signals come. 0, ETIME or another error number.
 int waitReadable(int socket, std::chrono::steady_clock::time_point end) noexcept;
-// The same for what can be written, or a connection that was begun and now stands or has failed.
+// Waits until the socket can be written, which is also when a pending connect has succeeded or
+// failed.
 int waitWritable(int socket, std::chrono::steady_clock::time_point end) noexcept;
 
 // Makes room for that many descriptors, as far as the process may have them. Without it the system
@@ -44,7 +45,7 @@ void makeRoomForDescriptors(int socket, int number) noexcept;
 // too, until something has changed.
 bool isOfOneConnection(int acceptError) noexcept;
 
-// Small frames are sent at once, and do not wait for what was sent before to be acknowledged.
+// Sends small frames at once, without waiting for the acknowledgement of earlier ones.
 void sendAtOnce(int socket) noexcept;
 
 // Ends both directions and wakes all threads that are blocked in the socket, or listen to it.

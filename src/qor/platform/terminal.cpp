@@ -42,7 +42,7 @@ void continueInput() noexcept {
 }
 
 bool debuggerAttached() noexcept {
-    // The second of the last look, and what it found in the lowest bit.
+    // The second of the last check, with its result in the lowest bit.
     static std::atomic<long long> last{-1};
     const long long now = coarseSeconds();
     const long long known = last.load(std::memory_order_relaxed);

@@ -6,7 +6,7 @@ namespace qor::platform {
 // Whether reading the standard input gives something at once, an end included. What the C library
 // holds already counts.
 bool inputWaiting() noexcept;
-// The C library looks for more input after an end that it has met.
+// Lets the C library read on after it has met the end of input.
 void continueInput() noexcept;
 
 // Looked up at most once a second.

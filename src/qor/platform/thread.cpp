@@ -15,7 +15,7 @@ namespace qor::platform {
 
 namespace {
 
-// Room for the body, besides what the system takes from each stack.
+// Room for the body, in addition to the part of each stack that the system uses.
 constexpr std::size_t kLeastRoom = 64 * 1024;
 
 constinit thread_local unsigned threadNumber = 0;
@@ -26,7 +26,7 @@ void forgetNumbers() noexcept {
     processNumber.store(0, std::memory_order_relaxed);
 }
 
-// Whoever caches a number has asked first.
+// Call it before a number is cached.
 void watchForks() noexcept {
     static const int watched = pthread_atfork(nullptr, nullptr, forgetNumbers);
     static_cast<void>(watched);
@@ -88,7 +88,7 @@ struct SystemThread {
     void* const argument;
     const unsigned process = currentProcessId();
     std::atomic<int> owners{2};
-    // The thread tells its handle and then its number; before that nobody may use the handle.
+    // The thread stores its handle and then its number; before that, the handle must not be used.
     pthread_t handle{};
     std::atomic<unsigned> id{0};
     std::atomic<bool> ended{false};
@@ -173,7 +173,7 @@ SystemThread* startThread(std::size_t stackSize, void (*body)(void*), void* argu
 }
 
 unsigned threadId(const SystemThread& thread) noexcept {
-    // In a forked child nobody is left to tell the number.
+    // In a forked child the thread does not run and will never store its number.
     if (!thread.inOtherProcess()) thread.id.wait(0, std::memory_order_acquire);
     return thread.id.load(std::memory_order_acquire);
 }

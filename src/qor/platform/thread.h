@@ -17,14 +17,14 @@ bool threadExists(unsigned id) noexcept;
 
 void yieldThread() noexcept;
 
-// Asks the system to run the calling thread as soon as it has something to do: before all others
-// of normal priority where the process may ask for that (root, or CAP_SYS_NICE), else before those
-// that have had their share. For threads that do little at a time. Threads that it starts do not
-// inherit it.
+// Asks the system to run the calling thread as soon as it is ready: before all threads of normal
+// priority if the process has the right (root, or CAP_SYS_NICE), else before threads that have used
+// their share. For threads that do little work at a time. Threads that it starts do not inherit
+// this.
 void runPromptly() noexcept;
 
-// A thread that was started here. It has two owners, the thread itself and whoever started it; if
-// nobody has waited for it, the last one to let go detaches it. Any thread may ask anything.
+// A thread that was started here. It has two owners, the thread itself and its starter; if it was
+// not joined, the last owner to release it detaches it. Any thread may call these functions.
 struct SystemThread;
 
 // Starts a thread that calls body(argument). A stack size of 0 is the system's default, and one
@@ -32,7 +32,7 @@ struct SystemThread;
 // leaves the body ends the process.
 SystemThread* startThread(std::size_t stackSize, void (*body)(void*), void* argument, int& error);
 
-// Waits until the thread has told its number, which is the first thing that it does.
+// Waits until the thread has stored its number, which it does first.
 unsigned threadId(const SystemThread& thread) noexcept;
 
 // False as soon as the body has ended.
@@ -42,12 +42,12 @@ bool isRunning(const SystemThread& thread) noexcept;
 // one after another and at once. 0 or an error number: EDEADLK for a thread that waits for itself.
 int waitForThread(SystemThread& thread) noexcept;
 
-// Lets the share of the one who started the thread go.
+// Releases the starter's share.
 void closeThread(SystemThread* thread) noexcept;
 
-// A function to be called at the end of each thread that asks for it, behind the destructors of the
-// thread's thread_local objects, with the last argument that it gave. What is called may ask again.
-// Never taken back: one for each purpose, for the life of the process.
+// A function that is called at the end of each thread that requests it, after the destructors of
+// the thread's thread_local objects, with the last argument that the thread gave. The function may
+// request another call. There is one object for each purpose, for the life of the process.
 class ThreadExitCall {
 public:
     explicit ThreadExitCall(void (*function)(void*)) noexcept;
@@ -59,7 +59,8 @@ private:
     bool valid_;
 };
 
-// Has functions called around each fork: before it, and behind it in the parent and in the child.
+// Registers functions that are called before each fork, and after it in the parent and in the
+// child.
 void callAtFork(void (*before)(), void (*inParent)(), void (*inChild)()) noexcept;
 
 }  // namespace qor::platform

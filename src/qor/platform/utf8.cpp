@@ -35,7 +35,7 @@ Sequence frontSequence(const char* text, std::size_t size) {
     if (lead < 0x80) return {lead, 1};
     if (lead < 0xC2 || lead > 0xF4) return {replacementCharacter, 1};
     const unsigned length = lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : 4;
-    // The second byte tells overlong forms, surrogates, and values above U+10FFFF.
+    // The second byte shows overlong forms, surrogates, and values above U+10FFFF.
     unsigned lowest = lead == 0xE0 ? 0xA0 : lead == 0xF0 ? 0x90 : 0x80;
     unsigned highest = lead == 0xED ? 0x9F : lead == 0xF4 ? 0x8F : 0xBF;
     std::uint32_t c = lead & (0x7FU >> length);
@@ -49,8 +49,8 @@ Sequence frontSequence(const char* text, std::size_t size) {
     return {c, length};
 }
 
-// Well-formed sequences of 2 and 3 bytes, which most text that is not ASCII has, are told here
-// with few branches; everything else by frontSequence. At least 3 bytes are there.
+// Recognises well-formed sequences of 2 and 3 bytes, the most frequent ones after ASCII, with few
+// branches; frontSequence does all others. The text has at least 3 bytes.
 Sequence likelySequence(const char* text, std::size_t size) {
     const auto byte = [text](unsigned i) -> unsigned {
         return static_cast<unsigned char>(text[i]);
@@ -163,7 +163,7 @@ constexpr Utf8Form allForms[] = {
     {"portable", utf8_portable::toWide, utf8_portable::toUtf8},
 };
 
-// A machine that can run one form can run those behind it.
+// A machine that can run one form can run all later ones.
 std::size_t firstForm() noexcept {
 #if defined(__x86_64__)
     if (utf8_avx512::runsHere()) return 0;
@@ -189,7 +189,7 @@ Utf8Progress wideToUtf8(std::wstring_view text, char* out, std::size_t room) noe
 
 std::size_t uncutSize(std::string_view text, std::size_t n) noexcept {
     if (n >= text.size()) return text.size();
-    // No sequence has more than 3 bytes behind its lead.
+    // No sequence has more than 3 bytes after its lead.
     for (std::size_t size = n; n - size <= 3; --size) {
         if (!isContinuation(static_cast<unsigned char>(text[size]))) return size;
     }

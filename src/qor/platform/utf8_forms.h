@@ -26,7 +26,7 @@ Utf8Progress toUtf8(std::wstring_view text, char* out, std::size_t room) noexcep
 }  // namespace utf8_avx512
 #endif
 
-// A conversion under way.
+// The state of a conversion.
 template <class Source, class Target>
 class Utf8Cursor {
 public:
@@ -50,7 +50,7 @@ public:
         return {static_cast<std::size_t>(in - inBegin_), static_cast<std::size_t>(out - outBegin_)};
     }
 
-    // Where the conversion stands.
+    // The position of the conversion.
     const Source* in;
     Target* out;
 

@@ -15,16 +15,16 @@
 #include "platform/processor.h"
 #include "platform/utf8_forms.h"
 
-// Neither form branches on what a single character needs, so that text which changes its script
-// from word to word is as fast as any other.
+// Neither form branches on a single character's length, so text that changes its script from word
+// to word is as fast as any other.
 //
-// A decoded character is made in a lane of 32 bits: its bytes are gathered with the lead byte on
-// top, moved down to the low end, and the marks of UTF-8 masked off; two multiplications then join
-// what is left. Encoding spreads a character over the four bytes of a lane, the last byte on top,
-// and then takes out the bytes that it does not use.
+// A character is decoded in a lane of 32 bits: its bytes are gathered with the lead byte on top and
+// moved down to the low end, the marks of UTF-8 are masked off, and two multiplications join the
+// remaining bits. Encoding spreads a character over the four bytes of a lane, the last byte on top,
+// and then removes the unused bytes.
 //
-// Only functions that are marked for them use the wide registers, so that a machine which lacks
-// them can load this file.
+// Only functions that are marked for it use the wide registers, so machines without them can load
+// this file.
 
 #define QOR_AVX2 [[gnu::target("avx2,bmi,bmi2,popcnt")]]
 #define QOR_AVX512 \
@@ -34,9 +34,9 @@ namespace qor::platform {
 
 namespace {
 
-// Bytes that are looked at together.
+// Bytes that are processed together.
 constexpr std::size_t blockSize = 64;
-// After malformed text: so many characters go one by one before the next try.
+// After malformed text, this many characters are converted one by one before the next try.
 constexpr std::size_t carefulStep = 16;
 
 void stepCarefully(Utf8Decoding& at) noexcept {
@@ -45,7 +45,7 @@ void stepCarefully(Utf8Decoding& at) noexcept {
 
 // The greatest byte that continues a sequence, and does not begin one.
 constexpr char lastContinuation = static_cast<char>(0xBF);
-// The least bytes that begin a sequence of so many bytes.
+// The smallest bytes that begin a sequence of 2, 3 and 4 bytes.
 constexpr char lead2 = static_cast<char>(0xC0), lead3 = static_cast<char>(0xE0),
                lead4 = static_cast<char>(0xF0);
 
@@ -69,7 +69,7 @@ namespace {
 
 // The characters that one step converts.
 constexpr std::size_t lanes = 8;
-// The bytes that one step looks at.
+// The bytes of one step.
 constexpr unsigned windowSize = 16;
 
 QOR_AVX2 inline __m256i load(const void* p) {
@@ -103,8 +103,8 @@ QOR_AVX2 inline __m256i spreadNibbles(std::uint64_t nibbles) {
     return _mm256_and_si256(moved, _mm256_set1_epi32(15));
 }
 
-// The characters that begin in a window, and a bit for each one that is well-formed. The leads are
-// those of the window and behind it.
+// The characters that begin in a window, and a bit for each well-formed one. The leads are those of
+// the window and of the bytes after it.
 struct Window {
     __m256i characters;
     unsigned wellFormed;
@@ -154,11 +154,11 @@ QOR_AVX2 inline bool convertBlock(Utf8Decoding& at) {
     const std::uint64_t leads = leadsOf(at.in) | leadsOf(at.in + 32) << 32;
     const char* const block = at.in;
     unsigned offset = 0;
-    // The byte behind a window is in the block too.
+    // The byte after a window is in the block too.
     while (offset < blockSize - windowSize && at.room() >= lanes) {
         const std::uint64_t ahead = leads >> offset;
         const Window window = decode(block + offset, ahead);
-        // A character ends where the next one begins, at the latest right behind the window.
+        // A character ends where the next one begins, at the latest directly after the window.
         const std::uint64_t begins = ahead & ((2U << windowSize) - 1);
         const std::uint64_t ninth = _pdep_u64(1U << lanes, begins);
         const auto size = ninth != 0 ? static_cast<unsigned>(_tzcnt_u64(ninth))
@@ -220,7 +220,7 @@ QOR_AVX2 inline void convertLanes(Utf8Encoding& at) {
     const __m256i c = _mm256_blendv_epi8(given, _mm256_set1_epi32(replacementCharacter),
                                          _mm256_or_si256(tooGreat, surrogate));
 
-    // Minus one for each byte behind the first.
+    // Minus one for each byte after the first.
     const __m256i notAscii = _mm256_cmpgt_epi32(c, _mm256_set1_epi32(0x7F));
     const __m256i more = _mm256_add_epi32(
         notAscii, _mm256_add_epi32(_mm256_cmpgt_epi32(c, _mm256_set1_epi32(0x7FF)),
@@ -272,7 +272,7 @@ namespace {
 // The characters that one register holds.
 constexpr std::size_t lanes = 16;
 
-// The numbers 0 to 63, each so many times.
+// The numbers 0 to 63, each repeated `times` times.
 constexpr auto places(unsigned times) {
     std::array<char, blockSize> numbers{};
     for (unsigned i = 0; i < blockSize; ++i)
@@ -290,7 +290,7 @@ QOR_AVX512 inline __mmask16 firstLanes(std::size_t n) {
     return static_cast<__mmask16>(_bzhi_u32(0xFFFF, static_cast<unsigned>(std::min(n, lanes))));
 }
 
-// What is behind the text reads as zeros.
+// Bytes after the text read as zeros.
 QOR_AVX512 inline __m512i loadBytes(const char* p, std::size_t left) {
     if (left >= blockSize) return _mm512_loadu_si512(p);
     return _mm512_maskz_loadu_epi8(firstBytes(left), p);
@@ -364,9 +364,9 @@ QOR_AVX512 inline void writeAscii(const char* in, wchar_t* out) {
     }
 }
 
-// Converts block after block while the text is well-formed and finds room. The characters of a
-// block are those that begin in it, and the next block is always 64 bytes on: no block has to wait
-// for what is found in the one before.
+// Converts blocks while the text is well-formed and there is room. The characters of a block are
+// those that begin in it, and the next block always starts 64 bytes later: no block depends on the
+// result of the previous one.
 QOR_AVX512 inline void convertBlocks(Utf8Decoding& at) {
     __m512i block = loadBytes(at.in, at.left());
     std::uint64_t leads = leadsOf(block);
@@ -458,7 +458,7 @@ QOR_AVX512 inline void convertPlenty(Utf8Encoding& at) {
     }
 }
 
-// Converts what is left for one register, or false if the room ends before.
+// Converts the rest, which fits into one register. False if the room ends first.
 QOR_AVX512 inline bool convertRest(Utf8Encoding& at) {
     std::size_t read = std::min(at.left(), lanes);
     const __m512i bytes = spread(_mm512_maskz_loadu_epi32(firstLanes(read), at.in));

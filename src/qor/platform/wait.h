@@ -12,7 +12,8 @@ inline constexpr long kForever = -1;
 // Sleeps until the word is woken or the time has passed; not at all if the word has another value.
 // May return without a cause.
 void waitWhile(const std::atomic<int>& word, int value, long milliseconds) noexcept;
-// Wakes one of the threads that sleep for the word, if there is one. The word may be gone.
+// Wakes one of the threads that sleep on the word, if there is one. The word may have been
+// destroyed.
 void wakeOne(const std::atomic<int>& word) noexcept;
 
 // Makes every other thread of the process pass a full memory barrier before this returns. False if

@@ -45,7 +45,7 @@ ListValue& ListValue::assign(const Units& units) {
     return *this;
 }
 
-// The unit whose value this is; an owner that was only told may have another one.
+// The unit whose value this is; an owner that was only set may have another value.
 Unit* ListValue::holder() const noexcept {
     Unit* const unit = owner();
     return unit != nullptr && unit->value_ == this ? unit : nullptr;
@@ -109,7 +109,7 @@ void ListValue::clear() noexcept {
 }
 
 void ListValue::deleteUnits() noexcept {
-    // Units that are about to go are linked through their parents, so that neither depth nor
+    // Units to be deleted are linked through their parent pointers, so that neither recursion nor
     // memory is needed.
     Unit* gone = nullptr;
     const auto take = [&gone](ListValue& list) noexcept {

@@ -1,19 +1,13 @@
 #include "qor/pml/ntv_unit.h"
 
 #include <algorithm>
-#include <charconv>
 #include <memory>
 #include <new>
 #include <ostream>
-#include <sstream>
-#include <vector>
 
 #include "base/node_memory.h"
-#include "base/upward.h"
 #include "pml/tree_dump.h"
-#include "qor/base/base_type_convert.h"
 #include "qor/pml/pml_writer.h"
-#include "qor/util/base64.h"
 
 namespace qor {
 template class CreateByAllocate<pml::ntv::null_unit>;
@@ -23,34 +17,8 @@ namespace qor::pml::ntv {
 
 namespace {
 
-// What a child without a name is found under: "[0]".
-String indexKey(unsigned long index) {
-    String text = "[";
-    text += std::to_string(index);
-    text += ']';
-    return text;
-}
-
-// The index of such a key; npos for any other text.
-unsigned long indexOfKey(istr key) noexcept {
-    if (key.size() < 3 || key[0] != '[' || key[key.size() - 1] != ']') return npos;
-    const char* const first = key.begin() + 1;
-    const char* const last = key.end() - 1;
-    unsigned long index = 0;
-    const auto [end, error] = std::from_chars(first, last, index);
-    const bool canonical = *first != '0' || last - first == 1;
-    return error == std::errc() && end == last && canonical ? index : npos;
-}
-
 [[noreturn]] void raiseDuplicated(const char* func) {
     QOR_THROW(DuplicatedUnitException, func);
-}
-
-template <class Shown>
-Unit& setToText(Unit& unit, const Shown& shown) {
-    std::ostringstream text;
-    text << shown;
-    return unit << istr(text.str());
 }
 
 }  // namespace
@@ -180,87 +148,9 @@ bool Unit::getChild(istr name, String& value) const {
     return true;
 }
 
-Unit* Unit::at(istr name) const {
-    // A unit that is read through hands out its tree, as its list does.
-    if (name.empty() || name == ".") return const_cast<Unit*>(this);
-    if (name == "/") return root();
-    if (name == "..") return parent_;
-    return findChild(name);
-}
-
-Unit* Unit::at(const unsigned char* begin, const unsigned char* end) const {
-    return at(reinterpret_cast<const char*>(begin), reinterpret_cast<const char*>(end));
-}
-
-Unit* Unit::at(istr name) {
-    if (Unit* const present = findChild(name)) return present;
-    std::unique_ptr<Unit> child(new (__FILE__, __LINE__, "qor::pml::ntv::Unit::at") Unit(name));
-    // In a list the name is known to be new.
-    if (ListValue* const list = listValue()) {
-        appendNew(*list, child.get());
-    } else {
-        append(makeList(), child.get());
-    }
-    return child.release();
-}
-
-Unit* Unit::childAt(unsigned long index) const {
-    if (const ListValue* const list = listValue()) return list->at(index);
-    upward::writeErrorLog(__FILE__, __LINE__, "qor::pml::ntv::Unit::childAt",
-                          "Value was not a list.");
-    return nullptr;
-}
-
-Unit* Unit::find(istr path) const {
-    const Unit* unit = this;
-    if (path.beginWith("/")) {
-        unit = at("/");
-        ++path;
-    }
-    const auto nameUpTo = [&path](const char* end) {
-        return path.next(static_cast<unsigned long>(end - path.begin()));
-    };
-    while (unit != nullptr) {
-        const char* const mark =
-            std::find_if(path.begin(), path.end(), [](char c) { return c == '/' || c == '['; });
-        const bool atEnd = mark == path.end();
-        const bool atIndex = !atEnd && *mark == '[';
-        unit = unit->at(nameUpTo(mark));
-        if (atEnd) break;
-        ++path;
-        if (!atIndex || unit == nullptr) continue;
-        const char* const close = std::find(path.begin(), path.end(), ']');
-        unsigned long index = 0;
-        if (close == path.end() || !parseNumber(nameUpTo(close), index)) return nullptr;
-        ++path;
-        unit = unit->childAt(index);
-    }
-    return const_cast<Unit*>(unit);
-}
-
 unsigned long Unit::numofChildren() const noexcept {
     const ListValue* const list = listValue();
     return list != nullptr ? list->size() : 0;
-}
-
-Unit* Unit::root() const noexcept {
-    auto* unit = const_cast<Unit*>(this);
-    while (unit->parent_ != nullptr)
-        unit = unit->parent_;
-    return unit;
-}
-
-String Unit::path() const {
-    if (parent_ == nullptr) return "/";
-    std::vector<const Unit*> way;
-    for (const Unit* unit = this; unit->parent_ != nullptr; unit = unit->parent_)
-        way.push_back(unit);
-    String text;
-    for (auto unit = way.rbegin(); unit != way.rend(); ++unit) {
-        text += '/';
-        text += (*unit)->key();
-    }
-    return text;
 }
 
 void Unit::name(istr text) {
@@ -294,7 +184,7 @@ ListValue* Unit::listAround() const noexcept {
     return std::find(list->begin(), list->end(), this) != list->end() ? list : nullptr;
 }
 
-// They are sorted by names, which must not change behind their back.
+// Siblings are sorted by name, so a name must not change while its unit is among them.
 Unit::Children::node_type Unit::leaveSiblings(Unit& holder) noexcept {
     Children* const siblings = holder.children_.get();
     if (siblings == nullptr || !foundByName()) return {};
@@ -316,7 +206,7 @@ void Unit::setValue(istr text) {
         present->assign(text);
         return;
     }
-    // Made before a list goes, of which the text may be a part.
+    // Copied before a list is destroyed, of which the text may be a part.
     text_.emplace(text, this);
     replaceValue(&*text_);
 }
@@ -347,40 +237,6 @@ void Unit::initValueAsList() {
     value(new (__FILE__, __LINE__, "qor::pml::ntv::Unit::initValueAsList") ListValue);
 }
 
-Unit& Unit::operator<<(istr text) {
-    setValue(text);
-    return *this;
-}
-
-Unit& Unit::operator<<(iwstr text) {
-    Bytes utf8Text;
-    wstringToUtf8(text, utf8Text);
-    String encoded;
-    Base64::encode(utf8Text, encoded, false);
-    setValue(encoded);
-    type("utf8");
-    return *this;
-}
-
-Unit& Unit::operator<<(const Bytes& bytes) {
-    String encoded;
-    Base64::encode(bytes, encoded, false);
-    setValue(encoded);
-    type("base64");
-    return *this;
-}
-
-Unit& Unit::operator<<(const Time& time) {
-    return *this << time.toFullDateTime();
-}
-
-Unit& Unit::operator<<(const Unit& other) {
-    Unit copy(other);
-    takeValueOf(copy);
-    type_.swap(copy.type_);
-    return *this;
-}
-
 Unit& Unit::operator+=(const Unit& other) {
     // By index and count: the other unit may be this one.
     const unsigned long count = other.numofChildren();
@@ -389,59 +245,6 @@ Unit& Unit::operator+=(const Unit& other) {
                                            Unit(*other.listValue()->at(i))));
     }
     return *this;
-}
-
-bool Unit::readBool(bool& target) const noexcept {
-    const istr text = getStringValue();
-    if (text == "true" || text == "false") {
-        target = text == "true";
-        return true;
-    }
-    long long number = 0;
-    if (!parseNumber(text, number)) return false;
-    target = number != 0;
-    return true;
-}
-
-bool Unit::operator>>(std::string& target) const {
-    const istr text = getStringValue();
-    if (text.empty()) return false;
-    target.assign(std::string_view(text));
-    return true;
-}
-
-bool Unit::operator>>(std::wstring& target) const {
-    const istr text = getStringValue();
-    if (text.empty()) return false;
-    if (type_ == "utf8") {
-        utf8ToWstring(Bytes(base64(text)), target);
-    } else {
-        ansiToWstring(text, target);
-    }
-    return true;
-}
-
-bool Unit::operator>>(Bytes& target) const {
-    const istr text = getStringValue();
-    if (text.empty()) return false;
-    Base64::decode(text, target);
-    return true;
-}
-
-bool Unit::operator>>(Time& target) const {
-    const istr text = getStringValue();
-    if (text.empty()) return false;
-    try {
-        target = Time::fromString(text);
-        return true;
-    } catch (const Exception&) {
-        return false;
-    }
-}
-
-bool Unit::operator>>(Unit& other) const {
-    other << *this;
-    return true;
 }
 
 bool Unit::getValue(StringValue*& target) const noexcept {
@@ -502,19 +305,15 @@ void* Unit::operator new(std::size_t size) {
 }
 
 void* Unit::operator new(std::size_t size, const char* file, unsigned line, const char* func) {
-    return newNode(size, file, line, func);
+    return newNode(size, func, file, line);
 }
 
 void Unit::operator delete(void* ptr) noexcept {
-    deleteNode(ptr, __FILE__, __LINE__, "qor::pml::ntv::Unit::~Unit");
+    deleteNode(ptr, "qor::pml::ntv::Unit::~Unit");
 }
 
 void Unit::operator delete(void* ptr, const char* file, unsigned line, const char* func) noexcept {
-    deleteNode(ptr, file, line, func);
-}
-
-String Unit::key() const {
-    return foundByName() ? name_ : indexKey(index_);
+    deleteNode(ptr, func, file, line);
 }
 
 bool Unit::ByName::operator()(const Unit* left, const Unit* right) const noexcept {
@@ -527,35 +326,6 @@ bool Unit::ByName::operator()(const Unit* left, istr right) const noexcept {
 
 bool Unit::ByName::operator()(istr left, const Unit* right) const noexcept {
     return left < istr(right->name_);
-}
-
-Unit* Unit::byIndexIn(const ListValue& list, unsigned long count, istr key) noexcept {
-    const unsigned long index = indexOfKey(key);
-    const bool is = index < count && !list.units_[index]->foundByName();
-    return is ? list.units_[index] : nullptr;
-}
-
-Unit* Unit::searchIn(const ListValue& list, unsigned long count, istr name) noexcept {
-    // The names of siblings often differ in their last character alone.
-    const std::size_t last = name.size() - 1;
-    for (unsigned long i = 0; i < count; ++i) {
-        Unit* const unit = list.units_[i];
-        const String& own = unit->name_;
-        if (own.size() - 1 == last && own[last] == name[last] && istr(own) == name &&
-            !unit->nameTaken_) {
-            return unit;
-        }
-    }
-    return nullptr;
-}
-
-Unit* Unit::findChild(istr name) const noexcept {
-    const ListValue* const list = listValue();
-    if (list == nullptr || name.empty()) return nullptr;
-    if (Unit* const unit = byIndexIn(*list, list->size(), name)) return unit;
-    if (children_ == nullptr) return searchIn(*list, list->size(), name);
-    const auto found = children_->find(name);
-    return found != children_->end() ? *found : nullptr;
 }
 
 std::unique_ptr<Unit::Children> Unit::initChildrenMap(const ValueBase* value) {
@@ -634,7 +404,7 @@ ListValue& Unit::makeList() {
         list->push_back(first.get());
         first.release()->takeValueOf(*this);
     } else {
-        // A scalar must not go for a child that then finds no room.
+        // A scalar must not be lost if there is no memory for the child.
         list->makeRoomForFirst();
     }
     replaceValue(list.release());
@@ -670,14 +440,6 @@ std::ostream& operator<<(std::ostream& os, const Unit& unit) {
 String& operator<<(String& out, const Unit& unit) {
     ntvToFormattedPml(unit, out, ShowPattern::ALL);
     return out;
-}
-
-Unit& operator<<(Unit& unit, const ShowMode& mode) {
-    return setToText(unit, mode);
-}
-
-Unit& operator<<(Unit& unit, const ShowPattern& pattern) {
-    return setToText(unit, pattern);
 }
 
 }  // namespace qor::pml::ntv

@@ -33,16 +33,16 @@ void* ValueBase::operator new(std::size_t size) {
 }
 
 void* ValueBase::operator new(std::size_t size, const char* file, unsigned line, const char* func) {
-    return newNode(size, file, line, func);
+    return newNode(size, func, file, line);
 }
 
 void ValueBase::operator delete(void* ptr) noexcept {
-    deleteNode(ptr, __FILE__, __LINE__, "qor::pml::ntv::ValueBase::~ValueBase");
+    deleteNode(ptr, "qor::pml::ntv::ValueBase::~ValueBase");
 }
 
 void ValueBase::operator delete(void* ptr, const char* file, unsigned line,
                                 const char* func) noexcept {
-    deleteNode(ptr, file, line, func);
+    deleteNode(ptr, func, file, line);
 }
 
 void BooleanValue::dump(std::ostream& os) const {

@@ -26,7 +26,7 @@ bool isBlank(Char c) noexcept {
     return CharIsSpace(c);
 }
 
-// Characters of which a token is made as they stand.
+// Characters that are a part of a token without further meaning.
 template <class Char>
 constexpr bool isPlain(Char c) noexcept {
     return c != '(' && c != ')' && c != ':' && c != '\'' && c != '"' && c != '^';
@@ -96,7 +96,7 @@ public:
         }
         return fail(std::ios_base::eofbit);
     }
-    // What was peeked at stands in the stream's buffer.
+    // The peeked character is in the stream's buffer.
     void skip() { stream_.rdbuf()->sbumpc(); }
     void takePlain(std::basic_string<Char>& token) {
         Char c;
@@ -117,8 +117,8 @@ private:
     bool readable_;
 };
 
-// Parses one unit. Units that are not complete yet stand on a stack of their own, and a unit joins
-// its parent when it is complete, so what a failure leaves behind in the tree is whole.
+// Parses one unit. Incomplete units are on a stack of their own, and a unit joins its parent when
+// it is complete, so all units in the tree are complete after a failure.
 template <class Char, class Source>
 class pmlParserBase {
 public:
@@ -155,7 +155,7 @@ private:
             if (!addLastTo(parent)) return nullptr;
             const State state = readName();
             if (state != PasingName) return begin(state);
-            // A name in front of the end is a child without a value.
+            // A name before the end is a child without a value.
             if (!token_.empty()) {
                 open_.push_back(newUnit());
                 if (!addLastTo(parent)) return nullptr;
@@ -194,7 +194,8 @@ private:
             return PasingName;
         }
         if (flag_ == ValueEnd) {
-            // Behind a name it stays, and closes the enclosing list too. That is meant.
+            // Deliberate (compatibility): after a name it is not consumed, and closes the enclosing
+            // list too.
             if (token_.empty()) source_.skip();
             return PasingName;
         }
@@ -225,9 +226,9 @@ private:
         return nullptr;
     }
 
-    // Reads a token up to what ends it, which is taken too, but for a ")". False when the source
-    // ends first; the token then is what was read. A quoted part begins and ends with the quote
-    // that opened it.
+    // Reads a token up to its delimiter, which is consumed too unless it is a ")". False if the
+    // source ends first; the token then has the text so far. A quoted part ends with the quote that
+    // opened it.
     bool readToken() {
         token_.clear();
         flag_ = None;

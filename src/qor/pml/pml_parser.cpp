@@ -48,7 +48,7 @@ bool fromPointer(ntv::Unit& unit, const Char*& text, Content content) {
     return falseWithoutMemory([&] { return fromText(unit, text, text + StrLen(text), content); });
 }
 
-// Short text may stand inside the unit itself, where the parser writes.
+// Short text may be inside the unit itself, where the parser writes.
 bool isPartOf(istr text, istr own) noexcept {
     const std::less<const char*> less;
     return !less(text.data(), own.data()) && !less(own.end(), text.data());

@@ -84,7 +84,7 @@ bool stream::isEmptyChild(istr name) const {
 }
 
 void stream::enter(istr type, istr name, istr, istr) {
-    // What is read belongs to somebody else.
+    // The unit belongs to another stream.
     if (isInputStream() && target_ != &unit_) return;
     if (unit().name().empty()) unit().name(name);
     if (unit().type().empty()) unit().type(type);

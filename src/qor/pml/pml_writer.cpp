@@ -98,7 +98,8 @@ private:
             sink_.put('\n');
             indent(list.childLevel);
         }
-        // The child's own step adds its indents once more, in the MIXED layout too. That is meant.
+        // Deliberate (compatibility): the child's own step adds its indents once more, also in the
+        // MIXED layout.
         begin(child, list.childLevel, list.mode);
     }
 
@@ -108,8 +109,8 @@ private:
         sink_.put(')');
     }
 
-    // As Unit::childWasSingle. On the way down a chain that ends in several children each unit asks
-    // again, and the end that the first one found answers.
+    // As Unit::childWasSingle. Each unit of a chain calls it; the end of the chain that the first
+    // call found answers the later ones.
     bool isChain(const Unit& unit) noexcept {
         if (branch_ == nullptr) {
             const Unit& end = unit.chainEnd();
@@ -194,7 +195,7 @@ bool ntvToPml(const Unit& unit, String& target, ShowMode mode, ShowPattern patte
 }
 
 bool ntvToPml(const Unit& unit, const File& target, ShowMode mode, ShowPattern pattern) {
-    // Once the file is open, and so empty, nothing asks for memory.
+    // After the file is opened, and so emptied, nothing allocates.
     String text;
     if (!ntvToPml(unit, text, mode, pattern)) return false;
     char buffer[512];

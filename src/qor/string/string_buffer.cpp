@@ -90,8 +90,8 @@ StringBuffer& StringBuffer::appendSlowly(const char* bytes, unsigned long n) {
     return *this;
 }
 
-// Moves the first `kept` bytes into a block with room for `more` behind them, and appends that many
-// if they are given. The old storage lives until the end: they may be a part of it.
+// Moves the first `kept` bytes into a block with room for `more` bytes after them, and appends
+// `added`, if it is not null. The old storage is released last, since `added` may be a part of it.
 void StringBuffer::grow(ulong32 kept, unsigned long more, const char* added) {
     if (more > kLargestCapacity - kept) throw std::bad_alloc();
     const unsigned long wanted = kept + more;

@@ -9,7 +9,7 @@ namespace {
 
 constexpr char kBlank = ' ';
 
-// How much of the text fits into so many places.
+// The number of the text's bytes that fit into `places`.
 ulong32 fitting(const istr& text, unsigned long places) noexcept {
     return text.empty() ? 0 : static_cast<ulong32>(std::min(text.size(), places));
 }

@@ -9,7 +9,7 @@ namespace qor {
 
 namespace {
 
-// istr::trimLeft looks at the byte behind the view, which is a separator here.
+// istr::trimLeft reads the byte after the view, which is a separator here.
 istr trimmedLeft(istr text) noexcept {
     while (!text.empty() && CharIsSpace(*text))
         ++text;

@@ -66,7 +66,7 @@ bool TcpAcceptor::open() {
     return true;
 }
 
-// Whether the acceptor still lives is looked at last: a client that comes after the end is let go.
+// living() is tested last: a client that arrives after the end is dropped.
 bool TcpAcceptor::accept() {
     constexpr const char* func = "qor::TcpAcceptor::accept";
     while (!starting_.empty() && starting_.front()->born())
@@ -122,15 +122,15 @@ void TcpAcceptor::start(const Handle<TcpServerImpl>& connection) {
     try {
         connection->start(tcp::kStackBytes);
     } catch (const std::exception&) {
-        // No thread was to be had, which the log tells as the throw did.
+        // The system had no thread; the throw was logged.
         starting_.pop_back();
         fail(connection);
     }
 }
 
-// A client may have come and gone by now, which is no failure: the thread tells of its end. One
-// that did not open, or that was stopped before it started, is waited for, since nobody else may
-// know it.
+// A client may have disconnected already, which is no failure: its thread reports its end. A
+// connection that did not open, or that was stopped before it started, is joined here, since no
+// other object may refer to it.
 void TcpAcceptor::settleOldest() {
     const Handle<TcpServerImpl> connection = starting_.front();
     starting_.erase(starting_.begin());
@@ -177,8 +177,8 @@ std::vector<Handle<TcpServerImpl>> TcpAcceptor::snapshot() const {
     });
 }
 
-// The one of the next number, null behind the last.
-Handle<TcpServerImpl> TcpAcceptor::behind(ACE_HANDLE handle) const {
+// The connection with the next descriptor, null after the last one.
+Handle<TcpServerImpl> TcpAcceptor::nextAfter(ACE_HANDLE handle) const {
     return connections_.access([&](const Connections::Values& connections) {
         const auto next = connections.upper_bound(handle);
         return next != connections.end() ? next->second : Handle<TcpServerImpl>();
@@ -190,7 +190,7 @@ TcpServerImpl* TcpAcceptor::ownConnection() const {
     return current != nullptr && current->belongsTo(*this) ? current : nullptr;
 }
 
-// Behind the end the maps keep it for close, which waits for each thread.
+// After the end the maps keep it for close, which waits for each thread.
 void TcpAcceptor::onThreadExit(Thread* thread) {
     if (living()) closeServer(dynamic_cast<TcpServerImpl*>(thread));
 }
@@ -238,19 +238,19 @@ void TcpAcceptor::endAll() {
     arrivals_.end();
     localPort_ = 0;
     Handle<TcpServerImpl> connection;
-    for (ACE_HANDLE last = ACE_INVALID_HANDLE; (connection = behind(last));
+    for (ACE_HANDLE last = ACE_INVALID_HANDLE; (connection = nextAfter(last));
          last = connection->getHandle()) {
         connection->end();
     }
 }
 
-// All are ended before the first is waited for, so that callbacks under way end side by side.
-// Nothing here needs memory: whoever stays in the maps would outlive the acceptor. A client that is
-// accepted meanwhile may be passed over; the acceptor's own thread, which comes last, finds it.
+// All are ended before the first is joined, so that running callbacks end in parallel. Nothing here
+// needs memory: whoever stays in the maps would outlive the acceptor. A client that is accepted
+// meanwhile may be passed over; the acceptor's own thread, which comes last, finds it.
 void TcpAcceptor::close() {
     endAll();
     Handle<TcpServerImpl> connection;
-    for (ACE_HANDLE last = ACE_INVALID_HANDLE; (connection = behind(last));
+    for (ACE_HANDLE last = ACE_INVALID_HANDLE; (connection = nextAfter(last));
          last = connection->getHandle()) {
         net_log::info("qor::TcpAcceptor::close",
                       [&] { return own_log::text("stopping ", istr(connection->fullname())); });

@@ -11,7 +11,7 @@
 #include "qor/mt/thread.h"
 #include "qor/tcp/tcp_impl_base.h"
 #include "tcp/tcp_arrivals.h"
-#include "tcp/tcp_server_impl.h"
+#include "tcp/tcp_server_connection.h"
 #include "tcp/tcp_socket.h"
 
 namespace qor {
@@ -19,9 +19,9 @@ namespace qor {
 // A listener, its thread, and the connections of its clients. Other threads accept; this one
 // starts the connections in the order in which TcpArrivals gives them.
 //
-// A connection leaves the maps as the last thing that its thread does here, or by the hand of who
-// has waited for that thread. So the acceptor, whose own thread waits for all that the maps hold,
-// outlives the threads of its connections.
+// A connection is removed from the maps by its thread's last step here, or by a thread that has
+// joined it. So the acceptor, whose own thread waits for all connections in the maps, outlives
+// their threads.
 class TcpAcceptor : public SimpleThread, public ThreadOwner {
 public:
     TcpAcceptor(const TcpAddr& address, const String& name, Handle<TcpCallback> callback,
@@ -55,18 +55,18 @@ private:
     void close();
     void closeServer(const Handle<TcpServerImpl>& connection);
     void forget(const TcpServerImpl& connection);
-    // The one whose thread calls, null for other threads.
+    // The connection of the calling thread, null for other threads.
     TcpServerImpl* ownConnection() const;
     Handle<TcpServerImpl> find(const TcpAddr& peer) const;
     std::vector<Handle<TcpServerImpl>> snapshot() const;
-    Handle<TcpServerImpl> behind(ACE_HANDLE handle) const;
+    Handle<TcpServerImpl> nextAfter(ACE_HANDLE handle) const;
 
     ACE_INET_Addr local_;
     std::atomic<unsigned short> localPort_{0};
     Handle<TcpCallback> callback_;
     const int socketBufferSize_;
     ACE_SOCK_Acceptor acceptor_;  // opened and closed by the own thread alone
-    tcp::TcpSocket listener_;     // the same socket, for those who end it
+    tcp::TcpSocket listener_;     // the same socket, to end it from other threads
     TcpArrivals arrivals_;
     std::vector<Handle<TcpServerImpl>> starting_;  // of the own thread, the oldest first
     // Never locked both at once, nor around a call.

@@ -15,8 +15,8 @@ namespace tcp {
 // The dotted address and the port. Raises std::bad_alloc.
 TcpAddr toTcpAddr(const ACE_INET_Addr& address);
 
-// Of a host that is not known, that of no host: ACE_INET_Addr(). A host with addresses of both
-// families is taken by its IPv4 address, since that is what servers listen on.
+// ACE_INET_Addr() for an unknown host. A host with addresses of both families gives its IPv4
+// address, since servers listen on IPv4.
 ACE_INET_Addr toInetAddr(const TcpAddr& address);
 
 }  // namespace tcp

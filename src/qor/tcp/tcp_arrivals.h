@@ -15,7 +15,7 @@
 
 namespace qor {
 
-// A client that was accepted, with its socket until somebody takes that over; or why none was.
+// An accepted client, which owns its socket until it is taken; or the error of a failed accept.
 class Arrival {
 public:
     enum Kind { Client, AcceptFailed, WaitFailed };

@@ -30,8 +30,8 @@ bool logReceive(own_log::Place at, int error, istr label, const ACE_INET_Addr& p
     return false;
 }
 
-// Nothing more comes. Where the socket was ended here, that is a failure to read; it is the peer
-// who ends a stream. Without a peer the connection has failed, and a send was told why.
+// The end of the stream. If this side ended the socket, it is logged as a failed read, otherwise as
+// the peer's end. Without a peer the connection has failed, and a send has logged the reason.
 bool logEnd(tcp::TcpSocket& socket, istr label) {
     if (!socket.isOpen()) return logReceive(kReceive, ECONNABORTED, label, socket.peer());
     if (const int error = platform::checkPeer(socket.stream().get_handle()))
@@ -44,8 +44,8 @@ bool logEnd(tcp::TcpSocket& socket, istr label) {
 
 }  // namespace
 
-// Header and payload go out in one call, from where they are: a frame that several calls write
-// could be parted by another thread's.
+// Header and payload are sent in one system call without a copy: with several calls another
+// thread's frame could come between them.
 bool TcpChannel::sendBuf(const istr& payload, int timeoutSeconds) {
     constexpr const char* func = "qor::TcpChannel::sendBuf";
     const unsigned long size = payload.empty() ? 0 : payload.size();
@@ -83,7 +83,7 @@ bool TcpChannel::sendBuf(const istr& payload, int timeoutSeconds) {
 bool TcpChannel::recvBuf(Bytes& payload) {
     constexpr const char* func = "qor::TcpChannel::recvBuf";
     const ACE_INET_Addr& peer = socket().peer();
-    // What has arrived may be read behind the end too, and a peer could go on sending.
+    // Data can still be read after the socket was ended, and the peer could continue to send.
     if (!socket().isOpen()) return logEnd(socket(), "len");
     Header header = 0;
     std::size_t length = sizeof header;

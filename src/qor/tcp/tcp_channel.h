@@ -8,11 +8,11 @@
 
 namespace qor {
 
-// Carries frames over the socket of whoever derives from it: a length in 4 bytes, most significant
-// first, and so many bytes. It has no state, no lock, and raises nothing; a failure is false and
+// Carries frames over the socket of a derived class: a length in 4 bytes, most significant first,
+// and then that many bytes. It has no state and no lock, and raises nothing; a failure is false and
 // one line of the log.
 //
-// One thread receives; any may send beside it, and see to the order themselves.
+// One thread receives; any thread may send at the same time, and callers serialise their sends.
 class TcpChannel {
 public:
     // Writes a whole frame; a negative timeout is none, else it is the seconds for the frame. Where

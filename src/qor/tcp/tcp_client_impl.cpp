@@ -40,7 +40,7 @@ bool TcpClientImpl::onBirth() {
     socket_.open(connected.get_handle(), remote_);
     socket_.setUp(socketBufferSize_);
     logConnected();
-    // Who closes while this connects is told nothing: its open is false.
+    // If it is closed while it connects, onClosed is not called: open is false.
     if (living()) receiver_.begin(tcp::toTcpAddr(remote_));
     return true;
 }
@@ -60,7 +60,7 @@ bool TcpClientImpl::connect(ACE_SOCK_Stream& connected) {
         return true;
     int error = errno;
     if (error == EWOULDBLOCK) {
-        // Without time, what stands by now is taken.
+        // Without a timeout, only a connection that is ready by now succeeds.
         platform::waitWritable(connected.get_handle(), end);
         if (connector.complete(connected, nullptr, &atOnce) == 0) return true;
         error = errno == EWOULDBLOCK ? ETIME : errno;
@@ -90,7 +90,7 @@ bool TcpClientImpl::onLoop() {
     return false;
 }
 
-// The end is told here if the thread was stopped while it did not read.
+// Reports the end if the thread was stopped while it did not read.
 void TcpClientImpl::onDeath() {
     receiver_.end(socket_);
     socket_.close();
@@ -128,7 +128,7 @@ void ClientImpl::close() {
     const Handle<TcpClientImpl> closing = connection();
     if (!closing) return;
     closing->stop();
-    // Its callback closes, and was not waited for: the next one who closes waits.
+    // Called by its own callback, which cannot wait for its thread: the next close waits.
     if (SimpleThread::current().thread_ == closing.get()) return;
     Handle<TcpClientImpl> none;
     const Guard guard(mutex_);

@@ -22,7 +22,7 @@ public:
 
     // As sendBuf, for any thread.
     bool send(const istr& payload, int timeoutSeconds);
-    // 0 until the connection stands.
+    // 0 until it is connected.
     unsigned short getLocalPort() const noexcept { return localPort_; }
 
 protected:

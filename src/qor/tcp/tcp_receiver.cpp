@@ -11,14 +11,14 @@ constexpr unsigned long kKeptRoom = 1UL << 20;
 
 // False if the call raised.
 template <class Call>
-bool told(own_log::Place at, Call call) {
+bool callGuarded(own_log::Place at, Call call) {
     return own_log::guarded(own_log::network, at, false, [&] { return call(), true; });
 }
 
 }  // namespace
 
 bool TcpReceiver::recv(TcpChannel& channel, TcpSocket& socket) {
-    const bool going = channel.recvBuf(frame_) && told("qor::TcpCallback::onReceive", [&] {
+    const bool going = channel.recvBuf(frame_) && callGuarded("qor::TcpCallback::onReceive", [&] {
                            if (callback_) callback_->onReceive(peer_, frame_);
                        });
     if (frame_.max_size() > kKeptRoom) frame_.clear();
@@ -29,7 +29,7 @@ bool TcpReceiver::recv(TcpChannel& channel, TcpSocket& socket) {
 void TcpReceiver::end(TcpSocket& socket) {
     socket.end();
     if (standing_ && callback_) {
-        told("qor::TcpCallback::onClosed", [&] { callback_->onClosed(peer_); });
+        callGuarded("qor::TcpCallback::onClosed", [&] { callback_->onClosed(peer_); });
     }
     standing_ = false;
     callback_.reset();

@@ -14,19 +14,19 @@ namespace qor::tcp {
 // here.
 class TcpReceiver : noncopyable {
 public:
-    // A null callback is told nothing; the peer is known when the connection is.
+    // The callback may be null. The peer is set by begin.
     explicit TcpReceiver(Handle<TcpCallback> callback) noexcept : callback_(std::move(callback)) {}
 
-    // The connection stands.
+    // Call it when the connection is made.
     void begin(TcpAddr peer) {
         peer_ = std::move(peer);
         standing_ = true;
     }
-    // Reads one frame and tells it. False if there is none, or if it could not be told: the end has
-    // come then.
+    // Reads one frame and passes it to the callback. False, after end, if there is none or the
+    // callback raised.
     bool recv(TcpChannel& channel, TcpSocket& socket);
-    // Ends the socket, so that who is told can send no more, and tells it, once. The callback is
-    // let go then: it may own the client, which is the one that has this connection.
+    // Ends the socket, so that the callback can send no more, and calls onClosed, once. Then
+    // releases the callback: it may own the client that owns this connection.
     void end(TcpSocket& socket);
 
 private:

@@ -11,15 +11,15 @@
 namespace qor::tcp {
 
 // The socket of a connection, which one thread reads and closes while others write to it and may
-// end it. The descriptor is given back when it is closed and nobody uses it any more: the system
-// hands the number to the next connection at once, and nobody may write to that one by mistake.
+// end it. The descriptor is closed only when no thread uses it any more: the system reuses the
+// number at once, and a late write would reach another connection.
 class TcpSocket : noncopyable {
 public:
     TcpSocket() = default;
     ~TcpSocket() { close(); }
 
-    // Takes the descriptor over, and knows its other end; once in a life, on its own thread or
-    // before that starts.
+    // Takes the descriptor over, with the address of its peer. Call it once, on the reading thread
+    // or before that starts.
     void open(ACE_HANDLE handle, const ACE_INET_Addr& peer);
     // Both buffers get that many bytes, as far as the system does so.
     void setUp(int bufferSize);
@@ -29,7 +29,7 @@ public:
     ACE_SOCK_Stream& stream() noexcept { return stream_; }
     const ACE_INET_Addr& peer() const noexcept { return peer_; }
 
-    // Lets no new use begin, makes those under way fail, and wakes the reader.
+    // Refuses new uses, makes running ones fail, and wakes the reader.
     void end() noexcept;
     // The own thread's farewell: ends, and gives the descriptor back.
     void close() noexcept;
@@ -56,7 +56,7 @@ private:
 
     std::atomic<unsigned> state_{kEnded};
     bool owned_ = false;      // its own thread has not closed it
-    ACE_SOCK_Stream stream_;  // changes only while nobody uses it
+    ACE_SOCK_Stream stream_;  // changes only while no thread uses it
     ACE_INET_Addr peer_;
 };
 

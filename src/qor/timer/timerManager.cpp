@@ -128,6 +128,11 @@ unsigned long TimerManager::numofTimers() const {
     return m_timerQueue ? m_timerQueue->numofBusy() : 0;
 }
 
+// A release holds the monitor, and a thread that has it already enters at once.
+void TimerManager::waitForReleases() const {
+    const TimerMonitor::Access access(monitor_);
+}
+
 void TimerManager::onThreadExit(Thread* thread) {
     const Guard guard(mutex_);
     if (m_timeoutThread.get() == thread)
@@ -168,7 +173,7 @@ void TimerManager::onStop() {
     monitor_.wake();
 }
 
-// Any address may be prefetched: the id may be wrong, and the slots may be gone.
+// Any address may be prefetched: the id may be invalid, and the slots may be freed.
 void TimerManager::prefetch(const TimerId& id) const noexcept {
     const std::uintptr_t slot =
         m_slots.load(std::memory_order_relaxed) + id.index() * sizeof(TimerSlot);
@@ -181,8 +186,8 @@ Handle<TimerQueue> TimerManager::queue() const {
     return m_timerQueue;
 }
 
-// Another thread may have started the service again: a tick of the old queue that is under way
-// fires nothing more, and is waited for.
+// Another thread may have started the service again: a running tick of the old queue fires nothing
+// more, and is waited for.
 void TimerManager::replaceQueue(Handle<TimerQueue> queue) {
     const bool waits = !isCalledBack();
     const TimerMonitor::Access access(monitor_);
@@ -191,7 +196,8 @@ void TimerManager::replaceQueue(Handle<TimerQueue> queue) {
         monitor_.wait();
 }
 
-// With the monitor held. The ids go on, so that one of an earlier queue names no timer of this one.
+// With the monitor held. The generations continue, so that an id of an earlier queue names no timer
+// of this one.
 void TimerManager::exchangeQueue(Handle<TimerQueue>& queue) {
     if (m_timerQueue) {
         m_timerQueue->abandon();

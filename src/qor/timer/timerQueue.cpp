@@ -30,22 +30,22 @@ ulong32 configuredNumber() {
     return std::max(number, kLeastByDefault);
 }
 
-// A callback may ask for the longest of intervals.
-Time later(const Time& time, const Time& interval) noexcept {
+// A callback may set the longest interval: the sum is at most Time::forever().
+Time saturatedSum(const Time& time, const Time& interval) noexcept {
     return interval < Time::forever() - time ? time + interval : Time::forever();
 }
 
-// How many slots a queue has that is told a number.
+// The number of slots of a queue that is given this number, 0 for none.
 ulong32 slotsFor(unsigned long numberOfTimers) {
-    const auto told = static_cast<ulong32>(numberOfTimers);
-    const ulong32 wanted = told != 0 ? told : configuredNumber();
+    const auto given = static_cast<ulong32>(numberOfTimers);
+    const ulong32 wanted = given != 0 ? given : configuredNumber();
     const ulong32 slots = std::min(wanted, TimerQueue::kMostTimers);
     if (slots != wanted) {
         own_log::error("qor::TimerQueue::TimerQueue", [&] {
             return own_log::text(wanted, " timers are too many, cut to ", slots);
         });
     }
-    if (told != 0) mostTimers() = slots;
+    if (given != 0) mostTimers() = slots;
     return slots;
 }
 
@@ -133,7 +133,7 @@ dumper& TimeoutBlock::dump(dumper& d) const {
 
 // TimerMonitor
 
-// Gives the mutex up for a wait. Whoever wakes has the mutex, so nobody is woken too early.
+// Releases the mutex for a wait. A thread that wakes others holds the mutex, so no wake-up is lost.
 class TimerMonitor::Waiting : noncopyable {
 public:
     explicit Waiting(const TimerMonitor& monitor) : monitor_(monitor) {
@@ -170,7 +170,7 @@ bool TimerMonitor::isHeldHere() const noexcept {
 
 // TimerQueue
 
-// Marks a tick, and tells those that wait for the last one.
+// Marks a tick, and wakes the threads that wait for its end.
 class TimerQueue::Ticking : noncopyable {
 public:
     explicit Ticking(TimerQueue& queue) : queue_(queue) { queue.ticking_ = true; }
@@ -315,7 +315,7 @@ void TimerQueue::arm(TimerBlock& block, const Time& interval, ulong32 times) noe
     block.m_unTimes = times;
     block.m_nInterval = interval;
     block.m_status = TimerBlock::BUSY;
-    put(block, later(m_currTime, interval));
+    put(block, saturatedSum(m_currTime, interval));
 }
 
 void TimerQueue::put(TimerBlock& block, const Time& expired) noexcept {
@@ -333,7 +333,7 @@ inline void TimerQueue::freeBusy(ulong32 position) noexcept {
     std::swap(freed, last);
 }
 
-// The object may go in its callback.
+// The object may be deleted in its callback.
 void TimerQueue::release(TimerBlock& block) {
     block.releasing_ = true;
     {
@@ -441,7 +441,7 @@ void TimerQueue::afterFiring(TimerBlock& block, const OnTimerResult& result, con
         return release(block);
     }
     own_log::debug(tag, func, [&] { return "more times " + block.text(); });
-    put(block, later(now, block.m_nInterval));
+    put(block, saturatedSum(now, block.m_nInterval));
 }
 
 dumper& TimerQueue::dump(dumper& d) const {

@@ -90,7 +90,7 @@ unsigned long long BinaryInStream::readNumber(unsigned width) {
     if (los != 1) invalid("los", los);
     char size = 0;
     readRaw(size);
-    // Also a number that has no data behind its size.
+    // A size without data gives 0 too.
     if (eof() || size == 0) return 0;
     const int expected = static_cast<signed char>(size);
     if (expected < 1 || expected > 8) invalid("size", expected);

@@ -6,7 +6,7 @@ namespace qor {
 
 BinaryOutStream& BinaryOutStream::write(const std::string& text) {
     // Text in UTF-8 needs no copy in between.
-    if (simple_value::textIsUtf8()) return write(istr(text));
+    if (wire::textIsUtf8()) return write(istr(text));
     return write(toUtf8(ansi(text)));
 }
 

@@ -59,7 +59,8 @@ void AES::decrypt(istr data, Bytes& out) const {
     const util::ByteSpan source = util::bytesOf(data);
     const std::size_t size = source.size();
     if (size % util::aesBlockSize != 0) {
-        // What it held stays. What it gains shows nobody's old memory.
+        // The present content is kept. The added bytes are set to zero, so that no old memory is
+        // shown.
         const std::size_t old = out.size();
         out.resize(size);
         if (size > old) MemSet(out.data() + old, 0, size - old);

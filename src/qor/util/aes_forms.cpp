@@ -12,9 +12,9 @@ namespace aes_portable {
 
 namespace {
 
-// The bytes of up to four blocks, cut into planes: plane i has bit i of each byte. All bytes are
-// then computed at once, with no table that is looked up by secret values. Byte (row, column) of a
-// block has place 16 * row + 4 * column + block in each plane.
+// The bytes of up to four blocks, bit-sliced: plane i has bit i of each byte. All bytes are
+// computed at once, without table look-ups by secret values. Byte (row, column) of a block has
+// place 16 * row + 4 * column + block in each plane.
 using Plane = std::uint64_t;
 using Planes = std::array<Plane, 8>;
 constexpr std::size_t together = 4;
@@ -40,7 +40,7 @@ void transpose(Planes& words) noexcept {
     swapBits<4>(words, 0x0F0F0F0F0F0F0F0F);
 }
 
-// Four bytes, with a byte of zeros behind each.
+// Four bytes, with a zero byte after each.
 Plane spread(const unsigned char* bytes) noexcept {
     Plane x = 0;
     for (unsigned i = 0; i < 4; ++i)
@@ -123,7 +123,8 @@ void undoAffine(Planes& s) noexcept {
     s[2] = ~s[2];
 }
 
-// The S-box inverts and then goes through the affine map; this way round the two leave inversion.
+// The S-box is the inversion followed by the affine map; undoing the map first leaves the
+// inversion.
 void substituteBack(Planes& s) noexcept {
     undoAffine(s);
     substitute(s);
@@ -142,8 +143,9 @@ Plane rotateRows(Plane x) noexcept {
 template <bool back>
 void shiftRows(Planes& s) noexcept {
     constexpr Plane evenRows = 0x0000FFFF0000FFFF, upperHalf = 0x00000000FFFFFFFF;
+    constexpr unsigned oneColumn = back ? 12 : 4;
     for (Plane& x : s) {
-        x = (x & evenRows) | (rotateRows < back ? 12 : 4 > (x) & ~evenRows);
+        x = (x & evenRows) | (rotateRows<oneColumn>(x) & ~evenRows);
         x = (x & upperHalf) | (rotateRows<8>(x) & ~upperHalf);
     }
 }
@@ -213,7 +215,7 @@ void makePlanes(const AesRoundKeys& keys, PlanesOfKeys& planes) noexcept {
     }
 }
 
-// The first four bytes of a key go through the S-box.
+// Applies the S-box to the first four bytes of a key.
 void substituteWord(unsigned char* word) noexcept {
     Secret<Planes> planes;
     planes.value[0] = spread(word);
@@ -241,7 +243,7 @@ void expandKey(const unsigned char* key, std::size_t size, AesRoundKeys& encrypt
             std::rotate(w.begin(), w.begin() + 1, w.end());
             substituteWord(w.data());
             w[0] = static_cast<unsigned char>(w[0] ^ constant);
-            // In the field of the cipher; beyond 0x80 only shorter keys go.
+            // Doubling in the field of the cipher; values beyond 0x80 occur for shorter keys only.
             constant = constant << 1 ^ (constant >> 7) * 0x11B;
         } else if (size == 32 && i % size == aesBlockSize) {
             substituteWord(w.data());
@@ -317,7 +319,7 @@ constexpr AesForm allForms[] = {
     {"portable", aes_portable::encrypt, aes_portable::decrypt},
 };
 
-// A machine that can run one form can run those behind it.
+// A machine that can run one form can run all later ones.
 std::size_t firstForm() noexcept {
 #if defined(__x86_64__)
     if (aes_vector::runsHere()) return 0;
@@ -337,12 +339,10 @@ void Rijndael::set(const unsigned char* key, std::size_t size, const unsigned ch
     State& state = state_.value;
     aes_portable::expandKey(key, size, state.encryption, state.decryption);
     std::copy_n(iv, aesBlockSize, state.iv);
-    state.hasKey = true;
 }
 
 void Rijndael::encrypt(const unsigned char* in, std::size_t n, unsigned char* out) const noexcept {
     const State& state = state_.value;
-    if (!state.hasKey || in == nullptr || out == nullptr) return;
     const std::size_t blocks = n / aesBlockSize, whole = blocks * aesBlockSize;
     if (blocks != 0) form_.encrypt(state.encryption, state.iv, in, blocks, out);
     if (n == whole) return;
@@ -354,9 +354,7 @@ void Rijndael::encrypt(const unsigned char* in, std::size_t n, unsigned char* ou
 
 void Rijndael::decrypt(const unsigned char* in, std::size_t n, unsigned char* out) const noexcept {
     const State& state = state_.value;
-    if (!state.hasKey || in == nullptr || out == nullptr) return;
-    if (n == 0 || n % aesBlockSize != 0) return;
-    form_.decrypt(state.decryption, state.iv, in, n / aesBlockSize, out);
+    if (n != 0) form_.decrypt(state.decryption, state.iv, in, n / aesBlockSize, out);
 }
 
 }  // namespace qor::util

@@ -18,9 +18,9 @@ struct AesRoundKeys {
     alignas(aesBlockSize) unsigned char bytes[(aesMostRounds + 1) * aesBlockSize];
 };
 
-// One way to run the cipher in CBC mode over some blocks, at least one. Input and output do not
-// overlap, and neither reads nor writes depend on what is converted. All ways agree in every
-// result.
+// One implementation of the cipher in CBC mode, over one block or more. Input and output do not
+// overlap. Memory accesses do not depend on the data or the key. All implementations give the same
+// results.
 struct AesForm {
     using Convert = void(const AesRoundKeys& keys, const unsigned char* iv, const unsigned char* in,
                          std::size_t blocks, unsigned char* out) noexcept;
@@ -57,18 +57,16 @@ class Rijndael {
 public:
     explicit Rijndael(const AesForm& form = aesForms().front()) noexcept : form_(form) {}
 
-    // A key of 16 or 32 bytes, and a vector of a block.
+    // A key of 16 or 32 bytes, and a vector of a block: called before the other two.
     void set(const unsigned char* key, std::size_t size, const unsigned char* iv) noexcept;
 
-    // `out` has room for the n bytes in whole blocks, and no part of the input. Without a key or
-    // input nothing is written.
+    // `out` has room for the n bytes in whole blocks, and no part of the input.
     void encrypt(const unsigned char* in, std::size_t n, unsigned char* out) const noexcept;
-    // Nor is it if n is no multiple of the block size.
+    // The same, with n a multiple of the block size.
     void decrypt(const unsigned char* in, std::size_t n, unsigned char* out) const noexcept;
 
 private:
     struct State {
-        bool hasKey;
         AesRoundKeys encryption, decryption;
         unsigned char iv[aesBlockSize];
     };

@@ -178,7 +178,7 @@ bool runsHere() noexcept {
 
 void decrypt(const AesRoundKeys& keys, const unsigned char* iv, const unsigned char* in,
              std::size_t blocks, unsigned char* out) noexcept {
-    // The first block's predecessor stands elsewhere, and few blocks fill no register.
+    // The first block's predecessor is the vector, and a few blocks do not fill a register.
     const std::size_t first = blocks > lanes ? 1 : blocks;
     aes_ni::decrypt(keys, iv, in, first, out);
     if (first == blocks) return;

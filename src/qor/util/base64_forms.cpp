@@ -15,8 +15,8 @@ constexpr std::size_t lineSize = 76;
 constexpr std::string_view lineEnd = "\r\n";
 constexpr std::size_t bytesOfLine = lineSize / 4 * 3;
 
-// A container that fills what it grows by grows in steps that stay in the nearest cache until they
-// are written over.
+// A container that fills added elements grows in steps of this size, which are still in the first
+// cache when they are overwritten.
 constexpr std::size_t growth = 8192;
 
 template <class Out>
@@ -37,7 +37,7 @@ constexpr unsigned long long textSize(unsigned long long bytes) noexcept {
     return bytes / 3 * 4 + (bytes % 3 != 0 ? 4 : 0);
 }
 
-// The most that so many characters give.
+// The most bytes that this number of characters gives.
 constexpr std::size_t bytesSize(std::size_t characters) noexcept {
     return characters / 4 * 3 + (characters % 4 != 0 ? 3 : 0);
 }
@@ -76,7 +76,7 @@ private:
     std::size_t writeGroup(unsigned char* out) noexcept;
 
     const Base64Form& form_;
-    // The values of a group under way.
+    // The values of an incomplete group.
     unsigned char group_[4];
     unsigned size_ = 0;
 };
@@ -146,7 +146,7 @@ constexpr Base64Form allForms[] = {
     {"portable", base64_portable::encode, base64_portable::decode},
 };
 
-// A machine that can run one form can run those behind it.
+// A machine that can run one form can run all later ones.
 std::size_t firstForm() noexcept {
 #if defined(__x86_64__)
     if (base64_avx512::runsHere()) return 0;

@@ -29,7 +29,7 @@ constexpr unsigned char base64Value(char c) noexcept {
     return base64Values[static_cast<unsigned char>(c)];
 }
 
-// One way to convert what needs no care. All ways agree in every result.
+// One implementation of the conversion of regular text. All implementations give the same results.
 struct Base64Form {
     const char* name;
     // Writes 4 characters for each 3 bytes. A short last group is filled with zeros.

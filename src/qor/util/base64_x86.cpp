@@ -29,10 +29,10 @@ namespace qor::util {
 
 namespace {
 
-// Of two neighbours, the one in front counts more by 6 bits, or 12.
+// Of two neighbours, the first counts more by 6 bits, or 12.
 constexpr int joinCharacters = 0x01400140, joinPairs = 0x00011000;
 
-// The size of the whole groups in front of the first of some foreign characters.
+// The size of the complete groups before the first foreign character.
 std::size_t wholeGroups(std::uint64_t foreign) noexcept {
     return static_cast<std::size_t>(std::countr_zero(foreign)) & ~std::size_t{3};
 }
@@ -92,7 +92,8 @@ bool runsHere() noexcept {
 }
 
 QOR_AVX2 void encode(const unsigned char* in, std::size_t n, char* out) noexcept {
-    // So many bytes more are read than converted: behind the first ones, before all others.
+    // The number of bytes that are read and not converted: after the first bytes, and before all
+    // others.
     constexpr std::size_t surplus = 16 - bytes / 2;
     const std::size_t whole = n - n % 3;
     if (whole < bytes + surplus) return base64_portable::encode(in, n, out);
@@ -145,8 +146,8 @@ QOR_AVX2 inline Decoded decode(const char* in) {
                          _mm256_shuffle_epi8(twice(load16(foreignByLower.data())), lower)),
         _mm256_setzero_si256());
 
-    // What takes a character to its value goes by its upper half, but for "/": it has the place
-    // before that of "+".
+    // The distance from a character to its value depends on the upper half of the character, except
+    // for "/", whose distance is at the place before that of "+".
     const __m256i distances = twice(_mm_setr_epi8(0, 63 - '/', 62 - '+', 52 - '0', -'A', -'A',
                                                   26 - 'a', 26 - 'a', 0, 0, 0, 0, 0, 0, 0, 0));
     const __m256i slash = _mm256_cmpeq_epi8(text, _mm256_set1_epi8('/'));
@@ -180,7 +181,7 @@ QOR_AVX2 std::size_t decode(const char* in, std::size_t n, unsigned char* out) n
     }
     if (n < characters) return base64_portable::decode(in, n, out);
     for (; n - i >= 4; i += characters) {
-        // The last ones perhaps once more: what is before i is known to be right.
+        // The last characters may be converted twice: everything before i is known to be valid.
         i = std::min(i, (n - characters) & ~3UL);
         const Decoded decoded = decode(in + i);
         storeExactly(out + i / 4 * 3, decoded.bytes);
@@ -216,7 +217,7 @@ alignas(64) constexpr auto gathering = places([](unsigned i) {
 });
 alignas(64) constexpr auto alphabet = places([](unsigned i) { return base64Alphabet[i]; });
 
-// The values of ASCII; what is foreign has the top bit.
+// The values of ASCII; foreign characters have the top bit.
 constexpr auto valueFrom(unsigned first) {
     return places([first](unsigned i) {
         const unsigned value = base64Values[first + i];

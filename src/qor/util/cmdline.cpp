@@ -55,8 +55,7 @@ void CmdLineQueue::close() {
     if (const Handle<CmdLineThread> thread = std::exchange(thread_, nullptr)) thread->stop();
 }
 
-// One wait at the most, also without an end: what wakes it for another thread to be quicker is no
-// line.
+// Waits once at most, also without a timeout: false if another thread takes the line first.
 bool CmdLineQueue::get(std::wstring& line, Time timeout) {
     const Monitor::Lock lock(monitor_);
     if (lines_.empty()) {

@@ -23,7 +23,7 @@ constexpr auto bitSchedules = schedulesOfBits();
 
 enum class Direction { encode, decode };
 
-// The bytes of the key from the left, zeros behind them.
+// The bytes of the key from the left, padded with zeros.
 std::uint64_t keyValue(istr key) noexcept {
     std::uint64_t value = 0;
     const util::ByteSpan bytes = util::bytesOf(key.leftstr(blockSize));
@@ -103,7 +103,7 @@ void convertBlocks(const Schedule& schedule, const unsigned char* in, unsigned c
         for (std::size_t i = 0; i < count; ++i)
             right[i] ^= roundOf(left[i], schedule[round + 1]);
     }
-    // The halves are not exchanged behind the last round.
+    // The halves are not exchanged after the last round.
     for (std::size_t i = 0; i < count; ++i) {
         Half first = std::rotr(right[i], 1), second = std::rotr(left[i], 1);
         permuteBack(first, second);

@@ -66,9 +66,10 @@ inline constexpr std::array<unsigned char, 32> boxPermutation = {
     15, 6, 19, 20, 28, 11, 27, 16, 0,  14, 22, 25, 4,  17, 30, 9,
     1,  7, 23, 13, 31, 26, 2,  8,  18, 12, 29, 5,  21, 10, 3,  24};
 
-// Each S-box and the permutation behind it in one: what the six bits that go into the box add to
-// the result. The result is rotated to the left by one, as the halves are between the rounds: the
-// six bits of each second box then stand together, and after four bits more those of the others.
+// Each S-box combined with the permutation after it: the part of the result that the six input bits
+// of the box determine. The result is rotated to the left by one, like the halves between the
+// rounds: the six bits of each second box are then adjacent, and those of the others are four bits
+// further.
 using BoxTables = std::array<std::array<std::uint32_t, 64>, 8>;
 constexpr BoxTables combinedBoxes() noexcept {
     BoxTables tables{};
@@ -104,7 +105,7 @@ constexpr std::uint64_t choose(std::uint64_t value, unsigned width,
     return chosen;
 }
 
-// The keys of all rounds, as they are told in the standard.
+// The keys of all rounds, as the standard defines them.
 constexpr Schedule scheduleOf(std::uint64_t key) noexcept {
     constexpr unsigned width = 28;
     constexpr std::uint64_t mask = (1U << width) - 1;
@@ -124,7 +125,8 @@ constexpr Schedule scheduleOf(std::uint64_t key) noexcept {
     return schedule;
 }
 
-// Where each bit of a key goes to, from the lowest on: a schedule is the sum of those of its bits.
+// The schedule of each single bit of a key, from the lowest on. The schedule of a key is the sum of
+// those of its bits.
 constexpr std::array<Schedule, 64> schedulesOfBits() noexcept {
     std::array<Schedule, 64> schedules{};
     for (unsigned bit = 0; bit < schedules.size(); ++bit)

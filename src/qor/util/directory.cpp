@@ -52,9 +52,9 @@ void widen(const String& name, std::wstring& wide) {
     std::copy(name.begin(), name.end(), wide.begin());
 }
 
-// Fills units with what lies in directories, however deep. Directories whose own directories are
-// not all read yet wait open, so that these are found without a path, but only the deepest of them:
-// an outer one is found again from what lay in it.
+// Fills units with the content of directories of any depth. A directory stays open until all of its
+// subdirectories are read, so that these are found without a path. Only the deepest ones stay open:
+// an outer one is found again as the parent of a directory in it.
 class TreeWalk {
 public:
     // False when the directory can't be read, or one that waited can't be found again.
@@ -132,7 +132,7 @@ private:
         Level& outer = waiting_.back();
         outer.directory = left.directory.parent();
         --firstOpen_;
-        // From what has been moved meanwhile the way leads elsewhere.
+        // The parent of a directory that was moved meanwhile is another one.
         if (outer.directory.valid() && outer.directory.id() == outer.id) return true;
         outer.directory.close();
         return false;

@@ -91,7 +91,7 @@ void gather(std::wstring& line, const Utf16Unit* units, std::size_t n) {
     }
 }
 
-// The end of a line that begins with what was gathered before, if anything.
+// Appends the end of a line to the text gathered before.
 void finish(std::string& line, std::string& gathered, const char* units, std::size_t n) {
     if (gathered.empty()) {
         line.assign(units, n);
@@ -107,8 +107,8 @@ void finish(std::wstring& line, std::wstring& gathered, const Utf16Unit* units, 
 
 }  // namespace
 
-// The units of a file from its position on, for one line. Unless the line is committed, what was
-// taken is given back at the end; in a pipe it is lost.
+// The units of a file from its position on, for one line. Unless the line is committed, the
+// destructor gives the units that were taken back to the file; in a pipe they are lost.
 template <class Unit>
 class File::LineSource : noncopyable {
 public:
@@ -233,7 +233,7 @@ bool File::flush() noexcept {
     return platform::flushFile(handle_);
 }
 
-// To stay where it is, is no reason to forget what has been read ahead.
+// A seek to the present position keeps the bytes that were read ahead.
 long long File::seek(long long offset, SeekWhence whence) const noexcept {
     const bool relative = whence == SeekWhence::Current;
     const long long ahead = relative ? unread() : 0;
@@ -264,8 +264,8 @@ void File::forgetUnread() const noexcept {
     if (ahead_) ahead_->next = ahead_->end = 0;
 }
 
-// Gives back what has been read ahead: the system's position becomes that of what has been read.
-// A pipe has no positions, and what was read of it would be lost.
+// Discards the bytes that were read ahead, and moves the system's position back to that of the
+// caller. A pipe has no position, and its bytes would be lost.
 bool File::settle() const noexcept {
     const long long ahead = unread();
     if (ahead == 0 || ahead_->ofPipe) return true;
@@ -274,8 +274,8 @@ bool File::settle() const noexcept {
     return true;
 }
 
-// What has been read ahead, and then what one read gives. A pipe is not asked for more, which might
-// not come.
+// Gives the bytes that were read ahead, and then those of one read. In a pipe there is no second
+// read: it could wait for ever.
 long long File::readBytes(void* out, std::size_t room) const noexcept {
     const std::size_t got = std::min(room, static_cast<std::size_t>(unread()));
     if (got == 0) return platform::readFile(handle_, out, room);

@@ -36,7 +36,7 @@ protected:
         return false;
     }
 
-    // At most as many bytes as zlib counts are given at once; returns what is left.
+    // Passes at most as many bytes as zlib can count, and returns the rest.
     ByteSpan feed(ByteSpan input) noexcept {
         const std::size_t n = std::min<std::size_t>(input.size(), INT_MAX);
         // zlib only reads, but says so under a macro.
@@ -163,7 +163,7 @@ private:
     }
 };
 
-// Not through the checked allocation: the caller's delete[] does not tell the leak table.
+// No checked allocation: the caller's plain delete[] does not update the leak table.
 template <class Char>
 void handOut(ByteSpan content, Char*& out, int& size) noexcept {
     out = new (std::nothrow) Char[content.size()];

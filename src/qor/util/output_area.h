@@ -18,7 +18,7 @@ public:
     explicit OutputArea(std::size_t limit) noexcept : limit_(limit) {}
     ~OutputArea() { std::free(heap_); }
 
-    // False, and nothing is appended, if that goes beyond the limit or memory is short.
+    // False, with nothing appended, if the limit would be exceeded or memory runs out.
     bool append(ByteSpan piece) noexcept {
         if (piece.empty()) return true;
         if (piece.size() > limit_ - size_ || !reserve(size_ + piece.size())) return false;
@@ -27,8 +27,8 @@ public:
         return true;
     }
 
-    // Free bytes behind the content, to be written there and then counted by written(). None at the
-    // limit, and none if memory is short.
+    // Free bytes after the content. Write to them and then call written(). None at the limit, and
+    // none if memory runs out.
     std::span<unsigned char> room() noexcept {
         if (size_ == capacity_ && size_ < limit_) reserve(size_ + 1);
         return {data() + size_, std::min(capacity_, limit_) - size_};

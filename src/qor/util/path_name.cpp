@@ -6,7 +6,7 @@ namespace qor {
 
 namespace {
 
-// A lone surrogate is no character, so the system is never asked for this name.
+// A lone surrogate is no character, so this name never reaches the system.
 constexpr wchar_t kNoName[] = {0xDC80, 0};
 
 }  // namespace

@@ -17,13 +17,13 @@ namespace qor::test {
 
 namespace {
 
-// For the log, and for those who look.
+// Writes to the log, and to the console if the menu is interactive.
 void say(const std::string& text) {
     own_log::toolkit().write(istr(text));
     if (Context::instance().interactive()) std_out() << text << std::flush;
 }
 
-// A failure is told to those who look, too.
+// Shows a failure on the console too.
 template <class Step>
 void toldIfFailed(Step step) {
     try {
@@ -34,8 +34,8 @@ void toldIfFailed(Step step) {
     }
 }
 
-// Nobody is asked for as long as it lives. It has the code of the last failure, which the one that
-// it is in gets from it: so a menu knows of the failures in those that its functions opened.
+// Makes menus non-interactive while it lives. It keeps the code of the last failure and passes it
+// to the object around it: so a menu has the failures of the menus that its functions opened.
 class Unattended : noncopyable {
 public:
     Unattended() noexcept
@@ -228,7 +228,7 @@ void TestCase::show_menu() const {
     say(text.str());
 }
 
-// At the end of the input there is nobody any more: the program ends with the code that it has.
+// The end of the input ends the program with the code that it has.
 bool TestCase::get_choice(const String& preset) {
     choice_ = preset;
     if (preset.empty() && Context::instance().interactive()) {
@@ -260,7 +260,7 @@ void TestCase::exec_case() {
     std_out() << text << '\n';
 }
 
-// The part behind the separator, and the way back, wait for the menu that the head opens.
+// The part after the separator, and the way back, wait for the menu that the head opens.
 void TestCase::exec_path(const String& key, unsigned long at) {
     struct Emptied {
         ~Emptied() { args.clear(); }
@@ -362,7 +362,7 @@ void UowTest::on_init() {
     testCase_.uow(this);
 }
 
-// A case that raises does not come again; the unit logs what it raises.
+// A case that raises is not repeated; the unit logs the exception.
 void UowTest::on_loop() {
     std::vector<String> choices;
     choices.swap(args());

@@ -70,7 +70,7 @@ void Funcname::merge() {
 }
 
 String getProgramDir() {
-    // Never destroyed: static destructors may ask.
+    // Never destroyed: static destructors may use it.
     static const String& dir = *new String(programDir());
     return dir;
 }

@@ -6,7 +6,7 @@
 
 namespace qor::util {
 
-// Writes zeros that the compiler cannot leave out, although nobody reads them.
+// Writes zeros that the compiler cannot optimise away although they are not read.
 inline void wipe(void* memory, std::size_t size) noexcept {
     if (size == 0) return;
     std::memset(memory, 0, size);

@@ -59,7 +59,7 @@ private:
     void open(const XMLNode& node) {
         const bool hasChildren = node.numofChildren() != 0;
         if (hasChildren) open_.push_back({&node, node.first_});
-        // `inner` is at the level of what is in the node.
+        // `inner` is at the level of the node's content.
         const std::size_t levels = open_.size() + (hasChildren ? 0 : 1);
         out_ += '<';
         out_ += node.name();
@@ -90,7 +90,7 @@ private:
         out_ += '>';
     }
 
-    // Whether one of them stands on a line of its own.
+    // Whether one of them is on a line of its own.
     bool writeAttrs(const XMLNode& node, std::size_t levels) {
         if (node.attrs_ == nullptr) return false;
         bool wrapped = false;
@@ -341,7 +341,7 @@ void XMLNode::copyFrom(const XMLNode& other) {
 }
 
 void XMLNode::copyOwn(const XMLNode& other) {
-    // There is no map yet that the name would have to be told to.
+    // There is no map yet that would have to be updated.
     name_ = other.name_;
     cdata_ = other.cdata_;
     if (other.attrs_ == nullptr) return;
@@ -351,7 +351,7 @@ void XMLNode::copyOwn(const XMLNode& other) {
     });
 }
 
-// Whether the order of the children stands for that of equal names.
+// Whether the order of the children is also the order of equal names.
 bool XMLNode::isSearched() const noexcept {
     return size_ <= kSearched && childMap_.load(std::memory_order_relaxed) == nullptr;
 }
@@ -359,7 +359,7 @@ bool XMLNode::isSearched() const noexcept {
 XMLNode* XMLNode::find(istr name) const {
     if (isSearched()) {
         XMLNode* child = first_;
-        while (child != nullptr && istr(child->name_) != name)
+        while (child != nullptr && !isSameName(child->name_, name))
             child = child->next_;
         return child;
     }
@@ -408,7 +408,7 @@ void XMLNode::dropLooks() const noexcept {
 // Enters the child under its new name, before it has it. A failure changes nothing.
 void XMLNode::prepareRename(XMLNode* child, const String& newName) {
     const bool mapped = childMap_.load(std::memory_order_relaxed) != nullptr;
-    // Without a map the order of the children stands for that of equal names.
+    // Without a map, equal names have the order of the children.
     if (!mapped && child == last_) return;
     ChildMap& map = childMap();
     const ChildMap::iterator entry = map.emplace(newName, child);
@@ -416,7 +416,7 @@ void XMLNode::prepareRename(XMLNode* child, const String& newName) {
     child->entry_ = entry;
 }
 
-// Makes what was taken from another node this one's.
+// Makes this node the owner of children and attributes that were taken from another node.
 void XMLNode::belong() noexcept {
     if (attrs_ != nullptr) attrs_->belongTo(this);
     for (XMLNode* child = first_; child != nullptr; child = child->next_)

@@ -33,7 +33,7 @@ namespace {
 // How much can be read after the end of a text, its zero byte aside.
 constexpr std::size_t kRoomAfterText = xml::kScanRoom - 1;
 
-// How much is looked at to tell a declaration.
+// The number of bytes that are checked for a declaration.
 constexpr unsigned long kDeclaration = 25;
 
 // How much memory a tree is given at first.
@@ -85,7 +85,7 @@ void XMLParser::init() {
 }
 
 void XMLParser::parse(istr text) {
-    // Copied before the old text goes, of which it may be a part.
+    // Copied before the old text is destroyed, of which it may be a part.
     const char* const zero = xml::findByte('\0', text.begin(), text.end());
     if (zero != nullptr) text = istr(text.begin(), zero);
     String copy;
@@ -155,7 +155,7 @@ XMLParser::Step XMLParser::parseDeclaration(const char* from) {
         return {after(at), true};
     }
     if (head.starts_with(kCData)) return goOnAt(parseCData(from + kCData.size()));
-    // What is none of them goes on as text.
+    // Anything else is text.
     return goOnAt(from);
 }
 
@@ -179,7 +179,8 @@ const char* XMLParser::endDoctype(const char* from) {
 const char* XMLParser::parseCData(const char* from) {
     constexpr std::string_view kEnd = "]]>";
     const char* to = scanTo(kEnd, from);
-    // The search looks at three bytes at a time, so a section without an end loses its last two.
+    // Deliberate (compatibility): the search compares three bytes at a time, so a section without
+    // an end loses its last two.
     if (to == end_) to -= std::min<std::ptrdiff_t>(kEnd.size() - 1, end_ - from);
     if (current_ != nullptr) {
         current_->addParsedText({from, to});
@@ -300,14 +301,14 @@ inline const char* XMLParser::parseText(const char* from, const char* token) {
     const char* to = xml::findFar<'<', '&'>(token);
     xml::ParsedText text{from, to};
     // Deliberate (compatibility): text that begins with "]" is added without a call.
-    const bool told = *token != ']';
+    const bool isReported = *token != ']';
     if (*to == '&') [[unlikely]] {
         to = xml::findAny<'<'>(to);
         text = decode(from, to);
     }
     if (current_ != nullptr) {
         current_->addParsedText(text);
-        if (kTold && callback_ != nullptr && told) callback_->onCDATAFound(this, current_);
+        if (kTold && callback_ != nullptr && isReported) callback_->onCDATAFound(this, current_);
     }
     return to;
 }
@@ -350,7 +351,7 @@ XMLParser::Step XMLParser::plainSteps(const char* from, bool once) {
 
 bool XMLParser::nextNode() {
     if (cursor_ == end_) return false;
-    // Half of a step that fails may have been taken, so there is no place to go on from.
+    // A failed step may be half done, so parsing cannot continue after it.
     const char* const from = std::exchange(cursor_, end_);
     const Step taken = callback_ != nullptr ? tellingStep(from) : plainSteps(from, true);
     cursor_ = taken.at;

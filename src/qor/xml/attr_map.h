@@ -3,6 +3,7 @@
 
 #include <new>
 
+#include "base/same_name.h"
 #include "qor/xml/XMLAttr.h"
 #include "xml/parsed_text.h"
 #include "xml/pool.h"
@@ -27,10 +28,7 @@ inline XMLAttr::XMLAttr(const xml::ParsedText& name, const xml::ParsedText& valu
 
 inline XMLAttr* XMLAttrMap::searchOneByOne(istr name) const noexcept {
     for (XMLAttr* attr = first_; attr != nullptr; attr = attr->next_) {
-        const String& key = *attr->key_;
-        // Names often differ in their last character alone.
-        if (key.size() != name.size()) continue;
-        if (key.empty() || (key.back() == name[name.size() - 1] && istr(key) == name)) return attr;
+        if (isSameName(*attr->key_, name)) return attr;
     }
     return nullptr;
 }

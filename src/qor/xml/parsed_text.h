@@ -25,7 +25,7 @@ struct ParsedText {
 private:
     String shortStr() const {
         String text(from, kBlock);
-        // The compiler does not know this after the bytes are copied, and would test it in erase.
+        // The compiler cannot derive this after the copy, and would test it in erase.
         if (text.size() != kBlock) __builtin_unreachable();
         text.erase(size());
         return text;

@@ -41,7 +41,7 @@ private:
     };
 
     XMLNode& root_;
-    // No tree is plain with a standard library whose strings hold less than a short text in place.
+    // No tree is plain if the standard library's strings store less than a short text in place.
     std::atomic<bool> plain_{std::string().capacity() >= ParsedText::kBlock};
     Remembered* remembered_ = nullptr;
 };

@@ -9,11 +9,11 @@
 #include <bit>
 #endif
 
-// Searches in a text that ends with a zero byte, where kScanRoom bytes must be readable. None of
-// them goes further than that byte.
+// Searches in a text that ends with a zero byte, after which kScanRoom bytes must be readable. No
+// result is beyond that byte.
 //
-// The searches begin byte by byte. The processor guesses where a short run of bytes ends and goes
-// on from there, while a search of a whole block makes it wait for the result.
+// The searches begin byte by byte. The processor predicts the end of a short run and continues from
+// there, while a search of a whole block makes it wait for the result.
 
 namespace qor::xml {
 

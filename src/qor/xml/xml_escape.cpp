@@ -15,7 +15,7 @@ namespace {
 constexpr std::string_view kCDataBegin = "<![CDATA[";
 constexpr std::string_view kCDataEnd = "]]>";
 
-// How far behind a "&" its ";" may stand.
+// The greatest distance from a "&" to its ";".
 constexpr std::ptrdiff_t kLookAhead = 7;
 
 struct Entity {
@@ -55,7 +55,7 @@ unsigned char numeric(istr digits) noexcept {
     return static_cast<unsigned char>(value);
 }
 
-// Writes what the name stands for; false for a name that is not known.
+// Writes the character of a named entity; false for an unknown name.
 bool writeNamed(char*& out, istr name) noexcept {
     if (!name.empty() && *name == '#') {
         if (const unsigned char byte = numeric(name.removeLeft(1)))
@@ -87,7 +87,7 @@ void appendEscaped(String& out, const char* from, const char* end) {
     }
 }
 
-// Replaces the text by what `append` makes of it.
+// Replaces the text by the result of `append`.
 template <class Append>
 void replace(String& text, Append append) {
     String out;

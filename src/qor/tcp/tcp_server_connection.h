@@ -1,5 +1,5 @@
-#ifndef QOR_SRC_TCP_TCP_SERVER_IMPL_H
-#define QOR_SRC_TCP_TCP_SERVER_IMPL_H
+#ifndef QOR_SRC_TCP_TCP_SERVER_CONNECTION_H
+#define QOR_SRC_TCP_TCP_SERVER_CONNECTION_H
 
 #include <ace/INET_Addr.h>
 
@@ -15,8 +15,8 @@ namespace qor {
 
 class TcpAcceptor;
 
-// One client of a server, and its thread. Its descriptor is given back when the object goes, so no
-// other connection has the same number while the acceptor's maps know it.
+// One client of a server, and its thread. Its descriptor stays open until the object is destroyed,
+// so no other connection gets the same number while it is in the acceptor's maps.
 class TcpServerImpl : public SimpleThread, public TcpChannel {
 public:
     // The owner outlives the thread.
@@ -25,12 +25,12 @@ public:
 
     // Takes the accepted socket over, before the start.
     void adopt(ACE_HANDLE handle);
-    // Its thread sees that the peer has gone, and nothing more is sent.
+    // Its thread reads the end of the stream, and nothing more is sent.
     void end() { socket_.end(); }
     // As sendBuf, for any thread.
     bool send(const istr& payload, int timeoutSeconds);
 
-    // Waits, after the start, until the thread has told whether it was born.
+    // Waits, after the start, until the thread has reported the result of its birth.
     void waitForBirth() const noexcept { born_.wait(false); }
     bool born() const noexcept { return born_; }
     // Whether its thread took the socket into use, also when it has ended since.
@@ -62,9 +62,9 @@ private:
     const ACE_INET_Addr remote_;
     const TcpAddr peer_;
     std::atomic<bool> opened_{false};
-    std::atomic<bool> born_{false};  // told, whether it was or not
+    std::atomic<bool> born_{false};  // birth reported, successful or not
 };
 
 }  // namespace qor
 
-#endif  // QOR_SRC_TCP_TCP_SERVER_IMPL_H
+#endif  // QOR_SRC_TCP_TCP_SERVER_CONNECTION_H

@@ -1,4 +1,4 @@
-#include "tcp/tcp_server_impl.h"
+#include "tcp/tcp_server_connection.h"
 
 #include <cerrno>
 #include <utility>
@@ -30,7 +30,7 @@ void TcpServerImpl::adopt(ACE_HANDLE handle) {
     handle_ = handle;
 }
 
-// What may be sent is not, from now on; the descriptor stays until nobody knows the connection.
+// From now on nothing is sent; the descriptor is kept until the connection is destroyed.
 void TcpServerImpl::close() {
     net_log::tagged(kTag, "qor::TcpServerImpl::close",
                     [&] { return own_log::text("closed connection ", remote_); });
@@ -49,11 +49,11 @@ bool TcpServerImpl::send(const istr& payload, int timeoutSeconds) {
 }
 
 void TcpServerImpl::run_i() {
-    struct Told {
+    struct BirthNotice {
         TcpServerImpl& connection;
-        ~Told() { connection.tellBirth(); }
+        ~BirthNotice() { connection.tellBirth(); }
     };
-    const Told told{*this};  // also by a thread that raises before its birth
+    const BirthNotice notice{*this};  // also by a thread that raises before its birth
     SimpleThread::run_i();
 }
 
@@ -103,7 +103,7 @@ bool TcpServerImpl::onLoop() {
     return false;
 }
 
-// The end is told here if the thread was stopped while it did not read.
+// Reports the end if the thread was stopped while it did not read.
 void TcpServerImpl::onDeath() {
     receiver_.end(socket_);
 }

@@ -1,0 +1,26 @@
+#ifndef QOR_TESTS_SUPPORT_CHILD_H
+#define QOR_TESTS_SUPPORT_CHILD_H
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdio>
+
+namespace support {
+
+// The wait status of a child process that does the work, and exits with 0 unless the work exits.
+template <class Work>
+int statusOf(const Work& work) {
+    std::fflush(nullptr);
+    const pid_t child = fork();
+    if (child == 0) {
+        work();
+        _exit(0);
+    }
+    int status = -1;
+    return waitpid(child, &status, 0) == child ? status : -1;
+}
+
+}  // namespace support
+
+#endif  // QOR_TESTS_SUPPORT_CHILD_H
