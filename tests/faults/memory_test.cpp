@@ -34,7 +34,7 @@ TEST(Memory, EndsInContainersAndTexts) {
         {"dumper",
          [&] {
              dumper d;
-             d << std::vector<Contact>{{large, {1, 2}}};
+             d << std::vector<Contact>{{large, {1, 2}}} << Bytes(istr("x\n\xFFy"));
          }},
         {"Handle",
          [] {

@@ -110,6 +110,7 @@ struct Named : ThroughInterface<Named> {
 // Members that every format carries.
 inline auto makeAll() {
     using namespace qor;
+    const std::string longText(100, 'x');
     return Tuple(true, 'c', -2L, 4294967295UL, -2000000000, 1e300, -0.1F, Wchar(L'\u5b89'),
                  String("\xC3\x85ngstr\xC3\xB6m"), std::string(" (^\"'*:) ]]>\\/\n"),
                  std::wstring(L"\u5b89\U0001F600"), Bytes(istr("\0\xFF", 2)),
@@ -117,9 +118,10 @@ inline auto makeAll() {
                  Leaf{1, "one"}, Named("interface"), std::vector<bool>{true, false},
                  std::deque<Named>{Named("n")}, std::list<std::vector<String>>{{"a", "b", ""}, {}},
                  std::set<Leaf>{{9, "nine"}, {-9, "minus"}}, std::multiset<int>{3, 3},
-                 std::map<String, Bit>{{"", true}, {"b c", false}},
+                 std::map<String, Bit>{{"", true}, {"b c", false}, {longText, true}},
                  std::map<std::string, std::map<int, Leaf>>{{"k", {{-1, {4, "four"}}}}, {"l", {}}},
-                 std::unordered_map<char, std::vector<Leaf>>{{'x', {{4, "four"}}}, {'y', {}}});
+                 std::unordered_map<char, std::vector<Leaf>>{{'x', {{4, "four"}}}, {'y', {}}},
+                 std::vector<Bytes>{Bytes(), Bytes(istr(longText))});
 }
 
 }  // namespace support

@@ -178,6 +178,8 @@ TEST(XMLParser, OwnsItsTreesUntilTheyAreReleased) {
     other["c"]["late"].addChildNode(XMLParser("<e><f y='2'/></e>").release());
     EXPECT_EQ(other.str(false, 0),
               "<other><c x=\"\"><late><e><f y=\"2\"/></e></late>t</c></other>");
+    other = XMLNode("new", nullptr);
+    EXPECT_EQ(other.str(false, 0), "<new/>");
 }
 
 TEST(XMLParser, AFailureLosesNothing) {
