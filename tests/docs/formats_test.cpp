@@ -1,5 +1,6 @@
 // Holds docs/formats.md against the code: its tables are the test data.
 
+#include "support/formats.h"
 #include "support/bound.h"
 #include "support/document.h"
 #include "support/test.h"
@@ -7,28 +8,36 @@
 namespace qor {
 namespace {
 
-const support::Document& page() {
-    static const support::Document document("docs/formats.md");
+const Document& page() {
+    static const Document document("docs/formats.md");
     return document;
 }
 
-std::vector<Row> tablesOf(const char* heading) {
-    return page().tablesOf(heading);
+std::vector<Row> tablesOf(const char* heading, std::size_t rows) {
+    const std::vector<Row> all = page().tablesOf(heading);
+    EXPECT_EQ(all.size(), rows) << heading;
+    return all;
 }
 
 Bytes bytesOf(const String& cell) {
-    return support::bytes(unquoted(cell));
+    return bytes(unquoted(cell));
 }
 
 String hexOf(istr bytes) {
     return bytes2hexstr(bytes);
 }
 
+// Calls the function that is known by the type at the beginning of the cell with the text after it.
+template <class Result>
+Result applied(const std::map<String, Result (*)(const String&)>& functions, const String& cell) {
+    const std::size_t end = cell.find('`', 1);
+    return functions.at(cell.substr(1, end - 1))(trimmed(cell.substr(end + 1) + " "));
+}
+
 // What a row of values is checked with: the same value through both formats and back.
 struct Written {
-    Bytes nbr;
-    Bytes flat;
-    bool same = false;  // when read back
+    Bytes nbr, flat;
+    bool same;  // when read back
 };
 
 template <class T>
@@ -37,117 +46,166 @@ Written throughBoth(const T& value) {
     tree << value;
     BinaryOutStream flat;
     flat.write(value);
-    T fromTree{};
-    nbr::InputStream(tree.str()).getSimpleValue()->read(fromTree);
-    T fromFlat{};
-    BinaryInStream(flat.str()).read(fromFlat);
-    return {Bytes(tree.str()), Bytes(flat.str()), fromTree == value && fromFlat == value};
+    if constexpr (std::is_same_v<T, null_type> || std::is_same_v<T, empty_type>) {
+        return {Bytes(tree.str()), Bytes(flat.str()), true};
+    } else {
+        T fromTree{}, fromFlat{};
+        nbr::InputStream(tree.str()).getSimpleValue()->read(fromTree);
+        BinaryInStream(flat.str()).read(fromFlat);
+        return {Bytes(tree.str()), Bytes(flat.str()), fromTree == value && fromFlat == value};
+    }
 }
-
-template <class Mark>
-Written markThroughBoth(Mark mark) {
-    nbr::OutputStream tree;
-    tree << mark;
-    BinaryOutStream flat;
-    flat.write(mark);
-    return {Bytes(tree.str()), Bytes(flat.str()), true};
-}
-
-using Writer = Written (*)(const String& text);
 
 template <class Wrapper>
 Written number(const String& text) {
     return throughBoth(Wrapper(text).value());
 }
 
-const std::map<String, Writer>& writers() {
-    static const std::map<String, Writer> all = {
-        {"null_type", [](const String&) { return markThroughBoth(null_type()); }},
-        {"empty_type", [](const String&) { return markThroughBoth(empty_type()); }},
-        {"bool", [](const String& text) { return throughBoth(text == "true"); }},
-        {"unsigned char", number<Byte>},
-        {"char", number<Sbyte>},
-        {"short", number<Short>},
-        {"unsigned short", number<Ushort>},
-        {"long", number<Long>},
-        {"unsigned long", number<Ulong>},
-        {"long long", number<Longlong>},
-        {"float", number<Float>},
-        {"double", number<Double>},
-        {"Time",
-         [](const String& text) {
-             return throughBoth(Time::microSeconds(Longlong(text).value()));
-         }},
-        {"istr", [](const String& text) { return throughBoth(istr(text)); }},
-        {"String", [](const String& text) { return throughBoth(text); }},
-        {"wstring", [](const String& text) { return throughBoth(text.toWstring()); }},
-    };
-    return all;
-}
+const std::map<String, Written (*)(const String&)> kValues = {
+    {"null_type", [](const String&) { return throughBoth(null_type()); }},
+    {"empty_type", [](const String&) { return throughBoth(empty_type()); }},
+    {"bool", [](const String& text) { return throughBoth(text == "true"); }},
+    {"unsigned char", number<Byte>},
+    {"char", number<Sbyte>},
+    {"short", number<Short>},
+    {"unsigned short", number<Ushort>},
+    {"long", number<Long>},
+    {"unsigned long", number<Ulong>},
+    {"long long", number<Longlong>},
+    {"float", number<Float>},
+    {"double", number<Double>},
+    {"Time", [](const String& text) { return throughBoth(Time::microSeconds(Longlong(text))); }},
+    {"istr", [](const String& text) { return throughBoth(istr(text)); }},
+    {"String", [](const String& text) { return throughBoth(text); }},
+    {"wstring", [](const String& text) { return throughBoth(text.toWstring()); }},
+};
 
 TEST(Formats, ValuesAreWrittenAsTold) {
-    const std::vector<Row> rows = tablesOf("Value");
-    ASSERT_EQ(rows.size(), 25u);
-    for (const Row& row : rows) {
+    for (const Row& row : tablesOf("Value", 25)) {
         SCOPED_TRACE(row[0]);
-        const std::size_t end = row[0].find('`', 1);
-        const auto writer = writers().find(row[0].substr(1, end - 1));
-        ASSERT_NE(writer, writers().end());
-        const Written written = writer->second(trimmed(row[0].substr(end + 1) + " "));
+        const Written written = applied(kValues, row[0]);
         EXPECT_EQ(hexOf(written.nbr), hexOf(bytesOf(row[1])));
         EXPECT_EQ(hexOf(written.flat), hexOf(bytesOf(row[2])));
         EXPECT_TRUE(written.same);
     }
 }
 
-// The tree in compact form, or why there is none.
-String outcomeOf(istr message) {
-    try {
-        const std::unique_ptr<nbr::ValueBase> value(nbr::parser::from(message));
-        if (value == nullptr) return "no value";
-        dumper d(true);
-        value->dump(d);
-        return d.str();
-    } catch (const nbr::DecodeException& e) {
-        return String(e.msg()).replace("DecodeException: ", "");
+template <class T>
+struct Member {
+    T value{};
+
+    template <class Stream>
+    void codec(Stream& s) {
+        field(s, {"m", 1}, value);
     }
+};
+
+String memberIn(const PmlFormat::Tree& tree) {
+    return PmlFormat::shown(*tree.at("m"));
+}
+String memberIn(const JsonFormat::Tree& tree) {
+    return JsonFormat::shown(tree["m"]);
+}
+String memberIn(const XmlFormat::Tree& tree) {
+    return XmlFormat::shown(tree["m"]);
 }
 
-TEST(Formats, MessagesAndMalformedInputReadAsTold) {
-    std::vector<Row> rows = tablesOf("Message");
-    ASSERT_EQ(rows.size(), 5u);
-    const std::vector<Row> malformed = tablesOf("Input");
-    ASSERT_EQ(malformed.size(), 20u);
-    rows.insert(rows.end(), malformed.begin(), malformed.end());
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row[0]);
-        EXPECT_EQ(outcomeOf(bytesOf(row[0])), unquoted(row[1]));
-    }
+template <class Format, class T>
+String member(const T& value) {
+    const String text = Format::write(Member<T>{value});
+    Member<T> read;
+    Format::read(text, read);
+    EXPECT_TRUE(read.value == value || std::is_floating_point_v<T>);
+    return memberIn(*Format::parse(text));
+}
+
+template <class F>
+const std::map<String, String (*)(const String&)> kMembers = {
+    {"bool", [](const String& text) { return member<F>(text == "true"); }},
+    {"char", [](const String& text) { return member<F>(text[0]); }},
+    {"Byte", [](const String& text) { return member<F>(Byte(text)); }},
+    {"unsigned char", [](const String& text) { return member<F>(Byte(text)); }},
+    {"long", [](const String& text) { return member<F>(Long(text)); }},
+    {"unsigned long", [](const String& text) { return member<F>(Ulong(text)); }},
+    {"double", [](const String& text) { return member<F>(Double(text).value()); }},
+    {"Wchar", [](const String& text) { return member<F>(Wchar(text)); }},
+    {"String", [](const String& text) { return member<F>(text); }},
+    {"wstring", [](const String& text) { return member<F>(text.toWstring()); }},
+    {"Bytes", [](const String& text) { return member<F>(Bytes(text)); }},
+    {"Time", [](const String& text) { return member<F>(Time::milliSeconds(Longlong(text))); }},
+    {"list", [](const String& text) { return member<F>(std::list<String>{text}); }},
+    {"map",
+     [](const String& text) {
+         return member<F>(std::map<int, String>{{7, text}});
+     }},
+};
+
+template <class Format>
+void expectMembers(const char* heading, std::size_t rows) {
+    for (const Row& row : tablesOf(heading, rows))
+        EXPECT_EQ(applied(kMembers<Format>, row[0]), unquoted(row[1])) << row[0];
+}
+
+TEST(Formats, MembersAreWrittenAsTold) {
+    expectMembers<PmlFormat>("Member", 8);
+    expectMembers<JsonFormat>("Member in JSON", 10);
+    expectMembers<XmlFormat>("Element", 12);
 }
 
 TEST(Formats, AnObjectIsWrittenAsTold) {
-    std::ifstream file(QOR_SOURCE_DIR "/docs/formats.md");
-    String digits;
-    bool inside = false;
-    for (std::string line; std::getline(file, line);) {
-        if (line.starts_with("A contact with a name")) inside = true;
-        if (line.starts_with("###")) inside = false;
-        if (inside && line.starts_with("    ")) digits += line;
-    }
-    Contact contact{"Ann", {7, 300}};
-    nbr::CodecStream out;
-    nbr::encode(out, contact);
-    EXPECT_EQ(hexOf(out.str()), hexOf(bytesOf(digits)));
+    const Contact contact{"Ann", {7, 300}};
+    const String hex = page().indentedBehind("A contact with a name").replace("\n", " ");
+    EXPECT_EQ(hexOf(NbrFormat::write(contact)), hexOf(bytesOf(hex)));
+    EXPECT_EQ(PmlFormat::write(contact), page().indentedBehind("The contact from above"));
+    EXPECT_EQ(JsonFormat::write(contact), page().indentedBehind("The contact from above in JSON"));
+    EXPECT_TRUE(page().has("    " + XmlFormat::write(contact) + "\n"));
 }
 
-String blockBehind(const char* label) {
-    return page().indentedBehind(label);
+// The tree in compact form, or why there is none.
+template <class Format>
+String outcomeOf(istr text) {
+    try {
+        const auto tree = Format::parse(text);
+        return tree == nullptr ? String("no value") : String(Format::shown(*tree));
+    } catch (const Exception& e) {
+        return e.msg();
+    } catch (const XMLRuntimeException& e) {
+        return e.msg();
+    }
+}
+
+TEST(Formats, TextsAndMalformedOnesReadAsTold) {
+    const struct {
+        const char* heading;
+        std::size_t rows;
+        String (*outcome)(istr);
+        const char* leftOut;  // of a message
+    } kTables[] = {
+        {"Message", 5, outcomeOf<NbrFormat>, ""},
+        {"Input", 20, outcomeOf<NbrFormat>, "DecodeException: "},
+        {"Malformed", 5, outcomeOf<PmlFormat>, ""},
+        {"JSON text", 26, outcomeOf<JsonFormat>, ""},
+        {"Malformed JSON", 24, outcomeOf<JsonFormat>, "qor::json::DecodeException: "},
+        {"Document", 17, outcomeOf<XmlFormat>, ""},
+        {"Refused", 4, outcomeOf<XmlFormat>, ""},
+    };
+    for (const auto& table : kTables) {
+        const bool isHex = table.outcome == outcomeOf<NbrFormat>;
+        for (const Row& row : tablesOf(table.heading, table.rows)) {
+            const Bytes text(isHex ? bytesOf(row[0]) : Bytes(unquoted(row[0])));
+            String outcome = table.outcome(text);
+            if (*table.leftOut != '\0') outcome.replace(table.leftOut, "");
+            EXPECT_EQ(trimmed(outcome), unquoted(row[1])) << row[0];
+        }
+    }
+    for (const Row& row : tablesOf("JSON text", 26)) {
+        const json::JsonDocument document = json::JsonDocument::from(unquoted(row[0]));
+        EXPECT_EQ(document.root().encode(false, false, 0), unquoted(row[1]));
+    }
 }
 
 TEST(Formats, PmlReadsAndIsWrittenBackAsTold) {
-    const std::vector<Row> rows = tablesOf("Text");
-    ASSERT_EQ(rows.size(), 26u);
-    for (const Row& row : rows) {
+    for (const Row& row : tablesOf("Text", 26)) {
         const String text = unquoted(row[0]);
         SCOPED_TRACE(text);
         const char* at = text.c_str();
@@ -156,75 +214,43 @@ TEST(Formats, PmlReadsAndIsWrittenBackAsTold) {
         EXPECT_EQ(unit.str(pml::ShowMode::COMPACT), unquoted(row[1]));
         EXPECT_EQ(at, unquoted(row[2]));
     }
-    const std::vector<Row> malformed = tablesOf("Malformed");
-    ASSERT_EQ(malformed.size(), 5u);
-    for (const Row& row : malformed) {
-        try {
-            pml::stream(unquoted(row[0]), false);
-            ADD_FAILURE() << row[0];
-        } catch (const Exception& e) {
-            EXPECT_EQ(row[1], e.msg());
-        }
-    }
 }
 
 TEST(Formats, PmlIsLaidOutAsTold) {
-    const std::pair<const char*, int> layouts[] = {{"**COMPACT**", pml::ShowMode::COMPACT},
-                                                   {"**SIMPLE**", pml::ShowMode::SIMPLE},
-                                                   {"**MIXED**", pml::ShowMode::MIXED},
-                                                   {"**FORMATTED**", pml::ShowMode::FORMATTED}};
-    for (const auto& [label, mode] : layouts) {
-        const String block = blockBehind(label);
-        pml::ntv::Unit unit;
+    const std::tuple<const char*, int, int> kLayouts[] = {
+        {"**COMPACT**", pml::ShowMode::COMPACT, 7},
+        {"**SIMPLE**", pml::ShowMode::SIMPLE, 7},
+        {"**MIXED**", pml::ShowMode::MIXED, 7},
+        {"**FORMATTED**", pml::ShowMode::FORMATTED, 15},
+    };
+    pml::ntv::Unit unit;
+    for (const auto& [label, mode, pattern] : kLayouts) {
+        const String block = page().indentedBehind(label);
         EXPECT_TRUE(pml::ntvFromPml(unit, block));
         EXPECT_EQ(unit.numofChildren(), 4u);
-        EXPECT_EQ(unit.str(mode, mode == pml::ShowMode::FORMATTED ? 15 : 7), block);
-        const std::vector<Row> patterns = tablesOf("Pattern");
-        ASSERT_EQ(patterns.size(), 5u);
-        for (const Row& row : patterns) {
-            int pattern = 0;
-            pml::ntv::Unit name;
-            while ((name << pml::ShowPattern(pattern)).getStringValue() != unquoted(row[0]))
-                ASSERT_LT(++pattern, 16);
-            EXPECT_EQ(unit.str(pml::ShowMode::COMPACT, pattern), unquoted(row[1]));
-        }
+        EXPECT_EQ(unit.str(mode, pattern), block);
+    }
+    for (const Row& row : tablesOf("Pattern", 5)) {
+        int pattern = 0;
+        pml::ntv::Unit name;
+        while ((name << pml::ShowPattern(pattern)).getStringValue() != unquoted(row[0]))
+            ASSERT_LT(++pattern, 16);
+        EXPECT_EQ(unit.str(pml::ShowMode::COMPACT, pattern), unquoted(row[1]));
     }
 }
 
-template <class T>
-String memberUnit(const T& value) {
-    pml::stream out;
-    pml::Field__<const T>{"m", "", &value}.set(out);
-    T read{};
-    EXPECT_TRUE((pml::Field__<T>{"m", "", &read}.get(out)));
-    EXPECT_TRUE((read == value) || std::is_floating_point_v<T>);
-    return out.unit().at("m")->str(pml::ShowMode::COMPACT);
+TEST(Formats, JsonIsLaidOutAsTold) {
+    const String block = page().indentedBehind("**Pretty**");
+    const Handle<json::JsonValue> value = json::JsonParser::from(block);
+    EXPECT_EQ(value->encode(true, false, 0), block);
+    EXPECT_EQ(value->toFormattedSample(), String(block).replace("\n", "\n    "));
+    const String shown = String(block).replace("    \"c\" : null,\n", "");
+    EXPECT_EQ(value->toFormatted(), String(shown).replace("\n", "\n    "));
 }
 
-TEST(Formats, MembersAreWrittenAsToldInPml) {
-    const std::map<String, String (*)(const String&)> members = {
-        {"bool", [](const String& text) { return memberUnit(text == "true"); }},
-        {"char", [](const String& text) { return memberUnit(text[0]); }},
-        {"long", [](const String& text) { return memberUnit(Long(text)); }},
-        {"unsigned long", [](const String& text) { return memberUnit(Ulong(text)); }},
-        {"double", [](const String& text) { return memberUnit(Double(text).value()); }},
-        {"String", [](const String& text) { return memberUnit(text); }},
-        {"wstring", [](const String& text) { return memberUnit(text.toWstring()); }},
-        {"Bytes", [](const String& text) { return memberUnit(Bytes(text)); }},
-    };
-    const std::vector<Row> rows = tablesOf("Member");
-    ASSERT_EQ(rows.size(), 8u);
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row[0]);
-        const std::size_t end = row[0].find('`', 1);
-        const auto member = members.find(row[0].substr(1, end - 1));
-        ASSERT_NE(member, members.end());
-        EXPECT_EQ(member->second(trimmed(row[0].substr(end + 1))), unquoted(row[1]));
-    }
-    Contact contact{"Ann", {7, 300}};
-    pml::stream out;
-    pml::encode(out, contact);
-    EXPECT_EQ(out.toPml(false), blockBehind("The contact from above"));
+TEST(Formats, XmlIsLaidOutAsTold) {
+    const auto node = XmlFormat::parse("<a x='1' y='2'><b>u&lt;v</b><c/>t</a>");
+    EXPECT_TRUE(page().has("    " + node->str(true, 1) + "\n"));
 }
 
 }  // namespace

@@ -6,8 +6,8 @@
 namespace qor {
 namespace {
 
-const support::Document& page() {
-    static const support::Document document("docs/logging.md");
+const Document& page() {
+    static const Document document("docs/logging.md");
     return document;
 }
 
@@ -57,7 +57,7 @@ TEST(Logging, LinesReadAsTold) {
         info,
         [&] { runIn("pump", info); },
     };
-    const std::vector<support::Row> rows = page().tablesOf("Call");
+    const std::vector<Row> rows = page().tablesOf("Call");
     ASSERT_EQ(rows.size(), std::size(calls));
     std::string expected;
     for (std::size_t i = 0; i < rows.size(); ++i) {
@@ -97,7 +97,7 @@ TEST(Logging, KeysAreReadAndWrittenAsTold) {
     logger& log = logger_factory::instance("keys");
     pml::stream out;
     log.codec(out);
-    const std::vector<support::Row> rows = page().tablesOf("Key");
+    const std::vector<Row> rows = page().tablesOf("Key");
     ASSERT_EQ(rows.size(), out.unit().numofChildren());
     for (std::size_t i = 0; i < rows.size(); ++i) {
         const pml::ntv::Unit& child = out.unit()[i];

@@ -6,16 +6,16 @@
 namespace qor {
 namespace {
 
-const support::Document& page() {
-    static const support::Document document("docs/settings.md");
+const Document& page() {
+    static const Document document("docs/settings.md");
     return document;
 }
 
 // The first cells of the tables with this heading, with the cells in that column.
 std::map<String, String> column(const char* heading, std::size_t at) {
     std::map<String, String> cells;
-    for (const support::Row& row : page().tablesOf(heading))
-        cells[support::unquoted(row.at(0))] = support::unquoted(row.at(at));
+    for (const Row& row : page().tablesOf(heading))
+        cells[unquoted(row.at(0))] = unquoted(row.at(at));
     return cells;
 }
 

@@ -48,7 +48,7 @@ namespace {
 TEST(SetClock, ChangesNoWait) {
     for (const long days : {1L, -1L}) {
         TimerManager::instance()->start();
-        support::Recorder object;
+        Recorder object;
         TimerId id;
         constexpr unsigned long kIntervalMs = 20;
         ASSERT_TRUE(
@@ -74,7 +74,7 @@ TEST(SetClock, ChangesNoWait) {
 }
 
 TEST(SetClock, IsTheTimeOfEntries) {
-    support::LogFile file("clock");
+    LogFile file("clock");
     const std::string today = Time::now().toDateTime();
     {
         const WallClock tomorrow(std::chrono::hours(48));

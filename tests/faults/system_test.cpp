@@ -17,7 +17,7 @@ using network::until;
 // A full disk.
 
 TEST(FullDisk, IsToldByFilesAndDirectories) {
-    const support::SmallDisk disk;
+    const SmallDisk disk;
     if (!disk.isThere()) GTEST_SKIP() << "no right to mount a file system";
     const auto wide = [&](std::string_view name) { return String(disk.path(name)).toWstring(); };
     const std::string block(64 * 1024, 'x');
@@ -43,7 +43,7 @@ TEST(FullDisk, IsToldByFilesAndDirectories) {
 
 // Rotation in a full directory: entries are whole, and go on when there is room.
 TEST(FullDisk, LetsTheLogRotate) {
-    const support::SmallDisk disk;
+    const SmallDisk disk;
     if (!disk.isThere()) GTEST_SKIP() << "no right to mount a file system";
     logger& log = logger_factory::instance("disk");
     log.open(disk.path("a.log").c_str());
@@ -96,7 +96,7 @@ TEST(NoDescriptors, IsToldAndOver) {
 #ifdef __SANITIZE_ADDRESS__
     GTEST_SKIP() << "the sanitizer needs descriptors of its own";
 #endif
-    const support::TempDir dir;
+    const TempDir dir;
     logger& log = logger_factory::instance("descriptors");
     const Descriptors descriptors;
     descriptors.end();
@@ -150,14 +150,51 @@ private:
     bool isOwn_;
 };
 
-// Runs in a process with a loopback device of its own. Its status tells of failed expectations.
-void withLoopback(const std::function<void(const Loopback&)>& work) {
+void sendWithoutNetwork(const Loopback& loopback) {
+    const Handle<network::Events> served(new network::Events), told(new network::Events);
+    TcpServer server;
+    TcpClient client;
+    const auto connect = [&](int timeoutSeconds) {
+        const TcpAddr address(server.getLocalPort(), "127.0.0.1");
+        return client.open(address, told, timeoutSeconds, 4096);
+    };
+    ASSERT_TRUE(server.open(TcpAddr(0, "127.0.0.1"), served, 4096) && connect(5));
+    ASSERT_TRUE(client.send("before", 5) && served->received(1));
+    // Back in time: nobody notices.
+    ASSERT_TRUE(loopback.set(false));
+    EXPECT_TRUE(client.send("meanwhile", 5));
+    ASSERT_TRUE(loopback.set(true));
+    EXPECT_TRUE(served->received(2));
+    // What fits into the system's buffers is accepted; then the timeout ends the connection.
+    ASSERT_TRUE(loopback.set(false));
+    const std::string large(100000, 'x');
+    int sent = 0;
+    while (client.send(large, 1))
+        ASSERT_LT(++sent, 1000);
+    EXPECT_TRUE(told->ended(1));
+    EXPECT_EQ(served->closed, 0u) << "nobody has told the other end";
+    client.close();
+    EXPECT_FALSE(connect(1));
+    server.close();
+    EXPECT_EQ(served->closed, 1u);
+    // All is well again with the network.
+    ASSERT_TRUE(loopback.set(true));
+    ASSERT_TRUE(server.open(TcpAddr(0, "127.0.0.1"), served, 4096) && connect(5));
+    const unsigned frames = served->count;
+    EXPECT_TRUE(client.send("after", 5) && served->received(frames + 1));
+    EXPECT_TRUE(served->frames().starts_with("before|meanwhile|"));
+    client.close();
+    server.close();
+}
+
+// In a process of its own, whose status tells of failed expectations.
+TEST(VanishedNetwork, HoldsNobodyForLonger) {
     constexpr int kNoRight = 77;
     const pid_t child = fork();
     if (child == 0) {
         const Loopback loopback;
         if (!loopback.isOwn()) _exit(kNoRight);
-        work(loopback);
+        sendWithoutNetwork(loopback);
         _exit(testing::Test::HasFailure() ? 1 : 0);
     }
     int status = -1;
@@ -165,59 +202,6 @@ void withLoopback(const std::function<void(const Loopback&)>& work) {
     if (WIFEXITED(status) && WEXITSTATUS(status) == kNoRight)
         GTEST_SKIP() << "no right to a network of its own";
     EXPECT_EQ(status, 0);
-}
-
-TEST(VanishedPeer, HoldsNobodyForLonger) {
-    withLoopback([](const Loopback& loopback) {
-        const Handle<network::Events> served(new network::Events), told(new network::Events);
-        TcpServer server;
-        ASSERT_TRUE(server.open(TcpAddr(0, "127.0.0.1"), served, 4096));
-        TcpClient client;
-        ASSERT_TRUE(client.open(TcpAddr(server.getLocalPort(), "127.0.0.1"), told, 5, 4096));
-        ASSERT_TRUE(client.send("before", 5));
-        EXPECT_TRUE(served->received(1));
-        ASSERT_TRUE(loopback.set(false));
-        // What fits into the system's buffers is accepted; then the timeout ends the connection.
-        const std::string large(100000, 'x');
-        int sent = 0;
-        while (client.send(large, 1))
-            ASSERT_LT(++sent, 1000);
-        EXPECT_TRUE(told->ended(1));
-        EXPECT_EQ(served->closed, 0u) << "nobody has told the other end";
-        client.close();
-        EXPECT_FALSE(client.open(TcpAddr(server.getLocalPort(), "127.0.0.1"), told, 1, 4096));
-        server.close();
-        EXPECT_EQ(served->closed, 1u);
-        // All is well again with the network.
-        ASSERT_TRUE(loopback.set(true));
-        ASSERT_TRUE(server.open(TcpAddr(0, "127.0.0.1"), served, 4096));
-        ASSERT_TRUE(client.open(TcpAddr(server.getLocalPort(), "127.0.0.1"), told, 5, 4096));
-        EXPECT_TRUE(client.send("after", 5));
-        EXPECT_TRUE(served->received(2));
-        client.close();
-        server.close();
-    });
-}
-
-TEST(VanishedPeer, GoesOnWhereItWasIfTheNetworkIsBackInTime) {
-    withLoopback([](const Loopback& loopback) {
-        const Handle<network::Events> served(new network::Events);
-        TcpServer server;
-        ASSERT_TRUE(server.open(TcpAddr(0, "127.0.0.1"), served, 65536));
-        TcpClient client;
-        ASSERT_TRUE(client.open(TcpAddr(server.getLocalPort(), "127.0.0.1"), Handle<TcpCallback>(),
-                                5, 65536));
-        ASSERT_TRUE(client.send("before", 5));
-        EXPECT_TRUE(served->received(1));
-        ASSERT_TRUE(loopback.set(false));
-        EXPECT_TRUE(client.send("meanwhile", 5));
-        ASSERT_TRUE(loopback.set(true));
-        EXPECT_TRUE(client.send("after", 5));
-        EXPECT_TRUE(served->received(3));
-        EXPECT_EQ(served->frames(), "before|meanwhile|after|");
-        client.close();
-        server.close();
-    });
 }
 
 }  // namespace

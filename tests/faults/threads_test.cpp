@@ -115,7 +115,7 @@ TEST(NoThreads, LeavesAWorkerAsItWas) {
     {
         const FewThreads none(0);
         for (int i = 0; i < 2; ++i)
-            EXPECT_EQ(support::raisedIn<ThreadSyscallException>([&] { worker->startAndWait(); }),
+            EXPECT_EQ(raisedIn<ThreadSyscallException>([&] { worker->startAndWait(); }),
                       "qor::Thread::start");
         EXPECT_FALSE(worker->started());
         EXPECT_EQ(worker->__GetRef(), 1);
@@ -129,17 +129,17 @@ TEST(NoThreads, LeavesAWorkerAsItWas) {
 
 TEST(NoThreads, LeavesTimersToTheNextStart) {
     TimerManager& timers = *TimerManager::instance();
-    support::Recorder object;
+    Recorder object;
     TimerId id;
     {
         const FewThreads none(0);
         for (int i = 0; i < 2; ++i)
-            EXPECT_EQ(support::raisedIn<ThreadSyscallException>([&] { timers.start(); }),
+            EXPECT_EQ(raisedIn<ThreadSyscallException>([&] { timers.start(); }),
                       "qor::Thread::start");
         EXPECT_TRUE(timers.setTimer(id, "kept", 1, 1, &object, 1, nullptr));
         timers.stop();
         const Handle<TimerUserThread> own(new TimerUserThread(&object, "own", 1, 1, 2, nullptr));
-        EXPECT_EQ(support::raisedIn<ThreadSyscallException>([&] { own->startAndWait(); }),
+        EXPECT_EQ(raisedIn<ThreadSyscallException>([&] { own->startAndWait(); }),
                   "qor::Thread::start");
     }
     EXPECT_EQ(object.take(), "");
@@ -149,7 +149,7 @@ TEST(NoThreads, LeavesTimersToTheNextStart) {
 }
 
 TEST(NoThreads, DoesNotConcernTheLog) {
-    support::LogFile file("threads");
+    LogFile file("threads");
     const FewThreads none(0);
     for (int i = 0; i < 3; ++i)
         writeDataLog(file.log(), "f", 0, "TAG", "entry");
@@ -194,7 +194,7 @@ TEST_F(NoThreadsForConnections, OpensNoHalfServer) {
         address.port = free.addr().port;
     }
     const std::size_t before = threads();
-    const unsigned descriptors = support::openDescriptors();
+    const unsigned descriptors = openDescriptors();
     unsigned failures = 0;
     for (bool open = false; !open; ++failures) {
         ASSERT_LT(failures, 10u);
@@ -213,7 +213,7 @@ TEST_F(NoThreadsForConnections, OpensNoHalfServer) {
         }
         server.close();
         EXPECT_TRUE(network::until([&] { return threads() <= before; })) << failures;
-        EXPECT_EQ(support::openDescriptors(), descriptors) << failures;
+        EXPECT_EQ(openDescriptors(), descriptors) << failures;
     }
     EXPECT_GE(failures, 3u);
 }

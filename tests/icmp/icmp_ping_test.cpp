@@ -7,7 +7,7 @@ namespace qor {
 namespace {
 
 TEST(Ping, MeasuresTheRoundTrip) {
-    support::LogFile file("qor");
+    LogFile file("qor");
     const auto logged = [&](const std::string& text) {
         return file.entries().find(text) != std::string::npos;
     };
@@ -22,7 +22,7 @@ TEST(Ping, MeasuresTheRoundTrip) {
         EXPECT_FALSE(ping.sendAndWait("127.0.0.1", &cost, 1));
         EXPECT_EQ(logged("[<ICMP.ERROR>]sendAndWait() ICMP socket not open.\n"), on);
     }
-    const unsigned descriptors = support::openDescriptors();
+    const unsigned descriptors = openDescriptors();
     if (!ping.open()) {
         EXPECT_TRUE(logged("[<ICMP.ERROR>]open() ICMP socket open failed.\n"));
         GTEST_SKIP() << "no right to send echoes";
@@ -42,7 +42,7 @@ TEST(Ping, MeasuresTheRoundTrip) {
     EXPECT_TRUE(ping.open());
     ping.close();
     EXPECT_FALSE(ping.sendAndWait("127.0.0.1", nullptr, 1));
-    EXPECT_EQ(support::openDescriptors(), descriptors);
+    EXPECT_EQ(openDescriptors(), descriptors);
 }
 
 // What differs in one thing from the reply.

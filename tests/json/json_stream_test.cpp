@@ -100,7 +100,7 @@ TEST(JsonStream, GivesAndTakesChildren) {
     EXPECT_EQ(elementsEnd - element, 2);
     EXPECT_FALSE(JsonInputStream(elements.unit()).getObjectChildren(pair, pairsEnd));
 
-    out.dumping(support::longOf(0x100000007));
+    out.dumping(longOf(0x100000007));
     EXPECT_EQ(out.dumping(), 7);
     EXPECT_EQ(in.dumping(), 0);
 }

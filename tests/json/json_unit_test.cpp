@@ -25,7 +25,7 @@ TEST(JsonUnit, WritesEachTypeByItsKind) {
     expectWritten(static_cast<char>(-2), "-2");
     expectWritten(static_cast<unsigned char>(200), "200");
     expectWritten(static_cast<short>(-7), "-7");
-    expectWritten(support::longOf(0x1FFFFFFFF), "-1");
+    expectWritten(longOf(0x1FFFFFFFF), "-1");
     expectWritten(static_cast<unsigned long>(0x1FFFFFFFF), "4294967295");
     expectWritten(~0ULL, "18446744073709551615");
     expectWritten(1234567.0, "1.23457e+06");
@@ -129,63 +129,71 @@ TEST(JsonUnit, LooksChildrenUpWithoutMakingThemWhenConst) {
     EXPECT_EQ(array.at(101).value(), array.at(0).value());
 }
 
-// Against a std::map, for keys that are read and added in every order.
-TEST(JsonObject, IsAMapInTheOrderOfItsKeys) {
-    for (const unsigned long count : {0UL, 1UL, 3UL, 100UL, 5000UL}) {
-        for (const bool sorted : {false, true}) {
-            std::map<String, long> expected;
-            String text = "{";
-            for (unsigned long i = 0; i < count; ++i) {
-                const String key = std::to_string(sorted ? 10000 + i : i * 7919 % (count + 1) / 2);
-                expected[key] = static_cast<long>(i);
-                text += key + ":" + std::to_string(i) + ",";
-            }
-            JsonUnit unit;
-            unit.decode(text + "}");
-            std::map<String, const JsonUnit*> places;
-            for (unsigned long i = 0; i < count; ++i) {
-                const String key = "k" + std::to_string(i * 7919 % 6007);
-                expected[key] = static_cast<long>(i);
-                JsonUnit& added = unit[key];
-                added << i;
-                if (i % 512 == 0) unit[std::to_string(i)];
-                if (i % 512 == 0) expected.emplace(std::to_string(i), 0);
-                places[key] = &added;
-                if (i % 1000 == 0) {
-                    EXPECT_EQ(unit.objectValue().begin()->first, expected.begin()->first);
-                }
-            }
-            for (const auto& [key, place] : places)
-                EXPECT_EQ(&unit[key], place);
-            EXPECT_EQ(std::as_const(unit).objectValue()->get("none"), nullptr);
-            auto wanted = expected.begin();
-            for (auto& [key, child] : unit.objectValue()) {
-                ASSERT_NE(wanted, expected.end());
-                long value = 0;
-                child >> value;
-                EXPECT_EQ(key, wanted->first);
-                EXPECT_EQ(value, wanted->second);
-                ++wanted;
-            }
-            EXPECT_EQ(wanted, expected.end());
+// Against a std::map, for keys that are read and added in every order, in a root and inside a tree,
+// and whether what was read has been looked at before or not.
+void expectMap(unsigned long count, bool sorted, bool nested, bool looked) {
+    std::map<String, long> expected;
+    std::string text = "{";
+    for (unsigned long i = 0; i < count; ++i) {
+        const String key = std::to_string(sorted ? 10000 + i : i * 7919 % (count + 1) / 2);
+        expected[key] = static_cast<long>(i);
+        text += key + ":" + std::to_string(i) + ",";
+    }
+    text += "}";
+    JsonUnit root;
+    root.decode(nested ? "[0," + text + "]" : text);
+    JsonUnit& unit = nested ? root.arrayValue().at(1) : root;
+    std::map<String, const JsonUnit*> places;
+    for (const auto& [key, value] : looked ? expected : std::map<String, long>())
+        places[key] = &unit[key];
+    for (unsigned long i = 0; i < count + 20; ++i) {
+        const String key = "k" + std::to_string(i * 7919 % 6007);
+        expected[key] = static_cast<long>(i);
+        JsonUnit& added = unit[key];
+        added << i;
+        if (i % 512 == 0) unit[std::to_string(i)];
+        if (i % 512 == 0) expected.emplace(std::to_string(i), 0);
+        places[key] = &added;
+        if (i % 1000 == 0 || i == 7) {
+            const JsonObject& object = unit.objectValue();
+            ASSERT_EQ(std::distance(object.begin(), object.end()), std::ssize(expected));
+            EXPECT_EQ(object.begin()->first, expected.begin()->first);
         }
+    }
+    for (const auto& [key, place] : places)
+        EXPECT_EQ(&unit[key], place);
+    EXPECT_EQ(std::as_const(unit).objectValue()->get("none"), nullptr);
+    auto wanted = expected.begin();
+    for (auto& [key, child] : unit.objectValue()) {
+        ASSERT_NE(wanted, expected.end());
+        long value = 0;
+        child >> value;
+        EXPECT_EQ(key, wanted->first);
+        EXPECT_EQ(value, wanted->second);
+        ++wanted;
+    }
+    EXPECT_EQ(wanted, expected.end());
+}
+
+TEST(JsonObject, IsAMapInTheOrderOfItsKeys) {
+    for (const unsigned long count : {0UL, 1UL, 3UL, 15UL, 16UL, 17UL, 100UL, 5000UL}) {
+        for (unsigned ways = 0; ways < 8; ++ways)
+            expectMap(count, (ways & 1) != 0, (ways & 2) != 0, (ways & 4) != 0);
     }
 }
 
 TEST(JsonObject, StaysAsItWasWhenMemoryRunsOut) {
-    const support::AllocationCounter counter;
+    const AllocationCounter counter;
     JsonUnit unit;
     unit.decode("{b:[1],a:2}");
     unsigned long failures = 0;
     for (const char* const key : {"c", "a long key that needs memory"}) {
         const String before = unit.encode(false, false, 0);
-        failures +=
-            support::failEachAllocation([&] { unit.objectValue().put(key, unit["b"]); },
-                                        [&] { EXPECT_EQ(unit.encode(false, false, 0), before); });
+        failures += failEachAllocation([&] { unit.objectValue().put(key, unit["b"]); },
+                                       [&] { EXPECT_EQ(unit.encode(false, false, 0), before); });
     }
     EXPECT_GT(failures, 2u);
-    failures +=
-        support::failEachAllocation([&] { unit["b"].newChild() << "longer than the room"; }, [] {});
+    failures += failEachAllocation([&] { unit["b"].newChild() << "longer than the room"; }, [] {});
     EXPECT_EQ(unit["c"].encode(), unit["b"].encode());
     unit.setNull();
     EXPECT_EQ(counter.outstanding(), 0);

@@ -110,10 +110,9 @@ TEST(JsonFormatter, AppendsAndIndentsByLevel) {
     EXPECT_EQ(JsonFormatter(nullptr, true, true, 3).toString(), "null");
     unit["long"] << std::string(10000, 'x') + "/";
     String out("before");
-    EXPECT_GT(
-        support::failEachAllocation([&] { JsonFormatter(value.get(), false, true, 0).format(out); },
-                                    [&] { EXPECT_EQ(out, "before"); }),
-        0u);
+    EXPECT_GT(failEachAllocation([&] { JsonFormatter(value.get(), false, true, 0).format(out); },
+                                 [&] { EXPECT_EQ(out, "before"); }),
+              0u);
     EXPECT_EQ(out.size(), 6 + 10000 + 22u);
 }
 
@@ -145,7 +144,7 @@ TEST(JsonValue, KeepsValuesOfOtherClassesAndOtherOwners) {
 
 TEST(JsonValue, EntersTheLeakTableOnce) {
     EXPECT_THROW(JsonParser::from("1"), DecodeException);  // makes what a throw needs
-    const support::LeakTable table;
+    const LeakTable table;
     const String large = std::string(70000, 'x');
     int alive = 0;
     {

@@ -1,6 +1,8 @@
 #include "qor/json/json_view.h"
 
+#include "support/formats.h"
 #include "support/test.h"
+#include "support/threads.h"
 
 // tests/docs and the fuzz target `json` compare views with other readings of the dialect.
 
@@ -9,13 +11,6 @@ namespace {
 
 static_assert(std::ranges::forward_range<JsonElements> && std::ranges::forward_range<JsonMembers>);
 static_assert(std::is_trivially_copyable_v<JsonView>);
-
-std::string repeated(const std::string& text, unsigned long n) {
-    std::string all;
-    for (unsigned long i = 0; i < n; ++i)
-        all += text;
-    return all;
-}
 
 std::string keysOf(JsonView object) {
     std::string keys;
@@ -91,33 +86,11 @@ void compareReadings(const JsonUnit& unit, JsonView view, const std::string& tex
 
 // Each value is what a unit reads of the same text, also where the unit reads nothing.
 TEST(JsonView, ReadsAsUnitsDo) {
-    for (const std::string text : {"1",
-                                   "-1",
-                                   "255",
-                                   "300",
-                                   "40000",
-                                   "-2147483649",
-                                   "99999999999",
-                                   "1.5",
-                                   "-65.613616999999977",
-                                   "1e400",
-                                   "abc",
-                                   "-",
-                                   "TRUE",
-                                   "true",
-                                   "false",
-                                   "null",
-                                   "1500000000123",
-                                   "\"\"",
-                                   "\"1\"",
-                                   "\"aGk=\"",
-                                   "\"true\"",
-                                   "\"\\u00e9\\n\\q\"",
-                                   "\"\xC3\xA5\"",
-                                   "\"\\\"\"",
-                                   "[1]",
-                                   "{}",
-                                   "\"a text that is longer than a short one\""}) {
+    std::istringstream texts(
+        R"(1 -1 255 300 40000 -2147483649 99999999999 1.5 -65.613616999999977 1e400 abc - TRUE true )"
+        R"(false null 1500000000123 "" "1" "aGk=" "true" "\u00e9\n\q" "å" "\"" [1] {} )"
+        R"("a-text-that-is-longer-than-a-short-one")");
+    for (std::string text; texts >> text;) {
         const std::string whole = "{v:" + text + "}";
         JsonUnit tree;
         tree.decode(whole);
@@ -169,16 +142,15 @@ TEST(JsonDocument, TakesLargeTexts) {
         const std::string wanted = JsonParser::from(text)->toJson();
         EXPECT_TRUE(document.root().toJson() == wanted);
         const std::string part = text.substr(0, text.size() / 2) + "\"";
-        EXPECT_EQ(support::raisedIn<DecodeException>([&] { JsonDocument::from(part); }),
-                  support::raisedIn<DecodeException>([&] { JsonParser::from(part); }));
+        EXPECT_EQ(raisedIn<DecodeException>([&] { JsonDocument::from(part); }),
+                  raisedIn<DecodeException>([&] { JsonParser::from(part); }));
     }
 }
 
 TEST(JsonDocument, TakesAnyDepthInTheSameStack) {
-    const unsigned long depth = 1000000;
-    const JsonDocument document =
-        JsonDocument::from(repeated("{\"k\":[", depth) + "1" + repeated("]}", depth));
-    EXPECT_EQ(document.root().encode().size(), depth * 12 + 1);
+    const Deep deep = JsonFormat::deep(300000);
+    const JsonDocument document = JsonDocument::from(deep.text);
+    EXPECT_TRUE(document.root().encode() == deep.shown);
     JsonView view = document.root();
     while (view.isObject())
         view = view["k"].at(0);
@@ -186,7 +158,7 @@ TEST(JsonDocument, TakesAnyDepthInTheSameStack) {
 }
 
 TEST(JsonDocument, LivesAsLongAsOneOfItsCopies) {
-    const support::AllocationCounter counter;
+    const AllocationCounter counter;
     {
         std::optional<JsonDocument> first(JsonDocument::from("{\"a\":[\"te\\\\xt\",\"plain\"]}"));
         const JsonView list = first->root()["a"];
@@ -213,15 +185,15 @@ TEST(JsonDocument, GivesAllBackWhenMemoryRunsOut) {
     const std::string text =
         "{large:[" + repeated("{\"k\":[1,\"x\\n\"]},", 3000) + "],m:{" + many + "}}";
     const std::string wanted = JsonDocument::from(text).root().toJson();
-    const support::AllocationCounter counter;
-    unsigned long failures = support::failEachAllocation(
-        [&] { JsonDocument::from(text); }, [&] { EXPECT_EQ(counter.outstanding(), 0); });
+    const AllocationCounter counter;
+    unsigned long failures = failEachAllocation([&] { JsonDocument::from(text); },
+                                                [&] { EXPECT_EQ(counter.outstanding(), 0); });
     EXPECT_GE(failures, 4u);
     {
         const JsonDocument document = JsonDocument::from(text);
-        failures = support::failEachAllocation([&] { document.root()["m"].members(); }, [] {});
+        failures = failEachAllocation([&] { document.root()["m"].members(); }, [] {});
         EXPECT_GE(failures, 2u);
-        failures = support::failEachAllocation([&] { document.root().toJson(); }, [] {});
+        failures = failEachAllocation([&] { document.root().toJson(); }, [] {});
         EXPECT_GE(failures, 1u);
         EXPECT_TRUE(document.root().toJson() == wanted);
     }
@@ -235,7 +207,7 @@ TEST(JsonView, NeedsNoMemoryForUsualObjects) {
         text.append("k").append(std::to_string(i)).append(":[[\"\\n\"]],");
     const JsonDocument document = JsonDocument::from(text);
     EXPECT_EQ(document.root().size(), 60u);
-    const support::FailAllocations failing(1);
+    const FailAllocations failing(1);
     double number = 0;
     istr view;
     for (const auto& [key, value] : document.root().members())
@@ -250,22 +222,17 @@ TEST(JsonView, IsReadByManyThreadsAtOnce) {
         "[" + repeated("{a:1,b:{c:[2,{d:\"\\n\"}]}},{b:\"x\",a:[3]},{e:{}},", 300) + "]";
     const std::string wanted = JsonParser::from(text)->toJson();
     const JsonDocument document = JsonDocument::from(text);
-    std::vector<std::thread> threads;
-    for (int i = 0; i < 4; ++i) {
-        threads.emplace_back(
-            [&, root = document.root(), copy = document, writesFirst = i % 2 == 0] {
-                EXPECT_TRUE(!writesFirst || copy.root().toJson() == wanted);
-                unsigned long members = 0;
-                for (const JsonView element : root.elements()) {
-                    for (const auto& [key, value] : element.members())
-                        members += 1 + value["c"].size() + value.size();
-                }
-                EXPECT_EQ(members, 300u * 9);
-                EXPECT_TRUE(root.toJson() == wanted);
-            });
-    }
-    for (std::thread& thread : threads)
-        thread.join();
+    inThreads(4, [&](unsigned i) {
+        const JsonDocument copy = document;
+        EXPECT_TRUE(i % 2 != 0 || copy.root().toJson() == wanted);
+        unsigned long members = 0;
+        for (const JsonView element : document.root().elements()) {
+            for (const auto& [key, value] : element.members())
+                members += 1 + value["c"].size() + value.size();
+        }
+        EXPECT_EQ(members, 300u * 9);
+        EXPECT_TRUE(document.root().toJson() == wanted);
+    });
 }
 
 }  // namespace

@@ -197,7 +197,7 @@ public:
     bool isMade() const { return isMade_; }
 
 private:
-    const support::TempDir dir_;
+    const TempDir dir_;
     bool isMade_ = false;
 };
 

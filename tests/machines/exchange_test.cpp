@@ -3,6 +3,8 @@
 // change:
 //   QOR_WRITE_DATA=on ctest --preset debug -R machines.
 
+#include "support/bound.h"
+#include "support/formats.h"
 #include "support/test.h"
 #include "tcp/network.h"
 
@@ -34,21 +36,14 @@ struct Person {
     }
 };
 
-// Members under the names "m0", "m1" and so on, and the tags from 1 on.
 template <class... Members>
-struct Record : std::tuple<Members...> {
-    using std::tuple<Members...>::tuple;
+struct Record : Tuple<Members...> {
+    using Tuple<Members...>::Tuple;
 
     template <class Stream>
     void codec(Stream& s) {
-        unsigned char tag = 0;
-        const auto carry = [&](auto& member) {
-            const String name("m" + std::to_string(tag));
-            field(s, {name, ++tag}, member);
-        };
         s.enter("Record", "record", "", "");
-        std::apply([&](auto&... member) { (carry(member), ...); },
-                   static_cast<std::tuple<Members...>&>(*this));
+        Tuple<Members...>::codec(s);
         s.leave();
     }
 };
@@ -69,7 +64,7 @@ std::string differences(const Record<Members...>& left, const Record<Members...>
 
 // Numbers with different bytes in every place, and each kind of text and container. The text
 // formats show six digits of a double.
-auto makeAll() {
+auto makeRecord() {
     return Record(true, 'A', static_cast<short>(0x0102), -5L, 0x89ABCDEFUL, 0x01020304,
                   0x0102030405060708LL, 0xFEDCBA9876543210ULL, -0.15625F, 3.14159, L'\u00e9',
                   Char('x'), Long(-2000000000), String("na\u00efve \u20ac"),
@@ -79,54 +74,19 @@ auto makeAll() {
                   std::map<String, unsigned long>{{"one", 1}, {"many", 0xFFFFFFFE}},
                   std::vector<Person>{{"Ann", {1, -300, 70000}}, {"Bob", {}}});
 }
-using All = decltype(makeAll());
+using Whole = decltype(makeRecord());
 
-std::string nbrMessage() {
-    nbr::CodecStream out;
-    nbr::encode(out, makeAll());
-    return std::string(out.str());
-}
+template <class Format>
+class Exchange : public testing::Test {};
+TYPED_TEST_SUITE(Exchange, Formats, FormatName);
 
-TEST(Exchange, NbrHasTheSameBytes) {
-    const std::string written = nbrMessage();
-    const std::string data = dataOf("nbr", written);
+TYPED_TEST(Exchange, HasTheSameBytes) {
+    const std::string written = TypeParam::write(makeRecord(), true);
+    const std::string data = dataOf(TypeParam::kName, written);
     EXPECT_EQ(written, data);
-    All read;
-    nbr::decode(data, read);
-    EXPECT_EQ(differences(read, makeAll()), "");
-}
-
-TEST(Exchange, PmlHasTheSameBytes) {
-    pml::stream out;
-    pml::encode(out, makeAll());
-    const std::string written(out.toPml(true));
-    const std::string data = dataOf("pml", written);
-    EXPECT_EQ(written, data);
-    All read;
-    pml::decode(pml::stream(data, false), read);
-    EXPECT_EQ(differences(read, makeAll()), "");
-}
-
-TEST(Exchange, JsonHasTheSameBytes) {
-    json::JsonOutputStream out;
-    json::encode(out, makeAll());
-    const std::string written(out.str(true));
-    const std::string data = dataOf("json", written);
-    EXPECT_EQ(written, data);
-    All read;
-    json::decode(istr(data), read);
-    EXPECT_EQ(differences(read, makeAll()), "");
-}
-
-TEST(Exchange, XmlHasTheSameBytes) {
-    XMLStream out;
-    xml::encode(out, makeAll());
-    const std::string written(out.str(true, 0));
-    const std::string data = dataOf("xml", written);
-    EXPECT_EQ(written, data);
-    All read;
-    xml::decode(XMLInStream(istr(data)), read);
-    EXPECT_EQ(differences(read, makeAll()), "");
+    Whole read;
+    TypeParam::read(data, read);
+    EXPECT_EQ(differences(read, makeRecord()), "");
 }
 
 // Calls apply(value) for values of each type that the stream has.
@@ -139,7 +99,7 @@ void forEachBinaryValue(Apply apply) {
         std::string("na\u00efve"), std::wstring(L"\u5b89\U0001F600"), std::string(300, 'x'));
 }
 
-TEST(Exchange, BinaryStreamsHaveTheSameBytes) {
+TEST(ExchangeByStream, BinaryStreamsHaveTheSameBytes) {
     BinaryOutStream out;
     forEachBinaryValue([&](const auto& value) { out.write(value); });
     const std::string written(out.str());
@@ -161,7 +121,7 @@ TEST_F(ExchangeByTcp, FramesHaveTheSameBytes) {
     TcpClient client;
     ASSERT_TRUE(client.open(listener.addr(), events, 5, network::kBuffer));
     network::Socket peer = listener.accept();
-    const std::string message = nbrMessage();
+    const std::string message = NbrFormat::write(makeRecord());
     EXPECT_TRUE(client.send(message, 5) && client.send("", 5) && client.send("end", 5));
     const std::string written = peer.read(3 * 4 + message.size() + 3);
     const std::string data = dataOf("tcp", written);

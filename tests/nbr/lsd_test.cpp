@@ -105,9 +105,8 @@ TEST(ComplexValue, KeepsAValueThatItCannotTakeWithItsCaller) {
     ComplexValue root;
     for (unsigned i = 0; i < 200; ++i) {
         auto value = std::make_unique<SimpleValue>(false);
-        support::failEachAllocation(
-            [&] { root.add(static_cast<unsigned char>(i * 7), value.get()); },
-            [&] { ASSERT_EQ(root.data().size(), i); });
+        failEachAllocation([&] { root.add(static_cast<unsigned char>(i * 7), value.get()); },
+                           [&] { ASSERT_EQ(root.data().size(), i); });
         value.release();
     }
     EXPECT_EQ(root.data().size(), 200u);

@@ -1,6 +1,5 @@
 #include "qor/nbr/parser.h"
 
-#include "support/spare_blocks.h"
 #include "support/test.h"
 
 namespace qor::nbr {
@@ -96,42 +95,11 @@ TEST(Parser, SeeksAnItemWithoutATree) {
 TEST(Parser, AllocatesNoMoreThanItReturns) {
     const Bytes message = bytes("FF 01 28 01 01 01 07 02 F1 01 61 03 FF 01 28 FF 01 29 FF 01 29");
     Tree(parser::from(message));  // leaves a spare block
-    const support::AllocationCounter counter;
+    const AllocationCounter counter;
     const Tree seeked(parser::from(message, 2));
     EXPECT_EQ(counter.allocations(), 1u);
     const Tree tree(parser::from(message));
     EXPECT_EQ(counter.allocations(), 1u) << "a tree takes the spare block";
-}
-
-TEST(Parser, LeaksNothingWhenMemoryEnds) {
-    Bytes message(istr("\xFF\x01("));
-    for (int i = 0; i < 6000; ++i)
-        message.append(istr("\x05\xFF\x01(\x01\x01\x01\x07\xFF\x01)"));
-    support::freeSpareBlocks();
-    const support::AllocationCounter counter;
-    const unsigned long failures =
-        support::failEachAllocation([&] { const Tree tree(parser::from(message)); },
-                                    [&] {
-                                        support::freeSpareBlocks();
-                                        ASSERT_EQ(counter.outstanding(), 0);
-                                    });
-    EXPECT_GT(failures, 5u);
-}
-
-TEST(Parser, TakesAnyDepthInTheDefaultStack) {
-    constexpr unsigned kDepth = 1000000;
-    Bytes message;
-    message.resize(8 * kDepth);
-    for (unsigned i = 0; i < kDepth; ++i)
-        message.append(istr("\x02\xFF\x01("));
-    const istr outermost = istr(message).removeLeft(1);
-
-    const Tree tree(parser::from(outermost));
-    const Tree copy(std::make_unique<ComplexValue>(complex(tree)));
-    EXPECT_EQ(complex(copy).data().size(), 1u);
-    dumper d(true);
-    copy->dump(d);
-    EXPECT_EQ(d.str().size(), kDepth * 6UL - 4);
 }
 
 }  // namespace

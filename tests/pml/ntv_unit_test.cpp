@@ -348,15 +348,15 @@ TEST(Unit, IsAsItWasWhenMemoryIsShort) {
     for (const auto& operation : operations) {
         for (const auto& make : units) {
             SCOPED_TRACE(&operation - operations);
-            const support::AllocationCounter outside;
+            const AllocationCounter outside;
             {
                 const auto unit = make();
                 const std::string before = treeOf(*unit);
-                support::failEachAllocation([&] { operation(*unit); },
-                                            [&] {
-                                                EXPECT_EQ(treeOf(*unit), before);
-                                                EXPECT_TRUE(isSound(*unit));
-                                            });
+                failEachAllocation([&] { operation(*unit); },
+                                   [&] {
+                                       EXPECT_EQ(treeOf(*unit), before);
+                                       EXPECT_TRUE(isSound(*unit));
+                                   });
                 EXPECT_TRUE(isSound(*unit));
             }
             EXPECT_EQ(outside.outstanding(), 0);
@@ -364,16 +364,16 @@ TEST(Unit, IsAsItWasWhenMemoryIsShort) {
     }
     Unit owner("o", "", "text");
     auto child = std::make_unique<Unit>("child");
-    const support::FailAllocations failing(1);
+    const FailAllocations failing(1);
     EXPECT_FALSE(owner.addChild(child.get()));
 }
 
 TEST(Unit, TakesTheSameStackAtAnyDepth) {
     Unit unit;
-    ASSERT_TRUE(ntvFromPml(unit, support::chain(support::kDeep, "x")));
+    ASSERT_TRUE(ntvFromPml(unit, chain(kDeep, "x")));
     EXPECT_TRUE(unit.childWasSingle());
     EXPECT_EQ(unit.chainEnd().root(), &unit);
-    EXPECT_EQ(unit.chainEnd().path().size(), 2 * (support::kDeep - 1));
+    EXPECT_EQ(unit.chainEnd().path().size(), 2 * (kDeep - 1));
     Unit copy(unit);
     EXPECT_EQ(copy.chainEnd().root(), &copy);
     dumper original(true);

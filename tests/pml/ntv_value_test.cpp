@@ -74,7 +74,7 @@ TEST(ListValue, CopiesItsUnitsWithAllThatIsInThem) {
     holder.value(new ListValue({&a, &b}));
     a << "changed";
     EXPECT_EQ(treeOf(holder), "h{a:t=1 b{c=2 d? e{}}}");
-    EXPECT_TRUE(support::isSound(holder));
+    EXPECT_TRUE(isSound(holder));
     ListValue& list = *holder.listValue();
     const std::unique_ptr<ListValue> copy(list.clone());
     // The unit that holds a list is told of its changes.
@@ -82,7 +82,7 @@ TEST(ListValue, CopiesItsUnitsWithAllThatIsInThem) {
     list = ListValue::Units{list.at(2), &a};
     EXPECT_EQ(treeOf(holder), "h{f a:t=changed}");
     EXPECT_THROW(list.assign({&a, &a}), DuplicatedUnitException);
-    EXPECT_TRUE(support::isSound(holder));
+    EXPECT_TRUE(isSound(holder));
     dumper lines(false);
     holder.dump(lines);
     EXPECT_EQ(std::string(lines.str()),
@@ -96,14 +96,14 @@ TEST(ListValue, CopiesItsUnitsWithAllThatIsInThem) {
     EXPECT_EQ(copy->size(), 2u);
     EXPECT_EQ(treeOf(*copy->at(1)), "b{c=2 d? e{}}");
     EXPECT_EQ(copy->at(2), nullptr);
-    EXPECT_EQ(copy->at(support::kTooLarge), nullptr);
+    EXPECT_EQ(copy->at(kTooLarge), nullptr);
     EXPECT_EQ(textOf(*copy), "a:t(1)\nb(\n    c(2)\n    d(3)\n    e()\n)\n");
     EXPECT_EQ(dumpOf(*copy).substr(0, 35), "{{name_='a' type_='t' value_='1'} {");
 
-    const support::AllocationCounter outside;
-    EXPECT_GT(support::failEachAllocation(
-                  [&] { const std::unique_ptr<ListValue> again(copy->clone()); }, [] {}),
-              0u);
+    const AllocationCounter outside;
+    EXPECT_GT(
+        failEachAllocation([&] { const std::unique_ptr<ListValue> again(copy->clone()); }, [] {}),
+        0u);
     EXPECT_EQ(outside.outstanding(), 0);
 }
 

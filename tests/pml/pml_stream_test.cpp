@@ -44,7 +44,7 @@ TEST(Stream, ReadsFromText) {
 }
 
 TEST(Stream, IsWholeOrEmptyWhenMemoryIsShort) {
-    const support::TempDir dir;
+    const TempDir dir;
     const std::string path = dir.path("f.pml");
     const std::string longer(100, 'x');
     const String text = "r(a(" + longer + ")b(c(1)d(" + longer + "))e(2))";
@@ -61,8 +61,8 @@ TEST(Stream, IsWholeOrEmptyWhenMemoryIsShort) {
         SCOPED_TRACE(&read - reads);
         stream s("old(x)", false);
         const auto isWhole = [&] { return treeOf(s.unit()) == "old=x"; };
-        EXPECT_GT(support::failEachAllocation([&] { read(s); },
-                                              [&] { EXPECT_TRUE(s.unit().empty() || isWhole()); }),
+        EXPECT_GT(failEachAllocation([&] { read(s); },
+                                     [&] { EXPECT_TRUE(s.unit().empty() || isWhole()); }),
                   3u);
         EXPECT_EQ(treeOf(s.unit()), whole);
     }
@@ -91,7 +91,7 @@ TEST(Stream, LooksUpAndMakesChildren) {
     s.combine(s);
     s.combine(stream("scalar", true));
     EXPECT_EQ(treeOf(s.unit()), "N:T{a{b=1} c= d{=} x=0 y=1 z=2 b{:t=1 e=2}}");
-    EXPECT_TRUE(support::isSound(s.unit()) && support::isSound(other.unit()));
+    EXPECT_TRUE(isSound(s.unit()) && isSound(other.unit()));
 }
 
 TEST(Stream, IsWrittenAsItsUnit) {
@@ -115,7 +115,7 @@ TEST(Stream, IsWrittenAsItsUnit) {
 }
 
 TEST(Stream, ReadsAndWritesPlaces) {
-    const support::TempDir dir;
+    const TempDir dir;
     const std::string path = dir.path("f.pml");
     for (const std::string& name : {dir.path("missing"), dir.path(), std::string()}) {
         stream s("r(a(1))", false);

@@ -66,6 +66,23 @@ unsigned long failEachAllocation(Operation operation, Check afterFailure) {
     }
 }
 
+// As above, for an operation that may also succeed or return with a failure. It works once there is
+// memory again.
+template <class Operation>
+unsigned long failEachAllocation(Operation operation) {
+    unsigned long n = 0;
+    for (bool failed = true; failed;) {
+        const FailAllocations failing(++n);
+        try {
+            operation();
+        } catch (const std::bad_alloc&) {
+        }
+        failed = failing.happened();
+    }
+    operation();
+    return n - 1;
+}
+
 }  // namespace support
 
 #endif  // QOR_TESTS_SUPPORT_ALLOCATION_H

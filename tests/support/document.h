@@ -29,6 +29,14 @@ public:
             lines_.push_back(line);
     }
 
+    // Whether the text, of whole lines, is on the page.
+    bool has(const std::string& text) const {
+        std::string page;
+        for (const std::string& line : lines_)
+            page += line + "\n";
+        return page.find(text) != std::string::npos;
+    }
+
     // The rows of all tables whose first heading is `heading`.
     std::vector<Row> tablesOf(const char* heading) const {
         std::vector<Row> rows;

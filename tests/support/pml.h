@@ -44,7 +44,7 @@ inline std::string chain(unsigned long levels, const std::string& content) {
         text += "a(";
     return text + content + std::string(levels, ')');
 }
-constexpr unsigned long kDeep = 1000000;
+constexpr unsigned long kDeep = 300000;
 
 }  // namespace support
 

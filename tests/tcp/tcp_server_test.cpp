@@ -2,6 +2,7 @@
 
 #include "network.h"
 #include "support/test.h"
+#include "support/threads.h"
 
 namespace qor {
 namespace {
@@ -177,7 +178,7 @@ TEST_F(TcpServerTest, CarriesTwoHundredConnectionsAtOnce) {
         EXPECT_TRUE(server.send(peer, payload, 60));
     };
     const std::size_t before = threads();
-    const unsigned descriptors = support::openDescriptors();
+    const unsigned descriptors = openDescriptors();
     open();
     std::vector<TcpClient> clients(kClients);
     std::vector<Handle<Events>> answers(kClients);
@@ -190,15 +191,12 @@ TEST_F(TcpServerTest, CarriesTwoHundredConnectionsAtOnce) {
     const auto text = [](int client, int n) {
         return std::to_string(client) + ":" + std::to_string(n) + std::string(n % 100, 'x');
     };
-    std::vector<std::thread> senders;
-    for (int part = 0; part < 4; ++part)
-        senders.emplace_back([&, part] {
-            for (int n = 0; n < kFrames; ++n)
-                for (int i = part; i < kClients; i += 4)
-                    EXPECT_TRUE(clients[i].send(text(i, n), 60));
-        });
-    for (std::thread& sender : senders)
-        sender.join();
+    inThreads(4, [&](int part) {
+        for (int n = 0; n < kFrames; ++n) {
+            for (int i = part; i < kClients; i += 4)
+                EXPECT_TRUE(clients[i].send(text(i, n), 60));
+        }
+    });
     for (int i = 0; i < kClients; ++i) {
         std::string expected;
         for (int n = 0; n < kFrames; ++n)
@@ -211,7 +209,7 @@ TEST_F(TcpServerTest, CarriesTwoHundredConnectionsAtOnce) {
     for (TcpClient& client : clients)
         client.close();
     EXPECT_TRUE(until([&] { return threads() <= before; }));
-    EXPECT_EQ(support::openDescriptors(), descriptors);
+    EXPECT_EQ(openDescriptors(), descriptors);
 }
 
 // QOR_TEST_CONNECTS clients, if it is set, such as 10000. Many have gone before they are looked at,
@@ -221,22 +219,18 @@ TEST_F(TcpServerTest, KeepsNothingOfItsClients) {
     const int each = (wanted != nullptr ? std::atoi(wanted) : kSlow ? 400 : 2000) / 4;
     open();
     const std::size_t before = threads();
-    const unsigned descriptors = support::openDescriptors();
-    std::vector<std::thread> others;
-    for (int i = 0; i < 4; ++i)
-        others.emplace_back([&] {
-            TcpClient client;
-            const TcpAddr address(server.getLocalPort(), "127.0.0.1");
-            for (int n = 0; n < each; ++n) {
-                EXPECT_TRUE(client.open(address, nullptr, 30, kBuffer));
-                client.close();
-            }
-        });
-    for (std::thread& other : others)
-        other.join();
+    const unsigned descriptors = openDescriptors();
+    inThreads(4, [&](unsigned) {
+        TcpClient client;
+        const TcpAddr address(server.getLocalPort(), "127.0.0.1");
+        for (int n = 0; n < each; ++n) {
+            EXPECT_TRUE(client.open(address, nullptr, 30, kBuffer));
+            client.close();
+        }
+    });
     EXPECT_TRUE(events->ended(static_cast<unsigned>(4 * each)));
     EXPECT_TRUE(until([&] { return threads() <= before; }));
-    EXPECT_TRUE(until([&] { return support::openDescriptors() == descriptors; }));
+    EXPECT_TRUE(until([&] { return openDescriptors() == descriptors; }));
     EXPECT_EQ(log->entries().find("start tcp server failure"), std::string::npos);
     EXPECT_FALSE(server.send(TcpAddr(), "x", 0));
 }
@@ -266,35 +260,6 @@ TEST_F(TcpServerTest, GoesOnWhenThereAreDescriptorsAgain) {
     waiting.write(frame("x"));
     EXPECT_TRUE(events->received(1));
     EXPECT_LT(refusals(), 20) << "it does not spin";
-}
-
-// Without address space for their stacks there are no threads.
-TEST_F(TcpServerTest, GoesOnWhenThereAreThreadsAgain) {
-    if (kSlow) GTEST_SKIP() << "a sanitizer needs address space of its own";
-    constexpr rlim_t kRoom = 8UL << 20;
-    events->receive = [&](const TcpAddr& peer, const istr& payload) {
-        EXPECT_TRUE(server.send(peer, payload, 5));
-    };
-    open();
-    std::vector<Socket> clients(200);
-    rlim_t pages = 0;
-    std::ifstream("/proc/self/statm") >> pages;
-    rlimit limit{};
-    getrlimit(RLIMIT_AS, &limit);
-    const rlimit small{pages * static_cast<rlim_t>(sysconf(_SC_PAGESIZE)) + kRoom, limit.rlim_max};
-    ASSERT_EQ(setrlimit(RLIMIT_AS, &small), 0);
-    unsigned served = 0;
-    for (const Socket& client : clients) {
-        EXPECT_TRUE(client.connect(server.getLocalPort()));
-        client.post(frame("x"));
-        if (client.read(5) == frame("x")) ++served;
-    }
-    ASSERT_EQ(setrlimit(RLIMIT_AS, &limit), 0);
-    EXPECT_GE(served, 1u);
-    EXPECT_LT(served, clients.size());
-    EXPECT_TRUE(logged("accept() start tcp server failure tcp.server."));
-    EXPECT_EQ(known().read(9), frame("known"));
-    EXPECT_EQ(events->count, served + 1);
 }
 
 TEST_F(TcpServerTest, IsInTheLeakTable) {
@@ -390,12 +355,12 @@ TEST_F(TcpServerTest, TakesABurstOfClientsOffTheSystemsQueue) {
 
 TEST_F(TcpServerTest, LosesNoDescriptorWhenItIsClosedInABurst) {
     log.reset();
-    const unsigned descriptors = support::openDescriptors();
+    const unsigned descriptors = openDescriptors();
     for (int clients = 0; clients < 60; clients += 3) {
         open();
         const std::vector<Socket> some = burst(clients, server.getLocalPort());
         server.close();
-        EXPECT_EQ(support::openDescriptors(), descriptors + static_cast<unsigned>(clients));
+        EXPECT_EQ(openDescriptors(), descriptors + static_cast<unsigned>(clients));
     }
 }
 

@@ -1,8 +1,7 @@
 #include "qor/xml/XMLParser.h"
 
-#include "support/spare_blocks.h"
 #include "support/test.h"
-#include "xml/made_once.h"
+#include "xml/no_loss.h"
 
 namespace qor {
 namespace {
@@ -146,45 +145,41 @@ TEST(XMLParser, RefusesFourMalformations) {
 }
 
 TEST(XMLParser, OwnsItsTreesUntilTheyAreReleased) {
-    makeWhatIsKept();
-    support::freeSpareBlocks();
-    const support::AllocationCounter counter;
-    {
-        XMLParser parser(istr("<a><b/></a/><c>t</c>x<d>"));
-        std::unique_ptr<XMLNode> tree(parser.release());
-        EXPECT_EQ(tree->str(false, 0), "<c>t</c>");
-        EXPECT_EQ(parser.rootNode(), nullptr);
-        // What is behind the root can be pulled.
-        EXPECT_TRUE(parser.nextNode());
-        EXPECT_FALSE(parser.nextNode());
-        EXPECT_EQ(parser.rootNode()->name(), "d");
-        std::ostringstream os;
-        os << parser;
-        parser.parse(istr("\0<e/>", 5));
-        os << parser << XMLInputString("<x/>").str();
-        EXPECT_EQ(os.str(), "<d/><x/>");
-        // Attributes of a parser may grow, by the callback too.
-        struct : XMLParserCallback {
-            void onAttrFound(XMLParser*, XMLAttr* attr) override {
-                attr->value(std::string(40, 'v'));
-            }
-        } grow;
-        parser.setCallback(&grow);
-        parser.parse(istr("<e x='1'/>"));
-        (*tree)("y").value(parser.rootNode()->attr("x").value());
-        parser.setCallback(nullptr);
-        parser.parse(istr("<e x='1'/>"));
-        const std::unique_ptr<XMLNode> changed(parser.release());
-        (*changed)("x").value((*tree)("y").value());
-        tree->clearAttrs();
-        XMLNode other("other", nullptr);
-        other.addChildNode(tree.release());
-        other["c"].child("late");
-        other["c"].attr("x");
-        EXPECT_EQ(other.str(false, 0), "<other><c x=\"\"><late/>t</c></other>");
-    }
-    support::freeSpareBlocks();
-    EXPECT_EQ(counter.outstanding(), 0);
+    const NoLoss noLoss;
+    XMLParser parser(istr("<a><b/></a/><c>t</c>x<d>"));
+    std::unique_ptr<XMLNode> tree(parser.release());
+    EXPECT_EQ(tree->str(false, 0), "<c>t</c>");
+    EXPECT_EQ(parser.rootNode(), nullptr);
+    // What is behind the root can be pulled.
+    EXPECT_TRUE(parser.nextNode());
+    EXPECT_FALSE(parser.nextNode());
+    EXPECT_EQ(parser.rootNode()->name(), "d");
+    std::ostringstream os;
+    os << parser;
+    parser.parse(istr("\0<e/>", 5));
+    os << parser << XMLInputString("<x/>").str();
+    EXPECT_EQ(os.str(), "<d/><x/>");
+    // Attributes of a parser may grow, by the callback too.
+    struct : XMLParserCallback {
+        void onAttrFound(XMLParser*, XMLAttr* attr) override { attr->value(std::string(40, 'v')); }
+    } grow;
+    parser.setCallback(&grow);
+    parser.parse(istr("<e x='1'/>"));
+    (*tree)("y").value(parser.rootNode()->attr("x").value());
+    parser.setCallback(nullptr);
+    parser.parse(istr("<e x='1'/>"));
+    const std::unique_ptr<XMLNode> changed(parser.release());
+    (*changed)("x").value((*tree)("y").value());
+    tree->clearAttrs();
+    XMLNode other("other", nullptr);
+    other.addChildNode(tree.release());
+    other["c"].child("late");
+    other["c"].attr("x");
+    other["c"]["late"].addChildNode(XMLParser("<e><f y='2'/></e>").release());
+    EXPECT_EQ(other.str(false, 0),
+              "<other><c x=\"\"><late><e><f y=\"2\"/></e></late>t</c></other>");
+    other = XMLNode("new", nullptr);
+    EXPECT_EQ(other.str(false, 0), "<new/>");
 }
 
 TEST(XMLParser, AFailureLosesNothing) {
@@ -193,33 +188,27 @@ TEST(XMLParser, AFailureLosesNothing) {
     for (int i = 0; i < 1000; ++i)
         text += "<b/>";
     text += "<b>text of some length</b></a>";
-    makeWhatIsKept();
-    support::freeSpareBlocks();
-    const support::AllocationCounter counter;
-    {
-        XMLParser parser;
-        EXPECT_GT(support::failEachAllocation([&] { parser.parse(istr(text)); },
-                                              [&] {
-                                                  EXPECT_FALSE(parser.nextNode());
-                                                  parser.parse(istr("<x/>"));
-                                                  support::freeSpareBlocks();
-                                              }),
-                  8u);
-        const XMLNode& root = *parser.rootNode();
-        EXPECT_EQ(root.attr(2).value(), "2");
-        // A list of children or a map of them that cannot be made is made later.
-        const auto unchanged = [&] { EXPECT_EQ(root.numofChildren(), 1001u); };
-        EXPECT_GT(support::failEachAllocation([&] { root.getChildNodes(); }, unchanged), 0u);
-        EXPECT_GT(support::failEachAllocation([&] { root.getChildNodeMap(); }, unchanged), 1000u);
-        EXPECT_EQ(root.getChildNodes().back()->cdata(), "text of some length");
-        EXPECT_EQ(root.getChildNodeMap().size(), 1001u);
-    }
-    support::freeSpareBlocks();
-    EXPECT_EQ(counter.outstanding(), 0);
+    const NoLoss noLoss;
+    XMLParser parser;
+    EXPECT_GT(failEachAllocation([&] { parser.parse(istr(text)); },
+                                 [&] {
+                                     EXPECT_FALSE(parser.nextNode());
+                                     parser.parse(istr("<x/>"));
+                                     freeSpareBlocks();
+                                 }),
+              8u);
+    const XMLNode& root = *parser.rootNode();
+    EXPECT_EQ(root.attr(2).value(), "2");
+    // A list of children or a map of them that cannot be made is made later.
+    const auto unchanged = [&] { EXPECT_EQ(root.numofChildren(), 1001u); };
+    EXPECT_GT(failEachAllocation([&] { root.getChildNodes(); }, unchanged), 0u);
+    EXPECT_GT(failEachAllocation([&] { root.getChildNodeMap(); }, unchanged), 1000u);
+    EXPECT_EQ(root.getChildNodes().back()->cdata(), "text of some length");
+    EXPECT_EQ(root.getChildNodeMap().size(), 1001u);
 }
 
 TEST(XMLParser, ReadsAStreamByLines) {
-    const support::TempDir dir;
+    const TempDir dir;
     const std::string path = dir.path("x.xml");
     std::ofstream(path) << "<a>x\ny";
     std::ifstream file(path);

@@ -64,11 +64,9 @@ TEST(XmlEscape, ChoosesTheFormOfText) {
 TEST(XmlEscape, AFailureLeavesTheTextAsItWas) {
     const String special = std::string(40, '<');
     String out = "x";
-    EXPECT_GT(
-        support::failEachAllocation([&] { escape(out, special); }, [&] { EXPECT_EQ(out, "x"); }),
-        0u);
+    EXPECT_GT(failEachAllocation([&] { escape(out, special); }, [&] { EXPECT_EQ(out, "x"); }), 0u);
     String text = special;
-    support::failEachAllocation([&] { encode_cdata(text); }, [&] { EXPECT_EQ(text, special); });
+    failEachAllocation([&] { encode_cdata(text); }, [&] { EXPECT_EQ(text, special); });
     EXPECT_EQ(text.size(), special.size() + 12);
 }
 

@@ -1,0 +1,236 @@
+#include <stack>
+
+#include "support/bound.h"
+#include "support/formats.h"
+#include "support/leak_table.h"
+#include "support/spare_blocks.h"
+#include "support/test.h"
+
+// What every format that carries user types has to do in the same way.
+
+namespace qor {
+namespace {
+
+template <class Format>
+class EveryFormat : public testing::Test {};
+TYPED_TEST_SUITE(EveryFormat, Formats, FormatName);
+
+using All = decltype(makeAll());
+
+// A container with a codec is what its codec says.
+struct Group : std::vector<Long> {
+    Leaf head;
+
+    template <class Stream>
+    void codec(Stream& s) {
+        field(s, {"head", 1}, head);
+    }
+    bool operator==(const Group& other) const { return head == other.head; }
+};
+
+using Empty = Tuple<Optional<int>>;
+
+struct Movable {
+    std::unique_ptr<String> text = std::make_unique<String>();
+
+    template <class Stream>
+    void codec(Stream& s) {
+        field(s, {"text", 1}, *text);
+    }
+    bool operator==(const Movable& other) const { return *text == *other.text; }
+};
+
+// For one kind of stream only.
+struct Written {
+    String text;
+
+    void codec(nbr::CodecStream& s) { field(s, {"text", 1}, text); }
+    bool operator==(const Written&) const = default;
+};
+
+// Members that not every format carries.
+auto makeMore(NbrFormat) {
+    Group group;
+    group.head = {7, "head"};
+    std::vector<Movable> movable(2);
+    *movable[1].text = "moved";
+    return Tuple(char(-100), std::string(300, 'x'), Time::microSeconds(-1), group,
+                 Written{"stream"}, std::vector<Written>{{"a"}, {"b"}},
+                 std::map<String, Optional<Leaf>>{{"set", Leaf{4, "four"}}, {"unset", {}}},
+                 std::multimap<std::wstring, Bit>{{L"k", true}, {L"k", false}}, std::move(movable));
+}
+auto makeMore(PmlFormat) {
+    return Tuple(String());
+}
+auto makeMore(JsonFormat) {
+    using Numbers = std::vector<Optional<int>>;
+    return Tuple(
+        Char('\xFF'), std::string("\0", 1), Empty(), std::vector<Empty>{Empty(), Empty()},
+        Numbers{7, Optional<int>(), 8}, std::map<String, Numbers>{{"k", {Optional<int>()}}},
+        std::map<String, Optional<Empty>>{{"a", Optional<Empty>()}, {"b", Empty()}},
+        std::vector<Optional<Optional<int>>>{Optional<int>(), Optional<Optional<int>>()},
+        std::map<String, int>{{"a\"b\\", 1}}, std::multimap<String, int>{{"a", 1}, {"a", 2}},
+        std::map<std::wstring, int>{{L"\u5b89", 1}});
+}
+auto makeMore(XmlFormat) {
+    return Tuple(std::stack<int>({1, 2}));
+}
+
+template <class Format, class Make>
+void expectCarried(Make make) {
+    const auto all = make();
+    for (const bool pretty : {false, true}) {
+        decltype(make()) read, present = make();  // what is present is replaced
+        Format::read(Format::write(all, pretty), read);
+        EXPECT_TRUE(read == all);
+        Format::read(Format::write(all, pretty), present);
+        EXPECT_TRUE(present == all);
+    }
+}
+
+TYPED_TEST(EveryFormat, CarriesEveryType) {
+    expectCarried<TypeParam>([] { return makeAll(); });
+    expectCarried<TypeParam>([] { return makeMore(TypeParam()); });
+}
+
+// Texts without the members, or with something else in their places.
+std::vector<istr> textsOfNothing(NbrFormat) {
+    return {"\xFF\x01(\xFF\x01)", "", "\x01\x01\x07"};
+}
+std::vector<istr> textsOfNothing(PmlFormat) {
+    return {"(m0(x)m2(abc)m3(-)m5()m6(e)m8()n(1))", ""};
+}
+std::vector<istr> textsOfNothing(JsonFormat) {
+    return {
+        "{m0:1,m2:true,m3:\"1\",m8:5,m10:7,m11:7,m12:\"5\",m13:null,m14:null,m17:\"\","
+        "m18:{},m23:7}",
+        "[]"};
+}
+std::vector<istr> textsOfNothing(XmlFormat) {
+    return {"<root><m2/><m3> </m3></root>", "<root><?"};
+}
+
+TYPED_TEST(EveryFormat, LeavesMembersAloneThatAreMissing) {
+    All read = makeAll();
+    for (const istr text : textsOfNothing(TypeParam())) {
+        TypeParam::read(text, read);
+        EXPECT_TRUE(read == makeAll()) << std::string(text);
+    }
+}
+
+// As Node, through the interface.
+struct Chain : ThroughInterface<Chain> {
+    std::vector<Chain> children;
+
+    template <class Stream>
+    void carry(Stream& s) {
+        field(s, {"children", 1}, children);
+    }
+};
+
+template <class Object>
+Object nested(unsigned depth) {
+    Object object;
+    for (unsigned i = 1; i < depth; ++i) {
+        Object outer;
+        outer.children.push_back(std::move(object));
+        object = std::move(outer);
+    }
+    return object;
+}
+template <class Object>
+unsigned depthOf(const Object& object) {
+    unsigned depth = 1;
+    for (const Object* at = &object; !at->children.empty(); at = &at->children[0])
+        ++depth;
+    return depth;
+}
+
+template <class Format, class Object>
+void expectDepthLimit() {
+    const String tooDeep = Format::write(nested<Object>(Format::kMaxDepth + 2));
+    Object cut, whole;
+    if (std::is_same_v<Format, XmlFormat>) {
+        Format::read(tooDeep, cut);
+        EXPECT_EQ(depthOf(cut), Format::kMaxDepth + 1) << "the last one is there, and not read";
+    } else {
+        const String justTooDeep = Format::write(nested<Object>(Format::kMaxDepth + 1));
+        for (const String& text : {justTooDeep, tooDeep})
+            EXPECT_EQ(raisedIn<Exception>([&] { Format::read(text, cut); }), Format::kTooDeepIn);
+    }
+    // A failure leaves no depth behind.
+    Format::read(Format::write(nested<Object>(Format::kMaxDepth)), whole);
+    EXPECT_EQ(depthOf(whole), Format::kMaxDepth);
+}
+
+TYPED_TEST(EveryFormat, LimitsTheDepthOfObjects) {
+    expectDepthLimit<TypeParam, Node>();
+    expectDepthLimit<TypeParam, Chain>();
+}
+
+template <class Tree>
+std::unique_ptr<Tree> copyOf(const Tree& tree) {
+    if constexpr (std::is_same_v<Tree, nbr::ValueBase>) {
+        return std::make_unique<nbr::ComplexValue>(static_cast<const nbr::ComplexValue&>(tree));
+    } else {
+        return std::make_unique<Tree>(tree);
+    }
+}
+
+TYPED_TEST(EveryFormat, TakesTreesOfAnyDepthInTheSameStack) {
+    const Deep deep = TypeParam::deep(300000);
+    auto tree = TypeParam::parse(deep.text);
+    const auto copy = copyOf(*tree);
+    tree.reset();
+    EXPECT_TRUE(TypeParam::shown(*copy) == deep.shown);
+    try {
+        TypeParam::parse(deep.text.substr(0, deep.text.size() / 2));
+    } catch (const Exception&) {
+    }
+}
+
+// Memory ends at each allocation: nothing is lost, and then it works.
+TYPED_TEST(EveryFormat, LosesNothingWhenMemoryEnds) {
+    const All all = makeAll();
+    const std::vector<Leaf> many(300, Leaf{7, "a text that needs memory of its own"});
+    const String text = TypeParam::write(all), manyText = TypeParam::write(many);
+    const auto run = [&] {
+        String written;
+        EXPECT_GT(failEachAllocation([&] { written = TypeParam::write(all); }), 2u);
+        EXPECT_EQ(written, text);
+        All read;
+        EXPECT_GT(failEachAllocation([&] { TypeParam::read(text, read); }), 10u);
+        EXPECT_TRUE(read == all);
+        freeSpareBlocks();
+        EXPECT_GT(failEachAllocation([&] { TypeParam::parse(manyText); }), 1u);
+        freeSpareBlocks();
+    };
+    run();  // makes what the library makes once and keeps
+    const AllocationCounter counter;
+    run();
+    EXPECT_EQ(counter.outstanding(), 0);
+}
+
+TYPED_TEST(EveryFormat, EntersTheLeakTableOnce) {
+    const std::vector<Leaf> leaves(20, Leaf{7, "a text that needs memory of its own"});
+    const String text = TypeParam::write(leaves);
+    XMLNode::destroy_null();
+    XMLAttr::destroy_null();
+    const LeakTable table;
+    {
+        const auto tree = TypeParam::parse(text);
+        const auto copy = copyOf(*tree);
+        EXPECT_GT(table.size(), 0u);
+        EXPECT_EQ(TypeParam::shown(*copy), TypeParam::shown(*tree));
+        std::vector<Leaf> read;
+        TypeParam::read(text, read);
+        EXPECT_TRUE(read == leaves);
+    }
+    XMLNode::destroy_null();
+    XMLAttr::destroy_null();
+    EXPECT_EQ(table.size(), 0u);
+    EXPECT_EQ(table.shown(), "");
+}
+
+}  // namespace
+}  // namespace qor
