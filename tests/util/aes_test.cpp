@@ -108,6 +108,21 @@ TEST(AES, CutsAndFillsKeys) {
     EXPECT_FALSE(same(AES(k16, v16), AES(k16, "v")));
 }
 
+TEST(Rijndael, RefusesWhatItCannotDo) {
+    unsigned char block[32] = {}, out[32] = {7};
+    util::Rijndael cipher;
+    cipher.encrypt(block, 16, out);
+    cipher.decrypt(block, 16, out);
+    EXPECT_EQ(out[0], 7) << "no key";
+    cipher.set(block, 16, block);
+    cipher.encrypt(nullptr, 16, out);
+    cipher.decrypt(nullptr, 16, out);
+    cipher.encrypt(block, 0, out);
+    for (const std::size_t n : {0, 15, 17, 31})
+        cipher.decrypt(block, n, out);
+    EXPECT_EQ(out[0], 7);
+}
+
 TEST(Rijndael, LeavesNoKeyBehind) {
     const std::string key = "0123456789ABCDEF0123456789abcdef", iv = "FEDCBA9876543210";
     const auto* keyBytes = reinterpret_cast<const unsigned char*>(key.data());

@@ -339,10 +339,12 @@ void Rijndael::set(const unsigned char* key, std::size_t size, const unsigned ch
     State& state = state_.value;
     aes_portable::expandKey(key, size, state.encryption, state.decryption);
     std::copy_n(iv, aesBlockSize, state.iv);
+    state.hasKey = true;
 }
 
 void Rijndael::encrypt(const unsigned char* in, std::size_t n, unsigned char* out) const noexcept {
     const State& state = state_.value;
+    if (!state.hasKey || in == nullptr || out == nullptr) return;
     const std::size_t blocks = n / aesBlockSize, whole = blocks * aesBlockSize;
     if (blocks != 0) form_.encrypt(state.encryption, state.iv, in, blocks, out);
     if (n == whole) return;
@@ -354,7 +356,9 @@ void Rijndael::encrypt(const unsigned char* in, std::size_t n, unsigned char* ou
 
 void Rijndael::decrypt(const unsigned char* in, std::size_t n, unsigned char* out) const noexcept {
     const State& state = state_.value;
-    if (n != 0) form_.decrypt(state.decryption, state.iv, in, n / aesBlockSize, out);
+    if (!state.hasKey || in == nullptr || out == nullptr) return;
+    if (n == 0 || n % aesBlockSize != 0) return;
+    form_.decrypt(state.decryption, state.iv, in, n / aesBlockSize, out);
 }
 
 }  // namespace qor::util

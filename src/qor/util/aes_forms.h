@@ -57,16 +57,18 @@ class Rijndael {
 public:
     explicit Rijndael(const AesForm& form = aesForms().front()) noexcept : form_(form) {}
 
-    // A key of 16 or 32 bytes, and a vector of a block: called before the other two.
+    // A key of 16 or 32 bytes, and a vector of one block.
     void set(const unsigned char* key, std::size_t size, const unsigned char* iv) noexcept;
 
-    // `out` has room for the n bytes in whole blocks, and no part of the input.
+    // `out` has room for the n bytes in whole blocks, and does not overlap the input. Nothing is
+    // written without a key, and for a null pointer.
     void encrypt(const unsigned char* in, std::size_t n, unsigned char* out) const noexcept;
-    // The same, with n a multiple of the block size.
+    // The same; nothing is written either if n is 0 or no multiple of the block size.
     void decrypt(const unsigned char* in, std::size_t n, unsigned char* out) const noexcept;
 
 private:
     struct State {
+        bool hasKey;
         AesRoundKeys encryption, decryption;
         unsigned char iv[aesBlockSize];
     };
