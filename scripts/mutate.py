@@ -33,7 +33,7 @@ SWAPS = [
     (r' \+ ', ' - '), (r' - ', ' + '), (r' \* ', ' / '), (r' & ', ' | '), (r' \| ', ' & '),
     (r' << (?=\d)', ' >> '), (r' >> (?=\d)', ' << '), (r'\+\+', '--'), (r'--(?=\w)', '++'),
     (r' \+= ', ' -= '), (r' -= ', ' += '), (r'\btrue\b', 'false'), (r'\bfalse\b', 'true'),
-    (r'if \((?!!)', 'if (!!!('), (r'(?<=[(\s])!(?=\w)', ''), (r'\bmin\b', 'max'), (r'\bmax\b', 'min'),
+    (r'(?<=[(\s])!(?=\w)', ''), (r'\bmin\b', 'max'), (r'\bmax\b', 'min'),
     (r'\bbreak;', ';'), (r'\bcontinue;', ';'), (r'\b0\b', '1'), (r'\b1\b', '2'), (r'\b[2-9]\d*\b', None),
 ]
 STATEMENT = re.compile(r'^\s+[\w:.>\[\]()-]+\(.*\);$|^\s+[\w.>-]+ [+-]?= .*;$')
@@ -57,11 +57,10 @@ def changes(line):
     found = []
     for pattern, into in SWAPS:
         for match in re.finditer(pattern, code):
-            if pattern.startswith('if'):
-                found.append(negated(line))
-                continue
             text = into if into is not None else str(int(match[0]) + 1)
             found.append(line[:match.start()] + text + line[match.end():])
+    if 'if (' in code:
+        found.append(negated(line))
     if STATEMENT.match(line) and not re.match(r'\s+(return|throw|QOR_THROW|static|const|using|delete)\b', line):
         found.append(re.match(r'\s*', line)[0] + ';')
     return [text for text in found if text and text != line]
@@ -110,14 +109,17 @@ class Trial:
         self.areas = [a for a in ORDER if (build / f'tests/qor_{a}_test').exists()]
         self.limit = {}
         self.saved = None
+        self.changed = set()  # tests that were built with a mutant in them
 
     def compiles(self, path):
-        targets = ['qor']
-        # What a test compiles in for itself.
+        # What a test compiles in for itself is built anew, also for the mutant after this one.
         query = subprocess.run(['ninja', '-C', self.build, '-t', 'query', str(path)], capture_output=True, text=True)
-        targets += sorted({f'qor_{m}_test' for m in re.findall(r'tests/CMakeFiles/qor_(\w+)_test\.dir', query.stdout)})
-        return subprocess.run(['ninja', '-C', self.build, '-j1', *targets], stdout=subprocess.DEVNULL,
+        own = {f'qor_{m}_test' for m in re.findall(r'tests/CMakeFiles/qor_(\w+)_test\.dir', query.stdout)}
+        targets = ['qor', *sorted(own | self.changed)]
+        good = subprocess.run(['ninja', '-C', self.build, '-j1', *targets], stdout=subprocess.DEVNULL,
                               stderr=subprocess.DEVNULL).returncode == 0
+        self.changed = own if good else own | self.changed
+        return good
 
     def fails(self, area, seconds):
         def limits():
