@@ -1,7 +1,7 @@
 #ifndef QOR_FUZZ_REQUIRE_H
 #define QOR_FUZZ_REQUIRE_H
 
-// What a target checks holds in every build: a failure ends the process, which the fuzzer reports.
+// Ends the process if the condition is false, in every build; the fuzzer reports that.
 inline void require(bool holds) {
     if (!holds) __builtin_trap();
 }

@@ -53,6 +53,8 @@ class Campaign:
                  f"-artifact_prefix={found}-", found, ROOT / "fuzz" / "corpus" / name],
                 stdout=log, stderr=log, stdin=subprocess.DEVNULL, start_new_session=True)
             self.busy[name] = fuzzer
+            if self.over:
+                fuzzer.send_signal(signal.SIGINT)
             _, status, usage = os.wait4(fuzzer.pid, 0)
             log.seek(0)
             text = log.read()

@@ -49,7 +49,7 @@ TEST(Handle, TakesOverAShareAndLeavesTheDeletingToOthers) {
     SharedCount::takeFirst(*object);
     Handle<Counted> owner = Handle<Counted>::adopt(object);
     object->__AddRef();
-    EXPECT_FALSE(SharedCount::giveUp(*object));
+    EXPECT_FALSE(SharedCount::release(*object));
     EXPECT_EQ(object->__GetRef(), 1);
     owner.reset();
     EXPECT_EQ(deleted, 1);
@@ -57,7 +57,7 @@ TEST(Handle, TakesOverAShareAndLeavesTheDeletingToOthers) {
     for (const bool noDelete : {true, false}) {
         local.__setNoDelete(noDelete);
         local.__AddRef();
-        EXPECT_EQ(SharedCount::giveUp(local), !noDelete);
+        EXPECT_EQ(SharedCount::release(local), !noDelete);
     }
     EXPECT_EQ(deleted, 1);
 }

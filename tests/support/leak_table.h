@@ -2,19 +2,18 @@
 #define QOR_TESTS_SUPPORT_LEAK_TABLE_H
 
 #include <cstddef>
-#include <iostream>
-#include <sstream>
 #include <string>
 
 #include "qor/base/mlcheck.h"
 #include "qor/log/console.h"
+#include "support/terminal.h"
 
 namespace support {
 
-// The table of leaks, on for a scope, and the console that it tells of blocks it does not know.
+// The table of leaks, on for a scope, and the console on which it reports unknown blocks.
 class LeakTable {
 public:
-    LeakTable() : out_(std::cout.rdbuf(output_.rdbuf())) {
+    LeakTable() {
         qor::console::create();
         qor::console::setOn(true);
         qor::MemLeakChecker::instance()->start();
@@ -25,19 +24,17 @@ public:
         qor::MemLeakChecker::destroy();
         qor::console::destroy();
         qor::console::setOn(false);
-        std::cout.rdbuf(out_);
     }
 
     // How many blocks are in it.
     static std::size_t size() { return qor::MemLeakChecker::instance()->size(); }
     std::string shown() const {
         qor::console::flush();
-        return output_.str();
+        return terminal_.output.str();
     }
 
 private:
-    std::ostringstream output_;
-    std::streambuf* out_;
+    Terminal terminal_;
 };
 
 }  // namespace support

@@ -44,8 +44,8 @@ public:
     void from(istr text, bool valueString);
     void from(iwstr text, bool valueString);
     void from(istr filename, from_file tag, bool valueString);
-    // Copies each child of the other stream that this one does not have. A child without a name is
-    // never copied.
+    // Copies each child of the other stream whose name `has` does not find here, and so never one
+    // without a name.
     void combine(const stream& other);
 
     void setAsInputStream() const noexcept { direction_ = kInput; }

@@ -74,7 +74,7 @@ public:
     // outlive the unit.
     UnitOfWork(const char* name, UnitOfWork* parent);
     // Deletes the children. Deliberate (compatibility): then raises NullPointerException if one of
-    // them is null, unless another exception is being handled.
+    // them is null, unless another exception is already propagating.
     virtual ~UnitOfWork() noexcept(false);
 
     // Runs on_init, then on_loop until stop, then on_fini, and returns the code of the last stop or

@@ -130,7 +130,7 @@ bool TreeEnd::finish(JsonValue* value) noexcept {
                 return value;
             });
         } else if (JsonValue* const value = slot->takeMade();
-                   SharedCount::giveUp(*value) && !finish(value)) {
+                   SharedCount::release(*value) && !finish(value)) {
             ::new (slot) JsonValue*(around);
             around = std::exchange(open, value);
             continue;

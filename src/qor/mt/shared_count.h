@@ -15,8 +15,8 @@ public:
     static void takeFirst(const Shared& object) noexcept {
         object.refCount_.store(1, std::memory_order_relaxed);
     }
-    // Gives a share up. True if it was the last one: the caller then deletes the object.
-    static bool giveUp(const Shared& object) noexcept {
+    // Releases a share. True if it was the last one: the caller then deletes the object.
+    static bool release(const Shared& object) noexcept {
         // No other thread can take a share in an object with one owner.
         const bool only = object.refCount_.load(std::memory_order_acquire) == 1;
         if (only && (object.marks_.load(std::memory_order_relaxed) & Shared::kNoDelete) == 0)
