@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Sets up, builds, and shows the library at work. Whatever fails ends it with a non-zero status.
+# Sets up, builds, and runs the examples and tools. Ends with a non-zero status at the first failure.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
