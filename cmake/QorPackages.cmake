@@ -32,7 +32,7 @@ function(qor_package component name section text)
   set(CPACK_DEBIAN_${key}_PACKAGE_SECTION ${section} PARENT_SCOPE)
   set(CPACK_COMPONENT_${key}_DESCRIPTION
 "qor has text, time, exceptions, logs, threads, timers, framed TCP, ciphers, and
-four formats to which a type is bound once.
+four data formats, which share one description of each type.
 
 ${text}" PARENT_SCOPE)
 
@@ -46,8 +46,8 @@ endfunction()
 
 qor_package(runtime libqor libs "This package has the library.")
 qor_package(devel libqor-dev libdevel
-"This package has the headers, what CMake and pkg-config need, and the pretty
-printers of gdb.")
+"This package has the headers, the files for CMake and pkg-config, and pretty
+printers for gdb.")
 set(CPACK_DEBIAN_DEVEL_PACKAGE_DEPENDS libace-dev)
 set(CPACK_COMPONENT_DEVEL_DEPENDS runtime)
 set(control ${PROJECT_BINARY_DIR}/packages/triggers)
@@ -57,7 +57,7 @@ set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA ${control})
 if(TARGET qor_tools)
   list(APPEND CPACK_COMPONENTS_ALL tools)
   qor_package(tools qor-tools utils
-"This package has qor-inspect, which shows and converts what the formats hold,
+"This package has qor-inspect, which shows and converts files of these formats,
 qor-log, which reads logs, qor-ping, and a dissector for Wireshark.")
   set(CPACK_DEBIAN_TOOLS_PACKAGE_SUGGESTS wireshark)
   set(CPACK_COMPONENT_TOOLS_DEPENDS runtime)

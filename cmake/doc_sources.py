@@ -29,9 +29,9 @@ GUIDE_OF_AREA = {
     "interop": "strings",
 }
 AREAS = {
-    "base": "Views, strings, bytes, scalars, time, exceptions, the library's life",
-    "string": "Buffers, cursors, split texts, formats",
-    "mt": "Counted objects, handles, locks, threads",
+    "base": "Views, strings, bytes, scalars, time, exceptions, start and end of the library",
+    "string": "Buffers, cursors, split texts, forms",
+    "mt": "Reference-counted objects, handles, locks, threads",
     "log": "The dumper, loggers, tracing, the console",
     "timer": "Timers",
     "nbr": "The compact binary format",
@@ -297,8 +297,8 @@ def header_source(path, guides):
 
 def reference_page():
     yield "# Reference\n"
-    yield ("Every public class, by areas. `#include <qor/qor.h>` has them all; each header can also "
-           "be included alone.\n")
+    yield ("Every public class, by area. `#include <qor/qor.h>` includes all of them; you can also "
+           "include a single header.\n")
     by_area = {}
     for path in headers():
         for full in classes_in(path):

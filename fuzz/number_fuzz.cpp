@@ -47,8 +47,8 @@ void checkType(const std::string& text, std::istringstream& in) {
     require(isSame(static_cast<Narrow>(read), wanted));
 }
 
-// Checks that decimal::read accepts only digits and a point. The text ends where its heap block
-// ends, so that a sanitizer detects reading beyond it.
+// Checks that a text that decimal::read accepts is a number as a whole, with the value that strtod
+// gives. The text ends where its heap block ends, so that a sanitizer detects reading beyond it.
 void checkDecimal(const std::vector<char>& text) {
     const std::optional<double> read = decimal::read({text.data(), text.size()});
 #if defined(__SIZEOF_INT128__)

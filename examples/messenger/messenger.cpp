@@ -277,7 +277,7 @@ int demo(const Settings& settings, const std::string& transcriptPath, const Soak
         }
         speakers = stage.speakers;
         std::cout << speakers.front()->client().contacts().size() << " of " << names.size()
-                  << " are there; the transcript of " << transcript.size() << " lines is spoken ";
+                  << " users are connected; " << transcript.size() << " lines are sent ";
         if (seconds == 0) {
             std::cout << rounds << " times" << std::endl;
         } else {
