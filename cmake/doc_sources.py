@@ -307,7 +307,7 @@ def reference_page():
         guide = GUIDE_OF_AREA[area]
         yield f"## {area}\n"
         yield f'{text}. Guide: @ref page_{guide} "{title_of(DOCS / (guide + ".md"))}".\n'
-        yield "| Class | What it is |\n|---|---|"
+        yield "| Class | Description |\n|---|---|"
         for full, path in by_area.get(area, []):
             yield f'| @ref {full} "{full.removeprefix("qor::")}" | {brief_of(path, full)} |'
         yield ""

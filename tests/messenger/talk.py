@@ -166,7 +166,8 @@ def converse(start_server, start_terminal, eve_at):
     server = start_server(server.port)
     for terminal in (ann, bob):
         terminal.see(rf"{CLOCK} connected again; here: ")
-    # The first to return is told of the other one, unless both returned at once.
+    # The first client that reconnects gets a message when the other one does, unless both reconnect at
+    # once.
     ann.type("hello again")
     while True:
         seen = ann.see("Ann: hello again\n|nobody else is here")[0]
