@@ -52,7 +52,7 @@ class Campaign:
             fuzzer = subprocess.Popen(
                 [BUILD / "fuzz" / f"qor_{name}_fuzz", f"-max_total_time={self.slice}", "-print_final_stats=1",
                  f"-artifact_prefix={found}-", found, ROOT / "fuzz" / "corpus" / name],
-                stdout=log, stderr=log, stdin=subprocess.DEVNULL, start_new_session=True)
+                stdout=log, stderr=log, stdin=subprocess.DEVNULL, process_group=0)
             self.busy[name] = fuzzer
             if self.over:
                 fuzzer.send_signal(signal.SIGINT)
