@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# Sets up, builds and runs the tests for another machine. Runs them in an emulator, unless this machine
-# can run the programs of the other one. All files of the other machine are in build/cross.
+# Sets up, builds and runs the tests for another machine, without the tools. Runs them in an emulator,
+# unless this machine can run the programs of the other one. All files of the other machine are in
+# build/cross.
 #   scripts/cross.sh ARCH [TEST FILTER]   ARCH is i386, arm64 or s390x; TEST FILTER is a regular
 #                                         expression over test names
 #   AREAS="base json" scripts/cross.sh …  builds and runs the tests of these areas only
