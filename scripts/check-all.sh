@@ -2,8 +2,8 @@
 # Runs the checks that CI (.ci/run) has no time for. Takes hours on two cores:
 # - the exported symbols;
 # - all tests on this machine: optimized, with the thread sanitizer, with clang, and with libc++;
-# - the tests for i386, arm64 and s390x, with g++ and with clang. With g++ also those that take
-#   minutes in an emulator.
+# - the tests for i386, arm64 and s390x, with g++ and with clang; with g++ also those that take long
+#   in an emulator.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 

@@ -6,7 +6,7 @@
 #                                         expression over test names
 #   AREAS="base json" scripts/cross.sh …  builds and runs the tests of these areas only
 #   CXX=clang++ scripts/cross.sh …        compiles with clang instead of g++
-#   LONG=on scripts/cross.sh …            also runs the tests that take minutes in an emulator
+#   LONG=on scripts/cross.sh …            also runs the tests that take long in an emulator
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
