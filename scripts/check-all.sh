@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
-# What CI has no time for: all tests on every machine, those included that take an emulator minutes;
-# clang for each of them, and with libc++ on this one; optimized and under the thread sanitizer;
-# and what the library exports.
-# Hours on two cores.
+# Runs the checks that CI (.ci/run) has no time for. Takes hours on two cores:
+# - the exported symbols;
+# - all tests on this machine: optimized, with the thread sanitizer, with clang, and with libc++;
+# - the tests for i386, arm64 and s390x, with g++ and with clang; with g++ also those that take long
+#   in an emulator.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
