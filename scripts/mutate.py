@@ -9,7 +9,8 @@ BUILD is a configured and built debug directory of this tree.
 --count N     the number of mutants, 300 by default. A mutant that does not compile is replaced by another one.
 --seed N      the seed of the random numbers, 1 by default
 --out FILE    appends each mutant to FILE (mutants.jsonl by default) as a row of JSON: its source, the line
-              before and after, and the area whose tests failed, or null
+              before and after, the area whose tests failed, or null, and the first test that failed, or null if
+              its program ended by a signal or a time limit
 --again FILE  instead of random mutants, uses those of an earlier output, each at the line with the same text,
               so that two versions of the tests can be compared
 
@@ -130,15 +131,25 @@ class Trial:
         return good
 
     def fails(self, area, seconds):
+        """Whether a test of the area fails; sets self.test to its name, if it is known."""
         def limits():
             resource.setrlimit(resource.RLIMIT_DATA, (6 << 30, 6 << 30))
-        left_out = '-Library.*' if area == 'base' else '*'
+        # The life of the library takes a process of its own.
+        if area == 'base' and self.fails_in_one_process('base', seconds, 'Library.*'):
+            return True
+        return self.fails_in_one_process(area, seconds, '-Library.*')
+
+    def fails_in_one_process(self, area, seconds, tests):
+        self.test = None
         try:
-            return subprocess.run([f'./qor_{area}_test', f'--gtest_filter={left_out}', '--gtest_fail_fast', '--gtest_brief=1'],
-                                  cwd=self.build / 'tests', stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
-                                  stdin=subprocess.DEVNULL, timeout=seconds, preexec_fn=limits).returncode != 0
+            run = subprocess.run([f'./qor_{area}_test', f'--gtest_filter={tests}', '--gtest_fail_fast', '--gtest_brief=1'],
+                                 cwd=self.build / 'tests', stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, errors='replace',
+                                 stdin=subprocess.DEVNULL, timeout=seconds, preexec_fn=limits)
         except subprocess.TimeoutExpired:
             return True
+        failed = re.search(r'^\[  FAILED  \] ([\w/.]+)', run.stdout, re.M)
+        self.test = failed and failed[1]
+        return run.returncode != 0
 
     def measure(self):
         for area in self.areas:
@@ -204,7 +215,7 @@ def main():
                 continue
             done += 1
             unnoticed += area == ''
-            out.write(json.dumps(dict(vars(mutant), noticed=area or None)) + '\n')
+            out.write(json.dumps(dict(vars(mutant), noticed=area or None, test=trial.test)) + '\n')
             out.flush()
             if area == '':
                 print(f'no test notices {mutant.source}\n  - {mutant.before.strip()}\n  + {mutant.after.strip()}', flush=True)
