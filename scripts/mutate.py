@@ -132,14 +132,14 @@ class Trial:
 
     def fails(self, area, seconds):
         """Whether a test of the area fails; sets self.test to its name, if it is known."""
-        def limits():
-            resource.setrlimit(resource.RLIMIT_DATA, (6 << 30, 6 << 30))
         # The life of the library takes a process of its own.
         if area == 'base' and self.fails_in_one_process('base', seconds, 'Library.*'):
             return True
         return self.fails_in_one_process(area, seconds, '-Library.*')
 
     def fails_in_one_process(self, area, seconds, tests):
+        def limits():
+            resource.setrlimit(resource.RLIMIT_DATA, (6 << 30, 6 << 30))
         self.test = None
         try:
             run = subprocess.run([f'./qor_{area}_test', f'--gtest_filter={tests}', '--gtest_fail_fast', '--gtest_brief=1'],
