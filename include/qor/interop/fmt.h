@@ -8,9 +8,8 @@
 // The types of qor/interop/format.h for the fmt library, in the same way:
 //
 //     fmt::format("{:>20} since {}", address, time.toDateTime())
-//
-// The library itself does not need fmt, so qor.h leaves this header out: a program that includes it
-// links fmt itself.
+// The library itself does not need fmt, so qor.h does not include this header. A program that
+// includes it must link fmt.
 
 template <>
 struct fmt::formatter<qor::istr> : qor::ShownFormatter<fmt::formatter<fmt::string_view>> {};
