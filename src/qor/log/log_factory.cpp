@@ -69,8 +69,8 @@ public:
 private:
     struct Entry {
         loggerImpl logger;
-        bool askedFor =
-            false;  // by instance(), since the last reset: the dump of the factory shows only these
+        // By instance(), since the last reset: the dump of the factory shows only these loggers.
+        bool askedFor = false;
     };
 
     AllLoggers() {
