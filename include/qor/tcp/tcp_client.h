@@ -13,10 +13,10 @@ namespace tcp {
 class ClientImpl;
 }
 
-// An outgoing TCP connection over IPv4 or IPv6 that carries frames. Its own thread ("tcp.client")
-// reads frames and calls the callback; open starts it, and it ends with the connection. It does not
-// reconnect by itself. Call close before destroying the object: after the destructor, an open
-// connection and its thread keep running, with callbacks, until the peer closes.
+// An outgoing TCP connection that carries frames. Its own thread ("tcp.client") reads frames and
+// calls the callback; open starts it, and it ends with the connection. It does not reconnect by
+// itself. Call close before destroying the object: after the destructor, an open connection and its
+// thread keep running, with callbacks, until the peer closes.
 //
 //     constexpr int kTimeoutSeconds = 5, kSocketBuffer = 64 * 1024;
 //     TcpClient client;
