@@ -29,9 +29,11 @@ private:
 };
 
 // A text file to which lines are appended. Old files are kept in the same directory:
+//
 //     my.log    the current file; when it has reached the limit, it is renamed to
 //     my_1.log, which was renamed to
 //     my_2.log before, and so on; the file with the number `count` is removed
+//
 // Only one thread at a time may use an object, but several processes may share a file. All
 // functions change errno.
 class nuv_flat_file {

@@ -5,12 +5,14 @@
 
 // The file part of all logging: writes lines to a text file, which is rotated when it reaches its
 // size limit. Nothing here throws or ends the process: lines that cannot be written are dropped.
+//
 // When a call returns, the kernel has the line. Each line is appended by one write, and lines of
 // different threads are never mixed. Any thread may log, also before main, in static destructors,
-// and in both processes after a fork. Signal handlers must not log. If another program removes,
-// renames, truncates or extends the file, the first line of the next millisecond notices it and
-// creates a missing file again. A new limit for the size of files (RLIMIT_FSIZE) is noticed then
-// too, and whenever it has cut a line.
+// and in both processes after a fork. Signal handlers must not log.
+//
+// If another program removes, renames, truncates or extends the file, the first line of the next
+// millisecond notices it and creates a missing file again. A new limit for the size of files
+// (RLIMIT_FSIZE) is noticed then too, and whenever it has cut a line.
 
 enum { NUV_LOG_ERROR = 0, NUV_LOG_WARNING = 1, NUV_LOG_INFO = 2, NUV_LOG_DEBUG = 3 };
 
@@ -48,11 +50,12 @@ public:
 };
 
 // Returns the log of a file name and creates it if there is none. Returns null for a null name or
-// without memory. The log lives as long as the process, also after nuv_flat_log_release. A name
-// without a separator is in the directory of the executable. A name that begins with a separator is
-// absolute. Any other name is relative to the current working directory. "\" is a separator too.
-// Missing directories are created; if that fails, the log is "Log/MyLog.log" in the working
-// directory. If the file can't be opened, "MyLog.log" in the same directory is used.
+// without memory. The log lives as long as the process, also after nuv_flat_log_release.
+//
+// A name without a separator is in the directory of the executable. A name that begins with a
+// separator is absolute. Any other name is relative to the current working directory. "\" is a
+// separator too. Missing directories are created; if that fails, the log is "Log/MyLog.log" in the
+// working directory. If the file can't be opened, "MyLog.log" in the same directory is used.
 nuv_flat_log_base* nuv_flat_log_get(const char* name);
 // Closes the file of the log. The next line opens it again. Unknown pointers are ignored.
 void nuv_flat_log_release(nuv_flat_log_base* log);

@@ -17,11 +17,13 @@ class dumper;
 
 // A signed number of microseconds: a point in time since 1970-01-01 00:00:00 UTC, a reading of the
 // performance counter (only differences of readings are useful), or a duration. 0 is the unset
-// time. Overflow is not detected. The calendar forms use the local time zone of the process. Any
-// thread may use them. Threads do not wait for the C library's lock: each thread caches the zone's
-// offset for the quarters of an hour that it uses, for at most a second. Each call reads the
-// environment variable TZ, so a change of it takes effect at once; no other thread may change the
-// environment during a call. Changed files of the system's zone are noticed within a second.
+// time. Overflow is not detected.
+//
+// The calendar forms use the local time zone of the process. Any thread may use them. Threads do
+// not wait for the C library's lock: each thread caches the zone's offset for the quarters of an
+// hour that it uses, for at most a second. Each call reads the environment variable TZ, so a change
+// of it takes effect at once; no other thread may change the environment during a call. Changed
+// files of the system's zone are noticed within a second.
 class QOR_API Time {
 public:
     // Realtime is the wall clock, Monotonic the performance counter.

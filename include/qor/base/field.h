@@ -16,6 +16,7 @@
 //         field(s, {"phones", 2}, phones_);
 //         s.leave();
 //     }
+//
 // and every format can carry the type. Each format has its own `field` in the namespace of its
 // stream. If the input lacks a field, the member is unchanged. If the input has two entries of a
 // map with the same key, the last one is used.

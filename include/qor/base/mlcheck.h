@@ -32,10 +32,13 @@ class dumper;
 //     const InitFini library("program", false, 0);
 //     const MemLeakChecker::Helper leaks;
 //     run();
+//
 // If the checker is started before init and not stopped, fini writes the remaining blocks to the
-// standard error, after it has destroyed the rest of the library. The checker is off until start();
-// while it is off, an allocation costs one test. Blocks that were allocated before start() are not
-// in the table: their release is reported on the console, and they are released.
+// standard error, after it has destroyed the rest of the library.
+//
+// The checker is off until start(); while it is off, an allocation costs one test. Blocks that were
+// allocated before start() are not in the table: their release is reported on the console, and they
+// are released.
 //
 // Any thread may use it. The texts of a place are literals, kept by pointer.
 class QOR_API MemLeakChecker : noncopyable {

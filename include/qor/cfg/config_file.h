@@ -15,15 +15,20 @@ extern template class QOR_API CreateByAllocate<ConfigFile>;
 // conversion of text.
 //
 //     config(enable(true) codepage(936) numofTimers(8000))
+//
 // "enable" (default true) is the main switch: if it is false, mps() has no settings. "codepage"
 // (default 65001) is the code page of narrow text and does not depend on the switch. All other keys
-// belong to subsystems. The environment variable OMB_CLI_CFG_FILE names the file; the default is
-// p2p_config.pml in the current directory. If the file does not exist, all defaults apply. If it is
-// malformed, the operation that used the settings first, such as a conversion of text, raises
-// pml::DecodeException; the next use reads the file again. While a thread reads the file, its
-// conversions of text, such as those for the log, use code page 65001, and it must not call
-// instance(). Any thread may read the settings. `load` takes no lock: no other thread may use mps()
-// meanwhile.
+// belong to subsystems.
+//
+// The environment variable OMB_CLI_CFG_FILE names the file; the default is p2p_config.pml in the
+// current directory. If the file does not exist, all defaults apply. If it is malformed, the
+// operation that used the settings first, such as a conversion of text, raises
+// pml::DecodeException; the next use reads the file again.
+//
+// While a thread reads the file, its conversions of text, such as those for the log, use code page
+// 65001, and it must not call instance().
+//
+// Any thread may read the settings. `load` takes no lock: no other thread may use mps() meanwhile.
 class QOR_API ConfigFile : noncopyable {
 public:
     static ConfigFile& instance() { return *CreateByAllocate<ConfigFile>::instance(); }

@@ -18,10 +18,12 @@ class PingImpl;
 //     constexpr long kTimeoutSeconds = 3;
 //     if (ping.open() && ping.sendAndWait("192.0.2.1", &milliseconds, kTimeoutSeconds)) ...
 //     ping.close();
+//
 // Only one thread at a time may use an object. Any number of objects may be used at the same time:
-// each accepts only the reply to its own request. Failures return false. The logger "qor" gets a
-// line with the tag "<ICMP.ERROR>" for a failure and "ICMP.INFO" for a success, if that tag is
-// switched on.
+// each accepts only the reply to its own request.
+//
+// Failures return false. The logger "qor" gets a line with the tag "<ICMP.ERROR>" for a failure and
+// "ICMP.INFO" for a success, if that tag is switched on.
 class QOR_API Ping : noncopyable {
 public:
     Ping();

@@ -8,6 +8,7 @@
 // The types of qor/interop/format.h for the fmt library, in the same way:
 //
 //     fmt::format("{:>20} since {}", address, time.toDateTime())
+//
 // The library itself does not need fmt, so qor.h does not include this header. A program that
 // includes it must link fmt.
 

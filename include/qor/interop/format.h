@@ -23,6 +23,7 @@
 // Text, bytes, times, addresses and versions for std::format, if the standard library has it:
 //
 //     std::format("{:>20} since {}", address, time.toDateTime())
+//
 // Each value is shown as operator<< writes it: bytes in Base64, a Time as toDuration. The
 // specification in the braces is that of a string: fill, alignment, width, precision and the type
 // s. qor/interop/fmt.h has the same for the fmt library.

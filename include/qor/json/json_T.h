@@ -16,14 +16,17 @@
 //     json::JsonOutputStream out;
 //     json::encode(out, contact);                      // out.str() is the text
 //     json::decode(json::JsonInputStream(text), contact);
+//
 // Scalars, text, bytes and Time are written as by JsonUnit::operator<<. A type with a codec becomes
 // an object with a key for each field; vectors, lists and sets become arrays. A map with text as
 // keys becomes an object. All other maps, and maps with a key that is empty or contains a quote or
 // a backslash, become arrays of { "key":..., "value":... }. An optional value that is not set is
 // not written; in a container, where it would be lost, an optional value is an array of no or one
-// element. If a field is missing, null, or of another kind, the member is unchanged. A container is
-// replaced as a whole. When a map is read, array elements without "key" or "value" are skipped; an
-// array that has only such elements counts as another kind.
+// element.
+//
+// If a field is missing, null, or of another kind, the member is unchanged. A container is replaced
+// as a whole. When a map is read, array elements without "key" or "value" are skipped; an array
+// that has only such elements counts as another kind.
 
 namespace qor::json {
 

@@ -64,9 +64,11 @@ private:
 };
 
 // An object: a map from keys to units, in the order of the keys. If a parsed text has a key several
-// times, the last one is used. References to units are valid as long as the object. Iterators are
-// valid until a key is added. Finding a key and adding one take constant time on average; after
-// keys were added out of order, the first iteration takes O(n log n).
+// times, the last one is used.
+//
+// References to units are valid as long as the object. Iterators are valid until a key is added.
+// Finding a key and adding one take constant time on average; after keys were added out of order,
+// the first iteration takes O(n log n).
 class QOR_API JsonObject final : public JsonValue {
 public:
     using key_type = String;

@@ -107,6 +107,7 @@ private:
 // A stream that either writes or reads, so that one codec serves both directions:
 //
 //     if (s.encoding()) s.jos()["name"] << name_; else s.jis()["name"] >> name_;
+//
 // or simply field(s, {"name", 1}, name_).
 class QOR_API JsonStream : public CodecHooks {
 public:

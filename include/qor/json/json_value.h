@@ -33,9 +33,10 @@ struct Block;
 
 // A value of a JSON tree. Handles share it; a JSON null is a null Handle. Only one thread at a time
 // may use a tree, also for reading, since the values of a parsed tree are created at their first
-// use. Handles may be passed to other threads. The stack use of building, writing and deleting a
-// tree does not depend on its depth. Operations that create values may raise std::bad_alloc; the
-// tree is then unchanged.
+// use. Handles may be passed to other threads.
+//
+// The stack use of building, writing and deleting a tree does not depend on its depth. Operations
+// that create values may raise std::bad_alloc; the tree is then unchanged.
 class QOR_API __attribute__((aligned(8))) JsonValue : public Shared {
 public:
     // The kind of a value. Null is the kind of a unit or a view without a value, and of a class of

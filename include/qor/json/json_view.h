@@ -26,9 +26,10 @@ class JsonElements;
 class JsonMembers;
 
 // A value in a document; for a JSON null and a missing value, a null view. Pass it by value. The
-// view and its texts are valid as long as a JsonDocument of its tree exists. Any number of threads
-// may read a document by views at the same time. Stack use and time do not depend on the depth of
-// nesting.
+// view and its texts are valid as long as a JsonDocument of its tree exists.
+//
+// Any number of threads may read a document by views at the same time. Stack use and time do not
+// depend on the depth of nesting.
 class QOR_API JsonView {
 public:
     // A null view.

@@ -18,10 +18,11 @@ QOR_DECLARE_EXCEPTION(DecodeException, "qor::json::DecodeException");
 class QOR_API JsonParser {
 public:
     // Returns the object or array at the start of the text; the rest is ignored. Raises
-    // DecodeException, and std::bad_alloc for a text of 4 GiB minus 1 MiB or more. The values of
-    // the tree are created at their first use. The copy of the text is freed when all containers of
-    // the tree are destroyed, and all values of which a view was taken by `unit >> view`: a single
-    // such value keeps the text of the whole tree in memory.
+    // DecodeException, and std::bad_alloc for a text of 4 GiB minus 1 MiB or more.
+    //
+    // The values of the tree are created at their first use. The copy of the text is freed when all
+    // containers of the tree are destroyed, and all values of which a view was taken by `unit >>
+    // view`: a single such value keeps the text of the whole tree in memory.
     //
     // Access to the elements of an array of more than 64 million, or to the members of an object of
     // more than 33 million, raises std::bad_alloc; the tree can still be written.

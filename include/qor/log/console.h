@@ -18,9 +18,12 @@ QOR_API std::istream& std_in();
 
 // The console of the process. Output is queued, and a thread of the console writes it within 100
 // ms, so that a slow terminal does not delay other threads. Input is read without blocking, so that
-// a reading thread can be stopped. The console is off by default; then output is dropped. While it
-// is on and not open, output is queued until flush(). If a debugger is attached, all output also
-// goes to the standard error. Any thread may print. Only one thread may read.
+// a reading thread can be stopped.
+//
+// The console is off by default; then output is dropped. While it is on and not open, output is
+// queued until flush(). If a debugger is attached, all output also goes to the standard error.
+//
+// Any thread may print. Only one thread may read.
 class QOR_API console {
 public:
     console() = delete;

@@ -37,6 +37,7 @@ namespace qor {
 //         const dumper::_Entry entry(d, "Contact");
 //         return d.member("name_", name_).member("phones_", phones_);
 //     }
+//
 // or by its codec. Text and data are cut after the maxStringSize of the library's own logger, 256
 // bytes by default. Use a dumper from one thread only.
 class QOR_API dumper : noncopyable {

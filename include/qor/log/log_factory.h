@@ -40,9 +40,11 @@ inline constexpr const char* FatalError = "<FATALERROR>";
 //
 //     logger& log = logger_factory::instance("QOR");
 //     if (log.infoOn()) writeInfoLog(log, __FILE__, __LINE__, "qor::Pump::open", "open", "INFO");
+//
 // While debugOn() is off, traceOn(), msgLogOn() and the switches from dataLogOn() to hbLogOn() are
-// off too. A logger without a file drops its entries. Failures are not reported. Any thread may use
-// a logger at any time. Entries of several threads are never mixed.
+// off too. A logger without a file drops its entries. Failures are not reported.
+//
+// Any thread may use a logger at any time. Entries of several threads are never mixed.
 class QOR_API logger : public virtual Interface {
 public:
     // Closes the file; open() may be called again.

@@ -70,6 +70,7 @@ QOR_API void printTraceStack(std::ostream& os);
 //
 //     [QOR] TRACE  ........ Pump::open( "a" ) ..................................
 //     [QOR] TRACE~ ________ Pump::open( "a" ) __________________________________
+//
 // Destroy entries in the reverse order of their construction, on the same thread. They never raise;
 // if memory runs out, the function is not traced.
 class QOR_API TraceEntry {

@@ -18,11 +18,14 @@ namespace qor {
 //         lines.push_back(line);
 //         monitor.notify();
 //     }
+//
 // Each notification wakes one thread that is waiting when it is sent; if no thread is waiting, it
 // is lost. There are no spurious wake-ups. Still, test the condition in a loop: another thread may
-// take the mutex before the woken thread has it. Any thread may use a monitor; it is not recursive.
-// unlock sends the signals after it has released the mutex: the caller must ensure that no other
-// thread destroys the monitor before unlock returns.
+// take the mutex before the woken thread has it.
+//
+// Any thread may use a monitor; it is not recursive. unlock sends the signals after it has released
+// the mutex: the caller must ensure that no other thread destroys the monitor before unlock
+// returns.
 class QOR_API Monitor : noncopyable {
 public:
     // Holds a Monitor for a scope.

@@ -10,8 +10,9 @@ namespace qor {
 
 // A mutex for short, frequent sections. If it is free, locking and unlocking take less than half
 // the time of a Mutex. A thread that has to wait spins shortly and then sleeps, which takes longer
-// than with a Mutex. It is not recursive, and not fair: a new thread may overtake waiting ones. The
-// caller of unlock must ensure that no other thread destroys the mutex before unlock returns.
+// than with a Mutex. It is not recursive, and not fair: a new thread may overtake waiting ones.
+//
+// The caller of unlock must ensure that no other thread destroys the mutex before unlock returns.
 class QOR_API QuickMutex : noncopyable {
 public:
     void lock() const noexcept {

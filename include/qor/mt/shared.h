@@ -12,9 +12,10 @@ namespace qor {
 // from it) and own the object through Handles. The count starts at 0: a new object has no owner
 // until the first Handle refers to it. When the last Handle is destroyed, it deletes the object.
 // Counting is atomic: Handles of several threads may share an object. The count is not part of the
-// object's value, so an object may be shared as const. Create the object by makeHandle of handle.h,
-// or by checkedNew of mlcheck.h: while the leak table is on, it reports the deletion of an object
-// that it does not have.
+// object's value, so an object may be shared as const.
+//
+// Create the object by makeHandle of handle.h, or by checkedNew of mlcheck.h: while the leak table
+// is on, it reports the deletion of an object that it does not have.
 class QOR_API Shared {
 public:
     void __AddRef() const noexcept { refCount_.fetch_add(1, std::memory_order_relaxed); }

@@ -93,8 +93,9 @@ private:
 // The calling thread sleeps.
 QOR_API void sleep(unsigned long milliseconds);
 
-// A thread, which can be started once. While its body runs, the thread keeps its object alive. If
-// an exception leaves the body, it is dropped and the thread ends. If the environment variable
+// A thread, which can be started once. While its body runs, the thread keeps its object alive.
+//
+// If an exception leaves the body, it is dropped and the thread ends. If the environment variable
 // QOR_RETHROW is exactly "on", the exception is not caught, and the process ends.
 class QOR_API Thread : public virtual Shared {
 public:
@@ -182,13 +183,16 @@ private:
 //         void onWork() override { pumpOnce(); }
 //         bool onWait() override { return wait(Time::milliSeconds(100)), true; }
 //     };
+//
 //     const Handle<Pump> pump = makeHandle<Pump>("main");
 //     pump->startAndWait();
 //     pump->stop();
+//
 // The operations that begin with "on" run on the thread itself, except onStop, which runs on the
 // thread that requests the end. No lock is held while they run. If one of them raises on the
-// thread, the thread ends as described at Thread, and the owner is still notified. Any thread that
-// has a Handle, and the thread itself, may call all other operations.
+// thread, the thread ends as described at Thread, and the owner is still notified.
+//
+// Any thread that has a Handle, and the thread itself, may call all other operations.
 class QOR_API SimpleThread : public Thread {
 public:
     // The owner may be null.

@@ -18,6 +18,7 @@ namespace qor {
 //         ...
 //         Handle<OwnedThread<Service>> thread_;
 //     };
+//
 // A thread that is detached from its owner does not call it again, and ends.
 template <class T>
 class OwnedThread : public SimpleThread {

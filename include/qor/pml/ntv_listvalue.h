@@ -7,8 +7,9 @@
 
 namespace qor::pml::ntv {
 
-// The list of a unit's children, which it owns. The stack use of copying, writing and deleting a
-// tree does not depend on its depth.
+// The list of a unit's children, which it owns.
+//
+// The stack use of copying, writing and deleting a tree does not depend on its depth.
 class QOR_API ListValue final : public ValueBase {
 public:
     using Units = std::vector<Unit*>;

@@ -37,10 +37,13 @@ concept VolatileScalar = std::is_volatile_v<T> && WireScalar<std::remove_volatil
 //
 // Nearly all scalars are text: operator<< stores a number as its text and operator>> parses it, so
 // that a parsed tree and one that was built by code are equal. The type is any text; the tree
-// itself uses only "utf8" for wide text and "base64" for bytes. A child with a name is found by it,
-// a child without one by "[" index "]". A child with the name of a sibling is not added; a child
-// that gets such a name later is found by its index. Finding a child by its name takes O(log n). A
-// unit owns its value, and through it its children; do not delete a child directly. The stack use
+// itself uses only "utf8" for wide text and "base64" for bytes.
+//
+// A child with a name is found by it, a child without one by "[" index "]". A child with the name
+// of a sibling is not added; a child that gets such a name later is found by its index. Finding a
+// child by its name takes O(log n).
+//
+// A unit owns its value, and through it its children; do not delete a child directly. The stack use
 // of building, copying, writing and deleting a tree does not depend on its depth. Only one thread
 // at a time may use a tree; there are no locks.
 class QOR_API Unit {
@@ -65,9 +68,10 @@ public:
     // Children.
 
     // Appends the child and returns true; the unit then owns it. A unit with a string becomes a
-    // list, with the string in a first child without a name; another scalar is dropped. Otherwise
-    // the caller still owns the child: returns false for null and if memory runs out, and raises
-    // DuplicatedUnitException if a sibling has the name.
+    // list, with the string in a first child without a name; another scalar is dropped.
+    //
+    // Otherwise the caller still owns the child: returns false for null and if memory runs out, and
+    // raises DuplicatedUnitException if a sibling has the name.
     bool addChild(Unit* child);
     // The same, but always owns the child, and raises std::bad_alloc if memory runs out.
     void addChild(std::unique_ptr<Unit> child);

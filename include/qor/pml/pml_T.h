@@ -18,6 +18,7 @@
 //     pml::stream out;
 //     pml::encode(out, contact);                    // out.toPml(true) is the text
 //     pml::decode(pml::stream(text, false), contact);
+//
 // Scalars, text, bytes and Time are written as by Unit::operator<<. A type with a codec becomes a
 // unit with a child for each field. Elements of vectors, lists and sets become children without a
 // name; a map becomes a unit of the type "map", with a child for each element whose name is the

@@ -18,9 +18,11 @@ QOR_DECLARE_EXCEPTION(DecodeException, "qor::pml::DecodeException");
 // Parse one document into `unit`, which is cleared first. Input after the first unit is not read: a
 // stream or a pointer is then positioned after the document. Text ends at its first zero; a stream
 // or file does not. Narrow text is in the configured code page, and wide text is converted to it. A
-// null pointer is empty text. Return false if memory runs out, and for a file that cannot be
-// opened. Raise DecodeException for malformed text, and ntv::DuplicatedUnitException for a repeated
-// name among siblings. After a failure, `unit` has the units that were already complete.
+// null pointer is empty text.
+//
+// Return false if memory runs out, and for a file that cannot be opened. Raise DecodeException for
+// malformed text, and ntv::DuplicatedUnitException for a repeated name among siblings. After a
+// failure, `unit` has the units that were already complete.
 //
 // The stack use does not depend on the depth of nesting.
 QOR_API bool ntvFromPml(ntv::Unit& unit, std::istream& source);

@@ -16,6 +16,7 @@ class dumper;
 //
 //     const Printf greeting("Hello %{name}, it is %{time}.");
 //     greeting.replaceNext(name).replaceNext(Time::now().toDateTime()).str();
+//
 // The object itself is the format's text; the constructor parses it. Const operations change the
 // state of the replacement, so only one thread may use an object. If an operation raises, the
 // object is unchanged.

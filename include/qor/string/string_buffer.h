@@ -17,10 +17,13 @@ class dumper;
 // the content, and reads start at the get position. Up to 255 bytes are stored in the object; a
 // larger buffer has one block on the heap. Growth at least doubles the capacity, and the capacity
 // never shrinks: set the positions to 0 to use the buffer for the next message without an
-// allocation. The storage has one more byte than the capacity: appended text is followed by a zero.
-// A size above 32 bits raises std::bad_alloc; if an operation raises, the object is unchanged.
-// Addresses in the storage are valid until it grows or the object is moved or swapped. To write
-// into the buffer without a copy:
+// allocation.
+//
+// The storage has one more byte than the capacity: appended text is followed by a zero. A size
+// above 32 bits raises std::bad_alloc; if an operation raises, the object is unchanged. Addresses
+// in the storage are valid until it grows or the object is moved or swapped.
+//
+// To write into the buffer without a copy:
 //
 //     buffer.needMore(kLargestNumber);
 //     char* const end = writeNumber(buffer.pbuf(), number);

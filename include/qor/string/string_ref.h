@@ -16,9 +16,11 @@ class dumper;
 
 // A write cursor: a view of bytes with a capacity, and a position. The caller owns the memory,
 // which must outlive the cursor. Copying copies the cursor and not the bytes. No operation
-// allocates. Text that does not fit is cut without a report; moving the position beyond the
-// capacity raises OutOfRangeException. Writing and advancing set the byte at the new position to
-// zero if there is room, so the text is terminated unless it fills the memory.
+// allocates.
+//
+// Text that does not fit is cut without a report; moving the position beyond the capacity raises
+// OutOfRangeException. Writing and advancing set the byte at the new position to zero if there is
+// room, so the text is terminated unless it fills the memory.
 class QOR_API StringRef {
 public:
     StringRef() noexcept = default;

@@ -17,9 +17,10 @@ class dumper;
 
 // A read cursor over text that it does not own, with a position from 0 to the text's size. The text
 // must outlive the cursor and the views that operations return. No operation allocates; moving
-// beyond the end raises OutOfRangeException. Three operations read the byte after the text, which
-// must then exist, such as a terminator: operator* at the end, at(size()), and trimming a returned
-// view.
+// beyond the end raises OutOfRangeException.
+//
+// Three operations read the byte after the text, which must then exist, such as a terminator:
+// operator* at the end, at(size()), and trimming a returned view.
 class QOR_API StringSlice {
 public:
     StringSlice() noexcept = default;

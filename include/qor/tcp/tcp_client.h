@@ -23,6 +23,7 @@ class ClientImpl;
 //     if (client.open(TcpAddr(4711, "127.0.0.1"), callback, kTimeoutSeconds, kSocketBuffer))
 //         client.send("hello", kTimeoutSeconds);
 //     client.close();
+//
 // Any thread may call send, close and getLocalPort at any time. Only one thread at a time may call
 // open. Only the constructor raises; other failures return false and write a line to the logger
 // "qor".
@@ -35,22 +36,28 @@ public:
     // Connects within `timeoutSeconds`; with 0 or less, succeeds only if the connection is
     // established at once, as on the same host. Both buffers of the socket are set to
     // `socketBufferSize` bytes, within the system's limits. The callback may be null: frames are
-    // then read and dropped. Returns false also if the peer has already closed the connection;
-    // onClosed is then called. Call close first: an open connection would keep running, as after
-    // the destructor.
+    // then read and dropped.
+    //
+    // Returns false also if the peer has already closed the connection; onClosed is then called.
+    //
+    // Call close first: an open connection would keep running, as after the destructor.
     bool open(const TcpAddr& remote, Handle<TcpCallback> callback, int timeoutSeconds,
               int socketBufferSize);
     // Ends the connection and waits until its thread, and so a running callback, has ended. The
-    // callback is not called after that. If the callback itself calls close, it does not wait:
-    // onClosed is called after the callback has returned, and the next close by another thread
-    // waits for that.
+    // callback is not called after that.
+    //
+    // If the callback itself calls close, it does not wait: onClosed is called after the callback
+    // has returned, and the next close by another thread waits for that.
     void close();
 
     // Writes one frame within `timeoutSeconds`. A negative timeout means no limit; 0 writes only
-    // the bytes that the system accepts at once. Returns false if the frame was not written
-    // completely. A partly written frame ends the connection, since the peer could not find the
-    // next frame. Frames that several threads send at the same time may be mixed in the stream:
-    // protect send by a lock, also in callbacks.
+    // the bytes that the system accepts at once.
+    //
+    // Returns false if the frame was not written completely. A partly written frame ends the
+    // connection, since the peer could not find the next frame.
+    //
+    // Frames that several threads send at the same time may be mixed in the stream: protect send by
+    // a lock, also in callbacks.
     bool send(const istr& payload, int timeoutSeconds);
 
     // The local port of the connection of the last open, even if it has ended; 0 if it was not

@@ -51,12 +51,16 @@ struct QOR_API TcpAddr {
 QOR_API std::ostream& operator<<(std::ostream& os, const TcpAddr& address);
 
 // Receives the events of connections. Derive from it and pass it to a client or a server by a
-// Handle, which is released when its last connection has ended. All calls for a connection are made
-// on that connection's own thread, one after the other: any number of onReceive, then one onClosed.
-// While a call runs, nothing is read from its connection; this is the only way to slow down a peer.
-// Connections that share a callback may call it at the same time. A call may send on any
-// connection, and may close its own client or server. An exception from onReceive is logged as a
-// block and ends its connection; onClosed is then called. Other connections are not affected.
+// Handle, which is released when its last connection has ended.
+//
+// All calls for a connection are made on that connection's own thread, one after the other: any
+// number of onReceive, then one onClosed. While a call runs, nothing is read from its connection;
+// this is the only way to slow down a peer. Connections that share a callback may call it at the
+// same time.
+//
+// A call may send on any connection, and may close its own client or server. An exception from
+// onReceive is logged as a block and ends its connection; onClosed is then called. Other
+// connections are not affected.
 class QOR_API TcpCallback : public virtual Shared {
 public:
     // A complete frame has arrived. The view is valid during the call only.

@@ -14,13 +14,14 @@ namespace qor {
 
 // The waiting timers, at most one for each slot. Internal: use TimerManager. put and erase take
 // constant time; the time of takeDue depends on the number of due timers and not of waiting ones.
-// The constructor allocates all memory. A hierarchical timing wheel with a resolution of 8.192 ms.
-// The time of a timer, in these units, is a number of nine digits of six bits, and so is the
-// current time, the hand. The highest digit in which the two differ selects the timer's bucket: the
-// level is the position of that digit, the bucket its value. So the first non-empty bucket of the
-// lowest non-empty level has the timers that are due first. When the hand reaches a bucket of a
-// higher level, its timers move to lower levels. The order within a bucket does not matter: due
-// timers are sorted.
+// The constructor allocates all memory.
+//
+// A hierarchical timing wheel with a resolution of 8.192 ms. The time of a timer, in these units,
+// is a number of nine digits of six bits, and so is the current time, the hand. The highest digit
+// in which the two differ selects the timer's bucket: the level is the position of that digit, the
+// bucket its value. So the first non-empty bucket of the lowest non-empty level has the timers that
+// are due first. When the hand reaches a bucket of a higher level, its timers move to lower levels.
+// The order within a bucket does not matter: due timers are sorted.
 class TimeoutQueue : noncopyable {
 public:
     struct Element {

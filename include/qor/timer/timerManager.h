@@ -27,12 +27,14 @@ extern template class QOR_API CreateByAllocate<TimerManager>;
 // calls heartbeat.onTimer every five seconds, on the service's thread, until
 //
 //     TimerManager::instance()->killTimer(id);
+//
 // Any thread may use it, and so may onTimer callbacks, which run without a lock. A slow onTimer
 // delays all other timers of the process: do slow work on another thread, or use a TimerUserThread.
 // onTimerRelease runs with the timers locked, on the thread that kills the timer or on the
 // service's thread: it may set, reset and kill timers, but must not wait for another thread that
-// uses timers, and must not stop, close or reopen the service. Timers that are set before start
-// wait until the service has started.
+// uses timers, and must not stop, close or reopen the service.
+//
+// Timers that are set before start wait until the service has started.
 class QOR_API TimerManager : public ThreadOwner {
 public:
     static TimerManager* instance() { return CreateByAllocate<TimerManager>::instance(); }
@@ -125,6 +127,7 @@ public:
 //     poll->startAndWait();
 //     ...
 //     poll->stop();
+//
 // onTimer runs on the thread `times` times (0: no end), and its result is ignored. Then, or when
 // the thread is stopped, onTimerRelease runs. After a stop between two firings one more firing may
 // happen. The object must exist until its onTimerRelease; it may be null.

@@ -14,10 +14,11 @@ class dumper;
 
 // Identifies a timer: the index of its slot, and the slot's generation, which counts the timers
 // that the slot has had, also in earlier queues of the TimerManager. So an id never identifies a
-// later timer of the same slot. See docs/timers.md. The packed form has 32 bits, 15 of them for the
-// generation. So packed ids work for the first 32768 timers of each slot only: later ones identify
-// no timer, or one that ended long ago, and operations on them are refused. Comparisons are those
-// of the packed form.
+// later timer of the same slot. See docs/timers.md.
+//
+// The packed form has 32 bits, 15 of them for the generation. So packed ids work for the first
+// 32768 timers of each slot only: later ones identify no timer, or one that ended long ago, and
+// operations on them are refused. Comparisons are those of the packed form.
 class QOR_API TimerId {
 public:
     static constexpr ulong32 INVALID = 4294967295U;
@@ -70,8 +71,10 @@ struct OnTimerResult {
 
 // The callback of timers. It is not owned: it must exist until its onTimerRelease, and may be
 // deleted in that call. An object may be used for many timers, which `userTimerId` and `param`
-// distinguish. Exceptions from onTimer and onTimerRelease are written to the log as a block; after
-// one from onTimer the timer continues as with a default result.
+// distinguish.
+//
+// Exceptions from onTimer and onTimerRelease are written to the log as a block; after one from
+// onTimer the timer continues as with a default result.
 class QOR_API ITimerObject {
 public:
     ITimerObject() = default;

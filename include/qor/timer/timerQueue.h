@@ -69,9 +69,10 @@ private:
 
 // The timers of a TimerManager: a fixed number of slots, the ids, and the waiting timers. It has no
 // thread; the TimerManager calls tick(). A timer fires in the first tick at or after its time.
-// Programs use TimerManager. Call all operations with the monitor held, by TimerMonitor::Access. It
-// is released during each onTimer, and held during onTimerRelease. Construct and destroy the queue
-// without the monitor.
+// Programs use TimerManager.
+//
+// Call all operations with the monitor held, by TimerMonitor::Access. It is released during each
+// onTimer, and held during onTimerRelease. Construct and destroy the queue without the monitor.
 class QOR_API TimerQueue : public Shared, noncopyable {
 public:
     // The number of slots that a packed id can have.

@@ -6,15 +6,19 @@
 
 namespace qor {
 
-// AES (FIPS 197) with keys of 128 or 256 bits, in CBC mode (NIST SP 800-38A). CBC hides content but
-// does not protect it from change: changed encrypted bytes decrypt to changed content without an
-// error. Where that matters, authenticate the encrypted bytes before decrypting them. Every call
-// starts from the object's initialisation vector, so equal content gives equal bytes: use an object
-// for one message only, with an unpredictable vector. A key or vector that is too long is cut; one
-// that is too short, even an empty one, is padded with zeros. The key is used as it is: do not pass
-// a password. An object does not change: any number of threads may use it at the same time, each
-// with its own `out`. It cannot be copied, since it holds the key; the destructor overwrites the
-// round keys with zeros.
+// AES (FIPS 197) with keys of 128 or 256 bits, in CBC mode (NIST SP 800-38A).
+//
+// CBC hides content but does not protect it from change: changed encrypted bytes decrypt to changed
+// content without an error. Where that matters, authenticate the encrypted bytes before decrypting
+// them. Every call starts from the object's initialisation vector, so equal content gives equal
+// bytes: use an object for one message only, with an unpredictable vector.
+//
+// A key or vector that is too long is cut; one that is too short, even an empty one, is padded with
+// zeros. The key is used as it is: do not pass a password.
+//
+// An object does not change: any number of threads may use it at the same time, each with its own
+// `out`. It cannot be copied, since it holds the key; the destructor overwrites the round keys with
+// zeros.
 class QOR_API AES : noncopyable {
 public:
     // AES-128: a key and an initialisation vector of 16 bytes each.

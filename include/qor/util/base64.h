@@ -7,10 +7,12 @@
 
 namespace qor {
 
-// Base64 with the alphabet of RFC 4648, A-Z a-z 0-9 "+" "/", and "=" as padding. The functions
-// replace the content of `out`, which may own the memory that the source views. Its memory is
-// reused if it is sufficient. If memory runs out, or if the size of the result does not fit into 32
-// bits, std::bad_alloc is raised and `out` is unchanged. Any thread may call these at any time.
+// Base64 with the alphabet of RFC 4648, A-Z a-z 0-9 "+" "/", and "=" as padding.
+//
+// The functions replace the content of `out`, which may own the memory that the source views. Its
+// memory is reused if it is sufficient. If memory runs out, or if the size of the result does not
+// fit into 32 bits, std::bad_alloc is raised and `out` is unchanged. Any thread may call these at
+// any time.
 class QOR_API Base64 {
 public:
     // Three bytes become four characters; a shorter last group is padded with "="; no bytes give

@@ -42,6 +42,7 @@ private:
 //     commands.open(L"> ");
 //     std::wstring line;
 //     while (commands.get(line, Time::seconds(1))) obey(line);
+//
 // Only one thread may open and close it; any thread may get lines, in the order in which they were
 // typed.
 class QOR_API CmdLineQueue : public CmdLineCallback, noncopyable {

@@ -17,6 +17,7 @@ namespace qor {
 enum class SeekWhence : int { Begin = 0, Current = 1, End = 2 };
 
 // An open file, or none; the destructor closes it. Positions and sizes are in bytes, with 64 bits.
+//
 // Written data is visible at once through every other handle of the file. readLine reads up to 16
 // KiB ahead: changes by another handle in that part are visible only after a seek to another
 // position, a write or a truncate. Positions count the bytes that the caller has read, not those
@@ -26,14 +27,17 @@ enum class SeekWhence : int { Begin = 0, Current = 1, End = 2 };
 //     out.writeLine("first");
 //     FileReader in(L"notes.txt");
 //     for (String line; in.readLine(line) || !line.empty();) ...
+//
 // Names are wide text or a std::filesystem::path, with "\" or "/" between their parts. They are
 // passed to the system as UTF-8; a name with a zero or an invalid character names no file. New
 // files have the mode 0666 without the bits of the process's umask. A directory cannot be opened.
+//
 // Operations report failure by false or -1, with the system's reason in errno; on a closed file
 // they fail. After a failed read the target is empty. The only exception is std::bad_alloc; the
 // target and, in files that can seek, the position are then unchanged. Signals do not interrupt an
-// operation. Writing to a pipe without a reader fails and raises no signal. Use an object from one
-// thread only. Programs that the process starts do not inherit the handle.
+// operation. Writing to a pipe without a reader fails and raises no signal.
+//
+// Use an object from one thread only. Programs that the process starts do not inherit the handle.
 class QOR_API File {
 public:
     // No open file.

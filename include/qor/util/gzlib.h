@@ -11,10 +11,13 @@
 //     GZlibCompressor::comp("some text", packed, size);
 //     if (size != 0) file.write(istr(packed, size));
 //     delete[] packed;
+//
 // `out` is set to a new array of `size` bytes, without a terminator, which the caller releases by
 // delete[]; its previous value is ignored. If there is no memory for the array, `out` is null and
-// `size` 0. Failures are not reported: check `size` and `out`. On failure `out` has the bytes up to
-// the failure, perhaps none. A result is cut after 2 GiB minus 1 byte. No exception is raised. Any
+// `size` 0.
+//
+// Failures are not reported: check `size` and `out`. On failure `out` has the bytes up to the
+// failure, perhaps none. A result is cut after 2 GiB minus 1 byte. No exception is raised. Any
 // thread may call these at any time.
 class QOR_API GZlibCompressor {
 public:
@@ -26,10 +29,12 @@ public:
     // On entry `size` is the number of bytes at `data`, on return that at `out`. Data that does not
     // begin with the bytes 1F 8B is copied unchanged; a single byte 1F counts as an incomplete
     // header. A damaged or incomplete header gives no bytes; damaged or incomplete content gives
-    // the bytes before the damage. Only the first member of a gzip file is read. Everything after
-    // its content is ignored, also its checksum and size, since a mismatch could not be reported.
-    // The result may be a thousand times as large as the data: for untrusted data use
-    // zlib::uncompress, which has a limit. Always returns 0.
+    // the bytes before the damage.
+    //
+    // Only the first member of a gzip file is read. Everything after its content is ignored, also
+    // its checksum and size, since a mismatch could not be reported. The result may be a thousand
+    // times as large as the data: for untrusted data use zlib::uncompress, which has a limit.
+    // Always returns 0.
     static int uncomp(const char* data, char*& out, int& size) noexcept;
 };
 

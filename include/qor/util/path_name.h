@@ -11,8 +11,9 @@
 namespace qor {
 
 // The name of a file as an argument: wide text or a std::filesystem::path, with "\" or "/" between
-// its parts. It refers to wide text, which must outlive it; of a path it has a copy. A path that is
-// not valid UTF-8, or that has a zero in it, becomes a name that names no file.
+// its parts. It refers to wide text, which must outlive it; of a path it has a copy.
+//
+// A path that is not valid UTF-8, or that has a zero in it, becomes a name that names no file.
 class QOR_API PathName {
 public:
     PathName() noexcept = default;

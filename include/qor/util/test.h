@@ -24,6 +24,7 @@
 //     menu.add("ping", "measure a round trip", qor::test::function(ping));
 //     menu.add("files", "files and directories", qor::test::function(fileMenu));
 //     return menu.start();
+//
 // Without arguments it shows the menu, reads keys from the standard input, and ends at "exit" or at
 // the end of the input. Arguments are keys that are run first; "files/list" runs the item "list" of
 // the menu that the function "files" opens:
@@ -33,12 +34,14 @@
 //         menu.add(...);
 //         menu.start();
 //     }
+//
 // For a program that ends by itself, pass "exit" as the last argument, or turn Context::interactive
 // off. If it is off, each choice is run once, even if others raise, and start() returns 0 if no
 // function raised, otherwise the code of the last failure (see UnitOfWork::start), including
-// failures in menus that a function opened. "all" ends at the first function that raises. The menu
-// is shown on the standard output if it is interactive, and always written to the logger "QOR". Use
-// a menu from one thread only.
+// failures in menus that a function opened. "all" ends at the first function that raises.
+//
+// The menu is shown on the standard output if it is interactive, and always written to the logger
+// "QOR". Use a menu from one thread only.
 
 namespace qor::test {
 

@@ -10,9 +10,10 @@ namespace qor {
 
 // A path name and its parts: "c:\a\b.txt" is "b.txt" in "c:\a". The file system is not accessed.
 // Both "\" and "/" separate when a name is split; names are joined with "\", which every operation
-// of the library that takes a path understands. The setters keep the three texts consistent; their
-// arguments may be views of the object's own texts. If std::bad_alloc is raised, the object is
-// unchanged.
+// of the library that takes a path understands.
+//
+// The setters keep the three texts consistent; their arguments may be views of the object's own
+// texts. If std::bad_alloc is raised, the object is unchanged.
 class QOR_API Filename {
 public:
     Filename() = default;

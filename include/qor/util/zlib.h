@@ -8,9 +8,11 @@
 namespace qor {
 
 // Compression of whole buffers in the zlib format (RFC 1950), compatible with every other program
-// that uses zlib. The results replace the content of `out`, which may own the memory that the data
-// views; its memory is reused if it is sufficient. If the result is false, `out` is empty. If
-// std::bad_alloc is raised, `out` is unchanged. Any thread may call these at any time.
+// that uses zlib.
+//
+// The results replace the content of `out`, which may own the memory that the data views; its
+// memory is reused if it is sufficient. If the result is false, `out` is empty. If std::bad_alloc
+// is raised, `out` is unchanged. Any thread may call these at any time.
 class QOR_API zlib {
 public:
     // Compresses at zlib's default level. `out` gets a capacity of 1.1 times the size of the data

@@ -81,8 +81,10 @@ private:
 };
 
 // The attributes of a node: a map from names to XMLAttr, ordered by name. It belongs to the node
-// and is changed only through it. References to attributes are valid until all are cleared. Finding
-// an attribute takes O(log n). Several threads may read the map while no thread changes the node.
+// and is changed only through it. References to attributes are valid until all are cleared.
+//
+// Finding an attribute takes O(log n). Several threads may read the map while no thread changes the
+// node.
 class QOR_API XMLAttrMap : noncopyable {
 public:
     using key_type = String;

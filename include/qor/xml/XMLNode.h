@@ -24,13 +24,17 @@ namespace qor {
 //     book.attr("id").value("7");
 //     book.child("title").cdata("R & D");
 //     book.str(false, 0);   // <book id="7"><title><![CDATA[R & D]]></title></book>
+//
 // A node owns its children; do not delete a child directly. A missing node or attribute is not a
 // null pointer but the shared object XMLNode::null() or XMLAttr::null(), whose own look-ups return
 // the null objects again; so look-ups of a const node can be chained without checks. Look-ups of a
-// node that is not const create a missing child or attribute. Finding a child or an attribute by
-// its name takes O(log n). The stack use of building, copying, writing and deleting a tree does not
-// depend on its depth. If an operation raises, the node is unchanged. Several threads may read a
-// tree, by const operations, while no thread changes it.
+// node that is not const create a missing child or attribute.
+//
+// Finding a child or an attribute by its name takes O(log n). The stack use of building, copying,
+// writing and deleting a tree does not depend on its depth. If an operation raises, the node is
+// unchanged.
+//
+// Several threads may read a tree, by const operations, while no thread changes it.
 class QOR_API XMLNode {
 public:
     // Selects the constructor with the text.
@@ -209,6 +213,7 @@ private:
 // The children of a node, in order: a view of the node, passed by value.
 //
 //     for (const XMLNode& book : shelf.children()) print(book("title").value());
+//
 // Iterators stay valid when children are added, and reach these. Clearing, assigning to or
 // destroying the node invalidates them.
 class XMLNode::Children {

@@ -188,8 +188,10 @@ private:
 
 // A stream that either writes or reads, so that one codec serves both directions. A constructor
 // with a plain text creates a stream that writes an element of that name; for text to be read use
-// XMLInputString or in_t. The look-ups that are not const create a missing child or attribute, even
-// if the stream reads; without a node, they do so in the spare node of node().
+// XMLInputString or in_t.
+//
+// The look-ups that are not const create a missing child or attribute, even if the stream reads;
+// without a node, they do so in the spare node of node().
 class QOR_API XMLStream : public XMLOutStream, public XMLInStream {
 public:
     // For writing.

@@ -16,6 +16,7 @@
 //     XMLStream out;
 //     xml::encode(out, contact);                    // out.str(true, 0) is the text
 //     xml::decode(XMLInStream(text), contact);
+//
 // A field is written as a child element of its name; when reading, an attribute of that name is
 // used if there is no such child. A container is an element with a child named "any" for each of
 // its elements; an element that has a codec sets its own name instead. When reading, any names are

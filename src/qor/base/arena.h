@@ -10,15 +10,20 @@
 
 namespace qor {
 
-// Memory for parsed trees: blocks, and an arena that consists of them. newBlock records the block
-// in the leak table, with the place of the call and the function's name `func`; deleteBlock removes
-// it. (The place comes from builtins, since clang 14 has no std::source_location.) A block is
-// aligned for any scalar type. It may be larger than `size`; blockSize returns its usable size. The
-// process keeps some deleted blocks and reuses them for later trees. The allocator would return the
-// memory of a large tree to the system, and a program that parses many texts would spend much of
-// its time getting it again, page by page. Kept blocks are not in the leak table. They are freed
-// when the system has no memory left. newBlock raises std::bad_alloc. Any thread may call these
-// functions, also in static destructors and after a fork. Any thread may delete a block.
+// Memory for parsed trees: blocks, and an arena that consists of them.
+//
+// newBlock records the block in the leak table, with the place of the call and the function's name
+// `func`; deleteBlock removes it. (The place comes from builtins, since clang 14 has no
+// std::source_location.) A block is aligned for any scalar type. It may be larger than `size`;
+// blockSize returns its usable size.
+//
+// The process keeps some deleted blocks and reuses them for later trees. The allocator would return
+// the memory of a large tree to the system, and a program that parses many texts would spend much
+// of its time getting it again, page by page. Kept blocks are not in the leak table. They are freed
+// when the system has no memory left.
+//
+// newBlock raises std::bad_alloc. Any thread may call these functions, also in static destructors
+// and after a fork. Any thread may delete a block.
 void* newBlock(std::size_t size, const char* func, const char* file = __builtin_FILE(),
                unsigned line = __builtin_LINE());
 // A null pointer is ignored.

@@ -8,9 +8,10 @@ namespace qor {
 // toWake_ and then reads taken_. At least one of them must see the other's write, or the sleeper is
 // never woken. That needs a barrier between the write and the read on both sides. Sleeping is rare,
 // so the sleeper executes the barrier for all threads (membarrier). If the system has no such call,
-// it sleeps for a millisecond at most and checks again. One thread is woken at a time. It sets
-// toWake_ again, so that the next unlock wakes another thread: before it sleeps again, and when it
-// has the mutex.
+// it sleeps for a millisecond at most and checks again.
+//
+// One thread is woken at a time. It sets toWake_ again, so that the next unlock wakes another
+// thread: before it sleeps again, and when it has the mutex.
 void QuickMutex::lockTaken() const noexcept {
     constexpr int kTries = 100;
     for (int i = 0; i < kTries; ++i) {

@@ -8,6 +8,7 @@
 namespace qor {
 
 // The registry of running threads: SimpleThreads, and all other threads that have called current().
+//
 // A record belongs to its thread, and is registered here so that other threads can read it. A
 // thread finds its own record without a lock, and the record stays valid when the registry is
 // destroyed.

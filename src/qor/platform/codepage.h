@@ -5,9 +5,10 @@
 #include <string_view>
 
 // Converts text in a code page to wide text and back. A page is given by its Windows number: 65001
-// is UTF-8, and 0 is the page of the environment's locale. Malformed text becomes U+FFFD. A
-// character that the page does not have becomes "?". An invalid wide value becomes U+FFFD if the
-// page has this character, else "?".
+// is UTF-8, and 0 is the page of the environment's locale.
+//
+// Malformed text becomes U+FFFD. A character that the page does not have becomes "?". An invalid
+// wide value becomes U+FFFD if the page has this character, else "?".
 
 namespace qor::platform {
 

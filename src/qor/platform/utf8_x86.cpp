@@ -16,12 +16,15 @@
 #include "platform/utf8_forms.h"
 
 // Neither implementation branches on the length of a character, so text that mixes scripts is as
-// fast as any other. Decoding uses a lane of 32 bits for each character. The bytes are gathered
-// with the lead byte on top and shifted down to the low end, the marker bits of UTF-8 are masked
-// off, and two multiplications join the remaining bits. Encoding spreads a character over the four
-// bytes of a lane, with the last byte on top, and then removes the unused bytes. Only functions
-// marked with QOR_AVX2 or QOR_AVX512 use the wide registers, so this file can be loaded on machines
-// without them.
+// fast as any other.
+//
+// Decoding uses a lane of 32 bits for each character. The bytes are gathered with the lead byte on
+// top and shifted down to the low end, the marker bits of UTF-8 are masked off, and two
+// multiplications join the remaining bits. Encoding spreads a character over the four bytes of a
+// lane, with the last byte on top, and then removes the unused bytes.
+//
+// Only functions marked with QOR_AVX2 or QOR_AVX512 use the wide registers, so this file can be
+// loaded on machines without them.
 
 #define QOR_AVX2 [[gnu::target("avx2,bmi,bmi2,popcnt")]]
 #define QOR_AVX512 \

@@ -17,9 +17,11 @@
 namespace qor {
 
 // A listener, its thread, and the connections of its clients. The threads of TcpArrivals accept
-// clients; this thread starts their connections in that order. A connection is removed from the
-// maps by the last step of its own thread, or by a thread that has joined it. The acceptor's own
-// thread waits for all connections in the maps, so the acceptor outlives their threads.
+// clients; this thread starts their connections in that order.
+//
+// A connection is removed from the maps by the last step of its own thread, or by a thread that has
+// joined it. The acceptor's own thread waits for all connections in the maps, so the acceptor
+// outlives their threads.
 class TcpAcceptor : public SimpleThread, public ThreadOwner {
 public:
     TcpAcceptor(const TcpAddr& address, const String& name, Handle<TcpCallback> callback,

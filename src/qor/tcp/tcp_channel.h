@@ -10,8 +10,10 @@ namespace qor {
 
 // Sends and receives frames over the socket of a derived class: the length in 4 bytes, most
 // significant first, then the bytes. It has no state and no lock, and raises nothing; failures
-// return false and write one line to the log. Only one thread receives. Any thread may send at the
-// same time; callers must serialise their sends.
+// return false and write one line to the log.
+//
+// Only one thread receives. Any thread may send at the same time; callers must serialise their
+// sends.
 class TcpChannel {
 public:
     // Writes a frame within the timeout; a negative timeout means no limit. A partly written frame

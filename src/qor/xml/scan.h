@@ -10,8 +10,10 @@
 #endif
 
 // Searches in a text that ends with a zero byte, after which kScanRoom bytes must be readable. No
-// result is after that zero. The searches begin byte by byte: the processor predicts the end of a
-// short run and continues, while it would have to wait for the result of a whole block.
+// result is after that zero.
+//
+// The searches begin byte by byte: the processor predicts the end of a short run and continues,
+// while it would have to wait for the result of a whole block.
 
 namespace qor::xml {
 
