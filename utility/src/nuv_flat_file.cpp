@@ -390,7 +390,7 @@ ssize_t nuv_flat_file::writeSome(const char* text, std::size_t size) const {
     return writeAtEnd(text, size);
 }
 
-// syscall() is used because it is no cancellation point. On Linux, pwrite to a file that is open
+// syscall() is used because it is not a cancellation point. On Linux, pwrite to a file that is open
 // for appending ignores the offset and writes at the end, without the lock of the file position.
 ssize_t nuv_flat_file::writeAtEnd(const char* text, std::size_t size) const {
     if (!isRegular_) return syscall(SYS_write, handle_, text, size);

@@ -107,9 +107,9 @@ private:
 // Writes the content as Base64, in one line.
 QOR_API std::ostream& operator<<(std::ostream& os, const Bytes& bytes);
 
-// Hexadecimal text to bytes; a pair that has a character that is no digit gives 255. In text of odd
-// length the last character forms a pair with the byte after the view, which must exist. The first
-// form appends.
+// Hexadecimal text to bytes; a pair that has a character that is not a digit gives 255. In text of
+// odd length the last character forms a pair with the byte after the view, which must exist. The
+// first form appends.
 QOR_API void hexstr2bytes(istr text, Bytes& out);
 QOR_API Bytes hexstr2bytes(istr text);
 // The low `width` bytes of the value, most significant first. If `width` is greater than 8, the

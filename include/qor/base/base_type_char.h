@@ -65,7 +65,7 @@ QOR_API void trimLeftRight(std::string& text, char c);
 QOR_API void trimLeftRight(std::wstring& text, wchar_t c);
 
 QOR_API void* MemSet(void* target, int value, unsigned long n) noexcept;
-// The areas may not overlap.
+// The areas must not overlap.
 QOR_API void* MemCopy(void* target, const void* source, unsigned long n) noexcept;
 // As MemCopy, and sets target[n] to zero: the target must have room for n + 1 bytes.
 QOR_API void* MemCopyZ(void* target, const void* source, unsigned long n) noexcept;
@@ -129,7 +129,7 @@ QOR_API String bytes2hexstr(istr bytes);
 QOR_API void int2hexstr(unsigned long long value, unsigned long width, String& out);
 QOR_API String int2hexstr(unsigned long long value, unsigned long width);
 // The number that the digits, or the bytes, form, most significant first. Only the low 64 bits are
-// kept. A character that is no digit makes the result all ones.
+// kept. A character that is not a digit makes the result all ones.
 QOR_API unsigned long long hexstr2int(istr text) noexcept;
 QOR_API unsigned long long bytes2int(istr bytes) noexcept;
 

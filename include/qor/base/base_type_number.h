@@ -266,7 +266,7 @@ public:
     Char toLower() const noexcept { return Char(CharToLower(value_)); }
     Char toUpper() const noexcept { return Char(CharToUpper(value_)); }
     // fromHex becomes the hexadecimal digit of the low four bits of v. toHex is the value of the
-    // digit, 255 if the character is no digit.
+    // digit, 255 if the character is not a digit.
     Char& fromHex(unsigned char v) noexcept { return *this = HexToChar(v); }
     unsigned char toHex() const noexcept { return HexFromChar(value_); }
 
@@ -381,7 +381,7 @@ private:
 // Hexadecimal text. Digits are written in upper case and read in either case.
 class QOR_API Hex16 {
 public:
-    // encode gives "?" for a value above 15. decode gives 255 for a character that is no digit.
+    // encode gives "?" for a value above 15. decode gives 255 for a character that is not a digit.
     static char encode(unsigned char value) noexcept { return value < 16 ? HexToChar(value) : '?'; }
     static unsigned char decode(char digit) noexcept { return HexFromChar(digit); }
     static bool isHexChar(char digit) noexcept { return hexchar2int(digit) >= 0; }
@@ -389,7 +389,7 @@ public:
     static void encode(const istr& bytes, String& text);
     // Replaces the bytes. Deliberate (compatibility): each digit is read one place too far to the
     // right. The first character is skipped, and in a view of even length the byte after the view,
-    // which must exist, is the last digit. A character that is no digit, such as a terminator,
+    // which must exist, is the last digit. A character that is not a digit, such as a terminator,
     // counts as 0.
     static void decode(const istr& text, Bytes& bytes);
 };

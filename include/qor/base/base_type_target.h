@@ -235,7 +235,7 @@ public:
     unsigned long size() const noexcept { return size_; }
     operator istr() const noexcept { return istr(ptr_, size_); }
 
-    // Copies as many bytes as the smaller of the two sizes. The areas may not overlap.
+    // Copies as many bytes as the smaller of the two sizes. The areas must not overlap.
     Mem& copy(istr source) noexcept;
     // Copies at most size() - 1 bytes and terminates the copy with a zero.
     Mem& copyZ(istr source) noexcept;

@@ -101,7 +101,7 @@ concept StandardText =
 // exception.
 //
 // It is a contiguous range and a view for std::ranges, and so converts to std::span<const char>. (A
-// null pointer with a length other than 0 is no range and must not become a span.)
+// null pointer with a length other than 0 is not a range and must not become a span.)
 //
 // It is also the cursor of hand-written parsers: next, advance and ++ walk the input.
 class QOR_API istr : public view_base<char, istr> {
@@ -200,7 +200,7 @@ public:
 
     operator std::wstring() const { return empty() ? std::wstring() : std::wstring(ptr_, size_); }
 
-    // Unchecked: reads up to the first character that is no blank, even beyond the view.
+    // Unchecked: reads up to the first character that is not a blank, even beyond the view.
     iwstr trimLeft() const noexcept;
     // "size, text", the text in the configured code page.
     void dump(std::ostream& os) const;

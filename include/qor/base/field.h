@@ -101,7 +101,7 @@ void reserveElements(C& elements, std::size_t count) {
     if constexpr (requires { elements.reserve(count); }) elements.reserve(count);
 }
 
-// Adds a new element, set by `read`, to a container that is no map. `read` is called with a
+// Adds a new element, set by `read`, to a container that is not a map. `read` is called with a
 // reference to the element: the one in the container if that has emplace_back, a temporary
 // otherwise.
 template <class C, class Read>

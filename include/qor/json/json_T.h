@@ -147,7 +147,7 @@ bool appendLoaded(const JsonUnit& unit, C& elements) {
     return true;
 }
 
-// Returns false if the unit is no pair.
+// Returns false if the unit is not a pair.
 template <class C>
 bool appendLoaded(const JsonUnit& unit, C& elements) requires MapContainer<C> {
     const JsonObject* const pair = unit.objectValue();
@@ -241,7 +241,7 @@ void encode(JsonStream& s, const T& object) {
 }
 
 // Read an object from the stream's unit or from a text. Raise DecodeException for objects nested
-// deeper than kMaxDepth, and the last one for a text that is no JSON; members that were already
+// deeper than kMaxDepth, and the last one for a text that is not JSON; members that were already
 // read are then changed.
 template <class T>
 void decode(const JsonInputStream& s, T& object) {

@@ -125,8 +125,8 @@ public:
     JsonUnit& operator<<(const Bytes& bytes);
     JsonUnit& operator<<(const Time& time) { return *this << time.toMilliSeconds(); }
 
-    // Read the value. If it is of another kind, the target is unchanged. A number whose text is no
-    // number gives 0; text after a number is ignored: 1.5 is read as the integer 1.
+    // Read the value. If it is of another kind, the target is unchanged. A number with invalid text
+    // gives 0; text after a number is ignored: 1.5 is read as the integer 1.
     template <WireScalar T>
     const JsonUnit& operator>>(T& target) const {
         JsonConversion::read(*this, target);

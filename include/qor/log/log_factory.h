@@ -127,7 +127,7 @@ QOR_API dumper& operator<<(dumper& d, LOGGER_FACTORY);
 // The text alone.
 QOR_API void writeDataLog(logger& log, const char* file, unsigned line, const char* tag,
                           istr text) noexcept;
-// "[tag]{thread}[function] text"; on a thread that is no SimpleThread, "{thread}" is missing.
+// "[tag]{thread}[function] text"; on a thread that is not a SimpleThread, "{thread}" is missing.
 QOR_API void writeDebugLog(logger& log, const char* file, unsigned line, const char* func,
                            istr text, const char* tag = log_tag::Debug) noexcept;
 // "[tag]{thread}function() text", the function without its scope.

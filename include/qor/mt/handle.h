@@ -84,7 +84,7 @@ public:
     void reset() noexcept { Handle().swap(*this); }
     void swap(Handle& other) noexcept { std::swap(this->ptr_, other.ptr_); }
 
-    // A Handle to the object as a U (dynamic_cast); null if it is no U.
+    // A Handle to the object as a U (dynamic_cast); null if it is not a U.
     template <class U>
     Handle<U> as() const noexcept {
         return Handle<U>(dynamic_cast<U*>(this->ptr_));

@@ -144,7 +144,7 @@ struct QOR_API ThreadInfo {
     // Writes the scope "qor::ThreadInfo".
     dumper& dump(dumper& d) const;
 
-    SimpleThread* thread_ = nullptr;  // null for a thread that is no SimpleThread
+    SimpleThread* thread_ = nullptr;  // null if the thread is not a SimpleThread
     String sThreadId_;                // "{process.thread}", or "<process.thread>" if it is none
     Time currDateTime_;
     String sCurrDateTime_;  // in the form of Time::toDateTime

@@ -87,7 +87,7 @@ public:
     bool updateChild(istr name, istr value);
     bool updateChild(istr name, istr type, istr value);
     bool updateChild(const Unit& child);
-    // Returns false if there is no such child. A child that is no string gives empty text.
+    // Returns false if there is no such child. A child that is not a string gives empty text.
     bool getChild(istr name, String& value) const;
 
     // Null if there is no such child. An empty name and "." are the unit itself, "/" its root and
@@ -150,8 +150,8 @@ public:
     // DuplicatedUnitException and leaves the unit unchanged.
     void value(ValueBase* newValue);
     void value(istr text) { setValue(text); }
-    // Sets the value to a string; children are deleted. If the value is a scalar that is no string,
-    // it is unchanged and the text is dropped.
+    // Sets the value to a string; children are deleted. If the value is a scalar that is not a
+    // string, it is unchanged and the text is dropped.
     void setValue(istr text);
     // Transfers the value, which may be null, to the caller.
     ValueBase* popValue();
@@ -191,8 +191,8 @@ public:
     Unit& operator+=(const Unit& other);
 
     // Read the text as the target's type. Return false, and leave the target unchanged, if the
-    // value is no string, is empty, or cannot be parsed. A number may be followed by other text; a
-    // bool is "true", "false" or a number; a character is the first one of the text. Wide text is
+    // value is not a string, is empty, or cannot be parsed. A number may be followed by other text;
+    // a bool is "true", "false" or a number; a character is the first one of the text. Wide text is
     // Base64 of UTF-8 if the type is "utf8", otherwise text in the configured code page.
     template <WireScalar T>
     bool operator>>(T& target) const {
@@ -223,11 +223,11 @@ public:
         const bool is = value_ != nullptr && value_->kind_ == ValueBase::Kind::List;
         return is ? static_cast<ListValue*>(value_) : nullptr;
     }
-    // Empty if the value is no string.
+    // Empty if the value is not a string.
     istr getStringValue() const noexcept;
     // True if there is no name, no type and no value.
     bool empty() const noexcept;
-    // True if there is no value, an empty string, or a scalar that is no string. Deliberate
+    // True if there is no value, an empty string, or a scalar that is not a string. Deliberate
     // (compatibility): a list is never empty, even without children, and a number always is.
     bool valueEmpty() const noexcept;
     // True if there is no value or a scalar.

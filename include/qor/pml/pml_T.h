@@ -84,7 +84,7 @@ void add(ntv::Unit& parent, istr name, istr type, const T& value) {
     parent.addChild(std::move(child));
 }
 
-// Keys of maps that are no text are written and read like values.
+// Keys of maps that are not text are written and read like values.
 template <class Key>
 String nameOf(const Key& key) {
     if constexpr (StandardName<Key>) {

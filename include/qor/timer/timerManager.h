@@ -67,10 +67,10 @@ public:
 
     // The number of timers.
     unsigned long numofTimers() const;
-    // Waits until no onTimerRelease is running. If onTimerRelease tells another thread to delete
-    // the object, that thread must call this first, since the callback may not have returned yet.
-    // Does not wait for later releases, such as that of a timer that was killed during its onTimer,
-    // and, if called by an onTimerRelease, not for that one.
+    // Waits until no onTimerRelease is running. If onTimerRelease lets another thread delete the
+    // object, that thread must call this first, since the callback may not have returned yet. Does
+    // not wait for later releases, such as that of a timer that was killed during its onTimer, and,
+    // if called by an onTimerRelease, not for that one.
     void waitForReleases() const;
 
     void onThreadExit(Thread* thread) override;

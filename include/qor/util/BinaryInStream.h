@@ -16,8 +16,8 @@ namespace qor {
 //     in.read(number).read(name);
 //
 // The bytes are not owned and must outlive the stream. Each read clears its target first. Reading
-// beyond the end is no error: the target is then 0, empty or the epoch. Input that is no value of
-// the target's kind raises BinaryDecodeException. Use a stream from one thread only.
+// beyond the end is not an error: the target is then 0, empty or the epoch. Input that is not a
+// value of the target's kind raises BinaryDecodeException. Use a stream from one thread only.
 class QOR_API BinaryInStream {
 public:
     explicit BinaryInStream(const istr& input) : input_(input) {}

@@ -35,7 +35,7 @@ public:
     // zeros. Data whose size is a multiple of 16 gets no extra block.
     void encrypt(istr data, Bytes& out) const;
     // The result has the size of the data. The padding is not removed: the caller must know the
-    // size of the content. Data whose size is no multiple of 16 is not decrypted: `out` gets the
+    // size of the content. Data whose size is not a multiple of 16 is not decrypted: `out` gets the
     // size of the data, keeps its own content, and is padded with zeros.
     void decrypt(istr data, Bytes& out) const;
 

@@ -55,6 +55,7 @@ struct QOR_API DirItem {
 // - In a name that is not UTF-8, malformed bytes become U+FFFD. The entry's data is right, but its
 //   name here does not find the file. If several entries get the same name, only the first is in
 //   the list and the sums. A "\" in a name counts as a separator.
+//
 // The depth of a tree and the length of its paths are not limited; at most 32 of its directories
 // are open at a time. Names are as for File. Failures are reported by results; the only exceptions
 // are std::bad_alloc, and NullPointerException and OutOfRangeException where stated. Only one

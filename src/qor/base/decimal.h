@@ -129,7 +129,7 @@ inline std::optional<double> readWhole(std::string_view text) noexcept {
 }
 
 // Reads the last `places` digits before `end`, 8 to kMostPlaces, from the 16 bytes before it.
-// Returns false if one is no digit. Both forms give the same results.
+// Returns false if any of them is not a digit. Both forms give the same results.
 struct PortableFraction {
     static bool read(const char* end, int places, Word& value) noexcept {
         // Each part ends at the highest byte, with zeros before it.

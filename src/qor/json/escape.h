@@ -15,8 +15,8 @@ void appendEscaped(String& out, istr text);
 char* appendEscaped(const char* at, const char* end, char* to) noexcept;
 // Copies escaped text, without its quotes, to memory with room for twice the size and a word. The
 // output is that of appendEscaped for the unescaped text. Returns its end; null for text with \u or
-// with a backslash before a letter that is no escape, which must be unescaped first. A word must be
-// readable after the text.
+// with a backslash before a letter that is not an escape, which must be unescaped first. A word
+// must be readable after the text.
 char* copyEscaped(const char* at, const char* end, char* to) noexcept;
 // The text is without its quotes.
 void appendUnescaped(String& out, istr text);

@@ -21,8 +21,9 @@ namespace qor::own_log {
 // Entries have the place of the call of these functions.
 using qor::Place;
 
-// The loggers "QOR" of the library and "qor" of the network. They are looked up once, so that no
-// entry waits for the lock of all loggers; the references stay valid after logger_factory::destroy.
+// The loggers "QOR" of the library and "qor" of the network. They are looked up once, so that an
+// entry does not wait for the lock of all loggers; the references stay valid after
+// logger_factory::destroy.
 logger& toolkit() noexcept;
 logger& network();
 

@@ -180,7 +180,7 @@ ByteSpan given(const char* data, int size) noexcept {
     return given(data, static_cast<std::size_t>(std::max(size, 0)));
 }
 
-// Whether the data is no gzip data and is copied. Empty data, and a single first byte of a header,
+// Whether the data is not gzip data and is copied. Empty data, and a single first byte of a header,
 // count as gzip data.
 bool isTransparent(ByteSpan input) noexcept {
     if (input.empty() || input[0] != magic0) return !input.empty();

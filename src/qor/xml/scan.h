@@ -103,7 +103,7 @@ inline const char* findFar(const char* at) noexcept {
     return findAny<kBytes...>(at);
 }
 
-// The first byte that is no white space.
+// The first byte that is not white space.
 inline const char* skipBlanks(const char* at) noexcept {
     for (const char* const near = at + kScanRoom; at != near; ++at) {
         if (!isBlank(*at)) return at;
