@@ -79,10 +79,11 @@ QOR_API std::ostream& operator<<(std::ostream& os, const XMLRuntimeException& e)
 //     XMLParser parser(text);
 //     const std::unique_ptr<XMLNode> root(parser.release());   // null if there is no element
 //
-// White space is blank, tab, CR and LF. The text ends at its first zero byte. After an exception
-// the tree has the nodes that were already read. The parser owns its tree until release(). Time is
-// linear in the size of the text. The memory of a tree is freed with its root. Use a parser from
-// one thread only.
+// White space is blank, tab, CR and LF. The text ends at its first zero byte.
+//
+// After an exception the tree has the nodes that were already read. The parser owns its tree until
+// release(). Time is linear in the size of the text. The memory of a tree is freed with its root.
+// Use a parser from one thread only.
 class QOR_API XMLParser : noncopyable {
 public:
     XMLParser() { init(); }
