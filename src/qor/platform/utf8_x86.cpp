@@ -1,7 +1,7 @@
 #if defined(__x86_64__)
 
 #if defined(__GNUC__) && !defined(__clang__)
-// GCC warns about its own header, which does not set registers that it does not use.
+// GCC warns about its own header, which leaves unused registers unset.
 #pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
 #endif
 

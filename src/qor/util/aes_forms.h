@@ -64,7 +64,7 @@ public:
     // `out` must have room for the n bytes, rounded up to whole blocks, and must not overlap the
     // input. Without a key, and for a null pointer, nothing is written.
     void encrypt(const unsigned char* in, std::size_t n, unsigned char* out) const noexcept;
-    // The same; if n is 0 or no multiple of the block size, nothing is written.
+    // The same; if n is 0 or not a multiple of the block size, nothing is written.
     void decrypt(const unsigned char* in, std::size_t n, unsigned char* out) const noexcept;
 
 private:

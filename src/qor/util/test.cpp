@@ -177,7 +177,7 @@ void TestCase::run(const std::vector<String>& args) {
     const bool attended = Context::instance().interactive();
     if (attended && (depth_ == 0 || args.empty())) return run();
     if (depth_ != 0) runUnattended(args.empty() ? std::vector<String>{"all", "quit"} : args);
-    // Without a person, there are no further choices.
+    // A menu that is not interactive has no further choices.
     if (UnitOfWork& unit = unitFor("qor::test::TestCase::run"); !attended && unit.running()) {
         unit.stop(unit.result());
     }
