@@ -118,7 +118,7 @@ public:
         } else if (line == "/list" || line == "list") {
             list();
         } else if (line.starts_with("/to ")) {
-            tellOne(line.substr(4));
+            sendToOne(line.substr(4));
         } else if (line.starts_with("/")) {
             screen_.note(line + " is no command; /help shows them all");
         } else if (colon != std::string::npos && nameFault(line.substr(0, colon)).empty()) {
@@ -149,7 +149,7 @@ private:
             names += (names.empty() ? "" : ", ") + contact.name;
         return names;
     }
-    void tellOne(const qor::String& nameAndText) {
+    void sendToOne(const qor::String& nameAndText) {
         const std::size_t blank = nameAndText.find(' ');
         if (blank == std::string::npos) return screen_.note("/to NAME TEXT");
         tell(nameAndText.substr(0, blank), nameAndText.substr(blank + 1));

@@ -65,7 +65,7 @@ std::string frameOf(const std::string& payload) {
 bool Inspector::inspect(const std::string& path) {
     path_ = options_.path;
     if (isDirectory(path)) {
-        tellDirectory(path);
+        showDirectory(path);
         return true;
     }
     if (options_.from == Format::Directory) throw Failure("no directory");
@@ -96,7 +96,7 @@ bool Inspector::inspect(const std::string& path) {
     return true;
 }
 
-void Inspector::tellDirectory(const std::string& path) {
+void Inspector::showDirectory(const std::string& path) {
     const Target target = options_.to == Target::Native ? Target::Pml : options_.to;
     through(target, [&](Sink& sink) { readDirectory(path, sink); });
 }

@@ -46,7 +46,7 @@ private:
     void show(istr content, Format format);
     void showPmlLayout(istr content);
     void tell(istr content, Format format, Sink& sink);
-    void tellDirectory(const std::string& path);
+    void showDirectory(const std::string& path);
     // Runs `reader` with a sink that applies the filters of the options and then writes.
     void through(Target target, const std::function<void(Sink&)>& reader);
 

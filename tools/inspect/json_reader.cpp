@@ -30,7 +30,7 @@ using qor::json::JsonUnit;
     throw BadContent(placeOf(content, end - rest.size()) + ": " + reasonOf(message.substr(0, at)));
 }
 
-void tellScalar(const Label& label, const JsonUnit& unit, Sink& sink) {
+void showScalar(const Label& label, const JsonUnit& unit, Sink& sink) {
     if (unit.isNull()) return sink.leaf(label, {Kind::Null, {}});
     // Reading into a view succeeds only for a text, and creates no value.
     istr text(nullptr, 1);
@@ -69,7 +69,7 @@ std::string readJson(istr content, Sink& sink) {
             sink.begin(label, Shape::List, false);
             open.push_back({array->begin(), array->end(), {}, {}, false});
         } else {
-            tellScalar(label, unit, sink);
+            showScalar(label, unit, sink);
         }
     };
     enter({}, root);

@@ -133,14 +133,14 @@ std::string readNbr(istr content, Sink& sink) {
         throw BadContent("offset " + std::to_string(extent.end()) + ": " + reasonOf(e.msg()));
     }
     if (root == nullptr) throw BadContent("offset 0: no value in it");
-    const auto tellSimple = [&](const Label& label, const ValueBase& value) {
+    const auto showSimple = [&](const Label& label, const ValueBase& value) {
         const istr data = static_cast<const SimpleValue&>(value).data();
         const bool isLast = data.end() == content.end();
         const bool isText = isMarkedText(content, data, isLast && extent.isCut());
         sink.leaf(label, {isText ? Kind::Text : Kind::Bytes, data});
     };
     if (root->simple()) {
-        tellSimple({}, *root);
+        showSimple({}, *root);
     } else {
         struct Open {
             const ComplexValue::Item* next;
@@ -165,7 +165,7 @@ std::string readNbr(istr content, Sink& sink) {
             const char* const end = std::to_chars(digits, digits + sizeof digits, tag).ptr;
             const Label label{istr(digits, end), {}, Part::Item, true};
             if (value->simple()) {
-                tellSimple(label, *value);
+                showSimple(label, *value);
             } else {
                 enter(label, *value);
             }
@@ -173,8 +173,8 @@ std::string readNbr(istr content, Sink& sink) {
     }
     sink.finish();
     if (extent.isCut()) return "the message is cut off";
-    const unsigned long behind = content.size() - extent.end();
-    return behind == 0 ? "" : std::to_string(behind) + " bytes behind the message are ignored";
+    const unsigned long rest = content.size() - extent.end();
+    return rest == 0 ? "" : std::to_string(rest) + " bytes behind the message are ignored";
 }
 
 std::string bytesOfHex(istr content) {

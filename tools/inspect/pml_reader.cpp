@@ -71,11 +71,11 @@ private:
             sink_.begin(label, shapeOf(*list), chain);
             open_.push_back({list->begin(), list->end(), chain});
         } else {
-            tellScalar(label, unit);
+            showScalar(label, unit);
         }
     }
 
-    void tellScalar(const Label& label, const Unit& unit) {
+    void showScalar(const Label& label, const Unit& unit) {
         if (unit.stringValue() != nullptr) {
             const istr text = unit.getStringValue();
             qor::Bytes decoded;

@@ -118,13 +118,13 @@ Record parseRecord(std::string_view text) {
     if (thread != ids.npos) record.thread = ids.substr(thread + 3);
     const std::string_view level = takeBrackets(rest);
     // There may be a module before the place.
-    std::string_view behind = rest;
-    const std::string_view first = takeBrackets(behind);
+    std::string_view after = rest;
+    const std::string_view first = takeBrackets(after);
     if (!first.empty() && !isPlace(first)) {
-        std::string_view further = behind;
-        if (isPlace(takeBrackets(further))) behind = further;
+        std::string_view further = after;
+        if (isPlace(takeBrackets(further))) after = further;
     }
-    rest = behind;
+    rest = after;
     record.head = text.substr(0, text.size() - rest.size());
     record.entry = rest;
     parseEntry(record);

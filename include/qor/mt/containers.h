@@ -34,15 +34,15 @@ public:
     }
     // True if an element was erased.
     bool erase(const Key& key) {
-        typename Values::node_type gone;
+        typename Values::node_type removed;
         const Guard guard(mutex_);
-        gone = values_.extract(key);
-        return !gone.empty();
+        removed = values_.extract(key);
+        return !removed.empty();
     }
     void clear() {
-        Values gone;
+        Values removed;
         const Guard guard(mutex_);
-        gone.swap(values_);
+        removed.swap(values_);
     }
     std::size_t size() const {
         const Guard guard(mutex_);

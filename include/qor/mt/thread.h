@@ -295,7 +295,7 @@ private:
 
     Mutex mutex_;  // guards the owner, the full name, and whether the end was reported
     ThreadOwner* owner_;
-    bool exitTold_ = false;
+    bool exitReported_ = false;
     mutable Monitor monitor_;
     const String name_;
     String fullname_;

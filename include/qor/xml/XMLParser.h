@@ -141,8 +141,8 @@ private:
     const char* after(const char* at) const noexcept { return at != end_ ? at + 1 : at; }
     Step goOnAt(const char* at) const noexcept { return {at, at != end_}; }
 
-    // kTold: whether there may be a callback.
-    template <bool kTold>
+    // kCalled: whether there may be a callback.
+    template <bool kCalled>
     Step step(const char* from);
     Step tellingStep(const char* from);
     Step plainSteps(const char* from, bool once);
@@ -152,17 +152,17 @@ private:
     const char* parseDoctype(const char* from);
     const char* endDoctype(const char* from);
     const char* parseCData(const char* from);
-    template <bool kTold>
+    template <bool kCalled>
     const char* parseText(const char* from, const char* token);
-    template <bool kTold>
+    template <bool kCalled>
     Step parseClosing(const char* from);
-    template <bool kTold>
+    template <bool kCalled>
     Step parseOpening(const char* from);
-    template <bool kTold>
+    template <bool kCalled>
     const char* parseNode(const char* from);
-    template <bool kTold>
+    template <bool kCalled>
     const char* parseAttrs(const char* from, XMLNode& node);
-    template <bool kTold>
+    template <bool kCalled>
     const char* parseAttr(const char* from, XMLNode& node);
     template <char kQuote>
     xml::ParsedText parseValue(const char*& at);
@@ -171,7 +171,7 @@ private:
 
     void open(const xml::ParsedText& name);
     void openRoot(const xml::ParsedText& name);
-    template <bool kTold>
+    template <bool kCalled>
     void closeCurrent();
 
     String text_;

@@ -37,20 +37,20 @@ public:
         return all;
     }
 
-    // `askedFor` is false when the library creates its own logger.
-    loggerImpl& ofName(const std::string& name, bool askedFor) {
+    // `requested` is false when the library creates its own logger.
+    loggerImpl& ofName(const std::string& name, bool requested) {
         const Guard guard(lock_);
         Entry& entry = loggers_[name];
         loggerImpl& logger = entry.logger;
         if (logger.init(name, newest_)) newest_.store(&logger, std::memory_order_release);
-        if (askedFor) entry.askedFor = true;
+        if (requested) entry.requested = true;
         return logger;
     }
     ShownMap<std::string, Shown> shown() const {
         const Guard guard(lock_);
         ShownMap<std::string, Shown> copy;
         for (const auto& [name, entry] : loggers_) {
-            if (entry.askedFor) copy.values.emplace(name, Shown{&entry.logger});
+            if (entry.requested) copy.values.emplace(name, Shown{&entry.logger});
         }
         return copy;
     }
@@ -58,7 +58,7 @@ public:
         {
             const Guard guard(lock_);
             for (auto& [name, entry] : loggers_)
-                entry.askedFor = false;
+                entry.requested = false;
         }
         // Without the lock, since closing waits for the file.
         loggerImpl* logger = newest_.load(std::memory_order_acquire);
@@ -70,7 +70,7 @@ private:
     struct Entry {
         loggerImpl logger;
         // By instance(), since the last reset: the dump of the factory shows only these loggers.
-        bool askedFor = false;
+        bool requested = false;
     };
 
     AllLoggers() {

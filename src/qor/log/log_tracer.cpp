@@ -75,7 +75,7 @@ void makeStack() {
     static const platform::ThreadExitCall atExit(onThreadExit);
     auto fresh = std::make_unique<ThreadStack>();
     // Otherwise nothing would delete it at the thread's end.
-    if (!atExit.ask(fresh.get())) throw std::bad_alloc();
+    if (!atExit.request(fresh.get())) throw std::bad_alloc();
     own.stack = fresh.release();
 }
 

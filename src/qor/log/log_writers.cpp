@@ -45,7 +45,7 @@ private:
 
 // False if the logger would drop the entry. Blocks are expensive, and most programs that raise
 // exceptions have no log open.
-bool isHeard(const logger& log) noexcept {
+bool hasSink(const logger& log) noexcept {
     const auto* const known = dynamic_cast<const loggerImpl*>(&log);
     return known == nullptr || known->hasSink();
 }
@@ -53,7 +53,7 @@ bool isHeard(const logger& log) noexcept {
 // Runs a writer. If it raises, the entry is dropped.
 template <class Write>
 void dropOnFailure(const logger& log, Write write) noexcept {
-    if (!isHeard(log)) return;
+    if (!hasSink(log)) return;
     try {
         write();
     } catch (...) {

@@ -87,11 +87,11 @@ void MemLeakChecker::destroy() noexcept {
 
 // The entries are destroyed after the lock is released.
 void MemLeakChecker::clear() noexcept {
-    std::unordered_map<void*, Current> gone;
+    std::unordered_map<void*, Current> removed;
     const Guard guard(mtxInstance());
     started_ = false;
     dumpOn_ = false;
-    gone.swap(entries_);
+    removed.swap(entries_);
 }
 
 void MemLeakChecker::push(void* p, const char* file, unsigned line, const char* func) noexcept {
@@ -112,12 +112,12 @@ bool MemLeakChecker::pop(void* p, const char* file, unsigned line, const char* f
     Current allocated;
     bool found = false;
     {
-        std::unordered_map<void*, Current>::node_type gone;
+        std::unordered_map<void*, Current>::node_type removed;
         const Guard guard(mtxInstance());
         if (!isStarted()) return true;
-        gone = entries_.extract(p);
-        found = !gone.empty();
-        if (found) allocated = gone.mapped();
+        removed = entries_.extract(p);
+        found = !removed.empty();
+        if (found) allocated = removed.mapped();
     }
     if (dumpOn_) {
         show([&](std::ostream& os) {

@@ -406,7 +406,7 @@ void SimpleThread::owner(ThreadOwner* owner) {
 bool SimpleThread::adopt(ThreadOwner* owner) {
     const Guard guard(mutex_);
     if (owner_ == nullptr) owner_ = owner;
-    return !exitTold_;
+    return !exitReported_;
 }
 
 String SimpleThread::fullname() const {
@@ -536,7 +536,7 @@ void SimpleThread::on_thread_exit() {
     ThreadOwner* owner = nullptr;
     {
         const Guard guard(mutex_);
-        exitTold_ = true;
+        exitReported_ = true;
         if (!activeStopping()) owner = owner_;
     }
     if (owner == nullptr) return;

@@ -155,7 +155,7 @@ void ThreadFactory::tryToEnroll() {
         own.record = new Record;
         own.textFrom = kNever;
     }
-    if (!atExit.ask(own.record)) {
+    if (!atExit.request(own.record)) {
         // Nothing would delete it at the thread's end.
         delete std::exchange(own.record, nullptr);
         throw std::bad_alloc();

@@ -30,15 +30,15 @@ Pool* Pool::create() {
 void Pool::destroy(Pool& pool) noexcept {
     // Before a value is deleted, the values that it has adopted are moved to this list, so that no
     // deletion recurses.
-    std::forward_list<ValueBase*> gone;
-    gone.swap(pool.adopted_);
-    while (!gone.empty()) {
-        ValueBase* const value = gone.front();
-        gone.pop_front();
+    std::forward_list<ValueBase*> released;
+    released.swap(pool.adopted_);
+    while (!released.empty()) {
+        ValueBase* const value = released.front();
+        released.pop_front();
         if (!value->simple()) {
             const auto* complex = static_cast<ComplexValue*>(value);
             if (complex->ownsPool_) {
-                gone.splice_after(gone.before_begin(), complex->pool_->adopted_);
+                released.splice_after(released.before_begin(), complex->pool_->adopted_);
             }
         }
         delete value;

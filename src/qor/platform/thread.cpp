@@ -212,7 +212,7 @@ void closeThread(SystemThread* thread) noexcept {
 ThreadExitCall::ThreadExitCall(void (*function)(void*)) noexcept
     : valid_(pthread_key_create(&key_, function) == 0) {}
 
-bool ThreadExitCall::ask(void* argument) const noexcept {
+bool ThreadExitCall::request(void* argument) const noexcept {
     return valid_ && pthread_setspecific(key_, argument) == 0;
 }
 

@@ -56,7 +56,7 @@ class ThreadExitCall {
 public:
     explicit ThreadExitCall(void (*function)(void*)) noexcept;
     // Null cancels the request. Returns false if the system cannot store the request.
-    bool ask(void* argument) const noexcept;
+    bool request(void* argument) const noexcept;
 
 private:
     pthread_key_t key_{};

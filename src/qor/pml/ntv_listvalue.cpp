@@ -111,16 +111,16 @@ void ListValue::clear() noexcept {
 void ListValue::deleteUnits() noexcept {
     // Units to be deleted are linked through their parent pointers, so that neither recursion nor
     // memory is needed.
-    Unit* gone = nullptr;
-    const auto take = [&gone](ListValue& list) noexcept {
+    Unit* removed = nullptr;
+    const auto take = [&removed](ListValue& list) noexcept {
         for (Unit* const unit : list.units_)
-            unit->parent_ = std::exchange(gone, unit);
+            unit->parent_ = std::exchange(removed, unit);
         list.units_.clear();
     };
     take(*this);
-    while (gone != nullptr) {
-        Unit* const unit = gone;
-        gone = unit->parent_;
+    while (removed != nullptr) {
+        Unit* const unit = removed;
+        removed = unit->parent_;
         if (ListValue* const list = unit->listValue()) take(*list);
         delete unit;
     }

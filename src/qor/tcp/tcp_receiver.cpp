@@ -28,10 +28,10 @@ bool TcpReceiver::recv(TcpChannel& channel, TcpSocket& socket) {
 
 void TcpReceiver::end(TcpSocket& socket) {
     socket.end();
-    if (standing_ && callback_) {
+    if (established_ && callback_) {
         callGuarded("qor::TcpCallback::onClosed", [&] { callback_->onClosed(peer_); });
     }
-    standing_ = false;
+    established_ = false;
     callback_.reset();
 }
 

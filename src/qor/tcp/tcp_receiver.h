@@ -20,7 +20,7 @@ public:
     // Call it when the connection is established.
     void begin(TcpAddr peer) {
         peer_ = std::move(peer);
-        standing_ = true;
+        established_ = true;
     }
     // Reads one frame and passes it to the callback. If there is none, or the callback raises,
     // calls end and returns false.
@@ -33,7 +33,7 @@ private:
     Handle<TcpCallback> callback_;
     TcpAddr peer_;
     Bytes frame_;  // kept from one frame to the next, unless it is large
-    bool standing_ = false;
+    bool established_ = false;
 };
 
 }  // namespace qor::tcp

@@ -51,7 +51,7 @@ bool TcpServerImpl::send(const istr& payload, int timeoutSeconds) {
 void TcpServerImpl::run_i() {
     struct BirthNotice {
         TcpServerImpl& connection;
-        ~BirthNotice() { connection.tellBirth(); }
+        ~BirthNotice() { connection.announceBirth(); }
     };
     const BirthNotice notice{*this};  // even if the thread raises before its birth
     SimpleThread::run_i();
@@ -59,11 +59,11 @@ void TcpServerImpl::run_i() {
 
 bool TcpServerImpl::onBirth() {
     const bool opens = open();
-    tellBirth();
+    announceBirth();
     return opens;
 }
 
-void TcpServerImpl::tellBirth() noexcept {
+void TcpServerImpl::announceBirth() noexcept {
     born_ = true;
     born_.notify_all();
 }

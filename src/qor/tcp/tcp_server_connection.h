@@ -52,7 +52,7 @@ protected:
 private:
     bool open();
     void close();
-    void tellBirth() noexcept;
+    void announceBirth() noexcept;
 
     TcpAcceptor* const owner_;
     tcp::TcpReceiver receiver_;

@@ -25,7 +25,7 @@ void say(const std::string& text) {
 
 // Shows a failure on the console too.
 template <class Step>
-void toldIfFailed(Step step) {
+void showFailure(Step step) {
     try {
         step();
     } catch (const std::exception& e) {
@@ -51,9 +51,9 @@ public:
 
     template <class Step>
     void attempt(Step step) {
-        note(guardedStep([&] { toldIfFailed(step); }));
+        note(guardedStep([&] { showFailure(step); }));
     }
-    void tell(UnitOfWork& unit) const noexcept {
+    void passTo(UnitOfWork& unit) const noexcept {
         if (failure_ != 0) unit.result(failure_);
     }
 
@@ -104,8 +104,8 @@ void TestFnCall::operator()() {
 }
 
 TestCaseFn::TestCaseFn(TestFnBase* fn)
-    : fn_(fn, [](TestFnBase* gone) {
-          checkedDelete(gone, __FILE__, __LINE__, "qor::test::TestCaseFn::destroy");
+    : fn_(fn, [](TestFnBase* old) {
+          checkedDelete(old, __FILE__, __LINE__, "qor::test::TestCaseFn::destroy");
       }) {}
 
 // Keeps a copy: the function may delete the item that calls it.
@@ -194,7 +194,7 @@ void TestCase::runUnattended(const std::vector<String>& choices) {
     Unattended scope;
     for (const String& choice : choices)
         scope.attempt([&] { runOne(choice); });
-    scope.tell(unit);
+    scope.passTo(unit);
 }
 
 void TestCase::run(const String& choice) {
@@ -278,7 +278,7 @@ void TestCase::do_all() {
     // A copy, since a case may change the list.
     const std::vector<TestItem> items(items_);
     std::for_each(items.begin(), items.end(), Run1Case__(*this));
-    if (uow_ != nullptr) scope.tell(*uow_);
+    if (uow_ != nullptr) scope.passTo(*uow_);
 }
 
 void TestCase::do_up() {
@@ -367,7 +367,7 @@ void UowTest::on_init() {
 void UowTest::on_loop() {
     std::vector<String> choices;
     choices.swap(args());
-    toldIfFailed([&] { testCase_.run(choices); });
+    showFailure([&] { testCase_.run(choices); });
 }
 
 void UowTest::run(const String& choice) {

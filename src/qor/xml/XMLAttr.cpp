@@ -89,12 +89,12 @@ XMLAttrMap::Owner XMLAttrMap::create(xml::Pool* pool) {
 XMLAttrMap::~XMLAttrMap() {
     ulong32 ofPool = sizeOfPool();
     for (XMLAttr* attr = first_; attr != nullptr;) {
-        XMLAttr* const gone = std::exchange(attr, attr->next_);
+        XMLAttr* const removed = std::exchange(attr, attr->next_);
         if (ofPool != 0) {
             --ofPool;
-            gone->XMLAttr::~XMLAttr();
+            removed->XMLAttr::~XMLAttr();
         } else {
-            checkedDelete(gone, __FILE__, __LINE__, "qor::XMLNode::clearAttrs");
+            checkedDelete(removed, __FILE__, __LINE__, "qor::XMLNode::clearAttrs");
         }
     }
 }

@@ -213,9 +213,9 @@ void XMLParser::openRoot(const xml::ParsedText& name) {
     current_ = root_.get();
 }
 
-template <bool kTold>
+template <bool kCalled>
 inline void XMLParser::closeCurrent() {
-    if (kTold && callback_ != nullptr) callback_->onNodeEnd(this, current_);
+    if (kCalled && callback_ != nullptr) callback_->onNodeEnd(this, current_);
     if (current_ != nullptr) current_ = current_->holder_;
 }
 
@@ -236,7 +236,7 @@ xml::ParsedText XMLParser::parseSingleQuoted(const char*& at) {
     return parseValue<'\''>(at);
 }
 
-template <bool kTold>
+template <bool kCalled>
 inline const char* XMLParser::parseAttr(const char* from, XMLNode& node) {
     // Deliberate (compatibility): neither "/" nor ">" ends the name.
     const char* const nameEnd = xml::findNear<'=', ' ', '\t', '\n', '\r'>(from);
@@ -251,51 +251,51 @@ inline const char* XMLParser::parseAttr(const char* from, XMLNode& node) {
     const char quote = *at++;
     const xml::ParsedText value = quote == '"' ? parseValue<'"'>(at) : parseSingleQuoted(at);
     XMLAttr& attr = node.addParsedAttr({from, nameEnd}, value);
-    if (kTold && callback_ != nullptr) {
+    if (kCalled && callback_ != nullptr) {
         node.touch();
         callback_->onAttrFound(this, &attr);
     }
     return at + 1;
 }
 
-template <bool kTold>
+template <bool kCalled>
 inline const char* XMLParser::parseAttrs(const char* from, XMLNode& node) {
-    if (kTold) node.clearAttrs();
+    if (kCalled) node.clearAttrs();
     const char* at = xml::skipBlanks(from);
     while (*at != '>' && *at != '/' && *at != '<' && *at != '\0')
-        at = xml::skipBlanks(parseAttr<kTold>(at, node));
+        at = xml::skipBlanks(parseAttr<kCalled>(at, node));
     return at;
 }
 
-template <bool kTold>
+template <bool kCalled>
 inline const char* XMLParser::parseNode(const char* from) {
     const char* const name = xml::skipBlanks(from);
     const char* const at = xml::findNear<'>', '/', ' ', '\t', '\n', '\r'>(name);
     open({name, at});
-    if (kTold && callback_ != nullptr) callback_->onNodeBegin(this, current_);
-    return *at == '>' && !kTold ? at : xml::findAny<'>'>(parseAttrs<kTold>(at, *current_));
+    if (kCalled && callback_ != nullptr) callback_->onNodeBegin(this, current_);
+    return *at == '>' && !kCalled ? at : xml::findAny<'>'>(parseAttrs<kCalled>(at, *current_));
 }
 
-template <bool kTold>
+template <bool kCalled>
 inline XMLParser::Step XMLParser::parseOpening(const char* from) {
-    const char* const at = parseNode<kTold>(from);
+    const char* const at = parseNode<kCalled>(from);
     if (at[-1] != '/') return goOnAt(after(at));
-    closeCurrent<kTold>();
+    closeCurrent<kCalled>();
     return {after(at), true};
 }
 
-template <bool kTold>
+template <bool kCalled>
 inline XMLParser::Step XMLParser::parseClosing(const char* from) {
     const char* const at = xml::findNear<'>'>(from);
     // Deliberate (compatibility): "</a/>" and "</>" close an element as "<a/>" does: they do not
     // end the parsing if it is the root.
     const bool closedItself = at[-1] == '/';
-    closeCurrent<kTold>();
+    closeCurrent<kCalled>();
     return {after(at), closedItself || current_ != nullptr};
 }
 
 // The text includes the blanks before `token`. Outside the root it is dropped.
-template <bool kTold>
+template <bool kCalled>
 inline const char* XMLParser::parseText(const char* from, const char* token) {
     const char* to = xml::findFar<'<', '&'>(token);
     xml::ParsedText text{from, to};
@@ -307,20 +307,20 @@ inline const char* XMLParser::parseText(const char* from, const char* token) {
     }
     if (current_ != nullptr) {
         current_->addParsedText(text);
-        if (kTold && callback_ != nullptr && isReported) callback_->onCDATAFound(this, current_);
+        if (kCalled && callback_ != nullptr && isReported) callback_->onCDATAFound(this, current_);
     }
     return to;
 }
 
-template <bool kTold>
+template <bool kCalled>
 [[gnu::always_inline]] inline XMLParser::Step XMLParser::step(const char* from) {
     const char* const token = xml::skipBlanks(from);
     if (*token == ']' && inDoctype_) return {endDoctype(token), true};
-    if (*token != '<') return goOnAt(parseText<kTold>(from, token));
+    if (*token != '<') return goOnAt(parseText<kCalled>(from, token));
     const char* const afterMark = token + 2;
     switch (token[1]) {
         case '/':
-            return parseClosing<kTold>(afterMark);
+            return parseClosing<kCalled>(afterMark);
         case '?':
             return {parseProcessing(afterMark), true};
         case '!':
@@ -329,7 +329,7 @@ template <bool kTold>
             // A step here would not consume anything.
             return {end_, false};
         default:
-            return parseOpening<kTold>(token + 1);
+            return parseOpening<kCalled>(token + 1);
     }
 }
 
