@@ -1,7 +1,8 @@
-// Holds docs/logging.md against the code: its examples are the test data.
+// Compares docs/logging.md with the code: its examples are the test data.
 
 #include "support/document.h"
 #include "support/test.h"
+#include "support/threads.h"
 
 namespace qor {
 namespace {
@@ -11,8 +12,7 @@ const Document& page() {
     return document;
 }
 
-// With the fillings cut to one length: how much room there is depends on the numbers of process
-// and thread.
+// Cuts long runs of a character to the same length: they depend on the ids of process and thread.
 std::string squeezed(const std::string& text) {
     constexpr std::size_t kMost = 12;
     std::string result;
@@ -24,26 +24,14 @@ std::string squeezed(const std::string& text) {
     return result;
 }
 
-class Worker : public SimpleThread {
-public:
-    Worker(const char* name, std::function<void()> work)
-        : SimpleThread(nullptr, name), work_(std::move(work)) {}
-
-private:
-    bool onLoop() override {
-        work_();
-        return false;
-    }
-    std::function<void()> work_;
-};
-
-void runIn(const char* name, std::function<void()> work) {
-    const Handle<Worker> worker(new Worker(name, std::move(work)));
+void runIn(const char* name, const std::function<void()>& work) {
+    const Handle<Worker> worker(new Worker(nullptr, name));
+    worker->work = [&] { return work(), false; };
     worker->startAndWait();
     worker->join();
 }
 
-TEST(Logging, LinesReadAsTold) {
+TEST(Logging, LinesAreAsDocumented) {
     LogFile file("doc");
     logger& log = file.log();
     const auto debug = [&] {
@@ -67,7 +55,7 @@ TEST(Logging, LinesReadAsTold) {
     EXPECT_EQ(file.entries(), expected);
 }
 
-TEST(Logging, BlocksReadAsShown) {
+TEST(Logging, BlocksAreAsDocumented) {
     const auto entriesOf = [](const std::function<void(logger&)>& write) {
         LogFile file("doc");
         write(file.log());
@@ -93,7 +81,7 @@ TEST(Logging, BlocksReadAsShown) {
         EXPECT_EQ(entriesOf(examples[i]), squeezed(shown[i]));
 }
 
-TEST(Logging, KeysAreReadAndWrittenAsTold) {
+TEST(Logging, KeysAreAsDocumented) {
     logger& log = logger_factory::instance("keys");
     pml::stream out;
     log.codec(out);
