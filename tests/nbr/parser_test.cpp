@@ -50,18 +50,6 @@ TEST(Parser, ViewsItsInputAndIgnoresWhatFollows) {
     EXPECT_EQ(leaf->data().data(), message.c_str() + 6);
 }
 
-TEST(Parser, ReadsEveryBeginningOfAMessage) {
-    // Every beginning of a message is a message.
-    const Bytes message = bytes(
-        "FF 01 28 01 01 02 2C 01 02 FF 01 28 01 F1 02 68 69 05 00 FF 01 29 03 02 03 00 61 62 63 "
-        "FF 01 29");
-    for (unsigned long size = 0; size <= message.size(); ++size) {
-        const Bytes beginning(istr(message).leftstr(size));
-        EXPECT_NO_THROW(Tree(parser::from(beginning))) << size;
-    }
-    EXPECT_EQ(shown(Tree(parser::from(message)).get()), "{[1] 2C 01 [2] {[1] 'hi'} [3] 61 62 63}");
-}
-
 struct Seek {
     const char* hex;
     unsigned char tag;
