@@ -15,17 +15,17 @@
 #include <iconv.h>
 #endif
 
-// Each benchmark runs the library and its usual alternative; the part of a name after the
-// underscore says which.
+// Each benchmark compares the library with its usual alternatives. The part of a name after the
+// underscore is qor or the alternative.
 
 namespace {
 
 using Texts = std::vector<std::string>;
 using WideTexts = std::vector<std::wstring>;
 
-// UTF-8 to wide and back, in pieces of the benchmark's size. The pieces make 1 MiB in all and are
-// converted in turn: with a single short text the branch predictor would learn it, which does not
-// happen with new messages.
+// Conversion from UTF-8 to wide text and back, in pieces whose size in bytes is the argument of the
+// benchmark. Pieces with a total of 1 MiB are converted in turn, since the branch predictor would
+// learn a single short text, which does not happen with real messages.
 
 constexpr std::size_t corpusSize = 1 << 20;
 
@@ -48,8 +48,7 @@ Texts ascii(std::size_t size) {
     return cut(text, size);
 }
 
-// Words of nine scripts and emoji, with 1 to 4 bytes for a character, between blanks and full
-// stops.
+// Words of nine scripts, and emoji, with 1 to 4 bytes for each character.
 Texts mixed(std::size_t size) {
     constexpr std::array words = {
         "quick",  "brown",    "jumps",  "over",     "lazy",  "naïve",    "café",
@@ -72,7 +71,7 @@ WideTexts wide(const Texts& texts) {
     return result;
 }
 
-// Runs the conversion of each text in turn; it gives the number of characters.
+// Calls `convert` for each text in turn; it returns the number of characters.
 template <class Text, class Convert>
 void convertEach(benchmark::State& state, const std::vector<Text>& texts, Convert convert) {
     std::size_t i = 0;
@@ -104,7 +103,7 @@ void WideToUtf8_qor(benchmark::State& state, Texts (*texts)(std::size_t)) {
 }
 
 #ifdef QOR_BENCH_ICONV
-// Converts into a room that lasts, and gives the bytes that it wrote.
+// Converts into a buffer that is used again, and returns the number of bytes written.
 class Iconv {
 public:
     Iconv(const char* to, const char* from)
@@ -144,7 +143,7 @@ void WideToUtf8_iconv(benchmark::State& state, Texts (*texts)(std::size_t)) {
 }
 #endif
 
-// Moves as many bytes as the conversion writes.
+// Copies as many bytes as the conversion writes.
 template <class Text>
 void copyEach(benchmark::State& state, const std::vector<Text>& texts) {
     std::vector<typename Text::value_type> out(corpusSize);
@@ -177,7 +176,7 @@ QOR_BENCH_TEXTS(WideToUtf8_iconv);
 QOR_BENCH_TEXTS(Utf8ToWide_memcpy);
 QOR_BENCH_TEXTS(WideToUtf8_memcpy);
 
-// Copying an owning string, in its own memory and in a block.
+// Copying a string, with 8 characters in the object itself, and with 100 characters on the heap.
 
 template <class Text>
 void copyText(benchmark::State& state) {
@@ -222,7 +221,7 @@ void ViewCompare_std(benchmark::State& state) {
 BENCHMARK(ViewCompare_qor)->Arg(8)->Arg(100);
 BENCHMARK(ViewCompare_std)->Arg(8)->Arg(100);
 
-// Taking parts of a view.
+// Taking a part of a view.
 
 template <class View>
 void takeParts(benchmark::State& state) {
@@ -246,7 +245,7 @@ void ViewSubstr_std(benchmark::State& state) {
 BENCHMARK(ViewSubstr_qor);
 BENCHMARK(ViewSubstr_std);
 
-// Walking over a line by the cursor, byte by byte, up to its end.
+// Moving a view over a line, byte by byte, up to the line end.
 
 const std::string line = std::string(100, 'x') + "\n";
 
@@ -273,7 +272,7 @@ void ViewWalk_std(benchmark::State& state) {
 BENCHMARK(ViewWalk_qor);
 BENCHMARK(ViewWalk_std);
 
-// A point in time as calendar text, beside formatting fields that are broken down already.
+// Converting a point in time to calendar text. The peer only formats the fields of a time.
 
 void CalendarText_qor(benchmark::State& state) {
     qor::Time time = qor::Time::now();
@@ -299,7 +298,7 @@ void CalendarText_snprintf(benchmark::State& state) {
 
 BENCHMARK(CalendarText_qor);
 BENCHMARK(CalendarText_snprintf);
-// Many threads do not queue for the time zone.
+// Shows that threads do not wait for each other to use the time zone.
 BENCHMARK(CalendarText_qor)->Threads(4);
 
 }  // namespace

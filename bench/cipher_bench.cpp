@@ -3,8 +3,8 @@
 #include "qor/util/base64.h"
 #include "qor/util/des3.h"
 
-// Each benchmark runs the library and its usual alternative; the part of a name after the
-// underscore says which. Results are written to memory that is allocated already.
+// Each benchmark compares the library with its usual alternative. The part of a name after the
+// underscore is qor or the alternative. Results are written to memory that is already allocated.
 
 namespace {
 
@@ -26,7 +26,7 @@ void Base64EncodeLines_qor(benchmark::State& state) {
     });
 }
 
-// Decodes the text of the benchmark's number of bytes, with or without line ends.
+// Decodes the text of as many bytes as the argument of the benchmark, with or without line ends.
 void decode(benchmark::State& state, bool lineBreak) {
     qor::String text;
     qor::Base64::encode(cipher::randomBytes(static_cast<std::size_t>(state.range())), text,

@@ -1,5 +1,5 @@
 #if defined(__GNUC__)
-// DES is deprecated there; only its speed is of interest.
+// OpenSSL has deprecated its functions for DES.
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"
 #endif
 
@@ -46,7 +46,7 @@ void Base64Decode_openssl(benchmark::State& state) {
 BENCHMARK(Base64Encode_openssl)->Arg(64)->Arg(1 << 20);
 BENCHMARK(Base64Decode_openssl)->Arg(64)->Arg(1 << 20);
 
-// Starts from the vector in every call, as the others do.
+// Starts from the initialization vector in every call, as qor does.
 void convert(benchmark::State& state, const EVP_CIPHER* kind, int encrypt) {
     const std::string data = cipher::randomBytes(static_cast<std::size_t>(state.range()));
     const auto* key = reinterpret_cast<const unsigned char*>(cipher::kKey);
@@ -76,7 +76,7 @@ void Aes256Decrypt_openssl(benchmark::State& state) {
     convert(state, EVP_aes_256_cbc(), 0);
 }
 
-// Makes the schedule in every call, as the others do.
+// Computes the key schedule in every call, as qor does.
 void des(benchmark::State& state, int encrypt) {
     std::string data = cipher::randomBytes(static_cast<std::size_t>(state.range()));
     DES_cblock key;

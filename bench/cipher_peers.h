@@ -6,11 +6,11 @@
 #include <random>
 #include <string>
 
-// What all sides convert.
+// The data of the cipher benchmarks, for qor and its peers.
 
 namespace cipher {
 
-// Keeps the compiler from knowing the content of a buffer.
+// The compiler must assume that the content of the buffer is unknown.
 inline void forget(const void* data) {
     benchmark::DoNotOptimize(data);
     benchmark::ClobberMemory();
@@ -25,7 +25,7 @@ inline std::string randomBytes(std::size_t size) {
     return bytes;
 }
 
-// Of these bytes, a key has the first ones, and a vector too.
+// Keys and initialization vectors are the first bytes of this text.
 inline constexpr char kKey[] = "0123456789abcdefghijklmnopqrstuv";
 
 // Runs `convert` repeatedly; `size` is its number of input bytes.

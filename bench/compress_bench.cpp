@@ -5,7 +5,7 @@
 #include "qor/util/gzlib.h"
 #include "qor/util/zlib.h"
 
-// What the library costs above zlib, called as one would call it by hand.
+// The cost of the library in addition to zlib. The peer calls zlib directly.
 
 namespace {
 

@@ -6,11 +6,12 @@
 #include <random>
 #include <string>
 
-// What both sides compress.
+// The data of the compression benchmarks, for qor and zlib.
 
 namespace packing {
 
-// Words of one alphabet, the short and early ones often: it becomes a third.
+// Text of 500 random words, of which the first ones are more frequent. It can be compressed to
+// about a third.
 inline std::string text(std::size_t size) {
     std::mt19937 random(1);
     std::string words[500], text;
@@ -24,7 +25,7 @@ inline std::string text(std::size_t size) {
     return text;
 }
 
-// Runs `convert` over and over; `size` is that of the text.
+// Runs `convert` repeatedly; `size` is the size of the text.
 template <class Convert>
 void measure(benchmark::State& state, std::size_t size, Convert convert) {
     for (auto _ : state) {

@@ -45,7 +45,7 @@ void Uncompress_zlib(benchmark::State& state) {
 
 constexpr int kGzip = 15 + 16;
 
-// In one call, into an array that surely suffices.
+// Compresses in one call, into an array that is always large enough.
 std::unique_ptr<Bytef[]> gzip(const std::string& text, std::size_t& size) {
     z_stream stream{};
     require(deflateInit2(&stream, Z_DEFAULT_COMPRESSION, Z_DEFLATED, kGzip, 8,
@@ -68,7 +68,7 @@ void GzipComp_zlib(benchmark::State& state) {
     packing::measure(state, text.size(), [&] { return gzip(text, size)[0]; });
 }
 
-// In one call, into a new array of a size that is known.
+// Uncompresses in one call, into a new array of the known size.
 void GzipUncomp_zlib(benchmark::State& state) {
     const std::string text = packing::textOf(state);
     std::size_t size = 0;

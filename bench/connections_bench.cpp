@@ -1,7 +1,7 @@
-// What do many clients of one server cost? For each number of clients: the time until all, which
-// connect at once, have had an answer, and how many connections the system refused meanwhile; the
-// memory of the server's process for each; round trips of 64 bytes while one client in a hundred
-// talks; and the time to close. The clients are plain sockets in a process of their own.
+// The cost of many clients of one server. All clients connect at once. Measures the time until all
+// have received a reply, and the number of connections that the system refused meanwhile; the
+// memory of the server's process for each client; round trips of 64 bytes of one client in a
+// hundred; and the time to close. The clients are plain sockets in another process.
 
 #include <arpa/inet.h>
 #include <benchmark/benchmark.h>
@@ -54,7 +54,7 @@ private:
     qor::TcpServer& server_;
 };
 
-// All values are moved as a whole, and both processes end if one does.
+// Send and receive a value through a pipe. If one process ends, the other one ends too.
 template <class T>
 void give(int pipe, const T& value) {
     if (write(pipe, &value, sizeof value) != sizeof value) _exit(1);
@@ -82,7 +82,7 @@ public:
         frame_[3] = kFrame - 4;
     }
 
-    // None waits for another one.
+    // Connects all clients at once. Each sends a frame and receives one.
     void connectAll(unsigned short port) {
         sockaddr_in to{};
         to.sin_family = AF_INET;
@@ -109,7 +109,7 @@ public:
         for (const int each : sockets_)
             receive(each);
     }
-    // One after another, by one client in a hundred.
+    // One client in a hundred makes round trips; one round trip at a time.
     RoundTrips talk() {
         std::vector<double> times;
         const std::size_t talkers = sockets_.size() / 100;
@@ -150,7 +150,7 @@ private:
     give(out, word);
     if (!take(in, word)) _exit(1);
     give(out, clients.talk());
-    take(in, word);  // until the server's process has closed
+    take(in, word);  // wait until the server's process has closed the pipe
     _exit(0);
 }
 

@@ -14,14 +14,14 @@
 #include "qor/util/directory.h"
 #include "qor/util/file.h"
 
-// Each benchmark runs the library and its usual alternative; the part of a name after the
-// underscore says which.
+// Each benchmark compares the library with its usual alternatives. The part of a name after the
+// underscore is qor or the alternative.
 
 namespace {
 
 namespace fs = std::filesystem;
 
-// 100 directories of 100 files; removed when the program ends.
+// 100 directories with 100 files each. The destructor removes them.
 class Files {
 public:
     static const Files& instance() {
@@ -60,7 +60,7 @@ void DirectorySnapshot_qor(benchmark::State& state) {
 }
 BENCHMARK(DirectorySnapshot_qor)->Unit(benchmark::kMillisecond);
 
-// The same calls of the system, of which only the sum is kept.
+// The same system calls, but only the total size is kept.
 long long sumOf(int fd) {
     DIR* const stream = ::fdopendir(fd);
     long long sum = 0;
@@ -86,7 +86,7 @@ void DirectorySnapshot_readdir(benchmark::State& state) {
 }
 BENCHMARK(DirectorySnapshot_readdir)->Unit(benchmark::kMillisecond);
 
-// A list of paths and sizes, in the way of the standard library.
+// A list of paths and sizes, with the standard library.
 void DirectorySnapshot_filesystem(benchmark::State& state) {
     const fs::path path = Files::instance().path();
     for (auto _ : state) {
@@ -104,7 +104,7 @@ BENCHMARK(DirectorySnapshot_filesystem)->Unit(benchmark::kMillisecond);
 
 constexpr int kLines = 20000;
 
-// Of 60 characters each.
+// Lines of 60 characters each.
 std::wstring linesFile() {
     const std::wstring name = Files::instance().wide() + L"\\lines.txt";
     qor::FileWriter file(name, true);

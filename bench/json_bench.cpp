@@ -1,4 +1,4 @@
-// Reading and writing JSON documents as trees. The peers are in sources of their own.
+// Reading and writing JSON documents as trees. The peers are in json_*.cpp.
 
 #include <benchmark/benchmark.h>
 
@@ -52,7 +52,7 @@ void visit(const JsonUnit& unit, bench::Visited& visited) {
     }
 }
 
-// Objects are visited in the order of their keys.
+// Members of an object are visited in the order of their keys.
 void JsonVisit_qor(benchmark::State& state) {
     bench::visitEach(state, parse, [](const Tree& tree, bench::Visited& visited) {
         visit(JsonUnit(tree), visited);
@@ -100,7 +100,7 @@ void visit(JsonView view, bench::Visited& visited) {
     }
 }
 
-// The same visit, without making values.
+// The same visit with JsonView, which creates no values.
 void JsonVisit_qor_view(benchmark::State& state) {
     bench::visitEach(state, parseDocument, [](const JsonDocument& tree, bench::Visited& visited) {
         visit(tree.root(), visited);
@@ -113,7 +113,7 @@ void JsonWrite_qor(benchmark::State& state) {
 }
 BENCHMARK(JsonWrite_qor)->DenseRange(0, bench::kDocuments - 1);
 
-// A text of 100 contacts, read into objects.
+// Reads a text of 100 contacts into objects.
 void JsonDecode_qor(benchmark::State& state) {
     bench::decodeContacts(state, [](const std::string& text) {
         std::vector<bench::Contact> contacts;
@@ -123,7 +123,7 @@ void JsonDecode_qor(benchmark::State& state) {
 }
 BENCHMARK(JsonDecode_qor);
 
-// An object of n keys that come in no order, built and written.
+// Builds and writes an object with n keys, which are added in no particular order.
 void JsonKeys_qor(benchmark::State& state) {
     const auto n = static_cast<std::size_t>(state.range(0));
     for (auto _ : state) {

@@ -7,11 +7,12 @@
 #include <string>
 #include <vector>
 
-// The documents that every JSON library reads and writes.
+// The documents that qor and its peers read and write.
 
 namespace bench {
 
-// Search results with much text, a catalogue of small objects, coordinates, and a short message.
+// 0: search results with much text; 1: a catalogue of small objects; 2: coordinates; 3: a short
+// message.
 inline constexpr int kDocuments = 4;
 
 struct Document {
@@ -19,12 +20,13 @@ struct Document {
     std::string text;
 };
 
-// The files twitter.json, citm_catalog.json and canada.json of the directory that the environment
-// variable QOR_BENCH_JSON names; without it of the one that was found at configuration. What is
-// not there is made up in the same shape.
+// The document with this index. 0 to 2 are the files twitter.json, citm_catalog.json and
+// canada.json. Their directory is named by the environment variable QOR_BENCH_JSON, or was found by
+// CMake. For a missing file, a similar document is generated.
 const Document& document(std::size_t index);
 
-// What is decoded into, by the codec of qor and by the conversions of others.
+// The object of the benchmark JsonDecode: qor reads it with the codec, a peer with its own
+// conversion.
 struct Contact {
     std::string name;
     std::vector<std::string> phones;
@@ -47,7 +49,7 @@ struct Contact {
 // An array of 100 contacts.
 const std::string& contacts();
 
-// Decodes them into a new vector.
+// Runs `decode`, which reads contacts() into a new vector.
 template <class Decode>
 void decodeContacts(benchmark::State& state, Decode decode) {
     for (auto _ : state) {
@@ -69,8 +71,8 @@ inline std::string keyOf(std::size_t number) {
 // Bytes that the process has allocated.
 std::size_t heapInUse();
 
-// The memory of one more tree, after so many others that the library and the allocator have no
-// spare memory left.
+// The memory of a tree in bytes. First creates as many trees as are needed to use up the spare
+// memory of the library and of the allocator.
 template <class Parse>
 double bytesOfTree(const std::string& text, Parse parse) {
     const std::size_t count = (16U << 20) / text.size() + 1;
@@ -84,7 +86,7 @@ double bytesOfTree(const std::string& text, Parse parse) {
     return static_cast<double>(heapInUse() - before) / static_cast<double>(count);
 }
 
-// Parses each document, the end of the tree included.
+// Parses a document and destroys the tree.
 template <class Parse>
 void parseEach(benchmark::State& state, Parse parse) {
     const Document& doc = document(static_cast<std::size_t>(state.range(0)));
@@ -97,15 +99,15 @@ void parseEach(benchmark::State& state, Parse parse) {
     state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(doc.text.size()));
 }
 
-// The sums of a visit to every key and value of a tree: of the numbers as double, and of the sizes
-// of texts, so that each of them is read.
+// The results of reading every key and value of a tree: the sum of all numbers as double, and the
+// sum of the sizes of all texts.
 struct Visited {
     double numbers = 0;
     std::size_t bytes = 0;
     std::size_t others = 0;
 };
 
-// Parses each document and visits all of it.
+// Parses a document, and reads all keys and values.
 template <class Parse, class Visit>
 void visitEach(benchmark::State& state, Parse parse, Visit visit) {
     const Document& doc = document(static_cast<std::size_t>(state.range(0)));

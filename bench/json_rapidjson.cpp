@@ -1,4 +1,4 @@
-// With the vector code that the peer has, which the build allows for this source.
+// Selects the vector code of the peer. CMake compiles this source with SSE 4.2.
 #define RAPIDJSON_SSE42
 
 #include <rapidjson/document.h>
@@ -63,14 +63,15 @@ void JsonVisit_rapidjson(benchmark::State& state) {
 }
 BENCHMARK(JsonVisit_rapidjson)->DenseRange(0, bench::kDocuments - 1);
 
-// By default the peer's numbers may be off in the last place; these are exact, as the library's.
+// By default the last digit of a number may be wrong in the peer. Here numbers are exact, as in
+// qor.
 void JsonVisit_rapidjson_exact(benchmark::State& state) {
     bench::visitEach(state, parseExactly, visitTree);
 }
 BENCHMARK(JsonVisit_rapidjson_exact)->DenseRange(0, bench::kDocuments - 1);
 
-// The same work as the library's: exact numbers, and the members of an object in the order of their
-// keys. The members that are being visited are at the end of `order`.
+// The same work as in qor: numbers are exact, and the members of an object are visited in the order
+// of their keys. The members of the open objects are in `order`, those of the innermost one last.
 using Members = std::vector<const rapidjson::Value::Member*>;
 
 void visitInOrder(const rapidjson::Value& value, bench::Visited& visited, Members& order) {

@@ -6,7 +6,7 @@
 
 namespace {
 
-// The parser owns the document, and its text has padding.
+// A new parser for each document. The parser owns the document; the text needs padding.
 struct Tree {
     explicit Tree(const std::string& text) : root(parser.parse(text)) {}
     simdjson::dom::parser parser;
@@ -22,7 +22,7 @@ void JsonParse_simdjson(benchmark::State& state) {
 }
 BENCHMARK(JsonParse_simdjson)->DenseRange(0, bench::kDocuments - 1);
 
-// The usual way: one parser for one document after the other, whose memory is kept.
+// The usual way to use this library: one parser for all documents, which keeps its memory.
 void JsonParseAgain_simdjson(benchmark::State& state) {
     const bench::Document& doc = bench::document(static_cast<std::size_t>(state.range(0)));
     simdjson::dom::parser parser;

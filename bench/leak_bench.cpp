@@ -1,4 +1,4 @@
-// What does the leak table cost?
+// The cost of the leak table for one block: adding and removing it.
 
 #include <benchmark/benchmark.h>
 
@@ -25,7 +25,7 @@ void LeakTable_off(benchmark::State& state) {
 }
 BENCHMARK(LeakTable_off);
 
-// With other blocks in the table, as many as the benchmark's argument.
+// The argument is the number of other blocks in the table.
 void LeakTable_on(benchmark::State& state) {
     MemLeakChecker& checker = *MemLeakChecker::instance();
     checker.start();

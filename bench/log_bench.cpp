@@ -1,4 +1,4 @@
-// What does a line in a log file cost that the system has when the call returns?
+// The cost of a line in a log file. When the call returns, the system has the line.
 
 #include "log_bench.h"
 
@@ -13,7 +13,7 @@
 namespace log_bench {
 
 std::string fileName(const char* name) {
-    // Outlives the files that are closed at the end.
+    // Never destroyed, since it is used when the program ends.
     static std::string& directory =
         *new std::string(std::filesystem::temp_directory_path() / "qor_log_bench.XXXXXX");
     static const bool isMade = [] {
@@ -37,7 +37,7 @@ void LogLine_qor(benchmark::State& state) {
 }
 LOG_BENCHMARK(LogLine_qor);
 
-// What is left of the line without a log.
+// The system call alone.
 void LogLine_write(benchmark::State& state) {
     static const std::string line(sizeof log_bench::text - 1 + 54, 'x');
     const int file =

@@ -5,7 +5,7 @@
 
 #include <string>
 
-// What all sides write, and where.
+// The line and the file of the log benchmarks, for qor and its peers.
 
 namespace log_bench {
 
@@ -15,7 +15,7 @@ inline constexpr char text[] =
     "window 65535";
 static_assert(sizeof text == 101);
 
-// In a directory that all benchmarks share, and that is removed at the end.
+// The path of a file in a directory that all benchmarks share, and that is removed at the end.
 std::string fileName(const char* name);
 
 }  // namespace log_bench

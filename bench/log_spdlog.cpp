@@ -9,7 +9,7 @@
 
 namespace {
 
-// With the head that the other side writes.
+// The pattern gives the same head of a line as qor.
 std::shared_ptr<spdlog::logger> prepared(std::shared_ptr<spdlog::logger> logger) {
     logger->set_pattern("[%Y-%m-%d %H:%M:%S.%e][P:%P/T:%t][%l][l:0 f]%v\r");
     logger->flush_on(spdlog::level::trace);

@@ -1,4 +1,4 @@
-// What logging and tracing cost where they are switched off.
+// The cost of logging and tracing that are switched off.
 
 #include <benchmark/benchmark.h>
 
@@ -7,7 +7,7 @@
 
 namespace {
 
-// The least cost of a switch that is tested through an interface.
+// The minimum cost of a switch that is tested through a virtual function.
 struct Empty {
     virtual ~Empty() = default;
     virtual void call() = 0;

@@ -1,4 +1,4 @@
-// What does a share in a counted object cost?
+// The cost of copying a Handle.
 
 #include <benchmark/benchmark.h>
 

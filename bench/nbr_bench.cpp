@@ -1,6 +1,6 @@
-// The cost of a message, written and read back into objects, beside msgpack-cxx and protobuf.
-// Writing reuses a buffer; reading makes new objects each time. Each peer has a source of its own,
-// so that the compiler treats all alike.
+// The cost of writing a message, and of reading it into objects, compared with msgpack-cxx and
+// protobuf. Writing reuses a buffer; reading creates new objects each time. Each peer has its own
+// source, so that the compiler optimizes all of them in the same way.
 
 #include <benchmark/benchmark.h>
 

@@ -11,11 +11,11 @@
 #include "qor/base/base_type_time.h"
 #include "qor/base/field.h"
 
-// The messages that all sides write and read.
+// The messages that qor and its peers write and read.
 
 namespace messages {
 
-// Keeps the compiler from knowing the content of a message.
+// The compiler must assume that the content of the message is unknown.
 template <class Message>
 void forget(const Message& message) {
     benchmark::DoNotOptimize(&message);

@@ -1,4 +1,4 @@
-// Reading and writing a tree of 5,000 nodes as text. The peers are in sources of their own.
+// Reading and writing a tree of 5,000 nodes as text. The peers are in pml_*.cpp.
 
 #include <benchmark/benchmark.h>
 
@@ -62,7 +62,7 @@ void PmlBuild_qor(benchmark::State& state) {
 }
 BENCHMARK(PmlBuild_qor);
 
-// One list of n named children, each then found by its name.
+// Reads one list of n named children, and finds each child by its name.
 void PmlSiblings_qor(benchmark::State& state) {
     std::vector<String> names;
     for (int i = 0; i < state.range(0); ++i)

@@ -3,13 +3,14 @@
 
 #include <string>
 
-// One tree for every format: settings of 5,000 nodes in sections and entries.
+// The tree of the pml benchmarks, for all formats: settings with 5,000 nodes, in sections and
+// entries.
 
 namespace bench {
 
 constexpr int kSections = 50;
 constexpr int kEntries = 11;
-constexpr int kSettings = 8;  // of an entry
+constexpr int kSettings = 8;  // the number of settings of an entry
 
 // Calls begin(name), leaf(name, value) and end() in the order of the tree.
 template <class Builder>

@@ -1,12 +1,13 @@
 #!/usr/bin/env python3
-"""Makes a page of the results of benchmarks, given as files of JSON: qor beside each peer.
+"""Writes a page with the results of benchmarks, given as JSON files: qor compared with each peer.
 
     report.py FILE.json ...           prints the page
-    report.py --charts PAGE [--check] draws the tables of a page as bar charts, in charts/ beside it;
-                                      with --check nothing is drawn, and a difference is a failure
+    report.py --charts PAGE [--check] draws the tables of a page as bar charts, in the folder charts/
+                                      beside it; with --check it draws nothing, and fails if a chart
+                                      would change
 
-A benchmark is named WORK_who/arguments. The ratio is the peer's time by qor's: above 1 qor is
-faster. Times are medians, of the processor's time where a thread is measured alone.
+A benchmark is named WORK_who/arguments. A ratio is the peer's time divided by qor's: above 1, qor is
+faster. Times are medians: of real time for benchmarks with UseRealTime, else of processor time.
 """
 
 import html
@@ -22,12 +23,12 @@ PACKAGES = ["libace-dev", "libboost-dev", "libevent-dev", "libfmt-dev", "libmsgp
             "libprotobuf-dev", "libpugixml-dev", "libsimdjson-dev", "libspdlog-dev", "libssl-dev",
             "libtinyxml2-dev", "libyaml-cpp-dev", "libzmq3-dev", "nlohmann-json3-dev",
             "rapidjson-dev", "zlib1g-dev"]
-# These suffixes of a name are no peers.
+# Suffixes of a name that are a part of the workload, and not a peer.
 OWN = {"", "off", "on", "nothing_due", "ms"}
 
 
 def parts(name):
-    """The work, and who does it."""
+    """The workload of a benchmark, and "qor" or the peer."""
     name = re.sub(r"/(real_time|threads:1|iterations:\d+|repeats:\d+|process_time|manual_time)\b", "", name)
     old = re.match(r"(encode|decode)(Qor|Msgpack|Protobuf)(.*)", name)
     if old:
@@ -42,7 +43,7 @@ def parts(name):
 
 
 def in_order(works):
-    """Numbers in names by their values."""
+    """Sorted by name, with numbers in names sorted by value."""
     return sorted(works, key=lambda work: [int(piece) if piece.isdigit() else piece
                                            for piece in re.split(r"(\d+)", work)])
 
@@ -88,8 +89,8 @@ CHART_STYLE = """
 
 
 def compared(page):
-    """By area and work, the times of those who do it as the tables of a page have them: name, text,
-    nanoseconds. Works without a peer are left out."""
+    """{area: {workload: [(qor or peer, time as text, nanoseconds)]}}, read from the tables of a page.
+    Leaves out workloads without a peer or without a time of qor."""
     areas, area = {}, None
     for line in page.splitlines():
         if line.startswith("## "):
@@ -108,7 +109,8 @@ def compared(page):
 
 
 def chart(area, works):
-    """Each work with a bar for each who does it; within a work the lengths are as the times."""
+    """A bar for qor and each peer of each workload. Within a workload, lengths are proportional to
+    the times."""
     left, room, bar, parts, y = 130, 430, 15, [], 8
     for work, times in works.items():
         y += 20
@@ -169,10 +171,13 @@ def main(paths):
                     notes.append(f"{run['run_name'].split('/')[0]}: {', '.join(counters)}")
 
     print("# Performance\n")
-    print("Each workload beside the peers that one would pick instead, in one binary, as medians of "
-          "7 interleaved repetitions. The number after a peer's time is that time divided by qor's: "
-          "above 1 qor is faster. A bar is as long as the time, compared with the slowest of its "
-          "workload. `bench/report.sh` makes this page and its charts anew.\n")
+    print("Each row compares qor with its peers: other libraries, or plain system calls, that do the "
+          "same work in the same program. Times are medians of 7 repetitions in random order. The "
+          "bold number after a peer's time is that time divided by qor's: if it is above 1, qor is "
+          "faster. In the charts, the length of a bar is proportional to the time, and the longest "
+          "bar of a workload is its slowest. `qor view` is `JsonView`; the sources in `bench/` "
+          "describe the workloads. `bench/report.sh` measures again and writes this page and its "
+          "charts.\n")
     for line in machine(context):
         print(f"- {line}")
     for area, works in areas.items():

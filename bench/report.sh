@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
-# Runs every benchmark with its peers and writes docs/performance.md: qor beside each peer, with
-# ratios, the machine and the versions; and its tables as bar charts.
-#   bench/report.sh [FILTER]    with a filter the table is shown and not written
+# Runs all benchmarks of qor and its peers, and writes docs/performance.md (times, ratios, machine,
+# versions) and its charts.
+#   bench/report.sh [FILTER]    with a FILTER, a regular expression over the names of benchmarks, the
+#                               page is printed and no file is changed
 set -euo pipefail
 cd "$(dirname "$0")/.."
 

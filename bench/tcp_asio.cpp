@@ -1,4 +1,4 @@
-// In front: the library's own headers lack it.
+// First, since Boost.Asio does not include this header itself.
 #include <utility>
 
 #include <array>
@@ -17,7 +17,7 @@ using namespace tcp_bench;
 namespace asio = boost::asio;
 using asio::ip::tcp;
 
-// A connection whose frames are read by completion handlers, on a thread of its own.
+// A connection with its own thread, on which completion handlers read the frames.
 class Connection {
 public:
     explicit Connection(tcp::socket socket) : socket_(std::move(socket)), buffer_(kLarge) {

@@ -6,7 +6,7 @@ namespace {
 
 using namespace tcp_bench;
 
-// Frames on a blocking socket, in a buffer that is reused: as little as can be done.
+// The minimum work: frames on a blocking socket, with a buffer that is reused.
 class Bare {
 public:
     explicit Bare(int fd) : fd_(fd), buffer_(sizeof(std::uint32_t) + kLarge) {}
@@ -24,7 +24,7 @@ public:
         }
         return true;
     }
-    // The size of the frame, -1 at the end.
+    // Receives a frame and returns the size of its payload, or -1 at the end.
     long receive() {
         std::uint32_t header = 0;
         if (recv(fd_, &header, sizeof header, MSG_WAITALL) != sizeof header) return -1;
@@ -38,7 +38,7 @@ private:
     std::vector<char> buffer_;
 };
 
-// The other end: sends small frames back, and one for each batch of large ones.
+// The server: returns each small frame, and one small frame for each batch of large ones.
 void serve(Bare& socket) {
     int large = 0;
     for (long size; (size = socket.receive()) >= 0;) {

@@ -1,5 +1,5 @@
-// The speed of frames over 127.0.0.1: round trips of small ones, and megabytes of large ones; the
-// cost of a query for the peer before each frame; the memory of a connection.
+// The speed of frames over 127.0.0.1: round trips of small frames, and megabytes in large frames.
+// Also the cost of a query for the address of the peer, and the memory of a connection.
 
 #include "tcp_bench.h"
 
@@ -24,7 +24,7 @@ using qor::Handle;
 using qor::istr;
 using qor::TcpAddr;
 
-// Sends small frames back, and one for each batch of large ones.
+// The server: returns each small frame, and one small frame for each batch of large ones.
 class Echo : public qor::TcpCallback {
 public:
     explicit Echo(qor::TcpServer& server) : server_(server) {}
@@ -39,7 +39,8 @@ private:
     int large_ = 0;
 };
 
-// Answers a number of times by itself, on the reading thread, and reports the last time.
+// The client: sends back each frame except the last one of `expect`, on the reading thread. wait()
+// returns after the last one.
 class Driver : public qor::TcpCallback {
 public:
     explicit Driver(qor::TcpClient& client) : client_(client) {}
@@ -102,7 +103,7 @@ void Frames64K_qor(benchmark::State& state) {
 }
 BENCHMARK(Frames64K_qor)->MeasureProcessCPUTime()->UseRealTime();
 
-// What is done before each frame, in both directions.
+// A query for the address of the peer, which the library does not make for each frame.
 void AskForThePeer(benchmark::State& state) {
     const auto [near, far] = connectedPair();
     for (auto _ : state) {
@@ -115,7 +116,7 @@ void AskForThePeer(benchmark::State& state) {
 }
 BENCHMARK(AskForThePeer);
 
-// In KiB: the resident memory of the process, and its address space.
+// The resident memory of the process and its address space, in KiB.
 std::pair<double, double> memory() {
     malloc_trim(0);
     double all = 0, resident = 0;
@@ -124,7 +125,8 @@ std::pair<double, double> memory() {
     return {resident * page, all * page};
 }
 
-// Both ends of each are in this process. Stacks are counted; the system's buffers are not.
+// The memory of each side of a connection. Both sides are in this process. Stacks are included; the
+// buffers of the system are not.
 void IdleConnections(benchmark::State& state) {
     constexpr int kConnections = 200;
     qor::logger_factory::instance("QOR").infoOn(false);

@@ -6,10 +6,10 @@
 #include <cstddef>
 #include <cstdint>
 
-// The same work for all peers, over 127.0.0.1 with the same socket options: a number of round trips
-// of a small frame, and a number of large frames one way, which the other side answers with one
-// small frame. A frame is a length in 4 bytes and the payload, except with libzmq, which has its
-// own format.
+// The work of the TCP benchmarks, for qor and its peers, over 127.0.0.1 with the same socket
+// options: kRoundTrips round trips of a small frame; and kFrames large frames in one direction,
+// which the other side answers with one small frame. A frame is a length in 4 bytes and the
+// payload, except with libzmq, which has its own format.
 
 namespace tcp_bench {
 

@@ -8,7 +8,7 @@ namespace {
 
 using namespace tcp_bench;
 
-// The other end: sends small messages back, and one for each batch of large ones.
+// The server: returns each small message, and one small message for each batch of large ones.
 void serve(zmq::socket_t& socket) {
     int large = 0;
     zmq::message_t message;

@@ -1,5 +1,5 @@
-// The cost of threads: starting and stopping one, passing a turn to another one and back, and
-// reading the calling thread's record.
+// The cost of starting and stopping a thread, of waking another thread and waiting for its answer,
+// and of reading the record of the calling thread.
 
 #include <benchmark/benchmark.h>
 
@@ -12,8 +12,8 @@
 
 namespace {
 
-// Start, wait for the birth, stop. The peer does by hand what a SimpleThread does: it pauses before
-// its birth, so that the starting thread runs first.
+// Start a thread, wait for its birth, stop it. The peer does the same as a SimpleThread, which
+// pauses for a millisecond before its birth, so that the starting thread runs first.
 
 class Idle : public qor::SimpleThread {
 public:
@@ -57,7 +57,7 @@ void StartStop_std(benchmark::State& state) {
 }
 BENCHMARK(StartStop_std)->UseRealTime();
 
-// One turn there and one back.
+// Two threads run alternately.
 template <class Play>
 void handTurns(benchmark::State& state, Play play) {
     int turn = 0;
@@ -98,8 +98,8 @@ void HandTurns_std(benchmark::State& state) {
 }
 BENCHMARK(HandTurns_std)->UseRealTime();
 
-// The record with its time stamp, which each line of the log needs. The peer reads the thread's id
-// and the time, but formats neither.
+// Reading the thread's record with the formatted id and time, which each line of the log needs. The
+// peer reads the id of the thread and the time, but does not format them.
 void CurrentThread_qor(benchmark::State& state) {
     for (auto _ : state)
         benchmark::DoNotOptimize(&qor::SimpleThread::current());

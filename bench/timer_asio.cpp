@@ -23,7 +23,7 @@ public:
             if (!error) ++fired_;
         });
     }
-    // The cancelled handler is called, which is part of the cost.
+    // The handler of a cancelled timer is called too, which is part of the cost.
     void kill(std::size_t i) {
         timers_[i].cancel();
         context_.poll();

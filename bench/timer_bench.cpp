@@ -1,4 +1,4 @@
-// What do timers cost to set, to kill and to fire, and how late do they fire?
+// The cost of setting, killing and firing timers, and how late they fire.
 
 #include "timer_bench.h"
 
@@ -25,13 +25,13 @@ struct Counter : qor::ITimerObject {
     std::size_t fired = 0;
 };
 
-// The queue's time is the test's, so that nothing waits.
+// The clock of the queue: the benchmark sets its time, so that nothing waits.
 Time monotonic;
 TimerQueue::Clock setClock() {
     return {[] { return Time::seconds(1000); }, [] { return monotonic; }};
 }
 
-// The calls themselves: the monitor is held all the time.
+// The calls of the queue, without locks: the monitor is held all the time.
 class Queue {
 public:
     explicit Queue(std::size_t n) : ids_(n), queue_(n, monitor_, setClock()) {}
@@ -51,7 +51,7 @@ private:
     const TimerMonitor::Access access_{monitor_};
 };
 
-// With everything that a call involves, also locks.
+// The calls of the service, with locks.
 class Manager {
 public:
     explicit Manager(std::size_t n) : ids_(n) { timers().reopen(n + 1); }
@@ -69,7 +69,7 @@ private:
 };
 
 BENCHMARK(timer_bench::setKill<Queue>)->Name("TimerSetKill_qor_unlocked")->Arg(5000)->Arg(100000);
-// The lock is given up and taken again around each callback.
+// The queue unlocks the monitor during each callback.
 BENCHMARK(timer_bench::expiry<Queue>)->Name("TimerExpiry_qor")->Unit(benchmark::kMicrosecond);
 BENCHMARK(timer_bench::setKill<Manager>)->Name("TimerSetKill_qor")->Arg(5000)->Arg(100000);
 
@@ -88,7 +88,7 @@ void TimerTick_nothing_due(benchmark::State& state) {
 }
 BENCHMARK(TimerTick_nothing_due)->Arg(1)->Arg(5000)->Arg(100000);
 
-// How late the firings of 5,000 periodic timers are, over a minute.
+// Measures how late 5,000 periodic timers fire, for a minute.
 class Late : public qor::ITimerObject {
 public:
     struct Timer {
@@ -99,7 +99,7 @@ public:
     OnTimerResult onTimer(TimerId, unsigned long, void* param) override {
         Timer& timer = *static_cast<Timer*>(param);
         const Time now = Time::now(Time::Monotonic);
-        // The first callback of a tick gives the time of the tick.
+        // The time of the first callback of a tick counts as the time of the tick.
         if (now - last_ > Time::milliSeconds(20)) tick_ = now;
         last_ = now;
         if (timer.due != Time()) lateness_.push_back((now - timer.due).toMilliSecondsDouble());

@@ -7,17 +7,18 @@
 #include <random>
 #include <vector>
 
-// The same work for the timers of each library.
+// The work of the timer benchmarks, for qor and its peers.
 //
-// A backend has: a constructor that takes the number of timers; set(i, milliseconds) and kill(i)
-// for the timer i; expire(), which fires the due timers; and fired(), the number of firings.
+// A Backend has: a constructor with the number of timers; set(i, milliseconds) and kill(i) for the
+// timer i; letPass(milliseconds), after which that time has passed; expire(), which fires the due
+// timers; and fired(), the number of firings.
 
 namespace timer_bench {
 
 inline constexpr std::size_t kExpired = 10000;
 inline constexpr std::size_t kIntervals = 1 << 16;
 
-// From one second to an hour.
+// Random intervals in milliseconds, from one second to an hour.
 inline std::vector<unsigned> intervals() {
     std::mt19937 random(1);
     std::vector<unsigned> values(kIntervals);
@@ -34,7 +35,7 @@ void setKill(benchmark::State& state) {
     Backend timers(armed);
     for (std::size_t i = 0; i < armed; ++i)
         timers.set(i, milliseconds[i % milliseconds.size()]);
-    // Without a division, which would cost as much as a call.
+    // The next index is computed without a division, which would cost as much as a call.
     const std::size_t step = 7919 % armed;
     std::size_t i = 0;
     std::size_t n = 0;
@@ -46,7 +47,7 @@ void setKill(benchmark::State& state) {
     }
 }
 
-// Of timers that are all due; the time is that of one of them.
+// Fires kExpired timers that are all due.
 template <class Backend>
 void expiry(benchmark::State& state) {
     Backend timers(kExpired);

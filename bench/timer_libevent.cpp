@@ -18,7 +18,7 @@ event_base* makeBase(bool locked) {
     return base;
 }
 
-// With the locks that several threads need, or without.
+// With or without the locks that are needed by several threads.
 template <bool locked>
 class Libevent {
 public:

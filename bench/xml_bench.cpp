@@ -1,5 +1,5 @@
-// The cost of reading a document into a tree, the tree's destruction included, and of writing one.
-// The peers are in sources of their own; all copy the text that they read.
+// The cost of reading a document into a tree and destroying the tree, and of writing a document.
+// The peers are in xml_*.cpp; all parsers copy the text.
 
 #include <benchmark/benchmark.h>
 
@@ -19,7 +19,7 @@ BENCHMARK_CAPTURE(XmlParse_qor, config, bench::configXml());
 BENCHMARK_CAPTURE(XmlParse_qor, text, bench::textXml());
 BENCHMARK_CAPTURE(XmlParse_qor, catalog, bench::catalogXml());
 
-// Reads a document, and each name, key, value and text in it once.
+// Reads a document into a tree, and then each name, key, value and text once.
 void visit(const qor::XMLNode& node) {
     benchmark::DoNotOptimize(node.name().data());
     benchmark::DoNotOptimize(node.cdata().data());
@@ -54,8 +54,8 @@ BENCHMARK_CAPTURE(XmlWrite_qor, config, bench::configXml());
 BENCHMARK_CAPTURE(XmlWrite_qor, text, bench::textXml());
 BENCHMARK_CAPTURE(XmlWrite_qor, catalog, bench::catalogXml());
 
-// What grows with the document has to grow in proportion: n of something, read and, where it has a
-// name, found by that.
+// The time must grow linearly with the document. Reads a document with n entities, attributes,
+// children or levels, and searches for attributes and children by name.
 std::string nameOf(long i) {
     return std::string("n").append(std::to_string(i * 7919));
 }

@@ -3,11 +3,11 @@
 
 #include <string>
 
-// The same documents for every parser, some hundred kilobytes each.
+// The documents of the XML benchmarks, for all parsers. Each has some hundred kilobytes.
 
 namespace bench {
 
-// Settings in attributes, as configuration files have them.
+// A configuration file: settings in attributes.
 inline std::string configXml() {
     std::string text = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<config>\n";
     for (int i = 0; i < 1500; ++i) {
@@ -21,7 +21,7 @@ inline std::string configXml() {
     return text + "</config>\n";
 }
 
-// Paragraphs of prose, with an entity in one of three.
+// Paragraphs of prose; every third one has an entity.
 inline std::string textXml() {
     std::string text = "<?xml version=\"1.0\"?>\n<book>\n";
     for (int i = 0; i < 1000; ++i) {
@@ -34,7 +34,7 @@ inline std::string textXml() {
     return text + "</book>\n";
 }
 
-// Records with short texts in elements of their own.
+// Records with short texts, each text in its own element.
 inline std::string catalogXml() {
     std::string text = "<?xml version=\"1.0\"?>\n<catalog>\n";
     for (int i = 0; i < 2000; ++i) {

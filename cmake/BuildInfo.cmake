@@ -1,10 +1,10 @@
-# Writes OUTPUT, a header with the revision of SOURCE_DIR and the BUILD_ID, when it would change.
+# Writes OUTPUT, a header with the git revision of SOURCE_DIR and with BUILD_ID, unless it is up to date.
 
 cmake_minimum_required(VERSION 3.25)
 
 set(revision "unknown")
 find_program(GIT git)
-# Unpacked sources may lie inside a repository that is not theirs.
+# Without a .git of their own, unpacked sources may be inside another repository.
 if(GIT AND EXISTS ${SOURCE_DIR}/.git)
   execute_process(COMMAND ${GIT} -C ${SOURCE_DIR} rev-parse --short=12 HEAD
                   OUTPUT_VARIABLE output RESULT_VARIABLE status ERROR_QUIET

@@ -11,15 +11,16 @@ endif()
 
 if(QOR_SANITIZE)
   add_compile_options(-fsanitize=${QOR_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
-  # clang's check of virtual tables takes descriptors, and fails where tests leave none.
+  # This check of clang opens descriptors, and fails in tests that use up all of them.
   if(CMAKE_CXX_COMPILER_ID MATCHES Clang)
     add_compile_options(-fno-sanitize=vptr)
   endif()
   add_link_options(-fsanitize=${QOR_SANITIZE})
 endif()
 
-# What Debian hardens programs and libraries with, where they are optimized: fortified calls take that.
-# Sanitizers have checks of their own. Debug builds check what they ask of the standard library.
+# The hardening of Debian's packages. The stack protector and fortified calls are used in optimized
+# builds only: fortified calls need optimization. Sanitizers have checks of their own. Debug builds also
+# check calls of the standard library.
 if(NOT QOR_SANITIZE)
   set(optimized $<CONFIG:Release,RelWithDebInfo,MinSizeRel>)
   add_compile_options("$<${optimized}:-fstack-protector-strong>" "$<${optimized}:-U_FORTIFY_SOURCE>"
@@ -28,9 +29,9 @@ if(NOT QOR_SANITIZE)
 endif()
 add_compile_definitions($<$<CONFIG:Debug>:_GLIBCXX_ASSERTIONS>)
 
-# Offsets and points in time have 64 bits on every machine, in the sources that alone ask the system
-# for them. The others share types with ACE, which has them as the machine does. For the targets of
-# the directory that calls this.
+# Compiles the sources that call the system with offsets and times of 64 bits on every machine. The other
+# sources share types with ACE, which was compiled with the machine's default sizes. Call this in each
+# directory whose targets compile these sources.
 function(qor_system_sources)
   file(GLOB sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/src/qor/platform/*.cpp
        ${PROJECT_SOURCE_DIR}/utility/src/*.cpp)
@@ -41,26 +42,27 @@ endfunction()
 function(qor_compile target)
   set_target_properties(${target} PROPERTIES CXX_STANDARD 20 CXX_STANDARD_REQUIRED ON CXX_EXTENSIONS OFF)
   target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wshadow -Wconversion)
-  # As -Wconversion alone is by GCC.
+  # In clang, -Wconversion includes -Wsign-conversion; in GCC it does not.
   if(CMAKE_CXX_COMPILER_ID MATCHES Clang)
     target_compile_options(${target} PRIVATE -Wno-sign-conversion)
   endif()
-  # GCC 12 sees overlaps in the plainest sum of strings (its bug 105651).
+  # GCC 12 reports overlaps for simple concatenations of strings (GCC bug 105651).
   if(CMAKE_CXX_COMPILER_ID STREQUAL GNU AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
     target_compile_options(${target} PRIVATE -Wno-restrict)
   endif()
   if(QOR_WERROR)
     target_compile_options(${target} PRIVATE -Werror)
   endif()
-  # __FILE__ names the source as the project does, wherever the project lies.
+  # __FILE__ is the path inside the project, wherever the project is.
   target_compile_options(${target} PRIVATE -ffile-prefix-map=${PROJECT_SOURCE_DIR}/=)
 endfunction()
 
-# The headers that the sources of the target share, precompiled if QOR_PRECOMPILE is one of `when`.
+# qor_precompile(target "when" ...): precompiles the given headers for a target if QOR_PRECOMPILE is in
+# the list `when`. The further arguments are those of target_precompile_headers.
 function(qor_precompile target when)
   if(QOR_PRECOMPILE IN_LIST when)
     target_precompile_headers(${target} ${ARGN})
-    # For the compiler cache.
+    # ccache needs this to cache files that use a precompiled header.
     if(CMAKE_CXX_COMPILER_ID STREQUAL GNU)
       target_compile_options(${target} PRIVATE -fpch-preprocess)
     endif()

@@ -1,5 +1,6 @@
-# `cmake --build ... --target docs` makes the manual: the pages of docs/ and the reference of every
-# public class, linked both ways, in HTML. scripts/manual.sh does it with what it needs.
+# `cmake --build ... --target docs` builds the manual in HTML: the pages of docs/ and the reference of
+# every public class, with links in both directions. There is no such target without Doxygen and Python;
+# scripts/manual.sh installs them.
 find_package(Doxygen QUIET)
 find_package(Python3 QUIET COMPONENTS Interpreter)
 if(NOT DOXYGEN_FOUND OR NOT Python3_FOUND)
@@ -11,7 +12,7 @@ set(sources ${PROJECT_BINARY_DIR}/docs/sources)
 set(DOXYGEN_PROJECT_BRIEF "${PROJECT_DESCRIPTION}")
 set(DOXYGEN_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/docs)
 
-# The input: pages, and headers whose comments before a declaration are its documentation.
+# The input, which doc_sources.py writes: the pages and the public headers.
 set(DOXYGEN_FILE_PATTERNS *.h *.dox)
 set(DOXYGEN_EXTENSION_MAPPING dox=md)
 set(DOXYGEN_USE_MDFILE_AS_MAINPAGE ${sources}/index.dox)
@@ -28,7 +29,7 @@ set(DOXYGEN_EXPAND_AS_DEFINED QOR_DECLARE_EXCEPTION QOR_DECLARE_PLAIN_EXCEPTION)
 set(DOXYGEN_EXTRACT_ALL YES)
 set(DOXYGEN_JAVADOC_AUTOBRIEF YES)
 
-# What is made.
+# The output.
 set(DOXYGEN_LAYOUT_FILE ${docs}/layout.xml)
 set(DOXYGEN_HTML_EXTRA_STYLESHEET ${docs}/style.css)
 set(DOXYGEN_HTML_DYNAMIC_MENUS YES)
@@ -39,7 +40,7 @@ set(DOXYGEN_SERVER_BASED_SEARCH NO)
 set(DOXYGEN_HTML_TIMESTAMP NO)
 set(DOXYGEN_VERBATIM_HEADERS NO)
 set(DOXYGEN_GENERATE_LATEX NO)
-# The same with Graphviz and without.
+# No graphs, so that the output is the same with and without Graphviz.
 set(DOXYGEN_HAVE_DOT NO)
 set(DOXYGEN_CLASS_GRAPH NO)
 

@@ -1,4 +1,4 @@
-# Headers, library, and the two ways to find them: find_package(qor) and pkg-config.
+# Installs the headers, the library, and the files for find_package(qor) and for pkg-config.
 
 include(CMakePackageConfigHelpers)
 
@@ -16,7 +16,7 @@ write_basic_package_version_file(${PROJECT_BINARY_DIR}/qorConfigVersion.cmake
 install(FILES ${PROJECT_BINARY_DIR}/qorConfig.cmake ${PROJECT_BINARY_DIR}/qorConfigVersion.cmake
         DESTINATION ${package_dir} COMPONENT devel)
 
-# The installed tree may be moved as a whole.
+# A relative path, so that the installed tree can be moved.
 file(RELATIVE_PATH prefix_from_pkgconfig ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig
      ${CMAKE_INSTALL_PREFIX})
 configure_file(cmake/qor.pc.in ${PROJECT_BINARY_DIR}/qor.pc @ONLY)

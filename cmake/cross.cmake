@@ -1,8 +1,10 @@
-# Builds for another machine, and runs what was built where that machine's programs can run:
+# A toolchain file that builds for another machine:
 #   cmake --toolchain cmake/cross.cmake -D QOR_MACHINE=s390x -D QOR_SYSROOT=DIRECTORY ...
-# scripts/cross.sh makes the directory from Debian's packages of that machine. With QOR_CLANG=ON the
-# compiler is clang, which has all machines in one; else it is that machine's own g++. QOR_EMULATOR
-# runs the programs, if this machine does not.
+#
+#   QOR_MACHINE     i386, arm64 or s390x
+#   QOR_SYSROOT     a directory with Debian's packages of that machine, unpacked; scripts/cross.sh makes it
+#   QOR_CLANG=ON    compiles with clang, else with the g++ that Debian has for that machine
+#   QOR_EMULATOR    the program that runs the tests, if this machine cannot run the programs itself
 
 set(CMAKE_SYSTEM_NAME Linux)
 list(APPEND CMAKE_TRY_COMPILE_PLATFORM_VARIABLES QOR_MACHINE QOR_SYSROOT QOR_CLANG)
@@ -43,8 +45,8 @@ set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
 
-# Programs find their loader and libraries in the directory, also those that libraries need, so that
-# nothing of that machine has to lie on this one.
+# Programs find their loader and all libraries in QOR_SYSROOT, so that no files of that machine need to be
+# installed on this one. An old RPATH, unlike RUNPATH, also applies to the libraries that libraries need.
 set(CMAKE_EXE_LINKER_FLAGS_INIT
     "-Wl,--dynamic-linker=${QOR_SYSROOT}/${loader} -Wl,--disable-new-dtags")
 set(CMAKE_BUILD_RPATH ${QOR_SYSROOT}/lib/${libraries} ${QOR_SYSROOT}/usr/lib/${libraries})

@@ -1,16 +1,16 @@
 #!/usr/bin/env python3
-"""Writes what Doxygen reads: copies of the public headers and of the pages in docs/.
+"""Writes the input of Doxygen: changed copies of the public headers and of the pages in docs/.
 
-    doc_sources.py TO
-    doc_sources.py --finish HTML    mends what Doxygen made of them
+    doc_sources.py TO               writes the copies to the directory TO
+    doc_sources.py --finish HTML    corrects the pages that Doxygen has written to the directory HTML
 
-In a header, plain comments become Doxygen's: "// text" is "/// text", with Doxygen's own marks
-escaped, and lines that are indented become examples. Each class gets links to the guides that name
-it, or else to the guide of its area. The specialisations for the standard library and for
-fmt, which Doxygen cannot place, are left out.
+In a header, "// text" becomes Doxygen's "/// text", with Doxygen's special characters escaped, and
+indented lines of a comment become code examples. Each class gets links to the guides that name it, or
+else to the guide of its area. Specialisations for the standard library and for fmt are left out, since
+Doxygen cannot assign them to a class.
 
 In a page, headings get the labels that links between pages use, and the names of public classes in
-`code` become links to the reference. The page "reference" lists every public class, by areas.
+`code` become links to the reference. The page "reference" lists every public class, by area.
 """
 
 import pathlib
@@ -21,7 +21,7 @@ import sys
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 INCLUDE = ROOT / "include" / "qor"
 DOCS = ROOT / "docs"
-# The guide of a class that no guide names.
+# The guide that a class links to if no guide names the class.
 GUIDE_OF_AREA = {
     "base": "strings", "string": "strings", "mt": "threads", "log": "logging", "timer": "timers",
     "tcp": "network", "icmp": "network", "cfg": "settings", "util": "files",
@@ -29,9 +29,9 @@ GUIDE_OF_AREA = {
     "interop": "strings",
 }
 AREAS = {
-    "base": "Views, strings, bytes, scalars, time, exceptions, the library's life",
-    "string": "Buffers, cursors, split texts, formats",
-    "mt": "Counted objects, handles, locks, threads",
+    "base": "Views, strings, bytes, scalars, time, exceptions, start and end of the library",
+    "string": "Buffers, cursors, split texts, forms",
+    "mt": "Reference-counted objects, handles, locks, threads",
     "log": "The dumper, loggers, tracing, the console",
     "timer": "Timers",
     "nbr": "The compact binary format",
@@ -44,14 +44,14 @@ AREAS = {
     "util": "Files, directories, ciphers, compression, commands, menus",
     "interop": "Formats of std::format and fmt",
 }
-# Pages about the project, whose every mention of a class would be noise on the class's own page.
+# Pages about the project: a class does not link back to them.
 NO_GUIDES = {"index", "architecture", "performance"}
 
 CLASS = re.compile(r"^(?:class|struct) (?:QOR_API )?(\w+)(?: final)?(?: :.*| \{.*|$)(?<!;)")
 EXCEPTION = re.compile(r"^QOR_DECLARE_(?:PLAIN_)?EXCEPTION\((\w+),")
-# A namespace that is opened to declare classes of it alone.
+# A namespace block that only declares classes.
 FORWARD = re.compile(r"^namespace \w+ \{\n(?:(?:class|struct) \w+;\n)+\}\n", re.MULTILINE)
-# Specialisations of what is not the library's own.
+# Specialisations of templates of other libraries.
 FOREIGN = re.compile(r"(requires .* )?struct (std|fmt)::|requires std::is_default_constructible_v<std::hash"
                      r"|inline constexpr bool std::")
 SPAN = re.compile(r"(?<!`)`([^`]+)`(?!`)")
@@ -62,12 +62,12 @@ def headers():
 
 
 def text_of(path):
-    """A file without the attributes of classes, which Doxygen cannot read."""
+    """The text of a file without __attribute__, which Doxygen cannot read."""
     return re.sub(r"__attribute__\(\(.*?\)\) ", "", path.read_text(encoding="utf-8"))
 
 
 def classes_in(path):
-    """The classes that a header defines at the top of its namespace, with their full names."""
+    """The full names of the classes that a header defines at namespace level."""
     found, scope = [], []
     text = FORWARD.sub("", text_of(path)).splitlines()
     for number, line in enumerate(text):
@@ -101,8 +101,8 @@ def brief_of(path, full):
 
 
 def classes():
-    """Full name by every spelling that means one class alone: with all namespaces, without qor::,
-    and bare."""
+    """{spelling: full name} for each spelling that means only one class: with all namespaces, without
+    qor::, and without namespaces."""
     spellings = {}
     for path in headers():
         for full in classes_in(path):
@@ -127,7 +127,7 @@ def title_of(page):
 
 
 def linked_class(code, known):
-    """The class that a piece of code names: itself, its constructor, or what a member is of."""
+    """The full name of the class that a piece of code names: the class, its constructor, or a member."""
     code = re.sub(r"<.*", "", code.strip())
     code = re.sub(r"\(.*", "", code)
     while code:
@@ -140,7 +140,7 @@ def linked_class(code, known):
 
 
 def prose(lines):
-    """The lines of a page, each with whether it is prose and no example."""
+    """Yields each line of a page, and whether the line is prose (not part of an example)."""
     fenced = False
     before = ""
     for line in lines:
@@ -168,7 +168,7 @@ def guides_by_class(known):
 
 
 def page_source(path, known):
-    # In a cell of a table Doxygen reads text in backticks as HTML and as its own marks.
+    # In a table cell, Doxygen interprets HTML and its own commands also inside backticks.
     def code(match):
         full = linked_class(match[1], known)
         if full:
@@ -203,8 +203,8 @@ def see_also(full, area, guides):
 
 
 def public_part(text):
-    """The lines of a header without the classes that are private in another one: Doxygen leaves them
-    out, but not the links to them."""
+    """The lines of a header without private nested classes: Doxygen leaves out their pages, but not the
+    links to these pages."""
     access, inside, template = {}, None, None
     for line in FORWARD.sub("", text).splitlines():
         indent = re.match(r" *", line)[0]
@@ -272,7 +272,7 @@ def header_source(path, guides):
             if text:
                 end_example()
             text = re.sub(r"([\\@<>#%&])", r"\\\1", text)
-            # A backslash in quotes would end no quote.
+            # Doxygen would read the backslash in "\" as escaping the closing quote.
             show(f"{lead}///" + text.replace('"\\\\"', "<code>\\\\</code>"))
             continue
         end_example()
@@ -297,8 +297,8 @@ def header_source(path, guides):
 
 def reference_page():
     yield "# Reference\n"
-    yield ("Every public class, by areas. `#include <qor/qor.h>` has them all; each header can also "
-           "be included alone.\n")
+    yield ("Every public class, by area. `#include <qor/qor.h>` includes all of them; you can also "
+           "include a single header.\n")
     by_area = {}
     for path in headers():
         for full in classes_in(path):
@@ -307,7 +307,7 @@ def reference_page():
         guide = GUIDE_OF_AREA[area]
         yield f"## {area}\n"
         yield f'{text}. Guide: @ref page_{guide} "{title_of(DOCS / (guide + ".md"))}".\n'
-        yield "| Class | What it is |\n|---|---|"
+        yield "| Class | Description |\n|---|---|"
         for full, path in by_area.get(area, []):
             yield f'| @ref {full} "{full.removeprefix("qor::")}" | {brief_of(path, full)} |'
         yield ""
@@ -333,8 +333,8 @@ def main(target):
 
 
 def finish(folder):
-    """What Doxygen cannot be told: pages about the files of pages go, and pictures are pictures that
-    have a text."""
+    """Changes that Doxygen has no setting for: removes the pages about the .dox files, and makes each
+    SVG an <img> with a text."""
     def picture(match):
         title = re.search("<title>(.*?)</title>", (folder / match[1]).read_text(encoding="utf-8"))
         return f'<img src="{match[1]}" alt="{title[1]}"/>'

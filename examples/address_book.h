@@ -12,8 +12,8 @@
 #include "qor/base/field.h"
 #include "qor/util/optional.h"
 
-// An address book. The codec of each class names its fields; no format, nor the dumper, needs more.
-// A tag is never reused when fields are added or removed.
+// An address book. The codec of each class lists its fields, which is all that the formats and the
+// dumper need. When you add or remove fields, never reuse a tag.
 
 struct Phone {
     qor::String kind;

@@ -1,5 +1,5 @@
-// Reads an address book from a text file, carries it through a file of each format, PREFIX.nbr
-// and so on, and shows an entry. Or converts a book from one format to another.
+// Reads an address book from a text file, writes it to a file in each format (PREFIX.nbr and so
+// on), reads each file back, and shows an entry. Or converts a book from one format to another.
 
 #include <fstream>
 #include <iostream>
@@ -157,8 +157,8 @@ constexpr Format kFormats[] = {{".nbr", readNbr, toNbr},
                                {".json", readJson, toJson},
                                {".xml", readXml, toXml}};
 
-// The formats of text have six digits of a fraction, and times to the millisecond: whether that was
-// enough for this book is seen when it is read again.
+// The text formats have six significant digits, and times in milliseconds. Reading the file back
+// shows whether this is enough for the book.
 void writeBook(const AddressBook& book, const Format& format, const std::string& path) {
     writeFile(path, format.write(book));
     if (!(format.read(path) == book)) {

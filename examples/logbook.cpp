@@ -1,5 +1,5 @@
-// Eight threads do traced work and keep a log of it. One of them raises. While they run, the log's
-// switches are read from a pml file. The log file is rotated on the way.
+// Eight threads do traced work and write it to a log. One of them raises an exception. While they
+// run, the switches of the logger are read from a pml file, and the log file is rotated.
 
 #include <algorithm>
 #include <atomic>
@@ -21,14 +21,14 @@ namespace {
 
 constexpr unsigned kThreads = 8;
 constexpr unsigned kStrokes = 400;
-constexpr unsigned kFailing = 3;  // the pump that fails in its last stroke
+constexpr unsigned kFailing = 3;  // the number of the pump that fails in its last stroke
 
 qor::logger& book() {
     static qor::logger& log = qor::logger_factory::instance("BOOK");
     return log;
 }
 
-// Half way each pump reports, and continues when the settings have been read.
+// After half of its strokes each pump increments halfWay, and waits until the settings are read.
 std::atomic<unsigned> halfWay{0};
 std::atomic<bool> settingsRead{false};
 
@@ -92,7 +92,7 @@ std::vector<std::filesystem::path> filesOf(const std::filesystem::path& log) {
     return files;
 }
 
-// From the rule above the title to the rule below.
+// Prints the block of the exception, with the rules above and below it.
 void showBlock(const std::vector<std::filesystem::path>& files) {
     for (const std::filesystem::path& file : files) {
         const std::vector<std::string> lines = linesOf(file);

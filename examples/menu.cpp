@@ -1,10 +1,10 @@
-// A menu over the library, for people and for scripts:
+// A menu of examples, for users and for scripts:
 //
-//     menu                             shows the menu, and asks
-//     menu formats/json ciphers exit   runs these, and ends
-//     menu all exit                    runs everything
+//     menu                             shows the menu, and asks for a key
+//     menu formats/json ciphers exit   runs the examples with these keys, and ends
+//     menu all exit                    runs all examples, and ends
 //
-// Keys may also come through a pipe, a line each.
+// Keys may also be piped to the standard input, one on each line.
 
 #include <iostream>
 #include <stdexcept>
@@ -76,12 +76,12 @@ void ciphers() {
     qor::String shown;
     qor::Base64::encode(qor::istr(closed), shown, false);
     say("AES, in Base64: " + shown);
-    // What is decrypted keeps the zeros that fill its last block.
+    // The decrypted text ends with the zeros that pad its last block.
     if (qor::istr(open).leftstr(text.size()) != qor::istr(text))
         throw std::runtime_error("AES lost the text");
 }
 
-// Three ticks, and the end.
+// Prints each firing, and lets another thread wait for the last one.
 class Ticks : public qor::ITimerObject {
 public:
     qor::OnTimerResult onTimer(qor::TimerId, unsigned long, void*) override {
@@ -93,14 +93,14 @@ public:
         over_ = true;
         monitor_.notifyAll();
     }
-    // After it returns, this object gets no more calls.
+    // After this returns, the timer service makes no more calls of this object.
     void wait() const {
         {
             const qor::Monitor::Lock lock(monitor_);
             while (!over_)
                 monitor_.wait();
         }
-        // The callback that has notified may not have returned yet.
+        // onTimerRelease, which has notified, may still be running.
         qor::TimerManager::instance()->waitForReleases();
     }
 

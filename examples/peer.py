@@ -1,11 +1,11 @@
 #!/usr/bin/env python3
-"""Two clients of the messenger in another language, with nothing but the standard library.
+"""Clients of the messenger in Python, with only its standard library. They implement frames
+(docs/network.md) and nbr (docs/formats.md), and check every answer of the server.
 
-    peer.py HOST PORT         talks with a server that runs
-    peer.py --with PROGRAM    starts "PROGRAM serve 0 SETTINGS LOGFILE" first, and ends it
+    peer.py HOST PORT         connects to a running server
+    peer.py --with PROGRAM    starts the server "PROGRAM serve 0 SETTINGS LOGFILE" first, and ends it
 
-They speak frames (docs/network.md) and nbr (docs/formats.md), and look at every answer. The status
-is 0 if all is as it should be.
+The exit status is 0 if all answers are as expected.
 """
 
 import socket
@@ -20,7 +20,7 @@ LOGIN, LOGIN_REPLY, LIST, LIST_REPLY, TEXT, TEXT_REPLY, BEAT, BEAT_REPLY, PRESEN
 
 
 def simple(data, mark=0):
-    """A value of bytes, behind its size."""
+    """A simple value: its size, and then the bytes."""
     size = len(data).to_bytes(4, "little").rstrip(b"\0") or b"\0"
     if size[-1] & 0x80:
         size += b"\0"
@@ -28,7 +28,7 @@ def simple(data, mark=0):
 
 
 def number(n, width):
-    """An unsigned number of at most so many bytes."""
+    """The simple value of an unsigned number with at most `width` bytes."""
     data = n.to_bytes(width, "little").rstrip(b"\0") or b"\0"
     if data[-1] & 0x80 and len(data) < width:
         data += b"\0"
@@ -45,7 +45,7 @@ def fields(values):
 
 
 def parse(data, at=0):
-    """The value there, bytes or a list of tags and values, and where it ends."""
+    """The value at an offset (bytes, or a list of tags and values), and the offset of its end."""
     if data.startswith(OPEN, at):
         items, at = [], at + len(OPEN)
         while not data.startswith(CLOSE, at):
@@ -94,12 +94,12 @@ class Peer:
         (size,) = struct.unpack(">I", self.exactly(4))
         payload = self.exactly(size)
         value, end = parse(payload)
-        assert end == size, "bytes behind the message"
+        assert end == size, "bytes after the message"
         parts = dict(value)
         return to_number(parts[1]), to_number(parts[2]), parts[3]
 
     def keep(self, kind, body):
-        """Keeps what the server sends unasked; False for anything else."""
+        """Stores a message that is no reply: a text or a presence. False for any other message."""
         kept = {TEXT: self.texts, PRESENCE: self.presences}.get(kind)
         if kept is None:
             return False
@@ -107,7 +107,7 @@ class Peer:
         return True
 
     def wait_for(self, kept, number):
-        """Waits until so many are in the list: texts, or presences."""
+        """Waits until there are `number` messages in the list `kept`: self.texts or self.presences."""
         while len(kept) < number:
             kind, _, body = self.receive()
             assert self.keep(kind, body), f"kind {kind}"
@@ -133,7 +133,7 @@ class Peer:
 
 def converse(host, port):
     zoe, ann = Peer(host, port), Peer(host, port)
-    # A frame may come in any pieces.
+    # A frame may arrive in pieces of any size.
     assert zoe.login("Zoë", piece=1)
     assert not ann.login("Zoë")
     assert ann.login("Ann", piece=3)
@@ -142,13 +142,13 @@ def converse(host, port):
     assert names == ["Ann", "Zoë"], names
     assert abs(to_number(dict(contacts[0][1])[2]) / 1e6 - time.time()) < 3600
 
-    # Present users are told of a new one; the message has the recipient's name.
+    # The arrival of a user is announced to the others; the message contains the recipient's name.
     zoe.wait_for(zoe.presences, 1)
     come = zoe.presences[0]
     assert (come[1], come[2], to_number(come[3])) == ("Zoë".encode(), b"Ann", 1), come
     assert ann.presences == []
 
-    # Names that would control other terminals, or cannot be distinguished.
+    # Names that could control other terminals, or that look like other names, are refused.
     eve = Peer(host, port)
     for name in ("", "Ann", "\x1b[2J", "a\0b", "\x9b2J", "\u202eeve", "a b", "a:", "/a", "x" * 33):
         answer = dict(eve.ask(LOGIN, {1: text(name)}))
@@ -165,13 +165,13 @@ def converse(host, port):
     first, second, third = zoe.texts
     assert (first[1], first[2], first[4]) == (b"Ann", "Zoë".encode(), b"hello"), first
     assert second[4] == b"x" * 30000
-    # The server adds the time, and marks a text to all.
+    # The server adds the time, and marks a text that was sent to all.
     assert abs(to_number(first[3]) / 1e6 - time.time()) < 3600
     assert (third[1], third[2], third[4]) == (b"Ann", "Zoë".encode(), b"hello all"), third
     assert [to_number(words[5]) for words in (first, second, third)] == [0, 0, 1]
     assert ann.texts == []
 
-    # Anything but a message ends that connection and no other.
+    # Bytes that are no message end this connection; the others continue.
     ann.send(b"\x20\x00")
     try:
         ann.receive()

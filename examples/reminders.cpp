@@ -1,10 +1,12 @@
-// Reminders by typed commands: each is a timer of the library's timer service.
+// Sets, resets and kills reminders with typed commands. Each reminder is a timer of the library's
+// timer service.
 //
 //     reminders
 //     reminders < commands.txt
 //
-// "help" shows the commands. Without a terminal it ends after the last command, when no reminder is
-// left. The leak checker watches; what is left at the end makes the status 1.
+// "help" shows the commands. If the input is no terminal, the program ends after the last command
+// as soon as there are no reminders. It runs with the leak checker; the exit status is 1 if memory
+// was not released.
 
 #include <poll.h>
 #include <unistd.h>
@@ -34,7 +36,7 @@ constexpr const char* kHelp =
     "prompt()  noprompt()\n"
     "quit\n";
 
-// The reminders by their names. The timer service's thread calls it as well as the program's.
+// The reminders by name. Used by the thread of the timer service and by the main thread.
 class Reminders : public qor::ITimerObject {
 public:
     void obey(const std::string& line) {
@@ -55,7 +57,7 @@ public:
         const qor::Monitor::Lock lock(monitor_);
         return reminders_.empty();
     }
-    // When it returns, no timer knows of the reminders any more.
+    // After this returns, the timer service makes no more calls of this object.
     void killAll() {
         for (const auto& [number, reminder] : all())
             TimerManager::instance()->killTimer(reminder.id);
@@ -64,7 +66,7 @@ public:
             while (!reminders_.empty())
                 monitor_.wait();
         }
-        // The callback that has notified may not have returned yet.
+        // onTimerRelease, which has notified, may still be running.
         TimerManager::instance()->waitForReleases();
     }
 
@@ -101,7 +103,7 @@ private:
         const qor::Monitor::Lock lock(monitor_);
         return reminders_;
     }
-    // Empty if there is none.
+    // An empty id if there is no reminder of this name; prints a message then.
     TimerId idOf(const std::string& name) const {
         for (const auto& [number, reminder] : all()) {
             if (reminder.name == name) return reminder.id;
@@ -110,8 +112,8 @@ private:
         return TimerId();
     }
 
-    // The timer may fire before its id is stored, so it is stored by the number that the callback
-    // gets.
+    // The timer may fire before its id is stored. So a reminder is stored under its number, which
+    // the callbacks get.
     void set(const std::string& name, unsigned long milliseconds, unsigned long times) {
         const unsigned long number = next_++;
         {
@@ -145,13 +147,13 @@ private:
         console::print(text.empty() ? "no reminders\n" : text.c_str());
     }
 
-    // Never held while the timer service is called: it may be calling back.
+    // Never locked while the timer service is called, since a callback may be waiting for it.
     qor::Monitor monitor_;
     All reminders_;
-    unsigned long next_ = 1;  // of the program's thread
+    unsigned long next_ = 1;  // used by the main thread only
 };
 
-// Whether the input has an end and has come to it: it is readable, and no line comes.
+// Whether the input is no terminal and has ended: then it is readable although there is no line.
 bool inputIsOver() {
     pollfd input{STDIN_FILENO, POLLIN, 0};
     return isatty(STDIN_FILENO) == 0 && poll(&input, 1, 0) > 0;

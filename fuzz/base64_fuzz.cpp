@@ -1,5 +1,5 @@
-// Base64 takes any text: every implementation that this machine can run agrees with a plain one,
-// and all bytes read back from their text.
+// Base64: for any text, every implementation that this machine can run gives the result of a simple
+// decoder, and encoded bytes read back unchanged.
 
 #include <algorithm>
 #include <iterator>
@@ -54,7 +54,8 @@ void check(istr given) {
 
 extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t size) {
     check(istr(data, size));
-    // Short inputs do not reach the code for many characters at once: the same after a long text.
+    // Also with a long text before the input, since the code for many characters at once does not
+    // run for short inputs.
     std::string longer(size % 256, 'Q');
     longer.append(reinterpret_cast<const char*>(data), size);
     longer.append(100, 'x');

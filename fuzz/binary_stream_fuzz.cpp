@@ -1,4 +1,4 @@
-// A BinaryInStream takes any bytes: the first bytes select the types that are read from the others.
+// BinaryInStream: the first bytes of the input select the types that are read from the other bytes.
 
 #include <string>
 
@@ -14,7 +14,7 @@ void readOne(BinaryInStream& in) {
     in.read(value);
 }
 
-// Not more than there is room for.
+// Reads into a small buffer, and checks that the stream does not report more bytes than fit.
 void readIntoRoom(BinaryInStream& in) {
     char room[5];
     unsigned long size = sizeof room;

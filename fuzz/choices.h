@@ -6,7 +6,8 @@
 
 #include "qor/base/base_type_string.h"
 
-// The bytes of an input as decisions of a target that builds a tree; zeros after the end.
+// Turns the bytes of an input into decisions, for targets that build a tree. After the end of the
+// input, all bytes are 0.
 class Choices {
 public:
     explicit Choices(qor::istr input) : input_(input) {}
@@ -17,7 +18,7 @@ public:
         ++input_;
         return static_cast<unsigned char>(c);
     }
-    // Fewer than `most` bytes, any.
+    // Any bytes, fewer than `most`.
     std::string bytes(unsigned most) {
         const qor::istr taken = input_.next(byte() % most);
         return std::string(std::string_view(taken));

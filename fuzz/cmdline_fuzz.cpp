@@ -1,4 +1,4 @@
-// Lines that arrive at the console in parts are read whole, in order and once.
+// CmdLineQueue: lines that arrive in parts are read whole, in order and once.
 
 #include <unistd.h>
 
@@ -13,7 +13,7 @@ namespace {
 
 using namespace qor;
 
-// Standard input is a pipe of this program.
+// The standard input is a pipe to which this program writes.
 const int input = [] {
     int ends[2];
     require(pipe(ends) == 0 && dup2(ends[0], STDIN_FILENO) == STDIN_FILENO);
@@ -23,8 +23,8 @@ const int input = [] {
 
 }  // namespace
 
-// The first byte decides the length of the parts. All lines of an input are read; a last part
-// without a line feed gets one, since it would otherwise belong to the next input.
+// The first byte decides the length of the parts. All lines of an input are read. If the last line
+// has no line feed, one is added, since the line would otherwise continue in the next input.
 extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t size) {
     constexpr std::size_t kMost = 4096;
     if (size < 2 || size > kMost) return 0;
@@ -41,7 +41,7 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t siz
         }
         String line("before");
         require(console::readline(line));
-        // What is malformed in the code page is replaced.
+        // Text that is malformed in the code page is replaced.
         std::wstring expected;
         ansiToWstring(istr(text.data() + begin, end - begin), expected);
         require(line == String(expected));

@@ -1,5 +1,5 @@
-// Text of any bytes in any code page becomes wide text and the reverse: nothing is written after
-// the room, text is cut only between characters, and UTF-8 agrees with a plain decoder.
+// Conversion of any bytes in any code page to wide text and back: nothing is written beyond the end
+// of the buffer, text is cut only between characters, and UTF-8 agrees with a simple decoder.
 
 #include <algorithm>
 #include <string>
@@ -16,7 +16,7 @@ using namespace qor::platform;
 constexpr long kUtf8 = 65001;
 constexpr long kPages[] = {kUtf8, 0, 437, 932, 936, 949, 950, 1200, 1252, 20866, 28591, 54936, -1};
 
-// Blocks of exactly the size, so that a sanitizer detects access outside of them.
+// Buffers are heap blocks of exactly the needed size, so that a sanitizer detects access outside.
 std::wstring wide(long page, const std::string& text, std::size_t room) {
     std::vector<wchar_t> out(room);
     const std::vector<char> exact(text.begin(), text.end());
@@ -34,7 +34,7 @@ std::string narrow(long page, const std::wstring& text, std::size_t room) {
     return std::string(out.data(), static_cast<std::size_t>(count));
 }
 
-// Every form that this machine has makes the same of a text, in any room.
+// Checks that every form that this machine can run gives the same result, with any buffer size.
 void requireAlike(const std::string& text, const std::wstring& values, std::size_t room) {
     const Utf8Form& plain = utf8Forms().back();
     for (const Utf8Form& form : utf8Forms()) {
@@ -71,10 +71,10 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t siz
     require(back.starts_with(narrow(page, whole, std::min(cut, most))));
     if (page == kUtf8) {
         require(std::all_of(whole.begin(), whole.end(), isCharacter));
-        // What was decoded is well-formed, so nothing is lost any more.
+        // Decoded text is well-formed, so that it reads back unchanged.
         require(wide(page, back, back.size()) == whole);
     }
-    // Any values, which are no characters more often than not.
+    // The bytes of the input as wide characters, most of which are invalid.
     std::wstring values(text.size() / sizeof(wchar_t), L'\0');
     std::copy_n(text.data(), values.size() * sizeof(wchar_t),
                 reinterpret_cast<char*>(values.data()));

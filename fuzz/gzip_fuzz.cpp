@@ -1,5 +1,5 @@
-// Compressed content may be anything: as a gzip file, as the deflated data of one and as a zlib
-// stream into a bounded buffer. And whatever is compressed comes back.
+// Uncompressing any bytes: as a gzip file, as deflated data, and as a zlib stream with a limit for
+// the size of the output. Compressed bytes read back unchanged.
 
 #include <algorithm>
 #include <memory>
@@ -32,7 +32,7 @@ std::string gzip(istr data) {
 void unpack(istr data) {
     const std::string content = gunzip(data);
     if (data.beginWith("\x1F\x8B")) {
-        // Deflated data grows by less than 1032.
+        // Uncompressed data has less than 1032 times the size of the deflated data.
         require(content.size() <= data.size() * 1032);
     } else if (data.size() > 1 || !data.beginWith("\x1F")) {
         require(data == content);

@@ -1,5 +1,5 @@
-// A tree that is built by code and written in either layout reads back as it was, but for the nulls
-// in its arrays. Keys are such as the format carries.
+// A JSON tree that is built by code and written in either layout reads back unchanged, except for
+// nulls in arrays. All keys are such that the format keeps them.
 
 #include <vector>
 
@@ -19,7 +19,7 @@ std::string keyOf(Choices& choices) {
     return key.empty() ? "k" : key;
 }
 
-// What a tree is without the nulls of its arrays, all of the way down.
+// Whether two trees are equal, at all levels, if the nulls in the arrays of the first are left out.
 void compare(const JsonUnit& left, const JsonUnit& right) {
     if (const JsonArray* const array = left.arrayValue()) {
         const JsonArray* const other = right.arrayValue();
@@ -83,8 +83,8 @@ void build(Choices& choices, JsonUnit& root) {
             default:
                 child << choices.bytes(24);
         }
-        // An opened unit stays in its array, whose elements may move: it is open only while nothing
-        // is appended there.
+        // The elements of an array move when one is appended: nothing is appended to an array while
+        // a unit in it is open.
         if ((action == 5 || action == 6) && open.size() < kMostOpen) open.push_back(&child);
     }
 }

@@ -1,7 +1,7 @@
-// The JSON parser takes any bytes, and agrees with a plain parser. Text written in either layout
-// reads back the same, except for some keys. Values that are taken out of the tree, changed, moved
-// and kept, in an order that the input decides, agree with a plain tree after the same steps. Views
-// of a document show the plain tree.
+// The JSON parser: for any bytes, it agrees with a simple parser. Text that is written in either
+// layout reads back unchanged, except for some keys. Values are removed from the tree, changed,
+// moved and kept, in an order that the input decides; then the tree agrees with a simple tree after
+// the same steps. Views of a document show the simple tree.
 
 #include <iterator>
 #include <map>
@@ -20,16 +20,16 @@ namespace {
 using namespace qor;
 using namespace qor::json;
 
-// A plain tree. A null is a slot without a value.
+// The simple tree. A null is a slot without a value.
 struct Value;
 using Slot = std::shared_ptr<Value>;
 struct Value {
     enum Kind { Boolean, Number, String, Array, Object };
     Kind kind;
-    std::string text;  // with nothing escaped
+    std::string text;  // unescaped
     std::vector<Slot> elements;
     std::map<std::string, Slot> pairs;
-    int changes = 0;  // of the text, and of where it is kept
+    int changes = 0;  // counts changes of the text and of its address
 };
 
 Slot makeValue(Value::Kind kind, const std::string& text = std::string()) {
@@ -51,7 +51,7 @@ std::string escape(const std::string& text) {
     return out + "\"";
 }
 
-// In compact form.
+// The tree as text in compact form.
 std::string written(const Slot& value) {
     if (value == nullptr) return "null";
     if (value->kind == Value::String) return escape(value->text);
@@ -64,7 +64,7 @@ std::string written(const Slot& value) {
     return value->kind == Value::Array ? "[" + out + " ]" : "{" + out + " }";
 }
 
-// The format in the plainest form: by recursion, a byte at a time.
+// The simple parser: it recurses, and reads byte by byte.
 class Plain {
 public:
     explicit Plain(const std::string& text) : text_(text) {}
@@ -160,7 +160,7 @@ private:
         while (!atEnd()) {
             const std::string key = unescape(name()).value_or(std::string());
             if (!key.empty()) {
-                // In this order: the value is read first.
+                // The value must be read before the key is inserted.
                 Slot read = value();
                 made->pairs[key] = std::move(read);
             }
@@ -234,8 +234,8 @@ void requireSeen(JsonView view, const Slot& plain) {
     require(std::string(view.text()) == plain->text);
 }
 
-// Does the same steps to a parsed tree and to a plain one. The bytes of the input select the steps,
-// the last byte first, since they may follow the text.
+// Applies the same steps to a parsed tree and to a simple one. The bytes of the input select the
+// steps; the last byte is used first, since these bytes may follow the text.
 class Changes {
 public:
     Changes(const std::string& choices, Handle<JsonValue> tree, Slot plain)
@@ -258,7 +258,8 @@ private:
         Handle<JsonValue> value;
         Slot plain;
     };
-    // Good as long as there are no changes, also when only the handle is left.
+    // A view of a text. It is valid until the text changes, also if only the handle of the value is
+    // left.
     struct View {
         istr text;
         Handle<JsonValue> value;
@@ -272,7 +273,7 @@ private:
     unsigned choose(std::size_t n) {
         const std::size_t i = next_++ % choices_.size();
         const auto byte = static_cast<unsigned char>(choices_[choices_.size() - 1 - i]);
-        // Other choices when the bytes come again.
+        // The bytes are used again, with other choices.
         return static_cast<unsigned>((byte + next_ / choices_.size() * 5) % n);
     }
     bool is(Value::Kind kind) const { return *plain_ != nullptr && (*plain_)->kind == kind; }
@@ -304,7 +305,7 @@ private:
             case 7:
                 return swap();
             case 8:
-                // Continues with a part of the tree only.
+                // Continues with only a part of the tree.
                 if (choose(4) == 0) toRoot(JsonUnit(*unit_), Slot(*plain_));
                 return;
             default:
@@ -344,7 +345,7 @@ private:
         require(std::string(unit.stringValue()->getValue()) == (*plain_)->text);
         ++(*plain_)->changes;
     }
-    // The value of a slot, which is a new one if it is of another kind.
+    // The value of a slot. If it is of another kind, it is replaced by a new value.
     Value& plainValue(Value::Kind kind, const std::string& text = std::string()) {
         if (!is(kind)) *plain_ = makeValue(kind, text);
         return **plain_;
@@ -358,7 +359,7 @@ private:
                 return;
             case 1:
                 if (text.empty()) {
-                    // Of 1 to 9 digits, since the small ones are kept in another way.
+                    // 1 to 9 digits, since short numbers are stored in the unit itself.
                     const long number = 314159265L >> choose(28);
                     *unit_ << number;
                     setPlain(Value::Number, std::to_string(number));
@@ -395,7 +396,7 @@ private:
             (*unit_)[key];
             (*plain_)->pairs[key];
         } else if (is(Value::Array)) {
-            // A value that is in the tree more than once doubles the written text.
+            // The text may grow very large if a value is in the tree more than once.
             if (++added_ > 6 || (*plain_)->elements.empty()) {
                 unit_->newChild();
                 (*plain_)->elements.emplace_back();
@@ -440,14 +441,14 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t siz
         return std::string(document.root().encode(false, false, 0));
     });
     require(seen == outcome);
-    // The plain form recurses.
+    // The simple parser recurses, so that the depth is limited.
     if (size < 5000) {
         Slot plain;
         const std::string expected = outcomeOf([&] {
             plain = Plain(text).parse();
             return written(plain);
         });
-        // A message ends at its first zero.
+        // The message of an exception ends at its first zero byte.
         require(tree ? outcome == expected : outcome == expected.c_str());
         if (tree) requireSeen(document.root(), plain);
         if (tree) Changes(text, JsonParser::from(istr(data, size)), std::move(plain)).run();
@@ -456,7 +457,7 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t siz
     const Optional<String> value = JsonString::unescape(text);
     require(!value.isSet() || JsonString::unescape(JsonString::escape(value)) == value);
     if (!tree) return 0;
-    // Keys are written unchanged: one with a quote or a backslash in it, which was escaped in the
+    // Keys are written unchanged: a key with a quote or a backslash, which was escaped in the
     // input, does not read back.
     const bool comesBack = text.find('\\') == std::string::npos;
     for (const bool pretty : {false, true}) {

@@ -1,5 +1,5 @@
-// Every form that this machine has finds the same structure in any bytes and copies them, and the
-// index gives it however the text is cut.
+// The structure index of JSON: for any bytes, every form that this machine can run finds the same
+// structure and copies the bytes, and the index gives this structure wherever the text ends.
 
 #include <algorithm>
 #include <string>
@@ -23,13 +23,13 @@ struct Found {
     bool operator==(const Found&) const = default;
 };
 
-// Text after an end is ignored.
+// Checks the copy up to the end of the outermost value. The parser ignores the text after it.
 void requireCopied(const char* text, std::size_t size, const std::vector<char>& copy,
                    const Found& found) {
     require(std::equal(text, text + (found.ended ? found.positions.back() : size), copy.begin()));
 }
 
-// `text` is whole blocks.
+// The size of `text` is a multiple of the block size.
 Found foundIn(const StructureForm& form, const std::vector<char>& text, std::size_t blocksAtOnce) {
     std::vector<ulong32> room(text.size() + kBlock);
     std::vector<char> copy(text.size());
@@ -62,7 +62,7 @@ void requireIndexed(const StructureForm& form, const char* text, ulong32 size, c
     requireCopied(text, size, copy, found);
 }
 
-// The text is at the very end of its memory.
+// The text ends where its heap block ends, so that a sanitizer detects reading beyond it.
 void check(const char* text, std::size_t size) {
     std::vector<char> blocks(text, text + size);
     blocks.resize((size + kBlock - 1) / kBlock * kBlock, ' ');
@@ -80,7 +80,7 @@ void check(const char* text, std::size_t size) {
 extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t size) {
     const auto* const text = reinterpret_cast<const char*>(data);
     check(text, size);
-    // The same over other edges: after a part of a block, and where the index reads more text.
+    // Also at other positions: after a part of a block, and where the index reads the next text.
     for (const std::size_t before : {size % kBlock, 4096 - size % kBlock}) {
         std::vector<char> longer(before, ' ');
         longer.insert(longer.end(), text, text + size);

@@ -1,4 +1,4 @@
-// The nbr parser takes any bytes: a tree that can be shown and copied, or DecodeException.
+// The nbr parser: any bytes give a tree that can be shown and copied, or DecodeException.
 
 #include <memory>
 

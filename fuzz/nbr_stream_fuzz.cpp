@@ -1,4 +1,5 @@
-// Reads objects of every type from any bytes: the objects are written, and read back the same.
+// nbr streams: objects of every type are read from any bytes; the objects are written, and read
+// back unchanged.
 
 #include <list>
 #include <map>

@@ -1,5 +1,5 @@
-// Numbers are read from any text as a stream reads them, and common decimals as the standard
-// library reads them.
+// Numbers: any text is read as a C++ stream reads it, and common decimals as std::strtod reads
+// them.
 
 #include <cstdlib>
 #include <cstring>
@@ -47,8 +47,8 @@ void checkType(const std::string& text, std::istringstream& in) {
     require(isSame(static_cast<Narrow>(read), wanted));
 }
 
-// What decimal::read takes are digits and a point and no others.
-// The text is at the very end of its memory.
+// Checks that a text that decimal::read accepts is a number as a whole, with the value that strtod
+// gives. The text ends where its heap block ends, so that a sanitizer detects reading beyond it.
 void checkDecimal(const std::vector<char>& text) {
     const std::optional<double> read = decimal::read({text.data(), text.size()});
 #if defined(__SIZEOF_INT128__)
@@ -62,7 +62,7 @@ void checkDecimal(const std::vector<char>& text) {
     require(isSame(*read, wanted));
 }
 
-// The bytes as a number of the kind that is read fast, which random ones seldom are.
+// Turns the bytes into a decimal of the kind that has a fast path, which random bytes seldom are.
 std::string asDecimal(const std::string& bytes) {
     std::string text;
     for (const char c : bytes.substr(0, 22))
@@ -87,7 +87,7 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t siz
         checkType<unsigned long>(text, in);
         checkType<long long>(text, in);
         checkType<unsigned long long>(text, in);
-#ifndef _LIBCPP_VERSION  // whose streams read other numbers
+#ifndef _LIBCPP_VERSION  // the streams of libc++ read numbers by other rules
         checkType<float>(text, in);
         checkType<double>(text, in);
 #endif

@@ -1,5 +1,6 @@
-// A tree that is written in any layout reads back unchanged, except for the classes of scalars and
-// the difference between no value, no text and no children, which the format does not keep.
+// A pml tree that is written in any layout reads back unchanged. Only the classes of scalars, and
+// the difference between a missing value, an empty text and an empty list, are not kept by the
+// format.
 
 #include <sstream>
 
@@ -14,7 +15,7 @@ using namespace qor;
 using namespace qor::pml;
 using ntv::Unit;
 
-// Blanks at the ends of a token would be trimmed.
+// Returns a token without blanks at its beginning and end, which the parser removes.
 std::string tokenOf(Choices& choices, std::string_view alphabet) {
     std::string text = choices.token(alphabet);
     StrTrimRight(text);
@@ -49,7 +50,7 @@ ntv::ValueBase* typedValue(Choices& choices) {
     }
 }
 
-// What a typed value reads back as.
+// The text as which a typed value is read back.
 String textOf(const ntv::ValueBase& value) {
     std::ostringstream os;
     value.dump(os);
@@ -57,7 +58,7 @@ String textOf(const ntv::ValueBase& value) {
     return text.trimLeftRight('\'');
 }
 
-// The tree that is written, and the one that is to be read.
+// Builds two trees: the one that is written, and the one that must be read back.
 struct Trees {
     Unit written;
     Unit expected;
@@ -89,7 +90,7 @@ void build(Choices& choices, Trees& trees) {
         } else if (action == 5) {
             child->initValueAsList();
         }
-        // A unit that is opened for children holds nothing else.
+        // A unit with children has no other value.
         for (Unit* parent : {written, expected}) {
             if (parent->simple()) parent->initValueAsList();
         }
@@ -108,7 +109,7 @@ void build(Choices& choices, Trees& trees) {
     }
 }
 
-// A list without children reads back as no text.
+// An empty list reads back as an empty text.
 void normalize(Unit& root) {
     std::vector<Unit*> open{&root};
     while (!open.empty()) {

@@ -1,4 +1,4 @@
-// The pml parser takes any bytes, and makes the same of them whatever source they come from.
+// The pml parser: any bytes give the same result from every kind of source.
 
 #include <sstream>
 
@@ -11,7 +11,7 @@ namespace {
 using namespace qor;
 using namespace qor::pml;
 
-// The outcome of a source: the tree, complete or not, the error, and the unread rest.
+// The result of parsing a source: the tree, complete or not, the error, and the rest of the input.
 struct Outcome {
     ntv::Unit tree;
     std::string failure;
@@ -48,7 +48,7 @@ void fromPointer(const Char* text, bool valueString, Outcome& outcome) {
 }
 
 void check(const std::string& input, bool valueString) {
-    // Text ends at its first zero.
+    // Text in memory ends at its first zero byte.
     const std::string text = input.c_str();
     Outcome narrow;
     fromPointer(text.c_str(), valueString, narrow);
@@ -63,7 +63,7 @@ void check(const std::string& input, bool valueString) {
     parse(view, valueString, viewed);
     require(viewed == narrow);
 
-    // The text may be that of the unit itself.
+    // The parsed text may be a text of the unit itself.
     Outcome own;
     own.rest = narrow.rest;
     own.tree << text;
@@ -71,7 +71,7 @@ void check(const std::string& input, bool valueString) {
     parse(ownText, valueString, own);
     require(own == narrow);
 
-    // Malformed text changes when it is converted.
+    // Text that is not UTF-8 changes in the conversion to wide text.
     const std::wstring wideText = String(text).toWstring();
     if (String(wideText) == text) {
         Outcome wide;

@@ -11,7 +11,7 @@ namespace fuzz {
 
 using qor::pml::ntv::Unit;
 
-// The same names, types and values, all of the way down.
+// Whether two trees have the same names, types and values, at all levels.
 inline bool isSame(const Unit& left, const Unit& right) {
     std::vector<std::pair<const Unit*, const Unit*>> open{{&left, &right}};
     while (!open.empty()) {
@@ -30,7 +30,8 @@ inline bool isSame(const Unit& left, const Unit& right) {
     return true;
 }
 
-// Every child has its parent and its index, and is found by its name or by its index.
+// Checks that every child refers to its parent, has its index, and is found by its name or its
+// index.
 inline bool isSound(const Unit& root) {
     std::vector<const Unit*> open{&root};
     while (!open.empty()) {

@@ -1,5 +1,5 @@
-// A format of any bytes, with any flag and right characters, agrees with a plain implementation of
-// the rules, for any number of values.
+// Printf: for a form of any bytes, with any characters that begin and end a tag, and any number of
+// values, the result agrees with a simple implementation of the rules.
 
 #include <algorithm>
 #include <string>
@@ -12,7 +12,7 @@ namespace {
 
 using namespace qor;
 
-// The rules again, without a list of tags. A tag that is still open at the end is one too.
+// The simple implementation. A tag without an end also counts as a tag.
 std::string filled(const std::string& format, char flag, char right,
                    const std::vector<std::string>& values) {
     std::string out;
@@ -32,7 +32,7 @@ std::string filled(const std::string& format, char flag, char right,
 extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t size) {
     if (size < 3) return 0;
     const char flag = static_cast<char>(data[0]), right = static_cast<char>(data[1]);
-    // A zero ends a format.
+    // A form ends at its first zero byte.
     if (flag == '\0' || right == '\0') return 0;
     const std::size_t count = data[2] % 8;
     std::string format(data + 3, data + size);
@@ -41,7 +41,7 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t siz
     const Printf text(format.c_str(), flag, '{', right);
     std::vector<std::string> values;
     for (std::size_t i = 0; i < count; ++i) {
-        // Values with flags in them are no formats.
+        // Tags in values are not replaced.
         values.push_back(std::string(1, flag) + std::to_string(i) + right);
         text.replaceNext(values.back());
     }

@@ -1,4 +1,5 @@
-// Runs a fuzz target once for each file of a directory, where libFuzzer is not linked.
+// The main function of a target without libFuzzer: runs the target once for each file of the given
+// directories.
 
 #include <cstddef>
 #include <cstdint>

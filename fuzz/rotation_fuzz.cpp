@@ -1,5 +1,5 @@
-// A log with a name of any bytes, beside files with names of any bytes, rotates: no line is lost
-// while there are fewer files than the count, and no other file is changed.
+// The rotation of a log with any name, in a directory with files of any names: no line is lost
+// while there are fewer files than the maximum, and no other file is changed.
 
 #include <algorithm>
 #include <cstdlib>
@@ -42,7 +42,7 @@ private:
 
 const Directory directory;
 
-// One path component, or nothing.
+// The text as a file name: without separators and zeros; empty instead of "." and "..".
 std::string nameOf(std::string text) {
     std::erase_if(text, [](char c) { return c == '/' || c == '\\' || c == '\0'; });
     text.resize(std::min<std::size_t>(text.size(), 100));
@@ -66,7 +66,8 @@ std::string contentOf(const std::string& path) {
     return {std::istreambuf_iterator<char>(file), {}};
 }
 
-// Whether rotation moves the file: base, "_", a number and the extension.
+// Whether the rotation renames the file: its name is the base name, "_", a number and the
+// extension.
 bool isOld(const std::string& name, const std::string& log) {
     const std::size_t dot = std::min(log.rfind('.'), log.size());
     const std::string base = log.substr(0, dot) + "_", extension = log.substr(dot);
@@ -80,7 +81,8 @@ bool isOld(const std::string& name, const std::string& log) {
 
 }  // namespace
 
-// The name of the log, and on further lines those of files that are there already.
+// The first line of the input is the name of the log; further lines are the names of existing
+// files.
 extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t size) {
     directory.clear();
     const std::vector<std::string> lines = parts(data, std::min<std::size_t>(size, 1000));

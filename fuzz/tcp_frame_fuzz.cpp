@@ -1,5 +1,5 @@
-// A server takes any bytes in any portions from a client that closes or resets: the callback gets
-// complete frames in order, nothing of an incomplete one, and the end once.
+// TcpServer: a client sends any bytes in any portions, and closes or resets the connection. The
+// callback gets the complete frames in order, no part of an incomplete one, and onClosed once.
 
 #include <arpa/inet.h>
 #include <sys/socket.h>
@@ -50,7 +50,7 @@ private:
     bool closed_ = false;
 };
 
-// They live as long as the process.
+// Never destroyed: all inputs use the same server and callback.
 struct Service {
     Service() {
         constexpr int kSocketBuffer = 65536;
@@ -75,7 +75,8 @@ void sendTo(int socket, const std::string& bytes) {
             static_cast<ssize_t>(bytes.size()));
 }
 
-// The whole frames. Lengths are made small where they are, so that a frame ends within the input.
+// The payloads of the complete frames in the input. Reduces the lengths in the input, so that more
+// frames are complete.
 std::vector<std::string> split(std::string& stream, bool bounded) {
     constexpr std::size_t kHeader = 4;
     constexpr std::uint32_t kBound = 1024;
@@ -96,8 +97,8 @@ std::vector<std::string> split(std::string& stream, bool bounded) {
 
 }  // namespace
 
-// The first byte decides about bounds of lengths, the second about the end, the third about the
-// portions.
+// The first byte selects the limit for lengths, the second one the kind of end, and the third one
+// the size of the portions.
 extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t size) {
     if (size < 3) return 0;
     static Service& service = *new Service;
@@ -107,7 +108,7 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t siz
     const bool reset = data[1] % 4 == 0;
     const std::size_t portion = 1 + data[2];
 
-    // A connection that is reset before the server has accepted it is not reported.
+    // The server reports no connection that was reset before it was accepted.
     const int socket = connectTo(service.server.getLocalPort());
     sendTo(socket, std::string(4, '\0'));
     service.receiver->waitForFrame();

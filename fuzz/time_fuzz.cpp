@@ -1,5 +1,5 @@
-// Times read any text, and their own text reads back: calendar texts of times that the platform can
-// break down, and numbers of milliseconds.
+// Time: any text can be read, and the text of a time reads back: calendar texts of times that have
+// a calendar date on this platform, and numbers of milliseconds.
 
 #include <cstdint>
 #include <cstdlib>
@@ -14,19 +14,19 @@ namespace {
 
 using namespace qor;
 
-// No clock is put back in this zone.
+// A time zone without daylight saving time, in which no local time occurs twice.
 const bool inZone = [] {
     setenv("TZ", "UTC-1", 1);
     return true;
 }();
 
 void requireReadsBack(const Time& time) try {
-    // It is shown as no time at all.
+    // A time of 0 is shown as a null time.
     if (time.toMilliSeconds() == 0) return;
     const String text = time.toDateTime();
     require(Time::fromString(text).toDateTime() == text);
 } catch (const InvalidDataException&) {
-    // A year that has no calendar.
+    // A year that the calendar functions cannot represent.
 }
 
 }  // namespace
@@ -44,8 +44,8 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t siz
     std::int64_t milliseconds = 0;
     if (size < sizeof milliseconds) return 0;
     std::memcpy(&milliseconds, data, sizeof milliseconds);
-    // Seconds have 32 bits in a calendar text, and before 1970 milliseconds are negative, with a
-    // sign that three digits have no room for.
+    // A calendar text is limited to seconds of 32 bits. Before 1970 the milliseconds are negative,
+    // and the field of three digits has no room for the sign.
     milliseconds %= std::int64_t(1000) << 31;
     if (milliseconds < 0) milliseconds -= milliseconds % 1000;
     requireReadsBack(Time::milliSeconds(milliseconds));

@@ -1,4 +1,5 @@
-// Any text is escaped and decoded without loss, and any text is decoded as the rules have it.
+// Escaping in XML: any text that is escaped decodes unchanged, and any text is decoded like in a
+// simple implementation.
 
 #include <string>
 
@@ -10,7 +11,7 @@ namespace {
 
 using namespace qor;
 
-// The rules again, byte for byte.
+// The simple implementation, byte by byte.
 std::string decoded(const std::string& text) {
     std::string out;
     for (std::size_t i = 0; i < text.size(); ++i) {

@@ -1,5 +1,5 @@
-// A tree that is written reads back as it was, but for text that is white space alone, which the
-// format does not keep.
+// An XML tree that is written reads back unchanged, except for text that is only white space, which
+// the format does not keep.
 
 #include <algorithm>
 
@@ -11,7 +11,7 @@ namespace {
 
 using namespace qor;
 
-// Any bytes but zeros.
+// A text of any bytes except zeros.
 String textOf(Choices& choices) {
     String text = choices.bytes(12);
     std::replace(text.begin(), text.end(), '\0', ']');
@@ -27,7 +27,7 @@ bool isBlank(const String& text) {
     return text.find_first_not_of(" \t\r\n") == String::npos;
 }
 
-// Whether there is a node with text and children, whose text gains white space in pretty form.
+// Whether the tree has a node with text and children: the pretty form adds white space to its text.
 bool build(Choices& choices, XMLNode& root) {
     bool mixed = false;
     for (XMLNode* node = &root; !choices.atEnd();) {

@@ -1,5 +1,5 @@
-// The XML parser takes any bytes, up to the first zero, and makes a sound tree of them; each
-// further step after the first root consumes input.
+// The XML parser: any bytes up to the first zero give a consistent tree, and each further step
+// after the first root consumes input.
 
 #include <memory>
 #include <string>
@@ -11,7 +11,7 @@ namespace {
 
 using namespace qor;
 
-// Counts the calls, and checks their arguments.
+// Counts the calls of the callback, and checks their arguments.
 struct Counter : XMLParserCallback {
     int begun = 0;
     int ended = 0;
@@ -36,11 +36,11 @@ struct Counter : XMLParserCallback {
 
 struct Outcome {
     std::unique_ptr<XMLNode> tree;
-    unsigned line = 0;  // of the failure
+    unsigned line = 0;  // the line of the failure
     Counter calls;
 };
 
-// Gives the whole text to the parser, or its first root and then each further step.
+// Parses the whole text at once, or the first root and then one step after another.
 Outcome outcomeOf(istr text, bool further) {
     Outcome outcome;
     XMLParser parser;

@@ -11,7 +11,7 @@ namespace fuzz {
 
 using qor::XMLNode;
 
-// The same names, texts and attributes, all of the way down.
+// Whether two trees have the same names, texts and attributes, at all levels.
 inline bool isSame(const XMLNode& left, const XMLNode& right) {
     std::vector<std::pair<const XMLNode*, const XMLNode*>> open{{&left, &right}};
     while (!open.empty()) {
@@ -30,7 +30,8 @@ inline bool isSame(const XMLNode& left, const XMLNode& right) {
     return true;
 }
 
-// Every child has its parent and is found by its name, and every attribute has its node.
+// Checks that every child refers to its parent and is found by its name, and that every attribute
+// refers to its node.
 inline bool isSound(const XMLNode& root) {
     std::vector<const XMLNode*> open{&root};
     while (!open.empty()) {

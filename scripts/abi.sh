@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
-# Watches what programs have of the library: nothing that the last release of this version exported
-# may be gone, nothing is exported that the headers do not show, and the library is hardened.
+# Checks the shared library: each symbol in abi/libqor.symbols is still exported, no symbol of other
+# libraries is exported, and the library is hardened.
 #   scripts/abi.sh            compares with abi/libqor.symbols
-#   scripts/abi.sh --renew    writes that file anew, at a release
+#   scripts/abi.sh --renew    writes that file again; use it at a release
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -19,8 +19,8 @@ version=$(sed -n 's/^project(qor VERSION \([0-9.]*\).*/\1/p' CMakeLists.txt)
 baseline=abi/libqor.symbols
 mkdir -p build/abi
 
-# A line for each symbol. Those of the standard library's templates, which every program makes for
-# itself where the library has none, are not the library's.
+# Prints the version, then a line for each exported symbol. Instances of the standard library's
+# templates are left out: a program compiles its own ones if the library does not export them.
 symbols() {
     abidw --no-corpus-path --exported-interfaces-only "$1" >build/abi/all.abi
     echo "version $version"
@@ -48,7 +48,7 @@ foreign=$(tail -n +2 build/abi/symbols | cut -d' ' -f2 | c++filt | grep -v -E '(
 [ -z "$foreign" ] || fail "exported, and not qor's: $foreign"
 
 has() {
-    # Not grep -q, which would end readelf in its midst.
+    # Not grep -q: it ends at the first match, and readelf would then fail with SIGPIPE.
     readelf -W "$1" "$library" | grep -E "$2" >/dev/null || fail "the library has no $3"
 }
 has -l 'GNU_RELRO' 'RELRO'

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Sets up, builds and runs the benchmarks, each beside its peers. Medians of several runs are shown.
-#   scripts/bench.sh [FILTER]    a regular expression over the names of benchmarks
+# Sets up, builds and runs the benchmarks of qor and its peers. Shows the medians of 7 runs.
+#   scripts/bench.sh [FILTER]    FILTER is a regular expression over the names of benchmarks
 set -euo pipefail
 cd "$(dirname "$0")/.."
 

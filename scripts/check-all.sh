@@ -1,13 +1,15 @@
 #!/usr/bin/env bash
-# What CI has no time for: all tests on every machine, those included that take an emulator minutes;
-# clang for each of them, and with libc++ on this one; optimized and under the thread sanitizer;
-# and what the library exports.
-# Hours on two cores.
+# Runs the checks that CI (.ci/run) has no time for. Takes hours on two cores:
+# - the exported symbols;
+# - all tests on this machine: optimized, with the address and undefined-behaviour sanitizers, with
+#   the thread sanitizer, with clang, and with libc++;
+# - the tests for i386, arm64 and s390x, with g++ and with clang; with g++ also those that take long
+#   in an emulator.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
 scripts/abi.sh
-for preset in release tsan clang libcxx; do
+for preset in release asan tsan clang libcxx; do
     scripts/test.sh "$preset"
 done
 for machine in i386 arm64 s390x; do

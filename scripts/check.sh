@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# The checks beyond the tests: the formatter has nothing to say, qor.h is complete, no warning, and
-# the tests are clean under the address and undefined-behaviour sanitizers, as is the messenger for a
-# minute; the manual is made without a warning, and no link in it is dead.
+# Runs the checks beyond scripts/test.sh: all files are formatted, qor.h includes all headers, there
+# is no warning, the tests pass with the address and undefined-behaviour sanitizers, the manual
+# is built without a warning or a dead link, and the messenger runs for a minute with these sanitizers.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -11,7 +11,7 @@ find bench examples fuzz include src tests tools utility \( -name '*.h' -o -name
     xargs -0 clang-format --dry-run -Werror
 
 echo "check: qor.h has every header"
-# But for the one that needs a library that qor does not.
+# Except qor/interop/fmt.h, which needs a library that qor itself does not need.
 (cd include && ls qor/*/*.h) | grep -vx qor/interop/fmt.h | while read -r header; do
     grep -q "#include \"$header\"" include/qor/qor.h || {
         echo "check: qor.h lacks $header" >&2
@@ -20,7 +20,7 @@ echo "check: qor.h has every header"
 done
 
 echo "check: warnings are errors, and the tests under sanitizers"
-# Without the tools and the exchange of files: "scripts/test.sh asan" has all tests.
+# To save time, without the areas tools and machines: "scripts/test.sh asan" runs all tests.
 areas=$(find tests -name '*_test.cpp' | cut -d/ -f2 | sort -u |
     grep -vxE 'machines|tools' | paste -sd';')
 cmake --preset asan -U QOR_TEST_BY_AREA -U QOR_BUILD_EXAMPLES -D QOR_WERROR=ON -D QOR_PRECOMPILE=all \

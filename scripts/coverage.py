@@ -1,13 +1,16 @@
 #!/usr/bin/env python3
-"""Shows the lines and branches of each file and folder, and writes what was missed.
+"""Prints the share of lines and branches that ran, for each file and folder, and writes the others to
+a file.
 
     coverage.py LINES BRANCHES MISSED FILE...
     coverage.py LINES BRANCHES MISSED --least PERCENTAGE DECODERS
 
-LINES and BRANCHES are what llvm-cov exports as lcov and as text. A FILE is one below the current
-directory, or the directory of several. DECODERS is a list of files, one to a line. Indented lines
-after one name functions or blocks by a part of their first line: "only" those count, or all "but"
-those. A reason follows after two spaces. Each file must have run that percentage of its lines.
+LINES is an export of llvm-cov in the format lcov, BRANCHES one in the format text. MISSED is the file
+that is written. A FILE is a file or a folder of the project.
+
+DECODERS is a list of files, one on each line. After a file, indented lines "only PART" or "but PART"
+select the lines that count: only, or all except, the functions and blocks whose first line contains
+PART. A reason follows after two spaces. Fails if less than PERCENTAGE of the lines of a file ran.
 """
 import json
 import os
@@ -16,17 +19,16 @@ import sys
 
 
 def name_of(path):
-    """The name below the project's directory. The compiler names sources below it, and the listing
-    takes these for names below the directory of the build."""
+    """The path inside the project. The compiler writes relative paths, which llvm-cov interprets as
+    relative to the build directory."""
     name = os.path.relpath(path)
     inside = name.split(os.sep, 2)[2:]
     return inside[0] if inside and os.path.exists(inside[0]) and not os.path.exists(name) else name
 
 
 def read(lines_path, branches_path):
-    """The lines {number: count} and the branches {place: count} of each file by its name. Counts of
-    a file that was compiled into several programs add up, and so do those of a template's
-    instances."""
+    """{file: ({line: count}, {branch: count})}. Adds the counts of all programs that contain the
+    file, and of all instances of a template."""
     files = {}
     with open(lines_path) as listing:
         for record in listing:
@@ -47,13 +49,13 @@ def read(lines_path, branches_path):
 
 
 class Part:
-    """The lines of a file that count."""
+    """Selects the lines of a file that count."""
 
     def __init__(self):
         self.only, self.but = [], []
 
     def lines(self, name):
-        """None for all of them."""
+        """The numbers of the selected lines; None means all lines."""
         if not self.only and not self.but:
             return None
         with open(name) as source:
@@ -63,7 +65,7 @@ class Part:
 
 
 def functions(name, text, parts):
-    """The lines from each line that has one of the parts, up to the brace that closes it."""
+    """The numbers of the lines from each line that contains one of the parts to its closing brace."""
     found = set()
     for part in parts:
         begins = [i for i, line in enumerate(text) if part in line and not line.endswith(";")]
@@ -92,7 +94,7 @@ def decoders(path):
 
 
 def ranges(numbers):
-    """Consecutive numbers as "3-5"."""
+    """Sorted numbers as texts, with consecutive ones as a range such as "3-5"."""
     first = last = None
     for number in [*sorted(numbers), None]:
         if first is not None and number != last + 1:

@@ -1,10 +1,10 @@
 #!/usr/bin/env bash
 # Measures which lines and branches of the library run, and lists those that do not.
-#   scripts/coverage.sh         by the tests
-#   scripts/coverage.sh fuzz    by the corpora of the fuzz targets alone; only the decoders are
-#                               shown, and one with less than 98 % of its lines fails
-# build/coverage/missed.txt lists the lines that did not run and the branches that went one way only,
-# as line:column and the outcome that there was not.
+#   scripts/coverage.sh         with the tests
+#   scripts/coverage.sh fuzz    with the corpora of the fuzz targets alone. Shows only the decoders;
+#                               fails if less than 98 % of the lines of one of them run
+# build/coverage/missed.txt lists the lines that did not run, and the branches of which one outcome is
+# missing, as line:column and that outcome.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -26,8 +26,8 @@ cmake --build --preset coverage --target "${targets[@]}"
 rm -rf "$out/profiles"
 mkdir -p "$out/profiles"
 
-# Counts are written as they are made, so that those of killed and forked processes are there too.
-# All processes of a program count in a few files.
+# %c: counts are written to the file at once, so that killed and forked processes count too.
+# %8m: all processes of a program share at most 8 files.
 export LLVM_PROFILE_FILE="$PWD/$out/profiles/%c%8m.profraw"
 ctest --preset coverage -j "$(nproc)" "${only[@]}" >"$out/ctest.log" || {
     tail -n 40 "$out/ctest.log" >&2
@@ -37,7 +37,7 @@ ctest --preset coverage -j "$(nproc)" "${only[@]}" >"$out/ctest.log" || {
 find "$out/profiles" -name '*.profraw' >"$out/profiles/list"
 llvm-profdata merge -sparse -f "$out/profiles/list" -o "$out/all.profdata"
 objects=()
-# shellcheck disable=SC2086  # patterns of what has been built
+# shellcheck disable=SC2086  # file name patterns
 for program in $programs; do
     objects+=(-object "$program")
 done

@@ -1,10 +1,12 @@
 #!/usr/bin/env bash
-# Sets up, builds, and runs the tests for another machine: in an emulator where
-# this one cannot run its programs. All that is of that machine lies below build/cross.
-#   scripts/cross.sh ARCH [TEST FILTER]   i386, arm64 or s390x; a regular expression over test names
+# Sets up, builds and runs the tests for another machine, without the tools. Runs them in an emulator,
+# unless this machine can run the programs of the other one. All files of the other machine are in
+# build/cross.
+#   scripts/cross.sh ARCH [TEST FILTER]   ARCH is i386, arm64 or s390x; TEST FILTER is a regular
+#                                         expression over test names
 #   AREAS="base json" scripts/cross.sh …  builds and runs the tests of these areas only
-#   CXX=clang++ scripts/cross.sh …        the same by clang
-#   LONG=on scripts/cross.sh …            also the tests that take an emulator minutes
+#   CXX=clang++ scripts/cross.sh …        compiles with clang instead of g++
+#   LONG=on scripts/cross.sh …            also runs the tests that take long in an emulator
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -26,8 +28,8 @@ esac
 
 scripts/setup.sh "$machine" || fail "the compilers for $machine cannot be installed"
 
-# Debian's packages of that machine, unpacked side by side and never configured. A package manager of
-# its own looks them up, which sees no package of this machine.
+# The Debian packages of the other machine are only unpacked, never configured. apt runs with separate
+# settings and state, so that it ignores the packages of this machine.
 packages="libace-dev zlib1g-dev libgtest-dev libstdc++-12-dev"
 root=$PWD/build/cross/$machine
 sysroot=$root/sysroot
@@ -64,7 +66,7 @@ END
     for package in "$root"/apt/cache/archives/*.deb; do
         dpkg-deb -x "$package" "$sysroot"
     done
-    # What is linked by its whole path is linked inside.
+    # Absolute symbolic links must point into the unpacked tree.
     find "$sysroot" -type l -lname '/*' | while read -r link; do
         ln -sfrT "$sysroot$(readlink "$link")" "$link"
     done
@@ -78,7 +80,7 @@ i386) emulator=qemu-i386-static loader=lib/ld-linux.so.2 ;;
 arm64) emulator=qemu-aarch64-static loader=lib/ld-linux-aarch64.so.1 ;;
 s390x) emulator=qemu-s390x-static loader=lib/ld64.so.1 ;;
 esac
-# Not every kernel of amd64 runs programs of i386, and some run all machines' by themselves.
+# Some kernels run programs of other machines directly: i386 on amd64, or all through binfmt_misc.
 if "$sysroot/$loader" --version >/dev/null 2>&1; then
     emulator=
 fi
@@ -92,13 +94,13 @@ if [[ "${CXX:-}" == *clang* ]]; then
 fi
 unset CXX
 echo "cross: building for $machine in ${build#"$PWD"/}"
-# Tests that an emulator cannot run; the file has the reasons.
+# Tests that are left out in an emulator; the file has the reasons.
 left_out=()
 if [ -n "$emulator" ]; then
     kinds=$([ "${LONG:-}" = on ] && echo cannot || echo "cannot|long")
     mapfile -t left_out < <(grep -E "^($kinds) " tests/emulator.txt | cut -d' ' -f2)
 fi
-# Neither optimized nor to be debugged: it is built to run once, in few processes.
+# Without optimization and debug information, and with one process for each area: it runs only once.
 cmake -G Ninja -S . -B "$build" --toolchain cmake/cross.cmake -D QOR_MACHINE="$machine" \
     -D QOR_SYSROOT="$sysroot" -D QOR_CLANG=$clang -D QOR_EMULATOR="$emulator" \
     -D QOR_WERROR=ON -D QOR_PRECOMPILE=all -D QOR_BUILD_TOOLS=OFF -D QOR_TEST_AREAS="${areas// /;}" \
@@ -107,7 +109,7 @@ cmake -G Ninja -S . -B "$build" --toolchain cmake/cross.cmake -D QOR_MACHINE="$m
     -D QOR_BUILD_EXAMPLES="$([ -n "$areas" ] && echo OFF || echo ON)" >/dev/null
 cmake --build "$build" -- -k 0
 
-# Code pages are that machine's modules.
+# iconv loads its code pages from modules of the other machine.
 export GCONV_PATH=$sysroot/usr/lib/$libraries/gconv
 names=$(IFS='|' && echo "${left_out[*]//./\\.}")
 ctest --test-dir "$build" -j "$(nproc)" --output-on-failure -R "${filter:-.}" -E "^(${names:-none})\$"

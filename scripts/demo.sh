@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Sets up, builds, and shows the library at work. Whatever fails ends it with a non-zero status.
+# Sets up, builds, and runs the examples and tools. Ends with a non-zero status at the first failure.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -14,14 +14,14 @@ out=build/demo/demo
 mkdir -p "$out"
 
 echo
-echo "== messenger: a server and twenty clients speak a transcript"
+echo "== messenger: a server and twenty clients send each other the lines of a transcript"
 rm -f "$out"/messenger*.log
 "$bin/messenger" demo examples/data/messenger.pml "$PWD/$out/messenger.log"
 echo "the end of its log:"
 tail -n 4 "$out/messenger.log"
 
 echo
-echo "== contacts: an address book through each format"
+echo "== contacts: an address book, written and read in each format"
 "$bin/contacts" examples/data/contacts.txt "$out/contacts"
 
 echo
@@ -49,7 +49,7 @@ for file in examples/data/station.json examples/data/station.xml; do
 done
 
 echo
-echo "== contacts: the address book from each format to the next, and its first lines there"
+echo "== contacts: the address book, converted from each format to the next, and the first lines of each"
 book="$out/contacts.nbr"
 for format in pml json xml nbr; do
     "$bin/contacts" --convert "$book" "$out/book.$format"
@@ -65,12 +65,12 @@ echo "== qor-inspect: a directory as pml"
 "$tools/qor-inspect" examples
 
 echo
-echo "== qor-inspect: any tree as another format, and a part of one"
+echo "== qor-inspect: a tree in another format, and a part of a tree"
 "$tools/qor-inspect" --to xml examples/data/server.pml
 "$tools/qor-inspect" --compact --path readings/[1] examples/data/station.json
 
 echo
-echo "== logbook: eight threads keep a log, and one of them fails"
+echo "== logbook: eight threads write to a log, and one of them fails"
 rm -f "$out"/logbook*.log
 "$bin/logbook" "$out/logbook.log" examples/data/logbook.pml
 echo "-- qor-log: how often each tag is in that log, and its failures as one line each"
@@ -78,17 +78,17 @@ echo "-- qor-log: how often each tag is in that log, and its failures as one lin
 "$tools/qor-log" --level error --fold "$out/logbook.log"
 
 echo
-echo "== reminders: timers by typed commands"
+echo "== reminders: timers, set and killed with typed commands"
 cat examples/data/reminders.txt
 echo "--"
 "$bin/reminders" < examples/data/reminders.txt
 
 echo
-echo "== menu: two entries by their keys"
+echo "== menu: runs two entries by their keys"
 "$bin/menu" ciphers network exit
 
 echo
-echo "== qor-inspect: bytes that are no nbr"
+echo "== qor-inspect: bytes that are not nbr"
 status=0
 "$tools/qor-inspect" examples/data/malformed.hex || status=$?
 if [ "$status" != 1 ]; then

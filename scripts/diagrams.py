@@ -1,15 +1,15 @@
 #!/usr/bin/env python3
-"""Draws docs/diagrams/*.txt as SVG beside them, readable on a light and on a dark page.
+"""Draws each docs/diagrams/*.txt as an SVG file in the same folder, for light and dark pages.
 
-    diagrams.py            writes what differs
-    diagrams.py --check    writes nothing, and fails if something differs
+    diagrams.py            writes the files that differ
+    diagrams.py --check    writes nothing, and fails if a file differs
 
-A diagram is a text of lines; "#" begins a comment:
+A diagram is described line by line; "#" begins a comment:
 
-    title TEXT                       what the picture shows
-    grid COLUMNS ROWS WIDTH HEIGHT   of the whole in cells, and of a cell in pixels
-    box ID COLUMN ROW WIDTH "text" ["second line"] [weak]
-    arrow FROM TO ["label"] [bend PIXELS]   positive bends to the right of its way
+    title TEXT                       the title of the picture
+    grid COLUMNS ROWS WIDTH HEIGHT   the number of columns and rows; the size of a cell in pixels
+    box ID COLUMN ROW WIDTH "text" ["second line"] [weak]   the width in columns; weak is dashed
+    arrow FROM TO ["label"] [bend PIXELS]   a positive number bends the arrow to its right side
 """
 
 import html
@@ -51,7 +51,7 @@ class Box:
         self.middle = (self.x + self.width / 2, self.y + self.height / 2)
 
     def edge(self, toward):
-        """Where the way from the middle to a point leaves the box."""
+        """The point where the straight line from the middle of the box to a point crosses its edge."""
         dx, dy = toward[0] - self.middle[0], toward[1] - self.middle[1]
         scale = max(abs(dx) / (self.width / 2), abs(dy) / (self.height / 2))
         return self.middle[0] + dx / scale, self.middle[1] + dy / scale
@@ -88,7 +88,7 @@ def arrow_svg(start, end, label, bend):
         flat = abs(dy) < abs(dx) / 4
         below = flat and normal[1] * bend > 0
         x, y = at[0], at[1] + (16 if below else -6 if flat else 4)
-        # Beside a slanted line, on the side away from the middle of the picture.
+        # The label of a slanted line is beside the line, on the outer side of the picture.
         half = len(label) * 3.1
         if not flat:
             x += half + 8 if dx * dy <= 0 else -half - 8

@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
-# Sets up, builds and runs the fuzz targets, from their seed corpora and from what earlier runs found.
-#   scripts/fuzz.sh [SECONDS [TARGET]]   60 seconds for each target by default; all targets
-#   scripts/fuzz.sh merge [TARGET]       adds to the seed corpora what covers more, as few small
-#                                        files as do
+# Sets up, builds and runs the fuzz targets. They start from the seeds in fuzz/corpus and from the
+# inputs that earlier runs found, which are in build/fuzz/corpus.
+#   scripts/fuzz.sh [SECONDS [TARGET]]   runs each target for SECONDS (default 60); default: all targets
+#   scripts/fuzz.sh merge [TARGET]       adds found inputs that run more code to fuzz/corpus: as few
+#                                        and as small files as possible
 set -euo pipefail
 cd "$(dirname "$0")/.."
 seconds=${1:-60}
@@ -16,7 +17,7 @@ cmake --build --preset fuzz
 last() { grep -o "$1 *[0-9]*" "$log" | tail -1 | grep -o '[0-9]*$' || echo 0; }
 first_coverage() { grep -m1 INITED "$log" | grep -o 'cov: [0-9]*' | grep -o '[0-9]*$' || echo 0; }
 
-# What a target has done so far.
+# Prints the progress of the current target; $1 is the number of seconds left.
 progress() {
     local runs coverage before
     runs=$(grep -oE '^#[0-9]+|^stat::number_of_executed_units: [0-9]+' "$log" |
@@ -50,8 +51,8 @@ merge() {
     local merged="$found-merged"
     rm -rf "$merged"
     mkdir -p "$merged"
-    # Existing seeds are kept: the merge adds only inputs that run more code. How often code runs does
-    # not count, which would keep ten times as many.
+    # Existing seeds are kept: the merge adds only inputs that run more code. Without -use_counters=0
+    # an input that runs the same code more often would count too, which keeps ten times as many.
     cp "$seeds"/* "$merged"
     "$target" -merge=1 -use_counters=0 -max_len=4096 "$merged" "$found" >"$log" 2>&1
     cp -n "$merged"/* "$seeds"

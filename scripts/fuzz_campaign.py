@@ -1,12 +1,13 @@
 #!/usr/bin/env python3
-"""Fuzzes every target for a number of processor hours, in slices: may be stopped and continued.
+"""Runs every fuzz target for a number of processor hours. Can be stopped and continued.
 
     scripts/fuzz_campaign.py HOURS [--jobs N] [--slice SECONDS]
 
-The target with the least time so far is next. Times, runs and findings are kept in
-build/fuzz/campaign.json, and inputs that cover more in build/fuzz/corpus, until HOURS are reached for
-each target or SIGINT ends the campaign; the table of all targets is then printed. Afterwards
-"scripts/fuzz.sh merge" adds the inputs to the seed corpora.
+Runs N targets at a time (default: one for each processor), for SECONDS each (default 300); the target
+with the least processor time is next. Ends when each target has reached HOURS, or on SIGINT or SIGTERM,
+and prints a table of all targets. build/fuzz/campaign.json keeps times, runs and findings for the next
+call, and build/fuzz/corpus the inputs that run more code. "scripts/fuzz.sh merge" adds these inputs to
+the seed corpora.
 """
 import argparse
 import concurrent.futures
@@ -21,7 +22,7 @@ import threading
 ROOT = pathlib.Path(__file__).resolve().parents[1]
 BUILD = ROOT / "build" / "fuzz"
 STATE = BUILD / "campaign.json"
-INTERRUPTED = 72  # the status of a fuzzer that SIGINT has ended
+INTERRUPTED = 72  # the exit status of a fuzzer after SIGINT
 
 
 class Campaign:
@@ -34,7 +35,7 @@ class Campaign:
             self.targets.setdefault(name, {"seconds": 0.0, "runs": 0, "findings": 0})
 
     def next(self):
-        """The target to fuzz, or None if none is left."""
+        """The next target to run, or None if there is none; marks it as busy."""
         with self.lock:
             left = [name for name, row in self.targets.items()
                     if name not in self.busy and row["seconds"] < self.seconds]
@@ -51,7 +52,7 @@ class Campaign:
             fuzzer = subprocess.Popen(
                 [BUILD / "fuzz" / f"qor_{name}_fuzz", f"-max_total_time={self.slice}", "-print_final_stats=1",
                  f"-artifact_prefix={found}-", found, ROOT / "fuzz" / "corpus" / name],
-                stdout=log, stderr=log, stdin=subprocess.DEVNULL, start_new_session=True)
+                stdout=log, stderr=log, stdin=subprocess.DEVNULL, process_group=0)
             self.busy[name] = fuzzer
             if self.over:
                 fuzzer.send_signal(signal.SIGINT)

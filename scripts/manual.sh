@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Sets up and makes the manual: guides, formats, and the reference of every public class, in HTML.
+# Sets up and builds the manual in HTML: guides, formats, and the reference of every public class.
+# Fails on a dead link.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 

@@ -1,13 +1,20 @@
 #!/usr/bin/env python3
-"""Which faults no test notices: changes one random line of a source at a time, builds, runs the tests.
+"""Finds faults that no test detects: changes one random line of a source (a mutant), builds, runs the tests,
+restores the line, and repeats this.
 
     scripts/mutate.py BUILD [--count N] [--seed N] [--again FILE] [--out FILE]
 
-BUILD is a configured and built debug directory of this tree. Each mutant is written to FILE as a row of
-JSON: its source, the line before and after, and the area whose tests failed, or null. A mutant that does not
-compile is replaced by another one. With --again the mutants of an earlier FILE are tried, each at the
-line with the same text, so that two versions of the tests can be compared. The tree is restored after
-each mutant, also by SIGINT and SIGTERM.
+BUILD is a configured and built debug directory of this tree.
+
+--count N     the number of mutants, 300 by default. A mutant that does not compile is replaced by another one.
+--seed N      the seed of the random numbers, 1 by default
+--out FILE    appends each mutant to FILE (mutants.jsonl by default) as a row of JSON: its source, the line
+              before and after, the area whose tests failed, or null, and the first test that failed, or null if
+              its program ended by a signal or a time limit
+--again FILE  instead of random mutants, uses those of an earlier output, each at the line with the same text,
+              so that two versions of the tests can be compared
+
+The sources are restored after each mutant, also on SIGINT and SIGTERM.
 """
 import argparse
 import json
@@ -22,11 +29,12 @@ import time
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 
-# What an area's tests do not notice may be noticed by those that use it.
+# The areas in the order in which their tests run: lower areas first. If the tests of an area do not detect
+# a fault, the tests of areas that use it may.
 ORDER = ['base', 'string', 'mt', 'log', 'utility', 'util', 'nbr', 'pml', 'cfg', 'json', 'xml', 'formats', 'timer',
          'tcp', 'icmp', 'faults', 'docs', 'interop', 'machines', 'tools']
 
-# A pattern, and what takes its place.
+# A pattern and its replacement; None means the number plus one.
 SWAPS = [
     (r' < ', ' <= '), (r' <= ', ' < '), (r' > ', ' >= '), (r' >= ', ' > '),
     (r' == ', ' != '), (r' != ', ' == '), (r' && ', ' || '), (r' \|\| ', ' && '),
@@ -40,7 +48,7 @@ STATEMENT = re.compile(r'^\s+[\w:.>\[\]()-]+\(.*\);$|^\s+[\w.>-]+ [+-]?= .*;$')
 
 
 def negated(line):
-    """`if (x) ...` with the condition turned round, or None where it ends on a later line."""
+    """`if (x) ...` with the condition negated, or None if the condition ends on a later line."""
     start = line.index('if (') + 4
     depth = 1
     for at in range(start, len(line)):
@@ -51,7 +59,7 @@ def negated(line):
 
 
 def changes(line):
-    """All ways to change a line."""
+    """All mutants of a line."""
     code = re.sub(r'"(\\.|[^"\\])*"', lambda m: '"' + '\0' * (len(m[0]) - 2) + '"', line)
     code = re.sub(r'//.*', lambda m: '\0' * len(m[0]), code)
     found = []
@@ -71,7 +79,7 @@ def lines_of(path):
 
 
 def candidates():
-    """Each line of a function's body that can be changed."""
+    """(source, number) of each line of a function body that has a mutant."""
     found = []
     for path in sorted(ROOT.glob('src/qor/**/*.cpp')) + sorted(ROOT.glob('utility/src/*.cpp')):
         for number, line in enumerate(lines_of(path)):
@@ -92,7 +100,7 @@ class Mutant:
         return Mutant(source, line, rng.choice(changes(line)), lines[:number].count(line))
 
     def place(self):
-        """(path, number) of the line in this tree, or None if it has gone. Moved lines are found."""
+        """(path, number) of the line in this tree, also if it has moved inside its folder, or None."""
         own = ROOT / self.source
         paths = [own] if own.exists() else []
         paths += [p for p in sorted(ROOT.glob('src/qor/**/*.cpp')) if p != own and p.parent.name == own.parent.name]
@@ -109,10 +117,11 @@ class Trial:
         self.areas = [a for a in ORDER if (build / f'tests/qor_{a}_test').exists()]
         self.limit = {}
         self.saved = None
-        self.changed = set()  # tests that were built with a mutant in them
+        self.changed = set()  # test binaries that contain the code of a mutant
 
     def compiles(self, path):
-        # What a test compiles in for itself is built anew, also for the mutant after this one.
+        # Some test binaries compile the source themselves: they are built for this mutant, and again for
+        # the next one, which has the original source.
         query = subprocess.run(['ninja', '-C', self.build, '-t', 'query', str(path)], capture_output=True, text=True)
         own = {f'qor_{m}_test' for m in re.findall(r'tests/CMakeFiles/qor_(\w+)_test\.dir', query.stdout)}
         targets = ['qor', *sorted(own | self.changed)]
@@ -122,15 +131,25 @@ class Trial:
         return good
 
     def fails(self, area, seconds):
+        """Whether a test of the area fails; sets self.test to its name, if it is known."""
+        # The life of the library takes a process of its own.
+        if area == 'base' and self.fails_in_one_process('base', seconds, 'Library.*'):
+            return True
+        return self.fails_in_one_process(area, seconds, '-Library.*')
+
+    def fails_in_one_process(self, area, seconds, tests):
         def limits():
             resource.setrlimit(resource.RLIMIT_DATA, (6 << 30, 6 << 30))
-        left_out = '-Library.*' if area == 'base' else '*'
+        self.test = None
         try:
-            return subprocess.run([f'./qor_{area}_test', f'--gtest_filter={left_out}', '--gtest_fail_fast', '--gtest_brief=1'],
-                                  cwd=self.build / 'tests', stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
-                                  stdin=subprocess.DEVNULL, timeout=seconds, preexec_fn=limits).returncode != 0
+            run = subprocess.run([f'./qor_{area}_test', f'--gtest_filter={tests}', '--gtest_fail_fast', '--gtest_brief=1'],
+                                 cwd=self.build / 'tests', stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, errors='replace',
+                                 stdin=subprocess.DEVNULL, timeout=seconds, preexec_fn=limits)
         except subprocess.TimeoutExpired:
             return True
+        failed = re.search(r'^\[  FAILED  \] ([\w/.]+)', run.stdout, re.M)
+        self.test = failed and failed[1]
+        return run.returncode != 0
 
     def measure(self):
         for area in self.areas:
@@ -141,7 +160,7 @@ class Trial:
             print(f'{area}: {time.monotonic() - start:.1f} s', flush=True)
 
     def noticed_by(self, mutant):
-        """None if it does not compile; else the area whose tests fail, or '' for none."""
+        """The area whose tests fail, '' if none fail, None if the mutant does not compile."""
         path, number = mutant.place()
         self.saved = path, path.read_text()
         lines = self.saved[1].split('\n')
@@ -196,7 +215,7 @@ def main():
                 continue
             done += 1
             unnoticed += area == ''
-            out.write(json.dumps(dict(vars(mutant), noticed=area or None)) + '\n')
+            out.write(json.dumps(dict(vars(mutant), noticed=area or None, test=trial.test)) + '\n')
             out.flush()
             if area == '':
                 print(f'no test notices {mutant.source}\n  - {mutant.before.strip()}\n  + {mutant.after.strip()}', flush=True)

@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
-# Makes the Debian packages, has lintian look at them, and installs them in a bare Debian below
-# build/, where a program is built against them by CMake and by pkg-config, and the tools run.
-# Takes root, for the bare Debian. Whatever fails ends it with a non-zero status.
-#   scripts/package.sh [packages]    with "packages": no bare Debian
+# Builds the Debian packages, checks them with lintian, and installs them in a bare Debian below
+# build/package. There it builds a program against them with CMake and with pkg-config, and runs the
+# tools. The bare Debian needs the rights of root. Ends with a non-zero status at the first failure.
+#   scripts/package.sh [packages]    with "packages": without the bare Debian
 set -euo pipefail
 cd "$(dirname "$0")/.."
 out=build/package
@@ -34,7 +34,7 @@ inside() {
         chroot "$chroot" "$@"
 }
 
-# What takes long is done once; the packages and what they need are new each time.
+# The bare Debian is created once, since that takes long; the packages are installed again each time.
 if [ ! -e "$chroot/made" ]; then
     echo "package: a bare Debian 12"
     as_root rm -rf "$chroot"

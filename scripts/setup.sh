@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Installs the Debian packages that a purpose needs and the machine lacks:
+# Installs the Debian packages that a purpose needs and that are not installed:
 #   scripts/setup.sh build|test|check|manual|package|bench|fuzz|coverage|clang|libcxx|abi|i386|arm64|s390x
 set -euo pipefail
 
@@ -49,7 +49,7 @@ as_root() {
 
 echo "setup: installing$missing"
 as_root apt-get update -qq
-# Without a terminal dpkg reports failures on the error output, which is kept.
+# With Use-Pty=0, dpkg writes failures to the standard error, which is not discarded.
 # shellcheck disable=SC2086  # one word for each package
 as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends \
     -o Dpkg::Use-Pty=0 $missing >/dev/null

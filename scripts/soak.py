@@ -1,17 +1,17 @@
 #!/usr/bin/env python3
-"""Fits a straight line to the samples of a soak, after their first quarter, and draws it.
+"""Fits a straight line to each quantity of a soak, after the first quarter of the time, and draws it.
 
     soak.py SAMPLES.tsv DRAWING.svg
 
-A row has seconds, KiB of resident memory, descriptors, threads and microseconds of latency, which is 0
-without visitors. Fails if a line rises by more than its quantity allows.
+Each row of SAMPLES.tsv has seconds, KiB of resident memory, descriptors, threads, and microseconds of
+latency (0 without visitors). Fails if a line rises by more than QUANTITIES allow.
 """
 import math
 import sys
 
-# Name, unit, and the rise of the line that is allowed: a share of its start, plus a fixed amount in a
-# long run and another one in a short run. In a short run the caches of allocators and sanitizers are
-# still filling, and latency follows the load of the machine, so that it is not judged.
+# Name, unit, and the allowed rise of the line: a share of its first value, plus a fixed amount for a long
+# run, or another one for a short run. In a short run the caches of allocators and sanitizers still fill;
+# latency is not checked, since it depends on the load of the machine.
 QUANTITIES = [("resident memory", "KiB", 0.05, 4096, 16384), ("descriptors", "", 0.02, 20, 20),
               ("threads", "", 0.02, 10, 10), ("latency", "µs", 0.5, 500, math.inf)]
 LONG_RUN_SECONDS = 600
@@ -19,7 +19,7 @@ WIDTH, HEIGHT, MARGIN = 720, 150, 40
 
 
 def fit(points):
-    """Returns the values of the straight line at the first and the last point."""
+    """The values of the fitted straight line at the first and the last point."""
     count = len(points)
     mean_x = sum(x for x, _ in points) / count
     mean_y = sum(y for _, y in points) / count

@@ -1,12 +1,13 @@
 #!/usr/bin/env bash
-# Runs the messenger with its timers, its rotated log, visitors that come and go, switches that are
-# read anew, and the leak checker for a time. Fails on a lost message, a failed visit, a leak, a
-# report of a sanitizer, or growth of memory, descriptors, threads or latency after the first quarter.
+# Runs the messenger under load for a time, with timers, a rotated log, visitors that connect and
+# leave, log switches that are read again, and the leak checker. Fails on a lost message, a failed
+# visit, a leak, a report of a sanitizer, or growth of memory, descriptors, threads or latency after
+# the first quarter of the time.
 #   scripts/soak.sh [SECONDS [PRESET [VISITORS]]]
-# 60 seconds and the preset asan by default. From ten minutes on there are 500 visitors; a shorter
-# soak has none by default, since while threads come and go the caches of allocators and sanitizers
-# fill for minutes, and would hide what is lost.
-# The samples are in build/PRESET/soak/samples.tsv, and drawn in samples.svg beside it.
+# Defaults: 60 seconds; preset asan; 500 visitors in a soak of ten minutes or more, else none. While
+# threads start and end, the caches of allocators and sanitizers fill for minutes: in a short soak with
+# visitors this growth would hide a leak.
+# Writes samples to build/PRESET/soak/samples.tsv, and draws them in samples.svg beside it.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 seconds="${1:-60}"
@@ -23,13 +24,14 @@ out="build/$preset/soak"
 mkdir -p "$out"
 rm -f "$out"/*
 
-# What is released stays with the address sanitizer for a while: little of it, so that growth shows.
+# The address sanitizer keeps released memory for a while; with a small quarantine, growth is visible.
 export ASAN_OPTIONS="quarantine_size_mb=8:${ASAN_OPTIONS:-}"
 "build/$preset/examples/messenger" soak "$seconds" "$visitors" examples/data/messenger.pml \
     "$PWD/$out/messenger.log" >"$out/output" 2>&1 &
 messenger=$!
 
-# Seconds, KiB, descriptors, threads and microseconds; nothing once the messenger has ended.
+# Prints a row: seconds, KiB of resident memory, descriptors, threads, microseconds of latency. Prints
+# nothing if the messenger has ended.
 sample() {
     local memory threads latency
     memory=$(awk '/^VmRSS/ { print $2 }' "/proc/$messenger/status") || return 0

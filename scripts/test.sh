@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Sets up, builds, and runs the tests. Whatever fails ends it with a non-zero status.
-#   scripts/test.sh [PRESET]     debug (if none is named), release, asan, tsan, clang or libcxx
+# Sets up, builds and runs the tests. Ends with a non-zero status at the first failure.
+#   scripts/test.sh [PRESET]     debug (the default), release, asan, tsan, clang or libcxx
 set -euo pipefail
 cd "$(dirname "$0")/.."
 preset=${1:-debug}
@@ -11,7 +11,7 @@ libcxx) scripts/setup.sh libcxx ;;
 *) scripts/setup.sh test ;;
 esac
 echo "test: building ($preset)"
-# What other scripts have left out is in.
+# Removes the restrictions that other scripts have set in the same build directory.
 cmake --preset "$preset" -U QOR_TEST_AREAS -U QOR_TEST_BY_AREA -U QOR_BUILD_TOOLS \
     -D QOR_PRECOMPILE=tests >/dev/null
 cmake --build --preset "$preset"

@@ -1,4 +1,4 @@
-(* The switches of a logger. What is not here stays as it is. *)
+(* The switches of a logger. Switches that are not in this file are unchanged. *)
 logger(
     debugOn(true)
     traceOn(true)

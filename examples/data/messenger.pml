@@ -1,8 +1,7 @@
 (* The settings of the messenger. *)
 messenger(
-    port(0)
     heartbeat(100)       (* milliseconds *)
-    rounds(40)           (* how often the demo speaks the transcript *)
+    rounds(40)           (* the number of times that the demo sends the transcript *)
     socketBuffer(65536)  (* bytes *)
     log(maxFileSize(256) maxFileCount(4))  (* KiB, files *)
     QOR(infoOn(true) debugOn(true) appLogs:map(MSG.DEBUG(true)))

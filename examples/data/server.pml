@@ -1,4 +1,4 @@
-(* The settings of a server. Comments nest: (* as this one does *), and may stand anywhere. *)
+(* The settings of a server. Comments may contain comments (* such as this one *). *)
 server(
     host(example)
     port:Ushort(8080)

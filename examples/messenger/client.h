@@ -9,15 +9,17 @@
 
 namespace messenger {
 
-// One user's connection. Any thread may ask and tell; texts for the user come on the connection's
-// thread, and heartbeats go out on the timer service's. open and close are for one thread.
+// The connection of one user. Any thread may call ask and tell; only one thread may call open and
+// close. onText and onPresence are called on the thread of the connection. Heartbeats are sent on
+// the thread of the timer service.
 class Client : public qor::TcpCallback, public qor::ITimerObject {
 public:
     explicit Client(std::function<void(const Text&)> onText,
                     std::function<void(const Presence&)> onPresence = {})
         : onText_(std::move(onText)), onPresence_(std::move(onPresence)) {}
 
-    // Once. True when the server has accepted the name. If it has refused it, refusal() tells why.
+    // Call it only once. True if the server has accepted the name. If the server has refused it,
+    // refusal() is the reason.
     bool open(const qor::TcpAddr& server, const qor::String& name, unsigned long heartbeat,
               int socketBuffer) {
         name_ = name;
@@ -32,7 +34,7 @@ public:
         const qor::Monitor::Lock lock(monitor_);
         return armed_ = armed;
     }
-    // After it returns, this object gets no more calls.
+    // After this returns, no callback of this object is called.
     void close() {
         qor::TimerManager::instance()->killTimer(timer_);
         {
@@ -40,21 +42,20 @@ public:
             while (armed_)
                 monitor_.wait();
         }
-        // The callback that has notified may not have returned yet.
+        // onTimerRelease, which has notified, may still be running.
         qor::TimerManager::instance()->waitForReleases();
         tcp_.close();
     }
 
     const qor::String& refusal() const { return refusal_; }
-    // False when the connection has ended, and when a server that should answer heartbeats has been
-    // silent for too long.
+    // False if the connection has ended, or if the server has not answered heartbeats for too long.
     bool connected() const {
         const qor::Time silence = monotonicNow() - qor::Time::microSeconds(heard_);
         const qor::Monitor::Lock lock(monitor_);
         return !closed_ && silence < longestSilence_;
     }
 
-    // False if there is no answer; the reply is then as it was.
+    // Sends a request and waits for the reply. False if there is none; `reply` is then unchanged.
     template <class Request, class Reply>
     bool ask(Request request, Reply& reply) {
         qor::ulong32 number = 0;
@@ -84,7 +85,8 @@ public:
         ask(ContactList(), reply);
         return std::move(reply.contacts);
     }
-    // To everybody else if `to` is empty. True if somebody got it.
+    // Sends a text to the user `to`, or to all other users if `to` is empty. True if at least one
+    // user got it.
     bool tell(const qor::String& to, const qor::String& text) {
         TextReply reply;
         return ask(Text{name_, to, qor::Time::now(), text, false}, reply) && reply.delivered;
@@ -154,16 +156,17 @@ private:
     qor::String name_;
     qor::String refusal_;
     qor::Time longestSilence_ = qor::Time::forever();
-    std::atomic<long long> heard_{0};  // microseconds, by the monotonic clock
+    std::atomic<long long> heard_{0};  // time of the last message: microseconds, monotonic clock
     qor::TcpClient tcp_;
     Outbox outbox_;
     qor::TimerId timer_;
     std::atomic<unsigned> heartbeats_{0};
-    qor::Monitor monitor_;  // of what follows
+    qor::Monitor monitor_;  // guards all members below
     bool armed_ = false;
     bool closed_ = false;
     qor::ulong32 lastNumber_ = 0;
-    std::map<qor::ulong32, std::string> replies_;  // empty until the answer is there
+    // By the number of the request; the text is empty until the reply arrives.
+    std::map<qor::ulong32, std::string> replies_;
 };
 
 }  // namespace messenger

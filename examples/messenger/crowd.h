@@ -10,9 +10,9 @@
 
 namespace messenger {
 
-// Visitors that come and go, each with a connection, a heartbeat and a message to itself. When all
-// places are taken, a visitor leaves and another one comes a moment later. From time to time the
-// switches of the library's logger are read again.
+// Visitors that connect and leave. Each has a connection and a heartbeat, and sends a message to
+// itself. When the maximum number of visitors is connected, one leaves and another one connects
+// shortly after. From time to time the switches of the library's logger are read again.
 class Crowd : public qor::SimpleThread {
 public:
     Crowd(qor::TcpAddr server, std::size_t places, unsigned long heartbeat, int socketBuffer)
@@ -23,9 +23,10 @@ public:
           places_(places) {}
 
     unsigned visits() const { return visits_; }
-    // Who could not come, or did not hear its own word.
+    // The number of visitors that could not connect, or that did not receive their own message.
     unsigned failures() const { return failures_; }
-    // Half of the visitors since the last call heard their own word within this time.
+    // The median time until a visitor received its own message, for all visitors since the last
+    // call.
     long long medianMicroseconds() {
         const qor::Guard guard(mutex_);
         if (heard_.empty()) return 0;

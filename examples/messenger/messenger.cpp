@@ -1,13 +1,12 @@
-// An instant messenger over qor: nbr messages in frames, one codec for each, handlers on the
-// threads of connections, heartbeats by timers, everything in a rotated log, settings in pml, and
-// the leak checker on.
+// An instant messenger: nbr messages in frames, with one codec for each message, a thread for each
+// connection, heartbeats sent by timers, a rotated log, settings in pml, and the leak checker.
 //
-//     messenger serve PORT             until "quit" is typed, or a signal ends it
-//     messenger talk HOST PORT NAME    a line goes to everybody, "/help" shows what else there is
-//     messenger demo                   a server and all who speak in the transcript
-//     messenger soak SECONDS VISITORS  the same for that time or until a signal, among visitors
+//     messenger serve PORT             a server, until "quit" is typed or a signal ends it
+//     messenger talk HOST PORT NAME    a client; a line is sent to all, "/help" lists the commands
+//     messenger demo                   a server, and a client for each user in the transcript
+//     messenger soak SECONDS VISITORS  the same for SECONDS or until a signal, with visitors
 //
-// Behind these, SETTINGS.pml and LOGFILE may be given.
+// The arguments SETTINGS.pml and LOGFILE may follow.
 
 #include <signal.h>
 
@@ -39,7 +38,7 @@ struct Settings {
     int socketBuffer = 65536;
 };
 
-// The library's logger and the network's, in one file.
+// Writes the library's logger "QOR" and the network's logger "qor" to the same file.
 void openLogs(const Settings& settings, const std::string& path) {
     for (const char* const name : {"QOR", "qor"}) {
         qor::logger& logger = qor::logger_factory::instance(name);
@@ -54,7 +53,7 @@ void openLogs(const Settings& settings, const std::string& path) {
     }
 }
 
-// Waits for a signal that ends the program.
+// Waits until SIGINT or SIGTERM arrives, and returns true; or until the timeout, and returns false.
 bool signalledWithin(const qor::Time& time) {
     sigset_t ends;
     sigemptyset(&ends);
@@ -128,10 +127,10 @@ std::vector<Line> readTranscript(const std::string& path) {
     return lines;
 }
 
-// Speaks one user's lines, and measures the time until the server has confirmed each of them.
+// Sends the lines of one user, and measures the time until the server has confirmed each of them.
 class Speaker : public qor::SimpleThread {
 public:
-    // Without rounds it speaks until it is stopped. It makes a pause after each round.
+    // Sends all lines `rounds` times, with a pause after each round; with 0, until it is stopped.
     Speaker(const qor::String& name, const std::vector<Line>& transcript, unsigned rounds,
             const qor::Time& pause)
         : SimpleThread(nullptr, name.c_str()),
@@ -163,7 +162,7 @@ private:
         if (!client_->tell(line.to, line.text)) ++undelivered_;
         keep(qor::Time::now(qor::Time::Monotonic) - begin);
     }
-    // The latest ones, so that a long run takes no more memory than a short one.
+    // Keeps only the last kKept ones, so that a long run needs no more memory than a short one.
     void keep(const qor::Time& roundTrip) {
         if (roundTrips_.size() < kKept) {
             roundTrips_.push_back(roundTrip);
@@ -207,7 +206,7 @@ void show(Summary& summary) {
               << at(0.9) << ", 99% within " << at(0.99) << ", the longest " << at(1) << '\n';
 }
 
-// The server and the speakers; they are closed in any case.
+// The server and the speakers. The destructor closes them, also after an exception.
 struct Stage {
     ~Stage() {
         for (const auto& speaker : speakers)
@@ -224,8 +223,8 @@ struct Soak {
     std::size_t visitors = 0;
 };
 
-// Lets visitors come and go, and shows the latency of their messages from time to time. Returns the
-// number of failed visits.
+// Runs visitors that connect and leave, and prints the latency of their messages up to 100 times.
+// Returns the number of failed visits.
 unsigned watchCrowd(const Settings& settings, const qor::TcpAddr& server, const Soak& soak) {
     if (soak.visitors == 0) {
         signalledWithin(qor::Time::seconds(soak.seconds));
@@ -249,7 +248,7 @@ unsigned watchCrowd(const Settings& settings, const qor::TcpAddr& server, const 
     return crowd->failures();
 }
 
-// For the time of the soak, or for the rounds of the settings if that is 0 seconds.
+// Runs for the time of the soak; if that is 0 seconds, for the number of rounds in the settings.
 int demo(const Settings& settings, const std::string& transcriptPath, const Soak& soak) {
     const long seconds = soak.seconds;
     const std::vector<Line> transcript = readTranscript(transcriptPath);
@@ -258,7 +257,7 @@ int demo(const Settings& settings, const std::string& transcriptPath, const Soak
         names.insert({line.from, line.to});
 
     const unsigned rounds = seconds == 0 ? settings.rounds : 0;
-    // Visitors are to have a part of the machine.
+    // The pauses leave processor time for the visitors.
     const qor::Time pause = qor::Time::milliSeconds(soak.visitors == 0 ? 0 : 50);
     Summary summary;
     unsigned failures = 0;
@@ -278,7 +277,7 @@ int demo(const Settings& settings, const std::string& transcriptPath, const Soak
         }
         speakers = stage.speakers;
         std::cout << speakers.front()->client().contacts().size() << " of " << names.size()
-                  << " are there; the transcript of " << transcript.size() << " lines is spoken ";
+                  << " users are connected; " << transcript.size() << " lines are sent ";
         if (seconds == 0) {
             std::cout << rounds << " times" << std::endl;
         } else {
@@ -310,7 +309,7 @@ int run(const std::vector<std::string>& arguments) {
     if (own == 0 || arguments.size() < own || arguments.size() > own + 2) {
         std::cerr << "usage: messenger serve PORT | talk HOST PORT NAME | demo |\n"
                      "       messenger soak SECONDS VISITORS\n"
-                     "       and behind it: [SETTINGS.pml [LOGFILE]]\n";
+                     "       each may be followed by: [SETTINGS.pml [LOGFILE]]\n";
         return 2;
     }
     const std::string data = MESSENGER_DATA;
@@ -328,7 +327,7 @@ int run(const std::vector<std::string>& arguments) {
     return talk(settings, qor::TcpAddr(number, arguments[1]), arguments[3]);
 }
 
-// The log stays open until the checker has reported into it.
+// The checker writes its report to the log, which therefore must be open until this returns.
 int runChecked(const std::vector<std::string>& arguments) {
     const qor::MemLeakChecker::Helper watch;
     int status = 1;
@@ -346,7 +345,8 @@ int runChecked(const std::vector<std::string>& arguments) {
 }  // namespace messenger
 
 int main(int argc, char** argv) {
-    // They are waited for; threads inherit it.
+    // Blocked here, before any thread starts: threads inherit this, and signalledWithin waits for
+    // these signals.
     sigset_t ends;
     sigemptyset(&ends);
     sigaddset(&ends, SIGINT);

@@ -6,9 +6,9 @@
 
 #include "qor/qor.h"
 
-// What client and server say to each other. A message is one nbr object in one frame: its kind, the
-// number of the request that it belongs to, and its body. Each body says its fields once, for the
-// wire and for the log.
+// The messages between client and server. A message is one nbr object in one frame: its kind, the
+// number of the request that it belongs to, and its body. The codec of each body lists its fields
+// once, for the connection and for the log.
 
 namespace messenger {
 
@@ -36,7 +36,7 @@ struct Login {
     qor::String name;
 };
 
-// A name that is taken, or that nameFault rejects, is refused with a reason for people.
+// A name that is in use, or that nameFault rejects, is refused with a reason to show to the user.
 struct LoginReply {
     static constexpr Kind kKind = Kind::LoginReply;
     template <class Stream>
@@ -85,8 +85,8 @@ struct ContactListReply {
     std::vector<Contact> contacts;
 };
 
-// From a client to the one that it names, or to all others if it names none. The server fills in
-// the sender and the time, and sends each recipient a copy with the recipient's name in it.
+// From a client to the user in `to`, or to all other users if `to` is empty. The server sets the
+// sender and the time, and sends each recipient a copy with the recipient's name in `to`.
 struct Text {
     static constexpr Kind kKind = Kind::Text;
     template <class Stream>
@@ -138,8 +138,8 @@ struct HeartbeatReply {
     }
 };
 
-// From the server without a request: a user has come or left. It has the recipient's name as Text
-// does.
+// Sent by the server without a request: a user has logged in or left. `to` is the recipient's name,
+// as in Text.
 struct Presence {
     static constexpr Kind kKind = Kind::Presence;
     template <class Stream>
@@ -158,7 +158,7 @@ struct Presence {
     qor::Time at;
 };
 
-// The kind and the number only, to decide how to decode the rest.
+// The first two fields of every message. The kind decides how the body is decoded.
 struct Header {
     template <class Stream>
     void codec(Stream& s) {
@@ -191,7 +191,7 @@ struct Message {
     Body body;
 };
 
-// Raise nbr::DecodeException if the payload is no message.
+// These two raise nbr::DecodeException if the payload is no message.
 inline Header headerOf(const qor::istr& payload) {
     Header header;
     qor::nbr::decode(payload, header);
@@ -204,22 +204,22 @@ Message<Body> read(const qor::istr& payload) {
     return message;
 }
 
-// What a terminal obeys in place of showing it: control characters, and those that turn the
-// direction of text or break the line.
+// Characters that control a terminal: control characters, and those that change the direction of
+// text or break the line.
 inline bool isControl(char32_t c) {
     return c < 0x20 || (c >= 0x7F && c <= 0x9F) || c == 0x061C || c == 0x200E || c == 0x200F ||
            (c >= 0x2028 && c <= 0x202E) || (c >= 0x2066 && c <= 0x2069);
 }
-// What can't be seen, or is malformed.
+// Characters that cannot be seen, and the one that replaces malformed text.
 inline bool isUnseen(char32_t c) {
     return c == 0xA0 || c == 0xAD || c == 0x3000 || (c >= 0x2000 && c <= 0x200F) || c == 0x202F ||
            (c >= 0x205F && c <= 0x206F) || c == 0xFEFF || c == 0xFFFD;
 }
 
-// Text of another user for this terminal: each control character becomes U+FFFD.
+// Text of another user that is safe to show: each control character is replaced by U+FFFD.
 inline qor::String printable(const qor::String& text) {
     qor::String whole = text;
-    // A zero would end the conversion.
+    // The conversion would end at a zero byte.
     std::replace(whole.begin(), whole.end(), '\0', '\x1A');
     std::wstring wide = whole.toWstring();
     std::replace_if(
@@ -228,8 +228,8 @@ inline qor::String printable(const qor::String& text) {
     return wide;
 }
 
-// Why the name is not allowed, for people; empty if it is. Names are shown on all terminals, before
-// a colon and between blanks.
+// Empty if the name is allowed, else the reason to show to the user. Names are shown on all
+// terminals, before a colon and between blanks.
 inline qor::String nameFault(const qor::String& name) {
     constexpr std::size_t kLongest = 32;
     const std::wstring wide = name.toWstring();
@@ -240,7 +240,7 @@ inline qor::String nameFault(const qor::String& name) {
     if (name.empty()) return "a name has at least one character";
     if (wide.size() > kLongest) return "a name has at most 32 characters";
     if (wide.front() == L'/') return "a name does not begin with /";
-    // Text ends at its first zero when it is converted.
+    // A zero byte must be searched in `name`, since `wide` ends before it.
     if (name.find('\0') != std::string::npos || std::any_of(wide.begin(), wide.end(), isUnfit)) {
         return "a name has no blanks, colons or characters that can't be seen";
     }
@@ -252,7 +252,7 @@ inline qor::logger& log() {
     return own;
 }
 
-// A message in the log, when "MSG.DEBUG" is on.
+// Writes a message to the log if the tag "MSG.DEBUG" is on.
 template <class Body>
 void logMessage(const char* func, const char* what, const Message<Body>& message) {
     if (!log().debugOn() || !log().appLog("MSG.DEBUG")) return;
@@ -261,8 +261,8 @@ void logMessage(const char* func, const char* what, const Message<Body>& message
     qor::writeDebugLog(log(), __FILE__, __LINE__, func, d.str(), "MSG.DEBUG");
 }
 
-// The sender of one end. Frames that two threads send on one connection at the same time would be
-// mixed, so they are sent one at a time, and share a buffer.
+// Sends the messages of one side. It sends one message at a time, since frames that two threads
+// send on one connection at the same time would be mixed. All messages share one buffer.
 class Outbox {
 public:
     // Calls `send` with the encoded message, and returns its result.

@@ -7,9 +7,9 @@
 
 namespace messenger {
 
-// Keeps the list of users, and passes texts on. Each client is served on its connection's own
-// thread; a client that sends something else than a message loses its connection, since the decoder
-// raises.
+// Holds the list of users, and passes on their texts. Each client is served on the thread of its
+// connection. If a client sends a frame that is no message, the decoder raises, which closes the
+// connection.
 class Server : public qor::TcpCallback {
 public:
     bool open(unsigned short port, int socketBuffer) {
@@ -34,7 +34,7 @@ public:
             case Kind::Heartbeat:
                 return static_cast<void>(send(*session, Message(header.number, HeartbeatReply())));
             default:
-                // A kind of newer clients.
+                // An unknown kind, of a newer client, is ignored.
                 return;
         }
     }
@@ -102,7 +102,7 @@ private:
         send(session, Message(request.number, reply));
         if (reply.accepted) announce(request.body.name, true);
     }
-    // Empty, or why not. With the mutex held.
+    // Returns an empty text, or the reason why the name is refused. Call it with the mutex locked.
     qor::String enter(Session& session, const qor::String& name) {
         if (!session.name.empty()) return "this connection has a name";
         const qor::String fault = nameFault(name);
@@ -129,8 +129,8 @@ private:
         send(session, Message(number, reply));
     }
 
-    // A frame to a client that has just disconnected is sent to all others; so clients check
-    // whether a text is for them.
+    // If the recipient has just disconnected, TcpServer::send sends the frame to all clients. So
+    // each client checks whether a text is for its user.
     void pass(Session& session, Message<Text> text) {
         {
             const qor::Guard guard(mutex_);
@@ -158,7 +158,7 @@ private:
     }
 
     qor::TcpServer tcp_;
-    qor::Mutex mutex_;  // guards both maps; never held while something is sent
+    qor::Mutex mutex_;  // guards both maps; never locked during a send
     std::atomic<bool> closing_{false};
     std::map<qor::TcpAddr, qor::Handle<Session>> sessions_;
     std::map<qor::String, qor::Handle<Session>> byName_;

@@ -11,11 +11,11 @@
 
 namespace messenger {
 
-// The lines of a conversation on the console. Any thread may show lines. Received text is shown
-// without control characters, so that no user can control another user's terminal.
+// Shows the lines of a conversation on the console. Any thread may use it. Received text is shown
+// without control characters, so that no user can control the terminal of another user.
 class Screen {
 public:
-    // "12:34:56 Ann: hello", and to one person "12:34:56 Ann to Bob: hello".
+    // "12:34:56 Ann: hello", or for a text to one user "12:34:56 Ann to Bob: hello".
     void show(const Text& text) const {
         const qor::String to = text.toAll ? qor::String() : " to " + colouredName(text.to);
         line(text.sent, colouredName(text.from) + to + ": " + printable(text.text));
@@ -24,7 +24,7 @@ public:
         const char* const event = presence.here ? " is here" : " has left";
         note(presence.name + event, presence.at);
     }
-    // Of the program itself.
+    // A line of the program itself.
     void note(const qor::String& text, qor::Time at = qor::Time::now()) const {
         line(at, coloured(kDim, printable(text)));
     }
@@ -56,7 +56,8 @@ private:
     const bool hasColours_ = hasColours();
 };
 
-// One user at the console: takes the lines that are typed, and keeps the connection.
+// One user at the console: runs the lines that the user types, and connects again when the
+// connection is lost.
 class Talk {
 public:
     Talk(const qor::TcpAddr& server, const qor::String& name, unsigned long heartbeat,
@@ -66,7 +67,7 @@ public:
         if (client_) client_->close();
     }
 
-    // False, with the reason in fault(), if the server can't be reached or refuses the name.
+    // False if the server cannot be reached or refuses the name; fault() is then the reason.
     bool connect() {
         if (client_) client_->close();
         client_ = qor::makeHandle<Client>(
@@ -87,8 +88,8 @@ public:
         screen_.note("a line goes to everybody; /help shows what else there is");
     }
 
-    // To be called several times in a second: notices that the connection is lost, and tries to get
-    // a new one.
+    // Call this several times a second: if the connection is lost, it tries to connect once a
+    // second.
     void keepConnected() {
         if (isConnected_ && client_->connected()) return;
         const qor::Time now = qor::Time::now(qor::Time::Monotonic);
@@ -108,7 +109,7 @@ public:
         nextTry_ = qor::Time::now(qor::Time::Monotonic) + qor::Time::seconds(1);
     }
 
-    // False if the user wants to end.
+    // Runs a line that the user has typed. False if the user wants to end.
     bool obey(const qor::String& line) {
         const std::size_t colon = line.find(": ");
         if (line == "/quit" || line == "quit") return false;
@@ -171,7 +172,7 @@ private:
     const Screen screen_;
     qor::Handle<Client> client_;
     bool isConnected_ = false;
-    qor::String fault_;  // of the last try
+    qor::String fault_;  // of the last attempt to connect
     qor::Time nextTry_;
 };
 

@@ -19,7 +19,7 @@
 #include "qor/timer/timerManager.h"
 #include "qor/xml/XMLNode.h"
 
-// The start and the end of the library. They depend on all subsystems, and so are above them.
+// The start and the end of the library. They depend on all subsystems, and so are on no floor.
 
 namespace qor {
 
@@ -81,7 +81,7 @@ void fini() {
     pml::ntv::Unit::destroy_null();
     XMLAttr::destroy_null();
     XMLNode::destroy_null();
-    // The log is closed by now.
+    // Not to the log, which is already closed.
     if (MemLeakChecker::isStarted()) MemLeakChecker::instance()->dump(std_err());
     MemLeakChecker::destroy();
     MLC_Entry::leave();

@@ -1,12 +1,13 @@
 #!/usr/bin/env python3
-"""Makes a test of each C++ example on a page: it compiles, runs, and prints what the page shows.
+"""Writes a test for each C++ example on a page: the example compiles, runs, and prints what the page
+shows.
 
     examples.py PAGE TO
 
-An example is a block marked `cpp`. What it prints is the block, indented by four, that follows the
-line "prints" below it; an example without one prints nothing. Types and functions at the left edge
-are known to all later examples of the page, and statements belong to their example alone. An
-example with a main is a program. Each runs in a directory of its own.
+An example is a block marked `cpp`. The block after the line "prints" below it, indented by four blanks,
+is the expected output; without such a block, the example must print nothing. Types and functions that
+begin in the first column are known to all later examples of the page; statements belong to their example
+alone. An example with a main is a program. Each example runs in a directory of its own.
 """
 
 import pathlib
@@ -46,7 +47,7 @@ def examples_of(lines):
 
 
 def chunks_of(example):
-    """What begins at the left edge, up to the next of it, with the number of its first line."""
+    """The declarations and statements that begin in the first column: (line number, lines) of each."""
     chunks = []
     for offset, line in enumerate(example.code):
         opens = line and not line[0].isspace() and not re.match(r"[})]|//|(public|private|protected):|catch|else", line)
@@ -81,7 +82,7 @@ def main(page, target):
             if INCLUDE.match(chunk[0]):
                 includes += [one for one in chunk if INCLUDE.match(one)]
             elif DECLARATION.match(chunk[0]) or FUNCTION.match(chunk[0]):
-                # A main may end without a result.
+                # A main without a return statement returns void here.
                 ends = "0" if "return" in "".join(chunk) else ""
                 chunk[0] = re.sub(r"^int main\(", f"{'int' if ends else 'void'} program_{number}(", chunk[0])
                 shared += [place, *chunk]

@@ -1,13 +1,13 @@
 #!/usr/bin/env python3
-"""Fails if a file of the library includes one on a higher floor. The floors are those of the block in
-docs/architecture.md, a line for each floor with its number, then what is on it, divided by two or
-more blanks:
+"""Fails if a file of the library includes a file of a higher floor. A block in docs/architecture.md
+defines the floors. It has a line for each floor: the number, then the parts of the library on that floor,
+separated by two or more blanks or a comma:
 
     area           all files of the area that no other line names
     area/name      the header and the source of this name
     dir/file.ext   this file
 
-What is in parentheses explains. The first line, without a number, is above all floors.
+Text in parentheses is a comment. The first line, without a number, is above all floors.
 """
 
 import pathlib
@@ -22,7 +22,7 @@ ABOVE = 99
 
 
 def floors():
-    """The floor of each name on the page."""
+    """{name on the page: floor}"""
     section = PAGE.read_text().split("\n## Floors\n", 1)[1].split("\n## ", 1)[0]
     found = {}
     for line in section.splitlines():
@@ -38,7 +38,7 @@ def floors():
 
 
 def names_of(path):
-    """What a file may be called on the page, the most exact name first."""
+    """The names that the page may use for a file, the most specific one first."""
     if path.is_relative_to(UTILITY):
         return ["utility"]
     root = next(root for root in ROOTS if path.is_relative_to(root))

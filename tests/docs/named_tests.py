@@ -16,7 +16,7 @@ def main():
     page = (ROOT / "docs" / "testing.md").read_text()
     named = re.findall(r"`(\w+)\.(\w+|\*)`", page.split("\n## What is promised under a fault\n", 1)[1])
     for line in (ROOT / "tests" / "emulator.txt").read_text().splitlines():
-        row = re.match(r"(?:cannot|long) +(?!examples)\w+\.(\w+)\.(\w+) ", line)
+        row = re.match(r"(?:cannot|long) +(?!examples)\w+\.(\w+)(?:/\w+)?\.(\w+) ", line)
         if row:
             named.append(row.groups())
     if len(named) < 20:

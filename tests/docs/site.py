@@ -1,7 +1,9 @@
 #!/usr/bin/env python3
-"""Walks the manual in HTML and fails on a dead link, on a page without content, on a picture without
-a text, on a page of docs/ that nothing leads to, on a class without a guide and on a guide without
-a class:
+"""Checks the manual in HTML. Fails on
+
+- a dead link, a page without content, a picture without a text;
+- a page of docs/ without a link from the menu or the front page;
+- a class without a link to a guide, or a guide without a link to a class.
 
     site.py HTML_DIRECTORY
 """
@@ -15,7 +17,7 @@ import urllib.parse
 DOCS = pathlib.Path(__file__).resolve().parent.parent.parent / "docs"
 # Pages about the library as a whole.
 NO_GUIDES = {"index", "performance", "tools"}
-LEAST_CONTENT = 20  # characters besides the title
+LEAST_CONTENT = 20  # characters, without the title
 
 
 class Page(html.parser.HTMLParser):
@@ -49,7 +51,7 @@ class Page(html.parser.HTMLParser):
 
 def main(folder):
     folder = pathlib.Path(folder)
-    # What search/ has is made for the search's own window; where it leads is walked below.
+    # Without the pages in search/, which only the search window shows; its links are checked below.
     pages = {path.name: Page(path) for path in folder.glob("*.html")}
     failures = []
 

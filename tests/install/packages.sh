@@ -1,6 +1,6 @@
 #!/bin/sh
-# Makes the Debian packages, looks at what they need, unpacks them, and builds and runs a program
-# against what they hold:
+# Builds the Debian packages, checks their dependencies, unpacks them, and builds and runs a program
+# against the unpacked files:
 #   packages.sh CPACK BUILD_DIR COMPILER SOURCE OUTPUT_DIR
 set -eu
 cpack=$1

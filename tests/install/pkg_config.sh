@@ -1,5 +1,5 @@
 #!/bin/sh
-# Builds and runs a program with nothing but pkg-config:
+# Builds and runs a program with the flags of pkg-config alone:
 #   pkg_config.sh COMPILER PKGCONFIG_DIR LIB_DIR SOURCE OUTPUT
 set -eu
 compiler=$1
@@ -8,7 +8,7 @@ export LD_LIBRARY_PATH="$3"
 source=$4
 output=$5
 
-# pkg-config quotes blanks for the shell.
+# eval, since pkg-config escapes blanks for the shell.
 flags=$(pkg-config --cflags --libs qor)
 eval "set -- $flags"
 "$compiler" -std=c++20 "$source" -o "$output" "$@"

@@ -1,5 +1,5 @@
 #!/bin/sh
-# The first program of a document prints the text that is indented below it:
+# Checks that the first program of a document prints the indented text below it:
 #   readme.sh COMPILER PKGCONFIG_DIR LIB_DIR DOCUMENT OUTPUT
 set -eu
 here=$(dirname "$0")

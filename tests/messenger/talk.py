@@ -1,9 +1,10 @@
 #!/usr/bin/env python3
-"""The messenger as people use it: a server, and terminals in which they type.
+"""Tests the messenger as users run it: a server, and clients in terminals.
 
     talk.py PROGRAM PEER_DIRECTORY
 
-PEER_DIRECTORY has peer.py, which stands for clients of other people's making.
+PROGRAM is the messenger. PEER_DIRECTORY contains peer.py, which is used as a client that another
+developer has written.
 """
 
 import os
@@ -24,7 +25,7 @@ class Ended(Exception):
 
 
 class Reader:
-    """The output of a program, which is waited for. Colours are taken off unless raw is asked for."""
+    """Waits for the output of a program: text() is without colours, raw has all bytes."""
 
     def __init__(self, descriptor):
         self.descriptor = descriptor
@@ -47,7 +48,7 @@ class Reader:
         return re.sub(r"\x1b\[[0-9;]*m", "", self.raw.decode(errors="replace")).replace("\r", "")
 
     def see(self, pattern):
-        """Waits for the pattern in what came after the last one that was seen."""
+        """Waits until the pattern is in the output after the previous match."""
         deadline = time.monotonic() + LONGEST_WAIT
         while True:
             found = re.compile(pattern).search(self.text(), self.seen)
@@ -84,7 +85,7 @@ class Server(Reader):
 
 
 class Terminal(Reader):
-    """`talk` in a terminal of its own."""
+    """`messenger talk` in its own terminal."""
 
     def __init__(self, program, settings, directory, port, name):
         self.end, program_end = pty.openpty()
@@ -118,7 +119,7 @@ def converse(start_server, start_terminal, eve_at):
     cid.see("connected as Cid")
     bob.see("Cid is here")
 
-    # To one, in both ways, and to all: others see the last one only.
+    # Two messages to Bob, one in each form, and one to all: Cid sees only the last one.
     ann.type("/to Bob between us")
     ann.see(rf"{CLOCK} Ann to Bob: between us\n")
     ann.type("Bob: this too")
@@ -145,7 +146,7 @@ def converse(start_server, start_terminal, eve_at):
     cid.end_with("/quit")
     ann.see(rf"{CLOCK} Cid has left\n")
 
-    # What others send is shown, and never obeyed.
+    # Control characters in texts of others are shown, and have no effect.
     eve = eve_at(server.port)
     assert eve.login("Eve")
     assert eve.tell("", "a\x1b]0;title\x07b\x9b2Jc\rd\u202ee\nf\0g")
@@ -165,7 +166,8 @@ def converse(start_server, start_terminal, eve_at):
     server = start_server(server.port)
     for terminal in (ann, bob):
         terminal.see(rf"{CLOCK} connected again; here: ")
-    # The first to return is told of the other one, unless both returned at once.
+    # The first client that reconnects gets a message when the other one does, unless both reconnect at
+    # once.
     ann.type("hello again")
     while True:
         seen = ann.see("Ann: hello again\n|nobody else is here")[0]

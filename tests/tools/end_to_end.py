@@ -1,7 +1,9 @@
 #!/usr/bin/env python3
-"""Drives the tools as their users do: pipes, a terminal, statuses, and a log that is rotated.
+"""Tests the tools as users run them: with pipes, in a terminal, and with a log that is rotated.
 
-    end_to_end.py TOOLS EXAMPLES MANUALS    their directories
+    end_to_end.py TOOLS EXAMPLES MANUALS
+
+The arguments are the directories of the programs, of examples/data and of the manual pages.
 """
 
 import gzip
@@ -34,7 +36,8 @@ def check(actual, expected):
 
 
 def on_terminal(tool, *arguments, env=None, until=None):
-    """What a terminal gets, and the status; the tool is terminated when `until` was there."""
+    """Runs a tool in a terminal, and returns its output and its status. Sends SIGTERM to the tool when
+    `until` is in the output."""
     pid, terminal = pty.fork()
     if pid == 0:
         os.environ.update(env or {})
@@ -66,7 +69,7 @@ def test_help_and_mistakes():
         status, out, err = call(tool, "--help")
         check((status, err), (0, b""))
         assert out.startswith(b"usage: " + tool.encode() + b" "), out
-        # The manual has every option.
+        # Every option of the help is in the manual page.
         with open(os.path.join(manuals, tool + ".1")) as file:
             manual = file.read().replace("\\", "")
         for option in re.findall(r"^ .*?(--[a-z]+)", out.decode(), re.M):
@@ -86,7 +89,7 @@ def test_inspect_streams():
         station = file.read()
     as_json = call("qor-inspect", stdin=station)
     check(as_json[0], 0)
-    # A round trip through each format of text, by a pipe, compressed, and through nbr.
+    # Round trips: compressed, through pml, and through frames of nbr.
     packed = call("qor-inspect", "-z", "-", stdin=station)[1]
     check(gzip.decompress(packed), as_json[1])
     check(call("qor-inspect", stdin=packed), as_json)
@@ -150,7 +153,7 @@ def test_terminal():
         check(re.sub(rb"\x1b\[[0-9;]*m", b"", seen), plain)
         for arguments, env in (([], {"NO_COLOR": "1"}), (["--color=never"], {})):
             check(on_terminal("qor-inspect", *arguments, path, env=env), (plain, 0))
-        # Not to a terminal: the bytes as they are, and colours where they are asked for.
+        # Not to a terminal: unchanged bytes, and colours only with --color=always.
         check(call("qor-inspect", "-c", path)[1], b"a(k(\x1b]0;title\x07)n(7))\n")
         assert b"\x1b[36mk" in call("qor-inspect", "--color=always", path)[1]
         seen, status = on_terminal("qor-inspect", "-t", "nbr", path)
@@ -180,7 +183,7 @@ def test_log():
         check(call("qor-log", path + "x"),
               (1, b"", f"qor-log: {path}x: No such file or directory\n".encode()))
         follow(path)
-        # A bar for a large file, which is erased at the end.
+        # A progress bar for a large file, erased at the end.
         with open(path, "ab") as file:
             file.write(entry("INFO", "x" * 1000) * 9000)
         seen, status = on_terminal("qor-log", "--count", path)
@@ -191,7 +194,7 @@ def test_log():
 
 
 def follow(path):
-    """Each line once and in order, while the file is rotated."""
+    """--follow shows each line once and in order while the file is rotated."""
     process = subprocess.Popen([os.path.join(tools, "qor-log"), "-f", "-t", "INFO", path],
                                stdout=subprocess.PIPE, stderr=subprocess.PIPE)
     lines = iter(process.stdout.readline, b"")
@@ -231,7 +234,7 @@ def test_ping():
     check(len(re.findall(rb"127.0.0.1: reply \d after [0-9.]+ ms\n", out)), 2)
     assert b"127.0.0.1: 2 sent, 2 received, 0% lost\nround trip: least " in out, out
     check(call("qor-ping", "no.such.host.invalid")[0], 1)
-    # Ended by a signal, it still shows the sums.
+    # After a signal it still shows the summary.
     seen, status = on_terminal("qor-ping", "-i", "3600", "localhost", until=b"reply 1")
     check(status, 0)
     assert b"1 sent, 1 received, 0% lost" in seen, seen

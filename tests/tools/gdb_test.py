@@ -1,7 +1,9 @@
 #!/usr/bin/env python3
-"""Looks at a program that has stopped, and at its core, by the pretty printers of gdb.
+"""Tests the pretty printers of gdb with a stopped program, and with its core file.
 
-    gdb_test.py PRINTERS SUBJECT    the status is 77 without gdb
+    gdb_test.py PRINTERS SUBJECT
+
+PRINTERS is qor_printers.py, SUBJECT the program. The exit status is 77 (skipped) without gdb.
 """
 
 import os

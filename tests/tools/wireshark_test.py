@@ -1,7 +1,9 @@
 #!/usr/bin/env python3
-"""Writes a capture of frames that lie across segments, and looks at it with the dissector.
+"""Tests the dissector with a capture of frames that span several segments.
 
-    wireshark_test.py DISSECTOR    the status is 77 without tshark
+    wireshark_test.py DISSECTOR
+
+DISSECTOR is qor.lua. The exit status is 77 (skipped) without tshark.
 """
 
 import os
@@ -63,7 +65,7 @@ STREAM = b"".join((
     frame(b""),
     frame(b"\x02\x2c\x01" + bytes(300)),            # larger than a segment
     frame(OPEN + (b"\x07" + OPEN) * DEEP + CLOSE * (DEEP + 1)),
-    frame(OPEN + b"\x01\x20\x00" + CLOSE),          # no nbr
+    frame(OPEN + b"\x01\x20\x00" + CLOSE),          # not nbr
     frame(OPEN + b"\x01\x01\x05\xaa"),              # cut off
     frame(b"\xf1\x01z" + b"more"),
 ))

@@ -5,15 +5,17 @@
 
 namespace tools {
 
-// The status of a tool: 0 success, 1 bad input or a failed operation, 2 a mistake in the call.
+// The exit status of a tool: 0 success, 1 bad input or a failed operation, 2 a mistake in the
+// command line.
 enum Status { kSuccess = 0, kFailure = 1, kUsage = 2 };
 
-// A mistake in the call: the message, and where help is found.
+// A mistake in the command line. The tool adds "see TOOL --help" to the message.
 struct UsageError : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-// What ends a tool with kFailure. The message is one line; it names the file and the place.
+// A failure that ends a tool with kFailure. The message is one line; it names the file and the
+// place in it.
 struct Failure : std::runtime_error {
     using std::runtime_error::runtime_error;
 };

@@ -20,7 +20,7 @@ void addHelp(std::string& out, const Option& option) {
     line += option.letter != 0 ? std::string{'-', option.letter, ',', ' '} : "    ";
     line += std::string("--") + option.name;
     if (option.argument != nullptr) line += std::string("=") + option.argument;
-    // After a long option the text begins on a line of its own.
+    // If the option is long, its help begins on the next line.
     if (line.size() + 2 > kHelpColumn) {
         out += line + '\n';
         line.clear();

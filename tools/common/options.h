@@ -12,20 +12,20 @@ namespace tools {
 struct Option {
     char letter;           // 0 for an option without a short form
     const char* name;      // without the two dashes
-    const char* argument;  // how the help names its argument; null for none
-    const char* help;      // may have several lines
+    const char* argument;  // the name of the argument in the help; null for an option without one
+    const char* help;      // one or several lines
     std::function<void(std::string_view argument)> take;
 };
 
-// The command line of a tool, by the usual rules: "-c", "-cd2", "-d 2", "--depth 2", "--depth=2"; a
-// "-" alone is an operand, and so is everything after "--".
+// The command line of a tool, with the usual rules: "-c", "-cd2", "-d 2", "--depth 2", "--depth=2".
+// "-" alone is an operand, and so are all words after "--".
 class Options {
 public:
     Options(const char* tool, const char* usage, const char* purpose, std::vector<Option> options,
             const char* closing = "");
 
-    // Runs the options' `take` in their order, and returns the operands. `--help` and `--version`
-    // end the parsing: answer() then has their text. Raises UsageError.
+    // Calls `take` of each option in the order of the command line, and returns the operands.
+    // `--help` and `--version` end the parsing: answer() is then their text. Raises UsageError.
     std::vector<std::string> parse(const std::vector<std::string>& arguments);
     const std::string& answer() const noexcept { return answer_; }
 
@@ -43,11 +43,11 @@ private:
     std::string answer_;
 };
 
-// A number from 0 to `most`; raises UsageError that names the option.
+// Reads a number from 0 to `most`. Raises UsageError, with the name of the option.
 unsigned long parseCount(const char* option, std::string_view text, unsigned long most);
-// Seconds, with or without a fraction, from 0 to `most`.
+// Reads seconds from 0 to `most`, which may have a fraction. Raises UsageError.
 double parseSeconds(const char* option, std::string_view text, double most);
-// The place of a word among the words of an option; raises UsageError that lists them.
+// The index of the text in `words`. If it is not there, raises UsageError, which lists the words.
 std::size_t parseChoice(const char* option, std::string_view text,
                         const std::vector<std::string_view>& words);
 

@@ -15,12 +15,13 @@ namespace tools {
 
 namespace {
 
-// In the order of Role.
+// The escape sequences of the roles, in the order of Role.
 constexpr const char* kColors[] = {"", "\x1b[36m", "\x1b[35m",   "\x1b[32m", "\x1b[33m",
                                    "", "\x1b[2m",  "\x1b[1;31m", "\x1b[33m"};
 constexpr std::string_view kPlain = "\x1b[0m";
 
-// The length of the character at the start, which is not ASCII; 0 if it is none.
+// The length in bytes of the UTF-8 character at the beginning, which is not ASCII; 0 if it is
+// malformed. Sets its code.
 std::size_t characterLength(std::string_view text, char32_t& code) {
     const auto lead = static_cast<unsigned char>(text[0]);
     const std::size_t length = lead >= 0xF0 ? 4 : lead >= 0xE0 ? 3 : 2;
@@ -36,7 +37,7 @@ std::size_t characterLength(std::string_view text, char32_t& code) {
     return code >= least && code <= 0x10FFFF && !isSurrogate ? length : 0;
 }
 
-// C1 controls, line separators, and the characters that turn the direction of writing.
+// C1 controls, line separators, and the characters that change the direction of writing.
 bool isHarmful(char32_t code) {
     return code < 0xA0 || (code >= 0x2028 && code <= 0x202E) ||
            (code >= 0x2066 && code <= 0x2069) || code == 0x200E || code == 0x200F || code == 0x61C;

@@ -9,17 +9,17 @@ namespace tools {
 // A progress bar on a terminal. Erase it before writing to the same terminal.
 class Progress {
 public:
-    // Draws nothing without a descriptor, -1.
+    // With the descriptor -1 it draws nothing.
     Progress(int descriptor, std::uint64_t total) : descriptor_(descriptor), total_(total) {}
     ~Progress() { erase(); }
     Progress(const Progress&) = delete;
     Progress& operator=(const Progress&) = delete;
 
-    // Draws when the bar would look different.
+    // Draws the bar if it looks different than before.
     void show(std::uint64_t done);
     void erase();
 
-    // "[####......]  40%" of that many columns between the brackets.
+    // "[####......]  40%", with the given number of columns between the brackets.
     static std::string bar(std::uint64_t done, std::uint64_t total, unsigned columns);
 
 private:

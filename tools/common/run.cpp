@@ -20,7 +20,7 @@ void complain(const char* tool, const std::string& message) {
 
 int run(const char* tool, int argc, char** argv,
         int (*body)(const std::vector<std::string>& arguments)) {
-    // A parent may have had the signal ignored.
+    // The parent process may have started this one with the signal ignored.
     std::signal(SIGPIPE, SIG_DFL);
     try {
         return body(std::vector<std::string>(argc > 0 ? argv + 1 : argv, argv + argc));

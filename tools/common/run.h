@@ -6,13 +6,14 @@
 
 namespace tools {
 
-// The main of a tool: runs `body` with the arguments after the program's name, and returns its
-// status. An exception becomes one line on the standard error and the status of its kind. If the
-// reader of the output closes it, the process ends without a message.
+// The main function of a tool: runs `body` with the arguments after the program's name, and returns
+// its status. If `body` raises an exception, prints one line on the standard error and returns the
+// status for that kind of exception. If the reader of the output closes the pipe, SIGPIPE ends the
+// process without a message.
 int run(const char* tool, int argc, char** argv,
         int (*body)(const std::vector<std::string>& arguments));
 
-// "tool: message" on the standard error, in one line that does nothing to a terminal.
+// Prints "tool: message" on the standard error, on one line and without control characters.
 void complain(const char* tool, const std::string& message);
 
 }  // namespace tools

@@ -1,10 +1,10 @@
 """Pretty printers of gdb for the types of libqor.
 
-They read memory and call nothing, so that they work for core dumps too. Scalars, text, handles and
-containers are read by the fields that the debug information of the program has. The trees (pml,
-JSON, XML, nbr) are read by their layout, since a program has no debug information of what is inside
-the library; this file belongs to the library's very version. The layout is that of a machine with
-pointers of 64 bits. Trees are shown as one line of text, as long as "print elements" allows.
+They read memory and call no function of the program, so that they also work for core files. Scalars,
+text, handles and containers are read with the debug information of the program. The trees (pml, JSON,
+XML, nbr) are read by fixed offsets, since the program has no debug information of the library's
+internal types. So this file works only for this version of the library, and trees only on machines with
+pointers of 64 bits. A tree is shown on one line, clipped to the limit of "print elements".
 """
 
 import re
@@ -18,12 +18,13 @@ WORD = 8
 
 
 def limit():
-    """How much is shown; 0 and None are without a bound."""
+    """The maximum number of characters to show. 0 and None, which mean no limit in gdb, give
+    1,048,576."""
     return gdb.parameter("print elements") or 1 << 20
 
 
 class Memory:
-    """What lies at addresses of the program."""
+    """Reads the memory of the program."""
 
     def __init__(self):
         self.inferior = gdb.selected_inferior()
@@ -46,13 +47,13 @@ class Memory:
         return self.number(address, 1)
 
     def string(self, address):
-        """The text of a std::string; no more of it than is shown."""
+        """The text of the std::string at an address, up to one byte more than is shown."""
         size = min(self.pointer(address + WORD), limit() + 1)
         return self.bytes(self.pointer(address), size)
 
 
 def readable(text):
-    """Bytes as text that a terminal bears."""
+    """Text or bytes as text without control characters."""
     shown = text.decode("utf-8", "backslashreplace") if isinstance(text, bytes) else text
     return "".join(c if c.isprintable() else "\\x%02x" % ord(c) if ord(c) < 256 else "\\u%04x" % ord(c)
                    for c in shown)
@@ -63,7 +64,7 @@ class Clipped(Exception):
 
 
 class Line:
-    """A text that grows up to the limit."""
+    """A text that is clipped at the limit."""
 
     def __init__(self):
         self.parts = []
@@ -89,7 +90,7 @@ class Line:
 
 
 def address_of(value):
-    """Of the object; of what a reference refers to."""
+    """The address of an object, also if the value is a reference to it."""
     if value.type.strip_typedefs().code in (gdb.TYPE_CODE_REF, gdb.TYPE_CODE_RVALUE_REF):
         value = value.referenced_value()
     return int(value.address)
@@ -134,7 +135,7 @@ class BytesPrinter:
 
 
 class TimePrinter:
-    """A duration, and from a year on a point in time too. Both in UTC and with microseconds."""
+    """A duration; from a year on, also as a point in time, in UTC."""
 
     YEAR = 366 * 86400 * 10**6
 
@@ -178,13 +179,13 @@ class OptionalPrinter:
 
 
 def offset_of_shared(kind):
-    """Where in a class its base qor::Shared is; None if that is not known. A program that is not
-    linked with the debug information of the library lacks what is inside of Shared."""
+    """The offset of the base qor::Shared in a class, or None if it is not known. It is needed if there is
+    no debug information of the members of Shared, which is in the library."""
     kind = kind.strip_typedefs()
     if kind.tag == "qor::Shared":
         return 0
     for field in kind.fields():
-        # A virtual base has no fixed place.
+        # A virtual base has no fixed offset.
         if not field.is_base_class or field.bitpos is None:
             continue
         offset = offset_of_shared(field.type)
@@ -228,7 +229,7 @@ class HandlePrinter:
 
 
 class LockedPrinter:
-    """The locked containers: their elements, in the order of the tree that they are in."""
+    """A locked container: its elements in the order of their keys."""
 
     def __init__(self, value):
         self.value = value
@@ -275,7 +276,7 @@ class LockedPrinter:
 
 
 class TreePrinter:
-    """Shows the tree at an address by `write`, a function of a Line, a Memory and an address."""
+    """Shows the tree at an address. `write` is a function with the arguments Line, Memory, address."""
 
     write = None
 
@@ -287,7 +288,7 @@ class TreePrinter:
 
 
 PML_TYPED = {
-    # How the data of each class is read; `at` is the address of the object.
+    # For each class, a function that reads its data; `at` is the address of the object.
     "BooleanValue": lambda memory, at: str(memory.u8(at + 17)),
     "CharacterValue": lambda memory, at: readable(memory.bytes(at + 17, 1)),
     "IntegerValue": lambda memory, at: str(signed(memory.pointer(at + 24))),
@@ -307,7 +308,7 @@ def double(memory, address):
 
 
 def class_by_vtable(memory, address):
-    """Of an object of the library, by the symbol of its table; empty if it is not known."""
+    """The class of an object of the library, from the symbol of its virtual table; empty if unknown."""
     name = gdb.execute("info symbol %d" % memory.pointer(address), to_string=True)
     found = re.match(r"vtable for (?:\w+::)*(\w+)", name)
     return found.group(1) if found else ""
@@ -321,7 +322,7 @@ def pml_text(text):
 
 
 def write_pml(line, memory, address):
-    """As the layout COMPACT."""
+    """Writes a pml tree in the layout COMPACT."""
     kind_typed, kind_text, kind_list = range(3)
     open_lists = []
 
@@ -357,7 +358,7 @@ def json_quoted(text):
 
 
 class JsonReader:
-    """A JSON tree, part of which may be no values yet but the nodes of a text that was read."""
+    """Writes a JSON tree. Parts of it may not be values yet, but nodes of a parsed text."""
 
     OTHER, BOOLEAN, NUMBER, STRING, ARRAY, OBJECT = range(6)
     ARRAY_MARK, OBJECT_MARK = 0xFFF00000, 0xFFF00004
@@ -366,7 +367,7 @@ class JsonReader:
     def __init__(self, line, memory):
         self.line = line
         self.memory = memory
-        self.open = []  # of each container a generator of its items
+        self.open = []  # for each open container, a generator of its items; the innermost last
 
     def run(self, first):
         first()
@@ -526,7 +527,7 @@ def write_xml(line, memory, address):
 
 
 def write_nbr(line, memory, address):
-    """As a dumper shows it in compact form."""
+    """Writes an nbr tree in the compact form of a dumper."""
     open_values = []
 
     def enter(value):

@@ -7,43 +7,45 @@ namespace tools {
 
 using qor::istr;
 
-// A tree of any format as a sequence of events. A reader emits them, a writer shows them, and
-// filters are between the two. None of them holds the tree, and none uses the stack by its depth.
+// A tree of any format, as a sequence of events. A reader emits the events, filters select some of
+// them, and a writer shows them. None of them holds the tree, and the stack use of none grows with
+// its depth.
 
 enum class Kind { Null, Boolean, Number, Text, Bytes };
 
 struct Scalar {
     Kind kind;
-    istr text;  // of Bytes: the bytes; of Null: nothing
+    istr text;  // for Bytes, the bytes; for Null, empty
 };
 
 enum class Part { Item, Attribute, Content };
 
-// The label of a value. Views are valid during the call only.
+// The label of a value. Its views are valid only during the call.
 struct Label {
-    istr key;   // a name, or the digits of an nbr tag; null for none
-    istr type;  // of a pml unit
+    istr key;   // a name, or the digits of an nbr tag; null if there is none
+    istr type;  // the type of a pml unit
     Part part = Part::Item;
     bool isTag = false;
 };
 
 // How the items of a container are labelled.
 enum class Shape {
-    Map,    // by keys, each of which is there once
-    List,   // by their place
-    Pairs,  // by keys, some of which are there more than once, or by neither
+    Map,    // by keys, which are all different
+    List,   // by position
+    Pairs,  // by keys, some of which are repeated, or only some items have a key
 };
 
 class Sink {
 public:
     virtual ~Sink() = default;
-    // A container. `isChain`: everything below it is an only child.
+    // The beginning of a container. `isChain`: neither it nor a container below it has more than
+    // one item.
     virtual void begin(const Label& label, Shape shape, bool isChain) = 0;
     virtual void leaf(const Label& label, const Scalar& value) = 0;
     virtual void end() = 0;
     // A container whose content is not shown.
     virtual void elided(const Label& label, Shape shape) = 0;
-    // After the last value.
+    // Called after the last event of a document.
     virtual void finish() {}
 };
 

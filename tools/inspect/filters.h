@@ -9,18 +9,19 @@
 
 namespace tools {
 
-// A step of a path: a key, or the place among the items of a container.
+// A step of a path: a key, or the index of an item in a container.
 struct Step {
     std::string key;
     unsigned long index = 0;
     bool isIndex = false;
 };
 
-// Reads "a/b/[2]": steps with "/" between them, where "[2]" is the third item; an attribute begins
-// with "@". Slashes at the ends are ignored. Raises UsageError.
+// Reads a path such as "a/b/[2]": steps with "/" between them. "[2]" is the third item; the name of
+// an attribute begins with "@". Slashes at the beginning and the end are ignored. Raises
+// UsageError.
 std::vector<Step> parsePath(std::string_view text);
 
-// Passes on the first value that the path leads to, which becomes the root.
+// Passes on only the first value at the path, as the root.
 class PathFilter final : public Sink {
 public:
     PathFilter(Sink& next, std::vector<Step> path) : next_(next), path_(std::move(path)) {}
@@ -29,7 +30,7 @@ public:
     void leaf(const Label& label, const Scalar& value) override;
     void end() override;
     void elided(const Label& label, Shape shape) override;
-    // Raises Failure if the path led nowhere.
+    // Raises Failure if there was no value at the path.
     void finish() override;
 
 private:
@@ -38,13 +39,13 @@ private:
 
     Sink& next_;
     const std::vector<Step> path_;
-    std::vector<unsigned long> counts_;  // of items so far, for each container on the way
-    unsigned long skipped_ = 0;          // containers that are open and lead nowhere
-    unsigned long inside_ = 0;           // containers that are open in the target
+    std::vector<unsigned long> counts_;  // items so far, for each open container on the path
+    unsigned long skipped_ = 0;          // open containers that are not on the path
+    unsigned long inside_ = 0;           // open containers at and below the target
     bool found_ = false;
 };
 
-// Passes on containers down to a depth, the outermost one being 1; deeper ones are elided.
+// Passes on containers down to a depth; the outermost one has the depth 1. Deeper ones are elided.
 class DepthFilter final : public Sink {
 public:
     DepthFilter(Sink& next, unsigned long most) : next_(next), most_(most) {}

@@ -49,7 +49,7 @@ bool isBlank(char c) {
 
 struct Inflater {
     Inflater() {
-        // The window's size, with the mark of gzip.
+        // 15: the largest window; 16: the format of gzip.
         if (inflateInit2(&stream, 15 + 16) != Z_OK) throw std::bad_alloc();
     }
     Inflater(const Inflater&) = delete;
@@ -160,7 +160,7 @@ Format formatOfContent(std::string_view content) {
 
 void FrameReader::read(std::string& bytes, unsigned long size) {
     bytes.clear();
-    // A length costs no memory before its bytes are there.
+    // The memory grows with the bytes that have arrived, since the announced length may be wrong.
     while (bytes.size() < size) {
         const std::size_t before = bytes.size();
         bytes.resize(std::min<std::size_t>(size, before + std::max(kPiece, before)));

@@ -9,38 +9,41 @@ namespace tools {
 
 enum class Format { Guess, Nbr, Hex, Pml, Json, Xml, Frames, Directory };
 
-// The most bytes of an input, as the library's views have it.
+// The maximum size of an input in bytes, which is that of the library's views.
 inline constexpr unsigned long kMostContent = 0xFFFFFFFE;
 
-// All of a file, or of the standard input for "-". Raises Failure.
+// The whole content of a file, or of the standard input for "-". Raises Failure.
 std::string readContent(const std::string& path);
 
-// Whether the content begins as a gzip file does.
+// Whether the content begins like a gzip file.
 bool isGzip(std::string_view content);
 // The content of all members of a gzip file. Raises BadContent, with the offset in the file, for
 // damaged or cut data.
 std::string gunzip(std::string_view content);
-// One member. Raises Failure when there is no memory.
+// A gzip file with one member. Raises Failure for more than 2 GiB, and std::bad_alloc.
 std::string gzip(std::string_view content);
 
-// By the end of the name, ".gz" left aside; Guess if it says nothing.
+// The format that the extension of the name means, without a ".gz" after it; Guess if it is
+// unknown.
 Format formatOfName(std::string_view name);
-// By the content alone.
+// The most likely format of the content.
 Format formatOfContent(std::string_view content);
 
-// Frames, one after another: 4 bytes of length, most significant first, and then that many bytes.
+// Reads frames, one after another. A frame is the length of the payload in 4 bytes, most
+// significant first, and then the payload.
 class FrameReader {
 public:
     explicit FrameReader(std::istream& source) : source_(source) {}
 
-    // False at the end. Raises BadContent with the offset where the input ends inside a frame.
+    // Reads the next payload. False at the end of the input. If the input ends inside a frame,
+    // raises BadContent with the offset of that frame.
     bool next(std::string& payload);
-    // Of the payload that was read last, from 0 on; its place in the input.
+    // The number of the last frame, from 0 on, and its offset in the input.
     unsigned long number() const noexcept { return count_ - 1; }
     unsigned long long offset() const noexcept { return begin_; }
 
 private:
-    // What is there, up to the size.
+    // Reads `size` bytes, or fewer at the end of the input.
     void read(std::string& bytes, unsigned long size);
 
     std::istream& source_;

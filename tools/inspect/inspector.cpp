@@ -82,7 +82,7 @@ bool Inspector::inspect(const std::string& path) {
     if (isGzip(content)) content = gunzip(content);
     Format format = options_.from;
     if (format == Format::Guess) format = formatOfName(path);
-    // A message may be given as hexadecimal text under any name.
+    // A file with the extension ".nbr" may have a message in hexadecimal.
     if (format == Format::Guess || format == Format::Nbr) {
         const Format guessed = formatOfContent(content);
         const bool isHex = guessed == Format::Hex && options_.from == Format::Guess;

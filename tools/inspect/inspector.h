@@ -22,7 +22,7 @@ struct InspectOptions {
     std::optional<unsigned long> depth;
     std::vector<Step> path;
     bool hasPath = false;
-    // A tree of pml by the library's own writer, when `layout` is not 0.
+    // If `layout` is not 0, the library's own writer shows pml, with these parts of each unit.
     int layout = 0;
     int parts = 7;
 };
@@ -30,13 +30,14 @@ struct InspectOptions {
 // Shows one input after another.
 class Inspector {
 public:
-    // Takes each remark, and each failure that did not end the run, after its place.
+    // Called with each remark, and with each failure that does not end the run. The text begins
+    // with the place.
     using Remark = std::function<void(const std::string&)>;
 
     Inspector(const InspectOptions& options, Output& out, Remark remark)
         : options_(options), out_(out), remark_(std::move(remark)) {}
 
-    // A file, a directory, or the standard input for "-". False after failures that were handed to
+    // Shows a file, a directory, or the standard input for "-". False if a failure was passed to
     // `remark`. Raises Failure.
     bool inspect(const std::string& path);
 
@@ -46,13 +47,13 @@ private:
     void showPmlLayout(istr content);
     void tell(istr content, Format format, Sink& sink);
     void tellDirectory(const std::string& path);
-    // Runs `reader` with the chain of filters that the options select.
+    // Runs `reader` with a sink that applies the filters of the options and then writes.
     void through(Target target, const std::function<void(Sink&)>& reader);
 
     const InspectOptions& options_;
     Output& out_;
     Remark remark_;
-    std::vector<Step> path_;  // the rest of it, within a frame
+    std::vector<Step> path_;  // in frames, without the number of the frame
 };
 
 }  // namespace tools

@@ -12,13 +12,14 @@ using qor::json::JsonArray;
 using qor::json::JsonObject;
 using qor::json::JsonUnit;
 
-// The message ends with the rest of the input, from which the offset follows.
+// Raises BadContent. The message of the parser ends with the rest of the input; its length gives
+// the offset of the fault.
 [[noreturn]] void raiseBad(istr content, const std::string& message) {
     constexpr std::string_view kSeparator = " : ";
     const std::size_t at = message.find(kSeparator);
     if (at == message.npos) throw BadContent(placeOf(content, 0) + ": " + message);
     const std::string_view rest = std::string_view(message).substr(at + kSeparator.size());
-    // The rest ends before a zero byte, and contains none.
+    // The rest in the message ends before the first zero byte of the input after the fault.
     const std::string_view text(content);
     std::size_t end = text.size();
     for (std::size_t zero = text.find('\0'); zero != text.npos; zero = text.find('\0', zero + 1)) {
@@ -31,7 +32,7 @@ using qor::json::JsonUnit;
 
 void tellScalar(const Label& label, const JsonUnit& unit, Sink& sink) {
     if (unit.isNull()) return sink.leaf(label, {Kind::Null, {}});
-    // A view is taken of a text alone, and makes no value of it.
+    // Reading into a view succeeds only for a text, and creates no value.
     istr text(nullptr, 1);
     unit >> text;
     if (!text.is_null() || text.size() == 0) return sink.leaf(label, {Kind::Text, text});
@@ -40,7 +41,7 @@ void tellScalar(const Label& label, const JsonUnit& unit, Sink& sink) {
     sink.leaf(label, {isBoolean ? Kind::Boolean : Kind::Number, other});
 }
 
-// An array or an object that is being emitted, and its next item.
+// An array or an object whose items are being emitted.
 struct Open {
     const JsonUnit* next = nullptr;
     const JsonUnit* end = nullptr;

@@ -18,7 +18,7 @@ public:
         open_.push_back({shape, true});
     }
     void leaf(const Label& label, const Scalar& value) override {
-        // The outermost value of a JSON text is an array or an object.
+        // The outermost value of a JSON text must be an array or an object.
         const bool isAlone = open_.empty();
         if (isAlone) begin({}, Shape::List, false);
         item(label);
@@ -63,7 +63,7 @@ private:
             line(open_.size());
         }
         if (level.shape == Shape::List) return;
-        // Of keys that repeat, each has an object of its own.
+        // If keys are repeated, each key has an object of its own.
         if (level.shape == Shape::Pairs) {
             if (label.key.is_null()) return;
             mark("{ ");
@@ -99,7 +99,7 @@ private:
                 break;
         }
     }
-    // As the library writes text, with the other control characters escaped too.
+    // The text as the library writes it, but with all control characters escaped.
     static std::string quoted(istr text) {
         const qor::String plain = qor::json::JsonString::escape(qor::String(text));
         std::string out;
@@ -116,7 +116,7 @@ private:
     }
 
     std::vector<Open> open_;
-    std::vector<std::size_t> pairs_;  // the depths at which a pair's object is open
+    std::vector<std::size_t> pairs_;  // the depths at which the object of a pair is open
 };
 
 }  // namespace

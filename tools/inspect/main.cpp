@@ -1,4 +1,4 @@
-// qor-inspect: shows the content of files, and converts it.
+// qor-inspect: shows the contents of files, and converts them to other formats.
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -20,15 +20,13 @@ using namespace tools;
 constexpr const char* kTool = "qor-inspect";
 
 constexpr const char* kClosing =
-    "\nFormats that are read: nbr, hex (a message in hexadecimal), pml, json, xml, frames (a "
-    "stream\n"
-    "of TCP frames), directory; each but the last one may be compressed by gzip. Without --from "
-    "the\n"
-    "format follows from the name, and then from the content. A FILE \"-\", or none, is the "
-    "standard\n"
-    "input.\n"
-    "Formats that are written: tree (as nbr is shown), pml, json, xml, nbr, hex, frames.\n"
-    "The status is 0, or 1 if an input cannot be read, or 2 after a mistake in the call.\n";
+    "\nInput formats: nbr, hex (a message in hexadecimal), pml, json, xml, frames (a stream of\n"
+    "TCP frames), directory; each but the last one may be compressed with gzip. Without --from,\n"
+    "the end of the name decides the format, or else the content. If FILE is \"-\" or is not\n"
+    "given, the standard input is read.\n"
+    "Output formats: tree (the default for nbr), pml, json, xml, nbr, hex, frames.\n"
+    "The exit status is 0; or 1 if an input cannot be read; or 2 after a mistake in the command\n"
+    "line.\n";
 
 int partsOf(std::string_view text) {
     constexpr std::string_view kLetters = "vtnp";
@@ -63,24 +61,23 @@ int inspect(const std::vector<std::string>& arguments) {
     bool compress = false;
     Options line(
         kTool, "[OPTION]... [FILE]...",
-        "Shows what a file in nbr, pml, JSON or XML holds, a stream of TCP frames, or a "
-        "directory,\n"
-        "and converts it to another format.",
+        "Shows the contents of files in nbr, pml, JSON or XML, of streams of TCP frames, and of\n"
+        "directories, and converts them to another format.",
         {{'f', "from", "FORMAT", "the format of the input",
           [&](std::string_view text) { options.from = formatNamed("from", text); }},
-         {'t', "to", "FORMAT", "the format of the output; as the input if not given",
+         {'t', "to", "FORMAT", "the format of the output; by default that of the input",
           [&](std::string_view text) {
               options.to = static_cast<Target>(parseChoice(
                   "to", text, {"auto", "tree", "pml", "json", "xml", "nbr", "hex", "frames"}));
           }},
-         {0, "payload", "FORMAT", "the format of what frames carry",
+         {0, "payload", "FORMAT", "the format of the payload of frames",
           [&](std::string_view text) { options.payload = formatNamed("payload", text); }},
-         {'c', "compact", nullptr, "in one line",
+         {'c', "compact", nullptr, "write each tree on one line",
           [&](std::string_view) { options.compact = true; }},
          {'d', "depth", "N", "only containers down to this depth; the outermost is 1",
           [&](std::string_view text) { options.depth = parseCount("depth", text, 1000000000); }},
          {'p', "path", "PATH",
-          "only what the path leads to: a/b/[2] is the third item\nof b in a; @x is an "
+          "only the value at the path: a/b/[2] is the third item\nof b in a; @x is an "
           "attribute, [4]/1 the tag 1 of frame 4",
           [&](std::string_view text) {
               options.path = parsePath(text);
@@ -92,9 +89,9 @@ int inspect(const std::vector<std::string>& arguments) {
                   1 + static_cast<int>(
                           parseChoice("layout", text, {"compact", "simple", "mixed", "formatted"}));
           }},
-         {0, "parts", "LETTERS", "with --layout: paths, names, types and values, of p, n, t, v",
+         {0, "parts", "LETTERS", "with --layout: some of p (path), n (name), t (type), v (value)",
           [&](std::string_view text) { options.parts = partsOf(text); }},
-         {'o', "output", "FILE", "write there", [&](std::string_view text) { target = text; }},
+         {'o', "output", "FILE", "write to FILE", [&](std::string_view text) { target = text; }},
          {'z', "gzip", nullptr, "compress the output", [&](std::string_view) { compress = true; }},
          {0, "color", "WHEN", "auto, always or never",
           [&](std::string_view text) { color = parseColorMode(text); }}},
@@ -104,7 +101,7 @@ int inspect(const std::vector<std::string>& arguments) {
 
     const int file = target.empty() ? STDOUT_FILENO : -1;
     std::string collected;
-    // The output file is opened when all that it gets is known: a failure leaves an old one alone.
+    // The output file is opened only after all inputs were read: a failure does not change it.
     Output out = compress || file < 0 ? Output(collected) : Output::standard(color);
     if (!line.answer().empty()) {
         Output::standard(color).raw(line.answer()).flush();

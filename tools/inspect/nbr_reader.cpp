@@ -16,7 +16,7 @@ using qor::nbr::ComplexValue;
 using qor::nbr::SimpleValue;
 using qor::nbr::ValueBase;
 
-// Finds the end of the first value, and the offset of a fault, which the parser does not report.
+// Finds the end of the first value, or the offset of a fault; the parser reports neither.
 class Extent {
 public:
     explicit Extent(istr content) : content_(content) { measure(); }
@@ -41,12 +41,13 @@ private:
         at_ = content_.size();
         return false;
     }
-    // False at the end of the readable input, and at a byte that is not a valid size of a size.
+    // Skips a simple value. False if the input is cut off, or at a byte that is not a valid size of
+    // a size.
     bool takeSimple() noexcept {
         if (at_ >= content_.size()) return cut();
         const unsigned mark = byteAt(at_);
         const unsigned width = mark & 0x0FU;
-        // The beginning of a bracket that is cut off.
+        // FF at the end may be a bracket that is cut off.
         if (mark == 0xFF && at_ + 3 > content_.size()) return cut();
         if (mark == 0xFF) return ++at_, true;
         if ((mark >> 4) % 15 != 0 || width > 4) return false;
@@ -99,9 +100,10 @@ Shape shapeOf(const ComplexValue& value) {
     return isList ? Shape::List : shape;
 }
 
-// Whether data is marked as text. The value does not show it, but the bytes before the data do: for
-// exactly one width they are a mark of that width and the size of the data. (If data is cut off,
-// the size is larger, and the first width that fits is taken.)
+// Whether data is marked as text. The value does not keep the mark, so this reads the bytes before
+// the data: for only one width of the size, they are a mark with this width and then the size of
+// the data. (If the data is cut off, the size is larger than the data, and the first matching width
+// is used.)
 bool isMarkedText(istr content, istr data, bool isCut) {
     constexpr unsigned kMostWidth = 4;
     if (data.empty()) return false;

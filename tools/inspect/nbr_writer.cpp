@@ -10,7 +10,7 @@ namespace tools {
 
 namespace {
 
-// What the value of a number is, as the library would carry it: an integer, or else a double.
+// Writes the text of a number as a long long if possible, else as a double; other text as text.
 void writeNumber(qor::nbr::OutputStream& out, istr text) {
     long long integer = 0;
     const auto [end, error] = std::from_chars(text.begin(), text.end(), integer);
@@ -59,7 +59,7 @@ private:
         const char byte = static_cast<char>(number);
         out_.raw(std::string_view(&byte, 1));
     }
-    // An item under its tag, or as the element of a list or of a map.
+    // Begins an item: with its tag, as an element of a list, or as an element of a map.
     void item(const Label& label) {
         if (depth_.empty()) return;
         unsigned number = kNoTag;
@@ -101,7 +101,7 @@ private:
     }
 
     Output& out_;
-    std::vector<bool> depth_;  // of each open container: whether a pair is open around it
+    std::vector<bool> depth_;  // for each open container, whether it is the value of an open pair
     bool inPair_ = false;
 };
 

@@ -19,7 +19,7 @@ namespace {
 using qor::pml::ntv::ListValue;
 using qor::pml::ntv::Unit;
 
-// Text in memory that a stream reads, where it is, also with zeros in it.
+// Lets a stream read text in memory without a copy; the text may contain zeros.
 class ViewBuffer : public std::streambuf {
 public:
     explicit ViewBuffer(istr content) {
@@ -37,7 +37,7 @@ Shape shapeOf(const ListValue& list) {
     return named == list.size() ? Shape::Map : Shape::Pairs;
 }
 
-// Emits a tree of units; a unit's type decides how its text is shown.
+// Emits a tree of units. The types "base64" and "utf8" are decoded.
 class UnitWalk {
 public:
     explicit UnitWalk(Sink& sink) : sink_(sink) {}
@@ -66,7 +66,7 @@ private:
         const istr name = unit.name().empty() ? istr() : istr(unit.name());
         const Label label{name, istr(unit.type())};
         if (const ListValue* const list = unit.listValue()) {
-            // All that is below a chain is one.
+            // A container below a chain is a chain too.
             const bool chain = (!open_.empty() && open_.back().isChain) || isChain(unit);
             sink_.begin(label, shapeOf(*list), chain);
             open_.push_back({list->begin(), list->end(), chain});
@@ -96,7 +96,7 @@ private:
         }
     }
 
-    // What does not come back as it was is no Base64.
+    // False if the text is no Base64: encoding the bytes again must give the same text.
     static bool decode(istr text, qor::Bytes& bytes) {
         qor::Base64::decode(text, bytes);
         qor::String again;
@@ -104,7 +104,7 @@ private:
         return istr(again) == text;
     }
 
-    // As Unit::childWasSingle, which is called only once on the way down a long chain.
+    // The same as Unit::childWasSingle, which would walk down a long chain for each unit of it.
     bool isChain(const Unit& unit) {
         if (branch_ == nullptr) {
             const Unit& end = unit.chainEnd();

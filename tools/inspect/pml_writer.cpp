@@ -13,7 +13,7 @@ public:
     void begin(const Label& label, Shape, bool isChain) override {
         head(label, label.type);
         mark("(");
-        // A chain of only children is on one line.
+        // A chain is on one line.
         const bool lines = !compact_ && !isChain && (open_.empty() || open_.back());
         open_.push_back(lines);
     }
@@ -50,7 +50,7 @@ public:
 private:
     void head(const Label& label, istr type) {
         if (!open_.empty() && open_.back()) line(open_.size());
-        // A name keeps no quotes; its own ones and carets carry a caret.
+        // A name is not quoted; "^" is written before each quote and caret in it.
         qor::String name(label.key);
         qor::pml::unescapeString(qor::pml::escapeString(name));
         put(Role::Key, name);

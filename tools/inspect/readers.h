@@ -10,22 +10,22 @@
 
 namespace tools {
 
-// Malformed content: the message begins with the place, "line 3: ..." or "offset 5: ...".
+// Malformed content. The message begins with the place: "line 3, column 7: ..." or "offset 5: ...".
 struct BadContent : Failure {
     using Failure::Failure;
 };
 
-// Each reads content of one format and emits it to the sink. The result is a remark about tolerated
-// faults, such as content that is cut off or has more data after the value; else it is empty. Raise
-// BadContent.
+// Each function reads content of one format and emits it to the sink. It returns a remark about
+// tolerated faults, such as content that is cut off or has more data after the value; empty if
+// there are none. Raises BadContent.
 std::string readNbr(istr content, Sink& sink);
 std::string readPml(istr content, Sink& sink);
 std::string readJson(istr content, Sink& sink);
 std::string readXml(istr content, Sink& sink);
-// The entries of a directory, with the sizes of files. Raises Failure if it is no directory.
+// Emits the entries of a directory, with the sizes of files. Raises Failure if it is no directory.
 void readDirectory(const std::string& path, Sink& sink);
 
-// Reads pml into a unit; the result is as above.
+// Reads pml into a unit, and returns a remark as above.
 std::string parsePml(istr content, qor::pml::ntv::Unit& unit);
 // The bytes of hexadecimal text. Raises BadContent.
 std::string bytesOfHex(istr content);
@@ -33,7 +33,7 @@ std::string bytesOfHex(istr content);
 // The message of an exception without the name of its class.
 std::string reasonOf(std::string_view message);
 
-// "line 3, column 7" of a position.
+// The line and the column of a position: "line 3, column 7".
 std::string placeOf(istr content, unsigned long position);
 
 }  // namespace tools

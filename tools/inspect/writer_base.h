@@ -9,7 +9,7 @@
 
 namespace tools {
 
-// What the writers of text share.
+// The base class of the writers of text.
 class TextWriter : public Sink {
 public:
     TextWriter(Output& out, bool compact) : out_(out), compact_(compact) {}

@@ -14,7 +14,7 @@ namespace {
 
 using qor::XMLNode;
 
-// Counts the opened elements, since the parser does not report its position.
+// Counts the elements that were opened, since the parser does not report its position.
 class Counter : public qor::XMLParserCallback {
 public:
     void onNodeBegin(qor::XMLParser*, XMLNode*) override { ++count_; }
@@ -24,7 +24,7 @@ private:
     unsigned long count_ = 0;
 };
 
-// Where the n-th element begins, the first being 1.
+// The offset at which the n-th element begins; the first one is 1.
 unsigned long placeOfElement(std::string_view text, unsigned long n) {
     constexpr struct {
         std::string_view begin, end;
@@ -63,13 +63,14 @@ Scalar scalarOf(istr text) {
     return {isJsonNumber(text) ? Kind::Number : Kind::Text, text};
 }
 
-// An element whose children are not emitted yet.
+// An element whose children are being emitted.
 struct Open {
     const XMLNode* node;
     unsigned long next;
 };
 
-// The offset of the fault. Parses again, since counting takes time.
+// The offset of the fault. Parses the content again with a Counter, which would slow down the first
+// parse.
 unsigned long placeOfFault(istr content) {
     Counter counter;
     qor::XMLParser parser;

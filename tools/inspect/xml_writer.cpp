@@ -65,7 +65,8 @@ private:
     // The state of the innermost open element: in its opening tag, after children, after text only.
     enum class State { InTag, Children, Text };
 
-    // What can be a name in XML, to be careful; any other key is an attribute.
+    // Whether a key can be the name of an element. With any other key, the element is named "any"
+    // and has the key in the attribute __key__.
     static bool isName(istr key) {
         if (key.empty()) return false;
         for (unsigned long i = 0; i < key.size(); ++i) {
@@ -103,7 +104,7 @@ private:
         }
         written(name, value);
     }
-    // A tag that has attributes on lines of their own is closed on one too.
+    // If the attributes of a tag are on several lines, the end of the tag is on a line of its own.
     void closeTag() {
         if (state_ != State::InTag) return;
         if (isWrapped_) line(open_.size());

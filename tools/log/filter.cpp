@@ -42,7 +42,7 @@ std::string calendar(std::int64_t seconds, const char* format) {
     return text;
 }
 
-// Whether the text is such a beginning, "0" being any digit.
+// Whether the text is a beginning of the shape, in which "0" matches any digit.
 bool looksLike(std::string_view shape, std::string_view text) {
     return text.size() <= shape.size() &&
            std::equal(text.begin(), text.end(), shape.begin(), [](char c, char wanted) {

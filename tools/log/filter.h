@@ -11,27 +11,27 @@
 
 namespace tools {
 
-// Which entries are shown: those that pass all of it.
+// Selects the entries that are shown: those that match all members.
 struct LogFilter {
-    Severity level = Severity::Debug;  // the least serious one
-    std::vector<std::string> tags;     // patterns with "*"; none for all
-    std::vector<std::string> threads;  // numbers or names
-    std::string since;                 // beginnings of a time; empty for no bound
-    std::string until;                 // the last ones that it begins are still shown
+    Severity level = Severity::Debug;  // the least serious level
+    std::vector<std::string> tags;     // patterns with "*"; if empty, all tags
+    std::vector<std::string> threads;  // numbers or names; if empty, all threads
+    std::string since;                 // a time or its beginning; if empty, no limit
+    std::string until;                 // the same; times that begin with it are still shown
 
     bool passes(const Record& record) const;
 };
 
-// Whether the text fits a pattern, in which "*" stands for any text. Angle brackets around a tag do
-// not matter unless the pattern has them.
+// Whether a tag matches a pattern, in which "*" matches any text. The pattern may leave out the
+// angle brackets around a tag.
 bool fitsTag(std::string_view pattern, std::string_view tag);
 
-// A point in time as an entry has it, or its beginning: "2021-03-04 05:06". "90s", "15m", "2h" and
-// "3d" are so long before `now`, in seconds since the epoch; "05:06" is of the day of `now`. Raises
-// UsageError.
+// Converts an argument to a time as in an entry, or to the beginning of one: "2021-03-04 05:06".
+// "90s", "15m", "2h" and "3d" are durations before `now`, which is in seconds since the epoch.
+// "05:06" is on the day of `now`. Raises UsageError.
 std::string parseMoment(const char* option, std::string_view text, std::int64_t now);
 
-// How many entries there are of each tag.
+// Counts the entries of each tag.
 class TagCounts {
 public:
     void add(const Record& record);

@@ -110,8 +110,8 @@ bool LogFiles::readSome(std::string& bytes) {
     return count != 0;
 }
 
-// The file after this one. During a rotation another file may be opened; then the position of this
-// one has changed too, and the search starts again.
+// Opens the file after this one. If the files are rotated meanwhile, the wrong file may be opened.
+// Then the name of this file has changed too, and the search starts again.
 bool LogFiles::openNext() {
     constexpr int kAttempts = 100;
     for (int attempt = 0; attempt < kAttempts; ++attempt) {
@@ -119,7 +119,7 @@ bool LogFiles::openNext() {
         const auto own = std::find_if(found.begin(), found.end(),
                                       [this](unsigned number) { return isAt(number); });
         if (own != found.end() && *own == 0) return false;
-        // Of a file that was removed, all that are left are followers.
+        // If this file was removed, all remaining files are newer.
         const auto next = own == found.end() ? found.begin() : own + 1;
         if (next == found.end()) return false;
         const unsigned number = *next;
@@ -147,13 +147,13 @@ LogFiles::Read LogFiles::read(std::string& bytes) {
     if (readSome(bytes)) return Read::Bytes;
     struct stat status {};
     if (::fstat(file_, &status) == 0 && static_cast<std::uint64_t>(status.st_size) < offset_) {
-        // It was emptied.
+        // The file was truncated.
         ::lseek(file_, 0, SEEK_SET);
         offset_ = 0;
         return Read::FileEnd;
     }
     if (isAt(0)) return Read::End;
-    // The last lines may have come between the last reading and the move.
+    // Lines may have been written between the last reading and the rotation.
     if (!isMoved_) {
         isMoved_ = true;
         if (readSome(bytes)) return Read::Bytes;

@@ -7,12 +7,12 @@
 
 namespace tools {
 
-// A log and its old files, read as one text from the oldest byte to the newest:
+// Reads a log and its old files as one text, the oldest file first:
 //
 //     pump_2.log -> pump_1.log -> pump.log
 //
-// The files may be rotated meanwhile. The reader keeps its file open and finds its present name by
-// device and inode, and so the next file.
+// The files may be rotated during reading. The reader keeps its file open, and finds the present
+// name of this file by device and inode; the name tells which file is next.
 class LogFiles {
 public:
     // With `all`, the old files are read too. Raises Failure if there is no file.
@@ -23,13 +23,13 @@ public:
 
     enum class Read {
         Bytes,    // more bytes
-        FileEnd,  // nothing, and the next file follows
-        End       // nothing, as of now; there may be more later
+        FileEnd,  // no bytes; the next call begins the next file
+        End       // no bytes at present; there may be more later
     };
-    // Replaces `bytes`. Raises Failure.
+    // Reads the next bytes into `bytes`. Raises Failure.
     Read read(std::string& bytes);
 
-    // The size of all files when reading began, and the bytes read so far.
+    // The size of all files when reading began, and the number of bytes read so far.
     std::uint64_t totalSize() const noexcept { return totalSize_; }
     std::uint64_t position() const noexcept { return position_; }
 
@@ -40,9 +40,9 @@ private:
         bool operator==(const Identity&) const = default;
     };
 
-    // The file itself is 0.
+    // The path of the old file with this number; 0 is the log file itself.
     std::string pathOf(unsigned number) const;
-    std::vector<unsigned> numbers() const;  // of the files that exist, the oldest first
+    std::vector<unsigned> numbers() const;  // the existing files, the oldest first
     bool isAt(unsigned number) const;
     bool open(unsigned number);
     void close() noexcept;
@@ -51,14 +51,14 @@ private:
 
     std::string path_;
     std::string directory_;
-    std::string base_;       // of the name, up to its extension
-    std::string extension_;  // with its dot
+    std::string base_;       // the file name without its extension
+    std::string extension_;  // with the dot
     int file_ = -1;
     Identity identity_;
     std::uint64_t offset_ = 0;  // in the file
     std::uint64_t totalSize_ = 0;
     std::uint64_t position_ = 0;
-    bool isMoved_ = false;  // it was seen under an old name
+    bool isMoved_ = false;  // whether the file was found under the name of an old file
 };
 
 }  // namespace tools

@@ -1,4 +1,4 @@
-// qor-log: reads the logs of the library's loggers.
+// qor-log: shows the logs of the library's loggers.
 
 #include <unistd.h>
 
@@ -43,7 +43,7 @@ Role roleOf(Severity severity) {
     }
 }
 
-// Shows the entries that pass, or counts them.
+// Shows or counts the entries that pass the filter.
 class Viewer {
 public:
     Viewer(const LogOptions& options, Output& out) : options_(options), out_(out) {}
@@ -85,7 +85,7 @@ void pause() {
 
 void readLog(const std::string& path, const LogOptions& options, Output& out, Viewer& viewer) {
     LogFiles files(path, !options.onlyCurrent);
-    // The bar is shown on a terminal only.
+    // The progress bar is shown only on a terminal.
     const bool isShown =
         out.isTerminal() && isatty(STDERR_FILENO) == 1 && files.totalSize() >= kLargeFile;
     Progress progress(isShown ? STDERR_FILENO : -1, files.totalSize());
@@ -138,9 +138,9 @@ int showLogs(const std::vector<std::string>& arguments) {
     const auto now = static_cast<std::int64_t>(std::time(nullptr));
     Options line(
         kTool, "[OPTION]... FILE...",
-        "Shows the log of a logger, with its old files FILE_1, FILE_2 and so on in front.",
+        "Shows the log of a logger, and before it its old files FILE_1, FILE_2 and so on.",
         {{'l', "level", "LEVEL",
-          "error, warning, info or debug: entries that are as serious\nor more",
+          "error, warning, info or debug: entries of this level or a\nmore serious one",
           [&](std::string_view text) {
               options.filter.level = static_cast<Severity>(
                   parseChoice("level", text, {"error", "warning", "info", "debug"}));
@@ -151,24 +151,23 @@ int showLogs(const std::vector<std::string>& arguments) {
           [&](std::string_view text) { addWords(options.filter.threads, text); }},
          {'s', "since", "TIME",
           "entries from this time on: 2021-03-04 05:06:07, a beginning\nof that, 05:06 for today, "
-          "or "
-          "15m for so long ago (s, m, h, d)",
+          "or 15m for 15 minutes ago (s, m, h, d)",
           [&](std::string_view text) { options.filter.since = parseMoment("since", text, now); }},
          {'u', "until", "TIME", "entries up to this time; 2021-03-04 is all of that day",
           [&](std::string_view text) { options.filter.until = parseMoment("until", text, now); }},
          {'F', "fold", nullptr, "show each block as one line",
           [&](std::string_view) { options.fold = true; }},
-         {'c', "count", nullptr, "count the entries by their tags",
+         {'c', "count", nullptr, "show only the number of entries of each tag",
           [&](std::string_view) { options.count = true; }},
-         {'f', "follow", nullptr, "go on with what is written, also when the file is rotated",
+         {'f', "follow", nullptr, "wait for new entries, also when the file is rotated",
           [&](std::string_view) { options.follow = true; }},
-         {0, "current", nullptr, "leave out the old files",
+         {0, "current", nullptr, "do not read the old files",
           [&](std::string_view) { options.onlyCurrent = true; }},
          {0, "color", "WHEN", "auto, always or never",
           [&](std::string_view text) { options.color = parseColorMode(text); }}},
-        "\nHow serious an entry is follows from its level, and for what loggers write, from its "
-        "tag.\n"
-        "The status is 0, or 1 if a file cannot be read, or 2 after a mistake in the call.\n");
+        "\nFor entries of loggers, which all have the level Inf, the tag decides the level.\n"
+        "The exit status is 0; or 1 if a file cannot be read; or 2 after a mistake in the command\n"
+        "line.\n");
     const std::vector<std::string> files = line.parse(arguments);
     Output out = Output::standard(options.color);
     if (!line.answer().empty()) {

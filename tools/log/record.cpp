@@ -6,7 +6,7 @@ namespace tools {
 
 namespace {
 
-// "[2021-03-04 05:06:07.008][P:", with "0" for any digit.
+// The beginning of each entry, such as "[2021-03-04 05:06:07.008][P:"; "0" matches any digit.
 constexpr std::string_view kBeginning = "[0000-00-00 00:00:00.000][P:";
 constexpr std::string_view kBanner = "Scrivo(v";
 constexpr std::size_t kTimeSize = 23;
@@ -22,7 +22,7 @@ bool beginsRecord(std::string_view text) {
                       [](char wanted, char c) { return wanted == '0' ? isDigit(c) : wanted == c; });
 }
 
-// Takes a "[...]" off the front; empty if there is none.
+// Removes "[...]" from the beginning and returns the text in it; empty if there is none.
 std::string_view takeBrackets(std::string_view& text) {
     if (!text.starts_with('[')) return {};
     const std::size_t end = text.find(']');
@@ -32,7 +32,7 @@ std::string_view takeBrackets(std::string_view& text) {
     return content;
 }
 
-// "file:12 function"
+// Whether the text is a place, such as "file:12 function".
 bool isPlace(std::string_view text) {
     const std::size_t blank = text.find(' ');
     const std::size_t colon = text.substr(0, blank).rfind(':');
@@ -53,7 +53,8 @@ std::string_view trimmed(std::string_view text) {
     return text;
 }
 
-// The brackets at the end of a block's rule, "...<12>[QOR][ERROR]{name}".
+// Reads the tag and the name from the end of the first rule of a block:
+// "...<12>[QOR][ERROR]{name}".
 void parseRule(std::string_view rule, Record& record) {
     if (rule.ends_with('}')) {
         const std::size_t begin = rule.rfind('{');
@@ -67,7 +68,7 @@ void parseRule(std::string_view rule, Record& record) {
     }
 }
 
-// "TIME<ID>[logger] TRACE  ...", as tracing writes its lines.
+// Whether the entry is a line of tracing: "TIME<ID>[logger] TRACE  ...".
 bool isTrace(std::string_view entry) {
     const std::size_t at = entry.find("] TRACE");
     return at != entry.npos && at < entry.find('(');
@@ -116,7 +117,7 @@ Record parseRecord(std::string_view text) {
     const std::size_t thread = ids.find("/T:");
     if (thread != ids.npos) record.thread = ids.substr(thread + 3);
     const std::string_view level = takeBrackets(rest);
-    // The place may follow a module.
+    // There may be a module before the place.
     std::string_view behind = rest;
     const std::string_view first = takeBrackets(behind);
     if (!first.empty() && !isPlace(first)) {
@@ -142,7 +143,7 @@ std::string folded(const Record& record) {
     std::string line(record.head);
     if (!record.tag.empty()) line += '[' + std::string(record.tag) + ']';
     if (!record.name.empty()) line += '{' + std::string(record.name) + '}';
-    // The title, and the rules around it, say nothing new.
+    // Skips the rules and the title, which the line has already.
     while (!rest.empty()) {
         const std::string_view whole = firstLine(rest);
         rest.remove_prefix(std::min(whole.size() + 1, rest.size()));
@@ -162,7 +163,7 @@ void RecordSplitter::feed(std::string_view bytes, const Take& take) {
     while ((at = pending_.find('\n', at - 1)) != pending_.npos) {
         ++at;
         const std::string_view rest = std::string_view(pending_).substr(at);
-        // The next beginning may have arrived in part.
+        // The beginning of the next entry may not have arrived completely.
         if (rest.size() < kBeginning.size()) {
             break;
         }
@@ -183,7 +184,7 @@ void RecordSplitter::flush(bool all, const Take& take) {
     const std::string text = std::move(pending_);
     pending_.clear();
     scanned_ = 0;
-    // What arrived in part before may be whole.
+    // A beginning that was incomplete in feed() may be complete.
     std::size_t begin = 0;
     for (std::size_t at = text.find('\n'); at != text.npos; at = text.find('\n', at + 1)) {
         if (!beginsRecord(std::string_view(text).substr(at + 1))) continue;

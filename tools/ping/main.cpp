@@ -31,7 +31,8 @@ void stop(int) {
     isStopped = 1;
 }
 
-// The IPv4 address of a host, so that a round trip is not that to a name server too.
+// The IPv4 address of a host. It is resolved once, so that a round trip does not include a query of
+// a name server.
 std::string resolve(const std::string& host) {
     addrinfo hints{};
     hints.ai_family = AF_INET;
@@ -48,7 +49,7 @@ std::string resolve(const std::string& host) {
     return text;
 }
 
-// Ends early at a signal.
+// Waits for a time, or until a signal arrives.
 void wait(double seconds) {
     const double whole = std::floor(seconds);
     const timespec pause = {static_cast<std::time_t>(whole),
@@ -64,18 +65,17 @@ int ping(const std::vector<std::string>& arguments) {
     Options line(
         kTool, "[OPTION]... HOST",
         "Sends ICMP echoes over IPv4 to a host and measures the time to their replies.",
-        {{'c', "count", "N", "this many requests; without an end if not given",
+        {{'c', "count", "N", "the number of requests; by default without an end",
           [&](std::string_view text) { count = parseCount("count", text, 1000000000); }},
-         {'i', "interval", "SECONDS", "between two requests; 1 if not given",
+         {'i', "interval", "SECONDS", "between a reply and the next request; default 1",
           [&](std::string_view text) { interval = parseSeconds("interval", text, 86400); }},
-         {'W', "timeout", "SECONDS", "for a reply, whole seconds; 1 if not given",
+         {'W', "timeout", "SECONDS", "whole seconds to wait for a reply; default 1",
           [&](std::string_view text) { timeout = parseCount("timeout", text, 3600); }},
-         {'q', "quiet", nullptr, "only the sums at the end",
+         {'q', "quiet", nullptr, "only the summary at the end",
           [&](std::string_view) { quiet = true; }}},
-        "\nThe status is 0 if there was a reply, 1 if there was none, and 2 after a mistake in "
-        "the\n"
-        "call. The process needs the right to send echoes: root, CAP_NET_RAW, or a group in the\n"
-        "range of /proc/sys/net/ipv4/ping_group_range.\n");
+        "\nThe exit status is 0 if there was a reply, 1 if there was none, and 2 after a mistake\n"
+        "in the command line. The process needs the right to send echoes: root, CAP_NET_RAW, or\n"
+        "a group in the range of /proc/sys/net/ipv4/ping_group_range.\n");
     const std::vector<std::string> hosts = line.parse(arguments);
     Output out = Output::standard(ColorMode::Never);
     if (!line.answer().empty()) {

@@ -5,7 +5,7 @@
 
 namespace tools {
 
-// What became of a number of requests.
+// Counts requests and replies.
 class PingStatistics {
 public:
     void sent() noexcept { ++sent_; }
@@ -13,7 +13,8 @@ public:
 
     unsigned long sentCount() const noexcept { return sent_; }
     unsigned long receivedCount() const noexcept { return received_; }
-    // "4 sent, 3 received, 25% lost" and, with replies, the least, mean and longest round trip.
+    // "4 sent, 3 received, 25% lost". If there were replies, also the least, the mean and the
+    // longest round trip.
     std::string text() const;
 
 private:

@@ -1,8 +1,8 @@
--- Dissects the frames of qor on TCP connections, and the nbr values that they carry.
+-- Dissects the frames of qor on TCP connections, and the nbr values in them.
 --
--- A frame is the length of its payload in 4 bytes, most significant first, and the payload. Frames
--- may lie across any number of segments. The port is a preference of the protocol; "Decode As" works
--- for other ports.
+-- A frame is the length of its payload in 4 bytes, most significant first, and then the payload. It
+-- may span any number of segments. The port is a preference of the protocol; use "Decode As" for
+-- other ports.
 
 local qor = Proto("qor", "qor frames")
 
@@ -23,7 +23,7 @@ local malformed = ProtoExpert.new("qor.nbr.malformed", "Not nbr", expert.group.M
                                   expert.severity.ERROR)
 local cut = ProtoExpert.new("qor.nbr.cut", "The message is cut off", expert.group.MALFORMED,
                             expert.severity.WARN)
-local behind = ProtoExpert.new("qor.nbr.behind", "Bytes behind the message",
+local behind = ProtoExpert.new("qor.nbr.behind", "Bytes after the message",
                                expert.group.PROTOCOL, expert.severity.NOTE)
 local deep = ProtoExpert.new("qor.nbr.deep", "Deeper values are shown at one level",
                              expert.group.PROTOCOL, expert.severity.NOTE)
@@ -32,17 +32,18 @@ qor.experts = { malformed, cut, behind, deep }
 qor.prefs.port = Pref.uint("TCP port", 4711, "The port of the server")
 
 local HEAD = 4
--- The tree of the program has a bound; values that are deeper are put at this depth.
+-- The depth of a tree is limited in the program that shows it. Deeper values are shown at this depth.
 local MOST_DEPTH = 60
 
--- Whether the bytes at a place are FF 01 and this bracket.
+-- Whether there are the bytes FF 01 and this bracket at an offset.
 local function is_bracket(buffer, at, bracket)
     return at + 3 <= buffer:len() and buffer(at, 1):uint() == 0xFF
         and buffer(at + 1, 1):uint() == 1 and buffer(at + 2, 1):uint() == bracket
 end
 local OPEN, CLOSE = 0x28, 0x29
 
--- Adds the simple value at a place, and returns where it ends; nil if it has no end.
+-- Adds the simple value at an offset and returns the offset of its end, or nil if the value is cut off
+-- or malformed.
 local function add_simple(buffer, at, tree, label)
     local left = buffer:len() - at
     if left < 1 then
@@ -51,7 +52,7 @@ local function add_simple(buffer, at, tree, label)
     end
     local mark = buffer(at, 1):uint()
     local high, width = bit.rshift(mark, 4), bit.band(mark, 15)
-    -- The beginning of a bracket that is none.
+    -- Not a bracket: as the parser of qor does, this byte alone is skipped.
     if mark == 0xFF then return at + 1 end
     if (high ~= 0 and high ~= 15) or width > 4 then
         tree:add_tvb_expert_info(malformed, buffer(at, 1),
@@ -80,7 +81,7 @@ local function add_simple(buffer, at, tree, label)
         else
             local item = tree:add(fields.data, data)
             item:prepend_text(label)
-            -- Nothing tells the type; what is short may be a number.
+            -- The message does not contain types: data of at most 8 bytes may be a number.
             if there <= 8 then
                 item:append_text(" (" .. tostring(data:le_uint64()) .. ")")
                 item:add_le(fields.number, data):set_generated()
@@ -94,7 +95,7 @@ local function add_simple(buffer, at, tree, label)
     return begin + size
 end
 
--- The depth is that of a stack, so that a deep value takes none of Lua's.
+-- Keeps the open values in a table, since recursion would overflow Lua's stack for a deep value.
 local function add_nbr(buffer, tree)
     local at = 0
     if not is_bracket(buffer, 0, OPEN) then

@@ -31,12 +31,12 @@ constexpr std::string_view kLineEnd = "\r\n";
 
 using Path = char[3 * nuv_flat_file::room];
 
-// With a separator at the end, a path that is there but is no directory is not there.
+// A path with a separator at the end exists only if it is a directory.
 bool exists(const char* path) {
     return access(path, F_OK) == 0;
 }
 
-// Each missing level of a path with a separator at the end.
+// Creates each missing directory of a path, which must end with a separator.
 bool makeDirectory(const char* directory) {
     if (exists(directory)) return true;
     Path path;
@@ -44,7 +44,7 @@ bool makeDirectory(const char* directory) {
         path[i] = directory[i];
         path[i + 1] = '\0';
         if (directory[i] != '/' || exists(path)) continue;
-        // Somebody else may be making it too.
+        // Another process may create it at the same time.
         if (mkdir(path, kDirectoryMode) != 0 && !exists(path)) return false;
     }
     return true;
@@ -65,7 +65,8 @@ bool workingDirectory(char* directory, std::size_t room) {
     return getcwd(directory, room) != nullptr && nuv_strcat_s(directory, room, "/") == 0;
 }
 
-// No thread is cancelled here: its locks would be left in the middle of something.
+// Disables the cancellation of the calling thread: a cancelled thread would leave its locks taken
+// and its data incomplete.
 class Uncancelled {
 public:
     Uncancelled() { pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &before_); }
@@ -82,7 +83,7 @@ bool sizeIsLimited() {
     return getrlimit(RLIMIT_FSIZE, &limit) == 0 && limit.rlim_cur != RLIM_INFINITY;
 }
 
-// Of the calling thread: SIGXFSZ that is raised meanwhile comes to nothing.
+// While an object lives, a SIGXFSZ raised by the calling thread has no effect.
 class WithoutSizeSignal {
 public:
     WithoutSizeSignal() {
@@ -108,7 +109,7 @@ private:
     bool waiting_;
 };
 
-// A name's part before the last point, and the rest.
+// The part of a name before the last point, and the rest.
 struct NameParts {
     explicit NameParts(std::string_view name)
         : base(name.substr(0, name.rfind('.'))), extension(name.substr(base.size())) {}
@@ -117,8 +118,8 @@ struct NameParts {
     std::string_view extension;
 };
 
-// The number of an old file's name, or 0. Names with another extension or with more before the base
-// name are another log's.
+// The number in the name of an old file of this log; 0 for the files of other logs, whose names
+// have another base or extension.
 unsigned numberOf(std::string_view name, const NameParts& parts) {
     if (name.size() <= parts.base.size() + 1 + parts.extension.size()) return 0;
     if (!name.starts_with(parts.base) || !name.ends_with(parts.extension)) return 0;
@@ -148,7 +149,7 @@ bool listNumbers(const char* directory, const NameParts& parts, std::vector<unsi
     return complete;
 }
 
-// A file that does not exist counts as moved.
+// Whether a rename or removal succeeded. A file that does not exist counts as moved.
 bool moved(int result) {
     return result == 0 || errno == ENOENT;
 }
@@ -218,19 +219,20 @@ void nuv_flat_file::append(const char* line, std::size_t size, const nuv_local_t
     const bool isReady = handle_ >= 0 && size_ < limit_ && now.milliseconds() == looked_;
     if (!isReady && !prepare(now)) return;
     if (write(line, size) || errno != EBADF) return;
-    // Somebody has closed all descriptors of the process.
+    // Other code has closed the descriptor, such as a daemon that closes all of them.
     forget();
     if (prepare(now)) write(line, size);
 }
 
-// Opens the file, or checks that it is still the one at its name. False if no file can be written.
+// Opens the file, or checks that its name still leads to it, and rotates it when needed. Returns
+// false if no file can be written.
 bool nuv_flat_file::prepare(const nuv_local_time& now) {
     const Uncancelled whole;
     const bool due = now.milliseconds() != looked_;
     looked_ = now.milliseconds();
     if (handle_ >= 0 && due) look();
     const long long second = looked_ / 1000;
-    // A file that can't be rotated grows beyond its limit.
+    // After a failed rotation the file grows beyond its limit. The next try is in another second.
     if (handle_ >= 0 && size_ >= limit_ && second != stuck_ && !rotate()) stuck_ = second;
     if (handle_ < 0 && (fresh_ || due)) open(now);
     return handle_ >= 0;
@@ -261,14 +263,15 @@ void nuv_flat_file::open(const nuv_local_time& now) {
 int nuv_flat_file::openBeside(const char* name) {
     Path path;
     if (nuv_sprintf_s(path, sizeof path, "%s%s", directory_, name) < 0) return -1;
-    // To read too: a pipe then has a reader, and writing never raises SIGPIPE. Nor does it block.
+    // Also opened for reading, so that a pipe always has a reader and raises no SIGPIPE.
+    // O_NONBLOCK: writing to a pipe does not block.
     return ::open(path, O_RDWR | O_APPEND | O_CREAT | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, kFileMode);
 }
 
 void nuv_flat_file::close() {
     const Uncancelled whole;
     struct stat status;
-    // A number that now is another file's is not ours to close.
+    // If the descriptor now belongs to another file, it must not be closed here.
     if (handle_ >= 0 && fstat(handle_, &status) == 0 && isOurs(status)) ::close(handle_);
     forget();
 }
@@ -278,7 +281,7 @@ void nuv_flat_file::forget() {
     fresh_ = true;
 }
 
-// Do the handle and the name still lead to the file?
+// Closes the file if the handle or the name no longer leads to it.
 void nuv_flat_file::look() {
     struct stat status;
     if (fstat(handle_, &status) != 0 || !isOurs(status)) return close();
@@ -293,14 +296,14 @@ bool nuv_flat_file::isOurs(const struct stat& status) const {
     return status.st_dev == device_ && status.st_ino == inode_;
 }
 
-// False if the file is not to be moved now. A process that shares the file must not move the new
-// one in its turn, so a lock is held until the file is closed.
+// Returns false if the rotation failed. A lock is held until the file is closed, so that another
+// process that shares the file does not rotate the new file again.
 bool nuv_flat_file::rotate() {
     struct flock whole = {};
     whole.l_type = F_WRLCK;
     whole.l_whence = SEEK_SET;
     const bool taken = fcntl(handle_, F_SETLK, &whole) == -1;
-    // The other one is about to end, so the next line tries again.
+    // Another process is rotating the file: the next line tries again.
     if (taken && (errno == EAGAIN || errno == EACCES)) return true;
     look();
     const bool needed = handle_ >= 0 && size_ >= limit_;
@@ -315,8 +318,8 @@ bool nuv_flat_file::rotate() {
     return !needed;
 }
 
-// The numbers above the count, which an earlier and higher one has left, move up like the others:
-// nothing is removed but the file of the very number.
+// Deliberate (compatibility): files with numbers above the count (left from an earlier, higher
+// count) are renamed like the others. Only the file with the number `count_` is removed.
 bool nuv_flat_file::shift() {
     const NameParts parts(opened_);
     std::vector<unsigned> numbers;
@@ -342,7 +345,7 @@ bool nuv_flat_file::shift() {
     return rename(from, to) == 0;
 }
 
-// False, with errno, if not all of the text was written.
+// Returns false with the reason in errno if not all of the text was written.
 bool nuv_flat_file::write(const char* text, std::size_t size) {
     if (torn_) {
         torn_ = false;
@@ -359,7 +362,7 @@ bool nuv_flat_file::write(const char* text, std::size_t size) {
         if (some <= 0) break;
         done += static_cast<std::size_t>(some);
         size_ += some;
-        // The next byte might be one too many.
+        // The next byte may exceed the limit for the file size.
         if (done < size) limited_ = sizeIsLimited();
     }
     if (done == size) return true;
@@ -369,8 +372,8 @@ bool nuv_flat_file::write(const char* text, std::size_t size) {
     return false;
 }
 
-// Removes the last bytes of the file, which are the beginning of a line that did not fit. False if
-// they stay: in a pipe, and when another process has written after them.
+// Removes the last `count` bytes of the file, which are the first part of a line that did not fit.
+// Returns false if they stay: in a pipe, or after another process has written to the file.
 bool nuv_flat_file::takeBack(std::size_t count) {
     struct stat status;
     if (!isRegular_ || fstat(handle_, &status) != 0 || status.st_size != size_) return false;
@@ -387,8 +390,8 @@ ssize_t nuv_flat_file::writeSome(const char* text, std::size_t size) const {
     return writeAtEnd(text, size);
 }
 
-// System calls by number are no cancellation points. On Linux, pwrite to a file that is open for
-// appending writes at its end, whatever the offset, and takes no lock for the file position.
+// syscall() is used because it is not a cancellation point. On Linux, pwrite to a file that is open
+// for appending ignores the offset and writes at the end, without the lock of the file position.
 ssize_t nuv_flat_file::writeAtEnd(const char* text, std::size_t size) const {
     if (!isRegular_) return syscall(SYS_write, handle_, text, size);
     return syscall(SYS_pwrite64, handle_, text, size, static_cast<off_t>(size_));

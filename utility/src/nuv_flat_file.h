@@ -7,13 +7,14 @@
 #include <cstddef>
 #include <ctime>
 
-// The local time as "2021-03-04 05:06:07.008". The text of a second is made once.
+// The local time as text, such as "2021-03-04 05:06:07.008". Within the same second only the
+// milliseconds are formatted again.
 class nuv_local_time {
 public:
     static constexpr std::size_t room = 32;
 
     void read();
-    // Not terminated; empty if the time can't be determined.
+    // Not terminated: see size(). Empty if the local time can't be determined.
     const char* text() const { return text_; }
     std::size_t size() const { return size_; }
     long long milliseconds() const { return milliseconds_; }
@@ -27,25 +28,26 @@ private:
     std::time_t second_ = 0;
 };
 
-// A text file that lines are appended to, with the old files beside it:
+// A text file to which lines are appended. Old files are kept in the same directory:
 //
-//     my.log    the file itself; when it has reached its limit, it becomes
-//     my_1.log  which becomes
-//     my_2.log  and so on; the one whose number is the count is removed
+//     my.log    the current file; when it has reached the limit, it is renamed to
+//     my_1.log, which was renamed to
+//     my_2.log before, and so on; the file with the number `count` is removed
 //
-// Not for several threads at a time, but several processes may share a file. errno is changed.
+// Only one thread at a time may use an object, but several processes may share a file. All
+// functions change errno.
 class nuv_flat_file {
 public:
     static constexpr std::size_t room = 260;
 
-    // Finds the directory, or makes it; the file is opened by the first line.
+    // Finds or creates the directory. The first line opens the file.
     explicit nuv_flat_file(const char* name);
 
     void append(const char* line, std::size_t size, const nuv_local_time& now);
     void close();
     void limit(long long bytes) { limit_ = bytes; }
     void count(unsigned files) { count_ = files; }
-    // Lets the next line look after the file.
+    // Makes the next line check whether the file is still in its place.
     void suspect() { looked_ = -1; }
 
 private:
@@ -65,7 +67,7 @@ private:
     ssize_t writeSome(const char* text, std::size_t size) const;
     ssize_t writeAtEnd(const char* text, std::size_t size) const;
 
-    bool fresh_ = true;  // the next line opens the file, whenever it comes
+    bool fresh_ = true;  // open at the next line; else at the next new millisecond
     char name_[room] = "";
     char directory_[room] = "";  // with a separator at the end
     const char* opened_ = name_;
@@ -73,13 +75,13 @@ private:
     dev_t device_ = 0;
     ino_t inode_ = 0;
     bool isRegular_ = false;
-    long long size_ = 0;  // as counted since the last look
+    long long size_ = 0;  // at the last check, plus the bytes written since
     long long limit_ = 0x500000;
     unsigned count_ = 1;
-    bool torn_ = false;      // the last line lacks its end
+    bool torn_ = false;      // the last line was written only in part
     bool limited_ = false;   // a write may raise SIGXFSZ
-    long long looked_ = -1;  // the millisecond of the last look
-    long long stuck_ = -1;   // the second of the last rotation that failed
+    long long looked_ = -1;  // the time of the last check, in ms
+    long long stuck_ = -1;   // the time of the last failed rotation, in s
 };
 
 #endif  // NUV_FLAT_FILE_H

@@ -19,7 +19,7 @@
 namespace {
 
 constexpr std::size_t kLineRoom = 16384;
-// What a thread formats on its own, outside of the lock.
+// Maximum size of a line that is formatted outside of the lock, without its time.
 constexpr std::size_t kShortRoom = 2048;
 constexpr std::size_t kLineEndSize = 2;
 constexpr std::size_t kModuleRoom = 256;
@@ -29,7 +29,7 @@ const char* levelName(int level) {
     return names[std::clamp<int>(level, NUV_LOG_ERROR, NUV_LOG_DEBUG)];
 }
 
-// Keeps the caller's errno.
+// Restores errno at the end.
 class Unnoticed {
 public:
     Unnoticed() : error_(errno) {}
@@ -41,13 +41,14 @@ private:
     int error_;
 };
 
-// Guards all following variables and every log's file. It is the last lock that a thread takes.
+// Guards `now`, `wideText`, `newest`, and the file, line and module of each log. A thread that
+// holds it takes no other lock of this library or of its callers.
 constinit std::mutex lock;
 constinit nuv_local_time now;
-// For the wide forms.
+// The formatted text of the wide forms.
 wchar_t wideText[kLineRoom];
 
-// "][P:1234/T:5678]" of the calling thread, empty until it is first needed.
+// The text "][P:1234/T:5678]" with the process and the calling thread. Empty until first used.
 struct Identity {
     int size;
     char text[60];
@@ -63,7 +64,8 @@ const Identity& ownIdentity() {
     return identity;
 }
 
-// Appends to an array that has one more place for a terminator; text that does not fit is cut.
+// Appends to the array from `begin` to `end`, after which there is room for a terminator. Text that
+// does not fit is cut.
 class Text {
 public:
     Text(char* begin, char* end) : at_(begin), end_(end) {}
@@ -76,12 +78,12 @@ public:
         std::memcpy(at_, text, size);
         at_ += size;
     }
-    // Names are too short for more than a loop.
+    // For names: they are short, so a simple loop is fast enough.
     void append(const char* name) {
         while (*name != '\0' && !cut_)
             append(*name++);
     }
-    // Up to the terminator, and `most` bytes at most.
+    // Appends the bytes before the terminator, but at most `most`.
     void appendLong(const char* text, std::size_t most) {
         append(text, strnlen(text, std::min(most, room() + 1)));
     }
@@ -103,7 +105,7 @@ public:
     }
     void format(const char* format, va_list arguments) {
         const int size = nuv_vsprintf_s(at_, room() + 1, format, arguments);
-        // Text that just fits counts as cut.
+        // Text that fits exactly counts as cut: the size does not show the difference.
         cut_ = cut_ || static_cast<std::size_t>(size) == room();
         at_ += size;
     }
@@ -114,7 +116,7 @@ public:
 private:
     std::size_t room() const { return static_cast<std::size_t>(end_ - at_); }
 
-    // In UTF-8, whole or not at all. What is no character becomes U+FFFD.
+    // In UTF-8, and never in part. An invalid value becomes U+FFFD.
     void appendCharacter(char32_t c) {
         const bool isSurrogate = c >= 0xD800 && c <= 0xDFFF;
         if (isSurrogate || c > 0x10FFFF) c = 0xFFFD;
@@ -193,7 +195,7 @@ public:
     void level(int n) override { level_.store(n, std::memory_order_relaxed); }
     void module(const char* text) override;
 
-    // Under the lock.
+    // Call with `lock` held.
     const char* key() const { return key_; }
     FlatLog* next() const { return next_; }
     nuv_flat_file& file() { return file_; }
@@ -219,7 +221,8 @@ private:
     std::atomic<int> level_ = NUV_LOG_DEBUG;
 };
 
-// All lines have the given module's text in place of the call's.
+// Appends all fields of a line but the time and the message. A `module` that is not empty replaces
+// that of the call.
 template <class Char>
 void FlatLog::head(Text& text, const Place<Char>& place, const char* module) const {
     const Identity& own = ownIdentity();
@@ -242,7 +245,8 @@ void FlatLog::head(Text& text, const Place<Char>& place, const char* module) con
     text.append(']');
 }
 
-// A short line is made in the thread's own memory and only gets its time under the lock.
+// Makes a short line on the stack, so that only its time and the write need the lock. For long
+// lines, and for logs with a module, it calls writeLong.
 template <class Message>
 void FlatLog::writeShortOrLong(const Place<char>& place, Message message) {
     constexpr std::size_t timeRoom = nuv_local_time::room + 1;
@@ -264,7 +268,7 @@ void FlatLog::writeShortOrLong(const Place<char>& place, Message message) {
     file_.append(begin, static_cast<std::size_t>(text.at() + kLineEndSize - begin), now);
 }
 
-// Any other in the log's.
+// Makes the line in the memory of the log, under the lock.
 template <class Char, class Message>
 void FlatLog::writeLong(const Place<Char>& place, Message message) {
     const std::lock_guard guard(lock);
@@ -295,7 +299,7 @@ void FlatLog::vlog(const char* module, const char* function, const char* file, i
     const Place<char> place = {module, function, file, line, level};
     if (!isWritten(level) || !place.given() || format == nullptr) return;
     const Unnoticed unnoticed;
-    // The most frequent formats need no formatting.
+    // The two most frequent formats are copied without vsnprintf.
     const bool isText = std::strcmp(format, "%s") == 0;
     const bool isPart = std::strcmp(format, "%.*s") == 0;
     writeShortOrLong(place, [&](Text& text) {
@@ -330,10 +334,10 @@ void FlatLog::module(const char* text) {
     hasModule_.store(size != 0, std::memory_order_relaxed);
 }
 
-// No fork happens in the middle of a line, and the child writes its own process id. Registered when
-// the library is loaded, so that fork handlers of other code may log.
+// All logs, the newest first.
 FlatLog* newest = nullptr;
 
+// A fork waits until no line is being written. The child then writes its own process id.
 void beforeFork() {
     lock.lock();
 }
@@ -349,10 +353,11 @@ void afterForkInChild() {
     lock.unlock();
 }
 
+// Registered when the library is loaded, so that fork handlers of other code may log.
 [[maybe_unused]] const int forkIsHandled =
     pthread_atfork(beforeFork, afterForkInParent, afterForkInChild);
 
-// Under the lock.
+// Call with `lock` held.
 FlatLog* make(const char* name) {
     char* const key = strdup(name);
     char* const line = static_cast<char*>(NUVA_MemMallocS(kLineRoom));

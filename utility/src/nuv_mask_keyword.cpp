@@ -11,18 +11,18 @@
 
 namespace {
 
-// The longest address and its terminator.
+// The size of the longest address with its terminator.
 constexpr std::size_t kAddressRoom = 46;
 constexpr std::size_t kShortestAddress = 7;
 constexpr std::size_t kTextGrowth = 100;
 
-// The parts between separators, which may be empty.
+// The parts of a text between separators. Parts may be empty.
 class Parts {
 public:
     static constexpr std::size_t most = 12;
     static constexpr std::size_t room = 5;
 
-    // False if there are too many parts, or one is too long.
+    // Returns false if there are too many parts or a part is too long.
     bool split(const char* text, char separator, std::size_t longest) {
         for (;;) {
             const char* const end = std::strchr(text, separator);
@@ -48,8 +48,8 @@ bool maskIpv4(const char* input, char* output, std::size_t room) {
     return nuv_sprintf_s(output, room, "%s.%s.%s.%s", parts[0], "**", "**", parts[3]) > 0;
 }
 
-// The masked form of a short address with ten parts can be longer than any address, and then fails
-// by its room.
+// Deliberate (compatibility): ten parts are accepted too. Their masked form can be too long for the
+// room, and then this fails.
 bool maskIpv6(const char* input, char* output, std::size_t room) {
     Parts parts;
     if (!parts.split(input, ':', 4) || (parts.count() != 8 && parts.count() != 10)) return false;
@@ -69,9 +69,9 @@ bool mask(const char* input, char* output, std::size_t room) {
 }
 
 constinit std::mutex lock;
-char keyword[kAddressRoom];  // under the lock
+char keyword[kAddressRoom];  // guarded by `lock`
 
-// A fork finds the keyword whole, and the lock free.
+// Before a fork the lock is taken, so that the child gets a complete keyword and a free lock.
 void beforeFork() {
     lock.lock();
 }
@@ -82,7 +82,7 @@ void afterFork() {
 
 [[maybe_unused]] const int forkIsHandled = pthread_atfork(beforeFork, afterFork, afterFork);
 
-// Of text that is cut where the room ends.
+// Copies text, and cuts it at the end of the room.
 class Copy {
 public:
     Copy(char* to, std::size_t room) : to_(to), room_(room) {}
@@ -119,7 +119,7 @@ int nuv_mask_keyword(const char* input, char* output, std::size_t output_size) {
 void nuv_set_keyword(const char* address) {
     const std::lock_guard guard(lock);
     nuv_memset_s(keyword, sizeof keyword, 0, sizeof keyword);
-    // What is too long stays out: a part of it would be another address.
+    // Too long text is not stored, since a part of it would be another address.
     if (address != nullptr) nuv_strcat_s(keyword, sizeof keyword, address);
 }
 

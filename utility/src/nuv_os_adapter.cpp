@@ -47,7 +47,7 @@ int nuv_sprintf_s(char* destination, std::size_t room, const char* format, ...) 
     va_start(arguments, format);
     va_list again;
     va_copy(again, arguments);
-    // Measured first, since vsnprintf would leave the part that fits.
+    // Measured first, since vsnprintf would also write a part of a text that does not fit.
     const int size = std::vsnprintf(nullptr, 0, format, arguments);
     va_end(arguments);
     const bool fits = size >= 0 && static_cast<std::size_t>(size) < room;
@@ -69,7 +69,7 @@ int nuv_vswprintf_s(wchar_t* destination, std::size_t room, const wchar_t* forma
     if (destination == nullptr || format == nullptr || room == 0 || room > INT_MAX) return -1;
     destination[0] = L'\0';
     std::vswprintf(destination, room, format, arguments);
-    // vswprintf fails for too little room, but the characters that fit are valid.
+    // With too little room vswprintf fails, but the characters that it has written are valid.
     destination[room - 1] = L'\0';
     return static_cast<int>(std::wcslen(destination));
 }

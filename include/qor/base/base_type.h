@@ -17,8 +17,8 @@ using ulong32 = std::uint32_t;
 template <class T>
 concept Arithmetic = std::is_arithmetic_v<T>;
 
-// The length that is not given: "measure it", or "all that there is". A size argument of all ones
-// means this in its 32-bit and in its 64-bit form.
+// A length that is not given: the text is measured, or all of it is used. A size argument of all
+// ones means this, in its 32-bit and in its 64-bit form.
 inline constexpr unsigned long npos = ~0UL;
 inline constexpr ulong32 npos32 = 0xFFFFFFFFU;
 
@@ -26,12 +26,12 @@ constexpr bool isNpos(unsigned long n) noexcept {
     return n == npos || n == npos32;
 }
 
-// A size of more than 4 GiB minus 2 bytes is cut there, never wrapped: all ones stays the marker.
+// A size greater than 0xFFFFFFFE becomes 0xFFFFFFFE; it never wraps, and never becomes npos32.
 constexpr ulong32 cutSize(unsigned long n) noexcept {
     return n < npos32 ? static_cast<ulong32>(n) : npos32 - 1;
 }
 
-// As cutSize, with all ones kept.
+// As cutSize, but npos in either form becomes npos32.
 constexpr ulong32 cutSizeOrNpos(unsigned long n) noexcept {
     return isNpos(n) ? npos32 : cutSize(n);
 }

@@ -25,7 +25,7 @@ public:
 
     T* get() const noexcept { return ptr_; }
     T& operator*() const noexcept { return *ptr_; }
-    // The caller owns the array, and gives it to an AutoPtr again.
+    // The caller then owns the array, and must give it to another AutoPtr to free it.
     T* release() noexcept { return std::exchange(ptr_, nullptr); }
 
 private:
@@ -40,7 +40,8 @@ public:
     using View = std::conditional_t<sizeof(Char) == 1, istr, iwstr>;
     using Target = std::conditional_t<sizeof(Char) == 1, ostr, owstr>;
 
-    // n characters and the terminator, all zero. More than 32 bits hold raises std::bad_alloc.
+    // n characters and the terminator, all zero. Raises std::bad_alloc if n + 1 does not fit into
+    // 32 bits.
     template <std::integral N>
     explicit buffer_base(N n) : buffer_base(checkedSize(static_cast<unsigned long>(n)), Zeroed()) {}
     buffer_base(const buffer_base& other);
@@ -69,7 +70,8 @@ public:
         std::swap(capacity_, other.capacity_);
     }
 
-    // Transfers the block, to be owned by an AutoPtr, and leaves null and capacity 0.
+    // The caller then owns the block, and must give it to an AutoPtr to free it. This buffer has no
+    // block and capacity 0.
     Char* release() noexcept {
         capacity_ = 0;
         return std::exchange(data_, nullptr);
@@ -77,9 +79,9 @@ public:
 
     Char* buffer() noexcept { return data_; }
     const Char* data() const noexcept { return data_; }
-    // In characters, the terminator's place included.
+    // The capacity in characters, the terminator's place included.
     unsigned long max_size() const noexcept { return capacity_; }
-    // Up to the first zero, at most the capacity; 0 after release.
+    // The length up to the first zero, at most the capacity; 0 after release.
     unsigned long size() const noexcept {
         if (data_ == nullptr) return 0;
         const Char* const zero = std::char_traits<Char>::find(data_, capacity_, Char());

@@ -9,9 +9,9 @@
 namespace qor {
 
 // The owning byte container: a block with a capacity, of which the first `size` bytes are in use.
-// The block has one spare byte with a zero in it, so c_str() is terminated when the block is full.
-// Growth doubles the capacity, so appending in a loop is linear. A size above 32 bits raises
-// std::bad_alloc; if an operation raises, the object is unchanged.
+// After the capacity the block has one more byte, a zero, so that c_str() is terminated when the
+// block is full. Growth doubles the capacity, so appending in a loop is linear. A size above 32
+// bits raises std::bad_alloc; if an operation raises, the object is unchanged.
 class QOR_API Bytes {
 public:
     Bytes() noexcept = default;
@@ -25,7 +25,7 @@ public:
     explicit Bytes(const istr& content) { assign(content); }
     // The decoded text; see qor/util/base64.h.
     explicit Bytes(const base64& text);
-    // n bytes: as much of the text as fits, then `fill`.
+    // n bytes: the content, cut to n bytes, then `fill` up to n.
     Bytes(istr content, unsigned long n, unsigned char fill);
     ~Bytes() { free(); }
 
@@ -35,7 +35,7 @@ public:
         return *this;
     }
     Bytes& operator=(istr content) { return assign(content); }
-    // The source may be a part of this object.
+    // The content may be a part of this object.
     Bytes& assign(const Bytes& other) { return this == &other ? *this : assign(istr(other)); }
     Bytes& assign(istr content);
     Bytes& append(istr content);
@@ -49,18 +49,18 @@ public:
     // Grows the capacity to at least n and at least doubles it; never shrinks it. Size and content
     // are unchanged.
     void resize(unsigned long n);
-    // As resize, and then the size is 0.
+    // As resize, then sets the size to 0.
     void init(unsigned long n) {
         resize(n);
         size_ = 0;
     }
     // Frees the block.
     void clear() noexcept { free(); }
-    // Writes the whole capacity, not only the size.
+    // Sets all bytes of the capacity; the size is unchanged.
     void fill(unsigned char value) noexcept;
 
     unsigned long size() const noexcept { return size_; }
-    // Unchecked: for use after writing through buffer() or the ostr.
+    // Sets the size, unchecked: for use after writing through buffer() or the ostr.
     void size(unsigned long n) noexcept { size_ = cutSize(n); }
     unsigned long max_size() const noexcept { return capacity_; }
     bool empty() const noexcept { return size_ == 0; }
@@ -68,7 +68,7 @@ public:
     unsigned char* buffer() noexcept { return data_; }
     unsigned char* data() noexcept { return data_; }
     const unsigned char* data() const noexcept { return data_; }
-    // Null for an object that never allocated.
+    // Null while no block is allocated.
     const char* c_str() const noexcept { return reinterpret_cast<const char*>(data_); }
     unsigned char* begin() noexcept { return data_; }
     unsigned char* end() noexcept { return data_ + size_; }
@@ -104,16 +104,16 @@ private:
     ulong32 size_ = 0;
 };
 
-// Writes the content as Base64, in one line: bytes are no text. Defined with the encoding too.
+// Writes the content as Base64, in one line.
 QOR_API std::ostream& operator<<(std::ostream& os, const Bytes& bytes);
 
-// Hexadecimal text to bytes. In text of odd length the last character is read together with the
-// byte after the view, which must exist; in terminated text the pair gives 255. The first form
-// appends.
+// Hexadecimal text to bytes; a pair that has a character that is not a digit gives 255. In text of
+// odd length the last character forms a pair with the byte after the view, which must exist. The
+// first form appends.
 QOR_API void hexstr2bytes(istr text, Bytes& out);
 QOR_API Bytes hexstr2bytes(istr text);
-// The low `width` bytes of the value, most significant first; above 8 the leading ones are zero.
-// The first form appends.
+// The low `width` bytes of the value, most significant first. If `width` is greater than 8, the
+// leading bytes are zero. The first form appends.
 QOR_API void int2bytes(unsigned long long value, unsigned long width, Bytes& out);
 QOR_API Bytes int2bytes(unsigned long long value, unsigned long width);
 

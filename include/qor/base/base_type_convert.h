@@ -7,20 +7,20 @@
 #include "qor/base/base_type_bytes.h"
 #include "qor/base/base_type_string.h"
 
-// Conversions between the three encodings that the library knows by name: "ansi" (a code page
-// given by its number, 65001 being UTF-8 and -1 the configured one), UTF-8, and wide.
+// Conversions between the three encodings that the library knows by name: "ansi" (a code page given
+// by its number, 65001 being UTF-8 and -1 the configured one), UTF-8, and wide.
 //
 // No conversion reports a failure. An unknown code page gives empty text. Malformed input becomes
-// U+FFFD, in UTF-8 once for each part that could still have become a sequence; what a page lacks
-// becomes "?" there. Text ends at its first zero. If both sides have the same encoding, the text is
-// copied unchanged, zeros included, and not validated.
+// U+FFFD; in UTF-8, one for each maximal subpart, as the Unicode standard recommends. A character
+// that the target page lacks becomes "?". Text ends at its first zero. If both sides have the same
+// encoding, the text is copied unchanged, zeros included, and not validated.
 //
 // The output argument may own the memory that the source views. If memory runs out, std::bad_alloc
 // is raised and the output is unchanged. Any number of threads may convert at the same time.
 
 namespace qor {
 
-// Never null: a null pointer gives empty text.
+// Terminated copies, owned by the AutoPtr. Never null: a null pointer gives empty text.
 QOR_API AutoPtr<char> to_str(const char* text);
 QOR_API AutoPtr<char> to_str(const wchar_t* text, long codepage = -1);
 QOR_API AutoPtr<wchar_t> to_wstr(const char* text, long codepage = -1);
@@ -35,13 +35,13 @@ QOR_API void utf8ToAnsi(const istr& text, String& out, long codepage = -1);
 QOR_API void utf8ToWstring(const istr& text, std::wstring& out);
 QOR_API void ansiToWstring(const istr& text, std::wstring& out, long codepage = -1);
 QOR_API void wstringToAnsi(const iwstr& text, String& out, long codepage = -1);
-// The two encodings count as the same only if the two numbers are equal. -1 and the number of the
+// The text is copied unchanged only if the two numbers are equal: -1 and the number of the
 // configured page are different, and the text is converted.
 QOR_API void ansiToAnsi(const istr& text, long from, String& out, long to);
 QOR_API void ansiToUtf8(const istr& text, Bytes& out, long codepage = -1);
 QOR_API void wstringToUtf8(const iwstr& text, Bytes& out);
 
-// The same, chosen by what the caller says the text is.
+// The same conversions, chosen by the type of the view.
 QOR_API String toAnsi(wstr text, long codepage = -1);
 QOR_API String toAnsi(ansi text);
 QOR_API String toAnsi(utf8 text, long codepage = -1);

@@ -14,8 +14,8 @@ namespace qor {
 
 class dumper;
 
-// One class for each scalar, so that codecs can overload on them. Each has the size of its scalar
-// and no virtual operation; the conversions are free.
+// The value of a scalar wrapper. There is one wrapper class for each scalar, so that codecs can
+// overload on them. Each has the size of its scalar and no virtual operation.
 template <class T, int N = 0>
 class NumberValue {
 public:
@@ -38,20 +38,22 @@ protected:
     T value_ = T();
 };
 
-// Numbers as text, by the rules of a standard stream with default settings in the "C" locale, at a
-// fraction of its cost. For short, int, long (which is read and written as one of 32 bits) and long
-// long, each signed and unsigned, and for float and double.
+// Numbers as text, by the rules of a standard stream with default settings in the "C" locale, but
+// faster. T is short, int, long (read and written as 32 bits) or long long, each signed or
+// unsigned, or float or double.
 
-// Skips leading blanks, and stops at the first character that is not part of the number. Empty and
-// blank text leaves the target unchanged. Other text without a number gives 0, and a number out of
-// range the nearest limit. False in all these cases.
+// Reads a number: skips leading blanks and stops at the first character that is not part of the
+// number. Returns false, and leaves the target unchanged, if the text is empty or blank. Returns
+// false and sets the target to 0 if other text has no number, and to the nearest limit if the
+// number is out of range.
 template <class T>
 QOR_API bool parseNumber(istr text, T& target);
 // Integers in decimal, floating point in six significant digits. Appends.
 template <class T>
 QOR_API void formatNumber(T value, String& out);
 
-// A signed number. Characters and bool are not; a char that is shown as a short is.
+// True for signed numbers, including a char that is shown as a short. False for characters and
+// bool.
 template <class T, class Text>
 concept SignedNumber = std::is_signed_v<Text> && !std::is_same_v<Text, char> &&
                        !std::is_same_v<T, bool> && !std::is_same_v<T, wchar_t>;
@@ -86,7 +88,7 @@ public:
         return self();
     }
 
-    // As parseNumber reads it, cut to the scalar.
+    // As parseNumber reads the text, cut to the scalar.
     Self& fromString(istr text) {
         Self::read(text, this->value_);
         return self();
@@ -97,8 +99,8 @@ public:
         return text;
     }
 
-    // The plain value; bool by its name, bytes as numbers, characters as text. Leaves the stream
-    // with decimal numbers and a blank as its fill.
+    // Writes the plain value: bool as "true" or "false", bytes as numbers, characters as text. Then
+    // the stream has decimal numbers and a blank as its fill.
     void dump(std::ostream& os) const;
     dumper& dump(dumper& d) const;
 
@@ -109,14 +111,14 @@ public:
 protected:
     constexpr Self& self() noexcept { return static_cast<Self&>(*this); }
 
-    // A wrapper that reads its text in another way has a read of its own.
+    // Hidden by wrappers that read their text in another way.
     static void read(istr text, T& value) {
         Text parsed = asText(value);
         parseNumber(text, parsed);
         value = static_cast<T>(parsed);
     }
 
-    // A char that is a number has a sign, also where the platform's char has none.
+    // A char that is a number is signed, even if the platform's char is unsigned.
     static constexpr Text asText(T value) noexcept {
         if constexpr (std::is_same_v<T, char> && SignedNumber<T, Text>) {
             return static_cast<signed char>(value);
@@ -136,8 +138,8 @@ private:
     }
 };
 
-// The low and the high half of an integer. Half is the unsigned type of a half; the two-part
-// constructors of the wrappers take the low part first.
+// An integer with access to its low and its high half. Half is the unsigned type of a half. The
+// constructor of two parts takes the low part first.
 template <class Self, class T, class Text, class Half, unsigned HalfBits>
 class QOR_API HalvedValue : public ScalarValue<Self, T, Text> {
 public:
@@ -187,7 +189,8 @@ public:
     static constexpr unsigned char MAX_VAL = 255;
     static constexpr unsigned char MIN_VAL = 0;
 
-    // One bit of a byte, to be assigned to; it refers to the byte.
+    // A reference to one bit of a byte, 0 being the lowest; of the bit number only the low 3 bits
+    // count. Valid as long as the byte.
     class BitHelper {
     public:
         BitHelper(unsigned char& byte, unsigned char bit) noexcept : byte_(&byte), bit_(bit) {}
@@ -196,7 +199,7 @@ public:
             *byte_ = withBit(*byte_, bit_, on);
             return *this;
         }
-        // Copies the bit and not the reference.
+        // Copies the value of the bit, not the reference.
         BitHelper& operator=(const BitHelper& other) noexcept {
             return *this = static_cast<bool>(other);
         }
@@ -236,17 +239,18 @@ public:
     using HalvedValue::operator=;
 };
 
-// A character. Its text is the character itself, and `in` reads a set up to its terminator.
+// A character. Its text is the character itself.
 class QOR_API Char : public ScalarValue<Char, char, char> {
 public:
     using ScalarValue::ScalarValue;
     using ScalarValue::operator=;
-    // From nibbles, the low one first.
+    // From two halves of 4 bits, the low one first.
     template <std::integral Low, std::integral High>
     constexpr Char(Low low, High high) noexcept
         : ScalarValue(static_cast<char>((low & 15) | ((high & 15) << 4))) {}
 
-    // Zero is in every set.
+    // True if the character is in the set, which must be terminated and is read up to its
+    // terminator. 0 is in every set.
     bool in(istr set) const noexcept { return CharIn(value_, set.data()); }
     bool isAlnum() const noexcept { return CharIsAlnum(value_); }
     bool isAlpha() const noexcept { return CharIsAlpha(value_); }
@@ -261,7 +265,8 @@ public:
     bool isXdigit() const noexcept { return CharIsXdigit(value_); }
     Char toLower() const noexcept { return Char(CharToLower(value_)); }
     Char toUpper() const noexcept { return Char(CharToUpper(value_)); }
-    // The digit of the low four bits; the value of a digit, 255 if it is none.
+    // fromHex becomes the hexadecimal digit of the low four bits of v. toHex is the value of the
+    // digit, 255 if the character is not a digit.
     Char& fromHex(unsigned char v) noexcept { return *this = HexToChar(v); }
     unsigned char toHex() const noexcept { return HexFromChar(value_); }
 
@@ -286,7 +291,7 @@ public:
     using HalvedValue::operator=;
 };
 
-// 32 bits, whatever the platform's long has: a wider value is cut.
+// 32 bits on every platform: a wider value is cut.
 class QOR_API Long : public HalvedValue<Long, long32, long32, unsigned short, 16> {
 public:
     using HalvedValue::HalvedValue;
@@ -324,8 +329,8 @@ public:
     using ScalarValue::operator=;
 };
 
-// A wide character. As text it is its code as a number, of which the low 16 bits are read; dump
-// shows the character.
+// A wide character. Its text is its code as a decimal number, of which only the low 16 bits are
+// read. dump writes the character.
 class QOR_API Wchar : public ScalarValue<Wchar, wchar_t, long32> {
 public:
     using ScalarValue::ScalarValue;
@@ -344,7 +349,7 @@ public:
         : byte_no_(byte), bit_no_(bit & 7) {}
     constexpr explicit BitPos(unsigned long total) noexcept { fromTotal(total); }
 
-    // From and to a count of bits.
+    // Conversion from and to a number of bits. The byte number is cut to 16 bits.
     constexpr BitPos& fromTotal(unsigned long total) noexcept {
         byte_no_ = static_cast<unsigned short>(total / 8);
         bit_no_ = static_cast<unsigned char>(total % 8);
@@ -359,7 +364,7 @@ private:
     unsigned char bit_no_ = 0;
 };
 
-// A run of bits: where it begins, and how many there are.
+// A range of bits: its first position and its size in bits.
 class BitsSub {
 public:
     constexpr BitsSub(const BitPos& begin, unsigned long size) noexcept
@@ -373,23 +378,23 @@ private:
     ulong32 size_;
 };
 
-// Hexadecimal text. Digits are written in upper case and read in either.
+// Hexadecimal text. Digits are written in upper case and read in either case.
 class QOR_API Hex16 {
 public:
-    // "?" above 15; 255 for what is no digit.
+    // encode gives "?" for a value above 15. decode gives 255 for a character that is not a digit.
     static char encode(unsigned char value) noexcept { return value < 16 ? HexToChar(value) : '?'; }
     static unsigned char decode(char digit) noexcept { return HexFromChar(digit); }
     static bool isHexChar(char digit) noexcept { return hexchar2int(digit) >= 0; }
-    // Two digits for each byte, in place of what the output held.
+    // Replaces the text by two digits for each byte.
     static void encode(const istr& bytes, String& text);
-    // Deliberate (compatibility): each digit is read one place too far. The first character is
-    // skipped, and the byte after the view, which must exist, is the last digit. A character that
-    // is no digit, such as a terminator, counts as 0. In a view of odd length the last character is
-    // ignored.
+    // Replaces the bytes. Deliberate (compatibility): each digit is read one place too far to the
+    // right. The first character is skipped, and in a view of even length the byte after the view,
+    // which must exist, is the last digit. A character that is not a digit, such as a terminator,
+    // counts as 0.
     static void decode(const istr& text, Bytes& bytes);
 };
 
-// The bytes of a number in network order.
+// The bytes of a number in network order, the most significant first.
 template <unsigned N>
 using octets = std::array<unsigned char, N>;
 
@@ -418,12 +423,12 @@ constexpr auto ntoh(const std::array<unsigned char, N>& bytes) noexcept {
     return static_cast<T>(value);
 }
 
-// IPv4 dotted text and its address in network order; all ones for bad text. The view must be
-// terminated.
+// Conversion between dotted IPv4 text and the address in network order. ip_aton gives all ones for
+// bad text; its view must be terminated.
 QOR_API ulong32 ip_aton(const istr& text) noexcept;
 QOR_API String ip_ntoa(unsigned long address);
 
-// Shows a character itself if it is printable, "." otherwise.
+// Written to a stream, shows the character if it is printable, "." otherwise.
 struct show_printable {
     explicit show_printable(char shown) noexcept : c(shown) {}
     char c;

@@ -67,8 +67,8 @@ public:
     }
     String& operator+=(unsigned char c) { return *this += static_cast<char>(c); }
 
-    // All compare as istr, so that a null pointer compares as an empty view. The other side is any
-    // type that converts to istr; String itself is named for the classes derived from it.
+    // Comparisons are those of istr. The other side may be any type that converts to istr. The
+    // overloads for two Strings are needed for classes derived from String.
     friend bool operator==(const String& left, const String& right) noexcept {
         return istr(left) == istr(right);
     }
@@ -109,7 +109,7 @@ public:
         std::string::clear();
         return *this;
     }
-    // Removes c from both ends, once, if both have it and the size is at least 2.
+    // Removes one c from each end, if both ends have it and the size is at least 2.
     String& trimLeftRight(char c) {
         qor::trimLeftRight(*this, c);
         return *this;
@@ -130,11 +130,11 @@ public:
     String toUtf8(long codepage = -1) const;
     std::wstring toWstring(long codepage = -1) const;
 
-    // One empty string, made at the first call.
+    // An empty string, created at the first call.
     static const String& null();
 
 private:
-    // Views of null or of no text have nothing to copy from.
+    // The conversion gives empty text for a null pointer.
     String& set(istr text) {
         std::string::assign(std::string_view(text));
         return *this;

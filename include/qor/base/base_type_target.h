@@ -5,17 +5,17 @@
 
 namespace qor {
 
-// What the narrow and the wide write-through view share. Self holds ptr_ and capacity_ (each in
-// its own order) and is the class that results have.
+// The operations that the narrow and the wide writable view share. Self is the view's own class,
+// which has the members ptr_ and capacity_.
 template <class Char, class View, class Self>
 class target_base {
 public:
-    // No pointer or no room. This tests the room and not the text.
+    // True if there is no pointer or no capacity. The text is not tested.
     bool empty() const noexcept { return ptr() == nullptr || capacity() == 0; }
     unsigned long max_size() const noexcept { return capacity(); }
 
-    // The length of the terminated text, 0 for a null pointer; sizeN never reads beyond the
-    // capacity or n.
+    // The length of the terminated text, 0 for a null pointer. size reads up to the terminator;
+    // sizeN reads at most the capacity, or n characters.
     unsigned long size() const noexcept { return StrLen(ptr()); }
     unsigned long sizeN() const noexcept { return sizeN(capacity()); }
     unsigned long sizeN(unsigned long n) const noexcept {
@@ -33,12 +33,12 @@ public:
     Char* end() const noexcept { return ptr() + size(); }
     Char& operator[](unsigned long i) const noexcept { return ptr()[i]; }
 
-    // Empties the text.
+    // Makes the text empty.
     Self& clear() noexcept {
         if (ptr() != nullptr) ptr()[0] = Char();
         return self();
     }
-    // As clear, and terminates at the last place too, when the capacity is known.
+    // As clear, and also terminates the last place if the capacity is known.
     Self& reset() noexcept {
         if (empty()) return self();
         ptr()[0] = Char();
@@ -46,8 +46,8 @@ public:
         return self();
     }
 
-    // Parts of the room, cut to it. A part of an unknown room is as large as n says, or unknown
-    // too; its right end is that of the text.
+    // Parts of the memory, cut to the capacity. If the capacity is unknown, substr is unchecked and
+    // its part has the capacity n, and rightstr counts from the end of the text.
     Self substr(unsigned long pos, unsigned long n = npos) const noexcept {
         if (ptr() == nullptr) return Self();
         if (capacity() == npos32) return Self(ptr() + pos, n);
@@ -61,8 +61,9 @@ public:
         return n < whole ? substr(whole - n, n) : substr(0);
     }
 
-    // Copies as much as fits before the terminator, and cuts the rest without a report. The target
-    // is emptied first, so a null source leaves it empty.
+    // Copies as much as fits before the terminator; the rest is cut off without a report. A null
+    // source makes the text empty. The target's first character is cleared first: a source that
+    // includes it ends there.
     Self& assign(const Char* text, unsigned long n) noexcept {
         if (empty()) return self();
         ptr()[0] = Char();
@@ -72,10 +73,10 @@ public:
     }
     Self& assign(const Char* text) noexcept { return assign(text, npos); }
     Self& assign(View text) noexcept { return assign(text.data(), text.size()); }
-    // Rebinds the view; no text is copied.
+    // Makes this a view of the other memory; no text is copied.
     Self& assign(const Self& target) noexcept { return self() = target; }
 
-    // The whole capacity; up to the terminator when the capacity is unknown.
+    // A view of the whole capacity; if that is unknown, of the text up to its terminator.
     operator View() const noexcept { return View(ptr(), capacity()); }
 
 private:
@@ -94,9 +95,9 @@ private:
     }
 };
 
-// A view to write through: memory of the caller with its capacity in bytes, the terminator's
-// place included. A capacity of npos is unknown: then nothing is checked. Assigning text copies
-// it into the memory; assigning another ostr rebinds the view.
+// A writable view of memory that the caller owns, with its capacity in bytes, the terminator's
+// place included. A capacity of npos means unknown: then nothing is checked. Assigning text copies
+// it into the memory; assigning another ostr makes this a view of that one's memory.
 class QOR_API ostr : public target_base<char, istr, ostr> {
 public:
     ostr() noexcept = default;
@@ -146,7 +147,7 @@ private:
     ulong32 capacity_ = 0;
 };
 
-// An ostr seen as the terminated text in it: comparing, testing and changing case.
+// An ostr with operations on the terminated text in it: comparing, testing and changing case.
 class QOR_API Str : public ostr {
 public:
     Str() noexcept = default;
@@ -160,9 +161,10 @@ public:
     // Copies the view and terminates the copy. The capacity is not checked: the caller guarantees
     // room for one byte more than the view.
     Str& copy(istr text) noexcept;
-    // Appends if the result and its terminator fit into text.size() bytes, and changes nothing
-    // otherwise. That is possible only if the view is longer than its text. Deliberate
-    // (compatibility): the bound is the argument's size, not this capacity.
+    // Appends the terminated text of the view if the result and its terminator fit into text.size()
+    // bytes, and changes nothing otherwise. So it appends only if the view is longer than its
+    // terminated text. Deliberate (compatibility): the bound is the argument's size, not this
+    // capacity.
     Str& cat(istr text) noexcept;
     Str& operator+=(istr text) noexcept { return cat(text); }
 
@@ -180,28 +182,28 @@ public:
     friend std::strong_ordering operator<=>(const Str& left, const Text& right) noexcept {
         return left.cmp(istr(right)) <=> 0;
     }
-    // Always without regard to case.
+    // True if equal; case is ignored.
     bool is(istr text, unsigned long n = npos) const noexcept { return cmp(text, n, true) == 0; }
     bool isNot(istr text, unsigned long n = npos) const noexcept { return !is(text, n); }
-    // Compare the first, or the last, n bytes of the capacity, up to a terminator in them, with the
-    // first n bytes of the text.
+    // Compare the first n bytes of the capacity, or the last n, up to a terminator in them, with
+    // the first n bytes of `text`.
     bool beginWith(istr text, unsigned long n, bool noCase = false) const noexcept;
     bool endWith(istr text, unsigned long n, bool noCase = false) const noexcept;
 
-    // Null or no text.
+    // True if the pointer is null or the text is empty.
     bool empty() const noexcept { return ptr_ == nullptr || *ptr_ == '\0'; }
-    // At the terminator or after it.
+    // True if i is the position of the terminator or a later one.
     bool isEnd(unsigned long i) const noexcept { return i >= size() || ptr_[i] == '\0'; }
-    // The room that the text leaves, its terminator's place included; npos if it is unknown.
+    // The bytes of the capacity after the text, the terminator's included; npos if the capacity is
+    // unknown.
     unsigned long left() const noexcept { return capacity_ == npos32 ? npos : capacity_ - size(); }
     bool isAllDigits() const noexcept { return StrIsAllDigits(ptr_); }
 
-    // n of npos is the capacity.
+    // Change at most n bytes of the text; npos means the capacity.
     Str& toUpper(unsigned long n = npos) noexcept;
     Str& toLower(unsigned long n = npos) noexcept;
-    // Sets the first n bytes, at most one less than the capacity, and then overwrites the last of
-    // them with the terminator. Deliberate (compatibility): a fill of n leaves n - 1 characters. A
-    // fill of 0 does nothing.
+    // Sets the first n bytes, at most the capacity minus 1, and then the last of them to zero.
+    // Deliberate (compatibility): the text then has n - 1 characters. n of 0 does nothing.
     Str& fill(int c, unsigned long n = npos) noexcept;
 
     Str& reset() noexcept {
@@ -233,12 +235,13 @@ public:
     unsigned long size() const noexcept { return size_; }
     operator istr() const noexcept { return istr(ptr_, size_); }
 
-    // The smaller of the two sizes.
+    // Copies as many bytes as the smaller of the two sizes. The areas must not overlap.
     Mem& copy(istr source) noexcept;
     // Copies at most size() - 1 bytes and terminates the copy with a zero.
     Mem& copyZ(istr source) noexcept;
     Mem& fill(int value) noexcept;
-    // Over the smaller size; if that is equal, this size minus the other one.
+    // Compares over the smaller size; if that part is equal, the result is this size minus the
+    // other one.
     int cmp(istr other) const noexcept;
 
     void dump(std::ostream& os) const;

@@ -15,27 +15,27 @@ namespace qor {
 
 class dumper;
 
-// A signed count of microseconds: a point in time since 1970-01-01 00:00:00 UTC, a reading of the
-// performance counter (of which only differences mean something), or a duration. 0 is the unset
+// A signed number of microseconds: a point in time since 1970-01-01 00:00:00 UTC, a reading of the
+// performance counter (only differences of readings are useful), or a duration. 0 is the unset
 // time. Overflow is not detected.
 //
-// The calendar forms use the local time zone of the process. Any thread may use them, and threads
-// do not wait for the C library's lock: each thread caches the zone's offset for the quarters of an
-// hour that it uses, for at most a second. They read the environment variable TZ at each call, so a
-// change of it is effective at once; as for all readers of the environment, no other thread may
-// change it meanwhile. Changed files of the system's zone are noticed within a second.
+// The calendar forms use the local time zone of the process. Any thread may use them. Threads do
+// not wait for the C library's lock: each thread caches the zone's offset for the quarters of an
+// hour that it uses, for at most a second. Each call reads the environment variable TZ, so a change
+// of it takes effect at once; no other thread may change the environment during a call. Changed
+// files of the system's zone are noticed within a second.
 class QOR_API Time {
 public:
-    // 0 is the wall clock; any other value the performance counter.
+    // Realtime is the wall clock, Monotonic the performance counter.
     enum Clock { Realtime = 0, Monotonic = 1 };
 
     // A point in time as calendar fields, in local time.
     struct QOR_API Detail {
         Detail() noexcept = default;
-        // Raises InvalidDataException for a time that the platform cannot break down. The seconds
-        // are cut to 32 bits first.
+        // The seconds are first cut to 32 bits. Raises InvalidDataException if the C library has no
+        // local time for them.
         explicit Detail(const Time& time);
-        // As Time::fromString reads them; nothing is normalised.
+        // Reads the fields as Time::fromString does, but does not normalise them.
         explicit Detail(const istr& text, const char* fmt = nullptr);
 
         int year = 0;   // four digits
@@ -44,17 +44,18 @@ public:
         int hour = 0;
         int minute = 0;
         int second = 0;
-        // The rest of the second, 0 to 999 each. Before 1970 it is negative: seconds are truncated.
+        // The rest of the second, 0 to 999 each. Before 1970 they are 0 or negative, since the
+        // seconds are truncated towards zero.
         int milliSecond = 0;
         int microSecond = 0;
     };
 
-    // A point in time of the wall clock, as std::chrono has it.
+    // A point in time of the wall clock, for std::chrono.
     using TimePoint = std::chrono::time_point<std::chrono::system_clock, std::chrono::microseconds>;
 
     constexpr Time() noexcept = default;
-    // Whole microseconds: the rest is cut off. Durations out of range become the nearest limit, so
-    // that std::chrono::seconds::max() is forever(). NaN becomes the lowest value.
+    // Fractions of a microsecond are cut off. A duration out of range becomes the nearest limit, so
+    // that std::chrono::seconds::max() becomes forever(). NaN becomes the lowest value.
     template <class Rep, class Period>
     constexpr Time(const std::chrono::duration<Rep, Period>& duration) noexcept
         : usec_(toMicros(duration)) {}
@@ -63,7 +64,8 @@ public:
         const std::chrono::time_point<std::chrono::system_clock, Duration>& point) noexcept
         : Time(point.time_since_epoch()) {}
 
-    // Raises ThreadSyscallException if the performance counter cannot be read.
+    // The present reading of a clock; an int other than 0 is Monotonic. Raises
+    // ThreadSyscallException if the performance counter cannot be read.
     static Time now(Clock clock = Realtime);
     static Time now(int clock) { return now(clock == 0 ? Realtime : Monotonic); }
     static constexpr Time forever() noexcept { return Time(std::numeric_limits<long long>::max()); }
@@ -71,7 +73,7 @@ public:
     static constexpr Time milliSeconds(long long n) noexcept { return Time(n) * 1000LL; }
     static constexpr Time microSeconds(long long n) noexcept { return Time(n); }
 
-    // By truncating division.
+    // The integer forms truncate towards zero.
     constexpr long long toSeconds() const noexcept { return usec_ / 1000000; }
     constexpr long long toMilliSeconds() const noexcept { return usec_ / 1000; }
     constexpr long long toMicroSeconds() const noexcept { return usec_; }
@@ -101,7 +103,8 @@ public:
     constexpr Time& operator+=(const Time& t) noexcept { return *this = *this + t; }
     constexpr Time& operator-=(const Time& t) noexcept { return *this = *this - t; }
 
-    // A double factor is computed in floating point and truncated.
+    // With a double, the result is computed in floating point and truncated; out of range it is the
+    // lowest value. An integer divisor must not be 0.
     template <std::integral N>
     constexpr Time operator*(N n) const noexcept {
         return wrap(bits() * static_cast<unsigned long long>(n));
@@ -129,8 +132,8 @@ public:
         return *this = *this / n;
     }
 
-    // "2015-08-26 10:20:30.123" in local time; "<null>" for 0, and "<INVALID DATETIME(n)>" with the
-    // microseconds if the time has no calendar form. A target that is too small is left empty.
+    // "2015-08-26 10:20:30.123" in local time; "<null>" for 0; "<INVALID DATETIME(n)>", n being the
+    // microseconds, if the time has no calendar form. A target that is too small becomes empty.
     String toDateTime() const;
     String& toDateTime(String& out) const;
     void toDateTime(ostr out) const;
@@ -139,23 +142,25 @@ public:
     String& toFullDateTime(String& out) const;
     void toFullDateTime(ostr out) const;
 
-    // "-1d 01:01:01.000002": days and microseconds only when there are any.
+    // "-1d 01:01:01.000002"; days and microseconds only if they are not 0.
     String toDuration() const;
     // Seconds with six places, "5.250000"; a negative value has its sign on both parts.
     String toString() const;
 
     Detail toDetail() const { return Detail(*this); }
 
-    // By a printf format for eight int values, in the order of Detail's fields. Text that does not
-    // fit is empty; the String forms have room for 63 characters. Raises as Detail does.
+    // Formats by a printf format for eight int values, the fields of Detail in their order. The
+    // text is empty if it does not fit; the String forms have room for 63 characters. Raises as
+    // Detail does.
     String format(const char* fmt) const;
     String& format(String& out, const char* fmt) const;
     void format(ostr out, const char* fmt) const;
 
-    // Reads a local time by a scanf format for eight int values; null or empty is the calendar
-    // format. At most 64 characters are read. Fields that the text lacks are 0, and fields out of
-    // their range carry over as in mktime. So the text of toDateTime reads back to the millisecond,
-    // except in the hour that repeats when clocks are set back.
+    // Reads a local time by a scanf format for eight int values, the fields of Detail in their
+    // order. If `fmt` is null or empty, the format is that of toDateTime. At most 64 characters are
+    // read. Fields that the text lacks are 0; fields out of range carry over as in mktime. The text
+    // of toDateTime gives the same time again, to the millisecond, except in the hour that repeats
+    // when clocks are set back.
     static Time fromString(const istr& text, const char* fmt = nullptr);
 
 private:
@@ -166,13 +171,13 @@ private:
     static constexpr Time wrap(unsigned long long bits) noexcept {
         return Time(static_cast<long long>(bits));
     }
-    // Truncated; out of range it is the lowest value.
+    // Truncates; a value out of range gives the lowest value.
     static constexpr Time fromDouble(double usec) noexcept {
         const bool fits = usec >= -0x1p63 && usec < 0x1p63;
         return Time(fits ? static_cast<long long>(usec) : std::numeric_limits<long long>::min());
     }
 
-    // The range is tested in floating point first, since the cast would overflow.
+    // Tests the range in floating point first, since the cast would overflow.
     template <class Rep, class Period>
     static constexpr long long toMicros(
         const std::chrono::duration<Rep, Period>& duration) noexcept {
@@ -181,7 +186,7 @@ private:
         const long double usec = Floating(duration).count();
         if (usec >= 0x1p63L) return Limits::max();
         if (!(usec >= -0x1p63L)) return Limits::min();
-        // Exact for integers, but for units that have to be multiplied and divided.
+        // Exact for integers, if the unit needs only a multiplication or only a division.
         if constexpr (std::is_integral_v<Rep> && (Period::num == 1 || Period::den == 1)) {
             return std::chrono::duration_cast<std::chrono::microseconds>(duration).count();
         } else {
@@ -195,7 +200,8 @@ private:
 // Always writes the toDuration text.
 QOR_API std::ostream& operator<<(std::ostream& os, const Time& time);
 
-// Measures an interval by the wall clock. It belongs to one thread.
+// Measures an interval by the wall clock, so setting that clock changes the result. Use an object
+// from one thread only. The constructor starts it.
 class QOR_API Stopwatch {
 public:
     Stopwatch() { start(); }
@@ -214,14 +220,16 @@ private:
     Time end_;
 };
 
-// Adds up the time of repeated operations. Use it from one thread only.
+// Adds up the time of repeated operations: call go() with the time of each. Use an object from one
+// thread only.
 class QOR_API TimeCounter {
 public:
     void go(const Time& t) noexcept {
         ++num_;
         cost_ += t;
     }
-    // Count, operations per second, and total; nothing before the first operation.
+    // Writes the number of operations, operations per second, and the total time; nothing before
+    // the first operation.
     dumper& dump(dumper& d) const;
     void dump(std::ostream& os) const;
 

@@ -15,17 +15,17 @@
 
 namespace qor {
 
-// What the narrow and the wide read-only view share. Self is the view's own class.
+// The operations that the narrow and the wide read-only view share. Self is the view's own class.
 template <class Char, class Self>
 class view_base {
 public:
-    // Null is a view of nothing anywhere, empty one of no characters; null views are empty too.
+    // A null view has no pointer. An empty view has no characters; a null view is empty too.
     constexpr bool is_null() const noexcept { return ptr_ == nullptr; }
     constexpr bool empty() const noexcept { return size_ == 0 || ptr_ == nullptr; }
 
     constexpr unsigned long size() const noexcept { return size_; }
     constexpr const Char* data() const noexcept { return ptr_; }
-    // Not terminated unless the viewed memory is.
+    // Terminated only if the viewed memory is.
     constexpr const Char* c_str() const noexcept { return ptr_; }
     constexpr const Char* begin() const noexcept { return ptr_; }
     constexpr const Char* end() const noexcept { return empty() ? ptr_ : ptr_ + size_; }
@@ -41,22 +41,22 @@ public:
     constexpr Self rightstr(unsigned long n) const noexcept {
         return substr(n < size_ ? size_ - n : 0, n);
     }
-    // Unbounded: n is at most the size. A greater n wraps the size around.
+    // Unchecked: n must be at most the size. A greater n wraps the size around.
     constexpr Self removeLeft(unsigned long n) const noexcept {
         return part(n, static_cast<ulong32>(size_ - n));
     }
     constexpr Self removeRight(unsigned long n) const noexcept {
         return part(0, static_cast<ulong32>(size_ - n));
     }
-    // By the size of the given view; its text is not compared.
+    // Remove s.size() characters. The text of s is not compared.
     constexpr Self removeLeft(const Self& s) const noexcept { return removeLeft(s.size()); }
     constexpr Self removeRight(const Self& s) const noexcept { return removeRight(s.size()); }
 
     constexpr bool beginWith(const Self& s) const noexcept { return leftstr(s.size()) == s; }
     constexpr bool endWith(const Self& s) const noexcept { return rightstr(s.size()) == s; }
 
-    // By MemCmp over the smaller size, then by size. Wide text is therefore ordered by its bytes
-    // in memory and not by its characters.
+    // Compares the bytes in memory over the smaller size (MemCmp), then the sizes. So wide text is
+    // ordered by its bytes and not by its characters.
     int compare(const Self& s) const noexcept {
         const int order = MemCmp(ptr_, s.data(), bytes(std::min(size_, s.size_)));
         if (order != 0) return order;
@@ -80,7 +80,7 @@ protected:
     const Char* ptr_ = nullptr;
 
 private:
-    // A null view has null parts.
+    // A part of a null view is null too.
     constexpr Self part(unsigned long start, ulong32 size) const noexcept {
         Self s;
         s.ptr_ = ptr_ != nullptr ? ptr_ + start : nullptr;
@@ -89,17 +89,19 @@ private:
     }
 };
 
-// Derived classes count. Asked by pointers, so that an incomplete type is no error.
+// std::string, a class derived from it, or std::string_view. Compares pointers, so that T may be
+// incomplete.
 template <class T>
 concept StandardText =
     std::convertible_to<const T*, const std::string*> || std::same_as<T, std::string_view>;
 
 // A read-only view of bytes that it does not own: two words, passed by value. It is valid as long
 // as the bytes are; a view of a temporary String dangles after the full expression. Only the
-// conversion to std::string allocates, and only it, trimLeft and trim raise.
+// conversion to std::string allocates. Only that conversion, trimLeft and trim can raise an
+// exception.
 //
 // It is a contiguous range and a view for std::ranges, and so converts to std::span<const char>. (A
-// null pointer with a length other than 0 is no range and must not become a span.)
+// null pointer with a length other than 0 is not a range and must not become a span.)
 //
 // It is also the cursor of hand-written parsers: next, advance and ++ walk the input.
 class QOR_API istr : public view_base<char, istr> {
@@ -110,7 +112,7 @@ public:
     istr(const char* text) noexcept : view_base(text, cutSize(StrLen(text))) {}
     istr(const unsigned char* text) noexcept : istr(reinterpret_cast<const char*>(text)) {}
     constexpr istr(std::nullptr_t) noexcept {}
-    // n of npos is measured; any other n is used unchecked, also for a null pointer.
+    // If n is npos, the text is measured. Any other n is used unchecked, also for a null pointer.
     template <std::integral N>
     constexpr istr(const char* text, N n) noexcept
         : view_base(text, measured(text, static_cast<unsigned long>(n))) {}
@@ -124,13 +126,13 @@ public:
     template <std::integral N>
     constexpr istr(istr s, N n) noexcept
         : view_base(s.ptr_, std::min(s.size_, cutSize(static_cast<unsigned long>(n)))) {}
-    // From where one view starts to where another one starts.
+    // From the start of `first` to the start of `last`.
     constexpr istr(istr first, istr last) noexcept : istr(first.ptr_, last.ptr_) {}
 
     constexpr bool operator!() const noexcept { return empty(); }
     constexpr bool eof() const noexcept { return empty(); }
     constexpr unsigned long left() const noexcept { return size_; }
-    // The first byte, 0 for a null view. An empty view with a pointer still reads it.
+    // The first byte, 0 for a null view. It is also read for an empty view that has a pointer.
     constexpr char operator*() const noexcept { return ptr_ != nullptr ? *ptr_ : '\0'; }
 
     operator std::string() const { return std::string(std::string_view(*this)); }
@@ -140,26 +142,27 @@ public:
 
     constexpr bool match(istr s) const noexcept { return beginWith(s); }
 
-    // If the view is all blank, trimming from the left reads the byte after it, which must exist.
-    // If that byte is blank too, OutOfRangeException is raised.
+    // Remove blanks, the characters of isspace. If the view has only blanks, trimLeft and trim read
+    // the byte after the view, which must exist. If that byte is a blank too, they raise
+    // OutOfRangeException.
     istr trimLeft() const;
     istr trimRight() const noexcept;
     istr trim() const { return trimLeft().trimRight(); }
 
-    // Moves the start by the signed smaller of n and the size. A negative n widens the view to
-    // the left, with no lower bound.
+    // Moves the start by n bytes, at most to the end. A negative n widens the view to the left,
+    // unchecked.
     constexpr istr& advance(long n) noexcept;
     constexpr istr& operator+=(int n) noexcept { return advance(n); }
     constexpr istr& operator-=(int n) noexcept { return advance(-static_cast<long>(n)); }
     constexpr istr operator+(int n) const noexcept { return istr(*this) += n; }
     constexpr istr operator-(int n) const noexcept { return istr(*this) -= n; }
-    // Forward only while there is something left; back without a bound.
+    // ++ does nothing at the end. -- is unchecked.
     constexpr istr& operator++() noexcept;
     constexpr istr operator++(int) noexcept;
     constexpr istr& operator--() noexcept;
     constexpr istr operator--(int) noexcept;
 
-    // Takes at most n bytes off the front, and returns them.
+    // Removes at most n bytes from the front and returns them.
     constexpr istr next(unsigned long n) noexcept;
 
     // "size, text".
@@ -171,10 +174,11 @@ private:
     }
 };
 
-// Writes the bytes and flushes; nothing at all for an empty view.
+// Writes the bytes and flushes. An empty view does nothing.
 QOR_API std::ostream& operator<<(std::ostream& os, const istr& s);
 
-// The wide view. It is no cursor, and trims on the left only.
+// The wide read-only view, with the same rules as istr. It has no cursor operations, and trims on
+// the left only.
 class QOR_API iwstr : public view_base<wchar_t, iwstr> {
 public:
     constexpr iwstr() noexcept = default;
@@ -182,7 +186,7 @@ public:
     iwstr(std::wstring_view text) noexcept : iwstr(text.data(), text.size()) {}
     iwstr(const wchar_t* text) noexcept : view_base(text, cutSize(StrLen(text))) {}
     constexpr iwstr(std::nullptr_t) noexcept {}
-    // n of npos is measured, and stays npos for a null pointer.
+    // If n is npos, the text is measured; for a null pointer the size is then 0xFFFFFFFF.
     template <std::integral N>
     iwstr(const wchar_t* text, N n) noexcept
         : view_base(text, measured(text, static_cast<unsigned long>(n))) {}
@@ -196,8 +200,7 @@ public:
 
     operator std::wstring() const { return empty() ? std::wstring() : std::wstring(ptr_, size_); }
 
-    // Unbounded: reads until a terminator or a character that is no blank, beyond the view if need
-    // be.
+    // Unchecked: reads up to the first character that is not a blank, even beyond the view.
     iwstr trimLeft() const noexcept;
     // "size, text", the text in the configured code page.
     void dump(std::ostream& os) const;
@@ -235,8 +238,8 @@ private:
     long32 codepage_;
 };
 
-// Views whose type names the encoding, so that conversions can be overloaded on it: the ANSI code
-// page, UTF-8, and wide text. Each is made from a view, from a pointer and a length, or null.
+// Views whose type names the encoding, so that conversions can be overloaded on it: the code page,
+// UTF-8, and wide text. By default a view is null.
 struct ansi : istr {
     constexpr ansi() noexcept = default;
     explicit ansi(istr text) noexcept : istr(text) {}
@@ -312,7 +315,7 @@ inline constexpr bool std::ranges::enable_borrowed_range<qor::iwstr> = true;
 template <>
 inline constexpr bool std::ranges::enable_view<qor::iwstr> = true;
 
-// Texts of all narrow types that are equal have equal hashes, those of std::string_view too.
+// Equal narrow texts have equal hashes, whatever their types; std::string_view included.
 template <>
 struct std::hash<qor::istr> {
     std::size_t operator()(const qor::istr& text) const noexcept {

@@ -13,7 +13,8 @@ namespace qor {
 inline constexpr bool kLowByteFirst = std::endian::native == std::endian::little;
 static_assert(kLowByteFirst || std::endian::native == std::endian::big);
 
-// The value whose bytes in memory are those of `value` with the low one first. Its own inverse.
+// Converts between the machine's order of bytes and the order with the low byte first. It is its
+// own inverse.
 template <std::unsigned_integral T>
 constexpr T lowByteFirst(T value) noexcept {
     if constexpr (kLowByteFirst || sizeof(T) == 1) {

@@ -8,11 +8,11 @@
 
 namespace qor {
 
-// A class as messages spell it: "class qor::Thread".
+// The name of a class as messages show it: "class qor::Thread".
 QOR_API std::string className(const std::type_info& type);
 
-// "qor::Scope<class qor::Thread>::member". The text is never freed: exceptions that hold it may
-// outlive every static object.
+// "qor::Scope<class qor::Thread>::member". The text is never freed, since exceptions that refer to
+// it may outlive every static object. Any thread may call it.
 QOR_API const char* memberName(const char* scope, const std::type_info& type, const char* member);
 template <class T>
 const char* memberName(const char* scope, const char* member) {

@@ -13,7 +13,8 @@
 
 namespace qor {
 
-// One frame: a place in the source. The texts are literals, kept by pointer.
+// A frame of a call stack: a place in the source. The texts are kept by pointer, so they should be
+// literals.
 class QOR_API Current {
 public:
     Current() noexcept = default;
@@ -24,14 +25,14 @@ public:
     unsigned line() const noexcept { return line_; }
     const char* func() const noexcept { return func_; }
     const char* prefix() const noexcept { return prefix_; }
-    // Sets the text that later outputs write before the frame, null for none. It is no part of the
+    // Sets the text that operator<< writes before the frame, null for none. It is not part of the
     // frame's value, so it can be set on a const frame. Returns the frame.
     const Current& prefix(const char* text) const noexcept {
         prefix_ = text;
         return *this;
     }
 
-    // By the texts of file, line and function; null is less than any text.
+    // Orders by file, then line, then function, by their texts; null is less than any text.
     bool operator<(const Current& other) const noexcept;
 
 private:
@@ -41,12 +42,12 @@ private:
     mutable const char* prefix_ = nullptr;
 };
 
-// "func(file:line)", the file without its directory. After a prefix, text beyond column 119 is
-// written flush right on a line of its own.
+// Writes "func(file:line)", the file without its directory. If there is a prefix, at most 119
+// characters are written in its line; the rest follows on the next line, aligned to the right.
 QOR_API std::ostream& operator<<(std::ostream& os, const Current& frame);
 
-// The place of a call. A parameter of this type takes the name of the calling function as a literal
-// and adds the caller's file and line. The texts are kept by pointer.
+// The place of a call. A caller passes the name of its function, a literal, to a parameter of this
+// type; the caller's file and line are added. The texts are kept by pointer.
 //
 // The file and the line come from builtins, since clang 14 has no std::source_location.
 class Place {
@@ -74,7 +75,7 @@ public:
     Container& container() noexcept { return container_; }
     const Container& container() const noexcept { return container_; }
 
-    // The text that an output writes before each frame but the first: a literal, null for none.
+    // The text that operator<< writes before each frame except the first: a literal, null for none.
     const char* separator() const noexcept { return separator_; }
     const CallStack& separator(const char* text) const noexcept {
         separator_ = text;
@@ -86,15 +87,15 @@ private:
     mutable const char* separator_ = nullptr;
 };
 
-// Innermost call first.
+// Writes the frames, the innermost call first.
 QOR_API std::ostream& operator<<(std::ostream& os, const CallStack& stack);
 
-// The base of all exceptions of the library. It has the place where it was raised and the traced
-// calls that led there: constructing one copies the calling thread's call stack. An object belongs
-// to the thread that caught it. Raise with QOR_THROW, which logs the throw first.
+// The base of all exceptions of the library. It has the place where it was raised and a copy of the
+// calling thread's call stack (see tracer). Raise it by QOR_THROW, which logs the throw first. Only
+// one thread at a time may use an object.
 class QOR_API Exception : public std::exception {
 public:
-    // A null or empty name reads "qor::Exception"; a null message is empty.
+    // A null or empty name becomes "qor::Exception"; a null message becomes empty.
     Exception(const char* file, unsigned line, const char* func, const char* name, const char* msg);
     Exception(const Exception&) = default;
     Exception& operator=(const Exception&) = default;
@@ -102,7 +103,7 @@ public:
 
     // The text of dump(), made at the first call and kept. Never raises.
     const char* what() const noexcept override;
-    // Name, message, origin and call stack as one block.
+    // Writes the name, the message, the place and the call stack, in several lines.
     virtual void dump(std::ostream& os) const;
 
     const char* name() const noexcept { return name_.c_str(); }
@@ -149,8 +150,8 @@ QOR_DECLARE_PLAIN_EXCEPTION(ThreadStartedException, "qor::ThreadStartedException
 QOR_DECLARE_PLAIN_EXCEPTION(ThreadNotStartedException, "qor::ThreadNotStartedException");
 QOR_DECLARE_PLAIN_EXCEPTION(DeadlockException, "qor::DeadlockException");
 
-// While true, making a NullHandleException ends the process: a way to stop at the very place of a
-// null dereference. False at start; set it before threads run.
+// If true, the constructor of NullHandleException calls std::abort, so that a debugger stops where
+// a null handle was dereferenced. False by default. Set it before other threads run.
 extern QOR_API bool nullHandleAbort;
 
 class QOR_API NullHandleException : public Exception {
@@ -158,11 +159,11 @@ public:
     NullHandleException(const char* file, unsigned line, const char* func);
 };
 
-// A call of the thread system failed; error() is the platform's number.
+// A call of the thread system failed; error() is the errno value.
 class QOR_API ThreadSyscallException : public Exception {
 public:
     ThreadSyscallException(const char* file, unsigned line, const char* func, int error);
-    // Exception's block, then the platform's text for an error that is not 0.
+    // As Exception::dump, then the system's text for the error if that is not 0.
     void dump(std::ostream& os) const override;
     int error() const noexcept { return error_; }
 
@@ -170,10 +171,11 @@ private:
     int error_;
 };
 
-// A fault of the machine, as an exception where the platform can make one of it.
+// A fault of the processor, on platforms that can raise it as an exception.
 class QOR_API SE_Exception : public std::exception {
 public:
-    // The fault code, and the frame and instruction addresses. Code 0 has an empty text.
+    // The fault code, and the addresses of the frame and the instruction. For code 0, what() is
+    // empty.
     SE_Exception(unsigned seNumber, unsigned long ebp, unsigned long eip);
     ~SE_Exception() override;
 
@@ -182,8 +184,8 @@ public:
     unsigned long getEbp() const noexcept { return ebp_; }
     unsigned long getEip() const noexcept { return eip_; }
 
-    // Installs the translation of faults for the calling thread. Faults cannot be raised portably
-    // as exceptions: on POSIX this does nothing.
+    // Installs the translation of faults into exceptions for the calling thread. On POSIX it does
+    // nothing, since faults cannot be raised portably.
     static void set_se_translator();
 
 private:
@@ -193,7 +195,8 @@ private:
     std::string text_;
 };
 
-// The place of a process quit callback. On this platform it stores nothing: getCallback is null.
+// Holds a callback for the end of the process. On POSIX it stores nothing, and getCallback returns
+// null.
 class QOR_API QuitHandler {
 public:
     using Callback = void (*)(int);
@@ -203,13 +206,13 @@ public:
     static Callback getCallback() noexcept;
 };
 
-// The text of a throw: the type's literal, ": ", and the message or the literal once more.
-// Reports the throw on the library's own logger.
+// Reports a throw to the library's own logger and returns its text: `literal` (the name of the
+// type), ": ", and the message. An empty message becomes `literal`.
 QOR_API std::string reportThrow(const char* file, unsigned line, const char* func,
                                 const char* literal, istr message);
 
-// The throw sequence: report, then throw. `extra` is the message, for exceptions with one and for
-// those that take none; or the value that an exception takes in place of a message.
+// Reports, then throws; used by QOR_THROW. `extra` is the message, which is only reported if E has
+// none; or it is the value that E takes in place of a message, such as an error number.
 template <class E, class Extra = istr>
 [[noreturn]] void raise(const char* file, unsigned line, const char* literal, const char* func,
                         const Extra& extra = Extra()) {
@@ -228,8 +231,8 @@ template <class E, class Extra = istr>
 
 }  // namespace qor
 
-// The one way to raise: QOR_THROW(Type, "class::member", message). The function is a literal
-// written out at the site; the message may be left out. The type is printed as the site wrote it.
+// Raises an exception: QOR_THROW(Type, "class::member", message). The second argument is a literal;
+// the message may be left out. The report has the type's name as written here.
 #define QOR_THROW(Type, ...) ::qor::raise<Type>(__FILE__, __LINE__, #Type, __VA_ARGS__)
 
 #endif  // QOR_BASE_EXCEPTION_H

@@ -17,14 +17,14 @@
 //         s.leave();
 //     }
 //
-// and every format can carry it. Each format has its own `field` in the namespace of its stream. A
-// field that the input lacks leaves the member unchanged. If a map has two entries with one key,
-// the last one counts.
+// and every format can carry the type. Each format has its own `field` in the namespace of its
+// stream. If the input lacks a field, the member is unchanged. If the input has two entries of a
+// map with the same key, the last one is used.
 
 namespace qor {
 
-// A field's name, for the formats that have names, and its tag, for those that have tags. Tags are
-// unique in their type; 255 is not used, since a format may read it as the end of a value.
+// A field's name, for the formats that have names, and its tag, for those that have tags. The tags
+// of a type must be different, and not 255: a format may read that as the end of a value.
 struct FieldKey {
     istr name;
     unsigned char tag;
@@ -36,7 +36,7 @@ concept CodecType = requires(T& object, Stream& s) {
     object.codec(s);
 };
 
-// Containers, by their operations and not by their names.
+// Containers are recognised by their operations.
 template <class C>
 concept MapContainer = requires(C& c) {
     typename C::key_type;
@@ -75,7 +75,7 @@ concept SequenceContainer = AppendableContainer<C> && !StandardString<C>;
 template <class C>
 concept Container = MapContainer<C> || SetContainer<C> || SequenceContainer<C>;
 
-// A value that may be missing, as qor::Optional.
+// A value that may be missing, such as qor::Optional.
 template <class T>
 concept OptionalValue = requires(T& t) {
     { t.isSet() } -> std::convertible_to<bool>;
@@ -83,8 +83,8 @@ concept OptionalValue = requires(T& t) {
     t.reset();
 };
 
-// Takes an entry that was read into a map. Of two with one key the later one counts, if mapped
-// values can be assigned; a multimap has both.
+// Adds an entry that was read to a map. An entry with the same key is replaced, if mapped values
+// can be assigned; a multimap keeps both.
 template <MapContainer C>
 void putEntry(C& map, typename C::key_type key, typename C::mapped_type mapped) {
     if constexpr (std::is_move_assignable_v<typename C::mapped_type> &&
@@ -95,14 +95,15 @@ void putEntry(C& map, typename C::key_type key, typename C::mapped_type mapped) 
     }
 }
 
-// Makes room for this number of elements, if the container can.
+// Reserves room for `count` elements if the container has reserve().
 template <class C>
 void reserveElements(C& elements, std::size_t count) {
     if constexpr (requires { elements.reserve(count); }) elements.reserve(count);
 }
 
-// Adds an element to a container that is no map: a new one, after `read` has set it. `read` is
-// called with the element in its place if the container allows that.
+// Adds a new element, set by `read`, to a container that is not a map. `read` is called with a
+// reference to the element: the one in the container if that has emplace_back, a temporary
+// otherwise.
 template <class C, class Read>
 void appendElement(C& elements, Read read) {
     using Element = typename C::value_type;
@@ -123,7 +124,7 @@ void appendElement(C& elements, Read read) {
     }
 }
 
-// False for an optional value that is not set, which is no field.
+// False for an optional value that is not set: it is not written.
 template <class T>
 constexpr bool isPresent(const T& member) {
     if constexpr (OptionalValue<T>) {
@@ -133,8 +134,8 @@ constexpr bool isPresent(const T& member) {
     }
 }
 
-// Has `read` change a copy of the value, and sets the target to it. If `read` returns false or
-// raises, the target is unchanged.
+// Calls `read` with a copy of the value, then sets the target to that copy. If `read` returns false
+// or raises, the target is unchanged.
 template <OptionalValue T, class Read>
 bool readPresent(T& target, Read read) {
     typename T::value_type present = target.value();
@@ -147,7 +148,7 @@ bool readPresent(T& target, Read read) {
     return true;
 }
 
-// Does not compile: the format of `Stream` has no form for T.
+// A call does not compile, and the message says that the format of `Stream` cannot carry T.
 template <class Stream, class T>
 constexpr void refuseType() noexcept {
     static_assert(!sizeof(T),
@@ -155,8 +156,8 @@ constexpr void refuseType() noexcept {
                   "time, no container that can be appended to, and has no codec");
 }
 
-// A codec takes its object as one that may be written to. Encoding and dumping write nothing, so
-// that a const object can go through the same codec.
+// A codec takes a non-const object. Encoding and dumping do not change the object, so they may pass
+// a const one by this function.
 template <class T>
 T& forCodec(const T& object) noexcept {
     return const_cast<T&>(object);

@@ -12,8 +12,9 @@
 
 namespace qor {
 
-// A vector whose first N elements need no allocation. Elements have a trivial destructor; elements
-// that resize adds are uninitialised.
+// A vector whose first N elements need no allocation, for trivially copyable elements. Elements
+// that resize adds are uninitialised. Positions are not checked. Growing invalidates pointers to
+// elements.
 template <class T, std::size_t N>
 class InlineVector : noncopyable {
     static_assert(std::is_trivially_copyable_v<T> && alignof(T) <= alignof(std::max_align_t));
@@ -30,7 +31,7 @@ public:
     const T& operator[](std::size_t i) const noexcept { return data_[i]; }
     T& back() noexcept { return data_[size_ - 1]; }
 
-    // Appends T{args...}, where it stays.
+    // Appends T{args...}.
     template <class... Args>
     T& push_back(const Args&... args) {
         if (size_ == capacity_) [[unlikely]]

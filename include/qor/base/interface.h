@@ -14,7 +14,7 @@ public:
     virtual ~Interface() = default;
 };
 
-// For classes that own something in one place.
+// The base of classes that own a resource and cannot be copied.
 class noncopyable {
 public:
     noncopyable(const noncopyable&) = delete;

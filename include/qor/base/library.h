@@ -13,17 +13,26 @@
 namespace qor {
 
 // A program calls init and startup at its beginning, and shutdown and fini at its end, all from its
-// main thread; at fini no other thread of the library may run. No state is recorded: each call runs
-// regardless of earlier ones, and none reports a failure. init and startup get the same arguments;
-// only startup's third one is used.
+// main thread; InitFini does so for a scope. At fini no other thread of the library may run. No
+// state is recorded: each call does its work, whatever was called before, and no call reports a
+// failure. Pass the same arguments to init and startup; only numberOfTimers is used.
 QOR_API void init(const char* name, bool flag, int value);
-// Starts the timer service with room for numberOfTimers timers; 0 leaves the number unchanged.
+// Starts the timer service with room for numberOfTimers timers; 0 or less leaves the number
+// unchanged.
 QOR_API void startup(const char* name, bool flag, int numberOfTimers);
 QOR_API void shutdown();
 // Runs shutdown, then destroys the singletons. A singleton that is used later is created again.
 QOR_API void fini();
 
-// The scoped form of the bracket.
+// Calls init and startup in its constructor, with the value as the number of timers, and fini in
+// its destructor:
+//
+//     int main() {
+//         const qor::InitFini library("program", false, 0);
+//         ...
+//     }
+//
+// If startup raises, the constructor calls fini and raises the same exception.
 struct QOR_API InitFini {
     InitFini(const char* name, bool flag, int value);
     ~InitFini();
@@ -31,7 +40,8 @@ struct QOR_API InitFini {
     InitFini& operator=(const InitFini&) = delete;
 };
 
-// Whether the process is ending. Once set, it stays set. Any thread may call it.
+// Whether the process is ending; shutdown and fini call close(). Once set, it stays set. Any thread
+// may call both members.
 class QOR_API System {
 public:
     static bool closing() noexcept { return closing_.load(std::memory_order_relaxed); }
@@ -59,7 +69,7 @@ struct Version {
     ulong32 patch;
 };
 
-// "2.05": the patch in two places.
+// Writes "2.05": the patch has at least two digits.
 QOR_API std::ostream& operator<<(std::ostream& os, const Version& version);
 
 // Written to a stream, prints the library's version, the time, and the build's settings.

@@ -14,8 +14,8 @@
 #include "qor/base/interface.h"
 
 // Allocation and release that record the place of the call, and the table of blocks that are not
-// released yet. Memory comes from plain operator new: failure is std::bad_alloc, and a replaced
-// global operator new sees every block.
+// released yet. Memory comes from the global operator new, which a program may replace; failure
+// raises std::bad_alloc.
 
 QOR_API void* operator new(std::size_t size, const char* file, unsigned line, const char* func);
 // Called by the compiler alone, when a constructor raises.
@@ -27,17 +27,18 @@ class Mutex;
 class dumper;
 
 // The table of blocks that the checked functions below have allocated and not released yet. At the
-// end it is the list of leaks, each with the place of its allocation:
+// end of a program it lists the leaks, each with the place of its allocation:
 //
 //     const InitFini library("program", false, 0);
 //     const MemLeakChecker::Helper leaks;
 //     run();
 //
-// If it is started before init and left on, fini shows the blocks that are left on the standard
-// error after all of the library has been destroyed.
+// If the checker is started before init and not stopped, fini writes the remaining blocks to the
+// standard error, after it has destroyed the rest of the library.
 //
-// It is off until start; an allocation then costs one test. Blocks that were allocated before start
-// are not in the table: their release is reported on the console, and happens all the same.
+// The checker is off until start(); while it is off, an allocation costs one test. Blocks that were
+// allocated before start() are not in the table: their release is reported on the console, and they
+// are released.
 //
 // Any thread may use it. The texts of a place are literals, kept by pointer.
 class QOR_API MemLeakChecker : noncopyable {
@@ -58,32 +59,31 @@ public:
         DumpEntry& operator=(const DumpEntry&) = delete;
     };
 
-    // The checker, created at the first use and valid for ever: after destroy it is an empty table
-    // that is off.
+    // The checker, created at the first use. The pointer is always valid: destroy() only empties
+    // the table and turns the checker off.
     static MemLeakChecker* instance() noexcept;
     // Empties the table and turns it off, as a new one.
     static void destroy() noexcept;
     static bool isStarted() noexcept { return started_.load(std::memory_order_relaxed); }
 
-    // Adds a block, and replaces an entry of the same address. A block is left out if there is no
-    // memory to record it.
+    // Adds a block, or replaces the entry of the same address. If there is no memory for the entry,
+    // the block is not recorded.
     void push(void* p, const char* file, unsigned line, const char* func) noexcept;
-    // Removes a block before it is released. False for a null pointer, and for a block that is not
-    // in the table, which is reported on the console. While the checker is off, true for every
-    // pointer but null.
+    // Removes a block; call it before the release. Returns false for a null pointer, and for a
+    // block that is not in the table; the latter is also reported on the console. While the checker
+    // is off, returns true for every pointer except null.
     bool pop(void* p, const char* file, unsigned line, const char* func) noexcept;
 
     void start() noexcept;
-    // Writes the remaining blocks to the logger "QOR", if its infoOn() is true, and destroys the
-    // table.
+    // Writes the remaining blocks to the logger "QOR", if its infoOn() is true, empties the table
+    // and turns the checker off.
     void stop();
     void dumpOn() noexcept;
     void dumpOff() noexcept;
 
     // The number of blocks in the table.
     std::size_t size() const;
-    // Writes the scope "qor::MemLeakChecker": the number of blocks of each place, ordered by number
-    // and by place.
+    // Writes the number of blocks of each place twice: ordered by number and ordered by place.
     dumper& dump(dumper& d) const;
     void dump(std::ostream& os) const;
 
@@ -100,10 +100,10 @@ private:
     std::atomic<bool> dumpOn_{false};
 };
 
-// Hooks for a tracker of the whole heap: the use of the library begins and ends here. enter and
-// leave count the brackets of init and fini. The first and the last one call startup and shutdown
-// if the environment variable QOR_MEM_LEAK_CHECK is exactly "on". Those two and logExceptionOnly do
-// nothing here: they are for a build with such a tracker.
+// Hooks for a tracker of the whole heap. init calls enter, and fini calls leave; both count. The
+// first enter calls startup, and the last leave calls shutdown, if the environment variable
+// QOR_MEM_LEAK_CHECK is exactly "on". startup, shutdown and logExceptionOnly do nothing here: a
+// build with such a tracker defines them.
 class QOR_API MLC_Entry {
 public:
     MLC_Entry() = delete;
@@ -114,7 +114,7 @@ public:
     static void logExceptionOnly() noexcept {}
 };
 
-// Add a block to the leak table, and remove it. Any thread may call them.
+// Add a block to the leak table and remove it. Any thread may call them.
 inline void blockAllocated(void* ptr, const char* file, unsigned line, const char* func) noexcept {
     if (MemLeakChecker::isStarted()) MemLeakChecker::instance()->push(ptr, file, line, func);
 }
@@ -122,7 +122,7 @@ inline void blockReleased(void* ptr, const char* file, unsigned line, const char
     if (MemLeakChecker::isStarted()) MemLeakChecker::instance()->pop(ptr, file, line, func);
 }
 
-// The address that an object was allocated at, which a pointer to a base need not be.
+// The address where the object was allocated; a pointer to its base class may differ from that.
 template <class T>
 void* blockOf(T* ptr) noexcept {
     if constexpr (std::is_polymorphic_v<T>) {
@@ -132,7 +132,8 @@ void* blockOf(T* ptr) noexcept {
     }
 }
 
-// The same for an object. A class with its own operator new adds its blocks to the table itself.
+// As blockAllocated and blockReleased, for an object. They do nothing for a class with its own
+// operator delete, which records its blocks itself.
 template <class T>
 void objectAllocated(T* ptr, const char* file, unsigned line, const char* func) noexcept {
     if constexpr (!requires { T::operator delete(static_cast<void*>(ptr)); }) {
@@ -146,7 +147,8 @@ void objectReleased(T* ptr, const char* file, unsigned line, const char* func) n
     }
 }
 
-// The literals are kept by pointer.
+// Allocates and deletes an object, and records it. The texts of the place must be literals: they
+// are kept by pointer.
 template <class T, class... Args>
 T* checkedNew(const char* file, unsigned line, const char* func, Args&&... args) {
     T* const object = new (file, line, func) T(std::forward<Args>(args)...);
@@ -161,7 +163,7 @@ void checkedDelete(T* ptr, const char* file, unsigned line, const char* func) no
     delete ptr;
 }
 
-// Arrays of a scalar type, uninitialised. The count may exceed 32 bits.
+// The same for arrays of a trivial type, which are uninitialised. The count may exceed 32 bits.
 template <class T>
 T* checkedNewArray(const char* file, unsigned line, const char* func, std::size_t count) {
     static_assert(std::is_trivial_v<T>);

@@ -3,8 +3,8 @@
 
 namespace qor {
 
-// How a file is opened: one of the first three, with any of the others by |. The numbers are the
-// library's own, the same on every system; other bits mean nothing.
+// How a file is opened: one of the first three, combined by | with any of the others. The numbers
+// are the library's own, the same on every system; other bits are ignored.
 enum OpenFlag : int {
     OpenRead = 0,
     OpenWrite = 1,

@@ -6,8 +6,8 @@
 
 namespace qor {
 
-// An answer that may be unknown: 1 true, 0 false, -1 unknown. It compares with these numbers and
-// with bool, and is no condition by itself, since unknown would pass for true.
+// A truth value that may be unknown, which is the default: 1 true, 0 false, -1 unknown. It compares
+// with these numbers and with bool. It does not convert to bool, since unknown would count as true.
 class TriBool {
 public:
     constexpr TriBool() noexcept = default;

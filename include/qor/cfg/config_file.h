@@ -11,39 +11,39 @@ namespace qor {
 class ConfigFile;
 extern template class QOR_API CreateByAllocate<ConfigFile>;
 
-// The settings of the process: a pml file that is read once, at the first use, which is often the
-// first conversion of text.
+// The settings of the process: a pml file that is read at the first use, which is often the first
+// conversion of text.
 //
 //     config(enable(true) codepage(936) numofTimers(8000))
 //
-// "enable" (default true) is the master switch: with false, subsystems get no settings. "codepage"
+// "enable" (default true) is the main switch: if it is false, mps() has no settings. "codepage"
 // (default 65001) is the code page of narrow text and does not depend on the switch. All other keys
 // belong to subsystems.
 //
-// The file is named by the environment variable OMB_CLI_CFG_FILE, or is p2p_config.pml in the
-// current directory. If it does not exist, all defaults apply. A malformed file raises
-// pml::DecodeException from the operation that used the settings first, such as a conversion of
-// text; the next use reads the file again.
+// The environment variable OMB_CLI_CFG_FILE names the file; the default is p2p_config.pml in the
+// current directory. If the file does not exist, all defaults apply. If it is malformed, the
+// operation that used the settings first, such as a conversion of text, raises
+// pml::DecodeException; the next use reads the file again.
 //
-// Code that runs while the file is read, such as the log of its errors, converts text by page 65001
-// and must not call instance().
+// While a thread reads the file, its conversions of text, such as those for the log, use code page
+// 65001, and it must not call instance().
 //
-// After the first use any thread may read; `load` is not guarded against readers of mps().
+// Any thread may read the settings. `load` takes no lock: no other thread may use mps() meanwhile.
 class QOR_API ConfigFile : noncopyable {
 public:
     static ConfigFile& instance() { return *CreateByAllocate<ConfigFile>::instance(); }
     static void destroy() noexcept { CreateByAllocate<ConfigFile>::destroy(); }
-    // The configured code page; 65001 on a thread that is just loading the file.
+    // The configured code page; 65001 while the calling thread reads the file.
     static unsigned long codepage();
 
-    // Reads the file again, from another name if one is given. A missing key "codepage" keeps the
-    // page.
+    // Read the file again, or another file. If the key "codepage" is missing, the page is
+    // unchanged.
     ConfigFile& load();
     ConfigFile& load(istr filename);
     // Deliberate (compatibility): false after any load, since load adds the two keys if the file
     // lacks them. So it does not show whether there is a file.
     bool empty() const { return config_.unit().empty(); }
-    // The settings: the file's root, or an empty stream when they are switched off.
+    // The settings: the root of the file, or an empty stream if "enable" is false.
     const pml::stream& mps() const noexcept { return enable_ ? config_ : mps_; }
     dumper& dump(dumper& d) const;
 

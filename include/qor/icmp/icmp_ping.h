@@ -9,8 +9,8 @@ namespace qor {
 
 class PingImpl;
 
-// Measures the round trip to a host with one ICMP echo over IPv4. The process needs the right to
-// open raw sockets (that of root, or CAP_NET_RAW), or its group must be in the range of
+// Measures the round trip to a host with an ICMP echo (RFC 792) over IPv4. The process needs the
+// right to open raw sockets (root, or CAP_NET_RAW), or its group must be in the range of
 // /proc/sys/net/ipv4/ping_group_range.
 //
 //     Ping ping;
@@ -19,24 +19,24 @@ class PingImpl;
 //     if (ping.open() && ping.sendAndWait("192.0.2.1", &milliseconds, kTimeoutSeconds)) ...
 //     ping.close();
 //
-// One thread at a time may use a Ping; any number of them may be in use at once. Each takes only
-// the reply to its own request, whatever else arrives meanwhile.
+// Only one thread at a time may use an object. Any number of objects may be used at the same time:
+// each accepts only the reply to its own request.
 //
-// A failure is false, and a line of the logger "qor" where its tag is switched on: "<ICMP.ERROR>",
-// and "ICMP.INFO" for a success.
+// Failures return false. The logger "qor" gets a line with the tag "<ICMP.ERROR>" for a failure and
+// "ICMP.INFO" for a success, if that tag is switched on.
 class QOR_API Ping : noncopyable {
 public:
     Ping();
-    // Does not close: a socket that is open stays so, for good.
+    // Deliberate (compatibility): does not close an open socket, which then stays open.
     ~Ping();
 
-    // Closes the socket that is open before.
+    // Opens a socket; an open one is closed first.
     bool open();
     void close();
 
-    // Sends one request and waits for its reply, `timeoutSeconds` at the most. The host may be a
-    // name. `costMilliseconds` may be null, and is left alone by a failure. False if no reply came
-    // in time, and if nothing could be sent.
+    // Sends a request and waits for its reply, at most `timeoutSeconds`. The host may be a name.
+    // `costMilliseconds`, which may be null, becomes the round trip; a failure leaves it unchanged.
+    // Returns false if no reply came in time or the request could not be sent.
     bool sendAndWait(const String& host, long long* costMilliseconds, long timeoutSeconds);
 
 private:

@@ -9,8 +9,8 @@
 //
 //     fmt::format("{:>20} since {}", address, time.toDateTime())
 //
-// The library itself does not need fmt, so qor.h leaves this header out: a program that includes it
-// links fmt itself.
+// The library itself does not need fmt, so qor.h does not include this header. A program that
+// includes it must link fmt.
 
 template <>
 struct fmt::formatter<qor::istr> : qor::ShownFormatter<fmt::formatter<fmt::string_view>> {};

@@ -20,17 +20,17 @@
 #include "qor/base/library.h"
 #include "qor/tcp/tcp_impl_base.h"
 
-// Text, bytes, times, addresses and versions in std::format, where the standard library has it:
+// Text, bytes, times, addresses and versions for std::format, if the standard library has it:
 //
 //     std::format("{:>20} since {}", address, time.toDateTime())
 //
-// Each is shown as operator<< writes it: bytes in Base64, a Time as the duration of toDuration. The
+// Each value is shown as operator<< writes it: bytes in Base64, a Time as toDuration. The
 // specification in the braces is that of a string: fill, alignment, width, precision and the type
 // s. qor/interop/fmt.h has the same for the fmt library.
 
 namespace qor {
 
-// A view for text types; for others the output of operator<< in the "C" locale.
+// A view for text types; for other types the output of operator<< in the "C" locale.
 template <class T>
 auto shownText(const T& value) {
     if constexpr (std::derived_from<T, istr> || std::derived_from<T, String>) {
@@ -44,7 +44,7 @@ auto shownText(const T& value) {
 }
 
 // The formatter of these types. Text is the formatting library's own formatter of a string view,
-// which reads the options and obeys them.
+// which handles the options.
 template <class Text>
 struct ShownFormatter : Text {
     template <class T, class Context>

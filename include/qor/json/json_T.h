@@ -11,26 +11,26 @@
 #include "qor/json/json_stream.h"
 
 // The binding of user types to JSON. A type with a codec (see qor/base/field.h) is written and read
-// by
+// by:
 //
 //     json::JsonOutputStream out;
 //     json::encode(out, contact);                      // out.str() is the text
 //     json::decode(json::JsonInputStream(text), contact);
 //
-// Scalars, text, bytes and Time are written as by JsonUnit::operator<<, an object is an object with
-// a key for each field, and vectors, lists and sets are arrays. A map from text is an object. All
-// other maps are arrays of { "key":..., "value":... }, and so is a map with a key that JSON does
-// not carry: an empty one, or one that contains a quote or a backslash. An optional value that is
-// not set is no field; in a container, where it would be lost, an optional value is an array of no
-// or one element.
+// Scalars, text, bytes and Time are written as by JsonUnit::operator<<. A type with a codec becomes
+// an object with a key for each field; vectors, lists and sets become arrays. A map with text as
+// keys becomes an object. All other maps, and maps with a key that is empty or contains a quote or
+// a backslash, become arrays of { "key":..., "value":... }. An optional value that is not set is
+// not written; in a container, where it would be lost, an optional value is an array of no or one
+// element.
 //
-// A field that is missing, null, or of another kind leaves the member unchanged. A container is
-// replaced as a whole. When a map is read, array elements without "key" or "value" are left out; an
-// array of only such elements counts as another kind.
+// If a field is missing, null, or of another kind, the member is unchanged. A container is replaced
+// as a whole. When a map is read, array elements without "key" or "value" are skipped; an array
+// that has only such elements counts as another kind.
 
 namespace qor::json {
 
-// Types that a codec carries, and types that are carried as their elements.
+// Object: types with a codec. List: containers, which are written as their elements.
 template <class T>
 concept Object = std::derived_from<T, JsonCodecInterface> || CodecType<T, JsonStream>;
 template <class T>
@@ -53,7 +53,7 @@ concept TextMap = MapContainer<C> && std::derived_from<typename C::key_type, std
     c.emplace(typename C::key_type(), typename C::mapped_type()).second;
 };
 
-// Whether the key reads back from an object. Keys are written unchanged.
+// Whether the key can be read back from an object. Keys are written unchanged.
 inline bool isPlainKey(const std::string& key) noexcept {
     return !key.empty() && key.find_first_of("\"\\") == std::string::npos;
 }
@@ -68,7 +68,8 @@ bool fitsObject(const C& map) {
     }
 }
 
-// An element, which is never null: a null one is dropped when an array is read.
+// Elements of containers. An element is never written as null, since a null is dropped when an
+// array is read.
 template <class T>
 void storeElement(JsonUnit& unit, const T& value) {
     if constexpr (OptionalValue<T>) {
@@ -129,7 +130,7 @@ void store(JsonUnit& unit, const T& value) {
         JsonStream part(out);
         forCodec(value).codec(part);
     } else if constexpr (List<T>) {
-        // The unit's content is replaced as a whole.
+        // Replaces the unit's content as a whole.
         JsonUnit made;
         storeElements(made, value);
         unit = made;
@@ -146,7 +147,7 @@ bool appendLoaded(const JsonUnit& unit, C& elements) {
     return true;
 }
 
-// False if the unit is no pair.
+// Returns false if the unit is not a pair.
 template <class C>
 bool appendLoaded(const JsonUnit& unit, C& elements) requires MapContainer<C> {
     const JsonObject* const pair = unit.objectValue();
@@ -210,7 +211,7 @@ void load(const JsonUnit& unit, T& target) {
 
 }  // namespace binding
 
-// A field of a codec. A field that is written replaces one of the same name.
+// A field of a codec. A written field replaces a field of the same name.
 template <class T>
 void field(JsonOutputStream& s, const FieldKey& key, const T& member) {
     if (isPresent(member)) binding::store(s.child(key.name), member);
@@ -229,7 +230,7 @@ void field(JsonStream& s, const FieldKey& key, T& member) {
     }
 }
 
-// Write an object into the stream's unit.
+// Write an object to the stream's unit.
 template <class T>
 void encode(JsonOutputStream& s, const T& object) {
     binding::store(s.unit(), object);
@@ -239,9 +240,9 @@ void encode(JsonStream& s, const T& object) {
     encode(s.jos(), object);
 }
 
-// Read an object from the stream's unit, and from a text. Raise DecodeException for objects that
-// are nested too deeply, and the last one for a text that is no JSON; members that were read before
-// are changed then.
+// Read an object from the stream's unit or from a text. Raise DecodeException for objects nested
+// deeper than kMaxDepth, and the last one for a text that is not JSON; members that were already
+// read are then changed.
 template <class T>
 void decode(const JsonInputStream& s, T& object) {
     binding::load(s.unit(), object);

@@ -9,11 +9,11 @@
 
 #include "qor/json/json_unit.h"
 
-// The values that are made of slots.
+// The values that consist of units: arrays and objects.
 
 namespace qor::json {
 
-// An array: units one after the other.
+// An array of units.
 class QOR_API JsonArray final : public JsonValue {
 public:
     using value_type = JsonUnit;
@@ -23,9 +23,9 @@ public:
     JsonArray() noexcept : JsonValue(Kind::Array) {}
     ~JsonArray() override;
 
-    // Append. References and iterators are good until the next append.
+    // Append a unit. References and iterators are valid until the next append.
     void add(const JsonUnit& unit);
-    // A null unit.
+    // Appends a null unit and returns it.
     JsonUnit& newChild();
 
     unsigned long size() const { return made().size_; }
@@ -63,20 +63,20 @@ private:
     mutable ulong32 capacity_ = 0;
 };
 
-// An object: a map from keys to units, in the order of the keys. Of a key that was more than once
-// in the text that was read, the last one is there.
+// An object: a map from keys to units, in the order of the keys. If a parsed text has a key several
+// times, the last one is used.
 //
-// Units stay where they are, so a reference is good as long as the object is. An iterator is good
-// until a key is added. Finding a key and adding one take constant time on average; the first
-// iteration after keys were added in no order takes O(n log n).
+// References to units are valid as long as the object. Iterators are valid until a key is added.
+// Finding a key and adding one take constant time on average; after keys were added out of order,
+// the first iteration takes O(n log n).
 class QOR_API JsonObject final : public JsonValue {
 public:
     using key_type = String;
     using mapped_type = JsonUnit;
-    // The key is owned by the object, and good as long as that is.
+    // The object owns the key, which is valid as long as the object.
     using value_type = std::pair<const String&, JsonUnit>;
 
-    // Gives the pairs themselves.
+    // Dereferences to the pairs themselves.
     template <class Pair>
     class Iterator {
     public:
@@ -120,7 +120,8 @@ public:
             return *this;
         }
 
-        // As JsonObject has its pairs: by pointers, or else one after the other.
+        // As in JsonObject: at_ into the pointers to the pairs; or, if that is null, pair_ into the
+        // block of pairs.
         JsonObject::value_type* const* at_ = nullptr;
         JsonObject::value_type* pair_ = nullptr;
     };
@@ -130,11 +131,11 @@ public:
     JsonObject() noexcept : JsonValue(Kind::Object) {}
     ~JsonObject() override;
 
-    // Replaces the unit under the key, which is made if there is none.
+    // Sets the unit of the key, which is added if it is missing.
     void put(istr key, const JsonUnit& unit);
-    // A key that is not there is made, with a null unit.
+    // The unit of the key, which is added with a null unit if it is missing.
     JsonUnit& get(istr key);
-    // Null for a key that is not there.
+    // Null if the key is missing.
     const JsonUnit* get(istr key) const;
 
     iterator begin() { return iteratorAt<value_type>(0); }
@@ -153,7 +154,7 @@ private:
     struct DeleteIndex {
         void operator()(Index* index) const noexcept;
     };
-    // Up to this number, keys are kept in order while they are added.
+    // Up to this number, keys are sorted as they are added.
     static constexpr ulong32 kFew = 16;
 
     const JsonObject& made() const {
@@ -172,7 +173,7 @@ private:
         if (inOrder().hasPointers()) return Iterator<Pair>(pairs_ + i, nullptr);
         return Iterator<Pair>(nullptr, read_ + i);
     }
-    // Not so an object that was read, and has no more keys since.
+    // False for a parsed object to which no key was added.
     bool hasPointers() const noexcept { return capacity_ != 0; }
     value_type* pairAt(ulong32 i) const noexcept { return hasPointers() ? pairs_[i] : read_ + i; }
     void sort() const noexcept;
@@ -185,15 +186,15 @@ private:
         return std::greater_equal<>()(pair, read_) && std::less<>()(pair, read_ + readSize_);
     }
 
-    // The pairs that were read are in a block, in order; the other ones have blocks of their own.
+    // The parsed pairs are in one block, in order; each added pair has its own block.
     mutable value_type* read_ = nullptr;
     mutable ulong32 readSize_ = 0;
     mutable ulong32 size_ = 0;  // of all pairs
-    // Pointers to all pairs, of which the first ones are in order.
+    // Pointers to all pairs; the first sorted_ ones are in order.
     value_type** pairs_ = nullptr;
     ulong32 capacity_ = 0;
     mutable ulong32 sorted_ = 0;
-    // Of an object with many keys, some of which were added in no order.
+    // Only for objects with many keys, some of which were added out of order.
     std::unique_ptr<Index, DeleteIndex> index_;
 };
 

@@ -13,13 +13,13 @@
 #include "qor/util/BinaryStream.h"
 #include "qor/util/base64.h"
 
-// Between JSON values and those of a program: one place for JsonUnit and JsonView.
+// Conversion from JSON values to values of a program, for JsonUnit and JsonView.
 
 namespace qor::json {
 
-// A source has readNumber(istr&) and readString(istr&), which give the text of a value of that
-// kind, and readBoolean(bool&). All leave their argument as it was for a value of another kind, and
-// the first two return false.
+// A Source has readNumber(istr&) and readString(istr&), which set the argument to the text of a
+// value of that kind and return true, and readBoolean(bool&). For a value of another kind all leave
+// their argument unchanged, and the first two return false.
 class JsonConversion {
 public:
     template <class Source, WireScalar T>
@@ -55,14 +55,14 @@ public:
         target = Time::milliSeconds(milliSeconds);
     }
 
-    // What a number is written and read as: a character by its value, a wide one by its code.
+    // The type as which a number is written and read. Characters are numbers in JSON.
     template <class T>
     using Number = std::conditional_t<
         std::same_as<T, char> || std::same_as<T, signed char>, short,
         std::conditional_t<std::same_as<T, unsigned char>, unsigned short,
                            std::conditional_t<std::same_as<T, wchar_t>, long32, T>>>;
 
-    // A char has a sign, also where the platform's has none.
+    // A char is signed, even if the platform's char is unsigned.
     template <class T>
     static Number<T> numberOf(T value) noexcept {
         if constexpr (std::same_as<T, char>) {

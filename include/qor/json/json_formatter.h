@@ -12,18 +12,18 @@ class FlatTree;
 class JsonValue;
 class JsonView;
 
-// Writes a value, with the keys of an object in ascending order. In one line there is a blank after
-// each opening bracket and comma, and before each closing bracket.
+// Writes a value as text, with the keys of an object in ascending order. The form of one line has a
+// blank after each opening bracket and comma, and before each closing bracket.
 class QOR_API JsonFormatter {
 public:
-    // The value may be null, and outlives the formatter. `level` is the one of the opening bracket,
-    // in steps of four blanks; it counts in the pretty form alone. `skipNull` leaves out the keys
-    // of objects that hold null; an array keeps its nulls.
+    // The value may be null, and must outlive the formatter. `pretty` is the form of many lines;
+    // only there, `level` is the indent of the opening bracket, in steps of four blanks. With
+    // `skipNull`, keys whose value is null are not written; nulls in arrays are.
     JsonFormatter(const JsonValue* value, bool pretty, bool skipNull, int level) noexcept
         : value_(value), pretty_(pretty), skipNull_(skipNull), level_(level) {}
 
-    // Appends the value. Keys are written unchanged in quotes: a key with a quote or a backslash in
-    // it does not read back.
+    // Appends the value. Keys are written unchanged in quotes: a key with a quote or a backslash
+    // cannot be read back.
     void format(String& out) const;
     String toString() const;
 
@@ -31,7 +31,7 @@ private:
     friend JsonView;
     class Output;
     class Run;
-    // Of a value in a tree that was read.
+    // For a value of a parsed tree.
     String toString(FlatTree& tree, ulong32 node) const;
     template <class Write>
     void format(String& out, std::size_t expectedSize, Write write) const;

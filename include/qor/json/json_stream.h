@@ -8,33 +8,31 @@
 #include "qor/json/json_unit.h"
 #include "qor/json/qor_json_parser.h"
 
-// The streams through which user types reach JSON; qor/json/json_T.h has the fields of their
-// codecs.
+// The streams that write and read user types as JSON. Use them through qor/json/json_T.h.
 
 namespace qor::json {
 
-// The greatest depth of nested objects that are read. Each level uses the stack of one codec.
+// The largest depth of nested objects that can be read. Each level uses the stack of one codec.
 inline constexpr unsigned kMaxDepth = 500;
 
-// The type's names, given by a codec. JSON has no place for them.
+// A codec passes the names of its type to these. JSON ignores them.
 struct CodecHooks {
     void leave() const noexcept {}
     void enterSuper() const noexcept {}
     void leaveSuper() const noexcept {}
 };
 
-// Reads from a unit: its own one, or one that it does not own and that must outlive it. A stream
-// belongs to one thread.
+// Reads from a unit: its own, or another one, which must outlive the stream. Use a stream from one
+// thread only.
 class QOR_API JsonInputStream : public CodecHooks, noncopyable {
 public:
-    // Over null.
+    // Its unit is null.
     JsonInputStream() noexcept = default;
     explicit JsonInputStream(const JsonUnit& unit) noexcept : external_(&unit) {}
-    // Reads the text. Raises DecodeException.
+    // Parses the text. Raises DecodeException.
     explicit JsonInputStream(istr text) { own_.decode(text); }
 
-    // As JsonUnit::operator>>: a value that is missing or of another kind leaves the target
-    // unchanged.
+    // As JsonUnit::operator>>: if the value is missing or of another kind, the target is unchanged.
     template <class T>
     requires requires(const JsonUnit& unit, T& target) { unit >> target; }
     const JsonInputStream& operator>>(T& target) const {
@@ -48,7 +46,8 @@ public:
         return child(alias.empty() ? name : alias);
     }
     const JsonUnit& operator[](istr name) const { return child(name); }
-    // The children of the unit. False if it is of another kind; the iterators stay then.
+    // Get the children of the unit. Return false, and leave the iterators unchanged, if it is of
+    // another kind.
     bool getArrayChildren(JsonArray::const_iterator& begin, JsonArray::const_iterator& end) const;
     bool getObjectChildren(JsonObject::const_iterator& begin,
                            JsonObject::const_iterator& end) const;
@@ -63,7 +62,8 @@ private:
     JsonUnit own_;
 };
 
-// Writes to a unit, in the same way.
+// Writes to a unit: its own, or another one, which must outlive the stream. Use a stream from one
+// thread only.
 class QOR_API JsonOutputStream : public CodecHooks, noncopyable {
 public:
     JsonOutputStream() noexcept = default;
@@ -76,14 +76,14 @@ public:
         return *this;
     }
 
-    // As JsonUnit::child: makes an object of the unit, and the key. An alias that is not null and
-    // not empty takes the place of the name.
+    // As JsonUnit::child: the unit becomes an object, and the key is added if it is missing. An
+    // alias that is not null or empty replaces the name.
     JsonUnit& child(istr name) { return unit().child(name); }
     JsonUnit& child(istr name, const char* alias, int) {
         return child(istr(alias).empty() ? name : istr(alias));
     }
     JsonUnit& operator[](istr name) { return child(name); }
-    // Makes an array of the unit, and appends the other stream's value, which both then share.
+    // The unit becomes an array; appends the other stream's value, which both then share.
     void add(const JsonOutputStream& other) { unit().arrayValue().add(other.unit()); }
 
     JsonUnit& unit() noexcept { return external_ != nullptr ? *external_ : own_; }
@@ -92,7 +92,7 @@ public:
         return unit().encode(pretty, skipNull, level);
     }
 
-    // Kept, and nothing else.
+    // A number for the caller; it has no effect.
     void dumping(long number) noexcept { dumping_ = static_cast<long32>(number); }
     long dumping() const noexcept { return dumping_; }
 
@@ -104,17 +104,17 @@ private:
     long32 dumping_ = 0;
 };
 
-// One object for both directions, so that one codec serves both:
+// A stream that either writes or reads, so that one codec serves both directions:
 //
 //     if (s.encoding()) s.jos()["name"] << name_; else s.jis()["name"] >> name_;
 //
-// or field(s, {"name", 1}, name_) for this.
+// or simply field(s, {"name", 1}, name_).
 class QOR_API JsonStream : public CodecHooks {
 public:
-    // For writing to a unit of its own, and to that of the other stream.
+    // For writing: to its own unit, or to that of `out`.
     JsonStream() noexcept : encoding_(true) {}
     explicit JsonStream(JsonOutputStream& out) noexcept : encoding_(true), jos_(out.unit()) {}
-    // For reading the unit of the other stream, and a text. The last one raises DecodeException.
+    // For reading: the unit of `in`, or a text. The latter raises DecodeException.
     explicit JsonStream(const JsonInputStream& in) noexcept : encoding_(false), jis_(in.unit()) {}
     explicit JsonStream(istr text) : encoding_(false), jis_(text) {}
 
@@ -124,7 +124,7 @@ public:
     JsonOutputStream& jos() noexcept { return jos_; }
     const JsonOutputStream& jos() const noexcept { return jos_; }
 
-    // That of the stream in use.
+    // The unit that is written or read.
     const JsonUnit& unit() const noexcept { return encoding_ ? jos_.unit() : jis_.unit(); }
     String encode(bool pretty = false, bool skipNull = true, int level = 0) const {
         return unit().encode(pretty, skipNull, level);
@@ -143,26 +143,27 @@ private:
     JsonOutputStream jos_;
 };
 
-// Counts how deeply the calling thread's codecs read inside each other. Raises DecodeException
-// beyond kMaxDepth.
+// Counts the nesting of the codecs that read on the calling thread. The constructor raises
+// DecodeException beyond kMaxDepth.
 class QOR_API ReadingDepth : noncopyable {
 public:
     ReadingDepth();
     ~ReadingDepth();
 };
 
-// The base of types that are carried through a pointer. Its one codec serves both directions.
+// The base of types that are written and read through a reference to this class.
 class QOR_API JsonCodecInterface : public virtual Interface {
 public:
-    // Run the codec on the stream. decodeJson raises DecodeException for objects that are nested
-    // too deeply.
+    // Run codecJson on the stream. decodeJson raises DecodeException for objects nested deeper than
+    // kMaxDepth.
     virtual void encodeJson(JsonOutputStream& out) const;
     virtual void decodeJson(const JsonInputStream& in);
     virtual void codecJson(JsonStream& s) = 0;
 
-    // Without the fields that are null.
+    // The object as text, without the fields that are null.
     String toJson(bool pretty) const;
-    // Raises DecodeException. What was read before a failure stays read.
+    // Reads the object from a text. Raises DecodeException; members that were already read are then
+    // changed.
     void fromJson(const istr& text);
 };
 

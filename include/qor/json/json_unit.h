@@ -18,19 +18,17 @@
 #include "qor/json/json_conversion.h"
 #include "qor/json/json_value.h"
 
-// The slot for a value.
-
 namespace qor::json {
 
 class JsonArray;
 class JsonObject;
 
-// A slot that holds a value, or none for a JSON null. A copy shares the value: a change through one
-// is visible through the other, but a value of another kind replaces that of one slot only. A value
-// must not become a part of itself.
+// A place for a value; without one it is a JSON null. A copy of a unit shares the value: a change
+// through one unit is visible through the other, but setting a value of another kind replaces the
+// value of this unit only. A value must not become a part of itself.
 //
 //     JsonUnit unit;
-//     unit["name"] << "Ann";          // makes an object of the unit
+//     unit["name"] << "Ann";          // the unit becomes an object
 //     unit["age"] << 30;
 //     long age = 0;
 //     std::as_const(unit)["age"] >> age;
@@ -42,7 +40,7 @@ public:
     JsonUnit() noexcept = default;
     JsonUnit(Handle<JsonValue> value) noexcept : word_(wordOf(value.release())) {}
     JsonUnit(const JsonUnit& other) : JsonUnit(other.value()) {}
-    // The other one is null then.
+    // Then `other` is null.
     JsonUnit(JsonUnit&& other) {
         if (isLazy(other.word_)) other.make();
         word_ = std::exchange(other.word_, 0);
@@ -59,16 +57,16 @@ public:
     }
     ~JsonUnit() { setNull(); }
 
-    // One unit that is null for ever.
+    // A unit that is always null.
     static const JsonUnit& null() noexcept;
 
-    // As JsonParser::from and JsonValue::encode. A failure leaves the unit as it was.
+    // As JsonParser::from and JsonValue::encode. If an exception is raised, the unit is unchanged.
     void decode(istr text);
     String encode(bool pretty = false, bool skipNull = true, int level = 0) const;
     String toString(bool pretty = false, bool skipNull = true, int level = 0) const {
         return encode(pretty, skipNull, level);
     }
-    // The value's toString.
+    // Writes the value's toString.
     void dump(std::ostream& os) const;
 
     Handle<JsonValue> value() const { return Handle<JsonValue>(made()); }
@@ -77,33 +75,33 @@ public:
         if (word_ != 0) Handle<JsonValue>::adopt(takeMade());
     }
 
-    // The unit under the key. The first two make an object of this unit, and the key if there is
-    // none; the reference is good as long as the object is. The others give null() for a key that
-    // is not there.
+    // The unit of the key. For the first two, this unit becomes an object, and the key is added if
+    // it is missing; the reference is valid as long as the object. The const ones return null() if
+    // the key is missing.
     JsonUnit& child(istr name);
     JsonUnit& operator[](istr name) { return child(name); }
     const JsonUnit& child(istr name) const;
     const JsonUnit& operator[](istr name) const { return child(name); }
-    // Makes an array of this unit, and appends a null unit, which is good until the next append.
+    // This unit becomes an array; appends a null unit, which is valid until the next append.
     JsonUnit& newChild();
 
-    // The value of that kind. One of another kind is replaced by a new one: false, the number 0, an
-    // empty text, array or object.
+    // The value of that kind. A value of another kind is replaced by a new one: false, the number
+    // 0, an empty text, array or object.
     JsonBoolean& booleanValue();
     JsonNumber& numberValue();
     JsonString& stringValue();
     JsonObject& objectValue();
     JsonArray& arrayValue();
-    // Null for a value of another kind.
+    // Null if the value is of another kind.
     const JsonBoolean* booleanValue() const;
     const JsonNumber* numberValue() const;
     const JsonString* stringValue() const;
     const JsonObject* objectValue() const;
     const JsonArray* arrayValue() const;
 
-    // Write a value of the type's kind: bool as a boolean, numbers and characters as a number, text
-    // as text. Floating point has six significant digits; a long has 32 bits. Bytes are written as
-    // Base64, wide text as UTF-8, a Time as its milliseconds.
+    // Set the value: a bool as a boolean, numbers and characters as a number, text as a string.
+    // Floating point has six significant digits; a long has 32 bits. Bytes are written as Base64,
+    // wide text as UTF-8, a Time as its milliseconds.
     template <WireScalar T>
     JsonUnit& operator<<(const T& value) {
         if constexpr (NumberWrapper<T>) {
@@ -127,8 +125,8 @@ public:
     JsonUnit& operator<<(const Bytes& bytes);
     JsonUnit& operator<<(const Time& time) { return *this << time.toMilliSeconds(); }
 
-    // Read the value. A value of another kind leaves the target unchanged. Text that is no number
-    // gives 0; text after a number is ignored: "1.5" is the integer 1.
+    // Read the value. If it is of another kind, the target is unchanged. A number with invalid text
+    // gives 0; text after a number is ignored: 1.5 is read as the integer 1.
     template <WireScalar T>
     const JsonUnit& operator>>(T& target) const {
         JsonConversion::read(*this, target);
@@ -140,7 +138,7 @@ public:
         if (kind() == JsonKind::String) view(target);
         return *this;
     }
-    // Good until the value is set.
+    // Terminated; valid until the value is set.
     const JsonUnit& operator>>(const char*& target) const;
     const JsonUnit& operator>>(std::wstring& target) const;
     const JsonUnit& operator>>(Bytes& target) const;
@@ -153,11 +151,14 @@ private:
     friend TreeEnd;
     friend JsonFormatter;
 
-    // A pointer to a value that the unit has a share in, or 0. In a tree that was read also the
-    // place of a value that is not made yet: from the highest bit on 32 for the index of its node,
-    // 3 for its kind, and the rest for the distance from here back to the block that the unit is
-    // in, with the marks where a multiple of 8 has zeros. Or a short number, as text in the upper
-    // bytes: kShort, and its size after that.
+    // One of:
+    // - 0 for null.
+    // - A pointer to a value; the unit is one of its owners.
+    // - In a parsed tree, a value that is not created yet ("lazy"): from the highest bit, 32 bits
+    //   for the index of its node, 3 for its kind, and the rest for the distance from this unit
+    //   back to the start of its block. That is a multiple of 8, and its three low bits are the
+    //   marks kLazy, kViewed and kFollowed.
+    // - A short number, as text in the upper bytes; the lowest byte is kShort and the size.
     using Word = std::uint64_t;
     static constexpr Word kLazy = 1;
     static constexpr Word kShort = 2;
@@ -178,25 +179,25 @@ private:
         return reinterpret_cast<std::uintptr_t>(value);
     }
     bool isMade() const noexcept { return word_ != 0 && isPointer(word_); }
-    // The share that the unit has; it has none then.
+    // Takes the ownership of the value from the unit, which is then null.
     JsonValue* takeMade() noexcept {
         const Word word = std::exchange(word_, 0);
         return isPointer(word) ? valueOf(word) : nullptr;
     }
-    // The value, which is made if it was not.
+    // The value, which is created if it is lazy or short.
     JsonValue* made() const {
         if (!isPointer(word_)) [[unlikely]]
             make();
         return valueOf(word_);
     }
     void make() const;
-    // Of the value, made or not.
+    // The kind of the value, created or not.
     JsonKind kind() const noexcept {
         if (isLazy(word_)) return static_cast<JsonKind>(word_ >> kDistanceBits & 7);
         if (isShort(word_)) return JsonKind::Number;
         return word_ != 0 ? valueOf(word_)->kind_ : JsonKind::Null;
     }
-    // The value's text, which a number has as it is. False for another kind.
+    // Sets `text` to the value's text. Returns false, and leaves it unchanged, for another kind.
     bool readText(JsonKind kind, istr& text) const {
         return this->kind() == kind && (text = scalarText(), true);
     }
@@ -206,7 +207,7 @@ private:
     void view(istr& text) const;
     void readBoolean(bool& target) const noexcept;
 
-    // The text of a short number, or of a value whose text fits into one.
+    // Short numbers: their text, and whether a text fits into one.
     istr shortText() const noexcept;
     static bool fitsShort(istr text) noexcept { return text.size() < sizeof(Word); }
     void setShort(istr text) noexcept;
@@ -220,13 +221,13 @@ private:
     template <class T>
     void setText(JsonKind kind, istr text);
 
-    // A multiple of 8, on every machine.
+    // Aligned to 8 on every machine.
     alignas(8) mutable Word word_ = 0;
 };
 
 }  // namespace qor::json
 
-// The values that are made of slots.
+// Arrays and objects.
 #include "qor/json/json_container.h"
 
 #endif  // QOR_JSON_JSON_UNIT_H

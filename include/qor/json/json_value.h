@@ -12,8 +12,9 @@
 #include "qor/mt/shared.h"
 #include "qor/util/optional.h"
 
-// The values of a JSON tree but its arrays and objects, which are in qor/json/json_container.h.
-// docs/formats.md has the format.
+// The values of a JSON tree (RFC 8259), except arrays and objects, which are in
+// qor/json/json_container.h. docs/formats.md describes the format and its differences from the
+// standard.
 
 namespace qor::json {
 
@@ -30,41 +31,42 @@ class TreeMaker;
 class TreeEnd;
 struct Block;
 
-// A value of a JSON tree. It is shared by Handles; a JSON null is a Handle without a value. A tree
-// belongs to one thread at a time, also for reading, since the values of a parsed tree are created
-// at their first use. Handles may be passed to other threads.
+// A value of a JSON tree. Handles share it; a JSON null is a null Handle. Only one thread at a time
+// may use a tree, also for reading, since the values of a parsed tree are created at their first
+// use. Handles may be passed to other threads.
 //
-// The stack use of building, showing and deleting a tree does not depend on its depth. Operations
-// that create values may raise std::bad_alloc; the tree is unchanged then.
+// The stack use of building, writing and deleting a tree does not depend on its depth. Operations
+// that create values may raise std::bad_alloc; the tree is then unchanged.
 class QOR_API __attribute__((aligned(8))) JsonValue : public Shared {
 public:
-    // The kind of a value. Null is the kind of a unit or a view without a value, and of a value
-    // whose class is not one of this library's.
+    // The kind of a value. Null is the kind of a unit or a view without a value, and of a class of
+    // the program that derives from JsonValue.
     enum class Kind : unsigned char { Null, Boolean, Number, String, Array, Object };
 
     JsonValue(const JsonValue&) = delete;
     JsonValue& operator=(const JsonValue&) = delete;
     ~JsonValue() override;
-    // Of an array or an object, as toJson.
+    // For arrays and objects as toJson.
     virtual String toString() const;
 
-    // As JsonFormatter writes it.
+    // The value as text; see JsonFormatter.
     String encode(bool pretty, bool skipNull, int level) const;
-    // In one line, without the keys that hold null.
+    // In one line, without keys whose value is null.
     String toJson() const { return encode(false, true, 0); }
-    // In many lines. All but the first are indented by one level more than their bracket.
+    // In many lines. Deliberate (compatibility): all lines except the first are indented by one
+    // level more than needed.
     String toFormatted() const { return encode(true, true, 1); }
-    // The same with the keys that hold null.
+    // The same, including keys whose value is null.
     String toFormattedSample() const { return encode(true, false, 1); }
 
-    // Tell the leak table.
+    // Record the value in the leak table.
     static void* operator new(std::size_t size);
     static void* operator new(std::size_t size, const char* file, unsigned line, const char* func);
-    // For a constructor that raises.
+    // Called if a constructor raises.
     static void operator delete(void* block) noexcept;
     static void operator delete(void* block, const char* file, unsigned line,
                                 const char* func) noexcept;
-    // Takes the whole tree down.
+    // Deletes the whole tree, without recursion.
     static void operator delete(JsonValue* value, std::destroying_delete_t) noexcept;
 
 protected:
@@ -86,16 +88,16 @@ private:
 
     explicit JsonValue(Kind kind) noexcept : Shared(OwnAllocation()), kind_(kind) {}
 
-    // The block that the value was made in, at place_; null for a value with memory of its own.
+    // The block in which the value was created, at place_; null for a value with its own memory.
     Block* block() const noexcept;
 
-    // These use the rest of the base's last word.
+    // These fit into the rest of the base class's last word.
     Kind kind_ : 3 = Kind::Null;
-    bool isTrue_ : 1 = false;             // a boolean
-    mutable bool isString_ : 1 = false;   // a text in a String
-    bool isInTree_ : 1 = false;           // a text that the value's tree has
-    mutable bool isUnmade_ : 1 = false;   // a container of a tree that was read, without slots yet
-    mutable bool ownsSlots_ : 1 = false;  // a container whose slots are in a block of their own
+    bool isTrue_ : 1 = false;             // the value of a boolean
+    mutable bool isString_ : 1 = false;   // the text is in a String
+    bool isInTree_ : 1 = false;           // the text is a part of the tree's text
+    mutable bool isUnmade_ : 1 = false;   // a parsed container whose units are not created yet
+    mutable bool ownsSlots_ : 1 = false;  // a container whose units are in their own block
     unsigned short place_ = 0;            // in units of the alignment
 };
 
@@ -122,9 +124,9 @@ public:
     }
 
     void setValue(istr text);
-    // Good until the value is set.
+    // Valid until the value is set.
     const String& getValue() const { return isString_ ? *string_ : makeString(); }
-    // The same without a String: good until the value is set or getValue is called.
+    // The same without creating a String: valid until the value is set or getValue is called.
     istr text() const noexcept {
         if (isString_) return istr(*string_);
         return istr(isInTree_ ? inTree() : here(), size_);
@@ -138,15 +140,15 @@ private:
     friend TreeEnd;
 
     JsonText(Kind kind, istr text);
-    // A text of this size follows the value, in room that it was made with.
+    // For a text of this size, which is stored after the value in the same block.
     JsonText(Kind kind, ulong32 size) noexcept : JsonValue(kind), size_(size) {}
 
-    // A longer text than this is a String from the start.
+    // A longer text is stored in a String from the start.
     static constexpr unsigned long kMostHere = 4096;
     // The size of a value with a text of this size after it.
     static constexpr std::size_t sizeWith(unsigned long size) noexcept;
 
-    // A value in a block of its own, with the text in it.
+    // Creates a value in its own block, together with the text.
     template <class T>
     static T* makeWith(istr text);
     static String* newString(istr text);
@@ -156,14 +158,14 @@ private:
     }
     const String& makeString() const;
     void dropString() noexcept;
-    // Takes the String, which was made by newString.
+    // Owns the String, which must have been created by newString.
     void hold(String* string) const noexcept {
         string_ = string;
         isString_ = true;
     }
 
-    // The String if isString_ is set. Else the size, followed at once by the text, or, with
-    // isInTree_ set, by a pointer to it after the value.
+    // If isString_, the String. Otherwise the size; the text follows it directly, or, if isInTree_,
+    // a pointer to the text follows the value.
     union {
         mutable String* string_;
         ulong32 size_;
@@ -179,7 +181,8 @@ constexpr std::size_t JsonText::sizeWith(unsigned long size) noexcept {
     return sizeof(JsonText) + (size > kRoom ? size - kRoom : 0);
 }
 
-// A number, as the text that was read or will be written. The text is not checked to be a number.
+// A number, as the text that was read or will be written. It is not checked that the text is a
+// number.
 class QOR_API JsonNumber final : public JsonText {
 public:
     explicit JsonNumber(istr text = istr("0", 1)) : JsonText(Kind::Number, text) {}
@@ -194,14 +197,14 @@ private:
     explicit JsonNumber(ulong32 size) noexcept : JsonText(Kind::Number, size) {}
 };
 
-// A text: any bytes, in the configured code page by custom.
+// A text: any bytes, by convention in the configured code page.
 class QOR_API JsonString final : public JsonText {
 public:
-    // The text itself, with nothing escaped.
+    // `text` is the text itself, without escapes.
     explicit JsonString(istr text = istr()) : JsonText(Kind::String, text) {}
-    // Sets the unescaped text, see unescape.
+    // Unescapes the text and sets it; see unescape.
     void fromString(istr text);
-    // A new value of the unescaped text; null for the word null.
+    // Unescapes the text and returns a new value; null for the word null. The caller owns it.
     static JsonString* from(istr text);
     // Escaped and in quotes.
     String toString() const override;
@@ -210,10 +213,10 @@ public:
     // and with \b \f \n \r \t for these five control characters. All other bytes are written
     // unchanged. A missing value gives null without quotes.
     static String escape(const Optional<String>& value);
-    // The reverse, of text with or without quotes around it. \u and four hexadecimal digits are one
-    // wide character, converted to the configured code page; the two halves of a surrogate pair
-    // count as two invalid characters. Any other backslash is dropped together with the byte after
-    // it. The word null, without quotes, is no value.
+    // The reverse, for text with or without quotes around it. \u and four hexadecimal digits are
+    // one wide character, converted to the configured code page; the two halves of a surrogate pair
+    // are two invalid characters. Any other backslash is dropped together with the byte after it.
+    // The word null, without quotes, gives an unset value.
     static Optional<String> unescape(istr text);
 
 private:

@@ -11,8 +11,8 @@
 #include "qor/json/json_node.h"
 #include "qor/json/json_value.h"
 
-// Read-only JSON: no values of the tree are created, so that reading all of a document takes a
-// fraction of the time of JsonUnit.
+// Read-only access to JSON. It creates no values, so that reading a whole document takes a fraction
+// of the time of JsonUnit.
 //
 //     const JsonDocument document = JsonDocument::from(text);
 //     for (const auto& [name, contact] : document.root().members()) {
@@ -25,14 +25,14 @@ namespace qor::json {
 class JsonElements;
 class JsonMembers;
 
-// A value in a document, or none for a JSON null and for a missing value. It is passed by value. It
-// and its texts are valid as long as a JsonDocument of its tree lives.
+// A value in a document; for a JSON null and a missing value, a null view. Pass it by value. The
+// view and its texts are valid as long as a JsonDocument of its tree exists.
 //
-// Any number of threads may read a document by views at the same time. No cost depends on the depth
-// of nesting.
+// Any number of threads may read a document by views at the same time. Stack use and time do not
+// depend on the depth of nesting.
 class QOR_API JsonView {
 public:
-    // Of null.
+    // A null view.
     JsonView() noexcept = default;
 
     JsonKind kind() const noexcept {
@@ -48,32 +48,33 @@ public:
     bool isArray() const noexcept { return node_ != nullptr && node_->load().isArray(); }
     bool isObject() const noexcept { return node_ != nullptr && node_->load().isObject(); }
 
-    // The elements of an array but those that are null, which a reader drops, and the members of an
-    // object. Other values have none.
+    // The elements of an array, except nulls, which are dropped when a text is read; the members of
+    // an object. Other values have none.
     JsonElements elements() const noexcept;
     // Raises std::bad_alloc.
     JsonMembers members() const;
-    // Of either, which takes the time of a walk over them if there are containers in them that are
-    // not empty. May raise std::bad_alloc for an object.
+    // The number of elements or members; 0 for other values. Takes linear time if some of them are
+    // containers that are not empty. May raise std::bad_alloc for an object.
     unsigned long size() const;
 
-    // An element. Null if there is none, and for a value of another kind. Takes a walk over those
-    // before it if there are containers in the array that are not empty.
+    // Element i; null if there is none, and for a value of another kind. Takes linear time if the
+    // array has containers that are not empty.
     JsonView at(unsigned long i) const noexcept;
-    // The member under the key: the last one if there are more. Null if there is none, and for a
-    // value of another kind. Takes a walk over the members; members() finds many in less time.
+    // The value of the key, the last one if the key is repeated; null if the key is missing, and
+    // for a value of another kind. Takes linear time; to find many keys, use members().
     JsonView child(istr key) const noexcept;
     JsonView operator[](istr key) const noexcept { return child(key); }
 
-    // The text of a string, and of a number as it was read; null for other kinds. No zero follows
-    // it.
+    // The text of a string, or of a number as it was read; null for other kinds. It is not
+    // terminated.
     istr text() const noexcept {
         istr text;
         return readString(text) || readNumber(text) ? text : istr();
     }
 
-    // Read the value by the rules of JsonUnit::operator>>: one of another kind leaves the target as
-    // it was. There is none for a const char*, since no zero follows the texts of a document.
+    // Read the value as JsonUnit::operator>> does: if it is of another kind, the target is
+    // unchanged. There is no operator for const char*, since the texts of a document are not
+    // terminated.
     template <WireScalar T>
     const JsonView& operator>>(T& target) const {
         JsonConversion::read(*this, target);
@@ -88,9 +89,9 @@ public:
     const JsonView& operator>>(Bytes& target) const;
     const JsonView& operator>>(Time& target) const;
 
-    // As JsonFormatter writes the value.
+    // The value as text; see JsonFormatter.
     String encode(bool pretty = false, bool skipNull = true, int level = 0) const;
-    // As those of JsonValue.
+    // As the functions of JsonValue.
     String toJson() const { return encode(false, true, 0); }
     String toFormatted() const { return encode(true, true, 1); }
     String toFormattedSample() const { return encode(true, false, 1); }
@@ -101,7 +102,7 @@ private:
     friend JsonElements;
     friend JsonMembers;
 
-    // Of a node that is not null.
+    // The node must not be null.
     JsonView(const NodeTree* tree, const Node* node) noexcept : tree_(tree), node_(node) {}
     static JsonView ofMember(const NodeTree* tree, const Node* value) noexcept {
         return value->isNull() ? JsonView() : JsonView(tree, value);
@@ -139,15 +140,15 @@ private:
     const Node* node_ = nullptr;
 };
 
-// A JSON text that was read. Copies share the tree, which is freed with the last of them by a few
-// calls, by whichever thread. One object may be assigned by no thread while another uses it.
+// A parsed JSON text. Copies share the tree, which is freed with the last copy, on any thread,
+// without visiting its nodes. No thread may assign to an object while another thread uses it.
 class QOR_API JsonDocument {
 public:
-    // Of nothing: its root is null.
+    // An empty document: its root is null.
     JsonDocument() noexcept = default;
-    // Parses the object or array at the start of the text, and keeps a copy of it. Accepts and
-    // raises the same as JsonParser::from. Strings with escapes are stored a second time,
-    // unescaped; std::bad_alloc is also raised if both do not fit.
+    // Parses the object or array at the start of the text, and keeps a copy of the text. Accepts
+    // the same texts and raises the same exceptions as JsonParser::from. Strings with escapes are
+    // stored a second time, unescaped; std::bad_alloc is also raised if both do not fit.
     static JsonDocument from(istr text);
 
     JsonView root() const noexcept;
@@ -155,11 +156,11 @@ public:
 private:
     explicit JsonDocument(Handle<JsonValue> root) noexcept : root_(std::move(root)) {}
 
-    Handle<JsonValue> root_;  // which is never used, but has a share of the tree
+    Handle<JsonValue> root_;  // keeps the tree alive, and is not used otherwise
 };
 
-// The iterators of the two ranges below, which return items by value. The range provides them by
-// `itemAt(owner, place)` and `next(place)`.
+// The iterator of the two ranges below. It returns items by value, which Range::itemAt(owner,
+// place) creates; Range::next(place) is the next place.
 template <class Range, class Item, class Owner, class Place>
 class JsonIterator {
 public:
@@ -220,9 +221,9 @@ struct JsonMember {
     JsonView value;
 };
 
-// The members of an object in ascending order of their keys, byte by byte. Of a key that is there
-// more than once the last one counts. The keys are good as long as the tree. Iterators are good as
-// long as this object.
+// The members of an object in ascending order of their keys, compared byte by byte. If a key is
+// repeated, the last one is used. The keys are valid as long as the tree, iterators as long as this
+// object.
 class QOR_API JsonMembers : noncopyable {
 public:
     using iterator = JsonIterator<JsonMembers, JsonMember, JsonMembers, ulong32>;
@@ -245,21 +246,24 @@ private:
     }
     static const ulong32* next(const ulong32* place) noexcept { return place + 1; }
 
-    // Of the value that is at this place in the text.
+    // The member whose value is at this place among the values in the text.
     JsonMember member(ulong32 place) const noexcept {
         const Node* const value = first_ + (isListed_ ? values_[place] : 2 * place);
         return {tree_->textOf(value[-1]), JsonView::ofMember(tree_, value)};
     }
 
-    // More members need memory if some of them are containers that are not empty.
+    // More members need an allocation, if some of them are containers that are not empty.
     static constexpr std::size_t kFew = 64;
 
     const NodeTree* tree_ = nullptr;
-    const Node* first_ = nullptr;      // that of the first value; of all nodes for listed ones
-    const ulong32* places_ = nullptr;  // of the values among those in the text, by their keys
+    // The node of the first value, or, if isListed_, the first node of the tree.
+    const Node* first_ = nullptr;
+    // For each key in order, the place of its value among those in the text.
+    const ulong32* places_ = nullptr;
     unsigned long size_ = 0;
     bool isListed_ = false;
-    InlineVector<ulong32, kFew> values_;  // their nodes, if they are no two apart
+    // If isListed_, the nodes of the values in the order of the text.
+    InlineVector<ulong32, kFew> values_;
 };
 
 inline JsonElements JsonView::elements() const noexcept {

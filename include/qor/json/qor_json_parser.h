@@ -4,27 +4,25 @@
 #include "qor/base/exception.h"
 #include "qor/json/json_value.h"
 
-// Reading JSON. docs/formats.md has the dialect, which is wider than the standard in some places
-// and narrower in others.
+// Reading JSON (RFC 8259). docs/formats.md describes the differences: more texts are accepted in
+// some places, and fewer in others.
 
 namespace qor::json {
 
-// The message ends with the whole rest of the input from where it could not be read, up to the
-// first zero byte in it.
+// The message ends with the rest of the input from the error on, up to its first zero byte.
 QOR_DECLARE_EXCEPTION(DecodeException, "qor::json::DecodeException");
 
-// Reads in one pass over the text, of which a copy is kept. Any depth of nesting takes the same
-// stack, and time and memory grow with the text and with nothing else. Positions in the text are
-// found by vector code where the processor has it; with the environment variable QOR_PORTABLE=on
-// the portable code runs everywhere.
+// Reads a text in one pass and keeps a copy of it. Stack use does not depend on the depth of
+// nesting; time and memory are linear in the size of the text. On processors that support it,
+// vector code is used, unless the environment variable QOR_PORTABLE is "on".
 class QOR_API JsonParser {
 public:
     // Returns the object or array at the start of the text; the rest is ignored. Raises
-    // DecodeException, and std::bad_alloc for a text of 4 GiB less 1 MiB and more.
+    // DecodeException, and std::bad_alloc for a text of 4 GiB minus 1 MiB or more.
     //
-    // The values of the tree are created at their first use. The text stays in memory until all
+    // The values of the tree are created at their first use. The copy of the text is freed when all
     // containers of the tree are destroyed, and all values of which a view was taken by `unit >>
-    // view`: a single such value keeps the text of the whole tree.
+    // view`: a single such value keeps the text of the whole tree in memory.
     //
     // Access to the elements of an array of more than 64 million, or to the members of an object of
     // more than 33 million, raises std::bad_alloc; the tree can still be written.

@@ -10,34 +10,35 @@
 
 namespace qor {
 
-// The standard streams. The library shows and reads everything through them.
+// The standard streams; the library does all its console input and output through them.
 QOR_API std::ostream& std_out();
 QOR_API std::ostream& std_err();
 QOR_API std::ostream& std_log();
 QOR_API std::istream& std_in();
 
-// The console of the process. Output is queued and written by its own thread within a tenth of a
-// second, so that a slow terminal delays no other thread. Input is read without blocking, so that a
-// reading thread can be stopped.
+// The console of the process. Output is queued, and a thread of the console writes it within 100
+// ms, so that a slow terminal does not delay other threads. Input is read without blocking, so that
+// a reading thread can be stopped.
 //
-// It is off at first, and drops output. While it is on and not open, output is queued until a
-// flush. An attached debugger is shown everything on the standard error.
+// The console is off by default; then output is dropped. While it is on and not open, output is
+// queued until flush(). If a debugger is attached, all output also goes to the standard error.
 //
-// Any thread may print; one thread reads.
+// Any thread may print. Only one thread may read.
 class QOR_API console {
 public:
     console() = delete;
     static void create();
     static void destroy() noexcept;
 
-    // If the console is on, starts the writing thread, again if there is one.
+    // Starts the writing thread if the console is on. A running one is stopped first.
     static void open();
-    // Stops that thread. Queued output is kept for the next flush.
+    // Stops the writing thread. Queued output is kept for the next flush.
     static void close();
-    // Has the thread write the queued output, or writes it here if there is no thread.
+    // Wakes the writing thread, or writes the queued output itself if there is no such thread.
     static void flush();
 
-    // Narrow text is in the configured code page. A size of all ones is measured; null is empty.
+    // Narrow text is in the configured code page. If the size is npos, the text is measured; null
+    // is empty text.
     static void print(const String& text);
     static void print(const std::wstring& text);
     static void print(const char* text, unsigned long size = npos);
@@ -48,15 +49,15 @@ public:
     static void println(const char* text, unsigned long size = npos);
     static void println(const wchar_t* text, unsigned long size = npos);
 
-    // True with the next line, without its line feed, if the input has it; otherwise false after a
-    // tenth of a second. Never waits for the rest of a line: an incomplete line is kept for the
-    // next call, until its line feed or the end of the input arrives. Input that other readers of
-    // std_in() take is lost here. Shows the prompt first unless it is on the screen already; null
-    // means no prompt.
+    // Returns true and the next line, without its line feed, if the input has it; otherwise false
+    // after 100 ms. Does not wait for the rest of a line: an incomplete line is kept for the next
+    // call, until its line feed or the end of the input arrives. Other readers of std_in() take
+    // input away from these functions. Shows the prompt first unless it is already on the screen;
+    // null means no prompt.
     static bool readline(String& line, const char* prompt = nullptr);
     static bool readline(std::wstring& line, const wchar_t* prompt = nullptr);
 
-    // The flag itself, for bindings.
+    // The flag itself, for code that binds it to a setting.
     static volatile std::atomic<bool>& on();
     static bool isOn() { return on(); }
     static void setOn(bool value) { on() = value; }

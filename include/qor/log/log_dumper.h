@@ -22,7 +22,7 @@
 
 namespace qor {
 
-// Writes the state of objects as text, in a full form of many lines,
+// Writes the state of objects as text for people, in a full form of many lines,
 //
 //     @Contact{
 //         name_ = 'Ann'
@@ -38,8 +38,8 @@ namespace qor {
 //         return d.member("name_", name_).member("phones_", phones_);
 //     }
 //
-// or by its codec. Long text and data are clipped at the limit that is configured for the library's
-// own logger, 256 bytes by default. A dumper belongs to one thread.
+// or by its codec. Text and data are cut after the maxStringSize of the library's own logger, 256
+// bytes by default. Use a dumper from one thread only.
 class QOR_API dumper : noncopyable {
 public:
     struct QOR_API Config {
@@ -61,7 +61,7 @@ public:
         String valueSeparator_;  // between values in compact form
     };
 
-    // A scope: enters at construction, leaves at destruction.
+    // Calls enter in its constructor and leave in its destructor.
     class _Entry : noncopyable {
     public:
         explicit _Entry(dumper& d, istr first = istr(), istr second = istr(), istr third = istr(),
@@ -73,7 +73,7 @@ public:
             try {
                 dumper_.leave();
             } catch (...) {
-                // A caller's stream that raises has reported already.
+                // A destructor must not raise; the stream's state shows the failure.
             }
         }
 
@@ -81,14 +81,14 @@ public:
         dumper& dumper_;
     };
 
-    // Collects the text in a stream of its own, for str().
+    // Writes to its own stream, for str().
     explicit dumper(bool compact = false, istr lineSeparator = "\n", istr indentSeparator = "    ",
                     unsigned level = 0, istr eolSeparator = "", istr beginTag = "{",
                     istr endTag = "}", istr typeTag = "@", istr nvSeparator = "=",
                     istr valueSeparator = " ");
     explicit dumper(const Config& config);
-    // Writes to the caller's stream, which must outlive the dumper. Numbers are written with the
-    // stream's own settings.
+    // Writes to the caller's stream, which must outlive the dumper. Numbers have the format that is
+    // set in that stream.
     explicit dumper(std::ostream& os, bool compact = false, istr lineSeparator = "\n",
                     istr indentSeparator = "    ", unsigned level = 0, istr eolSeparator = "",
                     istr beginTag = "{", istr endTag = "}", istr typeTag = "@",
@@ -126,29 +126,29 @@ public:
     // Starts an item: a new line in full form, the separator of values in compact form.
     dumper& indent();
     dumper& endline();
-    // An end of line in both forms.
+    // A line feed in both forms; flushes the stream.
     dumper& nl();
-    // Unchanged text.
+    // Writes the text unchanged.
     dumper& raw(istr text) { return write(text); }
-    // The name and the separator between it and its value; nothing for an empty name. A given
-    // separator replaces the configured one completely.
+    // Writes a name and the separator before its value; nothing for an empty name. A `separator`
+    // that is not null replaces the configured one and its blanks.
     dumper& name(istr text, const char* separator = nullptr) { return writeName(text, separator); }
     dumper& writeName(istr text, const char* separator = nullptr);
 
-    // A member of the object that is being shown: an item with its name and its decorated value.
+    // Writes a member of an object: an item with its name and its value, as operator<< shows it.
     template <class T>
     dumper& member(istr name, const T& value);
 
-    // Opens and closes a scope. The texts are shown in full form only: the first is the type, the
-    // second an own name in angle brackets, the others further types.
+    // Begin and end a scope. The texts are shown in full form only: `first` is the type, `second` a
+    // name in angle brackets, the others are further types.
     dumper& enter(istr first = istr(), istr second = istr(), istr third = istr(),
                   istr fourth = istr());
     dumper& leave();
-    // A codec calls it before its base class's part; it does nothing here.
+    // A codec calls these before and after the part of its base class. They do nothing here.
     dumper& enterSuper() noexcept { return *this; }
     dumper& leaveSuper() noexcept { return *this; }
 
-    // Bare values, as the stream writes them; text unchanged and never clipped.
+    // Values as the stream writes them: text without quotes and never cut.
     template <Arithmetic T>
     dumper& write(T value) {
         os_ << value;
@@ -166,8 +166,8 @@ public:
     dumper& write(const Bytes& bytes) { return __writeBytes(bytes); }
     dumper& write(const Time& time);
 
-    // Decorated values: bool by name, characters, texts and dates in single quotes, wide text in
-    // double quotes as UTF-8, bytes in double quotes. Empty text is nothing at all.
+    // Values for people: bool as "true" or "false"; characters, texts and times in single quotes;
+    // wide text, as UTF-8, and bytes in double quotes. For empty text nothing is written.
     template <Arithmetic T>
     dumper& operator<<(T value) {
         os_ << value;
@@ -191,8 +191,8 @@ public:
     dumper& operator<<(dumper& (*manipulator)(dumper&)) { return manipulator(*this); }
     dumper& operator<<(dumper& (dumper::*operation)()) { return (this->*operation)(); }
 
-    // Printable bytes as characters and the others in hexadecimal groups: "A\x{00FF}B". A line
-    // feed is a line break with the indent of the level.
+    // Writes printable bytes as characters and the others as hexadecimal groups: "A\x{00FF}B". A
+    // line feed starts a new line, indented for the level.
     dumper& __writeBytes(istr bytes);
 
 private:
@@ -216,7 +216,7 @@ inline dumper& nl(dumper& d) {
     return d.nl();
 }
 
-// A class that is dumped through a base.
+// The base of classes that are dumped through a reference to a base class.
 class QOR_API Dumpable : public virtual Interface {
 public:
     Dumpable() = default;
@@ -226,7 +226,8 @@ public:
     virtual dumper& dump(dumper& d) const = 0;
 };
 
-// Values to be applied to a dumper with <<; they keep views.
+// Objects to be written to a dumper by <<. They keep views, so use them in one expression: d <<
+// write_hex(data).
 
 struct QOR_API rawstring {
     explicit rawstring(istr shown) noexcept : text(shown) {}
@@ -252,10 +253,11 @@ struct QOR_API write_hex {
     istr data;
 };
 
-// Bytes as write_hex in compact form and on a plain stream, as a table of dump_hex in full form.
+// Bytes as write_hex shows them in compact form and on a std::ostream, and as the table of dump_hex
+// in full form.
 struct QOR_API hexdata {
     explicit hexdata(istr shown) noexcept : data(shown) {}
-    // At most `maximum` bytes of the text.
+    // Shows at most `maximum` bytes.
     hexdata(istr shown, unsigned long maximum) noexcept : data(shown, maximum) {}
     template <class Char>
     hexdata(const Char* bytes, unsigned long size) noexcept : data(bytes, size) {}
@@ -264,7 +266,8 @@ struct QOR_API hexdata {
     istr data;
 };
 
-// A table of 16 bytes a row: offset, digits, and a right-hand column that `show` writes.
+// A table with 16 bytes in a row: the offset, the digits, and a right column, which `show` writes
+// byte by byte.
 struct QOR_API dump_hex_base {
     explicit dump_hex_base(istr shown) noexcept : data(shown) {}
     template <class Char>
@@ -285,7 +288,7 @@ struct dump_hex : dump_hex_base {
     }
 };
 
-// The object of a Handle, or "null".
+// Writes the object of a Handle, or "null".
 template <class T>
 dumper& operator<<(dumper& d, const Handle<T>& handle);
 
@@ -299,7 +302,7 @@ concept AppliesToDumper = requires(const T& value, dumper& d) {
     value(d);
 };
 
-// Types without a dump are shown by their codec, as an optional value or as a container.
+// A type without dump() is shown by its codec, as an optional value, or as a container.
 template <class T>
 concept ShownByCodec = CodecType<T, dumper> && !DumpsItself<T>;
 template <class T>
@@ -325,11 +328,10 @@ dumper& operator<<(dumper& d, const T& object) {
     return d;
 }
 
-// The scopes "qor::Current" and "qor::CallStack".
 QOR_API dumper& operator<<(dumper& d, const Current& frame);
 QOR_API dumper& operator<<(dumper& d, const CallStack& stack);
 
-// A part of something larger.
+// Writes a member or an element; does not compile if a dumper cannot show its type.
 template <class T>
 dumper& dumpPart(dumper& d, const T& part) {
     if constexpr (requires { d << part; }) {
@@ -352,7 +354,7 @@ dumper& dumper::member(istr name, const T& value) {
     return endline();
 }
 
-// Shows an object on a stream, in full form with the default layout.
+// Writes an object to a stream, in full form with the default layout.
 template <DumpsItself T>
 std::ostream& dumpTo(std::ostream& os, const T& object) {
     dumper d(os);
@@ -360,13 +362,14 @@ std::ostream& dumpTo(std::ostream& os, const T& object) {
     return os;
 }
 
-// An optional value that is not set shows as nothing.
+// For an optional value that is not set, nothing is written.
 template <ShownAsOptional T>
 dumper& operator<<(dumper& d, const T& optional) {
     return optional.isSet() ? dumpPart(d, optional.value()) : d;
 }
 
-// A field of a codec, shown under its name. An optional value that is not set is left out.
+// Writes a field of a codec as a member. A field that is an optional value that is not set is not
+// written.
 template <class T>
 dumper& field(dumper& d, const FieldKey& key, const T& member) {
     if constexpr (OptionalValue<T>) {
@@ -387,7 +390,7 @@ dumper& dumpElements(dumper& d, const char* title, const Range& range) {
     return d;
 }
 
-// A key is written as by a stream.
+// Keys are written by the operator<< of std::ostream.
 template <class Map>
 dumper& dumpPairs(dumper& d, const char* title, const Map& map) {
     const dumper::_Entry entry(d, title);
@@ -409,7 +412,7 @@ concept Reserving = requires(C& vector) {
     vector.reserve(1);
 };
 
-// The titles are those of the nearest of the usual containers: that of a deque is a list's.
+// The title is that of the most similar standard container: a deque has that of a list.
 template <ShownAsContainer C>
 dumper& operator<<(dumper& d, const C& values) {
     if constexpr (MapContainer<C>) {
@@ -433,7 +436,7 @@ dumper& operator<<(dumper& d, const std::stack<T, C>& values) {
     return dumpElements(d, "qor::stack", Access::of(values));
 }
 
-// The dump operations of the locked containers; the lock is held meanwhile.
+// The dump operations of the locked containers, which hold the lock while they write.
 template <class K, class V, class C>
 dumper& mt::map<K, V, C>::dump(dumper& d) const {
     const Guard guard(mutex_);

@@ -12,7 +12,7 @@
 
 namespace qor {
 
-// What a TraceEntry logs; flags that can be joined.
+// The calls that a TraceEntry logs; flags that can be joined by |.
 enum class LogType : unsigned { None = 0, Enter = 1, Leave = 2, Both = 3 };
 constexpr LogType operator|(LogType left, LogType right) noexcept {
     return static_cast<LogType>(static_cast<unsigned>(left) | static_cast<unsigned>(right));
@@ -26,22 +26,23 @@ extern template class QOR_API CreateByAllocate<tracer>;
 
 // The stacks of traced calls, one for each thread, for failure blocks and exceptions. All
 // operations use the calling thread's own stack, which is created at its first use and destroyed
-// with its thread. Threads wait for each other only during a dump of all stacks.
+// when the thread ends. Any thread may use the tracer; threads wait for each other only during a
+// dump of all stacks. To trace a function, use QOR_TRACE below.
 class QOR_API tracer : noncopyable {
 public:
     static tracer* instance() { return CreateByAllocate<tracer>::instance(); }
-    // Deletes all stacks. A thread inside traced calls continues with an empty one.
+    // Deletes all stacks. A thread that is inside traced calls continues with an empty stack.
     static void destroy() noexcept;
 
     // The texts are literals, kept by pointer.
     void push(const char* file, unsigned line, const char* func);
-    // Nothing happens at an empty stack.
+    // Does nothing if the stack is empty.
     void pop() noexcept;
     CallStack& callStack();
     const CallStack& callStack() const;
     CallStack::Container& container() { return callStack().container(); }
     const CallStack::Container& container() const { return callStack().container(); }
-    // The text that an output writes before each frame but the first.
+    // The text that operator<< writes before each frame except the first.
     const char* separator() const { return callStack().separator(); }
     const CallStack& separator(const char* text) const;
     // Removes the calling thread's stack.
@@ -56,27 +57,28 @@ private:
     ~tracer() = default;
 };
 
-// For `d << TRACER()`: the stacks of all threads.
+// `d << TRACER()` writes the stacks of all threads.
 struct TRACER {};
 QOR_API dumper& operator<<(dumper& d, TRACER);
 
 // Writes the calling thread's stack, innermost call first.
 QOR_API void printTraceStack(std::ostream& os);
 
-// Traces a function: it is on the thread's stack while the entry lives. If the logger's traceOn()
-// is on, its begin and end are lines of the log, indented by the depth of the stack:
+// Traces a function: it is on the thread's stack while the entry exists. If the logger's traceOn()
+// is on, the begin and the end are logged, after the time and the thread, indented by the depth of
+// the stack:
 //
 //     [QOR] TRACE  ........ Pump::open( "a" ) ..................................
 //     [QOR] TRACE~ ________ Pump::open( "a" ) __________________________________
 //
-// Destroy entries in the reverse order of their construction, on the same thread. They raise
-// nothing; if memory runs out, the function is not traced.
+// Destroy entries in the reverse order of their construction, on the same thread. They never raise;
+// if memory runs out, the function is not traced.
 class QOR_API TraceEntry {
 public:
-    // File and function are literals; null info is none.
+    // `file` and `func` must be literals; `info` is copied and may be null.
     TraceEntry(logger& log, const char* file, unsigned line, const char* func,
                LogType logType = LogType::Both, const char* info = nullptr) noexcept;
-    // Traces the same function once more, and logs only its own end.
+    // Pushes the same function once more, and logs only its end.
     TraceEntry(const TraceEntry& other) noexcept;
     TraceEntry& operator=(const TraceEntry&) = delete;
     ~TraceEntry();

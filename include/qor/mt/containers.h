@@ -15,9 +15,10 @@ namespace qor {
 
 class dumper;
 
-// Standard containers with a lock. Each operation takes the lock, so a read and a later write are
-// two steps; use access to make several steps one. Elements that an operation removes or replaces
-// are destroyed after the lock is released, so their destructors may use the container.
+// Standard containers with a lock; any thread may use them. Each operation takes the lock for
+// itself: to do several steps without another thread in between, use access(). Elements that an
+// operation removes or replaces are destroyed after the lock is released, so their destructors may
+// use the container.
 namespace mt {
 
 // The common base of the locked containers.
@@ -82,20 +83,21 @@ public:
         const Guard guard(mutex_);
         return values_.try_emplace(key, std::move(value)).second;
     }
-    // Copies the value out; false if the key is absent.
+    // Copies the value of the key to `value`. Returns false, and leaves `value` unchanged, if the
+    // key is missing.
     bool get(const K& key, V& value) const {
         std::optional<V> copy = find(key);
         if (copy) value = *std::move(copy);
         return copy.has_value();
     }
     // The value of the key, which is inserted if it is missing. The reference is valid until the
-    // key is erased; access by it is not locked.
+    // key is removed; access through it is not locked.
     V& operator[](const K& key) {
         const Guard guard(mutex_);
         return values_[key];
     }
 
-    // The scope "qor::mt::map". Defined in log_dumper.h.
+    // Defined in log_dumper.h.
     dumper& dump(dumper& d) const;
 
 private:
@@ -112,13 +114,13 @@ private:
 template <class T, class Compare = std::less<T>>
 class set : public Locked<std::set<T, Compare>> {
 public:
-    // False if the value is present already.
+    // Returns false if the value is already present.
     bool insert(T value) {
         const Guard guard(mutex_);
         return values_.insert(std::move(value)).second;
     }
 
-    // The scope "qor::mt::set". Defined in log_dumper.h.
+    // Defined in log_dumper.h.
     dumper& dump(dumper& d) const;
 
 private:

@@ -14,15 +14,16 @@
 
 namespace qor {
 
-// Raises NullHandleException for a dereference in `func`; ends the process under nullHandleAbort.
+// Raises NullHandleException, with `func` as the function. If nullHandleAbort is set, calls
+// std::abort.
 [[noreturn]] QOR_API void nullHandle(const char* func);
 
-// A pointer that is tested when it is followed.
+// A pointer that is tested at each dereference.
 template <class T>
 class SmartPtrBase {
 public:
     T* get() const noexcept { return ptr_; }
-    // Both raise NullHandleException when there is no object.
+    // Both raise NullHandleException if the pointer is null.
     T* operator->() const {
         if (ptr_ == nullptr) [[unlikely]] {
             static const char* const func = memberName<T>("qor::SmartPtrBase", "operator ->");
@@ -47,33 +48,35 @@ protected:
 template <class U, class T>
 concept PointsTo = std::convertible_to<U*, T*>;
 
-// One owner of a Shared object, possibly of none. The object may be shared between threads, a
-// Handle variable may not: one thread must not write it while another one uses it.
+// An owner of a Shared object; a Handle may be null. The object lives as long as a Handle refers to
+// it. Handles of several threads may share an object, but a Handle variable itself is not locked:
+// no thread may change it while another thread uses it.
 template <class T>
 class Handle : public SmartPtrBase<T> {
 public:
     using element_type = T;
 
     constexpr Handle() noexcept = default;
-    // Takes a share in the object; a new one has no other owner. Null is no object.
+    // Adds an owner: increments the object's count. The pointer may be null.
     constexpr Handle(T* ptr) noexcept : SmartPtrBase<T>(ptr) { share(); }
     Handle(const Handle& other) noexcept : SmartPtrBase<T>(other) { share(); }
     Handle(Handle&& other) noexcept : SmartPtrBase<T>(std::exchange(other.ptr_, nullptr)) {}
     template <PointsTo<T> U>
     Handle(const Handle<U>& other) noexcept : Handle(static_cast<T*>(other.get())) {}
-    // Takes over a share that the object counts already.
+    // A Handle for a reference that the object has already counted: the count is not changed.
     static Handle adopt(T* ptr) noexcept {
         Handle handle;
         handle.ptr_ = ptr;
         return handle;
     }
-    // Transfers the share to the caller, who releases it by __SubRef or adopt.
+    // Sets this Handle to null without decrementing the count. The caller must do that later, by
+    // __SubRef or through adopt.
     T* release() noexcept { return std::exchange(this->ptr_, nullptr); }
     ~Handle() {
         if (this->ptr_ != nullptr) this->ptr_->__SubRef();
     }
 
-    // By value: the old object is released last, after this Handle has its new value.
+    // The old object is released after this Handle has its new value.
     Handle& operator=(Handle other) noexcept {
         swap(other);
         return *this;
@@ -81,7 +84,7 @@ public:
     void reset() noexcept { Handle().swap(*this); }
     void swap(Handle& other) noexcept { std::swap(this->ptr_, other.ptr_); }
 
-    // A Handle of another class in the tree, null if the object is none of it.
+    // A Handle to the object as a U (dynamic_cast); null if it is not a U.
     template <class U>
     Handle<U> as() const noexcept {
         return Handle<U>(dynamic_cast<U*>(this->ptr_));
@@ -106,7 +109,7 @@ Handle<T> makeHandle(Place place, Args&&... args) {
         checkedNew<T>(place.file(), place.line(), place.func(), std::forward<Args>(args)...));
 }
 
-// By the object's address.
+// Handles are compared by the addresses of their objects.
 template <class T, class U>
 bool operator==(const Handle<T>& left, const Handle<U>& right) noexcept {
     return left.get() == right.get();

@@ -10,9 +10,8 @@
 
 namespace qor {
 
-// A mutex, a condition, and a count of the notifications that the holder of the mutex has
-// requested. They are sent when the mutex is released, also by a wait, so that no thread wakes up
-// only to block on the mutex.
+// A mutex with a condition variable. Notifications are sent when the mutex is released, by unlock
+// or by a wait, so that no thread wakes up only to block on the mutex.
 //
 //     {
 //         const Monitor::Lock lock(monitor);
@@ -20,12 +19,13 @@ namespace qor {
 //         monitor.notify();
 //     }
 //
-// Notifications wake threads that are waiting when they are sent, one thread each; surplus ones are
-// not kept for a later wait. There are no spurious wake-ups. Still, test the condition in a loop:
-// another thread may take the mutex between the notification and the waking.
+// Each notification wakes one thread that is waiting when it is sent; if no thread is waiting, it
+// is lost. There are no spurious wake-ups. Still, test the condition in a loop: another thread may
+// take the mutex before the woken thread has it.
 //
-// Any thread may use a monitor; it is not recursive. The caller of a release ensures that the
-// monitor still exists when the release returns: signals are sent after the mutex is released.
+// Any thread may use a monitor; it is not recursive. unlock sends the signals after it has released
+// the mutex: the caller must ensure that no other thread destroys the monitor before unlock
+// returns.
 class QOR_API Monitor : noncopyable {
 public:
     // Holds a Monitor for a scope.
@@ -43,7 +43,7 @@ public:
 
     void lock() const;
     void unlock() const;
-    // True if the calling thread has the lock now.
+    // Takes the lock if it is free; returns whether it did.
     bool tryLock() const;
 
     // Call these only with the lock held.
@@ -68,8 +68,8 @@ private:
     // The mutex guards the following members. pending_ is always 0 when the mutex is taken.
     mutable long long pending_ = 0;
     mutable unsigned long long broadcasts_ = 0;
-    // Of the threads that wait since the last broadcast: those with no notification, and the
-    // notifications that others of them have been sent and not seen yet.
+    // Both count from the last broadcast: waiting_ the waiting threads that have no notification,
+    // granted_ the notifications that were sent and that no thread has taken yet.
     mutable unsigned waiting_ = 0;
     mutable unsigned granted_ = 0;
 };

@@ -8,8 +8,8 @@
 
 namespace qor {
 
-// A mutex that is not recursive: a thread that locks it twice deadlocks, and its tryLock fails.
-// The operations are const so that const members can lock.
+// A mutex that is not recursive: a thread that locks it twice deadlocks, and a thread that has it
+// gets false from tryLock. The operations are const, so that const members can lock.
 class QOR_API Mutex : noncopyable {
 public:
     Mutex();
@@ -17,9 +17,9 @@ public:
 
     void lock() const;
     void unlock() const;
-    // True if the calling thread has the lock now.
+    // Takes the lock if it is free; returns whether it did.
     bool tryLock() const;
-    // Whether unlock really unlocks: always.
+    // Always true, since the mutex is not recursive: unlock releases it.
     bool willUnlock() const noexcept { return true; }
     ACE_Thread_Mutex& impl() const noexcept { return impl_; }
 

@@ -8,11 +8,11 @@
 
 namespace qor {
 
-// A mutex for short, frequent sections. Locking and unlocking a free one takes less than half the
-// time of a Mutex; a thread that has to wait spins shortly and then sleeps, which takes longer than
-// with a Mutex. Not recursive, and not fair: a new thread may overtake waiting ones.
+// A mutex for short, frequent sections. If it is free, locking and unlocking take less than half
+// the time of a Mutex. A thread that has to wait spins shortly and then sleeps, which takes longer
+// than with a Mutex. It is not recursive, and not fair: a new thread may overtake waiting ones.
 //
-// As with a Monitor, the caller of unlock ensures that the mutex still exists when unlock returns.
+// The caller of unlock must ensure that no other thread destroys the mutex before unlock returns.
 class QOR_API QuickMutex : noncopyable {
 public:
     void lock() const noexcept {
@@ -20,7 +20,8 @@ public:
     }
     void unlock() const noexcept {
         taken_.store(0, std::memory_order_release);
-        // This keeps the compiler from reading first. lockTaken keeps the processor from it.
+        // Keeps the compiler from moving the read before the write; for the processor, lockTaken
+        // does so.
         std::atomic_signal_fence(std::memory_order_seq_cst);
         if (toWake_.load(std::memory_order_relaxed) != 0) wakeOne();
     }
@@ -30,8 +31,8 @@ private:
     void wakeOne() const noexcept;
 
     mutable std::atomic<int> taken_{0};
-    // Set while a thread sleeps, or is about to, that no unlock has woken yet: the threads sleep
-    // for as long as it is set.
+    // 1 while a thread that no unlock has woken yet sleeps, or is about to sleep. Threads sleep
+    // while it is 1.
     mutable std::atomic<int> toWake_{0};
     mutable std::atomic<int> sleepers_{0};
 };

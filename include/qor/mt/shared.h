@@ -9,13 +9,13 @@
 namespace qor {
 
 // The base of objects with a reference count: derive from it (virtually if several bases derive
-// from it) and hold the object by Handle. The count starts at 0, so a new object has no owner until
-// a Handle takes it; the Handle that decrements the count to 0 deletes it. Counting is atomic:
-// Handles of several threads may share an object. The count is no part of the object's value, so an
-// object may be shared as const.
+// from it) and own the object through Handles. The count starts at 0: a new object has no owner
+// until the first Handle refers to it. When the last Handle is destroyed, it deletes the object.
+// Counting is atomic: Handles of several threads may share an object. The count is not part of the
+// object's value, so an object may be shared as const.
 //
-// The object is deleted by checkedDelete, so create it by makeHandle of handle.h or by checkedNew
-// of mlcheck.h: while the leak table is on, it reports the deletion of an unknown object.
+// Create the object by makeHandle of handle.h, or by checkedNew of mlcheck.h: while the leak table
+// is on, it reports the deletion of an object that it does not have.
 class QOR_API Shared {
 public:
     void __AddRef() const noexcept { refCount_.fetch_add(1, std::memory_order_relaxed); }
@@ -24,7 +24,8 @@ public:
         if (refCount_.fetch_sub(1, std::memory_order_acq_rel) == 1) lastRefGone();
     }
     long __GetRef() const noexcept { return refCount_.load(std::memory_order_relaxed); }
-    // For objects on the stack or in static storage.
+    // If on, the object is not deleted when the count becomes 0: for objects on the stack or in
+    // static storage.
     void __setNoDelete(bool on) noexcept {
         if (on) {
             marks_.fetch_or(kNoDelete, std::memory_order_relaxed);
@@ -34,12 +35,12 @@ public:
     }
 
 protected:
-    // Marks a class whose operator new updates the leak table itself.
+    // For a class whose operator new and delete update the leak table themselves.
     struct OwnAllocation {};
 
     Shared() noexcept = default;
     explicit Shared(OwnAllocation) noexcept : marks_(kOwnAllocation) {}
-    // A copy is an object of its own: it starts with no owner, and assigning moves none.
+    // The count is neither copied nor assigned: a copy starts without an owner.
     Shared(const Shared& other) noexcept
         : marks_(other.marks_.load(std::memory_order_relaxed) & kOwnAllocation) {}
     Shared& operator=(const Shared&) noexcept { return *this; }
@@ -51,8 +52,8 @@ private:
     static constexpr Marks kNoDelete = 1;
     static constexpr Marks kOwnAllocation = 2;
 
-    // For the deletion, once: a destructor that makes and drops a Handle to its own object must not
-    // delete it twice.
+    // True at the first call. A destructor that creates and destroys a Handle to its own object
+    // must not delete it a second time.
     bool markGone() const noexcept {
         return (marks_.fetch_or(kNoDelete, std::memory_order_relaxed) & kNoDelete) == 0;
     }

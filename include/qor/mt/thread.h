@@ -14,7 +14,7 @@
 #include "qor/mt/shared.h"
 
 // Threads. To write a worker, derive from SimpleThread, override the operations that its work
-// needs, and hold it by Handle.
+// needs, and own it by a Handle.
 
 namespace qor {
 
@@ -25,7 +25,7 @@ namespace platform {
 struct SystemThread;
 }
 
-// The system's number of a thread. It compares as the number does.
+// The system's number of a thread.
 class ThreadId {
 public:
     constexpr ThreadId(unsigned id) noexcept : id_(id) {}
@@ -38,7 +38,7 @@ private:
 QOR_API std::ostream& operator<<(std::ostream& os, const ThreadId& id);
 QOR_API dumper& operator<<(dumper& d, const ThreadId& id);
 
-// The system's handle of one thread, or of none. The thread's object and all of its controls share
+// The system's handle of a thread, or none. The Thread object and all of its ThreadControls share
 // it; the last one closes it.
 class QOR_API WinHandleWrapper : public Shared, noncopyable {
 public:
@@ -52,11 +52,11 @@ private:
     platform::SystemThread* thread_ = nullptr;
 };
 
-// Lets other threads query a thread and wait for it. It may outlive both the thread and its object.
-// Any thread may use it.
+// Lets other threads query a thread and wait for its end. It may outlive both the thread and the
+// Thread object. Any thread may use it.
 class QOR_API ThreadControl {
 public:
-    // Of the calling thread.
+    // For the calling thread.
     ThreadControl();
     ThreadControl(const Handle<WinHandleWrapper>& handle, const ThreadId& id);
     ThreadControl(const ThreadControl& other);
@@ -69,16 +69,16 @@ public:
     bool operator<(const ThreadControl& other) const { return id() < other.id(); }
     ThreadId id() const;
 
-    // Waits until the thread has ended; any number of threads may do so, also later. Raises
-    // ThreadSyscallException for a thread that waits for itself, and for one that was not started
-    // by Thread.
+    // Waits until the thread has ended, or returns at once if it has. Any number of threads may
+    // join a thread. Raises ThreadSyscallException if a thread joins itself, and if the thread was
+    // not started by Thread.
     void join() const;
     // Does nothing: a thread that is not joined releases its resources itself.
     void detach() const noexcept {}
-    // False as soon as the thread's body has ended.
+    // Whether the thread's body is still running.
     bool isAlive() const;
 
-    // In whole milliseconds.
+    // Sleeps for the time in whole milliseconds.
     static void sleep(const Time& time);
     static void yield();
 
@@ -90,18 +90,18 @@ private:
     ThreadId id_;
 };
 
-// For whole milliseconds.
+// The calling thread sleeps.
 QOR_API void sleep(unsigned long milliseconds);
 
-// A thread that is started once. While its body runs it holds a share in its own object.
+// A thread, which can be started once. While its body runs, the thread keeps its object alive.
 //
-// An exception that leaves the body is dropped and the thread ends. If the environment variable
-// QOR_RETHROW is exactly "on", the exception is not caught, which ends the process.
+// If an exception leaves the body, it is dropped and the thread ends. If the environment variable
+// QOR_RETHROW is exactly "on", the exception is not caught, and the process ends.
 class QOR_API Thread : public virtual Shared {
 public:
-    // Starts the body with a stack of stackSize bytes: 0 is the system's default, and the system's
-    // minimum is used if that is larger. Raises ThreadStartedException for a second start, and
-    // ThreadSyscallException, with the object unchanged, if the system has no thread.
+    // Starts the body with a stack of stackSize bytes, at least the system's minimum; 0 means the
+    // system's default. Raises ThreadStartedException for a second start. If the system cannot
+    // start a thread, raises ThreadSyscallException and leaves the object unchanged.
     ThreadControl start(unsigned stackSize = 0);
     // These raise ThreadNotStartedException before the start.
     ThreadControl getThreadControl() const;
@@ -119,8 +119,8 @@ protected:
     // The body.
     virtual void run_i() = 0;
 
-    // The two halves of start: the second raises for the result of the first. A caller can release
-    // its locks in between.
+    // The two halves of start: checkLaunch raises the exceptions for the result of launch. The
+    // caller can release its locks in between.
     int launch(unsigned stackSize);
     static void checkLaunch(int result);
 
@@ -137,25 +137,26 @@ private:
     std::atomic<bool> finished_{false};
 };
 
-// The data of a thread for the log. A record changes on its own thread only.
+// The data of a thread for the log. Only the thread itself changes its record.
 struct QOR_API ThreadInfo {
     // Sets the time from the wall clock, and the text if it has changed.
     void updateDateTime();
     // Writes the scope "qor::ThreadInfo".
     dumper& dump(dumper& d) const;
 
-    SimpleThread* thread_ = nullptr;  // null for a thread that is no SimpleThread
+    SimpleThread* thread_ = nullptr;  // null if the thread is not a SimpleThread
     String sThreadId_;                // "{process.thread}", or "<process.thread>" if it is none
     Time currDateTime_;
     String sCurrDateTime_;  // in the form of Time::toDateTime
 };
 
-// For `d << THREAD_FACTORY()`: the records of all threads, in the scope "qor::ThreadFactory".
+// `d << THREAD_FACTORY()` writes the records of all threads.
 struct THREAD_FACTORY {};
 QOR_API dumper& operator<<(dumper& d, THREAD_FACTORY);
 
-// Is notified of the end of its threads. It must outlive them or detach from them first. stop waits
-// for a thread; after detach, a call that has already begun may still arrive.
+// An object that is notified when its threads end. It must outlive its threads, or call stop or
+// detach for each of them first. stop waits for the thread; detach does not wait for a notification
+// that has already begun.
 class QOR_API ThreadOwner {
 public:
     explicit ThreadOwner(const char* name);
@@ -163,7 +164,7 @@ public:
     ThreadOwner& operator=(const ThreadOwner&) = delete;
     virtual ~ThreadOwner();
 
-    // Called on the thread after its work, unless stop waits for its end.
+    // Called on the thread after its work, unless stop() was called for it.
     virtual void onThreadExit(Thread* thread) = 0;
 
     const String& ownername() const noexcept { return ownername_; }
@@ -172,7 +173,8 @@ private:
     String ownername_;
 };
 
-// A worker. Its life is birth, a loop of waiting and working, and death:
+// A worker thread. It runs onBirth, then a loop of onWait and onWork until it is stopped, then
+// onDeath:
 //
 //     class Pump : public SimpleThread {
 //     public:
@@ -182,78 +184,80 @@ private:
 //         bool onWait() override { return wait(Time::milliSeconds(100)), true; }
 //     };
 //
-//     const Handle<Pump> pump(new Pump);
+//     const Handle<Pump> pump = makeHandle<Pump>("main");
 //     pump->startAndWait();
 //     pump->stop();
 //
-// The operations that begin with "on" run on the thread, except onStop, which runs on the thread
-// that stops it. No lock is held during any of them. An exception in one ends the thread as an
-// exception of its body does, and the owner is still notified.
+// The operations that begin with "on" run on the thread itself, except onStop, which runs on the
+// thread that requests the end. No lock is held while they run. If one of them raises on the
+// thread, the thread ends as described at Thread, and the owner is still notified.
 //
-// All other operations may be called by any thread that holds a Handle, also by the thread itself.
+// Any thread that has a Handle, and the thread itself, may call all other operations.
 class QOR_API SimpleThread : public Thread {
 public:
     // The owner may be null.
     SimpleThread(ThreadOwner* owner, const char* name);
 
-    // Start, and wait until onBirth has run or notify is called.
+    // Starts the thread and waits until onBirth has run or notify is called. Raises as
+    // Thread::start.
     void startAndWait(unsigned stackSize = 0);
-    // False on timeout; the thread runs all the same.
+    // Returns false on timeout; the thread keeps running.
     bool startAndWait(Time timeout, unsigned stackSize = 0);
     void startUntilInitialized(unsigned stackSize) { startAndWait(stackSize); }
 
-    // Asks the thread to end after its current pass, and waits until it has ended. Called on the
-    // thread itself it does not wait. A thread that is not started is not waited for; started
-    // later, it runs onBirth and onDeath only.
+    // Requests the end of the thread after its current pass, and waits until it has ended. Does not
+    // wait if called on the thread itself. If the thread is not started, does not wait either; the
+    // thread, started later, runs onBirth and onDeath only. The owner is not notified.
     void stop();
     // Returns false on timeout. The thread then loses its owner and keeps running until it next
     // checks living(). Polls every 20 ms.
     bool stop(Time timeout);
-    // Does not wait; the owner is notified when the thread ends.
+    // Requests the end and does not wait. The owner is notified when the thread ends.
     void stopOnly();
-    // Wait for the end as stop does, but do not request it. Raise ThreadNotStartedException before
-    // the start.
+    // Wait for the end as the two stops do, but do not request it. Raise ThreadNotStartedException
+    // before the start.
     void join();
     bool join(Time timeout);
-    // The owner is not notified any more.
+    // The owner will not be notified of the thread's end.
     void detach() { owner(nullptr); }
 
-    // activeStopping: whether a stop waits for the end. living: whether the work continues.
+    // activeStopping: whether stop() was called. living: false once the end was requested.
     bool activeStopping() const noexcept { return activeStopping_.load(); }
     bool living() const noexcept { return living_.load(); }
-    // living(false) is livingEnd(); living(true) raises InvalidDataException.
+    // living(false) calls livingEnd(); living(true) raises InvalidDataException.
     void living(bool on);
-    // Asks the thread to end; all stops call it.
+    // Requests the end of the thread and calls onStop. All stops call it.
     void livingEnd();
 
-    // Wait for notify, at most for the timeout, and not at all after a request to end. False on
-    // timeout.
+    // Wait for notify, at most for the timeout. After the end was requested they return at once.
+    // Return false on timeout.
     void wait() const;
     bool wait(const Time& timeout) const;
-    // Wakes one waiting thread; it has no effect on later waits.
+    // Wakes one thread that is in wait(). If there is none, the notification is lost.
     void notify();
 
     ThreadOwner* owner() const;
     void owner(ThreadOwner* owner);
-    // Sets the owner of a thread that has none. False if the thread has already reported its end,
-    // so that this owner will not be notified.
+    // Sets the owner if the thread has none. Returns false if the thread has already reported its
+    // end, so that the owner will not be notified.
     bool adopt(ThreadOwner* owner);
 
     const String& name() const noexcept { return name_; }
-    // The name, followed by threadIdString once the thread runs.
+    // The name; once the thread runs, threadIdString is appended.
     String fullname() const;
-    // These raise ThreadNotStartedException before the start. Calls on the thread itself renew its
-    // time stamp; calls from other threads read the last one.
+    // These raise ThreadNotStartedException before the start. A call on the thread itself updates
+    // its time stamp; a call on another thread reads the last time stamp.
     String threadIdString() const { return info().sThreadId_; }
     String currDateTimeString() const { return info().sCurrDateTime_; }
     Time currDateTime() const { return info().currDateTime_; }
     ThreadInfo info() const;
 
-    // The calling thread's record, created at the first use; each call renews its time stamp. It is
-    // valid as long as the thread runs. It may be called at any time and never raises; without
-    // memory for a record its texts are empty.
+    // The calling thread's record, created at the first call; each call updates its time stamp. The
+    // reference is valid as long as the thread runs. It may be called at any time, even before
+    // init. If there is no memory for a record, the texts are empty.
     static const ThreadInfo& current() noexcept;
-    // Removes the records of all threads; threads that still run are added again at their next use.
+    // Removes the records of all threads from the registry. A thread that still runs is added again
+    // at its next call of current().
     static void destroyThreadFactory() noexcept;
 
     // Writes the scope "qor::SimpleThread".
@@ -263,14 +267,14 @@ protected:
     ~SimpleThread() override;
 
     void run_i() override;
-    // The loop. onDeath is called even if it raises.
+    // onBirth, the loop, and onDeath. onDeath is called even if the others raise.
     virtual void run();
 
-    // Return false to skip the loop. startAndWait returns in both cases.
+    // Called first. Return false to skip the loop. startAndWait returns in both cases.
     virtual bool onBirth() { return true; }
-    // Return false to skip the work of this pass.
+    // Called before each onWork. Return false to skip onWork in this pass.
     virtual bool onWait() { return true; }
-    // One pass: calls onLoop, and ends the loop if it returns false.
+    // The work of one pass: calls onLoop, and ends the loop if that returns false.
     virtual void onWork();
     virtual bool onLoop() { return true; }
     virtual void onDeath() {}

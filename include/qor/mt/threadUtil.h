@@ -10,8 +10,8 @@
 namespace qor {
 
 // A thread that does the work of its owner: run, onBirth, onWait, onWork, onLoop, onDeath and
-// onStop are the owner's operations of these names, where it has them, and SimpleThread's where it
-// does not. An owner with private operations befriends its OwnedThread.
+// onStop call the owner's operation of the same name, or SimpleThread's if the owner has none. If
+// the owner's operations are private, OwnedThread must be its friend.
 //
 //     class Service : public ThreadOwner {
 //         bool onLoop();
@@ -19,7 +19,7 @@ namespace qor {
 //         Handle<OwnedThread<Service>> thread_;
 //     };
 //
-// A thread that is detached from its owner no longer calls it, and ends.
+// A thread that is detached from its owner does not call it again, and ends.
 template <class T>
 class OwnedThread : public SimpleThread {
 public:
@@ -77,7 +77,8 @@ protected:
     }
 };
 
-// A thread with an apartment of its own, on systems that have them. Here it is a SimpleThread.
+// STAThread and MTAThread are for systems whose threads have apartments. On POSIX they are plain
+// SimpleThreads.
 class STAThread : public SimpleThread {
 public:
     using SimpleThread::SimpleThread;
@@ -87,32 +88,32 @@ public:
     using SimpleThread::SimpleThread;
 };
 
-// Keeps threads that no other object waits for: a thread that is put here lives until it ends by
-// itself or until close. Any thread may use it, but none of the kept threads may call close.
+// Owns threads that no other object waits for: a thread that was put here is kept until it ends by
+// itself or until close. Any thread may use a manager, but none of the kept threads may call close.
 class QOR_API AsyncThreadManager : public ThreadOwner {
 public:
     explicit AsyncThreadManager(const istr& name);
-    // Closes.
+    // Calls close.
     ~AsyncThreadManager() override;
 
-    // Takes threads again after a close; a new manager takes them at once.
+    // Accepts threads again after close. A new manager is open.
     void open() noexcept { closing_ = false; }
-    // Takes a started thread. The manager becomes its owner unless it has one; a thread with
-    // another owner, and one that is stopped by other code, is kept until close. After close the
-    // thread is refused with a log entry.
+    // Adds a started thread; a null handle raises NullHandleException. The manager becomes the
+    // thread's owner if it has none. A thread that has another owner, or that other code stops, is
+    // kept until close. After close the thread is not added, and an error is logged.
     void put(Handle<SimpleThread> thread);
-    // Stops the remaining threads one by one. A thread that does not stop within 10 seconds is
-    // abandoned.
+    // Stops the remaining threads one after the other. A thread that has not ended after 10 seconds
+    // is detached and keeps running.
     void close();
     // The number of threads kept.
     std::size_t size() const { return threads_.size(); }
 
     void onThreadExit(Thread* thread) override;
-    // The scope "qor::AsyncThreadManager". The threads are held meanwhile.
+    // The threads are kept alive while they are dumped.
     dumper& dump(dumper& d) const;
 
 private:
-    mt::set<Handle<SimpleThread>> threads_;  // its lock guards the decision to take a thread too
+    mt::set<Handle<SimpleThread>> threads_;  // its lock also guards the decision to accept a thread
     const String name_;
     std::atomic<bool> closing_{false};
 };

@@ -13,7 +13,7 @@
 #include "qor/nbr/stream.h"
 
 // The binding of user types to nbr. A type with a codec (see qor/base/field.h) is written and read
-// by
+// by:
 //
 //     nbr::CodecStream out;
 //     nbr::encode(out, contact);        // out.str() is the message
@@ -21,25 +21,24 @@
 
 namespace qor::nbr {
 
-// The tags inside containers. A list is a complex value whose items are its elements, and the
-// elements of a map are complex values of a key and a mapped value.
+// The tags inside containers. A list is a complex value whose items are its elements; an element of
+// a map is a complex value of a key and a mapped value.
 inline constexpr unsigned char kElementTag = 1;
 inline constexpr unsigned char kKeyTag = 1;
 inline constexpr unsigned char kMappedTag = 2;
 
-// The greatest depth of nested objects in a decoded message. Each level uses the stack of one
-// codec.
+// The largest depth of nested objects in a decoded message. Each level uses the stack of one codec.
 inline constexpr unsigned kMaxDepth = 500;
 
-// Types that a codec carries, whether it is written for all streams or for CodecStream; and types
-// that are carried as their elements.
+// Object: types with a codec, for all streams or for CodecStream only. List: containers, which are
+// written as their elements.
 template <class T>
 concept Object = CodecType<T, CodecStream>;
 template <class T>
 concept List = Container<T> && !Object<T>;
 
-// The stream that writes the fields of a codec after the bytes of an OutputStream. The write
-// position is kept here, where a compiler can hold it in registers; finish passes it to the stream.
+// The stream that writes the fields of a codec, appending to an OutputStream. The write position is
+// kept here, where a compiler can hold it in registers; finish passes it to the OutputStream.
 class QOR_API Writer : public CodecHooks, noncopyable {
 public:
     explicit Writer(OutputStream& os) : os_(os) { resume(); }
@@ -47,7 +46,7 @@ public:
 
     static constexpr bool encoding() noexcept { return true; }
 
-    // A field; an optional value that is not set is none.
+    // Writes a field; nothing for an optional value that is not set.
     template <class T>
     void writeField(unsigned char tag, const T& member) {
         if constexpr (OptionalValue<T>) {
@@ -57,7 +56,7 @@ public:
         }
     }
 
-    // A value without a tag.
+    // Writes a value without a tag.
     template <class T>
     void writeValue(const T& value) {
         static_assert(!OptionalValue<T>, "a value that may be missing has to be a field");
@@ -118,7 +117,7 @@ private:
         }
     }
 
-    // Types that write to the stream itself.
+    // For types that write to the OutputStream themselves.
     template <class T>
     static void writeElsewhere(OutputStream& os, const T& value) {
         if constexpr (std::derived_from<T, CodecInterface>) {
@@ -178,10 +177,10 @@ private:
     bool utf8_;
 };
 
-// The stream that reads the fields of a codec from a value of a tree.
+// The stream that reads the fields of a codec from a value of a parsed tree.
 class QOR_API Reader : public CodecHooks, noncopyable {
 public:
-    // Reads the value of `is`. A simple value, or none, has no fields.
+    // Reads the value of `is`. If that is simple or null, it has no fields.
     explicit Reader(const InputStream& is) noexcept
         : Reader(is.value_, Context{is.depth_, is.utf8_}, is.expected_) {}
     // Passes the likely position of the next fields to the stream.
@@ -207,8 +206,8 @@ private:
 
     // The data that all parts of an object share.
     struct Context {
-        unsigned depth;  // of the object in those around it
-        bool utf8;       // narrow text in memory is UTF-8
+        unsigned depth;  // nesting depth of the object
+        bool utf8;       // the configured code page is UTF-8
     };
 
     // Reads a value as the target's type.
@@ -262,7 +261,7 @@ private:
         }
     }
 
-    // A container is replaced as a whole, and unchanged if an element cannot be read.
+    // Replaces the whole container. If an element cannot be read, the container is unchanged.
     template <class C>
     static void readElements(ComplexValue& list, Context context, C& target) {
         C elements;
@@ -315,7 +314,7 @@ void field(CodecStream& s, const FieldKey& key, T& member) {
     }
 }
 
-// The codec of a CodecInterface: calls `fields`, inside an Entry when the stream writes. `fields`
+// For the codec of a CodecInterface: calls `fields`, inside an Entry if the stream writes. `fields`
 // binds the members, as a codec template does:
 //
 //     void codec(nbr::CodecStream& s) override {
@@ -328,7 +327,7 @@ void runCodec(CodecStream& s, Fields fields) {
     fields();
 }
 
-// Appends an object to the stream; a failure leaves the stream unchanged.
+// Appends an object to the stream. If an exception is raised, the stream is unchanged.
 template <class T>
 void encode(OutputStream& os, const T& object) {
     OutputStream::Rollback rollback(os);
@@ -342,10 +341,11 @@ void encode(CodecStream& s, const T& object) {
     encode(s.bos(), object);
 }
 
-// Reads an object from a message. Fields that the message lacks are unchanged, also if it has no
-// value at all. Raises DecodeException for bytes that are not nbr, for a complex value in place of
-// a scalar or text, and for objects nested too deeply; members that were read before are changed
-// then. A member of type istr becomes a view of the message.
+// Reads an object from a message. Fields that the message lacks are unchanged; so is the whole
+// object if the message has no value. Raises DecodeException for bytes that are not nbr, for a
+// complex value in place of a scalar or text, and for objects nested deeper than kMaxDepth; members
+// that were already read are then changed. A member of type istr becomes a view of the message,
+// which must outlive it.
 template <class T>
 void decode(const InputStream& is, T& object) {
     Reader::read(is, object);

@@ -12,7 +12,7 @@
 #include "qor/base/exception.h"
 #include "qor/util/BinaryStream.h"
 
-// The values of an nbr tree. docs/formats.md has the format byte by byte.
+// The values of an nbr tree. docs/formats.md describes the format byte by byte.
 
 namespace qor {
 
@@ -25,20 +25,20 @@ class parser;
 
 QOR_DECLARE_EXCEPTION(DecodeException, "qor::nbr::DecodeException");
 
-// A value of a tree that nbr::parser or the program built. Delete a tree through its root. Several
-// threads may read a tree while no thread changes it.
+// A value of a tree that nbr::parser or the program has built. Delete a tree by deleting its root.
+// Several threads may read a tree while no thread changes it.
 class QOR_API ValueBase {
 public:
     virtual ~ValueBase();
     virtual bool simple() const noexcept = 0;
     virtual dumper& dump(dumper& d) const = 0;
 
-    // Tell the leak table.
+    // Record the value in the leak table.
     static void* operator new(std::size_t size);
     static void operator delete(void* ptr) noexcept;
 
 private:
-    // The two kinds below are all that there are.
+    // Only the two classes below derive from it.
     friend class SimpleValue;
     friend class ComplexValue;
     friend class Reader;
@@ -46,22 +46,22 @@ private:
     ValueBase(const ValueBase&) noexcept = default;
     ValueBase& operator=(const ValueBase&) noexcept = default;
 
-    bool simple_;  // as simple(), at no call
+    bool simple_;  // as simple(), without a virtual call
 };
 
-// A leaf: a view of its data. The buffer that was parsed must outlive it.
+// A leaf: a view of its data. The parsed buffer must outlive it.
 class QOR_API SimpleValue final : public ValueBase {
 public:
-    // The mark of text, which only dump uses.
+    // `text` is the mark of text, which only dump uses.
     explicit SimpleValue(bool text) noexcept : ValueBase(true), text_(text) {}
     SimpleValue(istr data, bool text) noexcept : ValueBase(true), text_(text), data_(data) {}
 
     bool simple() const noexcept override { return true; }
     const istr& data() const noexcept { return data_; }
 
-    // Reads the data as the target's type, which is not part of the message. Missing bytes of a
-    // number are 0, and it is not sign-extended, so the type must be the one that was written. Data
-    // of 128 to 255 bytes (modulo 256) is no number: BinaryDecodeException.
+    // Reads the data as the target's type. The type is not part of the message: missing bytes of a
+    // number are 0, and it is not sign-extended, so use the type that was written. Raises
+    // BinaryDecodeException if a number has 128 to 255 bytes (modulo 256).
     template <WireScalar T>
     void read(T& value) const {
         value = fromWire<T>(readUint(wireWidth<T>()));
@@ -69,11 +69,11 @@ public:
     void read(Time& value) const { value = Time::microSeconds(readInt(8)); }
     void read(istr& data) const noexcept { data = data_; }
     void read(Bytes& data) const { data = data_; }
-    // From UTF-8 to the configured code page.
+    // A std::string is converted from UTF-8 to the configured code page.
     void read(std::string& text) const;
     void read(std::wstring& text) const;
 
-    // Marked text in single quotes, other data in hexadecimal.
+    // Writes marked text in single quotes, other data in hexadecimal.
     dumper& dump(dumper& d) const override;
 
 private:
@@ -86,7 +86,7 @@ private:
     istr data_;
 };
 
-// An inner node: a list of tagged values, which it owns. Tags may repeat.
+// An inner node: a list of tagged values, which it owns. Several values may have the same tag.
 //
 // The stack use of building, copying, dumping and deleting a tree does not depend on its depth.
 class QOR_API ComplexValue final : public ValueBase {
@@ -118,8 +118,8 @@ public:
     ~ComplexValue() override;
 
     bool simple() const noexcept override { return false; }
-    // Takes ownership of the value, which was allocated with new, unless it raises. Null is not
-    // added.
+    // Adds and owns the value, which must have been allocated by new. If std::bad_alloc is raised,
+    // the caller still owns it. A null pointer is ignored.
     void add(unsigned char tag, ValueBase* value);
     // The last value with this tag; null if there is none.
     ValueBase* get(unsigned char tag) const noexcept;
@@ -134,7 +134,7 @@ private:
     friend Pool;
     friend parser;
 
-    // A node whose items and children live in a pool, its own or that of its tree.
+    // A node whose items and children are in a pool, its own or that of its tree.
     ComplexValue(Pool& pool, bool ownsPool) noexcept
         : ValueBase(false), ownsPool_(ownsPool), pool_(&pool) {}
     void append(Item item) {
@@ -153,7 +153,8 @@ private:
     void enterInIndex(Item item);
     void copyItems(const ComplexValue& other);
     void swap(ComplexValue& other) noexcept;
-    // As get, but tries the expected place first, and sets the next one.
+    // As get, but tries the position `expected` first, and sets it to the position after the
+    // result.
     ValueBase* find(unsigned char tag, ulong32& expected) const noexcept {
         if (expected < size_ && (order_ & kAscending) != 0 && items_[expected].first == tag) {
             return items_[expected++].second;
@@ -162,10 +163,11 @@ private:
     }
     ValueBase* findFar(unsigned char tag, ulong32& expected) const noexcept;
 
-    // Properties of all tags: each is greater than the previous one; all are equal.
+    // Properties of the tags. Ascending: each is greater than the previous one. Uniform: all are
+    // equal.
     static constexpr unsigned char kAscending = 1;
     static constexpr unsigned char kUniform = 2;
-    // Up to this number, unordered items are searched one by one.
+    // Up to this number, items without such an order are searched one by one.
     static constexpr ulong32 kScanned = 16;
 
     bool ownsPool_ = false;
@@ -173,7 +175,7 @@ private:
     ulong32 size_ = 0;
     ulong32 capacity_ = 0;
     Item* items_ = nullptr;
-    ValueBase** index_ = nullptr;  // by tag; only for many items in no order
+    ValueBase** index_ = nullptr;  // by tag; only for many items without an order
     Pool* pool_ = nullptr;
 };
 

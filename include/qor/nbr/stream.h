@@ -12,20 +12,19 @@
 #include "qor/string/string_buffer.h"
 #include "qor/util/wire_value.h"
 
-// The streams that write and read nbr values. qor/nbr/binding.h uses them for user types. A stream
-// belongs to one thread.
+// The streams that write and read nbr values. For user types, use qor/nbr/binding.h. Use a stream
+// from one thread only.
 
 namespace qor::nbr {
 
 class Writer;
 
-// Writes values into a growing buffer of bytes. A write that raises std::bad_alloc leaves the
-// stream unchanged.
+// Writes values to a growing buffer. If a write raises std::bad_alloc, the stream is unchanged.
 class QOR_API OutputStream {
 public:
-    // Writes a complex value: its start now, its end at destruction. The room for the end is
-    // reserved from the start, so closing never fails; nothing may be assigned to the stream
-    // meanwhile.
+    // Writes a complex value: the constructor writes its start, the destructor its end. The room
+    // for the end is reserved by the constructor, so the destructor cannot fail; do not assign to
+    // the stream meanwhile.
     class Entry : noncopyable {
     public:
         explicit Entry(OutputStream& os) : os_(os) {
@@ -51,10 +50,11 @@ public:
         writeInt(toWire(value));
     }
     void operator<<(const Time& value) { *this << value.toMicroSeconds(); }
-    // A literal is refused: it could be data and text.
+    // Writes the bytes of the view. A string literal does not compile: it could be bytes or text.
     void operator<<(istr data) { write_i(data, false); }
     void operator<<(const Bytes& data) { write_i(data, false); }
-    // Converted from the configured code page to UTF-8; only this form has the mark of text.
+    // A std::string is converted from the configured code page to UTF-8, and marked as text. Wide
+    // text is not marked.
     void operator<<(const std::string& text);
     void operator<<(iwstr text);
     void operator<<(const std::wstring& text) { *this << iwstr(text); }
@@ -71,7 +71,8 @@ public:
 
     dumper& dump(dumper& d) const;
 
-    // Removes the bytes that were written while it lived, unless it is dismissed.
+    // Its destructor removes the bytes that were written since its construction, unless dismiss()
+    // was called.
     class Rollback : noncopyable {
     public:
         explicit Rollback(OutputStream& os) noexcept : os_(&os), size_(os.buffer_.size()) {}
@@ -114,10 +115,10 @@ private:
     bool utf8_;
 };
 
-// Walks a parsed tree.
+// Reads a parsed tree.
 class QOR_API InputStream : noncopyable {
 public:
-    // A node of a tree that it does not own, or null.
+    // A node of a tree, which is not owned and may be null.
     explicit InputStream(ValueBase* value) : value_(value) {}
     explicit InputStream(std::nullptr_t) {}
     // Parses and owns the tree, whose leaves are views of the data. Raises DecodeException.
@@ -130,11 +131,11 @@ public:
 
     void swap(InputStream& other) noexcept;
 
-    // Null if the data held no value.
+    // Null if the data had no value.
     ValueBase* get() const noexcept { return value_; }
-    // Null if there is no value, if it is simple, and for a tag that it does not have.
+    // The last item with this tag; null if there is none, or if the value is null or simple.
     ValueBase* getChild(unsigned char tag) const noexcept;
-    // Null if there is no value; DecodeException for a complex one.
+    // Null if there is no value. Raises DecodeException if the value is complex.
     SimpleValue* getSimpleValue() const;
 
     dumper& dump(dumper& d) const;
@@ -145,15 +146,15 @@ private:
 
     InputStream(ValueBase* value, unsigned depth) : depth_(depth), value_(value) {}
 
-    // First, since reading the code page may raise, and then there is nothing to delete yet.
+    // The first member: reading the code page may raise, and then there is no tree to delete yet.
     bool utf8_ = wire::textIsUtf8();
     bool owned_ = false;
-    unsigned depth_ = 0;    // of the object in those around it
+    unsigned depth_ = 0;    // nesting depth of the object
     ulong32 expected_ = 0;  // the item that a codec is likely to read next
     ValueBase* value_ = nullptr;
 };
 
-// The type's names, given by a codec. nbr has tags and ignores them.
+// A codec passes the names of its type to these. nbr has only tags and ignores them.
 struct CodecHooks {
     void enter(istr, istr, istr, istr) noexcept {}
     void leave() noexcept {}
@@ -161,7 +162,7 @@ struct CodecHooks {
     void leaveSuper() noexcept {}
 };
 
-// One object for both directions, so that one codec serves both.
+// A stream that either writes or reads, so that one codec serves both directions.
 class QOR_API CodecStream : public CodecHooks {
 public:
     // For writing.
@@ -180,12 +181,13 @@ private:
     OutputStream bos_;
 };
 
-// A run of a codec on a stream of the caller, which the CodecStream borrows meanwhile.
+// Runs a codec on a stream of the caller: while it exists, its CodecStream has that stream's
+// content.
 class QOR_API CodecRun : noncopyable {
 public:
     explicit CodecRun(OutputStream& os);
-    // Raises DecodeException if objects are nested too deeply, also by runs that a codec started
-    // itself.
+    // Raises DecodeException if objects are nested deeper than kMaxDepth, including runs that a
+    // codec has started itself.
     explicit CodecRun(InputStream& is);
     ~CodecRun();
     CodecStream& stream() noexcept { return stream_; }
@@ -195,22 +197,22 @@ private:
     OutputStream* os_ = nullptr;
     InputStream* is_ = nullptr;
     unsigned depth_ = 0;  // from the input stream
-    unsigned outer_ = 0;  // of the run around this one
+    unsigned outer_ = 0;  // of the enclosing run
 };
 
-// The base of types that are carried through a pointer. Its codec writes and reads the whole value,
-// the Entry around it included: see runCodec.
+// The base of types that are written and read through a reference to this class. The codec writes
+// and reads the whole value, including the Entry: see runCodec.
 class QOR_API CodecInterface : public virtual Interface {
 public:
     virtual void codec(CodecStream& s) = 0;
 
-    // Appends to the stream; a failure leaves the stream as it was.
+    // Appends to the stream. If an exception is raised, the stream is unchanged.
     void encode(OutputStream& os) const;
     // A stream without a value leaves the object unchanged.
     void decode(InputStream& is);
 };
 
-// Shows an encoded buffer as its tree.
+// Written to a stream or a dumper, shows an encoded buffer as a tree.
 struct QOR_API dump_buf {
     explicit dump_buf(const istr& encoded) noexcept : data(encoded) {}
     // Raises DecodeException.

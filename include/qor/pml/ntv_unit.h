@@ -22,35 +22,42 @@ namespace qor::pml::ntv {
 
 using qor::DuplicatedUnitException;
 
-// A volatile scalar, for a member that other threads read. One access reads or writes it; the tree
-// itself is not protected.
+// A volatile scalar, for a member that other threads also access. It is read or written by a single
+// access; the tree itself is not protected.
 template <class T>
 concept VolatileScalar = std::is_volatile_v<T> && WireScalar<std::remove_volatile_t<T>>;
 
-// A node of a pml tree: a name, a type and a value, which is a scalar or a list of child units.
-// Nearly all scalars are text: operator<< writes a number as its text and operator>> parses it, so
-// that a parsed tree and one that was built by code look the same. The type is any text; the tree
+// A node of a pml tree: a name, a type and a value, which is a scalar or a list of child units:
+//
+//     Unit unit("contact");
+//     unit["name"] << "Ann";
+//     unit["age"] << 30;
+//     long age = 0;
+//     std::as_const(unit)["age"] >> age;
+//
+// Nearly all scalars are text: operator<< stores a number as its text and operator>> parses it, so
+// that a parsed tree and one that was built by code are equal. The type is any text; the tree
 // itself uses only "utf8" for wide text and "base64" for bytes.
 //
-// Children with a name are found by it, those without one by "[" index "]". A child with the name
-// of a sibling is not added; a child that gets such a name later is found by its index too. Finding
-// a child by its name takes O(log n).
+// A child with a name is found by it, a child without one by "[" index "]". A child with the name
+// of a sibling is not added; a child that gets such a name later is found by its index. Finding a
+// child by its name takes O(log n).
 //
-// A unit owns its value, and through it its children, which are deleted only through their parent.
-// The stack use of building, copying, showing and deleting a tree does not depend on its depth. A
-// tree belongs to one thread at a time; nothing here locks.
+// A unit owns its value, and through it its children; do not delete a child directly. The stack use
+// of building, copying, writing and deleting a tree does not depend on its depth. Only one thread
+// at a time may use a tree; there are no locks.
 class QOR_API Unit {
 public:
     explicit Unit(Unit* parent = nullptr) noexcept : parent_(parent) {}
     explicit Unit(istr name, Unit* parent = nullptr) : name_(name), parent_(parent) {}
-    // As value(ValueBase*) takes the value.
+    // The value is owned as by value(ValueBase*).
     Unit(istr name, istr type, ValueBase* value, Unit* parent = nullptr);
     Unit(istr name, istr type, istr value, Unit* parent = nullptr);
     explicit Unit(ValueBase* value, Unit* parent = nullptr);
-    // Name, type and a copy of the value; a root.
+    // Copies name, type and value; the new unit has no parent.
     Unit(const Unit& other);
-    // The same, but parent and index are kept. The other unit may be a part of this one. The name
-    // is set as by name(istr).
+    // Copies name, type and value; parent and index are kept. `other` may be a part of this unit.
+    // The name is set as by name(istr).
     Unit& operator=(const Unit& other);
     ~Unit();
 
@@ -61,26 +68,26 @@ public:
     // Children.
 
     // Appends the child and returns true; the unit then owns it. A unit with a string becomes a
-    // list with the string in a first child without a name; another scalar is dropped.
+    // list, with the string in a first child without a name; another scalar is dropped.
     //
-    // Otherwise the caller still owns the child: the result is false for null and if memory runs
-    // out, and DuplicatedUnitException is raised for the name of a sibling.
+    // Otherwise the caller still owns the child: returns false for null and if memory runs out, and
+    // raises DuplicatedUnitException if a sibling has the name.
     bool addChild(Unit* child);
-    // The same, but always takes ownership; raises std::bad_alloc if memory runs out.
+    // The same, but always owns the child, and raises std::bad_alloc if memory runs out.
     void addChild(std::unique_ptr<Unit> child);
     // Append a new unit, or a copy. Nothing is added unless the result is true.
     bool addChild(istr name);
     bool addChild(istr name, istr value);
     bool addChild(istr name, istr type, istr value);
     bool addChild(const Unit& child);
-    // Copies a child with a name over the child of that name, which is created if there is none.
-    // Deliberate (compatibility): returns false then, although it has succeeded. A child without a
-    // name is appended as by addChild. Always takes ownership of the child.
+    // Copies `child` to the child of the same name, which is created if it is missing. Deliberate
+    // (compatibility): returns false then, although it has succeeded. A child without a name is
+    // appended as by addChild. Always owns the argument.
     bool addOrUpdateChild(Unit* child);
     bool updateChild(istr name, istr value);
     bool updateChild(istr name, istr type, istr value);
     bool updateChild(const Unit& child);
-    // False if there is no such child. A child that is no string gives empty text.
+    // Returns false if there is no such child. A child that is not a string gives empty text.
     bool getChild(istr name, String& value) const;
 
     // Null if there is no such child. An empty name and "." are the unit itself, "/" its root and
@@ -88,16 +95,16 @@ public:
     Unit* at(istr name) const;
     Unit* at(const char* begin, const char* end) const { return at(istr(begin, end)); }
     Unit* at(const unsigned char* begin, const unsigned char* end) const;
-    // Searches only the children, and creates the child if there is none. Beware: on a unit that is
-    // not const, ".", ".." and "/" are names like any other: at("..") creates a child of that name.
-    // std::as_const(unit).at("..") is the parent.
+    // Searches only the children, and creates the child if it is missing. Note that here ".", ".."
+    // and "/" are ordinary names: at("..") of a unit that is not const creates a child of that
+    // name, while std::as_const(unit).at("..") is the parent.
     Unit* at(istr name);
-    // Null, with an error in the log, if there is no such child or no list.
+    // If there is no such child or no list, returns null and logs an error.
     Unit* childAt(unsigned long index) const;
-    // Follows a path: names, "." and ".." with "/" between them, from the root if it begins with
-    // "/"; "[2]" is the third child. Creates nothing; null if there is no such unit.
+    // Follows a path: names, "." and "..", separated by "/", from the root if it begins with "/";
+    // "[2]" is the third child. Creates nothing; null if there is no such unit.
     Unit* find(istr path) const;
-    // As childAt and at, with null() in place of null.
+    // As childAt and at, but return null() instead of a null pointer.
     template <std::integral N>
     const Unit& operator[](N index) const {
         return orNull(childAt(static_cast<unsigned long>(index)));
@@ -112,53 +119,55 @@ public:
         return (*this)[index];
     }
     const Unit& operator()(istr name) const { return orNull(at(name)); }
-    // As the at of a unit that is not const: creates the child if there is none.
+    // Creates the child if it is missing.
     Unit& operator[](istr name) { return *at(name); }
     unsigned long numofChildren() const noexcept;
 
     Unit* root() const noexcept;
     Unit* parent() const noexcept { return parent_; }
     void parent(Unit* unit) noexcept { parent_ = unit; }
-    // The place among the parent's children.
+    // The position among the parent's children.
     unsigned long index() const noexcept { return index_; }
     void index(unsigned long n) noexcept { index_ = n; }
-    // The names or indices of the units from below the root down to this one, each after a "/"; "/"
-    // for the root.
+    // "/" and the name or "[" index "]" of each unit from below the root to this one; "/" for the
+    // root.
     String path() const;
 
-    // What it is.
+    // Name, type and value.
 
     const String& name() const noexcept { return name_; }
-    // Accepts any name. If a sibling has it already, at(name) of the parent still returns the
+    // Accepts any name. If a sibling already has it, at(name) of the parent still returns the
     // sibling, and this unit is found by "[" index "]" until it is renamed. The text of such a tree
-    // has the name twice, and does not read back.
+    // has the name twice and cannot be read back.
     void name(istr text);
     const String& type() const noexcept { return type_; }
     void type(istr text) { type_ = text; }
     // Null for a unit without a value.
     ValueBase* value() noexcept { return value_; }
     const ValueBase* value() const noexcept { return value_; }
-    // Replaces the value, and takes ownership of the new one in any case, also if it raises. The
-    // children of a list become those of this unit. Raises DuplicatedUnitException for a list with
-    // a repeated name; the unit is unchanged then.
+    // Replaces the value. Owns the new one in any case, even if an exception is raised. The
+    // children of a list become those of this unit. For a list with a repeated name, raises
+    // DuplicatedUnitException and leaves the unit unchanged.
     void value(ValueBase* newValue);
     void value(istr text) { setValue(text); }
-    // Children are deleted. A scalar that is no string is unchanged, and the text is dropped.
+    // Sets the value to a string; children are deleted. If the value is a scalar that is not a
+    // string, it is unchanged and the text is dropped.
     void setValue(istr text);
     // Transfers the value, which may be null, to the caller.
     ValueBase* popValue();
-    // Back to an empty unit without a parent.
+    // Resets to an empty unit without a parent.
     void clear() noexcept;
     // Replaces the value by an empty list.
     void initValueAsList();
-    // Stored, and nothing else.
+    // A flag for the caller; it has no effect.
     bool allNesessary() const noexcept { return allNesessary_; }
     void allNesessary(bool on) noexcept { allNesessary_ = on; }
 
     // Scalars.
 
-    // Set the value to the text of a scalar, as setValue does: 1 and 0 for bool, the character
-    // itself for one of 8 bits, the code of a wide one, decimal numbers, six significant digits.
+    // Set the value, by setValue, to the text of a scalar: "1" or "0" for bool, an 8-bit character
+    // itself, the code of a wide character, decimal numbers, floating point with six significant
+    // digits.
     template <WireScalar T>
     Unit& operator<<(T value) {
         return setScalar(value);
@@ -168,23 +177,23 @@ public:
     Unit& operator<<(const std::string& text) { return *this << istr(text); }
     Unit& operator<<(const char* text) { return *this << istr(text); }
     Unit& operator<<(const unsigned char* text) { return *this << istr(text); }
-    // UTF-8 in Base64, with the type "utf8".
+    // Wide text is stored as Base64 of UTF-8, with the type "utf8".
     Unit& operator<<(iwstr text);
     Unit& operator<<(const std::wstring& text) { return *this << iwstr(text); }
     Unit& operator<<(const wchar_t* text) { return *this << iwstr(text); }
-    // Base64, with the type "base64".
+    // Stored as Base64, with the type "base64".
     Unit& operator<<(const Bytes& bytes);
-    // The full date and time, to the millisecond, in local time.
+    // Stored as Time::toFullDateTime: local time, to the millisecond.
     Unit& operator<<(const Time& time);
-    // Takes the type and a copy of the value.
+    // Copies type and value.
     Unit& operator<<(const Unit& other);
-    // Appends a copy of every child of the other unit, each as addChild does.
+    // Appends a copy of each child of `other`, as by addChild.
     Unit& operator+=(const Unit& other);
 
-    // Read the text as the target's type. False, with the target unchanged, unless the value is a
-    // string that is not empty and parses: a number may be followed by other text, a bool is
-    // "true", "false" or a number, a character is the first one. Wide text is Base64 of UTF-8 for
-    // the type "utf8", otherwise text in the configured code page.
+    // Read the text as the target's type. Return false, and leave the target unchanged, if the
+    // value is not a string, is empty, or cannot be parsed. A number may be followed by other text;
+    // a bool is "true", "false" or a number; a character is the first one of the text. Wide text is
+    // Base64 of UTF-8 if the type is "utf8", otherwise text in the configured code page.
     template <WireScalar T>
     bool operator>>(T& target) const {
         return readScalar(target);
@@ -200,10 +209,10 @@ public:
     bool operator>>(std::wstring& target) const;
     bool operator>>(Bytes& target) const;
     bool operator>>(Time& target) const;
-    // other << *this; true.
+    // Calls other << *this and returns true.
     bool operator>>(Unit& other) const;
 
-    // Null and false for a value that is something else.
+    // Set the target to null and return false if the value is of another kind.
     bool getValue(StringValue*& target) const noexcept;
     bool getValue(ListValue*& target) const noexcept;
     StringValue* stringValue() const noexcept {
@@ -214,29 +223,29 @@ public:
         const bool is = value_ != nullptr && value_->kind_ == ValueBase::Kind::List;
         return is ? static_cast<ListValue*>(value_) : nullptr;
     }
-    // Empty if the value is no string.
+    // Empty if the value is not a string.
     istr getStringValue() const noexcept;
-    // Neither name nor type nor value.
+    // True if there is no name, no type and no value.
     bool empty() const noexcept;
-    // No string, or one without text, and no list. So a list is not empty, even without children,
-    // and a scalar that is no string is: that is kept so.
+    // True if there is no value, an empty string, or a scalar that is not a string. Deliberate
+    // (compatibility): a list is never empty, even without children, and a number always is.
     bool valueEmpty() const noexcept;
-    // No value, or a scalar.
+    // True if there is no value or a scalar.
     bool simple() const noexcept { return value_ == nullptr || value_->single(); }
-    // Where the chain of only children that begins here ends.
+    // Follows the only child as long as a unit has exactly one; returns the last unit.
     const Unit& chainEnd() const noexcept;
-    // The whole subtree is such a chain.
+    // True if no unit of the subtree has more than one child.
     bool childWasSingle() const noexcept { return chainEnd().numofChildren() == 0; }
-    // At least two children, all without a name and with a type.
+    // True if there are at least two children, all without a name and with a type.
     bool childrenWereUnnamedList() const noexcept;
 
-    // As text. The second form appends; false for an unknown mode.
+    // The unit as text. The second form appends, and returns false for an unknown mode.
     String str(ShowMode mode = ShowMode::FORMATTED, ShowPattern pattern = ShowPattern::ALL) const;
     bool toString(String& out, ShowMode mode = ShowMode::FORMATTED,
                   ShowPattern pattern = ShowPattern::ALL) const;
     dumper& dump(dumper& d) const;
 
-    // Tell the leak table.
+    // Record the unit in the leak table.
     static void* operator new(std::size_t size);
     static void* operator new(std::size_t size, const char* file, unsigned line, const char* func);
     static void operator delete(void* ptr) noexcept;
@@ -246,8 +255,8 @@ public:
 private:
     friend class ListValue;
 
-    // The children with a name, in the order of their names. Kept for lists that are too long to be
-    // searched one by one.
+    // The children with a name, ordered by name. Used for lists of more than kSearched children;
+    // shorter ones are searched one by one.
     struct ByName {
         using is_transparent = void;
         bool operator()(const Unit* left, const Unit* right) const noexcept;
@@ -299,30 +308,31 @@ private:
 
     template <class... Args>
     bool addNew(const Args&... args);
-    // What this unit is found under.
+    // The text by which at() of the parent finds this unit.
     String key() const;
-    // Among the first children of a list, by a name that is not empty; null if there is none.
+    // Search the first `count` children of a list for an index key or a name that is not empty;
+    // null if there is none.
     static Unit* byIndexIn(const ListValue& list, unsigned long count, istr key) noexcept;
     static Unit* searchIn(const ListValue& list, unsigned long count, istr name) noexcept;
     Unit* findChild(istr name) const noexcept;
     // The list that contains this unit; null for a root and for a unit whose parent was only set.
     ListValue* listAround() const noexcept;
-    // Among those in `siblings` by its name.
+    // Whether at() of the parent finds this unit by its name.
     bool foundByName() const noexcept { return !name_.empty() && !nameTaken_; }
     Children::node_type leaveSiblings(Unit& holder) noexcept;
-    // Numbers the children, and raises for a repeated name. Null for a short list, which is
-    // searched.
+    // Sets the indexes of the children, and raises for a repeated name. Null for a short list.
     static std::unique_ptr<Children> initChildrenMap(const ValueBase* value);
-    // Takes in a child that the list ends with.
+    // Adds the last child of the list to the set of children.
     void copyIntoMap(const ListValue& list, Unit* child);
     void setValueOwner(Unit* owner) noexcept;
     void dropValue() noexcept;
-    // The other unit is left without a value.
+    // After this call, `other` has no value.
     void takeValueOf(Unit& other) noexcept;
     void replaceValue(ValueBase* newValue, std::unique_ptr<Children> children = nullptr) noexcept;
-    // The list that children are added to; turns the unit into one.
+    // The list of children; converts the value to a list if it is none.
     ListValue& makeList();
-    // A failure changes nothing. The second form is for a name that no child has.
+    // If an exception is raised, nothing is changed. The second form is for a name that no child
+    // has.
     void append(ListValue& list, Unit* child);
     void appendNew(ListValue& list, Unit* child);
 
@@ -332,9 +342,10 @@ private:
     Unit* parent_ = nullptr;
     unsigned long index_ = 0;
     std::unique_ptr<Children> children_;
-    std::optional<StringValue> text_;  // the value, for text that was set: it needs no block then
+    // The value, if it is text that was set; it then needs no allocation.
+    std::optional<StringValue> text_;
     bool allNesessary_ = false;
-    bool nameTaken_ = false;  // a sibling had the name first
+    bool nameTaken_ = false;  // a sibling already had the name
 };
 
 class QOR_API null_unit : public Unit {
@@ -343,7 +354,7 @@ private:
     null_unit() = default;
 };
 
-// In the FORMATTED layout: name, type and value. The second form appends.
+// Write name, type and value in the FORMATTED layout. The second form appends.
 QOR_API std::ostream& operator<<(std::ostream& os, const Unit& unit);
 QOR_API String& operator<<(String& out, const Unit& unit);
 // Set the value to the text of the object.

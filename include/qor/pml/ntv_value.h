@@ -15,17 +15,17 @@
 #include "qor/log/log_dumper.h"
 
 // The values of a pml tree. Parsed trees have only StringValue and ListValue; the typed classes are
-// for trees that are built by code. docs/formats.md has the text format.
+// for trees that are built by code. docs/formats.md describes the text format.
 
 namespace qor::pml::ntv {
 
 class Unit;
 
-// A value, owned by the unit that it was given to. It belongs to one thread at a time.
+// A value, owned by its unit. Only one thread at a time may use it.
 class QOR_API ValueBase : noncopyable {
 public:
     virtual ~ValueBase();
-    // False for a list only.
+    // True for all values except a list.
     virtual bool single() const noexcept = 0;
     // A new value of the same class without an owner; lists are copied deeply.
     virtual ValueBase* clone() const = 0;
@@ -37,7 +37,7 @@ public:
     Unit* owner() const noexcept { return owner_; }
     Unit*& owner() noexcept { return owner_; }
 
-    // Tell the leak table.
+    // Record the value in the leak table.
     static void* operator new(std::size_t size);
     static void* operator new(std::size_t size, const char* file, unsigned line, const char* func);
     static void operator delete(void* ptr) noexcept;
@@ -55,7 +55,7 @@ private:
     ValueBase(Unit* owner, Kind kind) noexcept : owner_(owner), kind_(kind) {}
 
     Unit* owner_;
-    Kind kind_ = Kind::Typed;  // spares the two kinds that matter a downcast
+    Kind kind_ = Kind::Typed;  // so that StringValue and ListValue are found without dynamic_cast
 };
 
 // The common base of the scalar classes. Self is the class, Content the type of its content.
@@ -85,7 +85,7 @@ protected:
     Content data_{};
 };
 
-// 1 or 0.
+// Its text is 1 or 0.
 class QOR_API BooleanValue final : public TypedValue<BooleanValue, Bit> {
 public:
     using TypedValue::TypedValue;
@@ -95,7 +95,7 @@ public:
     void dump(std::ostream& os) const override;
 };
 
-// Base64.
+// Its text is Base64.
 class QOR_API BytesValue final : public TypedValue<BytesValue, Bytes> {
 public:
     using TypedValue::TypedValue;
@@ -105,7 +105,7 @@ public:
     void dump(std::ostream& os) const override;
 };
 
-// The character unchanged, also if it is reserved in pml.
+// Its text is the character unchanged, even if it is reserved in pml.
 class QOR_API CharacterValue final : public TypedValue<CharacterValue, Char> {
 public:
     using TypedValue::TypedValue;
@@ -115,7 +115,7 @@ public:
     void dump(std::ostream& os) const override;
 };
 
-// Six significant digits.
+// Its text has six significant digits.
 class QOR_API FloatValue final : public TypedValue<FloatValue, Double> {
 public:
     using TypedValue::TypedValue;
@@ -125,7 +125,7 @@ public:
     void dump(std::ostream& os) const override;
 };
 
-// Decimal.
+// The texts of these are decimal.
 class QOR_API IntegerValue final : public TypedValue<IntegerValue, Longlong> {
 public:
     using TypedValue::TypedValue;
@@ -143,7 +143,7 @@ public:
     void dump(std::ostream& os) const override;
 };
 
-// Text as it is in memory; written with the escapes of pml.
+// Text without escapes; it is written with the escapes of pml.
 class QOR_API StringValue final : public ValueBase {
 public:
     explicit StringValue(Unit* owner = nullptr) noexcept : ValueBase(owner, Kind::Text) {}
@@ -168,7 +168,7 @@ private:
     String data_;
 };
 
-// The full date and time in single quotes.
+// Its text is Time::toFullDateTime in single quotes.
 class QOR_API TimeValue final : public TypedValue<TimeValue, Time> {
 public:
     using TypedValue::TypedValue;
@@ -178,7 +178,7 @@ public:
     void dump(std::ostream& os) const override;
 };
 
-// "\u" and the four hexadecimal digits of the low 16 bits.
+// Its text is "\u" and the four hexadecimal digits of the low 16 bits.
 class QOR_API WcharValue final : public TypedValue<WcharValue, Wchar> {
 public:
     using TypedValue::TypedValue;
@@ -188,7 +188,7 @@ public:
     void dump(std::ostream& os) const override;
 };
 
-// The text in UTF-8, in Base64.
+// Its text is Base64 of UTF-8.
 class QOR_API WstringValue final : public TypedValue<WstringValue, std::wstring> {
 public:
     using TypedValue::TypedValue;

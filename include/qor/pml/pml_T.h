@@ -13,20 +13,20 @@
 #include "qor/pml/pml_stream.h"
 
 // The binding of user types to pml. A type with a codec (see qor/base/field.h) is written and read
-// by
+// by:
 //
 //     pml::stream out;
 //     pml::encode(out, contact);                    // out.toPml(true) is the text
 //     pml::decode(pml::stream(text, false), contact);
 //
-// Scalars, text, bytes and Time are written as by Unit::operator<<, and an object is a unit with a
-// child for each field. Elements of vectors, lists and sets are children without a name; a map is a
-// unit of the type "map" with a child for each element, named by its key. An optional value that is
-// not set is no field.
+// Scalars, text, bytes and Time are written as by Unit::operator<<. A type with a codec becomes a
+// unit with a child for each field. Elements of vectors, lists and sets become children without a
+// name; a map becomes a unit of the type "map", with a child for each element whose name is the
+// key. An optional value that is not set is not written.
 
 namespace qor::pml {
 
-// Types that a codec carries, and types that are carried as their elements.
+// Object: types with a codec. List: containers, which are written as their elements.
 template <class T>
 concept Object = CodecType<T, stream>;
 template <class T>
@@ -35,18 +35,18 @@ concept List = Container<T> && !Object<T>;
 template <class T>
 concept StandardName = std::derived_from<T, std::string>;
 
-// The binding of a member to a child for the time of one call.
+// Binds a member to a child for one call.
 template <class T>
 struct Field__ {
     istr name;
     istr type;  // if empty, the child has the type of its value
     T* value;
 
-    // Adds a child with the member's value. Raises DuplicatedUnitException for the name of another
-    // child, and std::bad_alloc; nothing is added then.
+    // Adds a child with the member's value. Raises DuplicatedUnitException if another child has the
+    // name, and std::bad_alloc; nothing is then added.
     void set(stream& s) const;
-    // Reads the child's value into the member and returns true. False if there is no such child;
-    // the member then keeps its value, as it does for text that does not parse.
+    // Reads the child's value to the member and returns true. Returns false if there is no such
+    // child. The member is unchanged then, and also if the text cannot be parsed.
     bool get(const stream& s) const;
 };
 
@@ -72,19 +72,19 @@ void store(ntv::Unit& unit, const T& value);
 template <class T>
 void load(const ntv::Unit& unit, const stream& around, T& target);
 
-// A child of the parent with a value and, if it is not empty, a type of its own.
+// Adds a child with a value to `parent`, and sets its type if `type` is not empty.
 template <class T>
 void add(ntv::Unit& parent, istr name, istr type, const T& value) {
     static const char* const func = memberName<T>("qor::pml::Field__", "set");
     std::unique_ptr<ntv::Unit> child(new (__FILE__, __LINE__, func) ntv::Unit);
     store(*child, value);
     if (!type.empty()) child->type(type);
-    // Last, since an object names the unit after itself.
+    // Last, since the codec of an object sets the unit's name.
     child->name(name);
     parent.addChild(std::move(child));
 }
 
-// A key that is no text is written and read as a value would be.
+// Keys of maps that are not text are written and read like values.
 template <class Key>
 String nameOf(const Key& key) {
     if constexpr (StandardName<Key>) {
@@ -149,7 +149,7 @@ void loadElement(const ntv::Unit& unit, const stream& around, C& elements) {
     }
 }
 
-// The container is replaced as a whole; it becomes empty if the unit has no list.
+// Replaces the whole container; it becomes empty if the unit has no list.
 template <class C>
 void loadElements(const ntv::Unit& unit, const stream& around, C& target) {
     C elements;
@@ -198,7 +198,7 @@ bool Field__<T>::get(const stream& s) const {
     return true;
 }
 
-// Writes an object into the stream's unit. Raises as Field__::set does.
+// Writes an object to the stream's unit. Raises as Field__::set does.
 template <class T>
 void encode(stream& s, const T& object) {
     if constexpr (Object<T>) {
@@ -209,8 +209,8 @@ void encode(stream& s, const T& object) {
     }
 }
 
-// Reads an object from the stream's unit. Raises DecodeException for objects that are nested too
-// deeply; members that were read before are changed then.
+// Reads an object from the stream's unit. Raises DecodeException for objects nested deeper than
+// kMaxDepth; members that were already read are then changed.
 template <class T>
 void decode(const stream& s, T& object) {
     binding::load(s.unit(), s, object);

@@ -8,8 +8,8 @@
 
 namespace qor::pml {
 
-// Names a file that pml is read from or written to; nothing is opened by making one. The name is in
-// the configured code page, with either separator.
+// The name of a file from which pml is read or to which it is written. The constructor opens
+// nothing. The name is in the configured code page, with "\" or "/" between its parts.
 class QOR_API File {
 public:
     File() noexcept = default;
@@ -20,8 +20,8 @@ public:
     }
     const String& filename() const noexcept { return filename_; }
 
-    // Open the stream for input, or for output, which truncates; others may have the file open too.
-    // False if the stream is not good then, and for a directory.
+    // Open the stream for input, or for output, which empties the file. The file is not locked.
+    // Return false if the stream is not good afterwards, and for a directory.
     bool open(std::ifstream& stream) const;
     bool open(std::ofstream& stream) const;
 

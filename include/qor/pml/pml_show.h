@@ -5,7 +5,7 @@
 
 #include "qor/api.h"
 
-// How a tree is written as text. docs/formats.md shows one tree in every layout.
+// The layouts of a tree's text. docs/formats.md shows a tree in every layout.
 
 namespace qor::pml {
 
@@ -15,7 +15,7 @@ public:
     static constexpr int COMPACT = 1;    // no whitespace
     static constexpr int SIMPLE = 2;     // a line for each unit
     static constexpr int MIXED = 3;      // lines for unnamed lists only
-    static constexpr int FORMATTED = 4;  // as SIMPLE, with the paths where the pattern has them
+    static constexpr int FORMATTED = 4;  // as SIMPLE, and with paths if the pattern has PATH
 
     constexpr ShowMode(int mode) noexcept : mode_(mode) {}
     constexpr int get() const noexcept { return mode_; }
@@ -25,7 +25,7 @@ private:
     int mode_;
 };
 
-// Which parts of a unit are written. Parentheses and children always are.
+// The parts of a unit that are written. Parentheses and children are always written.
 class QOR_API ShowPattern {
 public:
     static constexpr int NONE = 0;
@@ -58,9 +58,9 @@ private:
     int flags_;
 };
 
-// "COMPACT", "SIMPLE", "MIXED", "FORMATTED"; "<UnknownShowMode>" for any other number.
+// Writes "COMPACT", "SIMPLE", "MIXED" or "FORMATTED"; "<UnknownShowMode>" for any other number.
 QOR_API std::ostream& operator<<(std::ostream& os, ShowMode mode);
-// "PATH NAME TYPE VALUE", as far as they are set; "NONE".
+// Writes the set ones of "PATH NAME TYPE VALUE", or "NONE".
 QOR_API std::ostream& operator<<(std::ostream& os, ShowPattern pattern);
 
 }  // namespace qor::pml

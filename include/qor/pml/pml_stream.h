@@ -8,11 +8,11 @@
 #include "qor/pml/pml_parser.h"
 #include "qor/pml/pml_writer.h"
 
-// The stream through which user types reach pml; qor/pml/pml_T.h has the fields of their codecs.
+// The stream that writes and reads user types as pml. Use it through qor/pml/pml_T.h.
 
 namespace qor::pml {
 
-// Selects the constructor and the operation that read a file.
+// Selects the operations that read a file.
 struct from_file {};
 // A name, for operator[].
 struct name_id {
@@ -20,32 +20,33 @@ struct name_id {
 };
 
 // A tree, and the direction of a codec: in an output stream each field adds a child, in an input
-// stream fields look up children by name. A default stream is an output stream. It belongs to one
-// thread at a time.
+// stream each field looks up a child by its name. A default stream is an output stream. Only one
+// thread at a time may use a stream.
 class QOR_API stream {
 public:
     stream() = default;
     // An input stream over a copy of the unit.
     explicit stream(const ntv::Unit& unit) : unit_(unit), direction_(kInput) {}
-    // Input streams; raise as `from` does.
+    // Input streams over a parsed text or file. They raise as `from` does.
     stream(istr text, bool valueString);
     stream(iwstr text, bool valueString);
     stream(istr filename, from_file tag, bool valueString);
-    // A copy has a tree of its own.
+    // A copy has its own copy of the tree.
     stream(const stream& other);
     stream& operator=(const stream& other);
     ~stream() = default;
 
-    // Parse into the unit, which is cleared first: a document, or only the content of a unit for a
-    // value string. A missing file, or a directory, leaves the tree empty and is not reported.
-    // Raise DecodeException and ntv::DuplicatedUnitException as ntvFromPml does, and keep the
-    // complete units then. Raise std::bad_alloc if memory runs out: the unit is then empty, or
-    // unchanged if the file was not opened yet. So without an exception the tree is complete.
+    // Parse into the unit, which is cleared first: a document or, if `valueString` is true, the
+    // content of a unit (see ntvFromValueString). A missing file, or a directory, gives an empty
+    // tree and is not reported. Raise DecodeException and ntv::DuplicatedUnitException as
+    // ntvFromPml does; the unit then has the complete units. Raise std::bad_alloc if memory runs
+    // out; the unit is then empty, or unchanged if the file was not opened yet. So without an
+    // exception the tree is complete.
     void from(istr text, bool valueString);
     void from(iwstr text, bool valueString);
     void from(istr filename, from_file tag, bool valueString);
-    // Copies each child of the other stream whose name `has` does not find here, and so never one
-    // without a name.
+    // Copies each child of `other` for whose name has() is false here. Children without a name are
+    // never copied.
     void combine(const stream& other);
 
     void setAsInputStream() const noexcept { direction_ = kInput; }
@@ -55,7 +56,7 @@ public:
     }
     bool isInputStream() const noexcept { return direction_ == kInput; }
     bool isOutputStream() const noexcept { return direction_ == kOutput; }
-    // Stored, and nothing else.
+    // A flag for the caller; it has no effect.
     bool allNesessary() const noexcept { return allNesessary_; }
     void allNesessary(bool on) noexcept { allNesessary_ = on; }
 
@@ -72,21 +73,20 @@ public:
     String str(ShowMode mode = ShowMode::FORMATTED, ShowPattern pattern = ShowPattern::ALL) const;
     bool toString(String& out, ShowMode mode = ShowMode::FORMATTED,
                   ShowPattern pattern = ShowPattern::ALL) const;
-    // With names, types and values: FORMATTED or COMPACT.
+    // With names, types and values, in the FORMATTED or the COMPACT layout.
     String toPml(bool formatted) const;
 
-    // Whether Unit::find finds something.
+    // Whether Unit::find finds a unit.
     bool has(istr path) const { return unit().find(path) != nullptr; }
-    // No such child, or one without a value or with empty text.
+    // True if there is no such child, or if its valueEmpty() is true.
     bool isEmptyChild(istr name) const;
-    // As in Unit: a const stream returns null() for a missing child, another one creates it.
+    // As in Unit: for a missing child, the const operators return null(), the others create it.
     const ntv::Unit& operator[](istr name) const { return unit()[name]; }
     const ntv::Unit& operator[](const name_id& id) const { return unit()[id.name]; }
     ntv::Unit& operator[](istr name) { return unit()[name]; }
     ntv::Unit& operator[](const name_id& id) { return unit()[id.name]; }
 
-    // Called by a codec: sets the type of a unit without a type, and the name of one without a
-    // name.
+    // Called by a codec: sets the type and the name of the unit, unless it already has them.
     void enter(istr type, istr name, istr, istr);
     void leave() noexcept {}
     void enterSuper() noexcept {}
@@ -102,15 +102,15 @@ private:
     ntv::Unit unit_;
     mutable int direction_ = kOutput;
     mutable bool allNesessary_ = false;
-    ntv::Unit* target_ = &unit_;  // that of another stream for a nested object
-    unsigned depth_ = 0;          // of the object in those around it
+    ntv::Unit* target_ = &unit_;  // for a nested object, a unit of another stream
+    unsigned depth_ = 0;          // nesting depth of the object
 };
 
-// The greatest depth of nested objects that are read. Each level uses the stack of one codec.
+// The largest depth of nested objects that can be read. Each level uses the stack of one codec.
 inline constexpr unsigned kMaxDepth = 500;
 
-// A stream over a unit of another stream, for the codec of an object inside another one. The unit
-// is not copied.
+// A stream over a unit of another stream, for the codec of a nested object. The unit is not copied
+// and must outlive this object.
 class QOR_API part_stream {
 public:
     // For output.
@@ -123,17 +123,17 @@ private:
     stream stream_;
 };
 
-// The base of types that are carried through a pointer.
+// The base of types that are written and read through a reference to this class.
 class QOR_API PmlCodecInterface : public virtual Interface {
 public:
     virtual void codec(stream& s) = 0;
 };
 
-// Write the unit as its own operators do.
+// Write the unit as the operators of Unit do.
 QOR_API std::ostream& operator<<(std::ostream& os, const stream& s);
 QOR_API String& operator<<(String& out, const stream& s);
-// Copy type and value from one unit to the other, and keep the target's name. The second one
-// returns true.
+// Copy type and value from the stream's unit to `unit`, or from `unit` to the stream's unit. Names
+// are unchanged. The second one returns true.
 QOR_API ntv::Unit& operator<<(ntv::Unit& unit, const stream& s);
 QOR_API bool operator>>(const ntv::Unit& unit, stream& s);
 

@@ -5,7 +5,7 @@
 
 namespace qor::pml {
 
-// A place where the text of a tree is stored. The results are true on success; malformed text
+// A place in which the text of a tree is stored. The results are true on success; malformed text
 // raises as in ntvFromPml.
 class QOR_API pmlType {
 public:
@@ -24,7 +24,7 @@ public:
     const String& data() const noexcept { return data_; }
     String& data() noexcept { return data_; }
 
-    // Appends.
+    // Appends to the text.
     bool fromNTV(const ntv::Unit& unit, ShowMode mode, ShowPattern pattern) override;
     bool toNTV(ntv::Unit& unit) const override;
 
@@ -34,11 +34,12 @@ private:
 
 class QOR_API pmlFile : public pmlType {
 public:
-    // A value string is the content of a unit, without its name, type and parentheses.
+    // If `valueString` is true, the file has the content of a unit, without its name, type and
+    // parentheses.
     pmlFile(istr filename, bool valueString) : file_(filename), valueString_(valueString) {}
     const File& file() const noexcept { return file_; }
 
-    // Always writes the whole unit.
+    // Always writes the whole unit, even if valueString is true.
     bool fromNTV(const ntv::Unit& unit, ShowMode mode, ShowPattern pattern) override;
     bool toNTV(ntv::Unit& unit) const override;
 

@@ -10,14 +10,14 @@
 #include "qor/pml/pml_parser.h"
 #include "qor/pml/pml_show.h"
 
-// Writing pml. docs/formats.md shows one tree in every layout.
+// Writing pml. docs/formats.md shows a tree in every layout.
 
 namespace qor::pml {
 
-// Write the tree in one layout. A String is appended to. A file is truncated when the whole text
-// has been made in memory, so that a failure before keeps its content. False for an unknown mode,
-// for a file that cannot be opened, and for a stream or file that does not take the text. Raise
-// std::bad_alloc; a String is unchanged then.
+// Write the tree in a layout. Text is appended to a String. A file is emptied only after the whole
+// text was created in memory, so that it keeps its content if that fails. Return false for an
+// unknown mode, for a file that cannot be opened, and if writing to a stream or file fails. If
+// std::bad_alloc is raised, a String is unchanged.
 QOR_API bool ntvToPml(const ntv::Unit& unit, std::ostream& target, ShowMode mode,
                       ShowPattern pattern);
 QOR_API bool ntvToPml(const ntv::Unit& unit, String& target, ShowMode mode, ShowPattern pattern);
@@ -41,7 +41,8 @@ bool ntvToFormattedPml(const ntv::Unit& unit, Target&& target, ShowPattern patte
     return ntvToPml(unit, std::forward<Target>(target), ShowMode::FORMATTED, pattern);
 }
 
-// Reads any source of ntvFromPml and writes to any target of ntvToPml; false if either does.
+// Reads from any source of ntvFromPml and writes to any target of ntvToPml. Returns false if one of
+// them does.
 template <class Source, class Target>
 bool format(Source&& source, Target&& target, ShowMode mode, ShowPattern pattern) {
     ntv::Unit unit;
@@ -49,14 +50,15 @@ bool format(Source&& source, Target&& target, ShowMode mode, ShowPattern pattern
            ntvToPml(unit, std::forward<Target>(target), mode, pattern);
 }
 
-// The characters that mean something in pml: ( ) : * ^ ' and the double quote.
+// True for the reserved characters of pml: ( ) : * ^ ' and the double quote.
 QOR_API bool isSpeacialChar(char c) noexcept;
 QOR_API bool isSpeacialChar(wchar_t c) noexcept;
-// Puts text that has such characters, or others than ASCII, or whitespace at its ends, into double
-// quotes, with a "^" before each "^" and double quote. Returns its argument.
+// If the text has reserved characters, characters that are not ASCII, or white space at an end,
+// puts it into double quotes, with a "^" before each "^" and double quote. Returns its argument.
 QOR_API String& escapeString(String& text);
 QOR_API std::wstring& escapeString(std::wstring& text);
-// Removes the quotes around a text that begins with one. Escapes are left to the parser.
+// Removes the quotes around a text that begins with one; escapes are unchanged. Returns its
+// argument.
 QOR_API String& unescapeString(String& text);
 QOR_API std::wstring& unescapeString(std::wstring& text);
 

@@ -11,18 +11,18 @@ namespace qor {
 
 class dumper;
 
-// A format whose tags are replaced one by one. A tag begins with the flag character and ends with
-// the next right character; all other text is literal.
+// A format whose tags are replaced one after the other. A tag begins with the flag character and
+// ends with the next `right` character, or at the end of the format; all other text is literal.
 //
 //     const Printf greeting("Hello %{name}, it is %{time}.");
 //     greeting.replaceNext(name).replaceNext(Time::now().toDateTime()).str();
 //
-// The format is parsed once, at construction; the object itself is the format's text. Const
-// operations change the state of the replacement, so an object belongs to one thread. If an
-// operation raises, the object is unchanged.
+// The object itself is the format's text; the constructor parses it. Const operations change the
+// state of the replacement, so only one thread may use an object. If an operation raises, the
+// object is unchanged.
 class QOR_API Printf : public String {
 public:
-    // The left and the escape character are shown by dump and have no meaning in a format.
+    // `left` and `escape` have no effect on a format; only dump shows them.
     explicit Printf(const char* format, char flag = '%', char left = '{', char right = '}',
                     char escape = '\\');
     Printf(const Printf&) = default;
@@ -32,16 +32,16 @@ public:
 
     // Replaces the next tag with the value. Appends the value if no tag is left.
     const Printf& replaceNext(istr value) const;
-    // The text so far; tags that have not been replaced are unchanged in it. Valid until the next
-    // call.
+    // The text with the replacements so far; the other tags are unchanged. Valid until the next
+    // call of str().
     const String& str() const;
-    // Starts the replacement over.
+    // Starts again at the first tag, with no replacements.
     const Printf& reset() const noexcept;
 
     dumper& dump(dumper& d) const;
 
 private:
-    // A literal or a tag: where it begins and ends in the format.
+    // The begin and the end of a literal or a tag in the format.
     using Piece = std::pair<size_type, size_type>;
 
     void parse();

@@ -13,16 +13,17 @@ namespace qor {
 
 class dumper;
 
-// An owning buffer with two positions: writes append at the put position, which is the size of its
-// content, and reads start at the get position. Up to 255 bytes are stored in the object; a larger
-// buffer has one block on the heap. Growth at least doubles the capacity, and it never shrinks: a
-// buffer whose positions are reset to 0 serves many messages without allocating.
+// An owning buffer with two positions: writes append at the put position, which is also the size of
+// the content, and reads start at the get position. Up to 255 bytes are stored in the object; a
+// larger buffer has one block on the heap. Growth at least doubles the capacity, and the capacity
+// never shrinks: set the positions to 0 to use the buffer for the next message without an
+// allocation.
 //
 // The storage has one more byte than the capacity: appended text is followed by a zero. A size
 // above 32 bits raises std::bad_alloc; if an operation raises, the object is unchanged. Addresses
-// into the storage are valid until it grows or the object is moved.
+// in the storage are valid until it grows or the object is moved or swapped.
 //
-// A writer that can produce its bytes in place saves a copy:
+// To write into the buffer without a copy:
 //
 //     buffer.needMore(kLargestNumber);
 //     char* const end = writeNumber(buffer.pbuf(), number);
@@ -31,7 +32,8 @@ class QOR_API StringBuffer {
 public:
     explicit StringBuffer(unsigned long capacity = 0) { init(capacity); }
     explicit StringBuffer(const istr& content) : StringBuffer(content.data(), content.size()) {}
-    // Null is empty text, npos is measured, here and in all operations.
+    // Here and in all operations, a null pointer is empty text, and npos means that the text is
+    // measured.
     StringBuffer(const char* content, unsigned long n) {
         n = StrLen(content, n);
         init(n);
@@ -39,7 +41,7 @@ public:
     }
     StringBuffer(const unsigned char* content, unsigned long n)
         : StringBuffer(reinterpret_cast<const char*>(content), n) {}
-    // Content, positions and capacity.
+    // Copies content, positions and capacity.
     StringBuffer(const StringBuffer& other) {
         init(other.max_size_);
         append(other.data_, other.psize_);
@@ -50,7 +52,7 @@ public:
         if (!isInternal()) free();
     }
 
-    // The capacity is kept where it suffices.
+    // The block is reused if its capacity is sufficient.
     StringBuffer& operator=(const istr& content) { return assign(content.data(), content.size()); }
     StringBuffer& operator=(const StringBuffer& other) {
         const ulong32 get = other.gsize_;
@@ -64,8 +66,8 @@ public:
     }
     void swap(StringBuffer& other) noexcept;
 
-    // Puts both positions at 0, and appends. The bytes may be a part of the content, here
-    // and in append.
+    // Sets both positions to 0 and appends. Here and in append, the bytes may be a part of the
+    // content.
     StringBuffer& assign(const char* bytes, unsigned long n);
     StringBuffer& assign(const unsigned char* bytes, unsigned long n) {
         return assign(reinterpret_cast<const char*>(bytes), n);
@@ -107,11 +109,10 @@ public:
         if (out != nullptr && n != 0) std::memcpy(out, gbuf(), n);
         gsize_ += static_cast<ulong32>(n);
     }
-    // Read one byte, if there is one, or as many bytes as fit after a cursor's position, which then
-    // moves.
+    // Read one byte if there is one, or append to `target` as many bytes as it has room for.
     StringBuffer& operator-=(unsigned char& byte) noexcept;
     StringBuffer& operator-=(StringRef& target) noexcept;
-    // The same from a copy: this buffer's position stays.
+    // The same, but on a copy: this buffer's position does not change. Return the copy.
     StringBuffer operator-(unsigned char& byte) const {
         return std::move(StringBuffer(*this) -= byte);
     }
@@ -119,13 +120,14 @@ public:
         return std::move(StringBuffer(*this) -= target);
     }
 
-    // Makes room for n bytes after the put position.
+    // Ensures room for n bytes after the put position.
     void needMore(unsigned long n) {
         if (n > room()) [[unlikely]]
             grow(psize_, n, nullptr);
     }
-    // The positions. Setting one neither checks it nor writes a terminator: the caller ensures that
-    // it is at most max_size() and that the bytes before the put position are written.
+    // The put and the get position. Setting one is unchecked and writes no terminator: the caller
+    // ensures that it is at most max_size(), and that the bytes before the put position are
+    // written.
     unsigned long size() const noexcept { return psize_; }
     unsigned long psize() const noexcept { return psize_; }
     unsigned long gsize() const noexcept { return gsize_; }
@@ -147,7 +149,7 @@ public:
     char* buffer() noexcept { return data_; }
     const char* buffer() const noexcept { return data_; }
     const char* c_str() const noexcept { return data_; }
-    // By the rules of CharAt, on the whole storage; operator[] is unchecked.
+    // at() follows CharAt, with the capacity as the size; operator[] is unchecked.
     const char& at(unsigned long i) const noexcept {
         return CharAt(static_cast<const char*>(data_), max_size_, i);
     }
@@ -155,12 +157,13 @@ public:
     char& operator[](unsigned long i) noexcept { return data_[i]; }
     const char& operator[](unsigned long i) const noexcept { return data_[i]; }
 
-    // The content, from the start.
+    // All bytes before the put position.
     String str() const { return String(istr(*this)); }
     operator istr() const noexcept { return std::string_view(data_, psize_); }
     // The whole capacity.
     operator ostr() noexcept { return ostr(data_, max_size_); }
-    // A cursor over the whole capacity, at the put position. Moving it moves nothing here.
+    // A cursor over the whole capacity, at the put position. Writing through it does not change the
+    // positions of this buffer.
     operator StringRef() noexcept { return StringRef(data_, max_size_, psize_); }
 
     dumper& dump(dumper& d) const;
@@ -171,7 +174,7 @@ private:
 
     unsigned long room() const noexcept { return max_size_ - psize_; }
     void init(unsigned long capacity) {
-        // Copied in pieces that compile to vector stores. For one copy of the whole size, compilers
+        // Cleared in pieces, which compile to vector stores. For the whole size at once, compilers
         // use a string instruction, which takes several times as long to start.
         for (char* piece = internal_; piece != internal_ + kInternalSize; piece += kPiece) {
             std::memset(piece, 0, kPiece);

@@ -14,12 +14,13 @@ namespace qor {
 
 class dumper;
 
-// A write cursor over memory that the caller owns and that must outlive it: bytes with a capacity,
-// and a position. Copying copies the cursor and not the bytes. Nothing allocates.
+// A write cursor: a view of bytes with a capacity, and a position. The caller owns the memory,
+// which must outlive the cursor. Copying copies the cursor and not the bytes. No operation
+// allocates.
 //
 // Text that does not fit is cut without a report; moving the position beyond the capacity raises
-// OutOfRangeException. Writing and advancing put a zero at the new position if there is room, so
-// the text is terminated unless it fills the memory.
+// OutOfRangeException. Writing and advancing set the byte at the new position to zero if there is
+// room, so the text is terminated unless it fills the memory.
 class QOR_API StringRef {
 public:
     StringRef() noexcept = default;
@@ -47,10 +48,11 @@ public:
     char* data() const noexcept { return buffer_; }
     const char* c_str() const noexcept { return buffer_; }
     char* current() const noexcept { return buffer_ + curSize_; }
-    // The byte at the position; unchecked, as operator[] is.
+    // The byte at the position. Both operators are unchecked.
     char& operator*() const noexcept { return *current(); }
     char& operator[](unsigned long i) const noexcept { return buffer_[i]; }
-    // As CharAt within the capacity: reading beyond it gives 0, writing beyond it raises.
+    // Beyond the capacity, the reading form gives 0 and the writing form raises
+    // OutOfRangeException.
     const char& at(unsigned long i) const noexcept {
         return CharAt(static_cast<const char*>(maxSize_ != 0 ? buffer_ : nullptr), maxSize_ - 1UL,
                       i);
@@ -59,7 +61,8 @@ public:
         return CharAt(maxSize_ != 0 ? buffer_ : nullptr, maxSize_ - 1UL, i);
     }
 
-    // Write at the position as much as there is room for. npos is measured; null is empty text.
+    // Write at the position as much as fits. If n is npos, the text is measured; null is empty
+    // text.
     StringRef& append(const char* text, unsigned long n = npos) noexcept {
         n = std::min(StrLen(text, n), left());
         if (text != nullptr && n != 0) std::memmove(current(), text, n);
@@ -88,24 +91,24 @@ public:
 
     StringRef& operator+=(const istr& text) noexcept { return append(text); }
     StringRef& operator+=(unsigned char byte) noexcept { return append(byte); }
-    // Write to the same memory, and leave this cursor where it is.
+    // Write to the same memory, but this cursor does not move. Return the moved copy.
     StringRef operator+(const istr& text) const noexcept { return StringRef(*this).append(text); }
     StringRef operator+(unsigned char byte) const noexcept { return StringRef(*this).append(byte); }
 
     StringRef& operator<<(const istr& text) noexcept { return append(text); }
-    // One byte, which is never cut: without room they raise as ++ does.
+    // Write one byte. Without room they raise OutOfRangeException.
     StringRef& operator<<(char byte) {
         if (curSize_ >= maxSize_) raiseAtEnd();
         buffer_[curSize_] = byte;
         return moveBy(1);
     }
-    // Byte itself only: a String would be one as well.
+    // A template, so that nothing else converts to Byte here; a String would.
     template <std::same_as<Byte> B>
     StringRef& operator<<(const B& byte) {
         return *this << static_cast<char>(byte.value());
     }
 
-    // The position may reach the capacity, not pass it.
+    // Move the position, at most to the capacity; beyond it they raise OutOfRangeException.
     StringRef& advance(unsigned long n) {
         if (curSize_ > maxSize_ || n > left()) raiseBeyondEnd();
         return moveBy(n);
@@ -119,7 +122,7 @@ public:
         ++*this;
         return before;
     }
-    // Sets the position, with no check and no terminator. Beyond the capacity there is no room.
+    // Sets the position, unchecked and without a terminator. Beyond the capacity, left() is 0.
     StringRef& rewind(unsigned long position) noexcept {
         curSize_ = cutSize(position);
         return *this;
@@ -133,16 +136,17 @@ public:
         return *this;
     }
 
-    // Place a text in the field that the whole capacity is, and set it off by a blank on each
-    // open side. The position neither matters nor moves; the rest of the field stays.
+    // Place a text in a field, which is the whole capacity, with a blank between the text and the
+    // rest of the field. The position is neither used nor changed; the rest of the field is
+    // unchanged.
 
     // Writes the first bytes of the text at the start, followed by a blank.
     StringRef& left(const istr& text) noexcept;
     // Writes the last bytes of the text at the end, preceded by a blank.
     StringRef& right(const istr& text) noexcept;
     StringRef& right(char byte, unsigned long n) noexcept;
-    // The middle bytes of the text in the middle, between two blanks. An empty text, and a field
-    // without room for the blanks, are left alone.
+    // Writes the middle bytes of the text in the middle, between two blanks. Does nothing if the
+    // text is empty or the capacity is less than 2.
     StringRef& center(const istr& text) noexcept;
 
     dumper& dump(dumper& d) const;

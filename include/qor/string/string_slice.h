@@ -15,19 +15,19 @@ namespace qor {
 
 class dumper;
 
-// A read cursor over text that it does not own, with a position from 0 to the text's size
-// inclusive. The text must outlive the cursor and the views that operations return. Nothing
-// allocates; moving beyond the end raises OutOfRangeException.
+// A read cursor over text that it does not own, with a position from 0 to the text's size. The text
+// must outlive the cursor and the views that operations return. No operation allocates; moving
+// beyond the end raises OutOfRangeException.
 //
-// Only three operations read the byte after the text, such as a terminator, which their callers
-// must provide: operator* at the end, at(size()), and trimming of a returned view.
+// Three operations read the byte after the text, which must then exist, such as a terminator:
+// operator* at the end, at(size()), and trimming a returned view.
 class QOR_API StringSlice {
 public:
     StringSlice() noexcept = default;
     StringSlice(std::nullptr_t) noexcept {}
     StringSlice(const char* text) noexcept { assign(text, npos); }
     StringSlice(const unsigned char* text) noexcept { assign(text, npos); }
-    // A null pointer has no bytes, whatever the size says; npos is measured.
+    // A null pointer is empty text, whatever the size. If the size is npos, the text is measured.
     StringSlice(const char* text, unsigned long size, unsigned long cursor = 0) noexcept {
         assign(text, size, cursor);
     }
@@ -63,12 +63,12 @@ public:
         if (cursor_ < size_) return addr_[cursor_];
         return eof() && addr_ != nullptr ? addr_[cursor_] : '\0';
     }
-    // The position counts from the start of the text. at() also reads the byte after the text, and
-    // gives 0 beyond that; operator[] is unchecked.
+    // The byte at position i of the text. at() also reads the byte after the text, and gives 0
+    // beyond that; operator[] is unchecked.
     const char& at(unsigned long i) const noexcept { return CharAt(addr_, size_, i); }
     const char& operator[](unsigned long i) const noexcept { return addr_[i]; }
 
-    // May reach the end, not pass it.
+    // Move the cursor, at most to the end; beyond it they raise OutOfRangeException.
     StringSlice& advance(unsigned long n) {
         if (cursor_ > size_ || n > left()) raiseBeyondEnd();
         cursor_ += static_cast<ulong32>(n);
@@ -84,14 +84,15 @@ public:
         ++*this;
         return before;
     }
-    // Sets the position. It is the old one that is tested and not the new one: a cursor that was
-    // set beyond the end has nothing left to read, and advance, ++ and rewind raise on it.
+    // Sets the position, unchecked. Deliberate (compatibility): rewind raises OutOfRangeException
+    // if the old position, not the new one, is beyond the end. There, left() is 0, and advance and
+    // ++ raise too.
     StringSlice& rewind(unsigned long position) {
         if (cursor_ > size_) raiseLostCursor();
         return rewindTo(position);
     }
 
-    // Take one byte each; at the end they raise as ++ does, and leave the target alone.
+    // Read one byte. At the end they raise OutOfRangeException and leave the target unchanged.
     StringSlice& operator>>(char& byte) {
         if (cursor_ >= size_) raiseAtEnd();
         byte = addr_[cursor_++];
@@ -99,7 +100,7 @@ public:
     }
     StringSlice& operator>>(unsigned char& byte) { return *this >> reinterpret_cast<char&>(byte); }
     StringSlice& operator>>(Byte& byte) { return *this >> byte.value(); }
-    // Takes at most n bytes.
+    // Reads at most n bytes.
     istr next(unsigned long n) noexcept {
         const ulong32 count = static_cast<ulong32>(std::min(n, left()));
         const char* const first = current();
@@ -114,26 +115,25 @@ public:
         if (out != nullptr && n != 0) std::memcpy(out, taken.data(), n);
     }
 
-    // Whether s is at the cursor, all of it before the end. Compares as StrCmpW does: the
-    // comparison ends at a zero byte in s, and the rest of s matches anything. An empty s matches
-    // everywhere.
+    // Whether the text at the cursor begins with s. The comparison stops after a zero byte in s:
+    // the rest of s matches anything, but must fit into the text. An empty s always matches.
     bool match(istr s) const noexcept {
         if (s.empty()) return true;
         return s.size() <= left() && std::strncmp(current(), s.data(), s.size()) == 0;
     }
-    // Move after the next match of s, or to the end. readUntil returns the text before s; skipTo
-    // returns whether s was found.
+    // Move the cursor after the next match of s, or to the end if there is none. readUntil returns
+    // the text before s; skipTo returns whether s was found.
     istr readUntil(istr s) noexcept;
     bool skipTo(istr s) noexcept;
 
-    // A part of the whole text, cut to it, with its cursor at the start.
+    // A part of the whole text, cut to its size, with the cursor at its start.
     StringSlice substr(unsigned long pos, unsigned long n = npos) const noexcept {
         return istr(*this).substr(pos, n);
     }
 
-    // Compares whole texts, by bytes over the smaller size and then by size; null is less than
-    // any text. Slices that start at one address are equal without a look at sizes or cursors:
-    // that makes slices of different texts equal, so they have no std::hash.
+    // Compares whole texts, by bytes over the smaller size and then by size; null is less than any
+    // text. Slices that start at the same address are equal, whatever their sizes: so this equality
+    // is not transitive, and there is no std::hash.
     int compare(const StringSlice& other) const noexcept;
     template <std::convertible_to<StringSlice> Text>
     friend bool operator==(const StringSlice& left, const Text& right) noexcept {

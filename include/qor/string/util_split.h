@@ -8,16 +8,16 @@
 
 namespace qor {
 
-// Text splitters. The targets may be, or hold, the text itself; a failed allocation leaves them as
-// they were.
+// Text splitters. The targets may be the text itself, or contain it. If memory runs out, the
+// targets are unchanged.
 class QOR_API Util {
 public:
-    // `first` gets the text before the first blank, `rest` the text after it up to the first line
-    // feed, trimmed on the left.
+    // `first` becomes the text before the first blank, `rest` the text after that blank up to the
+    // first line feed, trimmed on the left.
     static void split(const String& text, String& first, String& rest);
-    // Appends the items between the separators, each trimmed on the left unless blanks are kept.
-    // Every separator ends an item, and the end of the text ends one that has begun: "a," is one
-    // item and "" none.
+    // Appends the items that the separators end, each trimmed on the left unless keepBlanks is
+    // true. Text after the last separator is an item too: "a,b" has two items, "a," one, and ""
+    // none.
     static void split(const String& text, std::vector<String>& out, char sep,
                       bool keepBlanks = false);
 };

@@ -12,16 +12,16 @@
 
 namespace qor {
 
-// The waiting timers, at most one for each slot. put and erase take constant time; the time of
-// takeDue grows with the number of due timers and not of waiting ones. The constructor allocates
-// all memory.
+// The waiting timers, at most one for each slot. Internal: use TimerManager. put and erase take
+// constant time; the time of takeDue depends on the number of due timers and not of waiting ones.
+// The constructor allocates all memory.
 //
 // A hierarchical timing wheel with a resolution of 8.192 ms. The time of a timer, in these units,
-// is a number of nine digits of six bits, and so is the hand, the current time. The highest digit
+// is a number of nine digits of six bits, and so is the current time, the hand. The highest digit
 // in which the two differ selects the timer's bucket: the level is the position of that digit, the
-// bucket its value. So the first non-empty bucket of the lowest level that has one contains the
-// timers that are due first. When the hand reaches a bucket of a higher level, its timers move
-// down. The order within a bucket does not matter: due timers are sorted.
+// bucket its value. So the first non-empty bucket of the lowest non-empty level has the timers that
+// are due first. When the hand reaches a bucket of a higher level, its timers move to lower levels.
+// The order within a bucket does not matter: due timers are sorted.
 class TimeoutQueue : noncopyable {
 public:
     struct Element {
@@ -29,14 +29,13 @@ public:
         TimerId id;
     };
 
-    // Of these slots, which must outlive the queue. No time counts as before `start`, which is
-    // that of the hand.
+    // The slots must outlive the queue. The hand begins at `start`; earlier times count as `start`.
     TimeoutQueue(const std::vector<TimerSlot>& slots, const Time& start);
 
     bool empty() const noexcept { return size_ == 0; }
     ulong32 size() const noexcept { return size_; }
-    // A slot waits for its m_expiredTime, which may not change before it is put again, fires or is
-    // erased.
+    // Makes a slot wait for its m_expiredTime, which must not change until the slot is put again,
+    // fires or is erased.
     void put(ulong32 index) noexcept;
     void erase(ulong32 index) noexcept;
     // False if takeDue(now) would find nothing to do.
@@ -44,7 +43,7 @@ public:
     // Removes and returns the timers that are due at `now`, ordered by time, and by packed id at
     // the same time. Valid until the next call.
     const std::vector<Element>& takeDue(const Time& now) noexcept;
-    // What waits, in the same order.
+    // All waiting timers, in the same order.
     std::vector<TimeoutBlock> sorted() const;
 
 private:
@@ -56,11 +55,11 @@ private:
     static constexpr unsigned kBuckets = 1U << kDigitBits;
     static constexpr unsigned kLevels = 9;
 
-    // A member of the ring of a bucket. After those of the slots there is one for each bucket,
-    // which is its end. They are small, since each call changes some.
+    // A member of the ring of a bucket. links_ has one for each slot, then one for each bucket,
+    // which is the ring's end.
     struct Link {
         ulong32 previous = kNowhere;
-        ulong32 next = kNowhere;  // nowhere for a slot that does not wait
+        ulong32 next = kNowhere;  // kNowhere if the slot does not wait
     };
 
     ulong32 endOf(unsigned level, unsigned bucket) const noexcept;
@@ -78,7 +77,7 @@ private:
     Unit hand_ = 0;
     ulong32 size_ = 0;
     std::vector<Link> links_;
-    unsigned levels_ = 0;  // those that are not empty
+    unsigned levels_ = 0;  // a bit for each level that is not empty
     unsigned long long occupied_[kLevels] = {};
     std::vector<Element> due_;      // room for all
     std::vector<Element> scratch_;  // as large as all
@@ -106,7 +105,7 @@ inline ulong32 TimeoutQueue::endOf(unsigned level, unsigned bucket) const noexce
     return count_ + level * kBuckets + bucket;
 }
 
-// The hand's for an earlier time.
+// The hand for a time before the hand.
 inline TimeoutQueue::Unit TimeoutQueue::unitOf(const Time& time) const noexcept {
     if (time <= start_) return hand_;
     const auto passed = static_cast<Unit>((time - start_).toMicroSeconds());
@@ -129,7 +128,7 @@ inline void TimeoutQueue::unlink(const Link& link) noexcept {
     links_[link.previous].next = link.next;
     links_[link.next].previous = link.previous;
     if (link.previous != link.next) return;
-    // It was the only one: both neighbours are the end of the bucket.
+    // The bucket is now empty: both neighbours were its end.
     const ulong32 bucket = link.next - endOf(0, 0);
     detach(bucket / kBuckets, bucket % kBuckets);
 }

@@ -14,9 +14,9 @@ class dumper;
 struct QOR_API TimerBlock {
     enum Status { IDLE = 0, BUSY = 1, PAUSED = 2 };
 
-    // What the log says of it: "(generation, index)(name, interval, times)".
+    // The text for the log: "(generation, index)(name, interval, times)".
     String text() const;
-    // Call the object, if there is one. What it raises is logged as a block.
+    // Call the object, if there is one. An exception from it is logged as a block.
     OnTimerResult onTimer() const;
     void onTimerRelease() const;
     dumper& dump(dumper& d) const;
@@ -26,16 +26,16 @@ struct QOR_API TimerBlock {
     ulong32 m_statusPos = 0;  // index of the slot among the busy or the idle ones
     Time m_expiredTime;       // the next firing
     Time m_nInterval;
-    ulong32 m_unTimes = 1;  // firings left, 0 for without end
+    ulong32 m_unTimes = 1;  // firings left, 0: no end
     ITimerObject* m_pCallBackTimerObject = nullptr;
     ulong32 m_nUserTimerID = 0;
     void* m_pParam = nullptr;
     Status m_status = IDLE;   // PAUSED while the last firing's callback runs
-    bool releasing_ = false;  // its onTimerRelease is running
-    bool killed_ = false;     // to be released when its onTimer returns
+    bool releasing_ = false;  // true while its onTimerRelease runs
+    bool killed_ = false;     // release it when its onTimer returns
 };
 
-// A timer that waits for its time, in the order of time, and of the packed id at the same time.
+// A timer that waits for its time. Ordered by time, then by packed id.
 struct QOR_API TimeoutBlock {
     bool operator<(const TimeoutBlock& other) const noexcept {
         if (m_expiredTime != other.m_expiredTime) return m_expiredTime < other.m_expiredTime;
@@ -48,7 +48,7 @@ struct QOR_API TimeoutBlock {
     const TimerBlock* m_tb = nullptr;
 };
 
-// A slot among others: it shares no cache line with its neighbours.
+// An element of the slots. Its alignment gives it its own cache lines.
 struct alignas(64) TimerSlot : TimerBlock {};
 
 }  // namespace qor

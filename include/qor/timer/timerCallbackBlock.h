@@ -6,8 +6,8 @@
 
 namespace qor {
 
-// A callback of a timer as an event, for code that delivers it elsewhere, as in an event loop. The
-// block is not owned.
+// A callback of a timer as an event, for code that delivers callbacks itself, such as an event
+// loop. The TimerBlock is not owned and must outlive this object.
 class QOR_API TimerCallbackBlock {
 public:
     enum EventType { FIRED = 0, RELEASED = 1 };
@@ -15,8 +15,8 @@ public:
     TimerCallbackBlock(int eventType, const TimerBlock* block) noexcept
         : eventType_(eventType), block_(block) {}
 
-    // Calls the object, but not while the process is ending. True if the timer may continue, which
-    // is so for FIRED. An unknown type is logged.
+    // Calls the object, except after System::close(). Returns whether the timer may continue: true
+    // for FIRED only. An unknown type is logged.
     bool exec() const;
 
 private:

@@ -17,7 +17,7 @@ class TimeoutThread;
 class TimerManager;
 extern template class QOR_API CreateByAllocate<TimerManager>;
 
-// The timer service of the process. startup starts it and shutdown ends it; in between
+// The timer service of the process. startup starts it and shutdown ends it. Between the two,
 //
 //     class Heartbeat : public ITimerObject { ... };
 //
@@ -28,35 +28,38 @@ extern template class QOR_API CreateByAllocate<TimerManager>;
 //
 //     TimerManager::instance()->killTimer(id);
 //
-// Any thread may use it, and so may onTimer callbacks, which run with no lock held. One that is
-// slow holds up all other timers of the process: such work belongs elsewhere, or to a
-// TimerUserThread. A release callback runs with the timers held, on the thread that kills or on the
-// service's: it may set, reset and kill timers itself, but may not wait for another thread that
-// does, and may not stop, close or reopen the service.
+// Any thread may use it, and so may onTimer callbacks, which run without a lock. A slow onTimer
+// delays all other timers of the process: do slow work on another thread, or use a TimerUserThread.
+// onTimerRelease runs with the timers locked, on the thread that kills the timer or on the
+// service's thread: it may set, reset and kill timers, but must not wait for another thread that
+// uses timers, and must not stop, close or reopen the service.
 //
-// Timers that are set before start fire once it has started.
+// Timers that are set before start wait until the service has started.
 class QOR_API TimerManager : public ThreadOwner {
 public:
     static TimerManager* instance() { return CreateByAllocate<TimerManager>::instance(); }
-    // Closes first. Not for a callback.
+    // Calls close first. A callback must not call it.
     static void destroy() noexcept { CreateByAllocate<TimerManager>::destroy(); }
 
-    // Creates the queue, if there is none, with the configured number of timers.
+    // Creates the queue, with the configured number of timers, if there is none.
     void open();
-    // Starts, with a new queue of another size unless the number is 0 or QOR_TIMER_MAX_NUM(). The
-    // timers of the old queue are dropped without onTimerRelease, with a warning in the log.
+    // Calls start(). If the number is neither 0 nor QOR_TIMER_MAX_NUM(), first replaces the queue
+    // by a new one of that size: the timers of the old queue are dropped without onTimerRelease,
+    // with a warning in the log.
     void reopen(unsigned long numberOfTimers);
-    // Stops, and drops the queue and all timers without onTimerRelease. After it no callback is
-    // called, and none is running except one that called close.
+    // Calls stop(), then drops the queue and all timers without onTimerRelease. After that no
+    // callback is called or running, except one that called close itself.
     void close();
-    // Starts the thread, unless it runs, and opens if needed. Raises ThreadSyscallException if the
-    // system has no thread.
+    // Calls open(), then starts the thread if it does not run. Raises ThreadSyscallException if the
+    // system cannot start a thread.
     void start();
-    // Ends the thread, and waits for the current tick, also if another thread calls it too; called
-    // by a callback it does not wait. The timers are kept, and continue at the next start.
+    // Ends the thread and waits for the current tick; does not wait if called by a callback.
+    // Several threads may call it at the same time, and each waits. The timers are kept and
+    // continue at the next start.
     void stop();
 
-    // As set, reset and kill of TimerQueue. Without a queue the first two are false and logged.
+    // As set, reset and kill of TimerQueue. Without a queue the first two return false and log an
+    // error.
     bool setTimer(TimerId& id, const istr& name, unsigned long userTimerId,
                   unsigned long intervalMs, ITimerObject* object, unsigned long times, void* param);
     bool resetTimer(TimerId id, unsigned long intervalMs, unsigned long times);
@@ -64,14 +67,14 @@ public:
 
     // The number of timers.
     unsigned long numofTimers() const;
-    // Waits for every onTimerRelease that is running. If another thread learns of a release from
-    // the callback itself, it must call this before it deletes the object, since the callback may
-    // not have returned yet. It does not wait for later releases, such as that of a timer that was
-    // killed during its onTimer. Called by a release callback it does not wait for that one.
+    // Waits until no onTimerRelease is running. If onTimerRelease lets another thread delete the
+    // object, that thread must call this first, since the callback may not have returned yet. Does
+    // not wait for later releases, such as that of a timer that was killed during its onTimer, and,
+    // if called by an onTimerRelease, not for that one.
     void waitForReleases() const;
 
     void onThreadExit(Thread* thread) override;
-    // Writes the scope "qor::TimerManager". Locks the timers meanwhile.
+    // Locks the timers meanwhile.
     dumper& dump(dumper& d) const;
     void dump(std::ostream& os) const;
 
@@ -95,15 +98,17 @@ private:
     void forget(const TimeoutThread* thread);
 
     mutable TimerMonitor monitor_;
-    // Guarded by the monitor: the queue, and how many generations of ids the earlier ones have had.
+    // Guarded by the monitor: the queue, and the number of generations of ids that earlier queues
+    // have had.
     Handle<TimerQueue> m_timerQueue;
     ulong32 m_generations = 0;
-    // The address of the queue's slots, which are fetched before the monitor is taken. It may be
+    // The address of the queue's slots, for prefetching before the monitor is locked. It may be
     // that of an earlier queue.
     std::atomic<std::uintptr_t> m_slots{0};
     Mutex mutex_;  // guards all following members; held shortly
     Handle<TimeoutThread> m_timeoutThread;
-    // Threads that were asked to end and are not joined yet. Has room for one more.
+    // Threads that were requested to end and are not joined yet. The capacity always has room for
+    // one more.
     std::vector<Handle<TimeoutThread>> m_leaving;
 };
 
@@ -112,21 +117,20 @@ class QOR_API TimeoutThread : public OwnedThread<TimerManager> {
 public:
     explicit TimeoutThread(TimerManager* owner);
 
-    // The scope "qor::TimeoutThread".
     dumper& dump(dumper& d) const override;
 };
 
-// A timer with its own thread, for callbacks that are slow or must keep their rate: the next firing
-// is due one interval after the last one was due, so that delays do not add up.
+// A timer with its own thread, for callbacks that are slow or must keep their rate: a firing is due
+// one interval after the previous one was due, so that delays do not add up.
 //
 //     const auto poll = makeHandle<TimerUserThread>("open", &poller, "poll", 100, 0, 0, nullptr);
 //     poll->startAndWait();
 //     ...
 //     poll->stop();
 //
-// onTimer runs on the thread `times` times, 0 for no end, and its result is ignored. Then, or when
+// onTimer runs on the thread `times` times (0: no end), and its result is ignored. Then, or when
 // the thread is stopped, onTimerRelease runs. After a stop between two firings one more firing may
-// happen. The object must live until its release; it may be null.
+// happen. The object must exist until its onTimerRelease; it may be null.
 class QOR_API TimerUserThread : public SimpleThread {
 public:
     TimerUserThread(ITimerObject* object, const istr& name, unsigned long intervalMs,
@@ -140,8 +144,9 @@ protected:
 private:
     void waitForNext() const;
 
-    TimerBlock block_;  // the object and the arguments of its calls; the id is the thread's, packed
-    Time next_;         // of the monotonic clock
+    // The object and the arguments of its calls. The id is the thread's id as a packed TimerId.
+    TimerBlock block_;
+    Time next_;  // of the monotonic clock
     ulong32 count_ = 0;
 };
 

@@ -12,14 +12,13 @@ namespace qor {
 
 class dumper;
 
-// Names a timer: its slot, and the slot's generation, which counts the timers that the slot has
-// had, also in earlier queues of the TimerManager. So an id never names a later timer of the same
-// slot. See docs/timers.md.
+// Identifies a timer: the index of its slot, and the slot's generation, which counts the timers
+// that the slot has had, also in earlier queues of the TimerManager. So an id never identifies a
+// later timer of the same slot. See docs/timers.md.
 //
-// The packed form has 32 bits, 15 of them for the generation. It names the timer as long as the
-// slot's generation is below 32768. Later packed ids name no timer, or one that ended long ago, and
-// operations on them are refused: packed ids work for the first 32768 timers of each slot.
-// Comparisons are those of the packed form.
+// The packed form has 32 bits, 15 of them for the generation. So packed ids work for the first
+// 32768 timers of each slot only: later ones identify no timer, or one that ended long ago, and
+// operations on them are refused. Comparisons are those of the packed form.
 class QOR_API TimerId {
 public:
     static constexpr ulong32 INVALID = 4294967295U;
@@ -59,8 +58,8 @@ private:
     ulong32 index_ = INVALID;
 };
 
-// How a timer continues after it has fired: by default as before. If the interval is not 0, the
-// timer gets that interval and number of firings, 0 for no end.
+// How a timer continues after it has fired: by default as before. If `interval` is not 0, the timer
+// gets this interval and `times` further firings (0: no end).
 struct OnTimerResult {
     OnTimerResult() noexcept = default;
     OnTimerResult(const Time& newInterval, unsigned long newTimes) noexcept
@@ -70,12 +69,12 @@ struct OnTimerResult {
     ulong32 times = 0;
 };
 
-// The callback of timers. It is not owned: it must live until its onTimerRelease, and may be
-// deleted in that call. One object may serve many timers; the user's id and parameter tell them
-// apart.
+// The callback of timers. It is not owned: it must exist until its onTimerRelease, and may be
+// deleted in that call. An object may be used for many timers, which `userTimerId` and `param`
+// distinguish.
 //
-// Exceptions from onTimer and onTimerRelease are written to the log as a block, and the timer
-// continues as if onTimer had returned a default result.
+// Exceptions from onTimer and onTimerRelease are written to the log as a block; after one from
+// onTimer the timer continues as with a default result.
 class QOR_API ITimerObject {
 public:
     ITimerObject() = default;
@@ -85,11 +84,10 @@ public:
 
     // The timer has fired.
     virtual OnTimerResult onTimer(TimerId id, unsigned long userTimerId, void* param) = 0;
-    // The timer has ended: onTimer is not called with this id any more, and is not running on
-    // another thread.
+    // The timer has ended: onTimer will not be called with this id, and is not running on another
+    // thread.
     virtual void onTimerRelease(TimerId id, unsigned long userTimerId, void* param) = 0;
-    // Writes the scope "qor::ITimerObject". A dump of all timers calls it with the timers locked:
-    // it must not use timers.
+    // A dump of all timers calls it with the timers locked: it must not use timers.
     virtual dumper& dump(dumper& d) const;
 };
 

@@ -20,14 +20,15 @@ class dumper;
 
 // The tick, in microseconds.
 inline constexpr long QOR_TIMER_CHECK_TIME = 50000;
-// The default number of timers of a queue: 5000 at first, then the number that the latest queue was
-// given.
+// The default number of timers of a queue: 5000 at first, then the number that was given to the
+// latest queue.
 QOR_API unsigned long QOR_TIMER_MAX_NUM() noexcept;
 
-// What guards timers: queues that follow one another may share one.
+// The lock of timers. Queues that replace each other share one.
 class QOR_API TimerMonitor : noncopyable {
 public:
-    // Holds the monitor for a scope. In a release callback the thread has it already.
+    // Holds the monitor for a scope. Does nothing in an onTimerRelease, whose thread already has
+    // it.
     class Access : noncopyable {
     public:
         explicit Access(const TimerMonitor& monitor)
@@ -43,11 +44,11 @@ public:
         const bool held_;
     };
 
-    // For the thread that holds it.
+    // Call these with the monitor held; they release it while they wait.
     void wait() const;
-    // By value: data that the monitor guards may change or be destroyed while wait releases it.
+    // By value, since the argument may be data that the monitor guards.
     void wait(Time timeout) const;
-    // Wakes all that wait.
+    // Wakes all waiting threads.
     void wake() noexcept;
 
 private:
@@ -61,24 +62,24 @@ private:
     class Waiting;
 
     QuickMutex mutex_;
-    Monitor waits_;  // of the threads that wait; taken for a moment, after the mutex
+    Monitor waits_;  // waiting threads sleep here; locked shortly, after mutex_
     // The thread that runs an onTimerRelease; null if none does.
     std::atomic<const void*> releasingThread_{nullptr};
 };
 
-// The timers of a TimerManager, which drives it: a fixed pool of slots, the ids, and the waiting
-// timers. It has no thread of its own. Time advances in ticks: a timer fires in the first tick at
-// or after its time.
+// The timers of a TimerManager: a fixed number of slots, the ids, and the waiting timers. It has no
+// thread; the TimerManager calls tick(). A timer fires in the first tick at or after its time.
+// Programs use TimerManager.
 //
 // Call all operations with the monitor held, by TimerMonitor::Access. It is released during each
-// onTimer, and held during onTimerRelease. Construct and destroy the queue without holding it.
+// onTimer, and held during onTimerRelease. Construct and destroy the queue without the monitor.
 class QOR_API TimerQueue : public Shared, noncopyable {
 public:
-    // No more than an id has room for.
+    // The number of slots that a packed id can have.
     static constexpr ulong32 kMostTimers = 131072;
 
-    // The sources of time. The wall clock is read once; from then on time advances by the monotonic
-    // clock, so setting the clock does not affect timers.
+    // The sources of time. The wall clock is read once, by the constructor; after that, time
+    // advances by the monotonic clock, so setting the clock does not affect timers.
     struct Clock {
         Time (*wall)();
         Time (*monotonic)();
@@ -87,22 +88,25 @@ public:
 
     // 0 means the key "numofTimers" of the configuration, or QOR_TIMER_MAX_NUM() if the key is
     // missing, and at least 5000. Any other number becomes QOR_TIMER_MAX_NUM(). Numbers above
-    // kMostTimers are cut to it with a log entry. The monitor must outlive the queue. Timers that
-    // are left when the queue is destroyed get no onTimerRelease.
+    // kMostTimers are cut to it and logged. The monitor must outlive the queue. The destructor
+    // drops the remaining timers without onTimerRelease.
     TimerQueue(unsigned long numberOfTimers, TimerMonitor& monitor,
                const Clock& clock = systemClock());
     ~TimerQueue() override;
 
-    // The number of timers that a queue of this argument would have.
+    // The argument, cut to kMostTimers.
     static unsigned long limited(unsigned long numberOfTimers) noexcept;
 
     // Starts a timer. It first fires one interval after the latest tick, so up to one tick early;
-    // with an interval of 0, in the next tick. It fires `times` times, 0 for no end, and then is
-    // released. False with a log entry if all slots are in use. Allocates only for a long name.
+    // with an interval of 0, in the next tick. It fires `times` times (0: no end) and is then
+    // released. Returns false and logs an error if all slots are in use. Allocates only for a long
+    // name. If `object` is null, an error is logged at the first firing, and the timer keeps its
+    // slot until it is killed.
     bool set(TimerId& id, const istr& name, unsigned long userTimerId, unsigned long intervalMs,
              ITimerObject* object, unsigned long times, void* param);
     // Sets a new interval, counted from the latest tick, and a new number of firings. A timer that
-    // is due in the current tick still fires in it. False with a log entry if the timer has ended.
+    // is due in the current tick still fires in it. Returns false and logs an error if the timer
+    // has ended.
     bool reset(TimerId id, unsigned long intervalMs, unsigned long times);
     // Ends a timer and releases it; does nothing if it has ended. If its onTimer is running on
     // another thread, the timer ends at once, and onTimerRelease is called after that onTimer
@@ -115,22 +119,22 @@ public:
     void doCheck();
     // Fires one timer of the tick.
     void onTimer(TimerId id, const Time& now);
-    // Frees a busy slot by its place among the slots.
+    // Frees a busy slot by its position in the list of slots.
     void freeIdAt(unsigned long position);
-    // The current tick fires nothing more, and wakes the monitor when it is over; no later one
-    // fires anything.
+    // From now on no timer fires. A current tick wakes the monitor when it has ended.
     void abandon() noexcept { abandoned_ = true; }
     bool isTicking() const noexcept { return ticking_; }
-    // For queues that follow one another: how many generations the slots have had at most, and the
-    // one that the ids of a queue without timers begin at, 0 otherwise.
+    // For queues that replace each other: generations() is the largest number of generations of any
+    // slot. beginAt sets the first generation of the slots of a queue without timers; by default it
+    // is 0.
     ulong32 generations() const noexcept;
     void beginAt(ulong32 generation) noexcept;
 
-    // How many timers there are.
+    // The number of timers.
     unsigned long numofBusy() const noexcept { return m_idleBeginPos; }
-    // The first of them, busy or not.
+    // The first of all slots, busy and idle ones.
     const TimerSlot* slots() const noexcept { return m_timerBlocks.data(); }
-    // From now to the next tick.
+    // The time from now to the next tick.
     const Time& waitTime() const noexcept { return m_waitTime; }
 
     dumper& dump(dumper& d) const;
@@ -153,7 +157,7 @@ private:
 
     TimerMonitor& monitor_;
     std::vector<TimerSlot> m_timerBlocks;
-    std::vector<ulong32> m_idStatus;  // the slots: the busy ones, then the idle ones
+    std::vector<ulong32> m_idStatus;  // indexes of the slots: the busy ones, then the idle ones
     ulong32 m_idleBeginPos = 0;
     const Clock clock_;
     const Time wallMinusMonotonic_;

@@ -10,10 +10,14 @@
 
 namespace qor {
 
-// Reads the values that a BinaryOutStream wrote, in the same order, from bytes that it does not own
-// and that must outlive it. Each read clears its target first. Reading beyond the end is no error:
-// the target is then 0, empty or the epoch. Input that is no value of the target's kind raises
-// BinaryDecodeException. A stream belongs to one thread.
+// Reads the values that a BinaryOutStream wrote, in the same order:
+//
+//     BinaryInStream in(message);
+//     in.read(number).read(name);
+//
+// The bytes are not owned and must outlive the stream. Each read clears its target first. Reading
+// beyond the end is not an error: the target is then 0, empty or the epoch. Input that is not a
+// value of the target's kind raises BinaryDecodeException. Use a stream from one thread only.
 class QOR_API BinaryInStream {
 public:
     explicit BinaryInStream(const istr& input) : input_(input) {}
@@ -30,19 +34,21 @@ public:
         return *this;
     }
     BinaryInStream& read(Time& value);
-    // A view of the input. Data that is cut off is as long as the input has it.
+    // An istr becomes a view of the input. If the input ends within the data, the target gets the
+    // bytes that are there.
     BinaryInStream& read(istr& data);
     BinaryInStream& read(Bytes& data);
-    // Into the configured code page.
+    // A std::string is converted from UTF-8 to the configured code page.
     BinaryInStream& read(std::string& text);
     BinaryInStream& read(std::wstring& text);
 
-    // With no framing. One byte, 0 at the end.
+    // Bytes without a size before them. Reads one byte; 0 at the end.
     BinaryInStream& readRaw(char& byte);
     BinaryInStream& readRaw(unsigned char& byte);
-    // At most `*size` bytes; `*size` becomes the count of those that there were.
+    // Reads at most `*size` bytes and sets `*size` to their number.
     BinaryInStream& readRaw(char* buffer, unsigned long* size);
-    // One byte modulo 16: the count of size bytes, without the mark of text that nbr writes.
+    // Reads one byte and returns its low four bits: the number of size bytes. (In nbr, the high
+    // bits mark text.)
     unsigned char readLos();
 
 private:

@@ -10,10 +10,16 @@
 
 namespace qor {
 
-// Writes a flat sequence of values, with no tags and no nesting: a BinaryInStream reads them in the
-// same order. Each value is a byte with the count of its size bytes, the size, and the data;
-// docs/formats.md has the format byte by byte. Text is written in UTF-8. A write that raises
-// std::bad_alloc leaves the stream unchanged. A stream belongs to one thread.
+// Writes a flat sequence of values, without tags and nesting; a BinaryInStream reads them in the
+// same order:
+//
+//     BinaryOutStream out;
+//     out.write(number).write(name);
+//     send(out.str());
+//
+// Each value is a byte with the number of its size bytes, the size, and the data; docs/formats.md
+// describes the format byte by byte. Text is written in UTF-8. If a write raises std::bad_alloc,
+// the stream is unchanged. Use a stream from one thread only.
 class QOR_API BinaryOutStream {
 public:
     // All bytes written. Valid until the next write.
@@ -29,19 +35,19 @@ public:
         return finish(wire::store(buffer_.pbuf(), toWire(value)));
     }
     BinaryOutStream& write(const Time& value) { return write(value.toMicroSeconds()); }
-    // A literal is refused: it could be data and text.
+    // Writes the bytes of the view. A string literal does not compile: it could be bytes or text.
     BinaryOutStream& write(istr data) {
         data = wire::grow(buffer_, data, wire::kMostHeader + data.size());
         return finish(wire::store(buffer_.pbuf(), WireData{data}));
     }
     BinaryOutStream& write(const Bytes& data) { return write(istr(data)); }
-    // From the configured code page.
+    // A std::string is converted from the configured code page to UTF-8.
     BinaryOutStream& write(const std::string& text);
     BinaryOutStream& write(iwstr text);
     BinaryOutStream& write(const std::wstring& text) { return write(iwstr(text)); }
     BinaryOutStream& write(const wchar_t* text) { return write(iwstr(text)); }
 
-    // With no framing.
+    // Write bytes without a size before them.
     BinaryOutStream& writeRaw(unsigned char byte) { return writeRaw(istr(&byte, 1)); }
     BinaryOutStream& writeRaw(istr data) {
         buffer_ += data;

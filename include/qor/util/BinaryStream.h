@@ -16,7 +16,7 @@
 
 namespace qor {
 
-// Values without data, for the binary writers: one that is not there, and one that is empty.
+// Values without data, for the binary writers: a missing value and an empty one.
 struct null_type {};
 struct empty_type {};
 
@@ -24,9 +24,9 @@ QOR_DECLARE_EXCEPTION(BinaryDecodeException, "qor::BinaryDecodeException");
 
 class QOR_API BinaryStream {
 public:
-    // Writes the value low byte first, in the fewest bytes whose last one has its top bit clear,
-    // but in no more than `width`. Returns the count, at least 1. Signed values are sign-extended
-    // to 64 bits first, so a negative one fills the width.
+    // Writes the value, low byte first, and returns the number of bytes, at least 1: as few as
+    // possible with the top bit of the last byte clear, but at most `width`. Signed values are
+    // first sign-extended to 64 bits, so a negative value has `width` bytes.
     template <std::integral T>
     static char writeInt(char* buffer, T value, unsigned long width) noexcept {
         const auto bits = static_cast<unsigned long long>(value);
@@ -35,15 +35,15 @@ public:
             buffer[i] = i < 8 ? byteOf(bits, i) : '\0';
         return static_cast<char>(count);
     }
-    // What writeInt returns.
+    // The number of bytes that writeInt writes.
     static constexpr unsigned byteCount(unsigned long long value, unsigned long width) noexcept {
         const unsigned fewest = static_cast<unsigned>(std::bit_width(value | 1)) / 8 + 1;
         return fewest <= width ? fewest : std::max(static_cast<unsigned>(width), 1U);
     }
 
-    // Reads `length` bytes, low byte first and at most `width` of them; no bytes are 0. Nothing is
-    // sign-extended: the target truncates. The length and the low byte of the width are signed
-    // bytes, and one that is then not in 0 to 8 raises BinaryDecodeException.
+    // Reads `length` bytes, low byte first, at most `width`; a length of 0 gives 0. The result is
+    // not sign-extended. `length` and the low byte of `width` are taken as signed bytes: if the
+    // length is not 0 and the smaller of the two is not in 1 to 8, BinaryDecodeException is raised.
     static unsigned long long readUint(const char* data, char length, unsigned long width) {
         const auto limit = static_cast<signed char>(width);
         const signed char count = std::min(static_cast<signed char>(length), limit);
@@ -52,11 +52,11 @@ public:
             invalidSize(count);
         return load(data, static_cast<unsigned>(count));
     }
-    // The same bits.
+    // The same bits as a signed number.
     static long long readInt(const char* data, char length, unsigned long width) {
         return static_cast<long long>(readUint(data, length, width));
     }
-    // The size of the view is cut to a signed byte. A null view has no bytes.
+    // The same for the bytes of a view, whose size is cut to a signed byte. A null view gives 0.
     static unsigned long long readUint(istr data, unsigned long width) {
         return data.is_null() ? 0 : readUint(data.data(), static_cast<char>(data.size()), width);
     }
@@ -64,23 +64,24 @@ public:
         return static_cast<long long>(readUint(data, width));
     }
 
-    // Obfuscation of stored bytes, and no cipher: each map is its own inverse.
+    // These hide stored bytes from view but protect nothing: there is no key. Each is its own
+    // inverse.
     static constexpr unsigned char encrypt(unsigned char b) noexcept {
         return static_cast<unsigned char>(255 - b);
     }
     static constexpr unsigned char decrypt(unsigned char b) noexcept { return encrypt(b); }
-    // In place, over the whole capacity: each byte by the complement of its index modulo 256.
+    // Change the whole capacity in place: each byte is XORed with the complement of its index.
     static void encrypt(ostr buffer) noexcept;
     static void decrypt(ostr buffer) noexcept { encrypt(buffer); }
 
-    // What `count` bytes are, 1 to 8 of them, low byte first.
+    // The number in `count` bytes, 1 to 8, low byte first.
     static unsigned long long load(const char* data, unsigned count) noexcept {
         if (count == 1) return static_cast<unsigned char>(*data);
         return count < 4 ? loadTwice<unsigned short>(data, count) : loadTwice<ulong32>(data, count);
     }
 
 private:
-    // The first and the last bytes of a fitting size, which may overlap.
+    // Joins the first and the last sizeof(Part) bytes, which may overlap.
     template <class Part>
     static unsigned long long loadTwice(const char* data, unsigned count) noexcept {
         const Part first = loadLowByteFirst<Part>(data);
@@ -93,7 +94,7 @@ private:
     [[noreturn]] static void invalidSize(int size);
 };
 
-// A number as the binary formats carry it: its bits, and how many bytes they may take.
+// A number in the binary formats: its bits, and the number of bytes that they may have.
 struct WireNumber {
     unsigned long long bits;
     unsigned width;
@@ -141,7 +142,7 @@ constexpr WireNumber toWire(const T& value) noexcept {
     }
 }
 
-// How many bytes of a number T reads.
+// The number of bytes that T reads at most.
 template <WireScalar T>
 constexpr unsigned wireWidth() noexcept {
     if constexpr (NumberWrapper<T>) {

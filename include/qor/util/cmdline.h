@@ -13,19 +13,19 @@ namespace qor {
 
 class QOR_API CmdLineCallback : public virtual Interface {
 public:
-    // On the thread that reads.
+    // Called on the reading thread with a line, which is not empty.
     virtual void onCmdLine(const std::wstring& line) = 0;
 };
 
-// Reads lines from the console, and passes each that is not empty to the callback, which is not
-// owned and must outlive the thread. "prompt()" and "noprompt()" turn the prompt on and off and are
-// not passed on. The console has one reader at a time.
+// Reads lines from the console and passes the lines that are not empty to the callback, which is
+// not owned and must outlive the thread. The lines "prompt()" and "noprompt()" turn the prompt on
+// and off and are not passed on. Only one thread may read from the console at a time.
 class QOR_API CmdLineThread : public SimpleThread {
 public:
     CmdLineThread(const istr& name, CmdLineCallback* callback, const iwstr& prompt);
 
 protected:
-    // A pass: at most one line, or a tenth of a second without one.
+    // Reads at most one line; returns after 100 ms if there is none.
     void onWork() override;
 
 private:
@@ -36,28 +36,29 @@ private:
     bool noPrompt_ = false;
 };
 
-// The lines that are typed at the console, for a program that takes them when it suits it:
+// A queue of the lines that are typed at the console:
 //
 //     CmdLineQueue commands;
 //     commands.open(L"> ");
 //     std::wstring line;
 //     while (commands.get(line, Time::seconds(1))) obey(line);
 //
-// One thread opens and closes it; any thread may get lines, which come in the order of their entry.
+// Only one thread may open and close it; any thread may get lines, in the order in which they were
+// typed.
 class QOR_API CmdLineQueue : public CmdLineCallback, noncopyable {
 public:
     CmdLineQueue();
-    // Closes.
+    // Calls close.
     ~CmdLineQueue() override;
 
-    // Starts reading, by a new thread if there is one already. True if the thread lives. Raises
-    // ThreadSyscallException when there is no thread to be had.
+    // Starts a thread that reads; a running one is stopped first. Returns whether the thread runs.
+    // Raises ThreadSyscallException if the system cannot start a thread.
     bool open(const iwstr& prompt);
-    // Stops reading, within about a tenth of a second. Lines that were read stay, and the part of
-    // a line that has no line feed yet is kept for the next reader.
+    // Stops reading, within about 100 ms. Lines in the queue are kept, and an incomplete line is
+    // kept for the next reader.
     void close();
-    // The next line: waits for one as long as this, without end for Time::forever(). False if there
-    // is none, or if another thread was quicker to take it; the line is then left as it was.
+    // Gets the next line, and waits for it at most for the timeout; Time::forever() means no limit.
+    // Returns false, with `line` unchanged, if there is none, or if another thread took it first.
     bool get(std::wstring& line, Time timeout);
     void onCmdLine(const std::wstring& line) override;
 

@@ -7,15 +7,16 @@ namespace qor {
 
 // Single DES in ECB mode (FIPS 46-3), in spite of the name, for exchanging data with systems that
 // still use it. It is not secure: a key of 56 bits can be found by trying all keys, equal blocks of
-// 8 bytes stay equal, and changed blocks are not detected. Use AES where you can choose.
+// 8 bytes give equal results, and changed blocks are not detected. Use AES if you can choose.
 //
-// The key is the first 8 bytes of `key`; a shorter one is filled with zeros. The lowest bit of each
+// The key is the first 8 bytes of `key`; a shorter one is padded with zeros. The lowest bit of each
 // byte, its parity, is ignored. The round keys are overwritten after use. Any thread may call these
 // at any time.
 //
-// `out` is replaced, and may own the memory that the data or the key views. Its size is that of the
-// data, rounded up to a multiple of 8; the data is padded with zeros. Data whose size is a multiple
-// of 8 gets no extra block. If memory runs out, `out` is unchanged.
+// The functions replace the content of `out`, which may own the memory that the data or the key
+// views. Its size is that of the data, rounded up to a multiple of 8; the data is padded with
+// zeros. Data whose size is a multiple of 8 gets no extra block. If std::bad_alloc is raised, `out`
+// is unchanged.
 class QOR_API des3 {
 public:
     // Always true.

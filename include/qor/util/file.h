@@ -13,44 +13,45 @@
 
 namespace qor {
 
-// What the offset of a File::seek counts from.
+// The position from which the offset of File::seek counts.
 enum class SeekWhence : int { Begin = 0, Current = 1, End = 2 };
 
-// The owner of one open file, or of none. Positions and sizes are bytes, in 64 bits.
+// An open file, or none; the destructor closes it. Positions and sizes are in bytes, with 64 bits.
 //
-// Every other handle of the file sees a write at once. readLine reads up to 16 KiB ahead: it sees
-// changes that another handle makes in that part only after a seek to another position, a write or
-// a truncate. Positions count bytes that the caller has read, not those read ahead.
+// Written data is visible at once through every other handle of the file. readLine reads up to 16
+// KiB ahead: changes by another handle in that part are visible only after a seek to another
+// position, a write or a truncate. Positions count the bytes that the caller has read, not those
+// read ahead.
 //
 //     FileWriter out(L"notes.txt", true);
 //     out.writeLine("first");
 //     FileReader in(L"notes.txt");
 //     for (String line; in.readLine(line) || !line.empty();) ...
 //
-// Names are wide text or a std::filesystem::path, with "\" or "/" between their parts. The system
-// gets them as UTF-8; a name that contains a zero or an invalid character names no file. New files
-// have the mode 0666 less the process's umask. A directory can't be opened.
+// Names are wide text or a std::filesystem::path, with "\" or "/" between their parts. They are
+// passed to the system as UTF-8; a name with a zero or an invalid character names no file. New
+// files have the mode 0666 without the bits of the process's umask. A directory cannot be opened.
 //
 // Operations report failure by false or -1, with the system's reason in errno; on a closed file
-// they fail. Failed reads leave their target empty. The only exception is std::bad_alloc; the
-// target and, in files that can seek, the position are then unchanged. Signals interrupt no
-// operation. Writing to a pipe without a reader fails and sends no signal.
+// they fail. After a failed read the target is empty. The only exception is std::bad_alloc; the
+// target and, in files that can seek, the position are then unchanged. Signals do not interrupt an
+// operation. Writing to a pipe without a reader fails and raises no signal.
 //
-// An object belongs to one thread. Programs that the process starts do not inherit the handle.
+// Use an object from one thread only. Programs that the process starts do not inherit the handle.
 class QOR_API File {
 public:
-    // Closed.
+    // No open file.
     File() noexcept = default;
     explicit File(int flags) noexcept : flags_(flags) {}
-    // Open the file if possible; valid() tells the result. Flags are those of OpenFlag; the default
+    // Open the file; valid() is whether that succeeded. Flags are those of OpenFlag; the default
     // opens for reading.
     explicit File(const PathName& name) : File(name, OpenRead) {}
     File(const PathName& name, int flags);
     // Copies name and flags. If the source is open, the copy opens its own handle, at the start of
-    // the file, and never empties the file, whatever the flags. A later reopen() obeys the flags.
+    // the file, without OpenTruncate. A later reopen() uses all flags.
     File(const File& other);
     File(File&& other) noexcept;
-    // Closes the target first.
+    // Both close this file first.
     File& operator=(const File& other);
     File& operator=(File&& other) noexcept;
     ~File() {
@@ -64,14 +65,14 @@ public:
     bool open(const PathName& name);
     bool open(const PathName& name, int flags);
     bool reopen();
-    // False if the system could not store data that was written before; the file is closed in any
+    // Returns false if the system could not store earlier written data; the file is closed in any
     // case.
     bool close() noexcept;
     bool valid() const noexcept { return handle_ != invalidHandle; }
 
     const std::wstring& filename() const noexcept { return name_; }
 
-    // In bytes; -1 on failure. If the file is closed, it is opened shortly for reading. Pipes and
+    // In bytes; -1 on failure. If no file is open, the size of the file filename(). Pipes and
     // devices have 0.
     long long filesize() const;
     // The position does not change.
@@ -86,42 +87,41 @@ public:
     long long putback(long long n) const noexcept;
     long long seekEnd(long long offset) const noexcept { return seek(offset, SeekWhence::End); }
 
-    // One read of at most `size` bytes; all ones means the capacity of `out`. Sets the size of
-    // `out` to the number of bytes read: fewer at the end of the file, and those available in a
-    // pipe. True also at the end.
+    // Read once, at most `size` bytes; npos means the capacity of `out`. Set the size of `out` to
+    // the number of bytes read: fewer at the end of the file, and those available in a pipe. Return
+    // true also at the end of the file, with `out` empty.
     bool read(Bytes& out, unsigned long size) const;
     bool read(String& out, unsigned long size) const;
-    // Reads bytes, in the configured code page. Text ends at its first zero; a character that is
-    // only read in part is U+FFFD.
+    // Reads `size` bytes as text in the configured code page. The text ends at its first zero; a
+    // character that is read only in part becomes U+FFFD.
     bool read(std::wstring& out, unsigned long size) const;
     // The byte; -1 at the end and on failure.
     int readByte() const noexcept;
 
-    // Reads the text up to a line end (LF, CR or CR LF), which is not part of the line. False if
-    // the file ends first, with the text so far, or if reading fails, with empty text. The position
-    // is then after the line end. A pipe is read byte by byte, so that a call waits for no more
-    // bytes than it needs; after a CR it needs one more.
+    // Reads the text up to a line end (LF, CR or CR LF), which is not part of the line; the
+    // position is then after the line end. Returns false if the file ends before a line end, with
+    // the text so far, and on failure, with empty text. A pipe is read byte by byte, so that a call
+    // waits only for the bytes that it needs; after a CR it needs one more.
     bool readLine(String& line) const;
-    // The same in units of two bytes, the lower one first: UTF-16. Pairs of surrogates become one
-    // character and lone ones U+FFFD; a byte order mark is a character; half a unit at the end is
-    // never read.
+    // The same for UTF-16 with the low byte first. A pair of surrogates becomes one character, a
+    // lone one U+FFFD; a byte order mark is a character; half a unit at the end is never read.
     bool readLine(std::wstring& line) const;
 
-    // Reads filesize() bytes from the start, fewer if the file shrinks meanwhile. False also for
-    // files of 4 GiB and more. Text as above.
+    // Read filesize() bytes from the start, fewer if the file shrinks meanwhile. Fail also for a
+    // file of 4 GiB or more. Wide text is as for read().
     bool readAll(Bytes& out) const;
     bool readAll(String& out) const;
     bool readAll(std::wstring& out) const;
 
     // Writes all of the text at the position; false on failure.
     bool write(istr text) noexcept;
-    // Converts to the code page, -1 being the configured one, up to the first zero. False for a
-    // page that is not known.
+    // Converts the text, up to its first zero, to the code page; -1 is the configured one. Fails if
+    // the page is unknown.
     bool write(iwstr text, long codepage = -1);
     // Writes at the end of the file. Another process may write between the seek and the write.
     bool append(istr text) noexcept { return seekEnd(0) >= 0 && write(text); }
     bool append(iwstr text, long codepage = -1) { return seekEnd(0) >= 0 && write(text, codepage); }
-    // The text and then the line end, which is never converted.
+    // Write the text, then the line end, which is not converted.
     bool writeLine(istr text, istr newline = File::newline()) noexcept {
         return write(text) && write(newline);
     }
@@ -138,7 +138,7 @@ public:
 private:
     static constexpr int invalidHandle = -1;
 
-    // The bytes that were read ahead, from `next` to `end`. In files that can seek, the system's
+    // The bytes that were read ahead, from `next` to `end`. If the file can seek, the system's
     // position is that of `end`.
     struct ReadAhead {
         static constexpr std::size_t kRoom = 16384;
@@ -170,7 +170,8 @@ private:
     mutable std::unique_ptr<ReadAhead> ahead_;  // null until the first line is read
 };
 
-// Files with preset flags. The `truncate` parameters accept nothing but a bool.
+// Files with preset flags. A `truncate` parameter accepts only a bool, so that flags or a name
+// cannot be passed by mistake.
 
 class FileReader : public File {
 public:
@@ -179,7 +180,7 @@ public:
         : File(name, flags) {}
 };
 
-// For append(). Note that write() writes at the position here too, which is first the start.
+// For append(). write() still writes at the position, which is at first the start of the file.
 class FileAppender : public File {
 public:
     explicit FileAppender(int flags = OpenWrite | OpenCreate | OpenBinary) noexcept : File(flags) {}

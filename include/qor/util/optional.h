@@ -8,8 +8,8 @@
 
 namespace qor {
 
-// A value that is there or not. In contrast to std::optional there always is a T: an unset Optional
-// holds a default-made one, so reading it is harmless.
+// A value that may be missing. Unlike std::optional, an unset Optional has a default-constructed T,
+// so value() is always valid.
 template <class T>
 class Optional {
 public:
@@ -20,7 +20,7 @@ public:
     Optional(T&& value) noexcept(noexcept(T(std::move(value))))
         : value_(std::move(value)), set_(true) {}
 
-    // Sets the value; {} unsets it.
+    // Sets the value. Assigning {} resets it.
     template <class U>
     requires std::is_assignable_v<T&, U> Optional& operator=(U&& value) {
         value_ = std::forward<U>(value);
@@ -32,7 +32,7 @@ public:
     explicit operator bool() const noexcept { return set_; }
 
     const T& value() const noexcept { return value_; }
-    // The value itself if it is set, the other one if not.
+    // The value if it is set, otherwise `other`.
     T valueOr(T other) const { return set_ ? value_ : std::move(other); }
     const T& operator*() const noexcept { return value_; }
     const T* operator->() const noexcept { return &value_; }
@@ -53,7 +53,7 @@ private:
 
 }  // namespace qor
 
-// For values that have a hash.
+// Exists if T has a hash.
 template <class T>
 requires std::is_default_constructible_v<std::hash<T>>
 struct std::hash<qor::Optional<T>> {

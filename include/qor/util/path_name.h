@@ -10,10 +10,10 @@
 
 namespace qor {
 
-// The name of a file as an argument: wide text, or a std::filesystem::path. It is a view of the
-// text, and has a copy of the path's. As all names it has "\" or "/" between its parts.
+// The name of a file as an argument: wide text or a std::filesystem::path, with "\" or "/" between
+// its parts. It refers to wide text, which must outlive it; of a path it has a copy.
 //
-// A path that is no UTF-8, or that has a zero in it, becomes a name that names no file.
+// A path that is not valid UTF-8, or that has a zero in it, becomes a name that names no file.
 class QOR_API PathName {
 public:
     PathName() noexcept = default;

@@ -3,7 +3,7 @@
 
 #include "qor/util/wire_value.h"
 
-// Deliberate (compatibility): the names of qor::wire that programs have had from this header.
+// Deliberate (compatibility): old names for members of qor::wire. New code uses wire_value.h.
 
 namespace qor::simple_value {
 

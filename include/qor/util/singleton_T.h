@@ -9,10 +9,10 @@
 
 namespace qor {
 
-// The policy of singletons: one T in the process, created at its first use by any thread. It lives
-// until destroy; a later use creates a new one. It can be used at any time, also before main and in
-// destructors of static objects. The constructor of T may use other singletons, but not T itself,
-// directly or indirectly. T befriends CreateByAllocate<T>.
+// A singleton: one T in the process, created by the first call of instance() on any thread. It
+// exists until destroy(); a later instance() creates a new one. It can be used at any time, also
+// before main and in destructors of static objects. The constructor of T may use other singletons,
+// but not T itself, directly or indirectly. CreateByAllocate<T> must be a friend of T.
 //
 // The owner of T instantiates the class once in the library: `extern template class QOR_API
 // CreateByAllocate<T>` in T's header, and the same without `extern` and QOR_API in its source.
@@ -26,7 +26,7 @@ public:
         T* object = instance_.load(std::memory_order_acquire);
         return object != nullptr ? object : make();
     }
-    // The caller ensures that the object is not used any more. The lock is not held while the
+    // The caller ensures that no thread uses the object any more. The lock is not held while the
     // object is destroyed, so its destructor may use any singleton.
     static void destroy() noexcept {
         T* const object = take();
@@ -37,7 +37,7 @@ public:
 
 private:
     static T* take() noexcept {
-        // Before the first object there is no lock either, and making one may fail.
+        // Without an object the lock is not used: it may not exist yet, and creating it may fail.
         if (instance_.load(std::memory_order_acquire) == nullptr) return nullptr;
         const Guard guard(mutex());
         return instance_.exchange(nullptr, std::memory_order_acq_rel);
@@ -53,7 +53,8 @@ private:
             object = new (__FILE__, __LINE__, func) T();
             instance_.store(object, std::memory_order_release);
         }
-        // The leak table may show a new entry on the console, which is a singleton too.
+        // Without the lock: the leak table may show the entry on the console, which is a singleton
+        // too.
         objectAllocated(object, __FILE__, __LINE__, func);
         return object;
     }

@@ -18,7 +18,7 @@
 #include "qor/util/BinaryStream.h"
 #include "qor/util/uow.h"
 
-// A menu of functions for people, which can also run without them:
+// A menu of functions, for interactive use and for scripts:
 //
 //     qor::test::UowTest menu(argc, argv);
 //     menu.add("ping", "measure a round trip", qor::test::function(ping));
@@ -26,8 +26,8 @@
 //     return menu.start();
 //
 // Without arguments it shows the menu, reads keys from the standard input, and ends at "exit" or at
-// the end of the input. Arguments are keys that are run first; "files/list" runs an item of a menu
-// that a function opens:
+// the end of the input. Arguments are keys that are run first; "files/list" runs the item "list" of
+// the menu that the function "files" opens:
 //
 //     void fileMenu(qor::test::TestCase& top) {
 //         qor::test::UowTest menu("files", &top);
@@ -36,18 +36,18 @@
 //     }
 //
 // For a program that ends by itself, pass "exit" as the last argument, or turn Context::interactive
-// off. Non-interactive, each choice is run once, even if others raise, and start() returns 0 if
-// nothing was raised, otherwise the code of the last failure (see UnitOfWork::start), also from a
-// menu that a function opened. "all" ends at the first function that raises.
+// off. If it is off, each choice is run once, even if others raise, and start() returns 0 if no
+// function raised, otherwise the code of the last failure (see UnitOfWork::start), including
+// failures in menus that a function opened. "all" ends at the first function that raises.
 //
-// The menu is shown on the standard output if it is interactive, and always in the log "QOR". It
-// runs on one thread.
+// The menu is shown on the standard output if it is interactive, and always written to the logger
+// "QOR". Use a menu from one thread only.
 
 namespace qor::test {
 
 class TestCase;
 
-// What an item runs. The test case that it runs for is bound first.
+// The function of an item. Before a call, its TestCase is set by bind.
 class QOR_API TestFnBase {
 public:
     TestFnBase() = default;
@@ -63,11 +63,11 @@ private:
     TestCase* tc_ = nullptr;
 };
 
-// A share in a function, or none.
+// A shared owner of a function, or of none.
 class QOR_API TestCaseFn {
 public:
     TestCaseFn() = default;
-    // Takes over a function that checkedNew made.
+    // Owns `fn`, which must have been created by checkedNew.
     explicit TestCaseFn(TestFnBase* fn);
 
     void operator()() const;
@@ -75,14 +75,14 @@ public:
     // Raises NullPointerException if there is no function.
     const TestCaseFn& bind(TestCase* testCase) const;
     bool empty() const noexcept { return fn_ == nullptr; }
-    // Gives the share up; the last one deletes the function.
+    // Releases the function; the last owner deletes it.
     void destroy() noexcept { fn_.reset(); }
 
 private:
     std::shared_ptr<TestFnBase> fn_;
 };
 
-// A key and the function that it runs. Order and equality are those of the keys.
+// A key and its function. Items are compared by their keys.
 class QOR_API TestItem {
 public:
     TestItem(istr key, istr msg, const TestCaseFn& fn, bool internal)
@@ -96,7 +96,7 @@ public:
 
     void operator()() const { fn_(); }
     void operator()(TestCase* testCase) const { fn_(testCase); }
-    // The item's line of the menu.
+    // Writes the item's line of the menu.
     void operator()(std::ostream& os) const;
 
     bool operator==(const TestItem& other) const { return key_ == other.key_; }
@@ -109,10 +109,10 @@ private:
     Bit internal_;
 };
 
-// The items of a menu. Raises NullPointerException where it needs its unit and has none.
+// The items of a menu. Operations that need the unit raise NullPointerException if there is none.
 class QOR_API TestCase {
 public:
-    // The unit whose loop shows the menu; not owned.
+    // `uow` is the unit whose loop shows the menu. It is not owned and may be null.
     explicit TestCase(UnitOfWork* uow);
     TestCase(const TestCase&) = default;
     TestCase& operator=(const TestCase&) = default;
@@ -121,17 +121,17 @@ public:
     void add(const char* key, const char* msg, const TestCaseFn& fn, bool internal);
     void del(const char* key);
     void clear() noexcept { items_.clear(); }
-    // Items that are no part of "all".
+    // Adds the items of `other`; "all" does not run them.
     void appendAddons(const TestCase& other);
     void removeAddons() noexcept { addons_.clear(); }
 
-    // One turn: shows the menu and runs the choice; an interactive menu asks for one if it is
-    // empty. "a/b" runs b in the menu that a opens, and leaves that menu.
+    // Shows the menu and runs one choice; if it is empty, an interactive menu reads one from the
+    // input. "a/b" runs b in the menu that a opens, and leaves that menu.
     void run() { run(String()); }
     void run(const String& choice);
-    // Runs all choices without asking. Without choices, an interactive menu takes one turn, and a
-    // non-interactive one runs all its items. The first non-interactive call that runs something is
-    // the last one to do so. A non-interactive call stops the unit.
+    // Runs all choices without reading from the input. Without choices, an interactive menu calls
+    // run(), and a non-interactive one runs all its items. A non-interactive call stops the unit;
+    // later calls do not run anything.
     void run(const std::vector<String>& args);
 
     // The built-in items "all", "quit", "top" and "exit".
@@ -141,14 +141,14 @@ public:
     void do_exit();
 
     static constexpr char separator() noexcept { return '/'; }
-    // Choices that wait for a menu that opens.
+    // Choices for the menu that the running function opens.
     std::vector<String>& args() noexcept { return args_; }
     const std::vector<String>& args() const noexcept { return args_; }
     UnitOfWork* uow() noexcept { return uow_; }
     const UnitOfWork* uow() const noexcept { return uow_; }
     void uow(UnitOfWork* unit) noexcept { uow_ = unit; }
-    // Rebuilds the table of keys. Of two items with the same key the later one counts: first the
-    // program's items, then the built-in ones, then add-ons.
+    // Rebuilds the table of keys. If several items have the same key, an add-on replaces a built-in
+    // item, which replaces an item of the program.
     void initMap();
 
 private:
@@ -173,7 +173,7 @@ private:
     UnitOfWork* uow_;
 };
 
-// The lines of the program's items.
+// Writes the lines of the program's items.
 QOR_API std::ostream& operator<<(std::ostream& os, const TestCase& testCase);
 
 // A member function of a class that derives from TestCase.
@@ -197,7 +197,7 @@ private:
     const Function function_;
 };
 
-// Anything that can be called, with the test case or without.
+// A callable object, which is called with the test case.
 class QOR_API TestFnCall : public TestFnBase {
 public:
     explicit TestFnCall(std::function<void(TestCase&)> call) : call_(std::move(call)) {}
@@ -225,13 +225,12 @@ TestCaseFn function(F call) {
         checkedNew<TestFnCall>(__FILE__, __LINE__, "qor::test::function", std::move(wrapped)));
 }
 
-// Whether menus are interactive: a person is there to answer.
+// Whether menus are interactive: true by default, for a person at the terminal.
 class QOR_API Context : noncopyable {
 public:
     static Context& instance() noexcept;
     bool interactive() const noexcept { return interactive_; }
     void interactive(bool on) noexcept { interactive_ = on; }
-    // The scope "qor::test::Context".
     dumper& dump(dumper& d) const;
 
 private:
@@ -245,13 +244,13 @@ class QOR_API UowTest : public UnitOfWork {
 public:
     UowTest();
     UowTest(const char* name, UnitOfWork* parent);
-    // A menu that a function of another menu opens: a child of that menu's unit, which begins with
-    // the choices that are still waiting there.
+    // A menu that a function of `source` opens: a child of that menu's unit. It begins with the
+    // choices in source->args().
     UowTest(const char* name, TestCase* source);
-    // "main".
+    // The root menu, with the name "main".
     UowTest(int argc, wchar_t** const argv);
     ~UowTest() override;
-    // One for the process.
+    // A menu for the whole process, never destroyed.
     static UowTest& instance();
 
     UowTest& add(const char* key, const char* msg, const TestCaseFn& fn, bool internal = false);
@@ -272,7 +271,7 @@ private:
 
 namespace tester {
 
-// Writes begin and end of a test to the log, with the time that it took.
+// Writes the begin and the end of a test to the logger "QOR", with the elapsed time.
 class QOR_API _Entry : public String {
 public:
     explicit _Entry(istr name);

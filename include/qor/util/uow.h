@@ -14,7 +14,7 @@ namespace qor {
 
 class dumper;
 
-// The command line of a program: the arguments of main as wide text, which are not owned.
+// The command line of a program, copied from the arguments of main as wide text.
 class QOR_API CmdLine {
 public:
     CmdLine() = default;
@@ -30,7 +30,6 @@ public:
     std::wstring& cmd() noexcept { return cmd_; }
     const std::wstring& cmd() const noexcept { return cmd_; }
 
-    // The scope "qor::CmdLine".
     dumper& dump(dumper& d) const;
 
 private:
@@ -40,8 +39,8 @@ private:
     std::vector<String> args_;
 };
 
-// The arguments of a main that is given narrow text, in the configured code page, as wide text.
-// They live as long as this object:
+// The arguments of a main with narrow text, in the configured code page, as wide text. They are
+// valid as long as this object:
 //
 //     int main(int argc, char** argv) {
 //         const WideArgs args(argc, argv);
@@ -59,8 +58,8 @@ private:
     mutable std::vector<wchar_t*> pointers_;  // followed by a null
 };
 
-// A named piece of a running program: a start, a loop until stop is called, an end. Units form a
-// tree; the root is a UowMain or a test::UowTest.
+// A named part of a running program, with a start, a loop until stop is called, and an end. Units
+// form a tree; the root is a UowMain or a test::UowTest.
 //
 //     class Program : public UowMain {
 //         using UowMain::UowMain;
@@ -70,36 +69,36 @@ private:
 // A unit runs on the thread that starts it; any thread may stop it.
 class QOR_API UnitOfWork : noncopyable {
 public:
-    // Does not enter itself in the parent's list: that is for the parent to fill. The parent must
-    // outlive the unit.
+    // The parent may be null; otherwise it must outlive the unit. The unit does not add itself to
+    // the parent's children().
     UnitOfWork(const char* name, UnitOfWork* parent);
-    // Deletes the children. Deliberate (compatibility): then raises NullPointerException if one of
-    // them is null, unless another exception is already propagating.
+    // Deletes the children. Deliberate (compatibility): then raises NullPointerException if a child
+    // is null, unless another exception is already propagating.
     virtual ~UnitOfWork() noexcept(false);
 
     // Runs on_init, then on_loop until stop, then on_fini, and returns the code of the last stop or
-    // failure. An exception from on_loop is logged and the loop continues: its code is 1 for one of
-    // the library and 2 for another std::exception. Other exceptions from on_loop, and all from
+    // failure. A std::exception from on_loop is logged and the loop continues; the code is 1 for an
+    // exception of the library and 2 for another one. Other exceptions from on_loop, and all from
     // on_init and on_fini, are passed to the caller.
     int start();
-    // The loop ends after its present pass.
+    // Ends the loop after its present pass, with this code as the result.
     void stop(int code) noexcept;
-    // This unit and all above it.
+    // Stops this unit and all its ancestors.
     void stopAll(int code) noexcept;
     bool running() const noexcept { return running_; }
-    // The code so far. One that is set stays until the next stop or failure.
+    // The present code. start() sets it to 0, a stop or a failure to its own.
     int result() const noexcept { return result_; }
     void result(int code) noexcept { result_ = code; }
 
     UnitOfWork* parent() noexcept { return parent_; }
     const UnitOfWork* parent() const noexcept { return parent_; }
     UnitOfWork* root() noexcept;
-    // Units made by checkedNew, which this one owns.
+    // The units that this one owns; they must have been created by checkedNew.
     std::list<UnitOfWork*>& children() noexcept { return children_; }
     const std::list<UnitOfWork*>& children() const noexcept { return children_; }
     String& name() noexcept { return name_; }
     const String& name() const noexcept { return name_; }
-    // The names from the root down, "main/a/b".
+    // The names from the root to this unit, "main/a/b".
     String path() const;
     CmdLine& cmdline() noexcept { return cmdline_; }
     const CmdLine& cmdline() const noexcept { return cmdline_; }
@@ -109,7 +108,7 @@ public:
     virtual void on_init() = 0;
     virtual void on_loop() = 0;
     virtual void on_fini() = 0;
-    // For units that take commands; does nothing here.
+    // For units that accept commands; does nothing here.
     virtual void run(const String& what);
 
 private:
@@ -121,17 +120,19 @@ private:
     CmdLine cmdline_;
 };
 
-// The root of a program's units, with the command line. app() returns the last one that was
-// constructed, until it is destroyed; one without memory for the command line is not registered.
+// The root of a program's units, with the command line. app() returns the UowMain that was
+// constructed last, until that is destroyed. If the command line cannot be copied, the object has
+// none and app() does not return it.
 class QOR_API UowMain : public UnitOfWork {
 public:
     UowMain(int argc, wchar_t** const argv);
     ~UowMain() override;
 
     unsigned long argCount() const noexcept { return args().size(); }
-    // Empty out of range.
+    // An empty text if i is out of range.
     const String& argAt(unsigned long i) const noexcept;
-    // The current argument is the first one at the beginning; those that are left count it.
+    // A cursor over the arguments, at first on the first one. argLeft counts the current argument
+    // too; argNext moves to the next one and returns it.
     unsigned long argLeft() const noexcept;
     const String& argCurrent() const noexcept { return argAt(cursor_); }
     const String& argNext() noexcept;
@@ -145,7 +146,7 @@ private:
     ulong32 cursor_ = 0;
 };
 
-// Where the program's root is kept.
+// Holds the program's root.
 class QOR_API main_uow : noncopyable {
 public:
     static main_uow& instance() noexcept;

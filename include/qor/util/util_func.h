@@ -12,8 +12,8 @@ namespace qor {
 // Both "\" and "/" separate when a name is split; names are joined with "\", which every operation
 // of the library that takes a path understands.
 //
-// The setters keep the three texts consistent; their arguments may view the object's own texts. If
-// one raises std::bad_alloc, nothing is changed.
+// The setters keep the three texts consistent; their arguments may be views of the object's own
+// texts. If std::bad_alloc is raised, the object is unchanged.
 class QOR_API Filename {
 public:
     Filename() = default;
@@ -23,17 +23,17 @@ public:
     const std::wstring& full() const noexcept { return full_; }
     const std::wstring& dir() const noexcept { return dir_; }
     const std::wstring& file() const noexcept { return file_; }
-    // Splits.
+    // Sets the whole and splits it.
     void full(iwstr text) { *this = Filename(text); }
-    // Merge.
+    // Set one part and merge.
     void dir(iwstr text) { *this = Filename(text, file_); }
     void file(iwstr text) { *this = Filename(dir_, text); }
 
-    // Removes one separator at the end of the whole; then the last separator is the border between
-    // directory and file. Without one the directory is empty; it is empty for "\a" too.
+    // Removes one separator at the end of the whole, then splits it at the last separator. Without
+    // a separator, and for "\a", the directory is empty.
     void split();
-    // Removes one "\" at the end of the file; then the whole becomes the directory, "\" unless the
-    // directory is empty, and the file.
+    // Removes one "\" at the end of the file; then the whole becomes the directory, "\" (unless the
+    // directory is empty), and the file.
     void merge();
 
     static constexpr wchar_t separator() noexcept { return L'\\'; }
@@ -46,8 +46,8 @@ private:
     std::wstring file_;
 };
 
-// A qualified function name and its parts: "qor::Time::now" is "now" in "Time". Setters as those of
-// Filename.
+// A qualified function name and its parts: "qor::Time::now" is "now" in "Time". The setters are as
+// those of Filename.
 class QOR_API Funcname {
 public:
     Funcname() = default;
@@ -61,14 +61,14 @@ public:
     void ns(istr text) { *this = Funcname(text, func_); }
     void func(istr text) { *this = Funcname(ns_, text); }
 
-    // The function is the part after the last "::". Its name space is only the one name before
-    // that, without the enclosing ones, which keeps log lines short.
+    // The function is the part after the last "::". ns is only the name before that, without the
+    // enclosing ones, which keeps log lines short.
     void split();
-    // Joins the two by "::", also if one is empty.
+    // Joins ns and func by "::", even if one of them is empty.
     void merge();
 
     static istr separator() noexcept { return {"::", 2}; }
-    // The function of a qualified name, as split finds it: a view, at no allocation.
+    // The function of a qualified name, as split finds it, as a view of `full`.
     static istr lastOf(istr full) noexcept;
 
 private:
@@ -83,7 +83,7 @@ QOR_API String getProgramDir();
 // Always empty, whatever the argument.
 QOR_API String getApplicationDir(int);
 
-// A qualified name as a part of a file name: each run of "." and ":" becomes one ".".
+// Makes a qualified name usable as a file name: each sequence of "." and ":" becomes one ".".
 QOR_API String normalizeName(const istr& name);
 
 }  // namespace qor

@@ -8,12 +8,12 @@
 #include "qor/string/string_buffer.h"
 #include "qor/util/BinaryStream.h"
 
-// The wire form that the binary formats have for a value without parts: a byte with the count of
-// size bytes, the size, and the data. All that is used for every value is inline.
+// The form of simple values in the binary formats: a byte with the number of size bytes, the size,
+// and the data.
 
 namespace qor {
 
-// Data of such a value, and the mark in the high half of its first byte.
+// The data of a value, and the mark for the high half of its first byte.
 struct WireData {
     static constexpr unsigned char kPlain = 0;
     static constexpr unsigned char kText = 0xF0;
@@ -24,7 +24,7 @@ struct WireData {
 
 namespace wire {
 
-// The most bytes of a number, and of the header before data.
+// The largest number of bytes of a number, and of the header before data.
 inline constexpr unsigned long kMostNumber = 2 + sizeof(unsigned long long);
 inline constexpr unsigned long kMostHeader = 1 + 4;
 
@@ -38,7 +38,8 @@ inline void copyTwice(char* to, const char* from, unsigned long n) noexcept {
     std::memcpy(to + n - Size, last, Size);
 }
 
-// Most texts are short: two overlapping moves copy them without a call.
+// Copies n bytes and returns the end. Most texts are short: two overlapping moves copy them without
+// a function call.
 inline char* copy(char* to, const char* from, unsigned long n) noexcept {
     if (n > 32) {
         std::memcpy(to, from, n);
@@ -55,8 +56,8 @@ inline char* copy(char* to, const char* from, unsigned long n) noexcept {
     return to + n;
 }
 
-// Store a value and return its end. There is room for kMostNumber bytes, also of a shorter number;
-// for kMostHeader and the data.
+// Store a value and return its end. The caller ensures room for kMostNumber bytes, even for a
+// shorter number, or for kMostHeader bytes and the data.
 inline char* store(char* to, WireNumber number) noexcept {
     const unsigned count = BinaryStream::byteCount(number.bits, number.width);
     to[0] = 1;
@@ -77,10 +78,10 @@ inline char* store(char* to, const WireData& value) noexcept {
     return copy(to + 1 + count, value.data.data(), size);
 }
 
-// Whether narrow text in memory is UTF-8, as it is on the wire.
+// Whether the configured code page is UTF-8, so that text needs no conversion.
 QOR_API bool textIsUtf8();
-// Makes room for n bytes. Returns the data again, which moves if it is a part of the buffer, and
-// which is empty if it is null.
+// Ensures room for n bytes. Returns the data, which moves if it is a part of the buffer; an empty
+// view for null data.
 QOR_API istr grow(StringBuffer& buffer, istr data, unsigned long n);
 
 }  // namespace wire

@@ -24,8 +24,8 @@ class Pool;
 struct ParsedText;
 }  // namespace xml
 
-// An attribute of an XMLNode: a name, a value as plain text, and the node that it belongs to, which
-// it does not own.
+// An attribute of an XMLNode: a name, a value as text without escapes, and the node to which it
+// belongs, which it does not own.
 class QOR_API XMLAttr {
 public:
     XMLAttr(istr name, istr value, XMLNode* node) : name_(name), value_(value), node_(node) {}
@@ -33,21 +33,21 @@ public:
     XMLAttr& operator=(const XMLAttr& other);
     virtual ~XMLAttr() { dropKey(); }
 
-    // The shared attribute that represents a missing one. It never changes.
+    // The shared attribute that stands for a missing one. It never changes.
     static const XMLAttr& null();
     // Call it at the end of the process, when there are no references to it.
     static void destroy_null() noexcept;
     bool isNull() const { return this == &null(); }
 
     const String& name() const noexcept { return name_; }
-    // The node keeps finding the attribute under the name that it was added with.
+    // The node still finds the attribute by the name with which it was added.
     void name(istr text);
     const String& value() const noexcept { return value_; }
     void value(istr text) { value_ = text; }
     XMLNode* node() const noexcept { return node_; }
     void node(XMLNode* owner) noexcept { node_ = owner; }
 
-    // The attribute as in a tag, after a blank: ` name="value"`. Empty without a name.
+    // The attribute as in a tag, after a blank: ` name="value"`. Empty if it has no name.
     String str() const;
     dumper& dump(dumper& d) const;
 
@@ -57,7 +57,7 @@ private:
     friend class XMLParser;
     friend class null_attr;
     XMLAttr() = default;
-    // One in the map of a parsed node.
+    // For the map of a parsed node.
     XMLAttr(const xml::ParsedText& name, const xml::ParsedText& value, XMLNode* node);
     void rename(String& newName);
     void dropKey() noexcept {
@@ -68,8 +68,8 @@ private:
     String name_;
     String value_;
     XMLNode* node_ = nullptr;
-    // The name under which a map finds the attribute: name_, or an owned copy of the former name.
-    // Null outside a map.
+    // The name by which a map finds the attribute: name_, or an owned copy of the former name. Null
+    // outside a map.
     const String* key_ = nullptr;
     XMLAttr* next_ = nullptr;  // in the map, in the order of addition
 };
@@ -81,9 +81,10 @@ private:
 };
 
 // The attributes of a node: a map from names to XMLAttr, ordered by name. It belongs to the node
-// and is changed only through it. Addresses of attributes are stable until all are cleared.
+// and is changed only through it. References to attributes are valid until all are cleared.
 //
-// Finding one takes O(log n). Several threads may read it while no thread changes the node.
+// Finding an attribute takes O(log n). Several threads may read the map while no thread changes the
+// node.
 class QOR_API XMLAttrMap : noncopyable {
 public:
     using key_type = String;
@@ -92,8 +93,8 @@ public:
 
     class const_iterator {
     public:
-        // The pairs are given by value: std::ranges takes that for a forward iterator, the older
-        // algorithms do not.
+        // It returns pairs by value: for std::ranges it is a forward iterator, for the older
+        // algorithms only an input iterator.
         using iterator_concept = std::forward_iterator_tag;
         using iterator_category = std::input_iterator_tag;
         using value_type = XMLAttrMap::value_type;
@@ -148,8 +149,8 @@ private:
     };
     using Index = std::set<XMLAttr*, ByName>;
     using Order = std::vector<XMLAttr*>;
-    // For a node with more than kSearched attributes, or with a name added twice. The index is
-    // empty if there are at most kSearched.
+    // For a node with more than kSearched attributes, or with a name that was added twice. If there
+    // are at most kSearched, the index is empty.
     struct Extra {
         Index index;
         Order order;
@@ -165,7 +166,7 @@ private:
     explicit XMLAttrMap(bool ofPool) noexcept : ofPool_(ofPool) {}
     ~XMLAttrMap();
 
-    // The list of names has an entry for each time that a name was added.
+    // The list of names. A name that was added several times is in it several times.
     unsigned long listed() const noexcept {
         return extra_ != nullptr ? extra_->order.size() : size_;
     }
@@ -180,22 +181,23 @@ private:
     // Null if there is none.
     XMLAttr* search(istr name) const noexcept;
     XMLAttr* search(istr name, unsigned long long mark) const noexcept;
-    // One of 64 bits, by which most missing names are recognised.
+    // One of 64 bits, chosen by the name; if it is not in marks_, the name is missing.
     static unsigned long long markOf(istr name) noexcept;
     XMLAttr* searchOneByOne(istr name) const noexcept;
     XMLAttr* searchIndex(istr name) const noexcept;
-    // The next one by name; the first one after null.
+    // The next attribute by name; the first one if `at` is null.
     const XMLAttr* after(const XMLAttr* at) const noexcept;
 
-    // Lists the name, and gives its attribute the value. A failure changes nothing.
+    // Adds the name to the list and sets the value of its attribute, which is created if it is
+    // missing. If an exception is raised, nothing is changed.
     XMLAttr& add(istr name, String&& value, XMLNode* node);
-    // The same for a parser. The attribute is in the memory of the tree.
+    // The same for a parser, with the attribute in the memory of the tree.
     XMLAttr& addParsed(const xml::ParsedText& name, const xml::ParsedText& value, XMLNode* node,
                        xml::Pool& pool);
     bool isRow() const noexcept;
     ulong32 sizeOfPool() const noexcept { return size_ - heapSize_; }
     void append(XMLAttr& attr) noexcept;
-    // In the list and the index, where there are such.
+    // Adds the attribute to the list and the index, if they exist.
     void note(XMLAttr& attr, bool present);
     std::unique_ptr<Extra> listAll() const;
     void index(XMLAttr& attr);
@@ -208,7 +210,7 @@ private:
     XMLAttr* first_ = nullptr;
     XMLAttr* last_ = nullptr;
     std::unique_ptr<Extra> extra_;
-    unsigned long long marks_ = 0;  // of all names, or all marks
+    unsigned long long marks_ = 0;  // the marks of all names; kAllMarks if they are not known
     ulong32 size_ = 0;
     ulong32 heapSize_ = 0;  // the number of attributes on the heap, which are the last ones
     ulong32 row_ = 0;  // the number of attributes side by side in memory, from the first one on

@@ -17,31 +17,33 @@
 
 namespace qor {
 
-// An element of an XML tree: a name, its text (all pieces joined, entities decoded), and its
-// attributes and children in order.
+// An element of an XML tree (XML 1.0): a name, its text (all parts joined, entities decoded), and
+// its attributes and children in order.
 //
 //     XMLNode book("book", nullptr);
 //     book.attr("id").value("7");
 //     book.child("title").cdata("R & D");
 //     book.str(false, 0);   // <book id="7"><title><![CDATA[R & D]]></title></book>
 //
-// A node owns its children, which are deleted only through it. A missing node or attribute is not a
+// A node owns its children; do not delete a child directly. A missing node or attribute is not a
 // null pointer but the shared object XMLNode::null() or XMLAttr::null(), whose own look-ups return
 // the null objects again; so look-ups of a const node can be chained without checks. Look-ups of a
-// node that is not const create what is missing.
+// node that is not const create a missing child or attribute.
 //
 // Finding a child or an attribute by its name takes O(log n). The stack use of building, copying,
-// writing and deleting a tree does not depend on its depth. A failure leaves a node unchanged.
+// writing and deleting a tree does not depend on its depth. If an operation raises, the node is
+// unchanged.
 //
-// Several threads may read one tree, by const operations, while no thread changes it.
+// Several threads may read a tree, by const operations, while no thread changes it.
 class QOR_API XMLNode {
 public:
-    // Selects the constructor from text.
+    // Selects the constructor with the text.
     struct cdata_t {};
     using ChildMap = std::multimap<String, XMLNode*, std::less<>>;
     class Children;
 
-    // A parent takes the node as addChildNode does, and the node must then be made by new.
+    // If `parent` is not null, it owns the new node as by addChildNode, and the node must be
+    // allocated by new.
     XMLNode(istr name, XMLNode* parent);
     // A node without a name.
     XMLNode(istr text, cdata_t tag);
@@ -49,42 +51,44 @@ public:
     XMLNode(const XMLNode& other);
     virtual ~XMLNode();
 
-    // Deep copies in place of all but the parent. The other node may be a part of this one.
+    // Replaces everything except the parent by deep copies. `other` may be a part of this node.
     XMLNode& assign(const XMLNode& other);
     XMLNode& operator=(const XMLNode& other) { return assign(other); }
-    // Adds a deep copy of the other node as the last child.
+    // Adds a deep copy of `other` as the last child.
     XMLNode& append(const XMLNode& other);
     XMLNode& operator+=(const XMLNode& other) { return append(other); }
 
-    // The shared node that represents a missing one. It never changes.
+    // The shared node that stands for a missing one. It never changes.
     static const XMLNode& null();
     // Call it at the end of the process, when there are no references to it.
     static void destroy_null() noexcept;
     bool isNull() const { return this == &null(); }
-    // No name, no text, no attributes, no children. Such a node is not null.
+    // isEmpty: no name, no text, no attributes, no children; such a node is not isNull. isSimple:
+    // no attributes, no children.
     bool isEmpty() const noexcept { return name_.empty() && cdata_.empty() && isSimple(); }
     bool isSimple() const noexcept { return numofAttrs() == 0 && size_ == 0; }
 
     const String& name() const noexcept { return name_; }
-    // Among children of one name a renamed one counts as the last one.
+    // Among the children of the same name, a renamed child becomes the last one.
     void name(istr text);
     void name(const char* from, const char* to) { name(istr(from, to)); }
     const String& cdata() const noexcept { return cdata_; }
-    // To append to.
+    // The text, for appending to it.
     String& cdata() noexcept {
         touch();
         return cdata_;
     }
     void cdata(istr text) { cdata() = text; }
     XMLNode* parent() const noexcept { return parent_; }
-    // Sets the parent only; the node remains in the children of its present parent.
+    // Sets only the pointer; the node remains a child of its present parent.
     void parent(XMLNode* node) noexcept { parent_ = node; }
     // The number of ancestors.
     unsigned getDepth() const noexcept;
 
     // Attributes.
 
-    // Made with an empty value if it is not there: reading in this way changes the tree.
+    // The first two create a missing attribute, with an empty value: even reading by them changes
+    // the tree.
     XMLAttr& attr(istr name);
     XMLAttr& operator()(istr name) { return attr(name); }
     const XMLAttr& attr(istr name) const;
@@ -96,19 +100,20 @@ public:
     }
     const XMLAttr& attr(unsigned long index) { return std::as_const(*this).attr(index); }
     unsigned long numofAttrs() const noexcept { return attrs_ != nullptr ? attrs_->listed() : 0; }
-    // The names in the order in which they were added, which is that of the output. A new vector.
+    // A copy of the names in the order in which they were added, which is the order of the output.
     std::vector<String> getAttrNames() const;
     // Valid until the node changes.
     const XMLAttrMap& getAttrMap() const noexcept;
-    // Lists the name once more, even if it is present, and sets the value of the one attribute of
-    // that name. Deliberate (compatibility): such an attribute is written twice.
+    // Adds the name to the list of names, even if it is there already, and sets the value of its
+    // attribute. Deliberate (compatibility): an attribute that was added twice is written twice.
     void addAttr(const XMLAttr& attr) { addAttr(attr.name(), attr.value()); }
     void addAttr(istr name, istr value);
     void clearAttrs() noexcept { attrs_.reset(); }
 
     // Children.
 
-    // The first child of that name, made if there is none.
+    // The first child of that name. The first two create a missing child; the const ones return
+    // null().
     XMLNode& child(istr name);
     XMLNode& operator[](istr name) { return child(name); }
     const XMLNode& child(istr name) const;
@@ -118,33 +123,33 @@ public:
     const XMLNode& operator[](unsigned long index) const { return child(index); }
     const XMLNode& operator[](unsigned long index) { return child(index); }
     unsigned long numofChildren() const noexcept { return size_; }
-    // In order, as a range of const XMLNode&: the fastest way to visit all children, since no list
-    // is built.
+    // The children in order, as a range of const XMLNode&: the fastest way to visit all children,
+    // since no list is built.
     Children children() const noexcept;
-    // In order. This list and the map are built at their first use, and kept up to date from then
-    // on.
+    // The children in order. This list and the map below are built at their first use, and updated
+    // from then on.
     const std::vector<XMLNode*>& getChildNodes() const {
         return listed_.load(std::memory_order_acquire) ? list_ : makeList();
     }
-    // By name, equal names in the order in which they came to have it.
+    // The children by name; equal names in the order in which the children got them.
     const ChildMap& getChildNodeMap() const;
     // Replaces the vector by all children of that name.
     void getChildren(istr name, std::vector<XMLNode*>& found) const;
-    // Takes a node that was made by new and has no parent. If this raises, it is still the
-    // caller's. Null is ignored.
+    // Adds and owns a node, which must have been allocated by new and have no parent. If an
+    // exception is raised, the caller still owns it. Null is ignored.
     void addChildNode(XMLNode* node);
     XMLNode* addChildNode(istr name);
     void clearNodes() noexcept;
 
-    // The element as text, without an end of line. Pretty text has a line for each element, four
-    // blanks for each level, and lines of their own for all attributes but the first and those
-    // whose names begin with "__"; the first line has no indent. Text of a node with children
-    // follows them.
+    // The element as text, without a line end. Pretty text has a line for each element, with four
+    // blanks for each level (none in the first line); each attribute is on its own line, except the
+    // first one and those whose names begin with "__". The text of a node with children is written
+    // after them.
     String str(bool pretty, unsigned depth) const;
-    // Pretty, at the level of the dumper.
+    // Writes pretty text, at the level of the dumper.
     dumper& dump(dumper& d) const;
 
-    // Tell the leak table.
+    // Record the node in the leak table.
     static void* operator new(std::size_t size);
     static void* operator new(std::size_t size, const char* file, unsigned line, const char* func);
     static void operator delete(void* ptr) noexcept;
@@ -166,7 +171,7 @@ private:
     void addParsedText(const xml::ParsedText& text);
     bool ownsPool() const noexcept;
     void endTree() noexcept;
-    // Before anything of the node changes.
+    // Call it before the node changes.
     void touch() noexcept {
         if (pool_ != nullptr) touchPool();
     }
@@ -191,25 +196,25 @@ private:
 
     String name_;
     String cdata_;
-    XMLAttrMap::Owner attrs_;   // null for none
+    XMLAttrMap::Owner attrs_;   // null if there are none
     XMLNode* first_ = nullptr;  // the children
     XMLNode* last_ = nullptr;
     ulong32 size_ = 0;
-    mutable std::atomic<bool> listed_{false};  // is the list made?
+    mutable std::atomic<bool> listed_{false};  // whether list_ is built
     mutable std::vector<XMLNode*> list_;
     mutable std::atomic<ChildMap*> childMap_{nullptr};  // owned
     XMLNode* next_ = nullptr;                           // among the children of the holder
     XMLNode* parent_ = nullptr;
-    XMLNode* holder_ = nullptr;  // the node that this one is a child of
-    ChildMap::iterator entry_;   // in the map of the holder, if that has one
-    xml::Pool* pool_ = nullptr;  // of a parsed node; its root owns it
+    XMLNode* holder_ = nullptr;  // the node that has this one as a child
+    ChildMap::iterator entry_;   // in the map of holder_, if that has one
+    xml::Pool* pool_ = nullptr;  // the memory of a parsed node; the root owns it
 };
 
 // The children of a node, in order: a view of the node, passed by value.
 //
 //     for (const XMLNode& book : shelf.children()) print(book("title").value());
 //
-// Adding children keeps iterators valid, and they reach the added ones. Clearing, assigning to or
+// Iterators stay valid when children are added, and reach these. Clearing, assigning to or
 // destroying the node invalidates them.
 class XMLNode::Children {
 public:

@@ -15,9 +15,9 @@ namespace qor {
 
 class XMLParser;
 
-// Receives the events of a parser while it builds the tree, in the parsing thread. An exception of
-// the callback ends the parsing and is passed to its caller. A callback may read the tree and
-// change the nodes that were read, but must neither delete nor release nodes that are still open.
+// Receives the events of a parser while it builds the tree, on the parsing thread. An exception of
+// the callback ends the parsing and is passed to the caller. A callback may read the tree and
+// change the nodes that were already read, but must not delete or release open elements.
 class QOR_API XMLParserCallback {
 public:
     XMLParserCallback() = default;
@@ -27,15 +27,15 @@ public:
 
     // The node has its name, but no attributes yet.
     virtual void onNodeBegin(XMLParser* parser, XMLNode* node);
-    // At the end of an element. The node is null for a closing tag with no element open.
+    // At the end of an element. The node is null for a closing tag if no element is open.
     virtual void onNodeEnd(XMLParser* parser, XMLNode* node);
-    // Text or a CDATA section was appended to the node's text. Deliberate (compatibility): there is
-    // no call for text whose first non-blank character is a "]".
+    // Text or a CDATA section was appended to the node's text. Deliberate (compatibility): not
+    // called for text whose first non-blank character is a "]".
     virtual void onCDATAFound(XMLParser* parser, XMLNode* node);
     virtual void onAttrFound(XMLParser* parser, XMLAttr* attr);
 };
 
-// Text that is XML to be parsed, where text alone would be the name of an element.
+// XML to be parsed, for constructors to which a plain text is the name of an element.
 class XMLInputString {
 public:
     XMLInputString() = default;
@@ -46,8 +46,8 @@ private:
     String text_;
 };
 
-// What the parser raises. It is no Exception of the library: it has neither a call stack nor an
-// entry in the log.
+// The exception of the parser. It does not derive from qor::Exception: it has no call stack and is
+// not logged.
 class QOR_API XMLRuntimeException : public std::exception {
 public:
     explicit XMLRuntimeException(istr message) : message_(message) {}
@@ -58,7 +58,7 @@ public:
     const char* what() const noexcept override;
     const String& msg() const noexcept { return message_; }
     const String& file() const noexcept { return file_; }
-    // 0 if there is none.
+    // 0 if it is not known.
     unsigned line() const noexcept { return line_; }
 
 private:
@@ -67,51 +67,56 @@ private:
     unsigned line_ = 0;
 };
 
-// "message @ file:line".
+// Writes "message @ file:line".
 QOR_API std::ostream& operator<<(std::ostream& os, const XMLRuntimeException& e);
 
-// Makes a tree of XMLNode from a text, and tolerates most faults: closing tags need not match and
+// Builds a tree of XMLNode from a text, and tolerates most faults: closing tags need not match and
 // may be missing, text after the root is not read, names may have any characters, declarations and
 // comments are dropped. docs/formats.md has the details. Four faults raise XMLRuntimeException: a
 // processing instruction without an end, and an attribute without "=", without an opening quote, or
 // without a closing quote.
 //
+//     XMLParser parser(text);
+//     const std::unique_ptr<XMLNode> root(parser.release());   // null if there is no element
+//
 // White space is blank, tab, CR and LF. The text ends at its first zero byte.
 //
-// After an exception the tree has the nodes that were read before. The parser owns its tree until
-// it is released. Time grows linearly with the text. The memory of a tree is released with its
-// root. A parser belongs to one thread.
+// After an exception the tree has the nodes that were already read. The parser owns its tree until
+// release(). Time is linear in the size of the text. The memory of a tree is freed with its root.
+// Use a parser from one thread only.
 class QOR_API XMLParser : noncopyable {
 public:
     XMLParser() { init(); }
-    // Parse at once, and raise as parse does.
+    // Call parse().
     explicit XMLParser(istr text);
     explicit XMLParser(std::ifstream& is);
     virtual ~XMLParser();
 
-    // Not owned; null for none.
+    // The callback is not owned; null removes it.
     void setCallback(XMLParserCallback* callback) noexcept { callback_ = callback; }
 
-    // Drops the old tree and reads the text, of which a copy is kept, until the root is closed.
+    // Deletes the old tree and reads the text, of which it keeps a copy, until a closing tag closes
+    // the root.
     void parse(istr text);
     // Parses from the stream's position to its end, with a line feed after every line.
     void parse(std::ifstream& is);
-    // One step of parse. False when the root has been closed or the text is at its end, which it is
-    // after an exception too.
+    // One step of parse. Returns false when the root is closed or the text has ended, and after an
+    // exception.
     bool nextNode();
 
-    // Null if there is none. An element after a root that closes itself becomes the root; the
-    // parser keeps the earlier ones until the next parse or its destruction.
+    // Null if there is none. A root that closes itself ("<a/>") does not end the parsing: the next
+    // element becomes the root, and the parser keeps the earlier roots until the next parse or its
+    // destruction.
     const XMLNode* rootNode() const noexcept { return root_.get(); }
-    // Transfers the tree to the caller, who deletes the root. The parser can continue with the
+    // The caller then owns the tree, and must delete the root. The parser can continue with the
     // text, but not within that tree.
     XMLNode* release() noexcept;
 
 protected:
-    // A declaration of an entity, which is dropped.
+    // Called for a declaration of an entity; does nothing.
     virtual void parseEntity(const char* from, const char* to);
 
-    // The five named entities, for an override of parseEntity that adds to them. Decoding uses
+    // The five named entities; an override of parseEntity may add to them. Decoding uses
     // qor::xml::unescape and not this map.
     std::map<String, String> entities_;
 
@@ -126,7 +131,7 @@ private:
     void parseOwn(String& text);
     [[noreturn]] void fail(const Malformation& found);
 
-    // Where the next step begins, and whether there is one.
+    // The begin of the next step, and whether there is one.
     struct Step {
         const char* at;
         bool more;
@@ -136,7 +141,7 @@ private:
     const char* after(const char* at) const noexcept { return at != end_ ? at + 1 : at; }
     Step goOnAt(const char* at) const noexcept { return {at, at != end_}; }
 
-    // `kTold` is whether there may be a callback.
+    // kTold: whether there may be a callback.
     template <bool kTold>
     Step step(const char* from);
     Step tellingStep(const char* from);
@@ -172,8 +177,8 @@ private:
     String text_;
     unsigned long length_ = 0;
     const char* begin_ = nullptr;
-    const char* end_ = nullptr;     // the position of the final zero byte
-    const char* cursor_ = nullptr;  // where nextNode continues; the end during a step
+    const char* end_ = nullptr;     // the position of the terminating zero
+    const char* cursor_ = nullptr;  // where nextNode continues; end_ during a step
     bool inDoctype_ = false;
     XMLNode* current_ = nullptr;  // the open element
     std::unique_ptr<XMLNode> root_;
@@ -181,7 +186,7 @@ private:
     XMLParserCallback* callback_ = nullptr;
 };
 
-// The root, as it writes itself; nothing if there is none.
+// Writes the root; nothing if there is none.
 QOR_API std::ostream& operator<<(std::ostream& os, const XMLParser& parser);
 
 }  // namespace qor

@@ -9,33 +9,34 @@
 #include "qor/xml/XMLParser.h"
 #include "qor/xml/xml_value.h"
 
-// The streams through which values reach XML. qor/xml/xml_T.h has the fields of user types.
+// The streams that write and read values as XML. For user types, use qor/xml/xml_T.h.
 
 namespace qor {
 
 namespace xml {
 
-// The greatest depth of nested objects that are read; deeper ones count as missing. Each level uses
-// the stack of one codec.
+// The largest depth of nested objects that can be read; deeper ones count as missing. Each level
+// uses the stack of one codec.
 inline constexpr unsigned kMaxDepth = 500;
 
 }  // namespace xml
 
-// A node that is written or read, and whether the stream owns it. Writing to a stream without a
-// node makes one; reading from it finds nothing. A stream belongs to one thread.
+// The base of the streams: a node that is written or read, and whether the stream owns it. Writing
+// to a stream without a node creates one; reading from it finds nothing. Use a stream from one
+// thread only.
 class QOR_API XMLStreamBase {
 public:
     // Select the direction.
     struct out_t {};
     struct in_t {};
 
-    // For writing, and without a node.
+    // For writing, without a node.
     XMLStreamBase() = default;
-    // A copy of a stream that owns its node has a copy of the node; otherwise both are streams of
-    // the same node.
+    // If `other` owns its node, the copy owns a copy of the node; otherwise both refer to the same
+    // node.
     XMLStreamBase(const XMLStreamBase& other);
     XMLStreamBase& operator=(const XMLStreamBase& other);
-    // The node is not owned. What is read is not changed.
+    // The node is not owned and must outlive the stream. A stream that reads does not change it.
     XMLStreamBase(XMLNode* node, out_t) : node_(node) {}
     XMLStreamBase(const XMLNode* node, in_t)
         : inputting_(true), node_(const_cast<XMLNode*>(node)) {}
@@ -45,36 +46,37 @@ public:
 
     bool isInputting() const noexcept { return inputting_; }
     void setInputting(bool on) noexcept { inputting_ = on; }
-    // Replace direction and node. A node that was owned is deleted.
+    // Replace direction and node. An owned node is deleted.
     void setOutputNode(XMLNode* node, bool owned) noexcept { assign(false, owned, node); }
     void setInputNode(const XMLNode* node, bool owned) noexcept {
         assign(true, owned, const_cast<XMLNode*>(node));
     }
     void assign(bool inputting, bool owned, XMLNode* node) noexcept;
     void swap(XMLStreamBase& other) noexcept;
-    // The direction stays.
+    // Removes the node; the direction is unchanged.
     void clear() noexcept { assign(inputting_, false, nullptr); }
-    // Gives up the node, which the caller owns if the stream did.
+    // Removes and returns the node. If the stream owned it, the caller now does.
     XMLNode* release() noexcept;
 
-    // The node's; empty without a node.
+    // Of the node; empty without a node.
     const String& name() const noexcept;
     const String& cdata() const noexcept;
-    // When writing. Without a node one is made.
+    // Set those of the node, which is created if it is missing. They do nothing in a stream that
+    // reads.
     void name(istr text);
     void cdata(istr text);
-    // The type word, "__type__", or the name if there is none. Setting it to the name leaves it
-    // out.
+    // The attribute "__type__", or the name if there is none. Setting it to the name does nothing,
+    // and neither does setting it in a stream that reads.
     const String& type() const;
     void type(istr text);
 
-    // No node, or the null node.
+    // True if there is no node, or if it is XMLNode::null().
     bool isNull() const { return node_ == nullptr || node_->isNull(); }
-    // Makes an owned node when writing without one.
+    // In a stream that writes, creates an owned node if there is none.
     void checkNode();
-    // If it isNull, the first form returns XMLNode::null(), and the second form a new node. In a
-    // stream that reads, this is a spare node and not the stream's own: the stream still isNull,
-    // and does not find what is created there.
+    // The node. Without one, the first form returns XMLNode::null(), and the second form a new
+    // node. In a stream that reads, that is a spare node: isNull() is still true, and reading does
+    // not find anything in it.
     const XMLNode& node() const { return node_ != nullptr ? *node_ : XMLNode::null(); }
     XMLNode& node();
 
@@ -87,7 +89,7 @@ public:
     String str(bool pretty, unsigned depth) const { return node().str(pretty, depth); }
     dumper& dump(dumper& d) const;
 
-    // The number of objects around the one that is being read. Maintained by the binding.
+    // The nesting depth of the object that is being read. Maintained by the binding.
     unsigned nesting() const noexcept { return nesting_; }
     void nesting(unsigned depth) noexcept { nesting_ = depth; }
 
@@ -101,26 +103,27 @@ private:
     unsigned nesting_ = 0;
 };
 
-// Writes values into a node: each replaces the node's text.
+// Writes values to a node: each value replaces the node's text.
 class QOR_API XMLOutStream : public virtual XMLStreamBase {
 public:
-    // Into a new node, which the stream owns.
+    // To a new node, which the stream owns.
     XMLOutStream() : XMLOutStream("root") {}
     explicit XMLOutStream(istr name);
-    // Into the parent's child of that name, made if it is missing, or into the node; not owned.
+    // To the parent's child of that name, which is created if it is missing, or to `node`; not
+    // owned.
     XMLOutStream(istr name, XMLOutStream& parent) : XMLOutStream(parent.child(name)) {}
     explicit XMLOutStream(XMLNode& node) : XMLStreamBase(&node, out_t()) {}
 
-    // Made if they are missing.
+    // They are created if they are missing.
     XMLAttr& attr(istr name) { return node().attr(name); }
     XMLAttr& operator()(istr name) { return attr(name); }
     XMLNode& child(istr name) { return node().child(name); }
     XMLNode& operator[](istr name) { return child(name); }
-    // Appends a copy of the other node as a child.
+    // Appends a copy of the other stream's node as a child.
     XMLOutStream& operator+=(const XMLOutStream& other);
 
-    // As formatValue has it, with the type word "utf8" for wide text and "base64" for bytes.
-    // Ignored by a stream that reads.
+    // Sets the text as by formatValue, and the type to "utf8" for wide text and "base64" for bytes.
+    // Does nothing in a stream that reads.
     template <xml::Writable T>
     XMLOutStream& operator<<(const T& value) {
         String text;
@@ -133,7 +136,7 @@ public:
     }
 
 protected:
-    explicit XMLOutStream(xml::Pool*) {}  // for XMLStream, which makes the base itself
+    explicit XMLOutStream(xml::Pool*) {}  // for XMLStream, which constructs the virtual base
 
 private:
     XMLOutStream& write(String& text, istr type);
@@ -143,30 +146,30 @@ private:
 class QOR_API XMLInStream : public virtual XMLStreamBase {
 public:
     XMLInStream() { setInputting(true); }
-    // Parse, and own the tree.
+    // Parse the text and own the tree.
     explicit XMLInStream(istr text) { parse(text); }
     explicit XMLInStream(std::ifstream& is) { parse(is); }
     // From the parent's child of that name, or from the node; not owned.
     XMLInStream(istr name, const XMLInStream& parent);
     explicit XMLInStream(const XMLNode& node) : XMLStreamBase(&node, in_t()) {}
 
-    // Read the tree of a text, in place of the present node. Malformed text is no exception here:
-    // the stream is then without a node.
+    // Replace the node by the tree of a text. Malformed text does not raise: the stream then has no
+    // node.
     void parse(istr text);
     void parse(std::ifstream& is);
 
-    // The null objects for missing ones.
+    // If they are missing, these return the null objects.
     const XMLAttr& attr(istr name) const { return node().attr(name); }
     const XMLAttr& operator()(istr name) const { return attr(name); }
     const XMLNode& child(istr name) const { return node().child(name); }
     const XMLNode& operator[](istr name) const { return child(name); }
 
-    // As parseValue has it. False, with the target as it was, if the stream isNull.
+    // Reads the text as by parseValue. If isNull(), returns false and leaves the target unchanged.
     template <xml::Readable T>
     bool operator>>(T& target) const {
         return !isNull() && xml::parseValue(cdata(), target);
     }
-    // Reads into a temporary first.
+    // Reads to a temporary first, so that the target is written once.
     template <xml::VolatileScalar T>
     bool operator>>(T& target) const {
         std::remove_volatile_t<T> value = target;
@@ -183,11 +186,12 @@ private:
     void parseFrom(Source& source);
 };
 
-// Both directions in one, so that a type has one routine for both. A constructor with a text makes
-// a stream that writes an element of that name; for text to be read use XMLInputString or in_t.
+// A stream that either writes or reads, so that one codec serves both directions. A constructor
+// with a plain text creates a stream that writes an element of that name; for text to be read use
+// XMLInputString or in_t.
 //
-// The look-ups that are not const create what is missing, also when the stream reads; without a
-// node, in the spare one of node().
+// The look-ups that are not const create a missing child or attribute, even if the stream reads;
+// without a node, they do so in the spare node of node().
 class QOR_API XMLStream : public XMLOutStream, public XMLInStream {
 public:
     // For writing.
@@ -216,9 +220,9 @@ public:
     using XMLOutStream::operator();
     using XMLOutStream::operator[];
 
-    // A codec calls it first. When writing, it names a stream whose name is empty, "root" or "any",
-    // and sets the meta attributes "__type__", "__class__" and "__super__" if they add information
-    // to the name.
+    // A codec calls it first. If the stream writes, sets the node's name if that is empty, "root"
+    // or "any", and the attributes "__type__", "__class__" and "__super__" if they differ from the
+    // name.
     void enter(istr type, istr name, istr className, istr super);
     void leave() noexcept {}
     // The fields of a base class are written into the same element.
@@ -226,22 +230,23 @@ public:
     void leaveSuper() noexcept {}
 };
 
-// The base of types that are carried through a pointer.
+// The base of types that are written and read through a reference to this class.
 class QOR_API XMLCodecBase : public virtual Interface {
 public:
     XMLCodecBase() = default;
     XMLCodecBase(const XMLCodecBase&) = default;
     XMLCodecBase& operator=(const XMLCodecBase&) = default;
 
-    // Both call codecXml; decodeXml does nothing inside xml::kMaxDepth others of the thread.
+    // Both call codecXml. decodeXml does nothing if it is nested in kMaxDepth other calls of
+    // decodeXml on the same thread.
     virtual void encodeXml(XMLOutStream& out) const;
     virtual void decodeXml(const XMLInStream& in);
-    // The routine for both directions.
+    // The codec for both directions.
     virtual void codecXml(XMLStream& s);
     ~XMLCodecBase() override;
 
     String toXml(bool pretty) const;
-    // Malformed text changes nothing.
+    // Reads the object from a text. If that is malformed, nothing is changed.
     void fromXml(istr text);
 };
 

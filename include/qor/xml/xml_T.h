@@ -11,16 +11,17 @@
 #include "qor/xml/XMLStream.h"
 
 // The binding of user types to XML. A type with a codec (see qor/base/field.h), or one derived from
-// XMLCodecBase, is written and read by
+// XMLCodecBase, is written and read by:
 //
 //     XMLStream out;
 //     xml::encode(out, contact);                    // out.str(true, 0) is the text
 //     xml::decode(XMLInStream(text), contact);
 //
-// A field is a child element named by it, and is read from an attribute of that name if there is no
-// such child. A container is an element with a child named "any" for each element; an object gives
-// its own name instead. When reading, any names are accepted, and the container is replaced. An
-// optional value that is not set is no field. A missing field leaves the member unchanged.
+// A field is written as a child element of its name; when reading, an attribute of that name is
+// used if there is no such child. A container is an element with a child named "any" for each of
+// its elements; an element that has a codec sets its own name instead. When reading, any names are
+// accepted, and the container is replaced. An optional value that is not set is not written. If a
+// field is missing, the member is unchanged.
 
 namespace qor {
 
@@ -29,7 +30,7 @@ namespace xml {
 template <class T>
 concept Object = std::derived_from<T, XMLCodecBase> || CodecType<T, XMLStream>;
 
-// Queues and stacks, by the container in them.
+// Queues and stacks. They are written through the container in them.
 template <class C>
 concept Adaptor = requires(C& c) {
     typename C::container_type;
@@ -45,7 +46,7 @@ namespace binding {
 inline constexpr istr kItem("any", 3);
 inline constexpr istr kKey("__key__", 7);
 
-// The type word of a container. Those that are not named here have that of the nearest one.
+// The "__type__" of a container: that of the most similar standard container, empty for a vector.
 template <class C>
 constexpr istr wordOf() noexcept {
     if constexpr (Adaptor<C>) {
@@ -87,7 +88,7 @@ void store(XMLNode& node, const T& value);
 template <class T>
 bool load(const XMLNode& node, unsigned nesting, T& target);
 
-// A child is whole before its parent takes it.
+// A child is complete before it is added to its parent.
 template <class T>
 XMLNode& addItem(XMLNode& parent, istr name, const T& value) {
     std::unique_ptr<XMLNode> item(new (__FILE__, __LINE__, "qor::xml::addItem")
@@ -146,7 +147,7 @@ void loadItem(const XMLNode& node, unsigned nesting, C& items) {
         typename C::key_type key{};
         typename C::mapped_type mapped{};
         const XMLAttr& text = node.attr(kKey);
-        // Without a key there is no place for it.
+        // An element without a key is skipped.
         if (text.isNull() || !parseValue(text.value(), key)) return;
         load(node, nesting, mapped);
         putEntry(items, std::move(key), std::move(mapped));
@@ -164,7 +165,7 @@ void loadItems(const XMLNode& node, unsigned nesting, C& target) {
     target = std::move(items);
 }
 
-// Whether the node exists and has the target's type.
+// Reads the target from the node. Returns whether the node exists and its text could be read.
 template <class T>
 bool load(const XMLNode& node, unsigned nesting, T& target) {
     static_assert(!std::is_const_v<T>, "a const member cannot be read into");
@@ -192,7 +193,7 @@ bool load(const XMLNode& node, unsigned nesting, T& target) {
     }
 }
 
-// From an attribute there come scalars, text, bytes and times alone.
+// Only scalars, text, bytes and times are read from an attribute.
 template <class T>
 bool loadAttr(const XMLAttr& attr, T& target) {
     if (attr.isNull()) return false;
@@ -217,7 +218,7 @@ void storeField(XMLNode& parent, istr name, const T& member) {
         addItem(parent, name, member);
         return;
     }
-    // What is there already is written over.
+    // An existing child is overwritten.
     XMLNode& present = parent.child(name);
     if constexpr (!Object<T> && !Writable<T> && (Container<T> || Adaptor<T>)) present.clearNodes();
     store(present, member);
@@ -259,7 +260,7 @@ XMLStream& attrField(XMLStream& s, const FieldKey& key, T& member) {
     return s;
 }
 
-// Writes an object into the stream's node, and reads it from there. Reading from a stream without a
+// Write an object to the stream's node, and read it from there. Reading from a stream without a
 // node changes nothing.
 template <class T>
 void encode(XMLOutStream& s, const T& object) {

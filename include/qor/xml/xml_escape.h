@@ -3,27 +3,28 @@
 
 #include "qor/base/base_type_string.h"
 
-// The escaping of text in an XML document. Time grows linearly with the text; a failure leaves the
-// string unchanged.
+// The escaping of text in an XML document. Time is linear in the size of the text. If
+// std::bad_alloc is raised, the string is unchanged.
 
 namespace qor::xml {
 
-// Appends the text with entities in place of " & ' < and >.
+// Appends the text with " & ' < and > replaced by entities.
 QOR_API void escape(String& out, istr text);
 
-// Appends the text with entities replaced: the five of escape, and numeric ones, decimal or, after
-// an "x", hexadecimal. Deliberate (compatibility): a numeric entity gives one byte, its lowest
-// eight bits, and nothing if they are 0; it is not converted to UTF-8. An invalid hexadecimal digit
-// counts as 255. Any other name is kept unchanged, and so is a "&" without a ";" in the next seven
-// bytes.
+// Appends the text with entities replaced by their characters: the five of escape, and numeric
+// ones, decimal or, after an "x", hexadecimal. Deliberate (compatibility): a numeric entity gives
+// one byte, its lowest eight bits, and nothing if they are 0; it is not converted to UTF-8. An
+// invalid hexadecimal digit counts as 255. Other names are unchanged, and so is a "&" without a ";"
+// in the next seven bytes.
 QOR_API void unescape(String& out, istr text);
 
-// In place, as attribute values are written and read.
+// Convert the value of an attribute in place, for writing and after reading.
 QOR_API void encode_attr(String& text);
 QOR_API void decode_attr(String& text);
 
-// In place, as the text of an element is written and read. Text that needs it becomes a CDATA
-// section or, if it has the end of one in it, is escaped.
+// Convert the text of an element in place, for writing and after reading. Text with special
+// characters becomes a CDATA section; if it contains the end of such a section, it is escaped
+// instead.
 QOR_API void encode_cdata(String& text);
 QOR_API void decode_cdata(String& text);
 

@@ -11,16 +11,17 @@
 #include "qor/base/base_type_time.h"
 #include "qor/util/BinaryStream.h"
 
-// Values as the text of an element or of an attribute.
+// The conversion of values to and from the text of an element or an attribute.
 
 namespace qor::xml {
 
-// A volatile scalar, for a member that other threads read. One access reads or writes it.
+// A volatile scalar, for a member that other threads also access. It is read or written by a single
+// access.
 template <class T>
 concept VolatileScalar = std::is_volatile_v<T> && WireScalar<std::remove_volatile_t<T>>;
 
-// What a number is written and read as: bytes that are numbers as wider ones, so never as
-// characters.
+// The type as which a value is written and read: bytes that are numbers as wider numbers, and never
+// as characters.
 template <class T>
 struct NumberForm {
     using type = T;
@@ -44,14 +45,14 @@ struct NumberForm<T> {
 template <>
 struct NumberForm<bool> : NumberForm<Bit> {};
 
-// "\u" and four hexadecimal digits of the code's low 16 bits. Reading is false for text of another
-// length or beginning, and then sets 0.
+// A wide character as "\u" and four hexadecimal digits of its low 16 bits. For text of another
+// length or begin, parseWide returns false and sets 0.
 QOR_API void formatWide(wchar_t value, String& out);
 QOR_API bool parseWide(istr text, wchar_t& target);
 
-// Appends the text of a value: numbers in decimal, bool as 1 and 0, floating point in six
-// significant digits, a character of 8 bits as itself (a zero one as nothing, since it would end
-// the document), wide text as Base64 of UTF-8, bytes as Base64, Time as its full date and time.
+// Appends the text of a value: numbers in decimal, bool as 1 or 0, floating point with six
+// significant digits, an 8-bit character as itself (nothing for zero, which would end the
+// document), wide text as Base64 of UTF-8, bytes as Base64, Time as Time::toFullDateTime.
 template <WireScalar T>
 void formatValue(const T& value, String& out) {
     using Form = typename NumberForm<T>::type;
@@ -88,8 +89,9 @@ inline void formatValue(const wchar_t* value, String& out) {
 }
 
 // Reads the text of a value. Numbers are read by parseNumber: empty text leaves the target
-// unchanged, other text without a number gives 0, and both are false. A character is the first one,
-// or 0. Base64 is decoded without a check. A text that is no Time is false.
+// unchanged, other text without a number gives 0; both return false. A character is the first one
+// of the text, or 0. Base64 is decoded without a check. Returns false for a text that is not a
+// Time.
 template <WireScalar T>
 bool parseValue(istr text, T& target) {
     using Form = typename NumberForm<T>::type;
@@ -126,7 +128,7 @@ concept Readable = requires(istr text, T& target) {
     parseValue(text, target);
 };
 
-// The type word of an element with such a value; empty for most.
+// The "__type__" of an element with such a value; empty for most types.
 template <class T>
 constexpr istr typeOf() noexcept {
     if constexpr (std::same_as<T, Bytes>) {

@@ -11,14 +11,14 @@ namespace qor {
 
 namespace {
 
-// At the start of each block, as large with every compiler.
+// At the start of each block; of the same size with every compiler.
 struct alignas(16) Header {
     std::size_t size;  // with the header
-    Header* next;      // of the same size, while the block is kept
+    Header* next;      // the next kept block of the same size
 };
 
-// Kept blocks of one size. No thread waits for the list: while another thread uses it, or if such a
-// thread was lost in a fork, blocks come from the allocator and return to it.
+// Kept blocks of one size. No thread waits for the list: if another thread uses it, even one that
+// does not exist after a fork, the block is taken from the allocator or returned to it.
 class alignas(64) Spares {
 public:
     Header* take() noexcept {
@@ -32,7 +32,7 @@ public:
         busy_.clear(std::memory_order_release);
         return taken;
     }
-    // False if there are as many as `most`.
+    // False if the list already has `most` blocks, or is in use.
     bool keep(Header* block, unsigned most) noexcept {
         if (busy_.test_and_set(std::memory_order_acquire)) return false;
         const bool kept = count_ < most;
@@ -45,7 +45,7 @@ public:
         return kept;
     }
 
-    // Takes all of them out.
+    // Removes all blocks and returns the first; null if the list is in use.
     Header* takeAll() noexcept {
         if (busy_.test_and_set(std::memory_order_acquire)) return nullptr;
         Header* const all = first_.load(std::memory_order_relaxed);
@@ -67,13 +67,13 @@ constexpr unsigned kMostBits = 16;
 constexpr unsigned kSizes = kMostBits - kLeastBits + 1;
 static_assert(kLargestKeptBlock == (std::size_t(1) << kMostBits) - sizeof(Header));
 
-// Small trees are made so often that threads would disturb each other, so there are several lists
-// of their blocks. The list of the largest ones serves all threads.
+// Small trees are created so often that threads would disturb each other, so there are several
+// lists of their blocks. All threads share the list of the largest blocks.
 constexpr unsigned kLists = 16;
 constexpr unsigned kMostSmall = 4, kMostLarge = 128;
 constinit std::array<std::array<Spares, kLists>, kSizes> spares;
 
-// The address of this identifies the thread.
+// Its address identifies the thread.
 constinit thread_local char ofThread = 0;
 
 unsigned listOfThread() noexcept {
@@ -81,7 +81,7 @@ unsigned listOfThread() noexcept {
     return (page * 0x9E3779B1U) >> (32 - std::bit_width(kLists - 1));
 }
 
-// The class of a size; kSizes and more for sizes that are not kept.
+// The index of a size; kSizes or more if blocks of this size are not kept.
 unsigned classOf(std::size_t size) noexcept {
     return static_cast<unsigned>(std::bit_width(size - 1)) - kLeastBits;
 }
@@ -90,7 +90,7 @@ Spares& sparesOf(unsigned sizeClass) noexcept {
     return spares[sizeClass][sizeClass + 1 == kSizes ? 0 : listOfThread()];
 }
 
-// Whether there were any.
+// Returns whether there were any.
 bool freeKeptBlocks() noexcept {
     bool found = false;
     for (auto& lists : spares) {
@@ -102,7 +102,7 @@ bool freeKeptBlocks() noexcept {
     return found;
 }
 
-// Memory that is kept for later is given back before memory ends.
+// If memory runs out, frees the kept blocks and tries again.
 void* allocateNew(std::size_t size) try {
     return ::operator new(size);
 } catch (const std::bad_alloc&) {

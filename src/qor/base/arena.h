@@ -10,20 +10,20 @@
 
 namespace qor {
 
-// Memory for parsed trees: blocks, and an arena that is made of them.
+// Memory for parsed trees: blocks, and an arena that consists of them.
 //
-// newBlock enters a block in the leak table with the place of the call and the function's name
-// `func`, and deleteBlock removes the entry. (The place comes from builtins, since clang 14 has no
+// newBlock records the block in the leak table, with the place of the call and the function's name
+// `func`; deleteBlock removes it. (The place comes from builtins, since clang 14 has no
 // std::source_location.) A block is aligned for any scalar type. It may be larger than `size`;
 // blockSize returns its usable size.
 //
-// The process keeps some deleted blocks and reuses them for later trees. The system's allocator
-// would return the memory of a large tree to the system, and a program that parses many texts would
-// spend much of its time on getting the memory again, page by page. Kept blocks are not in the leak
-// table. They are freed when the system has no memory left.
+// The process keeps some deleted blocks and reuses them for later trees. The allocator would return
+// the memory of a large tree to the system, and a program that parses many texts would spend much
+// of its time getting it again, page by page. Kept blocks are not in the leak table. They are freed
+// when the system has no memory left.
 //
 // newBlock raises std::bad_alloc. Any thread may call these functions, also in static destructors
-// and after a fork. A block may be deleted by another thread than the one that made it.
+// and after a fork. Any thread may delete a block.
 void* newBlock(std::size_t size, const char* func, const char* file = __builtin_FILE(),
                unsigned line = __builtin_LINE());
 // A null pointer is ignored.
@@ -34,19 +34,19 @@ std::size_t blockSize(const void* block) noexcept;
 // A block of at most this size may be kept after it is deleted.
 inline constexpr std::size_t kLargestKeptBlock = 64 * 1024 - 16;
 
-// Memory that is taken piece by piece and released as a whole, by the destructor. The arena does
-// not call the destructors of the objects in it. An arena is used by one thread at a time.
+// Memory that is taken in pieces and released as a whole, by the destructor. The arena does not
+// call the destructors of the objects in it. Only one thread at a time may use an arena.
 class Arena : noncopyable {
 public:
-    // The names of the functions with which the leak table shows the making and the deleting of the
+    // The names of functions with which the leak table shows the allocation and the release of the
     // arena's blocks.
     struct Names {
         const char* maker;
         const char* ender;
     };
 
-    // The arena gives the memory from `memory` to `end` first, which the caller owns. It may be
-    // empty. `names` must live as long as the arena.
+    // The arena first uses the memory from `memory` to `end`, which the caller owns and which may
+    // be empty. `names` must outlive the arena.
     Arena(const Names& names, char* memory, char* end) noexcept
         : names_(&names), next_(memory), end_(end) {}
     ~Arena() {
@@ -54,8 +54,8 @@ public:
             deleteBlock(std::exchange(pages_, pages_->previous), names_->ender);
     }
 
-    // Returns uninitialised memory, aligned for pointers. Raises std::bad_alloc, and the arena is
-    // then as it was before.
+    // Returns uninitialised memory, aligned for pointers. If std::bad_alloc is raised, the arena is
+    // unchanged.
     void* take(std::size_t size) {
         size = (size + kUnit - 1) / kUnit * kUnit;
         if (static_cast<std::size_t>(end_ - next_) < size) [[unlikely]]

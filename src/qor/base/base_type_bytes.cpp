@@ -11,7 +11,7 @@ namespace qor {
 
 namespace {
 
-// At least n and at least twice the present capacity, but within 32 bits if n is.
+// At least n, and at least twice the present capacity if that fits into 32 bits.
 unsigned long grownCapacity(unsigned long long n, unsigned long capacity) {
     return checkedSize(std::max(n, std::min(2ULL * capacity + 2, npos32 - 1ULL)));
 }
@@ -31,8 +31,8 @@ Bytes::Bytes(istr content, unsigned long n, unsigned char fillByte) {
 }
 
 Bytes& Bytes::assign(istr content) {
-    // A part of this object is safe: it is never larger than the capacity, so the block stays, and
-    // the copy may overlap.
+    // The content may be a part of this object: it is never larger than the capacity, so the block
+    // is kept, and memmove allows the overlap.
     const unsigned long n = content.is_null() ? 0 : content.size();
     resize(n);
     if (n != 0) std::memmove(data_, content.data(), n);
@@ -48,7 +48,7 @@ Bytes& Bytes::append(istr content) {
         size_ = static_cast<ulong32>(wanted);
         return *this;
     }
-    // The old block lives until the copy is done: the content may be a part of it.
+    // The old block is freed after the copy, since the content may be a part of it.
     Bytes grown(grownCapacity(wanted, capacity_));
     grown.assign(istr(*this));
     grown.append(content);

@@ -35,7 +35,7 @@ std::wstring_view beforeZero(iwstr text) {
     return {text.data(), static_cast<std::size_t>(end - text.data())};
 }
 
-// One way to write into each kind of output.
+// The same operations for each type of output.
 template <class Char>
 void assign(std::basic_string<Char>& out, std::basic_string_view<Char> text) {
     out.assign(text);
@@ -58,8 +58,8 @@ void reserve(Bytes& out, std::size_t size) {
     out.resize(cutSize(size));
 }
 
-// UTF-8 is converted in pieces through a buffer on the stack: resizing the outputs would first fill
-// them with zeros, and would need an upper bound of their size.
+// UTF-8 is converted in pieces through a buffer on the stack: resizing the output first would fill
+// it with zeros, and would need an upper bound of its size.
 constexpr std::size_t pieceSize = 1024;
 
 class WidePieces {
@@ -98,7 +98,7 @@ void assignPieces(Pieces pieces, Out& out) {
     const auto first = pieces.next();
     const std::size_t left = pieces.rest().size();
     if (left == 0) return assign(out, first);
-    // A guess: all of the text grows as its first piece does.
+    // An estimate: the rest of the text grows as its first piece does.
     Out result;
     const auto rest = static_cast<unsigned long long>(first.size()) * left / (size - left);
     reserve(result, checkedSize(first.size() + rest + 1));
@@ -108,7 +108,7 @@ void assignPieces(Pieces pieces, Out& out) {
     out.swap(result);
 }
 
-// From and to any page but -1. An unknown one gives no text.
+// Conversion from and to any page except -1. An unknown page gives empty text.
 void decode(std::string_view text, long32 page, std::wstring& out) {
     if (page == utf8Page) return assignPieces(WidePieces(text), out);
     const auto room = std::make_unique_for_overwrite<wchar_t[]>(text.size());
@@ -132,7 +132,7 @@ void convert(istr text, long32 from, Out& out, long32 to) {
     encode(std::wstring_view(wide), to, out);
 }
 
-// Owned copies, terminated also when there is no text.
+// Owned copies, terminated even if the text is empty.
 AutoPtr<char> owned(istr text) {
     return AutoPtr<char>((text.empty() ? CharBuffer(0) : CharBuffer(text)).release());
 }

@@ -34,14 +34,14 @@ istr skipBlanks(istr text) noexcept {
     return text;
 }
 
-// Takes one sign off the text, which is not empty. True for a minus.
+// Removes a sign from the text, which is not empty. True for a minus.
 bool takeSign(istr& text) noexcept {
     const char sign = *text;
     if (sign == '-' || sign == '+') ++text;
     return sign == '-';
 }
 
-// A minus before an unsigned number counts from the type's end, as in a stream.
+// A negative number for an unsigned type wraps around, as in a stream.
 template <std::integral T>
 bool parse(istr text, T& target) noexcept {
     constexpr auto highest = static_cast<unsigned long long>(std::numeric_limits<T>::max());
@@ -61,8 +61,8 @@ bool parse(istr text, T& target) noexcept {
     return true;
 }
 
-// Whether a number that no floating point type can hold is too large, and not too small. It has a
-// digit that is not 0.
+// Whether a number that is out of range is too large (or else too small). It has a digit that is
+// not 0.
 bool isTooLarge(std::string_view number) noexcept {
     const std::size_t mark = std::min(number.find_first_of("eE"), number.size());
     long exponent = 0;
@@ -79,17 +79,18 @@ bool isTooLarge(std::string_view number) noexcept {
     return exponent + static_cast<long>(point) - static_cast<long>(first) > 0;
 }
 
-// A stream consumes the mark of an exponent before it finds that no digits follow.
+// Whether the number is followed by an "e" without digits: a stream then reports a failure, since
+// it has consumed the "e".
 bool endsInBareExponent(const char* begin, const char* end, const char* textEnd) noexcept {
     if (end == textEnd || (*end != 'e' && *end != 'E')) return false;
     return std::string_view(begin, end).find_first_of("eE") == std::string_view::npos;
 }
 
-// Of a number without its sign.
+// Reads a number after its sign.
 template <std::floating_point T>
 [[gnu::noinline]] bool parseMagnitude(istr text, bool negative, T& target) noexcept {
     target = 0;
-    // What from_chars would take and a stream does not: "inf", "nan", a second minus.
+    // Refuses text that from_chars accepts and a stream does not: "inf", "nan", a second minus.
     if (text.empty() || !(isDigit(*text) || *text == '.')) return false;
     T magnitude = 0;
     const auto [end, error] = platform::from_chars(text.begin(), text.end(), magnitude);
@@ -114,7 +115,7 @@ bool parse(istr text, T& target) noexcept {
     return parseMagnitude(text, negative, target);
 }
 
-// The 32 bits of a long.
+// A long has 32 bits.
 template <class T>
 using Stored = std::conditional_t<std::is_same_v<T, long>, long32,
                                   std::conditional_t<std::is_same_v<T, unsigned long>, ulong32, T>>;

@@ -8,7 +8,7 @@ namespace qor {
 
 namespace {
 
-// A part of a room need not have a terminator in it.
+// The part need not have a terminator.
 bool sameStart(const Str& part, istr text, unsigned long n, bool noCase) noexcept {
     return StrCmpW(istr(part.data(), part.sizeN()), text, n, noCase) == 0;
 }

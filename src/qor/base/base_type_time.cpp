@@ -22,7 +22,7 @@ namespace {
 
 constexpr const char* kCalendarFormat = "%04d-%02d-%02d %02d:%02d:%02d.%03d";
 
-// The calendar's seconds of a time, cut to 32 bits as its design has it.
+// The seconds for the calendar forms. Deliberate (compatibility): cut to 32 bits.
 long32 calendarSeconds(const Time& time) noexcept {
     return static_cast<long32>(time.toSeconds());
 }
@@ -45,19 +45,19 @@ long long secondsOf(const std::tm& fields) noexcept {
     return midnight.count() + fields.tm_hour * 3600 + fields.tm_min * 60 + fields.tm_sec;
 }
 
-// A quarter of an hour, counted from the epoch, and how far local time is from UTC in it. Zones
-// change on the quarters, with some exceptions long ago: a quarter is steady if the offset is the
-// same at both of its ends.
+// A quarter of an hour, counted from the epoch, and the offset of local time from UTC in it. Zones
+// change at the quarters, with some exceptions long ago: a quarter is steady if the offset is the
+// same at its begin and its end.
 struct Quarter {
     static constexpr long long kSeconds = 900;
 
     long long number = 0;
-    long long readAt = -1;  // the second of the counter, none at first
+    long long readAt = -1;  // in seconds of coarseSeconds(); -1: not yet
     long long offset = 0;
     bool steady = false;
 };
 
-// What the thread has worked in lately, each quarter in its place by its number.
+// The quarters that the thread has used last; the place of a quarter depends on its number.
 constinit thread_local std::array<Quarter, 8> quarters{};
 
 Quarter readQuarter(long long number, long long now) {
@@ -67,14 +67,14 @@ Quarter readQuarter(long long number, long long now) {
     return {number, now, offset, offset == offsetAt(first + Quarter::kSeconds - 1)};
 }
 
-// The text of TZ that these are of.
+// The value of TZ for which the quarters are valid.
 class Zone {
 public:
     bool is(const char* text) const noexcept {
         return text != nullptr ? known_ == Text && std::strncmp(text_, text, sizeof text_) == 0
                                : known_ == Unset;
     }
-    // A longer text than any name of a zone is never recognised.
+    // A text that is longer than any zone's name is not kept: is() is then always false.
     void set(const char* text) noexcept {
         known_ = text == nullptr ? Unset : std::strlen(text) < sizeof text_ ? Text : Nothing;
         if (known_ == Text) std::strcpy(text_, text);
@@ -90,9 +90,9 @@ constinit thread_local Zone zone;
 // Whether any thread has found TZ set.
 constinit std::atomic<bool> everNamed{false};
 
-// mktime reads TZ at each call, so this does too, to use the same zone. It takes the C library's
-// lock, and clears the cached quarters, only when the text has changed. While TZ was never set, the
-// C library uses the system's zone by itself.
+// Reads TZ at each call, as mktime does, so that both use the same zone. Takes the C library's lock
+// and clears the cached quarters only if TZ has changed. If TZ was never set, the C library uses
+// the system's zone without tzset.
 void noticeZone() {
     const char* const text = std::getenv("TZ");
     if (zone.is(text)) return;
@@ -102,8 +102,8 @@ void noticeZone() {
     zone.set(text);
 }
 
-// The offset of local time, or nothing near a change of it. Cached until the end of the second, so
-// that changed files of the zone are noticed soon.
+// The offset of local time, or nothing if it changes within the quarter. Cached until the end of
+// the second, so that changed files of the zone are noticed.
 std::optional<long long> localOffset(long32 seconds) {
     noticeZone();
     const long long number =
@@ -136,7 +136,7 @@ void setFields(Time::Detail& detail, std::chrono::seconds sinceEpoch) noexcept {
     detail.second = second % 60;
 }
 
-// Local time with these fields; mktime finds out about daylight saving.
+// The local time with these fields; mktime determines whether it is daylight saving time.
 Time fromDetail(const Time::Detail& detail) {
     std::tm fields{};
     fields.tm_year = static_cast<int>(detail.year - 1900LL);
@@ -150,7 +150,7 @@ Time fromDetail(const Time::Detail& detail) {
            Time::microSeconds(detail.microSecond);
 }
 
-// Text in a buffer of the size that all text forms of a time share.
+// A buffer for all text forms of a time.
 class Text {
 public:
     Text& add(istr text) noexcept {
@@ -178,14 +178,14 @@ private:
     unsigned long size_ = 0;
 };
 
-// By hand, in the calendar format: printf would take longer than all else.
+// The calendar format without printf, which would take most of the time.
 Text calendarText(const Time::Detail& detail) noexcept {
     const auto part = [](int value) { return static_cast<unsigned>(value); };
     Text text;
     text.digits(part(detail.year), 4).add("-").digits(part(detail.month), 2).add("-");
     text.digits(part(detail.day), 2).add(" ").digits(part(detail.hour), 2).add(":");
     text.digits(part(detail.minute), 2).add(":").digits(part(detail.second), 2).add(".");
-    // The rest of a time before 1970 is negative, and its sign takes one of the places.
+    // Before 1970 the milliseconds are negative, and the sign is one of the three places.
     if (detail.milliSecond >= 0) return text.digits(part(detail.milliSecond), 3);
     return text.add("-").digits(part(-detail.milliSecond), detail.milliSecond > -100 ? 2 : 3);
 }
@@ -202,7 +202,7 @@ Text dateTime(const Time& time) noexcept {
     return time.toMicroSeconds() == 0 ? Text().add("<null>") : fullDateTime(time);
 }
 
-// Whole or not at all.
+// Writes the whole text; makes `out` empty if it does not fit.
 void put(ostr out, istr text) noexcept {
     if (out.empty()) return;
     out.clear();
@@ -297,7 +297,7 @@ String Time::toString() const {
     rest.add(usec_ % 1000000);
     Text text;
     text.add(usec_ / 1000000).add(".");
-    // The sign follows the padding.
+    // Deliberate (compatibility): a sign of the rest comes after the padding.
     for (unsigned long i = istr(rest).size(); i < 6; ++i)
         text.add("0");
     return istr(text.add(istr(rest)));

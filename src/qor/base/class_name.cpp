@@ -18,7 +18,7 @@ std::string className(const std::type_info& type) {
 }
 
 const char* memberName(const char* scope, const std::type_info& type, const char* member) {
-    // Neither is ever destroyed.
+    // Both are never destroyed.
     static std::mutex& mutex = *new std::mutex;
     static std::set<std::string>& names = *new std::set<std::string>;
     std::string name = std::string(scope) + '<' + className(type) + ">::" + member;

@@ -13,7 +13,7 @@
 
 #include "qor/base/byte_order.h"
 
-// The common decimal numbers, faster than std::from_chars reads them.
+// Reads common decimal numbers, faster than std::from_chars.
 
 namespace qor::decimal {
 
@@ -23,9 +23,9 @@ __extension__ typedef unsigned __int128 Wide;
 
 using Word = std::uint64_t;
 
-// 2^(63 + bits) / 5^k, rounded down, where `bits` is the number of bits of 5^k, for k above 0; and
-// the biased exponent of a double that is the product of this number and an integer, both of 64
-// bits, less one for the highest bit of its mantissa.
+// For k > 0: 2^(63 + bits) / 5^k, rounded down, where `bits` is the number of bits of 5^k; and the
+// biased exponent of a double that is the product of this number and a 64-bit integer, minus one,
+// since the highest bit of the mantissa adds one.
 struct InversePower {
     Word factor;
     int exponent;
@@ -55,8 +55,9 @@ constexpr Word valueOfEight(Word digits) noexcept {
     return ((digits & kPairs) * kLow + (digits >> 16 & kPairs) * kHigh) >> 32;
 }
 
-// The number of bytes before the first one that is not a digit; 8 if all are digits. `word` has had
-// '0' taken off each byte by exclusive or.
+// leadingDigits: the number of bytes before the first one that is not a digit; 8 if all are digits.
+// Each byte of `word` is the character XOR '0'. foreignBytes sets the top bit of each byte that is
+// not a digit.
 constexpr Word foreignBytes(Word word) noexcept {
     return (word | (word + 0x7676767676767676)) & 0x8080808080808080;
 }
@@ -83,33 +84,34 @@ inline Word load(const char* at) noexcept {
     return loadLowByteFirst<Word>(at) ^ kZeros;
 }
 
-// digits / 10^places, for 1 to kMostPlaces places, or nothing if only a longer calculation can
-// decide the rounding.
+// digits / 10^places, for 1 to kMostPlaces places; nothing if only a longer calculation can decide
+// the rounding.
 constexpr std::optional<double> scaled(Word digits, int places) noexcept {
     if (digits == 0) return 0.0;
     const InversePower& inverse = kInversePowers[static_cast<std::size_t>(places)];
     const int shift = std::countl_zero(digits);
-    // The product's upper half, of 63 or 64 bits; the exact one is less than 2 larger.
+    // The upper half of the product, of 63 or 64 bits. The exact value is larger by less than 2.
     const Word product = static_cast<Word>(Wide(digits << shift) * inverse.factor >> 64);
     const int unused = static_cast<int>(~product >> 63);
     const Word scaled = product << unused;
     constexpr Word kHalf = Word(1) << (kExtraBits - 1);
-    // Whether the exact one may lie on the other side of the half; of a shifted one, which is even,
-    // two steps below it are one.
+    // Whether the exact value may be on the other side of the half at which rounding changes. The
+    // error of a shifted product is twice as large.
     const Word below = kHalf - (scaled & (2 * kHalf - 1));
     if (below < 2 + static_cast<Word>(unused)) return std::nullopt;
-    // Rounds without a branch. That may give one more bit, which carries into the exponent.
+    // Rounds without a branch. This may give one more bit, which carries into the exponent.
     const Word mantissa = ((scaled >> (kExtraBits - 1)) + 1) >> 1;
     const auto exponent = static_cast<Word>(inverse.exponent - shift - unused);
     return std::bit_cast<double>((exponent << (kMantissaBits - 1)) + mantissa);
 }
 
-// The number of a text of 4 to 15 digits, or nothing.
+// The number in a text of 4 to 15 digits; nothing for other texts.
 inline std::optional<double> readWhole(std::string_view text) noexcept {
     constexpr std::size_t kHalf = sizeof(std::uint32_t), kWord = sizeof(Word);
     const std::size_t n = text.size();
     const char* const end = text.data() + n;
-    // The last eight digits, and those before them, each part at the highest byte after zeros.
+    // low has the last eight digits, high those before them; each part ends at the highest byte,
+    // with zeros before it.
     Word high = 0, low = 0;
     if (n >= kWord) {
         low = load(end - kWord);
@@ -126,11 +128,11 @@ inline std::optional<double> readWhole(std::string_view text) noexcept {
     return static_cast<double>(valueOfEight(high) * kEight + valueOfEight(low));
 }
 
-// Reads the last `places` digits before `end`, 8 to kMostPlaces of them, from the 16 bytes before
-// it. False if one of them is no digit. All forms read the same.
+// Reads the last `places` digits before `end`, 8 to kMostPlaces, from the 16 bytes before it.
+// Returns false if any of them is not a digit. Both forms give the same results.
 struct PortableFraction {
     static bool read(const char* end, int places, Word& value) noexcept {
-        // Each part ends at the highest byte, after zeros.
+        // Each part ends at the highest byte, with zeros before it.
         constexpr int kWord = sizeof(Word);
         const int upper = places - kWord;
         const int foreign = 8 * (kWord - upper);
@@ -143,8 +145,8 @@ struct PortableFraction {
 
 #if defined(__SSE2__) && defined(__x86_64__)
 
-// All digits at once: neighbours become numbers of 2, then of 4, then of 8 digits. Every amd64 has
-// SSE2, so this is chosen when the library is compiled.
+// Joins all digits in parallel: to numbers of 2, then 4, then 8 digits. Every amd64 has SSE2, so
+// this is chosen at compile time.
 struct Sse2Fraction {
     static bool read(const char* end, int places, Word& value) noexcept {
         const __m128i text = loadBytes(end - kMostPlaces);
@@ -164,14 +166,14 @@ struct Sse2Fraction {
     }
 
 private:
-    // Of each two words, the sum of their products with two factors.
+    // For each pair of 16-bit words, the sum of their products with the two factors.
     static __m128i pairs(__m128i words, int factors) noexcept {
         return _mm_madd_epi16(words, _mm_set1_epi32(factors));
     }
     static __m128i loadBytes(const char* at) noexcept {
         return _mm_loadu_si128(reinterpret_cast<const __m128i*>(at));
     }
-    // From kLast + n on: a mask of the last n of 16 bytes.
+    // The 16 bytes from kLast + n on are a mask of the last n bytes.
     static constexpr char kLast[2 * kMostPlaces + 1] =
         "\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0"
         "\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF";
@@ -184,9 +186,8 @@ using FastFraction = PortableFraction;
 
 #endif
 
-// The number of a text of 4 to 15 digits, or of 1 to 7 digits, a point, and 8 to 16 more digits: at
-// least 15 digits and at most 19. Nothing for other texts, and for a few that need a longer
-// calculation.
+// The number in a text of 4 to 15 digits, or of 1 to 7 digits, a point, and 8 to 16 more digits,
+// together 15 to 19 digits. Nothing for other texts, and for a few that need a longer calculation.
 //
 // It is compiled into its caller: otherwise the result is returned through memory in two parts that
 // are then read as one, which stalls the processor.

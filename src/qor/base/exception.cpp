@@ -102,7 +102,7 @@ const char* Exception::what() const noexcept {
         try {
             dump(os);
         } catch (...) {
-            // What was written before the failure is better than nothing.
+            // Keeps the part that was written before the failure.
         }
         what_ = os.str();
     } catch (...) {

@@ -12,11 +12,11 @@ namespace qor {
 
 namespace {
 
-// A throw site always throws.
+// For show_version: QOR_THROW always throws.
 constexpr int kThrowReally = 1;
 
-// Settings of the build that are on when a macro of their name is defined. `expansion` is the name
-// itself for a macro that is not.
+// A setting of the build: on if the macro of this name is defined. If it is not, `expansion` is the
+// name itself.
 struct Option {
     const char* name;
     const char* expansion;

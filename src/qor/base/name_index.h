@@ -10,12 +10,12 @@
 
 namespace qor {
 
-// Finds items by their names, and does not own them: a hash table with open addressing. `NameOf`
-// gives the name of an item, which stays the same while the item is in the index.
+// A hash table with open addressing that finds items by their names. It does not own the items.
+// `NameOf` returns the name of an item, which must not change while the item is in the index.
 template <class Item, class NameOf>
 class NameIndex : noncopyable {
 public:
-    // Room for this number of items, and later for one more.
+    // The constructor reserves room for `items` items, reserveOne for one more.
     explicit NameIndex(std::size_t items) { rehash(items); }
     void reserveOne() {
         if (size_ + 1 > capacity() / 4 * 3) rehash(2 * size_);
@@ -27,7 +27,7 @@ public:
         return hash.value();
     }
 
-    // `hash` is hashOf the name. The name is not there yet, and there is room.
+    // `hash` is hashOf(name). The name must not be in the index yet, and there must be room.
     void insert(Item* item, std::uint64_t hash) noexcept {
         put({hash, item});
         ++size_;

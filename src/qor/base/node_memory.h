@@ -7,9 +7,9 @@
 
 namespace qor {
 
-// The memory of the nodes that the trees of several formats have, known to the leak table by the
-// function `func` and the place of the call, as newBlock's in base/arena.h. (The place comes from
-// builtins, since clang 14 has no std::source_location.)
+// Allocation of single nodes of trees, recorded in the leak table with the function `func` and the
+// place of the call, as by newBlock of base/arena.h. (The place comes from builtins, since clang 14
+// has no std::source_location.)
 inline void* newNode(std::size_t size, const char* func, const char* file = __builtin_FILE(),
                      unsigned line = __builtin_LINE()) {
     void* const block = ::operator new(size);

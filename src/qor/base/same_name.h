@@ -5,7 +5,7 @@
 
 namespace qor {
 
-// Whether a node has the wanted name. The names of siblings often differ only in their last
+// Whether a node has the wanted name. The names of siblings often differ only in the last
 // character, so that is compared first.
 inline bool isSameName(const String& name, istr wanted) noexcept {
     if (name.size() != wanted.size()) return false;

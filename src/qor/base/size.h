@@ -7,8 +7,8 @@
 
 namespace qor {
 
-// Sums and products of sizes are computed in 64 bits, since a machine's own sizes may have 32.
-// Raises std::bad_alloc for one that this machine cannot have.
+// Compute sums and products of sizes in 64 bits, since std::size_t may have 32, and convert them by
+// this function. Raises std::bad_alloc for a size that this machine cannot have.
 constexpr std::size_t checkedSize(unsigned long long n) {
     if (n > PTRDIFF_MAX) throw std::bad_alloc();
     return static_cast<std::size_t>(n);

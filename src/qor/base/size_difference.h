@@ -6,7 +6,7 @@
 
 namespace qor {
 
-// One 32-bit size minus another, as the result of a comparison: cut where an int ends.
+// left - right for two 32-bit sizes, as the result of a comparison: limited to the range of int.
 inline int sizeDifference(unsigned long left, unsigned long right) noexcept {
     const long difference = static_cast<long>(left) - static_cast<long>(right);
     return static_cast<int>(std::clamp<long>(difference, std::numeric_limits<int>::min(),

@@ -4,8 +4,8 @@
 #include "qor/base/base_type_view.h"
 #include "qor/base/exception.h"
 
-// The calls that the lower floors make upward: declared here, defined by their owners, so that no
-// include points up. The leak table of mlcheck.h is the other such call.
+// Functions of higher floors that the lower floors need: declared here, defined by their owners, so
+// that no include points up. The leak table of mlcheck.h is the other such case.
 
 namespace qor::upward {
 
@@ -15,7 +15,7 @@ ulong32 codepage();
 // A copy of the calling thread's call stack.
 CallStack callStack();
 
-// The library's own logger: its switches, the clipping limit of dumps in bytes, and its writers.
+// The library's own logger: its switches, the limit of texts in dumps, in bytes, and its writers.
 bool infoOn();
 bool debugOn();
 unsigned long maxStringSize();

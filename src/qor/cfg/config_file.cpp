@@ -11,8 +11,8 @@ namespace {
 
 constexpr ulong32 kUtf8 = 65001;
 
-// Loading converts text, and logs its exceptions, which converts text too. The loading thread must
-// not use the settings that it is reading.
+// True while the thread loads the file. Loading converts text, and so does the logging of its
+// exceptions: these conversions must not use the settings that are being read.
 thread_local bool loading = false;
 std::atomic<unsigned> threadsLoading{0};
 
@@ -24,7 +24,7 @@ public:
         loading = outer_;
     }
 
-    // Asks for the thread's own mark only while there may be one.
+    // Reads the thread's own flag only if some thread is loading.
     static bool here() noexcept {
         return threadsLoading.load(std::memory_order_relaxed) != 0 && loading;
     }

@@ -20,7 +20,7 @@ constexpr const char* kError = "<ICMP.ERROR>";
 constexpr const char* kInfo = "ICMP.INFO";
 constexpr long32 kLongestWait = 1000000;
 
-// 0 or an error number. A host that is not known has the address of no host.
+// Returns 0 or an error number. An unknown host has the address ACE_INET_Addr().
 int exchange(platform::EchoSocket& socket, const ACE_INET_Addr& remote, int timeoutSeconds) {
     if (remote == ACE_INET_Addr() || remote.get_type() != AF_INET) return EADDRNOTAVAIL;
     return socket.exchange(htonl(remote.get_ip_address()), timeoutSeconds);

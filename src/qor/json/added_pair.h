@@ -7,7 +7,7 @@
 
 namespace qor::json {
 
-// A pair that was not read, with its key.
+// A pair that was added to an object by the program, with its key.
 struct JsonObject::Added : JsonObject::value_type {
     explicit Added(istr text) : value_type(key, JsonUnit()), key(text) {}
 

@@ -18,7 +18,7 @@ struct Escape {
 constexpr Escape kEscapes[] = {{'"', '"'},  {'\\', '\\'}, {'/', '/'},  {'b', '\b'},
                                {'f', '\f'}, {'n', '\n'},  {'r', '\r'}, {'t', '\t'}};
 
-// By the byte that is escaped, and by the letter.
+// The escapes by byte and by letter.
 constexpr auto kLetters = [] {
     std::array<char, 256> letters{};
     for (const Escape& escape : kEscapes)
@@ -32,7 +32,7 @@ constexpr auto kBytes = [] {
     return bytes;
 }();
 
-// The character of up to four hexadecimal digits.
+// Appends the character of up to four hexadecimal digits.
 void appendCharacter(String& out, istr digits) {
     const auto code = static_cast<unsigned short>(hexstr2int(digits));
     if (code != 0 && code < 0x80) {
@@ -54,7 +54,7 @@ char* storeEscaped(char* to, char byte) noexcept {
     return to;
 }
 
-// Marks the bytes that are perhaps escaped: the lowest mark is right.
+// Marks bytes that may need an escape. The lowest mark is right; higher ones may be wrong.
 scan::Word special(scan::Word word) noexcept {
     return scan::equal(word, '"') | scan::equal(word, '\\') | scan::equal(word, '/') |
            scan::control(word);

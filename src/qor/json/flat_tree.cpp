@@ -31,8 +31,8 @@ void deleteBlock(void* block) noexcept {
     deleteNode(block, kEnder);
 }
 
-// A word must be readable after both texts. Most keys are short, and a few words are compared
-// without a call.
+// Compares n bytes; a word must be readable after both texts. Most keys are short: a few words are
+// compared without a function call.
 bool areEqual(const char* left, const char* right, std::size_t n) noexcept {
     constexpr std::size_t kWord = sizeof(std::uint64_t);
     const auto differ = [=](std::size_t at) {
@@ -40,7 +40,7 @@ bool areEqual(const char* left, const char* right, std::size_t n) noexcept {
                loadLowByteFirst<std::uint64_t>(right + at);
     };
     if (n < kWord) {
-        // The bytes after the texts are shifted out.
+        // Shifts out the bytes after the texts.
         return n == 0 || differ(0) << 8 * (kWord - n) == 0;
     }
     if (n <= 2 * kWord) return (differ(0) | differ(n - kWord)) == 0;
@@ -51,13 +51,14 @@ bool areEqual(const char* left, const char* right, std::size_t n) noexcept {
 
 }  // namespace
 
-// Shapes by their hash and by their number. They are only added, so they are found without a lock.
+// Finds shapes by their hash and by their number. Shapes are only added, so no lock is needed.
 class ShapeTable : noncopyable {
 public:
     using Slot = std::atomic<Shape*>;
 
     static ShapeTable* make(std::size_t nodes) {
-        // A tree has many objects of few shapes, or few objects of many keys.
+        // Few buckets are enough: a tree has many objects of few shapes, or few objects with many
+        // keys.
         const std::size_t buckets = std::bit_ceil(std::clamp<std::size_t>(nodes / 32, 8, 1 << 16));
         const std::size_t size = sizeof(ShapeTable) + buckets * sizeof(Slot);
         void* const block = newNode(size, kMaker);
@@ -74,12 +75,12 @@ public:
         deleteBlock(table);
     }
 
-    // The shape of the number, which is not 0.
+    // The shape with this number, which must not be 0.
     const Shape& of(ulong32 number) const noexcept {
         const Place place = placeOf(number);
         return *chunks_[place.chunk].load(std::memory_order_acquire)[place.at];
     }
-    // The shape that an object with keys of these sizes had lately.
+    // The cached shape of the last object with keys of these sizes.
     Slot& recent(ulong32 count, ulong32 firstSize, ulong32 lastSize) noexcept {
         return recent_[(count * 31 + firstSize * 7 + lastSize) % std::size(recent_)];
     }
@@ -96,7 +97,7 @@ public:
     }
 
 private:
-    // Numbers are in chunks, each twice as large as the one before.
+    // The shapes by number are in chunks, each twice as large as the previous one.
     static constexpr ulong32 kFirstChunk = 8;
     static constexpr std::size_t kChunks = 17;
     static_assert((kFirstChunk << kChunks) > Node::kMostShapes);
@@ -113,7 +114,7 @@ private:
     Slot* buckets() noexcept { return reinterpret_cast<Slot*>(this + 1); }
     Slot& bucketOf(std::uint64_t hash) noexcept { return buckets()[hash & mask_]; }
 
-    // Without memory for it, or when there are too many, a shape has no number.
+    // If memory runs out, or if there are too many shapes, the shape gets no number.
     void setNumber(Shape& shape) noexcept try {
         const ulong32 number = numbers_.fetch_add(1, std::memory_order_relaxed) + 1;
         if (number > Node::kMostShapes) {
@@ -147,7 +148,7 @@ void Block::end() noexcept {
     deleteBlock(this);
 }
 
-// A block for the text and the nodes after the tree and its root.
+// A block for the tree and its root, with `room` bytes for nodes and text after them.
 void* FlatTree::newBlock(std::size_t room) {
     return newNode(sizeof(FlatTree) + kRootRoom + room + kPadding, kMaker);
 }
@@ -167,7 +168,7 @@ FlatTree* FlatTree::makeIn(std::size_t room, istr text, istr more, Node* nodes, 
     return construct(block, text.size(), more, nodes, room);
 }
 
-// The block has its text, after so much room.
+// The text is already in the block, after `room` bytes.
 FlatTree* FlatTree::construct(void* block, std::size_t textSize, istr more, Node* nodes,
                               std::size_t room) noexcept {
     const std::size_t size = textSize + more.size();
@@ -220,7 +221,8 @@ void FlatTree::destroy(FlatTree* tree) noexcept {
     deleteBlock(tree);
 }
 
-// What is left of a page that is too small is given up, but not for a large container.
+// The rest of a page that is too small is not used any more. For a large container, the page is
+// kept and the container gets its own one.
 Page& FlatTree::takePage(std::size_t size) {
     Page* const spare = spare_.exchange(nullptr, std::memory_order_acquire);
     if (spare != nullptr && spare->room() >= size) return *spare;
@@ -254,7 +256,7 @@ ShapeTable& FlatTree::shapes() {
     return *other;
 }
 
-// All calls for a shape that is known are compiled into this one.
+// The calls for a known shape are inlined.
 [[gnu::flatten]] const Shape& FlatTree::shapeOf(Node& object, const Values& values) {
     const Node before = object.load(std::memory_order_acquire);
     if (const ulong32 number = before.shape(); number != 0) return shapes().of(number);

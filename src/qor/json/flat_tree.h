@@ -20,14 +20,14 @@ class FlatTree;
 class Shape;
 class ShapeTable;
 
-// Starts memory that units are in: the block of a tree, a page of it, or the slots of an array that
-// has grown. All but pages count their shares, and are freed with the last one, by whichever
-// thread.
+// The start of memory that contains units: the block of a tree, a page of it, or the units of an
+// array that has grown. Except for pages, it has a reference count, and is freed when that becomes
+// 0, on any thread.
 struct Block {
     alignas(JsonValue) std::atomic<std::size_t> shares;
-    FlatTree* tree;  // which slots have a share of; null if no slot needs it
+    FlatTree* tree;  // the tree of which units here own a reference; null if none does
 
-    // Whether it is the block of a tree, with its root value.
+    // Whether this is the block of a tree, with its root value.
     bool isTree() const noexcept { return this == reinterpret_cast<const Block*>(tree); }
     void giveUp(std::size_t count) noexcept {
         if (shares.fetch_sub(count, std::memory_order_acq_rel) == count) end();
@@ -37,28 +37,27 @@ private:
     void end() noexcept;
 };
 
-// Memory of a tree, which its values are made in one after the other. It is freed with the tree.
+// Memory of a tree, in which its values are created one after the other. It is freed with the tree.
 struct Page : Block {
     std::size_t room() const noexcept { return static_cast<std::size_t>(end - next); }
 
     Page* previous;
-    char* next;  // the free room
+    char* next;  // the start of the free memory
     char* end;
 };
 
-// The values that are made of one tree may be in use by several threads, each with a part of its
-// own, and views by any threads; they make no values. The text is never changed. Any thread may add
-// shapes and pages, and note the shape of an object in its node. Each value in the tree's memory
-// has a share of it. The tree is the block of its root value.
+// A parsed tree. Several threads may use the values that are created from it, each thread its own
+// part; any thread may use views, which create no values. The text is never changed. Any thread may
+// add shapes and pages, and store the shape of an object in its node. Each value in the tree's
+// memory owns a reference to the tree. The tree is the block of its root value.
 class alignas(JsonValue) FlatTree : public Block, public NodeTree, noncopyable {
 public:
-    // The tree has one share. The root value is made in it; it is an array or an object according
-    // to the first node. The text of the nodes begins in `text` or, from its end on, in `more`.
+    // The new tree has one reference. The root value is created in it, an array or an object as the
+    // first node says. The positions of nodes refer to `text` or, from its end on, to `more`.
     static FlatTree* make(istr text, istr more, std::span<Node> nodes);
-    // The same, and takes over the nodes' memory, which operator new allocated, if it does not
-    // raise.
+    // The same, but owns the nodes' memory, which operator new allocated, unless it raises.
     static FlatTree* makeAround(istr text, istr more, std::span<Node> nodes);
-    // The same with a text that was copied to the draft, which fits. Does not raise.
+    // The same, with a text that was copied to `draft`, for which fits() is true. Does not raise.
     class Draft;
     static FlatTree* makeOf(Draft& draft, std::size_t textSize, istr more,
                             std::span<Node> nodes) noexcept;
@@ -66,16 +65,16 @@ public:
 
     JsonValue* root() noexcept { return reinterpret_cast<JsonValue*>(this + 1); }
     JsonKind kindOf(const Node& node) const noexcept;
-    // Of a node that is no container.
+    // The node must not be a container.
     JsonKind scalarKindOf(const Node& node) const noexcept;
     istr wholeText() const noexcept { return istr(text, textSize); }
     // Whether the strings in the text are unescaped.
     bool isUnescaped() const noexcept { return isUnescaped_; }
     void setUnescaped() noexcept { isUnescaped_ = true; }
-    // After the text of a tree as many bytes can be read.
+    // This number of bytes can be read after the text of a tree.
     static constexpr std::size_t kPadding = 32;
-    // Copies a part of it. There is room for kPadding bytes more, which may be written too. Returns
-    // the end of the copy.
+    // Copies a part of the tree's text and returns the end of the copy. Up to kPadding more bytes
+    // may be written, for which there must be room.
     static char* copyText(char* to, istr text) noexcept {
         if (text.size() > kPadding) {
             std::memcpy(to, text.data(), text.size());
@@ -85,8 +84,8 @@ public:
         return to + text.size();
     }
 
-    // The values of an object in the order of the text, each after its key. Of an object that is
-    // not deep each second node is one; those of another one are listed.
+    // The nodes of an object's values, in the order of the text; the node before a value is its
+    // key. If the object is not deep, they are every second node; otherwise they are in `list`.
     struct Values {
         ulong32 operator[](ulong32 i) const noexcept {
             return list != nullptr ? list[i] : first + 2 * i;
@@ -99,18 +98,19 @@ public:
         ulong32 first;
         ulong32 count;
     };
-    // The order of an object's keys. Appends the indices of its values, in the order of the text.
+    // The shape of an object. Appends the indexes of the nodes of its values, in the order of the
+    // text.
     template <std::size_t N>
     const Shape& shapeOf(ulong32 object, InlineVector<ulong32, N>& values);
     Values shallowValues(ulong32 object) const noexcept {
         return {nullptr, object + 2, nodes[object].size / 2};
     }
-    // The same of an object that is not deep.
+    // The same for an object that is not deep.
     const Shape& shapeOfShallow(ulong32 object) {
         return shapeOf(nodes[object], shallowValues(object));
     }
 
-    // A page with room for `size` bytes, for the caller only until it is left.
+    // A page with room for `size` bytes, used only by the caller until leavePage.
     Page& takePage(std::size_t size);
     void leavePage(Page& page) noexcept {
         if (page.room() != 0) spare_.store(&page, std::memory_order_release);
@@ -133,10 +133,11 @@ private:
     ShapeTable& shapes();
     ShapeTable& makeShapes();
 
-    // In a tree of up to this size, a list of all shapes takes less time and memory than a table.
+    // In a tree of up to this number of nodes, a list of all shapes takes less time and memory than
+    // a table.
     static constexpr ulong32 kFewNodes = 64;
-    // The size of a page: about the values of a small tree, and at most kMostOfPage unless a single
-    // container needs more.
+    // The size of a page: about that of all values of a small tree, at most kMostOfPage unless a
+    // single container needs more.
     static constexpr std::size_t kBytesOfNode = 16, kMostOfPage = 64 * 1024 - 64;
     static constexpr std::size_t kLargeInPage = 2 * 1024;
 
@@ -144,28 +145,28 @@ private:
     bool isUnescaped_ = false;
     std::atomic<Shape*> listed_{nullptr};
     std::atomic<ShapeTable*> shapes_{nullptr};
-    std::atomic<Page*> pages_{nullptr};  // all of them, the last one first
-    std::atomic<Page*> spare_{nullptr};  // the one that the next values are made in
+    std::atomic<Page*> pages_{nullptr};  // all pages, the last one first
+    std::atomic<Page*> spare_{nullptr};  // the page in which the next values are created
 };
 
 // The memory of a tree whose text is copied during the parse.
 class FlatTree::Draft : noncopyable {
 public:
-    // No memory.
+    // A draft without memory.
     Draft() noexcept = default;
     // With room for `moreSize` bytes after the text.
     Draft(std::size_t textSize, std::size_t moreSize)
         : block_(newBlock(textSize + moreSize)), textSize_(textSize), room_(textSize + moreSize) {}
     ~Draft();
 
-    // Where the text is copied to; null without memory.
+    // The memory to which the text is copied; null without memory.
     char* text() const noexcept { return block_ != nullptr ? memoryOf(block_) : nullptr; }
     // Whether the text and the bytes after it leave little of the memory unused.
     bool fits(std::size_t textSize, std::size_t moreSize) const noexcept {
         return block_ != nullptr && textSize + moreSize <= room_ &&
                textSize >= textSize_ - textSize_ / kUnusedPart;
     }
-    // Less than one part in this number of a tree's memory is unused.
+    // At most 1 / kUnusedPart of a tree's memory may be unused.
     static constexpr std::size_t kUnusedPart = 8;
 
 private:
@@ -176,17 +177,17 @@ private:
     std::size_t room_ = 0;
 };
 
-// The keys of an object that was read, in order. Objects with the same keys in the same order of
-// the text share a shape.
+// The sorted keys of a parsed object. Objects with the same keys in the same order of the text
+// share a shape.
 class Shape : noncopyable {
 public:
-    // Of each key once.
+    // The number of keys; a repeated key counts once.
     ulong32 size() const noexcept { return size_; }
     const String& key(ulong32 i) const noexcept { return keys()[i]; }
-    // Where, among the values in the order of the text, the value of a key is: for a key that is
-    // there more than once, the last one.
+    // The place of the key's value among the values in the order of the text; for a repeated key,
+    // that of the last one.
     ulong32 place(ulong32 i) const noexcept { return places()[i]; }
-    // Those of all keys.
+    // The places of all keys.
     const ulong32* places() const noexcept {
         return reinterpret_cast<const ulong32*>(nodes() + count_);
     }
@@ -206,14 +207,14 @@ private:
     bool fits(const FlatTree& tree, const Values& values) const noexcept;
 
     const String* keys() const noexcept { return reinterpret_cast<const String*>(this + 1); }
-    // After room for count_ keys, the nodes of the keys of the first object with this shape, in the
-    // order of the text, and the places.
+    // The layout in memory: the Shape, room for count_ keys, the key nodes of the first object with
+    // this shape in the order of the text, and the places.
     const Node* nodes() const noexcept { return reinterpret_cast<const Node*>(keys() + count_); }
 
     std::uint64_t hash_;
     Shape* next_ = nullptr;
-    ulong32 number_ = 0;  // in the table; 0 for the last ones of a great many
-    ulong32 count_;       // of keys in the text
+    ulong32 number_ = 0;  // in the table; 0 if it has none
+    ulong32 count_;       // the number of keys in the text, repeated ones included
     ulong32 size_ = 0;
 };
 

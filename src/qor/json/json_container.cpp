@@ -20,7 +20,7 @@ using Pair = JsonObject::value_type;
 constexpr const char* kNewChild = "qor::json::JsonArray::newChild";
 constexpr const char* kGet = "qor::json::JsonObject::get";
 
-// A capacity for one more.
+// A capacity for at least one more element.
 ulong32 nextCapacity(ulong32 capacity) {
     constexpr ulong32 kLeast = 4;
     if (capacity > npos32 / 2) throw std::bad_alloc();
@@ -48,12 +48,12 @@ void JsonArray::makeUnits() const {
     TreeMaker::makeSlots(*this);
 }
 
-// Null for an array that was not read, before its first child.
+// Null for an array of the program before its first child.
 Block* JsonArray::blockOfUnits() const noexcept {
     return ownsSlots_ ? reinterpret_cast<Block*>(units_) - 1 : block();
 }
 
-// The units that are not made yet come along, with a share in their tree.
+// Lazy units are moved too, and the new block then owns a reference to their tree.
 void JsonArray::grow() {
     const ulong32 capacity = nextCapacity(capacity_);
     const std::size_t room = sizeof(Block) + capacity * sizeof(JsonUnit);
@@ -78,7 +78,7 @@ JsonUnit& JsonArray::newChild() {
 }
 
 void JsonArray::add(const JsonUnit& unit) {
-    // The unit may be one of the array.
+    // `unit` may be an element of this array.
     JsonUnit added = unit;
     newChild() = std::move(added);
 }
@@ -147,7 +147,7 @@ JsonUnit& JsonObject::get(istr key) {
     if (made().index_ != nullptr) return getByIndex(key);
     const ulong32 place = lowerBound(key);
     if (value_type* const pair = pairOf(key, place)) return pair->second;
-    // With many keys, room between them is made no more.
+    // An object with many keys does not insert between them, but uses an index.
     if (size_ >= kFew && place != size_) {
         makeIndex();
         return getByIndex(key);

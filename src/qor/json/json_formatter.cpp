@@ -12,7 +12,7 @@
 
 namespace qor::json {
 
-// Collects small pieces, and removes its output again unless it is finished.
+// Collects small pieces. Unless finish() is called, the destructor removes the output.
 class JsonFormatter::Output : noncopyable {
 public:
     explicit Output(String& out) noexcept : out_(out), sizeBefore_(out.size()) {}
@@ -25,7 +25,7 @@ public:
     }
     void reserve(std::size_t size) { out_.reserve(sizeBefore_ + size); }
 
-    // Room for n bytes, which are no more than kMostRoom; end() says where they end.
+    // Room for n bytes, at most kMostRoom. Call end() with the end of the written bytes.
     char* room(std::size_t n) {
         if (sizeof buffer_ - at_ < n) [[unlikely]]
             flush();
@@ -51,7 +51,7 @@ public:
             n -= part;
         }
     }
-    // In quotes.
+    // Writes the text escaped and in quotes.
     void putEscaped(istr text) {
         put('"');
         const char* at = text.begin();
@@ -81,8 +81,8 @@ private:
     char buffer_[kMostRoom];
 };
 
-// The arrays and objects that are being written, innermost last. Those that are not made yet are
-// written from the text that they were read from.
+// The arrays and objects that are being written, innermost last. Values that are not created yet
+// are written from the parsed text.
 class JsonFormatter::Run : noncopyable {
 public:
     Run(const JsonFormatter& how, Output& out) : how_(how), out_(out) {}
@@ -105,12 +105,12 @@ private:
         bool empty;
         ulong32 left;  // units, pairs, nodes or keys
         union {
-            const JsonUnit* unit;  // the next one
+            const JsonUnit* unit;  // the next unit
             const JsonObject* object;
             FlatTree* tree;
         };
-        ulong32 node;  // the next one; of an object: where in nodes_ those of its values begin
-        ulong32 key;   // the next one
+        ulong32 node;        // the next node; for an object, the index in nodes_ of its first value
+        ulong32 key;         // the next key
         const Shape* shape;  // of an object
 
         bool isObject() const noexcept { return kind == Kind::Pairs || kind == Kind::KeyedNodes; }
@@ -150,7 +150,7 @@ private:
         opened.shape = &shape;
     }
 
-    // Writes a value as a whole, or the bracket of an array or an object.
+    // Writes a scalar, or opens an array or an object.
     void write(const JsonValue& value) {
         using Of = JsonKind;
         if (value.isUnmade_) return writeNode(*value.block()->tree, 0);
@@ -193,7 +193,7 @@ private:
         if (node.isObject()) return writeShallowObject(tree, i);
         writeShallowArray(tree, i);
     }
-    // For long texts, and for those with an escape that is not written as it was read.
+    // For long texts, and for texts with an escape that is written in another way than it was read.
     void writeScalar(const FlatTree& tree, istr text) {
         if (*text != '"') return out_.put(text);
         const istr content = withoutQuotes(text);
@@ -202,7 +202,7 @@ private:
         appendUnescaped(unescaped_, content);
         out_.putEscaped(unescaped_);
     }
-    // Stores a scalar as it is written. Null if that is not so for its escapes.
+    // Stores a short scalar and returns its end. Null if its escapes need writeScalar.
     static char* storeShort(char* to, const FlatTree& tree, istr text) noexcept {
         if (text.empty()) return wire::copy(to, kNull.data(), kNull.size());
         if (*text != '"') return FlatTree::copyText(to, text);
@@ -226,7 +226,7 @@ private:
         bool empty = true;
         out_.put('{');
         for (ulong32 key = 0; key < shape.size(); ++key) {
-            // Keys and values take turns.
+            // Keys and values alternate.
             const ulong32 value = i + 2 + 2 * shape.place(key);
             if (tree.node(value).size == 0 && how_.skipNull_) continue;
             char* const at = beginShort(empty, level() + 1);
@@ -235,8 +235,7 @@ private:
         }
         putEnd('}', level());
     }
-    // A scalar or an empty container inside one that is not in open_, to memory with room for
-    // kMostShort bytes.
+    // Writes a scalar or an empty container to memory with room for kMostShort bytes.
     void writeShallow(char* at, const FlatTree& tree, const Node& node) {
         if (node.size <= kShort && !node.isContainer()) {
             if (char* const end = storeShort(at, tree, tree.textOf(node))) return out_.end(end);
@@ -247,8 +246,8 @@ private:
         putEnd(node.isObject() ? '}' : ']', level() + 1);
     }
 
-    // Moves to the next value of the innermost array or object, and writes it with its comma,
-    // layout and key. False at the end.
+    // Writes the next value of the innermost array or object, with its comma, layout and key.
+    // Returns false at the end.
     bool next() {
         Open& open = open_.back();
         switch (open.kind) {
@@ -303,8 +302,8 @@ private:
 
     // Writes the comma and the layout before a value or its key.
     void begin(bool& empty, long long level) { out_.end(beginShort(empty, level)); }
-    // Returns the end of it in memory with room for kMostShort bytes for a key and as many for its
-    // value.
+    // The same, but returns the position after it, which has room for kMostShort bytes for a key
+    // and as many for its value.
     char* beginShort(bool& empty, long long level) {
         if (how_.pretty_) {
             if (!empty) out_.put(',');
@@ -318,7 +317,8 @@ private:
         *at = ' ';
         return at + 1;
     }
-    // Writes a key after what beginShort returned. Returns memory with room for kMostShort bytes.
+    // Writes a key at the position that beginShort returned. Returns the position after it, which
+    // has room for kMostShort bytes.
     char* storeKey(char* at, istr key) {
         if (key.size() > kShort) {
             out_.end(at);
@@ -336,7 +336,7 @@ private:
         out_.put(how_.pretty_ ? istr("\" : ", 4) : istr("\":", 2));
     }
 
-    // A text of this size needs no more room than kMostShort for any way to write it.
+    // A text of this size needs at most kMostShort bytes, with all escapes.
     static constexpr ulong32 kShort = 512;
     static constexpr std::size_t kMostShort = 2 * kShort + FlatTree::kPadding;
 
@@ -355,12 +355,12 @@ private:
     const JsonFormatter& how_;
     Output& out_;
     InlineVector<Open, 32> open_;
-    InlineVector<ulong32, 256> nodes_;  // of the values of objects in open_
+    InlineVector<ulong32, 256> nodes_;  // the nodes of the values of objects in open_
     String unescaped_;
 };
 
 void JsonFormatter::indent(Output& out, bool pretty, long long level) {
-    // Deliberate (compatibility): the compact form has blanks too.
+    // Deliberate (compatibility): the form of one line has blanks, too.
     if (!pretty) return out.put(' ');
     out.put('\n');
     if (level > 0) out.putBlanks(4ULL * static_cast<unsigned long long>(level));
@@ -376,7 +376,7 @@ void JsonFormatter::format(String& out, std::size_t expectedSize, Write write) c
 }
 
 void JsonFormatter::format(String& out) const {
-    // A tree that was read is written in about the size of its text.
+    // The text of a parsed tree is about as long as its source.
     const bool isRoot =
         value_ != nullptr && value_->block() != nullptr && value_->block()->isTree();
     const std::size_t size = isRoot ? value_->block()->tree->textSize : 0;

@@ -52,8 +52,8 @@ void JsonUnit::make() const {
     word_ = wordOf(number);
 }
 
-// The bytes of the word are in the order of memory: the mark first on a little-endian machine, and
-// last on a big-endian one.
+// The text is in the bytes of the word in memory: after the mark on a little-endian machine, before
+// it on a big-endian one.
 istr JsonUnit::shortText() const noexcept {
     const auto* const bytes = reinterpret_cast<const char*>(&word_);
     return istr(bytes + (kLowByteFirst ? 1 : 0), word_ >> kSizeShift & (sizeof(Word) - 1));
@@ -117,10 +117,10 @@ JsonArray& JsonUnit::arrayValue() {
     return makeValue<JsonArray>(JsonKind::Array);
 }
 
-// A new value is made with its text, and so in one block.
+// A new value is created together with its text, in one block.
 template <class T>
 void JsonUnit::setText(JsonKind kind, istr text) {
-    // A value that is not made yet has no other owner.
+    // A value that is not created yet has no other owner, and can be replaced.
     T* const value = isPointer(word_) ? valueAs<T>(kind) : nullptr;
     if (value != nullptr) {
         value->setValue(text);
@@ -157,7 +157,8 @@ const JsonUnit& JsonUnit::operator>>(std::string& target) const {
     return *this;
 }
 
-// Once it is made, the value keeps the text for this view.
+// kViewed: the value, when it is created, must refer to the tree's text, so that the view stays
+// valid.
 void JsonUnit::view(istr& text) const {
     text = scalarText();
     if (isLazy(word_)) word_ |= kViewed;

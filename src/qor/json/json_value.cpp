@@ -70,7 +70,7 @@ void JsonText::dropString() noexcept {
 
 void JsonText::setValue(istr text) {
     if (isString_) {
-        // The text may be a part of the String.
+        // A copy first, since the text may be a part of the String.
         *string_ = String(text);
     } else {
         hold(newString(text));

@@ -8,7 +8,8 @@ namespace qor::json {
 
 namespace {
 
-// Views only make changes to a tree that are safe for several threads at once.
+// The cast is safe: views make only changes to a tree that several threads may make at the same
+// time.
 FlatTree& treeOf(const NodeTree* tree) noexcept {
     return const_cast<FlatTree&>(static_cast<const FlatTree&>(*tree));
 }

@@ -8,7 +8,8 @@
 
 namespace qor::json {
 
-// The first bytes of a key as a number. Keys with different numbers are ordered as the numbers.
+// The first 8 bytes of a key as a number. If the numbers of two keys differ, the keys are in the
+// order of the numbers.
 inline std::uint64_t keyPrefix(istr key) noexcept {
     std::uint64_t prefix = 0;
     const auto n = std::min<unsigned long>(key.size(), sizeof prefix);

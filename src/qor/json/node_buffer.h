@@ -12,23 +12,23 @@
 
 namespace qor::json {
 
-// The nodes of a tree that is being read. The few of a short message need no allocation, and those
-// of a long text one or two: its size follows from how many nodes its beginning had.
+// The nodes of a tree that is being parsed. A short text needs no allocation, and a long one needs
+// one or two, whose size is estimated from the number of nodes in its beginning.
 class NodeBuffer : noncopyable {
 public:
     explicit NodeBuffer(ulong32 textSize) noexcept : textSize_(textSize) {}
 
     ulong32 size() const noexcept { return static_cast<ulong32>(next_ - first_); }
     Node& operator[](ulong32 i) noexcept { return first_[i]; }
-    // `read`: how much of the text there was before the node.
+    // `read` is the number of bytes of the text before the node.
     void add(const Node& node, ulong32 read) {
         if (next_ == end_) [[unlikely]]
             grow(read);
         *next_++ = node;
     }
 
-    // All nodes and a text, as a tree, which takes a draft that fits. The buffer is not used any
-    // more then.
+    // Creates a tree of all nodes and the text, in `draft` if that fits. Do not use the buffer
+    // afterwards.
     FlatTree* makeTree(istr text, istr more, FlatTree::Draft& draft) {
         const auto unused = static_cast<std::size_t>(end_ - next_);
         const bool keeps = block_ != nullptr && unused <= size() / FlatTree::Draft::kUnusedPart;
@@ -51,7 +51,7 @@ private:
     void grow(ulong32 read) {
         const std::size_t count = size();
         const std::uint64_t whole = std::uint64_t(count) * textSize_ / std::max(read, ulong32(1));
-        // A text may begin with many nodes and continue with few.
+        // Limited, since a text may begin with many nodes and continue with few.
         const auto expected = std::min<std::uint64_t>(whole + whole / 16 + 16, count * kMostGrowth);
         moveTo(std::max(count + count / 2, static_cast<std::size_t>(expected)));
     }

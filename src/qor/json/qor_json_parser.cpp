@@ -21,7 +21,7 @@ constexpr const char* kParseArray = "qor::json::JsonParser::parseArray";
 constexpr const char* kGetName = "qor::json::JsonParser::getName";
 constexpr const char* kGetValue = "qor::json::JsonParser::getValue";
 
-// What the byte at a position is for the grammar.
+// The meaning of the byte at a position.
 enum class Sign : unsigned char {
     Token,
     End,
@@ -49,7 +49,7 @@ constexpr auto kSigns = [] {
 // The form in which a tree has strings with escapes: as read, or unescaped.
 enum class Strings { AsRead, Unescaped };
 
-// Puts the nodes of a tree together from the structure of its text.
+// Creates the nodes of a tree from the structure of its text.
 class Reader : noncopyable {
 public:
     Reader(istr text, Strings strings)
@@ -67,7 +67,8 @@ public:
         open(bracket, index_.current());
         for (;;) {
             Positions at = index_.current();
-            // The end of the input directly after a bracket or a comma closes the open container.
+            // Deliberate (compatibility): the end of the input directly after a bracket or a comma
+            // closes the open container.
             if (lastEnd_ + 1 != size_) {
                 if (readItem(at) || !passEnd(at)) continue;
                 at = index_.current();
@@ -84,9 +85,9 @@ public:
 private:
     using Positions = const ulong32*;
 
-    // A text of this size is copied while it is read, since it may not stay in the caches.
+    // A text of this size or more is copied while it is read, since it may not stay in the caches.
     static constexpr ulong32 kLarge = 32 * 1024;
-    // There is room for so large a part of it to follow it.
+    // The draft reserves 1 / kMorePart of the text's size for unescaped strings after the text.
     static constexpr ulong32 kMorePart = 16;
 
     static FlatTree::Draft draftFor(istr text, Strings strings) {
@@ -113,7 +114,7 @@ private:
 
     void open(Sign bracket, Positions at) {
         inObject_ = bracket == Sign::OpenObject;
-        // While it is open, the node has the one around it for its size.
+        // While a container is open, the size of its node is the index of the enclosing one.
         const ulong32 around = open_;
         open_ = nodes_.size();
         add({inObject_ ? Node::kObject : Node::kArray, around}, *at);
@@ -135,12 +136,12 @@ private:
         inObject_ = nodes_[open_].isObject();
     }
 
-    // Reads the next value of an array, or of an object with its key, if there is one. True if that
-    // value is a container, of which only the beginning is read. It uses at most kAhead positions,
-    // except for a token with blanks inside.
+    // Reads the next value of an array, or the next key and value of an object, if there is one.
+    // Returns true if the value is a container, of which only the opening bracket is read. Uses at
+    // most kAhead positions, except for a token with blanks inside.
     bool readItem(Positions& at) { return inObject_ && !readKey(at) ? false : readValue(at); }
 
-    // False for a name that is empty and has no value: "":1 fails at its 1.
+    // Returns false if there is no name, or if it is empty: "":1 then fails at the 1.
     bool readKey(Positions& at) {
         Node key;
         const bool quoted = signAt(*at) == Sign::Quote;
@@ -156,8 +157,8 @@ private:
             ++at;
             return addKey(key, quoted);
         }
-        // The name is forgotten. So the end of an object, and a comma before it, read as a name
-        // that is empty.
+        // A name without a value is dropped. So the end of an object, also after a comma, is read
+        // as an empty name.
         if (next != Sign::CloseObject) fail(kGetName, "no name", *at);
         return false;
     }
@@ -187,8 +188,8 @@ private:
         return false;
     }
 
-    // Moves to the end of the token, which may be empty. Blanks inside it are a part of it, those
-    // at its end are not.
+    // Reads a token, which may be empty. Blanks inside it are a part of it, blanks at its end are
+    // not.
     Node readToken(Positions& at) noexcept {
         const ulong32 begin = *at;
         if (signAt(begin) != Sign::Token) return {begin, 0};
@@ -206,7 +207,7 @@ private:
         return token.size == 4 && std::memcmp(text_ + token.begin, "null", 4) == 0;
     }
 
-    // False for a name that is empty.
+    // Returns false for an empty name.
     bool addKey(const Node& key, bool quoted) {
         if (key.size == 0 || (!quoted && isNull(key))) return false;
         if (index_.anyBackslashFrom(key.begin)) {
@@ -239,14 +240,15 @@ private:
         moreText_ += '"';
         addMoved(begin);
     }
-    // A node of the other text from `begin` on.
+    // Adds a node for the text in moreText_ from `begin` on.
     void addMoved(ulong32 begin) {
         if (moreText_.size() > Node::kMaxText) throw std::bad_alloc();
         moved_.push_back(nodes_.size());
         add({begin, static_cast<ulong32>(moreText_.size()) - begin}, position());
     }
 
-    // Moves over the comma or bracket after a value: true if it ends the object or array around it.
+    // Skips the comma or bracket after a value. Returns true if it ends the enclosing object or
+    // array.
     bool passEnd(Positions at) {
         const Sign sign = signAt(*at);
         const bool ended = sign == (inObject_ ? Sign::CloseObject : Sign::CloseArray);
@@ -263,7 +265,7 @@ private:
     FlatTree* finish() {
         finishOpen();
         const istr text(text_, lastEnd_ + 1);
-        // What had to be unescaped follows the text.
+        // The unescaped strings follow the text.
         if (text.size() + moreText_.size() > Node::kMaxText) throw std::bad_alloc();
         for (const ulong32 i : moved_)
             nodes_[i].begin += static_cast<ulong32>(text.size());
@@ -275,10 +277,10 @@ private:
     Strings strings_;
     const char* text_;
     ulong32 size_;
-    ulong32 lastEnd_ = 0;  // where the last bracket or comma was
+    ulong32 lastEnd_ = 0;  // the position of the last bracket or comma
     ulong32 open_ = 0;     // the node of the innermost open container
     bool inObject_ = false;
-    bool flat_ = false;  // no container was opened in it so far
+    bool flat_ = false;  // the open container has no container so far
     NodeBuffer nodes_;
     std::vector<ulong32> moved_;
     String moreText_;

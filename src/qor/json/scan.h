@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-// Finds bytes in a word of text whose first byte is the lowest.
+// Finds bytes in a word of text. The first byte of the text is the lowest byte.
 
 namespace qor::json::scan {
 
@@ -12,7 +12,7 @@ using Word = std::uint64_t;
 constexpr Word kOnes = 0x0101010101010101;
 constexpr Word kHighs = kOnes << 7;
 
-// A high bit in the lowest byte that is c, and none below it.
+// Sets the top bit of the lowest byte that is c, and none below it. Higher bits may be wrong.
 constexpr Word equal(Word word, char c) noexcept {
     const Word other = word ^ kOnes * static_cast<unsigned char>(c);
     return (other - kOnes) & ~other & kHighs;

@@ -9,7 +9,7 @@ namespace qor::json {
 
 namespace {
 
-// The bit of a byte in the order of ByteMasks' members.
+// The class of a byte, as a bit; in the order of the members of ByteMasks.
 enum Class : unsigned char { kBackslash = 1, kQuote = 2, kStructural = 4, kBlank = 8, kHigh = 16 };
 
 constexpr auto kClasses = [] {
@@ -25,7 +25,7 @@ constexpr auto kClasses = [] {
     return classes;
 }();
 
-// The lowest bits of eight bytes, that of the lowest byte lowest.
+// The lowest bits of the eight bytes; the lowest byte gives the lowest bit.
 constexpr ByteMask gather(std::uint64_t bytes) noexcept {
     return (bytes & 0x0101010101010101) * 0x0102040810204080 >> 56;
 }
@@ -47,7 +47,7 @@ ByteMasks masksOf(const char* block) noexcept {
     return masks;
 }
 
-// Each bit is the sum, modulo two, of the bits up to it.
+// Each bit becomes the XOR of all bits up to it.
 constexpr ByteMask prefixXor(ByteMask bits) noexcept {
     for (unsigned shift = 1; shift < 64; shift *= 2)
         bits ^= bits << shift;
@@ -135,7 +135,7 @@ void StructureIndex::fill() noexcept {
     at_ = positions_;
     end_ = end;
     if (done_ != size_) return;
-    // After the last position, the end of the text is repeated for further reads.
+    // After the last position, the text's size is repeated, so that kAhead positions can be read.
     std::fill_n(end, kAhead, size_);
     end_ = std::max(end_, positions_ + kAhead);
 }

@@ -9,20 +9,20 @@
 #include "qor/base/base_type_char.h"
 #include "qor/base/interface.h"
 
-// The structure of a JSON text, found 64 bytes at a time: the positions at which a parser has to
-// look. These are the brackets, colons and commas outside strings, both quotes of each string, and
-// the first byte of each token. Blanks inside a token begin another one.
+// The structure of a JSON text, found 64 bytes at a time: the positions that a parser needs. These
+// are the brackets, colons and commas outside strings, both quotes of each string, and the first
+// byte of each token. After blanks inside a token, another token begins.
 
 namespace qor::json {
 
-// Outside ASCII the locale decides.
+// For bytes that are not ASCII, the locale decides.
 inline bool isBlank(char c) noexcept {
     const auto byte = static_cast<unsigned char>(c);
     if (byte <= ' ') return c == ' ' || (c >= '\t' && c <= '\r');
     return byte >= 0x80 && CharIsSpace(c);
 }
 
-// One bit for each of 64 bytes, that of the first byte lowest.
+// A bit for each of 64 bytes; the lowest bit is for the first byte.
 using ByteMask = std::uint64_t;
 
 struct ByteMasks {
@@ -33,7 +33,7 @@ struct ByteMasks {
     ByteMask high;        // not in ASCII
 };
 
-// What the bytes before a block of 64 mean for it.
+// The state at the start of a block of 64 bytes, which depends on the bytes before it.
 class StructureState {
 public:
     // The unescaped quotes of the block.
@@ -48,8 +48,8 @@ public:
         escapedQuotes_ = masks.quote & escaped;
         return masks.quote & ~escaped;
     }
-    // The positions, where `inside` has the bits from each opening quote up to the closing one
-    // without that, as if the block began outside a string.
+    // The positions of the block. `inside` has the bits from each opening quote up to, but not
+    // including, the closing one, as if the block began outside a string.
     ByteMask positions(const char* block, const ByteMasks& masks, ByteMask quotes,
                        ByteMask inside) noexcept {
         inside ^= insideFirst_;
@@ -70,8 +70,8 @@ public:
 
     // Whether a backslash was found since the last call.
     bool takeBackslash() noexcept { return std::exchange(anyBackslash_, false); }
-    // An escaped quote outside a string ends the token before it, which is an error in every place
-    // of the grammar. It is the last position that is given.
+    // Whether an escaped quote was found outside a string. It ends the token before it, which is an
+    // error everywhere, and is the last position.
     bool ended() const noexcept { return ended_; }
 
 private:
@@ -90,18 +90,18 @@ private:
 
     ByteMask escapedFirst_ = 0;   // 1 if the first byte of the next block is escaped
     ByteMask insideFirst_ = 0;    // all bits if the next block begins inside a string
-    ByteMask tokenLast_ = 0;      // 1 if the last byte of the block before was part of a token
-    ByteMask escapedQuotes_ = 0;  // of the block
+    ByteMask tokenLast_ = 0;      // 1 if the last byte of the previous block was part of a token
+    ByteMask escapedQuotes_ = 0;  // in the present block
     bool anyBackslash_ = false;
     bool ended_ = false;
 };
 
-// One way to find the positions. All ways find the same ones.
+// An implementation of the search for positions. All implementations give the same results.
 struct StructureForm {
     const char* name;
     // Writes the positions of the blocks in ascending order and returns the end of the output.
-    // `out` has room for 64 entries for each block and 64 more, which may be overwritten. Copies
-    // the blocks to `copy` unless that is null, since they are in registers.
+    // `out` must have room for 64 entries for each block and 64 more, all of which may be
+    // overwritten. Also copies the blocks to `copy`, unless that is null.
     ulong32* (*find)(StructureState& state, const char* text, std::size_t blocks, ulong32 first,
                      ulong32* out, char* copy) noexcept;
 };
@@ -128,11 +128,11 @@ ulong32* find(StructureState& state, const char* text, std::size_t blocks, ulong
 }  // namespace structure_avx512
 #endif
 
-// The positions of a text, a few kilobytes of it at a time, each followed by the text's size. On
-// the way the text is copied, if there is memory for a copy.
+// The positions of a text, found for a few kilobytes at a time; after the last one, the text's size
+// is repeated. The text is copied at the same time, if `copy` is not null.
 class StructureIndex : noncopyable {
 public:
-    // So many positions can be read from the current one on.
+    // The number of positions that can be read from current() on.
     static constexpr std::size_t kAhead = 8;
 
     StructureIndex(const StructureForm& form, const char* text, ulong32 size,
@@ -148,7 +148,7 @@ public:
         if (end_ - at_ < static_cast<std::ptrdiff_t>(kAhead)) [[unlikely]]
             fill();
     }
-    // Whether there may be a backslash between this position and those that can be read.
+    // Whether there may be a backslash between `position` and the positions that can be read.
     bool anyBackslashFrom(ulong32 position) const noexcept { return position < backslashEnd_; }
 
 private:
@@ -163,7 +163,7 @@ private:
     ulong32 size_;
     char* copy_;
     ulong32 done_ = 0;          // bytes that were processed
-    ulong32 backslashEnd_ = 0;  // of the last part of them that has a backslash in it
+    ulong32 backslashEnd_ = 0;  // the end of the last part of them that has a backslash
     StructureState state_;
     const ulong32* at_ = positions_;
     ulong32* end_ = positions_;

@@ -1,7 +1,7 @@
 #if defined(__x86_64__)
 
 #if defined(__GNUC__) && !defined(__clang__)
-// The compiler's own header leaves registers unset that it does not use, and is warned about it.
+// GCC warns about its own header, which leaves unused registers unset.
 #pragma GCC diagnostic ignored "-Wuninitialized"
 #pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
 #endif
@@ -38,7 +38,7 @@ namespace {
 [[QOR_TARGET_AVX2, gnu::always_inline]] inline __m256i isByte(__m256i bytes, char c) noexcept {
     return _mm256_cmpeq_epi8(bytes, _mm256_set1_epi8(c));
 }
-// Brackets and braces differ in the bit 0x20 alone.
+// Brackets and braces differ only in the bit 0x20.
 [[QOR_TARGET_AVX2, gnu::always_inline]] inline __m256i isStructural(__m256i bytes) noexcept {
     const __m256i brace = _mm256_or_si256(bytes, _mm256_set1_epi8(0x20));
     return _mm256_or_si256(_mm256_or_si256(isByte(brace, '{'), isByte(brace, '}')),
@@ -75,7 +75,7 @@ bool runsHere() noexcept {
         const ByteMask quotes = state.quotes(masks);
         ByteMask found = state.positions(text, masks, quotes, prefixXor(quotes));
         ulong32* const end = out + std::popcount(found);
-        // Eight at a time, so that most blocks take the same way; those past the end are
+        // Writes eight at a time, so that branches are predictable; entries after the end are
         // overwritten later.
         while (out < end) {
             for (unsigned i = 0; i < 8; ++i) {
@@ -130,7 +130,7 @@ bool runsHere() noexcept {
         ulong32* const end = out + std::popcount(found);
         __m512i offsets = _mm512_maskz_compress_epi8(found, counting);
         const __m512i base = _mm512_set1_epi32(static_cast<int>(first));
-        // At least once, since blocks with nothing in them come at any time.
+        // At least once: an unpredictable test for empty blocks would cost more.
         do {
             const __m512i wide = _mm512_cvtepu8_epi32(_mm512_castsi512_si128(offsets));
             _mm512_storeu_si512(out, _mm512_add_epi32(wide, base));

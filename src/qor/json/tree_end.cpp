@@ -80,7 +80,7 @@ void TreeEnd::end(T& value) noexcept {
         deleteNode(&value, kEnder);
         return;
     }
-    // Most containers that were read leave nothing to their destructors.
+    // For most parsed containers the destructor would do nothing.
     if (ownsMemory(value)) std::destroy_at(&value);
     shares_.giveUp(block->tree);
 }
@@ -105,14 +105,14 @@ bool TreeEnd::finish(JsonValue* value) noexcept {
         case JsonKind::Null:
             break;
     }
-    // Perhaps a class of the user, with whatever bases.
+    // Perhaps a class of the program, of which `value` may not be the first base.
     void* const block = dynamic_cast<void*>(value);
     std::destroy_at(value);
     deleteNode(block, kEnder);
     return true;
 }
 
-// Calls take much of the time, so they are compiled into this one.
+// Calls would take much of the time, so they are inlined.
 [[gnu::flatten]] void TreeEnd::takeDown(JsonValue* top) noexcept {
     JsonValue* open = top;
     JsonValue* around = nullptr;

@@ -6,13 +6,13 @@
 
 namespace qor::json {
 
-// Takes trees down, however deep they are, without memory of its own: while the value of a slot is
-// taken down, the slot, which is empty then, holds the way back up.
+// Destroys trees without recursion and without an allocation: while the value of a unit is being
+// destroyed, the memory of the unit has a pointer to the enclosing container.
 class TreeEnd : noncopyable {
 public:
-    // Destroys a value whose last share was released.
+    // Destroys a value whose last reference was released.
     static void destroy(JsonValue* value) noexcept;
-    // What is in an array or an object, which stays.
+    // Destroy the content of an array or an object, but not itself.
     static void clear(JsonArray& array) noexcept {
         if (array.size_ != 0) TreeEnd().takeDown(&array);
     }
@@ -21,8 +21,8 @@ public:
     }
 
 private:
-    // Gives up the shares that values had in their trees. Those of one tree that follow each other
-    // cost one count.
+    // Releases the references of values to their trees; consecutive ones to the same tree by one
+    // atomic operation.
     class Shares : noncopyable {
     public:
         Shares() noexcept = default;
@@ -45,11 +45,11 @@ private:
     };
 
     void takeDown(JsonValue* top) noexcept;
-    // False if values in it are to be taken down first.
+    // Destroys a value and returns true; returns false if it still contains values.
     bool finish(JsonValue* value) noexcept;
     template <class T>
     void end(T& value) noexcept;
-    // Whether a value in a block has memory outside of it.
+    // Whether a value in a block owns memory outside it.
     static bool ownsMemory(const JsonText& text) noexcept;
     static bool ownsMemory(const JsonArray& array) noexcept;
     static bool ownsMemory(const JsonObject& object) noexcept;
@@ -60,7 +60,7 @@ private:
     static JsonUnit& lastSlot(const JsonObject& object) noexcept;
     static void dropLast(JsonArray& array) noexcept;
     static void dropLast(JsonObject& object) noexcept;
-    // The last slot whose value was created; later slots are dropped. Null if there is none.
+    // The last unit whose value was created; null if there is none. Removes the units after it.
     static JsonUnit* lastMade(JsonArray& array) noexcept;
     static JsonUnit* lastMade(JsonObject& object) noexcept;
 

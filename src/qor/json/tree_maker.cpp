@@ -11,7 +11,7 @@ namespace qor::json {
 
 namespace {
 
-// Of a container and its slots.
+// The size of a container and its units.
 constexpr std::size_t sizeOf(bool object, std::size_t count) noexcept {
     using Pair = JsonObject::value_type;
     if (object) return sizeof(JsonObject) + count * sizeof(Pair);
@@ -20,7 +20,7 @@ constexpr std::size_t sizeOf(bool object, std::size_t count) noexcept {
 
 }  // namespace
 
-// The position of the unit, and the node to which it refers, without its kind.
+// The word of a lazy unit without its kind: the distance from the page, the node and the marks.
 TreeMaker::Word TreeMaker::placeWord(const JsonUnit* unit, ulong32 node,
                                      Word marks) const noexcept {
     const auto distance =
@@ -94,7 +94,7 @@ void TreeMaker::makeContainers(const JsonUnit& first) {
     closeRoom();
 }
 
-// The next unit of the same array that is a container, if those before it are not made either.
+// The next unit of the same array that is a container, if the units between are not created yet.
 const JsonUnit* TreeMaker::next(const JsonUnit& unit) noexcept {
     const JsonUnit* at = &unit;
     while (JsonUnit::isLazy(at->word_) && (at->word_ & JsonUnit::kFollowed) != 0) {
@@ -135,15 +135,15 @@ ulong32 TreeMaker::countOf(ulong32 array) const noexcept {
     return count;
 }
 
-// Containers are created in order until one does not fit.
+// Containers are created in order; after the first one that does not fit, no other one is.
 bool TreeMaker::hasRoom(bool object, ulong32 count) noexcept {
     const bool fits = sizeOf(object, count) <= static_cast<std::size_t>(end_ - at_);
     if (!fits) end_ = at_;
     return fits;
 }
 
-// Containers are small, so that calls take much of the time: all but those for the containers in
-// this one are compiled into it. Each level takes some of the stack, to a depth that is limited.
+// Containers are small, so calls would take much of the time: all calls are inlined except the
+// recursive ones. Each level uses some stack, so `depth` limits the recursion.
 [[gnu::flatten]] JsonValue* TreeMaker::tryMake(ulong32 node, unsigned depth) noexcept try {
     if (depth == 0 || at_ == end_) return nullptr;
     if (tree_.node(node).isFlatArray()) {
@@ -210,7 +210,7 @@ void TreeMaker::fillUnits(const JsonArray& array, const Container& of, unsigned 
     }
 }
 
-// An array without containers: each unit refers to the node after that of the one before.
+// An array without containers: the nodes of its units are consecutive.
 void TreeMaker::fillFlat(const JsonArray& array, ulong32 node) noexcept {
     const FlatTree& tree = tree_;
     const ulong32 count = tree.node(node).size - 1;

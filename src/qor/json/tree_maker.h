@@ -7,24 +7,24 @@
 
 namespace qor::json {
 
-// What a unit that is not made yet refers to.
+// The block and the node of a lazy unit.
 struct LazyUnit {
-    Block* block;  // that the unit is in
+    Block* block;  // in which the unit is
     ulong32 node;
 
     FlatTree& tree() const noexcept { return *block->tree; }
     Node content() const noexcept { return tree().node(node); }
-    // Of the node, without making anything.
+    // The text of the node; creates nothing.
     istr text() const noexcept { return tree().textOf(content()); }
 };
 
-// Makes the values of a flat tree, in its pages. A container is made with its slots, and with as
-// many of the containers in it, and of those that follow it in the same array, as there is room
-// for; the other values in the slots are made later. Nothing changes if memory runs out.
+// Creates the values of a flat tree, in its pages. A container is created with its units, and with
+// as many of the containers in it, and of those after it in the same array, as there is room for;
+// the other values of units are created later. If memory runs out, nothing is changed.
 class TreeMaker : noncopyable {
 public:
-    // The greatest distance from the start of its block that a unit can store. A container with
-    // more units than fit raises std::bad_alloc.
+    // The largest distance from the start of its block that a unit can store. For a container with
+    // more units, std::bad_alloc is raised.
     static constexpr std::size_t kMostRoom = JsonUnit::kDistance;
 
     // The unit must be lazy.
@@ -34,9 +34,9 @@ public:
         return {reinterpret_cast<Block*>(const_cast<char*>(at) - distance),
                 static_cast<ulong32>(unit.word_ >> JsonUnit::kNodeShift)};
     }
-    // Makes the value of a lazy unit.
+    // Creates the value of a lazy unit.
     static void make(const JsonUnit& unit);
-    // Make the slots of a root.
+    // Create the units of a root.
     static void makeSlots(const JsonArray& root);
     static void makeSlots(const JsonObject& root);
 
@@ -50,12 +50,12 @@ private:
     // A container that will be created.
     struct Container {
         ulong32 node;
-        ulong32 count;       // of its slots
-        const Shape* shape;  // of an object
-        ulong32 values;      // of a deep object: where in nodes_ those of its values begin
+        ulong32 count;       // the number of its units
+        const Shape* shape;  // of an object; null for an array
+        ulong32 values;      // of a deep object: the index in nodes_ of its first value
     };
-    // The room that is filled at once, unless the first container needs more. Deeper containers are
-    // created later.
+    // The memory that is filled at once, unless the first container needs more. Containers nested
+    // deeper than kMostDepth are created later.
     static constexpr std::size_t kRoomAtOnce = 8 * 1024;
     static constexpr unsigned kMostDepth = 32;
 
@@ -69,14 +69,14 @@ private:
 
     Container look(ulong32 node);
     ulong32 countOf(ulong32 array) const noexcept;
-    // Between these two only shapes can raise.
+    // Call these before and after creating values. In between, only look() can raise.
     void openRoom(std::size_t size);
     void closeRoom() noexcept;
     void* take(std::size_t size) noexcept { return std::exchange(at_, at_ + size); }
 
     JsonValue* make(const Container& container, unsigned depth) noexcept;
     bool hasRoom(bool object, ulong32 count) noexcept;
-    // Null if there is no room for it.
+    // Null if there is no room for the container.
     JsonValue* tryMake(ulong32 node, unsigned depth) noexcept;
     template <class T, class... Args>
     T* makeValue(Args... args) noexcept;
@@ -93,9 +93,9 @@ private:
 
     FlatTree& tree_;
     Page* page_ = nullptr;
-    char* at_ = nullptr;  // the free room in the page
+    char* at_ = nullptr;  // the start of the free memory in the page
     char* end_ = nullptr;
-    std::size_t values_ = 0;  // that were made
+    std::size_t values_ = 0;  // the number of values created
     InlineVector<ulong32, 256> nodes_;
 };
 

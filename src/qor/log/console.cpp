@@ -19,7 +19,8 @@ namespace qor {
 namespace {
 
 constexpr unsigned long kTick = 100;  // milliseconds
-// The most bytes of one call of readline, so that input without line ends cannot block it.
+// readline takes at most this number of bytes in a call, so that input without line ends cannot
+// block it.
 constexpr std::size_t kMostAtOnce = 65536;
 
 std::wstring_view viewOf(const wchar_t* text, unsigned long size) noexcept {
@@ -27,7 +28,7 @@ std::wstring_view viewOf(const wchar_t* text, unsigned long size) noexcept {
     return {text, isNpos(size) ? StrLen(text) : size};
 }
 
-// Whether reading gives something at once, an end included. Text in memory is never waited for.
+// Whether a read returns at once, also with the end of the input. Reading from memory always does.
 bool isWaiting(std::streambuf& input) {
     return input.in_avail() != 0 || dynamic_cast<std::stringbuf*>(&input) != nullptr ||
            platform::inputWaiting();
@@ -58,7 +59,7 @@ public:
         try {
             close();
         } catch (...) {
-            // The thread has been asked to end; only the wait for it failed.
+            // The end of the thread was requested; only the wait for it failed.
         }
     }
 
@@ -78,13 +79,13 @@ private:
     void showPrompt(std::wstring_view prompt);
     bool takeInput();
 
-    Mutex screen_;  // of one writer at a time, so that texts stay in their order; before the other
-    Mutex mutex_;   // of all that follows
+    Mutex screen_;  // held while writing, so that texts keep their order; locked before mutex_
+    Mutex mutex_;   // guards the following members
     Texts queue_;
     std::wstring prompt_;
     bool onLine_ = false;  // the prompt is the last output on the screen
     Handle<FlushThread> thread_;
-    std::string part_;  // of the line that is being read; of the one thread that reads
+    std::string part_;  // of an incomplete line; used by the reading thread only
 };
 
 class ConsoleImpl::FlushThread : public SimpleThread {
@@ -97,7 +98,7 @@ protected:
         try {
             console_.write();
         } catch (...) {
-            // What memory or the screen's stream refuses is lost; the next texts may do better.
+            // Texts are lost if memory runs out or the stream raises; the thread continues.
         }
         wait(Time::milliSeconds(kTick));
     }
@@ -124,7 +125,7 @@ void ConsoleImpl::open() {
     try {
         fresh->startAndWait(0);
     } catch (...) {
-        // Without this, output would be left to a thread that does not exist.
+        // flush() must not rely on a thread that does not exist.
         const Guard guard(mutex_);
         if (thread_ == fresh) thread_.reset();
         throw;
@@ -164,7 +165,7 @@ void ConsoleImpl::write() {
         const Guard guard(mutex_);
         if (queue_.empty()) return;
         texts.swap(queue_);
-        // Output does not run into the prompt.
+        // Output starts on a new line after the prompt.
         if (onLine_) texts.front().insert(texts.front().begin(), L'\n');
         onLine_ = false;
     }
@@ -173,7 +174,7 @@ void ConsoleImpl::write() {
     std_out().flush();
 }
 
-// The stream output of a view flushes each time, and a string's does not.
+// As a std::string: operator<< of a view would flush each time.
 void ConsoleImpl::show(const std::wstring& text) {
     std_out() << static_cast<const std::string&>(String(text));
 }
@@ -190,9 +191,9 @@ void ConsoleImpl::showPrompt(std::wstring_view prompt) {
     std_out().flush();
 }
 
-// Takes the available part of a line without waiting for more. True if the line is complete: by a
-// line feed, or by the end of the input. A stream that has ended may continue, as a terminal does
-// after a typed end.
+// Reads the available part of a line without waiting for more. True if the line is complete, by a
+// line feed or by the end of the input. Input may continue after its end, as a terminal's does
+// after ^D.
 bool ConsoleImpl::takeInput() {
     using Traits = std::char_traits<char>;
     std::streambuf& input = *std_in().rdbuf();
@@ -213,7 +214,7 @@ bool ConsoleImpl::takeInput() {
 
 bool ConsoleImpl::readline(std::wstring& line, std::wstring_view prompt) {
     showPrompt(prompt);
-    // A line whose conversion failed is kept.
+    // If an earlier conversion failed, part_ still has the complete line.
     const std::size_t before = part_.size();
     const bool complete = before != 0 && part_.back() == '\n';
     if (!complete && !takeInput()) {
@@ -292,7 +293,7 @@ bool console::readline(String& line, const char* prompt) {
 }
 
 volatile std::atomic<bool>& console::on() {
-    // Outlives the console: the configuration of a logger sets it at any time.
+    // Not a member of the console: the configuration of a logger may set it at any time.
     static volatile std::atomic<bool> flag{false};
     return flag;
 }

@@ -3,13 +3,13 @@
 
 #include "qor/log/log_dumper.h"
 
-// The dump operations of the core's classes; the dumper is on a higher floor.
+// The dump operations of classes in base. They are here since the dumper is on a higher floor.
 
 namespace qor {
 
 template <class Self, class T, class Text>
 dumper& ScalarValue<Self, T, Text>::dump(dumper& d) const {
-    // A dumper has no wide characters; they are shown as numbers.
+    // A dumper shows wide characters as numbers.
     if constexpr (std::is_same_v<T, wchar_t>) {
         return d << asText(this->value_);
     } else {
@@ -37,7 +37,7 @@ dumper& TimeCounter::dump(dumper& d) const {
     if (num_ == 0) return d;
     const long long cost = cost_.toMicroSeconds();
     d.member("num", num_);
-    // Operations that took no time at all have no rate.
+    // Without any time there is no rate.
     d.member("tps", cost != 0 ? num_ * 1000000LL / cost : 0LL);
     return d.member("cost", cost_.toDuration());
 }

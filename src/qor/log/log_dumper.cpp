@@ -13,8 +13,8 @@ namespace {
 
 constexpr unsigned long kColumns = 16;
 
-// While it lives, numbers are written in upper-case hexadecimal, padded with zeros. After it the
-// stream is in decimal, whatever it was before.
+// While it exists, numbers are written in upper-case hexadecimal, padded with zeros. Afterwards the
+// stream is set to decimal, whatever it was before.
 class HexFormat : noncopyable {
 public:
     explicit HexFormat(std::ostream& os) : os_(os) {
@@ -39,13 +39,13 @@ istr clipped(istr data) {
     return data.leftstr(upward::maxStringSize());
 }
 
-// The mark after clipped data; nothing for data that is shown completely.
+// Writes the mark after cut data; nothing if all data is shown.
 void writeOmitted(std::ostream& os, unsigned long size, unsigned long shown) {
     if (size > shown) os << "<omit data up to " << size << '>';
 }
 
 void writeOffset(std::ostream& os, unsigned long offset) {
-    // A custom show may have left the stream in another base.
+    // A derived class's show() may have changed the stream's base.
     os << '\n' << std::hex << std::setfill('0') << std::setw(6) << offset << ": ";
 }
 
@@ -164,7 +164,7 @@ dumper& dumper::enter(istr first, istr second, istr third, istr fourth) {
         endline();
         ++cfg_.level_;
     }
-    // Deliberate (compatibility): one slot and no stack. After two nested scopes have closed,
+    // Deliberate (compatibility): one variable and no stack. After two nested scopes have ended,
     // first_ has the value that the inner one saved.
     savedFirst_ = first_;
     first_ = true;
@@ -181,7 +181,7 @@ dumper& dumper::leave() {
 }
 
 dumper& dumper::write(const void* value) {
-    // Not every stream shows null as 0.
+    // Standard libraries differ in how they show null.
     if (value == nullptr) {
         os_ << '0';
     } else {
@@ -238,7 +238,7 @@ dumper& dumper::__writeBytes(istr bytes) {
         bool inGroup = false;
         for (const char byte : shown) {
             if (byte == '\n') {
-                // The line breaks, but not the group.
+                // The line break does not end the group.
                 writeIndent();
                 continue;
             }
@@ -320,7 +320,7 @@ std::ostream& dump_hex_base::operator()(std::ostream& os) const {
     }
     if (data.size() > shown.size()) {
         writeOffset(os, shown.size() / kColumns * kColumns);
-        // Deliberate (compatibility): the size is hexadecimal in this one place.
+        // Deliberate (compatibility): only here, the size is hexadecimal.
         writeOmitted(os, data.size(), shown.size());
     }
     return os;

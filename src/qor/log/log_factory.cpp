@@ -17,18 +17,19 @@ namespace qor {
 namespace {
 
 constexpr int kLevel = NUV_LOG_INFO;
-// What the file's lines have room for, and a bit more.
+// The number of bytes of a text that are passed on at most: somewhat more than a line of the file
+// can have.
 constexpr unsigned long kMostText = 16384;
 
-// A logger as the factory's dump shows it.
+// A logger for the dump of the factory.
 struct Shown {
     dumper& dump(dumper& d) const { return object->dump(d); }
 
     const loggerImpl* object;
 };
 
-// All loggers that were ever created. They are never destroyed: references may be used at any time,
-// also in static destructors. In a forked child none of their locks is taken.
+// All loggers. They are never destroyed: references may be used at any time, also in static
+// destructors. In a forked child all of their locks are free.
 class AllLoggers : noncopyable {
 public:
     static AllLoggers& get() {
@@ -36,7 +37,7 @@ public:
         return all;
     }
 
-    // The library's own logger is created without being requested.
+    // `askedFor` is false when the library creates its own logger.
     loggerImpl& ofName(const std::string& name, bool askedFor) {
         const Guard guard(lock_);
         Entry& entry = loggers_[name];
@@ -59,7 +60,7 @@ public:
             for (auto& [name, entry] : loggers_)
                 entry.askedFor = false;
         }
-        // Without the lock: closing waits for the file.
+        // Without the lock, since closing waits for the file.
         loggerImpl* logger = newest_.load(std::memory_order_acquire);
         for (; logger != nullptr; logger = logger->older())
             logger->reset();
@@ -68,7 +69,8 @@ public:
 private:
     struct Entry {
         loggerImpl logger;
-        bool askedFor = false;  // since the last reset: the factory's dump shows it
+        // By instance(), since the last reset: the dump of the factory shows only these loggers.
+        bool askedFor = false;
     };
 
     AllLoggers() {
@@ -86,17 +88,18 @@ private:
         lock_.unlock();
     }
 
-    Mutex lock_;  // before that of any logger
+    Mutex lock_;  // locked before the lock of any logger
     std::map<std::string, Entry> loggers_;
     std::atomic<loggerImpl*> newest_{nullptr};
 };
 
-// A dump shows members by their names, which are the keys of the configuration and an underscore.
+// The name of a member in a dump: the key of the configuration and an underscore.
 std::string memberOf(const char* key) {
     return std::string(key) + '_';
 }
 
-// A member without a field is not written, since another thread may set it meanwhile.
+// If the input lacks the field, the member is not written, since another thread may set it
+// meanwhile.
 template <class Flag, class T>
 void fieldOf(pml::stream& s, istr name, Flag& member, T value) {
     const pml::Field__<T> bound{name, istr(), &value};
@@ -117,7 +120,7 @@ void fieldOf(pml::stream& s, istr name, std::atomic<T>& member) {
 struct loggerImpl::Switch {
     const char* key;
     std::atomic<bool> loggerImpl::*on;
-    // The switches by name that are off with this one.
+    // The switches by name that are all off while this one is off.
     const char* keyByName = nullptr;
     Switches loggerImpl::*byName = nullptr;
 
@@ -141,7 +144,7 @@ constinit const loggerImpl::Switch loggerImpl::Switch::all[] = {
 namespace {
 constinit const std::atomic<bool> off{false};
 }
-// Written once, when the library is loaded.
+// Set once, when the library is loaded.
 constinit const std::atomic<bool>* own_log::debugSwitch = &off;
 
 loggerImpl& ownLogger() {
@@ -154,8 +157,8 @@ loggerImpl& ownLogger() {
 }
 
 namespace {
-// Made when the library is loaded: a thread that makes it while another one forks would leave the
-// child without it.
+// Created when the library is loaded: if a thread created it during another thread's fork, the
+// child would not have it.
 [[maybe_unused]] const loggerImpl& madeAtLoad = ownLogger();
 }  // namespace
 
@@ -273,7 +276,8 @@ bool loggerImpl::msgLogOff(const String& name) const {
     return find(msgLogs_, name, "default", on) && !on;
 }
 
-// Given once, it needs no lock: whoever has the lock of the switches may raise, and that is logged.
+// Takes no lock: the name is set once. A thread that holds the lock of the switches may raise an
+// exception, and logging that calls name().
 std::string loggerImpl::name() const {
     return inited_ ? name_ : std::string();
 }
@@ -304,7 +308,7 @@ void loggerImpl::codecByName(pml::stream& s, istr key, Switches& member) {
 }
 
 dumper& loggerImpl::dump(dumper& d) const {
-    // No lock is held while the dumper works.
+    // Copies first, so that no lock is held while the dumper writes.
     const loggerImpl now(*this);
     const dumper::_Entry entry(d, "qor::loggerImpl");
     for (const Switch& row : Switch::all) {
@@ -347,7 +351,7 @@ void loggerImpl::reset() {
     assign(loggerImpl());
 }
 
-// The library's own loggers, as the floors above and below use them.
+// The library's own loggers, for the higher floors (own_log) and the lower ones (upward).
 
 logger& own_log::toolkit() noexcept {
     return ownLogger();

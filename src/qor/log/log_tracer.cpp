@@ -19,33 +19,33 @@ template class CreateByAllocate<tracer>;
 
 namespace {
 
-// A thread's stack. The lock keeps it from being changed while another thread copies it; its own
-// thread changes it under the lock, and reads it without.
+// A thread's stack. Its own thread changes it with the lock and reads it without; other threads
+// copy it with the lock.
 struct ThreadStack {
     Mutex mutex;
     CallStack calls;
 };
 
-// The stacks belong to their threads, and are entered here for others to see.
+// The stacks belong to their threads; this registry lets other threads see them.
 using Stacks = mt::map<ThreadId, ThreadStack*>;
 
-// A thread's own data. It has no destructor, so it can be used at any time in the life of the
-// thread.
+// A thread's own data. It has no destructor, so the thread can use it until its very end.
 struct Own {
     ThreadStack* stack;
-    unsigned entered;    // the epoch in which the stack was entered, 0 if it is not
-    unsigned forgotten;  // how often all stacks had been forgotten then
+    unsigned entered;    // the epoch in which the stack was registered, 0 if it is not
+    unsigned forgotten;  // timesForgotten at that time
 };
 constinit thread_local Own own{};
 
-// In a forked child a thread keeps its frames; when all stacks are reset it does not.
+// The number of calls of tracer::destroy, which empty all stacks. (A fork changes the epoch too,
+// but keeps the thread's frames.)
 constinit std::atomic<unsigned> timesForgotten{0};
 
 using Lock = RegistryLock<Stacks>;
 constinit std::atomic<unsigned>& epoch = Lock::epoch;
 [[maybe_unused]] const Mutex& madeAtLoad = Lock::get();
 
-// With the lock held.
+// Call it with the lock held.
 Stacks& g__tssCallStack() {
     static unsigned process = 0;
     Stacks& stacks = *CreateByAllocate<Stacks>::instance();
@@ -74,7 +74,7 @@ void onThreadExit(void* stack) noexcept {
 void makeStack() {
     static const platform::ThreadExitCall atExit(onThreadExit);
     auto fresh = std::make_unique<ThreadStack>();
-    // Nobody would take it back.
+    // Otherwise nothing would delete it at the thread's end.
     if (!atExit.ask(fresh.get())) throw std::bad_alloc();
     own.stack = fresh.release();
 }
@@ -92,7 +92,7 @@ void enter() {
     own.entered = epoch.load(std::memory_order_relaxed);
 }
 
-// The thread's stack, entered if it is not.
+// The thread's stack. Registers it if it is not registered.
 ThreadStack& ownStack() {
     if (!isEntered()) [[unlikely]]
         enter();
@@ -120,7 +120,7 @@ void popFrame() noexcept {
 
 }  // namespace
 
-// Creates the map here, so that a leak check that starts later does not count it.
+// Creates the map, so that a leak check that starts later does not count it.
 tracer::tracer() {
     const Guard guard(Lock::get());
     CreateByAllocate<Stacks>::create();
@@ -174,7 +174,7 @@ dumper& tracer::dump(dumper& d) const {
     return d.member("callStack()", callStack());
 }
 
-// No lock is held while the dumper works.
+// Copies first, so that no lock is held while the dumper writes.
 dumper& operator<<(dumper& d, TRACER) {
     ShownMap<ThreadId, CallStack> copies;
     {
@@ -220,7 +220,7 @@ void TraceEntry::setInfo(const char* info) noexcept {
     try {
         if (info != nullptr) info_ = info;
     } catch (const std::bad_alloc&) {
-        // It is only shown.
+        // The info is only shown.
     }
 }
 
@@ -256,7 +256,7 @@ void TraceEntry::writeLog(bool entering, const char* func, char fill,
     }
 }
 
-// What exceptions take with them. It makes no stack for a thread that traces nothing.
+// The copy of the stack for exceptions. Creates no stack for a thread that has none.
 CallStack upward::callStack() {
     const ThreadStack* const stack = ownFrames();
     return stack != nullptr ? stack->calls : CallStack();

@@ -27,7 +27,7 @@ public:
         std::copy_n(text.data(), size(text), columns_ + kWidth - size(text));
         return *this;
     }
-    // This count of characters, flush right.
+    // `count` characters c at the right end.
     LogRow& rule(char c, std::size_t count) noexcept {
         count = std::min(count, kWidth);
         std::fill_n(columns_ + kWidth - count, count, c);
@@ -43,14 +43,14 @@ private:
     char columns_[kWidth];
 };
 
-// Whether an entry would be seen. Blocks are expensive, and most programs that raise have no log
-// open.
+// False if the logger would drop the entry. Blocks are expensive, and most programs that raise
+// exceptions have no log open.
 bool isHeard(const logger& log) noexcept {
     const auto* const known = dynamic_cast<const loggerImpl*>(&log);
     return known == nullptr || known->hasSink();
 }
 
-// Runs a writer. What it lacks memory for is dropped.
+// Runs a writer. If it raises, the entry is dropped.
 template <class Write>
 void dropOnFailure(const logger& log, Write write) noexcept {
     if (!isHeard(log)) return;
@@ -60,7 +60,7 @@ void dropOnFailure(const logger& log, Write write) noexcept {
     }
 }
 
-// "{name}" of the calling thread, if it has one.
+// Appends "{name}" of the calling thread if it is a SimpleThread.
 template <class Text>
 void appendThread(Text& text) {
     const SimpleThread* const thread = SimpleThread::current().thread_;
@@ -70,7 +70,7 @@ void appendThread(Text& text) {
     text += istr("}");
 }
 
-// "[tag]{name}", as lines begin.
+// "[tag]{name}", the begin of a line.
 StringBuffer beginLine(const char* tag) {
     StringBuffer line;
     line += istr("[");
@@ -87,7 +87,7 @@ std::string bracketed(istr text) {
     return result;
 }
 
-// The place, and the calls of the thread.
+// Writes the place and the thread's call stack.
 void showOrigin(std::ostream& os, const char* file, unsigned line, const char* func) {
     os << Current(file, line, func).prefix("\n        AT: ");
     const tracer& calls = *tracer::instance();

@@ -12,11 +12,11 @@
 
 namespace qor {
 
-// The one kind of logger.
+// The only implementation of logger.
 class loggerImpl final : public logger {
 public:
     loggerImpl() = default;
-    // All switches; the copy has no name and no file.
+    // Copies all switches; the copy has no name and no file.
     loggerImpl(const loggerImpl& other);
     loggerImpl& operator=(const loggerImpl& other);
     ~loggerImpl() override = default;
@@ -61,10 +61,11 @@ public:
     void maxFileSize(int kibibytes) override;
     void maxFileCount(int count) override;
 
-    // The name is given once, and the logger that was made before; false if they are given.
+    // Sets the name and the logger that was created before this one. Returns false, and changes
+    // nothing, if they are set already.
     bool init(const std::string& name, loggerImpl* older);
     loggerImpl* older() const noexcept { return older_; }
-    // Closed, with the switches of a new logger. The name stays.
+    // Closes the file and resets the switches to those of a new logger. The name is kept.
     void reset();
     const Mutex& switchesLock() const noexcept { return mutex_; }
     bool hasSink() const noexcept { return sink_ != nullptr; }
@@ -73,13 +74,14 @@ private:
     using Switches = std::map<String, Bit>;
     struct Switch;  // a row of the table of all switches
 
-    // False if there is no switch of the name, nor of the other one, which may be null.
+    // Sets `on` to the switch `name`, or to the switch `otherwise` (may be null) if there is none.
+    // False if neither exists.
     static bool find(const Switches& switches, const String& name, const char* otherwise, bool& on);
     void assign(const loggerImpl& other);
     void codecByName(pml::stream& s, istr key, Switches& member);
 
-    Mutex codecMutex_;  // held during codec, which may log its own exceptions
-    Mutex mutex_;       // of appLogs_ and msgLogs_; nothing is called with it held
+    Mutex codecMutex_;  // held during codec, which may raise and then logs
+    Mutex mutex_;       // guards appLogs_ and msgLogs_; no other code is called with it held
     std::atomic<bool> infoOn_{true};
     std::atomic<bool> debugOn_{false};
     std::atomic<bool> traceOn_{false};
@@ -101,7 +103,7 @@ private:
     std::atomic<nuv_flat_log_base*> sink_{nullptr};
 };
 
-// The library's own logger, which is there at any time.
+// The library's own logger, valid at any time.
 loggerImpl& ownLogger();
 
 }  // namespace qor

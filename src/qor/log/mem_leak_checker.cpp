@@ -11,8 +11,9 @@
 #include "qor/log/log_dumper.h"
 #include "qor/log/log_factory.h"
 
-// Every allocation uses the checker, with any lock held, and while the library starts and ends. So
-// it holds its own lock only for the table, and never while it logs or prints.
+// Every allocation uses the checker: with any lock held, and also while the library starts and
+// ends. So the checker holds its own lock only to access the table, and never while it logs or
+// prints.
 
 namespace qor {
 
@@ -21,13 +22,15 @@ namespace {
 struct LeakTable;
 using TableLock = RegistryLock<LeakTable>;
 
-// Before the locks of all other registries, which allocate while they are held: a fork takes the
-// one that was made first last.
+// Created before the locks of all other registries: a fork takes the locks in the reverse order of
+// their creation, and this lock must be the last one, since allocations take it while they hold the
+// others.
 [[gnu::constructor(101)]] void makeAtLoad() {
     TableLock::get();
 }
 
-// Set while the calling thread shows an event: allocations for that are recorded, but not shown.
+// True while the calling thread shows an event: the allocations for that are recorded, but not
+// shown.
 constinit thread_local bool showing = false;
 
 template <class Compose>
@@ -40,7 +43,7 @@ void show(Compose compose) noexcept {
         const std::string text = line.str();
         console::print(text.data(), static_cast<unsigned long>(text.size()));
     } catch (...) {
-        // A line that there is no memory for is left out.
+        // Without memory the line is dropped.
     }
     showing = false;
 }
@@ -133,7 +136,7 @@ void MemLeakChecker::start() noexcept {
     started_ = true;
 }
 
-// Off at once, so that the dump's own blocks are not recorded.
+// Turns the checker off first, so that the blocks of the dump are not recorded.
 void MemLeakChecker::stop() {
     started_ = false;
     if (upward::infoOn()) {
@@ -158,7 +161,7 @@ std::size_t MemLeakChecker::size() const {
     return entries_.size();
 }
 
-// The places are counted first: showing them allocates.
+// Counts the places with the lock and writes them without it, since writing allocates.
 dumper& MemLeakChecker::dump(dumper& d) const {
     std::map<Current, unsigned> places;
     {
@@ -186,7 +189,7 @@ MemLeakChecker::Helper::~Helper() {
     try {
         instance()->stop();
     } catch (...) {
-        // Without memory there is no report; the table is destroyed all the same.
+        // Without memory there is no report; the table must be emptied in any case.
         destroy();
     }
 }

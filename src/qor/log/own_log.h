@@ -12,28 +12,29 @@
 #include "qor/base/exception.h"
 #include "qor/log/log_factory.h"
 
-// The library's own lines and blocks, for the floors above the loggers; those below have
-// base/upward.h. Texts are made by functions that are called only if the entry is wanted. If making
-// or writing an entry throws, the entry is dropped and the operation being logged continues.
+// The library's own log entries, for the floors above the loggers; the floors below use
+// base/upward.h. makeText is called only if the entry is switched on. If making or writing an entry
+// throws, the entry is dropped and the operation being logged continues.
 
 namespace qor::own_log {
 
-// A helper that takes a Place is logged with the place of its caller.
+// Entries have the place of the call of these functions.
 using qor::Place;
 
-// The loggers "QOR", of the library, and "qor", of the network. Found once, so that no line waits
-// for the lock of all loggers; the references stay good after logger_factory::destroy.
+// The loggers "QOR" of the library and "qor" of the network. They are looked up once, so that an
+// entry does not wait for the lock of all loggers; the references stay valid after
+// logger_factory::destroy.
 logger& toolkit() noexcept;
 logger& network();
 
-// Of the library's logger; false before there is one. Debug lines are off in nearly every process,
-// and then cost no more than this.
+// debugOn() of the library's logger; false before that exists. Debug lines are off in nearly every
+// process, and then cost only this test.
 extern const std::atomic<bool>* debugSwitch;
 inline bool debugOn() noexcept {
     return debugSwitch->load(std::memory_order_relaxed);
 }
 
-// The parts as a stream shows them.
+// The parts as a stream shows them, joined.
 template <class... Parts>
 std::string text(const Parts&... parts) {
     std::ostringstream os;
@@ -57,7 +58,7 @@ void info(Place at, MakeText makeText) noexcept {
     });
 }
 
-// Debug lines of a tag that is switched on.
+// Writes a debug line if the tag is switched on.
 template <class MakeText>
 void debug(const char* tag, Place at, MakeText makeText) noexcept {
     if (!debugOn()) return;
@@ -74,9 +75,9 @@ void error(Place at, MakeText makeText, istr title = "ERROR") noexcept {
     });
 }
 
-// Calls a user's callback and returns its result. An exception is logged by the given logger, as a
-// block that names the place of this call, and the result is then `otherwise`. pthread_exit and
-// pthread_cancel in the callback still end the thread.
+// Calls a user's callback and returns its result. If it raises, the exception is logged to log() as
+// a block with the place `at`, and the result is `otherwise`. pthread_exit and pthread_cancel in
+// the callback still end the thread.
 template <class Result, class Call>
 Result guarded(logger& (*log)(), Place at, Result otherwise, Call call) {
     const auto raised = [&](const char* what) {
@@ -92,7 +93,7 @@ Result guarded(logger& (*log)(), Place at, Result otherwise, Call call) {
         raised(e.what());
     } catch (...) {
 #ifndef __GLIBCXX__
-        // To other libraries the end of a thread is an exception of no C++ type.
+        // In other C++ libraries the end of a thread is an exception without a type.
         if (abi::__cxa_current_exception_type() == nullptr) throw;
 #endif
         raised("an exception of another type");
@@ -116,14 +117,14 @@ void info(Place at, MakeText makeText, const char* tag = log_tag::Info) noexcept
     });
 }
 
-// How a connection ends, after the place.
+// Logs the end of a connection; the text begins with the place.
 template <class MakeText>
 void ended(Place at, MakeText makeText) noexcept {
     info(
         at, [&] { return own_log::text(at.frame(), " ", makeText()); }, "TCP.INFO");
 }
 
-// Lines of a tag that is off unless it is switched on.
+// Writes a line if the tag is switched on; by default it is off.
 template <class MakeText>
 void tagged(const char* tag, Place at, MakeText makeText) noexcept {
     own_log::dropOnFailure([&] {
@@ -138,7 +139,7 @@ void failure(Place at, MakeText makeText) noexcept {
     info(at, makeText, "<TCP.ERROR>");
 }
 
-// The system's text for the error number, and then the message.
+// Writes the system's text for the error number, then the message.
 template <class MakeText>
 void error(Place at, int number, MakeText makeText) noexcept {
     failure(at, [&] { return own_log::text('"', platform::errorText(number), "\" ", makeText()); });

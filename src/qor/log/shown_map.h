@@ -7,7 +7,7 @@
 
 namespace qor {
 
-// A copy of a locked map, which shows itself as that does, with no lock held.
+// A copy of an mt::map, which is dumped in the same form but without a lock.
 template <class K, class V>
 struct ShownMap {
     dumper& dump(dumper& d) const { return dumpPairs(d, "qor::mt::map", values); }

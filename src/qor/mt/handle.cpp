@@ -4,8 +4,7 @@
 
 namespace qor {
 
-// Raised directly and not by the throw sequence: a null Handle writes no line to the log, and the
-// exception carries no message.
+// Thrown without QOR_THROW, which would write to the log: this exception is not logged.
 void nullHandle(const char* func) {
     throw NullHandleException(__FILE__, __LINE__, func);
 }

@@ -58,8 +58,8 @@ bool Monitor::wait(const Time& timeout) const {
     return waitUntil(&deadline);
 }
 
-// A thread that wakes up takes one granted notification, whichever signal woke it: there are as
-// many as threads that may continue.
+// A thread that wakes up takes one of the granted notifications, whichever signal woke it. There is
+// one for each thread that may continue.
 bool Monitor::waitUntil(const ACE_Time_Value* deadline) const {
     send(grant());
     const unsigned long long before = broadcasts_;

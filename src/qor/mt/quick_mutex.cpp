@@ -10,8 +10,8 @@ namespace qor {
 // so the sleeper executes the barrier for all threads (membarrier). If the system has no such call,
 // it sleeps for a millisecond at most and checks again.
 //
-// One thread is woken at a time. It makes the next unlock wake another one: before it sleeps again,
-// and when it has the mutex.
+// One thread is woken at a time. It sets toWake_ again, so that the next unlock wakes another
+// thread: before it sleeps again, and when it has the mutex.
 void QuickMutex::lockTaken() const noexcept {
     constexpr int kTries = 100;
     for (int i = 0; i < kTries; ++i) {
@@ -30,7 +30,7 @@ void QuickMutex::lockTaken() const noexcept {
     if (sleepers_.fetch_sub(1) > 1) toWake_.store(1);
 }
 
-// Once for each sleeper: until it runs, which may take long, no unlock wakes it again.
+// Clears toWake_ first: until the woken thread runs, which may take long, no unlock wakes it again.
 void QuickMutex::wakeOne() const noexcept {
     toWake_.store(0);
     platform::wakeOne(toWake_);

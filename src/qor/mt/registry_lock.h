@@ -8,14 +8,14 @@
 
 namespace qor {
 
-// What a registry of threads is guarded by, which the threads find their own entry in without. Each
-// registry has its own one, named by a tag.
+// The lock of a registry of threads; a thread finds its own entry without it. Each registry has its
+// own lock, identified by Tag.
 template <class Tag>
 struct RegistryLock {
-    // Held during every use of the registry, so that it may be destroyed at any time, and during a
-    // fork. Never destroyed, since threads may use it at any time. The registry's source creates it
-    // when the library is loaded: if a thread created it during another thread's fork, the child
-    // would not have it.
+    // Lock it for each use of the registry, so that the registry may be destroyed at any time; it
+    // is also locked during a fork. It is never destroyed, since threads may use it at any time.
+    // The registry's source creates it when the library is loaded: if a thread created it during
+    // another thread's fork, the child would not have it.
     static const Mutex& get() {
         static const Mutex& lock = *new Mutex;
         static const bool watched = [] {
@@ -30,7 +30,7 @@ struct RegistryLock {
         return lock;
     }
 
-    // Incremented when the threads' entries are lost: when the registry is destroyed, and in a
+    // Incremented when the registry loses the threads' entries: when it is destroyed, and in a
     // forked child.
     inline static constinit std::atomic<unsigned> epoch{1};
 };

@@ -5,19 +5,20 @@
 
 namespace qor {
 
-// The count of a Shared, for code that creates and deletes many objects at once.
+// Access to the count of a Shared, for code that creates and deletes many objects at once.
 class SharedCount {
 public:
     SharedCount() = delete;
 
-    // Takes the first share in a new object that no other thread knows yet, at less cost than
+    // Adds the first owner of a new object that no other thread can use yet; cheaper than
     // Shared::__AddRef.
     static void takeFirst(const Shared& object) noexcept {
         object.refCount_.store(1, std::memory_order_relaxed);
     }
-    // Releases a share. True if it was the last one: the caller then deletes the object.
+    // Removes an owner. Returns true if it was the last one: the caller must then delete the
+    // object.
     static bool release(const Shared& object) noexcept {
-        // No other thread can take a share in an object with one owner.
+        // If there is one owner, no other thread can add one.
         const bool only = object.refCount_.load(std::memory_order_acquire) == 1;
         if (only && (object.marks_.load(std::memory_order_relaxed) & Shared::kNoDelete) == 0)
             return true;

@@ -24,16 +24,16 @@ namespace {
 
 constexpr int kStartedBefore = -1;
 
-// Of the calling thread, if it is one of the library's.
+// The handle of the calling thread, null if the thread was not started by Thread.
 constinit thread_local WinHandleWrapper* ownHandle = nullptr;
 
-// Of a thread that was started elsewhere: such a thread has no handle.
+// The empty handle, for threads that were not started by Thread.
 const Handle<WinHandleWrapper>& noHandle() {
     static const auto* const handle = new Handle<WinHandleWrapper>(new WinHandleWrapper);
     return *handle;
 }
 
-// The handle that a thread of the library gives its controls, for as long as it runs.
+// Sets ownHandle while the thread runs.
 class OwnHandle : noncopyable {
 public:
     explicit OwnHandle(Handle<WinHandleWrapper> handle) noexcept : handle_(std::move(handle)) {
@@ -45,14 +45,15 @@ private:
     Handle<WinHandleWrapper> handle_;
 };
 
-// The calling thread's place in the registry.
+// Registers the calling thread for a scope.
 class Registration : noncopyable {
 public:
     explicit Registration(SimpleThread& thread) noexcept { ThreadFactory::enter(thread); }
     ~Registration() { ThreadFactory::leave(); }
 };
 
-// pthread_exit and its like unwind the stack as an exception of no type, and may not be stopped.
+// pthread_exit and thread cancellation unwind the stack as an exception without a type, which must
+// not be stopped.
 bool leavesByExit() noexcept {
     return abi::__cxa_current_exception_type() == nullptr;
 }
@@ -149,8 +150,8 @@ ThreadControl Thread::start(unsigned stackSize) {
     return getThreadControl();
 }
 
-// The share that the thread starts with is handed over when there is a thread. The thread waits for
-// the lock before it does anything else.
+// The new thread owns `share`, which keeps the object alive, once it is started. Before it uses the
+// object, it waits for the lock.
 int Thread::launch(unsigned stackSize) {
     const Handle<Thread> self(this);
     auto share = std::make_unique<Handle<Thread>>(self);
@@ -169,7 +170,7 @@ void Thread::checkLaunch(int result) {
     if (result != 0) QOR_THROW(ThreadSyscallException, "qor::Thread::start", result);
 }
 
-// The object is released last, after everything that its destructor may use.
+// `self` is released before `handle`: the object's destructor may use the handle.
 void Thread::enter(void* share) {
     std::srand(static_cast<unsigned>(Time::now().toMicroSeconds()));
     auto* const fromStart = static_cast<Handle<Thread>*>(share);
@@ -249,7 +250,7 @@ SimpleThread::~SimpleThread() {
                   [&] { return fullname_ + " thread finalized."; });
 }
 
-// The thread reports its birth with the monitor held, and so not before the starter waits.
+// The thread needs the monitor to report its birth, so it cannot do so before this thread waits.
 void SimpleThread::startAndWait(unsigned stackSize) {
     const Handle<SimpleThread> self(this);
     int result = 0;
@@ -380,8 +381,8 @@ void SimpleThread::notify() {
     monitor_.notify();
 }
 
-// Birth and death wake all waiting threads: one of them may be the thread itself, another one a
-// thread that waits for it.
+// Wakes all waiting threads: the thread itself and another one that waits for it may both be
+// waiting.
 void SimpleThread::tellAll() {
     const Monitor::Lock lock(monitor_);
     monitor_.notifyAll();
@@ -417,8 +418,8 @@ bool SimpleThread::isCurrent() const {
     return current().thread_ == this;
 }
 
-// Elsewhere than on the thread it is a copy, without an entry when the thread has not come to it
-// yet or has left it.
+// On another thread it is a copy. If the thread is not registered yet, or not any more, only the
+// text of its id is set.
 ThreadInfo SimpleThread::info() const {
     if (isCurrent()) return current();
     const ThreadId id = this->id();
@@ -447,8 +448,8 @@ dumper& SimpleThread::dump(dumper& d) const {
         .member("refcount", __GetRef());
 }
 
-// Cleanup also runs for an exception: first the death is reported, then the record is removed, and
-// the thread's share in the object is released last.
+// Also if the body raises, the end is reported first, then the record is removed, and `self` is
+// released last.
 void SimpleThread::run_i() {
     const Handle<SimpleThread> self(this);
     const Registration registration(*this);
@@ -476,7 +477,7 @@ void SimpleThread::begin() {
 }
 
 void SimpleThread::end() {
-    // Also when the owner raises.
+    // Runs even if the owner raises.
     struct Last {
         SimpleThread& thread;
         ~Last() {
@@ -508,8 +509,8 @@ void SimpleThread::loop() {
     }
 }
 
-// The state is set before the birth is reported: a thread that waited for it may stop this one at
-// once.
+// living_ is read before the birth is reported, since the thread that waits for the report may stop
+// this one at once.
 bool SimpleThread::onBirth_i() {
     if (!onBirth()) living_ = false;
     const bool born = living();

@@ -14,8 +14,8 @@ AsyncThreadManager::~AsyncThreadManager() {
     close();
 }
 
-// A thread may end at any moment: from when it is in the set on, its end takes it out. No null
-// handle gets there.
+// The thread may end at any moment: once it is in the set and has this owner, its end removes it. A
+// null handle raises before it is inserted.
 void AsyncThreadManager::put(Handle<SimpleThread> thread) {
     SimpleThread& given = *thread;
     const bool taken = threads_.access([&](auto& threads) {

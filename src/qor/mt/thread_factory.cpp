@@ -15,11 +15,11 @@ namespace qor {
 
 template class CreateByAllocate<ThreadFactory>;
 
-// The lock is for other threads that read: the thread itself reads without it, since no other
-// thread writes. The time is renewed at each query without the lock; other threads read a copy,
-// which is consistent with the text to the millisecond whenever they hold the lock.
+// Only the thread itself writes its record, so it reads without the lock; other threads read with
+// the lock. current() updates the time without the lock: other threads read shownTime, which is in
+// the same millisecond as the text whenever they have the lock.
 struct ThreadFactory::Record : noncopyable {
-    // No text of a record is longer, so that renewing one needs no memory.
+    // No text of a time is longer, so that updating it needs no memory.
     Record() { info.sCurrDateTime_.reserve(64); }
 
     void renew() noexcept {
@@ -48,42 +48,41 @@ struct ThreadFactory::Record : noncopyable {
 
     const Mutex lock;
     ThreadInfo info;
-    // A number and not a Time, for which some 32-bit compilers call a library.
+    // A number, since some 32-bit compilers call a library for an atomic Time.
     std::atomic<long long> shownTime{Time().toMicroSeconds()};
 };
 
 namespace {
 
-// A thread's own data. It has no destructor, so it can be used at any time in the life of the
-// thread.
+// A thread's own data. It has no destructor, so the thread can use it until its very end.
 struct Own {
     ThreadFactory::Record* record;
     SimpleThread* thread;
-    unsigned epoch;      // when the record was entered, 0 if it is not
-    bool busy;           // entering makes blocks, and whoever watches those may log
-    long long textFrom;  // the first microsecond that the text of the record's time is true of
+    unsigned epoch;      // of the registry when the record was added, 0 if it is not there
+    bool busy;           // adding it allocates, and a watcher of allocations may log
+    long long textFrom;  // the first microsecond of the millisecond that the text shows
 };
-// Found without a call. It takes a few bytes of those that are set aside for libraries that are
-// loaded while the process runs.
+// With this model, access needs no function call. It uses a few bytes of the space that the system
+// reserves for libraries loaded while the process runs.
 [[gnu::tls_model("initial-exec")]] constinit thread_local Own own{};
 
-// How long a text of the time is true, in microseconds.
+// The text shows milliseconds: it is right for this number of microseconds.
 constexpr unsigned long long kTextLasts = 1000;
-// No text.
+// textFrom while there is no text.
 constexpr long long kNever = std::numeric_limits<long long>::min();
 
 using Lock = RegistryLock<ThreadFactory>;
 constinit std::atomic<unsigned>& epoch = Lock::epoch;
 [[maybe_unused]] const Mutex& madeAtLoad = Lock::get();
 
-// For a thread without memory for a record. Made in its place, since there is no memory.
+// The record of threads that have no memory for their own. It needs no memory itself.
 const ThreadInfo& spare() noexcept {
     alignas(ThreadInfo) static unsigned char room[sizeof(ThreadInfo)];
     static const ThreadInfo* const info = new (room) ThreadInfo;
     return *info;
 }
 
-// A record as a dump shows it. The thread cannot end meanwhile.
+// A record for a dump. The Handle keeps the thread's object alive.
 struct Shown {
     dumper& dump(dumper& d) const { return info.dump(d); }
 
@@ -93,7 +92,7 @@ struct Shown {
 
 }  // namespace
 
-// With the lock held.
+// Call it with the lock held.
 ThreadFactory::Records& ThreadFactory::records() {
     ThreadFactory& factory = *CreateByAllocate<ThreadFactory>::instance();
     const unsigned process = platform::currentProcessId();
@@ -103,7 +102,7 @@ ThreadFactory::Records& ThreadFactory::records() {
     return factory.threads_;
 }
 
-// One test: of a thread that is not entered the epoch differs, whatever the text.
+// One test covers both cases: if the thread is not registered, the epochs differ.
 const ThreadInfo& ThreadFactory::current() noexcept {
     const Time now = Time::now();
     const unsigned stale = own.epoch ^ epoch.load(std::memory_order_acquire);
@@ -115,7 +114,7 @@ const ThreadInfo& ThreadFactory::current() noexcept {
     return own.record->info;
 }
 
-// Before 1970 and at its very start a text is true of one microsecond.
+// For times in the first millisecond of 1970 and before, the text is renewed at each call.
 const ThreadInfo& ThreadFactory::renewed() noexcept {
     if (own.epoch != epoch.load(std::memory_order_acquire)) enroll();
     if (own.record == nullptr) return spare();
@@ -136,7 +135,7 @@ void ThreadFactory::leave() noexcept {
     if (own.record != nullptr) own.record->name(nullptr, String());
 }
 
-// Without memory the thread is not added, and tries again at its next query.
+// Without memory the thread is not added; its next call of current() tries again.
 void ThreadFactory::enroll() noexcept {
     if (own.busy) return;
     own.busy = true;
@@ -157,7 +156,7 @@ void ThreadFactory::tryToEnroll() {
         own.textFrom = kNever;
     }
     if (!atExit.ask(own.record)) {
-        // Nobody would take it back.
+        // Nothing would delete it at the thread's end.
         delete std::exchange(own.record, nullptr);
         throw std::bad_alloc();
     }
@@ -207,7 +206,7 @@ void ThreadFactory::destroy() noexcept {
     CreateByAllocate<ThreadFactory>::destroy();
 }
 
-// The threads show themselves with no lock held: they may be of any class.
+// The threads are dumped without the lock, since dump may be overridden.
 dumper& ThreadFactory::dump(dumper& d) {
     ShownMap<ThreadId, Shown> shown;
     {

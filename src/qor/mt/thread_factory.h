@@ -7,19 +7,21 @@
 
 namespace qor {
 
-// The registry of running threads: SimpleThreads, and all others that have used their record.
+// The registry of running threads: SimpleThreads, and all other threads that have called current().
 //
-// A record belongs to its thread, and is registered here for other threads to read. So a thread
-// finds its own record without a lock, and it stays valid when the registry is destroyed.
+// A record belongs to its thread, and is registered here so that other threads can read it. A
+// thread finds its own record without a lock, and the record stays valid when the registry is
+// destroyed.
 class ThreadFactory : noncopyable {
 public:
-    // The calling thread's record, entered if it is not, with its time stamp renewed.
+    // The calling thread's record, with its time stamp updated. Registers the thread if it is not
+    // registered.
     static const ThreadInfo& current() noexcept;
-    // The calling thread is the body of this object, from enter to leave.
+    // The calling thread runs the body of `thread` from enter to leave.
     static void enter(SimpleThread& thread) noexcept;
     static void leave() noexcept;
 
-    // What the record of a thread was last; false if there is none.
+    // Copies the record of a thread; false if there is none.
     static bool find(const ThreadId& id, ThreadInfo& copy);
     // "{process.thread}" or "<process.thread>".
     static String idText(const ThreadId& id, bool simpleThread);
@@ -44,7 +46,7 @@ private:
     static void onThreadExit(void* record) noexcept;
 
     Records threads_;
-    unsigned processId_ = 0;  // the one that the records were entered in
+    unsigned processId_ = 0;  // the process in which the records were added
 };
 
 }  // namespace qor

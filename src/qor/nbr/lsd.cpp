@@ -51,7 +51,7 @@ void ValueBase::operator delete(void* ptr) noexcept {
 }
 
 void SimpleValue::read(std::string& text) const {
-    // Text in UTF-8 needs no copy in between.
+    // UTF-8 text needs no temporary copy.
     if (wire::textIsUtf8()) {
         text.assign(std::string_view(data_));
         return;
@@ -87,7 +87,7 @@ ComplexValue& ComplexValue::operator=(const ComplexValue& other) {
     if (pool_ == nullptr || ownsPool_) {
         ComplexValue(other).swap(*this);
     } else {
-        // An inner node has no end of its own, so its new items join its tree's pool.
+        // An inner node is never destroyed by itself, so its new items are in the tree's pool.
         ComplexValue copy(*pool_, false);
         copy.copyItems(other);
         swap(copy);

@@ -16,7 +16,7 @@ constexpr unsigned char kComplexMark = 0xFF;
 constexpr const char* kPeekValue = "qor::nbr::parser::peekValue";
 constexpr const char* kParseValue = "qor::nbr::parser::parseValue";
 
-// Says why there is no value.
+// Logs the reason why there is no value, and returns false.
 bool none(const char* func, const char* why) {
     if (upward::debugOn()) upward::writeDebugLog(__FILE__, __LINE__, func, why, "TRACE");
     return false;
@@ -35,7 +35,7 @@ bool none(const char* func, const char* why) {
     QOR_THROW(DecodeException, kPeekValue, text);
 }
 
-// What is left of the input. It is passed and kept by value where speed counts.
+// The rest of the input.
 class Input {
 public:
     explicit Input(istr data) noexcept : at_(data.data()), end_(data.data() + data.size()) {}
@@ -64,7 +64,7 @@ private:
     const char* end_;
 };
 
-// A complex value that is being read, in the one around it.
+// A complex value that is being read, and the enclosing one.
 struct Open {
     ComplexValue* value;
     const Open* outer;
@@ -77,7 +77,7 @@ std::size_t poolEstimate(unsigned long size) noexcept {
     return std::clamp<std::size_t>(6 * size, kLeast, kMost);
 }
 
-// The rare kinds of takeSimple.
+// The rare cases of takeSimple.
 bool takeAnySimple(Input& input, istr& data, bool& text) {
     data = istr();
     if (input.eof()) return none(kPeekValue, "empty iptr_");
@@ -98,7 +98,7 @@ bool takeAnySimple(Input& input, istr& data, bool& text) {
     return true;
 }
 
-// Takes a simple value. False, with a debug line, if it is null or cut off.
+// Reads a simple value. Returns false and logs a debug line if it is null or incomplete.
 inline bool takeSimple(Input& input, istr& data, bool& text) {
     // Nearly all values have a size of one byte, and all their data.
     if (input.left() > 2 && (input.peek() | 0xF0) == 0xF1) {
@@ -143,9 +143,9 @@ ValueBase* parser::parseValue() {
     Pool& pool = *root->pool_;
     const Open outermost{root.get(), nullptr};
     const Open* open = &outermost;
-    // The input may end anywhere: open values are then as complete as possible.
+    // The input may end anywhere: open values then keep the items read so far.
     while (!input.eof()) {
-        // Checked before a tag is read: a tag of FF whose value begins with 01 29 reads as the end.
+        // Tested before the tag, so a tag of FF whose value begins with 01 29 is read as the end.
         if (input.takeEnd()) {
             open = open->outer;
             if (open == nullptr) break;

@@ -28,7 +28,8 @@ Pool* Pool::create() {
 }
 
 void Pool::destroy(Pool& pool) noexcept {
-    // A value's own adopted ones join the list before it is deleted, so that no deletion recurses.
+    // Before a value is deleted, the values that it has adopted are moved to this list, so that no
+    // deletion recurses.
     std::forward_list<ValueBase*> gone;
     gone.swap(pool.adopted_);
     while (!gone.empty()) {

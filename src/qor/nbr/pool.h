@@ -10,16 +10,15 @@
 
 namespace qor::nbr {
 
-// Where a tree lives: an arena, and the values that were adopted from outside. Nothing in the arena
-// is destroyed one by one.
+// The memory of a tree: an arena, and the values that were added by ComplexValue::add. Values in
+// the arena are not destroyed one by one.
 class Pool : public Arena {
 public:
-    // A tree's root with its pool, and the pool's first memory, in one block. Deleting the root
-    // frees all.
+    // A root, its pool, and the pool's first memory, in one block. Deleting the root frees all.
     static ComplexValue* newTree(std::size_t estimate);
-    // A pool in its own block, for a root that is elsewhere.
+    // A pool in its own block, for a root in another one.
     static Pool* create();
-    // Ends a pool: the memory, and the adopted values, however deeply they are nested.
+    // Destroys a pool and its adopted values, without recursion.
     static void destroy(Pool& pool) noexcept;
 
     // An inner node.
@@ -34,7 +33,7 @@ private:
     Pool(char* memory, char* end, bool embedded) noexcept;
 
     std::forward_list<ValueBase*> adopted_;
-    bool embedded_;  // in its root's block, which the root's deletion frees
+    bool embedded_;  // in the block of its root, which deleting the root frees
 };
 
 }  // namespace qor::nbr

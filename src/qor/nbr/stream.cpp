@@ -12,7 +12,7 @@ namespace qor::nbr {
 
 namespace {
 
-// The nesting depth of the object whose codec reads in this thread.
+// The nesting depth of the object whose codec reads on this thread.
 constinit thread_local unsigned runDepth = 0;
 
 [[noreturn]] void raiseNotSimple() {
@@ -23,7 +23,7 @@ constinit thread_local unsigned runDepth = 0;
 }  // namespace
 
 void OutputStream::operator<<(const std::string& text) {
-    // Text in UTF-8 needs no copy in between.
+    // UTF-8 text needs no temporary copy.
     if (utf8_) {
         write_i(text, true);
     } else {

@@ -8,19 +8,19 @@ namespace qor::platform {
 // Microseconds of the wall clock since 1970-01-01 00:00:00 UTC.
 long long wallMicroseconds() noexcept;
 
-// A counter that no setting of the clock moves, and its ticks in a second, 0 if there is none.
-// Reading gives 0 or an error number.
+// A counter that does not change when the clock is set. monotonicTicks returns 0 or an error
+// number. monotonicFrequency returns the ticks per second, or 0 if the system has no such counter.
 int monotonicTicks(long long& ticks) noexcept;
 double monotonicFrequency() noexcept;
 
-// The seconds of that counter, at the lowest cost: it may lag by a few milliseconds.
+// The seconds of the same counter, faster but up to a few milliseconds late.
 long long coarseSeconds() noexcept;
 
-// Local time as the C library has it, for the zone that tzset last saw. False if the year does not
-// fit into its field.
+// Local time in the zone that the last tzset found. Returns false if the year does not fit into its
+// field.
 bool localTime(long long seconds, std::tm& fields) noexcept;
 
-// Through signals, for the whole time; not at all for less than 1.
+// Sleeps for the whole time: signals do not shorten it. Values below 1 return at once.
 void sleepMilliseconds(long long n) noexcept;
 
 }  // namespace qor::platform

@@ -15,7 +15,7 @@ namespace {
 
 constexpr long utf8Page = 65001;
 
-// Pages whose name does not contain their number.
+// Pages whose iconv name does not contain the Windows number.
 struct NamedPage {
     long page;
     const char* name;
@@ -25,10 +25,10 @@ constexpr NamedPage namedPages[] = {
     {20932, "EUC-JP"},    {21866, "KOI8-U"},   {51932, "EUC-JP"},
     {51936, "EUC-CN"},    {51949, "EUC-KR"},   {54936, "GB18030"},
 };
-constexpr long isoPages = 28590;  // and the part of ISO 8859
+constexpr long isoPages = 28590;  // plus the part number of ISO 8859
 
-// The page of the environment's locale, whether or not the program has set it. A missing locale,
-// and the C locale, whose characters are ASCII, count as UTF-8.
+// The page of the environment's locale, even if the program has not called setlocale. A missing
+// locale and the C locale (ASCII) count as UTF-8.
 std::string systemPageName() {
     const locale_t locale = newlocale(LC_CTYPE_MASK, "", locale_t());
     if (locale == locale_t()) return "UTF-8";
@@ -37,7 +37,7 @@ std::string systemPageName() {
     return name == "ANSI_X3.4-1968" ? "UTF-8" : name;
 }
 
-// The name that iconv uses; empty for an unknown page.
+// The name for iconv. Empty for a negative number.
 std::string pageName(long page) {
     if (page == utf8Page) return "UTF-8";
     if (page == 0) {
@@ -56,8 +56,8 @@ std::string pageName(long page) {
     return "CP" + std::string(number.size() < 3 ? 3 - number.size() : 0, '0') + number;
 }
 
-// One conversion by iconv into a given room. Its operations give 0 or an error number, of which
-// E2BIG means that the room has ended.
+// One conversion by iconv into a given room. convert, insert and flush return 0 or an error number;
+// E2BIG means that the room is full.
 template <class Source, class Target>
 class Conversion {
 public:
@@ -80,7 +80,7 @@ public:
     Source front() const { return *reinterpret_cast<const Source*>(in_); }
     long written() const { return (out_ - outBegin_) / static_cast<long>(sizeof(Target)); }
 
-    // Converts the next n places of the text, or those before an error.
+    // Converts the next n elements of the text, or those before an error.
     int convert(std::size_t n) {
         std::size_t size = n * sizeof(Source);
         inLeft_ -= size;
@@ -88,7 +88,7 @@ public:
         inLeft_ += size;
         return error;
     }
-    // Converts a character that is not in the text. That nothing comes of it is an error too.
+    // Converts a character that is not in the text. An empty result is an error too (EILSEQ).
     int insert(Source c) {
         char* in = reinterpret_cast<char*>(&c);
         std::size_t size = sizeof c;
@@ -116,7 +116,7 @@ private:
         return iconv(descriptor_, in, size, &out_, &outLeft_) == failed ? errno : 0;
     }
 
-    // iconv needs an address even if there is no room at it.
+    // iconv needs an address even if the room is 0.
     char nowhere_ = '\0';
     iconv_t descriptor_;
     char* in_;
@@ -133,8 +133,8 @@ long decode(const std::string& page, std::string_view text, wchar_t* out, std::s
         const int error = conversion.convert(conversion.left());
         if (conversion.flush() != 0 || error == 0 || error == E2BIG) break;
         if (!conversion.put(replacementCharacter)) break;
-        // A sequence that the end of the text cuts is one character; of any other malformed one it
-        // is not known how long it is.
+        // EINVAL: the end of the text cuts a sequence, which counts as one character. The length of
+        // any other malformed sequence is not known, so only one byte is skipped.
         if (error == EINVAL) break;
         conversion.skip();
     }

@@ -24,11 +24,11 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-// As the common tools send it: 8 bytes of header and 56 of payload.
+// The size of the common tools: 8 bytes of header and 56 bytes of payload.
 struct Echo {
     icmphdr head;
     std::uint64_t process;  // random
-    std::uint64_t number;   // of the request in its process
+    std::uint64_t number;   // of the request, counted in the process
     unsigned char filling[40];
 };
 static_assert(sizeof(Echo) == 64);
@@ -42,7 +42,7 @@ std::uint64_t randomNumber() noexcept {
     return number;
 }
 
-// A forked child has another one.
+// A forked child has a different number.
 std::uint64_t processNumber() noexcept {
     static const std::uint64_t random = randomNumber();
     return random ^ static_cast<std::uint64_t>(getpid());
@@ -53,8 +53,8 @@ std::uint64_t nextNumber() noexcept {
     return ++number;
 }
 
-// Sockets that are open at the same time have different identifiers, as far as 16 bits allow; the
-// payload tells the others apart.
+// Sockets that are open at the same time have different identifiers, as far as 16 bits allow.
+// Replies with an equal identifier are recognised by their payload.
 std::uint16_t nextIdentifier() noexcept {
     static std::atomic<std::uint16_t> identifier{static_cast<std::uint16_t>(randomNumber())};
     return ++identifier;
@@ -70,8 +70,8 @@ std::uint16_t checksumOf(const Echo& echo) noexcept {
     return static_cast<std::uint16_t>(~(sum + (sum >> 16)));
 }
 
-// A raw socket is given a copy of each ICMP packet of the host: those of others would fill its
-// queue. Without the filter they are dropped here.
+// A raw socket receives a copy of each ICMP packet of the host, which could fill its queue. If the
+// filter cannot be set, Packet::answers still ignores these packets.
 void keepOwnReplies(int socket, std::uint16_t identifier) noexcept {
     sock_filter code[] = {
         BPF_STMT(BPF_LDX | BPF_B | BPF_MSH, 0),  // the size of the IP header
@@ -86,7 +86,7 @@ void keepOwnReplies(int socket, std::uint16_t identifier) noexcept {
     setsockopt(socket, SOL_SOCKET, SO_ATTACH_FILTER, &program, sizeof program);
 }
 
-// The identifier that the system gives to a datagram socket, which is its port. 0 or an error
+// Reads the identifier that the system gives to a datagram socket: its port. Returns 0 or an error
 // number.
 int systemIdentifier(int socket, std::uint16_t& identifier) noexcept {
     sockaddr_in own{};
@@ -98,7 +98,7 @@ int systemIdentifier(int socket, std::uint16_t& identifier) noexcept {
     return 0;
 }
 
-// One packet that was received. A raw socket's begins with the IP header.
+// A received packet. From a raw socket it begins with the IP header.
 struct Packet {
     bool answers(const Echo& request, std::uint32_t address, bool raw) const noexcept {
         const std::size_t header = raw && size != 0 ? (bytes[0] & 0x0FU) * 4U : 0U;
@@ -113,10 +113,10 @@ struct Packet {
 
     sockaddr_in from{};
     std::size_t size = 0;
-    unsigned char bytes[kMostIpHeader + sizeof(Echo) + 1];  // one more, to notice longer ones
+    unsigned char bytes[kMostIpHeader + sizeof(Echo) + 1];  // 1 extra, to notice longer packets
 };
 
-// 0 or an error number; EAGAIN if nothing is there.
+// Returns 0 or an error number; EAGAIN if there is no packet.
 int receive(int socket, Packet& packet) noexcept {
     socklen_t size = sizeof packet.from;
     const ssize_t n = recvfrom(socket, packet.bytes, sizeof packet.bytes, MSG_DONTWAIT,

@@ -5,7 +5,7 @@
 namespace qor::platform {
 
 std::string errorText(int error) {
-    // The C library has a text for any number; only its table shows which numbers exist.
+    // strerror_r has a text for any number; only strerrordesc_np shows which numbers exist.
     if (strerrordesc_np(error) == nullptr) return {};
     char text[256];
     return strerror_r(error, text, sizeof text);

@@ -5,7 +5,7 @@
 
 namespace qor::platform {
 
-// The system's text for an error number, empty when it has none.
+// The system's text for an error number, or empty if the system does not know the number.
 std::string errorText(int error);
 
 }  // namespace qor::platform

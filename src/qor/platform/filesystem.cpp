@@ -37,7 +37,7 @@ int fail(int error) noexcept {
     return invalid;
 }
 
-// -1 for unsupported flags.
+// Returns -1 for unsupported flags.
 int systemFlags(int flags) noexcept {
     constexpr int access[] = {O_RDONLY, O_WRONLY, O_RDWR, -1};
     const int asked = access[flags & 3];
@@ -62,10 +62,11 @@ FileStatus statusOf(const struct stat& status) noexcept {
     return {false, status.st_size};
 }
 
-// The most bytes of one system call; a larger transfer takes several.
+// Maximum number of bytes per system call; a larger transfer needs several calls.
 constexpr std::size_t largestTransfer = 0x7FFFF000;
 
-// While it lives, a signal that this thread's writes raise is no more than an error.
+// While an object lives, a write of this thread to a broken pipe only fails (EPIPE) and raises no
+// SIGPIPE.
 class BrokenPipeHeld {
 public:
     BrokenPipeHeld() noexcept {
@@ -91,7 +92,7 @@ private:
     bool wasPending_;
 };
 
-// Asks the system also about no bytes: whether they could be written.
+// Also calls the system for 0 bytes, to check whether the file can be written.
 template <class Write>
 bool writeAll(std::string_view bytes, Write write) noexcept {
     std::size_t written = 0;
@@ -125,7 +126,7 @@ int openFile(const std::string& path, int flags) noexcept {
 }
 
 bool closeFile(int fd) noexcept {
-    // An interrupted close has closed.
+    // After EINTR the descriptor is closed too.
     return ::close(fd) == 0 || errno == EINTR;
 }
 
@@ -135,7 +136,7 @@ long long fileSize(int fd) noexcept {
 }
 
 long long fileSize(const std::string& path) noexcept {
-    // Without waiting for the other end of a pipe.
+    // O_NONBLOCK: does not wait for the other end of a pipe.
     const int fd = openNoDirectory(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY);
     if (fd == invalid) return -1;
     const long long size = fileSize(fd);

@@ -6,46 +6,46 @@
 #include <string_view>
 #include <utility>
 
-// Files and directories of the system. What fails gives -1 or false, with the reason in errno; a
-// signal is no failure. Descriptors are closed in a program that the process starts. Sizes and
-// positions have 64 bits.
+// Files and directories of the system. A function that fails returns -1 or false and sets errno. A
+// call that a signal interrupts is repeated. Descriptors are not inherited by programs that the
+// process starts (O_CLOEXEC). Sizes and positions have 64 bits.
 
 namespace qor::platform {
 
-// A name as the system takes it: UTF-8, with "/" for either separator. A name that contains a zero
-// or an invalid wide character would name another file: the result is empty, which the system
-// refuses.
+// Converts a name to the form of the system: UTF-8, with "/" for both separators. The result is
+// empty, and the system refuses it, if the name contains a zero or an invalid wide character: the
+// converted name would be that of another file.
 std::string nativePath(std::wstring_view name);
 
-// By OpenFlag; new files get 0666 before the umask. A directory is refused.
+// `flags` are of OpenFlag. A new file gets the mode 0666 less the umask. Fails for a directory.
 int openFile(const std::string& path, int flags) noexcept;
-// False also if data that was written before did not reach the file.
+// Also false if earlier writes did not reach the file. The descriptor is closed in any case.
 bool closeFile(int fd) noexcept;
 
-// The path is opened for a moment, and so must be readable.
+// The form with a path opens the file for a moment, so the file must be readable.
 long long fileSize(int fd) noexcept;
 long long fileSize(const std::string& path) noexcept;
 bool resizeFile(int fd, long long size) noexcept;
 bool flushFile(int fd) noexcept;
 
-// From the start, the current position or the end: 0, 1, 2. The new position; pipes have none.
+// `whence` is 0 for the start, 1 for the current position, 2 for the end. Returns the new position;
+// fails for pipes.
 long long seekFile(int fd, long long offset, int whence) noexcept;
 
-// Returns the number of bytes read. One read gives the available bytes, and 0 at the end; the form
-// with a position reads until the room is full or the file ends, and does not move the file's
-// position.
+// Return the number of bytes read, which is 0 at the end. readFile returns the available bytes.
+// readFileAt reads until the room is full or the file ends, and does not move the file's position.
 long long readFile(int fd, void* out, std::size_t room) noexcept;
 long long readFileAt(int fd, void* out, std::size_t room, long long position) noexcept;
 
-// Writes all bytes. A pipe without a reader is a failure and sends no signal.
+// Write all bytes. Writing to a pipe without a reader fails and raises no SIGPIPE.
 bool writeFile(int fd, std::string_view bytes) noexcept;
 bool writeFileAt(int fd, std::string_view bytes, long long position) noexcept;
 
 struct FileStatus {
     bool isDirectory = false;
-    long long size = -1;  // of anything but a directory
+    long long size = -1;  // -1 for a directory
 };
-// Follows links.
+// Follows symbolic links.
 bool fileStatus(const std::string& path, FileStatus& status) noexcept;
 
 // Identifies a directory while it exists.
@@ -55,15 +55,17 @@ struct DirectoryId {
     friend bool operator==(const DirectoryId&, const DirectoryId&) noexcept = default;
 };
 
-// Where the system puts the entries of directories, of one after another.
+// Directory entries read from the system but not yet returned by OpenDirectory::next. Can be used
+// for several directories, one after another.
 struct EntryBuffer {
     alignas(8) char bytes[32768];
     std::size_t size = 0;
     std::size_t next = 0;
 };
 
-// A directory open for reading, or none. Other directories are opened relative to its descriptor
-// and not by path, so long paths and directories that are moved meanwhile do no harm.
+// A directory that is open for reading, or none. child and parent open directories relative to this
+// descriptor and not by path, so they work with paths of any length and after a directory was
+// moved. The destructor closes the directory.
 class OpenDirectory {
 public:
     OpenDirectory() noexcept = default;
@@ -78,14 +80,14 @@ public:
     bool valid() const noexcept { return fd_ != -1; }
     void close() noexcept;
 
-    // None when the name is a link, also one to a directory.
+    // Not valid if the name is a symbolic link, even if it leads to a directory.
     OpenDirectory child(const char* name) const noexcept;
     OpenDirectory parent() const noexcept;
     DirectoryId id() const noexcept;
 
-    // Reads the next entry except "." and "..". Returns 1, 0 at the end, or -1; after 0 and -1 the
-    // buffer is free for another directory. The name is valid until the next call. The status is
-    // empty if it can't be read.
+    // Reads the next entry, without "." and "..". Returns 1, 0 at the end, or -1 on failure. After
+    // 0 and -1 the buffer can be used for another directory. `name` is valid until the next call.
+    // `status` is that of a file of size -1 if it can't be read.
     int next(EntryBuffer& buffer, const char*& name, FileStatus& status) noexcept;
 
 private:
@@ -94,7 +96,7 @@ private:
     int fd_ = -1;
 };
 
-// The path of the running program; empty if the system does not provide it.
+// The path of the running program, or empty if the system does not provide it.
 std::string programPath();
 
 }  // namespace qor::platform

@@ -21,12 +21,12 @@ using std::from_chars;
 
 #else
 
-// std::from_chars for a number without a sign, which begins with a digit or a point: the standard
-// library has none for floating point.
+// A replacement for std::from_chars, for standard libraries without the floating-point form. Reads
+// only numbers without a sign.
 template <std::floating_point T>
 std::from_chars_result from_chars(const char* first, const char* last, T& value) noexcept {
     const auto isDigit = [last](const char* at) { return at != last && *at >= '0' && *at <= '9'; };
-    // No more digits decide how a double is rounded, but for whether one of the rest is not 0.
+    // The rounding of a double depends on no more digits, except for whether all others are 0.
     constexpr std::size_t kDigits = 800;
     const char* const begin = first;
     char number[kDigits + 32];
@@ -69,7 +69,7 @@ std::from_chars_result from_chars(const char* first, const char* last, T& value)
         value = 0;
         return {first, std::errc()};
     }
-    // Without a point the text is read in the same way in all locales.
+    // The text has no point, so every locale reads it in the same way.
     constexpr long long kFar = 99999;
     number[digits++] = 'e';
     *std::to_chars(number + digits, std::end(number), std::clamp(exponent, -kFar, kFar)).ptr = '\0';

@@ -3,8 +3,8 @@
 
 namespace qor::platform {
 
-// Whether code for the vector units of this processor may be chosen. False if the environment
-// variable QOR_PORTABLE is "on", with which tests run the portable code on every machine. The
+// Whether code for the vector units of this processor may be used. False if the environment
+// variable QOR_PORTABLE is "on": tests set it to run the portable code on every machine. The
 // variable is read once.
 bool vectorsAllowed() noexcept;
 

@@ -21,11 +21,11 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-// The most that one call moves.
+// Maximum number of bytes per system call.
 constexpr std::size_t kMostAtOnce = 1UL << 30;
 constexpr std::size_t kOnePiece = 2048;
 
-// What is left of the two parts.
+// The unsent rest of the two parts.
 class Parts {
 public:
     Parts(const void* head, std::size_t headSize, const void* body, std::size_t bodySize) noexcept
@@ -58,13 +58,13 @@ private:
     std::size_t left_;
 };
 
-// 1, 0 when the time has passed, or -1.
+// Returns 1, 0 on timeout, or -1 with the reason in errno.
 int waitFor(int socket, short events, int milliseconds) noexcept {
     pollfd waiting{socket, events, 0};
     return poll(&waiting, 1, milliseconds);
 }
 
-// 0, ETIME or another error number.
+// Returns 0, ETIME on timeout, or another error number.
 int waitUntil(int socket, short events, Clock::time_point end) noexcept {
     for (;;) {
         const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now()).count();
@@ -79,7 +79,7 @@ int waitUntil(int socket, short events, Clock::time_point end) noexcept {
 Transfer sendParts(int socket, Parts parts, int seconds) noexcept {
     const std::size_t all = parts.left();
     const int flags = MSG_NOSIGNAL | (seconds < 0 ? 0 : MSG_DONTWAIT);
-    // The clock is read when something has to be waited for.
+    // The clock is read only when the socket is not ready.
     Clock::time_point end{};
     while (parts.left() != 0) {
         const ssize_t n = parts.send(socket, flags);
@@ -108,7 +108,7 @@ int checkPeer(int socket) noexcept {
 
 Transfer sendAll(int socket, const void* head, std::size_t headSize, const void* body,
                  std::size_t bodySize, int seconds) noexcept {
-    // The system takes one piece faster than two.
+    // Sending one copied piece is faster than sending two.
     char piece[kOnePiece];
     if (bodySize != 0 && headSize + bodySize <= sizeof piece) {
         std::memcpy(piece, head, headSize);

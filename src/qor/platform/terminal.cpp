@@ -31,7 +31,8 @@ bool isTraced() noexcept {
 }  // namespace
 
 bool inputWaiting() noexcept {
-    // Lines that came together are in the library's buffer, where poll does not see them.
+    // One read can fetch several lines. The rest is in the buffer of the C library, which poll does
+    // not see.
     if (stdin->_IO_read_ptr < stdin->_IO_read_end) return true;
     pollfd input{STDIN_FILENO, POLLIN, 0};
     return ::poll(&input, 1, 0) > 0;
@@ -42,7 +43,7 @@ void continueInput() noexcept {
 }
 
 bool debuggerAttached() noexcept {
-    // The second of the last check, with its result in the lowest bit.
+    // The time of the last check in seconds, shifted left by 1, with the result in the lowest bit.
     static std::atomic<long long> last{-1};
     const long long now = coarseSeconds();
     const long long known = last.load(std::memory_order_relaxed);

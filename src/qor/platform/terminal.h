@@ -3,13 +3,13 @@
 
 namespace qor::platform {
 
-// Whether reading the standard input gives something at once, an end included. What the C library
-// holds already counts.
+// Whether a read from the standard input returns at once, with text or with the end of input. Text
+// in the buffer of the C library counts too.
 bool inputWaiting() noexcept;
-// Lets the C library read on after it has met the end of input.
+// Lets the C library continue to read after the end of input.
 void continueInput() noexcept;
 
-// Looked up at most once a second.
+// Asks the system at most once per second.
 bool debuggerAttached() noexcept;
 
 }  // namespace qor::platform

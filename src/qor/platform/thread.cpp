@@ -15,7 +15,7 @@ namespace qor::platform {
 
 namespace {
 
-// Room for the body, in addition to the part of each stack that the system uses.
+// Minimum stack of the body, in addition to the part of each stack that the system uses.
 constexpr std::size_t kLeastRoom = 64 * 1024;
 
 constinit thread_local unsigned threadNumber = 0;
@@ -26,7 +26,7 @@ void forgetNumbers() noexcept {
     processNumber.store(0, std::memory_order_relaxed);
 }
 
-// Call it before a number is cached.
+// Must be called before a number is cached.
 void watchForks() noexcept {
     static const int watched = pthread_atfork(nullptr, nullptr, forgetNumbers);
     static_cast<void>(watched);
@@ -42,7 +42,7 @@ std::size_t leastStackSize() noexcept {
     return kLeastRoom + static_cast<std::size_t>(std::max(least, 0L));
 }
 
-// What a thread is started with.
+// The attributes of a new thread.
 class Attributes {
 public:
     Attributes() noexcept : error_(pthread_attr_init(&attributes_)) {}
@@ -65,7 +65,7 @@ private:
     bool valid_ = error_ == 0;
 };
 
-// What sched_setattr takes, which the C library does not declare.
+// The argument of the system call sched_setattr, which the C library does not declare.
 struct PromptAttributes {
     std::uint32_t size = sizeof(PromptAttributes);
     std::uint32_t policy = SCHED_OTHER;
@@ -88,13 +88,14 @@ struct SystemThread {
     void* const argument;
     const unsigned process = currentProcessId();
     std::atomic<int> owners{2};
-    // The thread stores its handle and then its number; before that, the handle must not be used.
+    // The thread stores its handle and then its number: wait for the number before using the
+    // handle.
     pthread_t handle{};
     std::atomic<unsigned> id{0};
     std::atomic<bool> ended{false};
     std::atomic<int> joined{Joined::No};
 
-    // A forked child has no other thread than the one that forked.
+    // After a fork the child has only the thread that called fork.
     bool inOtherProcess() const noexcept { return process != currentProcessId(); }
 };
 
@@ -107,7 +108,7 @@ void release(SystemThread* thread) noexcept {
     delete thread;
 }
 
-// Also when the thread is ended by pthread_exit.
+// A destructor, so that it also runs when pthread_exit ends the thread.
 struct Ending {
     SystemThread* thread;
     ~Ending() {
@@ -158,7 +159,7 @@ void runPromptly() noexcept {
     sched_param lowest{};
     lowest.sched_priority = sched_get_priority_min(SCHED_RR);
     if (sched_setscheduler(0, SCHED_RR | SCHED_RESET_ON_FORK, &lowest) == 0) return;
-    // A short slice makes the scheduler prefer the thread when it wakes up.
+    // With a short time slice the scheduler prefers the thread when it wakes up.
     PromptAttributes attributes;
     syscall(SYS_sched_setattr, 0, &attributes, 0U);
 }
@@ -184,13 +185,13 @@ bool isRunning(const SystemThread& thread) noexcept {
 
 int waitForThread(SystemThread& thread) noexcept {
     if (thread.inOtherProcess()) return 0;
-    // The number of a thread that has ended may be another one's.
+    // After the thread has ended, its number may belong to another thread.
     const bool ended = thread.ended.load(std::memory_order_acquire);
     if (!ended && threadId(thread) == currentThreadId()) return EDEADLK;
     for (;;) {
         int joined = Joined::No;
         if (thread.joined.compare_exchange_strong(joined, Joined::UnderWay)) {
-            // A wait that was cancelled would leave the others waiting for ever.
+            // If this wait were cancelled, the other waiting threads would never return.
             int cancelling = PTHREAD_CANCEL_ENABLE;
             pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &cancelling);
             const int error = pthread_join(thread.handle, nullptr);

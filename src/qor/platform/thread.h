@@ -7,51 +7,55 @@
 
 namespace qor::platform {
 
-// The system's numbers of the calling thread and of the process. They are cached, and right in a
-// forked child too.
+// The system's numbers of the calling thread and of the process. They are cached; after a fork the
+// child reads its own.
 unsigned currentThreadId() noexcept;
 unsigned currentProcessId() noexcept;
 
-// Whether the process has a thread of this number. Numbers are used again.
+// Whether the process has a thread with this number. The system reuses the numbers of ended
+// threads.
 bool threadExists(unsigned id) noexcept;
 
 void yieldThread() noexcept;
 
 // Asks the system to run the calling thread as soon as it is ready: before all threads of normal
 // priority if the process has the right (root, or CAP_SYS_NICE), else before threads that have used
-// their share. For threads that do little work at a time. Threads that it starts do not inherit
-// this.
+// their share of time. Use it only for a thread that does little work at a time. Threads that the
+// calling thread starts do not inherit this.
 void runPromptly() noexcept;
 
-// A thread that was started here. It has two owners, the thread itself and its starter; if it was
-// not joined, the last owner to release it detaches it. Any thread may call these functions.
+// A thread that startThread has started. The object has two owners: the thread itself and the
+// caller of startThread. The last owner to release it deletes it, and detaches the thread if it was
+// not joined. Any thread may call the functions below.
 struct SystemThread;
 
-// Starts a thread that calls body(argument). A stack size of 0 is the system's default, and one
-// that is too small is raised. Null for a failure, with its number in `error`. An exception that
-// leaves the body ends the process.
+// Starts a thread that calls body(argument). A stackSize of 0 is the system's default; a size that
+// is too small is raised. Returns null on failure, with the error number in `error`. Throws
+// std::bad_alloc. An exception that leaves the body ends the process.
 SystemThread* startThread(std::size_t stackSize, void (*body)(void*), void* argument, int& error);
 
-// Waits until the thread has stored its number, which it does first.
+// Waits until the thread has stored its number, before its body runs.
 unsigned threadId(const SystemThread& thread) noexcept;
 
-// False as soon as the body has ended.
+// False after the body has ended, and in a forked child.
 bool isRunning(const SystemThread& thread) noexcept;
 
-// Waits until the thread has ended, with its thread_local objects. Any number of threads may wait,
-// one after another and at once. 0 or an error number: EDEADLK for a thread that waits for itself.
+// Waits until the thread has ended and its thread_local objects are destroyed. Several threads may
+// wait, also at the same time. Returns 0 or an error number, such as EDEADLK for a thread that
+// waits for itself. In a forked child it returns 0 at once.
 int waitForThread(SystemThread& thread) noexcept;
 
-// Releases the starter's share.
+// Releases the ownership of the caller of startThread. Null does nothing.
 void closeThread(SystemThread* thread) noexcept;
 
-// A function that is called at the end of each thread that requests it, after the destructors of
-// the thread's thread_local objects, with the last argument that the thread gave. The function may
-// request another call. There is one object for each purpose, for the life of the process.
+// Calls a function at the end of each thread that has called `ask`, after the destructors of the
+// thread's thread_local objects. The function gets the last argument that the thread passed to
+// `ask`, and may call `ask` again. Objects must live as long as the process: the destructor does
+// not cancel the calls.
 class ThreadExitCall {
 public:
     explicit ThreadExitCall(void (*function)(void*)) noexcept;
-    // Null takes the question back. False if the thread cannot be watched.
+    // Null cancels the request. Returns false if the system cannot store the request.
     bool ask(void* argument) const noexcept;
 
 private:
@@ -59,8 +63,8 @@ private:
     bool valid_;
 };
 
-// Registers functions that are called before each fork, and after it in the parent and in the
-// child.
+// Registers functions that are called before each fork, and after each fork in the parent and in
+// the child.
 void callAtFork(void (*before)(), void (*inParent)(), void (*inChild)()) noexcept;
 
 }  // namespace qor::platform

@@ -20,7 +20,7 @@ namespace utf8_portable {
 
 namespace {
 
-// As many ASCII characters as are moved at once.
+// The number of ASCII characters that are copied at once.
 constexpr std::size_t asciiStep = 16;
 
 struct Sequence {
@@ -28,14 +28,14 @@ struct Sequence {
     unsigned length;
 };
 
-// The sequence at the front of a text that is not empty; a malformed one is as long as it could
-// still have become valid.
+// The sequence at the front of a text, which must not be empty. The length of a malformed sequence
+// is that of its longest part that begins a valid sequence, at least 1.
 Sequence frontSequence(const char* text, std::size_t size) {
     const unsigned lead = static_cast<unsigned char>(text[0]);
     if (lead < 0x80) return {lead, 1};
     if (lead < 0xC2 || lead > 0xF4) return {replacementCharacter, 1};
     const unsigned length = lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : 4;
-    // The second byte shows overlong forms, surrogates, and values above U+10FFFF.
+    // The range of the second byte excludes overlong forms, surrogates, and values above U+10FFFF.
     unsigned lowest = lead == 0xE0 ? 0xA0 : lead == 0xF0 ? 0x90 : 0x80;
     unsigned highest = lead == 0xED ? 0x9F : lead == 0xF4 ? 0x8F : 0xBF;
     std::uint32_t c = lead & (0x7FU >> length);
@@ -49,8 +49,8 @@ Sequence frontSequence(const char* text, std::size_t size) {
     return {c, length};
 }
 
-// Recognises well-formed sequences of 2 and 3 bytes, the most frequent ones after ASCII, with few
-// branches; frontSequence does all others. The text has at least 3 bytes.
+// Decodes well-formed sequences of 2 and 3 bytes with few branches, since they are the most
+// frequent after ASCII; frontSequence decodes all others. The text has at least 3 bytes.
 Sequence likelySequence(const char* text, std::size_t size) {
     const auto byte = [text](unsigned i) -> unsigned {
         return static_cast<unsigned char>(text[i]);
@@ -79,7 +79,7 @@ bool isAscii(const wchar_t* text) {
     return bits < 0x80;
 }
 
-// Moves as many whole steps of ASCII as there are.
+// Copies ASCII characters while whole steps are left.
 template <class Source, class Target>
 void moveAscii(Utf8Cursor<Source, Target>& at) {
     while (at.left() >= asciiStep && at.room() >= asciiStep && isAscii(at.in)) {
@@ -163,7 +163,7 @@ constexpr Utf8Form allForms[] = {
     {"portable", utf8_portable::toWide, utf8_portable::toUtf8},
 };
 
-// A machine that can run one form can run all later ones.
+// A machine that can run an entry of allForms can run all later entries.
 std::size_t firstForm() noexcept {
 #if defined(__x86_64__)
     if (utf8_avx512::runsHere()) return 0;
@@ -189,7 +189,7 @@ Utf8Progress wideToUtf8(std::wstring_view text, char* out, std::size_t room) noe
 
 std::size_t uncutSize(std::string_view text, std::size_t n) noexcept {
     if (n >= text.size()) return text.size();
-    // No sequence has more than 3 bytes after its lead.
+    // A sequence has at most 3 bytes after its lead byte.
     for (std::size_t size = n; n - size <= 3; --size) {
         if (!isContinuation(static_cast<unsigned char>(text[size]))) return size;
     }

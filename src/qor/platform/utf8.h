@@ -6,10 +6,10 @@
 #include <span>
 #include <string_view>
 
-// UTF-8 to wide text, one character in each place, and back. Nothing here fails: malformed input
-// becomes U+FFFD, once for each maximal part that could have begun a sequence, so that an encoded
-// surrogate gives three. Wide values that are no characters become U+FFFD too. A zero is a
-// character like any other.
+// Converts UTF-8 (RFC 3629) to wide text, one wchar_t per character, and back. No conversion fails.
+// In malformed UTF-8 each maximal subpart (as in the Unicode standard) becomes one U+FFFD; so an
+// encoded surrogate becomes three. An invalid wide value becomes U+FFFD. A zero is a character like
+// any other.
 
 namespace qor::platform {
 
@@ -21,30 +21,30 @@ constexpr bool isSurrogate(std::uint32_t c) noexcept {
     return c >> 11 == 0xD800 >> 11;
 }
 
-// The character of a wide value.
+// The character of a wide value: U+FFFD if it is a surrogate or above U+10FFFF.
 constexpr wchar_t characterOf(wchar_t wide) noexcept {
     const auto c = static_cast<std::uint32_t>(wide);
     return isSurrogate(c) || c > 0x10FFFF ? replacementCharacter : wide;
 }
 
-// How far a conversion came: in places of the source and in places of the target.
+// The number of source elements read and of target elements written by a conversion.
 struct Utf8Progress {
     std::size_t read;
     std::size_t written;
 };
 
-// Convert whole characters until the text or the room ends, and neither read outside the text nor
-// write outside the room. The rest of the room after the result may be overwritten. Room for 4
-// bytes, or for one wide character, always makes progress; as many places as the text has bytes, or
-// 4 bytes for each character, are always enough.
+// Convert whole characters until the text or the room ends. They never read outside the text or
+// write outside the room, but they may overwrite the rest of the room after the result. Room for
+// one character (one wchar_t, or 4 bytes) is enough to make progress. Room for one wchar_t per byte
+// of UTF-8, or for 4 bytes per wide character, is enough for all of the text.
 Utf8Progress utf8ToWide(std::string_view text, wchar_t* out, std::size_t room) noexcept;
 Utf8Progress wideToUtf8(std::wstring_view text, char* out, std::size_t room) noexcept;
 
-// How many of the first n bytes can be converted on their own, without a sequence being cut. n is
-// at least 4, and then the result is not 0, unless the text is empty.
+// Returns how many of the first n bytes can be converted separately, without cutting a sequence. n
+// must be at least 4. The result is 0 only for empty text.
 std::size_t uncutSize(std::string_view text, std::size_t n) noexcept;
 
-// The converters that this machine can run, fastest first. All give the same results.
+// The implementations that this machine can run, fastest first. All give the same results.
 struct Utf8Form {
     const char* name;
     Utf8Progress (*toWide)(std::string_view text, wchar_t* out, std::size_t room) noexcept;

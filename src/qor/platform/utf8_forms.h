@@ -5,8 +5,8 @@
 
 namespace qor::platform {
 
-// Runs everywhere. The other forms use it for malformed text, and where too little text or room is
-// left for them.
+// Runs on every machine. The other implementations use it for malformed text, and when the rest of
+// the text or of the room is too short for them.
 namespace utf8_portable {
 Utf8Progress toWide(std::string_view text, wchar_t* out, std::size_t room) noexcept;
 Utf8Progress toUtf8(std::wstring_view text, char* out, std::size_t room) noexcept;
@@ -26,7 +26,7 @@ Utf8Progress toUtf8(std::wstring_view text, char* out, std::size_t room) noexcep
 }  // namespace utf8_avx512
 #endif
 
-// The state of a conversion.
+// The state of a conversion: its position and the ends of the text and of the room.
 template <class Source, class Target>
 class Utf8Cursor {
 public:
@@ -50,7 +50,7 @@ public:
         return {static_cast<std::size_t>(in - inBegin_), static_cast<std::size_t>(out - outBegin_)};
     }
 
-    // The position of the conversion.
+    // The next element to read and the next place to write.
     const Source* in;
     Target* out;
 

@@ -1,7 +1,7 @@
 #if defined(__x86_64__)
 
 #if defined(__GNUC__) && !defined(__clang__)
-// The compiler's own header leaves registers unset that it does not use, and is warned about it.
+// GCC warns about its own header, which leaves unused registers unset.
 #pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
 #endif
 
@@ -15,16 +15,16 @@
 #include "platform/processor.h"
 #include "platform/utf8_forms.h"
 
-// Neither form branches on a single character's length, so text that changes its script from word
-// to word is as fast as any other.
+// Neither implementation branches on the length of a character, so text that mixes scripts is as
+// fast as any other.
 //
-// A character is decoded in a lane of 32 bits: its bytes are gathered with the lead byte on top and
-// moved down to the low end, the marks of UTF-8 are masked off, and two multiplications join the
-// remaining bits. Encoding spreads a character over the four bytes of a lane, the last byte on top,
-// and then removes the unused bytes.
+// Decoding uses a lane of 32 bits for each character. The bytes are gathered with the lead byte on
+// top and shifted down to the low end, the marker bits of UTF-8 are masked off, and two
+// multiplications join the remaining bits. Encoding spreads a character over the four bytes of a
+// lane, with the last byte on top, and then removes the unused bytes.
 //
-// Only functions that are marked for it use the wide registers, so machines without them can load
-// this file.
+// Only functions marked with QOR_AVX2 or QOR_AVX512 use the wide registers, so this file can be
+// loaded on machines without them.
 
 #define QOR_AVX2 [[gnu::target("avx2,bmi,bmi2,popcnt")]]
 #define QOR_AVX512 \
@@ -43,21 +43,21 @@ void stepCarefully(Utf8Decoding& at) noexcept {
     at.step(utf8_portable::toWide(at.rest(), at.out, std::min(at.room(), carefulStep)));
 }
 
-// The greatest byte that continues a sequence, and does not begin one.
+// The largest continuation byte. As signed values, all bytes that begin a sequence are greater.
 constexpr char lastContinuation = static_cast<char>(0xBF);
-// The smallest bytes that begin a sequence of 2, 3 and 4 bytes.
+// The smallest lead bytes of sequences of 2, 3 and 4 bytes.
 constexpr char lead2 = static_cast<char>(0xC0), lead3 = static_cast<char>(0xE0),
                lead4 = static_cast<char>(0xF0);
 
-// By the length of a sequence: its payload, its marks, and the smallest character that needs it.
+// For sequences of 2, 3 and 4 bytes: payload bits, marker bits, and the smallest character.
 constexpr int payload2 = 0x1F3F, payload3 = 0x0F3F3F, payload4 = 0x073F3F3F;
 constexpr int marks2 = 0xC080, marks3 = 0xE08080, marks4 = static_cast<int>(0xF0808080);
 constexpr int least2 = 0x80, least3 = 0x800, least4 = 0x10000;
-// Joins payloads of 6 bits: the upper one of two bytes counts 64, of two words 4096.
+// Factors that join payloads of 6 bits: the upper of two bytes times 64, of two words times 4096.
 constexpr short joinBytes = 0x4001;
 constexpr int joinWords = 0x10000001;
 
-// The marks again, with the last byte on top.
+// The marker bits for encoding, with the last byte on top.
 constexpr int spread2 = static_cast<int>(0x80C00000), spread3 = static_cast<int>(0x8080E000),
               spread4 = static_cast<int>(0x808080F0);
 
@@ -69,7 +69,7 @@ namespace {
 
 // The characters that one step converts.
 constexpr std::size_t lanes = 8;
-// The bytes of one step.
+// The bytes that one step reads.
 constexpr unsigned windowSize = 16;
 
 QOR_AVX2 inline __m256i load(const void* p) {
@@ -90,21 +90,20 @@ QOR_AVX2 inline bool moveAscii(Utf8Decoding& at) {
     return true;
 }
 
-// A bit for each of 32 bytes that begins a sequence.
+// One bit for each of 32 bytes: set if the byte begins a sequence.
 QOR_AVX2 inline std::uint64_t leadsOf(const char* p) {
     const __m256i leads = _mm256_cmpgt_epi8(load(p), _mm256_set1_epi8(lastContinuation));
     return static_cast<std::uint32_t>(_mm256_movemask_epi8(leads));
 }
 
-// The first eight nibbles in a lane each.
+// The lowest eight nibbles, each in its own lane.
 QOR_AVX2 inline __m256i spreadNibbles(std::uint64_t nibbles) {
     const __m256i all = _mm256_set1_epi32(static_cast<int>(nibbles));
     const __m256i moved = _mm256_srlv_epi32(all, _mm256_setr_epi32(0, 4, 8, 12, 16, 20, 24, 28));
     return _mm256_and_si256(moved, _mm256_set1_epi32(15));
 }
 
-// The characters that begin in a window, and a bit for each well-formed one. The leads are those of
-// the window and of the bytes after it.
+// The characters that begin in a window, and one bit for each: set if it is well-formed.
 struct Window {
     __m256i characters;
     unsigned wellFormed;
@@ -117,7 +116,8 @@ QOR_AVX2 inline Window decode(const char* window, std::uint64_t leads) {
     const __m256i marks = _mm256_setr_epi32(-1, 0, marks2, marks3, marks4, -1, -1, -1);
     const __m256i least = _mm256_setr_epi32(0, 0, least2, least3, least4, 0, 0, 0);
 
-    // The places of the leads, in a nibble each; place 16 is 0, which the length below undoes.
+    // The places of the lead bytes, one nibble each. Place 16 becomes 0; the subtraction modulo 16
+    // below still gives the right length.
     const std::uint64_t places =
         _pext_u64(0xFEDCBA9876543210U, _pdep_u64(leads, 0x1111111111111111U) * 15);
     const __m256i place = spreadNibbles(places);
@@ -149,16 +149,18 @@ QOR_AVX2 inline Window decode(const char* window, std::uint64_t leads) {
     return {joined, static_cast<unsigned>(_mm256_movemask_ps(_mm256_castsi256_ps(right)))};
 }
 
-// Converts windows until the block or the room has none left, or false at a malformed one.
+// Converts windows until the rest of the block or of the room is too small. Returns false at a
+// window with malformed text.
 QOR_AVX2 inline bool convertBlock(Utf8Decoding& at) {
     const std::uint64_t leads = leadsOf(at.in) | leadsOf(at.in + 32) << 32;
     const char* const block = at.in;
     unsigned offset = 0;
-    // The byte after a window is in the block too.
+    // The byte after the window must be in the block too.
     while (offset < blockSize - windowSize && at.room() >= lanes) {
         const std::uint64_t ahead = leads >> offset;
         const Window window = decode(block + offset, ahead);
-        // A character ends where the next one begins, at the latest directly after the window.
+        // A character ends where the next character begins. The last begin that counts is the byte
+        // after the window.
         const std::uint64_t begins = ahead & ((2U << windowSize) - 1);
         const std::uint64_t ninth = _pdep_u64(1U << lanes, begins);
         const auto size = ninth != 0 ? static_cast<unsigned>(_tzcnt_u64(ninth))
@@ -177,7 +179,7 @@ QOR_AVX2 inline bool convertBlock(Utf8Decoding& at) {
 }  // namespace
 
 bool runsHere() noexcept {
-    // Zen 1 and 2 have pdep and pext in microcode, where they are slower than the portable form.
+    // On Zen 1 and 2, pdep and pext are microcode, so this code is slower than the portable code.
     return vectorsAllowed() && __builtin_cpu_supports("avx2") && __builtin_cpu_supports("bmi2") &&
            !__builtin_cpu_is("znver1") && !__builtin_cpu_is("znver2");
 }
@@ -201,7 +203,8 @@ QOR_AVX2 inline bool moveAscii(Utf8Encoding& at) {
     const __m256i c = load(at.in + 2 * lanes), d = load(at.in + 3 * lanes);
     const __m256i all = _mm256_or_si256(_mm256_or_si256(a, b), _mm256_or_si256(c, d));
     if (!_mm256_testz_si256(all, _mm256_set1_epi32(~0x7F))) return false;
-    // Packing works in the halves of a register; the permutation puts their quarters in order.
+    // The pack instructions work on each half of a register separately; the permutation restores
+    // the order.
     const __m256i packed =
         _mm256_packus_epi16(_mm256_packus_epi32(a, b), _mm256_packus_epi32(c, d));
     store(at.out, _mm256_permutevar8x32_epi32(packed, _mm256_setr_epi32(0, 4, 1, 5, 2, 6, 3, 7)));
@@ -220,7 +223,7 @@ QOR_AVX2 inline void convertLanes(Utf8Encoding& at) {
     const __m256i c = _mm256_blendv_epi8(given, _mm256_set1_epi32(replacementCharacter),
                                          _mm256_or_si256(tooGreat, surrogate));
 
-    // Minus one for each byte after the first.
+    // -1 for each byte after the first.
     const __m256i notAscii = _mm256_cmpgt_epi32(c, _mm256_set1_epi32(0x7F));
     const __m256i more = _mm256_add_epi32(
         notAscii, _mm256_add_epi32(_mm256_cmpgt_epi32(c, _mm256_set1_epi32(0x7FF)),
@@ -269,7 +272,7 @@ namespace utf8_avx512 {
 
 namespace {
 
-// The characters that one register holds.
+// The characters in one register.
 constexpr std::size_t lanes = 16;
 
 // The numbers 0 to 63, each repeated `times` times.
@@ -296,7 +299,7 @@ QOR_AVX512 inline __m512i loadBytes(const char* p, std::size_t left) {
     return _mm512_maskz_loadu_epi8(firstBytes(left), p);
 }
 
-// A bit for each byte that begins a sequence.
+// One bit for each byte: set if the byte begins a sequence.
 QOR_AVX512 inline std::uint64_t leadsOf(__m512i block) {
     return _mm512_cmpgt_epi8_mask(block, _mm512_set1_epi8(lastContinuation));
 }
@@ -310,11 +313,11 @@ struct Lanes {
     __mmask16 wrong;
 };
 
-// The characters that begin at 16 places, each given four times, of which the marks of UTF-8 are
-// known to be right but for lead bytes that no sequence has.
+// Decodes the characters that begin at 16 places; each place is given four times. The caller has
+// checked the marker bits of the continuation bytes, but not that the lead bytes are valid.
 QOR_AVX512 inline Lanes decode(__m512i block, __m512i nextBlock, __m512i placesOfLeads) {
-    // By the upper half of the lead byte. The payload of 4 bytes has a bit too many, so that leads
-    // which no sequence has give values that are too great.
+    // Indexed by the upper half of the lead byte. The payload of 4 bytes has one extra bit, so that
+    // invalid lead bytes give values that are too great.
     const __m512i shifts =
         _mm512_setr_epi32(24, 24, 24, 24, 24, 24, 24, 24, 0, 0, 0, 0, 16, 16, 8, 0);
     const __m512i payloads =
@@ -339,7 +342,7 @@ QOR_AVX512 inline Lanes decode(__m512i block, __m512i nextBlock, __m512i placesO
     return {joined, static_cast<__mmask16>(tooSmall | tooGreat | surrogate)};
 }
 
-// Writes the characters that begin at the leads, at most 64; false if one is malformed.
+// Writes the `count` characters that begin at `leads`. Returns false if any is malformed.
 QOR_AVX512 inline bool writeCharacters(__m512i block, __m512i nextBlock, std::uint64_t leads,
                                        std::size_t count, wchar_t* out) {
     const __m512i placesOfLeads =
@@ -364,13 +367,14 @@ QOR_AVX512 inline void writeAscii(const char* in, wchar_t* out) {
     }
 }
 
-// Converts blocks while the text is well-formed and there is room. The characters of a block are
-// those that begin in it, and the next block always starts 64 bytes later: no block depends on the
-// result of the previous one.
+// Converts blocks while the text is well-formed and there is room. A character belongs to the block
+// in which it begins, and the next block always starts 64 bytes later: so no block has to wait for
+// the result of the previous block.
 QOR_AVX512 inline void convertBlocks(Utf8Decoding& at) {
     __m512i block = loadBytes(at.in, at.left());
     std::uint64_t leads = leadsOf(block);
-    // The bytes at the front of the block that belong to a character before it.
+    // One bit for each byte at the front of the block that belongs to a character of the block
+    // before.
     std::uint64_t carried = 0;
     const char* in = at.in;
     for (std::size_t left = at.left(); left != 0;) {
@@ -422,7 +426,7 @@ QOR_AVX512 Utf8Progress toWide(std::string_view text, wchar_t* out, std::size_t 
 
 namespace {
 
-// The bytes of each character in its lane; those that it does not use are zero.
+// The UTF-8 bytes of each character in its lane; unused bytes are zero.
 QOR_AVX512 inline __m512i spread(__m512i given) {
     const __mmask16 tooGreat = _mm512_cmpge_epu32_mask(given, _mm512_set1_epi32(0x110000));
     const __mmask16 surrogate = _mm512_cmplt_epu32_mask(
@@ -435,20 +439,20 @@ QOR_AVX512 inline __m512i spread(__m512i given) {
     __m512i marks = _mm512_set1_epi32(spread2);
     marks = _mm512_mask_mov_epi32(marks, above2, _mm512_set1_epi32(spread3));
     marks = _mm512_mask_mov_epi32(marks, above3, _mm512_set1_epi32(spread4));
-    // Of each pair of characters the 8 bits from bit 18, 12, 6 and 0 on, and so for the other one.
+    // For both characters of each 64 bits: the 8 bits that start at bit 18, 12, 6 and 0.
     const __m512i parts = _mm512_multishift_epi64_epi8(_mm512_set1_epi64(0x20262C3200060C12), c);
     const __m512i marked = _mm512_or_si512(_mm512_and_si512(parts, _mm512_set1_epi8(0x3F)), marks);
     return _mm512_mask_mov_epi32(_mm512_slli_epi32(c, 24), above1, marked);
 }
 
-// A bit for each byte that is used: the last one of a character also when it is zero.
+// One bit for each used byte. The last byte of a character is always used, even if it is zero.
 QOR_AVX512 inline std::uint64_t usedBytes(__m512i spreadBytes) {
     return _mm512_test_epi8_mask(
         _mm512_or_si512(spreadBytes, _mm512_set1_epi32(static_cast<int>(0xFF000000))),
         _mm512_set1_epi8(-1));
 }
 
-// Converts four registers, which need not use up the room.
+// Converts four registers. The room must have 4 bytes for each character.
 QOR_AVX512 inline void convertPlenty(Utf8Encoding& at) {
     for (std::size_t i = 0; i < 4; ++i) {
         const __m512i bytes = spread(_mm512_loadu_si512(at.in));
@@ -458,14 +462,15 @@ QOR_AVX512 inline void convertPlenty(Utf8Encoding& at) {
     }
 }
 
-// Converts the rest, which fits into one register. False if the room ends first.
+// Converts the characters of one register, or all that are left. Returns false if the room ends
+// first.
 QOR_AVX512 inline bool convertRest(Utf8Encoding& at) {
     std::size_t read = std::min(at.left(), lanes);
     const __m512i bytes = spread(_mm512_maskz_loadu_epi32(firstLanes(read), at.in));
     std::uint64_t used = usedBytes(bytes) & firstBytes(4 * read);
     const bool fits = static_cast<std::size_t>(_mm_popcnt_u64(used)) <= at.room();
     if (!fits) {
-        // The first byte that finds no room is of the first character that does not.
+        // The first byte that does not fit belongs to the first character that does not fit.
         read = _tzcnt_u64(_pdep_u64(std::uint64_t{1} << at.room(), used)) / 4;
         used &= firstBytes(4 * read);
     }

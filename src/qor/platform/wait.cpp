@@ -14,7 +14,7 @@ namespace {
 
 static_assert(sizeof(std::atomic<int>) == sizeof(int));
 
-// Leaves errno alone.
+// Does not change errno.
 template <class... Args>
 long call(long number, Args... args) noexcept {
     const int error = errno;
@@ -37,7 +37,7 @@ void wakeOne(const std::atomic<int>& word) noexcept {
     call(SYS_futex, &word, FUTEX_WAKE_PRIVATE, 1, nullptr, nullptr, 0);
 }
 
-// A process registers once before its first barrier.
+// A process must register once before its first barrier.
 bool barrierOnAllThreads() noexcept {
     const auto barrier = [](int command) { return call(SYS_membarrier, command, 0, 0) == 0; };
     if (barrier(MEMBARRIER_CMD_PRIVATE_EXPEDITED)) return true;

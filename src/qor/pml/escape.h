@@ -11,7 +11,7 @@ namespace qor::pml {
 bool needsQuotes(const std::string& text) noexcept;
 bool needsQuotes(const std::wstring& text) noexcept;
 
-// As unescapeString.
+// As unescapeString, for both types of text.
 template <class Text>
 void removeQuotes(Text& text) {
     if (!text.empty() && (text.front() == '\'' || text.front() == '"')) {

@@ -45,7 +45,7 @@ ListValue& ListValue::assign(const Units& units) {
     return *this;
 }
 
-// The unit whose value this is; an owner that was only set may have another value.
+// The unit whose value this list is; null if owner() was only set and the unit has another value.
 Unit* ListValue::holder() const noexcept {
     Unit* const unit = owner();
     return unit != nullptr && unit->value_ == this ? unit : nullptr;

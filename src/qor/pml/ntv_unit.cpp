@@ -48,7 +48,7 @@ Unit::Unit(const Unit& other) : Unit(other.name_) {
 
 Unit& Unit::operator=(const Unit& other) {
     Unit copy(other);
-    // Without memory nothing has changed.
+    // The last step that can raise; the unit is then unchanged.
     name(copy.name_);
     type_.swap(copy.type_);
     takeValueOf(copy);
@@ -206,7 +206,7 @@ void Unit::setValue(istr text) {
         present->assign(text);
         return;
     }
-    // Copied before a list is destroyed, of which the text may be a part.
+    // The text is copied before the list is destroyed, of which it may be a part.
     text_.emplace(text, this);
     replaceValue(&*text_);
 }
@@ -238,7 +238,7 @@ void Unit::initValueAsList() {
 }
 
 Unit& Unit::operator+=(const Unit& other) {
-    // By index and count: the other unit may be this one.
+    // By index and the number at the start, since `other` may be this unit.
     const unsigned long count = other.numofChildren();
     for (unsigned long i = 0; i < count; ++i) {
         addChild(std::unique_ptr<Unit>(new (__FILE__, __LINE__, "qor::pml::ntv::Unit::operator+=")
@@ -350,7 +350,7 @@ void Unit::copyIntoMap(const ListValue& list, Unit* child) {
         if (child->foundByName()) children_->insert(child);
         return;
     }
-    // A child that was cleared in its place may have taken any name; of two the first one counts.
+    // A child that was cleared and renamed may have the name of a sibling; the first one is found.
     auto children = std::make_unique<Children>();
     for (Unit* const unit : list) {
         if (unit->foundByName()) children->insert(unit);
@@ -404,7 +404,7 @@ ListValue& Unit::makeList() {
         list->push_back(first.get());
         first.release()->takeValueOf(*this);
     } else {
-        // A scalar must not be lost if there is no memory for the child.
+        // Reserve room first, so that a scalar is not lost if memory runs out.
         list->makeRoomForFirst();
     }
     replaceValue(list.release());

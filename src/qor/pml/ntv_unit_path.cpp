@@ -9,13 +9,13 @@
 #include "base/same_name.h"
 #include "base/upward.h"
 
-// Units by their names, indices and paths.
+// Finding units by names, indexes and paths.
 
 namespace qor::pml::ntv {
 
 namespace {
 
-// What a child without a name is found under: "[0]".
+// The text by which a child without a name is found: "[0]".
 String indexKey(unsigned long index) {
     String text = "[";
     text += std::to_string(index);
@@ -64,7 +64,7 @@ Unit* Unit::findChild(istr name) const noexcept {
 }
 
 Unit* Unit::at(istr name) const {
-    // A unit that is read through hands out its tree, as its list does.
+    // A const unit gives access to its tree, as its list does.
     if (name.empty() || name == ".") return const_cast<Unit*>(this);
     if (name == "/") return root();
     if (name == "..") return parent_;

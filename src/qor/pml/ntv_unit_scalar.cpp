@@ -5,7 +5,7 @@
 #include "qor/base/base_type_convert.h"
 #include "qor/util/base64.h"
 
-// What the operators of a unit write and read.
+// The operators of a unit for scalars.
 
 namespace qor::pml::ntv {
 

@@ -20,13 +20,13 @@ namespace qor::pml {
 
 template <class Char>
 bool isBlank(Char c) noexcept {
-    // No locale has another opinion on these, of which nearly all text is made.
+    // Nearly all characters; no locale makes them blanks.
     if (c > ' ' && c < 127) return false;
     if (c == ' ' || (c >= '\t' && c <= '\r')) return true;
     return CharIsSpace(c);
 }
 
-// Characters that are a part of a token without further meaning.
+// Characters that are an ordinary part of a token.
 template <class Char>
 constexpr bool isPlain(Char c) noexcept {
     return c != '(' && c != ')' && c != ':' && c != '\'' && c != '"' && c != '^';
@@ -48,7 +48,8 @@ const Char* endOfPlain(const Char* at, const Char* end) noexcept {
     }
 }
 
-// A source gives its next character without taking it, and takes it. Both say when there is none.
+// Sources of characters. One operation returns the next character without consuming it, another one
+// consumes it; both report the end.
 
 template <class Char>
 class TextSource {
@@ -117,8 +118,8 @@ private:
     bool readable_;
 };
 
-// Parses one unit. Incomplete units are on a stack of their own, and a unit joins its parent when
-// it is complete, so all units in the tree are complete after a failure.
+// Parses one unit. Incomplete units are on a separate stack, and a unit is added to its parent when
+// it is complete: so after a failure all units in the tree are complete.
 template <class Char, class Source>
 class pmlParserBase {
 public:
@@ -126,8 +127,8 @@ public:
 
     pmlParserBase(ntv::Unit& unit, Source& source) noexcept : unit_(unit), source_(source) {}
 
-    // In the state PasingName or PasingValue. False when a child cannot be added for want of
-    // memory.
+    // Starts in the state PasingName or PasingValue. Returns false if there is no memory for a
+    // child.
     bool __doParser(State state) {
         ntv::Unit* unit = &unit_;
         if (state == PasingName) {
@@ -144,18 +145,18 @@ public:
     }
 
 private:
-    // What ended a token.
+    // The delimiter that ended a token.
     enum Flag { None = -1, NameDelimiter = 0, ValueBegin = 1, ValueEnd = 2 };
 
-    // Gives the next unit that waits for its value, after that of the last one on the stack, or of
-    // the root, was read. Null at the end, complete or not.
+    // Called after the value of the last unit on the stack, or of the root, was read. Returns the
+    // next unit whose value is to be read; null at the end, complete or not.
     ntv::Unit* nextUnit() {
         while (!open_.empty()) {
             ntv::Unit& parent = open_.size() > 1 ? *open_[open_.size() - 2] : unit_;
             if (!addLastTo(parent)) return nullptr;
             const State state = readName();
             if (state != PasingName) return begin(state);
-            // A name before the end is a child without a value.
+            // A name directly before the end is a child without a value.
             if (!token_.empty()) {
                 open_.push_back(newUnit());
                 if (!addLastTo(parent)) return nullptr;
@@ -178,7 +179,7 @@ private:
             new (__FILE__, __LINE__, "qor::pml::pmlParserBase::__doParser") ntv::Unit(istr(name)));
     }
 
-    // A unit with the token as its name; in the state that the token led to.
+    // Creates a unit with the token as its name, in the given state.
     ntv::Unit* begin(State state) {
         open_.push_back(newUnit());
         ntv::Unit* const unit = open_.back().get();
@@ -186,7 +187,7 @@ private:
         return unit;
     }
 
-    // The state that follows the name, which is the token; PasingName at the end of the list.
+    // Reads a name to token_. Returns the state that follows; PasingName at the end of the list.
     State readName() {
         if (!readToken()) {
             if (!source_.atEnd()) raise("get pml name token");
@@ -194,8 +195,8 @@ private:
             return PasingName;
         }
         if (flag_ == ValueEnd) {
-            // Deliberate (compatibility): after a name it is not consumed, and closes the enclosing
-            // list too.
+            // Deliberate (compatibility): after a name the ")" is not consumed, and so also closes
+            // the enclosing list.
             if (token_.empty()) source_.skip();
             return PasingName;
         }
@@ -211,8 +212,8 @@ private:
         unit.type(text(token_));
     }
 
-    // Reads a scalar and gives null, or begins a list and gives its first child. The end of the
-    // source ends a scalar too.
+    // Reads a scalar and returns null, or begins a list and returns its first child. The end of the
+    // source also ends a scalar.
     ntv::Unit* readValue(ntv::Unit& unit) {
         const bool found = readToken();
         if (found && flag_ != ValueEnd) {
@@ -226,9 +227,9 @@ private:
         return nullptr;
     }
 
-    // Reads a token up to its delimiter, which is consumed too unless it is a ")". False if the
-    // source ends first; the token then has the text so far. A quoted part ends with the quote that
-    // opened it.
+    // Reads a token and its delimiter, which is not consumed if it is a ")". Returns false if the
+    // source ends first; the token then has the text so far. A quoted part ends with the same kind
+    // of quote.
     bool readToken() {
         token_.clear();
         flag_ = None;
@@ -276,7 +277,7 @@ private:
         return true;
     }
 
-    // Behind the opening quote. Strings with only blanks between them join.
+    // Called after the opening quote. Strings with only blanks between them are joined.
     bool readQuoted(Char open) {
         token_.push_back(open);
         Char closing = open;
@@ -296,7 +297,7 @@ private:
         return false;
     }
 
-    // Behind the "(*". Comments nest.
+    // Called after "(*". Comments may be nested.
     bool skipComment() {
         Char previous;
         if (!take(previous)) return false;
@@ -311,7 +312,7 @@ private:
         return false;
     }
 
-    // False at the end of the source.
+    // Returns false at the end of the source.
     bool skipBlanks() {
         Char c;
         while (source_.peek(c)) {
@@ -327,7 +328,7 @@ private:
         return true;
     }
 
-    // A token as the tree has it: in the configured code page.
+    // A token in the configured code page, as in the tree.
     static istr text(const std::string& token) noexcept { return istr(token); }
     static String text(const std::wstring& token) { return toAnsi(wstr(iwstr(token))); }
 

@@ -7,7 +7,7 @@ namespace qor::pml {
 
 bool File::open(std::ifstream& stream) const {
     const std::string path = platform::nativePath(filename_.toWstring());
-    // A directory opens too, and then every read fails.
+    // Opening a directory succeeds, but reading from it fails.
     platform::FileStatus status;
     if (platform::fileStatus(path, status) && status.isDirectory) {
         stream.setstate(std::ios::failbit);

@@ -10,7 +10,7 @@ namespace qor::pml {
 
 namespace {
 
-// The two ways in.
+// The two kinds of input.
 enum class Content { Document, ValueString };
 
 template <class Char, class Source>
@@ -30,7 +30,7 @@ bool falseWithoutMemory(Attempt attempt) {
     }
 }
 
-// Moves the pointer also when the parse raises.
+// Moves the pointer even if the parser raises.
 template <class Char>
 bool fromText(ntv::Unit& unit, const Char*& text, const Char* end, Content content) {
     struct Tracked : TextSource<Char> {
@@ -48,7 +48,7 @@ bool fromPointer(ntv::Unit& unit, const Char*& text, Content content) {
     return falseWithoutMemory([&] { return fromText(unit, text, text + StrLen(text), content); });
 }
 
-// Short text may be inside the unit itself, where the parser writes.
+// Short text may be stored in the unit itself, which the parser overwrites.
 bool isPartOf(istr text, istr own) noexcept {
     const std::less<const char*> less;
     return !less(text.data(), own.data()) && !less(own.end(), text.data());

@@ -7,7 +7,7 @@ namespace qor::pml {
 
 namespace {
 
-// A tree that is not whole for want of memory must not be taken for a whole one.
+// If memory runs out, the incomplete tree is cleared, so that it is not used as a complete one.
 template <class Source>
 void read(ntv::Unit& unit, Source&& source, bool valueString) {
     const bool whole = valueString ? ntvFromValueString(unit, source) : ntvFromPml(unit, source);
@@ -84,7 +84,7 @@ bool stream::isEmptyChild(istr name) const {
 }
 
 void stream::enter(istr type, istr name, istr, istr) {
-    // The unit belongs to another stream.
+    // The unit of another stream is not changed by reading.
     if (isInputStream() && target_ != &unit_) return;
     if (unit().name().empty()) unit().name(name);
     if (unit().type().empty()) unit().type(type);
@@ -107,7 +107,7 @@ part_stream::part_stream(const ntv::Unit& unit, const stream& around) {
     if (around.depth_ >= kMaxDepth) {
         QOR_THROW(DecodeException, "qor::pml::stream::stream", "objects nested too deeply");
     }
-    // An input stream changes its unit only on request, which a codec does not make.
+    // The cast is safe: a codec does not change the unit of an input stream.
     stream_.target_ = const_cast<ntv::Unit*>(&unit);
     stream_.direction_ = stream::kInput;
     stream_.depth_ = around.depth_ + 1;

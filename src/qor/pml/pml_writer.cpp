@@ -14,7 +14,7 @@ using ntv::ListValue;
 using ntv::StringValue;
 using ntv::Unit;
 
-// Collects text, and hands it on to a stream, if there is one, in large pieces.
+// Collects text; if there is a stream, passes it on in large pieces.
 class TextSink {
 public:
     TextSink(std::string& text, std::ostream* stream) noexcept : text_(text), stream_(stream) {}
@@ -38,7 +38,7 @@ private:
     std::ostream* stream_;
 };
 
-// Writes a tree, however deep it is.
+// Writes a tree without recursion.
 class Writer {
 public:
     Writer(TextSink& sink, ShowMode mode, ShowPattern pattern) noexcept
@@ -62,7 +62,7 @@ public:
     }
 
 private:
-    // A unit with children of which some are still to be written.
+    // A unit whose children are being written.
     struct Open {
         ListValue::const_iterator next;
         ListValue::const_iterator end;
@@ -70,7 +70,7 @@ private:
         std::size_t level;
         std::size_t childLevel;
         bool lines;        // a line for each child
-        bool unnamedList;  // the MIXED layout sets these apart
+        bool unnamedList;  // written on separate lines in the MIXED layout
         bool begun = false;
     };
 
@@ -98,7 +98,7 @@ private:
             sink_.put('\n');
             indent(list.childLevel);
         }
-        // Deliberate (compatibility): the child's own step adds its indents once more, also in the
+        // Deliberate (compatibility): begin() adds the child's indent a second time, also in the
         // MIXED layout.
         begin(child, list.childLevel, list.mode);
     }
@@ -109,8 +109,8 @@ private:
         sink_.put(')');
     }
 
-    // As Unit::childWasSingle. Each unit of a chain calls it; the end of the chain that the first
-    // call found answers the later ones.
+    // As Unit::childWasSingle. It is called for each unit of a chain, so the end of the chain is
+    // kept from the first call.
     bool isChain(const Unit& unit) noexcept {
         if (branch_ == nullptr) {
             const Unit& end = unit.chainEnd();
@@ -129,7 +129,7 @@ private:
         sink_.put(" *) ");
     }
 
-    // A name keeps no quotes; its own ones and carets carry a caret.
+    // A name is written without quotes around it; quotes and carets in it get a caret before them.
     void showHead(const Unit& unit) {
         if (pattern_.show_name()) {
             if (needsQuotes(unit.name())) {
@@ -195,7 +195,7 @@ bool ntvToPml(const Unit& unit, String& target, ShowMode mode, ShowPattern patte
 }
 
 bool ntvToPml(const Unit& unit, const File& target, ShowMode mode, ShowPattern pattern) {
-    // After the file is opened, and so emptied, nothing allocates.
+    // The text is complete before the file is opened, and so emptied.
     String text;
     if (!ntvToPml(unit, text, mode, pattern)) return false;
     char buffer[512];

@@ -7,7 +7,7 @@ namespace qor::pml::ntv {
 
 namespace {
 
-// A list that is being shown, and the next of its units.
+// A list that is being written, and the next of its units.
 struct OpenList {
     OpenList(dumper& d, const ListValue& list)
         : scope(d, "qor::pml::ntv::ListValue"), next(list.begin()), end(list.end()) {}
@@ -16,7 +16,7 @@ struct OpenList {
     ListValue::const_iterator end;
 };
 
-// A unit that is being shown: until its end, if its value is a list.
+// A unit that is being written; if its value is a list, until the list's end.
 struct OpenUnit {
     explicit OpenUnit(dumper& d) : scope(d, "qor::pml::ntv::Unit") {}
     dumper::_Entry scope;

@@ -6,7 +6,7 @@
 
 namespace qor::pml::ntv {
 
-// Show a tree on a dumper, however deep it is.
+// Write a tree to a dumper, without recursion.
 void dumpTree(dumper& d, const Unit& unit);
 void dumpTree(dumper& d, const ListValue& list);
 

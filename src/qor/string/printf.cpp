@@ -15,7 +15,7 @@ void Printf::parse() {
         const size_type tag = std::min(find(flag_, start), size());
         if (tag > start) tags_.emplace_back(start, tag);
         if (tag == size()) return;
-        // A tag without an end extends to the end of the format.
+        // A tag without `right_` extends to the end of the format.
         const size_type last = find(right_, tag + 1);
         start = last == std::string::npos ? size() : last + 1;
         tags_.emplace_back(tag, start);

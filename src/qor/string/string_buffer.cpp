@@ -90,8 +90,8 @@ StringBuffer& StringBuffer::appendSlowly(const char* bytes, unsigned long n) {
     return *this;
 }
 
-// Moves the first `kept` bytes into a block with room for `more` bytes after them, and appends
-// `added`, if it is not null. The old storage is released last, since `added` may be a part of it.
+// Moves the first `kept` bytes to a new block with room for `more` bytes after them, and appends
+// `added` unless it is null. The old storage is released last, since `added` may be a part of it.
 void StringBuffer::grow(ulong32 kept, unsigned long more, const char* added) {
     if (more > kLargestCapacity - kept) throw std::bad_alloc();
     const unsigned long wanted = kept + more;

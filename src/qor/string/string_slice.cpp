@@ -10,7 +10,7 @@ namespace qor {
 
 namespace {
 
-// The part of s that a comparison reads: up to and including its first zero.
+// The part of s that is compared: up to and including its first zero.
 std::string_view comparedPart(istr s) noexcept {
     const std::string_view text(s);
     const std::string_view::size_type zero = text.find('\0');

@@ -9,7 +9,7 @@ namespace qor {
 
 namespace {
 
-// istr::trimLeft reads the byte after the view, which is a separator here.
+// Not istr::trimLeft, which also reads the byte after the view: that is the separator.
 istr trimmedLeft(istr text) noexcept {
     while (!text.empty() && CharIsSpace(*text))
         ++text;

@@ -19,7 +19,7 @@ constexpr int kBacklog = 10;
 constexpr long long kWaitMilliseconds = 5000;
 constexpr std::size_t kStartsAtOnce = 64;
 
-// No host is all of this one's addresses.
+// An empty host means all addresses of this machine.
 ACE_INET_Addr listeningAddress(const TcpAddr& address) {
     if (address.ip.empty()) return ACE_INET_Addr(address.port, static_cast<ACE_UINT32>(INADDR_ANY));
     return tcp::toInetAddr(address);
@@ -45,7 +45,7 @@ TcpAcceptor::TcpAcceptor(const TcpAddr& address, const String& name, Handle<TcpC
 bool TcpAcceptor::open() {
     constexpr const char* func = "qor::TcpAcceptor::open";
     ACE::set_handle_limit(-1, 0);
-    // ACE would take a host that is not known for all addresses.
+    // For ACE, an unknown host would mean all addresses.
     const bool known = local_ != ACE_INET_Addr();
     if (!known || acceptor_.open(local_, 1, PF_INET, kBacklog, 0, 0) == -1) {
         net_log::error(func, known ? errno : EADDRNOTAVAIL,
@@ -66,7 +66,7 @@ bool TcpAcceptor::open() {
     return true;
 }
 
-// living() is tested last: a client that arrives after the end is dropped.
+// living() is tested after take(): a client that arrives after the end is dropped.
 bool TcpAcceptor::accept() {
     constexpr const char* func = "qor::TcpAcceptor::accept";
     while (!starting_.empty() && starting_.front()->born())
@@ -104,7 +104,7 @@ void TcpAcceptor::admit(Arrival& client) {
     connection->adopt(client.release());
     try {
         connections_.set(handle, connection);
-        // No address is that of all clients.
+        // Not with an empty address, which means all clients in send().
         if (known) handles_.set(connection->getPeer(), handle);
     } catch (...) {
         forget(*connection);
@@ -115,22 +115,23 @@ void TcpAcceptor::admit(Arrival& client) {
     start(connection);
 }
 
-// A thread begins with a pause of a millisecond: the next ones start meanwhile.
+// Does not wait for the birth: a thread begins with a pause of a millisecond, and others can start
+// meanwhile.
 void TcpAcceptor::start(const Handle<TcpServerImpl>& connection) {
     if (starting_.size() == kStartsAtOnce) settleOldest();
     starting_.push_back(connection);
     try {
         connection->start(tcp::kStackBytes);
     } catch (const std::exception&) {
-        // The system had no thread; the throw was logged.
+        // The system could not start a thread; the throw was logged.
         starting_.pop_back();
         fail(connection);
     }
 }
 
-// A client may have disconnected already, which is no failure: its thread reports its end. A
-// connection that did not open, or that was stopped before it started, is joined here, since no
-// other object may refer to it.
+// A client may already have disconnected; this is not a failure, and its thread reports the end. A
+// connection that did not open, or that was stopped before it started, is joined here, since
+// perhaps no other object refers to it.
 void TcpAcceptor::settleOldest() {
     const Handle<TcpServerImpl> connection = starting_.front();
     starting_.erase(starting_.begin());
@@ -156,8 +157,8 @@ bool TcpAcceptor::send(const TcpAddr& peer, const istr& payload, int timeoutSeco
     return !all.empty();
 }
 
-// A callback that answers its own client needs no search. The number that the first map gives may
-// be that of another client by now.
+// A callback that answers its own client needs no search. Between the two look-ups, the descriptor
+// may have become that of another client.
 Handle<TcpServerImpl> TcpAcceptor::find(const TcpAddr& peer) const {
     TcpServerImpl* const own = ownConnection();
     if (own != nullptr && own->getPeer() == peer) return own;
@@ -190,7 +191,7 @@ TcpServerImpl* TcpAcceptor::ownConnection() const {
     return current != nullptr && current->belongsTo(*this) ? current : nullptr;
 }
 
-// After the end the maps keep it for close, which waits for each thread.
+// After the end, the connection stays in the maps for close, which waits for each thread.
 void TcpAcceptor::onThreadExit(Thread* thread) {
     if (living()) closeServer(dynamic_cast<TcpServerImpl*>(thread));
 }
@@ -202,7 +203,8 @@ void TcpAcceptor::closeServer(const Handle<TcpServerImpl>& connection) {
     forget(*connection);
 }
 
-// As long as it is known, no other connection has its number.
+// The descriptor stays open until `connection` is destroyed, so no other connection in the maps has
+// the same number.
 void TcpAcceptor::forget(const TcpServerImpl& connection) {
     const ACE_HANDLE handle = connection.getHandle();
     handles_.access([&](auto& handles) {
@@ -212,7 +214,7 @@ void TcpAcceptor::forget(const TcpServerImpl& connection) {
     connections_.erase(handle);
 }
 
-// The callback may own the server, which has this listener.
+// Releases the callback last: it may own the server, which owns this listener.
 void TcpAcceptor::onDeath() {
     while (!starting_.empty())
         settleOldest();
@@ -223,8 +225,8 @@ void TcpAcceptor::onDeath() {
     callback_.reset();
 }
 
-// A thread of a connection must not wait for others, which may be waiting for it: the acceptor's
-// own thread does it, at its end.
+// A thread of a connection must not wait for the others, which may be waiting for it: the
+// acceptor's own thread waits for all, at its end.
 void TcpAcceptor::onStop() {
     if (ownConnection() != nullptr) {
         endAll();
@@ -244,9 +246,10 @@ void TcpAcceptor::endAll() {
     }
 }
 
-// All are ended before the first is joined, so that running callbacks end in parallel. Nothing here
-// needs memory: whoever stays in the maps would outlive the acceptor. A client that is accepted
-// meanwhile may be passed over; the acceptor's own thread, which comes last, finds it.
+// All connections are ended before the first one is joined, so that running callbacks end in
+// parallel. Needs no memory, since a connection that stayed in the maps would outlive the acceptor.
+// A client that is accepted meanwhile may be missed; the acceptor's own thread calls close again at
+// its end, and finds it.
 void TcpAcceptor::close() {
     endAll();
     Handle<TcpServerImpl> connection;

@@ -16,22 +16,22 @@
 
 namespace qor {
 
-// A listener, its thread, and the connections of its clients. Other threads accept; this one
-// starts the connections in the order in which TcpArrivals gives them.
+// A listener, its thread, and the connections of its clients. The threads of TcpArrivals accept
+// clients; this thread starts their connections in that order.
 //
-// A connection is removed from the maps by its thread's last step here, or by a thread that has
-// joined it. So the acceptor, whose own thread waits for all connections in the maps, outlives
-// their threads.
+// A connection is removed from the maps by the last step of its own thread, or by a thread that has
+// joined it. The acceptor's own thread waits for all connections in the maps, so the acceptor
+// outlives their threads.
 class TcpAcceptor : public SimpleThread, public ThreadOwner {
 public:
     TcpAcceptor(const TcpAddr& address, const String& name, Handle<TcpCallback> callback,
                 int socketBufferSize);
 
-    // To one client; to all, without waiting, if there is none of this address.
+    // Sends to one client; to all, without waiting, if no client has this address.
     bool send(const TcpAddr& peer, const istr& payload, int timeoutSeconds);
-    // What is listened on; 0 before and after.
+    // The port of the listener; 0 before it is open and after its end.
     unsigned short getLocalPort() const noexcept { return localPort_; }
-    // Whether a callback of this listener is calling.
+    // Whether the calling thread is that of a connection of this listener.
     bool isOwnConnection() const { return ownConnection() != nullptr; }
 
     void onThreadExit(Thread* thread) override;
@@ -65,11 +65,11 @@ private:
     std::atomic<unsigned short> localPort_{0};
     Handle<TcpCallback> callback_;
     const int socketBufferSize_;
-    ACE_SOCK_Acceptor acceptor_;  // opened and closed by the own thread alone
+    ACE_SOCK_Acceptor acceptor_;  // opened and closed by the own thread only
     tcp::TcpSocket listener_;     // the same socket, to end it from other threads
     TcpArrivals arrivals_;
-    std::vector<Handle<TcpServerImpl>> starting_;  // of the own thread, the oldest first
-    // Never locked both at once, nor around a call.
+    std::vector<Handle<TcpServerImpl>> starting_;  // used by the own thread only; the oldest first
+    // Never lock both at the same time, and call no other code with one locked.
     Connections connections_;
     mt::map<TcpAddr, ACE_HANDLE> handles_;
 };

@@ -12,19 +12,19 @@ namespace qor {
 
 namespace tcp {
 
-// The dotted address and the port. Raises std::bad_alloc.
+// The numeric address and the port. Raises std::bad_alloc.
 TcpAddr toTcpAddr(const ACE_INET_Addr& address);
 
-// ACE_INET_Addr() for an unknown host. A host with addresses of both families gives its IPv4
-// address, since servers listen on IPv4.
+// ACE_INET_Addr() if the host is unknown. If a host has addresses of both families, the result is
+// its IPv4 address, since servers listen on IPv4.
 ACE_INET_Addr toInetAddr(const TcpAddr& address);
 
 }  // namespace tcp
 
 }  // namespace qor
 
-// As the log shows an address: the host with its middle hidden, ":" and the port. A host that
-// cannot be hidden is left out. In the namespace of the address, where templates find them.
+// The form for the log: the host with its middle masked, ":" and the port. A host that cannot be
+// masked is not written. In the global namespace, like ACE_INET_Addr, so that templates find them.
 std::ostream& operator<<(std::ostream& os, const ACE_INET_Addr& address);
 qor::dumper& operator<<(qor::dumper& d, const ACE_INET_Addr& address);
 

@@ -14,15 +14,15 @@ namespace qor {
 
 namespace {
 
-constexpr std::size_t kExpected = 4096;  // that wait to be started
-constexpr int kDescriptors = 16384;      // 130 KiB in the system
+constexpr std::size_t kExpected = 4096;  // waiting clients, for which memory is reserved
+constexpr int kDescriptors = 16384;      // costs 130 KiB in the system
 constexpr int kWaitMilliseconds = 5000;
-// Before the next attempt, when there is no descriptor left for instance.
+// Before the next attempt after a failure, for example if there is no free descriptor.
 constexpr long long kPauseMilliseconds = 100;
 
 }  // namespace
 
-// What one round accepts.
+// The clients that one pass accepts.
 class TcpArrivals::Batch : noncopyable {
 public:
     bool full() const noexcept { return size_ == std::size(arrivals_); }
@@ -123,7 +123,7 @@ bool TcpArrivals::Taker::onLoop() {
     return ready == 1;
 }
 
-// False after a failure that the next attempt would meet too.
+// Returns false after a failure that would also occur at the next attempt.
 bool TcpArrivals::Taker::acceptSome(Batch& accepted) {
     while (living() && !accepted.full()) {
         ACE_SOCK_Stream client;

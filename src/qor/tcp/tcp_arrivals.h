@@ -15,7 +15,7 @@
 
 namespace qor {
 
-// An accepted client, which owns its socket until it is taken; or the error of a failed accept.
+// An accepted client, which owns its socket until release(); or the error of a failed accept.
 class Arrival {
 public:
     enum Kind { Client, AcceptFailed, WaitFailed };
@@ -45,24 +45,24 @@ private:
     int error_ = 0;
 };
 
-// Takes the clients of one listener off the system's queue as they come, and keeps them until the
-// acceptor's thread takes them, which starts their connections. The system's queue is short and a
-// start takes a millisecond, so threads of their own accept. They wait for nothing but clients:
-// memory and room for descriptors are there before the first one comes. There are two of them,
-// since one alone may have to wait for the processor that other threads keep.
+// Accepts the clients of a listener as they come, and keeps them until the acceptor's thread takes
+// them and starts their connections. The system's queue is short and a start takes a millisecond,
+// so separate threads accept. They wait only for clients: memory and room for descriptors are
+// reserved before. There are two threads, since a single one may have to wait for a processor that
+// other threads use.
 class TcpArrivals : noncopyable {
 public:
-    // The listener does not block. It is shut down before the stop, and closed after it.
+    // The listener must be non-blocking. Shut it down before stop(), and close it after stop().
     TcpArrivals(const String& name, ACE_SOCK_Acceptor& listener);
 
-    // Raises if there are no threads to be had.
+    // Raises if the system cannot start the threads.
     void start();
-    // Waits for the threads, if there are any.
+    // Waits for the threads, if they are started.
     void stop();
 
-    // Waits for the next one. False if the time has passed, or after an end.
+    // Waits for the next arrival. Returns false on timeout and after end().
     bool take(Arrival& next, const Time& timeout);
-    // Closes those that wait, and all that come from now on. Any thread may call it.
+    // Closes the waiting clients, and all that arrive later. Any thread may call it.
     void end() noexcept;
 
 private:
@@ -76,7 +76,7 @@ private:
     Handle<SimpleThread> takers_[kTakers];
     Monitor arrived_;  // guards the rest
     std::vector<Arrival> waiting_;
-    std::size_t next_ = 0;  // of those, the first that was not taken
+    std::size_t next_ = 0;  // index of the first one that was not taken
     bool ended_ = false;
 };
 

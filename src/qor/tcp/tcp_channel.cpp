@@ -30,8 +30,9 @@ bool logReceive(own_log::Place at, int error, istr label, const ACE_INET_Addr& p
     return false;
 }
 
-// The end of the stream. If this side ended the socket, it is logged as a failed read, otherwise as
-// the peer's end. Without a peer the connection has failed, and a send has logged the reason.
+// Logs the end of the stream: as a failed read if this side has ended the socket, otherwise as the
+// peer's end. If there is no peer any more, the connection has failed, and a send has logged the
+// reason.
 bool logEnd(tcp::TcpSocket& socket, istr label) {
     if (!socket.isOpen()) return logReceive(kReceive, ECONNABORTED, label, socket.peer());
     if (const int error = platform::checkPeer(socket.stream().get_handle()))
@@ -83,7 +84,7 @@ bool TcpChannel::sendBuf(const istr& payload, int timeoutSeconds) {
 bool TcpChannel::recvBuf(Bytes& payload) {
     constexpr const char* func = "qor::TcpChannel::recvBuf";
     const ACE_INET_Addr& peer = socket().peer();
-    // Data can still be read after the socket was ended, and the peer could continue to send.
+    // Without this test, data that the peer continues to send would still be read after the end.
     if (!socket().isOpen()) return logEnd(socket(), "len");
     Header header = 0;
     std::size_t length = sizeof header;
@@ -110,7 +111,7 @@ bool TcpChannel::recvBuf(Bytes& payload) {
     return true;
 }
 
-// False when nothing came: the length is the number of bytes that did.
+// Returns false if nothing was read. Sets the length to the number of bytes read.
 bool TcpChannel::recvBuf_i(void* buffer, std::size_t& length, istr label) {
     net_log::tagged(kTrace, kReceive,
                     [&] { return own_log::text("(", label, ") recving ", length, " bytes"); });

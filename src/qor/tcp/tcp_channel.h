@@ -8,18 +8,19 @@
 
 namespace qor {
 
-// Carries frames over the socket of a derived class: a length in 4 bytes, most significant first,
-// and then that many bytes. It has no state and no lock, and raises nothing; a failure is false and
-// one line of the log.
+// Sends and receives frames over the socket of a derived class: the length in 4 bytes, most
+// significant first, then the bytes. It has no state and no lock, and raises nothing; failures
+// return false and write one line to the log.
 //
-// One thread receives; any thread may send at the same time, and callers serialise their sends.
+// Only one thread receives. Any thread may send at the same time; callers must serialise their
+// sends.
 class TcpChannel {
 public:
-    // Writes a whole frame; a negative timeout is none, else it is the seconds for the frame. Where
-    // a frame was cut in its midst, the connection ends.
+    // Writes a frame within the timeout; a negative timeout means no limit. A partly written frame
+    // ends the connection.
     bool sendBuf(const istr& payload, int timeoutSeconds);
-    // Waits for a whole frame. The memory that it announces is not touched before it arrives. After
-    // a failure the next frame cannot be found any more.
+    // Waits for a complete frame. Memory for it is allocated at once, but not written before the
+    // data arrives. After a failure the next frame cannot be found.
     bool recvBuf(Bytes& payload);
 
 protected:
@@ -36,7 +37,7 @@ private:
 
 namespace tcp {
 
-// What a send on a socket that is no more does: it fails as on any closed one.
+// A send without a connection: fails as on a closed socket.
 bool sendOnClosed(const istr& payload, int timeoutSeconds);
 
 }  // namespace tcp

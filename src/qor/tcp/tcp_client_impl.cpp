@@ -16,7 +16,7 @@ namespace qor {
 
 namespace {
 
-// What the system's waits can measure.
+// In seconds, so that the system's waits do not overflow.
 constexpr int kLongestTimeout = 1000000;
 
 }  // namespace
@@ -40,12 +40,12 @@ bool TcpClientImpl::onBirth() {
     socket_.open(connected.get_handle(), remote_);
     socket_.setUp(socketBufferSize_);
     logConnected();
-    // If it is closed while it connects, onClosed is not called: open is false.
+    // If the client is closed while it connects, onClosed is not called, since open returns false.
     if (living()) receiver_.begin(tcp::toTcpAddr(remote_));
     return true;
 }
 
-// The connector only begins: its own wait would take a signal for a failure.
+// The connector only starts to connect: its own wait would report a signal as a failure.
 bool TcpClientImpl::connect(ACE_SOCK_Stream& connected) {
     constexpr const char* func = "qor::TcpClientImpl::onBirth";
     if (remote_ == ACE_INET_Addr()) {
@@ -60,7 +60,7 @@ bool TcpClientImpl::connect(ACE_SOCK_Stream& connected) {
         return true;
     int error = errno;
     if (error == EWOULDBLOCK) {
-        // Without a timeout, only a connection that is ready by now succeeds.
+        // With a timeout of 0, succeeds only if the connection is already established.
         platform::waitWritable(connected.get_handle(), end);
         if (connector.complete(connected, nullptr, &atOnce) == 0) return true;
         error = errno == EWOULDBLOCK ? ETIME : errno;
@@ -90,7 +90,7 @@ bool TcpClientImpl::onLoop() {
     return false;
 }
 
-// Reports the end if the thread was stopped while it did not read.
+// Calls onClosed, also if the thread was stopped while it was not reading.
 void TcpClientImpl::onDeath() {
     receiver_.end(socket_);
     socket_.close();
@@ -128,7 +128,7 @@ void ClientImpl::close() {
     const Handle<TcpClientImpl> closing = connection();
     if (!closing) return;
     closing->stop();
-    // Called by its own callback, which cannot wait for its thread: the next close waits.
+    // The connection's own callback cannot wait for its thread: the next close waits.
     if (SimpleThread::current().thread_ == closing.get()) return;
     Handle<TcpClientImpl> none;
     const Guard guard(mutex_);

@@ -14,7 +14,7 @@
 
 namespace qor {
 
-// One outgoing connection and its thread, which connects, reads and closes. It connects once.
+// An outgoing connection and its thread, which connects once, reads and closes.
 class TcpClientImpl : public SimpleThread, public TcpChannel {
 public:
     TcpClientImpl(const TcpAddr& remote, Handle<TcpCallback> callback, int timeoutSeconds,
@@ -47,7 +47,7 @@ private:
 
 namespace tcp {
 
-// What a TcpClient has: the connection of the last open.
+// The implementation of TcpClient: the connection of the last open.
 class ClientImpl : noncopyable {
 public:
     bool open(const TcpAddr& remote, Handle<TcpCallback> callback, int timeoutSeconds,

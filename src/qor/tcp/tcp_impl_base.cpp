@@ -26,7 +26,7 @@ TcpAddr toTcpAddr(const ACE_INET_Addr& address) {
     return TcpAddr(address.get_port_number(), host);
 }
 
-// By set and not by construction: ACE's constructor reports an unknown host on the terminal.
+// Uses set(), since ACE's constructor reports an unknown host on the terminal.
 ACE_INET_Addr toInetAddr(const TcpAddr& address) {
     ACE_INET_Addr made;
     for (const int family : {AF_INET, AF_UNSPEC})

@@ -6,7 +6,7 @@ namespace qor::tcp {
 
 namespace {
 
-// A connection keeps no more than this for its next frame.
+// A connection keeps at most this many bytes of memory for its next frame.
 constexpr unsigned long kKeptRoom = 1UL << 20;
 
 // False if the call raised.

@@ -10,23 +10,23 @@
 
 namespace qor::tcp {
 
-// Tells a callback of one connection, on the connection's thread. What the callback raises stays
-// here.
+// Calls the callback of a connection, on the connection's thread. Exceptions of the callback are
+// logged and not passed on.
 class TcpReceiver : noncopyable {
 public:
     // The callback may be null. The peer is set by begin.
     explicit TcpReceiver(Handle<TcpCallback> callback) noexcept : callback_(std::move(callback)) {}
 
-    // Call it when the connection is made.
+    // Call it when the connection is established.
     void begin(TcpAddr peer) {
         peer_ = std::move(peer);
         standing_ = true;
     }
-    // Reads one frame and passes it to the callback. False, after end, if there is none or the
-    // callback raised.
+    // Reads one frame and passes it to the callback. If there is none, or the callback raises,
+    // calls end and returns false.
     bool recv(TcpChannel& channel, TcpSocket& socket);
-    // Ends the socket, so that the callback can send no more, and calls onClosed, once. Then
-    // releases the callback: it may own the client that owns this connection.
+    // Ends the socket, so that the callback cannot send any more, and calls onClosed, once. Then
+    // releases the callback, which may own the client that owns this connection.
     void end(TcpSocket& socket);
 
 private:

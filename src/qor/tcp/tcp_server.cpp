@@ -12,7 +12,7 @@ TcpServer::TcpServer() = default;
 
 TcpServer::~TcpServer() = default;
 
-// Each open has an object of its own. That of an earlier open is released, and its listener keeps
+// Each open has its own ServerImpl. That of an earlier open is released, but its listener keeps
 // running.
 bool TcpServer::open(const TcpAddr& address, Handle<TcpCallback> callback, int socketBufferSize) {
     constexpr const char* func = "qor::TcpServer::open";

@@ -30,7 +30,7 @@ void TcpServerImpl::adopt(ACE_HANDLE handle) {
     handle_ = handle;
 }
 
-// From now on nothing is sent; the descriptor is kept until the connection is destroyed.
+// After this, nothing is sent. The descriptor stays open until the connection is destroyed.
 void TcpServerImpl::close() {
     net_log::tagged(kTag, "qor::TcpServerImpl::close",
                     [&] { return own_log::text("closed connection ", remote_); });
@@ -53,7 +53,7 @@ void TcpServerImpl::run_i() {
         TcpServerImpl& connection;
         ~BirthNotice() { connection.tellBirth(); }
     };
-    const BirthNotice notice{*this};  // also by a thread that raises before its birth
+    const BirthNotice notice{*this};  // even if the thread raises before its birth
     SimpleThread::run_i();
 }
 
@@ -103,7 +103,7 @@ bool TcpServerImpl::onLoop() {
     return false;
 }
 
-// Reports the end if the thread was stopped while it did not read.
+// Calls onClosed, also if the thread was stopped while it was not reading.
 void TcpServerImpl::onDeath() {
     receiver_.end(socket_);
 }

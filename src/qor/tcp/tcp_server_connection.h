@@ -15,25 +15,25 @@ namespace qor {
 
 class TcpAcceptor;
 
-// One client of a server, and its thread. Its descriptor stays open until the object is destroyed,
-// so no other connection gets the same number while it is in the acceptor's maps.
+// A client of a server, and its thread. The descriptor stays open until the object is destroyed, so
+// no other connection gets the same number while this one is in the acceptor's maps.
 class TcpServerImpl : public SimpleThread, public TcpChannel {
 public:
     // The owner outlives the thread.
     TcpServerImpl(TcpAcceptor* owner, const char* name, Handle<TcpCallback> callback,
                   const ACE_INET_Addr& remote, int socketBufferSize);
 
-    // Takes the accepted socket over, before the start.
+    // Owns the accepted socket from now on. Call it before the start.
     void adopt(ACE_HANDLE handle);
-    // Its thread reads the end of the stream, and nothing more is sent.
+    // After this, the thread reads the end of the stream, and nothing is sent.
     void end() { socket_.end(); }
     // As sendBuf, for any thread.
     bool send(const istr& payload, int timeoutSeconds);
 
-    // Waits, after the start, until the thread has reported the result of its birth.
+    // Waits until the thread has reported its birth. Call it after the start.
     void waitForBirth() const noexcept { born_.wait(false); }
     bool born() const noexcept { return born_; }
-    // Whether its thread took the socket into use, also when it has ended since.
+    // Whether the thread has set up the socket, even if it has ended since.
     bool opened() const noexcept { return opened_; }
     bool belongsTo(const TcpAcceptor& owner) const noexcept { return owner_ == &owner; }
     ACE_HANDLE getHandle() const noexcept { return handle_; }

@@ -5,7 +5,7 @@
 
 namespace qor::tcp {
 
-// What a TcpServer has: the listener of one open. A connection is a TcpServerImpl.
+// The implementation of TcpServer: the listener of one open. (TcpServerImpl is a connection.)
 class ServerImpl : public Shared {
 public:
     bool open(const TcpAddr& address, Handle<TcpCallback> callback, int socketBufferSize);

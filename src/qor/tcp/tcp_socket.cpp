@@ -38,7 +38,7 @@ bool TcpSocket::enter() noexcept {
     return false;
 }
 
-// The last user leaves after the end.
+// The last user after the end closes the descriptor.
 void TcpSocket::leave() noexcept {
     if (state_.fetch_sub(1) != kEnded + 1) return;
     platform::closeSocket(stream_.get_handle());

@@ -10,31 +10,30 @@
 
 namespace qor::tcp {
 
-// The socket of a connection, which one thread reads and closes while others write to it and may
-// end it. The descriptor is closed only when no thread uses it any more: the system reuses the
+// The socket of a connection: its own thread reads and closes it, while other threads write to it
+// and may end it. The descriptor is closed only when no thread uses it: the system reuses the
 // number at once, and a late write would reach another connection.
 class TcpSocket : noncopyable {
 public:
     TcpSocket() = default;
     ~TcpSocket() { close(); }
 
-    // Takes the descriptor over, with the address of its peer. Call it once, on the reading thread
-    // or before that starts.
+    // Owns the descriptor from now on. Call it once, on the reading thread or before that starts.
     void open(ACE_HANDLE handle, const ACE_INET_Addr& peer);
-    // Both buffers get that many bytes, as far as the system does so.
+    // Sets both buffers to `bufferSize` bytes, within the system's limits.
     void setUp(int bufferSize);
-    // Not once it was ended.
+    // False before open() and after end().
     bool isOpen() const noexcept { return (state_ & kEnded) == 0; }
-    // For its own thread, and for others while they hold a Use.
+    // For its own thread, and for other threads while they have a Use.
     ACE_SOCK_Stream& stream() noexcept { return stream_; }
     const ACE_INET_Addr& peer() const noexcept { return peer_; }
 
     // Refuses new uses, makes running ones fail, and wakes the reader.
     void end() noexcept;
-    // The own thread's farewell: ends, and gives the descriptor back.
+    // The last call of the own thread: ends the socket and releases the descriptor.
     void close() noexcept;
 
-    // Keeps the descriptor for a scope, if the socket was open at its beginning.
+    // Keeps the descriptor open for a scope, if the socket is open at its begin.
     class Use : noncopyable {
     public:
         explicit Use(TcpSocket& socket) noexcept : socket_(socket.enter() ? &socket : nullptr) {}
@@ -48,15 +47,16 @@ public:
     };
 
 private:
-    // How many use it, its own thread among them until it closes; none enters when it was ended.
+    // A flag in state_, which also counts the users: the Uses, and the own thread until it calls
+    // close. After the end, no Use succeeds.
     static constexpr unsigned kEnded = 1U << 31;
 
     bool enter() noexcept;
     void leave() noexcept;
 
     std::atomic<unsigned> state_{kEnded};
-    bool owned_ = false;      // its own thread has not closed it
-    ACE_SOCK_Stream stream_;  // changes only while no thread uses it
+    bool owned_ = false;      // the own thread has not called close yet
+    ACE_SOCK_Stream stream_;  // changed only while no thread uses it
     ACE_INET_Addr peer_;
 };
 

@@ -14,7 +14,7 @@ bool isBefore(const Element& a, const Element& b) noexcept {
     return a.expired != b.expired ? a.expired < b.expired : a.id < b.id;
 }
 
-// Negative times are less.
+// The sign bit is inverted, so that negative times are less.
 unsigned long long timeBits(const Element& element) noexcept {
     return static_cast<unsigned long long>(element.expired.toMicroSeconds()) ^ 1ULL << 63;
 }
@@ -23,8 +23,8 @@ unsigned long long idBits(const Element& element) noexcept {
     return element.id.get();
 }
 
-// Sorts by the bits of a key, which keeps the order of equal keys: byte by byte from the lowest
-// one, without those that are the same everywhere.
+// Radix sort by the bits of a key, stable: byte by byte from the lowest one. Bytes that are the
+// same in all keys are skipped.
 template <class Key>
 void sortByBytes(std::vector<Element>& elements, std::vector<Element>& scratch, Key key) noexcept {
     unsigned long long differing = 0;
@@ -100,7 +100,7 @@ std::vector<TimeoutBlock> TimeoutQueue::sorted() const {
     return elements;
 }
 
-// The first bucket that is not empty, and where it begins.
+// The first bucket that is not empty, and the unit of time at which it begins.
 bool TimeoutQueue::findFirst(unsigned& level, unsigned& bucket, Unit& unit) const noexcept {
     if (levels_ == 0) return false;
     level = static_cast<unsigned>(std::countr_zero(levels_));
@@ -111,7 +111,7 @@ bool TimeoutQueue::findFirst(unsigned& level, unsigned& bucket, Unit& unit) cons
     return true;
 }
 
-// Empties a bucket. The result is the first of its links, which still lead to its end.
+// Empties a bucket. Returns the first of its links, which still lead to the bucket's end.
 ulong32 TimeoutQueue::detach(unsigned level, unsigned bucket) noexcept {
     occupied_[level] &= ~(1ULL << bucket);
     if (occupied_[level] == 0) levels_ &= ~(1U << level);
@@ -129,7 +129,7 @@ void TimeoutQueue::moveDown(unsigned level, unsigned bucket) noexcept {
     }
 }
 
-// What is not due yet, in the bucket of the present unit, stays there.
+// Timers of the present unit that are not due yet stay in the bucket.
 void TimeoutQueue::takeBucket(unsigned bucket, const Time& now) noexcept {
     const ulong32 end = endOf(0, bucket);
     for (ulong32 i = detach(0, bucket); i != end;) {

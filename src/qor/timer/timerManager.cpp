@@ -22,8 +22,8 @@ const SimpleThread* callingThread() {
     return SimpleThread::current().thread_;
 }
 
-// A callback waits for no thread of the service: that one may be in a callback that waits for this
-// one.
+// Whether a callback calls. A callback must not wait for another thread of the service, which may
+// be in a callback that waits for this one.
 bool isCalledBack() {
     return dynamic_cast<const TimeoutThread*>(callingThread()) != nullptr;
 }
@@ -128,7 +128,7 @@ unsigned long TimerManager::numofTimers() const {
     return m_timerQueue ? m_timerQueue->numofBusy() : 0;
 }
 
-// A release holds the monitor, and a thread that has it already enters at once.
+// An onTimerRelease runs with the monitor held. Its own thread does not wait here.
 void TimerManager::waitForReleases() const {
     const TimerMonitor::Access access(monitor_);
 }
@@ -150,7 +150,7 @@ void TimerManager::dump(std::ostream& os) const {
     dumpTo(os, *this);
 }
 
-// A stop clears living first, and then wakes: one of the two is seen. Between a close and the next
+// A stop first clears living() and then wakes the monitor, so it is never missed. Between close and
 // open there may be no queue.
 bool TimerManager::onWait() {
     const SimpleThread* const thread = callingThread();
@@ -160,7 +160,7 @@ bool TimerManager::onWait() {
     return true;
 }
 
-// A callback may close the queue.
+// `timers` keeps the queue alive, since a callback may close it.
 void TimerManager::onWork() {
     const Handle<TimerQueue> timers = queue();
     if (!timers) return;
@@ -173,7 +173,7 @@ void TimerManager::onStop() {
     monitor_.wake();
 }
 
-// Any address may be prefetched: the id may be invalid, and the slots may be freed.
+// Prefetching is safe for any address: the id may be invalid, and the slots may be freed.
 void TimerManager::prefetch(const TimerId& id) const noexcept {
     const std::uintptr_t slot =
         m_slots.load(std::memory_order_relaxed) + id.index() * sizeof(TimerSlot);
@@ -186,8 +186,8 @@ Handle<TimerQueue> TimerManager::queue() const {
     return m_timerQueue;
 }
 
-// Another thread may have started the service again: a running tick of the old queue fires nothing
-// more, and is waited for.
+// Another thread may have started the service again. A running tick of the old queue fires no more
+// timers; waits until it has ended.
 void TimerManager::replaceQueue(Handle<TimerQueue> queue) {
     const bool waits = !isCalledBack();
     const TimerMonitor::Access access(monitor_);
@@ -196,8 +196,8 @@ void TimerManager::replaceQueue(Handle<TimerQueue> queue) {
         monitor_.wait();
 }
 
-// With the monitor held. The generations continue, so that an id of an earlier queue names no timer
-// of this one.
+// Call it with the monitor held. The generations continue, so that an id of an earlier queue does
+// not identify a timer of the new one.
 void TimerManager::exchangeQueue(Handle<TimerQueue>& queue) {
     if (m_timerQueue) {
         m_timerQueue->abandon();
@@ -264,7 +264,7 @@ bool TimerUserThread::onLoop() {
     return block_.m_unTimes == 0 || ++count_ < block_.m_unTimes;
 }
 
-// Somebody else's notify does not shorten the wait.
+// A notify by another thread does not shorten the wait.
 void TimerUserThread::waitForNext() const {
     while (living()) {
         const Time now = Time::now(Time::Monotonic);

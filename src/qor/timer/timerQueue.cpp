@@ -18,7 +18,7 @@ std::atomic<ulong32>& mostTimers() noexcept {
     return number;
 }
 
-// An address that the calling thread alone has.
+// An address that identifies the calling thread.
 const void* self() noexcept {
     [[gnu::tls_model("initial-exec")]] constinit static thread_local char mark = 0;
     return &mark;
@@ -30,12 +30,12 @@ ulong32 configuredNumber() {
     return std::max(number, kLeastByDefault);
 }
 
-// A callback may set the longest interval: the sum is at most Time::forever().
+// At most Time::forever(): a callback may set the longest interval.
 Time saturatedSum(const Time& time, const Time& interval) noexcept {
     return interval < Time::forever() - time ? time + interval : Time::forever();
 }
 
-// The number of slots of a queue that is given this number, 0 for none.
+// The number of slots for the constructor's argument.
 ulong32 slotsFor(unsigned long numberOfTimers) {
     const auto given = static_cast<ulong32>(numberOfTimers);
     const ulong32 wanted = given != 0 ? given : configuredNumber();
@@ -133,7 +133,7 @@ dumper& TimeoutBlock::dump(dumper& d) const {
 
 // TimerMonitor
 
-// Releases the mutex for a wait. A thread that wakes others holds the mutex, so no wake-up is lost.
+// Releases the mutex for a wait. wake() is called with the mutex held, so no wake-up is lost.
 class TimerMonitor::Waiting : noncopyable {
 public:
     explicit Waiting(const TimerMonitor& monitor) : monitor_(monitor) {
@@ -170,7 +170,7 @@ bool TimerMonitor::isHeldHere() const noexcept {
 
 // TimerQueue
 
-// Marks a tick, and wakes the threads that wait for its end.
+// Marks a running tick. At its end, wakes the threads that wait for it.
 class TimerQueue::Ticking : noncopyable {
 public:
     explicit Ticking(TimerQueue& queue) : queue_(queue) { queue.ticking_ = true; }
@@ -183,7 +183,7 @@ private:
     TimerQueue& queue_;
 };
 
-// Gives the monitor up while a timer's onTimer runs on the calling thread.
+// Releases the monitor while a timer's onTimer runs on the calling thread.
 class TimerQueue::Firing : noncopyable {
 public:
     Firing(TimerQueue& queue, const TimerId& id) : queue_(queue) {
@@ -200,7 +200,7 @@ private:
     TimerQueue& queue_;
 };
 
-// Marks the calling thread as one that has the monitor and may come back.
+// Marks the calling thread as the holder of the monitor, so that its onTimerRelease may use timers.
 class TimerQueue::Releasing : noncopyable {
 public:
     explicit Releasing(TimerQueue& queue)
@@ -247,7 +247,8 @@ Time TimerQueue::now() const {
     return clock_.monotonic() + wallMinusMonotonic_;
 }
 
-// Null for an id of no present or latest timer of a slot.
+// The slot of the id, whose timer may have ended; null if the slot has had a later timer, or never
+// this one.
 TimerBlock* TimerQueue::blockOf(const TimerId& id) noexcept {
     if (id.index() >= m_timerBlocks.size()) return nullptr;
     TimerBlock& block = m_timerBlocks[id.index()];
@@ -263,7 +264,7 @@ bool TimerQueue::isFiringElsewhere(const TimerId& id) const noexcept {
            firingThread_ != self();
 }
 
-// The name comes first, since it may find no memory.
+// The name is set first, since that may raise.
 bool TimerQueue::set(TimerId& id, const istr& name, unsigned long userTimerId,
                      unsigned long intervalMs, ITimerObject* object, unsigned long times,
                      void* param) {
@@ -323,7 +324,7 @@ void TimerQueue::put(TimerBlock& block, const Time& expired) noexcept {
     m_timeoutQueue.put(indexOf(block));
 }
 
-// The busy slots and the idle ones stay two unbroken ranges.
+// Keeps the busy and the idle slots as two ranges without gaps.
 inline void TimerQueue::freeBusy(ulong32 position) noexcept {
     --m_idleBeginPos;
     if (position == m_idleBeginPos) return;
@@ -333,7 +334,7 @@ inline void TimerQueue::freeBusy(ulong32 position) noexcept {
     std::swap(freed, last);
 }
 
-// The object may be deleted in its callback.
+// The object may delete itself in its callback, so it is not used after that.
 void TimerQueue::release(TimerBlock& block) {
     block.releasing_ = true;
     {
@@ -372,12 +373,12 @@ void TimerQueue::tick() {
     m_currTime = now();
     const bool works = m_timeoutQueue.hasWork(m_currTime) || own_log::debugOn();
     doCheck();
-    // A tick without work takes no time that could be measured.
+    // A tick without work takes no measurable time.
     if (works) m_waitTime = m_maxWaitTime - std::min(now() - m_currTime, m_maxWaitTime);
 }
 
-// Callbacks may stop the service and start it again: the new thread leaves the tick that is under
-// way to the old one.
+// A callback may stop the service and start it again: the running tick is then left to the old
+// thread.
 void TimerQueue::doCheck() {
     constexpr const char* tag = "TIMER.DIAG";
     constexpr const char* func = "qor::TimerQueue::doCheck";
@@ -426,7 +427,7 @@ void TimerQueue::onTimer(TimerId id, const Time& now) {
         const Firing scope(*this, id);
         result = block->onTimer();
     }
-    // A timer that its own callback killed has left the slot, which may have another one by now.
+    // If its own callback has killed the timer, the slot may already have another timer.
     if (blockOf(id) == block) afterFiring(*block, result, now);
 }
 

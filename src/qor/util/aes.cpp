@@ -11,7 +11,7 @@ namespace qor {
 
 namespace {
 
-// Cut or filled with zeros to the size, and overwritten in the end.
+// A copy of `content`, cut or padded with zeros to `size`. The destructor overwrites it.
 class Padded {
 public:
     Padded(istr content, unsigned long size) : bytes_(content, size, 0) {}
@@ -59,8 +59,8 @@ void AES::decrypt(istr data, Bytes& out) const {
     const util::ByteSpan source = util::bytesOf(data);
     const std::size_t size = source.size();
     if (size % util::aesBlockSize != 0) {
-        // The present content is kept. The added bytes are set to zero, so that no old memory is
-        // shown.
+        // Deliberate (compatibility): `out` keeps its content. The added bytes are set to zero, so
+        // that they do not show old memory.
         const std::size_t old = out.size();
         out.resize(size);
         if (size > old) MemSet(out.data() + old, 0, size - old);

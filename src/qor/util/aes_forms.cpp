@@ -13,8 +13,8 @@ namespace aes_portable {
 namespace {
 
 // The bytes of up to four blocks, bit-sliced: plane i has bit i of each byte. All bytes are
-// computed at once, without table look-ups by secret values. Byte (row, column) of a block has
-// place 16 * row + 4 * column + block in each plane.
+// computed together, without table look-ups by secret values. In each plane, byte (row, column) of
+// a block has place 16 * row + 4 * column + block.
 using Plane = std::uint64_t;
 using Planes = std::array<Plane, 8>;
 constexpr std::size_t together = 4;
@@ -53,7 +53,7 @@ void gather(Plane x, unsigned char* bytes) noexcept {
         bytes[i] = static_cast<unsigned char>(x >> 16 * i);
 }
 
-// Two columns of a block have a word: 0 and 2, or 1 and 3.
+// A word has two columns of a block: 0 and 2, or 1 and 3.
 void addBlock(Planes& words, std::size_t block, const unsigned char* in) noexcept {
     words[block] ^= spread(in) | spread(in + 8) << 8;
     words[4 + block] ^= spread(in + 4) | spread(in + 12) << 8;
@@ -114,7 +114,7 @@ void substitute(Planes& s) noexcept {
     s[5] = ~(t55 ^ t67);
 }
 
-// What undoes the affine half of the S-box.
+// The inverse of the affine half of the S-box.
 void undoAffine(Planes& s) noexcept {
     const Planes y = s;
     for (unsigned i = 0; i < 8; ++i)
@@ -123,8 +123,8 @@ void undoAffine(Planes& s) noexcept {
     s[2] = ~s[2];
 }
 
-// The S-box is the inversion followed by the affine map; undoing the map first leaves the
-// inversion.
+// The inverse S-box. The S-box is the inversion followed by the affine map, and the inversion is
+// its own inverse.
 void substituteBack(Planes& s) noexcept {
     undoAffine(s);
     substitute(s);
@@ -150,7 +150,7 @@ void shiftRows(Planes& s) noexcept {
     }
 }
 
-// Each row is the one n rows below.
+// Row r of the result is row r + n of s.
 Planes rowsBelow(const Planes& s, int n) noexcept {
     Planes moved;
     for (unsigned i = 0; i < 8; ++i)
@@ -176,7 +176,7 @@ void mixColumns(Planes& s) noexcept {
     s = sum(sum(twice(pair), below), rowsBelow(pair, 2));
 }
 
-// The same, after 5 a0 + 4 a2.
+// The inverse: first 5 a0 + 4 a2, then mixColumns.
 void mixColumnsBack(Planes& s) noexcept {
     s = sum(s, twice(twice(sum(s, rowsBelow(s, 2)))));
     mixColumns(s);
@@ -319,7 +319,7 @@ constexpr AesForm allForms[] = {
     {"portable", aes_portable::encrypt, aes_portable::decrypt},
 };
 
-// A machine that can run one form can run all later ones.
+// A machine that can run a form can also run all later ones.
 std::size_t firstForm() noexcept {
 #if defined(__x86_64__)
     if (aes_vector::runsHere()) return 0;

@@ -11,14 +11,15 @@ namespace qor::util {
 inline constexpr std::size_t aesBlockSize = 16;
 inline constexpr unsigned aesMostRounds = 14;
 
-// A key for each round and one before them, in the order of their use. Those for decrypting belong
-// to the inverse cipher whose rounds have the order of the forward ones.
+// A key for each round and one before the rounds, in the order of their use. The keys for
+// decrypting are those of the equivalent inverse cipher of FIPS 197, whose steps have the order of
+// the forward ones.
 struct AesRoundKeys {
     unsigned rounds;
     alignas(aesBlockSize) unsigned char bytes[(aesMostRounds + 1) * aesBlockSize];
 };
 
-// One implementation of the cipher in CBC mode, over one block or more. Input and output do not
+// An implementation of the cipher in CBC mode, for one block or more. Input and output must not
 // overlap. Memory accesses do not depend on the data or the key. All implementations give the same
 // results.
 struct AesForm {
@@ -60,10 +61,10 @@ public:
     // A key of 16 or 32 bytes, and a vector of one block.
     void set(const unsigned char* key, std::size_t size, const unsigned char* iv) noexcept;
 
-    // `out` has room for the n bytes in whole blocks, and does not overlap the input. Nothing is
-    // written without a key, and for a null pointer.
+    // `out` must have room for the n bytes, rounded up to whole blocks, and must not overlap the
+    // input. Without a key, and for a null pointer, nothing is written.
     void encrypt(const unsigned char* in, std::size_t n, unsigned char* out) const noexcept;
-    // The same; nothing is written either if n is 0 or no multiple of the block size.
+    // The same; if n is 0 or not a multiple of the block size, nothing is written.
     void decrypt(const unsigned char* in, std::size_t n, unsigned char* out) const noexcept;
 
 private:

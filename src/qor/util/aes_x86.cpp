@@ -1,7 +1,7 @@
 #if defined(__x86_64__)
 
 #if defined(__GNUC__) && !defined(__clang__)
-// The compiler's own header leaves registers unset that it does not use, and is warned about it.
+// GCC warns about its own header, which leaves unused registers unset.
 #pragma GCC diagnostic ignored "-Wuninitialized"
 #pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
 #endif
@@ -12,7 +12,7 @@
 #include "platform/processor.h"
 #include "util/aes_forms.h"
 
-// Only functions that are marked for them use the instructions, so that a machine which lacks them
+// Only functions that are marked for these instructions use them, so that a machine without them
 // can load this file.
 
 #define QOR_AES [[gnu::target("aes")]]
@@ -32,7 +32,8 @@ QOR_AES inline void store(unsigned char* block, __m128i value) {
     _mm_storeu_si128(reinterpret_cast<__m128i*>(block), value);
 }
 
-// The rounds are known to the compiler, so that it unrolls them and keeps the keys in registers.
+// The number of rounds is a constant, so that the compiler unrolls them and keeps the keys in
+// registers.
 template <unsigned rounds>
 struct Keys {
     QOR_AES explicit Keys(const AesRoundKeys& keys) {
@@ -42,9 +43,9 @@ struct Keys {
     __m128i of[rounds + 1];
 };
 
-// The last step of a block adds the last key. In its place that key, the next block of content and
-// the first key are added too, all of which are known before: this is the state that the next block
-// starts with, and no block waits for more than its rounds.
+// In CBC each block needs the result of the previous one. The last step of a block adds the last
+// key; here, a second such step adds the XOR of the last key, the next block of content and the
+// first key, which is computed before. So it gives the start state of the next block at once.
 template <unsigned rounds>
 QOR_AES void encryptBlocks(const AesRoundKeys& schedule, const unsigned char* iv,
                            const unsigned char* in, std::size_t blocks, unsigned char* out) {
@@ -61,7 +62,7 @@ QOR_AES void encryptBlocks(const AesRoundKeys& schedule, const unsigned char* iv
     }
 }
 
-// `previous` are the blocks that are added to the result.
+// `previous`: the blocks that are added to the result.
 template <unsigned together, unsigned rounds>
 QOR_AES inline void decryptTogether(const Keys<rounds>& keys, const unsigned char* previous,
                                     const unsigned char* in, unsigned char* out) {
@@ -119,7 +120,7 @@ namespace aes_vector {
 
 namespace {
 
-// The blocks that one register holds.
+// The number of blocks in a register.
 constexpr std::size_t lanes = 4;
 
 template <unsigned rounds>
@@ -151,7 +152,7 @@ QOR_VAES inline void decryptTogether(const Keys<rounds>& keys, const unsigned ch
     }
 }
 
-// Blocks that have another one before them.
+// Decrypts blocks, each of which has another block before it in memory.
 template <unsigned rounds>
 QOR_VAES void decryptBlocks(const AesRoundKeys& schedule, const unsigned char* in,
                             std::size_t blocks, unsigned char* out) {
@@ -163,7 +164,7 @@ QOR_VAES void decryptBlocks(const AesRoundKeys& schedule, const unsigned char* i
     for (; blocks - i >= lanes; i += lanes)
         decryptTogether<1>(keys, in + i * aesBlockSize, out + i * aesBlockSize);
     if (i == blocks) return;
-    // The last ones perhaps once more: there are enough, see below.
+    // Some of the last blocks may be decrypted twice: the caller ensures that there are enough.
     i = blocks - lanes;
     decryptTogether<1>(keys, in + i * aesBlockSize, out + i * aesBlockSize);
 }
@@ -178,7 +179,7 @@ bool runsHere() noexcept {
 
 void decrypt(const AesRoundKeys& keys, const unsigned char* iv, const unsigned char* in,
              std::size_t blocks, unsigned char* out) noexcept {
-    // The first block's predecessor is the vector, and a few blocks do not fill a register.
+    // The first block follows the initialisation vector, and a few blocks do not fill a register.
     const std::size_t first = blocks > lanes ? 1 : blocks;
     aes_ni::decrypt(keys, iv, in, first, out);
     if (first == blocks) return;

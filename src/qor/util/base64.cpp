@@ -27,7 +27,7 @@ bool Base64::isBase64(char c) noexcept {
     return util::base64Value(c) != util::base64Foreign;
 }
 
-// Declared below, with the bytes.
+// Declared in base_type_bytes.h, on a lower floor.
 
 Bytes::Bytes(const base64& text) {
     Base64::decode(text, *this);

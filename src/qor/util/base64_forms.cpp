@@ -15,8 +15,8 @@ constexpr std::size_t lineSize = 76;
 constexpr std::string_view lineEnd = "\r\n";
 constexpr std::size_t bytesOfLine = lineSize / 4 * 3;
 
-// A container that fills added elements grows in steps of this size, which are still in the first
-// cache when they are overwritten.
+// A container whose resize fills the added elements grows in steps of this size, so that they are
+// still in the first cache when they are overwritten.
 constexpr std::size_t growth = 8192;
 
 template <class Out>
@@ -37,7 +37,7 @@ constexpr unsigned long long textSize(unsigned long long bytes) noexcept {
     return bytes / 3 * 4 + (bytes % 3 != 0 ? 4 : 0);
 }
 
-// The most bytes that this number of characters gives.
+// The number of bytes that the characters give at most.
 constexpr std::size_t bytesSize(std::size_t characters) noexcept {
     return characters / 4 * 3 + (characters % 4 != 0 ? 3 : 0);
 }
@@ -47,7 +47,7 @@ constexpr unsigned long long textSize(unsigned long long bytes, bool lineBreak) 
     return lineBreak && size != 0 ? size + (size - 1) / lineSize * lineEnd.size() : size;
 }
 
-// Of so few bytes that it is a size on every machine.
+// For a line, whose size fits into std::size_t on every machine.
 std::size_t lineTextSize(ByteSpan data) noexcept {
     return static_cast<std::size_t>(textSize(data.size()));
 }
@@ -67,8 +67,8 @@ class Decoding {
 public:
     explicit Decoding(const Base64Form& form) noexcept : form_(form) {}
 
-    // Gives the number of bytes written. Room as for the form, counted from the last group that
-    // was whole.
+    // Return the number of bytes written. `out` must have room as for Base64Form::decode, including
+    // the incomplete group of the last call.
     std::size_t take(std::string_view text, unsigned char* out) noexcept;
     std::size_t finish(unsigned char* out) noexcept;
 
@@ -121,7 +121,7 @@ template <class Out>
 void decodeInto(const Base64Form& form, ByteSpan source, Out& out) {
     const std::size_t most = bytesSize(source.size());
     replaceContent(out, source, most, [&](Out& target) {
-        // Containers that need not grow take the text at once.
+        // A container that need not grow takes the whole text in one step.
         constexpr bool grows = !std::is_same_v<Out, Bytes>;
         const std::size_t step = grows ? growth : source.size();
         std::string_view text(reinterpret_cast<const char*>(source.data()), source.size());
@@ -146,7 +146,7 @@ constexpr Base64Form allForms[] = {
     {"portable", base64_portable::encode, base64_portable::decode},
 };
 
-// A machine that can run one form can run all later ones.
+// A machine that can run a form can also run all later ones.
 std::size_t firstForm() noexcept {
 #if defined(__x86_64__)
     if (base64_avx512::runsHere()) return 0;
@@ -198,7 +198,7 @@ std::span<const Base64Form> base64Forms() noexcept {
 
 void base64Encode(const Base64Form& form, std::span<const unsigned char> data, std::string& out,
                   bool lineBreak) {
-    // Beyond this the size itself would not be computed right.
+    // For larger data, the computation of the size could overflow.
     if (data.size() > npos32) throw std::bad_alloc();
     const unsigned long long wanted = textSize(data.size(), lineBreak);
     if (wanted >= npos32) throw std::bad_alloc();

@@ -1,7 +1,7 @@
 #if defined(__x86_64__)
 
 #if defined(__GNUC__) && !defined(__clang__)
-// The compiler's own header leaves registers unset that it does not use, and is warned about it.
+// GCC warns about its own header, which leaves unused registers unset.
 #pragma GCC diagnostic ignored "-Wuninitialized"
 #pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
 #endif
@@ -15,12 +15,12 @@
 #include "platform/processor.h"
 #include "util/base64_forms.h"
 
-// Three bytes become a lane of 32 bits with the second byte at both ends, so that each of the four
-// characters finds its six bits side by side. The other way, two multiplications join the six bits
-// of four characters in a lane, from which three bytes are taken in reverse.
+// Encoding: three bytes become a lane of 32 bits with the second byte at both ends, so that the six
+// bits of each of the four characters are adjacent. Decoding: two multiplications join the six bits
+// of four characters in a lane, from which three bytes are taken in reverse order.
 //
-// Only functions that are marked for them use the wide registers, so that a machine which lacks
-// them can load this file.
+// Only functions that are marked for the wide registers use them, so that a machine without them
+// can load this file.
 
 #define QOR_AVX2 [[gnu::target("avx2,bmi")]]
 #define QOR_AVX512 [[gnu::target("avx512f,avx512bw,avx512vl,avx512vbmi,bmi,bmi2")]]
@@ -29,10 +29,10 @@ namespace qor::util {
 
 namespace {
 
-// Of two neighbours, the first counts more by 6 bits, or 12.
+// Factors that join two neighbours: the first one is shifted left by 6 bits, or by 12.
 constexpr int joinCharacters = 0x01400140, joinPairs = 0x00011000;
 
-// The size of the complete groups before the first foreign character.
+// The number of characters in the complete groups before the first foreign character.
 std::size_t wholeGroups(std::uint64_t foreign) noexcept {
     return static_cast<std::size_t>(std::countr_zero(foreign)) & ~std::size_t{3};
 }
@@ -43,7 +43,7 @@ namespace base64_avx2 {
 
 namespace {
 
-// Converted together.
+// The sizes that are converted together.
 constexpr std::size_t bytes = 24, characters = 32;
 
 QOR_AVX2 inline __m256i twice(__m128i half) {
@@ -58,8 +58,8 @@ QOR_AVX2 inline void store32(void* p, __m256i value) {
     _mm256_storeu_si256(static_cast<__m256i*>(p), value);
 }
 
-// The characters of six bits each. They are the six bits plus a distance that is the same for all
-// capital letters, all small letters, and all digits.
+// The characters of six bits each: the six bits plus a distance that is the same for all capital
+// letters, all small letters, and all digits.
 QOR_AVX2 inline __m256i alphabetOf(__m256i sextets) {
     const __m256i distances =
         twice(_mm_setr_epi8('a' - 26, '0' - 52, '0' - 52, '0' - 52, '0' - 52, '0' - 52, '0' - 52,
@@ -70,13 +70,14 @@ QOR_AVX2 inline __m256i alphabetOf(__m256i sextets) {
     return _mm256_add_epi8(sextets, _mm256_shuffle_epi8(distances, kind));
 }
 
-// Of each half those 12 bytes that begin at `first`.
+// Encodes the 12 bytes of each half that begin at `first`.
 QOR_AVX2 inline __m256i encode(__m128i low, __m128i high, char first) {
     const __m256i spread =
         _mm256_add_epi8(twice(_mm_setr_epi8(1, 0, 2, 1, 4, 3, 5, 4, 7, 6, 8, 7, 10, 9, 11, 10)),
                         _mm256_set1_epi8(first));
     const __m256i in = _mm256_shuffle_epi8(_mm256_set_m128i(high, low), spread);
-    // A product's upper half moves right by 10 and by 6, its lower half left by 4 and by 8.
+    // The upper halves of the products shift right by 10 and by 6, the lower ones left by 4 and
+    // by 8.
     const __m256i outer = _mm256_mulhi_epu16(_mm256_and_si256(in, _mm256_set1_epi32(0x0FC0FC00)),
                                              _mm256_set1_epi32(0x04000040));
     const __m256i inner = _mm256_mullo_epi16(_mm256_and_si256(in, _mm256_set1_epi32(0x003F03F0)),
@@ -92,14 +93,14 @@ bool runsHere() noexcept {
 }
 
 QOR_AVX2 void encode(const unsigned char* in, std::size_t n, char* out) noexcept {
-    // The number of bytes that are read and not converted: after the first bytes, and before all
-    // others.
+    // The number of bytes of a half that are read but not converted: at its end in the first step,
+    // at its start in all others.
     constexpr std::size_t surplus = 16 - bytes / 2;
     const std::size_t whole = n - n % 3;
     if (whole < bytes + surplus) return base64_portable::encode(in, n, out);
     store32(out, encode(load16(in), load16(in + bytes / 2), 0));
     for (std::size_t i = bytes; i < whole; i += bytes) {
-        // The last ones perhaps once more.
+        // Some of the last bytes may be converted twice.
         i = std::min(i, whole - bytes);
         const unsigned char* from = in + i - surplus;
         store32(out + i / 3 * 4, encode(load16(from), load16(from + bytes / 2), surplus));
@@ -109,8 +110,8 @@ QOR_AVX2 void encode(const unsigned char* in, std::size_t n, char* out) noexcept
 
 namespace {
 
-// The upper half of a character says which characters of the alphabet its lower half can make. A
-// bit for each upper half that there is in the alphabet, and one for all others.
+// For each upper half of a character that is in the alphabet there is a bit, and one for all other
+// upper halves. Two look-ups, by upper and by lower half, share a bit if the character is foreign.
 constexpr unsigned firstHalf = 2, lastHalf = 7;
 constexpr int bitOfHalf(unsigned upper) {
     return upper < firstHalf || upper > lastHalf ? 0x40 : 1 << (upper - firstHalf);
@@ -132,7 +133,7 @@ constexpr auto foreignByLower = [] {
 
 struct Decoded {
     __m256i bytes;
-    // A bit for each character that is not of the alphabet.
+    // A bit for each character that is not in the alphabet.
     std::uint32_t foreign;
 };
 
@@ -147,7 +148,7 @@ QOR_AVX2 inline Decoded decode(const char* in) {
         _mm256_setzero_si256());
 
     // The distance from a character to its value depends on the upper half of the character, except
-    // for "/", whose distance is at the place before that of "+".
+    // for "/", whose distance is stored at the index before that of "+".
     const __m256i distances = twice(_mm_setr_epi8(0, 63 - '/', 62 - '+', 52 - '0', -'A', -'A',
                                                   26 - 'a', 26 - 'a', 0, 0, 0, 0, 0, 0, 0, 0));
     const __m256i slash = _mm256_cmpeq_epi8(text, _mm256_set1_epi8('/'));
@@ -162,7 +163,7 @@ QOR_AVX2 inline Decoded decode(const char* in) {
             ~static_cast<std::uint32_t>(_mm256_movemask_epi8(known))};
 }
 
-// Writes no more than it must.
+// Writes exactly 24 bytes.
 QOR_AVX2 inline void storeExactly(unsigned char* out, __m256i value) {
     _mm_storeu_si128(reinterpret_cast<__m128i*>(out), _mm256_castsi256_si128(value));
     _mm_storeu_si64(out + 16, _mm256_extracti128_si256(value, 1));
@@ -171,7 +172,7 @@ QOR_AVX2 inline void storeExactly(unsigned char* out, __m256i value) {
 }  // namespace
 
 QOR_AVX2 std::size_t decode(const char* in, std::size_t n, unsigned char* out) noexcept {
-    // So many characters have room for all that a register holds.
+    // With this number of characters left, the output has room for a whole register.
     constexpr std::size_t plenty = characters + 12;
     std::size_t i = 0;
     for (; n - i >= plenty; i += characters) {
@@ -196,7 +197,7 @@ namespace base64_avx512 {
 
 namespace {
 
-// Converted together.
+// The sizes that are converted together.
 constexpr std::size_t bytes = 48, characters = 64;
 
 QOR_AVX512 inline __mmask64 firstPlaces(std::size_t n) {
@@ -217,7 +218,7 @@ alignas(64) constexpr auto gathering = places([](unsigned i) {
 });
 alignas(64) constexpr auto alphabet = places([](unsigned i) { return base64Alphabet[i]; });
 
-// The values of ASCII; foreign characters have the top bit.
+// The values of ASCII characters; foreign ones have the top bit.
 constexpr auto valueFrom(unsigned first) {
     return places([first](unsigned i) {
         const unsigned value = base64Values[first + i];
@@ -228,7 +229,7 @@ alignas(64) constexpr auto lowValues = valueFrom(0), highValues = valueFrom(64);
 
 QOR_AVX512 inline __m512i encode(__m512i data) {
     const __m512i spread = _mm512_permutexvar_epi8(_mm512_load_si512(spreading.data()), data);
-    // Where in a lane the six bits of each character begin.
+    // The bit of a lane at which the six bits of each character begin.
     const __m512i starts = _mm512_set1_epi64(0x3036242A1016040A);
     return _mm512_permutexvar_epi8(_mm512_multishift_epi64_epi8(starts, spread),
                                    _mm512_load_si512(alphabet.data()));
@@ -236,7 +237,7 @@ QOR_AVX512 inline __m512i encode(__m512i data) {
 
 struct Decoded {
     __m512i bytes;
-    // A bit for each character that is not of the alphabet.
+    // A bit for each character that is not in the alphabet.
     std::uint64_t foreign;
 };
 
@@ -268,7 +269,7 @@ QOR_AVX512 void encode(const unsigned char* in, std::size_t n, char* out) noexce
 }
 
 QOR_AVX512 std::size_t decode(const char* in, std::size_t n, unsigned char* out) noexcept {
-    // So many characters have room for all that a register holds.
+    // With this number of characters left, the output has room for a whole register.
     constexpr std::size_t plenty = characters + 24;
     std::size_t i = 0;
     for (; n - i >= plenty; i += characters) {
@@ -279,7 +280,7 @@ QOR_AVX512 std::size_t decode(const char* in, std::size_t n, unsigned char* out)
     for (; n - i >= 4; i += characters) {
         const __mmask64 there = firstPlaces(n - i);
         const Decoded decoded = decode(_mm512_maskz_loadu_epi8(there, in + i));
-        // What is not there was read as zeros, which are foreign.
+        // Missing characters are read as zeros, which are foreign.
         const std::size_t size = decoded.foreign == 0 ? characters : wholeGroups(decoded.foreign);
         _mm512_mask_storeu_epi8(out + i / 4 * 3, firstPlaces(size / 4 * 3), decoded.bytes);
         if (size != characters) return i + size;

@@ -55,7 +55,8 @@ void CmdLineQueue::close() {
     if (const Handle<CmdLineThread> thread = std::exchange(thread_, nullptr)) thread->stop();
 }
 
-// Waits once at most, also without a timeout: false if another thread takes the line first.
+// Waits at most once, even if there is no timeout: returns false if another thread takes the line
+// first.
 bool CmdLineQueue::get(std::wstring& line, Time timeout) {
     const Monitor::Lock lock(monitor_);
     if (lines_.empty()) {

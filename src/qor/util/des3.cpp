@@ -15,7 +15,7 @@ using namespace util::des;
 using Half = std::uint32_t;
 
 constexpr std::size_t blockSize = 8;
-// Blocks that are converted together. They do not wait for each other.
+// The number of blocks that are converted together, so that the processor can overlap their rounds.
 constexpr std::size_t together = 4;
 
 constexpr BoxTables tables = combinedBoxes();
@@ -23,7 +23,7 @@ constexpr auto bitSchedules = schedulesOfBits();
 
 enum class Direction { encode, decode };
 
-// The bytes of the key from the left, padded with zeros.
+// The first 8 bytes of the key as a number, padded with zeros; the first byte is the highest.
 std::uint64_t keyValue(istr key) noexcept {
     std::uint64_t value = 0;
     const util::ByteSpan bytes = util::bytesOf(key.leftstr(blockSize));
@@ -32,7 +32,7 @@ std::uint64_t keyValue(istr key) noexcept {
     return value;
 }
 
-// Adds up bit by bit, so that no place in memory depends on the key.
+// Joins the schedules of all bits of the key, so that no memory access depends on the key.
 void makeSchedule(std::uint64_t key, Direction direction, Schedule& schedule) noexcept {
     schedule = {};
     for (const Schedule& ofBit : bitSchedules) {
@@ -55,7 +55,7 @@ void storeHalf(Half half, unsigned char* out) noexcept {
         out[i] = static_cast<unsigned char>(half >> (24 - 8 * i));
 }
 
-// Exchanges the masked bits of `low` with those `distance` bits higher of `high`.
+// Exchanges the bits `mask` of `low` with the bits of `high` that are `distance` places higher.
 void exchange(Half& high, Half& low, int distance, Half mask) noexcept {
     const Half differ = (high >> distance ^ low) & mask;
     low ^= differ;

@@ -11,17 +11,17 @@ namespace qor::util::des {
 
 inline constexpr unsigned rounds = 16;
 
-// The bits of the key that are chosen, first for the left half of 28 and then for the right one.
+// The bits of the key that are used, first the 28 of the left half, then those of the right half.
 inline constexpr std::array<unsigned char, 56> keyBits = {
     56, 48, 40, 32, 24, 16, 8,  0,  57, 49, 41, 33, 25, 17, 9,  1,  58, 50, 42,
     34, 26, 18, 10, 2,  59, 51, 43, 35, 62, 54, 46, 38, 30, 22, 14, 6,  61, 53,
     45, 37, 29, 21, 13, 5,  60, 52, 44, 36, 28, 20, 12, 4,  27, 19, 11, 3};
 
-// How far both halves are rotated to the left before each round.
+// The number of places by which both halves are rotated to the left before each round.
 inline constexpr std::array<unsigned char, rounds> keyRotations = {1, 1, 2, 2, 2, 2, 2, 2,
                                                                    1, 2, 2, 2, 2, 2, 2, 1};
 
-// The bits of both halves that a round's key has, six for each S-box.
+// The bits of both halves that form a round's key, six for each S-box.
 inline constexpr std::array<unsigned char, 48> roundKeyBits = {
     13, 16, 10, 23, 0,  4,  2,  27, 14, 5,  20, 9,  22, 18, 11, 3,  25, 7,  15, 6,  26, 19, 12, 1,
     40, 51, 30, 36, 46, 54, 29, 39, 50, 44, 32, 47, 43, 48, 38, 55, 33, 52, 45, 41, 49, 35, 28, 31};
@@ -61,15 +61,15 @@ inline constexpr std::array<Box, 8> boxes = {
         7,  11, 4,  1, 9,  12, 14, 2,  0,  6,  10, 13, 15, 3,  5,  8,  //
         2,  1,  14, 7, 4,  10, 8,  13, 15, 12, 9,  0,  3,  5,  6,  11}};
 
-// The bit of the S-boxes' output that each place of a round's result has.
+// For each place of a round's result, the bit of the S-boxes' output.
 inline constexpr std::array<unsigned char, 32> boxPermutation = {
     15, 6, 19, 20, 28, 11, 27, 16, 0,  14, 22, 25, 4,  17, 30, 9,
     1,  7, 23, 13, 31, 26, 2,  8,  18, 12, 29, 5,  21, 10, 3,  24};
 
-// Each S-box combined with the permutation after it: the part of the result that the six input bits
-// of the box determine. The result is rotated to the left by one, like the halves between the
-// rounds: the six bits of each second box are then adjacent, and those of the others are four bits
-// further.
+// Each S-box combined with the permutation after it: the part of the result that depends on the six
+// input bits of the box. The result is rotated to the left by one, like the halves between the
+// rounds: so the input bits of each box are six adjacent bits of a byte, either in the half itself
+// or in the half rotated by four.
 using BoxTables = std::array<std::array<std::uint32_t, 64>, 8>;
 constexpr BoxTables combinedBoxes() noexcept {
     BoxTables tables{};
@@ -89,13 +89,13 @@ constexpr BoxTables combinedBoxes() noexcept {
     return tables;
 }
 
-// Six bits in each byte: for the boxes 0, 2, 4 and 6, and for those between.
+// Six bits in each byte: `even` for the boxes 0, 2, 4 and 6, `odd` for 1, 3, 5 and 7.
 struct RoundKey {
     std::uint32_t even, odd;
 };
 using Schedule = std::array<RoundKey, rounds>;
 
-// The chosen bits of a value that has `width` bits, the first one on top.
+// The listed bits of a value of `width` bits; the first one becomes the highest.
 template <std::size_t count>
 constexpr std::uint64_t choose(std::uint64_t value, unsigned width,
                                const std::array<unsigned char, count>& bits) noexcept {
@@ -125,8 +125,8 @@ constexpr Schedule scheduleOf(std::uint64_t key) noexcept {
     return schedule;
 }
 
-// The schedule of each single bit of a key, from the lowest on. The schedule of a key is the sum of
-// those of its bits.
+// The schedule of each single bit of a key, the lowest first. The schedule of a key joins those of
+// its bits by |.
 constexpr std::array<Schedule, 64> schedulesOfBits() noexcept {
     std::array<Schedule, 64> schedules{};
     for (unsigned bit = 0; bit < schedules.size(); ++bit)

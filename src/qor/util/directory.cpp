@@ -35,7 +35,7 @@ int descriptorOf(void* handle) noexcept {
 }
 
 long long sizeOf(const Unit& unit) noexcept {
-    // The class is final: its values have this very type.
+    // IntegerValue is final, so comparing the type is sufficient.
     const pml::ntv::ValueBase* const value = unit.value();
     if (value == nullptr || typeid(*value) != typeid(IntegerValue)) return -1;
     return static_cast<const IntegerValue*>(value)->data().value();
@@ -53,11 +53,11 @@ void widen(const String& name, std::wstring& wide) {
 }
 
 // Fills units with the content of directories of any depth. A directory stays open until all of its
-// subdirectories are read, so that these are found without a path. Only the deepest ones stay open:
-// an outer one is found again as the parent of a directory in it.
+// subdirectories are read, so that they are opened without a path. At most `mostOpen` stay open: an
+// outer one is closed, and opened again as the parent of its subdirectory.
 class TreeWalk {
 public:
-    // False when the directory can't be read, or one that waited can't be found again.
+    // Returns false if the directory cannot be read, or if a closed one cannot be opened again.
     bool run(platform::OpenDirectory directory, Unit& unit) {
         bool complete = read(std::move(directory), unit);
         while (!waiting_.empty()) {
@@ -72,7 +72,7 @@ public:
         return complete;
     }
 
-    // The unit of a new entry, or null if there is one of that name.
+    // The unit of a new entry, or null if the name exists already.
     Unit* add(Unit& unit, istr name, const platform::FileStatus& status) {
         const unsigned long before = unit.numofChildren();
         Unit* const child = unit.at(name);
@@ -85,7 +85,7 @@ public:
         ++count_;
         return child;
     }
-    // Of all units added.
+    // The number of units added.
     std::size_t count() const { return count_; }
 
 private:
@@ -132,14 +132,14 @@ private:
         Level& outer = waiting_.back();
         outer.directory = left.directory.parent();
         --firstOpen_;
-        // The parent of a directory that was moved meanwhile is another one.
+        // If the subdirectory was moved meanwhile, its parent is a different directory.
         if (outer.directory.valid() && outer.directory.id() == outer.id) return true;
         outer.directory.close();
         return false;
     }
 
     std::size_t count_ = 0;
-    std::vector<Level> waiting_;  // each in the one before
+    std::vector<Level> waiting_;  // each is a subdirectory of the previous one
     std::size_t firstOpen_ = 0;
     std::unique_ptr<platform::EntryBuffer> entries_ = std::make_unique<platform::EntryBuffer>();
 };
@@ -163,7 +163,7 @@ Filled fillTree(iwstr dir, const std::list<std::wstring>& entries, Unit& tree) {
     return {complete, walk.count()};
 }
 
-// The count is a guess that spares memory.
+// `count` is the expected number of items.
 std::vector<DirItem> itemsOf(const ListValue& tree, iwstr dir, std::size_t count) {
     struct Level {
         const ListValue* list;

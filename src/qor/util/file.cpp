@@ -26,7 +26,7 @@ std::size_t roomFor(unsigned long size, std::size_t capacity) {
     return size;
 }
 
-// One way to fill each kind of target.
+// The same operations for each type of target.
 void* sized(Bytes& out, std::size_t size) {
     out.init(size);
     return out.buffer();
@@ -48,7 +48,7 @@ bool failEmpty(Out& out, int error) noexcept {
     return fail(error);
 }
 
-// What a line is read in: bytes, or pairs of them.
+// A unit of UTF-16. Lines are read in units: chars or these.
 struct Utf16Unit {
     unsigned char low;
     unsigned char high;
@@ -107,8 +107,8 @@ void finish(std::wstring& line, std::wstring& gathered, const Utf16Unit* units, 
 
 }  // namespace
 
-// The units of a file from its position on, for one line. Unless the line is committed, the
-// destructor gives the units that were taken back to the file; in a pipe they are lost.
+// Reads the units of one line from the file's position. Unless commit is called, the destructor
+// moves the position back to the start; in a pipe the units are lost.
 template <class Unit>
 class File::LineSource : noncopyable {
 public:
@@ -122,7 +122,7 @@ public:
         errno = error;
     }
 
-    // What has been read ahead: a unit at least, after a fill that is 1.
+    // The units that were read ahead; at least one after fill() has returned 1.
     const Unit* units() const noexcept {
         return reinterpret_cast<const Unit*>(ahead_.bytes + ahead_.next);
     }
@@ -131,8 +131,8 @@ public:
         ahead_.next += n * sizeof(Unit);
         taken_ += n * sizeof(Unit);
     }
-    // Reads on when all units are taken. 0 at the end, with half a unit perhaps, and -1 for a
-    // failure. A pipe gives one unit at a time.
+    // Reads more units; all earlier ones must have been taken. Returns 1; 0 at the end of the file,
+    // perhaps with half a unit; -1 on failure. From a pipe it reads one unit.
     int fill() noexcept {
         std::copy(ahead_.bytes + ahead_.next, ahead_.bytes + ahead_.end, ahead_.bytes);
         ahead_.end -= std::exchange(ahead_.next, 0);
@@ -186,7 +186,7 @@ File& File::operator=(File&& other) noexcept {
     return *this;
 }
 
-// What can raise comes first.
+// The conversion of the name may raise, so it comes first.
 bool File::become(std::wstring name, int flags, int openFlags) {
     const std::string path = platform::nativePath(name);
     if (valid()) close();
@@ -252,7 +252,7 @@ long long File::seek(long long offset, SeekWhence whence) const noexcept {
 }
 
 long long File::putback(long long n) const noexcept {
-    // The one number without a negative is no distance in any file.
+    // The lowest number has no negative, and is too large for any file.
     return advance(-std::max(n, -std::numeric_limits<long long>::max()));
 }
 
@@ -264,8 +264,8 @@ void File::forgetUnread() const noexcept {
     if (ahead_) ahead_->next = ahead_->end = 0;
 }
 
-// Discards the bytes that were read ahead, and moves the system's position back to that of the
-// caller. A pipe has no position, and its bytes would be lost.
+// Discards the bytes that were read ahead, and moves the system's position back to the caller's.
+// Does nothing for a pipe: it has no position, and its bytes would be lost.
 bool File::settle() const noexcept {
     const long long ahead = unread();
     if (ahead == 0 || ahead_->ofPipe) return true;
@@ -274,8 +274,8 @@ bool File::settle() const noexcept {
     return true;
 }
 
-// Gives the bytes that were read ahead, and then those of one read. In a pipe there is no second
-// read: it could wait for ever.
+// Returns the bytes that were read ahead, then those of one read. For a pipe, reads only if none
+// were read ahead: otherwise it could wait without end.
 long long File::readBytes(void* out, std::size_t room) const noexcept {
     const std::size_t got = std::min(room, static_cast<std::size_t>(unread()));
     if (got == 0) return platform::readFile(handle_, out, room);
@@ -350,7 +350,7 @@ File::LineRead File::readLineOf(Text& line) const {
             const bool isCr = is(units[end], '\r');
             finish(line, gathered, units, end);
             source.take(end + 1);
-            // A line feed after it belongs to it.
+            // A line feed after a CR belongs to the line end.
             if (isCr && source.count() == 0 && source.fill() < 0) return LineRead::Failed;
             if (isCr && source.count() != 0 && is(*source.units(), '\n')) source.take(1);
             source.commit();

@@ -5,8 +5,9 @@
 
 namespace qor {
 
-// Runs a step of a unit's loop. What it raises is logged, and counts as the code 1 if it is the
-// library's and 2 if it is another std::exception; anything else passes. 0 if nothing is raised.
+// Runs a step of a unit's loop. Returns 0 if it raises nothing. A std::exception is logged; the
+// result is 1 for an exception of the library and 2 for another one. Other exceptions are passed
+// on.
 int guardedStep(const std::function<void()>& step);
 
 }  // namespace qor

@@ -13,18 +13,19 @@ namespace {
 using qor::util::ByteSpan;
 
 constexpr std::size_t bufferSize = 4096;
-// 32 KiB, and no frame around the deflated data.
+// A window of 32 KiB, and raw deflate data without a zlib header.
 constexpr int rawWindowBits = -15;
 constexpr int memoryLevel = 8;
 
 constexpr unsigned char magic0 = 0x1F;
 constexpr unsigned char magic1 = 0x8B;
-// No flags, no time, no extra flags. The operating system is 10 wherever it is written.
+// No flags, no time, no extra flags. The operating system is always 10, so that results do not
+// depend on the machine.
 constexpr unsigned char header[] = {magic0, magic1, Z_DEFLATED, 0, 0, 0, 0, 0, 0, 0x0A};
 
 enum Flag : unsigned { hasCrc = 2, hasExtra = 4, hasName = 8, hasComment = 16, reserved = 0xE0 };
 
-// A stream of zlib that runs from memory to memory.
+// A zlib stream from memory to memory.
 class MemoryStream : qor::noncopyable {
 public:
     ByteSpan content() const noexcept { return area_.content(); }
@@ -39,7 +40,7 @@ protected:
     // Passes at most as many bytes as zlib can count, and returns the rest.
     ByteSpan feed(ByteSpan input) noexcept {
         const std::size_t n = std::min<std::size_t>(input.size(), INT_MAX);
-        // zlib only reads, but says so under a macro.
+        // zlib only reads the input; next_in is const only if a macro of zlib is defined.
         stream_.next_in = const_cast<unsigned char*>(input.data());
         stream_.avail_in = static_cast<uInt>(n);
         return input.subspan(n);
@@ -93,7 +94,7 @@ private:
         stream_.avail_out = bufferSize;
     }
 
-    // Where it fails, the buffer is kept.
+    // If append fails, the buffer is kept.
     void moveBuffer() noexcept {
         if (append({buffer_.get(), bufferSize - stream_.avail_out})) restartBuffer();
     }
@@ -128,7 +129,7 @@ bool skipText(ByteSpan& rest) noexcept {
     return skip(rest, static_cast<std::size_t>(end - rest.begin()) + 1);
 }
 
-// The header with its optional fields, of which nothing is needed.
+// Skips the header and its optional fields, none of which is needed.
 bool skipHeader(ByteSpan& rest) noexcept {
     const ByteSpan fixed = rest;
     if (!skip(rest, sizeof header)) return false;
@@ -153,7 +154,7 @@ public:
     ~Unpacking() { inflateEnd(&stream_); }
 
 private:
-    // Straight into the area: zlib is slow in small pieces.
+    // Writes directly into the area, since zlib is slow with small pieces.
     void step() noexcept {
         const std::span<unsigned char> room = area_.room();
         stream_.next_out = room.data();
@@ -179,7 +180,8 @@ ByteSpan given(const char* data, int size) noexcept {
     return given(data, static_cast<std::size_t>(std::max(size, 0)));
 }
 
-// Nothing, and the first byte of a header alone, are streams that have ended.
+// Whether the data is not gzip data and is copied. Empty data, and a single first byte of a header,
+// count as gzip data.
 bool isTransparent(ByteSpan input) noexcept {
     if (input.empty() || input[0] != magic0) return !input.empty();
     return input.size() > 1 && input[1] != magic1;
@@ -205,7 +207,7 @@ int GZlibCompressor::uncomp(const char* data, char*& out, int& size) noexcept {
 
 namespace qor {
 
-// The sense is inverted, and stays so: callers are used to it.
+// Deliberate (compatibility): the results are inverted.
 
 bool gzlib::comp(const char* data, unsigned char*& out, int& size) noexcept {
     return GZlibCompressor::comp(data, out, size) != 0;

@@ -7,7 +7,7 @@
 
 #include "qor/base/base_type_bytes.h"
 
-// How a result replaces the content of an object of the caller's.
+// Helpers to replace the content of a caller's object by a result.
 
 namespace qor::util {
 
@@ -34,7 +34,7 @@ inline void makeRoom(Bytes& out, std::size_t n) {
     out.resize(n);
 }
 
-// Whether the source has a byte in the memory of `out`, used or not.
+// Whether a byte of the source is in the memory of `out`, its unused capacity included.
 template <class Out>
 bool owns(const Out& out, ByteSpan source) noexcept {
     if (source.empty()) return false;
@@ -44,8 +44,9 @@ bool owns(const Out& out, ByteSpan source) noexcept {
            before(begin, source.data() + source.size());
 }
 
-// Calls write(target), with a target that has room for n bytes none of which is the source's, and
-// that is `out` or becomes it. If memory is short, `out` is as it was.
+// Calls write(target), then the content of `out` is that of the target. The target has room for n
+// bytes, which do not overlap the source; it is `out` itself or a new object. If memory runs out,
+// `out` is unchanged.
 template <class Out, class Write>
 void replaceContent(Out& out, ByteSpan source, std::size_t n, Write write) {
     if (n <= roomOf(out) && !owns(out, source)) return write(out);

@@ -11,14 +11,14 @@
 
 namespace qor::util {
 
-// Bytes that arrive piece by piece, at most `limit` of them. The first ones lie in the object, more
-// of them in memory of malloc that at least doubles when it is full: n bytes cost O(n).
+// Collects bytes, at most `limit`. The first 512 are stored in the object, more in memory of
+// malloc, which at least doubles when it is full: n bytes cost O(n).
 class OutputArea : noncopyable {
 public:
     explicit OutputArea(std::size_t limit) noexcept : limit_(limit) {}
     ~OutputArea() { std::free(heap_); }
 
-    // False, with nothing appended, if the limit would be exceeded or memory runs out.
+    // Returns false, and appends nothing, if the limit would be exceeded or memory runs out.
     bool append(ByteSpan piece) noexcept {
         if (piece.empty()) return true;
         if (piece.size() > limit_ - size_ || !reserve(size_ + piece.size())) return false;
@@ -27,8 +27,8 @@ public:
         return true;
     }
 
-    // Free bytes after the content. Write to them and then call written(). None at the limit, and
-    // none if memory runs out.
+    // Free bytes after the content: write to them, then call written(). Empty at the limit and if
+    // memory runs out.
     std::span<unsigned char> room() noexcept {
         if (size_ == capacity_ && size_ < limit_) reserve(size_ + 1);
         return {data() + size_, std::min(capacity_, limit_) - size_};

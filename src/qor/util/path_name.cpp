@@ -6,7 +6,7 @@ namespace qor {
 
 namespace {
 
-// A lone surrogate is no character, so this name never reaches the system.
+// A lone surrogate is not a character, so this name is never passed to the system.
 constexpr wchar_t kNoName[] = {0xDC80, 0};
 
 }  // namespace
@@ -16,7 +16,8 @@ std::wstring PathName::wideTextOf(const std::filesystem::path& path) {
     const istr source(reinterpret_cast<const char*>(utf8Text.data()), utf8Text.size());
     std::wstring wide;
     utf8ToWstring(source, wide);
-    // What was replaced or left out does not come back.
+    // If the conversion has replaced or removed something, converting back does not give the
+    // source.
     return istr(toUtf8(wstr(iwstr(wide)))) == source ? wide : kNoName;
 }
 

@@ -34,8 +34,9 @@ void toldIfFailed(Step step) {
     }
 }
 
-// Makes menus non-interactive while it lives. It keeps the code of the last failure and passes it
-// to the object around it: so a menu has the failures of the menus that its functions opened.
+// Makes menus non-interactive while it exists. It keeps the code of the last failure, and at its
+// end passes the code to the enclosing object: so a menu gets the failures of the menus that its
+// functions opened.
 class Unattended : noncopyable {
 public:
     Unattended() noexcept
@@ -107,7 +108,7 @@ TestCaseFn::TestCaseFn(TestFnBase* fn)
           checkedDelete(gone, __FILE__, __LINE__, "qor::test::TestCaseFn::destroy");
       }) {}
 
-// The function may drop the item that it is called from.
+// Keeps a copy: the function may delete the item that calls it.
 void TestCaseFn::operator()() const {
     const std::shared_ptr<TestFnBase> fn = fn_;
     if (fn == nullptr) {
@@ -176,13 +177,13 @@ void TestCase::run(const std::vector<String>& args) {
     const bool attended = Context::instance().interactive();
     if (attended && (depth_ == 0 || args.empty())) return run();
     if (depth_ != 0) runUnattended(args.empty() ? std::vector<String>{"all", "quit"} : args);
-    // Nobody will choose anything more.
+    // A menu that is not interactive has no further choices.
     if (UnitOfWork& unit = unitFor("qor::test::TestCase::run"); !attended && unit.running()) {
         unit.stop(unit.result());
     }
 }
 
-// A failure of one choice does not keep the next one from its run, and "exit" does not hide it.
+// After a failure the next choices are still run, and "exit" does not hide the failure.
 void TestCase::runUnattended(const std::vector<String>& choices) {
     const Run1Case__ runOne(*this);
     UnitOfWork& unit = unitFor("qor::test::TestCase::show_menu");
@@ -228,7 +229,7 @@ void TestCase::show_menu() const {
     say(text.str());
 }
 
-// The end of the input ends the program with the code that it has.
+// The end of the input ends the program with the root's present code.
 bool TestCase::get_choice(const String& preset) {
     choice_ = preset;
     if (preset.empty() && Context::instance().interactive()) {
@@ -260,7 +261,7 @@ void TestCase::exec_case() {
     std_out() << text << '\n';
 }
 
-// The part after the separator, and the way back, wait for the menu that the head opens.
+// The part after the separator, and "quit", are the choices for the menu that the first part opens.
 void TestCase::exec_path(const String& key, unsigned long at) {
     struct Emptied {
         ~Emptied() { args.clear(); }
@@ -274,7 +275,7 @@ void TestCase::exec_path(const String& key, unsigned long at) {
 
 void TestCase::do_all() {
     const Unattended scope;
-    // A case may change the list.
+    // A copy, since a case may change the list.
     const std::vector<TestItem> items(items_);
     std::for_each(items.begin(), items.end(), Run1Case__(*this));
     if (uow_ != nullptr) scope.tell(*uow_);
@@ -398,7 +399,7 @@ _Entry::~_Entry() {
         own_log::toolkit().write(istr("\n" + std::string(line, kWidth)));
         writeEntryLog(own_log::toolkit(), "TEST~", *this, stopwatch_.end().toDateTime(), '.');
     } catch (...) {
-        // A line that there is no memory for is left out.
+        // Without memory the line is dropped.
     }
 }
 

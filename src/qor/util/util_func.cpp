@@ -39,7 +39,7 @@ void Filename::merge() {
 
 void Filename::join(std::wstring& dir, iwstr file) {
     if (!file.empty() && file.end()[-1] == separator()) file = file.removeRight(1);
-    // In one step, so that a failure leaves the directory as it was.
+    // Reserves first, so that `dir` is unchanged if memory runs out.
     dir.reserve(dir.size() + 1 + file.size());
     if (!dir.empty()) dir += separator();
     if (!file.empty()) dir.append(file.data(), file.size());

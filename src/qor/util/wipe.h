@@ -6,14 +6,14 @@
 
 namespace qor::util {
 
-// Writes zeros that the compiler cannot optimise away although they are not read.
+// Overwrites memory with zeros. The compiler cannot optimise this away.
 inline void wipe(void* memory, std::size_t size) noexcept {
     if (size == 0) return;
     std::memset(memory, 0, size);
     asm volatile("" : : "r"(memory) : "memory");
 }
 
-// What holds a secret while it lives.
+// A value that the destructor overwrites with zeros.
 template <class T>
 class Secret {
 public:

@@ -9,7 +9,7 @@ namespace qor {
 
 namespace {
 
-// Has `convert`, a function of the zlib library, fill `out` with at most this number of bytes.
+// Fills `out` by `convert`, a function of the zlib library, with at most `most` bytes.
 template <class Convert>
 bool fill(Bytes& out, istr data, unsigned long long most, Convert convert) {
     if (most >= npos32) {

@@ -154,7 +154,8 @@ XMLAttr& XMLAttrMap::add(istr name, String&& value, XMLNode* node) {
     return *attr;
 }
 
-// The attribute is present, or will be appended next. A failure changes nothing.
+// `present`: the attribute is in the map already; otherwise it will be appended next. If an
+// exception is raised, nothing is changed.
 void XMLAttrMap::note(XMLAttr& attr, bool present) {
     if (extra_ == nullptr && !present && size_ < kSearched) return;
     if (extra_ == nullptr) extra_ = listAll();

@@ -22,14 +22,14 @@ namespace {
 
 constexpr unsigned kTab = 4;
 
-// Held while a const operation makes a list or a map: one for all nodes will do. A Mutex would take
-// longer than the list of a few children.
+// Held while a const operation builds a list or a map; one lock for all nodes is sufficient. Not a
+// Mutex, which would take longer than building the list of a few children.
 constinit QuickMutex looksLock;
 
 }  // namespace
 
-// Writes an element, and those in it. What is in the middle of an element waits on a stack of its
-// own.
+// Writes an element and its descendants without recursion: the elements that are not complete are
+// on a separate stack.
 class XMLNode::Writer {
 public:
     Writer(String& out, bool pretty, unsigned depth) : out_(out), pretty_(pretty), depth_(depth) {}
@@ -53,7 +53,7 @@ public:
 private:
     struct Level {
         const XMLNode* node;
-        const XMLNode* next;  // of its children
+        const XMLNode* next;  // the next child
     };
 
     void open(const XMLNode& node) {
@@ -90,7 +90,7 @@ private:
         out_ += '>';
     }
 
-    // Whether one of them is on a line of its own.
+    // Returns whether an attribute is on its own line.
     bool writeAttrs(const XMLNode& node, std::size_t levels) {
         if (node.attrs_ == nullptr) return false;
         bool wrapped = false;
@@ -145,7 +145,7 @@ XMLNode& XMLNode::assign(const XMLNode& other) {
     XMLNode copy(other);
     const bool listed = listed_.load(std::memory_order_relaxed);
     if (listed) static_cast<void>(copy.makeList());
-    // Only this can fail from here on.
+    // The last step that can raise.
     name(copy.name_);
     clearNodes();
     cdata_.swap(copy.cdata_);
@@ -321,7 +321,7 @@ void XMLNode::touchPool() noexcept {
 
 void XMLNode::copyFrom(const XMLNode& other) {
     struct Copying {
-        const XMLNode* next;  // of the children that are copied
+        const XMLNode* next;  // the next child to be copied
         XMLNode* to;
     };
     copyOwn(other);
@@ -341,7 +341,7 @@ void XMLNode::copyFrom(const XMLNode& other) {
 }
 
 void XMLNode::copyOwn(const XMLNode& other) {
-    // There is no map yet that would have to be updated.
+    // Without name(), since there is no map yet to be updated.
     name_ = other.name_;
     cdata_ = other.cdata_;
     if (other.attrs_ == nullptr) return;
@@ -405,7 +405,8 @@ void XMLNode::dropLooks() const noexcept {
     dropMap();
 }
 
-// Enters the child under its new name, before it has it. A failure changes nothing.
+// Enters the child in the map under its new name, before it is renamed. If an exception is raised,
+// nothing is changed.
 void XMLNode::prepareRename(XMLNode* child, const String& newName) {
     const bool mapped = childMap_.load(std::memory_order_relaxed) != nullptr;
     // Without a map, equal names have the order of the children.
@@ -423,8 +424,9 @@ void XMLNode::belong() noexcept {
         child->parent_ = child->holder_ = this;
 }
 
-// Destroys the nodes from this one on, which have no holder any more, with all that is in them. The
-// children of a node join the nodes that are left, so that neither depth nor memory is needed.
+// Destroys `first` and the nodes after it, with all descendants. They have no holder any more. The
+// children of a node are added to the list of remaining nodes, so that neither recursion nor memory
+// is needed.
 void XMLNode::destroyAll(XMLNode* first) noexcept {
     XMLNode* roots = nullptr;
     while (first != nullptr) {
@@ -438,7 +440,7 @@ void XMLNode::destroyAll(XMLNode* first) noexcept {
             node->first_ = nullptr;
         }
         if (node->ownsPool()) {
-            // The nodes of the tree are in its memory.
+            // The other nodes of a parsed tree are in its memory, which the root frees.
             node->next_ = std::exchange(roots, node);
         } else if (node->pool_ != nullptr) {
             node->XMLNode::~XMLNode();

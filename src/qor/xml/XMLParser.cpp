@@ -16,7 +16,7 @@
 
 namespace qor {
 
-// Each is reported with a line of its own, which stays as it is when the source moves.
+// Deliberate (compatibility): each fault has its own fixed line number.
 struct XMLParser::Malformations {
     static constexpr Malformation kNoProcessingEnd = {
         "Malformed XML processing node - end '?>' expected, but none found.", 212};
@@ -30,13 +30,13 @@ struct XMLParser::Malformations {
 
 namespace {
 
-// How much can be read after the end of a text, its zero byte aside.
+// The number of bytes that must be readable after the text, without its terminating zero.
 constexpr std::size_t kRoomAfterText = xml::kScanRoom - 1;
 
 // The number of bytes that are checked for a declaration.
 constexpr unsigned long kDeclaration = 25;
 
-// How much memory a tree is given at first.
+// The memory that a tree gets at first.
 constexpr std::size_t kSmallPool = 256;
 std::size_t estimateFor(std::size_t text) noexcept {
     return std::min(6 * text + kSmallPool, kLargestKeptBlock / 2);
@@ -78,14 +78,14 @@ XMLParser::XMLParser(std::ifstream& is) : XMLParser() {
 XMLParser::~XMLParser() = default;
 
 void XMLParser::init() {
-    // Assigning to the map itself would lose some of its nodes with libc++ when memory ends.
+    // Not assigned to the map itself: with libc++ that would lose nodes if memory runs out.
     decltype(entities_) entities = {
         {"amp", "&"}, {"quot", "\""}, {"apos", "'"}, {"lt", "<"}, {"gt", ">"}};
     entities_.swap(entities);
 }
 
 void XMLParser::parse(istr text) {
-    // Copied before the old text is destroyed, of which it may be a part.
+    // The text is copied before the old text is destroyed, of which it may be a part.
     const char* const zero = xml::findByte('\0', text.begin(), text.end());
     if (zero != nullptr) text = istr(text.begin(), zero);
     String copy;
@@ -179,8 +179,7 @@ const char* XMLParser::endDoctype(const char* from) {
 const char* XMLParser::parseCData(const char* from) {
     constexpr std::string_view kEnd = "]]>";
     const char* to = scanTo(kEnd, from);
-    // Deliberate (compatibility): the search compares three bytes at a time, so a section without
-    // an end loses its last two.
+    // Deliberate (compatibility): a section without an end loses its last two bytes.
     if (to == end_) to -= std::min<std::ptrdiff_t>(kEnd.size() - 1, end_ - from);
     if (current_ != nullptr) {
         current_->addParsedText({from, to});
@@ -189,9 +188,9 @@ const char* XMLParser::parseCData(const char* from) {
     return to + std::min<std::ptrdiff_t>(kEnd.size(), end_ - to);
 }
 
-// The steps that nearly all of a text takes are before nextNode, to be compiled into it.
+// The common steps are before nextNode, so that they are compiled into it.
 
-// Decodes a part of the text where it is.
+// Decodes a part of the text in place.
 xml::ParsedText XMLParser::decode(const char* from, const char* to) noexcept {
     char* const text = text_.data() + (from - begin_);
     return {text, xml::unescapeTo(text, from, to)};
@@ -206,7 +205,7 @@ inline void XMLParser::open(const xml::ParsedText& name) {
 }
 
 void XMLParser::openRoot(const xml::ParsedText& name) {
-    // A text may have any number of roots, so only the first one is given room in advance.
+    // A text may have any number of roots, so memory is reserved only for the first one.
     const std::size_t estimate = root_ == nullptr ? estimateFor(length_) : kSmallPool;
     std::unique_ptr<XMLNode> root = xml::Pool::create(name, estimate);
     if (root_ != nullptr) replaced_.push_back(std::move(root_));
@@ -220,7 +219,7 @@ inline void XMLParser::closeCurrent() {
     if (current_ != nullptr) current_ = current_->holder_;
 }
 
-// Moves to the quote at the end.
+// Moves `at` to the closing quote.
 template <char kQuote>
 inline xml::ParsedText XMLParser::parseValue(const char*& at) {
     const char* const from = at;
@@ -245,7 +244,7 @@ inline const char* XMLParser::parseAttr(const char* from, XMLNode& node) {
     if (*at != '=') [[unlikely]]
         fail(Malformations::kNoEqualSign);
     ++at;
-    // Deliberate (compatibility): anything may be before the quote.
+    // Deliberate (compatibility): any text before the quote is skipped.
     if (*at != '"') at = xml::findNear<'"', '\''>(at);
     if (*at == '\0') [[unlikely]]
         fail(Malformations::kNoBeginningQuote);
@@ -288,19 +287,19 @@ inline XMLParser::Step XMLParser::parseOpening(const char* from) {
 template <bool kTold>
 inline XMLParser::Step XMLParser::parseClosing(const char* from) {
     const char* const at = xml::findNear<'>'>(from);
-    // Deliberate (compatibility): "</a/>" and "</>" close an element as "<a/>" does, and so do not
-    // end the parsing when it was the root.
+    // Deliberate (compatibility): "</a/>" and "</>" close an element as "<a/>" does: they do not
+    // end the parsing if it is the root.
     const bool closedItself = at[-1] == '/';
     closeCurrent<kTold>();
     return {after(at), closedItself || current_ != nullptr};
 }
 
-// Text has the blanks before it. Outside the root it is dropped.
+// The text includes the blanks before `token`. Outside the root it is dropped.
 template <bool kTold>
 inline const char* XMLParser::parseText(const char* from, const char* token) {
     const char* to = xml::findFar<'<', '&'>(token);
     xml::ParsedText text{from, to};
-    // Deliberate (compatibility): text that begins with "]" is added without a call.
+    // Deliberate (compatibility): for text that begins with "]" the callback is not called.
     const bool isReported = *token != ']';
     if (*to == '&') [[unlikely]] {
         to = xml::findAny<'<'>(to);
@@ -327,7 +326,7 @@ template <bool kTold>
         case '!':
             return parseDeclaration(afterMark);
         case '\0':
-            // Nothing would ever be consumed.
+            // A step here would not consume anything.
             return {end_, false};
         default:
             return parseOpening<kTold>(token + 1);
@@ -338,7 +337,7 @@ XMLParser::Step XMLParser::tellingStep(const char* from) {
     return step<true>(from);
 }
 
-// 2.0.5 exports it.
+// Version 2.0.5 exports this symbol.
 template XMLParser::Step XMLParser::step<false>(const char* from);
 
 XMLParser::Step XMLParser::plainSteps(const char* from, bool once) {
@@ -351,7 +350,7 @@ XMLParser::Step XMLParser::plainSteps(const char* from, bool once) {
 
 bool XMLParser::nextNode() {
     if (cursor_ == end_) return false;
-    // A failed step may be half done, so parsing cannot continue after it.
+    // If the step raises, cursor_ stays at the end: parsing cannot continue after a failed step.
     const char* const from = std::exchange(cursor_, end_);
     const Step taken = callback_ != nullptr ? tellingStep(from) : plainSteps(from, true);
     cursor_ = taken.at;

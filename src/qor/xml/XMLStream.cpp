@@ -15,7 +15,7 @@ constexpr istr kType("__type__", 8);
 constexpr istr kClass("__class__", 9);
 constexpr istr kSuper("__super__", 9);
 
-// How many decodeXml the thread is in.
+// The number of calls of decodeXml that run on this thread.
 constinit thread_local unsigned decoding = 0;
 struct Decoding : noncopyable {
     Decoding() noexcept { ++decoding; }
@@ -31,7 +31,7 @@ bool isNeutral(istr name) noexcept {
     return name.empty() || name == "root" || name == "any";
 }
 
-// Equal, the case of the first letter aside.
+// Equal except for the case of the first letter.
 bool isSameWord(istr left, istr right) noexcept {
     if (left.size() != right.size()) return false;
     return left.empty() ||
@@ -109,7 +109,7 @@ void XMLStreamBase::checkNode() {
 }
 
 XMLNode& XMLStreamBase::node() {
-    // The null node is read by all, and is not to be changed.
+    // XMLNode::null() is shared and must not be changed.
     checkNode();
     if (!isNull()) return *node_;
     if (spare_ == nullptr) spare_.reset(newNode(istr()));
@@ -149,7 +149,7 @@ void XMLInStream::parseFrom(Source& source) {
     try {
         parser.parse(source);
     } catch (const XMLRuntimeException&) {
-        // There is no node then, and whoever reads sees that.
+        // Then the stream has no node, and reading from it finds nothing.
         delete parser.release();
     }
     setInputNode(parser.release(), true);

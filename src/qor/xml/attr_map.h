@@ -21,7 +21,7 @@ void XMLAttrMap::visitListed(Visit visit) const {
         visit(*attr);
 }
 
-// What follows is here to be compiled into the parser.
+// In a header, so that it is compiled into the parser.
 
 inline XMLAttr::XMLAttr(const xml::ParsedText& name, const xml::ParsedText& value, XMLNode* node)
     : name_(name.str()), value_(value.str()), node_(node), key_(&name_) {}
@@ -49,7 +49,7 @@ inline XMLAttrMap* XMLAttrMap::createIn(xml::Pool& pool) {
     return ::new (pool.take(sizeof(XMLAttrMap))) XMLAttrMap(true);
 }
 
-// Whether a parser may add one in the memory of the tree. If not, all names are marked.
+// Whether a parser may still add attributes in the memory of the tree. If not, marks_ is kAllMarks.
 inline bool XMLAttrMap::isRow() const noexcept {
     return heapSize_ == 0 && extra_ == nullptr && size_ < kSearched;
 }

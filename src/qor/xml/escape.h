@@ -8,18 +8,18 @@
 
 namespace qor::xml {
 
-// The first such byte; null if there is none.
+// The first byte equal to `byte`; null if there is none.
 inline const char* findByte(char byte, const char* from, const char* end) noexcept {
     return from != end ? static_cast<const char*>(
                              std::memchr(from, byte, static_cast<std::size_t>(end - from)))
                        : nullptr;
 }
 
-// Writes the text without entities, as unescape does, which is no longer than the text and may take
-// its place. Returns its end.
+// Writes the text with entities replaced, as unescape does, and returns the end of the output. That
+// is not longer than the text and may overwrite it.
 char* unescapeTo(char* out, const char* from, const char* end) noexcept;
 
-// Appends the text as encode_cdata makes it.
+// Appends the text in the form of encode_cdata.
 void appendCData(String& out, istr text);
 
 }  // namespace qor::xml

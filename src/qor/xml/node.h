@@ -8,7 +8,7 @@
 #include "xml/parsed_text.h"
 #include "xml/pool.h"
 
-// What the parser does with each node, here to be compiled into it.
+// The operations of the parser on each node. In a header, so that they are compiled into it.
 
 namespace qor {
 
@@ -51,7 +51,7 @@ inline XMLAttr& XMLNode::addParsedAttr(const xml::ParsedText& name, const xml::P
 
 inline void XMLNode::addParsedText(const xml::ParsedText& text) {
     if (cdata_.empty() && text.fitsInPlace()) {
-        // Made in its place, since an assignment would copy it once more.
+        // Constructed in place, since an assignment would copy the text once more.
         cdata_.~String();
         ::new (&cdata_) String(text.str());
         return;

@@ -7,9 +7,9 @@
 
 namespace qor::xml {
 
-// A part of the text that a parser reads. kBlock bytes are readable from `from` on, also if the
-// part is shorter: copying a constant number of bytes takes a fraction of the time of copying a
-// variable number, and most parts are short.
+// A part of the parsed text. kBlock bytes can be read from `from` on, even if the part is shorter:
+// copying a constant number of bytes is much faster than copying a variable number, and most parts
+// are short.
 struct ParsedText {
     static constexpr std::size_t kBlock = 15;
 
@@ -18,14 +18,14 @@ struct ParsedText {
 
     std::size_t size() const noexcept { return static_cast<std::size_t>(to - from); }
     istr view() const noexcept { return istr(from, to); }
-    // Whether its string needs no memory of its own.
+    // Whether a String of it needs no allocation.
     bool fitsInPlace() const noexcept { return size() <= kBlock; }
     String str() const { return fitsInPlace() ? shortStr() : String(view()); }
 
 private:
     String shortStr() const {
         String text(from, kBlock);
-        // The compiler cannot derive this after the copy, and would test it in erase.
+        // Tells the compiler the size, which it would otherwise test in erase.
         if (text.size() != kBlock) __builtin_unreachable();
         text.erase(size());
         return text;

@@ -12,11 +12,11 @@
 
 namespace qor::xml {
 
-// The memory of a parsed tree: its nodes and attributes, until the root is destroyed. One thread
-// parses or changes the tree at a time; remember() is called with the lock of the lists and maps.
+// The memory of a parsed tree's nodes and attributes, until the root is destroyed. Only one thread
+// at a time parses or changes the tree; remember() is called with the lock of the lists and maps.
 class Pool : public Arena {
 public:
-    // Makes the root, its pool and the pool's first memory, of `estimate` bytes or more, in one
+    // Creates the root, its pool and the pool's first memory, of `estimate` bytes or more, in one
     // block. Deleting the root releases the pool.
     static std::unique_ptr<XMLNode> create(const ParsedText& name, std::size_t estimate);
 
@@ -25,13 +25,14 @@ public:
 
     const XMLNode& root() const noexcept { return root_; }
 
-    // In a plain tree the nodes and attributes own nothing outside the pool, except for the lists
-    // and maps of children of remembered nodes. So the destructors of the nodes need not be called.
-    // Whoever gives a node or an attribute something else to own calls touch() first.
+    // In a plain tree the nodes and attributes own nothing outside the pool, except the lists and
+    // maps of remembered nodes. So the destructors of the nodes need not be called. Call touch()
+    // before a node or an attribute gets something else to own.
     bool isPlain() const noexcept { return plain_.load(std::memory_order_relaxed); }
     void touch() noexcept { plain_.store(false, std::memory_order_relaxed); }
 
-    // The pool's destructor releases the node's list and map of children if the tree is plain.
+    // If the tree is plain, the pool's destructor releases the list and the map of the node's
+    // children.
     void remember(const XMLNode& node) { remembered_ = make<Remembered>(&node, remembered_); }
 
 private:
@@ -41,7 +42,8 @@ private:
     };
 
     XMLNode& root_;
-    // No tree is plain if the standard library's strings store less than a short text in place.
+    // No tree is plain if the standard library's strings cannot store kBlock bytes without an
+    // allocation.
     std::atomic<bool> plain_{std::string().capacity() >= ParsedText::kBlock};
     Remembered* remembered_ = nullptr;
 };

@@ -10,10 +10,10 @@
 #endif
 
 // Searches in a text that ends with a zero byte, after which kScanRoom bytes must be readable. No
-// result is beyond that byte.
+// result is after that zero.
 //
-// The searches begin byte by byte. The processor predicts the end of a short run and continues from
-// there, while a search of a whole block makes it wait for the result.
+// The searches begin byte by byte: the processor predicts the end of a short run and continues,
+// while it would have to wait for the result of a whole block.
 
 namespace qor::xml {
 
@@ -31,7 +31,7 @@ inline constexpr std::array<bool, 256> kIsAny = [] {
     return is;
 }();
 
-// The first byte from here on that is one of kBytes or zero. For short runs of other bytes.
+// The first byte that is one of kBytes or zero. For short runs of other bytes.
 template <char... kBytes>
 inline const char* findNear(const char* at) noexcept {
     constexpr auto& is = kIsAny<kBytes...>;
@@ -103,7 +103,7 @@ inline const char* findFar(const char* at) noexcept {
     return findAny<kBytes...>(at);
 }
 
-// The first byte from here on that is no white space.
+// The first byte that is not white space.
 inline const char* skipBlanks(const char* at) noexcept {
     for (const char* const near = at + kScanRoom; at != near; ++at) {
         if (!isBlank(*at)) return at;

@@ -15,7 +15,7 @@ namespace {
 constexpr std::string_view kCDataBegin = "<![CDATA[";
 constexpr std::string_view kCDataEnd = "]]>";
 
-// The greatest distance from a "&" to its ";".
+// The largest distance from a "&" to its ";".
 constexpr std::ptrdiff_t kLookAhead = 7;
 
 struct Entity {
@@ -27,7 +27,7 @@ struct Entity {
 constexpr std::array<Entity, 5> kEntities = {
     {{'"', "&quot;"}, {'&', "&amp;"}, {'\'', "&apos;"}, {'<', "&lt;"}, {'>', "&gt;"}}};
 
-// For each byte 1 and its place in the list, or 0.
+// For each byte, 1 plus its index in kEntities; 0 if it is not there.
 constexpr std::array<unsigned char, 256> kPlaces = [] {
     std::array<unsigned char, 256> places{};
     for (std::size_t i = 0; i < kEntities.size(); ++i)
@@ -55,7 +55,7 @@ unsigned char numeric(istr digits) noexcept {
     return static_cast<unsigned char>(value);
 }
 
-// Writes the character of a named entity; false for an unknown name.
+// Writes the character of an entity. Returns false for an unknown name.
 bool writeNamed(char*& out, istr name) noexcept {
     if (!name.empty() && *name == '#') {
         if (const unsigned char byte = numeric(name.removeLeft(1)))
