@@ -8,13 +8,13 @@
 namespace qor {
 namespace {
 
-const Document& page() {
+const Document& formatsPage() {
     static const Document document("docs/formats.md");
     return document;
 }
 
 std::vector<Row> tablesOf(const char* heading, std::size_t rows) {
-    const std::vector<Row> all = page().tablesOf(heading);
+    const std::vector<Row> all = formatsPage().tablesOf(heading);
     EXPECT_EQ(all.size(), rows) << heading;
     return all;
 }
@@ -154,11 +154,12 @@ TEST(Formats, MembersAreWrittenAsDocumented) {
 
 TEST(Formats, AnObjectIsWrittenAsDocumented) {
     const Contact contact{"Ann", {7, 300}};
-    const String hex = page().indentedAfter("A contact with a name").replace("\n", " ");
+    const String hex = formatsPage().indentedAfter("A contact with a name").replace("\n", " ");
     EXPECT_EQ(hexOf(NbrFormat::write(contact)), hexOf(bytesOf(hex)));
-    EXPECT_EQ(PmlFormat::write(contact), page().indentedAfter("The contact from above"));
-    EXPECT_EQ(JsonFormat::write(contact), page().indentedAfter("The contact from above in JSON"));
-    EXPECT_TRUE(page().has("    " + XmlFormat::write(contact) + "\n"));
+    EXPECT_EQ(PmlFormat::write(contact), formatsPage().indentedAfter("The contact from above"));
+    EXPECT_EQ(JsonFormat::write(contact),
+              formatsPage().indentedAfter("The contact from above in JSON"));
+    EXPECT_TRUE(formatsPage().has("    " + XmlFormat::write(contact) + "\n"));
 }
 
 // The tree in compact form, or the message of its failure.
@@ -231,7 +232,7 @@ TEST(Formats, PmlLayoutIsAsDocumented) {
     };
     pml::ntv::Unit unit;
     for (const auto& [label, mode, pattern] : kLayouts) {
-        const String block = page().indentedAfter(label);
+        const String block = formatsPage().indentedAfter(label);
         EXPECT_TRUE(pml::ntvFromPml(unit, block));
         EXPECT_EQ(unit.numofChildren(), 4u);
         EXPECT_EQ(unit.str(mode, pattern), block);
@@ -246,7 +247,7 @@ TEST(Formats, PmlLayoutIsAsDocumented) {
 }
 
 TEST(Formats, JsonLayoutIsAsDocumented) {
-    const String block = page().indentedAfter("**Pretty**");
+    const String block = formatsPage().indentedAfter("**Pretty**");
     const Handle<json::JsonValue> value = json::JsonParser::from(block);
     EXPECT_EQ(value->encode(true, false, 0), block);
     EXPECT_EQ(value->toFormattedSample(), String(block).replace("\n", "\n    "));
@@ -256,7 +257,7 @@ TEST(Formats, JsonLayoutIsAsDocumented) {
 
 TEST(Formats, XmlLayoutIsAsDocumented) {
     const auto node = XmlFormat::parse("<a x='1' y='2'><b>u&lt;v</b><c/>t</a>");
-    EXPECT_TRUE(page().has("    " + node->str(true, 1) + "\n"));
+    EXPECT_TRUE(formatsPage().has("    " + node->str(true, 1) + "\n"));
 }
 
 }  // namespace

@@ -7,7 +7,7 @@
 namespace qor {
 namespace {
 
-const Document& page() {
+const Document& loggingPage() {
     static const Document document("docs/logging.md");
     return document;
 }
@@ -45,7 +45,7 @@ TEST(Logging, LinesAreAsDocumented) {
         info,
         [&] { runIn("pump", info); },
     };
-    const std::vector<Row> rows = page().tablesOf("Call");
+    const std::vector<Row> rows = loggingPage().tablesOf("Call");
     ASSERT_EQ(rows.size(), std::size(calls));
     std::string expected;
     for (std::size_t i = 0; i < rows.size(); ++i) {
@@ -75,7 +75,7 @@ TEST(Logging, BlocksAreAsDocumented) {
             QOR_TRACE(log, "Pump::open", LogType::Both, "fast");
         },
     };
-    const std::vector<std::string> shown = page().blocksOf("log");
+    const std::vector<std::string> shown = loggingPage().blocksOf("log");
     ASSERT_EQ(shown.size(), std::size(examples));
     for (std::size_t i = 0; i < shown.size(); ++i)
         EXPECT_EQ(entriesOf(examples[i]), squeezed(shown[i]));
@@ -85,7 +85,7 @@ TEST(Logging, KeysAreAsDocumented) {
     logger& log = logger_factory::instance("keys");
     pml::stream out;
     log.codec(out);
-    const std::vector<Row> rows = page().tablesOf("Key");
+    const std::vector<Row> rows = loggingPage().tablesOf("Key");
     ASSERT_EQ(rows.size(), out.unit().numofChildren());
     for (std::size_t i = 0; i < rows.size(); ++i) {
         const pml::ntv::Unit& child = out.unit()[i];
@@ -94,7 +94,7 @@ TEST(Logging, KeysAreAsDocumented) {
                   unquoted(rows[i].at(1)));
     }
 
-    const std::vector<std::string> settings = page().blocksOf("pml");
+    const std::vector<std::string> settings = loggingPage().blocksOf("pml");
     ASSERT_EQ(settings.size(), 1u);
     pml::stream in(settings[0], false);
     log.codec(in);

@@ -6,7 +6,7 @@
 namespace qor {
 namespace {
 
-const Document& page() {
+const Document& settingsPage() {
     static const Document document("docs/settings.md");
     return document;
 }
@@ -14,7 +14,7 @@ const Document& page() {
 // The first cells of the tables with this heading, each with its cell in column `at`.
 std::map<String, String> column(const char* heading, std::size_t at) {
     std::map<String, String> cells;
-    for (const Row& row : page().tablesOf(heading))
+    for (const Row& row : settingsPage().tablesOf(heading))
         cells[unquoted(row.at(0))] = unquoted(row.at(at));
     return cells;
 }
