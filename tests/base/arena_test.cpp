@@ -10,14 +10,14 @@ namespace {
 constexpr const char* kTest = "arena_test";
 constexpr Arena::Names kNames = {"maker", "ender"};
 
-TEST(Block, IsKeptForTheNextOneUnlessItIsSmallOrLarge) {
+TEST(Block, IsKeptForReuseUnlessItIsSmallOrLarge) {
     const std::size_t kept[] = {2000, 30000, kLargestKeptBlock};
     for (const std::size_t size : {std::size_t(0), std::size_t(200), std::size_t(2000),
                                    std::size_t(30000), kLargestKeptBlock, kLargestKeptBlock + 1}) {
         SCOPED_TRACE(size);
         const bool isKept = std::ranges::count(kept, size) != 0;
         deleteBlock(newBlock(size, kTest), kTest);
-        const support::AllocationCounter counter;
+        const AllocationCounter counter;
         void* const block = newBlock(size, kTest);
         EXPECT_EQ(counter.outstanding(), isKept ? 0 : 1);
         EXPECT_GE(blockSize(block), size);
@@ -29,14 +29,14 @@ TEST(Block, IsKeptForTheNextOneUnlessItIsSmallOrLarge) {
     deleteBlock(nullptr, kTest);
 }
 
-TEST(Block, ThatIsKeptIsFreedWhenMemoryEnds) {
-    const support::AllocationCounter counter;
+TEST(Block, IsFreedFromTheSparesWhenMemoryEnds) {
+    const AllocationCounter counter;
     void* const blocks[] = {newBlock(2000, kTest), newBlock(kLargestKeptBlock, kTest)};
     for (void* const block : blocks)
         deleteBlock(block, kTest);
     const long kept = counter.outstanding();
     {
-        const support::FailAllocations failing(1);
+        const FailAllocations failing(1);
         EXPECT_THROW(newBlock(kLargestKeptBlock + 1, kTest), std::bad_alloc);
     }
     EXPECT_LE(counter.outstanding(), kept - 2);
@@ -51,7 +51,7 @@ TEST(Block, IsInTheLeakTableOnlyWhileItIsInUse) {
         deleteBlock(block, kTest);
         EXPECT_EQ(table.size(), 0U);
     }
-    EXPECT_EQ(table.shown().find("[NOTICE]"), std::string::npos);
+    EXPECT_FALSE(contains(table.shown(), "[NOTICE]"));
 }
 
 // Each thread releases the blocks of the one before it. No two threads ever own one block.
@@ -59,7 +59,7 @@ TEST(Block, IsMadeAndReleasedByAnyThread) {
     constexpr int kThreads = 4, kRounds = 5000;
     std::array<std::atomic<unsigned char*>, kThreads> handed{};
     std::atomic<int> mixedUp{0};
-    support::inThreads(kThreads, [&](int number) {
+    inThreads(kThreads, [&](int number) {
         const auto me = static_cast<unsigned>(number);
         const auto mark = static_cast<unsigned char>(me + 1);
         for (int i = 0; i < kRounds; ++i) {
@@ -75,7 +75,7 @@ TEST(Block, IsMadeAndReleasedByAnyThread) {
     EXPECT_EQ(mixedUp, 0);
 }
 
-TEST(Arena, GivesMemoryThatDoesNotOverlap) {
+TEST(Arena, ReturnsMemoryThatDoesNotOverlap) {
     const support::LeakTable table;
     {
         Arena arena(kNames, nullptr, nullptr);
@@ -97,21 +97,21 @@ TEST(Arena, GivesMemoryThatDoesNotOverlap) {
     EXPECT_EQ(table.size(), 0U);
 }
 
-TEST(Arena, UsesTheMemoryOfItsOwnerFirst) {
+TEST(Arena, UsesTheGivenMemoryFirst) {
     alignas(8) char memory[64];
     Arena arena(kNames, memory, memory + sizeof(memory));
-    const support::AllocationCounter counter;
+    const AllocationCounter counter;
     EXPECT_EQ(arena.take(40), memory);
     EXPECT_EQ(arena.takeArray<long long>(3), reinterpret_cast<long long*>(memory + 40));
     EXPECT_EQ(counter.allocations(), 0U);
     EXPECT_EQ(*arena.make<int>(7), 7);
 }
 
-TEST(Arena, IsAsItWasWhenMemoryEnds) {
+TEST(Arena, IsUnchangedWhenMemoryEnds) {
     Arena arena(kNames, nullptr, nullptr);
     const int* const made = arena.make<int>(7);
     {
-        const support::FailAllocations failing(1);
+        const FailAllocations failing(1);
         EXPECT_THROW(arena.take(1 << 20), std::bad_alloc);
         arena.make<int>(8);
     }

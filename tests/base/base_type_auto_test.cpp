@@ -5,12 +5,12 @@
 namespace qor {
 namespace {
 
-TEST(Buffer, HasOnePlaceMoreThanAskedFor) {
+TEST(Buffer, HasOnePlaceForATerminator) {
     CharBuffer buffer(5);
     EXPECT_EQ(std::string(buffer.data(), buffer.max_size()), std::string(6, '\0'));
     static_cast<ostr>(buffer) = "abcdefgh";
     EXPECT_EQ(istr(buffer), "abcde");
-    // A copy has what stands behind the view in that place, and need not be terminated.
+    // A copy has the byte after the view in that place, and need not be terminated.
     const CharBuffer cut(istr("abc", 2));
     EXPECT_EQ(cut.max_size(), 3UL);
     EXPECT_EQ(istr(cut), "abc");
@@ -21,7 +21,7 @@ TEST(Buffer, HasOnePlaceMoreThanAskedFor) {
     EXPECT_THROW(WcharBuffer(-1), std::bad_alloc);
 }
 
-TEST(Buffer, OwnsItsBlockAndHandsItOver) {
+TEST(Buffer, OwnsItsBlockAndReleasesIt) {
     CharBuffer buffer(istr("abc"));
     CharBuffer copy = buffer;
     buffer = istr("new text");

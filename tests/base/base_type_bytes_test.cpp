@@ -5,7 +5,7 @@
 namespace qor {
 namespace {
 
-TEST(Bytes, StartsAsTold) {
+TEST(Bytes, StartsWithTheGivenContent) {
     const struct {
         Bytes bytes;
         unsigned long capacity;
@@ -54,7 +54,7 @@ TEST(Bytes, GrowsAndNeverShrinks) {
         EXPECT_EQ(bytes.max_size(), capacity) << n;
         EXPECT_EQ(bytes, "abc");
     }
-    EXPECT_THROW(bytes.resize(support::kTooLarge), std::bad_alloc);
+    EXPECT_THROW(bytes.resize(kTooLarge), std::bad_alloc);
     EXPECT_THROW(int2bytes(1, ~0UL, bytes), std::bad_alloc);
     EXPECT_THROW(int2bytes(1, 0xFFFFFFFEUL, bytes), std::bad_alloc);
     EXPECT_THROW(Bytes(0xFFFFFFFFUL), std::bad_alloc);

@@ -11,7 +11,7 @@ int sign(int order) {
     return (order > 0) - (order < 0);
 }
 
-TEST(Text, ComparesAlsoNullAndEmpty) {
+TEST(Text, ComparesNullAndEmptyTexts) {
     const struct {
         const char *left, *right;
         unsigned long n;
@@ -74,8 +74,7 @@ TEST(Char, IsReadOutOfRangeButNotWritten) {
     EXPECT_TRUE(CharIn('\0', "abc") && CharIn('\0', nullptr) && !CharIn('x', nullptr));
     CharAt(data, 3, 0) = 'x';
     EXPECT_STREQ(data, "xbc");
-    EXPECT_EQ(support::raisedIn<OutOfRangeException>([&] { CharAt(data, 3, 4) = 'y'; }),
-              "qor::CharAt");
+    EXPECT_EQ(raisedIn<OutOfRangeException>([&] { CharAt(data, 3, 4) = 'y'; }), "qor::CharAt");
     EXPECT_THROW(CharAt(static_cast<unsigned char*>(nullptr), 3, 0), OutOfRangeException);
 }
 
@@ -111,7 +110,7 @@ TEST(Hex, NumbersAndBytes) {
     EXPECT_EQ(bytes2int(istr("\x01\0\xFF", 3)), 0x100FFULL);
 }
 
-TEST(Print, NamesWhatIsNotPrintable) {
+TEST(Print, NamesUnprintableCharacters) {
     std::ostringstream os;
     for (char c = 0; c < 32; ++c)
         Print(os, c);

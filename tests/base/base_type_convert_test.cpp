@@ -27,7 +27,7 @@ std::string bytesOf(std::wstring_view text) {
     return out;
 }
 
-// Memory that ends where no page is: what reads or writes behind it crashes.
+// Memory that ends before an unmapped page: reading or writing after it crashes.
 template <class Char>
 class Guarded {
 public:
@@ -66,8 +66,8 @@ public:
         }
         return text;
     }
-    // Behind so many of 1000 characters stands what is at a border of the well-formed, or a run of
-    // tails; the end may be cut.
+    // After `damages` of 1000 characters come bytes at a border of the well-formed ones, or a run
+    // of tails. The end may be cut.
     std::string utf8(unsigned damages) {
         static constexpr std::string_view leads = "\xC0\xC1\xC2\xE0\xED\xF0\xF4\xF5\xF9\xFF";
         static constexpr std::string_view seconds = "\x80\x8F\x90\x9F\xA0\xBF", tails = "\x80\xBF";
@@ -88,8 +88,8 @@ private:
     std::mt19937_64 random_{1};
 };
 
-// In a room that is just enough, too much or too little, a form writes as much as fits, and leaves
-// neither its text nor its room.
+// In a room that is large enough or too small, a form writes as much as fits, and never reads or
+// writes outside of its text and its room.
 template <class To, class From>
 void expectLike(auto whole, auto convert, const std::basic_string<From>& given,
                 RandomText& random) {
@@ -117,7 +117,7 @@ TEST(Utf8, FormsAgree) {
     }
 }
 
-// The examples of the Unicode standard, and the borders of what is well-formed.
+// The examples of the Unicode standard, and the borders of the well-formed sequences.
 TEST(Utf8, ReplacesMaximalParts) {
     const std::pair<const char*, std::wstring> cases[] = {
         {"C0AFE080BFF0818241", std::wstring(8, kReplacement) + L"A"},
@@ -197,7 +197,7 @@ TEST(Pages, ConvertBothWays) {
     }
 }
 
-// Neither is more written than there is room for, nor a part of a character.
+// Writes no more than there is room for, and no part of a character.
 TEST(Pages, StopAtTheRoom) {
     Guarded<char> narrowRoom;
     Guarded<wchar_t> wideRoom;
@@ -220,7 +220,7 @@ TEST(Pages, StopAtTheRoom) {
     }
 }
 
-TEST(Pages, ReplaceWhatIsMalformedOrLacking) {
+TEST(Pages, ReplaceMalformedAndMissingCharacters) {
     const PageText malformed[] = {{1252, "a\x81z", L"a\xFFFDz"},
                                   {936, "\x81", L"\xFFFD"},
                                   {936, "\x81 z", L"\xFFFD z"},
@@ -253,7 +253,7 @@ TEST(Pages, OfTheCLocaleIsUtf8) {
 }
 
 // Zeros and malformed bytes too.
-TEST(Convert, SameEncodingIsPassedOn) {
+TEST(Convert, SameEncodingIsNotConverted) {
     const std::string text("\xFF\0\xC3", 3);
     EXPECT_EQ(toAnsi(utf8(text), kUtf8), text);
     EXPECT_EQ(toAnsi(utf8(text)), text);
@@ -262,7 +262,7 @@ TEST(Convert, SameEncodingIsPassedOn) {
     EXPECT_EQ(toAnsi(ansi(text)), text);
     const std::wstring wide(L"a\0\xD800", 3);
     EXPECT_EQ(toWstring(wstr(wide)), wide);
-    // -1 and the page that it stands for are two numbers, so the text is converted.
+    // -1 and the page that it selects are different numbers, so the text is converted.
     const std::pair<std::pair<long, long>, std::string> pages[] = {
         {{1252, 1252}, text}, {{-1, 0xFFFFFFFF}, text}, {{-1, kUtf8}, "\xEF\xBF\xBD"}};
     for (const auto& [page, expected] : pages) {

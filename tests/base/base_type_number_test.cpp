@@ -7,25 +7,18 @@
 namespace qor {
 namespace {
 
-template <class T>
-std::string written(T value) {
-    std::ostringstream os;
-    os << value;
-    return os.str();
-}
-
-// What a stream and what the library make of the text, told as one string each. A long has 32 bits.
+// The results of a stream and of the library for a text, as one string each. A long has 32 bits.
 template <class T>
 std::string readByStream(const std::string& text) {
     using Narrow = std::conditional_t<std::is_same_v<T, long>, int, T>;
     std::conditional_t<std::is_same_v<T, unsigned long>, unsigned, Narrow> value = 77;
     std::istringstream in(text);
     const bool good = static_cast<bool>(in >> value);
-    return written(value) + (good ? " good " : " bad ");
+    return streamed(value) + (good ? " good " : " bad ");
 }
 
 template <class T>
-std::string readByUs(const std::string& text) {
+std::string readByLibrary(const std::string& text) {
     T value = 77;
     const bool good = parseNumber(istr(text), value);
     String shown;
@@ -35,13 +28,13 @@ std::string readByUs(const std::string& text) {
 
 template <class... T>
 void expectSame(const std::string& text) {
-    EXPECT_EQ((readByUs<T>(text) + ...), (readByStream<T>(text) + ...)) << '"' << text << '"';
+    EXPECT_EQ((readByLibrary<T>(text) + ...), (readByStream<T>(text) + ...)) << '"' << text << '"';
 }
 const auto expectSameForAllTypes =
     expectSame<short, unsigned short, int, unsigned, long, unsigned long, long long,
                unsigned long long, float, double>;
 
-TEST(Number, IsReadAsAStreamReadsIt) {
+TEST(Number, IsReadLikeAStreamReadsIt) {
 #ifdef _LIBCPP_VERSION
     GTEST_SKIP() << "this library's streams read other numbers";
 #endif
@@ -174,7 +167,7 @@ TEST(Hex16, EncodesAndDecodes) {
     String text = "\xAB\x01";
     Hex16::encode(text, text);
     EXPECT_EQ(text, "AB01");
-    // Reading is one place behind, which is meant.
+    // Deliberate (compatibility): each digit is read one place too late.
     Bytes bytes(istr("old"));
     Hex16::decode("0A0B", bytes);
     EXPECT_EQ(bytes, istr("\xA0\xB0"));

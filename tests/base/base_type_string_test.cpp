@@ -49,7 +49,7 @@ TEST(String, TakesEveryKindOfText) {
     EXPECT_EQ(String::fromWstring(L"w").toUtf8(), "w");
 }
 
-TEST(String, ComparesWithWhatIsSeenAsAView) {
+TEST(String, ComparesWithViews) {
     const String text = "abc";
     const Bytes bytes(istr("abc"));
     EXPECT_TRUE(text == "abc" && "abc" == text && text == istr("abc") && istr("abc") == text);

@@ -54,7 +54,7 @@ TEST(Target, AssigningAnotherTargetRebinds) {
     EXPECT_STREQ(first, "secot");
 }
 
-TEST(Target, TellsRoomAndText) {
+TEST(Target, KnowsItsRoomAndItsText) {
     char data[16] = "abc";
     const ostr target(data, 16);
     const Str text(data, 16);

@@ -26,14 +26,14 @@ TEST(View, TakesEveryKindOfSource) {
         {istr(istr("abc"), 9), 3, false},
         {istr(istr(text), istr(text.data() + 1)), 1, false},
         {istr_cp(text, 1252), 3, false},
-        {istr("", support::kTooLarge), 0xFFFFFFFEUL, false}};
+        {istr("", kTooLarge), 0xFFFFFFFEUL, false}};
     for (const auto& [view, size, null] : cases) {
         EXPECT_EQ(view.size(), size);
         EXPECT_EQ(view.is_null(), null);
         EXPECT_EQ(view.empty(), null || size == 0);
     }
     EXPECT_EQ(istr_cp("abc").codepage() + iwstr_cp(L"abc", 65001).codepage(), 65000);
-    // The asymmetry to the narrow view is meant.
+    // Deliberate (compatibility): unlike the narrow view.
     const iwstr wide(nullptr, -1);
     EXPECT_EQ(wide.size(), 0xFFFFFFFFUL);
     EXPECT_TRUE(wide.empty() && std::wstring(wide).empty() && wide.begin() == wide.end());
@@ -73,11 +73,11 @@ TEST(View, PartsAreCutToTheView) {
         {text.removeLeft(2), "cdef"},
         {text.removeRight(istr("xy")), "abcd"},
         {istr(" \t\r\na b \v\f").trim(), "a b"},
-        // The byte behind the view stops trimming, or is one blank too many.
+        // The byte after the view ends the trimming, or is one blank too many.
         {istr("  x", 2).trimLeft(), ""}};
     for (const auto& [part, expected] : cases)
         EXPECT_EQ(part, expected);
-    EXPECT_EQ(support::raisedIn<OutOfRangeException>([] { istr("   ", 2).trimLeft(); }),
+    EXPECT_EQ(raisedIn<OutOfRangeException>([] { istr("   ", 2).trimLeft(); }),
               "qor::StringSlice::operator ++");
     EXPECT_EQ(text.removeLeft(7).size(), 0xFFFFFFFFUL);
     EXPECT_TRUE(text.beginWith("abc") && text.match("") && text.endWith("def"));

@@ -7,8 +7,8 @@
 namespace qor::decimal {
 namespace {
 
-// Whether the text was read, which all forms agree about; it is then what the standard library
-// makes of all of it. It stands at the very end of its memory.
+// Whether the text is read: both forms agree, and the value is that of the standard library for the
+// whole text. The text is at the very end of its memory.
 bool isRead(const std::string& text) {
     const std::vector<char> exact(text.begin(), text.end());
     const std::optional<double> value = read<FastFraction>({exact.data(), exact.size()});
@@ -21,7 +21,7 @@ bool isRead(const std::string& text) {
     return true;
 }
 
-TEST(Decimal, ReadsCommonOnesAsTheStandardLibraryDoes) {
+TEST(Decimal, ReadsCommonNumbersLikeTheStandardLibrary) {
     const char* const common[] = {"0.00000000000000",  "0.0000000000000001",   "0.9999999999999999",
                                   "9999999.99999999",  "999.9999999999999999", "9007199.254740993",
                                   "4503599.627370497", "-65.61361699999998"};
@@ -36,7 +36,7 @@ TEST(Decimal, ReadsCommonOnesAsTheStandardLibraryDoes) {
         EXPECT_FALSE(isRead(text)) << text;
 }
 
-TEST(Decimal, TakesNoOtherByteInAnyPlace) {
+TEST(Decimal, AcceptsNoOtherByteAtAnyPlace) {
     for (const std::string text :
          {"1.23456789012345", "1234567.12345678", "12.3456789012345678", "1234567.890123456789",
           "123.4567890123456789", "0.0000000000000000"}) {
@@ -70,7 +70,7 @@ TEST(Decimal, ReadsWholeNumbers) {
     }
 }
 
-TEST(Decimal, RoundsAsTheStandardLibraryDoes) {
+TEST(Decimal, RoundsLikeTheStandardLibrary) {
     std::mt19937_64 random(7);
     constexpr unsigned kTexts = 100000;
     unsigned read = 0;

@@ -5,24 +5,17 @@
 namespace qor {
 namespace {
 
-template <class T>
-std::string shown(const T& value) {
-    std::ostringstream os;
-    os << value;
-    return os.str();
-}
-
 TEST(Current, NamesFunctionAndPlace) {
-    EXPECT_EQ(shown(Current("/a/b/file.cpp", 12, "qor::f")), "qor::f(file.cpp:12)");
-    EXPECT_EQ(shown(Current("a\\b\\file.cpp", 12, nullptr)), "(file.cpp:12)");
-    // What does not fit behind a prefix goes on flush right.
+    EXPECT_EQ(streamed(Current("/a/b/file.cpp", 12, "qor::f")), "qor::f(file.cpp:12)");
+    EXPECT_EQ(streamed(Current("a\\b\\file.cpp", 12, nullptr)), "(file.cpp:12)");
+    // What does not fit after a prefix continues in the next line, flush right.
     const std::string prefix = "\n        AT: ", fits(119 - prefix.size(), 'f');
     for (const std::size_t extra : {0U, 1U, 30U, 150U}) {
         const std::string name = fits + std::string(extra, 'r');
         const Current frame(nullptr, 0, name.c_str());
         const std::string blanks(extra < 118 ? 118 - extra : 0, ' ');
         const std::string rest = extra == 0 ? "" : "\n" + blanks + std::string(extra, 'r');
-        EXPECT_EQ(shown(frame.prefix(prefix.c_str())), prefix + fits + rest);
+        EXPECT_EQ(streamed(frame.prefix(prefix.c_str())), prefix + fits + rest);
     }
 }
 
@@ -39,7 +32,7 @@ TEST(CallStack, ShowsTheInnermostCallFirst) {
     CallStack stack;
     for (const char* func : {"main", "outer", "inner"})
         stack.container().push(Current("f.cpp", 1, func));
-    EXPECT_EQ(shown(stack.separator(" < ")), "inner(f.cpp:1) < outer(f.cpp:1) < main(f.cpp:1)");
+    EXPECT_EQ(streamed(stack.separator(" < ")), "inner(f.cpp:1) < outer(f.cpp:1) < main(f.cpp:1)");
 }
 
 TEST(Exception, HasANameAndDumpsABlock) {
@@ -50,7 +43,7 @@ TEST(Exception, HasANameAndDumpsABlock) {
                  "CALL STACK: \n}");
 }
 
-TEST(Exception, KeepsTheFirstTextThatItGave) {
+TEST(Exception, KeepsItsFirstText) {
     struct Counting : Exception {
         Counting() : Exception("f.cpp", 1, "f", "E", "m") {}
         void dump(std::ostream& os) const override {
@@ -64,8 +57,7 @@ TEST(Exception, KeepsTheFirstTextThatItGave) {
     EXPECT_STREQ(e.what(), "text 1");
 }
 
-TEST(Throw, NamesTheTypeAsTheSiteWroteIt) {
-    using support::raised;
+TEST(Throw, NamesTheTypeAsWritten) {
     EXPECT_EQ(raised<Exception>([] { QOR_THROW(EmptyDataException, "qor::f"); }),
               "qor::f: EmptyDataException: EmptyDataException");
     EXPECT_EQ(raised<Exception>([] { QOR_THROW(qor::EmptyDataException, "qor::f", "no data"); }),
@@ -78,7 +70,7 @@ TEST(Throw, NamesTheTypeAsTheSiteWroteIt) {
     }
 }
 
-TEST(ThreadSyscallException, AddsThePlatformsText) {
+TEST(ThreadSyscallException, AddsTheTextOfTheSystem) {
     const auto tail = [](int error) {
         const std::string text = ThreadSyscallException("f.cpp", 1, "f", error).what();
         return text.substr(text.find("\n}") + 2);
@@ -88,7 +80,7 @@ TEST(ThreadSyscallException, AddsThePlatformsText) {
     EXPECT_EQ(tail(99999), ":\nthread syscall exception: unknown thread error");
 }
 
-TEST(NullHandle, AbortsWhenAskedTo) {
+TEST(NullHandle, AbortsIfConfigured) {
     EXPECT_THROW(QOR_THROW(NullHandleException, "f"), NullHandleException);
     EXPECT_DEATH((nullHandleAbort = true, NullHandleException("f.cpp", 1, "f")), "");
 }

@@ -19,14 +19,14 @@ protected:
         ConfigFile::destroy();
     }
 
-    const support::TempDir dir_;
+    const TempDir dir_;
 };
 
 const wchar_t* const kWide = L"\u5b89";
 const char* const kGbk = "\xB0\xB2";
 const char* const kUtf8 = "\xE5\xAE\x89";
 
-// The keys, those that are not there included.
+// Present and missing keys.
 TEST_F(Configured, ReadsItsKeys) {
     const std::tuple<const char*, unsigned long, const char*> cases[] = {
         {"", 65001, "(enable()codepage())"},
@@ -45,18 +45,17 @@ TEST_F(Configured, ReadsItsKeys) {
                   settings);
         EXPECT_FALSE(ConfigFile::instance().empty());
     }
-    dumper d(true);
-    ConfigFile::instance().dump(d);
-    EXPECT_TRUE(d.str().starts_with("{enable_=true config_={direction_=output unit_={name_='c'"));
-    EXPECT_TRUE(d.str().ends_with(
-        "mps_={direction_=output unit_={name_= type_= value_=}} codepage_=65001}"));
+    const std::string shown = dumped(ConfigFile::instance());
+    EXPECT_TRUE(shown.starts_with("{enable_=true config_={direction_=output unit_={name_='c'"));
+    EXPECT_TRUE(
+        shown.ends_with("mps_={direction_=output unit_={name_= type_= value_=}} codepage_=65001}"));
 }
 
 TEST_F(Configured, LoadsAgain) {
     configure("c(codepage(936)enable(false))");
     ConfigFile& config = ConfigFile::instance();
     dir_.file("d.pml", "d(a(1))");
-    // The page stays without a key of its own, and the switch does not.
+    // Without the key the page is kept; the switch is not.
     EXPECT_EQ(&config.load(dir_.path("d.pml")), &config);
     EXPECT_EQ(config.mps().name(), "d");
     EXPECT_EQ(ConfigFile::codepage(), 936u);
@@ -101,8 +100,8 @@ TEST_F(Configured, IsTheCodePageOfConversions) {
     EXPECT_EQ(String(kWide), kUtf8);
 }
 
-// All of them ask first, and none of them sees another page.
-TEST_F(Configured, IsMadeOnceByThreadsThatConvertFirst) {
+// The first use is in all threads at once, and none of them sees another page.
+TEST_F(Configured, IsReadOnceByConcurrentThreads) {
     for (int round = 0; round < 20; ++round) {
         configure("(* a comment *) c(codepage(936)enable(false))");
         std::atomic<int> ready{0};
@@ -117,8 +116,8 @@ TEST_F(Configured, IsMadeOnceByThreadsThatConvertFirst) {
     }
 }
 
-// Whatever asks first: this too is one try, and the next one reads again.
-TEST_F(Configured, RaisesForAMalformedFileUntilItIsMended) {
+// Any first use raises, and the next one reads again.
+TEST_F(Configured, RaisesForAMalformedFileUntilItIsCorrected) {
     configure("c(codepage(936)b:");
     EXPECT_THROW(ConfigFile::instance(), pml::DecodeException);
     EXPECT_THROW(String text(kWide), pml::DecodeException);

@@ -1,18 +1,18 @@
-// Holds docs/logging.md against the code: its examples are the test data.
+// Compares docs/logging.md with the code: its examples are the test data.
 
 #include "support/document.h"
 #include "support/test.h"
+#include "support/threads.h"
 
 namespace qor {
 namespace {
 
-const Document& page() {
+const Document& loggingPage() {
     static const Document document("docs/logging.md");
     return document;
 }
 
-// With the fillings cut to one length: how much room there is depends on the numbers of process
-// and thread.
+// Cuts long runs of a character to the same length: they depend on the ids of process and thread.
 std::string squeezed(const std::string& text) {
     constexpr std::size_t kMost = 12;
     std::string result;
@@ -24,26 +24,14 @@ std::string squeezed(const std::string& text) {
     return result;
 }
 
-class Worker : public SimpleThread {
-public:
-    Worker(const char* name, std::function<void()> work)
-        : SimpleThread(nullptr, name), work_(std::move(work)) {}
-
-private:
-    bool onLoop() override {
-        work_();
-        return false;
-    }
-    std::function<void()> work_;
-};
-
-void runIn(const char* name, std::function<void()> work) {
-    const Handle<Worker> worker(new Worker(name, std::move(work)));
+void runIn(const char* name, const std::function<void()>& work) {
+    const Handle<Worker> worker(new Worker(nullptr, name));
+    worker->work = [&] { return work(), false; };
     worker->startAndWait();
     worker->join();
 }
 
-TEST(Logging, LinesReadAsTold) {
+TEST(Logging, LinesAreAsDocumented) {
     LogFile file("doc");
     logger& log = file.log();
     const auto debug = [&] {
@@ -57,7 +45,7 @@ TEST(Logging, LinesReadAsTold) {
         info,
         [&] { runIn("pump", info); },
     };
-    const std::vector<Row> rows = page().tablesOf("Call");
+    const std::vector<Row> rows = loggingPage().tablesOf("Call");
     ASSERT_EQ(rows.size(), std::size(calls));
     std::string expected;
     for (std::size_t i = 0; i < rows.size(); ++i) {
@@ -67,7 +55,7 @@ TEST(Logging, LinesReadAsTold) {
     EXPECT_EQ(file.entries(), expected);
 }
 
-TEST(Logging, BlocksReadAsShown) {
+TEST(Logging, BlocksAreAsDocumented) {
     const auto entriesOf = [](const std::function<void(logger&)>& write) {
         LogFile file("doc");
         write(file.log());
@@ -87,17 +75,17 @@ TEST(Logging, BlocksReadAsShown) {
             QOR_TRACE(log, "Pump::open", LogType::Both, "fast");
         },
     };
-    const std::vector<std::string> shown = page().blocksOf("log");
+    const std::vector<std::string> shown = loggingPage().blocksOf("log");
     ASSERT_EQ(shown.size(), std::size(examples));
     for (std::size_t i = 0; i < shown.size(); ++i)
         EXPECT_EQ(entriesOf(examples[i]), squeezed(shown[i]));
 }
 
-TEST(Logging, KeysAreReadAndWrittenAsTold) {
+TEST(Logging, KeysAreAsDocumented) {
     logger& log = logger_factory::instance("keys");
     pml::stream out;
     log.codec(out);
-    const std::vector<Row> rows = page().tablesOf("Key");
+    const std::vector<Row> rows = loggingPage().tablesOf("Key");
     ASSERT_EQ(rows.size(), out.unit().numofChildren());
     for (std::size_t i = 0; i < rows.size(); ++i) {
         const pml::ntv::Unit& child = out.unit()[i];
@@ -106,7 +94,7 @@ TEST(Logging, KeysAreReadAndWrittenAsTold) {
                   unquoted(rows[i].at(1)));
     }
 
-    const std::vector<std::string> settings = page().blocksOf("pml");
+    const std::vector<std::string> settings = loggingPage().blocksOf("pml");
     ASSERT_EQ(settings.size(), 1u);
     pml::stream in(settings[0], false);
     log.codec(in);

@@ -1,4 +1,4 @@
-// Holds docs/settings.md against the code: every key and variable that the library reads is there.
+// Compares docs/settings.md with the code: it has every key and variable that the library reads.
 
 #include "support/document.h"
 #include "support/test.h"
@@ -6,15 +6,15 @@
 namespace qor {
 namespace {
 
-const Document& page() {
+const Document& settingsPage() {
     static const Document document("docs/settings.md");
     return document;
 }
 
-// The first cells of the tables with this heading, with the cells in that column.
+// The first cells of the tables with this heading, each with its cell in column `at`.
 std::map<String, String> column(const char* heading, std::size_t at) {
     std::map<String, String> cells;
-    for (const Row& row : page().tablesOf(heading))
+    for (const Row& row : settingsPage().tablesOf(heading))
         cells[unquoted(row.at(0))] = unquoted(row.at(at));
     return cells;
 }
@@ -25,8 +25,7 @@ std::set<String> foundInSources(std::initializer_list<std::string_view> openings
     for (const auto& entry :
          std::filesystem::recursive_directory_iterator(QOR_SOURCE_DIR "/src/qor")) {
         if (entry.path().extension() != ".cpp") continue;
-        std::ifstream file(entry.path());
-        const std::string text(std::istreambuf_iterator<char>(file), {});
+        const std::string text = contentOf(entry.path());
         for (const std::string_view opening : openings) {
             for (std::size_t at = 0; (at = text.find(opening, at)) != std::string::npos;) {
                 at += opening.size();
@@ -39,18 +38,18 @@ std::set<String> foundInSources(std::initializer_list<std::string_view> openings
 
 TEST(Settings, EveryKeyThatIsReadIsOnThePage) {
     const std::set<String> keys = foundInSources({"mps()[\"", "config_[\""});
-    const std::map<String, String> told = column("Setting", 2);
+    const std::map<String, String> documented = column("Setting", 2);
     EXPECT_EQ(keys.size(), 3u);
     for (const String& key : keys)
-        EXPECT_TRUE(told.contains(key)) << key;
+        EXPECT_TRUE(documented.contains(key)) << key;
 }
 
 TEST(Settings, EveryVariableThatIsReadIsOnThePage) {
     const std::set<String> variables = foundInSources({"getenv(\""});
-    std::set<String> told;
+    std::set<String> documented;
     for (const auto& [name, cell] : column("Variable", 1))
-        told.insert(name);
-    EXPECT_EQ(variables, told);
+        documented.insert(name);
+    EXPECT_EQ(variables, documented);
 }
 
 TEST(Settings, KeysOfALoggerAndTheirDefaultsAreOnThePage) {

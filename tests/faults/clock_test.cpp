@@ -8,20 +8,18 @@ namespace {
 
 std::atomic<long> secondsAhead{0};
 
-// Sets the wall clock of this process for a scope. The monotonic clock goes on as it was.
-class WallClock {
+// Sets the wall clock of this process for a scope. The monotonic clock is unchanged.
+class WallClock : qor::noncopyable {
 public:
     explicit WallClock(std::chrono::seconds ahead) {
         secondsAhead = static_cast<long>(ahead.count());
     }
-    WallClock(const WallClock&) = delete;
-    WallClock& operator=(const WallClock&) = delete;
     ~WallClock() { secondsAhead = 0; }
 };
 
 }  // namespace
 
-// Take the place of the system's functions, for the library too.
+// They replace the system's functions, for the library too.
 extern "C" int clock_gettime(clockid_t clock, timespec* now) noexcept {
     const long result = syscall(SYS_clock_gettime, clock, now);
     if (result == 0 && clock == CLOCK_REALTIME) now->tv_sec += secondsAhead.load();
@@ -43,7 +41,7 @@ extern "C" int __clock_gettime64(clockid_t clock, LongTimespec* now) noexcept {
 namespace qor {
 namespace {
 
-// A clock that is set by a day, each way, while somebody waits.
+// The clock is set by a day, forwards and backwards, during a wait.
 
 TEST(SetClock, ChangesNoWait) {
     for (const long days : {1L, -1L}) {
@@ -73,7 +71,7 @@ TEST(SetClock, ChangesNoWait) {
     }
 }
 
-TEST(SetClock, IsTheTimeOfEntries) {
+TEST(SetClock, ChangesTheTimeOfEntries) {
     LogFile file("clock");
     const std::string today = Time::now().toDateTime();
     {

@@ -3,8 +3,8 @@
 #include "support/test.h"
 #include "tcp/network.h"
 
-// Memory ends at the n-th allocation of an operation, for every n: nothing is lost or half-made,
-// and the operation works once there is memory again. What leaks is found by the leak sanitizer.
+// Memory ends at the n-th allocation of an operation, for every n: nothing is half-made, and the
+// operation works once there is memory again. The leak sanitizer finds what leaks.
 
 namespace qor {
 namespace {
@@ -21,14 +21,12 @@ TEST(Memory, EndsInContainersAndTexts) {
              map.erase(large);
          }},
         {"conversion", [&] { EXPECT_EQ(String(String(large).toWstring()), large); }},
-        {"MultiString",
-         [&] { EXPECT_EQ(MultiString(large + "," + large, ",").list().size(), 2u); }},
         {"exception",
          [&] {
              try {
                  QOR_THROW(InvalidDataException, "qor::f", large);
              } catch (const InvalidDataException& e) {
-                 EXPECT_NE(String(e.msg()).find("xxx"), std::string::npos);
+                 EXPECT_TRUE(contains(String(e.msg()), "xxx"));
              }
          }},
         {"dumper",
@@ -50,7 +48,7 @@ TEST(Memory, EndsInContainersAndTexts) {
     }
 }
 
-// What is logged without memory is dropped, and the next entry is whole.
+// An entry without memory is dropped, and the next one is whole.
 TEST(Memory, EndsInLoggers) {
     LogFile file("memory");
     const std::string text(300, 'x');
@@ -84,7 +82,7 @@ TEST(Memory, EndsInLoggers) {
     EXPECT_EQ(again.toPml(true), written);
 }
 
-// A timer is set, or false is told; either way the service goes on.
+// A timer is set, or the result is false; the service keeps working.
 TEST(Memory, EndsInTimers) {
     Recorder object;
     const std::string name(100, 'n');
@@ -113,8 +111,8 @@ TEST_F(MemoryOfConnections, EndsInTheCaller) {
     EXPECT_GT(failEachAllocation([&] {
                   TcpServer server;
                   TcpClient client;
-                  if (server.open(TcpAddr(0, "127.0.0.1"), events, network::kBuffer)) {
-                      const TcpAddr to(server.getLocalPort(), "127.0.0.1");
+                  if (server.open(network::local(), events, network::kBuffer)) {
+                      const TcpAddr to = network::local(server.getLocalPort());
                       if (client.open(to, Handle<TcpCallback>(), 5, network::kBuffer))
                           client.send("x", 5);
                   }
@@ -123,7 +121,7 @@ TEST_F(MemoryOfConnections, EndsInTheCaller) {
               }),
               0u);
     TcpServer server;
-    ASSERT_TRUE(server.open(TcpAddr(0, "127.0.0.1"), events, network::kBuffer));
+    ASSERT_TRUE(server.open(network::local(), events, network::kBuffer));
     const network::Socket client;
     ASSERT_TRUE(client.connect(server.getLocalPort()));
     const unsigned before = events->count;
@@ -132,7 +130,7 @@ TEST_F(MemoryOfConnections, EndsInTheCaller) {
     server.close();
 }
 
-// The connection's own thread: it ends or goes on, and others are served.
+// The connection's own thread: it ends or continues, and others are served.
 TEST_F(MemoryOfConnections, EndsInTheConnection) {
     thread_local std::optional<FailAllocations> failing;
     static std::atomic<unsigned long> next{0};
@@ -151,7 +149,7 @@ TEST_F(MemoryOfConnections, EndsInTheConnection) {
         if (payload == "fail") failing.emplace(next);
         if (payload != "fail") server.send(peer, payload, 5);
     };
-    ASSERT_TRUE(server.open(TcpAddr(0, "127.0.0.1"), callback, network::kBuffer));
+    ASSERT_TRUE(server.open(network::local(), callback, network::kBuffer));
     const std::string large(100000, 'x');
     while (happened) {
         ++next;

@@ -1,3 +1,4 @@
+#include "support/threads.h"
 #include "support/recorder.h"
 #include "support/system_function.h"
 #include "support/test.h"
@@ -5,41 +6,37 @@
 
 namespace {
 
-// How many more threads there are; each one that is asked for takes one.
+// The number of threads that can still be started.
 constexpr long kNoEnd = 1L << 30;
 std::atomic<long> threadsLeft{kNoEnd};
 std::atomic<unsigned> refused{0};
 
-// Lets so many threads start while it lives, and no more.
-class FewThreads {
+// Limits the number of threads that can be started while it lives.
+class FewThreads : qor::noncopyable {
 public:
     explicit FewThreads(long number) {
         refused = 0;
         threadsLeft = number;
     }
-    FewThreads(const FewThreads&) = delete;
-    FewThreads& operator=(const FewThreads&) = delete;
     ~FewThreads() { threadsLeft = kNoEnd; }
     static unsigned refusals() { return refused; }
 };
 
 // While it lives, the threads that are started wait before their connections open, all but the
 // first ones.
-class HeldThreads {
+class HeldThreads : qor::noncopyable {
 public:
     HeldThreads() {
         started = 0;
         first = 0;
     }
-    HeldThreads(const HeldThreads&) = delete;
-    HeldThreads& operator=(const HeldThreads&) = delete;
     ~HeldThreads() { letGo(kNoEnd); }
     static void letGo(long number) {
         first = number;
         first.notify_all();
     }
     static bool areHeld() { return first != kNoEnd; }
-    // How many were started.
+    // The number of threads that were started.
     static long number() { return started; }
 
     struct Start {
@@ -66,7 +63,7 @@ thread_local long HeldThreads::own = -1;
 
 }  // namespace
 
-// They take the place of the system's functions, for the library too.
+// They replace the system's functions, for the library too.
 extern "C" int pthread_create(pthread_t* thread, const pthread_attr_t* attributes,
                               void* (*body)(void*), void* argument) noexcept {
     static const auto create = support::systemFunction("pthread_create", &pthread_create);
@@ -91,27 +88,13 @@ extern "C" int getpeername(int socket, sockaddr* address, socklen_t* size) noexc
 namespace qor {
 namespace {
 
-std::size_t threads() {
-    const std::filesystem::directory_iterator all("/proc/self/task");
-    return static_cast<std::size_t>(std::distance(begin(all), end(all)));
-}
+// Without a thread a start fails and leaves nothing started; it works when there is a thread.
 
-// A worker that counts its passes.
-class Worker : public SimpleThread {
-public:
-    Worker() : SimpleThread(nullptr, "worker") {}
-    std::atomic<int> passes{0};
-
-protected:
-    bool onWait() override { return wait(Time::milliSeconds(1)), true; }
-    bool onLoop() override { return ++passes, true; }
-};
-
-// What is refused a thread is told so, has started nothing, and starts when there is one.
-
-TEST(NoThreads, LeavesAWorkerAsItWas) {
+TEST(NoThreads, LeavesAWorkerUnstarted) {
     AsyncThreadManager manager("kept");
     const Handle<Worker> worker(new Worker);
+    std::atomic<int> passes{0};
+    worker->work = [&] { return ++passes, true; };
     {
         const FewThreads none(0);
         for (int i = 0; i < 2; ++i)
@@ -122,12 +105,12 @@ TEST(NoThreads, LeavesAWorkerAsItWas) {
     }
     worker->startAndWait();
     manager.put(worker);
-    EXPECT_TRUE(network::until([&] { return worker->passes > 0; }));
+    EXPECT_TRUE(network::until([&] { return passes > 0; }));
     manager.close();
     EXPECT_EQ(manager.size(), 0u);
 }
 
-TEST(NoThreads, LeavesTimersToTheNextStart) {
+TEST(NoThreads, KeepsTimersUntilTheNextStart) {
     TimerManager& timers = *TimerManager::instance();
     Recorder object;
     TimerId id;
@@ -148,12 +131,12 @@ TEST(NoThreads, LeavesTimersToTheNextStart) {
     TimerManager::destroy();
 }
 
-TEST(NoThreads, DoesNotConcernTheLog) {
+TEST(NoThreads, DoesNotAffectTheLog) {
     LogFile file("threads");
     const FewThreads none(0);
     for (int i = 0; i < 3; ++i)
         writeDataLog(file.log(), "f", 0, "TAG", "entry");
-    EXPECT_NE(file.entries().find("entry"), std::string::npos);
+    EXPECT_TRUE(contains(file.entries(), "entry"));
     EXPECT_EQ(FewThreads::refusals(), 0u);
 }
 
@@ -167,7 +150,7 @@ TEST_F(NoThreadsForConnections, OpensNoClient) {
     const network::Socket listener;
     listener.listen(10);
     TcpClient client;
-    const std::size_t before = threads();
+    const unsigned before = runningThreads();
     {
         const FewThreads none(0);
         for (int i = 0; i < 2; ++i)
@@ -176,7 +159,7 @@ TEST_F(NoThreadsForConnections, OpensNoClient) {
         EXPECT_EQ(client.getLocalPort(), 0);
         client.close();
     }
-    EXPECT_LE(threads(), before);
+    EXPECT_LE(runningThreads(), before);
     ASSERT_TRUE(client.open(listener.addr(), events, 5, network::kBuffer));
     EXPECT_TRUE(client.send("x", 5));
     EXPECT_EQ(listener.accept().read(5), network::frame("x"));
@@ -184,16 +167,16 @@ TEST_F(NoThreadsForConnections, OpensNoClient) {
     EXPECT_EQ(events->closed, 1u);
 }
 
-// A server has several threads: whichever of them there is not, nothing is left of the others, and
-// the address is free again.
-TEST_F(NoThreadsForConnections, OpensNoHalfServer) {
-    TcpAddr address(0, "127.0.0.1");
+// A server has several threads: if any of them cannot start, nothing remains of the others, and the
+// address is free again.
+TEST_F(NoThreadsForConnections, LeavesNothingOfAServer) {
+    TcpAddr address = network::local();
     {
         const network::Socket free;
         free.listen(1);
         address.port = free.addr().port;
     }
-    const std::size_t before = threads();
+    const unsigned before = runningThreads();
     const unsigned descriptors = openDescriptors();
     unsigned failures = 0;
     for (bool open = false; !open; ++failures) {
@@ -212,7 +195,7 @@ TEST_F(NoThreadsForConnections, OpensNoHalfServer) {
             EXPECT_TRUE(events->received(1));
         }
         server.close();
-        EXPECT_TRUE(network::until([&] { return threads() <= before; })) << failures;
+        EXPECT_TRUE(network::until([&] { return runningThreads() <= before; })) << failures;
         EXPECT_EQ(openDescriptors(), descriptors) << failures;
     }
     EXPECT_GE(failures, 3u);
@@ -223,7 +206,7 @@ TEST_F(NoThreadsForConnections, ClosesAClientAndServesTheNext) {
     events->receive = [&](const TcpAddr& peer, const istr& payload) {
         EXPECT_TRUE(server.send(peer, payload, 5));
     };
-    ASSERT_TRUE(server.open(TcpAddr(0, "127.0.0.1"), events, network::kBuffer));
+    ASSERT_TRUE(server.open(network::local(), events, network::kBuffer));
     const network::Socket early, refusedOne, late;
     const auto isServed = [&](const network::Socket& client) {
         client.post(network::frame("x"));
@@ -243,8 +226,8 @@ TEST_F(NoThreadsForConnections, ClosesAClientAndServesTheNext) {
     EXPECT_EQ(events->closed, 2u);
 }
 
-// 64 threads start at once. The clients that come meanwhile wait, more of them than there was room
-// for at first, and all are served in the end.
+// 64 threads start at once. The other clients wait, more of them than the library has room for at
+// the beginning, and all are served in the end.
 TEST_F(NoThreadsForConnections, KeepsClientsUntilTheyStart) {
     constexpr unsigned kStarting = 64, kRoom = 4096, kMore = 300;
     constexpr unsigned kClients = kRoom + kMore;
@@ -257,7 +240,7 @@ TEST_F(NoThreadsForConnections, KeepsClientsUntilTheyStart) {
     events->receive = [&](const TcpAddr& peer, const istr& payload) {
         EXPECT_TRUE(server.send(peer, payload, 5));
     };
-    ASSERT_TRUE(server.open(TcpAddr(0, "127.0.0.1"), events, network::kBuffer));
+    ASSERT_TRUE(server.open(network::local(), events, network::kBuffer));
     std::vector<network::Socket> clients;
     const auto connect = [&](std::size_t number) {
         while (clients.size() < number) {

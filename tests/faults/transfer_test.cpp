@@ -6,13 +6,13 @@
 #include "support/test.h"
 #include "tcp/network.h"
 
-// The system moves less than was asked for, is interrupted, or fails in the middle of a frame.
+// The system moves fewer bytes than requested, is interrupted, or fails in the middle of a frame.
 
 namespace {
 
 using support::systemFunction;
 
-// What the calls of one direction do to the sockets of one server's clients, or of its connections.
+// What happens to the calls of one direction on the sockets of a server's clients or connections.
 struct Cut {
     std::size_t portion = 1UL << 30;  // the most bytes of one call
     int between = 0;                  // the error of every other call
@@ -44,7 +44,7 @@ struct Direction {
         const std::lock_guard guard(lock);
         cut.reset();
     }
-    // A copy, since a call may outlive what cuts it.
+    // A copy, since a call may outlive the object that cuts it.
     std::optional<Cut> now() const {
         const std::lock_guard guard(lock);
         return cut;
@@ -76,7 +76,7 @@ struct Direction {
 };
 Direction sends{getpeername}, receives{getsockname};
 
-// What the next accepts fail with, the last one first, while there is something to accept.
+// The errors of the next accepts, the last one first, while a client waits.
 std::atomic<const std::vector<int>*> acceptErrors{nullptr};
 std::atomic<std::size_t> errorsLeft{0};
 
@@ -94,7 +94,7 @@ private:
 
 }  // namespace
 
-// They take the place of the system's functions, for the library too.
+// They replace the system's functions, for the library too.
 extern "C" ssize_t send(int socket, const void* data, size_t size, int flags) {
     static const auto real = systemFunction("send", &send);
     return sends.move(socket, size, [&](size_t n) { return real(socket, data, n, flags); });
@@ -145,8 +145,8 @@ extern "C" int accept(int socket, sockaddr* address, socklen_t* size) {
     return real(socket, address, size);
 }
 
-// Every other wait is interrupted while sends or receives are cut. A look that waits for nothing is
-// not, as with signals.
+// Every other wait is interrupted while sends or receives are cut. A call without a timeout is not,
+// as with signals.
 extern "C" int poll(pollfd* sockets, nfds_t count, int milliseconds) {
     static const auto real = systemFunction("poll", &poll);
     static std::atomic<unsigned> calls{0};
@@ -162,29 +162,28 @@ using network::frame;
 
 class CutTransfer : public network::NetworkTest {
 protected:
-    void SetUp() override {
-        ASSERT_TRUE(server.open(TcpAddr(0, "127.0.0.1"), events, network::kBuffer));
-    }
+    void SetUp() override { ASSERT_TRUE(server.open(network::local(), events, network::kBuffer)); }
     void TearDown() override {
         client.close();
         server.close();
     }
     bool connect() {
-        return client.open(TcpAddr(server.getLocalPort(), "127.0.0.1"), told, 5, network::kBuffer);
+        return client.open(network::local(server.getLocalPort()), clientEvents, 5,
+                           network::kBuffer);
     }
     // A new client is served.
     void expectServed() {
         const unsigned before = events->count;
         TcpClient other;
-        EXPECT_TRUE(other.open(TcpAddr(server.getLocalPort(), "127.0.0.1"), Handle<TcpCallback>(),
-                               5, network::kBuffer));
+        EXPECT_TRUE(other.open(network::local(server.getLocalPort()), Handle<TcpCallback>(), 5,
+                               network::kBuffer));
         EXPECT_TRUE(other.send("other", 5) && events->received(before + 1));
         other.close();
     }
 
     TcpServer server;
     TcpClient client;
-    const Handle<network::Events> told{new network::Events};
+    const Handle<network::Events> clientEvents{new network::Events};
 };
 
 TEST_F(CutTransfer, CarriesWholeFramesInAnyPortions) {
@@ -236,12 +235,12 @@ TEST_F(CutTransfer, EndsWhereASendFailsInsideAFrame) {
         }
         EXPECT_EQ(client.send("next", 5), c.bytes == 0) << c.bytes;
         if (c.bytes != 0) {
-            EXPECT_TRUE(told->ended(ends + 1)) << c.bytes;
+            EXPECT_TRUE(clientEvents->ended(ends + 1)) << c.bytes;
         } else {
             EXPECT_TRUE(events->received(frames + 1));
         }
         client.close();
-        EXPECT_EQ(told->closed, ++ends) << c.bytes;
+        EXPECT_EQ(clientEvents->closed, ++ends) << c.bytes;
         EXPECT_TRUE(events->ended(ends));
         EXPECT_EQ(events->count, frames + (c.bytes == 0 ? 1 : 0)) << c.bytes;
     }
@@ -249,7 +248,8 @@ TEST_F(CutTransfer, EndsWhereASendFailsInsideAFrame) {
     expectServed();
 }
 
-// For each place in two frames: what was received whole before is told, and nothing after it.
+// For each place in two frames: the callback gets the frames that were received whole, and no
+// other.
 TEST_F(CutTransfer, EndsWhereAReceiveFails) {
     const std::string first(3, 'a'), second(5, 'b');
     const long all = static_cast<long>(frame(first).size() + frame(second).size());
@@ -264,18 +264,18 @@ TEST_F(CutTransfer, EndsWhereAReceiveFails) {
             client.send(second, 5);
             EXPECT_TRUE(events->ended(ends + 1)) << bytes;
         }
-        EXPECT_TRUE(told->ended(ends + 1)) << bytes;
+        EXPECT_TRUE(clientEvents->ended(ends + 1)) << bytes;
         client.close();
         if (bytes >= static_cast<long>(frame(first).size())) expected += first + "|";
         EXPECT_EQ(events->frames(), expected) << bytes;
         EXPECT_EQ(events->closed, ends + 1);
-        EXPECT_EQ(told->closed, ends + 1);
+        EXPECT_EQ(clientEvents->closed, ends + 1);
     }
     expectServed();
 }
 
-// A client that is gone before it is accepted, and memory that the system lacks for one, are told
-// by the log. Whoever waits is accepted afterwards.
+// A client that has left before it is accepted, and a lack of memory in the system, are logged. The
+// waiting clients are accepted afterwards.
 TEST_F(CutTransfer, AcceptsAfterFailures) {
     const std::vector<int> errors{ECONNABORTED, EPROTO, ENOBUFS, EINTR, ECONNABORTED};
     acceptErrors = &errors;

@@ -1,6 +1,6 @@
 #include "support/test.h"
 
-// zlib takes its memory by malloc. A sanitizer has a malloc of its own, which stays in its place.
+// zlib takes its memory by malloc. With a sanitizer it is the sanitizer's, which is not replaced.
 #if defined(__GLIBC__) && !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
 #define QOR_OWN_MALLOC
 #endif
@@ -16,15 +16,13 @@ namespace {
 
 // Lets the calling thread's n-th malloc from now on fail, and every later one, while it lives, and
 // notes the blocks that the thread has then. Guards do not nest.
-class FailMalloc {
+class FailMalloc : qor::noncopyable {
 public:
     explicit FailMalloc(unsigned n) noexcept : left_(n) { current = this; }
-    FailMalloc(const FailMalloc&) = delete;
-    FailMalloc& operator=(const FailMalloc&) = delete;
     ~FailMalloc() { current = nullptr; }
 
     bool happened() const noexcept { return left_ == 0; }
-    // How many of its blocks there are.
+    // The number of its blocks.
     std::ptrdiff_t blocks() const noexcept {
         return std::count_if(std::begin(blocks_), std::end(blocks_), [](void* p) { return p; });
     }
@@ -47,7 +45,7 @@ constinit thread_local FailMalloc* FailMalloc::current = nullptr;
 
 }  // namespace
 
-// They take the place of the system's functions, for zlib too.
+// They replace the system's functions, for zlib too.
 extern "C" void* __libc_malloc(std::size_t size);
 extern "C" void __libc_free(void* block);
 
@@ -109,8 +107,8 @@ bool uncompress(const istr& data, Bytes& out) {
 
 #endif
 
-// Memory ends at the n-th malloc of a conversion, for every n: nothing comes of it and no block is
-// lost, and the next one converts.
+// Memory ends at the n-th malloc of a conversion, for every n: there is no result and no block
+// leaks, and the next conversion works.
 TEST(Memory, EndsInsideZlib) {
 #if !defined(QOR_OWN_MALLOC)
     GTEST_SKIP() << "this program has no malloc of its own";

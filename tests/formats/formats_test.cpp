@@ -17,7 +17,7 @@ TYPED_TEST_SUITE(EveryFormat, Formats, FormatName);
 
 using All = decltype(makeAll());
 
-// A container with a codec is what its codec says.
+// A container that has a codec is carried by its codec.
 struct Group : std::vector<Long> {
     Leaf head;
 
@@ -110,7 +110,7 @@ std::vector<istr> textsOfNothing(XmlFormat) {
     return {"<root><m2/><m3> </m3></root>", "<root><?"};
 }
 
-TYPED_TEST(EveryFormat, LeavesMembersAloneThatAreMissing) {
+TYPED_TEST(EveryFormat, LeavesMissingMembersUnchanged) {
     All read = makeAll();
     for (const istr text : textsOfNothing(TypeParam())) {
         TypeParam::read(text, read);
@@ -118,7 +118,7 @@ TYPED_TEST(EveryFormat, LeavesMembersAloneThatAreMissing) {
     }
 }
 
-// As Node, through the interface.
+// Like Node, through the interface.
 struct Chain : ThroughInterface<Chain> {
     std::vector<Chain> children;
 
@@ -158,7 +158,7 @@ void expectDepthLimit() {
         for (const String& text : {justTooDeep, tooDeep})
             EXPECT_EQ(raisedIn<Exception>([&] { Format::read(text, cut); }), Format::kTooDeepIn);
     }
-    // A failure leaves no depth behind.
+    // After a failure the depth is counted back.
     Format::read(Format::write(nested<Object>(Format::kMaxDepth)), whole);
     EXPECT_EQ(depthOf(whole), Format::kMaxDepth);
 }
@@ -177,7 +177,7 @@ std::unique_ptr<Tree> copyOf(const Tree& tree) {
     }
 }
 
-TYPED_TEST(EveryFormat, TakesTreesOfAnyDepthInTheSameStack) {
+TYPED_TEST(EveryFormat, HandlesTreesOfAnyDepthWithoutRecursion) {
     const Deep deep = TypeParam::deep(300000);
     auto tree = TypeParam::parse(deep.text);
     const auto copy = copyOf(*tree);
@@ -189,8 +189,8 @@ TYPED_TEST(EveryFormat, TakesTreesOfAnyDepthInTheSameStack) {
     }
 }
 
-// Memory ends at each allocation: nothing is lost, and then it works.
-TYPED_TEST(EveryFormat, LosesNothingWhenMemoryEnds) {
+// Memory ends at each allocation: nothing leaks, and with memory it works.
+TYPED_TEST(EveryFormat, LeaksNothingWhenMemoryEnds) {
     const All all = makeAll();
     // An nbr tree of this size does not fit into the block that is kept, with 32 bits either.
     constexpr std::size_t kMany = std::is_same_v<TypeParam, NbrFormat> ? 2000 : 300;
@@ -207,7 +207,7 @@ TYPED_TEST(EveryFormat, LosesNothingWhenMemoryEnds) {
         EXPECT_GT(failEachAllocation([&] { TypeParam::parse(manyText); }), 1u);
         freeSpareBlocks();
     };
-    run();  // makes what the library makes once and keeps
+    run();  // creates what the library creates once and keeps
     const AllocationCounter counter;
     run();
     EXPECT_EQ(counter.outstanding(), 0);

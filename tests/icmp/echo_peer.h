@@ -3,11 +3,9 @@
 
 #include <arpa/inet.h>
 #include <linux/capability.h>
-#include <net/if.h>
 #include <netinet/ip.h>
 #include <netinet/ip_icmp.h>
 #include <sched.h>
-#include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -20,20 +18,16 @@
 #include <thread>
 #include <vector>
 
+#include "tcp/network.h"
+
 namespace echo {
 
-// Gives the calling thread, and those that it starts, a network of their own, in which the system
-// answers no echo. False where that is not permitted.
+// Moves the calling thread, and those that it starts, to a new network, in which the system answers
+// no echo. Returns false if that is not permitted.
 inline bool enterOwnNetwork() {
-    if (::unshare(CLONE_NEWNET) != 0) return false;
-    const int fd = ::socket(AF_INET, SOCK_DGRAM, 0);
-    ifreq loopback{};
-    std::strcpy(loopback.ifr_name, "lo");
-    loopback.ifr_flags = IFF_UP | IFF_RUNNING;
-    const bool up = ::ioctl(fd, SIOCSIFFLAGS, &loopback) == 0;
-    ::close(fd);
+    if (::unshare(CLONE_NEWNET) != 0 || !network::setLoopback(true)) return false;
     std::ofstream ignored("/proc/sys/net/ipv4/icmp_echo_ignore_all");
-    return up && ignored << 1 << std::flush;
+    return static_cast<bool>(ignored << 1 << std::flush);
 }
 
 inline bool permitDatagrams(bool on) {
@@ -55,8 +49,8 @@ struct Reply {
     std::string icmp;      // without a checksum
 };
 
-// Answers echo requests to any address of this host with the replies that a function makes of the
-// right one.
+// Answers echo requests to any address of this host with the replies that a function returns for
+// the right one.
 class Peer {
 public:
     using Answer = std::function<std::vector<Reply>(const Reply& right)>;

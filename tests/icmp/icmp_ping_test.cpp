@@ -45,7 +45,7 @@ TEST(Ping, MeasuresTheRoundTrip) {
     EXPECT_EQ(openDescriptors(), descriptors);
 }
 
-// What differs in one thing from the reply.
+// Changes of the right reply in one property.
 const struct {
     const char* what;
     std::function<void(echo::Reply&)> change;
@@ -74,7 +74,7 @@ std::vector<echo::Reply> answer(const echo::Reply& right) {
     return replies;
 }
 
-// Whether the host answers within a second. Time that has not passed is a failure too.
+// Whether the host answers within a second. A timeout that comes earlier is a failure, too.
 bool answers(const std::string& host, int times) {
     using Clock = std::chrono::steady_clock;
     Ping ping;
@@ -107,7 +107,7 @@ void pingManyAtOnce() {
 }
 
 // With each kind of socket, and with none.
-TEST(Ping, TakesNothingButTheReplyToItsOwnRequest) {
+TEST(Ping, AcceptsOnlyTheReplyToItsOwnRequest) {
     bool own = false;
     std::thread([&] {
         own = echo::enterOwnNetwork() && echo::permitDatagrams(false);

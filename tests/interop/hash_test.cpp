@@ -8,7 +8,7 @@ std::size_t hashOf(const T& value) {
     return std::hash<T>()(value);
 }
 
-// Values that are equal have one hash, and those that differ here have hashes that differ.
+// Equal values have the same hash, and the different ones here have different hashes.
 template <class T>
 void expectAgreement(std::initializer_list<T> values) {
     for (const T& left : values) {
@@ -69,7 +69,7 @@ TEST(Hash, OfOtherValuesAgreesWithTheirEquality) {
 template <class T>
 concept HasHash = std::is_default_constructible_v<std::hash<T>>;
 struct NoHash {};
-// Equality of slices is none, as their header tells.
+// The equality of slices is no equivalence; see their header.
 static_assert(!HasHash<StringSlice> && !HasHash<Optional<NoHash>> && HasHash<Optional<Time>>);
 
 }  // namespace

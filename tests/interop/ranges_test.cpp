@@ -31,7 +31,7 @@ static_assert(!std::convertible_to<const Bytes&, std::span<unsigned char>>);
 TEST(Ranges, TakeViewsAndTexts) {
     const istr text("b,a,c");
     EXPECT_EQ(ranges::count(text, ','), 2);
-    // The iterator of a temporary view is good: the text belongs to somebody else.
+    // The iterator of a temporary view is valid: a view does not own its text.
     EXPECT_EQ(ranges::find(istr(text), 'c') - text.begin(), 4);
     EXPECT_EQ(ranges::max(iwstr(L"axb")), L'x');
     EXPECT_EQ(ranges::distance(istr()), 0);

@@ -6,7 +6,7 @@
 namespace qor::json {
 namespace {
 
-TEST(Field, MakesAKeyForEachMember) {
+TEST(Field, WritesAKeyForEachMember) {
     JsonOutputStream out;
     encode(out, Tuple(Leaf{1, "one"}, std::vector<Leaf>{{2, "two"}}, Optional<Leaf>(), Tuple<>(),
                       std::map<String, Bit>{{"b", true}, {"a", false}}, std::map<int, int>{{7, 8}},
@@ -15,10 +15,10 @@ TEST(Field, MakesAKeyForEachMember) {
               R"({ "m0":{ "id":1, "text":"one" }, "m1":[ { "id":2, "text":"two" } ], "m3":{ }, )"
               R"("m4":{ "a":false, "b":true }, "m5":[ { "key":7, "value":8 } ], )"
               R"("m6":[ [ 7 ], [ ] ], "m7":{ "name":"n" } })");
-    // Written again, a container has nothing of what it held.
+    // Written again, a container has only its new elements.
     field(out, {"m4", 1}, std::map<String, int>{{"new", 1}});
     EXPECT_EQ(out["m4"].encode(), R"({ "new":1 })");
-    // One codec, also for the streams of one direction.
+    // The same codec also takes the streams of one direction.
     Leaf leaf{6, "six"};
     leaf.codec(out);
     Leaf read;
@@ -28,7 +28,7 @@ TEST(Field, MakesAKeyForEachMember) {
 }
 
 TEST(Field, ReadsMapsFromBothForms) {
-    std::map<String, int> map{{"gone", 1}};
+    std::map<String, int> map{{"old", 1}};
     decode("{a:1,b:x}", map);
     EXPECT_EQ(map, (std::map<String, int>{{"a", 1}, {"b", 0}}));
     decode("[{key:\"c\",value:2},{key:\"c\",value:3},{value:4},5]", map);

@@ -39,12 +39,10 @@ TEST(JsonCodecInterface, WritesAndReadsThroughOneRoutine) {
     EXPECT_EQ(read.count, 4);
     EXPECT_THROW(read.fromJson("{name:\"y\""), DecodeException);
     EXPECT_EQ(read.name, "x");
-    std::ostringstream os;
-    os << read;
-    EXPECT_EQ(os.str(), "{\n    \"n\" : 4,\n    \"name\" : \"x\"\n}");
+    EXPECT_EQ(streamed(read), "{\n    \"n\" : 4,\n    \"name\" : \"x\"\n}");
 }
 
-TEST(JsonStream, HasTheUnitOfTheStreamThatItIsMadeOf) {
+TEST(JsonStream, UsesTheUnitOfItsStream) {
     JsonStream own;
     EXPECT_TRUE(own.encoding());
     own.jos()["a"] << 1;

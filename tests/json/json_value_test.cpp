@@ -6,7 +6,7 @@
 namespace qor::json {
 namespace {
 
-TEST(JsonString, UnescapesAsTheFormatHasIt) {
+TEST(JsonString, UnescapesByTheFormat) {
     const std::pair<istr, istr> cases[] = {
         {"", ""},
         {"x", "x"},

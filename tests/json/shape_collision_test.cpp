@@ -1,8 +1,8 @@
 #include "base/text_hash.h"
 #include "support/test.h"
 
-// Objects whose keys have one hash have one place in the table of shapes, and yet their own keys.
-// The hash has a random key, so this program draws one that is known.
+// Objects whose keys have the same hash share a place in the table of shapes, and keep their keys.
+// The hash has a random key; in this program it is a known one.
 
 #if defined(__GLIBCXX__)
 
@@ -13,7 +13,7 @@ constexpr std::uint64_t kKey = std::uint64_t(kDrawn) << 32 | kDrawn;
 
 }  // namespace
 
-// Takes the place of the standard library's function, for the library too.
+// Replaces the standard library's function, for the library too.
 std::random_device::result_type std::random_device::_M_getval() {
     return kDrawn;
 }
@@ -21,7 +21,7 @@ std::random_device::result_type std::random_device::_M_getval() {
 namespace qor::json {
 namespace {
 
-// What TextHash does with a word, and with a key of 8 bytes.
+// The steps of TextHash for a word, and for a key of 8 bytes.
 std::uint64_t mixed(std::uint64_t value, std::uint64_t word) {
     value = (value ^ word) * kKey;
     return value ^ value >> 32;
@@ -62,7 +62,7 @@ std::string textOf(const Pairs& pairs) {
 TEST(ShapeTable, KeepsKeysOfOneHashApart) {
     const std::string a = "keyAAAAA", b = "keyBBBBB";
     const std::uint64_t state = beforeWord(mixed(beforeWord(kKey), wordOf(a)));
-    // The state after another first key tells which second key leads to the same hash.
+    // The state after another first key determines the second key that leads to the same hash.
     std::string c, d(8, '\0');
     for (unsigned i = 0; !isPlain(d) || d < c; ++i) {
         ASSERT_LT(i, 1000000u);

@@ -49,7 +49,7 @@ Found indexed(const StructureForm& form, const std::string& text, bool oneByOne)
             found.positions.push_back(at[i]);
         index.moveTo(at + step);
     }
-    // The end is there as often as it is asked for.
+    // After the last position the index returns the end, any number of times.
     for (std::size_t i = 0; i < 3 * StructureIndex::kAhead; ++i) {
         EXPECT_EQ(index.current()[i % StructureIndex::kAhead], size);
         if (i % 5 == 0) index.moveTo(index.current() + 1);
@@ -58,8 +58,8 @@ Found indexed(const StructureForm& form, const std::string& text, bool oneByOne)
     return found;
 }
 
-// By the form alone, so many blocks in a call; the last one is filled up with blanks. All blocks
-// that were looked at are copied.
+// By the form alone, with blocksAtOnce blocks in a call; the last block is padded with blanks. The
+// call also copies the blocks that it reads.
 Found foundInBlocks(const StructureForm& form, std::string text, std::size_t blocksAtOnce) {
     constexpr std::size_t kBlock = 64;
     text.resize((text.size() + kBlock - 1) / kBlock * kBlock, ' ');
@@ -98,7 +98,7 @@ void expectSamePositions(const std::string& text) {
     }
 }
 
-// What to find, at every place around the edge of a block, after text of several kinds.
+// The text at every place around the edge of a block, after text of several kinds.
 void expectSameAroundEdges(const std::string& text) {
     for (const char before : {' ', 'x', ',', '"', '\\'}) {
         for (const std::size_t block : {64U, 128U, 4096U}) {
@@ -130,7 +130,7 @@ TEST(StructureIndex, FindsWhatAPlainReadingFinds) {
         "[\x80\xFF\xA0,\"\x85\"]",
         "a\tb\vc\fd\re\nf g",
         std::string("\0\1\x1F\x7F", 4),
-        // What differs from a structural byte in one bit.
+        // Bytes that differ from a structural one in one bit.
         "\x1A\x0C;-[{]}\x3B\x5C\x7C\x5F\x7F",
     };
     for (const std::string& text : texts)
@@ -160,7 +160,7 @@ TEST(StructureIndex, FindsTheSameInRandomTexts) {
             expectSamePositions(randomText(alphabet, size));
         for (const std::size_t size : {4030U, 4095U, 4096U, 4097U, 4160U, 8200U, 12288U})
             expectSamePositions(randomText(alphabet, size));
-        // Any bytes, and without what ends the text early.
+        // Any bytes, and a text without the backslashes that may end it early.
         std::string bytes = randomText(alphabet, 64);
         for (char& c : bytes)
             c = static_cast<char>(random());
@@ -190,8 +190,6 @@ public:
         isMade_ = std::setlocale(LC_CTYPE, "blanks") != nullptr;
         unsetenv("LOCPATH");
     }
-    HighBlanks(const HighBlanks&) = delete;
-    HighBlanks& operator=(const HighBlanks&) = delete;
     ~HighBlanks() { std::setlocale(LC_CTYPE, "C"); }
 
     bool isMade() const { return isMade_; }

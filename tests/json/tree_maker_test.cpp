@@ -6,8 +6,8 @@
 #include "support/test.h"
 #include "support/threads.h"
 
-// The values of trees that were read: they are made when they are first asked for, in whatever
-// order, and what was made of a tree keeps what it needs of it.
+// The values of trees that were read: they are created at their first use, in any order, and keep
+// alive what they need of the tree.
 
 namespace qor::json {
 namespace {
@@ -20,7 +20,7 @@ std::string written(const JsonUnit& unit) {
     return unit.encode(false, false, 0);
 }
 
-// Would overwrite what was freed too early.
+// Overwrites memory that was freed too early.
 void useOtherTrees() {
     written(read("[" + repeated("{\"k\":[\"other\",\"other text that is longer\"]},", 1000) + "]"));
 }
@@ -53,7 +53,7 @@ void makeAll(const JsonUnit& unit, const Order& order) {
     }
 }
 
-// What the text reads as, whether nothing of it has been made or all of it, in some order.
+// The text reads as expected, whether none of its values were used before or all, in any order.
 void expectReadAs(const std::string& text, const std::string& expected) {
     static std::mt19937 random(3);
     const Order orders[] = {
@@ -61,7 +61,7 @@ void expectReadAs(const std::string& text, const std::string& expected) {
         [](auto& children) { std::reverse(children.begin(), children.end()); },
         [](auto& children) { std::shuffle(children.begin(), children.end(), random); },
         [](auto& children) {
-            // The last of many come first, so that the others are no batch from the start.
+            // The last of many come first, so that the others are no batch at the beginning.
             const auto part = static_cast<std::ptrdiff_t>(children.size() / 2);
             std::rotate(children.begin(), children.begin() + part, children.end());
         },
@@ -71,7 +71,7 @@ void expectReadAs(const std::string& text, const std::string& expected) {
         const JsonUnit unit = read(text);
         makeAll(unit, order);
         EXPECT_EQ(written(unit), expected);
-        // A tree that is built of the parts of another one.
+        // A tree that is built from the parts of another one.
         JsonUnit parts, source = read(text);
         parts.arrayValue();
         for (const JsonUnit* const child : childrenOf(source))
@@ -86,13 +86,13 @@ void expectReadAs(const std::string& text, const std::string& expected) {
     }
 }
 
-TEST(TreeMaker, MakesWhatWasReadInAnyOrder) {
+TEST(TreeMaker, CreatesValuesInAnyOrder) {
     const std::pair<const char*, const char*> cases[] = {
         {"[]", "[ ]"},
         {"{}", "{ }"},
         {"[[],{},[[]],{a:{}}]", "[ [ ], { }, [ [ ] ], { \"a\":{ } } ]"},
         {"{c:null,a:[null],b:{n:null}}", R"({ "a":[ ], "b":{ "n":null }, "c":null })"},
-        // Of keys that are there more than once, the last one.
+        // Of equal keys the last one counts.
         {"{a:[1],b:{c:1},a:{d:[2]},b:[],a:[[3]]}", R"({ "a":[ [ 3 ] ], "b":[ ] })"},
         {"[{a:1,a:[2]},{a:[1],a:2},{a:{a:1,a:2},a:null}]",
          R"([ { "a":[ 2 ] }, { "a":2 }, { "a":null } ])"},
@@ -107,7 +107,7 @@ TEST(TreeMaker, MakesWhatWasReadInAnyOrder) {
 }
 
 // Objects share their sorted keys: those with keys that differ in a single byte must not.
-TEST(TreeMaker, TellsKeysThatDifferInOneByte) {
+TEST(TreeMaker, DistinguishesKeysThatDifferInOneByte) {
     for (std::size_t size = 1; size <= 40; ++size) {
         const std::string key(size, 'k');
         const std::string same = "{\"" + key + "\":1,e:2}";
@@ -128,9 +128,9 @@ TEST(TreeMaker, TellsKeysThatDifferInOneByte) {
     }
 }
 
-// What is written from the text of a tree and what is written from its values are the same, in both
-// forms, for texts at the limits of the copies.
-TEST(TreeMaker, WritesTextsAsItWritesTheirValues) {
+// Writing a tree that was only read and one whose values were used gives the same, in both forms,
+// for texts at the limits of the copies.
+TEST(TreeMaker, WritesUnusedTextsLikeValues) {
     const std::string escapes[] = {"",     "/",       "\\/", "\\n",  "\\\"",
                                    "\\\\", "\\u00e4", "\\q", "\x1f", "\t"};
     std::vector<std::size_t> sizes = {47, 48, 511, 512, 513, 600, 4095, 4096, 5000};
@@ -154,7 +154,7 @@ TEST(TreeMaker, WritesTextsAsItWritesTheirValues) {
     }
 }
 
-// Pages take so many values, and arrays end inside of them.
+// Pages hold a limited number of values, and arrays end inside them.
 TEST(TreeMaker, MakesContainersOfEverySizeAndDepth) {
     for (const std::size_t count : {1U, 31U, 255U, 511U, 512U, 1020U, 1021U, 1500U, 9000U}) {
         const std::string flat = repeated("1,", count), flatWritten = repeated("1, ", count - 1);
@@ -213,7 +213,7 @@ TEST(TreeMaker, KeepsTheTextOfAView) {
     }
 }
 
-// As of values that were built.
+// Like values that were built.
 TEST(TreeMaker, SharesValuesThatAreTakenOut) {
     for (const std::string text : {"1", "true", "\"s\"", "[1]", "{a:1}", "[[],{}]"}) {
         for (const auto& [before, after] :
@@ -259,7 +259,7 @@ TEST(TreeMaker, MovesUnitsOutAndAround) {
         EXPECT_TRUE(root.arrayValue().at(i).isNull());
         std::swap(root.arrayValue().at(0), root.arrayValue().at(5));
         EXPECT_EQ(written(root.arrayValue().at(0)), i + 1 == parts.size() ? "null" : "true");
-        // Into another place of its tree, and over what is there.
+        // To another place of its tree, where it replaces a value.
         JsonUnit& last = root.arrayValue().at(4);
         if (i != 4) {
             last = std::move(moved);
@@ -319,7 +319,7 @@ TEST(TreeMaker, KeepsOldElementsWhenAnArrayGrows) {
     }
 }
 
-TEST(TreeMaker, MakesARootByWhateverIsAskedFirst) {
+TEST(TreeMaker, CreatesARootAtAnyFirstCall) {
     JsonUnit sized = read("[1,[2],3]");
     EXPECT_EQ(sized.arrayValue().size(), 3u);
     const JsonUnit array = read("[1,[2],3]");
@@ -343,7 +343,7 @@ std::string contacts(unsigned count) {
            repeated("{id:7,\"name\":\"A\\u0042\",tags:[\"x\",[1.5]],more:{no:[]}},", count) + "]}";
 }
 
-TEST(TreeMaker, LetsThreadsReleaseWhatOneTreeHad) {
+TEST(TreeMaker, IsReleasedByThreads) {
     for (int round = 0; round < 50; ++round) {
         std::vector<Handle<JsonValue>> handles[kThreads];
         {
@@ -366,7 +366,7 @@ TEST(TreeMaker, LetsThreadsReleaseWhatOneTreeHad) {
     }
 }
 
-TEST(TreeMaker, LetsEachThreadLookIntoAPartOfItsOwn) {
+TEST(TreeMaker, IsReadInPartsByThreads) {
     const std::string expected = written(read(contacts(300)));
     for (unsigned round = 0; round < 10; ++round) {
         JsonUnit root = read("[" + repeated(contacts(300) + ',', kThreads + 1) + "]");

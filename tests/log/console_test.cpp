@@ -18,10 +18,10 @@ protected:
     std::string shown() const { return terminal_.output.str(); }
     std::string flushed() const { return console::flush(), shown(); }
 
-    support::Terminal terminal_;
+    Terminal terminal_;
 };
 
-TEST_F(Console, WritesWhatIsQueuedAtAFlush) {
+TEST_F(Console, WritesQueuedTextAtAFlush) {
     console::print("narrow ");
     console::print(L"w\u00EFde ");
     console::print(String("\xC3\xA9 "));
@@ -36,7 +36,7 @@ TEST_F(Console, WritesWhatIsQueuedAtAFlush) {
     EXPECT_EQ(flushed(), "narrow wïde é cut \nend\n");
 }
 
-TEST_F(Console, ShowsThePromptAgainBehindOutput) {
+TEST_F(Console, ShowsThePromptAgainAfterOutput) {
     String line;
     const auto ask = [&] { return console::readline(line, "> "); };
     EXPECT_FALSE(ask());
@@ -52,7 +52,7 @@ TEST_F(Console, ShowsThePromptAgainBehindOutput) {
     EXPECT_TRUE(console::readline(wide, L"> "));
     EXPECT_EQ(wide, L"second");
     EXPECT_EQ(shown(), "> \nnews\n> > ");
-    // The end of the input is no line, and the caller's loop is held up all the same.
+    // The end of the input is no line, and the call takes time, so that a loop does not spin.
     const Time before = Time::now(Time::Monotonic);
     EXPECT_FALSE(ask());
     EXPECT_LT(before, Time::now(Time::Monotonic));
@@ -89,7 +89,7 @@ TEST(ConsoleThread, WritesByItself) {
     EXPECT_EQ(buffer.str(), "by itself\nby request\nkept\n");
 }
 
-// What is typed, or null for the end of the input, and the lines that then come.
+// The typed text, or null for the end of the input, and the lines that follow.
 struct Typed {
     const char* text;
     std::vector<std::string> lines;
@@ -132,7 +132,7 @@ TEST(ConsoleInput, GivesEachLineWhenItIsComplete) {
         EXPECT_EQ(status, 0);
     }
     const int atTerminal = statusOf([] {
-        // An end that is typed at a terminal hands on what there is of a line, or is an end.
+        // An end that is typed at a terminal sends the begun line, or is the end of the input.
         const int terminal = posix_openpt(O_RDWR | O_NOCTTY);
         if (grantpt(terminal) != 0 || unlockpt(terminal) != 0) std::exit(1);
         readsLines(open(ptsname(terminal), O_RDWR | O_NOCTTY), terminal,

@@ -30,37 +30,28 @@ struct Outer {
 };
 
 template <class T>
-String full(const T& value) {
-    dumper d;
-    d << value;
-    return d.str();
-}
-
-template <class T>
-String compact(const T& value) {
-    dumper d(true);
-    d << value;
-    return d.str();
+std::string full(const T& value) {
+    return dumped(value, false);
 }
 
 TEST(Dumper, ShowsNestedObjectsInBothForms) {
     const Outer object{5, {"abc"}};
     EXPECT_EQ(full(object),
               "@qor::A{\n    x_ = 5\n    b_ = @qor::B{\n        name_ = 'abc'\n    }\n}");
-    EXPECT_EQ(compact(object), "{x_=5 b_={name_='abc'}}");
+    EXPECT_EQ(dumped(object), "{x_=5 b_={name_='abc'}}");
     EXPECT_EQ(full(Inner()), "@qor::B{\n    name_ = \n}");
 }
 
 TEST(Dumper, ShowsAnObjectByItsCodec) {
-    EXPECT_EQ(compact(Contact{"Ann", {}}), "{name='Ann' numbers={}}");
+    EXPECT_EQ(dumped(Contact{"Ann", {}}), "{name='Ann' numbers={}}");
     EXPECT_EQ(full(Contact{"Ann", {1, 2}}),
               "@Contact<contact>{\n    name = 'Ann'\n"
               "    numbers = @qor::vector{\n        1\n        2\n    }\n}");
-    EXPECT_EQ(compact(Tuple(Long(7), Optional<String>(), Optional<String>("x"))), "m0=7 m2='x'");
+    EXPECT_EQ(dumped(Tuple(Long(7), Optional<String>(), Optional<String>("x"))), "m0=7 m2='x'");
 }
 
-TEST(Dumper, KeepsOneSlotForTheFirstFlag) {
-    // What the innermost scope saved is what counts after two scopes have closed.
+TEST(Dumper, SavesTheFirstFlagOnce) {
+    // After two scopes have closed, the flag is the one that the innermost scope saved.
     dumper d(true);
     d.enter().indent().raw("a").enter().indent().raw("b").leave().leave().indent().raw("c");
     EXPECT_EQ(d.str(), "{a{b}} c");
@@ -84,42 +75,42 @@ TEST(Dumper, TakesItsLayoutFromTheConfiguration) {
     EXPECT_EQ(named.str(), "a = b->");
 }
 
-TEST(Dumper, DecoratesValuesAndWritesThemBare) {
+TEST(Dumper, ShowsValuesWithAndWithoutQuotes) {
     const auto bare = [](auto value) {
         dumper d;
         d.write(value);
         return d.str();
     };
     const std::pair<String, const char*> cases[] = {
-        {compact(true), "true"},
+        {dumped(true), "true"},
         {bare(true), "1"},
-        {compact('x'), "'x'"},
-        {compact('\r'), "'<CR>'"},
+        {dumped('x'), "'x'"},
+        {dumped('\r'), "'<CR>'"},
         {bare('x'), "x"},
-        {compact(-5L), "-5"},
-        {compact(2.5), "2.5"},
-        {compact("text"), "'text'"},
-        {compact(L""), ""},
-        {compact(static_cast<unsigned char>(200)), "'\\310'"},
-        {compact(static_cast<const char*>(nullptr)), ""},
-        {compact(std::string()), ""},
-        {compact(std::wstring(L"\u00f8\u5b89")), "\"\u00f8\u5b89\""},
+        {dumped(-5L), "-5"},
+        {dumped(2.5), "2.5"},
+        {dumped("text"), "'text'"},
+        {dumped(L""), ""},
+        {dumped(static_cast<unsigned char>(200)), "'\\310'"},
+        {dumped(static_cast<const char*>(nullptr)), ""},
+        {dumped(std::string()), ""},
+        {dumped(std::wstring(L"\u00f8\u5b89")), "\"\u00f8\u5b89\""},
         {bare(L"\u00f8"), "\u00f8"},
-        {compact(Time()), "'<null>'"},
+        {dumped(Time()), "'<null>'"},
         {bare(Time()), "<null>"},
-        {compact(Byte(65)), "'A'"}};
+        {dumped(Byte(65)), "'A'"}};
     for (const auto& [shown, expected] : cases)
         EXPECT_EQ(shown, expected);
 }
 
 TEST(Dumper, ShowsContainers) {
-    EXPECT_EQ(compact(std::vector<int>{1, 2}), "{1 2}");
-    EXPECT_EQ(compact(std::list<int>()), "{}");
+    EXPECT_EQ(dumped(std::vector<int>{1, 2}), "{1 2}");
+    EXPECT_EQ(dumped(std::list<int>()), "{}");
     EXPECT_EQ(full(std::set<int>{2, 1}), "@qor::set{\n    1\n    2\n}");
     EXPECT_EQ(full(std::array<bool, 1>{true}), "@qor::array{\n    true\n}");
-    EXPECT_EQ(compact(std::vector<bool>{true, false}), "{true false}");
+    EXPECT_EQ(dumped(std::vector<bool>{true, false}), "{true false}");
     const std::map<String, int> map{{"a", 1}, {"b", 2}};
-    EXPECT_EQ(compact(map), "{a:1 b:2}");
+    EXPECT_EQ(dumped(map), "{a:1 b:2}");
     EXPECT_EQ(full(map), "@qor::map{\n    a : 1\n    b : 2\n}");
     EXPECT_EQ(full(std::multimap<int, String>{{1, "x"}}), "@qor::multimap{\n    1 : 'x'\n}");
     EXPECT_EQ(full(std::unordered_map<int, Optional<Long>>{{1, {}}}), "@qor::map{\n    1 : \n}");
@@ -138,7 +129,7 @@ TEST(Dumper, ShowsContainers) {
     EXPECT_EQ(full(lockedSet), "@qor::mt::set{\n    3\n}");
 }
 
-TEST(Dumper, TakesNullForNoTextWhateverItsSize) {
+TEST(Dumper, TakesNullOfAnySizeAsNoText) {
     const istr null(static_cast<const char*>(nullptr), 300);
     dumper d;
     d.write(null) << null << write_hex(null);
@@ -148,22 +139,22 @@ TEST(Dumper, TakesNullForNoTextWhateverItsSize) {
 
 TEST(Dumper, ClipsLongTextAndData) {
     const std::string limit(256, 'x');
-    EXPECT_EQ(compact(limit), "'" + limit + "'");
-    EXPECT_EQ(compact(limit + "y"), "'" + limit + "<omit data up to 257>'");
-    EXPECT_EQ(compact(std::wstring(129, L'\u00f8')).size(), 2 + 256 + 21u);
+    EXPECT_EQ(dumped(limit), "'" + limit + "'");
+    EXPECT_EQ(dumped(limit + "y"), "'" + limit + "<omit data up to 257>'");
+    EXPECT_EQ(dumped(std::wstring(129, L'\u00f8')).size(), 2 + 256 + 21u);
     dumper d;
     d.write(istr(limit + "y"));
     EXPECT_EQ(d.str(), limit + "y");
-    EXPECT_EQ(compact(Bytes(istr(limit + "y"))), "\"" + limit + "<omit data up to 257>\"");
-    const std::string hex = compact(write_hex(istr(limit + "y")));
+    EXPECT_EQ(dumped(Bytes(istr(limit + "y"))), "\"" + limit + "<omit data up to 257>\"");
+    const std::string hex = dumped(write_hex(istr(limit + "y")));
     EXPECT_TRUE(hex.ends_with("78 78<omit data up to 257>"));
     const std::string table = full(hexdata(istr(limit + "y")));
     EXPECT_TRUE(table.ends_with("\n000100: <omit data up to 101>"));
 }
 
 TEST(Dumper, ShowsBytesInHexadecimalGroups) {
-    EXPECT_EQ(compact(Bytes(istr("A\0\xFFZ", 4))), "\"A\\x{00FF}Z\"");
-    EXPECT_EQ(compact(Bytes()), "");
+    EXPECT_EQ(dumped(Bytes(istr("A\0\xFFZ", 4))), "\"A\\x{00FF}Z\"");
+    EXPECT_EQ(dumped(Bytes()), "");
     // A line feed breaks the line, but not the group.
     dumper d(true);
     d.level(1);
@@ -173,8 +164,8 @@ TEST(Dumper, ShowsBytesInHexadecimalGroups) {
 
 TEST(Dumper, ShowsHexTables) {
     const istr data("0123456789abcdef\x07", 17);
-    EXPECT_EQ(compact(hexdata(data, 3)), "30 31 32");
-    EXPECT_EQ(compact(hexdata(istr("ab"), 9)), "61 62");
+    EXPECT_EQ(dumped(hexdata(data, 3)), "30 31 32");
+    EXPECT_EQ(dumped(hexdata(istr("ab"), 9)), "61 62");
     EXPECT_EQ(full(hexdata(data)),
               "\n        00 01 02 03 04 05 06 07 08 09 0A 0B 0C 0D 0E 0F  0123456789ABCDEF"
               "\n-------------------------------------------------------------------------"
@@ -187,7 +178,7 @@ TEST(Dumper, ShowsHexTables) {
     EXPECT_EQ(os.str(), "AB10") << "the stream is back in decimal";
 }
 
-TEST(Dumper, HandsOutItsTextOnlyFromAStreamOfItsOwn) {
+TEST(Dumper, ReturnsItsTextOnlyFromItsOwnStream) {
     std::ostringstream os;
     dumper d(os);
     d << 5;
@@ -201,13 +192,13 @@ TEST(Dumper, TakesManipulatorsAndValuesThatApplyThemselves) {
     dumper d;
     d << qor::indent << namestring("n") << rawstring("r") << &dumper::nl;
     EXPECT_EQ(d.str(), "\nn = r\n");
-    EXPECT_EQ(compact(dumper::Config()),
+    EXPECT_EQ(dumped(dumper::Config()),
               "{compact_=false lineSeparator_='\n' indentSeparator_='    ' level_=0 "
               "eolSeparator_= beginTag_='{' endTag_='}' typeTag_='@' nvSeparator_='=' "
               "valueSeparator_=' '}");
     CallStack stack;
     stack.container().push(Current("a/f.cpp", 3, "g"));
-    EXPECT_EQ(compact(stack),
+    EXPECT_EQ(dumped(stack),
               "{_v.container()={{_v.file()='a/f.cpp' _v.line()=3 _v.func()='g' _v.prefix()=}} "
               "_v.separator()=}");
 }

@@ -37,7 +37,7 @@ TEST(Logger, SwitchesDependOnTheirMasters) {
     EXPECT_EQ(all(), std::vector<bool>(9, true));
 }
 
-TEST(Logger, NamedSwitchesAndTheirOppositesAreNotTheSame) {
+TEST(Logger, NamedSwitchesDifferFromTheirOpposites) {
     logger& log = logger_factory::instance("names");
     log.debugOn(true);
     log.msgLogOn(true);
@@ -66,17 +66,15 @@ TEST(Logger, ReadsAndWritesItsSwitches) {
     log.codec(in);
     EXPECT_TRUE(!log.infoOn() && log.appLog("A") && log.appLogOff("B") && console::isOn());
     EXPECT_EQ(log.maxStringSize(), 9u);
-    std::ostringstream shown;
-    log.dump(shown);
-    EXPECT_TRUE(
-        contains(shown.str(), "@qor::loggerImpl{\n    infoOn_ = false\n    debugOn_ = false\n"));
-    EXPECT_TRUE(contains(shown.str(),
+    const std::string shown = dumped(log, false);
+    EXPECT_TRUE(contains(shown, "@qor::loggerImpl{\n    infoOn_ = false\n    debugOn_ = false\n"));
+    EXPECT_TRUE(contains(shown,
                          "    maxStringSize_ = 9\n    console::isOn() = true\n"
                          "    inited_ = true\n}"));
     pml::stream twice;
     log.codec(twice);
     EXPECT_TRUE(contains(twice.toPml(false), "appLogs:map(A(1)B(0))msgLogOn(0)msgLogs:map()"));
-    // What a codec raises is logged by the logger that it is of.
+    // A codec passes exceptions on.
     EXPECT_THROW(log.codec(twice), DuplicatedUnitException);
 
     logger_factory::destroy();
@@ -86,7 +84,7 @@ TEST(Logger, ReadsAndWritesItsSwitches) {
     console::setOn(false);
 }
 
-TEST(Writers, GiveLinesTheirShapes) {
+TEST(Writers, FormatLines) {
     LogFile file("lines");
     logger& log = file.log();
     writeDataLog(log, __FILE__, __LINE__, "DATA", "as it is %s%n");
@@ -106,7 +104,7 @@ TEST(Writers, GiveLinesTheirShapes) {
                   std::string(50, 'm') + ".123456\n");
 }
 
-TEST(Writers, GiveFailuresTheShapeOfBlocks) {
+TEST(Writers, FormatFailuresAsBlocks) {
     LogFile file("blocks");
     logger& log = file.log();
     const TraceEntry outer(log, "dir/outer.cpp", 1, "outer");
@@ -146,7 +144,7 @@ TEST(Writers, GiveFailuresTheShapeOfBlocks) {
     EXPECT_EQ(file.entries(), expected);
 }
 
-TEST(Writers, KeepBlocksToTheirWidth) {
+TEST(Writers, LimitTheWidthOfBlocks) {
     LogFile file("width");
     const std::string wide(130, 'w');
     writeLog(file.log(), nullptr, wide, "text", "sub", "end");
@@ -169,7 +167,7 @@ TEST(Logger, IsOpenedClosedAndOpenedAgain) {
     log.write("above the level");
     log.level(2);
     log.write(istr("two and more", 3));
-    // Between them stands the banner of the file that was opened again.
+    // Between them is the banner of the reopened file.
     const std::string entries = file.entries();
     EXPECT_TRUE(entries.starts_with("one\r\nScrivo(v3.0) Begin Time:")) << entries;
     EXPECT_TRUE(entries.ends_with("\ntwo\n")) << entries;

@@ -3,7 +3,6 @@
 #include <regex>
 
 #include "support/child.h"
-#include "support/fork.h"
 #include "support/test.h"
 #include "support/threads.h"
 
@@ -25,11 +24,11 @@ TEST(Lifecycle, RunsItsStepsInOrder) {
             const InitFini library("test", false, 0);
             shutdown();
         }
-        file.log().write("behind the end");  // it is closed
+        file.log().write("after the end");  // it is closed
         std::exit(0);
     });
     EXPECT_EQ(status, 0);
-    // A thread may be stopped before it has looked up from its birth.
+    // A thread may be stopped before it has begun.
     const std::regex failure("[^\n]*thread begin failure[^\n]*\n");
     EXPECT_EQ(std::regex_replace(linesOf(file), failure, ""),
               "\n qor initializing...\n qor version\n qor compiled at\n revision\n build\n\n"
@@ -53,12 +52,10 @@ std::string useAll(logger& log) {
     log.debugOn(log.appLog("A"));
     log.write("busy");
     writeInfoLog(log, __FILE__, __LINE__, "f", "busy");
-    dumper d(true);
-    d << TRACER() << LOGGER_FACTORY() << THREAD_FACTORY();
-    return d.str();
+    return dumped(TRACER()) + dumped(LOGGER_FACTORY()) + dumped(THREAD_FACTORY());
 }
 
-TEST(Lifecycle, MayEndWhileAllIsInUse) {
+TEST(Lifecycle, MayEndWhileInUse) {
     LogFile file("used");
     const int status = statusOf([&] {
         logger& log = file.log();
@@ -115,8 +112,8 @@ TEST(Lifecycle, LogsOnBothSidesOfAFork) {
     LogFile file("fork");
     const int status = statusOf([&] {
         logger& log = file.log();
-        std::atomic<bool> ended{!support::forksBesideAllocations};
-        // The forks come while another thread is in the middle of it all.
+        std::atomic<bool> ended{!forksBesideAllocations};
+        // Another thread logs during the forks.
         QOR_TRACE(log, "parent");
         std::thread busy([&] {
             while (!ended)

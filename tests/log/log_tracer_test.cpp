@@ -19,7 +19,7 @@ std::string filled(const std::string& text, char fill) {
     return text + std::string(118 - head - text.size(), fill) + "\n";
 }
 
-TEST(TraceEntry, IsALineAtEachEndAndAFrameBetween) {
+TEST(TraceEntry, IsTwoLinesAndAFrameOfTheStack) {
     LogFile file("trace");
     logger& log = file.log();
     {
@@ -63,12 +63,12 @@ TEST(TraceEntry, EndsWhenAnExceptionPasses) {
     EXPECT_TRUE(tracer::instance()->container().empty());
 }
 
-TEST(TraceEntry, GoesUntracedWithoutMemory) {
+TEST(TraceEntry, IsUntracedWithoutMemory) {
     logger& log = logger_factory::instance("short");
     std::thread([&] {
-        const support::FailAllocations failing(1);
+        const FailAllocations failing(1);
         const TraceEntry first(log, "a.cpp", 1, "first", LogType::Both,
-                               "an info that is too long to stand in the object itself");
+                               "an info that is too long for the object itself");
         EXPECT_TRUE(failing.happened());
         EXPECT_EQ(first.info(), "");
     }).join();
@@ -76,12 +76,10 @@ TEST(TraceEntry, GoesUntracedWithoutMemory) {
 
 // The stacks of all threads.
 std::string all() {
-    dumper d(true);
-    d << TRACER();
-    return d.str();
+    return dumped(TRACER());
 }
 
-TEST(Tracer, KeepsAStackForEachThreadWhileItRuns) {
+TEST(Tracer, KeepsAStackForEachRunningThread) {
     logger& log = logger_factory::instance("threads");
     const TraceEntry here(log, "a.cpp", 1, "here");
     std::thread([&] {
@@ -102,7 +100,7 @@ TEST(Tracer, KeepsAStackForEachThreadWhileItRuns) {
     own.pop();
 }
 
-// Destructors of a thread's own objects trace too, and leave nothing behind.
+// Destructors of thread_local objects may trace, too, and nothing of it remains.
 TEST(Tracer, ForgetsAThreadThatTracesAtItsEnd) {
     struct Last {
         ~Last() { const TraceEntry late(logger_factory::instance("late"), "a.cpp", 1, "late"); }

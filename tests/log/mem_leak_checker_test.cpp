@@ -41,10 +41,10 @@ protected:
     char blocks_[4] = {};
 
 private:
-    support::Terminal terminal_;
+    Terminal terminal_;
 };
 
-TEST_F(LeakChecker, KeepsWhatIsPushedWhileItIsOn) {
+TEST_F(LeakChecker, KeepsBlocksPushedWhileItIsOn) {
     push(0);
     EXPECT_TRUE(pop(0));
     EXPECT_TRUE(pop(1));
@@ -65,14 +65,14 @@ TEST_F(LeakChecker, KeepsWhatIsPushedWhileItIsOn) {
     EXPECT_EQ(checker().size(), 0U);
 }
 
-TEST_F(LeakChecker, ShowsEventsWhileItIsTold) {
+TEST_F(LeakChecker, ShowsEventsInTheScopeOfADumpEntry) {
     checker().start();
     {
         const MemLeakChecker::DumpEntry events;
         push(2);
         pop(2);
         pop(3);
-        // What showing them allocates is not shown.
+        // The allocations for showing them are not shown.
         const CharBuffer text("xxx");
     }
     const std::string text = shown();
@@ -90,7 +90,7 @@ TEST_F(LeakChecker, ShowsEventsWhileItIsTold) {
 }
 
 TEST_F(LeakChecker, ReportsWhatIsLeftByItsPlace) {
-    support::LogFile log("QOR");
+    LogFile log("QOR");
     {
         const MemLeakChecker::Helper leaks;
         push(0, "twice");
@@ -109,7 +109,7 @@ TEST_F(LeakChecker, ReportsWhatIsLeftByItsPlace) {
     { const MemLeakChecker::Helper leaks; }
     EXPECT_TRUE(
         contains(log.entries(), "@qor::MemLeakChecker{\n\tCongratulations! No memory leaked."));
-    // With the level off nothing is written, and the table goes all the same.
+    // With the level off nothing is written; the table is emptied all the same.
     const std::string before = log.entries();
     log.log().infoOn(false);
     checker().start();
@@ -120,14 +120,14 @@ TEST_F(LeakChecker, ReportsWhatIsLeftByItsPlace) {
     EXPECT_EQ(checker().size(), 0U);
 }
 
-TEST_F(LeakChecker, NamesThePlaceThatMakesAHandle) {
+TEST_F(LeakChecker, NamesThePlaceThatCreatesAHandle) {
     struct Counted : Shared {
         explicit Counted(std::unique_ptr<int> content) : number(*content) {
             if (number < 0) throw std::runtime_error("meant");
         }
         const int number;
     };
-    support::LogFile log("QOR");
+    LogFile log("QOR");
     checker().start();
     EXPECT_THROW(makeHandle<Counted>("refused", std::make_unique<int>(-1)), std::runtime_error);
     EXPECT_EQ(checker().size(), 0U);
@@ -138,7 +138,7 @@ TEST_F(LeakChecker, NamesThePlaceThatMakesAHandle) {
     EXPECT_TRUE(contains(log.entries(), place));
 }
 
-TEST_F(LeakChecker, StandsManyThreads) {
+TEST_F(LeakChecker, WorksWithManyThreads) {
     console::setOn(false);
     const auto work = [] {
         for (int i = 0; i < 300; ++i) {

@@ -1,6 +1,5 @@
 // What one machine writes, every other one reads, and writes with the same bytes. The files in
-// tests/data were written on amd64. With QOR_WRITE_DATA=on they are written anew, where they are to
-// change:
+// tests/data were written on amd64. QOR_WRITE_DATA=on writes them again, if they have to change:
 //   QOR_WRITE_DATA=on ctest --preset debug -R machines.
 
 #include "support/bound.h"
@@ -11,15 +10,14 @@
 namespace qor {
 namespace {
 
-// The bytes of the file, which are those given where files are written anew.
+// The bytes of the file, which are `written` if the files are written again.
 std::string dataOf(const std::string& name, const std::string& written) {
     const std::string path = std::string(QOR_SOURCE_DIR "/tests/data/exchange.") + name;
     const char* const anew = std::getenv("QOR_WRITE_DATA");
     if (anew != nullptr && std::string_view(anew) == "on") {
         std::ofstream(path, std::ios::binary) << written;
     }
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
+    return contentOf(path);
 }
 
 struct Person {

@@ -44,7 +44,7 @@ struct Visitor {
     ~Visitor() { map.has(1); }
 };
 
-TEST(LockedMap, LetsValuesGoBehindItsLock) {
+TEST(LockedMap, DestroysValuesWithoutItsLock) {
     mt::map<int, std::shared_ptr<Visitor>> map;
     const auto visitor = [&map] { return std::make_shared<Visitor>(Visitor{map}); };
     map.set(1, visitor());

@@ -17,7 +17,7 @@ struct Counted : virtual Shared {
 struct Derived : Counted {
     using Counted::Counted;
     ~Derived() override {
-        // A Handle to an object that is going does not delete it again.
+        // A Handle to an object that is being destroyed does not delete it again.
         const Handle<Counted> self(this);
     }
 };
@@ -43,7 +43,7 @@ TEST(Handle, DeletesTheObjectOnceWithItsLastOwner) {
     EXPECT_TRUE(first == nullptr && !first);
 }
 
-TEST(Handle, TakesOverAShareAndLeavesTheDeletingToOthers) {
+TEST(Handle, AdoptsAShareAndLeavesDeletionToTheCaller) {
     int deleted = 0;
     auto* object = new Counted(deleted);
     SharedCount::takeFirst(*object);
@@ -80,7 +80,7 @@ TEST(Handle, LeavesAnObjectWithNoDeleteAlone) {
 
 TEST(Handle, RaisesWhenNullIsFollowed) {
     const Handle<Counted> null;
-    const std::string name = support::raisedIn<NullHandleException>([&] { (void)*null; });
+    const std::string name = raisedIn<NullHandleException>([&] { (void)*null; });
     EXPECT_TRUE(name.starts_with("qor::SmartPtrBase<class qor::")) << name;
     EXPECT_TRUE(name.ends_with("::Counted>::operator ->")) << name;
     EXPECT_DEATH(

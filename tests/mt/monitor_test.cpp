@@ -13,7 +13,7 @@ public:
         for (int i = 0; i < count; ++i)
             threads_.emplace_back([this] { wait(); });
         atLeast(waiting_, count);
-        // Who has counted itself holds the monitor until it waits.
+        // A thread that has counted itself holds the monitor until it waits.
         const Monitor::Lock settled(monitor);
     }
     ~Waiters() {
@@ -25,7 +25,7 @@ public:
             thread.join();
     }
 
-    // Waits until so many have woken, and tells how many have.
+    // Waits until at least this number have woken, and returns how many have.
     int woken(int least) { return atLeast(woken_, least); }
 
     Monitor monitor;
@@ -55,7 +55,7 @@ private:
     std::vector<std::thread> threads_;
 };
 
-TEST(Monitor, WakesAsManyAsThereAreNotifications) {
+TEST(Monitor, WakesOneThreadForEachNotification) {
     Waiters waiters(4);
     {
         const Monitor::Lock lock(waiters.monitor);
@@ -92,9 +92,9 @@ TEST(Monitor, WaitsForTheTimeAndNotLonger) {
     EXPECT_FALSE(monitor.wait(-Time::forever()));
 }
 
-// What is pending goes out before the mutex is given up in a wait: neither side would go on
-// otherwise. The time for ever does not overflow.
-TEST(Monitor, HandsATurnToAndFro) {
+// A wait sends the pending notifications before it releases the mutex: otherwise both sides would
+// wait. The timeout Time::forever() does not overflow.
+TEST(Monitor, PassesATurnBackAndForth) {
     constexpr int kTurns = 1000;
     Monitor monitor;
     int turn = 0;

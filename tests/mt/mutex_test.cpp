@@ -5,7 +5,7 @@
 namespace qor {
 namespace {
 
-TEST(Mutex, TellsIfItIsTaken) {
+TEST(Mutex, CannotBeTakenTwice) {
     const Mutex mutex;
     bool taken = true;
     {

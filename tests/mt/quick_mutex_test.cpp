@@ -6,9 +6,9 @@
 namespace qor {
 namespace {
 
-// Sections of all lengths: for most of them a thread that waits turns a few times, for the long
-// ones it sleeps. One that nobody woke would sleep for ever.
-TEST(QuickMutex, LetsOneThreadInAtATimeAndWakesWhoSleeps) {
+// A waiting thread spins during the short sections and sleeps during the long ones. One that is not
+// woken would sleep for ever.
+TEST(QuickMutex, AdmitsOneThreadAtATimeAndWakesSleepers) {
     constexpr int kThreads = 4, kRounds = 4000;
     const QuickMutex mutex;
     int inside = 0;

@@ -6,7 +6,7 @@
 namespace qor {
 namespace {
 
-// Logs what its thread has it do.
+// Records the calls of its thread.
 class Service : public ThreadOwner {
 public:
     Service() : ThreadOwner("service"), thread_(new OwnedThread<Service>(this, "served")) {}
@@ -29,7 +29,7 @@ private:
     Handle<OwnedThread<Service>> thread_;
 };
 
-TEST(OwnedThread, DoesWhatItsOwnerSays) {
+TEST(OwnedThread, CallsItsOwner) {
     Service service;
     service.thread().startAndWait();
     service.thread().join();
@@ -60,34 +60,23 @@ TEST(OwnedThread, EndsWithoutItsOwner) {
     EXPECT_EQ(service.done(), "");
 }
 
-// Works until it is told to end.
-class Worker : public SimpleThread {
-public:
-    Worker() : SimpleThread(nullptr, "worker") {}
-    void end() { living(false); }
-
-protected:
-    bool onWait() override { return wait(Time::seconds(600)), true; }
-};
-
 TEST(AsyncThreadManager, KeepsThreadsUntilTheyEnd) {
-    support::LogFile log("QOR");
+    LogFile log("QOR");
     AsyncThreadManager manager("jobs");
     std::vector<Handle<Worker>> workers;
     for (int i = 0; i < 5; ++i) {
         workers.push_back(makeHandle<Worker>("test"));
         workers.back()->startAndWait();
         // Two of them have ended before the manager gets them.
-        if (i < 2) workers.back()->end(), workers.back()->join();
+        if (i < 2) workers.back()->stop();
         manager.put(workers.back());
     }
     EXPECT_THROW(manager.put(nullptr), NullHandleException);
     EXPECT_EQ(manager.size(), 3U);
-    workers[2]->end();
+    workers[2]->living(false);
     workers[2]->join();
     EXPECT_EQ(manager.size(), 2U);
-    dumper d(true);
-    const std::string text = manager.dump(d).str();
+    const std::string text = dumped(manager);
     EXPECT_TRUE(text.starts_with("{name_='jobs' threads_={{name()='worker'")) << text;
     EXPECT_TRUE(text.ends_with("} closing_=false}")) << text;
     manager.close();
@@ -115,13 +104,13 @@ TEST(AsyncThreadManager, KeepsThreadsUntilTheyEnd) {
     EXPECT_FALSE(contains(entries, " 0 threads"));
 }
 
-TEST(AsyncThreadManager, StandsThreadsThatEndWhileTheyAreTaken) {
+TEST(AsyncThreadManager, TakesThreadsThatEndMeanwhile) {
     AsyncThreadManager manager("busy");
     inThreads(2, [&manager] {
         for (int i = 0; i < 200; ++i) {
             const Handle<Worker> worker(makeHandle<Worker>("test"));
             worker->startAndWait();
-            std::thread ending([&] { worker->end(); });
+            std::thread ending([&] { worker->living(false); });
             manager.put(worker);
             ending.join();
             worker->join();

@@ -5,12 +5,6 @@
 namespace qor::nbr {
 namespace {
 
-String shown(const ValueBase& value) {
-    dumper d(true);
-    value.dump(d);
-    return d.str();
-}
-
 template <class T>
 T as(istr data) {
     T number{};
@@ -46,14 +40,14 @@ TEST(SimpleValue, TakesTheSizeOfANumberAsASignedByte) {
 }
 
 TEST(SimpleValue, ShowsTextOnlyWhenItIsMarked) {
-    EXPECT_EQ(shown(SimpleValue(istr("hi"), true)), "'hi'");
-    EXPECT_EQ(shown(SimpleValue(istr("hi"), false)), "68 69");
-    EXPECT_EQ(shown(SimpleValue(true)), "");
+    EXPECT_EQ(dumped(SimpleValue(istr("hi"), true)), "'hi'");
+    EXPECT_EQ(dumped(SimpleValue(istr("hi"), false)), "68 69");
+    EXPECT_EQ(dumped(SimpleValue(true)), "");
 }
 
 TEST(ComplexValue, OwnsWhatIsAddedToIt) {
     ComplexValue root;
-    EXPECT_EQ(shown(root), "{}");
+    EXPECT_EQ(dumped(root), "{}");
     EXPECT_EQ(root.get(1), nullptr);
     auto* inner = new ComplexValue;
     inner->add(7, new SimpleValue(istr("x"), true));
@@ -61,13 +55,11 @@ TEST(ComplexValue, OwnsWhatIsAddedToIt) {
     root.add(1, new SimpleValue(istr("old"), true));
     root.add(1, new SimpleValue(istr("new"), true));
     root.add(3, nullptr);
-    EXPECT_EQ(shown(root), "{[2] {[7] 'x'} [1] 'old' [1] 'new'}");
-    EXPECT_EQ(shown(*root.get(1)), "'new'");
-    std::ostringstream os;
-    os << root;
+    EXPECT_EQ(dumped(root), "{[2] {[7] 'x'} [1] 'old' [1] 'new'}");
+    EXPECT_EQ(dumped(*root.get(1)), "'new'");
     EXPECT_TRUE(
-        os.str().starts_with("@qor::nbr::ComplexValue{\n    [2] @qor::nbr::ComplexValue{\n"
-                             "        [7] 'x'\n    }\n    [1] 'old'"));
+        streamed(root).starts_with("@qor::nbr::ComplexValue{\n    [2] @qor::nbr::ComplexValue{\n"
+                                   "        [7] 'x'\n    }\n    [1] 'old'"));
 }
 
 TEST(ComplexValue, IsCopiedAsAWholeTree) {
@@ -77,20 +69,20 @@ TEST(ComplexValue, IsCopiedAsAWholeTree) {
     root.add(2, inner);
     ComplexValue copy(root);
     inner->add(8, new SimpleValue(istr("y"), true));
-    EXPECT_EQ(shown(copy), "{[2] {[7] 'x'}}");
+    EXPECT_EQ(dumped(copy), "{[2] {[7] 'x'}}");
     copy = root;
     copy.add(1, new SimpleValue(istr("z"), true));
-    EXPECT_EQ(shown(copy), "{[2] {[7] 'x' [8] 'y'} [1] 'z'}");
-    EXPECT_EQ(shown(root), "{[2] {[7] 'x' [8] 'y'}}");
-    // A node inside a tree takes a whole tree too, even one that it is in.
+    EXPECT_EQ(dumped(copy), "{[2] {[7] 'x' [8] 'y'} [1] 'z'}");
+    EXPECT_EQ(dumped(root), "{[2] {[7] 'x' [8] 'y'}}");
+    // A node inside a tree can be assigned a whole tree, even one that contains it.
     auto* node = static_cast<ComplexValue*>(copy.get(2));
     *node = copy;
-    EXPECT_EQ(shown(copy), "{[2] {[2] {[7] 'x' [8] 'y'} [1] 'z'} [1] 'z'}");
+    EXPECT_EQ(dumped(copy), "{[2] {[2] {[7] 'x' [8] 'y'} [1] 'z'} [1] 'z'}");
     copy = *node;
-    EXPECT_EQ(shown(copy), "{[2] {[7] 'x' [8] 'y'} [1] 'z'}");
+    EXPECT_EQ(dumped(copy), "{[2] {[7] 'x' [8] 'y'} [1] 'z'}");
 }
 
-TEST(ComplexValue, GoesAtAnyDepthWhenItWasMadeByHand) {
+TEST(ComplexValue, IsDestroyedAtAnyDepth) {
     auto root = std::make_unique<ComplexValue>();
     for (int i = 0; i < 100000; ++i) {
         auto outer = std::make_unique<ComplexValue>();
@@ -101,7 +93,7 @@ TEST(ComplexValue, GoesAtAnyDepthWhenItWasMadeByHand) {
     EXPECT_EQ(root->data().size(), 1u);
 }
 
-TEST(ComplexValue, KeepsAValueThatItCannotTakeWithItsCaller) {
+TEST(ComplexValue, LeavesAValueToTheCallerWhenMemoryEnds) {
     ComplexValue root;
     for (unsigned i = 0; i < 200; ++i) {
         auto value = std::make_unique<SimpleValue>(false);

@@ -18,7 +18,7 @@ TEST(CodecStream, TakesTheLastOfEqualKeysAndFieldsInAnyOrder) {
     std::map<int, String> map;
     decode(encoded(std::multimap<int, String>{{1, "a"}, {1, "b"}}), map);
     EXPECT_EQ(map, (std::map<int, String>{{1, "b"}}));
-    // Unknown tags pass.
+    // Unknown tags are skipped.
     Leaf leaf{5, "five"};
     decode(istr("\xFF\x01(\x63\x01\x01\x07\x02\x01\x01x\x01\x01\x01\x09\xFF\x01)"), leaf);
     EXPECT_TRUE((leaf == Leaf{9, "x"}));
@@ -33,7 +33,7 @@ TEST(CodecStream, RaisesForAComplexValueInPlaceOfAScalar) {
         EXPECT_STREQ(e.msg(), "qor::nbr::DecodeException: not simple value");
         EXPECT_STREQ(e.name(), "qor::nbr::DecodeException");
     }
-    // A list in which something cannot be read stays as it was, and so does one that is none.
+    // A list is unchanged if an element cannot be read, or if the value is no list.
     std::vector<Leaf> leaves{{1, "one"}};
     EXPECT_THROW(
         decode(istr("\xFF\x01(\x01\xFF\x01(\x01\xFF\x01(\xFF\x01)\xFF\x01)\xFF\x01)"), leaves),
@@ -42,7 +42,7 @@ TEST(CodecStream, RaisesForAComplexValueInPlaceOfAScalar) {
     EXPECT_TRUE((leaves == std::vector<Leaf>{{1, "one"}}));
 }
 
-// Reads its parts by hand.
+// A handwritten codec.
 struct Chain : CodecInterface {
     std::unique_ptr<Chain> next;
 
@@ -55,14 +55,15 @@ struct Chain : CodecInterface {
     }
 };
 
-TEST(CodecInterface, RefusesObjectsThatAreNestedTooDeeplyByHand) {
+TEST(CodecInterface, LimitsTheDepthOfHandwrittenCodecs) {
     const std::string_view level("\xFF\x01(\x01");
     Chain chain;
     EXPECT_THROW(decode(Bytes(repeated(level, 100000)), chain), DecodeException);
-    EXPECT_NO_THROW(decode(Bytes(repeated(level, kMaxDepth)), chain)) << "no depth is left behind";
+    EXPECT_NO_THROW(decode(Bytes(repeated(level, kMaxDepth)), chain))
+        << "the depth is counted back";
 }
 
-TEST(CodecStream, AllocatesNothingInUse) {
+TEST(CodecStream, AllocatesNothingWhenReused) {
     const std::vector<Leaf> leaves(20, Leaf{1, "text"});
     CodecStream out;
     encode(out, leaves);
@@ -72,7 +73,7 @@ TEST(CodecStream, AllocatesNothingInUse) {
     EXPECT_EQ(counter.allocations(), 0u);
 }
 
-TEST(CodecStream, LeavesTheStreamAsItWasWhenMemoryEnds) {
+TEST(CodecStream, LeavesTheStreamUnchangedWhenMemoryEnds) {
     auto all = makeAll();
     CodecStream out;
     const std::function<void()> writes[] = {[&] { encode(out, all); },
@@ -88,7 +89,7 @@ TEST(CodecStream, LeavesTheStreamAsItWasWhenMemoryEnds) {
     }
 }
 
-TEST(OutputStream, NestsItsEntriesAndIsUsedAgain) {
+TEST(OutputStream, NestsItsEntriesAndIsReusable) {
     OutputStream os;
     {
         const OutputStream::Entry outer(os);
@@ -112,7 +113,7 @@ TEST(OutputStream, WritesItsOwnBytes) {
     EXPECT_TRUE(os.str().endWith(before));
 }
 
-TEST(InputStream, AnswersNullWhereThereIsNothing) {
+TEST(InputStream, ReturnsNullForMissingItems) {
     InputStream none(istr{});
     EXPECT_EQ(none.get(), nullptr);
     EXPECT_EQ(none.getChild(1), nullptr);
@@ -145,12 +146,9 @@ TEST(Streams, ShowThemselves) {
     OutputStream os;
     os << istr("a");
     const InputStream is(os.str());
-    dumper d(true);
-    d << os << is << dump_buf(os.str());
-    EXPECT_EQ(d.str(), "{str()=01 01 61}{get()=61}{get()=61}");
-    std::ostringstream text;
-    text << dump_buf(os.str());
-    EXPECT_EQ(text.str(), "@qor::nbr::InputStream{\n    get() = 61\n}");
+    EXPECT_EQ(dumped(os) + dumped(is) + dumped(dump_buf(os.str())),
+              "{str()=01 01 61}{get()=61}{get()=61}");
+    EXPECT_EQ(streamed(dump_buf(os.str())), "@qor::nbr::InputStream{\n    get() = 61\n}");
 }
 
 }  // namespace

@@ -14,12 +14,6 @@ std::string textOf(const ValueBase& value) {
     return text.str();
 }
 
-std::string dumpOf(const ValueBase& value) {
-    dumper d(true);
-    value.dump(d);
-    return d.str();
-}
-
 TEST(Value, IsWrittenByItsClass) {
     const Time time = Time::microSeconds(1500000000123000);
     const struct {
@@ -48,7 +42,7 @@ TEST(Value, IsWrittenByItsClass) {
         SCOPED_TRACE(test.text);
         EXPECT_TRUE(test.value->single());
         EXPECT_EQ(textOf(*test.value), test.text);
-        EXPECT_EQ(dumpOf(*test.value), test.dump);
+        EXPECT_EQ(dumped(*test.value), test.dump);
         test.value->owner() = &owner;
         const std::unique_ptr<ValueBase> copy(test.value->clone());
         const ValueBase& copied = *copy;
@@ -64,7 +58,7 @@ TEST(Value, IsWrittenByItsClass) {
     EXPECT_EQ(text.assign("b").data(), "b");
 }
 
-TEST(ListValue, CopiesItsUnitsWithAllThatIsInThem) {
+TEST(ListValue, CopiesItsUnitsDeeply) {
     Unit a("a", "t", "1");
     Unit b("b");
     b.addChild("c", "2");
@@ -77,15 +71,13 @@ TEST(ListValue, CopiesItsUnitsWithAllThatIsInThem) {
     EXPECT_TRUE(isSound(holder));
     ListValue& list = *holder.listValue();
     const std::unique_ptr<ListValue> copy(list.clone());
-    // The unit that holds a list is told of its changes.
+    // The unit that holds a list sees its changes.
     list.push_back(new Unit("f"));
     list = ListValue::Units{list.at(2), &a};
     EXPECT_EQ(treeOf(holder), "h{f a:t=changed}");
     EXPECT_THROW(list.assign({&a, &a}), DuplicatedUnitException);
     EXPECT_TRUE(isSound(holder));
-    dumper lines(false);
-    holder.dump(lines);
-    EXPECT_EQ(std::string(lines.str()),
+    EXPECT_EQ(dumped(holder, false),
               "@qor::pml::ntv::Unit{\n    name_ = 'h'\n    type_ = \n"
               "    value_ = @qor::pml::ntv::ListValue{\n        @qor::pml::ntv::Unit{\n"
               "            name_ = 'f'\n            type_ = \n            value_ = \n        }\n"
@@ -98,7 +90,7 @@ TEST(ListValue, CopiesItsUnitsWithAllThatIsInThem) {
     EXPECT_EQ(copy->at(2), nullptr);
     EXPECT_EQ(copy->at(kTooLarge), nullptr);
     EXPECT_EQ(textOf(*copy), "a:t(1)\nb(\n    c(2)\n    d(3)\n    e()\n)\n");
-    EXPECT_EQ(dumpOf(*copy).substr(0, 35), "{{name_='a' type_='t' value_='1'} {");
+    EXPECT_EQ(dumped(*copy).substr(0, 35), "{{name_='a' type_='t' value_='1'} {");
 
     const AllocationCounter outside;
     EXPECT_GT(

@@ -7,7 +7,7 @@
 namespace qor::pml {
 namespace {
 
-TEST(Field, MakesAChildForEachMember) {
+TEST(Field, WritesAChildForEachMember) {
     stream out;
     unsigned long port = 80;
     field(out, {"port", 1}, port);
@@ -26,14 +26,14 @@ TEST(Field, MakesAChildForEachMember) {
     stream whole;
     encode(whole, Leaf{1, "one"});
     EXPECT_EQ(whole.toPml(false), "leaf:Leaf(id(1)text(one))");
-    // A type of the field's own counts, also with a map.
+    // The type of the field counts, also with a map.
     std::map<String, Bit> flags{{"a", true}};
     EXPECT_TRUE((Field__<std::map<String, Bit>>{"f", "flags", &flags}.set(whole),
                  whole.unit().at("f")->type() == "flags"));
     flags["old"] = true;
     EXPECT_TRUE((Field__<std::map<String, Bit>>{"id", "", &flags}.get(whole) && flags.empty()));
     EXPECT_FALSE((Field__<std::map<String, Bit>>{"none", "", &flags}.get(whole)));
-    // Of two names that are one key the last one counts.
+    // Of two names with the same key the last one counts.
     std::map<int, String> numbers;
     decode(stream("(1(a)2(b)01(c))", false), numbers);
     EXPECT_EQ(numbers, (std::map<int, String>{{1, "c"}, {2, "b"}}));

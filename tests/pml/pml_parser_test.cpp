@@ -8,7 +8,7 @@ namespace {
 
 using ntv::Unit;
 
-// What a source reads as, and where it stays; or why it does not.
+// The tree and the rest of a source, or the message.
 template <class Source>
 std::string outcomeOf(Source&& source, bool valueString = false) {
     Unit unit("before", "before", "before");
@@ -37,8 +37,8 @@ const char* const kBegin =
     "qor::pml::pmlParserBase<char>::__doParser DecodeException: not found value begin tag, token";
 const char* const kTwice = "DuplicatedUnitException: DuplicatedUnitException";
 
-// docs/formats.md has the plain cases, and the fuzz target holds the sources against each other.
-TEST(PmlParser, KeepsToTheLetterOfTheFormat) {
+// docs/formats.md has the plain cases, and the fuzz target compares the kinds of sources.
+TEST(PmlParser, FollowsTheFormatExactly) {
     const struct {
         const char* text;
         std::string expected;
@@ -84,7 +84,7 @@ TEST(PmlParser, KeepsToTheLetterOfTheFormat) {
         const char* at = text;
         EXPECT_EQ(outcomeOf(at, true), expected);
     }
-    // What is refused is passed too.
+    // The refused text is passed, too.
     Unit unit;
     const char* refused = "a:b)c";
     EXPECT_THROW(ntvFromPml(unit, refused), DecodeException);
@@ -94,7 +94,7 @@ TEST(PmlParser, KeepsToTheLetterOfTheFormat) {
               String(kType).replace("char", "wchar_t"));
 }
 
-TEST(PmlParser, MakesUnitsAndValues) {
+TEST(PmlParser, CreatesUnitsAndValues) {
     const std::unique_ptr<Unit> unit(newNTV("a(b)"));
     EXPECT_EQ(treeOf(*unit), "a=b");
     const char* text = "x(1)y(2))rest";
@@ -122,7 +122,7 @@ TEST(PmlParser, ReadsTextThatIsPartOfTheUnit) {
 }
 
 // Text ends at its first zero, and a stream does not.
-TEST(PmlParser, KnowsTheEndOfItsSource) {
+TEST(PmlParser, FindsTheEndOfItsSource) {
     const std::string text("a(b\0c)d(e)", 10);
     Unit unit;
     EXPECT_TRUE(ntvFromPml(unit, istr(text)));
@@ -147,7 +147,7 @@ TEST(PmlParser, KnowsTheEndOfItsSource) {
 #ifdef __GLIBCXX__  // to another library's stream a directory is an empty file
     EXPECT_EQ(outcomeOf(std::ifstream("/")), kName);
 #endif
-    // What breaks in the middle: a value ends there, a name does not.
+    // A source that fails in the middle ends a value, and is an error in a name.
     struct Breaking : std::streambuf {
         explicit Breaking(std::string& s) { setg(s.data(), s.data(), s.data() + s.size()); }
         int_type underflow() override { throw std::ios_base::failure("broken"); }
@@ -205,7 +205,7 @@ TEST(PmlParser, IsFalseWhenMemoryIsShort) {
     check(iwstr(String(text).toWstring()));
 }
 
-TEST(PmlParser, AllocatesForNodesTextsAndContainersAlone) {
+TEST(PmlParser, AllocatesOnlyForNodesTextsAndContainers) {
     constexpr unsigned long kLists = 100;
     constexpr unsigned long kLeaves = 8;  // the room that a list begins with
     const std::string longText(40, 'x');
@@ -228,7 +228,7 @@ TEST(PmlParser, AllocatesForNodesTextsAndContainersAlone) {
     EXPECT_LE(counter.allocations(), units + lists + longTexts + nameOrder + growth);
 }
 
-TEST(PmlParser, TakesTheSameStackAtAnyDepth) {
+TEST(PmlParser, NeedsTheSameStackAtAnyDepth) {
     const std::string text = chain(kDeep, "x");
     Unit unit;
     EXPECT_TRUE(ntvFromPml(unit, istr(text.data(), 2 * kDeep)));  // without its end

@@ -6,21 +6,15 @@
 namespace qor::pml {
 namespace {
 
-std::string dumpOf(const stream& s) {
-    dumper d(true);
-    s.dump(d);
-    return d.str();
-}
-
 TEST(Stream, KnowsItsDirection) {
     const stream s;
     EXPECT_TRUE(s.isOutputStream() && !s.isInputStream() && !s.allNesessary());
     s.setAsInputStream();
     EXPECT_TRUE(s.isInputStream() && !s.isOutputStream());
-    EXPECT_EQ(dumpOf(s), "{direction_=input unit_={name_= type_= value_=}}");
+    EXPECT_EQ(dumped(s), "{direction_=input unit_={name_= type_= value_=}}");
     s.setAsOutputStream(true);
     EXPECT_TRUE(stream(s).isOutputStream() && stream(s).allNesessary());
-    EXPECT_EQ(dumpOf(s), "{direction_=output unit_={name_= type_= value_=}}");
+    EXPECT_EQ(dumped(s), "{direction_=output unit_={name_= type_= value_=}}");
 }
 
 TEST(Stream, ReadsFromText) {
@@ -68,7 +62,7 @@ TEST(Stream, IsWholeOrEmptyWhenMemoryIsShort) {
     }
 }
 
-TEST(Stream, LooksUpAndMakesChildren) {
+TEST(Stream, FindsAndCreatesChildren) {
     stream s("r(a(b(1))c()d(())x(0))", false);
     const stream& reader = s;
     EXPECT_TRUE(s.has("a/b") && s.has("d[0]") && s.has("") && !s.has("a/c"));
@@ -101,10 +95,8 @@ TEST(Stream, IsWrittenAsItsUnit) {
     String text(s.str(ShowMode::COMPACT, 4));
     EXPECT_TRUE(s.toString(text, ShowMode::COMPACT, 1));
     text << s;
-    std::ostringstream os;
-    os << s;
-    EXPECT_EQ(text, "r(a()b())((1)(2))" + os.str());
-    EXPECT_EQ(os.str(), s.toPml(true));
+    EXPECT_EQ(text, "r(a()b())((1)(2))" + streamed(s));
+    EXPECT_EQ(streamed(s), s.toPml(true));
     ntv::Unit unit("kept");
     unit << s;
     EXPECT_EQ(treeOf(unit), "kept{a:t=1 b=2}");
@@ -114,7 +106,7 @@ TEST(Stream, IsWrittenAsItsUnit) {
     EXPECT_EQ(treeOf(target.unit()), "own:t=1");
 }
 
-TEST(Stream, ReadsAndWritesPlaces) {
+TEST(Stream, ReadsAndWritesFilesAndTexts) {
     const TempDir dir;
     const std::string path = dir.path("f.pml");
     for (const std::string& name : {dir.path("missing"), dir.path(), std::string()}) {

@@ -8,18 +8,12 @@ namespace {
 
 using ntv::Unit;
 
-template <class Shown>
-std::string shown(const Shown& object) {
-    std::ostringstream os;
-    os << object;
-    return os.str();
-}
-
 TEST(PmlWriter, ShowsModesAndPatterns) {
-    EXPECT_EQ(shown(ShowMode(1)) + shown(ShowMode(2)) + shown(ShowMode(3)) + shown(ShowMode(4)),
+    EXPECT_EQ(streamed(ShowMode(1)) + streamed(ShowMode(2)) + streamed(ShowMode(3)) +
+                  streamed(ShowMode(4)),
               "COMPACTSIMPLEMIXEDFORMATTED");
-    EXPECT_EQ(shown(ShowMode(0)) + shown(ShowMode(5)), "<UnknownShowMode><UnknownShowMode>");
-    EXPECT_EQ(shown(ShowPattern(16)) + shown(ShowPattern(10)), "NONEPATH TYPE");
+    EXPECT_EQ(streamed(ShowMode(0)) + streamed(ShowMode(5)), "<UnknownShowMode><UnknownShowMode>");
+    EXPECT_EQ(streamed(ShowPattern(16)) + streamed(ShowPattern(10)), "NONEPATH TYPE");
     ShowPattern pattern(15);
     EXPECT_EQ(pattern.show_path(false).show_name(false).show_type(false).data(), 1);
     EXPECT_EQ(pattern.show_path(true).show_name(true).show_type(true).show_value(false).data(), 14);
@@ -62,23 +56,23 @@ String written(const Unit& unit, int mode, int pattern = ShowPattern::ALL) {
 
 TEST(PmlWriter, LaysOut) {
     Unit tree;
-    // Named children keep their own indents on the common line, and unnamed ones get theirs twice.
+    // On a common line named children keep their indents, and unnamed ones get theirs twice.
     ASSERT_TRUE(
         ntvFromPml(tree, "r(l(:t(x(1)y(2)):t((a)(b)))m(:t(1)n(2))o(p(q(r(1)))s(t(u(1)v(2)))))"));
     EXPECT_EQ(written(tree, ShowMode::MIXED),
               "r(l(\n        :t(    x(1)    y(2))\n        :t(    (a)    (b))\n)m(\n:t(1)n(2))"
               "o(p(q(r(1)))s(t(u(1)v(2)))))");
-    // A chain that ends in several children is none.
+    // A chain that ends in several children is not written as one.
     EXPECT_EQ(written(*tree.at("o"), ShowMode::SIMPLE, 15),
               "o(\n    p(q(r(1)))\n    s(\n        t(\n            u(1)\n            v(2)\n"
               "        )\n    )\n)");
     EXPECT_EQ(written(*tree.at("o"), ShowMode::FORMATTED, 8),
               "(* /o *) (\n    (* /o/p *) ((()))\n    (* /o/s *) (\n        (* /o/s/t *) (\n"
               "            (* /o/s/t/u *) ()\n            (* /o/s/t/v *) ()\n        )\n    )\n)");
-    // A part is laid out as a whole, but knows its path.
+    // A part is written like a whole tree, but with its path.
     EXPECT_EQ(written(*tree.at("m"), ShowMode::FORMATTED, 15),
               "(* /m *) m(\n    (* /m/[0] *) :t(1)\n    (* /m/n *) n(2)\n)");
-    EXPECT_EQ(shown(*tree.at("m")), "m(\n    :t(1)\n    n(2)\n)");
+    EXPECT_EQ(streamed(*tree.at("m")), "m(\n    :t(1)\n    n(2)\n)");
     String text("> ");
     text << *tree.at("m")->at("n");
     EXPECT_EQ(text, "> n(2)");
@@ -92,7 +86,7 @@ TEST(PmlWriter, WritesNamesTypesAndValues) {
         {Unit(), "()"},
         {Unit("n", "t", ""), "n:t()"},
         {Unit("a^b\"c", "", "a^b\"c"), "a^^b^\"c(\"a^^b^\"c\")"},
-        // A name is not quoted, and then reads as something else; a type goes out as it stands.
+        // A name is not quoted, and then reads as something else; a type is written as it is.
         {Unit("(a:b)", " t^", "'"), "(a:b): t^(\"'\")"},
         {Unit(" a ", "", "\xC3\xA5"), " a (\"\xC3\xA5\")"},
         {Unit("\xC3\xA5", "", "x"), "\xC3\xA5(x)"},
@@ -134,15 +128,11 @@ TEST(PmlWriter, WritesToEachTarget) {
     EXPECT_FALSE(ntvToCompactPml(unit, os, 7));
 }
 
-// Text and file stay as they were until the new text is whole.
+// Text and file are unchanged until the new text is complete.
 TEST(PmlWriter, ChangesNothingWhenMemoryEnds) {
     const TempDir dir;
     const File file(dir.path("f.pml"));
-    const auto content = [&file] {
-        std::ostringstream text;
-        text << std::ifstream(file.filename()).rdbuf();
-        return text.str();
-    };
+    const auto content = [&dir] { return contentOf(dir.path("f.pml")); };
     std::ofstream(file.filename()) << "old";
     String grown("> ");
     const Unit unit("n", "t", std::string(50000, 'x'));
@@ -155,8 +145,8 @@ TEST(PmlWriter, ChangesNothingWhenMemoryEnds) {
     EXPECT_EQ("> " + content(), grown);
 }
 
-// Indents alone make text that is quadratic in the depth.
-TEST(PmlWriter, TakesTheSameStackAtAnyDepth) {
+// Only 3000 levels: with indents the text grows with the square of the depth.
+TEST(PmlWriter, NeedsTheSameStackAtAnyDepth) {
     Unit tree;
     ASSERT_TRUE(ntvFromPml(tree, chain(3000, "b(1)c(2)")));
     EXPECT_EQ(written(tree, ShowMode::SIMPLE).size(),

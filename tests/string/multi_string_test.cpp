@@ -27,7 +27,7 @@ TEST(MultiString, KeepsTextAndPartsInStep) {
     EXPECT_EQ(s.list({"", "y"}).full(), "; y");
 }
 
-TEST(MultiString, StaysAsItWasWhenTheHeapFails) {
+TEST(MultiString, IsUnchangedWhenTheHeapFails) {
     const MultiString original("the first of the long parts here,and the second long part", ",");
     const MultiString other("another text that is too long to be a small string,b,c", ",");
     const std::function<void(MultiString&)> operations[] = {
@@ -39,7 +39,7 @@ TEST(MultiString, StaysAsItWasWhenTheHeapFails) {
             EXPECT_EQ(s.full(), original.full());
             EXPECT_EQ(s.list(), original.list());
         };
-        EXPECT_GT(support::failEachAllocation([&] { operation(s); }, unchanged), 1U);
+        EXPECT_GT(failEachAllocation([&] { operation(s); }, unchanged), 1U);
     }
 }
 

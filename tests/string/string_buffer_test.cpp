@@ -5,7 +5,7 @@
 namespace qor {
 namespace {
 
-// The content, which has a terminator behind it.
+// The content, which has a terminator after it.
 std::string text(const StringBuffer& buffer) {
     EXPECT_EQ(buffer.c_str()[buffer.size()], '\0');
     return std::string(istr(buffer));
@@ -18,7 +18,7 @@ std::string letters(unsigned long n) {
     return result;
 }
 
-TEST(StringBuffer, GrowsToTheDoubleOrToWhatIsWanted) {
+TEST(StringBuffer, GrowsToTheDoubleOrToTheWantedSize) {
     const std::array<unsigned long, 4> cases[] = {{0, 255, 255, 255},   {100, 255, 300, 512},
                                                   {255, 255, 513, 513}, {256, 256, 257, 514},
                                                   {300, 300, 300, 300}, {300, 300, 800, 800}};
@@ -35,7 +35,7 @@ TEST(StringBuffer, GrowsToTheDoubleOrToWhatIsWanted) {
 
 TEST(StringBuffer, DoesNotTouchTheHeapBelow256Bytes) {
     const std::string content = letters(254);
-    const support::AllocationCounter counter;
+    const AllocationCounter counter;
     StringBuffer buffer(content);
     buffer += 'y';
     StringBuffer moved(std::move(buffer));
@@ -88,7 +88,7 @@ TEST(StringBuffer, IsWrittenInPlaceAndReadFromTheGetPosition) {
     unsigned long n = sizeof out - 1;
     buffer.read(out + 1, n);
     EXPECT_EQ(istr(out, n + 1), istr("adefg"));
-    // There is nothing behind the content.
+    // There is nothing after the content.
     buffer.gsize(9);
     buffer -= out[0];
     EXPECT_EQ(out[0], 'a');
@@ -112,7 +112,7 @@ TEST(StringBuffer, CopiesMovesAndSwapsBothKinds) {
     }
 }
 
-TEST(StringBuffer, StaysAsItWasWhenItCannotGrow) {
+TEST(StringBuffer, IsUnchangedWhenItCannotGrow) {
     const std::string added(600, 'y');
     const std::function<void(StringBuffer&)> operations[] = {
         [&](StringBuffer& buffer) { buffer += added; },
@@ -127,12 +127,12 @@ TEST(StringBuffer, StaysAsItWasWhenItCannotGrow) {
                 EXPECT_EQ(text(buffer), content);
                 EXPECT_EQ(buffer.gsize(), 7U);
             };
-            EXPECT_EQ(support::failEachAllocation([&] { operation(buffer); }, unchanged), 1U);
+            EXPECT_EQ(failEachAllocation([&] { operation(buffer); }, unchanged), 1U);
         }
     }
     StringBuffer buffer("ab");
     EXPECT_THROW(buffer.needMore(0xFFFFFFFFUL - 2), std::bad_alloc);
-    EXPECT_THROW(buffer.append("c", support::kTooLarge), std::bad_alloc);
+    EXPECT_THROW(buffer.append("c", kTooLarge), std::bad_alloc);
     EXPECT_EQ(text(buffer), "ab");
 }
 

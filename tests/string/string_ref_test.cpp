@@ -7,7 +7,7 @@ namespace {
 
 using Ref = StringRef&;
 
-// Memory of 8 bytes full of '#', of which a cursor sees the first `capacity`.
+// Memory of 8 bytes full of '#'; a cursor may use the first `capacity`.
 struct Field {
     explicit Field(unsigned long capacity) : ref(memory, capacity) {}
     // Zeros as dots.
@@ -70,7 +70,7 @@ TEST(StringRef, DoesNotMovePastTheCapacity) {
         {[&] { ref.at(4) = 'x'; }, "qor::CharAt"},
     };
     for (const auto& [move, function] : moves) {
-        EXPECT_EQ(support::raisedIn<OutOfRangeException>(move), function);
+        EXPECT_EQ(raisedIn<OutOfRangeException>(move), function);
         EXPECT_EQ(ref.size(), 4U);
         EXPECT_EQ(field.all(), "########");
     }

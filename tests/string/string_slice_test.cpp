@@ -16,15 +16,14 @@ TEST(StringSlice, DoesNotMovePastTheEnd) {
         {[&] { ++s; }, "qor::StringSlice::operator ++"},
         {[&] { s >> c; }, "qor::StringSlice::operator ++"}};
     for (const auto& [move, function] : moves) {
-        EXPECT_EQ(support::raisedIn<OutOfRangeException>(move), function);
+        EXPECT_EQ(raisedIn<OutOfRangeException>(move), function);
         EXPECT_EQ(s.cursor(), 2U);
         EXPECT_EQ(c, 'c');
     }
-    // rewind tests the old position and not the new one; there is nothing to read behind the end.
+    // rewind tests the old position and not the new one; there is nothing to read after the end.
     s.rewind(5);
     EXPECT_TRUE(s.next(1).empty() && s.readUntil("b").empty() && *s == '\0');
-    EXPECT_EQ(support::raisedIn<OutOfRangeException>([&] { s.rewind(0); }),
-              "qor::StringSlice::rewind");
+    EXPECT_EQ(raisedIn<OutOfRangeException>([&] { s.rewind(0); }), "qor::StringSlice::rewind");
 }
 
 // Bytes with zeros in them, as a view of a literal.
@@ -39,12 +38,12 @@ TEST(StringSlice, FindsAText) {
         {"a\r\r\nb", 0, "\r\n", true, "a\r", 4},
         {"ab", 1, "x", false, "b", 2},
         {"ab", 2, "b", false, "", 2},
-        // The view ends inside the text: what stands behind it must not count.
+        // The view ends inside the text: the bytes after it must not count.
         {istr("abcd", 3), 2, "cd", false, "c", 3},
         {"ab", 1, "", true, "", 1},
         {"ab", 1, istr(nullptr, 3), true, "", 1},
         {istr(nullptr, 3), 0, "x", false, "", 0},
-        // A zero ends the comparison, but all of the text that is sought must fit.
+        // A zero ends the comparison, but the whole sought text must fit.
         {bytes("ab\0xyz"), 0, bytes("b\0?"), true, "a", 4},
         {bytes("ab\0"), 0, bytes("b\0?"), false, bytes("ab\0"), 3},
     };
@@ -80,7 +79,7 @@ TEST(StringSlice, ReadsBytesAndViews) {
 
 TEST(StringSlice, ComparesWholeTexts) {
     const char text[] = "abc";
-    // One address is enough: neither sizes nor cursors are looked at.
+    // Views of the same address are equal, whatever their sizes and cursors.
     EXPECT_TRUE(StringSlice(text, 3, 1) == StringSlice(text, 2) && StringSlice() < "");
     EXPECT_TRUE(StringSlice("ab") < String("abc") && StringSlice("b") > istr("abc"));
 }

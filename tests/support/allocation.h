@@ -4,8 +4,10 @@
 #include <functional>
 #include <new>
 
+#include "qor/base/interface.h"
+
 // The test binaries replace the global operators new and delete, but those of over-aligned types,
-// and for the library too, with ones that count and that fail on demand. Both go by thread.
+// and for the library too, with ones that count and that fail on demand, for each thread apart.
 
 namespace support {
 
@@ -24,11 +26,9 @@ private:
 
 // Lets the calling thread's n-th allocation from now on fail, and every later one while the guard
 // lives. 1 is the next one. Guards do not nest.
-class FailAllocations {
+class FailAllocations : qor::noncopyable {
 public:
     explicit FailAllocations(unsigned long n) noexcept;
-    FailAllocations(const FailAllocations&) = delete;
-    FailAllocations& operator=(const FailAllocations&) = delete;
     ~FailAllocations();
     // Has one failed?
     bool happened() const noexcept;
@@ -36,11 +36,9 @@ public:
 
 // Calls a function in the calling thread's next allocation, if there is one while the guard lives.
 // Guards do not nest.
-class AtAllocation {
+class AtAllocation : qor::noncopyable {
 public:
     explicit AtAllocation(std::function<void()> call) noexcept;
-    AtAllocation(const AtAllocation&) = delete;
-    AtAllocation& operator=(const AtAllocation&) = delete;
     ~AtAllocation();
 
 private:
@@ -49,7 +47,7 @@ private:
 
 // Runs the operation again and again, each time with a later allocation failing, until it no
 // longer raises std::bad_alloc. `afterFailure` looks at the state after each failure. Returns the
-// number of failures; 0 means that nothing was allocated, or that a failure was swallowed.
+// number of failures; 0 means that nothing was allocated, or that a failure was ignored.
 template <class Operation, class Check>
 unsigned long failEachAllocation(Operation operation, Check afterFailure) {
     for (unsigned long n = 1;; ++n) {

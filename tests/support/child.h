@@ -21,6 +21,14 @@ int statusOf(const Work& work) {
     return waitpid(child, &status, 0) == child ? status : -1;
 }
 
+// Whether a child can allocate that was forked while another thread allocated. The address
+// sanitizer's allocator may leave it with a lock that is never released.
+#ifdef __SANITIZE_ADDRESS__
+inline constexpr bool forksBesideAllocations = false;
+#else
+inline constexpr bool forksBesideAllocations = true;
+#endif
+
 }  // namespace support
 
 #endif  // QOR_TESTS_SUPPORT_CHILD_H

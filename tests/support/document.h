@@ -72,7 +72,7 @@ public:
     }
 
     // The indented lines that follow the first line that begins so, without their indent.
-    qor::String indentedBehind(const std::string& label) const {
+    qor::String indentedAfter(const std::string& label) const {
         qor::String block;
         bool inside = false;
         for (const std::string& line : lines_) {

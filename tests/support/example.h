@@ -18,8 +18,6 @@ public:
         std::filesystem::current_path(dir_.path());
         testing::internal::CaptureStdout();
     }
-    Example(const Example&) = delete;
-    Example& operator=(const Example&) = delete;
     ~Example() {
         if (!taken_) printed();
         std::filesystem::current_path(before_);

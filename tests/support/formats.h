@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "qor/qor.h"
+#include "support/shown.h"
 
 // The formats that carry user types, for tests that are the same for all of them. Each one has
 // `write` and `read` for objects, `parse` from a text to a tree, `shown`, the text of all of a
@@ -46,11 +47,7 @@ struct NbrFormat {
     static std::unique_ptr<Tree> parse(qor::istr text) {
         return std::unique_ptr<Tree>(qor::nbr::parser::from(text));
     }
-    static std::string shown(const Tree& tree) {
-        qor::dumper d(true);
-        tree.dump(d);
-        return d.str();
-    }
+    static std::string shown(const Tree& tree) { return dumped(tree); }
     static Deep deep(std::size_t levels) {
         return {"\xFF\x01(" + repeated("\x02\xFF\x01(", levels - 1),
                 repeated("{[2] ", levels - 1) + "{}" + repeated("}", levels - 1)};
@@ -78,7 +75,7 @@ struct PmlFormat {
     }
     static std::string shown(const Tree& tree) { return tree.str(qor::pml::ShowMode::COMPACT); }
     static Deep deep(std::size_t levels) {
-        const std::string text = repeated("a(", levels) + "x" + repeated(")", levels);
+        const std::string text = repeated("a(", levels) + "x" + std::string(levels, ')');
         return {text, text};
     }
 };

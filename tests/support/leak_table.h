@@ -18,8 +18,6 @@ public:
         qor::console::setOn(true);
         qor::MemLeakChecker::instance()->start();
     }
-    LeakTable(const LeakTable&) = delete;
-    LeakTable& operator=(const LeakTable&) = delete;
     ~LeakTable() {
         qor::MemLeakChecker::destroy();
         qor::console::destroy();

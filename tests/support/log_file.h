@@ -4,8 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <fstream>
-#include <sstream>
 #include <string>
 #include <string_view>
 
@@ -32,13 +30,10 @@ public:
     qor::logger& log() { return log_; }
     std::string path() const { return dir_.path("test.log"); }
 
-    // The entries so far, without the heads that the file gives them and without the banner. What
-    // differs from run to run is replaced: the thread's time and number, and the line of a source.
+    // The entries so far, without the heads that the file gives them and without the banner. The
+    // time and the thread's id, which differ from run to run, are replaced.
     std::string entries() const {
-        std::ifstream file(path(), std::ios::binary);
-        std::stringstream content;
-        content << file.rdbuf();
-        std::string text = content.str();
+        const std::string text = contentOf(path());
         constexpr char kHead[] = "[Inf][l:0 f]";
         std::string entries;
         std::size_t at = text.find(kHead);
@@ -56,12 +51,7 @@ public:
     }
 
 private:
-    static void replaceAll(std::string& text, const std::string& from, const std::string& to) {
-        if (from.empty()) return;
-        for (std::size_t at = 0; (at = text.find(from, at)) != std::string::npos; at += to.size())
-            text.replace(at, from.size(), to);
-    }
-    // "2026-11-24 10:20:30.123" and "<12.0034>", as they stand in front of a logger's name.
+    // "2026-11-24 10:20:30.123" and "<12.0034>", which precede a logger's name.
     static std::string normalized(std::string text) {
         const qor::String& id = qor::SimpleThread::current().sThreadId_;
         for (std::size_t at = 0; (at = text.find(id, at)) != std::string::npos;) {

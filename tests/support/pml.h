@@ -4,11 +4,12 @@
 #include <string>
 
 #include "qor/pml/ntv_unit.h"
+#include "support/formats.h"
 
 namespace support {
 
 // A tree as the tables of the tests show it: "name:type=text", "name:type{child child}", and
-// nothing behind the type where there is no value. A typed scalar shows as "?". For shallow trees.
+// nothing after the type where there is no value. A typed scalar shows as "?". For shallow trees.
 inline std::string treeOf(const qor::pml::ntv::Unit& unit) {
     std::string text = unit.name();
     if (!unit.type().empty()) text += ":" + unit.type();
@@ -22,7 +23,7 @@ inline std::string treeOf(const qor::pml::ntv::Unit& unit) {
     return text + (*separator == '{' ? "{}" : "}");
 }
 
-// Whether every child tells its parent and its place, and is found by its name or its place.
+// Whether every child knows its parent and its index, and is found by its name or its index.
 inline bool isSound(const qor::pml::ntv::Unit& unit) {
     if (unit.listValue() == nullptr) return true;
     unsigned long index = 0;
@@ -37,12 +38,9 @@ inline bool isSound(const qor::pml::ntv::Unit& unit) {
     return unit.value()->owner() == &unit;
 }
 
-// A chain of so many units inside each other, around the content.
+// Nested units, with the content in the innermost one.
 inline std::string chain(unsigned long levels, const std::string& content) {
-    std::string text;
-    for (unsigned long i = 0; i < levels; ++i)
-        text += "a(";
-    return text + content + std::string(levels, ')');
+    return repeated("a(", levels) + content + std::string(levels, ')');
 }
 constexpr unsigned long kDeep = 300000;
 

@@ -13,8 +13,6 @@ namespace support {
 class SmallDisk {
 public:
     SmallDisk();
-    SmallDisk(const SmallDisk&) = delete;
-    SmallDisk& operator=(const SmallDisk&) = delete;
     ~SmallDisk();
 
     bool isThere() const { return mounted_; }

@@ -13,7 +13,7 @@ namespace support {
 // Has the library free the blocks that it keeps for its next trees, all but one of the largest, so
 // that what a tree allocates can be counted, and fails where it is made to.
 inline void freeSpareBlocks() {
-    // The list of so many items is larger than a block that is kept.
+    // A list of kItems items is larger than a block that is kept.
     constexpr int kItems = 20000;
     qor::Bytes message(qor::istr("\xFF\x01("));
     for (int i = 0; i < kItems; ++i)

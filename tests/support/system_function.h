@@ -7,9 +7,8 @@
 
 namespace support {
 
-// The system's function of which a test program has one of its own in the place, for the library
-// too: that one calls it. Nothing is allocated. Under a sanitizer it is the sanitizer's, which has
-// to see the calls.
+// The system's function that a test program replaces, for the library too, with one that calls it.
+// Allocates nothing. Under a sanitizer it is the sanitizer's function, which has to see the calls.
 template <class Function>
 Function* systemFunction(const char* name, Function*) {
     char interceptor[64];

@@ -6,6 +6,7 @@
 #include <fstream>
 #include <iterator>
 #include <stdexcept>
+#include <thread>
 
 #include "qor/base/base_type_convert.h"
 
@@ -18,8 +19,7 @@ TempDir::TempDir() : path_(fs::temp_directory_path() / "qor.XXXXXX") {
 }
 
 TempDir::~TempDir() {
-    // What lies in a directory is moved up before the directory goes: no path gets longer than
-    // that.
+    // The entries of a directory are moved up before it is removed, so that no path gets longer.
     std::error_code ignored;
     unsigned long moved = 0;
     while (!fs::is_empty(path_, ignored) && !ignored) {
@@ -40,10 +40,24 @@ std::wstring TempDir::file(std::string_view name, std::string_view content) cons
     return qor::toWstring(qor::utf8(full));
 }
 
+std::string contentOf(const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+static unsigned entriesOf(const char* directory) {
+    const fs::directory_iterator list(directory);
+    return static_cast<unsigned>(std::distance(fs::begin(list), fs::end(list)));
+}
+
 unsigned openDescriptors() {
-    // Less the one that reads the list.
-    const fs::directory_iterator list("/proc/self/fd");
-    return static_cast<unsigned>(std::distance(fs::begin(list), fs::end(list))) - 1;
+    return entriesOf("/proc/self/fd") - 1;  // without the one that reads the list
+}
+
+unsigned runningThreads() {
+    static const bool started = (std::thread([] {}).join(), true);
+    static_cast<void>(started);
+    return entriesOf("/proc/self/task");
 }
 
 }  // namespace support

@@ -4,14 +4,14 @@
 #include <string>
 #include <string_view>
 
+#include "qor/base/interface.h"
+
 namespace support {
 
 // A fresh directory that is removed at the end with all that lies in it, however deep.
-class TempDir {
+class TempDir : qor::noncopyable {
 public:
     TempDir();
-    TempDir(const TempDir&) = delete;
-    TempDir& operator=(const TempDir&) = delete;
     ~TempDir();
 
     // Without a separator at the end; ASCII.
@@ -27,8 +27,11 @@ private:
     std::string path_;
 };
 
-// Of this process.
+std::string contentOf(const std::string& path);
+
+// Of this process. A sanitizer may start a thread with the program's first one: it is counted, too.
 unsigned openDescriptors();
+unsigned runningThreads();
 
 }  // namespace support
 

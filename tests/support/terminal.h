@@ -4,14 +4,14 @@
 #include <iostream>
 #include <sstream>
 
+#include "qor/base/interface.h"
+
 namespace support {
 
-// Takes the place of standard input and output: the test types, and reads what is shown.
-class Terminal {
+// Replaces standard input and output: the test writes the one and reads the other.
+class Terminal : qor::noncopyable {
 public:
     Terminal() : out_(std::cout.rdbuf(output.rdbuf())), in_(std::cin.rdbuf(input.rdbuf())) {}
-    Terminal(const Terminal&) = delete;
-    Terminal& operator=(const Terminal&) = delete;
     ~Terminal() {
         std::cout.rdbuf(out_);
         std::cin.rdbuf(in_);

@@ -62,6 +62,7 @@
 #include "support/log_file.h"
 #include "support/machine.h"
 #include "support/raised.h"
+#include "support/shown.h"
 #include "support/temp_dir.h"
 
 // Tests are in the namespace qor, or in one inside it. A name of the library hides one of these.

@@ -1,9 +1,14 @@
 #ifndef QOR_TESTS_SUPPORT_THREADS_H
 #define QOR_TESTS_SUPPORT_THREADS_H
 
+#include <atomic>
+#include <functional>
 #include <thread>
 #include <type_traits>
 #include <vector>
+
+#include "qor/mt/mutex.h"
+#include "qor/mt/thread.h"
 
 namespace support {
 
@@ -24,6 +29,42 @@ void inThreads(int count, const Work& work) {
     for (std::thread& thread : threads)
         thread.join();
 }
+
+// A thread that runs these functions, and records its birth and its death. Set them before the
+// start. A pass begins every millisecond, and at each notification.
+class Worker : public qor::SimpleThread {
+public:
+    explicit Worker(qor::ThreadOwner* owner = nullptr, const char* name = "worker")
+        : SimpleThread(owner, name) {}
+    ~Worker() override { destroyed(); }
+
+    qor::String calls() const {
+        const qor::Guard guard(mutex_);
+        return calls_;
+    }
+
+    std::function<bool()> birth = [] { return true; };
+    std::function<bool()> work = [] { return true; };
+    std::function<void()> stopping = [] {};
+    std::function<void()> destroyed = [] {};
+    std::atomic<int> stops{0};
+
+protected:
+    bool onBirth() override { return record("birth "), birth(); }
+    bool onWait() override { return wait(qor::Time::milliSeconds(1)), true; }
+    bool onLoop() override { return work(); }
+    void onDeath() override { record("death "); }
+    void onStop() override { ++stops, stopping(); }
+
+private:
+    void record(const char* call) {
+        const qor::Guard guard(mutex_);
+        calls_ += call;
+    }
+
+    const qor::Mutex mutex_;
+    qor::String calls_;
+};
 
 }  // namespace support
 

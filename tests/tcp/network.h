@@ -4,6 +4,7 @@
 #include <arpa/inet.h>
 #include <gtest/gtest.h>
 #include <linux/sockios.h>
+#include <net/if.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -24,10 +25,15 @@ namespace network {
 
 inline constexpr int kBuffer = 65536;
 
-// For what tells nobody when it has come about.
-inline bool until(const std::function<bool()>& come) {
+// An address of this host; port 0 lets the system choose one.
+inline qor::TcpAddr local(unsigned short port = 0) {
+    return qor::TcpAddr(port, "127.0.0.1");
+}
+
+// Waits for a condition that nothing notifies.
+inline bool until(const std::function<bool()>& condition) {
     const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(60);
-    while (!come()) {
+    while (!condition()) {
         if (std::chrono::steady_clock::now() > end) return false;
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
@@ -39,7 +45,7 @@ inline std::string frame(const std::string& payload) {
     return std::string(reinterpret_cast<const char*>(&size), sizeof size) + payload;
 }
 
-// A callback that notes its calls, and then does what it is given.
+// A callback that records its calls, and then calls `receive` or `close`.
 class Events : public qor::TcpCallback {
 public:
     std::function<void(const qor::TcpAddr&, const qor::istr&)> receive;
@@ -84,6 +90,17 @@ protected:
     const qor::Handle<Events> events{new Events};
 };
 
+// Takes the loopback device of the calling thread's network up or down.
+inline bool setLoopback(bool up) {
+    const int any = ::socket(AF_INET, SOCK_DGRAM, 0);
+    ifreq device{};
+    std::string("lo").copy(device.ifr_name, sizeof device.ifr_name - 1);
+    device.ifr_flags = static_cast<short>(up ? IFF_UP | IFF_RUNNING : 0);
+    const bool done = ::ioctl(any, SIOCSIFFLAGS, &device) == 0;
+    ::close(any);
+    return done;
+}
+
 // A plain socket of this host.
 class Socket {
 public:
@@ -111,7 +128,7 @@ public:
         sockaddr_in own{};
         socklen_t size = sizeof own;
         ::getsockname(fd_, reinterpret_cast<sockaddr*>(&own), &size);
-        return qor::TcpAddr(ntohs(own.sin_port), "127.0.0.1");
+        return local(ntohs(own.sin_port));
     }
     // As the log shows it.
     std::string masked() const { return "127.**.**.1:" + std::to_string(addr().port); }
@@ -125,13 +142,13 @@ public:
         int unsent = 1;
         EXPECT_TRUE(until([&] { return ::ioctl(fd_, SIOCOUTQ, &unsent) == 0 && unsent == 0; }));
     }
-    // Fewer at the end of the stream, and what is there already when it is not waited for.
+    // Fewer bytes at the end of the stream. With MSG_DONTWAIT, only those that are there.
     std::string read(std::size_t size, int flags = MSG_WAITALL) const {
         std::string bytes(size, '\0');
         const ssize_t n = ::recv(fd_, bytes.data(), size, flags);
         return bytes.substr(0, n > 0 ? static_cast<std::size_t>(n) : 0);
     }
-    // A reset is a failure at the other end, and no end.
+    // A reset is an error at the other end, not an end of the stream.
     void close(bool reset = false) {
         const linger now{reset, 0};
         ::setsockopt(fd_, SOL_SOCKET, SO_LINGER, &now, sizeof now);

@@ -2,6 +2,7 @@
 
 #include "network.h"
 #include "support/test.h"
+#include "support/threads.h"
 
 namespace qor {
 namespace {
@@ -57,7 +58,7 @@ TEST_F(TcpClientTest, WritesAndReadsFrames) {
         EXPECT_TRUE(logged(lines)) << lines;
 }
 
-TEST_F(TcpClientTest, TellsHowAConnectionEnded) {
+TEST_F(TcpClientTest, LogsHowAConnectionEnded) {
     struct End {
         const char* bytes;
         const char* reading;
@@ -98,7 +99,7 @@ TEST_F(TcpClientTest, TellsHowAConnectionEnded) {
     }
 }
 
-TEST_F(TcpClientTest, DoesNotOpenWhatCannotBeReached) {
+TEST_F(TcpClientTest, FailsToOpenUnreachableAddresses) {
     const Socket waiting, full;
     full.listen(0);
     EXPECT_TRUE(waiting.connect(full.addr().port));
@@ -109,7 +110,7 @@ TEST_F(TcpClientTest, DoesNotOpenWhatCannotBeReached) {
     const Case cases[] = {
         {waiting.addr(), "\"Connection refused\" connection failed 127.**.**.1:"},
         {full.addr(), "\"Timer expired\" connection timeout 127.**.**.1:"},
-        {{1, "::1"}, "connection failed :1\n"},  // what cannot be masked is left out
+        {{1, "::1"}, "connection failed :1\n"},  // an address that cannot be masked is left out
         {{80, "no.such.host.invalid"}, "\" invalid remote address :0\n"},
         {TcpAddr(), "\" invalid remote address :0\n"},
     };
@@ -132,7 +133,7 @@ TEST_F(TcpClientTest, OpensAgainAfterClose) {
     EXPECT_TRUE(logged(") null tcp client impl\n"));
     client.close();
     EXPECT_EQ(client.getLocalPort(), 0);
-    // At once, on this host; the callback is told the dotted address.
+    // At once, on this host; the callback is given the dotted address.
     events->receive = [&](const TcpAddr& from, const istr&) { EXPECT_EQ(from, listener.addr()); };
     for (unsigned i = 1; i <= 3; ++i) {
         ASSERT_TRUE(client.open(TcpAddr(listener.addr().port, "localhost"), events, 0, kBuffer));
@@ -145,7 +146,7 @@ TEST_F(TcpClientTest, OpensAgainAfterClose) {
         EXPECT_EQ(events->closed, i);
         EXPECT_EQ(peer.read(1), "");
     }
-    // A connection that is left behind goes on; one without a callback works.
+    // A connection outlives its client object; one without a callback works.
     std::optional<TcpClient> left(std::in_place);
     ASSERT_TRUE(left->open(listener.addr(), events, 5, kBuffer));
     left.reset();
@@ -161,9 +162,9 @@ TEST_F(TcpClientTest, OpensAgainAfterClose) {
     EXPECT_EQ(peer.read(5), frame("y"));
 }
 
-// What cannot be written whole in time fails. A frame that was cut is the last one in both
-// directions, also for what has arrived by then.
-TEST_F(TcpClientTest, GivesUpOnAPeerThatNeverReads) {
+// A send fails at its timeout. A frame that was cut is the last one in both directions, also for
+// frames that have arrived by then.
+TEST_F(TcpClientTest, TimesOutOnAPeerThatNeverReads) {
     const std::string large(5000000, 'x');
     for (unsigned i = 0; i <= 1; ++i) {
         const int timeout = static_cast<int>(i);
@@ -193,7 +194,7 @@ TEST_F(TcpClientTest, GivesUpOnAPeerThatNeverReads) {
     sender.join();
 }
 
-TEST_F(TcpClientTest, RefusesAPayloadThatNoFrameHolds) {
+TEST_F(TcpClientTest, RefusesAPayloadTooLargeForAFrame) {
     connect();
     const char first = 'x';  // no byte of it is read
     EXPECT_FALSE(client.send(istr(&first, 0xFFFFFFFC), 0));
@@ -214,7 +215,7 @@ struct Counting : TcpCallback {
     std::optional<AllocationCounter> counter;
 };
 
-TEST_F(TcpClientTest, AllocatesNothingOnceItIsWarm) {
+TEST_F(TcpClientTest, AllocatesNothingAfterItsFirstFrames) {
     log->log().debugOn(false);
     const Handle<Counting> counting(new Counting);
     ASSERT_TRUE(client.open(listener.addr(), counting, 5, kBuffer));
@@ -228,16 +229,17 @@ TEST_F(TcpClientTest, AllocatesNothingOnceItIsWarm) {
     EXPECT_EQ(counting->allocations, 0u);
 }
 
-// It closes, or raises something: the connection ends, with one onClosed. Who closes next waits.
-TEST_F(TcpClientTest, EndsByItsCallback) {
-    std::atomic<bool> waiting{false}, told{false};
+// If the callback closes or raises, the connection ends with one onClosed. A later close waits for
+// it.
+TEST_F(TcpClientTest, EndsWhenItsCallbackClosesOrRaises) {
+    std::atomic<bool> waiting{false}, notified{false};
     const std::function<void()> ends[] = {
         [&] { client.close(); }, [] { throw std::runtime_error("bad frame"); }, [] { throw 1; }};
     for (unsigned i = 0; i < std::size(ends); ++i) {
         events->receive = [&](const TcpAddr&, const istr&) { ends[i](); };
         events->close = [&] {
             EXPECT_TRUE(until([&] { return waiting.exchange(false); }));
-            told = true;
+            notified = true;
             ends[i]();
         };
         connect();
@@ -247,35 +249,31 @@ TEST_F(TcpClientTest, EndsByItsCallback) {
         EXPECT_EQ(peer.read(1), "");
         waiting = true;
         client.close();
-        EXPECT_TRUE(told.exchange(false));
+        EXPECT_TRUE(notified.exchange(false));
         EXPECT_EQ(events->count, i + 1);
         EXPECT_EQ(events->closed, i + 1);
     }
     EXPECT_TRUE(logged("\nan exception of another type"));
 }
 
-// The descriptor that a close gives back is the next connection's at once.
-TEST_F(TcpClientTest, SendsNothingOnWhatWasClosed) {
+// The next connection gets the descriptor of the closed one at once.
+TEST_F(TcpClientTest, SendsNothingOnAReusedDescriptor) {
     log->log().debugOn(false);
     for (unsigned round = 1; round <= 50; ++round) {
         connect();
         std::atomic<int> sending{0};
-        std::vector<std::thread> others;
-        for (int i = 0; i < 8; ++i)
-            others.emplace_back([&] {
-                for (++sending; client.send(istr("frame"), 1);) {
+        std::thread others([&] {
+            inThreads(9, [&](int i) {
+                if (i != 0) ++sending;
+                while (i != 0 ? client.send(istr("frame"), 1) : !peer.read(4096).empty()) {
                 }
             });
-        others.emplace_back([&] {
-            while (!peer.read(4096).empty()) {
-            }
         });
         EXPECT_TRUE(until([&] { return sending == 8; }));
         client.close();
         const Socket next[2];  // these take the numbers that are free
         EXPECT_TRUE(next[0].connect(listener.addr().port));
-        for (std::thread& other : others)
-            other.join();
+        others.join();
         EXPECT_EQ(events->closed, round);
         EXPECT_EQ(listener.accept().read(1, MSG_DONTWAIT), "");
     }

@@ -9,9 +9,7 @@ TEST(TcpAddr, IsOrderedShownAndCarried) {
     const TcpAddr ordered[] = {{}, {1, ""}, {80, "a"}, {81, "a"}, {80, "b"}};
     EXPECT_TRUE(std::is_sorted(std::begin(ordered), std::end(ordered), std::less_equal<TcpAddr>()));
     const TcpAddr address(65535, "127.0.0.1");
-    std::ostringstream shown;
-    shown << address;
-    EXPECT_EQ(shown.str(), "127.0.0.1:65535");
+    EXPECT_EQ(streamed(address), "127.0.0.1:65535");
 
     pml::stream out;
     pml::encode(out, address);

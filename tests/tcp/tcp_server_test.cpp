@@ -18,8 +18,8 @@ constexpr bool kSlow = false;
 class TcpServerTest : public NetworkTest {
 protected:
     void TearDown() override { server.close(); }
-    void open() { ASSERT_TRUE(server.open(TcpAddr(0, "127.0.0.1"), events, kBuffer)); }
-    // A plain client that the server has had a frame of.
+    void open() { ASSERT_TRUE(server.open(local(), events, kBuffer)); }
+    // A plain client whose first frame the server has received.
     Socket known(const char* first = "known") {
         Socket made;
         EXPECT_TRUE(made.connect(server.getLocalPort()));
@@ -32,20 +32,20 @@ protected:
     TcpServer server;
 };
 
-TEST_F(TcpServerTest, TellsItsLife) {
+TEST_F(TcpServerTest, LogsItsLifecycle) {
     log->log().debugOn(true);
     log->log().appLog("TCP.DEBUG", true);
-    // The client that stays is in a callback when it is stopped; otherwise it might end by itself
-    // before that.
+    // The client that stays is in a callback when the server stops it; otherwise it might end
+    // before.
     events->receive = [&](const TcpAddr&, const istr& payload) {
         if (payload == istr("stays")) logged("onStop() closing connection ");
     };
     open();
     const std::string port = std::to_string(server.getLocalPort());
-    Socket gone = known();
-    const std::string peer = gone.masked();
-    const TcpAddr address = gone.addr();
-    gone.close();
+    Socket former = known();
+    const std::string peer = former.masked();
+    const TcpAddr address = former.addr();
+    former.close();
     EXPECT_TRUE(logged("closeServer() remove tcp server " + peer + "\n"));
     const Socket stays = known("stays");
     server.close();
@@ -62,7 +62,7 @@ TEST_F(TcpServerTest, TellsItsLife) {
         EXPECT_TRUE(logged(line)) << line << log->entries();
 }
 
-// A frame for nobody is for all. The first failure is the end of it, and nobody is waited for.
+// A frame for an unknown address is sent to all. It ends at the first failure, without a wait.
 TEST_F(TcpServerTest, SendsToOneOrToAll) {
     EXPECT_FALSE(server.send(TcpAddr(), "x", 0));
     EXPECT_TRUE(logged(") null tcp server impl\n"));
@@ -77,7 +77,7 @@ TEST_F(TcpServerTest, SendsToOneOrToAll) {
     const Socket last = known();
     EXPECT_TRUE(server.send(first.addr(), "only", 5));
     EXPECT_EQ(first.read(8), frame("only"));
-    for (const TcpAddr& nobody : {TcpAddr(), TcpAddr(1, "127.0.0.1")}) {
+    for (const TcpAddr& nobody : {TcpAddr(), local(1)}) {
         EXPECT_TRUE(server.send(nobody, "all", 5));
         EXPECT_EQ(first.read(7) + last.read(7), frame("all") + frame("all"));
     }
@@ -100,17 +100,17 @@ TEST_F(TcpServerTest, ListensOnFreeAddressesOnly) {
     open();
     const unsigned short port = server.getLocalPort();
     TcpServer other;
-    EXPECT_FALSE(other.open(TcpAddr(port, "127.0.0.1"), events, kBuffer));
+    EXPECT_FALSE(other.open(local(port), events, kBuffer));
     EXPECT_TRUE(logged("open() \"Address already in use\" at 127.**.**.1:" + std::to_string(port)));
     for (const TcpAddr& bad : {TcpAddr(0, "no.such.host.invalid"), TcpAddr(0, "192.0.2.1")})
         EXPECT_FALSE(other.open(bad, events, kBuffer)) << bad;
     EXPECT_EQ(other.getLocalPort(), 0);
 
-    // A client that is still there does not keep the port from being taken again.
+    // A connected client does not keep the port from being used again.
     const Socket there = known();
     server.close();
     EXPECT_TRUE(server.open(TcpAddr(port, ""), events, kBuffer));
-    // An earlier listener goes on behind a new one. Its client ends without a frame.
+    // An earlier listener keeps working beside a new one. Its client ends without a frame.
     open();
     EXPECT_NE(server.getLocalPort(), port);
     Socket silent;
@@ -120,7 +120,7 @@ TEST_F(TcpServerTest, ListensOnFreeAddressesOnly) {
     EXPECT_EQ(events->count, 1u);
 }
 
-TEST_F(TcpServerTest, LosesOneClientToWhatItsCallbackRaises) {
+TEST_F(TcpServerTest, EndsOnlyTheConnectionWhoseCallbackRaises) {
     events->receive = [&](const TcpAddr&, const istr& payload) {
         if (payload == istr("bad")) throw std::runtime_error("bad frame");
     };
@@ -140,16 +140,7 @@ TEST_F(TcpServerTest, LosesOneClientToWhatItsCallbackRaises) {
         EXPECT_TRUE(logged(text)) << text;
 }
 
-// A sanitizer has a thread of its own from the first one on that is started.
-// Threads of earlier tests may still end: there can be fewer later.
-std::size_t threads() {
-    static const bool started = (std::thread([] {}).join(), true);
-    static_cast<void>(started);
-    const std::filesystem::directory_iterator all("/proc/self/task");
-    return static_cast<std::size_t>(std::distance(begin(all), end(all)));
-}
-
-// Both close at once, and would wait for each other.
+// Two callbacks close at once, and must not wait for each other.
 TEST_F(TcpServerTest, MayBeClosedByItsCallbacks) {
     std::atomic<int> inside{0};
     events->receive = [&](const TcpAddr&, const istr& payload) {
@@ -178,14 +169,14 @@ TEST_F(TcpServerTest, CarriesTwoHundredConnectionsAtOnce) {
     events->receive = [&](const TcpAddr& peer, const istr& payload) {
         EXPECT_TRUE(server.send(peer, payload, 60));
     };
-    const std::size_t before = threads();
+    const unsigned before = runningThreads();
     const unsigned descriptors = openDescriptors();
     open();
     std::vector<TcpClient> clients(kClients);
     std::vector<Handle<Events>> answers(kClients);
     for (int i = 0; i < kClients; ++i) {
         answers[i] = new Events;
-        const TcpAddr address(server.getLocalPort(), "127.0.0.1");
+        const TcpAddr address = local(server.getLocalPort());
         ASSERT_TRUE(clients[i].open(address, answers[i], 30, kBuffer));
     }
     // The frames of a client are numbered, and come back in their order.
@@ -209,34 +200,34 @@ TEST_F(TcpServerTest, CarriesTwoHundredConnectionsAtOnce) {
     EXPECT_EQ(events->closed, static_cast<unsigned>(kClients));
     for (TcpClient& client : clients)
         client.close();
-    EXPECT_TRUE(until([&] { return threads() <= before; }));
+    EXPECT_TRUE(until([&] { return runningThreads() <= before; }));
     EXPECT_EQ(openDescriptors(), descriptors);
 }
 
-// QOR_TEST_CONNECTS clients, if it is set, such as 10000. Many have gone before they are looked at,
-// which is no failure.
-TEST_F(TcpServerTest, KeepsNothingOfItsClients) {
+// QOR_TEST_CONNECTS clients, if it is set, such as 10000. Many have left before the server has
+// started their connections, which is no failure.
+TEST_F(TcpServerTest, ReleasesEverythingOfItsClients) {
     const char* const wanted = std::getenv("QOR_TEST_CONNECTS");
     const int each = (wanted != nullptr ? std::atoi(wanted) : kSlow ? 400 : 2000) / 4;
     open();
-    const std::size_t before = threads();
+    const unsigned before = runningThreads();
     const unsigned descriptors = openDescriptors();
     inThreads(4, [&](unsigned) {
         TcpClient client;
-        const TcpAddr address(server.getLocalPort(), "127.0.0.1");
+        const TcpAddr address = local(server.getLocalPort());
         for (int n = 0; n < each; ++n) {
             EXPECT_TRUE(client.open(address, nullptr, 30, kBuffer));
             client.close();
         }
     });
     EXPECT_TRUE(events->ended(static_cast<unsigned>(4 * each)));
-    EXPECT_TRUE(until([&] { return threads() <= before; }));
+    EXPECT_TRUE(until([&] { return runningThreads() <= before; }));
     EXPECT_TRUE(until([&] { return openDescriptors() == descriptors; }));
-    EXPECT_EQ(log->entries().find("start tcp server failure"), std::string::npos);
+    EXPECT_FALSE(contains(log->entries(), "start tcp server failure"));
     EXPECT_FALSE(server.send(TcpAddr(), "x", 0));
 }
 
-TEST_F(TcpServerTest, GoesOnWhenThereAreDescriptorsAgain) {
+TEST_F(TcpServerTest, AcceptsAgainWhenThereAreDescriptors) {
 #ifdef __SANITIZE_ADDRESS__
     GTEST_SKIP() << "the sanitizer needs descriptors of its own";
 #endif
@@ -273,8 +264,8 @@ TEST_F(TcpServerTest, IsInTheLeakTable) {
     {
         TcpServer other;
         TcpClient client;
-        EXPECT_TRUE(other.open(TcpAddr(0, "127.0.0.1"), events, kBuffer));
-        EXPECT_TRUE(client.open(TcpAddr(other.getLocalPort(), "127.0.0.1"), events, 5, kBuffer));
+        EXPECT_TRUE(other.open(local(), events, kBuffer));
+        EXPECT_TRUE(client.open(local(other.getLocalPort()), events, 5, kBuffer));
         EXPECT_TRUE(client.send("x", 0) && events->received(1));
         for (const char* place :
              {"qor::TcpServer::open", "qor::tcp::ServerImpl::open", "qor::TcpAcceptor::accept",
@@ -287,20 +278,20 @@ TEST_F(TcpServerTest, IsInTheLeakTable) {
     MemLeakChecker::destroy();
 }
 
-TEST_F(TcpServerTest, IsNotBoundToSmallNumbers) {
-    open();  // raises the limit
+TEST_F(TcpServerTest, WorksWithDescriptorsAbove1024) {
+    open();  // raises the limit of descriptors
     std::vector<Socket> many;
     while (many.size() < 1100)
         many.emplace_back(fcntl(0, F_DUPFD, 0));
     open();
     TcpClient client;
-    ASSERT_TRUE(client.open(TcpAddr(server.getLocalPort(), "127.0.0.1"), nullptr, 5, kBuffer));
+    ASSERT_TRUE(client.open(local(server.getLocalPort()), nullptr, 5, kBuffer));
     EXPECT_TRUE(client.send(std::string(3000000, 'x'), 60));
     EXPECT_TRUE(events->received(1));
     client.close();
 }
 
-// How many connections the system has refused since its start, for all listeners.
+// The number of connections that the system has refused since its start, for all listeners.
 unsigned long listenDrops() {
     std::ifstream file("/proc/net/netstat");
     for (std::string names, values; std::getline(file, names) && std::getline(file, values);) {
@@ -330,9 +321,9 @@ bool mayRunBeforeOthers() {
     return may;
 }
 
-// Other programs may keep the processor, and so a burst that loses none is looked for. Without a
+// Looks for a burst without refused clients, since other programs may keep the processor. Without a
 // thread that accepts while connections are started there is none.
-TEST_F(TcpServerTest, TakesABurstOfClientsOffTheSystemsQueue) {
+TEST_F(TcpServerTest, AcceptsABurstOfClients) {
     constexpr unsigned kClients = 100;
     constexpr unsigned kAttempts = 10;
     open();
@@ -354,7 +345,7 @@ TEST_F(TcpServerTest, TakesABurstOfClientsOffTheSystemsQueue) {
     EXPECT_FALSE(dropped);
 }
 
-TEST_F(TcpServerTest, LosesNoDescriptorWhenItIsClosedInABurst) {
+TEST_F(TcpServerTest, LeaksNoDescriptorWhenItIsClosedInABurst) {
     log.reset();
     const unsigned descriptors = openDescriptors();
     for (int clients = 0; clients < 60; clients += 3) {

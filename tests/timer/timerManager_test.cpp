@@ -2,11 +2,12 @@
 
 #include "support/recorder.h"
 #include "support/test.h"
+#include "support/threads.h"
 
 namespace qor {
 namespace {
 
-// Something that one thread waits for and another one does.
+// One thread waits for what another one does.
 class Event {
 public:
     void happen() {
@@ -34,7 +35,7 @@ protected:
     Recorder object_;
 };
 
-TEST_F(Service, FiresOnItsOwnThreadWhatWasSetBeforeItsStart) {
+TEST_F(Service, FiresTimersSetBeforeItsStartOnItsOwnThread) {
     Event released;
     ThreadId firedOn(0);
     object_.onFire = [&](TimerId, unsigned long) {
@@ -51,7 +52,7 @@ TEST_F(Service, FiresOnItsOwnThreadWhatWasSetBeforeItsStart) {
     EXPECT_NE(firedOn, ThreadControl::current().id());
 }
 
-TEST_F(Service, ReleasesATimerThatIsKilledWhileItFiresWhenThatIsOver) {
+TEST_F(Service, ReleasesATimerKilledInItsCallbackAfterThat) {
     for (const bool closes : {false, true}) {
         Event fires, killed, released;
         object_.onFire = [&](TimerId, unsigned long) {
@@ -75,7 +76,7 @@ TEST_F(Service, ReleasesATimerThatIsKilledWhileItFiresWhenThatIsOver) {
     }
 }
 
-TEST_F(Service, HasNoCallbackUnderWayWhenOneOfManyHasEndedIt) {
+TEST_F(Service, RunsNoCallbackAfterAnEndByOneOfTwoThreads) {
     const std::function<void()> cases[] = {
         [] { timers().stop(); },
         [] { timers().close(); },
@@ -106,7 +107,7 @@ TEST_F(Service, HasNoCallbackUnderWayWhenOneOfManyHasEndedIt) {
     }
 }
 
-TEST_F(Service, MakesANewQueueForAnotherSizeOnly) {
+TEST_F(Service, CreatesANewQueueForAnotherSizeOnly) {
     LogFile log("QOR");
     timers().reopen(10);
     EXPECT_EQ(QOR_TIMER_MAX_NUM(), 10U);
@@ -119,10 +120,9 @@ TEST_F(Service, MakesANewQueueForAnotherSizeOnly) {
     timers().killTimer(kept);
     EXPECT_EQ(object_.take(), "");
     const std::string entries = log.entries();
-    EXPECT_NE(entries.find("1 timers started."), std::string::npos);
-    EXPECT_NE(entries.find("<WARNING>"), std::string::npos);
-    EXPECT_NE(entries.find("\n num of timers = 11\n"), std::string::npos);
-    // Without a queue nothing is done, and said to be done.
+    EXPECT_TRUE(contains(entries, "1 timers started."));
+    EXPECT_TRUE(contains(entries, "<WARNING>"));
+    // Without a queue nothing is done, and the results are false.
     const TimerId stale = set(100000, 0);
     timers().close();
     timers().close();
@@ -130,12 +130,10 @@ TEST_F(Service, MakesANewQueueForAnotherSizeOnly) {
     EXPECT_FALSE(timers().setTimer(id, "t", 0, 0, &object_, 0, nullptr));
     EXPECT_FALSE(timers().resetTimer(id, 0, 0));
     timers().killTimer(id);
-    dumper d(true);
-    EXPECT_EQ(timers().dump(d).str(), "{*m_timerQueue=null}");
+    EXPECT_EQ(dumped(timers()), "{*m_timerQueue=null}");
     timers().open();
-    dumper open(true);
-    EXPECT_NE(timers().dump(open).str().find("QOR_TIMER_MAX_NUM()=11"), std::string::npos);
-    // The ids of an earlier queue are known from those of the timers in the same slots.
+    EXPECT_TRUE(contains(dumped(timers()), "QOR_TIMER_MAX_NUM()=11"));
+    // The ids of an earlier queue differ from those of the timers in the same slots.
     const TimerId later = set(100000, 0);
     timers().killTimer(stale);
     EXPECT_FALSE(timers().resetTimer(stale, 1, 1));
@@ -143,12 +141,12 @@ TEST_F(Service, MakesANewQueueForAnotherSizeOnly) {
     EXPECT_EQ(object_.take(), "");
 }
 
-// A callback may end the service that calls it, or start it anew.
+// A callback may end the service that calls it, or start it again.
 TEST_F(Service, CanBeEndedByACallback) {
     const struct {
         const char* what;
         void (*end)(TimerManager&);
-        bool goesOn;
+        bool firesAgain;
     } cases[] = {
         {"stop", [](TimerManager& m) { m.stop(); }, false},
         {"close", [](TimerManager& m) { m.close(); }, false},
@@ -169,15 +167,15 @@ TEST_F(Service, CanBeEndedByACallback) {
         set(0, 0);
         timers().start();
         ended.wait();
-        if (c.goesOn) again.wait();
+        if (c.firesAgain) again.wait();
         timers().close();
-        EXPECT_EQ(fired > 1, c.goesOn) << c.what;
+        EXPECT_EQ(fired > 1, c.firesAgain) << c.what;
         timers().start();
     }
 }
 
 // What is due in the same pass does not fire once the service has no queue.
-TEST_F(Service, FiresNothingMoreOfAPassThatClosesIt) {
+TEST_F(Service, FiresNothingMoreInAPassThatClosesIt) {
     Event closed;
     object_.onFire = [&](TimerId, unsigned long) {
         timers().close();
@@ -192,7 +190,7 @@ TEST_F(Service, FiresNothingMoreOfAPassThatClosesIt) {
     EXPECT_EQ(object_.take().size(), 1u);
 }
 
-// A thread that a callback has told to end is as good as stopped.
+// A thread that ends because a callback called stopOnly() counts as stopped.
 TEST_F(Service, StartsAgainWhenItsThreadHasEndedByItself) {
     Event ended, again;
     ThreadControl first;
@@ -214,7 +212,7 @@ TEST_F(Service, StartsAgainWhenItsThreadHasEndedByItself) {
     again.wait();
 }
 
-TEST_F(Service, StandsClosingAndOpeningMeanwhile) {
+TEST_F(Service, MayBeClosedAndOpenedWhileInUse) {
     std::atomic<bool> done{false};
     object_.onFire = [](TimerId id, unsigned long n) {
         if (n % 2 == 0) TimerManager::instance()->killTimer(id);
@@ -224,7 +222,8 @@ TEST_F(Service, StandsClosingAndOpeningMeanwhile) {
         nested.take();
         return OnTimerResult();
     };
-    const auto work = [&](unsigned long n) {
+    const auto work = [&](int i) {
+        const auto n = static_cast<unsigned long>(i);
         TimerId id;
         while (!done) {
             timers().setTimer(id, "t", n, 0, &object_, 2, nullptr);
@@ -233,9 +232,7 @@ TEST_F(Service, StandsClosingAndOpeningMeanwhile) {
         }
     };
     timers().start();
-    std::vector<std::thread> threads;
-    for (unsigned long i = 0; i < 4; ++i)
-        threads.emplace_back(work, i);
+    std::thread users([&] { inThreads(4, work); });
     for (int i = 0; i < 60; ++i) {
         timers().stop();
         timers().close();
@@ -243,8 +240,7 @@ TEST_F(Service, StandsClosingAndOpeningMeanwhile) {
         timers().start();
     }
     done = true;
-    for (std::thread& thread : threads)
-        thread.join();
+    users.join();
     timers().close();
     object_.take();
     timers().reopen(200);
@@ -255,9 +251,9 @@ TEST_F(Service, StandsClosingAndOpeningMeanwhile) {
     timers().close();
 }
 
-// A thread that waits while a release is under way on another one returns after it. The callback
-// itself, which calls the same, does not wait.
-TEST_F(Service, WaitsForTheReleasesUnderWay) {
+// A thread that calls waitForReleases during a release on another thread returns after it. The
+// release itself may call it, and does not wait.
+TEST_F(Service, WaitsForReleasesInProgress) {
     Event released;
     std::atomic<bool> waits{false}, returned{false}, over{false};
     object_.onRelease = [&](TimerId, unsigned long) {
@@ -308,7 +304,7 @@ TEST_F(Service, CanBeEndedByTheCallbacksOfTwoThreads) {
     timers().close();
 }
 
-TEST(TimerUserThread, CallsItsObjectSoManyTimesAndThenReleasesIt) {
+TEST(TimerUserThread, CallsItsObjectTheGivenTimesAndThenReleasesIt) {
     for (const unsigned long times : {1UL, 3UL}) {
         Recorder object;
         TimerId seen;
@@ -325,7 +321,7 @@ TEST(TimerUserThread, CallsItsObjectSoManyTimesAndThenReleasesIt) {
     }
 }
 
-TEST(TimerUserThread, StopsAtOnceAndNotForANotification) {
+TEST(TimerUserThread, StopsAtOnceAndIgnoresNotifications) {
     Recorder object;
     const Handle<TimerUserThread> endless(checkedNew<TimerUserThread>(
         __FILE__, __LINE__, "test", &object, "hour", 3600000, 0, 1, nullptr));
@@ -337,7 +333,7 @@ TEST(TimerUserThread, StopsAtOnceAndNotForANotification) {
     EXPECT_TRUE(calls == "-1" || calls == "1 -1") << calls;
 }
 
-TEST(TimerCallbackBlock, CallsNobodyOnceTheProcessEnds) {
+TEST(TimerCallbackBlock, CallsNothingAfterSystemClose) {
     Recorder object;
     TimerBlock block;
     block.m_pCallBackTimerObject = &object;
@@ -348,7 +344,7 @@ TEST(TimerCallbackBlock, CallsNobodyOnceTheProcessEnds) {
     EXPECT_FALSE(exec(TimerCallbackBlock::RELEASED));
     EXPECT_FALSE(exec(2));
     EXPECT_EQ(object.take(), "6 -6");
-    EXPECT_NE(log.entries().find("unknown timer callback event type"), std::string::npos);
+    EXPECT_TRUE(contains(log.entries(), "unknown timer callback event type"));
     System::close();
     EXPECT_TRUE(exec(TimerCallbackBlock::FIRED));
     EXPECT_FALSE(exec(TimerCallbackBlock::RELEASED));

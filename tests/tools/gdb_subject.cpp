@@ -12,7 +12,7 @@ struct Pump : qor::Shared {
     int pressure = 7;
 };
 
-// What is used is kept where a debugger finds it.
+// Keeps its arguments alive for the debugger.
 void use(const auto&...) {}
 
 [[gnu::noinline]] void stop(bool aborts) {

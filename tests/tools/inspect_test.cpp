@@ -11,7 +11,7 @@ namespace {
 using Reader = std::string (*)(istr, Sink&);
 using MakeWriter = std::unique_ptr<Sink> (*)(Output&, bool);
 
-// What a writer writes of the calls, without the end of the last line.
+// The text that a writer makes of the calls, without the end of the last line.
 std::string written(MakeWriter make, const std::function<void(Sink&)>& call, bool compact = true) {
     std::string text;
     Output out(text);
@@ -32,7 +32,7 @@ std::unique_ptr<Sink> nbrWriter(Output& out, bool) {
 
 const struct Tree {
     const char* pml;
-    const char* json;  // null where nothing is looked at
+    const char* json;  // null: not compared
     const char* xml;
 } kTrees[] = {
     {"a()", nullptr, "<a/>"},
@@ -95,7 +95,7 @@ TEST(Convert, ToNbrByTheRulesOfContainers) {
         EXPECT_EQ(hexOf(istr(converted(readJson, json, nbrWriter))), hex) << json;
 }
 
-TEST(Convert, NbrKeepsTagsAndSaysWhatIsNoText) {
+TEST(Convert, NbrKeepsTagsAndMarksBinaryData) {
     const qor::Bytes message = support::bytes(
         "FF 01 28 01 01 02 2C 01 02 FF 01 28 01 F1 02 68 69 01 F1 01 61 FF 01 29"
         " FF 01 29");
@@ -105,7 +105,7 @@ TEST(Convert, NbrKeepsTagsAndSaysWhatIsNoText) {
     EXPECT_EQ(converted(readNbr, message, nbrWriter), std::string(istr(message)));
 }
 
-// Sizes of each width have their mark in another place.
+// The size has another width in each head.
 TEST(Convert, NbrTextOfEachWidthOfSize) {
     for (const char* head : {"F1 03", "F2 03 00", "F3 03 00 00", "F4 03 00 00 00"}) {
         const qor::Bytes text = support::bytes(qor::String(head) + " 61 62 63");
@@ -179,7 +179,7 @@ TEST(Show, NamesThePlaceOfBadContent) {
         << failureOf(readNbr, malformed);
 }
 
-TEST(Show, TellsWhatItForgives) {
+TEST(Show, RemarksOnToleratedFaults) {
     const struct {
         const char* hex;
         const char* remark;
@@ -220,7 +220,7 @@ TEST(Path, LeadsToAPart) {
     EXPECT_THROW(parsePath("a/[x]"), UsageError);
 }
 
-TEST(Path, FindsAttributesAndSearchesOnBehindADeadEnd) {
+TEST(Path, FindsAttributesAndContinuesAfterADeadEnd) {
     for (const auto& [path, part] : {std::pair("b/@x", "1"), {"b/c", "'z'"}}) {
         const auto read = [&, at = path](Sink& sink) {
             PathFilter filter(sink, parsePath(at));
@@ -230,7 +230,7 @@ TEST(Path, FindsAttributesAndSearchesOnBehindADeadEnd) {
     }
 }
 
-TEST(Depth, ElidesWhatIsDeeper) {
+TEST(Depth, ElidesDeeperParts) {
     const char* const expected[] = {"(* ... *)", "r(a((* ... *))b(4))",
                                     "r(a(x(1)y((* ... *)))b(4))", kTree};
     for (unsigned long depth = 0; depth < std::size(expected); ++depth) {
@@ -242,7 +242,7 @@ TEST(Depth, ElidesWhatIsDeeper) {
     }
 }
 
-// Trees that are deep take no stack, and deep lines do not become blanks alone.
+// Deep trees need no stack, and the indents of deep lines are limited.
 TEST(Show, AnyDepth) {
     using namespace support;
     constexpr std::size_t kDepth = 60000;
@@ -308,7 +308,7 @@ TEST(Input, FramesAreReadToTheByteWhereTheyEnd) {
     } catch (const BadContent& e) {
         EXPECT_STREQ(e.what(), "offset 10: the frame is cut off: 2 of 5 bytes are there");
     }
-    // A length of 4 GiB with nothing behind it takes no memory.
+    // A length of 4 GiB without its bytes takes no memory.
     std::istringstream huge("\xFF\xFF\xFF\xFB");
     EXPECT_THROW(FrameReader(huge).next(payload), BadContent);
     EXPECT_LT(payload.capacity(), 1U << 20);

@@ -56,7 +56,7 @@ TEST(Record, BlocksFoldToOneLine) {
     EXPECT_EQ(folded(parseRecord(kRecords[0].text)), kRecords[0].text);
 }
 
-// However the bytes arrive, the entries are the same.
+// The entries do not depend on the sizes of the pieces.
 TEST(RecordSplitter, PiecesOfAnySize) {
     std::string text = "Scrivo(v3.0) Begin Time:x\r\n";
     for (const auto& c : kRecords)
@@ -110,7 +110,7 @@ TEST(LogFilter, EachCondition) {
         filter.since = c.since;
         filter.until = c.until;
         EXPECT_EQ(passing(filter) != 0, c.passes) << c.since << " to " << c.until;
-        // What is no entry has no time.
+        // A line that is no entry has no time.
         EXPECT_FALSE(filter.passes(parseRecord("Scrivo(v3.0)")));
     }
 }
@@ -148,7 +148,7 @@ protected:
     void move(const std::string& from, const std::string& to) {
         ASSERT_EQ(std::rename(directory_.path(from).c_str(), directory_.path(to).c_str()), 0);
     }
-    // All that there is until there is no more.
+    // Everything up to the present end.
     static std::string drain(LogFiles& files) {
         std::string text;
         std::string bytes;
@@ -182,14 +182,14 @@ TEST_F(LogFilesTest, OldFilesFirst) {
     EXPECT_THROW(LogFiles(directory_.path(), false), Failure);
 }
 
-// Each line is read once, however often the files move between two looks.
+// Each line is read once, however often the files move between two reads.
 TEST_F(LogFilesTest, FollowsThroughRotations) {
     write("a.log", "1");
     LogFiles files(directory_.path("a.log"), true);
     EXPECT_EQ(drain(files), "1");
     write("a.log", "2");
     EXPECT_EQ(drain(files), "2");
-    // One rotation, with a last line behind the last look.
+    // One rotation, with a last line after the last read.
     write("a.log", "3");
     move("a.log", "a_1.log");
     write("a.log", "4");

@@ -5,7 +5,7 @@
 namespace qor {
 namespace {
 
-// The rule, byte by byte.
+// The bytes by the rule, one after another.
 std::string byRule(unsigned long long value, unsigned long width) {
     std::string bytes;
     do {
@@ -82,7 +82,7 @@ String outcomeOf(istr input, T target) {
 }
 
 // The bytes, and what is read from them or the message.
-TEST(BinaryInStream, ReadsNumbersAndTextAsTold) {
+TEST(BinaryInStream, ReadsNumbersAndText) {
     const std::pair<const char*, const char*> numbers[] = {
         {"", "0"},
         {"00", "0"},
@@ -100,7 +100,7 @@ TEST(BinaryInStream, ReadsNumbersAndTextAsTold) {
         {"01 80 01", "BinaryDecodeException: invalid size -128"},
     };
     for (const auto& [hex, outcome] : numbers)
-        EXPECT_EQ(outcomeOf(support::bytes(hex), 77U), outcome) << hex;
+        EXPECT_EQ(outcomeOf(bytes(hex), 77U), outcome) << hex;
     const std::pair<const char*, const char*> texts[] = {
         {"", ""},
         {"00 61", ""},
@@ -116,8 +116,8 @@ TEST(BinaryInStream, ReadsNumbersAndTextAsTold) {
         {"05 01 61", "BinaryDecodeException: invalid los 5"},
     };
     for (const auto& [hex, outcome] : texts) {
-        EXPECT_EQ(outcomeOf(support::bytes(hex), String("old")), outcome) << hex;
-        EXPECT_EQ(outcomeOf(support::bytes(hex), istr("old")), outcome) << hex;
+        EXPECT_EQ(outcomeOf(bytes(hex), String("old")), outcome) << hex;
+        EXPECT_EQ(outcomeOf(bytes(hex), istr("old")), outcome) << hex;
     }
 }
 
@@ -130,14 +130,14 @@ TEST(BinaryInStream, ReadsRawBytes) {
     EXPECT_STREQ(raw, "ab.");
 }
 
-TEST(BinaryOutStream, StaysAsItWasWhenMemoryEnds) {
+TEST(BinaryOutStream, IsUnchangedWithoutMemory) {
     BinaryOutStream out;
     out.write(istr(std::string(200, 'x')));
     const Bytes before(out.str());
     const std::string more(500, 'y');
-    EXPECT_EQ(support::failEachAllocation([&] { out.write(istr(more)); },
-                                          [&] { ASSERT_EQ(before, out.str()); }),
-              1u);
+    EXPECT_EQ(
+        failEachAllocation([&] { out.write(istr(more)); }, [&] { ASSERT_EQ(before, out.str()); }),
+        1u);
 }
 
 }  // namespace

@@ -84,7 +84,7 @@ TEST(AES, FillsToBlocks) {
     const Bytes coded = encrypted(aes, data);
     EXPECT_EQ(coded.size(), 32UL);
     EXPECT_EQ(decrypted(aes, coded), data + std::string(15, '\0'));
-    // Each call starts anew.
+    // Each call begins with the initial vector.
     EXPECT_EQ(encrypted(aes, data), coded);
     // What no encryption made is refused: `out` is sized, and what it held stays.
     Bytes out(istr("0123456789ABCDEFGH"));
@@ -108,7 +108,7 @@ TEST(AES, CutsAndFillsKeys) {
     EXPECT_FALSE(same(AES(k16, v16), AES(k16, "v")));
 }
 
-TEST(Rijndael, RefusesWhatItCannotDo) {
+TEST(Rijndael, RefusesInvalidCalls) {
     unsigned char block[32] = {}, out[32] = {7};
     util::Rijndael cipher;
     cipher.encrypt(block, 16, out);
@@ -123,7 +123,7 @@ TEST(Rijndael, RefusesWhatItCannotDo) {
     EXPECT_EQ(out[0], 7);
 }
 
-TEST(Rijndael, LeavesNoKeyBehind) {
+TEST(Rijndael, ErasesItsKeys) {
     const std::string key = "0123456789ABCDEF0123456789abcdef", iv = "FEDCBA9876543210";
     const auto* keyBytes = reinterpret_cast<const unsigned char*>(key.data());
     alignas(util::Rijndael) unsigned char memory[sizeof(util::Rijndael)];

@@ -19,7 +19,7 @@ Bytes decoded(istr text) {
     return data;
 }
 
-// The samples of RFC 4648, and of each value the character.
+// The samples of RFC 4648, and the character of each value.
 TEST(Base64, Standard) {
     const std::pair<const char*, const char*> cases[] = {{"", ""},
                                                          {"f", "Zg=="},
@@ -75,7 +75,7 @@ TEST(Base64, DecodesAnything) {
     EXPECT_EQ(text, "TWFu");
 }
 
-// One character after another, as the rule is told.
+// By the rule, one character after another.
 Bytes plainlyDecoded(istr given) {
     std::string text;
     std::copy_if(given.begin(), given.end(), std::back_inserter(text), Base64::isBase64);
@@ -96,8 +96,8 @@ Bytes plainlyDecoded(istr given) {
     return data;
 }
 
-// The text stands at the end of a block, and the result in one of just the size: what reads or
-// writes too far meets the sanitizer.
+// The text is at the end of a block, and the result in one of exactly its size, so that a sanitizer
+// finds what reads or writes too far.
 void expectDecodes(const util::Base64Form& form, istr text) {
     const std::vector<char> held(text.begin(), text.end());
     Bytes data;
@@ -131,7 +131,7 @@ TEST(Base64, FormsAgree) {
             ASSERT_TRUE(joined == text) << lines;
             expectDecodes(form, text);
             expectDecodes(form, lines);
-            // Whatever character comes at whatever place.
+            // Any character at any place.
             for (unsigned i = 0; i < 8 && !text.empty(); ++i) {
                 text[random() % text.size()] = static_cast<char>(random());
                 expectDecodes(form, text);
@@ -142,23 +142,23 @@ TEST(Base64, FormsAgree) {
     }
 }
 
-TEST(Base64, FailsWithoutHarm) {
+TEST(Base64, LeavesTheResultWhenItFails) {
     const std::string data(1000, 'x');
     String text("old");
     std::vector<unsigned char> vector(1, 'x');
-    EXPECT_EQ(support::failEachAllocation([&] { Base64::encode(data, text, true); },
-                                          [&] { EXPECT_EQ(text, "old"); }),
+    EXPECT_EQ(failEachAllocation([&] { Base64::encode(data, text, true); },
+                                 [&] { EXPECT_EQ(text, "old"); }),
               1U);
-    EXPECT_EQ(support::failEachAllocation([&] { Base64::decode(text, vector); },
-                                          [&] { EXPECT_EQ(vector.size(), 1U); }),
+    EXPECT_EQ(failEachAllocation([&] { Base64::decode(text, vector); },
+                                 [&] { EXPECT_EQ(vector.size(), 1U); }),
               1U);
-    // Only the size is looked at.
+    // Only the size is read.
     String huge("old");
     EXPECT_THROW(Base64::encode(istr(data.c_str(), 0xC0000000UL), huge, false), std::bad_alloc);
     EXPECT_THROW(Base64::encode(istr(data.c_str(), 0xBF000000UL), huge, true), std::bad_alloc);
     EXPECT_EQ(huge, "old");
     // The result is reserved once, and then used again.
-    const support::AllocationCounter counter;
+    const AllocationCounter counter;
     Base64::encode(data, text, true);
     Base64::decode(text, vector);
     EXPECT_EQ(counter.allocations(), 0U);

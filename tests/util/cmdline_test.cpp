@@ -9,8 +9,8 @@ namespace qor {
 namespace {
 
 TEST(CmdLine, GivesLinesInTheirOrder) {
-    support::LogFile log("QOR");
-    support::Terminal terminal;
+    LogFile log("QOR");
+    Terminal terminal;
     terminal.input.str("first\n\nnoprompt()\nsecond\nprompt()\nth\xC3\xA9 third\n");
     CmdLineQueue queue;
     std::wstring line = L"untouched";
@@ -26,7 +26,7 @@ TEST(CmdLine, GivesLinesInTheirOrder) {
     queue.close();
     EXPECT_EQ(lines, (std::vector<std::wstring>{L"first", L"second", L"th\u00E9 third"}));
     EXPECT_FALSE(queue.get(line, Time()));
-    // Once for each of the first three lines and for the last one; perhaps once more behind it.
+    // Once for each of the first three lines and for the last one; perhaps once more after it.
     EXPECT_EQ(terminal.output.str().substr(0, 8), "> > > > ");
     EXPECT_LE(terminal.output.str().size(), 10U);
     const std::string entries = log.entries();
@@ -36,10 +36,10 @@ TEST(CmdLine, GivesLinesInTheirOrder) {
     console::destroy();
 }
 
-TEST(CmdLine, WakesThoseThatWait) {
+TEST(CmdLine, WakesWaitingThreads) {
     CmdLineQueue queue;
     std::atomic<int> got{0};
-    support::inThreads(5, [&](int i) {
+    inThreads(5, [&](int i) {
         for (int n = 0; i == 4 && n < 1004; ++n)
             queue.onCmdLine(n < 1000 ? L"line" : L"end");
         std::wstring line;

@@ -39,18 +39,18 @@ TEST(Coding, ResultMayOwnTheSource) {
     }
 }
 
-TEST(Coding, ResultStaysAsItWasWhenMemoryEnds) {
-    EXPECT_GT(support::failEachAllocation([] { AES("key", "vector", true); }, [] {}), 2U);
+TEST(Coding, ResultIsUnchangedWithoutMemory) {
+    EXPECT_GT(failEachAllocation([] { AES("key", "vector", true); }, [] {}), 2U);
     const std::string data(320, 'x');
     for (const auto& [name, code, sizesGoByTheSource] : kCodings) {
         SCOPED_TRACE(name);
         Bytes out(istr("old"));
         const auto stays = [&out] { EXPECT_EQ(out, "old"); };
-        // Only the size of the source is looked at.
+        // Only the size of the source is read.
         if (sizesGoByTheSource) {
             EXPECT_THROW(code(istr(data.c_str(), 0xFFFFFFFEUL), out), std::bad_alloc);
         }
-        EXPECT_EQ(support::failEachAllocation([&, &run = code] { run(data, out); }, stays), 1U);
+        EXPECT_EQ(failEachAllocation([&, &run = code] { run(data, out); }, stays), 1U);
     }
 }
 

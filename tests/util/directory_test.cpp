@@ -15,15 +15,14 @@ void makeDir(const std::string& path) {
 std::map<std::wstring, std::string> shown(const Directory& directory) {
     std::map<std::wstring, std::string> all;
     for (const DirItem& item : directory.items()) {
-        dumper d(true);
-        EXPECT_TRUE(all.emplace(item.name, (item.dump(d), d.str())).second);
+        EXPECT_TRUE(all.emplace(item.name, dumped(item)).second);
         EXPECT_EQ(item.isDir, !item.unit->simple());
     }
     return all;
 }
 using Shown = std::map<std::wstring, std::string>;
 
-// On each level stand a file, in a directory of its own, and the next level, before or behind it.
+// Each level has a file, in a directory of its own, and the next level, before or after it.
 void makeChain(const std::string& path, const char* name, int depth) {
     int fd = ::open(path.c_str(), O_RDONLY | O_DIRECTORY);
     for (int i = 0; i < depth; ++i) {
@@ -43,11 +42,9 @@ TEST(Directory, EmptyDirectoriesAreEmptyLists) {
     EXPECT_EQ(directory.homeDir(), dir.wide());
     EXPECT_EQ(directory.numof() + directory.files().numofChildren(), 0U);
     EXPECT_FALSE(directory.files().simple() || Directory().files().simple());
-    EXPECT_EQ(support::raisedIn<OutOfRangeException>([&] { directory.at(0); }),
-              "qor::Directory::at");
-    EXPECT_EQ(
-        support::raisedIn<NullPointerException>([] { Directory::setupDirTree(L".", nullptr); }),
-        "qor::Directory::setupDirTree");
+    EXPECT_EQ(raisedIn<OutOfRangeException>([&] { directory.at(0); }), "qor::Directory::at");
+    EXPECT_EQ(raisedIn<NullPointerException>([] { Directory::setupDirTree(L".", nullptr); }),
+              "qor::Directory::setupDirTree");
     std::vector<DirItem> items;
     EXPECT_FALSE(Directory::recurseDirTree(L"", Unit(), items));
 }
@@ -71,7 +68,7 @@ TEST(Directory, SnapshotsAreATreeAndAList) {
     const Unit* const inner = directory.files().find("é/b");
     ASSERT_NE(inner, nullptr);
     EXPECT_EQ(DirItem(*inner, L"x").size, 5);
-    // Each directory stands in front of what is in it.
+    // Each directory comes before its entries.
     const std::vector<DirItem>& items = directory.items();
     EXPECT_TRUE(std::is_sorted(items.begin(), items.end(), [](const auto& left, const auto& right) {
         return iwstr(right.name).beginWith(left.name + L"\\");
@@ -110,12 +107,12 @@ TEST(Directory, LinksPipesAndStrangeNamesAreShownAndNotFollowed) {
                     {L"pipe", "pipe, 0"}};
     EXPECT_EQ(shown(directory), all);
     EXPECT_EQ(directory.totalSize(), 7);
-    // Reads as the other one.
+    // Its name reads as that of the file.
     makeDir(dir.path("\xFE"));
     EXPECT_TRUE(directory.setup(dir.wide()));
     EXPECT_EQ(directory.numof(), all.size());
     EXPECT_LE(directory.totalSize(), 7);
-    // What is given, and not found, may be a link.
+    // A name that the caller gives may be a link.
     EXPECT_TRUE(directory.setup(dir.wide(), {L"dir/up"}));
     EXPECT_EQ(directory.numof(), 1 + all.size());
     EXPECT_TRUE(directory.setup(dir.wide(L"dir/up")));
@@ -129,19 +126,19 @@ TEST(Directory, NeitherDepthNorTheLengthOfPathsMatters) {
     rlimit before;
     ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &before), 0);
     rlimit few = before;
-    few.rlim_cur = support::openDescriptors() + 32;
+    few.rlim_cur = openDescriptors() + 32;
     ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &few), 0);
-    const unsigned open = support::openDescriptors();
+    const unsigned open = openDescriptors();
     Directory directory;
     EXPECT_TRUE(directory.setup(dir.wide()));
-    EXPECT_EQ(support::openDescriptors(), open);
+    EXPECT_EQ(openDescriptors(), open);
     ::setrlimit(RLIMIT_NOFILE, &before);
     EXPECT_EQ(directory.numof(), 3U * depth);
 }
 
 TEST(Directory, TreesThatChangeWhileTheyAreReadAreShownInPart) {
     const TempDir dir;
-    const unsigned open = support::openDescriptors();
+    const unsigned open = openDescriptors();
     std::atomic<bool> done = false;
     std::atomic<int> changes = 0;
     std::thread changing([&] {
@@ -162,7 +159,7 @@ TEST(Directory, TreesThatChangeWhileTheyAreReadAreShownInPart) {
     }
     done = true;
     changing.join();
-    EXPECT_EQ(support::openDescriptors(), open);
+    EXPECT_EQ(openDescriptors(), open);
 }
 
 TEST(Directory, MemoryThatRunsOutLeavesTheSnapshot) {
@@ -170,24 +167,24 @@ TEST(Directory, MemoryThatRunsOutLeavesTheSnapshot) {
     makeDir(dir.path("inner"));
     dir.file("inner/\xC3\xA9 with a name that is allocated", "12");
     dir.file("inner/\xFF", "");
-    const unsigned open = support::openDescriptors();
+    const unsigned open = openDescriptors();
     Directory directory;
-    EXPECT_GT(support::failEachAllocation([&] { directory.setup(dir.wide()); },
-                                          [&] { EXPECT_EQ(directory.numof(), 0U); }),
+    EXPECT_GT(failEachAllocation([&] { directory.setup(dir.wide()); },
+                                 [&] { EXPECT_EQ(directory.numof(), 0U); }),
               10U);
     EXPECT_EQ(directory.totalSize(), 2);
     Unit tree("name");
     tree << "value";
-    EXPECT_GT(support::failEachAllocation([&] { Directory::setupDirTree(dir.wide(), &tree); },
-                                          [&] { EXPECT_EQ(tree.getStringValue(), "value"); }),
+    EXPECT_GT(failEachAllocation([&] { Directory::setupDirTree(dir.wide(), &tree); },
+                                 [&] { EXPECT_EQ(tree.getStringValue(), "value"); }),
               10U);
     std::vector<DirItem> items(1);
-    EXPECT_GT(support::failEachAllocation([&] { Directory::recurseDirTree(L"in", tree, items); },
-                                          [&] { EXPECT_EQ(items.size(), 1U); }),
+    EXPECT_GT(failEachAllocation([&] { Directory::recurseDirTree(L"in", tree, items); },
+                                 [&] { EXPECT_EQ(items.size(), 1U); }),
               3U);
     EXPECT_EQ(items.size(), 4U);
     EXPECT_TRUE(items.back().name.starts_with(L"in\\inner\\"));
-    EXPECT_EQ(support::openDescriptors(), open);
+    EXPECT_EQ(openDescriptors(), open);
 }
 
 TEST(DirectoryFiles, AreReadAndWrittenAtPositions) {
@@ -227,7 +224,7 @@ TEST(DirectoryFiles, FailuresAreResultsAndLeaveNoHandle) {
     EXPECT_EQ(reinterpret_cast<std::uintptr_t>(invalid), ~std::uintptr_t{0});
     EXPECT_EQ(Directory::isDirectory(dir.wide()), 1);
     EXPECT_EQ(Directory::isDirectory(present), 0);
-    const unsigned open = support::openDescriptors();
+    const unsigned open = openDescriptors();
     for (const std::wstring& name : {std::wstring(), dir.wide(L"absent/x"), present + L"/x",
                                      dir.wide(L"loop"), present + std::wstring(1, L'\0')}) {
         EXPECT_EQ(Directory::isDirectory(name), -1);
@@ -242,7 +239,7 @@ TEST(DirectoryFiles, FailuresAreResultsAndLeaveNoHandle) {
     }
     EXPECT_EQ(Directory::getFileSize(dir.wide()), -1);
     EXPECT_FALSE(Directory::createFile(dir.wide(), false));
-    EXPECT_EQ(support::openDescriptors(), open);
+    EXPECT_EQ(openDescriptors(), open);
 }
 
 }  // namespace

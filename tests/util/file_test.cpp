@@ -11,7 +11,7 @@ String contentOf(const std::wstring& name) {
     return text;
 }
 
-// To be opened for reading and writing, without waiting for anybody.
+// For reading and writing: its open does not wait for another end.
 std::wstring fifo(const TempDir& dir) {
     EXPECT_EQ(::mkfifo(dir.path("fifo").c_str(), 0600), 0);
     return dir.wide(L"fifo");
@@ -30,8 +30,8 @@ void expectLines(istr content, const std::vector<std::pair<Text, bool>>& lines, 
     EXPECT_EQ(file.advance(0), end) << content;
 }
 
-// Whatever is read at once, the position is right behind the line end.
-TEST(File, LongLinesEndWhereTheirLineEndIs) {
+// However much is read at once, the position is directly after the line end.
+TEST(File, LongLinesEndAtTheirLineEnd) {
     for (const std::size_t border : {16384U, 2 * 16384U}) {
         for (std::size_t size = border - 2; size <= border + 1; ++size) {
             for (const std::string end : {"\n", "\r", "\r\n"}) {
@@ -54,7 +54,7 @@ TEST(File, WideLinesAreUtf16) {
         {"FF FE 61 00 0A", {{L"\uFEFFa", false}, {L"", false}}, 4},
     };
     for (const auto& [hex, lines, end] : files)
-        expectLines<std::wstring>(support::bytes(hex), lines, end);
+        expectLines<std::wstring>(bytes(hex), lines, end);
 }
 
 // A file and its position as plain memory.
@@ -94,8 +94,8 @@ struct ModelFile {
     void seek(std::size_t to) { position = to; }
 };
 
-// Whatever has been read ahead, nobody notices, but of what another handle writes there.
-TEST(File, ReadingAheadChangesNothingElse) {
+// Reading ahead is not visible, except in what another handle writes there.
+TEST(File, BehavesLikePlainMemory) {
     constexpr std::size_t kAhead = 16384;
     const TempDir dir;
     std::mt19937 random(5);
@@ -163,7 +163,7 @@ TEST(File, ReadingAheadChangesNothingElse) {
             ASSERT_EQ(line, model.content);
             model.seek(size);
         } else if (what < 28) {
-            // What cannot have been read ahead.
+            // To a place that cannot have been read ahead.
             const std::string written = text();
             const std::size_t there = std::max(size, model.position + kAhead);
             if (what == 27 && model.position < size) continue;
@@ -185,7 +185,7 @@ TEST(File, ReadingAheadChangesNothingElse) {
     }
 }
 
-TEST(File, ReadsWhatIsAskedFor) {
+TEST(File, ReadsTheGivenSize) {
     const TempDir dir;
     const File file(dir.file("five", "12345"));
     Bytes bytes(istr("abc"), 3, 0);
@@ -200,7 +200,7 @@ TEST(File, ReadsWhatIsAskedFor) {
     EXPECT_EQ(file.advance(0), 4);
     for (int i = 0; i < 2; ++i)
         EXPECT_TRUE(file.readAll(bytes) && bytes == "12345");
-    EXPECT_THROW(file.read(bytes, support::kTooLarge), std::bad_alloc);
+    EXPECT_THROW(file.read(bytes, kTooLarge), std::bad_alloc);
     EXPECT_EQ(bytes, "12345");
 }
 
@@ -219,7 +219,7 @@ TEST(File, OpensByItsOwnNumbersAndNames) {
     const int next = ::dup(0);
     ::close(next);
     File file(name, OpenReadWrite | OpenCreate);
-    // Programs that are started do not get it.
+    // Programs that are started do not inherit it.
     EXPECT_EQ(::fcntl(next, F_GETFD), FD_CLOEXEC);
     EXPECT_EQ(file.filename(), name);
     EXPECT_EQ(file.readByte(), 'a');
@@ -242,10 +242,10 @@ TEST(File, CopiesHaveTheirOwnHandleAndDestroyNothing) {
     EXPECT_EQ(copy.readByte(), 'b');
 
     File other(dir.file("b", "other"));
-    const unsigned before = support::openDescriptors();
+    const unsigned before = openDescriptors();
     other = first;
     EXPECT_EQ(other.readByte(), 'a');
-    EXPECT_EQ(support::openDescriptors(), before);
+    EXPECT_EQ(openDescriptors(), before);
     EXPECT_TRUE(first.close());
     other = first;
     EXPECT_FALSE(other.valid());
@@ -306,7 +306,7 @@ TEST(File, FailuresAreResultsAndLeaveNoHandle) {
         {present + std::wstring(1, L'\0'), ENOENT},
         {dir.wide(L"\xD800"), ENOENT},
     };
-    const unsigned before = support::openDescriptors();
+    const unsigned before = openDescriptors();
     for (const auto& [name, error] : names) {
         File file(OpenRead);
         EXPECT_FALSE(file.open(name));
@@ -322,7 +322,7 @@ TEST(File, FailuresAreResultsAndLeaveNoHandle) {
         EXPECT_FALSE(file.truncate(0) || file.flush() || file.close());
         EXPECT_EQ(file.readByte() + file.rewind(0) + file.seekEnd(0), -3);
     }
-    EXPECT_EQ(support::openDescriptors(), before);
+    EXPECT_EQ(openDescriptors(), before);
     File closed(present);
     EXPECT_TRUE(closed.close());
     EXPECT_EQ(closed.filesize(), 1);
@@ -353,13 +353,13 @@ TEST(File, MemoryThatRunsOutLeavesTargetAndPosition) {
         {"wide line", [&] { file.readLine(wide); }},
     };
     for (const auto& [name, operation] : operations) {
-        EXPECT_GT(support::failEachAllocation(operation, unchanged), 0U) << name;
+        EXPECT_GT(failEachAllocation(operation, unchanged), 0U) << name;
         EXPECT_TRUE(rewound(!text.empty() || !wide.empty())) << name;
         String().swap(text);
         std::wstring().swap(wide);
     }
     const File other(dir.file("b", ""));
-    EXPECT_GT(support::failEachAllocation([&] { file = other; }, unchanged), 0U);
+    EXPECT_GT(failEachAllocation([&] { file = other; }, unchanged), 0U);
     EXPECT_EQ(file.filename(), other.filename());
 }
 
@@ -371,10 +371,9 @@ TEST(File, PipesAreNotReadAheadAndRaiseNoSignal) {
     EXPECT_TRUE(pipe.readLine(line) && line == "a");
     EXPECT_TRUE(pipe.readLine(line) && line == "b");
     EXPECT_TRUE(pipe.readLine(line) && line == "c");
-    // The "d" was read to see whether it is a line feed. It is there, whatever is written or
-    // failed.
+    // The "d" was read to see whether it is a line feed. It stays, whatever is written or fails.
     EXPECT_FALSE(pipe.append("x"));
-    // What is there, and no waiting for more.
+    // Reads what is there and does not wait for more.
     EXPECT_TRUE(pipe.write("xy") && pipe.read(line, 10) && line == "d");
     EXPECT_TRUE(pipe.read(line, 10) && line == "xy");
 

@@ -7,8 +7,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
-TEST(PathName, LetsFilesAndDirectoriesTakePaths) {
-    const support::TempDir home;
+TEST(PathName, FilesAndDirectoriesTakePaths) {
+    const TempDir home;
     const fs::path dir(home.path());
     const fs::path path = dir / u8"na\u00efve \U0001F600";
     EXPECT_TRUE(FileWriter(path, true).write("12345"));
@@ -31,9 +31,9 @@ TEST(PathName, LetsFilesAndDirectoriesTakePaths) {
     EXPECT_EQ(snapshot.homeDir(), home.wide());
 }
 
-// None of them may find or make another file.
-TEST(PathName, NamesNoFileForWhatIsNoName) {
-    const support::TempDir home;
+// None of them may find or create another file.
+TEST(PathName, RefusesInvalidNames) {
+    const TempDir home;
     const std::string names[] = {"bad\xff", "cut\xe2\x82", "long\xc1\x81", "half\xed\xa0\x80",
                                  std::string("a\0b", 3)};
     for (const std::string& name : names) {

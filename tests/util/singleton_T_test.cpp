@@ -7,7 +7,7 @@ namespace qor {
 namespace {
 
 std::atomic<int> made{0};
-std::atomic<int> gone{0};
+std::atomic<int> destroyed{0};
 bool failing = false;
 
 class Service {
@@ -16,27 +16,27 @@ class Service {
         if (failing) throw std::runtime_error("no service");
         ++made;
     }
-    ~Service() { ++gone; }
+    ~Service() { ++destroyed; }
 };
 
 using Services = CreateByAllocate<Service>;
 
-TEST(CreateByAllocate, MakesOneObjectForAllThreadsAndANewOneAfterDestroy) {
-    made = gone = 0;
-    support::inThreads(8, [] { Services::create(); });
+TEST(CreateByAllocate, CreatesOneObjectForAllThreadsAndANewOneAfterDestroy) {
+    made = destroyed = 0;
+    inThreads(8, [] { Services::create(); });
     EXPECT_EQ(made, 1);
     {
-        const support::FailAllocations noMemory(1);
+        const FailAllocations noMemory(1);
         Services::destroy();
     }
     Services::destroy();
-    EXPECT_EQ(gone, 1);
+    EXPECT_EQ(destroyed, 1);
     Services::create();
     EXPECT_EQ(made, 2);
     Services::destroy();
 }
 
-TEST(CreateByAllocate, LetsAFailureThroughAndTriesAgain) {
+TEST(CreateByAllocate, PassesAFailureOnAndTriesAgain) {
     failing = true;
     EXPECT_THROW(Services::instance(), std::runtime_error);
     failing = false;
@@ -44,21 +44,21 @@ TEST(CreateByAllocate, LetsAFailureThroughAndTriesAgain) {
     Services::destroy();
 }
 
-// Asks for another singleton while it is made, and for itself while it goes.
-class Talkative {
-    friend class CreateByAllocate<Talkative>;
-    Talkative() { Services::create(); }
-    ~Talkative() {
-        if (gone++ == 0) CreateByAllocate<Talkative>::create();
+// Creates another singleton in its construction, and itself in its destruction.
+class Reentrant {
+    friend class CreateByAllocate<Reentrant>;
+    Reentrant() { Services::create(); }
+    ~Reentrant() {
+        if (destroyed++ == 0) CreateByAllocate<Reentrant>::create();
     }
 };
 
-TEST(CreateByAllocate, MayBeAskedWhileOneIsMadeOrGoes) {
-    gone = 0;
-    CreateByAllocate<Talkative>::create();
-    CreateByAllocate<Talkative>::destroy();
-    CreateByAllocate<Talkative>::destroy();
-    EXPECT_EQ(gone, 2);
+TEST(CreateByAllocate, MayBeUsedInConstructionAndDestruction) {
+    destroyed = 0;
+    CreateByAllocate<Reentrant>::create();
+    CreateByAllocate<Reentrant>::destroy();
+    CreateByAllocate<Reentrant>::destroy();
+    EXPECT_EQ(destroyed, 2);
     Services::destroy();
 }
 

@@ -6,7 +6,7 @@
 namespace qor::test {
 namespace {
 
-// A menu of a, b and a nested one with b and c, whose functions note that they run.
+// A menu of a, b and a nested one with b and c, whose functions record that they run.
 class Menu : public testing::Test {
 protected:
     ~Menu() override { Context::instance().interactive(true); }
@@ -50,10 +50,10 @@ protected:
     std::string shown() const { return terminal_.output.str(); }
 
 private:
-    support::Terminal terminal_;
+    Terminal terminal_;
 };
 
-TEST_F(Menu, RunsWhatIsAskedFor) {
+TEST_F(Menu, RunsTheChosenItems) {
     using Arguments = std::vector<const char*>;
     const std::tuple<Arguments, const char*, const char*> cases[] = {
         {Arguments(), "a\nb\nexit\na\n", "a b 0"},
@@ -69,7 +69,7 @@ TEST_F(Menu, RunsWhatIsAskedFor) {
         {{"x/b", "/a", "", "exit"}, "", "0"},
         {{}, "raise\na\n", "a 2"},
         {{}, "raise\nexit\n", "0"},
-        // Each argument has its turn, and what raises is told by the result.
+        // Each argument is run, and the result says whether one raised.
         {{"raise", "a", "exit"}, "b\n", "a 2"},
         {{"n/raise", "a", "exit"}, "b\n", "( ) a 1"},
         {{"n/raise", "raise", "n/b", "exit"}, "", "( ) ( nb ) 2"},
@@ -83,8 +83,8 @@ TEST_F(Menu, RunsWhatIsAskedFor) {
         EXPECT_EQ(runs(arguments, typed), ran) << testing::PrintToString(arguments) << typed;
 }
 
-TEST_F(Menu, ShowsItselfToThoseWhoAsk) {
-    support::LogFile log("QOR");
+TEST_F(Menu, ShowsItselfAtATerminal) {
+    LogFile log("QOR");
     runs({}, "n\nquit\nnone\nquit\n");
     const std::string builtin =
         "builtin:\n    all: test all cases (*)\n    top: to top level (*)\n"
@@ -98,12 +98,12 @@ TEST_F(Menu, ShowsItselfToThoseWhoAsk) {
                            "At top level already.\n" + menu);
     for (const char* const logged :
          {"\n>>> none", "CAUSE: Function not found for ==> none", "At top level already."})
-        EXPECT_TRUE(support::contains(log.entries(), logged));
+        EXPECT_TRUE(contains(log.entries(), logged));
     runs({"a", "exit"}, "");
     EXPECT_EQ(shown(), "");
 }
 
-TEST_F(Menu, HasAddonsThatAreNoPartOfAll) {
+TEST_F(Menu, ExcludesAddonsFromAll) {
     std::string ran;
     UowTest menu("menu", static_cast<UnitOfWork*>(nullptr));
     UowTest others;
@@ -115,7 +115,7 @@ TEST_F(Menu, HasAddonsThatAreNoPartOfAll) {
     type("all\nmore\nexit\n");
     menu.start();
     EXPECT_EQ(ran, "a more ");
-    EXPECT_TRUE(support::contains(shown(), "addon:\n    more: an addon\nbuiltin:"));
+    EXPECT_TRUE(contains(shown(), "addon:\n    more: an addon\nbuiltin:"));
     // Of two items with one key the later one counts.
     menu.removeAddons().del("a").add("k", "", note("1 ")).add("k", "", note("2 "));
     type("a\nmore\nk\nexit\n");
@@ -123,7 +123,7 @@ TEST_F(Menu, HasAddonsThatAreNoPartOfAll) {
     EXPECT_EQ(ran, "a more 2 ");
 }
 
-TEST_F(Menu, EndsWithoutPeople) {
+TEST_F(Menu, EndsWithoutInput) {
     Context::instance().interactive(false);
     EXPECT_EQ(runs({}, "a\n"), "a b 2");
     EXPECT_EQ(runs({"n/b", "none", "a"}, "a\n"), "( nb ) a 0");
@@ -134,8 +134,7 @@ TEST_F(Menu, EndsWithoutPeople) {
     menu.add("a", "", function([&ran] { ran += "a "; }));
     EXPECT_EQ(menu.start(), 0);
     EXPECT_EQ(ran, "a ");
-    dumper d(true);
-    EXPECT_EQ(Context::instance().dump(d).str(), "{interactive_=false}");
+    EXPECT_EQ(dumped(Context::instance()), "{interactive_=false}");
 }
 
 TEST(TestCase, RaisesWithoutAUnitOrAFunction) {
@@ -159,18 +158,18 @@ TEST(TestCase, RaisesWithoutAUnitOrAFunction) {
         {[&] { member(&other); }, "qor::test::TestFnMember::operator ()"},
     };
     for (const auto& [call, func] : cases)
-        EXPECT_EQ(support::raisedIn<NullPointerException>(call), func);
-    TestCaseFn gone = member;
-    gone.destroy();
-    EXPECT_TRUE(gone.empty());
+        EXPECT_EQ(raisedIn<NullPointerException>(call), func);
+    TestCaseFn destroyed = member;
+    destroyed.destroy();
+    EXPECT_TRUE(destroyed.empty());
     EXPECT_FALSE(member.empty());
 }
 
 TEST(Entry, FramesATestInTheLog) {
-    support::LogFile log("QOR");
+    LogFile log("QOR");
     { const tester::_Entry entry("the test"); }
     for (const char* const text : {"TEST the test...", "\nelapsed...", "TEST~ the test..."})
-        EXPECT_TRUE(support::contains(log.entries(), text));
+        EXPECT_TRUE(contains(log.entries(), text));
 }
 
 }  // namespace

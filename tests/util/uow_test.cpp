@@ -5,7 +5,7 @@
 namespace qor {
 namespace {
 
-// Notes what is called, and does what it is told in its passes.
+// Records its calls, and calls the functions that the test sets.
 struct Unit : UnitOfWork {
     explicit Unit(UnitOfWork* parent = nullptr, const char* name = "unit")
         : UnitOfWork(name, parent) {}
@@ -62,21 +62,21 @@ TEST(UnitOfWork, RunsUntilItIsStopped) {
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(&c - cases);
-        support::LogFile log("QOR");
+        LogFile log("QOR");
         Unit unit;
         if (c.init) unit.init = [&] { c.init(unit); };
         unit.loop = [&](int pass) { c.loop(unit, pass); };
         EXPECT_EQ(unit.start(), c.result);
         EXPECT_EQ(unit.done, c.done);
         EXPECT_FALSE(unit.running());
-        EXPECT_TRUE(support::contains(log.entries(), c.logged));
+        EXPECT_TRUE(contains(log.entries(), c.logged));
     }
     Unit other;
     other.loop = [](int) { throw 7; };
     EXPECT_THROW(other.start(), int);
 }
 
-TEST(UnitOfWork, IsStoppedByAnotherThreadThoughItRaisesForEver) {
+TEST(UnitOfWork, IsStoppedByAnotherThreadThoughEachPassRaises) {
     Unit unit;
     std::atomic<int> passes{0};
     unit.loop = [&](int) {
@@ -93,7 +93,7 @@ TEST(UnitOfWork, IsStoppedByAnotherThreadThoughItRaisesForEver) {
     EXPECT_FALSE(unit.running());
 }
 
-TEST(UnitOfWork, StandsInATree) {
+TEST(UnitOfWork, IsPartOfATree) {
     Unit root(nullptr, "main");
     Unit a(&root, "a"), b(&a, "b");
     EXPECT_EQ(b.path(), "main/a/b");
@@ -110,19 +110,18 @@ TEST(UnitOfWork, DeletesItsChildren) {
         ~Child() override { ++count; }
         int& count;
     };
-    int gone = 0;
+    int deleted = 0;
     const auto drop = [&](bool withNull) {
         auto* const parent = new Unit;
-        auto* const child = checkedNew<Child>(__FILE__, __LINE__, "test", gone);
+        auto* const child = checkedNew<Child>(__FILE__, __LINE__, "test", deleted);
         if (withNull) child->children().push_back(nullptr);
-        parent->children() = {child, checkedNew<Child>(__FILE__, __LINE__, "test", gone)};
+        parent->children() = {child, checkedNew<Child>(__FILE__, __LINE__, "test", deleted)};
         delete parent;
     };
     drop(false);
-    EXPECT_EQ(gone, 2);
-    EXPECT_EQ(support::raisedIn<NullPointerException>([&] { drop(true); }),
-              "qor::UnitOfWork::~UnitOfWork");
-    EXPECT_EQ(gone, 4);
+    EXPECT_EQ(deleted, 2);
+    EXPECT_EQ(raisedIn<NullPointerException>([&] { drop(true); }), "qor::UnitOfWork::~UnitOfWork");
+    EXPECT_EQ(deleted, 4);
 }
 
 TEST(UowMain, HasTheCommandLine) {

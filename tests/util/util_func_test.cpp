@@ -45,10 +45,9 @@ TEST(Filename, SettersTakeTheirOwnTextsAndKeepAllThreeConsistent) {
     EXPECT_EQ(partsOf(name), Parts(L"a\\b", L"a", L"b"));
 
     const std::wstring longer(50, L'x');
-    EXPECT_GT(
-        support::failEachAllocation([&] { name.dir(longer); },
-                                    [&] { EXPECT_EQ(partsOf(name), Parts(L"a\\b", L"a", L"b")); }),
-        0U);
+    EXPECT_GT(failEachAllocation([&] { name.dir(longer); },
+                                 [&] { EXPECT_EQ(partsOf(name), Parts(L"a\\b", L"a", L"b")); }),
+              0U);
 }
 
 TEST(Funcname, NameSpaceIsTheInnermostOne) {

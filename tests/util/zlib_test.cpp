@@ -17,7 +17,7 @@ TEST(Zlib, ComesBackWhereItFits) {
         EXPECT_TRUE(zlib::compress(data, packed));
         EXPECT_TRUE(zlib::uncompress(packed, out, std::max(size, 1UL)));
         EXPECT_EQ(out, data.leftstr(size));
-        // The bound holds although there is more memory, and without one the capacity is it.
+        // The limit holds although there is more room; without a limit the capacity is it.
         out.resize(200000);
         EXPECT_EQ(zlib::uncompress(packed, out, std::max(size, 2UL) - 1), size == 0);
         EXPECT_TRUE(out.empty());
@@ -27,7 +27,7 @@ TEST(Zlib, ComesBackWhereItFits) {
 }
 
 TEST(Zlib, DamageIsFalse) {
-    const Bytes packed = support::bytes("789C4BCC4A0400025B012D");
+    const Bytes packed = bytes("789C4BCC4A0400025B012D");
     Bytes out;
     EXPECT_TRUE(zlib::uncompress(packed, out, 9));
     EXPECT_EQ(out, "aja");
@@ -41,11 +41,11 @@ TEST(Zlib, DamageIsFalse) {
 
 TEST(Zlib, SizesAndMemoryEnd) {
     Bytes out(istr("old"));
-    // Only the sizes are looked at. 11 times the second is above 32 bits, its room is not.
+    // Only the sizes are read. 11 times the second is above 32 bits, its room is not.
     EXPECT_FALSE(zlib::compress(istr("data", 0xE8BA2E8CUL), out) || out.size() != 0);
-    const support::FailAllocations failing(1);
+    const FailAllocations failing(1);
     EXPECT_THROW(zlib::compress(istr("data", 0x20000000UL), out), std::bad_alloc);
-    EXPECT_FALSE(zlib::uncompress("data", out, std::max(0xFFFFFFFFUL, support::kTooLarge)));
+    EXPECT_FALSE(zlib::uncompress("data", out, std::max(0xFFFFFFFFUL, kTooLarge)));
 }
 
 }  // namespace

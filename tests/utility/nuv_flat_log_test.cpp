@@ -8,7 +8,7 @@
 
 static std::atomic<bool> truncationFails{false};
 
-// Takes the place of the system's function: the one for sources whose sizes have 64 bits.
+// Replaces the system's function, in the form for sources whose sizes have 64 bits.
 extern "C" int ftruncate64(int file, off64_t size) noexcept {
     static const auto real = support::systemFunction("ftruncate64", &ftruncate64);
     return truncationFails ? (errno = EIO, -1) : real(file, size);
@@ -17,14 +17,9 @@ extern "C" int ftruncate64(int file, off64_t size) noexcept {
 namespace {
 
 namespace fs = std::filesystem;
+using support::contentOf;
 using support::statusOf;
 using Lines = std::vector<std::string>;
-
-std::string contentOf(const fs::path& path) {
-    std::stringstream content;
-    content << std::ifstream(path, std::ios::binary).rdbuf();
-    return content.str();
-}
 
 // With "9" for each digit.
 std::string shapeOf(std::string text) {
@@ -35,7 +30,7 @@ std::string shapeOf(std::string text) {
 
 const std::string kTimeShape = "9999-99-99 99:99:99.999";
 
-// A line behind its time and ids, or "banner". What is torn or foreign gets "?" in front.
+// A line without its time and ids, or "banner". A torn or foreign line begins with "?".
 std::string textOf(const std::string& line) {
     if (shapeOf(line) == "Scrivo(v9.9) Begin Time:" + kTimeShape) return "banner";
     int process = 0, thread = 0, size = 0;
@@ -54,7 +49,7 @@ Lines linesOf(const fs::path& path) {
     return lines;
 }
 
-// As the logger does.
+// The call that the logger makes.
 void say(nuv_flat_log_base* log, const std::string& text) {
     log->log("", "f", "l", 0, NUV_LOG_INFO, "%s", text.c_str());
 }
@@ -78,12 +73,12 @@ protected:
             all.insert(entry.path().filename());
         return all;
     }
-    // Harm is noticed from the next millisecond on.
+    // The log looks at its file once in a millisecond.
     void sayUntil(const std::function<bool()>& isNoticed) const {
         while (!isNoticed())
             say(log, "again");
     }
-    // Does each line of all writers stand in one of the files, whole and once?
+    // Each line of all writers is in one of the files, whole and once.
     void expectNumbers(int writers, int count) const {
         std::map<std::string, int> expected, seen;
         for (int i = 0; i < writers * count; ++i)
@@ -264,7 +259,7 @@ TEST_F(FlatLog, RotationMovesOldFiles) {
         {1, {"1"}, {{"1", "my.log"}}},
         {3, {"1", "2", "3"}, {{"1", "my.log"}, {"2", "1"}, {"3", "2"}}},
         {3, {"2"}, {{"1", "my.log"}, {"3", "2"}}},
-        // From a higher count; only the file of the very number is removed.
+        // Left by a higher count: only the file with the count as its number is removed.
         {2, {"2", "3", "10"}, {{"1", "my.log"}, {"4", "3"}, {"11", "10"}}},
     };
     const Lines others = {"my_.log",    "my_0.log",  "my_01.log", "my_1.txt",
@@ -297,7 +292,7 @@ TEST_F(FlatLog, RotationMovesOldFiles) {
     }
 }
 
-TEST_F(FlatLog, FileThatCannotBeRotatedGoesOn) {
+TEST_F(FlatLog, FileThatCannotBeRotatedGrows) {
     fs::create_directories(directory.path("my_1.log/inside"));
     log->max_file_size(1);
     say(log, std::string(1100, 'x'));
@@ -375,7 +370,7 @@ void closeDescriptorsOf(const std::string& path) {
     }
 }
 
-TEST_F(FlatLog, GoesOnInItsFile) {
+TEST_F(FlatLog, IsReopenedWhenItsFileIsLost) {
     log = nuv_flat_log_get((path = directory.path("inner/my.log")).c_str());
     directory.file("new", "");
     const std::function<void()> harms[] = {
@@ -397,7 +392,7 @@ TEST_F(FlatLog, GoesOnInItsFile) {
     closeDescriptorsOf(path);
     say(log, "kept");
     EXPECT_EQ(linesOf(path).back(), said("kept"));
-    // What gets the number then is another's.
+    // Another file gets the descriptor's number.
     closeDescriptorsOf(path);
     std::ofstream other(directory.path("other"), std::ios::app);
     sayUntil([&] { return linesOf(path).back() == said("again"); });
@@ -413,8 +408,8 @@ TEST_F(FlatLog, TruncatedFileIsNotRotated) {
     EXPECT_EQ(linesOf(path), Lines{said("a")});
 }
 
-TEST_F(FlatLog, DropsWhatDoesNotGo) {
-    ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);  // that nobody reads
+TEST_F(FlatLog, DropsLinesThatCannotBeWritten) {
+    ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);  // without a reader
     const unsigned before = support::openDescriptors();
     for (nuv_flat_log_base* const to : {log, nuv_flat_log_get("/dev/full")}) {
         for (int i = 0; i < 20; ++i)
@@ -451,15 +446,15 @@ TEST_F(FlatLog, LimitOfFileSizesDropsLines) {
     EXPECT_EQ(above, 0);
 }
 
-// The beginning of a line that cannot be removed again stays, and what comes next ends it first: no
-// other line is cut.
+// The beginning of a line that cannot be removed again stays. The next line ends it first, so that
+// no other line is cut.
 TEST_F(FlatLog, LineThatStaysTornIsEnded) {
     constexpr std::size_t kTorn = 10;
     const int status = statusOf([&] {
         say(log, "before");
         limitFileSizes(static_cast<rlim_t>(fs::file_size(path)) + kTorn);
         truncationFails = true;
-        // Of the second one not even the end of the first one goes.
+        // For the second one not even the line end after the first one can be written.
         say(log, "torn");
         say(log, "dropped");
         limitFileSizes(RLIM_INFINITY);
@@ -473,32 +468,43 @@ TEST_F(FlatLog, LineThatStaysTornIsEnded) {
     EXPECT_EQ(lines, (Lines{"banner", said("before"), "", said("after"), said("last")}));
 }
 
-// Each line that is in the file is whole, however often the disk is full and has room again.
+// Each line in the files is whole, however often the disk is full and has room again. The smaller
+// limit makes the log rotate.
 TEST_F(FlatLog, FullDiskCutsNoLine) {
-    const support::SmallDisk disk;
-    if (!disk.isThere()) GTEST_SKIP() << "no right to mount a file system";
-    nuv_flat_log_base* const onDisk = nuv_flat_log_get(disk.path("my.log").c_str());
-    const std::string other = disk.path("other");
-    int number = 0;
-    for (int round = 0; round < 5; ++round) {
-        std::ofstream(other) << std::string(300000 + 1000 * round, 'x');
-        const int before = number;
-        while (disk.free() != 0 || number < before + 500)
-            say(onDisk, std::to_string(number++) + std::string(700, 'y'));
-        fs::remove(other);
-        say(onDisk, "room again");
-    }
-    nuv_flat_log_release(onDisk);
-    Lines lines = linesOf(disk.path("my.log"));
-    EXPECT_EQ(std::erase(lines, said("room again")), 5u);
-    std::erase(lines, "banner");
-    int last = -1;
-    for (const std::string& line : lines) {
-        int now = -1;
-        ASSERT_EQ(std::sscanf(line.c_str(), "[Inf][l:0 f]%d", &now), 1) << line;
-        ASSERT_EQ(line, said(std::to_string(now) + std::string(700, 'y')));
-        ASSERT_GT(now, last);
-        last = now;
+    for (const int kilobytes : {10000, 100}) {
+        const support::SmallDisk disk;
+        if (!disk.isThere()) GTEST_SKIP() << "no right to mount a file system";
+        nuv_flat_log_base* const onDisk = nuv_flat_log_get(disk.path("my.log").c_str());
+        onDisk->max_file_size(kilobytes);
+        onDisk->max_file_count(30);
+        const std::string other = disk.path("other");
+        int number = 0;
+        for (int round = 0; round < 5; ++round) {
+            std::ofstream(other) << std::string(300000 + 1000 * round, 'x');
+            const int before = number;
+            while (disk.free() != 0 || number < before + 500)
+                say(onDisk, std::to_string(number++) + std::string(700, 'y'));
+            fs::remove(other);
+            say(onDisk, "room again");
+        }
+        nuv_flat_log_release(onDisk);
+        unsigned files = 0, afterwards = 0;
+        for (const auto& entry : fs::directory_iterator(disk.path(""))) {
+            Lines lines = linesOf(entry.path());
+            ++files;
+            afterwards += std::erase(lines, said("room again"));
+            std::erase(lines, "banner");
+            int last = -1;
+            for (const std::string& line : lines) {
+                int now = -1;
+                ASSERT_EQ(std::sscanf(line.c_str(), "[Inf][l:0 f]%d", &now), 1) << line;
+                ASSERT_EQ(line, said(std::to_string(now) + std::string(700, 'y')));
+                ASSERT_GT(now, last);
+                last = now;
+            }
+        }
+        EXPECT_EQ(afterwards, 5u);
+        EXPECT_EQ(files > 1, kilobytes == 100);
     }
 }
 

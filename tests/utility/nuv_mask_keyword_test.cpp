@@ -1,5 +1,6 @@
 #include "nuv_mask_keyword.h"
 
+#include "support/formats.h"
 #include "support/test.h"
 
 namespace {
@@ -31,7 +32,7 @@ TEST(MaskKeyword, Addresses) {
         {"1:2:3:4:5:6:7:8:9:0", "1:2:****:****:****:****:7:8:9:0"},
         {"1:2:3:4:5:6:7:8:9:0:1:2", ""},
         {"1:2:3:4:5:6:7:8:9:0:1:2:3", ""},
-        // ":" decides.
+        // A ":" anywhere makes it an address of the longer kind.
         {"1:2:3:4:5:6:7:1.2", "1:2:****:****:****:****:7:1.2"},
         {"::ffff:1.2.3.4", ""},
         // 45 and 46 characters.
@@ -65,12 +66,7 @@ std::optional<std::string> masked(const std::string& text) {
     return copy;
 }
 
-std::string times(int n, const std::string& text) {
-    std::string all;
-    while (n-- > 0)
-        all += text;
-    return all;
-}
+using support::repeated;
 
 TEST(MaskText, Occurrences) {
     nuv_set_keyword("1.2.3.4");
@@ -79,10 +75,10 @@ TEST(MaskText, Occurrences) {
         {"1.2.3.4", "1.**.**.4"},
         {"from 1.2.3.4 to 11.2.3.45", "from 1.**.**.4 to 11.**.**.45"},
         {"1.2.3.1.2.3.4", "1.2.3.1.**.**.4"},
-        // Each takes 2 of the 100 bytes, of which the terminator needs one.
-        {times(49, "1.2.3.4") + "!", times(49, "1.**.**.4") + "!"},
-        {times(50, "1.2.3.4") + "!", times(50, "1.**.**.4").substr(0, 450)},
-        {times(60, "1.2.3.4") + "!", times(60, "1.**.**.4").substr(0, 520)},
+        // Each occurrence takes 2 of the 100 spare bytes, and the terminator takes one.
+        {repeated("1.2.3.4", 49) + "!", repeated("1.**.**.4", 49) + "!"},
+        {repeated("1.2.3.4", 50) + "!", repeated("1.**.**.4", 50)},
+        {repeated("1.2.3.4", 60) + "!", repeated("1.**.**.4", 60).substr(0, 520)},
     };
     for (const auto& [text, expected] : cases)
         EXPECT_EQ(masked(text), expected);

@@ -41,9 +41,7 @@ TEST(XMLNode, IsWrittenInBothForms) {
     const String pretty =
         "<a x=\"1\"\n     y=\"2\"\n    >\n    <b><![CDATA[u<v]]></b>\n    <c/>\n    t\n</a>";
     EXPECT_EQ(a.str(true, 0), pretty);
-    std::ostringstream os;
-    os << a;
-    EXPECT_EQ(os.str(), pretty);
+    EXPECT_EQ(streamed(a), pretty);
     dumper d;
     d.level(2);
     a.dump(d);
@@ -65,7 +63,7 @@ TEST(XMLNode, IsWrittenInBothForms) {
     EXPECT_EQ(XMLNode("a<", XMLNode::cdata_t()).str(true, 0), "<><![CDATA[a<]]></>");
 }
 
-TEST(XMLNode, GivesNullObjectsForWhatIsNotThere) {
+TEST(XMLNode, ReturnsNullObjectsForMissingNodes) {
     XMLNode node("n", nullptr);
     const XMLNode& fixed = node;
     EXPECT_TRUE(fixed["x"]["y"].isNull() && fixed["x"]("z").isNull() && fixed[0].isNull());
@@ -74,7 +72,7 @@ TEST(XMLNode, GivesNullObjectsForWhatIsNotThere) {
     EXPECT_TRUE(XMLNode::null().isEmpty() && fixed.isSimple() && !fixed.isEmpty());
     EXPECT_TRUE(fixed.getAttrMap().empty() &&
                 fixed.getAttrMap().begin() == fixed.getAttrMap().end());
-    // Reading by what is not const makes it.
+    // Reading through a node that is not const creates the attribute.
     EXPECT_EQ(node("z").value(), "");
     EXPECT_EQ(node.str(false, 0), "<n z=\"\"/>");
     XMLNode empty("", nullptr);
@@ -84,7 +82,7 @@ TEST(XMLNode, GivesNullObjectsForWhatIsNotThere) {
     EXPECT_TRUE(fixed["x"]("y").isNull());
 }
 
-TEST(XMLNode, ListsANameAsOftenAsItWasAdded) {
+TEST(XMLNode, ListsANameOnceForEachAddition) {
     for (const int more : {0, 40}) {  // searched, and with an index
         XMLNode node("n", nullptr);
         for (int i = 0; i < more; ++i)
@@ -107,7 +105,7 @@ TEST(XMLNode, ListsANameAsOftenAsItWasAdded) {
         const XMLNode copy(node);
         EXPECT_EQ(copy.str(false, 0), node.str(false, 0));
         EXPECT_EQ(copy("b").node(), &copy);
-        // It is found by the name that it came with, and writes the one that it has.
+        // It is found by its first name, and written with its present one.
         b.name("y");
         b = XMLAttr("z", "2", &node);
         EXPECT_EQ(node.getAttrMap().find("b")->second.name(), "z");
@@ -181,7 +179,7 @@ TEST(XMLNode, ShowsItsChildrenInOrder) {
         const XMLNode::Children children = root->children();
         EXPECT_EQ(children.size(), 2u);
         EXPECT_TRUE(children.begin()->children().empty());
-        // What is added during a look is come to, more than are searched one by one as well.
+        // Children that are added in the loop are reached, also after the index is created.
         String names;
         for (const XMLNode& child : children) {
             if (root->numofChildren() < 20) root->addChildNode("n");
@@ -197,8 +195,8 @@ TEST(XMLNode, ShowsItsChildrenInOrder) {
     EXPECT_TRUE(XMLNode::null().children().empty());
 }
 
-// What is changed in a parsed tree is released with it, whatever it was.
-TEST(XMLNode, ReleasesWhatAParsedTreeWasGiven) {
+// Any change of a parsed tree is released with it.
+TEST(XMLNode, ReleasesTheChangesOfAParsedTree) {
     const std::string text(100, 't');
     const std::vector<void (*)(XMLNode&, const std::string&)> changes = {
         [](XMLNode& node, const std::string& t) { node.name(t); },

@@ -12,24 +12,22 @@
 
 namespace qor {
 
-// Fails the test if something that was allocated in its scope is still there at the end.
-class NoLoss {
+// Fails the test if something that was allocated in its scope is not freed at the end.
+class NoLoss : noncopyable {
 public:
     NoLoss() {
-        makeWhatIsKept();
+        createWhatIsKept();
         support::freeSpareBlocks();
         counter_.emplace();
     }
-    NoLoss(const NoLoss&) = delete;
-    NoLoss& operator=(const NoLoss&) = delete;
     ~NoLoss() {
         support::freeSpareBlocks();
         EXPECT_EQ(counter_->outstanding(), 0);
     }
 
 private:
-    // Has the library make what it makes once and keeps.
-    static void makeWhatIsKept() {
+    // Has the library create what it creates once and keeps.
+    static void createWhatIsKept() {
         XMLNode many("many", nullptr);
         for (int i = 0; i < 100; ++i)
             many.addChildNode(std::to_string(i));

@@ -61,7 +61,7 @@ TEST(XmlEscape, ChoosesTheFormOfText) {
     EXPECT_EQ(attr, "a&quot;b]]&gt;");
 }
 
-TEST(XmlEscape, AFailureLeavesTheTextAsItWas) {
+TEST(XmlEscape, AFailureLeavesTheTextUnchanged) {
     const String special = std::string(40, '<');
     String out = "x";
     EXPECT_GT(failEachAllocation([&] { escape(out, special); }, [&] { EXPECT_EQ(out, "x"); }), 0u);
