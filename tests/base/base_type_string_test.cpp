@@ -5,16 +5,17 @@
 namespace qor {
 namespace {
 
-const char* const kNull = nullptr;
+const char* const kNullText = nullptr;
 const wchar_t* const kWideNull = nullptr;
 
 TEST(String, NullReadsAsNoText) {
-    EXPECT_EQ(String(kNull) + String(nullptr) + String(istr(nullptr, 5)) + String(kWideNull), "");
+    EXPECT_EQ(String(kNullText) + String(nullptr) + String(istr(nullptr, 5)) + String(kWideNull),
+              "");
     String text = "abc";
-    ((text += kNull) += istr(nullptr, 5)) += kWideNull;
+    ((text += kNullText) += istr(nullptr, 5)) += kWideNull;
     EXPECT_EQ(text, "abc");
-    EXPECT_EQ(text = kNull, "");
-    EXPECT_TRUE(text == kNull && text >= kNull && String("a") > kNull);
+    EXPECT_EQ(text = kNullText, "");
+    EXPECT_TRUE(text == kNullText && text >= kNullText && String("a") > kNullText);
     EXPECT_TRUE(!String::null() && &String::null() == &String::null());
     EXPECT_EQ(static_cast<void*>(text), nullptr);
 }

@@ -5,7 +5,7 @@
 namespace qor::json {
 namespace {
 
-JsonUnit read(istr text) {
+JsonUnit parsed(istr text) {
     JsonUnit unit;
     unit.decode("[" + String(text) + "]");
     return unit.arrayValue().at(0);
@@ -40,7 +40,7 @@ TEST(JsonUnit, WritesEachTypeByItsKind) {
 
 template <class T>
 void expectRead(const char* text, T before, const T& after) {
-    read(text) >> before;
+    parsed(text) >> before;
     EXPECT_EQ(before, after) << text;
 }
 
@@ -70,12 +70,12 @@ TEST(JsonUnit, ReadsFittingValuesAndLeavesOthers) {
     expectRead("-1500", Time::seconds(9), Time::milliSeconds(-1500));
     expectRead("x", Time::seconds(9), Time());
     expectRead("\"5\"", Time::seconds(9), Time::seconds(9));
-    const JsonUnit text = read("\"view\"");
+    const JsonUnit text = parsed("\"view\"");
     istr view;
     const char* pointer = nullptr;
     text >> view >> pointer;
     EXPECT_EQ(text.stringValue()->getValue(), pointer);
-    read("1") >> view >> pointer;
+    parsed("1") >> view >> pointer;
     EXPECT_EQ(pointer, std::string("view"));
 }
 

@@ -3,6 +3,7 @@
 
 #include <functional>
 #include <string>
+#include <utility>
 
 #include "qor/mt/mutex.h"
 #include "qor/timer/timerObject.h"

@@ -5,8 +5,6 @@
 namespace qor {
 namespace {
 
-using pml::ntv::Unit;
-
 void makeDir(const std::string& path) {
     ASSERT_EQ(::mkdir(path.c_str(), 0700), 0) << path;
 }
@@ -46,7 +44,7 @@ TEST(Directory, EmptyDirectoriesAreEmptyLists) {
     EXPECT_EQ(raisedIn<NullPointerException>([] { Directory::setupDirTree(L".", nullptr); }),
               "qor::Directory::setupDirTree");
     std::vector<DirItem> items;
-    EXPECT_FALSE(Directory::recurseDirTree(L"", Unit(), items));
+    EXPECT_FALSE(Directory::recurseDirTree(L"", pml::ntv::Unit(), items));
 }
 
 TEST(Directory, SnapshotsAreATreeAndAList) {
@@ -65,7 +63,7 @@ TEST(Directory, SnapshotsAreATreeAndAList) {
                                        {L"\u00e9\\none", "é\\none, <dir>"}}));
     EXPECT_EQ(directory.totalSize(), 8);
     EXPECT_EQ(directory.at(4).unit->root(), &directory.files());
-    const Unit* const inner = directory.files().find("é/b");
+    const pml::ntv::Unit* const inner = directory.files().find("é/b");
     ASSERT_NE(inner, nullptr);
     EXPECT_EQ(DirItem(*inner, L"x").size, 5);
     // Each directory comes before its entries.
@@ -173,7 +171,7 @@ TEST(Directory, MemoryThatRunsOutLeavesTheSnapshot) {
                                  [&] { EXPECT_EQ(directory.numof(), 0U); }),
               10U);
     EXPECT_EQ(directory.totalSize(), 2);
-    Unit tree("name");
+    pml::ntv::Unit tree("name");
     tree << "value";
     EXPECT_GT(failEachAllocation([&] { Directory::setupDirTree(dir.wide(), &tree); },
                                  [&] { EXPECT_EQ(tree.getStringValue(), "value"); }),
