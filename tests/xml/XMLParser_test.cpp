@@ -58,6 +58,7 @@ TEST(XMLParser, ReadsNearlyEveryText) {
         {"<!DOCTYPE a><a/>", "+a-a", "<a/>"},
         {"<!DOCTYPE a [<!ENTITY e \"x\"><!ELEMENT a (b)>] z><a>&e;]</a>", "+a.a-a",
          "<a><![CDATA[&e;]]]></a>"},
+        {"<a><!DOCTYPE b [<!ENTITY e \"x\">] z>t</a>", "+a.a-a", "<a>t</a>"},
         {"<a><!ENTITY x><!-- <b/> -- > --->t<!-- u", "+a.a", "<a>t</a>"},
         {"<a><!", "+a", "<a/>"},
         // CDATA sections; one without an end loses its last two bytes.
