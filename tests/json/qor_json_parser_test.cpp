@@ -8,7 +8,7 @@
 namespace qor::json {
 namespace {
 
-std::string written(istr text) {
+std::string rewritten(istr text) {
     return JsonParser::from(text)->encode(false, false, 0);
 }
 
@@ -30,16 +30,16 @@ TEST(JsonParser, RaisesInTheOperationThatFails) {
 }
 
 TEST(JsonParser, TakesBlanksOfAllKindsAndZerosAsText) {
-    EXPECT_EQ(written(" \t\n\v\f\r         [ \t\n\v\f\r 1 \t\n\v\f\r ] \t\n\v\f\r"), "[ 1 ]");
-    EXPECT_EQ(written(istr("{a\0b:\"\0\",c:\xA0\0}", 14)),
+    EXPECT_EQ(rewritten(" \t\n\v\f\r         [ \t\n\v\f\r 1 \t\n\v\f\r ] \t\n\v\f\r"), "[ 1 ]");
+    EXPECT_EQ(rewritten(istr("{a\0b:\"\0\",c:\xA0\0}", 14)),
               std::string("{ \"a\0b\":\"\0\", \"c\":\xA0\0 }", 21));
-    EXPECT_EQ(written("[1\xC3\xA5,2]"), "[ 1\xC3\xA5, 2 ]");
+    EXPECT_EQ(rewritten("[1\xC3\xA5,2]"), "[ 1\xC3\xA5, 2 ]");
 }
 
 // Each prefix is at the very end of its memory.
 TEST(JsonParser, ReadsNothingAfterTheTextAndLeaksNothing) {
     const istr whole(kEverything);
-    const std::string expected = written(whole);
+    const std::string expected = rewritten(whole);
     unsigned long raised = 0;
     for (unsigned long n = 0; n <= whole.size(); ++n) {
         const std::vector<char> part(whole.begin(), whole.begin() + n);
@@ -60,7 +60,7 @@ TEST(JsonParser, FreesEverythingWhenMemoryEnds) {
     std::string text(kEverything);
     text.back() = ',';
     text += "\"many\":[" + repeated("{\"k\":[1,\"x\"]},", 400) + "]}";
-    const std::string expected = written(text);  // also makes the code page known
+    const std::string expected = rewritten(text);  // also makes the code page known
     const AllocationCounter counter;
     unsigned long failures = failEachAllocation([&] { JsonParser::from(text); },
                                                 [&] { EXPECT_EQ(counter.outstanding(), 0); });

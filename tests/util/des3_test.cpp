@@ -5,13 +5,13 @@
 namespace qor {
 namespace {
 
-Bytes encoded(istr data, istr key) {
+Bytes encrypted(istr data, istr key) {
     Bytes out(istr("old"));
     EXPECT_TRUE(des3::encode(data, out, key));
     return out;
 }
 
-Bytes decoded(istr data, istr key) {
+Bytes decrypted(istr data, istr key) {
     Bytes out(istr("old"));
     EXPECT_TRUE(des3::decode(data, out, key));
     return out;
@@ -46,8 +46,8 @@ TEST(des3, Standard) {
     for (const auto& [keyText, plainText, codedText] : kSamples) {
         const Bytes key = hexstr2bytes(keyText), plain = hexstr2bytes(plainText),
                     coded = hexstr2bytes(codedText);
-        EXPECT_EQ(encoded(plain, key), coded) << keyText;
-        EXPECT_EQ(decoded(coded, key), plain) << keyText;
+        EXPECT_EQ(encrypted(plain, key), coded) << keyText;
+        EXPECT_EQ(decrypted(coded, key), plain) << keyText;
     }
     // Rivest's test, in which a block is its own key. That also shows that both may be in `out`.
     Bytes x = hexstr2bytes("9474B8E8C73BCA7D");
@@ -57,25 +57,25 @@ TEST(des3, Standard) {
 }
 
 TEST(des3, FillsDataAndKey) {
-    EXPECT_TRUE(encoded("", "key").empty() && decoded(istr(nullptr, 9), "key").empty());
+    EXPECT_TRUE(encrypted("", "key").empty() && decrypted(istr(nullptr, 9), "key").empty());
     const std::string all = "each block is coded for itself, however many there are";
     for (unsigned size = 1; size <= all.size(); ++size) {
         const std::string data = all.substr(0, size);
         const std::string filled = data + std::string((8 - size % 8) % 8, '\0');
         Bytes coded;
         for (unsigned at = 0; at < size; at += 8)
-            coded += encoded(filled.substr(at, 8), "abcdefgh");
-        ASSERT_EQ(encoded(data, "abcdefgh"), coded);
-        ASSERT_EQ(decoded(coded, "abcdefgh"), filled);
+            coded += encrypted(filled.substr(at, 8), "abcdefgh");
+        ASSERT_EQ(encrypted(data, "abcdefgh"), coded);
+        ASSERT_EQ(decrypted(coded, "abcdefgh"), filled);
         // Decoding fills too.
-        ASSERT_EQ(encoded(decoded(data, "key"), "key"), filled);
+        ASSERT_EQ(encrypted(decrypted(data, "key"), "key"), filled);
     }
-    EXPECT_EQ(encoded("data", "abcdefghij"), encoded("data", "abcdefgh"));
-    EXPECT_EQ(encoded("data", "abc"), encoded("data", istr("abc\0\0\0\0\0", 8)));
-    EXPECT_EQ(encoded("data", ""), encoded("data", istr(nullptr, 8)));
+    EXPECT_EQ(encrypted("data", "abcdefghij"), encrypted("data", "abcdefgh"));
+    EXPECT_EQ(encrypted("data", "abc"), encrypted("data", istr("abc\0\0\0\0\0", 8)));
+    EXPECT_EQ(encrypted("data", ""), encrypted("data", istr(nullptr, 8)));
     // 'a' and '`' differ in the parity bit.
-    EXPECT_EQ(encoded("data", "abcdefgh"), encoded("data", "`bbddffh"));
-    EXPECT_NE(encoded("data", "abcdefgh"), encoded("data", "abcdefgj"));
+    EXPECT_EQ(encrypted("data", "abcdefgh"), encrypted("data", "`bbddffh"));
+    EXPECT_NE(encrypted("data", "abcdefgh"), encrypted("data", "abcdefgj"));
 }
 
 }  // namespace

@@ -10,7 +10,7 @@ void makeDir(const std::string& path) {
 }
 
 // Each item's text, without regard to the order of the system.
-std::map<std::wstring, std::string> shown(const Directory& directory) {
+std::map<std::wstring, std::string> itemsOf(const Directory& directory) {
     std::map<std::wstring, std::string> all;
     for (const DirItem& item : directory.items()) {
         EXPECT_TRUE(all.emplace(item.name, dumped(item)).second);
@@ -56,11 +56,11 @@ TEST(Directory, SnapshotsAreATreeAndAList) {
     makeDir(dir.path("é/none"));
     Directory directory;
     EXPECT_TRUE(directory.setup(dir.wide()));
-    EXPECT_EQ(shown(directory), (Shown{{L"a.txt", "a.txt, 3"},
-                                       {L"[0]", "[0], 0"},
-                                       {L"\u00e9", "é, <dir>"},
-                                       {L"\u00e9\\b", "é\\b, 5"},
-                                       {L"\u00e9\\none", "é\\none, <dir>"}}));
+    EXPECT_EQ(itemsOf(directory), (Shown{{L"a.txt", "a.txt, 3"},
+                                         {L"[0]", "[0], 0"},
+                                         {L"\u00e9", "é, <dir>"},
+                                         {L"\u00e9\\b", "é\\b, 5"},
+                                         {L"\u00e9\\none", "é\\none, <dir>"}}));
     EXPECT_EQ(directory.totalSize(), 8);
     EXPECT_EQ(directory.at(4).unit->root(), &directory.files());
     const pml::ntv::Unit* const inner = directory.files().find("é/b");
@@ -78,11 +78,11 @@ TEST(Directory, SnapshotsAreATreeAndAList) {
     }
 
     EXPECT_FALSE(directory.setup(dir.wide(), {L"\u00e9", L"absent", L"\u00e9/b", L"absent"}));
-    EXPECT_EQ(shown(directory), (Shown{{L"\u00e9", "é, <dir>"},
-                                       {L"\u00e9\\b", "é\\b, 5"},
-                                       {L"\u00e9\\none", "é\\none, <dir>"},
-                                       {L"\u00e9/b", "é/b, 5"},
-                                       {L"absent", "absent, -1"}}));
+    EXPECT_EQ(itemsOf(directory), (Shown{{L"\u00e9", "é, <dir>"},
+                                         {L"\u00e9\\b", "é\\b, 5"},
+                                         {L"\u00e9\\none", "é\\none, <dir>"},
+                                         {L"\u00e9/b", "é/b, 5"},
+                                         {L"absent", "absent, -1"}}));
     EXPECT_EQ(directory.totalSize(), 10);
     EXPECT_FALSE(directory.setup(dir.wide(L"absent")));
     EXPECT_EQ(directory.numof(), 0U);
@@ -103,7 +103,7 @@ TEST(Directory, LinksPipesAndStrangeNamesAreShownAndNotFollowed) {
                     {L"dir", "dir, <dir>"}, {L"dir\\up", "dir\\up, <dir>"},
                     {L"loop", "loop, -1"},  {L"link", "link, 3"},
                     {L"pipe", "pipe, 0"}};
-    EXPECT_EQ(shown(directory), all);
+    EXPECT_EQ(itemsOf(directory), all);
     EXPECT_EQ(directory.totalSize(), 7);
     // Its name reads as that of the file.
     makeDir(dir.path("\xFE"));
