@@ -21,7 +21,7 @@ if [ "${1:-}" = fuzz ]; then
 fi
 
 scripts/setup.sh coverage
-cmake --preset coverage -D QOR_PRECOMPILE=all >/dev/null
+cmake --preset coverage -U QOR_PRECOMPILE >/dev/null
 cmake --build --preset coverage --target "${targets[@]}"
 rm -rf "$out/profiles"
 mkdir -p "$out/profiles"
