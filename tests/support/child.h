@@ -6,6 +6,8 @@
 
 #include <cstdio>
 
+#include "support/machine.h"
+
 namespace support {
 
 // The wait status of a child process that does the work, and exits with 0 unless the work exits.
@@ -23,11 +25,7 @@ int statusOf(const Work& work) {
 
 // Whether a child can allocate that was forked while another thread allocated. The address
 // sanitizer's allocator may leave it with a lock that is never released.
-#ifdef __SANITIZE_ADDRESS__
-inline constexpr bool forksBesideAllocations = false;
-#else
-inline constexpr bool forksBesideAllocations = true;
-#endif
+inline constexpr bool forksBesideAllocations = !kAddressSanitizer;
 
 }  // namespace support
 
