@@ -8,12 +8,12 @@ namespace {
 
 std::atomic<int> made{0};
 std::atomic<int> destroyed{0};
-bool failing = false;
+bool serviceFails = false;
 
 class Service {
     friend class CreateByAllocate<Service>;
     Service() {
-        if (failing) throw std::runtime_error("no service");
+        if (serviceFails) throw std::runtime_error("no service");
         ++made;
     }
     ~Service() { ++destroyed; }
@@ -37,9 +37,9 @@ TEST(CreateByAllocate, CreatesOneObjectForAllThreadsAndANewOneAfterDestroy) {
 }
 
 TEST(CreateByAllocate, PassesAFailureOnAndTriesAgain) {
-    failing = true;
+    serviceFails = true;
     EXPECT_THROW(Services::instance(), std::runtime_error);
-    failing = false;
+    serviceFails = false;
     EXPECT_NE(Services::instance(), nullptr);
     Services::destroy();
 }

@@ -488,7 +488,7 @@ TEST_F(FlatLog, FullDiskCutsNoLine) {
             say(onDisk, "room again");
         }
         nuv_flat_log_release(onDisk);
-        unsigned files = 0, afterwards = 0;
+        std::size_t files = 0, afterwards = 0;
         for (const auto& entry : fs::directory_iterator(disk.path(""))) {
             Lines lines = linesOf(entry.path());
             ++files;
