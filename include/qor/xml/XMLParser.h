@@ -141,8 +141,8 @@ private:
     const char* after(const char* at) const noexcept { return at != end_ ? at + 1 : at; }
     Step goOnAt(const char* at) const noexcept { return {at, at != end_}; }
 
-    // kCalled: whether there may be a callback.
-    template <bool kCalled>
+    // kWithCallback: whether there may be a callback.
+    template <bool kWithCallback>
     Step step(const char* from);
     Step tellingStep(const char* from);
     Step plainSteps(const char* from, bool once);
@@ -152,17 +152,17 @@ private:
     const char* parseDoctype(const char* from);
     const char* endDoctype(const char* from);
     const char* parseCData(const char* from);
-    template <bool kCalled>
+    template <bool kWithCallback>
     const char* parseText(const char* from, const char* token);
-    template <bool kCalled>
+    template <bool kWithCallback>
     Step parseClosing(const char* from);
-    template <bool kCalled>
+    template <bool kWithCallback>
     Step parseOpening(const char* from);
-    template <bool kCalled>
+    template <bool kWithCallback>
     const char* parseNode(const char* from);
-    template <bool kCalled>
+    template <bool kWithCallback>
     const char* parseAttrs(const char* from, XMLNode& node);
-    template <bool kCalled>
+    template <bool kWithCallback>
     const char* parseAttr(const char* from, XMLNode& node);
     template <char kQuote>
     xml::ParsedText parseValue(const char*& at);
@@ -171,7 +171,7 @@ private:
 
     void open(const xml::ParsedText& name);
     void openRoot(const xml::ParsedText& name);
-    template <bool kCalled>
+    template <bool kWithCallback>
     void closeCurrent();
 
     String text_;

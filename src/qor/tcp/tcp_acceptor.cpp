@@ -70,11 +70,11 @@ bool TcpAcceptor::open() {
 bool TcpAcceptor::accept() {
     constexpr const char* func = "qor::TcpAcceptor::accept";
     while (!starting_.empty() && starting_.front()->born())
-        settleOldest();
+        awaitOldest();
     Arrival next;
     const Time wait = Time::milliSeconds(starting_.empty() ? kWaitMilliseconds : 0);
     if (!arrivals_.take(next, wait) || !living()) {
-        if (!starting_.empty()) settleOldest();
+        if (!starting_.empty()) awaitOldest();
         return true;
     }
     switch (next.kind()) {
@@ -118,7 +118,7 @@ void TcpAcceptor::admit(Arrival& client) {
 // Does not wait for the birth: a thread begins with a pause of a millisecond, and others can start
 // meanwhile.
 void TcpAcceptor::start(const Handle<TcpServerImpl>& connection) {
-    if (starting_.size() == kStartsAtOnce) settleOldest();
+    if (starting_.size() == kStartsAtOnce) awaitOldest();
     starting_.push_back(connection);
     try {
         connection->start(tcp::kStackBytes);
@@ -132,7 +132,7 @@ void TcpAcceptor::start(const Handle<TcpServerImpl>& connection) {
 // A client may already have disconnected; this is not a failure, and its thread reports the end. A
 // connection that did not open, or that was stopped before it started, is joined here, since
 // perhaps no other object refers to it.
-void TcpAcceptor::settleOldest() {
+void TcpAcceptor::awaitOldest() {
     const Handle<TcpServerImpl> connection = starting_.front();
     starting_.erase(starting_.begin());
     connection->waitForBirth();
@@ -217,7 +217,7 @@ void TcpAcceptor::forget(const TcpServerImpl& connection) {
 // Releases the callback last: it may own the server, which owns this listener.
 void TcpAcceptor::onDeath() {
     while (!starting_.empty())
-        settleOldest();
+        awaitOldest();
     close();
     arrivals_.stop();
     acceptor_.set_handle(ACE_INVALID_HANDLE);

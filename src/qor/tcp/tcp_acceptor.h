@@ -49,7 +49,7 @@ private:
     bool accept();
     void admit(Arrival& client);
     void start(const Handle<TcpServerImpl>& connection);
-    void settleOldest();
+    void awaitOldest();
     void fail(const Handle<TcpServerImpl>& connection);
     void endAll();
     void close();

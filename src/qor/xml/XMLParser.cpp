@@ -213,9 +213,9 @@ void XMLParser::openRoot(const xml::ParsedText& name) {
     current_ = root_.get();
 }
 
-template <bool kCalled>
+template <bool kWithCallback>
 inline void XMLParser::closeCurrent() {
-    if (kCalled && callback_ != nullptr) callback_->onNodeEnd(this, current_);
+    if (kWithCallback && callback_ != nullptr) callback_->onNodeEnd(this, current_);
     if (current_ != nullptr) current_ = current_->holder_;
 }
 
@@ -236,7 +236,7 @@ xml::ParsedText XMLParser::parseSingleQuoted(const char*& at) {
     return parseValue<'\''>(at);
 }
 
-template <bool kCalled>
+template <bool kWithCallback>
 inline const char* XMLParser::parseAttr(const char* from, XMLNode& node) {
     // Deliberate (compatibility): neither "/" nor ">" ends the name.
     const char* const nameEnd = xml::findNear<'=', ' ', '\t', '\n', '\r'>(from);
@@ -251,51 +251,53 @@ inline const char* XMLParser::parseAttr(const char* from, XMLNode& node) {
     const char quote = *at++;
     const xml::ParsedText value = quote == '"' ? parseValue<'"'>(at) : parseSingleQuoted(at);
     XMLAttr& attr = node.addParsedAttr({from, nameEnd}, value);
-    if (kCalled && callback_ != nullptr) {
+    if (kWithCallback && callback_ != nullptr) {
         node.touch();
         callback_->onAttrFound(this, &attr);
     }
     return at + 1;
 }
 
-template <bool kCalled>
+template <bool kWithCallback>
 inline const char* XMLParser::parseAttrs(const char* from, XMLNode& node) {
-    if (kCalled) node.clearAttrs();
+    if (kWithCallback) node.clearAttrs();
     const char* at = xml::skipBlanks(from);
     while (*at != '>' && *at != '/' && *at != '<' && *at != '\0')
-        at = xml::skipBlanks(parseAttr<kCalled>(at, node));
+        at = xml::skipBlanks(parseAttr<kWithCallback>(at, node));
     return at;
 }
 
-template <bool kCalled>
+template <bool kWithCallback>
 inline const char* XMLParser::parseNode(const char* from) {
     const char* const name = xml::skipBlanks(from);
     const char* const at = xml::findNear<'>', '/', ' ', '\t', '\n', '\r'>(name);
     open({name, at});
-    if (kCalled && callback_ != nullptr) callback_->onNodeBegin(this, current_);
-    return *at == '>' && !kCalled ? at : xml::findAny<'>'>(parseAttrs<kCalled>(at, *current_));
+    if (kWithCallback && callback_ != nullptr) callback_->onNodeBegin(this, current_);
+    return *at == '>' && !kWithCallback
+               ? at
+               : xml::findAny<'>'>(parseAttrs<kWithCallback>(at, *current_));
 }
 
-template <bool kCalled>
+template <bool kWithCallback>
 inline XMLParser::Step XMLParser::parseOpening(const char* from) {
-    const char* const at = parseNode<kCalled>(from);
+    const char* const at = parseNode<kWithCallback>(from);
     if (at[-1] != '/') return goOnAt(after(at));
-    closeCurrent<kCalled>();
+    closeCurrent<kWithCallback>();
     return {after(at), true};
 }
 
-template <bool kCalled>
+template <bool kWithCallback>
 inline XMLParser::Step XMLParser::parseClosing(const char* from) {
     const char* const at = xml::findNear<'>'>(from);
     // Deliberate (compatibility): "</a/>" and "</>" close an element as "<a/>" does: they do not
     // end the parsing if it is the root.
     const bool closedItself = at[-1] == '/';
-    closeCurrent<kCalled>();
+    closeCurrent<kWithCallback>();
     return {after(at), closedItself || current_ != nullptr};
 }
 
 // The text includes the blanks before `token`. Outside the root it is dropped.
-template <bool kCalled>
+template <bool kWithCallback>
 inline const char* XMLParser::parseText(const char* from, const char* token) {
     const char* to = xml::findFar<'<', '&'>(token);
     xml::ParsedText text{from, to};
@@ -307,20 +309,21 @@ inline const char* XMLParser::parseText(const char* from, const char* token) {
     }
     if (current_ != nullptr) {
         current_->addParsedText(text);
-        if (kCalled && callback_ != nullptr && isReported) callback_->onCDATAFound(this, current_);
+        if (kWithCallback && callback_ != nullptr && isReported)
+            callback_->onCDATAFound(this, current_);
     }
     return to;
 }
 
-template <bool kCalled>
+template <bool kWithCallback>
 [[gnu::always_inline]] inline XMLParser::Step XMLParser::step(const char* from) {
     const char* const token = xml::skipBlanks(from);
     if (*token == ']' && inDoctype_) return {endDoctype(token), true};
-    if (*token != '<') return goOnAt(parseText<kCalled>(from, token));
+    if (*token != '<') return goOnAt(parseText<kWithCallback>(from, token));
     const char* const afterMark = token + 2;
     switch (token[1]) {
         case '/':
-            return parseClosing<kCalled>(afterMark);
+            return parseClosing<kWithCallback>(afterMark);
         case '?':
             return {parseProcessing(afterMark), true};
         case '!':
@@ -329,7 +332,7 @@ template <bool kCalled>
             // A step here would not consume anything.
             return {end_, false};
         default:
-            return parseOpening<kCalled>(token + 1);
+            return parseOpening<kWithCallback>(token + 1);
     }
 }
 
