@@ -154,10 +154,28 @@ TEST(Writers, LimitTheWidthOfBlocks) {
                                   "\n" + "text\n\n");
 }
 
+TEST(Logger, LetsAWatcherOfAllocationsUseIt) {
+    LogFile file("watched");
+    logger& log = file.log();
+    for (const std::function<void()>& allocates :
+         {std::function<void()>([&] { log.appLog("own", true); }),
+          std::function<void()>([&] { log.msgLog("own", true); }),
+          std::function<void()>([] { logger_factory::instance("new"); })}) {
+        log.appLog("seen", false);
+        {
+            const AtAllocation watching(
+                [&] { logger_factory::instance("watched").appLog("seen", true); });
+            allocates();
+        }
+        EXPECT_TRUE(log.appLog("seen"));
+    }
+}
+
 TEST(Logger, IsOpenedClosedAndOpenedAgain) {
     LogFile file("open");
     logger& log = file.log();
     log.open("elsewhere.log");  // it has a file
+    EXPECT_FALSE(std::filesystem::exists("elsewhere.log"));
     log.write("one");
     log.close();
     log.write("lost");

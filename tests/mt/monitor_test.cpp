@@ -81,6 +81,18 @@ TEST(Monitor, KeepsNoNotificationForALaterWait) {
     }
 }
 
+TEST(Monitor, GivesANotificationToTheThreadThatWaitedBefore) {
+    for (int i = 0; i < 20; ++i) {
+        Waiters waiters(1);
+        {
+            const Monitor::Lock lock(waiters.monitor);
+            waiters.monitor.notify();
+            ASSERT_FALSE(waiters.monitor.wait(Time()));
+        }
+        EXPECT_EQ(waiters.woken(1), 1);
+    }
+}
+
 TEST(Monitor, WaitsForTheTimeAndNotLonger) {
     const Monitor monitor;
     const Monitor::Lock lock(monitor);

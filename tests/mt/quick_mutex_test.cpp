@@ -1,5 +1,6 @@
 #include "qor/mt/quick_mutex.h"
 
+#include "platform/wait.h"
 #include "support/test.h"
 #include "support/threads.h"
 
@@ -27,6 +28,15 @@ TEST(QuickMutex, AdmitsOneThreadAtATimeAndWakesSleepers) {
         }
     });
     EXPECT_EQ(count, kThreads * kRounds);
+}
+
+TEST(WaitWhile, LastsForItsTime) {
+    const std::atomic<int> word{1};
+    for (const long ms : {20, 1020}) {
+        const Time start = Time::now(Time::Monotonic);
+        platform::waitWhile(word, 1, ms);
+        EXPECT_GE((Time::now(Time::Monotonic) - start).toMilliSeconds(), ms);
+    }
 }
 
 }  // namespace

@@ -520,6 +520,11 @@ TEST(ThreadFactory, WorksWithoutMemory) {
     }).join();
 }
 
+// A fork handler that a program registers before it uses the library.
+unsigned idInHandler = 0;
+[[maybe_unused]] const int handlesForks =
+    pthread_atfork(nullptr, nullptr, [] { idInHandler = ThreadControl::current().id(); });
+
 // Another thread uses the registry during most of the forks.
 TEST(ThreadFactory, KnowsAForkedChild) {
     const String parent = SimpleThread::current().sThreadId_;
@@ -534,7 +539,7 @@ TEST(ThreadFactory, KnowsAForkedChild) {
             alarm(30);
             const auto self = static_cast<unsigned long>(gettid());
             const bool fresh = SimpleThread::current().sThreadId_ == idText("<%d.%4lu>", self) &&
-                               ThreadControl::current().id() == self;
+                               ThreadControl::current().id() == self && idInHandler == self;
             const bool alone = registry().find(parent) == std::string::npos && !other.isAlive();
             other.join();
             _exit(fresh && alone ? 0 : 1);

@@ -112,6 +112,10 @@ TEST_F(Queue, FiresAtTheFirstTickAtOrAfterItsTime) {
         killAll();
         EXPECT_EQ(queue_.numofBusy(), 0U);
     }
+    monotonicClock = Time::seconds(-10);
+    queue_.tick();
+    set(1, 50, 1);
+    EXPECT_EQ(tick(), "1 -1");
 }
 
 TEST_F(Queue, CountsFromTheLatestTick) {

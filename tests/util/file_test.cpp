@@ -196,7 +196,9 @@ TEST(File, ReadsTheGivenSize) {
     EXPECT_EQ(file.seekEnd(-2), 3);
     EXPECT_TRUE(file.read(text, 1) && text == "4");
     EXPECT_EQ(file.seek(-1, SeekWhence::Begin), -1);
+    errno = 0;
     EXPECT_EQ(file.putback(std::numeric_limits<long long>::min()), -1);
+    EXPECT_EQ(errno, EINVAL);
     EXPECT_EQ(file.advance(0), 4);
     for (int i = 0; i < 2; ++i)
         EXPECT_TRUE(file.readAll(bytes) && bytes == "12345");

@@ -57,6 +57,8 @@ public:
     bool wait(const Time& timeout) const;
 
 private:
+    class Waiter;
+
     static constexpr long long kAll = -1;
 
     bool waitUntil(const ACE_Time_Value* deadline) const;
@@ -67,11 +69,13 @@ private:
     mutable ACE_Condition_Thread_Mutex condition_;
     // The mutex guards the following members. pending_ is always 0 when the mutex is taken.
     mutable long long pending_ = 0;
-    mutable unsigned long long broadcasts_ = 0;
-    // Both count from the last broadcast: waiting_ the waiting threads that have no notification,
-    // granted_ the notifications that were sent and that no thread has taken yet.
-    mutable unsigned waiting_ = 0;
+    // The threads that wait and have no notification yet: a ring, from the one that has waited
+    // longest.
+    mutable Waiter* first_ = nullptr;
+    // The threads that have a notification and have not returned yet.
     mutable unsigned granted_ = 0;
+    // Whether a signal for one of them may have woken another thread.
+    mutable bool mayBeLost_ = false;
 };
 
 }  // namespace qor

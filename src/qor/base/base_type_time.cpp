@@ -97,7 +97,10 @@ void noticeZone() {
     const char* const text = std::getenv("TZ");
     if (zone.is(text)) return;
     if (text != nullptr) everNamed.store(true, std::memory_order_relaxed);
-    if (everNamed.load(std::memory_order_relaxed)) ACE_OS::tzset();
+    if (everNamed.load(std::memory_order_relaxed)) {
+        const platform::ZoneLock lock;
+        ACE_OS::tzset();
+    }
     quarters.fill({});
     zone.set(text);
 }
@@ -146,6 +149,7 @@ Time fromDetail(const Time::Detail& detail) {
     fields.tm_min = detail.minute;
     fields.tm_sec = detail.second;
     fields.tm_isdst = -1;
+    const platform::ZoneLock lock;
     return Time::seconds(ACE_OS::mktime(&fields)) + Time::milliSeconds(detail.milliSecond) +
            Time::microSeconds(detail.microSecond);
 }

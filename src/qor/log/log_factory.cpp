@@ -39,12 +39,23 @@ public:
 
     // `requested` is false when the library creates its own logger.
     loggerImpl& ofName(const std::string& name, bool requested) {
+        {
+            const Guard guard(lock_);
+            const auto found = loggers_.find(name);
+            if (found != loggers_.end()) return used(found->second, requested);
+        }
+        // Without the lock, since a watcher of allocations may log.
+        std::map<std::string, Entry> made;
+        made[name].logger.init(name);
+        decltype(loggers_)::insert_return_type added;
         const Guard guard(lock_);
-        Entry& entry = loggers_[name];
-        loggerImpl& logger = entry.logger;
-        if (logger.init(name, newest_)) newest_.store(&logger, std::memory_order_release);
-        if (requested) entry.requested = true;
-        return logger;
+        added = loggers_.insert(made.extract(made.begin()));
+        Entry& entry = added.position->second;
+        if (added.inserted) {
+            entry.logger.older(newest_);
+            newest_.store(&entry.logger, std::memory_order_release);
+        }
+        return used(entry, requested);
     }
     ShownMap<std::string, Shown> shown() const {
         const Guard guard(lock_);
@@ -72,6 +83,11 @@ private:
         // By instance(), since the last reset: the dump of the factory shows only these loggers.
         bool requested = false;
     };
+
+    static loggerImpl& used(Entry& entry, bool requested) {
+        if (requested) entry.requested = true;
+        return entry.logger;
+    }
 
     AllLoggers() {
         platform::callAtFork([] { get().lockAll(); }, [] { get().unlockAll(); },
@@ -238,6 +254,16 @@ bool loggerImpl::find(const Switches& switches, const String& name, const char* 
     return true;
 }
 
+// Allocates and frees without the lock, since a watcher of allocations may log.
+void loggerImpl::set(Switches& switches, const String& name, bool on) {
+    Switches made;
+    made.emplace(name, on);
+    Switches::insert_return_type added;
+    const Guard guard(mutex_);
+    added = switches.insert(made.extract(made.begin()));
+    added.position->second = on;
+}
+
 bool loggerImpl::appLog(const String& name) const {
     if (!appLogOn()) return false;
     const Guard guard(mutex_);
@@ -246,8 +272,7 @@ bool loggerImpl::appLog(const String& name) const {
 }
 
 void loggerImpl::appLog(const String& name, bool on) {
-    const Guard guard(mutex_);
-    appLogs_[name] = on;
+    set(appLogs_, name, on);
 }
 
 bool loggerImpl::appLogOff(const String& name) const {
@@ -265,8 +290,7 @@ bool loggerImpl::msgLog(const String& name) const {
 }
 
 void loggerImpl::msgLog(const String& name, bool on) {
-    const Guard guard(mutex_);
-    msgLogs_[name] = on;
+    set(msgLogs_, name, on);
 }
 
 bool loggerImpl::msgLogOff(const String& name) const {
@@ -337,13 +361,9 @@ void loggerImpl::maxFileCount(int count) {
     if (sink != nullptr && count >= 1) sink->max_file_count(count);
 }
 
-bool loggerImpl::init(const std::string& name, loggerImpl* older) {
-    const Guard guard(mutex_);
-    if (inited_) return false;
+void loggerImpl::init(const std::string& name) {
     name_ = name;
-    older_ = older;
     inited_ = true;
-    return true;
 }
 
 void loggerImpl::reset() {

@@ -61,9 +61,10 @@ public:
     void maxFileSize(int kibibytes) override;
     void maxFileCount(int count) override;
 
-    // Sets the name and the logger that was created before this one. Returns false, and changes
-    // nothing, if they are set already.
-    bool init(const std::string& name, loggerImpl* older);
+    // Call these two before other threads know the logger.
+    void init(const std::string& name);
+    // The logger that was created before this one.
+    void older(loggerImpl* logger) noexcept { older_ = logger; }
     loggerImpl* older() const noexcept { return older_; }
     // Closes the file and resets the switches to those of a new logger. The name is kept.
     void reset();
@@ -77,11 +78,12 @@ private:
     // Sets `on` to the switch `name`, or to the switch `otherwise` (may be null) if there is none.
     // False if neither exists.
     static bool find(const Switches& switches, const String& name, const char* otherwise, bool& on);
+    void set(Switches& switches, const String& name, bool on);
     void assign(const loggerImpl& other);
     void codecByName(pml::stream& s, istr key, Switches& member);
 
     Mutex codecMutex_;  // held during codec, which may raise and then logs
-    Mutex mutex_;       // guards appLogs_ and msgLogs_; no other code is called with it held
+    Mutex mutex_;       // guards appLogs_ and msgLogs_; held for nothing but their use and copies
     std::atomic<bool> infoOn_{true};
     std::atomic<bool> debugOn_{false};
     std::atomic<bool> traceOn_{false};

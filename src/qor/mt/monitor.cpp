@@ -14,7 +14,9 @@ using MonotonicClock = ACE_Condition_Attributes_T<ACE_Monotonic_Time_Policy>;
 
 ACE_Time_Value deadlineAfter(const Time& timeout) {
     const Time now = Time::now(Time::Monotonic);
-    const Time deadline = timeout < Time::forever() - now ? now + timeout : Time::forever();
+    // With a time before 0 the system would refuse to wait, and keep the mutex.
+    const Time deadline =
+        timeout < Time::forever() - now ? std::max(now + timeout, Time()) : Time::forever();
     const auto seconds =
         std::min<long long>(deadline.toSeconds(), std::numeric_limits<time_t>::max());
     return ACE_Time_Value(static_cast<time_t>(seconds),
@@ -22,6 +24,49 @@ ACE_Time_Value deadlineAfter(const Time& timeout) {
 }
 
 }  // namespace
+
+// A waiting thread: lives on its stack, and is in the ring until it has a notification. Used with
+// the mutex held; so is the destructor, even if the thread is cancelled.
+class Monitor::Waiter : noncopyable {
+public:
+    explicit Waiter(const Monitor& monitor) : monitor_(monitor) {
+        Waiter*& first = monitor_.first_;
+        if (first == nullptr) {
+            first = this;
+            return;
+        }
+        next_ = first;
+        before_ = first->before_;
+        before_->next_ = next_->before_ = this;
+    }
+    ~Waiter() {
+        if (granted_) {
+            --monitor_.granted_;
+        } else {
+            leave();
+        }
+    }
+
+    bool isGranted() const noexcept { return granted_; }
+    void grant() noexcept {
+        leave();
+        granted_ = true;
+        ++monitor_.granted_;
+    }
+
+private:
+    void leave() noexcept {
+        Waiter*& first = monitor_.first_;
+        if (first == this) first = next_ == this ? nullptr : next_;
+        before_->next_ = next_;
+        next_->before_ = before_;
+    }
+
+    const Monitor& monitor_;
+    Waiter* next_ = this;
+    Waiter* before_ = this;
+    bool granted_ = false;
+};
 
 Monitor::Monitor() : condition_(mutex_.impl(), MonotonicClock()) {}
 
@@ -58,39 +103,33 @@ bool Monitor::wait(const Time& timeout) const {
     return waitUntil(&deadline);
 }
 
-// A thread that wakes up takes one of the granted notifications, whichever signal woke it. There is
-// one for each thread that may continue.
 bool Monitor::waitUntil(const ACE_Time_Value* deadline) const {
     send(grant());
-    const unsigned long long before = broadcasts_;
-    ++waiting_;
+    Waiter self(*this);
     for (;;) {
         const bool failed = condition_.wait(deadline) != 0;
-        if (broadcasts_ != before) return true;
-        if (granted_ != 0) {
-            --granted_;
-            return true;
+        if (self.isGranted()) return true;
+        // The system may wake another thread than the one that has waited longest.
+        if (granted_ != 0 && mayBeLost_) {
+            mayBeLost_ = false;
+            condition_.broadcast();
         }
-        if (failed) {
-            --waiting_;
-            return false;
-        }
+        if (failed) return false;
     }
 }
 
-// Decides how many waiting threads may continue, and returns the number of signals to send.
+// Gives the pending notifications to the threads that have waited longest, and returns the number
+// of signals to send.
 long long Monitor::grant() const noexcept {
     const long long pending = std::exchange(pending_, 0);
-    if (pending == kAll) {
-        if (waiting_ == 0) return 0;
-        ++broadcasts_;
-        waiting_ = granted_ = 0;
-        return kAll;
+    long long count = 0;
+    while (first_ != nullptr && count != pending) {
+        first_->grant();
+        ++count;
     }
-    const auto granted = static_cast<unsigned>(std::min<long long>(pending, waiting_));
-    waiting_ -= granted;
-    granted_ += granted;
-    return granted;
+    if (count == 0) return 0;
+    mayBeLost_ = pending != kAll;
+    return mayBeLost_ ? count : kAll;
 }
 
 void Monitor::send(long long signals) const noexcept {

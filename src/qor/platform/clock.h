@@ -16,6 +16,18 @@ double monotonicFrequency() noexcept;
 // The seconds of the same counter, faster but up to a few milliseconds late.
 long long coarseSeconds() noexcept;
 
+// Hold it while a function of the C library uses the time zone. Such a function takes a lock of the
+// C library, which would stay taken in the child if another thread forked meanwhile: a fork waits
+// until no thread has a ZoneLock. (A program's own calls of localtime and the like are not
+// included.)
+class ZoneLock {
+public:
+    ZoneLock() noexcept;
+    ~ZoneLock();
+    ZoneLock(const ZoneLock&) = delete;
+    ZoneLock& operator=(const ZoneLock&) = delete;
+};
+
 // Local time in the zone that the last tzset found. Returns false if the year does not fit into its
 // field.
 bool localTime(long long seconds, std::tm& fields) noexcept;

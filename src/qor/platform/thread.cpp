@@ -26,10 +26,9 @@ void forgetNumbers() noexcept {
     processNumber.store(0, std::memory_order_relaxed);
 }
 
-// Must be called before a number is cached.
-void watchForks() noexcept {
-    static const int watched = pthread_atfork(nullptr, nullptr, forgetNumbers);
-    static_cast<void>(watched);
+// When the library is loaded, so that fork handlers of other code have the numbers of the child.
+[[gnu::constructor(101)]] void watchForks() noexcept {
+    pthread_atfork(nullptr, nullptr, forgetNumbers);
 }
 
 std::size_t wholePages(std::size_t size) noexcept {
@@ -130,17 +129,13 @@ void* run(void* argument) {
 }  // namespace
 
 unsigned currentThreadId() noexcept {
-    if (threadNumber == 0) {
-        watchForks();
-        threadNumber = static_cast<unsigned>(gettid());
-    }
+    if (threadNumber == 0) threadNumber = static_cast<unsigned>(gettid());
     return threadNumber;
 }
 
 unsigned currentProcessId() noexcept {
     unsigned id = processNumber.load(std::memory_order_relaxed);
     if (id == 0) {
-        watchForks();
         id = static_cast<unsigned>(getpid());
         processNumber.store(id, std::memory_order_relaxed);
     }

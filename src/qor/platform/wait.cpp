@@ -6,13 +6,18 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <ctime>
 
 namespace qor::platform {
 
 namespace {
 
 static_assert(sizeof(std::atomic<int>) == sizeof(int));
+
+// The time that SYS_futex reads: with 32 bits, timespec may have a larger second.
+struct FutexTime {
+    long seconds;
+    long nanoseconds;
+};
 
 // Does not change errno.
 template <class... Args>
@@ -26,9 +31,7 @@ long call(long number, Args... args) noexcept {
 }  // namespace
 
 void waitWhile(const std::atomic<int>& word, int value, long milliseconds) noexcept {
-    timespec time{};
-    time.tv_sec = milliseconds / 1000;
-    time.tv_nsec = milliseconds % 1000 * 1000000;
+    const FutexTime time{milliseconds / 1000, milliseconds % 1000 * 1000000};
     call(SYS_futex, &word, FUTEX_WAIT_PRIVATE, value, milliseconds == kForever ? nullptr : &time,
          nullptr, 0);
 }

@@ -32,7 +32,8 @@ ulong32 configuredNumber() {
 
 // At most Time::forever(): a callback may set the longest interval.
 Time saturatedSum(const Time& time, const Time& interval) noexcept {
-    return interval < Time::forever() - time ? time + interval : Time::forever();
+    const bool fits = time < Time() || interval < Time::forever() - time;
+    return fits ? time + interval : Time::forever();
 }
 
 // The number of slots for the constructor's argument.
