@@ -57,6 +57,7 @@ TEST(Time, TakesDurationsAndPointsInTime) {
         {duration<double>(0.25), 250000},
         {duration<float, std::milli>(-1.5F), -1500},
         {Thirds(1), 333333},
+        {Thirds(20000000000000), 6666666666666666666},
         {system_clock::time_point(seconds(7)), 7000000},
         {sys_days(2015y / August / 26), 1440547200000000},
         // To the last microsecond, and not beyond it.

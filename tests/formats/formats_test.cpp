@@ -118,6 +118,34 @@ TYPED_TEST(EveryFormat, LeavesMissingMembersUnchanged) {
     }
 }
 
+using Optionals = Tuple<Optional<long>, Optional<bool>, Optional<String>, Optional<Time>>;
+
+istr textOfOtherKinds(NbrFormat) {
+    return istr();
+}
+istr textOfOtherKinds(PmlFormat) {
+    return "(m0(abc)m1()m3())";
+}
+istr textOfOtherKinds(JsonFormat) {
+    return "{m0:\"1\",m1:1,m2:true,m3:[]}";
+}
+istr textOfOtherKinds(XmlFormat) {
+    return "<root><m0>abc</m0><m1/></root>";
+}
+
+TYPED_TEST(EveryFormat, KeepsOptionalValuesSetAndUnset) {
+    Optionals read;
+    const istr text = textOfOtherKinds(TypeParam());
+    if (!text.empty()) TypeParam::read(text, read);
+    EXPECT_TRUE(read == Optionals());
+    const Optionals set(0L, false, String(), Time());
+    for (const Optionals& written : {set, Optionals()}) {
+        Optionals again;
+        TypeParam::read(TypeParam::write(written), again);
+        EXPECT_TRUE(again == written);
+    }
+}
+
 // Like Node, through the interface.
 struct Chain : ThroughInterface<Chain> {
     std::vector<Chain> children;

@@ -171,6 +171,14 @@ TEST(TreeMaker, MakesContainersOfEverySizeAndDepth) {
                          "[ " + repeated(smallWritten + ", ", count - 1) + smallWritten + " ]");
         }
     }
+    // A root that is larger than the distances that values store.
+    const std::size_t count = 80000;
+    expectReadAs("[[]," + repeated("1,", count) + "{k:[2]}]",
+                 "[ [ ], " + repeated("1, ", count) + "{ \"k\":[ 2 ] } ]");
+    std::string object = "{\"k\":[ ], ";
+    for (std::size_t i = 0; i < count; ++i)
+        object += "\"k" + std::to_string(100000 + i) + "\":1, ";
+    expectReadAs(object + "\"l\":[ ]}", "{ " + object.substr(1) + "\"l\":[ ] }");
     for (const std::size_t depth : {30U, 31U, 32U, 33U, 64U, 65U, 200U}) {
         expectReadAs(repeated("[[1],", depth) + repeated("]", depth),
                      repeated("[ [ 1 ], ", depth - 1) + "[ [ 1 ]" + repeated(" ]", depth));

@@ -170,7 +170,8 @@ TEST(PmlParser, ReadsFiles) {
     EXPECT_EQ(treeOf(unit), "a=b");
     EXPECT_TRUE(ntvFromValueString(unit, File(String(dir.path("f.pml")).replace("/", "\\"))));
     EXPECT_EQ(treeOf(unit), "{a=b}");
-    for (const std::string& name : {dir.path("missing"), dir.path(), std::string()}) {
+    for (const std::string& name : {dir.path("missing"), dir.path(), std::string(),
+                                    dir.path("f.pml") + std::string("\0x", 2)}) {
         EXPECT_FALSE(ntvFromPml(unit, File(name))) << name;
         EXPECT_TRUE(unit.empty());
         unit.addChild("a");

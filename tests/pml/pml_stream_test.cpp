@@ -81,10 +81,12 @@ TEST(Stream, FindsAndCreatesChildren) {
     EXPECT_EQ(s.name() + s.type(), "NT");
 
     stream other("r(a(new)b(:t(1)e(2))(unnamed))", false);
+    s["p/q"] << 3;
+    other["p/q"] << 4;
     s.combine(other);
     s.combine(s);
     s.combine(stream("scalar", true));
-    EXPECT_EQ(treeOf(s.unit()), "N:T{a{b=1} c= d{=} x=0 y=1 z=2 b{:t=1 e=2}}");
+    EXPECT_EQ(treeOf(s.unit()), "N:T{a{b=1} c= d{=} x=0 y=1 z=2 p/q=3 b{:t=1 e=2}}");
     EXPECT_TRUE(isSound(s.unit()) && isSound(other.unit()));
 }
 

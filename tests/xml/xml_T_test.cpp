@@ -63,6 +63,9 @@ TEST(XmlField, WritesByTheFormat) {
     };
     for (const auto& c : cases)
         EXPECT_EQ(c.written, c.expected);
+    // No line is broken.
+    EXPECT_EQ(written(Tuple(Bytes(istr(std::string(90, 'a'))))),
+              "<root><m0 __type__=\"base64\">" + repeated("YWFh", 30) + "</m0></root>");
 }
 
 TEST(XmlField, TakesAnElementOrAnAttribute) {

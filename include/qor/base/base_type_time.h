@@ -8,6 +8,7 @@
 #include <functional>
 #include <iosfwd>
 #include <limits>
+#include <ratio>
 
 #include "qor/base/base_type_string.h"
 
@@ -187,7 +188,8 @@ private:
         if (usec >= 0x1p63L) return Limits::max();
         if (!(usec >= -0x1p63L)) return Limits::min();
         // Exact for integers, if the unit needs only a multiplication or only a division.
-        if constexpr (std::is_integral_v<Rep> && (Period::num == 1 || Period::den == 1)) {
+        using Factor = std::ratio_divide<Period, std::micro>;
+        if constexpr (std::is_integral_v<Rep> && (Factor::num == 1 || Factor::den == 1)) {
             return std::chrono::duration_cast<std::chrono::microseconds>(duration).count();
         } else {
             return static_cast<long long>(usec);

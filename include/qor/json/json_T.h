@@ -43,8 +43,9 @@ inline constexpr char kMapped[] = "value";
 
 template <class T>
 void store(JsonUnit& unit, const T& value);
+// Returns false if the unit is of another kind. A type with a codec of its own decides by itself.
 template <class T>
-void load(const JsonUnit& unit, T& target);
+bool load(const JsonUnit& unit, T& target);
 
 // A map whose keys are text, and unique.
 template <class C>
@@ -163,49 +164,55 @@ bool appendLoaded(const JsonUnit& unit, C& elements) requires MapContainer<C> {
 }
 
 template <class C>
-void loadElements(const JsonUnit& unit, C& target) {
+bool loadElements(const JsonUnit& unit, C& target) {
     C elements;
+    bool fits = false;
     if (const JsonArray* const array = unit.arrayValue()) {
         reserveElements(elements, array->size());
-        bool fits = array->size() == 0;
+        fits = array->size() == 0;
         for (const JsonUnit& element : *array)
             fits = appendLoaded(element, elements) || fits;
-        if (fits) target = std::move(elements);
-        return;
-    }
-    if constexpr (MapContainer<C>) {
-        const JsonObject* const object = unit.objectValue();
-        if (object == nullptr) return;
+    } else if constexpr (MapContainer<C>) {
         if constexpr (std::derived_from<typename C::key_type, std::string>) {
+            const JsonObject* const object = unit.objectValue();
+            if (object == nullptr) return false;
             for (const auto& [key, child] : *object) {
                 typename C::mapped_type mapped{};
                 loadElement(child, mapped);
                 putEntry(elements, typename C::key_type(key), std::move(mapped));
             }
-            target = std::move(elements);
+            fits = true;
         }
     }
+    if (fits) target = std::move(elements);
+    return fits;
 }
 
 template <class T>
-void load(const JsonUnit& unit, T& target) {
+bool load(const JsonUnit& unit, T& target) {
     if constexpr (OptionalValue<T>) {
-        if (unit.isNull()) return;
-        readPresent(target, [&](auto& present) { load(unit, present); });
+        return !unit.isNull() &&
+               readPresent(target, [&](auto& present) { return load(unit, present); });
     } else if constexpr (std::derived_from<T, JsonCodecInterface>) {
         const JsonInputStream part(unit);
         target.decodeJson(part);
+        return true;
     } else if constexpr (Object<T>) {
         const ReadingDepth depth;
         const JsonInputStream in(unit);
         JsonStream part(in);
         target.codec(part);
+        return unit.objectValue() != nullptr;
     } else if constexpr (List<T>) {
-        loadElements(unit, target);
+        return loadElements(unit, target);
+    } else if constexpr (requires { JsonConversion::read(unit, target); }) {
+        return JsonConversion::read(unit, target);
     } else if constexpr (requires { unit >> target; }) {
         unit >> target;
+        return true;
     } else {
         refuseType<JsonStream, T>();
+        return false;
     }
 }
 

@@ -18,41 +18,52 @@
 namespace qor::json {
 
 // A Source has readNumber(istr&) and readString(istr&), which set the argument to the text of a
-// value of that kind and return true, and readBoolean(bool&). For a value of another kind all leave
-// their argument unchanged, and the first two return false.
+// value of that kind and return true, and readBoolean(bool&). For a value of another kind they
+// leave their argument unchanged and return false. So does read().
 class JsonConversion {
 public:
     template <class Source, WireScalar T>
-    static void read(const Source& source, T& target) {
+    static bool read(const Source& source, T& target) {
         if constexpr (NumberWrapper<T>) {
-            read(source, target.value());
+            return read(source, target.value());
         } else if constexpr (std::same_as<T, bool>) {
-            source.readBoolean(target);
-        } else if (istr text; source.readNumber(text)) {
+            return source.readBoolean(target);
+        } else {
+            istr text;
+            if (!source.readNumber(text)) return false;
             Number<T> number{};
             parseNumber(text, number);
             target = static_cast<T>(number);
+            return true;
         }
     }
     template <class Source>
-    static void read(const Source& source, std::string& target) {
-        if (istr text; source.readString(text)) target.assign(std::string_view(text));
-    }
-    template <class Source>
-    static void read(const Source& source, std::wstring& target) {
-        if (istr text; source.readString(text)) utf8ToWstring(text, target);
-    }
-    template <class Source>
-    static void read(const Source& source, Bytes& target) {
-        if (istr text; source.readString(text)) Base64::decode(text, target);
-    }
-    template <class Source>
-    static void read(const Source& source, Time& target) {
+    static bool read(const Source& source, std::string& target) {
         istr text;
-        if (!source.readNumber(text)) return;
+        if (!source.readString(text)) return false;
+        target.assign(std::string_view(text));
+        return true;
+    }
+    template <class Source>
+    static bool read(const Source& source, std::wstring& target) {
+        istr text;
+        if (!source.readString(text)) return false;
+        utf8ToWstring(text, target);
+        return true;
+    }
+    template <class Source>
+    static bool read(const Source& source, Bytes& target) {
+        istr text;
+        if (!source.readString(text)) return false;
+        Base64::decode(text, target);
+        return true;
+    }
+    template <class Source>
+    static bool read(const Source& source, Time& target) {
         long long milliSeconds = 0;
-        parseNumber(text, milliSeconds);
+        if (!read(source, milliSeconds)) return false;
         target = Time::milliSeconds(milliSeconds);
+        return true;
     }
 
     // The type as which a number is written and read. Characters are numbers in JSON.

@@ -205,7 +205,7 @@ private:
     bool readString(istr& text) const { return readText(JsonKind::String, text); }
     istr scalarText() const;
     void view(istr& text) const;
-    void readBoolean(bool& target) const noexcept;
+    bool readBoolean(bool& target) const noexcept;
 
     // Short numbers: their text, and whether a text fits into one.
     istr shortText() const noexcept;

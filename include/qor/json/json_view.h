@@ -130,10 +130,11 @@ private:
         text = scalar;
         return true;
     }
-    void readBoolean(bool& target) const noexcept {
+    bool readBoolean(bool& target) const noexcept {
         istr scalar;
-        if (!readText(scalar) || Node::scalarKind(scalar) != JsonKind::Boolean) return;
+        if (!readText(scalar) || Node::scalarKind(scalar) != JsonKind::Boolean) return false;
         target = *scalar == 't';
+        return true;
     }
 
     const NodeTree* tree_ = nullptr;

@@ -69,8 +69,9 @@ namespace binding {
 
 template <class T>
 void store(ntv::Unit& unit, const T& value);
+// Returns false if the unit has a text that cannot be parsed.
 template <class T>
-void load(const ntv::Unit& unit, const stream& around, T& target);
+bool load(const ntv::Unit& unit, const stream& around, T& target);
 
 // Adds a child with a value to `parent`, and sets its type if `type` is not empty.
 template <class T>
@@ -161,19 +162,36 @@ void loadElements(const ntv::Unit& unit, const stream& around, C& target) {
     target = std::move(elements);
 }
 
+// Whether the text is that of a T() that was written. It cannot be read if it is empty, as that of
+// a String() is.
 template <class T>
-void load(const ntv::Unit& unit, const stream& around, T& target) {
+bool hasDefaultText(const ntv::Unit& unit) {
+    if constexpr (requires(ntv::Unit & written) { written << T(); }) {
+        ntv::Unit written;
+        written << T();
+        return unit.listValue() == nullptr && unit.getStringValue() == written.getStringValue();
+    }
+    return false;
+}
+
+template <class T>
+bool load(const ntv::Unit& unit, const stream& around, T& target) {
     if constexpr (OptionalValue<T>) {
-        readPresent(target, [&](auto& present) { load(unit, around, present); });
+        return readPresent(target, [&](auto& present) {
+            return load(unit, around, present) || hasDefaultText<typename T::value_type>(unit);
+        });
     } else if constexpr (Object<T>) {
         part_stream part(unit, around);
         target.codec(part.get());
+        return true;
     } else if constexpr (List<T>) {
         loadElements(unit, around, target);
+        return true;
     } else if constexpr (requires { unit >> target; }) {
-        unit >> target;
+        return unit >> target;
     } else {
         refuseType<stream, T>();
+        return false;
     }
 }
 

@@ -45,8 +45,8 @@ public:
     void from(istr text, bool valueString);
     void from(iwstr text, bool valueString);
     void from(istr filename, from_file tag, bool valueString);
-    // Copies each child of `other` for whose name has() is false here. Children without a name are
-    // never copied.
+    // Copies each child of `other` for whose name has() is false here and that no child has here.
+    // Children without a name are never copied.
     void combine(const stream& other);
 
     void setAsInputStream() const noexcept { direction_ = kInput; }

@@ -79,13 +79,14 @@ istr JsonUnit::scalarText() const {
     return static_cast<const JsonText*>(made())->text();
 }
 
-void JsonUnit::readBoolean(bool& target) const noexcept {
-    if (kind() != JsonKind::Boolean) return;
+bool JsonUnit::readBoolean(bool& target) const noexcept {
+    if (kind() != JsonKind::Boolean) return false;
     if (isLazy(word_)) {
         target = TreeMaker::lazyAt(*this).text()[0] == 't';
     } else {
         target = static_cast<const JsonBoolean*>(valueOf(word_))->getValue();
     }
+    return true;
 }
 
 template <class T>

@@ -11,11 +11,13 @@ namespace qor::json {
 
 namespace {
 
+constexpr std::size_t sizeOfUnits(bool object, std::size_t count) noexcept {
+    return count * (object ? sizeof(JsonObject::value_type) : sizeof(JsonUnit));
+}
+
 // The size of a container and its units.
 constexpr std::size_t sizeOf(bool object, std::size_t count) noexcept {
-    using Pair = JsonObject::value_type;
-    if (object) return sizeof(JsonObject) + count * sizeof(Pair);
-    return sizeof(JsonArray) + count * sizeof(JsonUnit);
+    return (object ? sizeof(JsonObject) : sizeof(JsonArray)) + sizeOfUnits(object, count);
 }
 
 }  // namespace
@@ -242,7 +244,7 @@ void TreeMaker::fillPairs(const JsonObject& object, const Container& of, unsigne
 void TreeMaker::makeSlots(const JsonArray& root) {
     TreeMaker maker(*root.block()->tree);
     const Container container = maker.look(0);
-    maker.openRoom(sizeOf(false, container.count));
+    maker.openRoom(sizeOfUnits(false, container.count));
     maker.fillUnits(root, container, kMostDepth);
     maker.closeRoom();
     root.isUnmade_ = false;
@@ -251,7 +253,7 @@ void TreeMaker::makeSlots(const JsonArray& root) {
 void TreeMaker::makeSlots(const JsonObject& root) {
     TreeMaker maker(*root.block()->tree);
     const Container container = maker.look(0);
-    maker.openRoom(sizeOf(true, container.count));
+    maker.openRoom(sizeOfUnits(true, container.count));
     maker.fillPairs(root, container, kMostDepth);
     maker.closeRoom();
     root.isUnmade_ = false;

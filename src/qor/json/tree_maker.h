@@ -69,7 +69,9 @@ private:
 
     Container look(ulong32 node);
     ulong32 countOf(ulong32 array) const noexcept;
-    // Call these before and after creating values. In between, only look() can raise.
+    // Call these before and after creating values. In between, only look() can raise. `size` is
+    // exactly what the first container takes: a page that is larger than usual is then full, and no
+    // value is so far from its start that place_ could not store the distance.
     void openRoom(std::size_t size);
     void closeRoom() noexcept;
     void* take(std::size_t size) noexcept { return std::exchange(at_, at_ + size); }

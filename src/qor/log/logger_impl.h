@@ -64,7 +64,7 @@ public:
     // Call these two before other threads know the logger.
     void init(const std::string& name);
     // The logger that was created before this one.
-    void older(loggerImpl* logger) noexcept { older_ = logger; }
+    void older(loggerImpl* before) noexcept { older_ = before; }
     loggerImpl* older() const noexcept { return older_; }
     // Closes the file and resets the switches to those of a new logger. The name is kept.
     void reset();

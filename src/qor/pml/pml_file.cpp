@@ -5,8 +5,18 @@
 
 namespace qor::pml {
 
+namespace {
+
+// Empty, which names no file, for a name with a zero: the system would open the part before it.
+std::string pathOf(const String& name) {
+    if (name.find('\0') != name.npos) return std::string();
+    return platform::nativePath(name.toWstring());
+}
+
+}  // namespace
+
 bool File::open(std::ifstream& stream) const {
-    const std::string path = platform::nativePath(filename_.toWstring());
+    const std::string path = pathOf(filename_);
     // Opening a directory succeeds, but reading from it fails.
     platform::FileStatus status;
     if (platform::fileStatus(path, status) && status.isDirectory) {
@@ -18,7 +28,7 @@ bool File::open(std::ifstream& stream) const {
 }
 
 bool File::open(std::ofstream& stream) const {
-    stream.open(platform::nativePath(filename_.toWstring()), std::ios::out | std::ios::trunc);
+    stream.open(pathOf(filename_), std::ios::out | std::ios::trunc);
     return stream.good();
 }
 

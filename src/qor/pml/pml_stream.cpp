@@ -2,6 +2,7 @@
 
 #include <new>
 #include <ostream>
+#include <utility>
 
 namespace qor::pml {
 
@@ -62,7 +63,9 @@ void stream::combine(const stream& other) {
     if (list == nullptr) return;
     for (unsigned long i = 0; i < list->size(); ++i) {
         const ntv::Unit& child = *list->at(i);
-        if (!has(child.name())) unit().addChild(child);
+        // A name with "/" is a path for has().
+        const bool isKnown = has(child.name()) || std::as_const(unit()).at(child.name()) != nullptr;
+        if (!isKnown) unit().addChild(child);
     }
 }
 
