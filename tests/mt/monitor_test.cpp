@@ -1,5 +1,6 @@
 #include "qor/mt/monitor.h"
 
+#include "support/child.h"
 #include "support/test.h"
 #include "support/threads.h"
 
@@ -92,6 +93,25 @@ TEST(Monitor, GivesANotificationToTheThreadThatWaitedBefore) {
         EXPECT_EQ(waiters.woken(1), 1);
     }
 }
+
+#ifndef __SANITIZE_THREAD__  // lets a child start no threads
+TEST(Monitor, ForgetsInAChildTheThreadsOfTheParent) {
+    Waiters waiters(3);
+    const int status = statusOf([&] {
+        alarm(30);
+        // On the stacks of the threads that wait in the parent.
+        Waiters others(3);
+        {
+            const Monitor::Lock lock(waiters.monitor);
+            waiters.monitor.notify();
+        }
+        const Monitor::Lock lock(others.monitor);
+        others.monitor.notifyAll();
+        _exit(0);
+    });
+    EXPECT_EQ(status, 0);
+}
+#endif
 
 TEST(Monitor, WaitsForTheTimeAndNotLonger) {
     const Monitor monitor;

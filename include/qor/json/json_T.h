@@ -43,7 +43,14 @@ inline constexpr char kMapped[] = "value";
 
 template <class T>
 void store(JsonUnit& unit, const T& value);
-// Returns false if the unit is of another kind. A type with a codec of its own decides by itself.
+// The types that JsonConversion reads. A type that is derived from one of them may have operators
+// of its own.
+template <class T>
+concept Converted = WireScalar<T> || std::same_as<T, std::string> || std::same_as<T, String> ||
+    std::same_as<T, std::wstring> || std::same_as<T, Bytes> || std::same_as<T, Time>;
+
+// Returns false if the unit is of another kind. Types with code of their own decide by themselves:
+// the result is true for them.
 template <class T>
 bool load(const JsonUnit& unit, T& target);
 
@@ -205,7 +212,7 @@ bool load(const JsonUnit& unit, T& target) {
         return unit.objectValue() != nullptr;
     } else if constexpr (List<T>) {
         return loadElements(unit, target);
-    } else if constexpr (requires { JsonConversion::read(unit, target); }) {
+    } else if constexpr (Converted<T>) {
         return JsonConversion::read(unit, target);
     } else if constexpr (requires { unit >> target; }) {
         unit >> target;

@@ -76,6 +76,8 @@ private:
     mutable unsigned granted_ = 0;
     // Whether a signal for one of them may have woken another thread.
     mutable bool mayBeLost_ = false;
+    // A child does not have the threads of the ring: the forks before the last use of the ring.
+    mutable unsigned short forks_;
 };
 
 }  // namespace qor

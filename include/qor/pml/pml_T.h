@@ -69,7 +69,8 @@ namespace binding {
 
 template <class T>
 void store(ntv::Unit& unit, const T& value);
-// Returns false if the unit has a text that cannot be parsed.
+// Returns false if the unit has a text that cannot be parsed. An operator >> of the program may
+// return anything; if that is not a bool, the result is true.
 template <class T>
 bool load(const ntv::Unit& unit, const stream& around, T& target);
 
@@ -188,7 +189,12 @@ bool load(const ntv::Unit& unit, const stream& around, T& target) {
         loadElements(unit, around, target);
         return true;
     } else if constexpr (requires { unit >> target; }) {
-        return unit >> target;
+        if constexpr (std::same_as<decltype(unit >> target), bool>) {
+            return unit >> target;
+        } else {
+            unit >> target;
+            return true;
+        }
     } else {
         refuseType<stream, T>();
         return false;

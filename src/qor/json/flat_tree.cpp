@@ -57,9 +57,9 @@ public:
     using Slot = std::atomic<Shape*>;
 
     static ShapeTable* make(std::size_t nodes) {
-        // Few buckets are enough: a tree has many objects of few shapes, or few objects with many
-        // keys.
-        const std::size_t buckets = std::bit_ceil(std::clamp<std::size_t>(nodes / 32, 8, 1 << 16));
+        // Few buckets are enough: most trees have many objects of few shapes, or few objects with
+        // many keys. If each object has keys of its own, a list has about ten shapes.
+        const std::size_t buckets = std::bit_ceil(std::max<std::size_t>(nodes / 32, 8));
         const std::size_t size = sizeof(ShapeTable) + buckets * sizeof(Slot);
         void* const block = newNode(size, kMaker);
         auto* const table = ::new (block) ShapeTable(buckets);

@@ -6,6 +6,8 @@
 #include <limits>
 #include <utility>
 
+#include "platform/thread.h"
+
 namespace qor {
 
 namespace {
@@ -68,7 +70,7 @@ private:
     bool granted_ = false;
 };
 
-Monitor::Monitor() : condition_(mutex_.impl(), MonotonicClock()) {}
+Monitor::Monitor() : condition_(mutex_.impl(), MonotonicClock()), forks_(platform::forkCount()) {}
 
 Monitor::~Monitor() = default;
 
@@ -121,6 +123,13 @@ bool Monitor::waitUntil(const ACE_Time_Value* deadline) const {
 // Gives the pending notifications to the threads that have waited longest, and returns the number
 // of signals to send.
 long long Monitor::grant() const noexcept {
+    if (forks_ != platform::forkCount()) {
+        // A child does not have the threads that waited, and may use their stacks for its own.
+        forks_ = platform::forkCount();
+        first_ = nullptr;
+        granted_ = 0;
+        mayBeLost_ = false;
+    }
     const long long pending = std::exchange(pending_, 0);
     long long count = 0;
     while (first_ != nullptr && count != pending) {

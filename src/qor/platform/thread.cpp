@@ -21,14 +21,17 @@ constexpr std::size_t kLeastRoom = 64 * 1024;
 constinit thread_local unsigned threadNumber = 0;
 constinit std::atomic<unsigned> processNumber{0};
 
-void forgetNumbers() noexcept {
+constinit std::atomic<unsigned short> forks{0};
+
+void enterChild() noexcept {
+    forks.fetch_add(1, std::memory_order_relaxed);
     threadNumber = 0;
     processNumber.store(0, std::memory_order_relaxed);
 }
 
 // When the library is loaded, so that fork handlers of other code have the numbers of the child.
 [[gnu::constructor(101)]] void watchForks() noexcept {
-    pthread_atfork(nullptr, nullptr, forgetNumbers);
+    pthread_atfork(nullptr, nullptr, enterChild);
 }
 
 std::size_t wholePages(std::size_t size) noexcept {
@@ -140,6 +143,10 @@ unsigned currentProcessId() noexcept {
         processNumber.store(id, std::memory_order_relaxed);
     }
     return id;
+}
+
+unsigned short forkCount() noexcept {
+    return forks.load(std::memory_order_relaxed);
 }
 
 bool threadExists(unsigned id) noexcept {

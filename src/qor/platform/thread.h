@@ -12,6 +12,10 @@ namespace qor::platform {
 unsigned currentThreadId() noexcept;
 unsigned currentProcessId() noexcept;
 
+// How often a process forked on the way to this one, since the library was loaded. Of objects that
+// the child took over, state that belongs to threads of the parent has an older number.
+unsigned short forkCount() noexcept;
+
 // Whether the process has a thread with this number. The system reuses the numbers of ended
 // threads.
 bool threadExists(unsigned id) noexcept;
