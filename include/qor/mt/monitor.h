@@ -19,9 +19,9 @@ namespace qor {
 //         monitor.notify();
 //     }
 //
-// Each notification wakes one thread that is waiting when it is sent; if no thread is waiting, it
-// is lost. There are no spurious wake-ups. Still, test the condition in a loop: another thread may
-// take the mutex before the woken thread has it.
+// Each notification wakes one thread that is waiting when it is sent: the one that has waited
+// longest. If no thread is waiting, it is lost. There are no spurious wake-ups. Still, test the
+// condition in a loop: another thread may take the mutex before the woken thread has it.
 //
 // Any thread may use a monitor; it is not recursive. unlock sends the signals after it has released
 // the mutex: the caller must ensure that no other thread destroys the monitor before unlock
