@@ -163,8 +163,8 @@ void loadElements(const ntv::Unit& unit, const stream& around, C& target) {
     target = std::move(elements);
 }
 
-// Whether the text is that of a T() that was written. It cannot be read if it is empty, as that of
-// a String() is.
+// Whether the unit has the text of a T() that was written: the empty text of a String() is a value,
+// although >> does not read it.
 template <class T>
 bool hasDefaultText(const ntv::Unit& unit) {
     if constexpr (requires(ntv::Unit & written) { written << T(); }) {

@@ -9,7 +9,8 @@
 namespace qor::pml {
 
 // The name of a file from which pml is read or to which it is written. The constructor opens
-// nothing. The name is in the configured code page, with "\" or "/" between its parts.
+// nothing. The name is in the configured code page, with "\" or "/" between its parts;
+// one with a zero in it names no file.
 class QOR_API File {
 public:
     File() noexcept = default;

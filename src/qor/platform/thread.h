@@ -12,8 +12,8 @@ namespace qor::platform {
 unsigned currentThreadId() noexcept;
 unsigned currentProcessId() noexcept;
 
-// How often a process forked on the way to this one, since the library was loaded. Of objects that
-// the child took over, state that belongs to threads of the parent has an older number.
+// The number of forks between the process that loaded the library and this one. An object that
+// stores it with what belongs to its threads can tell in a child that these threads do not exist.
 unsigned short forkCount() noexcept;
 
 // Whether the process has a thread with this number. The system reuses the numbers of ended
