@@ -69,6 +69,12 @@ struct Open {
     unsigned long next;
 };
 
+// The parser ignores the first zero byte and what follows it.
+istr partParsed(istr content) {
+    const std::string_view text(content);
+    return istr(text.substr(0, text.find('\0')));
+}
+
 // The offset of the fault. Parses the content again with a Counter, which would slow down the first
 // parse.
 unsigned long placeOfFault(istr content) {
@@ -90,9 +96,10 @@ std::unique_ptr<XMLNode> parse(istr content) {
         std::unique_ptr<XMLNode> root(parser.release());
         if (root != nullptr) return root;
     } catch (const qor::XMLRuntimeException& e) {
-        throw BadContent(placeOf(content, placeOfFault(content)) + ": " + e.msg());
+        const istr parsed = partParsed(content);
+        throw BadContent(placeOf(content, placeOfFault(parsed)) + ": " + e.msg());
     }
-    throw BadContent(placeOf(content, content.size()) + ": no element in it");
+    throw BadContent(placeOf(content, partParsed(content).size()) + ": no element in it");
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 // qor-log: shows the logs of the library's loggers.
 
+#include <poll.h>
 #include <unistd.h>
 
 #include <ctime>
@@ -110,6 +111,13 @@ void readLog(const std::string& path, const LogOptions& options, Output& out, Vi
     }
 }
 
+// Whether standard input has more bytes, or ends, before a short pause is over.
+bool isMoreComing() {
+    constexpr int kPauseMs = 20;
+    pollfd input = {STDIN_FILENO, POLLIN, 0};
+    return ::poll(&input, 1, kPauseMs) != 0;
+}
+
 void readStandardInput(Output& out, Viewer& viewer) {
     RecordSplitter splitter;
     const auto take = [&](std::string_view text) { viewer.take(text); };
@@ -119,6 +127,9 @@ void readStandardInput(Output& out, Viewer& viewer) {
         if (count == 0) break;
         if (count < 0) throw Failure("standard input cannot be read");
         splitter.feed(std::string_view(bytes.data(), static_cast<std::size_t>(count)), take);
+        out.flush();
+        // The last entry is complete unless the rest of it arrives at once.
+        if (isMoreComing()) continue;
         splitter.flush(false, take);
         out.flush();
     }

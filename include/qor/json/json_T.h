@@ -225,7 +225,8 @@ bool load(const JsonUnit& unit, T& target) {
 
 }  // namespace binding
 
-// A field of a codec. A written field replaces a field of the same name.
+// A field of a codec. If the object already has a field of the same name, a value or a container
+// replaces it; an object keeps those fields of the old object that it does not write.
 template <class T>
 void field(JsonOutputStream& s, const FieldKey& key, const T& member) {
     if (isPresent(member)) binding::store(s.child(key.name), member);

@@ -260,8 +260,8 @@ XMLStream& attrField(XMLStream& s, const FieldKey& key, T& member) {
     return s;
 }
 
-// Write an object to the stream's node, and read it from there. Reading from a stream without a
-// node changes nothing.
+// Write an object to the stream's node, and read it from there. A container is appended to what the
+// node contains. Reading from a stream without a node changes nothing.
 template <class T>
 void encode(XMLOutStream& s, const T& object) {
     binding::store(s.node(), object);

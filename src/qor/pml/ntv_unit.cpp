@@ -320,14 +320,6 @@ bool Unit::ByName::operator()(const Unit* left, const Unit* right) const noexcep
     return istr(left->name_) < istr(right->name_);
 }
 
-bool Unit::ByName::operator()(const Unit* left, istr right) const noexcept {
-    return istr(left->name_) < right;
-}
-
-bool Unit::ByName::operator()(istr left, const Unit* right) const noexcept {
-    return left < istr(right->name_);
-}
-
 std::unique_ptr<Unit::Children> Unit::initChildrenMap(const ValueBase* value) {
     if (value == nullptr || value->kind_ != ValueBase::Kind::List) return nullptr;
     const auto& list = static_cast<const ListValue&>(*value);

@@ -54,6 +54,15 @@ Unit* Unit::searchIn(const ListValue& list, unsigned long count, istr name) noex
     return nullptr;
 }
 
+// The comparisons of a search, in the file of the search so that they are inlined.
+bool Unit::ByName::operator()(const Unit* left, istr right) const noexcept {
+    return istr(left->name_) < right;
+}
+
+bool Unit::ByName::operator()(istr left, const Unit* right) const noexcept {
+    return left < istr(right->name_);
+}
+
 Unit* Unit::findChild(istr name) const noexcept {
     const ListValue* const list = listValue();
     if (list == nullptr || name.empty()) return nullptr;
