@@ -6,6 +6,7 @@
 #include "choices.h"
 #include "qor/json/json_unit.h"
 #include "qor/json/qor_json_parser.h"
+#include "repeated.h"
 #include "require.h"
 
 namespace {
@@ -92,7 +93,8 @@ void build(Choices& choices, JsonUnit& root) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t size) {
-    Choices choices(istr(data, size));
+    const std::string input = fuzz::repeated(data, size);
+    Choices choices((istr(input)));
     JsonUnit root;
     build(choices, root);
     for (const bool pretty : {false, true}) {

@@ -4,10 +4,12 @@
 
 #include "qor/log/log_dumper.h"
 #include "qor/nbr/parser.h"
+#include "repeated.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t size) {
     using namespace qor;
-    const istr input(data, size);
+    const std::string bytes = fuzz::repeated(data, size);
+    const istr input(bytes);
     try {
         const std::unique_ptr<nbr::ValueBase> value(nbr::parser::from(input));
         if (const auto* complex = dynamic_cast<const nbr::ComplexValue*>(value.get())) {

@@ -10,6 +10,7 @@
 #include "qor/base/base_type_number.h"
 #include "qor/nbr/binding.h"
 #include "qor/util/optional.h"
+#include "repeated.h"
 
 namespace {
 
@@ -60,9 +61,10 @@ Bytes encoded(const Everything& object) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t size) {
+    const std::string input = fuzz::repeated(data, size);
     Everything object;
     try {
-        nbr::decode(istr(data, size), object);
+        nbr::decode(istr(input), object);
     } catch (const nbr::DecodeException&) {
     } catch (const BinaryDecodeException&) {
     }

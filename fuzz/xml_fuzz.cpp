@@ -5,6 +5,7 @@
 #include <string>
 
 #include "qor/xml/XMLParser.h"
+#include "repeated.h"
 #include "xml_tree.h"
 
 namespace {
@@ -63,11 +64,12 @@ Outcome outcomeOf(istr text, bool further) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t size) {
-    const istr text(data, size);
+    const std::string input = fuzz::repeated(data, size);
+    const istr text(input);
     outcomeOf(text, true);
     Outcome first = outcomeOf(text, false);
     // Bytes after the first zero are ignored.
-    const Outcome again = outcomeOf(std::string(data, data + size).c_str(), false);
+    const Outcome again = outcomeOf(input.c_str(), false);
     require(first.line == again.line && first.calls == again.calls);
     require((first.tree == nullptr) == (again.tree == nullptr));
     if (first.tree == nullptr) return 0;
