@@ -146,5 +146,22 @@ TEST(Lifecycle, LogsOnBothSidesOfAFork) {
     EXPECT_TRUE(contains(entries, "     CAUSE: child\n") && contains(entries, "[INFO]f() parent"));
 }
 
+// Although the threads of the parent do not exist in the child.
+TEST(Lifecycle, EndsInAForkedChild) {
+    const int status = statusOf([] {
+        const InitFini library("test", false, 0);
+        int failure = 0;
+        // At least one of the forks finds the thread of the timers waiting.
+        for (int i = 0; i < 10 && failure == 0; ++i) {
+            failure = statusOf([] {
+                alarm(30);
+                fini();
+            });
+        }
+        std::exit(failure == 0 ? 0 : 1);
+    });
+    EXPECT_EQ(status, 0);
+}
+
 }  // namespace
 }  // namespace qor

@@ -105,8 +105,24 @@ TEST(Monitor, ForgetsInAChildTheThreadsOfTheParent) {
             const Monitor::Lock lock(waiters.monitor);
             waiters.monitor.notify();
         }
-        const Monitor::Lock lock(others.monitor);
-        others.monitor.notifyAll();
+        {
+            const Monitor::Lock lock(others.monitor);
+            others.monitor.notifyAll();
+        }
+        // A notification is for a thread of the child.
+        bool waits = false;
+        std::thread own([&] {
+            const Monitor::Lock lock(waiters.monitor);
+            waits = true;
+            waiters.monitor.wait();
+        });
+        for (bool sent = false; !sent; ThreadControl::yield()) {
+            const Monitor::Lock lock(waiters.monitor);
+            sent = waits;
+            if (sent) waiters.monitor.notify();
+        }
+        own.join();
+        std::destroy_at(&waiters.monitor);
         _exit(0);
     });
     EXPECT_EQ(status, 0);

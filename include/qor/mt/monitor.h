@@ -25,7 +25,8 @@ namespace qor {
 //
 // Any thread may use a monitor; it is not recursive. unlock sends the signals after it has released
 // the mutex: the caller must ensure that no other thread destroys the monitor before unlock
-// returns.
+// returns. In a forked child it has no waiting threads; the lock must not have been held by another
+// thread at the fork.
 class QOR_API Monitor : noncopyable {
 public:
     // Holds a Monitor for a scope.
@@ -64,6 +65,7 @@ private:
     bool waitUntil(const ACE_Time_Value* deadline) const;
     long long grant() const noexcept;
     void send(long long signals) const noexcept;
+    void forgetOtherProcess() const noexcept;
 
     Mutex mutex_;
     mutable ACE_Condition_Thread_Mutex condition_;

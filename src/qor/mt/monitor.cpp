@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <new>
 #include <utility>
 
 #include "platform/thread.h"
@@ -72,7 +73,9 @@ private:
 
 Monitor::Monitor() : condition_(mutex_.impl(), MonotonicClock()), forks_(platform::forkCount()) {}
 
-Monitor::~Monitor() = default;
+Monitor::~Monitor() {
+    forgetOtherProcess();
+}
 
 void Monitor::lock() const {
     mutex_.lock();
@@ -123,13 +126,7 @@ bool Monitor::waitUntil(const ACE_Time_Value* deadline) const {
 // Gives the pending notifications to the threads that have waited longest, and returns the number
 // of signals to send.
 long long Monitor::grant() const noexcept {
-    if (forks_ != platform::forkCount()) {
-        // A child does not have the threads that waited, and may use their stacks for its own.
-        forks_ = platform::forkCount();
-        first_ = nullptr;
-        granted_ = 0;
-        mayBeLost_ = false;
-    }
+    forgetOtherProcess();
     const long long pending = std::exchange(pending_, 0);
     long long count = 0;
     while (first_ != nullptr && count != pending) {
@@ -139,6 +136,17 @@ long long Monitor::grant() const noexcept {
     if (count == 0) return 0;
     mayBeLost_ = pending != kAll;
     return mayBeLost_ ? count : kAll;
+}
+
+// A child does not have the threads that waited, and may use their stacks for its own. The
+// condition would give signals to them, and its destructor would wait for them: it is made again.
+void Monitor::forgetOtherProcess() const noexcept {
+    if (forks_ == platform::forkCount()) return;
+    forks_ = platform::forkCount();
+    first_ = nullptr;
+    granted_ = 0;
+    mayBeLost_ = false;
+    new (&condition_) ACE_Condition_Thread_Mutex(mutex_.impl(), MonotonicClock());
 }
 
 void Monitor::send(long long signals) const noexcept {
