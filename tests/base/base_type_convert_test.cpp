@@ -197,6 +197,11 @@ TEST(Pages, ConvertBothWays) {
     }
 }
 
+// iconv consumes this sequence and reports it as malformed.
+TEST(Pages, ReadNothingAfterAMalformedEnd) {
+    EXPECT_EQ(toWstring(ansi(istr("\xA2\xE8 after", 2)), 949), L"\xFFFD");
+}
+
 // Writes no more than there is room for, and no part of a character.
 TEST(Pages, StopAtTheRoom) {
     Guarded<char> narrowRoom;

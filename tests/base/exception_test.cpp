@@ -87,6 +87,16 @@ TEST(NullHandle, AbortsIfConfigured) {
 
 TEST(SE_Exception, HasNoTextForCodeZero) {
     EXPECT_STREQ(SE_Exception(0, 1, 2).what(), "");
+    // Not as the program's locale shows numbers.
+    struct Grouping : std::numpunct<char> {
+        std::string do_grouping() const override { return "\3"; }
+    };
+    const std::locale before =
+        std::locale::global(std::locale(std::locale::classic(), new Grouping));
+    const SE_Exception grouped(0xC0000005U, 0x12ABUL, 0x7FFF1234UL);
+    EXPECT_TRUE(contains(grouped.what(), "0xc0000005, ebp = 0x000012ab"));
+    EXPECT_EQ(dumped(1234567), "1234567");
+    std::locale::global(before);
     EXPECT_STREQ(SE_Exception(0xC0000005U, 0x12ABUL, 0x7FFF1234UL).what(),
                  "SE_Exception  0xc0000005, ebp = 0x000012ab, eip = 0x7fff1234");
     if constexpr (support::kLongHas64Bits) {

@@ -38,6 +38,17 @@ TEST(Library, ClosesOnceAndLeaksNothing) {
             std::exit(!before && System::closing() && sized ? 0 : 1);
         },
         testing::ExitedWithCode(0), "Congratulations! No memory leaked.");
+    // What fini releases is then not in the table, and each such release is shown.
+    EXPECT_EXIT(
+        {
+            console::setOn(true);
+            {
+                const InitFini bracket("test", false, 0);
+                MemLeakChecker::instance()->start();
+            }
+            std::exit(0);
+        },
+        testing::ExitedWithCode(0), "Congratulations! No memory leaked.");
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 #include "qor/cfg/config_file.h"
 
+#include "support/child.h"
 #include "support/test.h"
 #include "support/threads.h"
 
@@ -62,9 +63,10 @@ TEST_F(Configured, LoadsAgain) {
     config.load(dir_.path("missing"));
     EXPECT_EQ(config.mps().unit().numofChildren(), 2u);
     dir_.file("d.pml", "d(x");
-    dir_.file("bad.pml", "a:b)");
+    dir_.file("bad.pml", "a(codepage(932)b:");
+    const std::string before = dumped(config);
     EXPECT_THROW(config.load(dir_.path("bad.pml")), pml::DecodeException);
-    EXPECT_EQ(ConfigFile::codepage(), 936u);
+    EXPECT_EQ(dumped(config), before);
     EXPECT_FALSE(config.load(dir_.path("d.pml")).mps().has("a"));
 }
 
@@ -100,6 +102,24 @@ TEST_F(Configured, IsTheCodePageOfConversions) {
     EXPECT_EQ(String(kWide), kUtf8);
 }
 
+// The leak table shows the release of what was read, which converts text.
+TEST_F(Configured, FailsWhileTheLeakTableShowsEvents) {
+    const int status = statusOf([&] {
+        alarm(30);
+        configure("c(codepage(936)b:");
+        MemLeakChecker::instance()->start();
+        console::setOn(true);
+        const MemLeakChecker::DumpEntry shown;
+        try {
+            ConfigFile::instance();
+        } catch (const pml::DecodeException&) {
+            _exit(0);
+        }
+        _exit(1);
+    });
+    EXPECT_EQ(status, 0);
+}
+
 // The first use is in all threads at once, and none of them sees another page.
 TEST_F(Configured, IsReadOnceByConcurrentThreads) {
     for (int round = 0; round < 20; ++round) {
@@ -121,6 +141,7 @@ TEST_F(Configured, RaisesForAMalformedFileUntilItIsCorrected) {
     configure("c(codepage(936)b:");
     EXPECT_THROW(ConfigFile::instance(), pml::DecodeException);
     EXPECT_THROW(String text(kWide), pml::DecodeException);
+    EXPECT_EQ(String(L"") + String(iwstr()) + String(toWstring(ansi(istr()))), "");
     std::thread([] { EXPECT_THROW(String(kGbk).toWstring(), pml::DecodeException); }).join();
     dir_.file("c.pml", "c(a(1)a(2))");
     EXPECT_THROW(ConfigFile::codepage(), DuplicatedUnitException);

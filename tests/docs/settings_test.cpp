@@ -37,7 +37,7 @@ std::set<String> foundInSources(std::initializer_list<std::string_view> openings
 }
 
 TEST(Settings, EveryKeyThatIsReadIsOnThePage) {
-    const std::set<String> keys = foundInSources({"mps()[\"", "config_[\""});
+    const std::set<String> keys = foundInSources({"mps()[\"", "config[\""});
     const std::map<String, String> documented = column("Setting", 2);
     EXPECT_EQ(keys.size(), 3u);
     for (const String& key : keys)

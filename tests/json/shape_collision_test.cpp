@@ -24,6 +24,7 @@ namespace {
 // The steps of TextHash for a word, and for a key of 8 bytes.
 std::uint64_t mixed(std::uint64_t value, std::uint64_t word) {
     value = (value ^ word) * kKey;
+    value = (value ^ value >> 32) * kKey;
     return value ^ value >> 32;
 }
 std::uint64_t beforeWord(std::uint64_t value) {
@@ -85,6 +86,18 @@ TEST(ShapeTable, KeepsKeysOfOneHashApart) {
         for (const auto& [key, value] : *all.arrayValue()->at(i).objectValue())
             read.emplace(key, value.encode());
         EXPECT_EQ(read, i % 2 == 0 ? one : two) << i;
+    }
+}
+
+// Texts whose hashes would be equal with any key if a word was multiplied only once.
+TEST(TextHash, KeepsFlippedHighestBitsApart) {
+    for (std::uint64_t i = 0; i < 100; ++i) {
+        const std::uint64_t words[] = {i * 0x9E3779B97F4A7C15, i};
+        const std::uint64_t flipped[] = {words[0] ^ 1ULL << 63, words[1] ^ 1ULL << 63 ^ 1ULL << 31};
+        TextHash one, other;
+        one.add(istr(reinterpret_cast<const char*>(words), sizeof words));
+        other.add(istr(reinterpret_cast<const char*>(flipped), sizeof flipped));
+        EXPECT_NE(one.value(), other.value()) << i;
     }
 }
 

@@ -1,5 +1,7 @@
 #include "qor/log/console.h"
 
+#include <poll.h>
+
 #include "support/child.h"
 #include "support/terminal.h"
 #include "support/test.h"
@@ -28,7 +30,7 @@ TEST_F(Console, WritesQueuedTextAtAFlush) {
     console::print("cut here", 4);
     console::print(std::wstring());
     console::println("");
-    console::println(L"end");
+    console::println(std::wstring(L"end\0cut", 7));
     EXPECT_EQ(shown(), "");
     EXPECT_EQ(flushed(), "narrow wïde é cut \nend\n");
     console::setOn(false);
@@ -148,6 +150,27 @@ TEST(ConsoleInput, GivesEachLineWhenItIsComplete) {
     EXPECT_EQ(ofFile, 0);
     // Input without end that has no line.
     EXPECT_EQ(statusOf([] { readsLines(open("/dev/zero", O_RDONLY), -1, {{nullptr, {}}}); }), 0);
+}
+
+TEST(ConsoleInput, IsReadWhileNobodyReadsTheOutput) {
+    const int status = statusOf([] {
+        alarm(20);
+        int in[2], out[2];
+        if (pipe(in) != 0 || pipe(out) != 0 || write(in[1], "a\n", 2) != 2) _exit(1);
+        dup2(in[0], STDIN_FILENO);
+        dup2(out[1], STDOUT_FILENO);
+        console::setOn(true);
+        console::println(String(std::string(1 << 20, 'x')));
+        std::thread([] { console::flush(); }).detach();
+        pollfd room = {out[1], POLLOUT, 0};
+        while (poll(&room, 1, 0) != 0)
+            std::this_thread::yield();
+        String line;
+        while (!console::readline(line, "> ")) {
+        }
+        _exit(line == "a" ? 0 : 2);
+    });
+    EXPECT_EQ(status, 0);
 }
 
 }  // namespace

@@ -120,6 +120,16 @@ TEST_F(LeakChecker, ReportsWhatIsLeftByItsPlace) {
     EXPECT_EQ(checker().size(), 0U);
 }
 
+TEST_F(LeakChecker, AlignsObjects) {
+    struct alignas(256) Wide : Shared {
+        char content[256];
+    };
+    for (int i = 0; i < 4; ++i) {
+        const Handle<Wide> wide = makeHandle<Wide>("maker");
+        EXPECT_EQ(reinterpret_cast<std::uintptr_t>(wide.get()) % alignof(Wide), 0u);
+    }
+}
+
 TEST_F(LeakChecker, NamesThePlaceThatCreatesAHandle) {
     struct Counted : Shared {
         explicit Counted(std::unique_ptr<int> content) : number(*content) {

@@ -171,7 +171,7 @@ protected:
 
 TEST_F(LogFilesTest, OldFilesFirst) {
     for (const char* name :
-         {"a.log", "a_1.log", "a_2.log", "a_10.log", "a_x.log", "a_0.log", "b_1.log"})
+         {"a.log", "a_1.log", "a_2.log", "a_10.log", "a_x.log", "a_0.log", "a_01.log", "b_1.log"})
         write(name, name);
     LogFiles all(directory_.path("a.log"), true);
     EXPECT_EQ(drain(all), "a_10.log|a_2.log|a_1.log|a.log");
@@ -180,6 +180,10 @@ TEST_F(LogFilesTest, OldFilesFirst) {
     EXPECT_EQ(drain(one), "a.log");
     EXPECT_THROW(LogFiles(directory_.path("none.log"), true), Failure);
     EXPECT_THROW(LogFiles(directory_.path(), false), Failure);
+    // What cannot be read is reported, and not left out.
+    std::filesystem::create_directory(directory_.path("a_9.log"));
+    LogFiles cut(directory_.path("a.log"), true);
+    EXPECT_THROW(drain(cut), Failure);
 }
 
 // Each line is read once, however often the files move between two reads.
@@ -213,6 +217,15 @@ TEST_F(LogFilesTest, FollowsThroughRotations) {
     EXPECT_EQ(drain(files), "|77");
     std::ofstream(directory_.path("a.log"), std::ios::trunc) << "8";
     EXPECT_EQ(drain(files), "|8");
+    // Only the file itself is removed.
+    write("a_1.log", "old");
+    std::filesystem::last_write_time(
+        directory_.path("a_1.log"),
+        std::filesystem::file_time_type::clock::now() - std::chrono::hours(1));
+    std::remove(directory_.path("a.log").c_str());
+    EXPECT_EQ(drain(files), "");
+    write("a.log", "9");
+    EXPECT_EQ(drain(files), "|9");
 }
 
 // What the library itself writes.

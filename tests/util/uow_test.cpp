@@ -74,6 +74,7 @@ TEST(UnitOfWork, RunsUntilItIsStopped) {
     Unit other;
     other.loop = [](int) { throw 7; };
     EXPECT_THROW(other.start(), int);
+    EXPECT_FALSE(other.running());
 }
 
 TEST(UnitOfWork, IsStoppedByAnotherThreadThoughEachPassRaises) {

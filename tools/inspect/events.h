@@ -15,7 +15,8 @@ enum class Kind { Null, Boolean, Number, Text, Bytes };
 
 struct Scalar {
     Kind kind;
-    istr text;  // for Bytes, the bytes; for Null, empty
+    istr text;       // for Bytes, the bytes; for Null, empty
+    istr encoded{};  // the Base64 of which text is the content; null for all other values
 };
 
 enum class Part { Item, Attribute, Content };

@@ -43,6 +43,18 @@ bool isFrames(std::string_view content) {
     return false;
 }
 
+// The checksum and the size of the content, of which the compressor writes no part if the result is
+// too large or memory runs out (RFC 1952).
+std::string endOfGzip(std::string_view content) {
+    const uLong sum = crc32_z(0, reinterpret_cast<const Bytef*>(content.data()), content.size());
+    std::string end;
+    for (const std::size_t number : {std::size_t{sum}, content.size()}) {
+        for (unsigned shift = 0; shift < 32; shift += 8)
+            end += static_cast<char>(number >> shift & 0xFF);
+    }
+    return end;
+}
+
 bool isBlank(char c) {
     return c == ' ' || (c >= '\t' && c <= '\r');
 }
@@ -125,8 +137,10 @@ std::string gzip(std::string_view content) {
     int size = static_cast<int>(content.size());
     GZlibCompressor::comp(content.data(), packed, size);
     const std::unique_ptr<unsigned char[]> owner(packed);
-    if (size == 0) throw std::bad_alloc();
-    return std::string(reinterpret_cast<const char*>(packed), static_cast<std::size_t>(size));
+    const std::string out(reinterpret_cast<const char*>(packed),
+                          static_cast<std::size_t>(std::max(size, 0)));
+    if (!out.ends_with(endOfGzip(content))) throw Failure("the compressed content has no room");
+    return out;
 }
 
 Format formatOfName(std::string_view name) {

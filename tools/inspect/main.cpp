@@ -21,9 +21,9 @@ constexpr const char* kTool = "qor-inspect";
 
 constexpr const char* kClosing =
     "\nInput formats: nbr, hex (a message in hexadecimal), pml, json, xml, frames (a stream of\n"
-    "TCP frames), directory; each but the last one may be compressed with gzip. Without --from,\n"
-    "the end of the name decides the format, or else the content. If FILE is \"-\" or is not\n"
-    "given, the standard input is read.\n"
+    "TCP frames), directory. All but the directory may be compressed with gzip, frames only in\n"
+    "a file whose name ends with .gz. Without --from, the end of the name decides the format, or\n"
+    "else the content. If FILE is \"-\" or is not given, the standard input is read.\n"
     "Output formats: tree (the default for nbr), pml, json, xml, nbr, hex, frames.\n"
     "The exit status is 0; or 1 if an input cannot be read; or 2 after a mistake in the command\n"
     "line.\n";

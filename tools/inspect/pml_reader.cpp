@@ -82,7 +82,7 @@ private:
             if (label.type == "base64" && decode(text, decoded)) {
                 sink_.leaf(label, {Kind::Bytes, decoded});
             } else if (label.type == "utf8" && decode(text, decoded)) {
-                sink_.leaf(label, {Kind::Text, decoded});
+                sink_.leaf(label, {Kind::Text, decoded, text});
             } else {
                 sink_.leaf(label, {isJsonNumber(text) ? Kind::Number : Kind::Text, text});
             }

@@ -18,12 +18,14 @@ public:
         open_.push_back(lines);
     }
     void leaf(const Label& label, const Scalar& value) override {
-        const bool isData = value.kind == Kind::Bytes || label.type == "utf8";
+        const bool isData = value.kind == Kind::Bytes;
         head(label, isData && label.type.empty() ? istr("base64", 6) : label.type);
         mark("(");
         qor::String text;
         if (isData) {
             qor::Base64::encode(value.text, text, false);
+        } else if (!value.encoded.is_null()) {
+            text = value.encoded;
         } else if (value.kind == Kind::Boolean) {
             text = value.text == "true" ? "1" : "0";
         } else {

@@ -27,7 +27,7 @@ public:
         beforeItem();
         const bool isBytes = value.kind == Kind::Bytes;
         const std::string name = head(label, isBytes ? istr("base64", 6) : label.type);
-        qor::String text(value.text);
+        qor::String text(value.encoded.is_null() ? value.text : value.encoded);
         if (isBytes) {
             qor::Base64::encode(value.text, text, false);
         } else {

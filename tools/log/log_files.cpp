@@ -10,6 +10,7 @@
 #include <cstring>
 #include <filesystem>
 #include <functional>
+#include <tuple>
 
 #include "common/failure.h"
 
@@ -38,7 +39,7 @@ LogFiles::LogFiles(std::string path, bool all) : path_(std::move(path)) {
     }
     const bool opened = !found.empty() && std::any_of(found.begin(), found.end(),
                                                       [this](unsigned n) { return open(n); });
-    if (!opened) throw Failure(path_ + ": " + std::strerror(errno != 0 ? errno : ENOENT));
+    if (!opened) throw Failure(path_ + ": " + std::strerror(ENOENT));
 }
 
 LogFiles::~LogFiles() {
@@ -56,17 +57,26 @@ std::vector<unsigned> LogFiles::numbers() const {
     for (const auto& entry : std::filesystem::directory_iterator(directory_, error)) {
         const std::string name = entry.path().filename().string();
         if (!name.starts_with(prefix) || !name.ends_with(extension_)) continue;
-        if (name.size() <= prefix.size() + extension_.size()) continue;
-        const char* const begin = name.data() + prefix.size();
-        const char* const end = name.data() + name.size() - extension_.size();
         unsigned number = 0;
-        const auto [at, bad] = std::from_chars(begin, end, number);
-        if (bad == std::errc() && at == end && number != 0) found.push_back(number);
+        std::from_chars(name.data() + prefix.size(), name.data() + name.size(), number);
+        // A name such as pump_01.log is not the name of an old file.
+        if (number != 0 && name == prefix + std::to_string(number) + extension_)
+            found.push_back(number);
     }
     struct stat status {};
     if (::stat(path_.c_str(), &status) == 0) found.push_back(0);
     std::sort(found.begin(), found.end(), std::greater<>());
     return found;
+}
+
+// Whether the file with this number was last written after the present one, which was removed.
+bool LogFiles::isNewer(unsigned number) const {
+    struct stat own {
+    }, other{};
+    if (number == 0) return true;
+    return ::fstat(file_, &own) == 0 && ::stat(pathOf(number).c_str(), &other) == 0 &&
+           std::tie(other.st_mtim.tv_sec, other.st_mtim.tv_nsec) >=
+               std::tie(own.st_mtim.tv_sec, own.st_mtim.tv_nsec);
 }
 
 bool LogFiles::isAt(unsigned number) const {
@@ -76,13 +86,14 @@ bool LogFiles::isAt(unsigned number) const {
 }
 
 bool LogFiles::open(unsigned number) {
-    const int file = ::open(pathOf(number).c_str(), O_RDONLY | O_CLOEXEC);
-    if (file < 0) return false;
+    const std::string path = pathOf(number);
+    const int file = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (file < 0 && errno == ENOENT) return false;
+    if (file < 0) throw Failure(path + ": " + std::strerror(errno));
     struct stat status {};
     if (::fstat(file, &status) != 0 || S_ISDIR(status.st_mode)) {
         ::close(file);
-        errno = EISDIR;
-        return false;
+        throw Failure(path + ": " + std::strerror(EISDIR));
     }
     close();
     file_ = file;
@@ -119,8 +130,10 @@ bool LogFiles::openNext() {
         const auto own = std::find_if(found.begin(), found.end(),
                                       [this](unsigned number) { return isAt(number); });
         if (own != found.end() && *own == 0) return false;
-        // If this file was removed, all remaining files are newer.
-        const auto next = own == found.end() ? found.begin() : own + 1;
+        const auto next = own != found.end()
+                              ? own + 1
+                              : std::find_if(found.begin(), found.end(),
+                                             [this](unsigned number) { return isNewer(number); });
         if (next == found.end()) return false;
         const unsigned number = *next;
         const Identity before = identity_;

@@ -44,7 +44,8 @@ private:
     std::string pathOf(unsigned number) const;
     std::vector<unsigned> numbers() const;  // the existing files, the oldest first
     bool isAt(unsigned number) const;
-    bool open(unsigned number);
+    bool isNewer(unsigned number) const;
+    bool open(unsigned number);  // false if there is no such file; raises Failure
     void close() noexcept;
     bool openNext();
     bool readSome(std::string& bytes);

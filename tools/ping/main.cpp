@@ -58,7 +58,7 @@ void wait(double seconds) {
 }
 
 int ping(const std::vector<std::string>& arguments) {
-    unsigned long count = 0;
+    std::optional<unsigned long> count;
     unsigned long timeout = 1;
     double interval = 1;
     bool quiet = false;
@@ -89,10 +89,12 @@ int ping(const std::vector<std::string>& arguments) {
 
     struct sigaction action {};
     action.sa_handler = stop;
+    // A second signal does not wait for the reply.
+    action.sa_flags = static_cast<int>(SA_RESETHAND);
     ::sigaction(SIGINT, &action, nullptr);
     ::sigaction(SIGTERM, &action, nullptr);
     PingStatistics statistics;
-    while (isStopped == 0 && (count == 0 || statistics.sentCount() < count)) {
+    while (isStopped == 0 && (!count || statistics.sentCount() < *count)) {
         if (statistics.sentCount() != 0) wait(interval);
         if (isStopped != 0) break;
         statistics.sent();

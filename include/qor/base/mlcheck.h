@@ -147,11 +147,24 @@ void objectReleased(T* ptr, const char* file, unsigned line, const char* func) n
     }
 }
 
+// Whether `new (file, line, func) T` is not aligned as T must be: the global form with a place does
+// not align.
+template <class T>
+inline constexpr bool kNeedsAlignedNew = alignof(T) > __STDCPP_DEFAULT_NEW_ALIGNMENT__ &&
+                                         !requires(const char* text) {
+    T::operator new(sizeof(T), text, 0U, text);
+};
+
 // Allocates and deletes an object, and records it. The texts of the place must be literals: they
 // are kept by pointer.
 template <class T, class... Args>
 T* checkedNew(const char* file, unsigned line, const char* func, Args&&... args) {
-    T* const object = new (file, line, func) T(std::forward<Args>(args)...);
+    T* object = nullptr;
+    if constexpr (kNeedsAlignedNew<T>) {
+        object = new T(std::forward<Args>(args)...);
+    } else {
+        object = new (file, line, func) T(std::forward<Args>(args)...);
+    }
     objectAllocated(object, file, line, func);
     return object;
 }

@@ -23,7 +23,8 @@ extern template class QOR_API CreateByAllocate<ConfigFile>;
 // The environment variable OMB_CLI_CFG_FILE names the file; the default is p2p_config.pml in the
 // current directory. If the file does not exist, all defaults apply. If it is malformed, the
 // operation that used the settings first, such as a conversion of text, raises
-// pml::DecodeException; the next use reads the file again.
+// pml::DecodeException, or pml::ntv::DuplicatedUnitException for a repeated key; the next use reads
+// the file again.
 //
 // While a thread reads the file, its conversions of text, such as those for the log, use code page
 // 65001, and it must not call instance().
@@ -37,7 +38,7 @@ public:
     static unsigned long codepage();
 
     // Read the file again, or another file. If the key "codepage" is missing, the page is
-    // unchanged.
+    // unchanged. If they raise, all settings are.
     ConfigFile& load();
     ConfigFile& load(istr filename);
     // Deliberate (compatibility): false after any load, since load adds the two keys if the file

@@ -17,8 +17,8 @@
 // `size` 0.
 //
 // Failures are not reported: check `size` and `out`. On failure `out` has the bytes up to the
-// failure, perhaps none. A result is cut after 2 GiB minus 1 byte. No exception is raised. Any
-// thread may call these at any time.
+// failure, perhaps none. A result of 2 GiB or more is cut, at most 4 KiB before 2 GiB. No exception
+// is raised. Any thread may call these at any time.
 class QOR_API GZlibCompressor {
 public:
     // On entry `size` is the number of bytes at `data`, on return that at `out`. On entry, -1 means

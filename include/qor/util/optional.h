@@ -1,6 +1,7 @@
 #ifndef QOR_UTIL_OPTIONAL_H
 #define QOR_UTIL_OPTIONAL_H
 
+#include <concepts>
 #include <cstddef>
 #include <functional>
 #include <type_traits>
@@ -22,7 +23,9 @@ public:
 
     // Sets the value. Assigning {} resets it.
     template <class U>
-    requires std::is_assignable_v<T&, U> Optional& operator=(U&& value) {
+    requires(std::is_assignable_v<T&, U> &&
+             !std::same_as<std::remove_cvref_t<U>, Optional>) Optional&
+    operator=(U&& value) {
         value_ = std::forward<U>(value);
         set_ = true;
         return *this;

@@ -50,7 +50,11 @@ private:
             const Guard guard(mutex());
             object = instance_.load(std::memory_order_relaxed);
             if (object != nullptr) return object;
-            object = new (__FILE__, __LINE__, func) T();
+            if constexpr (kNeedsAlignedNew<T>) {
+                object = new T();
+            } else {
+                object = new (__FILE__, __LINE__, func) T();
+            }
             instance_.store(object, std::memory_order_release);
         }
         // Without the lock: the leak table may show the entry on the console, which is a singleton

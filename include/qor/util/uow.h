@@ -85,6 +85,7 @@ public:
     void stop(int code) noexcept;
     // Stops this unit and all its ancestors.
     void stopAll(int code) noexcept;
+    // True during start(), until a stop.
     bool running() const noexcept { return running_; }
     // The present code. start() sets it to 0, a stop or a failure to its own.
     int result() const noexcept { return result_; }

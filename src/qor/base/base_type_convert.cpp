@@ -21,6 +21,12 @@ long32 resolved(long codepage) {
     return page == -1 ? static_cast<long32>(upward::codepage()) : page;
 }
 
+// The settings are not read for an empty text.
+template <class Text>
+long32 pageOf(const Text& text, long codepage) {
+    return text.empty() ? utf8Page : resolved(codepage);
+}
+
 std::string_view beforeZero(istr text) {
     if (text.empty()) return {};
     const void* const zero = std::memchr(text.data(), 0, text.size());
@@ -184,11 +190,11 @@ void utf8ToWstring(const istr& text, std::wstring& out) {
 }
 
 void ansiToWstring(const istr& text, std::wstring& out, long codepage) {
-    decode(beforeZero(text), resolved(codepage), out);
+    decode(beforeZero(text), pageOf(text, codepage), out);
 }
 
 void wstringToAnsi(const iwstr& text, String& out, long codepage) {
-    encode(beforeZero(text), resolved(codepage), out);
+    encode(beforeZero(text), pageOf(text, codepage), out);
 }
 
 void ansiToAnsi(const istr& text, long from, String& out, long to) {

@@ -3,8 +3,8 @@
 #include <cstdlib>
 #include <iomanip>
 #include <ostream>
-#include <sstream>
 
+#include "base/text_stream.h"
 #include "base/upward.h"
 #include "platform/fault.h"
 #include "qor/base/base_type_string.h"
@@ -44,7 +44,7 @@ std::string frameText(const Current& frame) {
 
 std::string faultText(unsigned seNumber, unsigned long ebp, unsigned long eip) {
     if (seNumber == 0) return {};
-    std::ostringstream os;
+    TextStream os;
     os << "SE_Exception " << std::hex << std::setfill('0');
     os << " 0x" << std::setw(8) << seNumber;
     os << ", ebp = 0x" << std::setw(8) << ebp;
@@ -98,7 +98,7 @@ Exception::~Exception() = default;
 const char* Exception::what() const noexcept {
     if (!what_.empty()) return what_.c_str();
     try {
-        std::ostringstream os;
+        TextStream os;
         try {
             dump(os);
         } catch (...) {

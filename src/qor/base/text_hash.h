@@ -39,8 +39,11 @@ private:
         std::memcpy(&word, at, n);
         return word;
     }
+    // Two multiplications: after one, a difference in the highest bit of a word is known without
+    // the key, and the next word can undo it.
     void add(std::uint64_t word) noexcept {
         value_ = (value_ ^ word) * factor_;
+        value_ = (value_ ^ value_ >> 32) * factor_;
         value_ ^= value_ >> 32;
     }
 

@@ -1,5 +1,6 @@
 #include "qor/log/console.h"
 
+#include <atomic>
 #include <cstddef>
 #include <iostream>
 #include <list>
@@ -7,6 +8,7 @@
 #include <string>
 #include <utility>
 
+#include "log/console_end.h"
 #include "platform/terminal.h"
 #include "qor/base/base_type_convert.h"
 #include "qor/mt/handle.h"
@@ -17,6 +19,8 @@
 namespace qor {
 
 namespace {
+
+constinit std::atomic<bool> destroyed{false};
 
 constexpr unsigned long kTick = 100;  // milliseconds
 // readline takes at most this number of bytes in a call, so that input without line ends cannot
@@ -52,6 +56,16 @@ std::istream& std_in() {
     return std::cin;
 }
 
+// Releases a mutex that the thread has.
+class Unlocking : noncopyable {
+public:
+    explicit Unlocking(const Mutex& mutex) : mutex_(mutex) {}
+    ~Unlocking() { mutex_.unlock(); }
+
+private:
+    const Mutex& mutex_;
+};
+
 class ConsoleImpl : noncopyable {
 public:
     static ConsoleImpl& instance() { return *CreateByAllocate<ConsoleImpl>::instance(); }
@@ -68,6 +82,7 @@ public:
     void flush();
     void print(std::wstring text);
     bool readline(std::wstring& line, std::wstring_view prompt);
+    bool readline(String& line, std::wstring_view prompt);
 
 private:
     class FlushThread;
@@ -78,6 +93,9 @@ private:
     void show(const std::wstring& text);
     void showPrompt(std::wstring_view prompt);
     bool takeInput();
+    bool hasLine(std::wstring_view prompt);
+    std::wstring wideLine() const;
+    void endLine();
 
     Mutex screen_;  // held while writing, so that texts keep their order; locked before mutex_
     Mutex mutex_;   // guards the following members
@@ -180,11 +198,16 @@ void ConsoleImpl::show(const std::wstring& text) {
 }
 
 void ConsoleImpl::showPrompt(std::wstring_view prompt) {
-    const Guard screen(screen_);
     {
         const Guard guard(mutex_);
         if (prompt_ != prompt) prompt_ = prompt;
         if (onLine_ || prompt_.empty()) return;
+    }
+    // While the screen accepts no output, readline must still return.
+    if (!screen_.tryLock()) return;
+    const Unlocking screen(screen_);
+    {
+        const Guard guard(mutex_);
         onLine_ = true;
     }
     show(std::wstring(prompt));
@@ -212,27 +235,53 @@ bool ConsoleImpl::takeInput() {
     return false;
 }
 
-bool ConsoleImpl::readline(std::wstring& line, std::wstring_view prompt) {
+// Whether part_ is a complete line. If an earlier conversion failed, it is still there.
+bool ConsoleImpl::hasLine(std::wstring_view prompt) {
     showPrompt(prompt);
-    // If an earlier conversion failed, part_ still has the complete line.
     const std::size_t before = part_.size();
     const bool complete = before != 0 && part_.back() == '\n';
-    if (!complete && !takeInput()) {
-        if (part_.size() - before < kMostAtOnce) sleep(kTick);
-        return false;
-    }
+    if (complete || takeInput()) return true;
+    if (part_.size() - before < kMostAtOnce) sleep(kTick);
+    return false;
+}
+
+std::wstring ConsoleImpl::wideLine() const {
+    std::wstring line;
     ansiToWstring(istr(part_).removeRight(1), line);
+    return line;
+}
+
+void ConsoleImpl::endLine() {
     part_.clear();
     const Guard guard(mutex_);
     onLine_ = false;
+}
+
+bool ConsoleImpl::readline(std::wstring& line, std::wstring_view prompt) {
+    if (!hasLine(prompt)) return false;
+    line = wideLine();
+    endLine();
     return true;
 }
 
+bool ConsoleImpl::readline(String& line, std::wstring_view prompt) {
+    if (!hasLine(prompt)) return false;
+    line = String(wideLine());
+    endLine();
+    return true;
+}
+
+bool isConsoleDestroyed() noexcept {
+    return destroyed.load(std::memory_order_relaxed);
+}
+
 void console::create() {
+    destroyed = false;
     CreateByAllocate<ConsoleImpl>::create();
 }
 
 void console::destroy() noexcept {
+    destroyed = true;
     CreateByAllocate<ConsoleImpl>::destroy();
 }
 
@@ -269,7 +318,8 @@ void console::println(const String& text) {
 }
 
 void console::println(const std::wstring& text) {
-    ConsoleImpl::instance().print(text + L'\n');
+    // What follows a zero would be cut off, and the line feed with it.
+    ConsoleImpl::instance().print(text.substr(0, text.find(L'\0')) + L'\n');
 }
 
 void console::println(const char* text, unsigned long size) {
@@ -285,11 +335,7 @@ bool console::readline(std::wstring& line, const wchar_t* prompt) {
 }
 
 bool console::readline(String& line, const char* prompt) {
-    std::wstring wide;
-    const std::wstring widePrompt = String(prompt).toWstring();
-    if (!readline(wide, widePrompt.c_str())) return false;
-    line = String(wide);
-    return true;
+    return ConsoleImpl::instance().readline(line, String(prompt).toWstring());
 }
 
 volatile std::atomic<bool>& console::on() {

@@ -3,6 +3,7 @@
 #include <iomanip>
 #include <string>
 
+#include "base/text_stream.h"
 #include "base/upward.h"
 #include "qor/base/base_type_convert.h"
 #include "qor/base/mlcheck.h"
@@ -102,7 +103,7 @@ dumper::dumper(bool compact, istr lineSeparator, istr indentSeparator, unsigned 
 
 dumper::dumper(const Config& config)
     : cfg_(config),
-      ownStream_(checkedNew<std::ostringstream>(__FILE__, __LINE__, "qor::dumper::dumper")),
+      ownStream_(checkedNew<TextStream>(__FILE__, __LINE__, "qor::dumper::dumper")),
       os_(*ownStream_) {}
 
 dumper::dumper(std::ostream& os, bool compact, istr lineSeparator, istr indentSeparator,

@@ -1,6 +1,6 @@
 #include <algorithm>
-#include <sstream>
 
+#include "base/text_stream.h"
 #include "log/logger_impl.h"
 #include "qor/base/exception.h"
 #include "qor/log/log_factory.h"
@@ -102,7 +102,7 @@ void writeFailure(logger& log, istr title, istr text) {
 
 void writeCause(logger& log, istr title, const char* file, unsigned line, const char* func,
                 istr cause) {
-    std::ostringstream text;
+    TextStream text;
     text << "     CAUSE: " << cause;
     showOrigin(text, file, line, func);
     writeFailure(log, title, text.str());
@@ -110,7 +110,7 @@ void writeCause(logger& log, istr title, const char* file, unsigned line, const 
 
 void writeCondition(logger& log, istr title, const char* condition, const char* file, unsigned line,
                     const char* func, const char* action) {
-    std::ostringstream text;
+    TextStream text;
     text << " CONDITION: " << istr(condition);
     showOrigin(text, file, line, func);
     if (action != nullptr) text << "\n   WILL DO: " << action;
@@ -177,7 +177,7 @@ void exceptionThrown(logger& log, const char* file, unsigned line, const char* f
 void writeExcptLog(logger& log, const char* file, unsigned line, const char* func,
                    istr text) noexcept {
     dropOnFailure(log, [&] {
-        std::ostringstream block;
+        TextStream block;
         block << "     CAUSE: catch a exception.";
         showOrigin(block, file, line, func);
         block << '\n' << text;

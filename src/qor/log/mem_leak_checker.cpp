@@ -1,11 +1,13 @@
 #include <cstdlib>
 #include <map>
 #include <ostream>
-#include <sstream>
 
+#include "base/text_stream.h"
 #include "base/upward.h"
+#include "log/console_end.h"
 #include "mt/registry_lock.h"
 #include "qor/base/base_type_char.h"
+#include "qor/base/library.h"
 #include "qor/base/mlcheck.h"
 #include "qor/log/console.h"
 #include "qor/log/log_dumper.h"
@@ -36,9 +38,11 @@ constinit thread_local bool showing = false;
 template <class Compose>
 void show(Compose compose) noexcept {
     if (showing) return;
+    // fini has destroyed the console, and releases more blocks.
+    if (System::closing() && isConsoleDestroyed()) return;
     showing = true;
     try {
-        std::ostringstream line;
+        TextStream line;
         compose(line);
         const std::string text = line.str();
         console::print(text.data(), static_cast<unsigned long>(text.size()));
@@ -51,7 +55,7 @@ void show(Compose compose) noexcept {
 // A place as one row of the report.
 struct Row {
     dumper& dump(dumper& d) const {
-        std::ostringstream text;
+        TextStream text;
         text << place;
         return d.raw(istr(text.str()));
     }
@@ -140,7 +144,7 @@ void MemLeakChecker::start() noexcept {
 void MemLeakChecker::stop() {
     started_ = false;
     if (upward::infoOn()) {
-        std::ostringstream text;
+        TextStream text;
         dump(text);
         upward::writeInfoLog(__FILE__, __LINE__, "qor::MemLeakChecker::stop", istr(text.str()),
                              log_tag::Info);

@@ -5,9 +5,9 @@
 
 #include <atomic>
 #include <exception>
-#include <sstream>
 #include <string>
 
+#include "base/text_stream.h"
 #include "platform/fault.h"
 #include "qor/base/exception.h"
 #include "qor/log/log_factory.h"
@@ -37,7 +37,7 @@ inline bool debugOn() noexcept {
 // The parts as a stream shows them, joined.
 template <class... Parts>
 std::string text(const Parts&... parts) {
-    std::ostringstream os;
+    TextStream os;
     (os << ... << parts);
     return os.str();
 }

@@ -134,8 +134,9 @@ long decode(const std::string& page, std::string_view text, wchar_t* out, std::s
         if (conversion.flush() != 0 || error == 0 || error == E2BIG) break;
         if (!conversion.put(replacementCharacter)) break;
         // EINVAL: the end of the text cuts a sequence, which counts as one character. The length of
-        // any other malformed sequence is not known, so only one byte is skipped.
-        if (error == EINVAL) break;
+        // any other malformed sequence is not known, so only one byte is skipped. iconv has already
+        // consumed some of these sequences, even at the end of the text.
+        if (error == EINVAL || conversion.left() == 0) break;
         conversion.skip();
     }
     return conversion.written();

@@ -1,7 +1,6 @@
 #include "qor/pml/ntv_unit.h"
 
-#include <sstream>
-
+#include "base/text_stream.h"
 #include "qor/base/base_type_convert.h"
 #include "qor/util/base64.h"
 
@@ -13,7 +12,7 @@ namespace {
 
 template <class Shown>
 Unit& setToText(Unit& unit, const Shown& shown) {
-    std::ostringstream text;
+    TextStream text;
     text << shown;
     return unit << istr(text.str());
 }

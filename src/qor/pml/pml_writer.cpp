@@ -1,9 +1,9 @@
 #include "qor/pml/pml_writer.h"
 
 #include <ostream>
-#include <sstream>
 #include <vector>
 
+#include "base/text_stream.h"
 #include "pml/escape.h"
 
 namespace qor::pml {
@@ -155,7 +155,7 @@ private:
             }
             return;
         }
-        std::ostringstream text;
+        TextStream text;
         unit.value()->dump(text);
         sink_.put(text.str());
     }

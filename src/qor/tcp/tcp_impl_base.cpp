@@ -2,6 +2,7 @@
 
 #include <ostream>
 
+#include "base/text_stream.h"
 #include "nuv_mask_keyword.h"
 #include "tcp/tcp_address.h"
 
@@ -47,7 +48,7 @@ std::ostream& operator<<(std::ostream& os, const ACE_INET_Addr& address) {
 }
 
 qor::dumper& operator<<(qor::dumper& d, const ACE_INET_Addr& address) {
-    std::ostringstream text;
+    qor::TextStream text;
     text << address;
     return d.raw(text.str());
 }

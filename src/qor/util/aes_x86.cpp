@@ -172,7 +172,9 @@ QOR_VAES void decryptBlocks(const AesRoundKeys& schedule, const unsigned char* i
 }  // namespace
 
 bool runsHere() noexcept {
-    if (!aes_ni::runsHere() || !__builtin_cpu_supports("avx512bw")) return false;
+    if (!aes_ni::runsHere() || !__builtin_cpu_supports("avx512bw") ||
+        !__builtin_cpu_supports("bmi2"))
+        return false;
     unsigned a = 0, b = 0, c = 0, d = 0;
     return __get_cpuid_count(7, 0, &a, &b, &c, &d) != 0 && (c & bit_VAES) != 0;
 }

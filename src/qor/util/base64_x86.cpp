@@ -255,7 +255,7 @@ QOR_AVX512 inline Decoded decode(__m512i text) {
 bool runsHere() noexcept {
     return platform::vectorsAllowed() && __builtin_cpu_supports("avx512bw") &&
            __builtin_cpu_supports("avx512vl") && __builtin_cpu_supports("avx512vbmi") &&
-           __builtin_cpu_supports("bmi2");
+           __builtin_cpu_supports("bmi") && __builtin_cpu_supports("bmi2");
 }
 
 QOR_AVX512 void encode(const unsigned char* in, std::size_t n, char* out) noexcept {

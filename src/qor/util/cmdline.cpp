@@ -11,7 +11,7 @@ namespace qor {
 namespace {
 
 std::wstring textOf(const iwstr& text) {
-    return std::wstring(text.data(), text.size());
+    return text.empty() ? std::wstring() : std::wstring(text.data(), text.size());
 }
 
 }  // namespace

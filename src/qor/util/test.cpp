@@ -2,9 +2,9 @@
 
 #include <algorithm>
 #include <iostream>
-#include <sstream>
 #include <utility>
 
+#include "base/text_stream.h"
 #include "log/own_log.h"
 #include "qor/base/mlcheck.h"
 #include "qor/log/console.h"
@@ -211,7 +211,7 @@ void TestCase::show_menu() const {
     const UnitOfWork& unit = unitFor("qor::test::TestCase::show_menu");
     say("\nmenu:\n");
     say("(/" + unit.path() + ") ");
-    std::ostringstream text;
+    TextStream text;
     for (const String& arg : args_)
         text << arg << ' ';
     text << '\n';

@@ -86,6 +86,11 @@ UnitOfWork::~UnitOfWork() noexcept(false) {
 }
 
 int UnitOfWork::start() {
+    // Also if an exception ends it.
+    struct Idle {
+        ~Idle() { running = false; }
+        decltype(running_)& running;
+    } const idle{running_};
     result_ = 0;
     running_ = true;
     on_init();
