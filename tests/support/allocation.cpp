@@ -14,19 +14,22 @@ constinit thread_local unsigned long failFrom = 0;  // the count of the first fa
 constinit thread_local bool failed = false;
 constinit thread_local const std::function<void()>* pending = nullptr;
 
-void* allocate(std::size_t size) noexcept {
+void* allocate(std::size_t size, std::size_t alignment = 0) noexcept {
     if (failFrom != 0 && allocated + 1 >= failFrom) {
         failed = true;
         return nullptr;
     }
     if (pending != nullptr) (*std::exchange(pending, nullptr))();
-    void* const block = std::malloc(std::max<std::size_t>(size, 1));
-    if (block != nullptr) ++allocated;
+    size = std::max<std::size_t>(size, 1);
+    void* const block = alignment == 0 ? std::malloc(size) : std::aligned_alloc(alignment, size);
+    if (block == nullptr) return nullptr;
+    ++allocated;
     return block;
 }
 
-void* allocateOrThrow(std::size_t size) {
-    void* const block = allocate(size);
+template <class... Alignment>
+void* allocateOrThrow(std::size_t size, Alignment... alignment) {
+    void* const block = allocate(size, static_cast<std::size_t>(alignment)...);
     if (block == nullptr) throw std::bad_alloc();
     return block;
 }
@@ -41,12 +44,15 @@ void release(void* block) noexcept {
 // clang-format off
 void* operator new(std::size_t n) { return allocateOrThrow(n); }
 void* operator new[](std::size_t n) { return allocateOrThrow(n); }
+void* operator new(std::size_t n, std::align_val_t a) { return allocateOrThrow(n, a); }
 void* operator new(std::size_t n, const std::nothrow_t&) noexcept { return allocate(n); }
 void* operator new[](std::size_t n, const std::nothrow_t&) noexcept { return allocate(n); }
 void operator delete(void* p) noexcept { release(p); }
 void operator delete[](void* p) noexcept { release(p); }
 void operator delete(void* p, std::size_t) noexcept { release(p); }
 void operator delete[](void* p, std::size_t) noexcept { release(p); }
+void operator delete(void* p, std::align_val_t) noexcept { release(p); }
+void operator delete(void* p, std::size_t, std::align_val_t) noexcept { release(p); }
 void operator delete(void* p, const std::nothrow_t&) noexcept { release(p); }
 void operator delete[](void* p, const std::nothrow_t&) noexcept { release(p); }
 // clang-format on
