@@ -71,8 +71,8 @@ std::vector<unsigned> LogFiles::numbers() const {
 
 // Whether the file with this number was last written after the present one, which was removed.
 bool LogFiles::isNewer(unsigned number) const {
-    struct stat own {
-    }, other{};
+    struct stat own {};
+    struct stat other {};
     if (number == 0) return true;
     return ::fstat(file_, &own) == 0 && ::stat(pathOf(number).c_str(), &other) == 0 &&
            std::tie(other.st_mtim.tv_sec, other.st_mtim.tv_nsec) >=
