@@ -70,13 +70,17 @@ std::vector<unsigned> LogFiles::numbers() const {
 }
 
 // Whether the file with this number was last written after the present one, which was removed.
+// Files written in the same tick of the clock are newer, except for those that were older when the
+// log itself was removed.
 bool LogFiles::isNewer(unsigned number) const {
     struct stat own {};
     struct stat other {};
     if (number == 0) return true;
-    return ::fstat(file_, &own) == 0 && ::stat(pathOf(number).c_str(), &other) == 0 &&
-           std::tie(other.st_mtim.tv_sec, other.st_mtim.tv_nsec) >=
-               std::tie(own.st_mtim.tv_sec, own.st_mtim.tv_nsec);
+    if (::fstat(file_, &own) != 0 || ::stat(pathOf(number).c_str(), &other) != 0) return false;
+    const auto timeOf = [](const struct stat& status) {
+        return std::tie(status.st_mtim.tv_sec, status.st_mtim.tv_nsec);
+    };
+    return number_ == 0 ? timeOf(other) > timeOf(own) : timeOf(other) >= timeOf(own);
 }
 
 bool LogFiles::isAt(unsigned number) const {
@@ -98,6 +102,7 @@ bool LogFiles::open(unsigned number) {
     close();
     file_ = file;
     identity_ = {status.st_dev, status.st_ino};
+    number_ = number;
     offset_ = 0;
     isMoved_ = false;
     return true;
@@ -129,6 +134,7 @@ bool LogFiles::openNext() {
         const std::vector<unsigned> found = numbers();
         const auto own = std::find_if(found.begin(), found.end(),
                                       [this](unsigned number) { return isAt(number); });
+        if (own != found.end()) number_ = *own;
         if (own != found.end() && *own == 0) return false;
         const auto next = own != found.end()
                               ? own + 1
@@ -137,6 +143,7 @@ bool LogFiles::openNext() {
         if (next == found.end()) return false;
         const unsigned number = *next;
         const Identity before = identity_;
+        const unsigned numberBefore = number_;
         const int held = ::dup(file_);
         const bool opened = open(number);
         const bool still = own == found.end() || [&] {
@@ -151,6 +158,7 @@ bool LogFiles::openNext() {
         close();
         file_ = held;
         identity_ = before;
+        number_ = numberBefore;
         isMoved_ = true;
     }
     return false;

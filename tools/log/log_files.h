@@ -56,6 +56,7 @@ private:
     std::string extension_;  // with the dot
     int file_ = -1;
     Identity identity_;
+    unsigned number_ = 0;       // when the file was last found
     std::uint64_t offset_ = 0;  // in the file
     std::uint64_t totalSize_ = 0;
     std::uint64_t position_ = 0;
