@@ -16,15 +16,12 @@ namespace {
 
 constexpr long32 utf8Page = 65001;
 
-long32 resolved(long codepage) {
-    const auto page = static_cast<long32>(codepage);
-    return page == -1 ? static_cast<long32>(upward::codepage()) : page;
-}
-
-// The settings are not read for an empty text.
+// The page for a text. The settings are not read for an empty one.
 template <class Text>
 long32 pageOf(const Text& text, long codepage) {
-    return text.empty() ? utf8Page : resolved(codepage);
+    if (text.empty()) return utf8Page;
+    const auto page = static_cast<long32>(codepage);
+    return page == -1 ? static_cast<long32>(upward::codepage()) : page;
 }
 
 std::string_view beforeZero(istr text) {
@@ -177,7 +174,7 @@ String to_ansi(const iwstr& text, long codepage) {
 }
 
 void utf8ToAnsi(const istr& text, String& out, long codepage) {
-    const long32 page = resolved(codepage);
+    const long32 page = pageOf(text, codepage);
     if (page == utf8Page) {
         out = text;
     } else {
@@ -201,12 +198,12 @@ void ansiToAnsi(const istr& text, long from, String& out, long to) {
     if (static_cast<long32>(from) == static_cast<long32>(to)) {
         out = text;
     } else {
-        convert(text, resolved(from), out, resolved(to));
+        convert(text, pageOf(text, from), out, pageOf(text, to));
     }
 }
 
 void ansiToUtf8(const istr& text, Bytes& out, long codepage) {
-    const long32 page = resolved(codepage);
+    const long32 page = pageOf(text, codepage);
     if (page == utf8Page) {
         out = text;
     } else {
