@@ -198,8 +198,9 @@ TEST(Pages, ConvertBothWays) {
 }
 
 // iconv consumes this sequence and reports it as malformed.
-TEST(Pages, ReadNothingAfterAMalformedEnd) {
+TEST(Pages, LoseNothingAfterAMalformedSequence) {
     EXPECT_EQ(toWstring(ansi(istr("\xA2\xE8 after", 2)), 949), L"\xFFFD");
+    EXPECT_EQ(toWstring(ansi("\xA2\xE8<\xA2\xE8\xA2\xE8x"), 949), L"\xFFFD<\xFFFD\xFFFDx");
 }
 
 // Writes no more than there is room for, and no part of a character.

@@ -95,7 +95,7 @@ TEST(SE_Exception, HasNoTextForCodeZero) {
         std::locale::global(std::locale(std::locale::classic(), new Grouping));
     const SE_Exception grouped(0xC0000005U, 0x12ABUL, 0x7FFF1234UL);
     EXPECT_TRUE(contains(grouped.what(), "0xc0000005, ebp = 0x000012ab"));
-    EXPECT_EQ(dumped(1234567), "1234567");
+    EXPECT_EQ(dumped(std::map<int, int>{{1234567, 7654321}}), "{1234567:7654321}");
     std::locale::global(before);
     EXPECT_STREQ(SE_Exception(0xC0000005U, 0x12ABUL, 0x7FFF1234UL).what(),
                  "SE_Exception  0xc0000005, ebp = 0x000012ab, eip = 0x7fff1234");

@@ -67,6 +67,8 @@ TEST_F(Configured, LoadsAgain) {
     const std::string before = dumped(config);
     EXPECT_THROW(config.load(dir_.path("bad.pml")), pml::DecodeException);
     EXPECT_EQ(dumped(config), before);
+    dir_.file("bad.pml", "a(codepage(932)b:b())");
+    EXPECT_TRUE(config.load().mps().has("b"));
     EXPECT_FALSE(config.load(dir_.path("d.pml")).mps().has("a"));
 }
 

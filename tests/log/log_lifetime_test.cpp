@@ -3,6 +3,7 @@
 #include <regex>
 
 #include "support/child.h"
+#include "support/recorder.h"
 #include "support/test.h"
 #include "support/threads.h"
 
@@ -146,18 +147,76 @@ TEST(Lifecycle, LogsOnBothSidesOfAFork) {
     EXPECT_TRUE(contains(entries, "     CAUSE: child\n") && contains(entries, "[INFO]f() parent"));
 }
 
+TEST(Lifecycle, ReadsSwitchesInAForkedChild) {
+    logger& log = logger_factory::instance("fork");
+    const auto use = [&] {
+        pml::stream switches("switches(traceOn(1)appLogs:map(A(1)B(0)))", false);
+        log.codec(switches);
+    };
+    std::atomic<bool> ended{!forksBesideAllocations};
+    std::thread busy([&] {
+        while (!ended)
+            use();
+    });
+    int failure = 0;
+    for (int i = 0; i < 30 && failure == 0; ++i) {
+        failure = statusOf([&] {
+            alarm(30);
+            use();
+        });
+    }
+    ended = true;
+    busy.join();
+    EXPECT_EQ(failure, 0);
+    log.traceOn(false);
+}
+
+// The records of threads need one of the process's keys for thread-local data.
+TEST(Lifecycle, NeedsNoRecordsOfThreads) {
+    const int status = statusOf([] {
+        for (pthread_key_t key; pthread_key_create(&key, nullptr) == 0;) {
+        }
+        const InitFini library("test", false, 0);
+        std::promise<void> fired;
+        Recorder object;
+        object.onFire = [&](TimerId, unsigned long) {
+            fired.set_value();
+            return OnTimerResult();
+        };
+        TimerId id;
+        TimerManager::instance()->setTimer(id, "t", 0, 0, &object, 1, nullptr);
+        TimerManager::instance()->start();
+        fired.get_future().wait();
+    });
+    EXPECT_EQ(status, 0);
+}
+
 // Although the threads of the parent do not exist in the child.
 TEST(Lifecycle, EndsInAForkedChild) {
     const int status = statusOf([] {
         const InitFini library("test", false, 0);
         int failure = 0;
-        // At least one of the forks finds the thread of the timers waiting.
-        for (int i = 0; i < 10 && failure == 0; ++i) {
-            failure = statusOf([] {
-                alarm(30);
-                fini();
-            });
-        }
+        const auto end = [&] {
+            alarm(30);
+            fini();
+        };
+        // At least one of the forks finds the thread of the timers waiting, and one finds it inside
+        // a callback.
+        for (int i = 0; i < 10 && failure == 0; ++i)
+            failure = statusOf(end);
+        std::promise<void> firing, ended;
+        Recorder object;
+        object.onFire = [&](TimerId, unsigned long) {
+            firing.set_value();
+            ended.get_future().wait();
+            return OnTimerResult();
+        };
+        TimerId id;
+        TimerManager::instance()->setTimer(id, "t", 0, 0, &object, 1, nullptr);
+        TimerManager::instance()->start();
+        firing.get_future().wait();
+        if (failure == 0) failure = statusOf(end);
+        ended.set_value();
         std::exit(failure == 0 ? 0 : 1);
     });
     EXPECT_EQ(status, 0);

@@ -7,8 +7,14 @@
 #include "support/threads.h"
 
 static std::atomic<bool> truncationFails{false};
+static std::string unmovable;  // a file that cannot be renamed
+static int failedMoves = 0;
 
-// Replaces the system's function, in the form for sources whose sizes have 64 bits.
+extern "C" int rename(const char* from, const char* to) noexcept {
+    static const auto real = support::systemFunction("rename", &rename);
+    return from == unmovable ? (++failedMoves, errno = EBUSY, -1) : real(from, to);
+}
+// In the form for sources whose sizes have 64 bits.
 extern "C" int ftruncate64(int file, off64_t size) noexcept {
     static const auto real = support::systemFunction("ftruncate64", &ftruncate64);
     return truncationFails ? (errno = EIO, -1) : real(file, size);
@@ -304,6 +310,25 @@ TEST_F(FlatLog, FileThatCannotBeRotatedGrows) {
     EXPECT_EQ(linesOf(path), (Lines{"banner", said("again")}));
 }
 
+// Each second has one try.
+TEST_F(FlatLog, FailedRotationsLoseOneOldFileInAll) {
+    log->max_file_size(1);
+    log->max_file_count(3);
+    for (const char* const number : {"1", "2", "3"})
+        directory.file("my_" + std::string(number) + ".log", number);
+    say(log, std::string(1100, 'x'));
+    for (const std::string& stuck : {directory.path("my_1.log"), path}) {
+        unmovable = stuck;
+        failedMoves = 0;
+        sayUntil([] { return failedMoves != 0; });
+    }
+    unmovable.clear();
+    sayUntil([&] { return fs::exists(directory.path("my_1.log")); });
+    EXPECT_EQ(contentOf(directory.path("my_2.log")), "1");
+    EXPECT_EQ(contentOf(directory.path("my_3.log")), "2");
+    EXPECT_EQ(names().size(), 4u);
+}
+
 TEST_F(FlatLog, ThreadsWriteThroughRotations) {
     log->max_file_size(8);
     log->max_file_count(1000);
@@ -340,6 +365,28 @@ TEST_F(FlatLog, ProcessesWriteThroughRotations) {
     done = true;
     busy.join();
     expectNumbers(6, 300);
+}
+
+// The C library has a lock for the time zone.
+TEST_F(FlatLog, WorksInAForkedChild) {
+    const auto use = [this] {
+        const nuv_flat_log_scope inCallback(log, "l", 7, "f", "", [](int, const char*) {});
+    };
+    std::atomic<bool> done = false;
+    std::thread busy([&] {
+        while (!done)
+            use();
+    });
+    int failure = 0;
+    for (int i = 0; i < 200 && failure == 0; ++i) {
+        failure = statusOf([&] {
+            alarm(30);
+            use();
+        });
+    }
+    done = true;
+    busy.join();
+    EXPECT_EQ(failure, 0);
 }
 
 TEST_F(FlatLog, OneProcessRotates) {

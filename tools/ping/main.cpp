@@ -27,8 +27,11 @@ constexpr const char* kTool = "qor-ping";
 
 volatile std::sig_atomic_t isStopped = 0;
 
+// A second signal, also of the other kind, ends the program at once.
 void stop(int) {
     isStopped = 1;
+    ::signal(SIGINT, SIG_DFL);
+    ::signal(SIGTERM, SIG_DFL);
 }
 
 // The IPv4 address of a host. It is resolved once, so that a round trip does not include a query of
@@ -89,8 +92,6 @@ int ping(const std::vector<std::string>& arguments) {
 
     struct sigaction action {};
     action.sa_handler = stop;
-    // A second signal does not wait for the reply.
-    action.sa_flags = static_cast<int>(SA_RESETHAND);
     ::sigaction(SIGINT, &action, nullptr);
     ::sigaction(SIGTERM, &action, nullptr);
     PingStatistics statistics;

@@ -320,6 +320,9 @@ bool nuv_flat_file::rotate() {
 
 // Deliberate (compatibility): files with numbers above the count (left from an earlier, higher
 // count) are renamed like the others. Only the file with the number `count_` is removed.
+//
+// After a failure, the next try continues with the file that could not be renamed: else each try
+// would remove one more of the old files.
 bool nuv_flat_file::shift() {
     const NameParts parts(opened_);
     std::vector<unsigned> numbers;
@@ -331,18 +334,27 @@ bool nuv_flat_file::shift() {
                       static_cast<int>(parts.base.size()), parts.base.data(), "_", number,
                       parts.extension.data());
     };
+    // Another process has moved the files since the failure.
+    if (std::find(numbers.begin(), numbers.end(), unmoved_ + 1) != numbers.end())
+        unmoved_ = UINT_MAX;
     Path from, to;
     pathOf(to, count_);
-    if (!moved(unlink(to))) return false;
+    if (unmoved_ == UINT_MAX && !moved(unlink(to))) return false;
     for (const unsigned number : numbers) {
-        if (number == count_) continue;
+        if (number == count_ || number > unmoved_) continue;
         pathOf(from, number);
         pathOf(to, number + 1);
-        if (!moved(rename(from, to))) return false;
+        if (!moved(rename(from, to))) {
+            unmoved_ = number;
+            return false;
+        }
     }
+    unmoved_ = 0;
     nuv_sprintf_s(from, sizeof from, "%s%s", directory_, opened_);
     pathOf(to, 1);
-    return rename(from, to) == 0;
+    if (rename(from, to) != 0) return false;
+    unmoved_ = UINT_MAX;
+    return true;
 }
 
 // Returns false with the reason in errno if not all of the text was written.

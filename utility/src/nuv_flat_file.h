@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <sys/types.h>
 
+#include <climits>
 #include <cstddef>
 #include <ctime>
 
@@ -82,6 +83,9 @@ private:
     bool limited_ = false;   // a write may raise SIGXFSZ
     long long looked_ = -1;  // the time of the last check, in ms
     long long stuck_ = -1;   // the time of the last failed rotation, in s
+    // A rotation that failed has moved the old files with larger numbers than this one; UINT_MAX if
+    // none.
+    unsigned unmoved_ = UINT_MAX;
 };
 
 #endif  // NUV_FLAT_FILE_H

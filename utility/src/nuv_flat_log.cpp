@@ -271,12 +271,14 @@ void FlatLog::writeShortOrLong(const Place<char>& place, Message message) {
 // Makes the line in the memory of the log, under the lock.
 template <class Char, class Message>
 void FlatLog::writeLong(const Place<Char>& place, Message message) {
+    const int error = errno;
     const std::lock_guard guard(lock);
     now.read();
     Text text(line_, line_ + kLineRoom - kLineEndSize);
     text.append('[');
     text.append(now.text(), now.size());
     head(text, place, module_);
+    errno = error;  // for "%m"
     message(text);
     std::memcpy(text.at(), "\r\n", kLineEndSize);
     file_.append(line_, static_cast<std::size_t>(text.at() + kLineEndSize - line_), now);
@@ -407,7 +409,11 @@ void nuv_flat_log_scope::report(bool entering) const {
     }
     if (function_ == nullptr) return;
     nuv_local_time time;
-    time.read();
+    {
+        const std::lock_guard guard(lock);
+        now.read();
+        time = now;
+    }
     char text[4096];
     const int size =
         nuv_sprintf_s(text, sizeof text,

@@ -38,7 +38,7 @@ public:
     static unsigned long codepage();
 
     // Read the file again, or another file. If the key "codepage" is missing, the page is
-    // unchanged. If they raise, all settings are.
+    // unchanged. If they raise, all settings are; the other file is then the one that load() reads.
     ConfigFile& load();
     ConfigFile& load(istr filename);
     // Deliberate (compatibility): false after any load, since load adds the two keys if the file

@@ -4,6 +4,7 @@
 #include <array>
 #include <concepts>
 #include <cstddef>
+#include <locale>
 #include <ostream>
 #include <sstream>
 #include <stack>
@@ -396,6 +397,7 @@ dumper& dumpPairs(dumper& d, const char* title, const Map& map) {
     const dumper::_Entry entry(d, title);
     for (const auto& [key, value] : map) {
         std::ostringstream text;
+        text.imbue(std::locale::classic());
         text << key;
         dumpPart(d.indent().raw(text.str()).raw(d.compact() ? ":" : " : "), value);
         d.endline();

@@ -48,7 +48,8 @@ public:
     // with a warning in the log.
     void reopen(unsigned long numberOfTimers);
     // Calls stop(), then drops the queue and all timers without onTimerRelease. After that no
-    // callback is called or running, except one that called close itself.
+    // callback is called or running, except one that called close itself, and the onTimerRelease of
+    // a timer that was killed during its onTimer.
     void close();
     // Calls open(), then starts the thread if it does not run. Raises ThreadSyscallException if the
     // system cannot start a thread.

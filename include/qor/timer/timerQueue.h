@@ -100,8 +100,8 @@ public:
     // Starts a timer. It first fires one interval after the latest tick, so up to one tick early;
     // with an interval of 0, in the next tick. It fires `times` times (0: no end) and is then
     // released. Returns false and logs an error if all slots are in use. Allocates only for a long
-    // name. If `object` is null, an error is logged at the first firing, and the timer keeps its
-    // slot until it is killed.
+    // name. Numbers and intervals are cut to 32 bits. If `object` is null, an error is logged at
+    // the first firing, and the timer keeps its slot until it is killed.
     bool set(TimerId& id, const istr& name, unsigned long userTimerId, unsigned long intervalMs,
              ITimerObject* object, unsigned long times, void* param);
     // Sets a new interval, counted from the latest tick, and a new number of firings. A timer that
@@ -123,7 +123,8 @@ public:
     void freeIdAt(unsigned long position);
     // From now on no timer fires. A current tick wakes the monitor when it has ended.
     void abandon() noexcept { abandoned_ = true; }
-    bool isTicking() const noexcept { return ticking_; }
+    // Whether a tick is running. A tick of the parent does not run in a forked child.
+    bool isTicking() const noexcept { return ticking_ && isOfThisProcess(); }
     // For queues that replace each other: generations() is the largest number of generations of any
     // slot. beginAt sets the first generation of the slots of a queue without timers; by default it
     // is 0.
@@ -148,6 +149,7 @@ private:
     Time now() const;
     TimerBlock* blockOf(const TimerId& id) noexcept;
     ulong32 indexOf(const TimerBlock& block) const noexcept;
+    bool isOfThisProcess() const noexcept;
     bool isFiringElsewhere(const TimerId& id) const noexcept;
     void arm(TimerBlock& block, const Time& interval, ulong32 times) noexcept;
     void put(TimerBlock& block, const Time& expired) noexcept;
@@ -169,6 +171,7 @@ private:
 
     bool ticking_ = false;
     bool abandoned_ = false;
+    unsigned short forks_ = 0;  // of the process, when the tick began
     // The timer whose onTimer is running, and its thread.
     TimerId firing_;
     const void* firingThread_ = nullptr;

@@ -50,24 +50,24 @@ unsigned long ConfigFile::codepage() {
 }
 
 ConfigFile& ConfigFile::load() {
-    return load(filename_);
-}
-
-ConfigFile& ConfigFile::load(istr filename) {
     const Loading mark;
     // Destroyed while this thread is marked as loading: the leak table may print the release.
     pml::stream config;
-    String name = filename.empty() ? istr("p2p_config.pml") : filename;
-    config.from(name, pml::from_file(), false);
+    if (filename_.empty()) filename_ = "p2p_config.pml";
+    config.from(filename_, pml::from_file(), false);
     bool enable = true;
     config["enable"] >> enable;
     ulong32 codepage = codepage_;
     config["codepage"] >> codepage;
     config_ = config;
-    filename_.swap(name);
     enable_ = enable;
     codepage_ = codepage;
     return *this;
+}
+
+ConfigFile& ConfigFile::load(istr filename) {
+    filename_ = filename;
+    return load();
 }
 
 dumper& ConfigFile::dump(dumper& d) const {

@@ -91,7 +91,11 @@ private:
 
     AllLoggers() {
         platform::callAtFork([] { get().lockAll(); }, [] { get().unlockAll(); },
-                             [] { get().unlockAll(); });
+                             [] {
+                                 for (auto& [name, entry] : get().loggers_)
+                                     entry.logger.forgetCodec();
+                                 get().unlockAll();
+                             });
     }
     void lockAll() {
         lock_.lock();

@@ -3,6 +3,7 @@
 
 #include <atomic>
 #include <map>
+#include <new>
 #include <string>
 
 #include "nuv_flat_log.h"
@@ -69,6 +70,8 @@ public:
     // Closes the file and resets the switches to those of a new logger. The name is kept.
     void reset();
     const Mutex& switchesLock() const noexcept { return mutex_; }
+    // In a forked child: codec does not wait for a codec of the parent.
+    void forgetCodec() noexcept { new (&codecMutex_) Mutex; }
     bool hasSink() const noexcept { return sink_ != nullptr; }
 
 private:

@@ -135,6 +135,10 @@ void ThreadFactory::leave() noexcept {
     if (own.record != nullptr) own.record->name(nullptr, String());
 }
 
+SimpleThread* ThreadFactory::thread() noexcept {
+    return own.thread;
+}
+
 // Without memory the thread is not added; its next call of current() tries again.
 void ThreadFactory::enroll() noexcept {
     if (own.busy) return;

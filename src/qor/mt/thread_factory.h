@@ -20,6 +20,9 @@ public:
     // The calling thread runs the body of `thread` from enter to leave.
     static void enter(SimpleThread& thread) noexcept;
     static void leave() noexcept;
+    // The SimpleThread whose body the calling thread runs, null if there is none. Unlike the
+    // thread's record, it needs no memory.
+    static SimpleThread* thread() noexcept;
 
     // Copies the record of a thread; false if there is none.
     static bool find(const ThreadId& id, ThreadInfo& copy);

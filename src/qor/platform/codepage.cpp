@@ -129,15 +129,23 @@ private:
 long decode(const std::string& page, std::string_view text, wchar_t* out, std::size_t room) {
     Conversion<char, wchar_t> conversion(page.c_str(), "WCHAR_T", text, out, room);
     if (!conversion.known()) return -1;
+    // The length of a malformed sequence is not known, so only one byte is skipped. iconv has
+    // already consumed some of these sequences: so the byte is skipped only if it fails again, at
+    // once.
+    bool isReplaced = false;
     for (;;) {
-        const int error = conversion.convert(conversion.left());
+        const std::size_t before = conversion.left();
+        const int error = conversion.convert(before);
         if (conversion.flush() != 0 || error == 0 || error == E2BIG) break;
-        if (!conversion.put(replacementCharacter)) break;
-        // EINVAL: the end of the text cuts a sequence, which counts as one character. The length of
-        // any other malformed sequence is not known, so only one byte is skipped. iconv has already
-        // consumed some of these sequences, even at the end of the text.
+        const bool failsAgain = isReplaced && error == EILSEQ && conversion.left() == before;
+        if (failsAgain) {
+            conversion.skip();
+        } else if (!conversion.put(replacementCharacter)) {
+            break;
+        }
+        // EINVAL: the end of the text cuts a sequence, which counts as one character.
         if (error == EINVAL || conversion.left() == 0) break;
-        conversion.skip();
+        isReplaced = !failsAgain;
     }
     return conversion.written();
 }

@@ -180,7 +180,8 @@ QOR_AVX2 inline bool convertBlock(Utf8Decoding& at) {
 
 bool runsHere() noexcept {
     // On Zen 1 and 2, pdep and pext are microcode, so this code is slower than the portable code.
-    return vectorsAllowed() && __builtin_cpu_supports("avx2") && __builtin_cpu_supports("bmi2") &&
+    return vectorsAllowed() && __builtin_cpu_supports("avx2") && __builtin_cpu_supports("bmi") &&
+           __builtin_cpu_supports("bmi2") && __builtin_cpu_supports("popcnt") &&
            !__builtin_cpu_is("znver1") && !__builtin_cpu_is("znver2");
 }
 
@@ -412,7 +413,8 @@ QOR_AVX512 inline void convertBlocks(Utf8Decoding& at) {
 bool runsHere() noexcept {
     return vectorsAllowed() && __builtin_cpu_supports("avx512bw") &&
            __builtin_cpu_supports("avx512vl") && __builtin_cpu_supports("avx512vbmi") &&
-           __builtin_cpu_supports("avx512vbmi2") && __builtin_cpu_supports("bmi2");
+           __builtin_cpu_supports("avx512vbmi2") && __builtin_cpu_supports("bmi") &&
+           __builtin_cpu_supports("bmi2") && __builtin_cpu_supports("popcnt");
 }
 
 QOR_AVX512 Utf8Progress toWide(std::string_view text, wchar_t* out, std::size_t room) noexcept {

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "log/own_log.h"
+#include "mt/thread_factory.h"
 #include "platform/socket.h"
 #include "qor/base/mlcheck.h"
 #include "tcp/tcp_address.h"
@@ -187,7 +188,7 @@ Handle<TcpServerImpl> TcpAcceptor::nextAfter(ACE_HANDLE handle) const {
 }
 
 TcpServerImpl* TcpAcceptor::ownConnection() const {
-    auto* const current = dynamic_cast<TcpServerImpl*>(SimpleThread::current().thread_);
+    auto* const current = dynamic_cast<TcpServerImpl*>(ThreadFactory::thread());
     return current != nullptr && current->belongsTo(*this) ? current : nullptr;
 }
 

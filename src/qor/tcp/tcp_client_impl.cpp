@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "log/own_log.h"
+#include "mt/thread_factory.h"
 #include "platform/socket.h"
 #include "qor/base/mlcheck.h"
 #include "tcp/tcp_address.h"
@@ -129,7 +130,7 @@ void ClientImpl::close() {
     if (!closing) return;
     closing->stop();
     // The connection's own callback cannot wait for its thread: the next close waits.
-    if (SimpleThread::current().thread_ == closing.get()) return;
+    if (ThreadFactory::thread() == closing.get()) return;
     Handle<TcpClientImpl> none;
     const Guard guard(mutex_);
     if (connection_ == closing) connection_.swap(none);

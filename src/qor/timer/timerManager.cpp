@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "log/own_log.h"
+#include "mt/thread_factory.h"
 #include "qor/log/log_dumper.h"
 
 namespace qor {
@@ -18,14 +19,10 @@ Handle<T> make(const char* func, Args&&... args) {
     return Handle<T>(checkedNew<T>(__FILE__, __LINE__, func, std::forward<Args>(args)...));
 }
 
-const SimpleThread* callingThread() {
-    return SimpleThread::current().thread_;
-}
-
 // Whether a callback calls. A callback must not wait for another thread of the service, which may
 // be in a callback that waits for this one.
 bool isCalledBack() {
-    return dynamic_cast<const TimeoutThread*>(callingThread()) != nullptr;
+    return dynamic_cast<const TimeoutThread*>(ThreadFactory::thread()) != nullptr;
 }
 
 bool hasEnded(const Handle<TimeoutThread>& thread) {
@@ -153,7 +150,7 @@ void TimerManager::dump(std::ostream& os) const {
 // A stop first clears living() and then wakes the monitor, so it is never missed. Between close and
 // open there may be no queue.
 bool TimerManager::onWait() {
-    const SimpleThread* const thread = callingThread();
+    const SimpleThread* const thread = ThreadFactory::thread();
     const TimerMonitor::Access access(monitor_);
     const Time noTimers = Time::microSeconds(QOR_TIMER_CHECK_TIME);
     if (thread->living()) monitor_.wait(m_timerQueue ? m_timerQueue->waitTime() : noTimers);

@@ -4,6 +4,7 @@
 #include <ostream>
 
 #include "log/own_log.h"
+#include "platform/thread.h"
 #include "qor/cfg/config_file.h"
 #include "qor/log/log_dumper.h"
 
@@ -174,7 +175,11 @@ bool TimerMonitor::isHeldHere() const noexcept {
 // Marks a running tick. At its end, wakes the threads that wait for it.
 class TimerQueue::Ticking : noncopyable {
 public:
-    explicit Ticking(TimerQueue& queue) : queue_(queue) { queue.ticking_ = true; }
+    explicit Ticking(TimerQueue& queue) : queue_(queue) {
+        queue.ticking_ = true;
+        queue.forks_ = platform::forkCount();
+        queue.firing_.reset();
+    }
     ~Ticking() {
         queue_.ticking_ = false;
         if (queue_.abandoned_) queue_.monitor_.wake();
@@ -195,6 +200,8 @@ public:
     ~Firing() {
         queue_.monitor_.mutex_.lock();
         queue_.firing_.reset();
+        // If the callback has forked, the tick also continues in the child.
+        queue_.forks_ = platform::forkCount();
     }
 
 private:
@@ -260,9 +267,13 @@ ulong32 TimerQueue::indexOf(const TimerBlock& block) const noexcept {
     return static_cast<ulong32>(static_cast<const TimerSlot*>(&block) - m_timerBlocks.data());
 }
 
+bool TimerQueue::isOfThisProcess() const noexcept {
+    return forks_ == platform::forkCount();
+}
+
 bool TimerQueue::isFiringElsewhere(const TimerId& id) const noexcept {
     return firing_.generation() == id.generation() && firing_.index() == id.index() &&
-           firingThread_ != self();
+           firingThread_ != self() && isOfThisProcess();
 }
 
 // The name is set first, since that may raise.
@@ -370,7 +381,7 @@ void TimerQueue::beginAt(ulong32 generation) noexcept {
 
 void TimerQueue::tick() {
     m_waitTime = m_maxWaitTime;
-    if (ticking_ || abandoned_) return;
+    if (isTicking() || abandoned_) return;
     m_currTime = now();
     const bool works = m_timeoutQueue.hasWork(m_currTime) || own_log::debugOn();
     doCheck();
@@ -383,7 +394,7 @@ void TimerQueue::tick() {
 void TimerQueue::doCheck() {
     constexpr const char* tag = "TIMER.DIAG";
     constexpr const char* func = "qor::TimerQueue::doCheck";
-    if (ticking_) return;
+    if (isTicking()) return;
     if (m_timeoutQueue.empty()) return;
     own_log::debug(tag, func, [&] {
         return own_log::text("before check, timeoutQueue size = ", m_timeoutQueue.size());
