@@ -20,10 +20,13 @@ const bool inZone = [] {
     return true;
 }();
 
-void requireReadsBack(const Time& time) try {
+void requireReadsBack(std::int64_t milliseconds) try {
+    // Before 1970 the milliseconds are negative, and the field of three digits has no room for the
+    // sign.
+    if (milliseconds < 0) milliseconds -= milliseconds % 1000;
     // A time of 0 is shown as a null time.
-    if (time.toMilliSeconds() == 0) return;
-    const String text = time.toDateTime();
+    if (milliseconds == 0) return;
+    const String text = Time::milliSeconds(milliseconds).toDateTime();
     require(Time::fromString(text).toDateTime() == text);
 } catch (const InvalidDataException&) {
     // A year that the calendar functions cannot represent.
@@ -40,14 +43,11 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t siz
     } catch (const InvalidDataException&) {
         return 0;
     }
-    requireReadsBack(read);
+    requireReadsBack(read.toMilliSeconds());
     std::int64_t milliseconds = 0;
     if (size < sizeof milliseconds) return 0;
     std::memcpy(&milliseconds, data, sizeof milliseconds);
-    // A calendar text is limited to seconds of 32 bits. Before 1970 the milliseconds are negative,
-    // and the field of three digits has no room for the sign.
-    milliseconds %= std::int64_t(1000) << 31;
-    if (milliseconds < 0) milliseconds -= milliseconds % 1000;
-    requireReadsBack(Time::milliSeconds(milliseconds));
+    // A calendar text is limited to seconds of 32 bits.
+    requireReadsBack(milliseconds % (std::int64_t(1000) << 31));
     return 0;
 }

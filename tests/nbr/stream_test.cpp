@@ -96,8 +96,17 @@ TEST(OutputStream, NestsItsEntriesAndIsReusable) {
         const OutputStream::Entry inner(os);
     }
     EXPECT_EQ(bytes2hexstr(os.str()), "FF0128FF0128FF0129FF0129");
-    const OutputStream copy(os);
+    OutputStream copy(os);
     EXPECT_EQ(copy.str(), os.str());
+    {
+        // The room that is reserved for its end belongs to the original.
+        const OutputStream::Entry entry(os);
+        os << istr(std::string(1000, 'x'));
+        copy = os;
+        encode(copy, Leaf{1, "one"});
+    }
+    EXPECT_TRUE(copy.str().endWith(encoded(Leaf{1, "one"})));
+    EXPECT_TRUE(os.str().endWith("x\xFF\x01)"));
     os.reset();
     EXPECT_TRUE(os.str().empty());
     os << istr(static_cast<const char*>(nullptr), 5);

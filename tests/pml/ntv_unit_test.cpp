@@ -95,6 +95,12 @@ TEST(Unit, LeavesANameToTheFirstSiblingThatHasIt) {
         EXPECT_EQ(renamed.path(), "/[1]");
         EXPECT_EQ(treeOf(assigned), "n2:t=v");
         EXPECT_THROW(unit.addChild("n3"), DuplicatedUnitException);
+        // A child that loses its name later may hide one whose name is its index.
+        unit.childAt(3)->name("[2]");
+        unit.childAt(2)->name("");
+        Unit outer;
+        EXPECT_TRUE(outer.addChild(unit));
+        EXPECT_EQ(treeOf(Unit(outer)), "{" + treeOf(unit) + "}");
         // A name that is free again can be given to another child.
         unit.childAt(3)->name("other");
         EXPECT_EQ(std::as_const(unit).at("n3"), nullptr);
@@ -102,6 +108,23 @@ TEST(Unit, LeavesANameToTheFirstSiblingThatHasIt) {
         assigned.name("");
         EXPECT_EQ(std::as_const(unit).at("n3"), &renamed);
         EXPECT_TRUE(isSound(unit));
+    }
+}
+
+TEST(Unit, FindsChildrenThatHaveLostTheirParent) {
+    for (const int count : {16, 17}) {
+        Unit unit;
+        for (int i = 0; i < count; ++i)
+            unit.addChild(numbered(i));
+        Unit& cleared = *unit.childAt(3);
+        EXPECT_TRUE(ntvFromPml(cleared, istr("new(x)")));
+        unit.childAt(4)->parent(nullptr);
+        unit.addChild("last");
+        cleared.name("a");
+        unit.childAt(4)->name("z");
+        for (const Unit* const child : *unit.listValue())
+            EXPECT_EQ(unit.child(child->name()), child) << child->name();
+        EXPECT_EQ(unit.child("new"), nullptr);
     }
 }
 
@@ -332,6 +355,10 @@ TEST(Unit, IsUnchangedWhenMemoryIsShort) {
         [&](Unit& unit) { unit << Bytes(big); },
         [&](Unit& unit) { (unit.simple() ? unit : *unit.childAt(1)).name(big); },
         [&](Unit& unit) { unit.initValueAsList(); },
+        [&](Unit& unit) {
+            dumper d;
+            unit.dump(d);
+        },
         [&](Unit& unit) { unit.value(ListValue(ListValue::Units{&unit}).clone()); },
     };
     const std::function<std::unique_ptr<Unit>()> units[] = {

@@ -33,10 +33,27 @@ TEST(Field, WritesAChildForEachMember) {
     flags["old"] = true;
     EXPECT_TRUE((Field__<std::map<String, Bit>>{"id", "", &flags}.get(whole) && flags.empty()));
     EXPECT_FALSE((Field__<std::map<String, Bit>>{"none", "", &flags}.get(whole)));
+    Optional<String> text("old");
+    EXPECT_TRUE((Field__<Optional<String>>{"o", "", &text}.get(stream("(o())", false))));
+    EXPECT_TRUE(text.isSet() && text.value().empty());
     // Of two names with the same key the last one counts.
     std::map<int, String> numbers;
     decode(stream("(1(a)2(b)01(c))", false), numbers);
     EXPECT_EQ(numbers, (std::map<int, String>{{1, "c"}, {2, "b"}}));
+}
+
+// Reads a member that the text does not have, by an operator that creates it.
+struct Handwritten {
+    int x = 7;
+    void codec(stream& s) { s["x"] >> x; }
+};
+
+TEST(Field, ReadsWithoutChangingTheTree) {
+    const stream in("r(y(1))", false);
+    Handwritten object;
+    decode(in, object);
+    EXPECT_EQ(object.x, 7);
+    EXPECT_EQ(in.toPml(false), "r(y(1))");
 }
 
 TEST(Field, BindsVolatileScalars) {

@@ -62,6 +62,17 @@ TEST(Stream, IsWholeOrEmptyWhenMemoryIsShort) {
     }
 }
 
+TEST(Stream, CombinesAllChildrenOrRaises) {
+    const stream other("r(a(1)b(a value that needs a block of its own))", false);
+    failEachAllocation(
+        [&] {
+            stream s;
+            s.combine(other);
+            EXPECT_EQ(s.unit().numofChildren(), 2u);
+        },
+        [] {});
+}
+
 TEST(Stream, FindsAndCreatesChildren) {
     stream s("r(a(b(1))c()d(())x(0))", false);
     const stream& reader = s;
@@ -83,10 +94,12 @@ TEST(Stream, FindsAndCreatesChildren) {
     stream other("r(a(new)b(:t(1)e(2))(unnamed))", false);
     s["p/q"] << 3;
     other["p/q"] << 4;
+    s[".."] << 5;
+    other[".."] << 6;
     s.combine(other);
     s.combine(s);
     s.combine(stream("scalar", true));
-    EXPECT_EQ(treeOf(s.unit()), "N:T{a{b=1} c= d{=} x=0 y=1 z=2 p/q=3 b{:t=1 e=2}}");
+    EXPECT_EQ(treeOf(s.unit()), "N:T{a{b=1} c= d{=} x=0 y=1 z=2 p/q=3 ..=5 b{:t=1 e=2}}");
     EXPECT_TRUE(isSound(s.unit()) && isSound(other.unit()));
 }
 

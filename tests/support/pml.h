@@ -29,7 +29,7 @@ inline bool isSound(const qor::pml::ntv::Unit& unit) {
     unsigned long index = 0;
     for (const qor::pml::ntv::Unit* child : *unit.listValue()) {
         const qor::String place = "[" + std::to_string(index) + "]";
-        const bool named = !child->name().empty() && unit.at(child->name()) == child;
+        const bool named = unit.child(child->name()) == child;
         if (child->parent() != &unit || child->index() != index++ ||
             (!named && unit.at(place) != child) || !isSound(*child)) {
             return false;

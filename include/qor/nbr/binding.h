@@ -1,6 +1,7 @@
 #ifndef QOR_NBR_BINDING_H
 #define QOR_NBR_BINDING_H
 
+#include <algorithm>
 #include <concepts>
 #include <cstddef>
 #include <string>
@@ -162,7 +163,9 @@ private:
     static Place grow(OutputStream& os, char* at, unsigned long n);
     static Place placeIn(OutputStream& os) noexcept {
         StringBuffer& buffer = os.buffer_;
-        return {buffer.pbuf(), buffer.data() + buffer.max_size() - os.reserved_};
+        // After an assignment there may be less room than is reserved.
+        const unsigned long room = buffer.max_size() - buffer.size();
+        return {buffer.pbuf(), buffer.pbuf() + (room - std::min(room, os.reserved_))};
     }
     void resume() noexcept {
         const Place place = placeIn(os_);

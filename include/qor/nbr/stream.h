@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <iosfwd>
 #include <string>
+#include <utility>
 
 #include "qor/base/base_type_bytes.h"
 #include "qor/base/base_type_time.h"
@@ -24,7 +25,8 @@ class QOR_API OutputStream {
 public:
     // Writes a complex value: the constructor writes its start, the destructor its end. The room
     // for the end is reserved by the constructor, so the destructor cannot fail; do not assign to
-    // the stream meanwhile.
+    // the stream or swap it meanwhile. A copy of the stream meanwhile has the bytes so far, and
+    // writes no end.
     class Entry : noncopyable {
     public:
         explicit Entry(OutputStream& os) : os_(os) {
@@ -42,6 +44,19 @@ public:
 
     // The configured code page is read here and at reset.
     OutputStream() : utf8_(wire::textIsUtf8()) {}
+    OutputStream(const OutputStream& other) : buffer_(other.buffer_), utf8_(other.utf8_) {}
+    OutputStream(OutputStream&& other) noexcept
+        : buffer_(std::move(other.buffer_)), utf8_(other.utf8_) {}
+    OutputStream& operator=(const OutputStream& other) {
+        buffer_ = other.buffer_;
+        utf8_ = other.utf8_;
+        return *this;
+    }
+    OutputStream& operator=(OutputStream&& other) noexcept {
+        buffer_ = std::move(other.buffer_);
+        utf8_ = other.utf8_;
+        return *this;
+    }
 
     void operator<<(null_type) { writeRaw(0); }
     void operator<<(empty_type) { write_i(istr(), false); }
@@ -88,6 +103,7 @@ public:
 
 private:
     friend Writer;
+    friend class CodecRun;
 
     static constexpr istr kBegin{"\xFF\x01(", 3};
     static constexpr istr kEnd{"\xFF\x01)", 3};
@@ -111,7 +127,7 @@ private:
     }
 
     StringBuffer buffer_{0};
-    unsigned long reserved_ = 0;  // for the ends of the open entries
+    unsigned long reserved_ = 0;  // for the ends of the open entries of this object
     bool utf8_;
 };
 
@@ -193,6 +209,8 @@ public:
     CodecStream& stream() noexcept { return stream_; }
 
 private:
+    void exchange(OutputStream& os) noexcept;
+
     CodecStream stream_;
     OutputStream* os_ = nullptr;
     InputStream* is_ = nullptr;

@@ -99,6 +99,8 @@ public:
     // and "/" are ordinary names: at("..") of a unit that is not const creates a child of that
     // name, while std::as_const(unit).at("..") is the parent.
     Unit* at(istr name);
+    // The same, but creates nothing: null if there is no such child.
+    Unit* child(istr name) const noexcept { return findChild(name); }
     // If there is no such child or no list, returns null and logs an error.
     Unit* childAt(unsigned long index) const;
     // Follows a path: names, "." and "..", separated by "/", from the root if it begins with "/";
@@ -315,13 +317,13 @@ private:
     static Unit* byIndexIn(const ListValue& list, unsigned long count, istr key) noexcept;
     static Unit* searchIn(const ListValue& list, unsigned long count, istr name) noexcept;
     Unit* findChild(istr name) const noexcept;
-    // The list that contains this unit; null for a root and for a unit whose parent was only set.
-    ListValue* listAround() const noexcept;
     // Whether at() of the parent finds this unit by its name.
     bool foundByName() const noexcept { return !name_.empty() && !nameTaken_; }
-    Children::node_type leaveSiblings(Unit& holder) noexcept;
-    // Sets the indexes of the children, and raises for a repeated name. Null for a short list.
-    static std::unique_ptr<Children> initChildrenMap(const ValueBase* value);
+    Children::node_type leaveSiblings() noexcept;
+    // Sets the indexes of the children, and raises for a repeated name. Null for a short list. In a
+    // copy of a tree, a child may have the name "[0]" although a sibling that lost its name later
+    // is found by that text.
+    static std::unique_ptr<Children> initChildrenMap(const ValueBase* value, bool isCopy = false);
     // Adds the last child of the list to the set of children.
     void copyIntoMap(const ListValue& list, Unit* child);
     void setValueOwner(Unit* owner) noexcept;
@@ -340,6 +342,9 @@ private:
     String type_;
     ValueBase* value_ = nullptr;
     Unit* parent_ = nullptr;
+    // The unit whose list has this one; null for a root. Unlike the parent, it cannot be set, and
+    // clear() keeps it.
+    Unit* holder_ = nullptr;
     unsigned long index_ = 0;
     std::unique_ptr<Children> children_;
     // The value, if it is text that was set; it then needs no allocation.

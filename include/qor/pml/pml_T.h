@@ -22,7 +22,8 @@
 // Scalars, text, bytes and Time are written as by Unit::operator<<. A type with a codec becomes a
 // unit with a child for each field. Elements of vectors, lists and sets become children without a
 // name; a map becomes a unit of the type "map", with a child for each element whose name is the
-// key. An optional value that is not set is not written.
+// key. A field with an optional value that is not set is not written; in a container it
+// is written as empty.
 
 namespace qor::pml {
 
@@ -163,14 +164,16 @@ void loadElements(const ntv::Unit& unit, const stream& around, C& target) {
     target = std::move(elements);
 }
 
-// Whether the unit has the text of a T() that was written: the empty text of a String() is a value,
-// although >> does not read it.
+// Reads a T() by its text. The empty text of a String() is a value, although >> does not read it.
 template <class T>
-bool hasDefaultText(const ntv::Unit& unit) {
+bool loadDefault(const ntv::Unit& unit, T& target) {
     if constexpr (requires(ntv::Unit & written) { written << T(); }) {
         ntv::Unit written;
         written << T();
-        return unit.listValue() == nullptr && unit.getStringValue() == written.getStringValue();
+        if (unit.listValue() == nullptr && unit.getStringValue() == written.getStringValue()) {
+            target = T();
+            return true;
+        }
     }
     return false;
 }
@@ -179,7 +182,7 @@ template <class T>
 bool load(const ntv::Unit& unit, const stream& around, T& target) {
     if constexpr (OptionalValue<T>) {
         return readPresent(target, [&](auto& present) {
-            return load(unit, around, present) || hasDefaultText<typename T::value_type>(unit);
+            return load(unit, around, present) || loadDefault(unit, present);
         });
     } else if constexpr (Object<T>) {
         part_stream part(unit, around);
@@ -222,7 +225,7 @@ bool Field__<T>::get(const stream& s) const {
     return true;
 }
 
-// Writes an object to the stream's unit. Raises as Field__::set does.
+// Writes an object to the stream's unit. Raises as Field__::set does; the fields before stay.
 template <class T>
 void encode(stream& s, const T& object) {
     if constexpr (Object<T>) {

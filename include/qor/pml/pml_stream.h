@@ -80,11 +80,12 @@ public:
     bool has(istr path) const { return unit().find(path) != nullptr; }
     // True if there is no such child, or if its valueEmpty() is true.
     bool isEmptyChild(istr name) const;
-    // As in Unit: for a missing child, the const operators return null(), the others create it.
+    // As in Unit: for a missing child, the const operators return null(), the others create it. In
+    // a codec that reads, it is created outside of the tree that is read.
     const ntv::Unit& operator[](istr name) const { return unit()[name]; }
     const ntv::Unit& operator[](const name_id& id) const { return unit()[id.name]; }
-    ntv::Unit& operator[](istr name) { return unit()[name]; }
-    ntv::Unit& operator[](const name_id& id) { return unit()[id.name]; }
+    ntv::Unit& operator[](istr name);
+    ntv::Unit& operator[](const name_id& id) { return (*this)[id.name]; }
 
     // Called by a codec: sets the type and the name of the unit, unless it already has them.
     void enter(istr type, istr name, istr, istr);

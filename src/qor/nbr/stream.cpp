@@ -37,7 +37,6 @@ void OutputStream::operator<<(iwstr text) {
 
 void OutputStream::swap(OutputStream& other) noexcept {
     buffer_.swap(other.buffer_);
-    std::swap(reserved_, other.reserved_);
     std::swap(utf8_, other.utf8_);
 }
 
@@ -92,7 +91,7 @@ void Reader::raiseNotSimple() {
 }
 
 CodecRun::CodecRun(OutputStream& os) : os_(&os) {
-    os.swap(stream_.bos());
+    exchange(os);
 }
 
 CodecRun::CodecRun(InputStream& is)
@@ -104,11 +103,17 @@ CodecRun::CodecRun(InputStream& is)
 }
 
 CodecRun::~CodecRun() {
-    if (os_ != nullptr) os_->swap(stream_.bos());
+    if (os_ != nullptr) exchange(*os_);
     if (is_ == nullptr) return;
     is_->swap(stream_.bis());
     is_->depth_ = depth_;
     runDepth = outer_;
+}
+
+// The codec writes inside the open entries of the stream.
+void CodecRun::exchange(OutputStream& os) noexcept {
+    os.swap(stream_.bos());
+    std::swap(os.reserved_, stream_.bos().reserved_);
 }
 
 void CodecInterface::encode(OutputStream& os) const {

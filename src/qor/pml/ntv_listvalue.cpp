@@ -42,6 +42,8 @@ ListValue& ListValue::assign(const Units& units) {
     if (unit != nullptr) children = Unit::initChildrenMap(&copies);
     units_.swap(copies.units_);
     if (unit != nullptr) unit->children_ = std::move(children);
+    for (Unit* const child : units_)
+        child->holder_ = unit;
     return *this;
 }
 
@@ -80,7 +82,12 @@ void ListValue::appendCopies(const Units& units) {
             copy->value(unit.value_->clone());
         }
         Unit* const added = copy.get();
-        copying.to->push_back(added);
+        // Inside a tree the names are known to be unique.
+        if (Unit* const around = copying.to->holder()) {
+            around->appendNew(*copying.to, added);
+        } else {
+            copying.to->push_back(added);
+        }
         static_cast<void>(copy.release());
         if (list != nullptr) open.push_back({list->begin(), list->end(), added->listValue()});
     }

@@ -42,7 +42,9 @@ Unit::Unit(const Unit& other) : Unit(other.name_) {
     if (other.stringValue() != nullptr) {
         setValue(other.getStringValue());
     } else if (other.value_ != nullptr) {
-        value(other.value_->clone());
+        std::unique_ptr<ValueBase> copy(other.value_->clone());
+        std::unique_ptr<Children> children = initChildrenMap(copy.get(), true);
+        replaceValue(copy.release(), std::move(children));
     }
 }
 
@@ -156,19 +158,17 @@ unsigned long Unit::numofChildren() const noexcept {
 void Unit::name(istr text) {
     if (istr(name_) == text && !nameTaken_) return;
     String newName(text);
-    Unit* const holder = listAround() != nullptr ? parent_ : nullptr;
-    const Unit* const present = holder != nullptr ? holder->findChild(newName) : nullptr;
-    Children::node_type entry;
-    if (holder != nullptr) entry = leaveSiblings(*holder);
+    const Unit* const present = holder_ != nullptr ? holder_->findChild(newName) : nullptr;
+    Children::node_type entry = leaveSiblings();
     name_.swap(newName);
     const bool before = std::exchange(nameTaken_, present != nullptr && present != this);
-    if (holder == nullptr || holder->children_ == nullptr || !foundByName()) return;
+    if (holder_ == nullptr || holder_->children_ == nullptr || !foundByName()) return;
     if (!entry.empty()) {
-        holder->children_->insert(std::move(entry));
+        holder_->children_->insert(std::move(entry));
         return;
     }
     try {
-        holder->children_->insert(this);
+        holder_->children_->insert(this);
     } catch (...) {
         name_.swap(newName);
         nameTaken_ = before;
@@ -176,21 +176,11 @@ void Unit::name(istr text) {
     }
 }
 
-ListValue* Unit::listAround() const noexcept {
-    ListValue* const list = parent_ != nullptr ? parent_->listValue() : nullptr;
-    if (list == nullptr) return nullptr;
-    const auto at = index_ < list->size() ? list->begin() + static_cast<long>(index_) : list->end();
-    if (at != list->end() && *at == this) return list;
-    return std::find(list->begin(), list->end(), this) != list->end() ? list : nullptr;
-}
-
 // Siblings are sorted by name, so a name must not change while its unit is among them.
-Unit::Children::node_type Unit::leaveSiblings(Unit& holder) noexcept {
-    Children* const siblings = holder.children_.get();
+Unit::Children::node_type Unit::leaveSiblings() noexcept {
+    Children* const siblings = holder_ != nullptr ? holder_->children_.get() : nullptr;
     if (siblings == nullptr || !foundByName()) return {};
-    const auto place = siblings->find(this);
-    return place != siblings->end() && *place == this ? siblings->extract(place)
-                                                      : Children::node_type();
+    return siblings->extract(siblings->find(this));
 }
 
 void Unit::value(ValueBase* newValue) {
@@ -224,7 +214,7 @@ ValueBase* Unit::popValue() {
 }
 
 void Unit::clear() noexcept {
-    if (listAround() != nullptr) leaveSiblings(*parent_);
+    leaveSiblings();
     nameTaken_ = false;
     name_.clear();
     type_.clear();
@@ -320,7 +310,7 @@ bool Unit::ByName::operator()(const Unit* left, const Unit* right) const noexcep
     return istr(left->name_) < istr(right->name_);
 }
 
-std::unique_ptr<Unit::Children> Unit::initChildrenMap(const ValueBase* value) {
+std::unique_ptr<Unit::Children> Unit::initChildrenMap(const ValueBase* value, bool isCopy) {
     if (value == nullptr || value->kind_ != ValueBase::Kind::List) return nullptr;
     const auto& list = static_cast<const ListValue&>(*value);
     auto children = list.size() > kSearched ? std::make_unique<Children>() : nullptr;
@@ -328,7 +318,7 @@ std::unique_ptr<Unit::Children> Unit::initChildrenMap(const ValueBase* value) {
     for (Unit* const child : list) {
         const istr name = child->name_;
         const bool taken = child->foundByName() &&
-                           (byIndexIn(list, index, name) != nullptr ||
+                           ((!isCopy && byIndexIn(list, index, name) != nullptr) ||
                             (children != nullptr ? !children->insert(child).second
                                                  : searchIn(list, index, name) != nullptr));
         if (taken) raiseDuplicated("qor::pml::ntv::Unit::copyIntoMap");
@@ -342,7 +332,6 @@ void Unit::copyIntoMap(const ListValue& list, Unit* child) {
         if (child->foundByName()) children_->insert(child);
         return;
     }
-    // A child that was cleared and renamed may have the name of a sibling; the first one is found.
     auto children = std::make_unique<Children>();
     for (Unit* const unit : list) {
         if (unit->foundByName()) children->insert(unit);
@@ -356,7 +345,7 @@ void Unit::setValueOwner(Unit* owner) noexcept {
     const ListValue* const list = listValue();
     if (list == nullptr) return;
     for (Unit* const child : *list)
-        child->parent_ = owner;
+        child->parent_ = child->holder_ = owner;
 }
 
 void Unit::dropValue() noexcept {
@@ -420,7 +409,7 @@ void Unit::appendNew(ListValue& list, Unit* child) {
             throw;
         }
     }
-    child->parent_ = this;
+    child->parent_ = child->holder_ = this;
     child->index_ = list.size() - 1;
 }
 

@@ -1,5 +1,6 @@
 #include "qor/pml/pml_stream.h"
 
+#include <memory>
 #include <new>
 #include <ostream>
 #include <utility>
@@ -64,8 +65,8 @@ void stream::combine(const stream& other) {
     for (unsigned long i = 0; i < list->size(); ++i) {
         const ntv::Unit& child = *list->at(i);
         // A name with "/" is a path for has().
-        const bool isKnown = has(child.name()) || std::as_const(unit()).at(child.name()) != nullptr;
-        if (!isKnown) unit().addChild(child);
+        const bool isKnown = has(child.name()) || unit().child(child.name()) != nullptr;
+        if (!isKnown) unit().addChild(std::make_unique<ntv::Unit>(child));
     }
 }
 
@@ -84,6 +85,13 @@ String stream::toPml(bool formatted) const {
 bool stream::isEmptyChild(istr name) const {
     const ntv::Unit* const child = unit().at(name);
     return child == nullptr || child->valueEmpty();
+}
+
+ntv::Unit& stream::operator[](istr name) {
+    // Reading does not change the unit of another stream: a missing child is created here.
+    if (!isInputStream() || target_ == &unit_) return unit()[name];
+    ntv::Unit* const present = unit().child(name);
+    return present != nullptr ? *present : unit_[name];
 }
 
 void stream::enter(istr type, istr name, istr, istr) {

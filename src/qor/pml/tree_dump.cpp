@@ -25,7 +25,7 @@ struct OpenUnit {
 
 class TreeDump {
 public:
-    explicit TreeDump(dumper& d) noexcept : dumper_(d) {}
+    explicit TreeDump(dumper& d) : dumper_(d) {}
 
     void begin(const Unit& unit) {
         OpenUnit& open = open_.emplace_back(dumper_);
