@@ -1,5 +1,6 @@
 #include "qor/xml/XMLNode.h"
 
+#include "support/formats.h"
 #include "support/leak_table.h"
 #include "support/test.h"
 #include "support/threads.h"
@@ -345,6 +346,30 @@ TEST(XMLNode, ManyThreadsReadOneTree) {
             sum += child->getChildNodes().empty() && child->getChildNodeMap().empty() ? 1 : 0;
     });
     EXPECT_EQ(sum, 4 * (4950 + 1 + 100));
+}
+
+TEST(XMLNode, ManyThreadsGetTheSameListOfChildren) {
+    constexpr int kThreads = 4, kRounds = 20;
+    const String text = "<r>" + repeated("<n><c/><c/><c/></n>", 2000) + "</r>";
+    const auto listsOf = [](const XMLNode& root) {
+        std::vector<const XMLNode* const*> lists;
+        for (const XMLNode& node : root.children())
+            lists.push_back(node.getChildNodes().data());
+        return lists;
+    };
+    for (int round = 0; round < kRounds; ++round) {
+        const XMLParser parser{istr(text)};
+        std::array<std::vector<const XMLNode* const*>, kThreads> seen;
+        std::atomic<int> ready = 0;
+        inThreads(kThreads, [&](unsigned i) {
+            ++ready;
+            while (ready < kThreads)
+                std::this_thread::yield();
+            seen[i] = listsOf(*parser.rootNode());
+        });
+        for (const auto& lists : seen)
+            ASSERT_TRUE(lists == listsOf(*parser.rootNode()));
+    }
 }
 
 }  // namespace

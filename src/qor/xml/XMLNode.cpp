@@ -369,16 +369,19 @@ XMLNode* XMLNode::find(istr name) const {
 }
 
 const std::vector<XMLNode*>& XMLNode::makeList() const {
-    if (size_ != 0) {
-        const std::lock_guard guard(looksLock);
-        if (listed_.load(std::memory_order_relaxed)) return list_;
-        std::vector<XMLNode*> list;
-        list.reserve(size_);
-        for (XMLNode* child = first_; child != nullptr; child = child->next_)
-            list.push_back(child);
-        if (pool_ != nullptr) pool_->remember(*this);
-        list_.swap(list);
+    if (size_ == 0) {
+        listed_.store(true, std::memory_order_release);
+        return list_;
     }
+    const std::lock_guard guard(looksLock);
+    if (listed_.load(std::memory_order_relaxed)) return list_;
+    std::vector<XMLNode*> list;
+    list.reserve(size_);
+    for (XMLNode* child = first_; child != nullptr; child = child->next_)
+        list.push_back(child);
+    if (pool_ != nullptr) pool_->remember(*this);
+    list_.swap(list);
+    // Before the lock is released: a thread that waits for it must not build the list again.
     listed_.store(true, std::memory_order_release);
     return list_;
 }
