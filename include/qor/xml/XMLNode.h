@@ -171,7 +171,6 @@ private:
     XMLAttr& addParsedAttr(const xml::ParsedText& name, const xml::ParsedText& value);
     void addParsedText(const xml::ParsedText& text);
     bool ownsPool() const noexcept;
-    void endTree() noexcept;
     // Call it before the node changes.
     void touch() noexcept {
         if (pool_ != nullptr) touchPool();

@@ -81,8 +81,7 @@ void XMLAttrMap::Release::operator()(XMLAttrMap* map) const noexcept {
     if (!ofPool) deleteBlock(map, "qor::XMLNode::clearAttrs");
 }
 
-XMLAttrMap::Owner XMLAttrMap::create(xml::Pool* pool) {
-    if (pool != nullptr) return Owner(createIn(*pool));
+XMLAttrMap::Owner XMLAttrMap::create(xml::Pool*) {
     return Owner(::new (newBlock(sizeof(XMLAttrMap), "qor::XMLNode::addAttr")) XMLAttrMap(false));
 }
 
