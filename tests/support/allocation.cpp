@@ -9,6 +9,7 @@ namespace {
 
 // Plain thread-local words, so that the operators may run at any time in a thread's life.
 constinit thread_local unsigned long allocated = 0;
+constinit thread_local unsigned long allocatedBytes = 0;
 constinit thread_local unsigned long released = 0;
 constinit thread_local unsigned long failFrom = 0;  // the count of the first failure, 0 for none
 constinit thread_local bool failed = false;
@@ -24,6 +25,7 @@ void* allocate(std::size_t size, std::size_t alignment = 0) noexcept {
     void* const block = alignment == 0 ? std::malloc(size) : std::aligned_alloc(alignment, size);
     if (block == nullptr) return nullptr;
     ++allocated;
+    allocatedBytes += size;
     return block;
 }
 
@@ -59,10 +61,15 @@ void operator delete[](void* p, const std::nothrow_t&) noexcept { release(p); }
 
 namespace support {
 
-AllocationCounter::AllocationCounter() noexcept : allocations_(allocated), releases_(released) {}
+AllocationCounter::AllocationCounter() noexcept
+    : allocations_(allocated), bytes_(allocatedBytes), releases_(released) {}
 
 unsigned long AllocationCounter::allocations() const noexcept {
     return allocated - allocations_;
+}
+
+unsigned long AllocationCounter::bytes() const noexcept {
+    return allocatedBytes - bytes_;
 }
 
 long AllocationCounter::outstanding() const noexcept {

@@ -16,11 +16,14 @@ class AllocationCounter {
 public:
     AllocationCounter() noexcept;
     unsigned long allocations() const noexcept;
+    // The sum of their sizes.
+    unsigned long bytes() const noexcept;
     // Allocations less releases. Blocks that one thread makes and another one frees unbalance it.
     long outstanding() const noexcept;
 
 private:
     unsigned long allocations_;
+    unsigned long bytes_;
     unsigned long releases_;
 };
 

@@ -1,5 +1,6 @@
 #include "qor/xml/XMLNode.h"
 
+#include "support/formats.h"
 #include "support/leak_table.h"
 #include "support/test.h"
 #include "support/threads.h"
@@ -155,9 +156,10 @@ TEST(XMLNode, KeepsTheListOfChildrenRight) {
     XMLNode made("r", nullptr);
     for (XMLNode* const root : {parsed.get(), &made}) {
         const std::vector<XMLNode*>& list = root->getChildNodes();
+        const XMLNode::ChildMap& map = root->getChildNodeMap();
         EXPECT_EQ(list.size(), root->numofChildren());
         root->clearNodes();
-        EXPECT_TRUE(list.empty());
+        EXPECT_TRUE(list.empty() && map.empty());
         for (int i = 0; i < 40; ++i)
             root->addChildNode("n" + std::to_string(i));
         EXPECT_EQ(list.size(), 40u);
@@ -165,9 +167,35 @@ TEST(XMLNode, KeepsTheListOfChildrenRight) {
         EXPECT_EQ(list[7], &root->child("n7"));
         root->assign(source);
         EXPECT_EQ(shown(list), "x= y= ");
+        EXPECT_EQ(map.size(), 2u);
+        root->child("x").name("z");
+        EXPECT_EQ(map.find("z")->second, list[0]);
+        root->child("z").name("x");
         root->child("x").append(source);
         EXPECT_EQ(root->str(false, 0), "<s><x><s><x/><y/></s></x><y/></s>");
     }
+}
+
+// The destructor of a derived class may look at its node.
+TEST(XMLNode, ADestroyedChildIsAWholeNode) {
+    struct Looking : XMLNode {
+        Looking(XMLNode* parent, std::string& seen) : XMLNode("looking", parent), seen_(seen) {}
+        ~Looking() override {
+            seen_ += std::to_string(numofChildren()) + std::to_string(getChildNodes().size()) +
+                     std::to_string(getChildNodeMap().size());
+            if (child(0ul).isNull()) seen_ += " none ";
+        }
+        std::string& seen_;
+    };
+    std::string seen;
+    XMLNode root("r", nullptr);
+    for (const bool listed : {false, true}) {
+        XMLNode& node = *new Looking(&root, seen);
+        node.addChildNode("kid");
+        if (listed) node.getChildNodes(), node.getChildNodeMap();
+        root.clearNodes();
+    }
+    EXPECT_EQ(seen, "000 none 000 none ");
 }
 
 TEST(XMLNode, ShowsItsChildrenInOrder) {
@@ -328,6 +356,13 @@ TEST(XMLNode, WideTreesTakeNoMoreThanTheirSize) {
     EXPECT_EQ(attrs.rootNode()->numofAttrs(), unsigned(kMany));
     EXPECT_EQ(attrs.rootNode()->getAttrMap().size(), unsigned(kMany / 2));
     EXPECT_EQ(attrs.rootNode()->attr(kMany - 1).value(), "&");
+    // A value is copied once, however often its name is listed.
+    XMLNode again("r", nullptr);
+    for (int i = 0; i < 1000; ++i)
+        again.addAttr("x", std::string(100, 'v'));
+    const AllocationCounter counter;
+    EXPECT_EQ(XMLNode(again).numofAttrs(), 1000u);
+    EXPECT_LT(counter.allocations(), 100u);
 }
 
 TEST(XMLNode, ManyThreadsReadOneTree) {
@@ -345,6 +380,30 @@ TEST(XMLNode, ManyThreadsReadOneTree) {
             sum += child->getChildNodes().empty() && child->getChildNodeMap().empty() ? 1 : 0;
     });
     EXPECT_EQ(sum, 4 * (4950 + 1 + 100));
+}
+
+TEST(XMLNode, ManyThreadsGetTheSameListOfChildren) {
+    constexpr int kThreads = 4, kRounds = 20;
+    const String text = "<r>" + repeated("<n><c/><c/><c/></n>", 2000) + "</r>";
+    const auto listsOf = [](const XMLNode& root) {
+        std::vector<const XMLNode* const*> lists;
+        for (const XMLNode& node : root.children())
+            lists.push_back(node.getChildNodes().data());
+        return lists;
+    };
+    for (int round = 0; round < kRounds; ++round) {
+        const XMLParser parser{istr(text)};
+        std::array<std::vector<const XMLNode* const*>, kThreads> seen;
+        std::atomic<int> ready = 0;
+        inThreads(kThreads, [&](unsigned i) {
+            ++ready;
+            while (ready < kThreads)
+                std::this_thread::yield();
+            seen[i] = listsOf(*parser.rootNode());
+        });
+        for (const auto& lists : seen)
+            ASSERT_TRUE(lists == listsOf(*parser.rootNode()));
+    }
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 #include "qor/xml/XMLParser.h"
 
+#include "support/formats.h"
 #include "support/test.h"
 #include "xml/no_loss.h"
 
@@ -160,6 +161,18 @@ TEST(XMLParser, OwnsItsTreesUntilTheyAreReleased) {
     parser.setCallback(&grow);
     parser.parse(istr("<e x='1'/>"));
     (*tree)("y").value(parser.rootNode()->attr("x").value());
+    // It may replace them too.
+    struct : XMLParserCallback {
+        void onAttrFound(XMLParser*, XMLAttr* attr) override {
+            if (attr->name() != "x") return;
+            XMLNode other("other", nullptr);
+            other.addAttr("first", attr->value());
+            attr->node()->assign(other);
+        }
+    } replace;
+    parser.setCallback(&replace);
+    parser.parse(istr("<a x='1' y='2' z='3'/>"));
+    EXPECT_EQ(parser.rootNode()->str(false, 0), "<other first=\"1\" y=\"2\" z=\"3\"/>");
     parser.setCallback(nullptr);
     parser.parse(istr("<e x='1'/>"));
     const std::unique_ptr<XMLNode> changed(parser.release());
@@ -174,6 +187,18 @@ TEST(XMLParser, OwnsItsTreesUntilTheyAreReleased) {
               "<other><c x=\"\"><late><e><f y=\"2\"/></e></late>t</c></other>");
     other = XMLNode("new", nullptr);
     EXPECT_EQ(other.str(false, 0), "<new/>");
+}
+
+TEST(XMLParser, ReservesMemoryForTheFirstRootOnly) {
+    constexpr unsigned kRoots = 1000;
+    XMLParser parser("<a></a>" + repeated("<b/>", kRoots) + std::string(100000, ' '));
+    std::vector<std::unique_ptr<XMLNode>> roots;
+    roots.emplace_back(parser.release());
+    const AllocationCounter counter;
+    while (parser.nextNode())
+        roots.emplace_back(parser.release());
+    EXPECT_EQ(roots.size(), 1 + kRoots);
+    EXPECT_LT(counter.bytes(), kRoots * 2000);
 }
 
 TEST(XMLParser, AFailureLeaksNothing) {
@@ -208,6 +233,16 @@ TEST(XMLParser, ReadsAStreamByLines) {
     std::ifstream file(path);
     const XMLParser parser(file);
     EXPECT_EQ(parser.rootNode()->cdata(), "x\ny\n");
+    EXPECT_TRUE(file.eof() && file.fail());
+    // Of several blocks. If memory runs out, the text is not just cut off.
+    const std::string text = repeated("<b>t</b>\n", 1000);
+    std::ofstream(path) << "<a>" + text;
+    file = std::ifstream(path);
+    XMLParser failing;
+    EXPECT_GT(failEachAllocation([&] { failing.parse(file); }, [&] { file = std::ifstream(path); }),
+              2u);
+    EXPECT_EQ(failing.rootNode()->numofChildren(), 1000u);
+    EXPECT_EQ(failing.rootNode()->child(999).cdata(), "t");
 }
 
 }  // namespace

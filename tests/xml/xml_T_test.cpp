@@ -78,6 +78,7 @@ TEST(XmlField, TakesAnElementOrAnAttribute) {
     volatile int flag = 0;
     Wchar wide;
     std::vector<int> list{1};
+    Optional<std::vector<int>> some = std::vector<int>{4};
     field(in, {"both", 1}, both);
     field(in, {"both", 1}, optional);
     field(in, {"both", 1}, flag);
@@ -102,13 +103,15 @@ TEST(XmlField, TakesAnElementOrAnAttribute) {
     xml::elementField(out, {"elem.100", 1}, both);
     field(out, {"flag", 1}, flag);
     field(out, {"list", 1}, list);
+    field(out, {"some", 1}, some);
     // Once more.
     field(out, {"flag", 1}, attr);
     list = {2, 3};
     field(out, {"list", 1}, list);
+    field(out, {"some", 1}, some);
     EXPECT_EQ(out.str(false, 0),
               "<r attr.1=\"2\" o=\"1\"><elem.100>1</elem.100><flag>2</flag>"
-              "<list><any>2</any><any>3</any></list></r>");
+              "<list><any>2</any><any>3</any></list><some><any>4</any></some></r>");
 }
 
 TEST(XmlField, ReadsWhatOthersWrote) {
@@ -156,6 +159,12 @@ TEST(XMLStream, ReturnsFalseForMissingNodes) {
     EXPECT_EQ(wide, 0);
     EXPECT_TRUE((XMLInStream("n", in) >> number) && number == 12);
     EXPECT_TRUE((XMLInStream("e", in) >> text) && text.empty());
+    // A stream that reads does not write.
+    XMLStream reading(XMLStream::in_t(), istr("<r/>"));
+    reading += XMLOutStream("part");
+    Named("n").encodeXml(reading);
+    xml::encode(reading, Tuple(1));
+    EXPECT_EQ(reading.str(false, 0), "<r/>");
     // The null node, which represents all missing ones, cannot be changed.
     XMLStream missing(XMLStream::in_t(), "no", in);
     missing["made"]("made").value("v");

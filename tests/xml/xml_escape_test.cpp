@@ -1,5 +1,6 @@
 #include "qor/xml/xml_escape.h"
 
+#include "support/formats.h"
 #include "support/test.h"
 
 namespace qor::xml {
@@ -59,6 +60,20 @@ TEST(XmlEscape, ChoosesTheFormOfText) {
     String attr = "a\"b]]>";
     encode_attr(attr);
     EXPECT_EQ(attr, "a&quot;b]]&gt;");
+}
+
+TEST(XmlEscape, TheTextMayBeAPartOfTheOutput) {
+    const struct {
+        void (*append)(String& out, istr text);
+        const char* text;
+        const char* appended;
+    } cases[] = {{escape, "<", "&lt;"}, {unescape, "&lt;", "<"}};
+    for (const auto& c : cases) {
+        const std::string text = repeated(c.text, 20);
+        String out = "x" + text;
+        c.append(out, istr(out).removeLeft(1));
+        EXPECT_EQ(out, "x" + text + repeated(c.appended, 20));
+    }
 }
 
 TEST(XmlEscape, AFailureLeavesTheTextUnchanged) {

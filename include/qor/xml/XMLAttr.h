@@ -160,8 +160,9 @@ private:
     };
     using Owner = std::unique_ptr<XMLAttrMap, Release>;
 
-    // In the memory of a tree, or on the heap if `pool` is null.
-    static Owner create(xml::Pool* pool);
+    // On the heap. The argument is not used; version 2.0.5 exports this symbol.
+    static Owner create(xml::Pool*);
+    // In the memory of a tree.
     static XMLAttrMap* createIn(xml::Pool& pool);
     explicit XMLAttrMap(bool ofPool) noexcept : ofPool_(ofPool) {}
     ~XMLAttrMap();

@@ -25,10 +25,11 @@ namespace qor {
 //     book.child("title").cdata("R & D");
 //     book.str(false, 0);   // <book id="7"><title><![CDATA[R & D]]></title></book>
 //
-// A node owns its children; do not delete a child directly. A missing node or attribute is not a
-// null pointer but the shared object XMLNode::null() or XMLAttr::null(), whose own look-ups return
-// the null objects again; so look-ups of a const node can be chained without checks. Look-ups of a
-// node that is not const create a missing child or attribute.
+// A node owns its children; do not delete a child directly. The destructor of a derived class
+// may find no children, and must not use the parent, which may be destroyed already. A missing node
+// or attribute is not a null pointer but the shared object XMLNode::null() or XMLAttr::null(),
+// whose own look-ups return the null objects again; so look-ups of a const node can be chained
+// without checks. Look-ups of a node that is not const create a missing child or attribute.
 //
 // Finding a child or an attribute by its name takes O(log n). The stack use of building, copying,
 // writing and deleting a tree does not depend on its depth. If an operation raises, the node is
@@ -170,7 +171,6 @@ private:
     XMLAttr& addParsedAttr(const xml::ParsedText& name, const xml::ParsedText& value);
     void addParsedText(const xml::ParsedText& text);
     bool ownsPool() const noexcept;
-    void endTree() noexcept;
     // Call it before the node changes.
     void touch() noexcept {
         if (pool_ != nullptr) touchPool();

@@ -17,7 +17,8 @@ class XMLParser;
 
 // Receives the events of a parser while it builds the tree, on the parsing thread. An exception of
 // the callback ends the parsing and is passed to the caller. A callback may read the tree and
-// change the nodes that were already read, but must not delete or release open elements.
+// change the nodes that were already read, but must not delete open elements, and must not call
+// parse, nextNode or release of the parser.
 class QOR_API XMLParserCallback {
 public:
     XMLParserCallback() = default;
@@ -113,7 +114,8 @@ public:
     XMLNode* release() noexcept;
 
 protected:
-    // Called for a declaration of an entity; does nothing.
+    // Called for a declaration of an entity; does nothing. An override must not call parse,
+    // nextNode or release.
     virtual void parseEntity(const char* from, const char* to);
 
     // The five named entities; an override of parseEntity may add to them. Decoding uses
@@ -175,7 +177,7 @@ private:
     void closeCurrent();
 
     String text_;
-    unsigned long length_ = 0;
+    unsigned long length_ = 0;  // of the text; 0 after the first root
     const char* begin_ = nullptr;
     const char* end_ = nullptr;     // the position of the terminating zero
     const char* cursor_ = nullptr;  // where nextNode continues; end_ during a step

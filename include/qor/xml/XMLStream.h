@@ -36,7 +36,8 @@ public:
     // node.
     XMLStreamBase(const XMLStreamBase& other);
     XMLStreamBase& operator=(const XMLStreamBase& other);
-    // The node is not owned and must outlive the stream. A stream that reads does not change it.
+    // The node is not owned and must outlive the stream. A stream that reads changes it only by
+    // look-ups that are not const, which create what is missing.
     XMLStreamBase(XMLNode* node, out_t) : node_(node) {}
     XMLStreamBase(const XMLNode* node, in_t)
         : inputting_(true), node_(const_cast<XMLNode*>(node)) {}
@@ -119,7 +120,7 @@ public:
     XMLAttr& operator()(istr name) { return attr(name); }
     XMLNode& child(istr name) { return node().child(name); }
     XMLNode& operator[](istr name) { return child(name); }
-    // Appends a copy of the other stream's node as a child.
+    // Appends a copy of the other stream's node as a child. Does nothing in a stream that reads.
     XMLOutStream& operator+=(const XMLOutStream& other);
 
     // Sets the text as by formatValue, and the type to "utf8" for wide text and "base64" for bytes.
@@ -237,8 +238,8 @@ public:
     XMLCodecBase(const XMLCodecBase&) = default;
     XMLCodecBase& operator=(const XMLCodecBase&) = default;
 
-    // Both call codecXml. decodeXml does nothing if it is nested in kMaxDepth other calls of
-    // decodeXml on the same thread.
+    // Both call codecXml. encodeXml does nothing if `out` reads. decodeXml does nothing if it is
+    // nested in kMaxDepth other calls of decodeXml on the same thread.
     virtual void encodeXml(XMLOutStream& out) const;
     virtual void decodeXml(const XMLInStream& in);
     // The codec for both directions.

@@ -214,6 +214,7 @@ bool loadAttr(const XMLAttr& attr, T& target) {
 template <class T>
 void storeField(XMLNode& parent, istr name, const T& member) {
     if (!isPresent(member)) return;
+    if constexpr (OptionalValue<T>) return storeField(parent, name, member.value());
     if (std::as_const(parent).child(name).isNull()) {
         addItem(parent, name, member);
         return;
@@ -261,10 +262,11 @@ XMLStream& attrField(XMLStream& s, const FieldKey& key, T& member) {
 }
 
 // Write an object to the stream's node, and read it from there. A container is appended to what the
-// node contains. Reading from a stream without a node changes nothing.
+// node contains. Writing to a stream that reads, and reading from a stream without a node, change
+// nothing.
 template <class T>
 void encode(XMLOutStream& s, const T& object) {
-    binding::store(s.node(), object);
+    if (!s.isInputting()) binding::store(s.node(), object);
 }
 template <class T>
 void decode(const XMLInStream& s, T& object) {

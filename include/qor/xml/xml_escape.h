@@ -3,8 +3,8 @@
 
 #include "qor/base/base_type_string.h"
 
-// The escaping of text in an XML document. Time is linear in the size of the text. If
-// std::bad_alloc is raised, the string is unchanged.
+// The escaping of text in an XML document. Time is linear in the size of the text, which may be a
+// part of the string that is changed. If std::bad_alloc is raised, the string is unchanged.
 
 namespace qor::xml {
 

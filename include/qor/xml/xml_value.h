@@ -90,8 +90,8 @@ inline void formatValue(const wchar_t* value, String& out) {
 
 // Reads the text of a value. Numbers are read by parseNumber: empty text leaves the target
 // unchanged, other text without a number gives 0; both return false. A character is the first one
-// of the text, or 0. Base64 is decoded without a check. Returns false for a text that is not a
-// Time.
+// of the text, or 0. Base64 is decoded without a check. Text that is not a Time gives what
+// Time::fromString gives.
 template <WireScalar T>
 bool parseValue(istr text, T& target) {
     using Form = typename NumberForm<T>::type;

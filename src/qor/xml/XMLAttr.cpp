@@ -4,8 +4,8 @@
 #include <ostream>
 
 #include "qor/log/log_dumper.h"
-#include "qor/xml/xml_escape.h"
 #include "xml/attr_map.h"
+#include "xml/escape.h"
 #include "xml/pool.h"
 
 namespace qor {
@@ -51,7 +51,7 @@ void XMLAttr::appendTo(String& out) const {
     out += ' ';
     out += name_;
     out.append("=\"", 2);
-    xml::escape(out, value_);
+    xml::appendEscaped(out, value_);
     out += '"';
 }
 
@@ -81,8 +81,7 @@ void XMLAttrMap::Release::operator()(XMLAttrMap* map) const noexcept {
     if (!ofPool) deleteBlock(map, "qor::XMLNode::clearAttrs");
 }
 
-XMLAttrMap::Owner XMLAttrMap::create(xml::Pool* pool) {
-    if (pool != nullptr) return Owner(createIn(*pool));
+XMLAttrMap::Owner XMLAttrMap::create(xml::Pool*) {
     return Owner(::new (newBlock(sizeof(XMLAttrMap), "qor::XMLNode::addAttr")) XMLAttrMap(false));
 }
 

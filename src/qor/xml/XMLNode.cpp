@@ -145,12 +145,15 @@ XMLNode& XMLNode::assign(const XMLNode& other) {
     XMLNode copy(other);
     const bool listed = listed_.load(std::memory_order_relaxed);
     if (listed) static_cast<void>(copy.makeList());
+    ChildMap* const map = childMap_.load(std::memory_order_relaxed);
+    ChildMap* const newMap = map != nullptr ? &copy.childMap() : nullptr;
     // The last step that can raise.
     name(copy.name_);
     clearNodes();
     cdata_.swap(copy.cdata_);
     attrs_.swap(copy.attrs_);
     if (listed) list_.swap(copy.list_);
+    if (map != nullptr) map->swap(*newMap);  // the iterators in the children stay valid
     first_ = std::exchange(copy.first_, nullptr);
     last_ = copy.last_;
     size_ = copy.size_;
@@ -277,7 +280,7 @@ XMLNode* XMLNode::addChildNode(istr name) {
 
 void XMLNode::clearNodes() noexcept {
     touch();
-    dropMap();
+    if (ChildMap* const map = childMap_.load(std::memory_order_relaxed)) map->clear();
     list_.clear();
     last_ = nullptr;
     size_ = 0;
@@ -345,7 +348,12 @@ void XMLNode::copyOwn(const XMLNode& other) {
     name_ = other.name_;
     cdata_ = other.cdata_;
     if (other.attrs_ == nullptr) return;
-    other.attrs_->visitListed([this](const XMLAttr& attr) {
+    const bool repeats = other.attrs_->listed() != other.attrs_->size();
+    other.attrs_->visitListed([this, repeats](const XMLAttr& attr) {
+        // The value of a name that is listed again is already copied.
+        XMLAttr* const present =
+            repeats && attrs_ != nullptr ? attrs_->search(*attr.key_) : nullptr;
+        if (present != nullptr) return attrs_->note(*present, true);
         XMLAttr& added = addListed(*attr.key_, String(attr.value_));
         if (attr.key_ != &attr.name_) added.name(attr.name_);
     });
@@ -369,16 +377,19 @@ XMLNode* XMLNode::find(istr name) const {
 }
 
 const std::vector<XMLNode*>& XMLNode::makeList() const {
-    if (size_ != 0) {
-        const std::lock_guard guard(looksLock);
-        if (listed_.load(std::memory_order_relaxed)) return list_;
-        std::vector<XMLNode*> list;
-        list.reserve(size_);
-        for (XMLNode* child = first_; child != nullptr; child = child->next_)
-            list.push_back(child);
-        if (pool_ != nullptr) pool_->remember(*this);
-        list_.swap(list);
+    if (size_ == 0) {
+        listed_.store(true, std::memory_order_release);
+        return list_;
     }
+    const std::lock_guard guard(looksLock);
+    if (listed_.load(std::memory_order_relaxed)) return list_;
+    std::vector<XMLNode*> list;
+    list.reserve(size_);
+    for (XMLNode* child = first_; child != nullptr; child = child->next_)
+        list.push_back(child);
+    if (pool_ != nullptr) pool_->remember(*this);
+    list_.swap(list);
+    // Before the lock is released: a thread that waits for it must not build the list again.
     listed_.store(true, std::memory_order_release);
     return list_;
 }
@@ -437,7 +448,10 @@ void XMLNode::destroyAll(XMLNode* first) noexcept {
         }
         if (node->first_ != nullptr) {
             node->last_->next_ = std::exchange(first, node->first_);
-            node->first_ = nullptr;
+            node->first_ = node->last_ = nullptr;
+            node->size_ = 0;
+            // The destructor of a derived class may still look at the node.
+            if (node->pool_ == nullptr) node->dropLooks();
         }
         if (node->ownsPool()) {
             // The other nodes of a parsed tree are in its memory, which the root frees.

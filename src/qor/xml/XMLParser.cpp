@@ -42,12 +42,12 @@ std::size_t estimateFor(std::size_t text) noexcept {
     return std::min(6 * text + kSmallPool, kLargestKeptBlock / 2);
 }
 
+// Not by std::getline, which hides a std::bad_alloc.
 String linesOf(std::ifstream& is) {
     String text;
-    for (std::string line; std::getline(is, line);) {
-        text += line;
-        text += '\n';
-    }
+    for (char room[4096]; is.read(room, sizeof(room)), is.gcount() != 0;)
+        text.append(room, static_cast<std::size_t>(is.gcount()));
+    if (!text.empty() && text.back() != '\n') text += '\n';
     return text;
 }
 
@@ -206,7 +206,7 @@ inline void XMLParser::open(const xml::ParsedText& name) {
 
 void XMLParser::openRoot(const xml::ParsedText& name) {
     // A text may have any number of roots, so memory is reserved only for the first one.
-    const std::size_t estimate = root_ == nullptr ? estimateFor(length_) : kSmallPool;
+    const std::size_t estimate = estimateFor(std::exchange(length_, 0));
     std::unique_ptr<XMLNode> root = xml::Pool::create(name, estimate);
     if (root_ != nullptr) replaced_.push_back(std::move(root_));
     root_ = std::move(root);
@@ -254,6 +254,9 @@ inline const char* XMLParser::parseAttr(const char* from, XMLNode& node) {
     if (kWithCallback && callback_ != nullptr) {
         node.touch();
         callback_->onAttrFound(this, &attr);
+        // The callback may have replaced the map by one on the heap.
+        if (node.attrs_ != nullptr && !node.attrs_->isRow())
+            node.attrs_->marks_ = XMLAttrMap::kAllMarks;
     }
     return at + 1;
 }

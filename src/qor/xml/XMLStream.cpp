@@ -128,7 +128,7 @@ dumper& XMLStreamBase::dump(dumper& d) const {
 XMLOutStream::XMLOutStream(istr name) : XMLStreamBase(false, true, newNode(name)) {}
 
 XMLOutStream& XMLOutStream::operator+=(const XMLOutStream& other) {
-    if (!other.isNull()) node().append(other.node());
+    if (!isInputting() && !other.isNull()) node().append(other.node());
     return *this;
 }
 
@@ -192,6 +192,7 @@ void XMLStream::enter(istr typeWord, istr elementName, istr className, istr supe
 }
 
 void XMLCodecBase::encodeXml(XMLOutStream& out) const {
+    if (out.isInputting()) return;
     XMLStream stream(XMLStream::out_t(), out.node());
     forCodec(*this).codecXml(stream);
 }

@@ -49,7 +49,8 @@ inline XMLAttrMap* XMLAttrMap::createIn(xml::Pool& pool) {
     return ::new (pool.take(sizeof(XMLAttrMap))) XMLAttrMap(true);
 }
 
-// Whether a parser may still add attributes in the memory of the tree. If not, marks_ is kAllMarks.
+// Whether a parser may still add attributes in the memory of the tree. If not, addParsed requires
+// that marks_ is kAllMarks.
 inline bool XMLAttrMap::isRow() const noexcept {
     return heapSize_ == 0 && extra_ == nullptr && size_ < kSearched;
 }

@@ -19,6 +19,9 @@ inline const char* findByte(char byte, const char* from, const char* end) noexce
 // is not longer than the text and may overwrite it.
 char* unescapeTo(char* out, const char* from, const char* end) noexcept;
 
+// As escape, for a text that is not in `out`.
+void appendEscaped(String& out, istr text);
+
 // Appends the text in the form of encode_cdata.
 void appendCData(String& out, istr text);
 

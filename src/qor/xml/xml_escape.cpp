@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
+#include <functional>
 #include <string_view>
 
 #include "qor/base/base_type_number.h"
@@ -77,7 +78,7 @@ char* write(char* out, const char* from, const char* end) noexcept {
     return out + size;
 }
 
-void appendEscaped(String& out, const char* from, const char* end) {
+void appendParts(String& out, const char* from, const char* end) {
     while (true) {
         const char* const special = std::find_if(from, end, isSpecial);
         out.append(from, special);
@@ -85,6 +86,12 @@ void appendEscaped(String& out, const char* from, const char* end) {
         out.append(kEntities[placeOf(*special) - 1U].text);
         from = special + 1;
     }
+}
+
+// Whether appending to `out` may move the text.
+bool isIn(const String& out, istr text) noexcept {
+    const std::less<const char*> isBefore;
+    return !isBefore(text.begin(), out.data()) && isBefore(text.begin(), out.data() + out.size());
 }
 
 // Replaces the text by the result of `append`.
@@ -97,14 +104,19 @@ void replace(String& text, Append append) {
 
 }  // namespace
 
-void escape(String& out, istr text) {
+void appendEscaped(String& out, istr text) {
     const std::size_t size = out.size();
     try {
-        appendEscaped(out, text.begin(), text.end());
+        appendParts(out, text.begin(), text.end());
     } catch (...) {
         out.resize(size);
         throw;
     }
+}
+
+void escape(String& out, istr text) {
+    if (isIn(out, text)) return appendEscaped(out, String(text));
+    appendEscaped(out, text);
 }
 
 char* unescapeTo(char* out, const char* from, const char* end) noexcept {
@@ -125,6 +137,7 @@ char* unescapeTo(char* out, const char* from, const char* end) noexcept {
 }
 
 void unescape(String& out, istr text) {
+    if (isIn(out, text)) return unescape(out, String(text));
     const std::size_t size = out.size();
     out.resize(size + text.size());
     const char* const end = unescapeTo(out.data() + size, text.begin(), text.end());
@@ -132,7 +145,7 @@ void unescape(String& out, istr text) {
 }
 
 void encode_attr(String& text) {
-    replace(text, escape);
+    replace(text, appendEscaped);
 }
 
 void decode_attr(String& text) {
@@ -147,7 +160,7 @@ void appendCData(String& out, istr text) {
         out += text;
         out.append(kCDataEnd);
     } else {
-        escape(out, text);
+        appendEscaped(out, text);
     }
 }
 
