@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <new>
 
 #include "base/upward.h"
 #include "base/version.h"
@@ -81,8 +82,12 @@ void fini() {
     pml::ntv::Unit::destroy_null();
     XMLAttr::destroy_null();
     XMLNode::destroy_null();
-    // Not to the log, which is already closed.
-    if (MemLeakChecker::isStarted()) MemLeakChecker::instance()->dump(std_err());
+    try {
+        // Not to the log, which is already closed.
+        if (MemLeakChecker::isStarted()) MemLeakChecker::instance()->dump(std_err());
+    } catch (const std::bad_alloc&) {
+        // Without memory the report is dropped.
+    }
     MemLeakChecker::destroy();
     MLC_Entry::leave();
     ACE::fini();

@@ -129,6 +129,36 @@ TEST(Monitor, ForgetsInAChildTheThreadsOfTheParent) {
 }
 #endif
 
+TEST(Monitor, PassesTheNotificationOfACancelledThreadOn) {
+#ifdef _LIBCPP_VERSION
+    GTEST_SKIP() << "an unwinder beside that of the system cannot end a thread";
+#endif
+    Monitor monitor;
+    int waiting = 0;
+    bool woken = false;
+    const auto start = [&](int number) {
+        std::thread thread([&] {
+            const Monitor::Lock lock(monitor);
+            ++waiting;
+            woken = monitor.wait(Time::seconds(20));
+        });
+        for (bool waits = false; !waits; ThreadControl::yield()) {
+            const Monitor::Lock lock(monitor);
+            waits = waiting == number;
+        }
+        return thread;
+    };
+    std::thread first = start(1), second = start(2);
+    {
+        const Monitor::Lock lock(monitor);
+        monitor.notify();
+        pthread_cancel(first.native_handle());
+    }
+    first.join();
+    second.join();
+    EXPECT_TRUE(woken);
+}
+
 TEST(Monitor, WaitsForTheTimeAndNotLonger) {
     const Monitor monitor;
     const Monitor::Lock lock(monitor);

@@ -104,6 +104,22 @@ TEST(AsyncThreadManager, KeepsThreadsUntilTheyEnd) {
     EXPECT_FALSE(contains(entries, " 0 threads"));
 }
 
+TEST(AsyncThreadManager, StopsAllThreadsThoughTheirStopsRaise) {
+    std::vector<Handle<Worker>> workers;
+    AsyncThreadManager manager("jobs");
+    for (int i = 0; i < 3; ++i) {
+        workers.push_back(makeHandle<Worker>("test"));
+        workers.back()->stopping = [] { throw std::runtime_error("meant"); };
+        workers.back()->startAndWait();
+        manager.put(workers.back());
+    }
+    manager.close();
+    for (const Handle<Worker>& worker : workers) {
+        EXPECT_FALSE(worker->living());
+        EXPECT_EQ(worker->owner(), nullptr);
+    }
+}
+
 TEST(AsyncThreadManager, TakesThreadsThatEndMeanwhile) {
     AsyncThreadManager manager("busy");
     inThreads(2, [&manager] {

@@ -135,7 +135,10 @@ TEST(Thread, IsUnchangedWithoutMemory) {
     EXPECT_GT(failEachAllocation([&] { worker->startAndWait(); },
                                  [&] { EXPECT_FALSE(worker->started()); }),
               0U);
-    worker->stop();
+    {
+        const FailAllocations failing(1);
+        worker->stop();
+    }
     EXPECT_EQ(worker->calls(), "birth death ");
 }
 

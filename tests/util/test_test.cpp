@@ -137,6 +137,18 @@ TEST_F(Menu, EndsWithoutInput) {
     EXPECT_EQ(dumped(Context::instance()), "{interactive_=false}");
 }
 
+TEST_F(Menu, RunsNothingButItsArgumentsWithoutMemory) {
+    Context::instance().interactive(false);
+    int others = 0;
+    failEachAllocation([&] {
+        UowTest menu("menu", static_cast<UnitOfWork*>(nullptr));
+        menu.args() = {"a"};
+        menu.add("a", "", function([] {})).add("b", "", function([&others] { ++others; }));
+        menu.start();
+    });
+    EXPECT_EQ(others, 0);
+}
+
 TEST(TestCase, RaisesWithoutAUnitOrAFunction) {
     struct Own : TestCase {
         using TestCase::TestCase;

@@ -123,6 +123,22 @@ TEST(UnitOfWork, DeletesItsChildren) {
     EXPECT_EQ(deleted, 2);
     EXPECT_EQ(raisedIn<NullPointerException>([&] { drop(true); }), "qor::UnitOfWork::~UnitOfWork");
     EXPECT_EQ(deleted, 4);
+    // A child may take itself out of the list, and one that raises does not keep its siblings.
+    struct Leaving : Child {
+        using Child::Child;
+        ~Leaving() override { around->children().remove(this); }
+        Unit* around = nullptr;
+    };
+    struct Raising : Unit {
+        ~Raising() noexcept(false) override { throw 7; }
+    };
+    auto* const parent = new Unit;
+    auto* const leaving = checkedNew<Leaving>(__FILE__, __LINE__, "test", deleted);
+    leaving->around = parent;
+    parent->children() = {checkedNew<Raising>(__FILE__, __LINE__, "test"), leaving,
+                          checkedNew<Child>(__FILE__, __LINE__, "test", deleted)};
+    EXPECT_THROW(delete parent, int);
+    EXPECT_EQ(deleted, 6);
 }
 
 TEST(UowMain, HasTheCommandLine) {

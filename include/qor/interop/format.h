@@ -8,6 +8,7 @@
 
 #include <concepts>
 #include <locale>
+#include <new>
 #include <sstream>
 #include <string>
 #include <string_view>
@@ -39,6 +40,7 @@ auto shownText(const T& value) {
         std::ostringstream os;
         os.imbue(std::locale::classic());
         os << value;
+        if (os.bad()) throw std::bad_alloc();
         return std::move(os).str();
     }
 }

@@ -102,8 +102,8 @@ public:
     // thread's owner if it has none. A thread that has another owner, or that other code stops, is
     // kept until close. After close the thread is not added, and an error is logged.
     void put(Handle<SimpleThread> thread);
-    // Stops the remaining threads one after the other. A thread that has not ended after 10 seconds
-    // is detached and keeps running.
+    // Stops the remaining threads one after the other. A thread that has not ended after 10
+    // seconds, or whose stop raises, is detached and keeps running.
     void close();
     // The number of threads kept.
     std::size_t size() const { return threads_.size(); }

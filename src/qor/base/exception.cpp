@@ -49,7 +49,7 @@ std::string faultText(unsigned seNumber, unsigned long ebp, unsigned long eip) {
     os << " 0x" << std::setw(8) << seNumber;
     os << ", ebp = 0x" << std::setw(8) << ebp;
     os << ", eip = 0x" << std::setw(8) << eip;
-    return os.str();
+    return os.text();
 }
 
 }  // namespace

@@ -2,7 +2,9 @@
 #define QOR_SRC_BASE_TEXT_STREAM_H
 
 #include <locale>
+#include <new>
 #include <sstream>
+#include <string>
 
 namespace qor {
 
@@ -11,6 +13,13 @@ namespace qor {
 class TextStream : public std::ostringstream {
 public:
     TextStream() { imbue(std::locale::classic()); }
+
+    // The text. Raises std::bad_alloc if memory ran out while it was composed: the stream then
+    // lacks a part of it.
+    std::string text() const {
+        if (bad()) throw std::bad_alloc();
+        return str();
+    }
 };
 
 }  // namespace qor

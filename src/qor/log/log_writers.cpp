@@ -105,7 +105,7 @@ void writeCause(logger& log, istr title, const char* file, unsigned line, const 
     TextStream text;
     text << "     CAUSE: " << cause;
     showOrigin(text, file, line, func);
-    writeFailure(log, title, text.str());
+    writeFailure(log, title, text.text());
 }
 
 void writeCondition(logger& log, istr title, const char* condition, const char* file, unsigned line,
@@ -114,7 +114,7 @@ void writeCondition(logger& log, istr title, const char* condition, const char* 
     text << " CONDITION: " << istr(condition);
     showOrigin(text, file, line, func);
     if (action != nullptr) text << "\n   WILL DO: " << action;
-    writeFailure(log, title, text.str());
+    writeFailure(log, title, text.text());
 }
 
 }  // namespace
@@ -181,7 +181,7 @@ void writeExcptLog(logger& log, const char* file, unsigned line, const char* fun
         block << "     CAUSE: catch a exception.";
         showOrigin(block, file, line, func);
         block << '\n' << text;
-        writeFailure(log, "EXCEPTION", block.str());
+        writeFailure(log, "EXCEPTION", block.text());
     });
 }
 

@@ -1,5 +1,6 @@
 #include <cstdlib>
 #include <map>
+#include <new>
 #include <ostream>
 
 #include "base/text_stream.h"
@@ -44,7 +45,7 @@ void show(Compose compose) noexcept {
     try {
         TextStream line;
         compose(line);
-        const std::string text = line.str();
+        const std::string text = line.text();
         console::print(text.data(), static_cast<unsigned long>(text.size()));
     } catch (...) {
         // Without memory the line is dropped.
@@ -57,7 +58,7 @@ struct Row {
     dumper& dump(dumper& d) const {
         TextStream text;
         text << place;
-        return d.raw(istr(text.str()));
+        return d.raw(istr(text.text()));
     }
 
     Current place;
@@ -81,8 +82,10 @@ const Mutex& MemLeakChecker::mtxInstance() {
 }
 
 MemLeakChecker* MemLeakChecker::instance() noexcept {
-    static MemLeakChecker& checker = *new MemLeakChecker;
-    return &checker;
+    // Never destroyed, and needs no memory.
+    alignas(MemLeakChecker) static unsigned char room[sizeof(MemLeakChecker)];
+    static MemLeakChecker* const checker = new (room) MemLeakChecker;
+    return checker;
 }
 
 void MemLeakChecker::destroy() noexcept {
@@ -143,11 +146,15 @@ void MemLeakChecker::start() noexcept {
 // Turns the checker off first, so that the blocks of the dump are not recorded.
 void MemLeakChecker::stop() {
     started_ = false;
-    if (upward::infoOn()) {
-        TextStream text;
-        dump(text);
-        upward::writeInfoLog(__FILE__, __LINE__, "qor::MemLeakChecker::stop", istr(text.str()),
-                             log_tag::Info);
+    try {
+        if (upward::infoOn()) {
+            TextStream report;
+            dump(report);
+            upward::writeInfoLog(__FILE__, __LINE__, "qor::MemLeakChecker::stop",
+                                 istr(report.text()), log_tag::Info);
+        }
+    } catch (const std::bad_alloc&) {
+        // Without memory the report is dropped.
     }
     clear();
 }

@@ -39,7 +39,7 @@ template <class... Parts>
 std::string text(const Parts&... parts) {
     TextStream os;
     (os << ... << parts);
-    return os.str();
+    return os.text();
 }
 
 template <class Write>

@@ -45,17 +45,21 @@ public:
     ~Waiter() {
         if (granted_) {
             --monitor_.granted_;
+            // A thread that is cancelled passes its notification on.
+            if (isOwed_ && monitor_.pending_ != kAll) ++monitor_.pending_;
         } else {
             leave();
         }
     }
 
     bool isGranted() const noexcept { return granted_; }
-    void grant() noexcept {
+    void grant(bool toAll) noexcept {
         leave();
         granted_ = true;
+        isOwed_ = !toAll;
         ++monitor_.granted_;
     }
+    void take() noexcept { isOwed_ = false; }
 
 private:
     void leave() noexcept {
@@ -69,6 +73,7 @@ private:
     Waiter* next_ = this;
     Waiter* before_ = this;
     bool granted_ = false;
+    bool isOwed_ = false;  // the notification is for one thread, and this one has not returned yet
 };
 
 Monitor::Monitor() : condition_(mutex_.impl(), MonotonicClock()), forks_(platform::forkCount()) {}
@@ -113,7 +118,10 @@ bool Monitor::waitUntil(const ACE_Time_Value* deadline) const {
     Waiter self(*this);
     for (;;) {
         const bool failed = condition_.wait(deadline) != 0;
-        if (self.isGranted()) return true;
+        if (self.isGranted()) {
+            self.take();
+            return true;
+        }
         // The system may wake another thread than the one that has waited longest.
         if (granted_ != 0 && mayBeLost_) {
             mayBeLost_ = false;
@@ -130,7 +138,7 @@ long long Monitor::grant() const noexcept {
     const long long pending = std::exchange(pending_, 0);
     long long count = 0;
     while (first_ != nullptr && count != pending) {
-        first_->grant();
+        first_->grant(pending == kAll);
         ++count;
     }
     if (count == 0) return 0;

@@ -338,7 +338,7 @@ void SimpleThread::living(bool on) {
 void SimpleThread::join() {
     const Handle<SimpleThread> self(this);
     const ThreadControl control = getThreadControl();
-    if (control == ThreadControl::current()) return;
+    if (control.id() == platform::currentThreadId()) return;
     ThreadControl::yield();
     control.join();
 }
@@ -346,7 +346,7 @@ void SimpleThread::join() {
 bool SimpleThread::join(Time timeout) {
     const Handle<SimpleThread> self(this);
     const ThreadControl control = getThreadControl();
-    if (control == ThreadControl::current()) return true;
+    if (control.id() == platform::currentThreadId()) return true;
     const Time step = std::min(Time::milliSeconds(20), timeout);
     const Time start = Time::now(Time::Monotonic);
     for (;;) {

@@ -48,7 +48,12 @@ void AsyncThreadManager::close() {
     });
     std::size_t stopped = 0;
     for (const Handle<SimpleThread>& thread : left) {
-        if (thread->stop(Time::seconds(10))) ++stopped;
+        const auto stop = [&] { return thread->stop(Time::seconds(10)); };
+        if (own_log::guarded(own_log::toolkit, func, false, stop)) {
+            ++stopped;
+        } else {
+            thread->detach();
+        }
     }
     own_log::info(func, [&] {
         return own_log::text(name_, " ", stopped, " threads stopped, ", left.size() - stopped,

@@ -14,7 +14,7 @@ template <class Shown>
 Unit& setToText(Unit& unit, const Shown& shown) {
     TextStream text;
     text << shown;
-    return unit << istr(text.str());
+    return unit << istr(text.text());
 }
 
 Unit& setToBase64(Unit& unit, const Bytes& bytes, istr type) {

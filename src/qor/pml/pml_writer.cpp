@@ -157,7 +157,7 @@ private:
         }
         TextStream text;
         unit.value()->dump(text);
-        sink_.put(text.str());
+        sink_.put(text.text());
     }
 
     TextSink& sink_;

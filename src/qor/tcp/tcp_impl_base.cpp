@@ -50,5 +50,5 @@ std::ostream& operator<<(std::ostream& os, const ACE_INET_Addr& address) {
 qor::dumper& operator<<(qor::dumper& d, const ACE_INET_Addr& address) {
     qor::TextStream text;
     text << address;
-    return d.raw(text.str());
+    return d.raw(text.text());
 }

@@ -1,8 +1,10 @@
 #include "qor/util/cmdline.h"
 
+#include <new>
 #include <utility>
 
 #include "log/own_log.h"
+#include "mt/thread_factory.h"
 #include "qor/base/mlcheck.h"
 #include "qor/log/console.h"
 
@@ -14,6 +16,21 @@ std::wstring textOf(const iwstr& text) {
     return text.empty() ? std::wstring() : std::wstring(text.data(), text.size());
 }
 
+// Repeats a step of the calling thread while it lacks memory. Returns false if the thread ends
+// meanwhile; the input is then lost.
+template <class Step>
+bool withMemory(Step step) {
+    for (;;) {
+        try {
+            return step();
+        } catch (const std::bad_alloc&) {
+            const SimpleThread* const thread = ThreadFactory::thread();
+            if (thread == nullptr || !thread->living()) throw;
+            ThreadControl::sleep(Time::milliSeconds(100));
+        }
+    }
+}
+
 }  // namespace
 
 // CmdLineThread
@@ -23,7 +40,10 @@ CmdLineThread::CmdLineThread(const istr& name, CmdLineCallback* callback, const 
 
 void CmdLineThread::onWork() {
     std::wstring line;
-    if (!console::readline(line, noPrompt_ ? L"" : prompt_.c_str()) || line.empty()) return;
+    if (!withMemory([&] { return console::readline(line, noPrompt_ ? L"" : prompt_.c_str()); }) ||
+        line.empty()) {
+        return;
+    }
     if (line == L"prompt()") return showPrompt(true);
     if (line == L"noprompt()") return showPrompt(false);
     callback_->onCmdLine(line);
@@ -73,8 +93,10 @@ bool CmdLineQueue::get(std::wstring& line, Time timeout) {
 }
 
 void CmdLineQueue::onCmdLine(const std::wstring& line) {
+    std::list<std::wstring> added;
+    withMemory([&] { return added.push_back(line), true; });
     const Monitor::Lock lock(monitor_);
-    lines_.push_back(line);
+    lines_.splice(lines_.end(), added);
     monitor_.notify();
 }
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <iostream>
+#include <new>
 #include <utility>
 
 #include "base/text_stream.h"
@@ -176,7 +177,14 @@ void TestCase::initMap() {
 void TestCase::run(const std::vector<String>& args) {
     const bool attended = Context::instance().interactive();
     if (attended && (depth_ == 0 || args.empty())) return run();
-    if (depth_ != 0) runUnattended(args.empty() ? std::vector<String>{"all", "quit"} : args);
+    if (depth_ != 0) {
+        // First of all: after a failure, the next pass must not run "all" instead of the arguments.
+        const struct Counted {
+            ~Counted() { --depth; }
+            long32& depth;
+        } counted{depth_};
+        runUnattended(args.empty() ? std::vector<String>{"all", "quit"} : args);
+    }
     // A menu that is not interactive has no further choices.
     if (UnitOfWork& unit = unitFor("qor::test::TestCase::run"); !attended && unit.running()) {
         unit.stop(unit.result());
@@ -187,10 +195,6 @@ void TestCase::run(const std::vector<String>& args) {
 void TestCase::runUnattended(const std::vector<String>& choices) {
     const Run1Case__ runOne(*this);
     UnitOfWork& unit = unitFor("qor::test::TestCase::show_menu");
-    const struct Counted {
-        ~Counted() { --depth; }
-        long32& depth;
-    } counted{depth_};
     Unattended scope;
     for (const String& choice : choices)
         scope.attempt([&] { runOne(choice); });
@@ -308,8 +312,9 @@ std::ostream& operator<<(std::ostream& os, const TestCase& testCase) {
 // Context, UowTest
 
 Context& Context::instance() noexcept {
-    static Context& context = *new Context;
-    return context;
+    alignas(Context) static unsigned char room[sizeof(Context)];
+    static Context* const context = new (room) Context;
+    return *context;
 }
 
 dumper& Context::dump(dumper& d) const {

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <exception>
+#include <new>
 
 #include "log/own_log.h"
 #include "qor/base/base_type_convert.h"
@@ -67,22 +68,29 @@ int guardedStep(const std::function<void()>& step) {
 UnitOfWork::UnitOfWork(const char* name, UnitOfWork* parent) : parent_(parent), name_(name) {}
 
 UnitOfWork::~UnitOfWork() noexcept(false) {
+    constexpr const char* func = "qor::UnitOfWork::~UnitOfWork";
+    std::exception_ptr failure;
     bool hadNull = false;
-    for (UnitOfWork* const child : children_) {
+    // A child may take itself out of the list.
+    while (!children_.empty()) {
+        UnitOfWork* const child = children_.front();
+        children_.erase(children_.begin());
         if (child == nullptr) {
             hadNull = true;
             continue;
         }
-        objectReleased(child, __FILE__, __LINE__, "qor::UnitOfWork::~UnitOfWork");
+        objectReleased(child, __FILE__, __LINE__, func);
         try {
             delete child;
         } catch (const NullPointerException&) {
             hadNull = true;
+        } catch (...) {
+            if (failure == nullptr) failure = std::current_exception();
         }
     }
-    if (hadNull && std::uncaught_exceptions() == 0) {
-        QOR_THROW(NullPointerException, "qor::UnitOfWork::~UnitOfWork", "null child");
-    }
+    if (std::uncaught_exceptions() != 0) return;
+    if (failure != nullptr) std::rethrow_exception(failure);
+    if (hadNull) QOR_THROW(NullPointerException, func, "null child");
 }
 
 int UnitOfWork::start() {
@@ -160,8 +168,9 @@ const String& UowMain::argNext() noexcept {
 }
 
 main_uow& main_uow::instance() noexcept {
-    static main_uow& main = *new main_uow;
-    return main;
+    alignas(main_uow) static unsigned char room[sizeof(main_uow)];
+    static main_uow* const main = new (room) main_uow;
+    return *main;
 }
 
 UnitOfWork* app() {
