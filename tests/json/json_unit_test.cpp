@@ -106,6 +106,31 @@ TEST(JsonUnit, SharesItsValueUntilTheKindChanges) {
     EXPECT_EQ(os.str(), "{ }null");
 }
 
+TEST(JsonUnit, TakesNamesAndUnitsThatItContains) {
+    JsonUnit unit;
+    unit << "a text that is too long to be stored in a unit";
+    istr own;
+    unit >> own;
+    unit[own] << 1;
+    EXPECT_EQ(unit.encode(), R"({ "a text that is too long to be stored in a unit":1 })");
+    JsonOutputStream out;
+    JsonOutputStream part(out.child("x"));
+    part << "v";
+    out.add(part);
+    EXPECT_EQ(out.str(), R"([ "v" ])");
+    // A null pointer is empty text, whatever its size.
+    const istr null(static_cast<const char*>(nullptr), 5);
+    unit.setNull();
+    unit[null] << 1;
+    unit[null] << null;
+    EXPECT_EQ(unit.encode(), R"({ "":"" })");
+    EXPECT_EQ(raised<DecodeException>([&] { unit.decode(null); }),
+              raised<DecodeException>([&] { unit.decode(""); }));
+    unit.decode("{a:1}");
+    EXPECT_TRUE(std::as_const(unit)[null].isNull());
+    EXPECT_TRUE(JsonDocument::from("{a:1}").root()[null].isNull());
+}
+
 TEST(JsonUnit, FindsChildrenWithoutCreatingThemWhenConst) {
     JsonUnit unit;
     const JsonUnit& constant = unit;
@@ -184,8 +209,14 @@ TEST(JsonObject, IsUnchangedWithoutMemory) {
     unsigned long failures = 0;
     for (const char* const key : {"c", "a long key that needs memory"}) {
         const String before = unit.encode(false, false, 0);
+        const JsonObject& object = unit.objectValue();
+        const auto first = object.begin(), end = object.end();
         failures += failEachAllocation([&] { unit.objectValue().put(key, unit["b"]); },
-                                       [&] { EXPECT_EQ(unit.encode(false, false, 0), before); });
+                                       [&] {
+                                           EXPECT_EQ(unit.encode(false, false, 0), before);
+                                           EXPECT_TRUE(first == object.begin());
+                                           EXPECT_TRUE(end == object.end());
+                                       });
     }
     EXPECT_GT(failures, 2u);
     failures += failEachAllocation([&] { unit["b"].newChild() << "longer than the room"; }, [] {});

@@ -67,8 +67,8 @@ private:
 // times, the last one is used.
 //
 // References to units are valid as long as the object. Iterators are valid until a key is added.
-// Finding a key and adding one take constant time on average; after keys were added out of order,
-// the first iteration takes O(n log n).
+// Finding a key and adding one take O(log n). After keys were added out of order to an object with
+// many keys, they take constant time on average, and the first iteration takes O(n log n).
 class QOR_API JsonObject final : public JsonValue {
 public:
     using key_type = String;

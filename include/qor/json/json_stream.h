@@ -84,7 +84,11 @@ public:
     }
     JsonUnit& operator[](istr name) { return child(name); }
     // The unit becomes an array; appends the other stream's value, which both then share.
-    void add(const JsonOutputStream& other) { unit().arrayValue().add(other.unit()); }
+    void add(const JsonOutputStream& other) {
+        // The other unit may be a part of the value that an array replaces.
+        const JsonUnit added = other.unit();
+        unit().arrayValue().add(added);
+    }
 
     JsonUnit& unit() noexcept { return external_ != nullptr ? *external_ : own_; }
     const JsonUnit& unit() const noexcept { return external_ != nullptr ? *external_ : own_; }

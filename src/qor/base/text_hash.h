@@ -16,7 +16,7 @@ public:
 
     void add(istr text) noexcept {
         const char* at = text.data();
-        unsigned long left = text.size();
+        unsigned long left = text.empty() ? 0 : text.size();
         add(std::uint64_t(left));
         for (; left >= sizeof(std::uint64_t); left -= sizeof(std::uint64_t)) {
             add(load(at, sizeof(std::uint64_t)));

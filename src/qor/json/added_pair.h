@@ -1,6 +1,8 @@
 #ifndef QOR_SRC_JSON_ADDED_PAIR_H
 #define QOR_SRC_JSON_ADDED_PAIR_H
 
+#include <memory>
+
 #include "base/name_index.h"
 #include "base/node_memory.h"
 #include "qor/json/json_container.h"
@@ -11,10 +13,15 @@ namespace qor::json {
 struct JsonObject::Added : JsonObject::value_type {
     explicit Added(istr text) : value_type(key, JsonUnit()), key(text) {}
 
-    static Added* make(istr key) {
+    struct Destroy {
+        void operator()(Added* pair) const noexcept { destroy(pair); }
+    };
+    using Owner = std::unique_ptr<Added, Destroy>;
+
+    static Owner make(istr key) {
         void* const block = newNode(sizeof(Added), kFunc);
         try {
-            return ::new (block) Added(key);
+            return Owner(::new (block) Added(key));
         } catch (...) {
             deleteNode(block, kFunc);
             throw;

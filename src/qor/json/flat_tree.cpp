@@ -224,13 +224,32 @@ void FlatTree::destroy(FlatTree* tree) noexcept {
 // The rest of a page that is too small is not used any more. For a large container, the page is
 // kept and the container gets its own one.
 Page& FlatTree::takePage(std::size_t size) {
-    Page* const spare = spare_.exchange(nullptr, std::memory_order_acquire);
+    Page* const spare = takeSpare();
     if (spare != nullptr && spare->room() >= size) return *spare;
     if (spare == nullptr || size <= kLargeInPage)
         return *makePage(std::max(size, std::min(nodes[0].size * kBytesOfNode, kMostOfPage)));
     Page* const own = makePage(size);
     leavePage(*spare);
     return *own;
+}
+
+Page* FlatTree::takeSpare() noexcept {
+    for (auto& place : spares_) {
+        if (place.load(std::memory_order_relaxed) == nullptr) continue;
+        if (Page* const spare = place.exchange(nullptr, std::memory_order_acquire)) return spare;
+    }
+    return nullptr;
+}
+
+void FlatTree::leavePage(Page& page) noexcept {
+    if (page.room() == 0) return;
+    for (auto& place : spares_) {
+        Page* none = nullptr;
+        if (place.load(std::memory_order_relaxed) == nullptr &&
+            place.compare_exchange_strong(none, &page, std::memory_order_release,
+                                          std::memory_order_relaxed))
+            return;
+    }
 }
 
 Page* FlatTree::makePage(std::size_t room) {

@@ -46,10 +46,11 @@ struct Page : Block {
     char* end;
 };
 
-// A parsed tree. Several threads may use the values that are created from it, each thread its own
-// part; any thread may use views, which create no values. The text is never changed. Any thread may
-// add shapes and pages, and store the shape of an object in its node. Each value in the tree's
-// memory owns a reference to the tree. The tree is the block of its root value.
+// A parsed tree. One thread at a time may create values from it, but several threads may use those
+// that were taken out, each thread its own, and create what these contain; any thread may use
+// views, which create no values. The text is never changed. Any thread may add shapes and pages,
+// and store the shape of an object in its node. Each value in the tree's memory owns a reference to
+// the tree. The tree is the block of its root value.
 class alignas(JsonValue) FlatTree : public Block, public NodeTree, noncopyable {
 public:
     // The new tree has one reference. The root value is created in it, an array or an object as the
@@ -112,13 +113,12 @@ public:
 
     // A page with room for `size` bytes, used only by the caller until leavePage.
     Page& takePage(std::size_t size);
-    void leavePage(Page& page) noexcept {
-        if (page.room() != 0) spare_.store(&page, std::memory_order_release);
-    }
+    void leavePage(Page& page) noexcept;
 
 private:
     FlatTree(const NodeTree& content, bool ownsNodes) noexcept
         : Block{{1}, this}, NodeTree(content), ownsNodes_(ownsNodes) {}
+    Page* takeSpare() noexcept;
     Page* makePage(std::size_t room);
     static FlatTree* makeIn(std::size_t room, istr text, istr more, Node* nodes, std::size_t count);
     static FlatTree* construct(void* block, std::size_t textSize, istr more, Node* nodes,
@@ -146,7 +146,9 @@ private:
     std::atomic<Shape*> listed_{nullptr};
     std::atomic<ShapeTable*> shapes_{nullptr};
     std::atomic<Page*> pages_{nullptr};  // all pages, the last one first
-    std::atomic<Page*> spare_{nullptr};  // the page in which the next values are created
+    // The pages in which the next values are created: one for each thread that creates values at
+    // the same time. If there are more threads, the rests of some pages are not used.
+    std::atomic<Page*> spares_[8] = {};
 };
 
 // The memory of a tree whose text is copied during the parse.

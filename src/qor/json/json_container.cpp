@@ -59,7 +59,6 @@ void JsonArray::grow() {
     const std::size_t room = sizeof(Block) + capacity * sizeof(JsonUnit);
     Block* const before = blockOfUnits();
     FlatTree* const tree = before != nullptr ? before->tree : nullptr;
-    if (tree != nullptr && room > TreeMaker::kMostRoom) throw std::bad_alloc();
     auto* const block = ::new (newNode(room, kNewChild)) Block{{1}, tree};
     if (tree != nullptr) tree->shares.fetch_add(1, std::memory_order_relaxed);
     auto* const units = reinterpret_cast<JsonUnit*>(block + 1);
@@ -138,12 +137,14 @@ JsonObject::value_type* JsonObject::pairOf(istr key, ulong32 place) const noexce
 }
 
 const JsonUnit* JsonObject::get(istr key) const {
+    if (key.is_null()) key = istr();
     const value_type* const pair = made().index_ != nullptr ? index_->find(key, Index::hashOf(key))
                                                             : pairOf(key, lowerBound(key));
     return pair != nullptr ? &pair->second : nullptr;
 }
 
 JsonUnit& JsonObject::get(istr key) {
+    if (key.is_null()) key = istr();
     if (made().index_ != nullptr) return getByIndex(key);
     const ulong32 place = lowerBound(key);
     if (value_type* const pair = pairOf(key, place)) return pair->second;
@@ -152,23 +153,24 @@ JsonUnit& JsonObject::get(istr key) {
         makeIndex();
         return getByIndex(key);
     }
+    // The room is made last: it ends the validity of iterators.
+    Added::Owner pair = Added::make(key);
     reserveOne();
-    value_type* const pair = Added::make(key);
     std::copy_backward(pairs_ + place, pairs_ + size_, pairs_ + size_ + 1);
-    pairs_[place] = pair;
+    pairs_[place] = pair.get();
     sorted_ = ++size_;
-    return pair->second;
+    return pair.release()->second;
 }
 
 JsonUnit& JsonObject::getByIndex(istr key) {
     const std::uint64_t hash = Index::hashOf(key);
     if (value_type* const found = index_->find(key, hash)) return found->second;
-    reserveOne();
+    Added::Owner pair = Added::make(key);
     index_->reserveOne();
-    value_type* const pair = Added::make(key);
-    index_->insert(pair, hash);
-    pairs_[size_++] = pair;
-    return pair->second;
+    reserveOne();
+    index_->insert(pair.get(), hash);
+    pairs_[size_++] = pair.get();
+    return pair.release()->second;
 }
 
 void JsonObject::makeIndex() {

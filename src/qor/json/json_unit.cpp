@@ -32,6 +32,8 @@ void JsonUnit::dump(std::ostream& os) const {
 }
 
 JsonUnit& JsonUnit::child(istr name) {
+    // The name may be a part of the value that an object replaces.
+    const Handle<JsonValue> before = kind() != JsonKind::Object ? value() : nullptr;
     return objectValue().get(name);
 }
 

@@ -80,6 +80,7 @@ void JsonText::setValue(istr text) {
 template <class T>
 T* JsonText::makeWith(istr text) {
     constexpr const char* func = "qor::json::JsonUnit::JsonUnit";
+    if (text.is_null()) text = istr();
     if (text.size() > kMostHere) return checkedNew<T>(__FILE__, __LINE__, func, text);
     void* const block = newNode(sizeWith(text.size()), func);
     T* const value = ::new (block) T(static_cast<ulong32>(text.size()));
@@ -129,7 +130,7 @@ String JsonString::escape(const Optional<String>& value) {
 
 Optional<String> JsonString::unescape(istr text) {
     if (text == "null") return {};
-    if (text.size() < 2) return String(text);
+    if (text.is_null() || text.size() < 2) return String(text);
     String out;
     appendUnescaped(out, withoutQuotes(text));
     return out;

@@ -36,6 +36,7 @@ JsonView JsonView::at(unsigned long i) const noexcept {
 
 JsonView JsonView::child(istr key) const noexcept {
     if (!isObject()) return {};
+    if (key.is_null()) key = istr();
     const Node* found = nullptr;
     for (const Node *at = node_ + 1, *const end = node_ + node_->size; at != end;) {
         if (at->size == key.size() && tree_->textOf(*at) == key) found = at + 1;
@@ -87,6 +88,7 @@ JsonMembers::JsonMembers(const NodeTree* tree, const Node* object)
 }
 
 JsonView JsonMembers::child(istr key) const noexcept {
+    if (key.is_null()) key = istr();
     const ulong32* const end = places_ + size_;
     const ulong32* const place = std::lower_bound(
         places_, end, key, [this](ulong32 at, istr wanted) { return member(at).key < wanted; });

@@ -289,6 +289,7 @@ private:
 };
 
 Handle<JsonValue> read(istr text, Strings strings) {
+    if (text.is_null()) text = istr();
     if (text.size() > Node::kMaxText) throw std::bad_alloc();
     JsonValue* const root = Reader(text, strings).read()->root();
     SharedCount::takeFirst(*root);
