@@ -176,13 +176,13 @@ TEST(Lifecycle, NeedsNoRecordsOfThreads) {
     const int status = statusOf([] {
         for (pthread_key_t key; pthread_key_create(&key, nullptr) == 0;) {
         }
-        const InitFini library("test", false, 0);
         std::promise<void> fired;
         Recorder object;
         object.onFire = [&](TimerId, unsigned long) {
             fired.set_value();
             return OnTimerResult();
         };
+        const InitFini library("test", false, 0);
         TimerId id;
         TimerManager::instance()->setTimer(id, "t", 0, 0, &object, 1, nullptr);
         TimerManager::instance()->start();
