@@ -39,6 +39,35 @@ TEST(FullDisk, FailsInFilesAndDirectories) {
     EXPECT_EQ(line, "there is room");
 }
 
+// Files may not grow. In a child process, which has the limit for itself.
+TEST(LimitOfFileSizes, FailsWithoutASignal) {
+    const TempDir dir;
+    const auto path = [&](const char* name) { return String(dir.path(name)); };
+    FileWriter file(path("file").toWstring(), true);
+    const pml::ntv::Unit unit("name", "", "a long text");
+    const std::pair<const char*, std::function<bool()>> writes[] = {
+        {"write", [&] { return file.write("123456789012345"); }},
+        {"write above", [&] { return file.write("x"); }},
+        {"truncate", [&] { return file.truncate(100); }},
+        {"writeTo", [&] { return Directory::writeTo(path("other").toWstring(), 100, "x"); }},
+        {"pml",
+         [&] { return pml::ntvToCompactPml(unit, pml::File(path("pml")), pml::ShowPattern::ALL); }},
+    };
+    for (const auto& [name, write] : writes) {
+        const int status = statusOf([&] {
+            const rlimit ten{10, RLIM_INFINITY}, none{RLIM_INFINITY, RLIM_INFINITY};
+            setrlimit(RLIMIT_FSIZE, &ten);
+            errno = 0;
+            const bool fails = !write() && errno == EFBIG;
+            sigset_t pending;
+            sigpending(&pending);
+            setrlimit(RLIMIT_FSIZE, &none);
+            _exit(!fails || sigismember(&pending, SIGXFSZ) || !file.write("y"));
+        });
+        EXPECT_EQ(status, 0) << name;
+    }
+}
+
 // No descriptors.
 
 class Descriptors {

@@ -4,7 +4,6 @@
 #include <fcntl.h>
 #include <pthread.h>
 #include <signal.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -20,6 +19,7 @@
 #include <string_view>
 #include <vector>
 
+#include "nuv_guard.h"
 #include "nuv_os_adapter.h"
 
 namespace {
@@ -76,37 +76,6 @@ public:
 
 private:
     int before_;
-};
-
-bool sizeIsLimited() {
-    rlimit limit;
-    return getrlimit(RLIMIT_FSIZE, &limit) == 0 && limit.rlim_cur != RLIM_INFINITY;
-}
-
-// While an object lives, a SIGXFSZ raised by the calling thread has no effect.
-class WithoutSizeSignal {
-public:
-    WithoutSizeSignal() {
-        sigemptyset(&signal_);
-        sigaddset(&signal_, SIGXFSZ);
-        sigset_t pending;
-        waiting_ = sigpending(&pending) == 0 && sigismember(&pending, SIGXFSZ) == 1;
-        pthread_sigmask(SIG_BLOCK, &signal_, &before_);
-    }
-    WithoutSizeSignal(const WithoutSizeSignal&) = delete;
-    WithoutSizeSignal& operator=(const WithoutSizeSignal&) = delete;
-    ~WithoutSizeSignal() {
-        const int error = errno;
-        constexpr timespec noTime = {};
-        if (!waiting_) sigtimedwait(&signal_, nullptr, &noTime);
-        pthread_sigmask(SIG_SETMASK, &before_, nullptr);
-        errno = error;
-    }
-
-private:
-    sigset_t signal_;
-    sigset_t before_;
-    bool waiting_;
 };
 
 // The part of a name before the last point, and the rest.
@@ -251,7 +220,7 @@ void nuv_flat_file::open(const nuv_local_time& now) {
     inode_ = status.st_ino;
     isRegular_ = S_ISREG(status.st_mode);
     size_ = status.st_size;
-    limited_ = sizeIsLimited();
+    limited_ = nuv_size_is_limited();
     torn_ = false;
     if (now.size() == 0) return;
     char banner[100];
@@ -286,7 +255,7 @@ void nuv_flat_file::look() {
     struct stat status;
     if (fstat(handle_, &status) != 0 || !isOurs(status)) return close();
     size_ = status.st_size;
-    limited_ = sizeIsLimited();
+    limited_ = nuv_size_is_limited();
     Path path;
     nuv_sprintf_s(path, sizeof path, "%s%s", directory_, opened_);
     if (stat(path, &status) != 0 || !isOurs(status)) close();
@@ -375,7 +344,7 @@ bool nuv_flat_file::write(const char* text, std::size_t size) {
         done += static_cast<std::size_t>(some);
         size_ += some;
         // The next byte may exceed the limit for the file size.
-        if (done < size) limited_ = sizeIsLimited();
+        if (done < size) limited_ = nuv_size_is_limited();
     }
     if (done == size) return true;
     const int error = errno;
@@ -398,7 +367,7 @@ bool nuv_flat_file::takeBack(std::size_t count) {
 ssize_t nuv_flat_file::writeSome(const char* text, std::size_t size) const {
     if (!limited_) return writeAtEnd(text, size);
     const Uncancelled whole;
-    const WithoutSizeSignal quiet;
+    const nuv_signal_held held(SIGXFSZ);
     return writeAtEnd(text, size);
 }
 
