@@ -2,7 +2,6 @@
 
 #include <dirent.h>
 #include <fcntl.h>
-#include <pthread.h>
 #include <signal.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
@@ -65,19 +64,6 @@ bool workingDirectory(char* directory, std::size_t room) {
     return getcwd(directory, room) != nullptr && nuv_strcat_s(directory, room, "/") == 0;
 }
 
-// Disables the cancellation of the calling thread: a cancelled thread would leave its locks taken
-// and its data incomplete.
-class Uncancelled {
-public:
-    Uncancelled() { pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &before_); }
-    Uncancelled(const Uncancelled&) = delete;
-    Uncancelled& operator=(const Uncancelled&) = delete;
-    ~Uncancelled() { pthread_setcancelstate(before_, nullptr); }
-
-private:
-    int before_;
-};
-
 // The part of a name before the last point, and the rest.
 struct NameParts {
     explicit NameParts(std::string_view name)
@@ -139,7 +125,7 @@ void nuv_local_time::read() {
 }
 
 void nuv_local_time::readSecond(std::time_t second) {
-    const Uncancelled whole;
+    const nuv_uncancelled whole;
     second_ = second;
     size_ = 0;
     std::tm local;
@@ -151,7 +137,7 @@ void nuv_local_time::readSecond(std::time_t second) {
 }
 
 nuv_flat_file::nuv_flat_file(const char* name) {
-    const Uncancelled whole;
+    const nuv_uncancelled whole;
     if (!resolve(name) || !makeDirectory(directory_)) fallBack();
 }
 
@@ -196,7 +182,7 @@ void nuv_flat_file::append(const char* line, std::size_t size, const nuv_local_t
 // Opens the file, or checks that its name still leads to it, and rotates it when needed. Returns
 // false if no file can be written.
 bool nuv_flat_file::prepare(const nuv_local_time& now) {
-    const Uncancelled whole;
+    const nuv_uncancelled whole;
     const bool due = now.milliseconds() != looked_;
     looked_ = now.milliseconds();
     if (handle_ >= 0 && due) look();
@@ -238,7 +224,7 @@ int nuv_flat_file::openBeside(const char* name) {
 }
 
 void nuv_flat_file::close() {
-    const Uncancelled whole;
+    const nuv_uncancelled whole;
     struct stat status;
     // If the descriptor now belongs to another file, it must not be closed here.
     if (handle_ >= 0 && fstat(handle_, &status) == 0 && isOurs(status)) ::close(handle_);
@@ -366,7 +352,7 @@ bool nuv_flat_file::takeBack(std::size_t count) {
 
 ssize_t nuv_flat_file::writeSome(const char* text, std::size_t size) const {
     if (!limited_) return writeAtEnd(text, size);
-    const Uncancelled whole;
+    const nuv_uncancelled whole;
     const nuv_signal_held held(SIGXFSZ);
     return writeAtEnd(text, size);
 }

@@ -6,6 +6,14 @@
 #include <cerrno>
 #include <ctime>
 
+nuv_uncancelled::nuv_uncancelled() noexcept {
+    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &before_);
+}
+
+nuv_uncancelled::~nuv_uncancelled() {
+    pthread_setcancelstate(before_, nullptr);
+}
+
 nuv_signal_held::nuv_signal_held(int signal) noexcept {
     sigemptyset(&signal_);
     sigaddset(&signal_, signal);
@@ -15,6 +23,7 @@ nuv_signal_held::nuv_signal_held(int signal) noexcept {
 }
 
 nuv_signal_held::~nuv_signal_held() {
+    const nuv_uncancelled whole;
     const int error = errno;
     constexpr timespec noTime = {};
     while (!waiting_ && sigtimedwait(&signal_, nullptr, &noTime) == -1 && errno == EINTR) {

@@ -68,7 +68,7 @@ bool localTime(long long seconds, std::tm& fields) noexcept {
     return localtime_r(&time, &fields) != nullptr;
 }
 
-void sleepMilliseconds(long long n) noexcept {
+void sleepMilliseconds(long long n) {
     if (n < 1) return;
     timespec left{};
     left.tv_sec = n / 1000;

@@ -32,8 +32,9 @@ public:
 // field.
 bool localTime(long long seconds, std::tm& fields) noexcept;
 
-// Sleeps for the whole time: signals do not shorten it. Values below 1 return at once.
-void sleepMilliseconds(long long n) noexcept;
+// Sleeps for the whole time: signals do not shorten it. Values below 1 return at once. The
+// thread can be cancelled meanwhile.
+void sleepMilliseconds(long long n);
 
 }  // namespace qor::platform
 

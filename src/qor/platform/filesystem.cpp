@@ -25,6 +25,7 @@ constexpr int invalid = -1;
 
 template <class Call>
 auto uninterrupted(Call call) noexcept {
+    const nuv_uncancelled whole;
     for (;;) {
         const auto result = call();
         if (result != -1 || errno != EINTR) return result;
@@ -52,7 +53,7 @@ int openNoDirectory(const std::string& path, int flags) noexcept {
     const bool known = ::fstat(fd, &status) == 0;
     if (known && !S_ISDIR(status.st_mode)) return fd;
     const int error = known ? EISDIR : errno;
-    ::close(fd);
+    closeFile(fd);
     return fail(error);
 }
 
@@ -106,6 +107,7 @@ int openFile(const std::string& path, int flags) noexcept {
 }
 
 bool closeFile(int fd) noexcept {
+    const nuv_uncancelled whole;
     // After EINTR the descriptor is closed too.
     return ::close(fd) == 0 || errno == EINTR;
 }
@@ -120,7 +122,7 @@ long long fileSize(const std::string& path) noexcept {
     const int fd = openNoDirectory(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY);
     if (fd == invalid) return -1;
     const long long size = fileSize(fd);
-    ::close(fd);
+    closeFile(fd);
     return size;
 }
 
@@ -194,7 +196,7 @@ OpenDirectory::OpenDirectory(const std::string& path) noexcept
 }
 
 void OpenDirectory::close() noexcept {
-    if (valid()) ::close(std::exchange(fd_, invalid));
+    if (valid()) closeFile(std::exchange(fd_, invalid));
 }
 
 OpenDirectory OpenDirectory::child(const char* name) const noexcept {

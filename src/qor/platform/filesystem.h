@@ -7,8 +7,8 @@
 #include <utility>
 
 // Files and directories of the system. A function that fails returns -1 or false and sets errno. A
-// call that a signal interrupts is repeated. Descriptors are not inherited by programs that the
-// process starts (O_CLOEXEC). Sizes and positions have 64 bits.
+// call that a signal interrupts is repeated. The thread is not cancelled in a call. Descriptors are
+// not inherited by programs that the process starts (O_CLOEXEC). Sizes and positions have 64 bits.
 
 namespace qor::platform {
 

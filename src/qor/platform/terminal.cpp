@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "nuv_guard.h"
 #include "platform/clock.h"
 
 namespace qor::platform {
@@ -16,6 +17,7 @@ namespace qor::platform {
 namespace {
 
 bool isTraced() noexcept {
+    const nuv_uncancelled whole;
     const int fd = ::open("/proc/self/status", O_RDONLY | O_CLOEXEC);
     if (fd < 0) return false;
     char text[2048];
@@ -34,6 +36,7 @@ bool inputWaiting() noexcept {
     // One read can fetch several lines. The rest is in the buffer of the C library, which poll does
     // not see.
     if (stdin->_IO_read_ptr < stdin->_IO_read_end) return true;
+    const nuv_uncancelled whole;
     pollfd input{STDIN_FILENO, POLLIN, 0};
     return ::poll(&input, 1, 0) > 0;
 }
