@@ -11,6 +11,7 @@
 #include <cstring>
 
 #include "nuv_guard.h"
+#include "platform/clock.h"
 #include "platform/codepage.h"
 #include "platform/utf8.h"
 #include "qor/base/open_flags.h"
@@ -65,10 +66,13 @@ FileStatus statusOf(const struct stat& status) noexcept {
 // Maximum number of bytes per system call; a larger transfer needs several calls.
 constexpr std::size_t largestTransfer = 0x7FFFF000;
 
-// At the limit for the size of files the call only fails (EFBIG) and raises no SIGXFSZ.
+constinit AnswerOfTime sizeLimited;
+
+// At the limit for the size of files the call only fails (EFBIG) and raises no SIGXFSZ. The limit
+// is read once in some milliseconds, since that takes half the time of a short write.
 template <class Call>
 auto withinSizeLimit(Call call) noexcept {
-    if (!nuv_size_is_limited()) return call();
+    if (!sizeLimited.at(coarseNanoseconds(), nuv_size_is_limited)) return call();
     const nuv_signal_held held(SIGXFSZ);
     return call();
 }

@@ -4,7 +4,6 @@
 #include <poll.h>
 #include <unistd.h>
 
-#include <atomic>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -46,14 +45,8 @@ void continueInput() noexcept {
 }
 
 bool debuggerAttached() noexcept {
-    // The time of the last check in seconds, shifted left by 1, with the result in the lowest bit.
-    static std::atomic<long long> last{-1};
-    const long long now = coarseSeconds();
-    const long long known = last.load(std::memory_order_relaxed);
-    if (known >= 0 && known >> 1 == now) return (known & 1) != 0;
-    const bool traced = isTraced();
-    last.store(now << 1 | (traced ? 1 : 0), std::memory_order_relaxed);
-    return traced;
+    static constinit AnswerOfTime traced;
+    return traced.at(coarseSeconds(), isTraced);
 }
 
 }  // namespace qor::platform
