@@ -1,5 +1,6 @@
 #include "support/child.h"
 #include "support/small_disk.h"
+#include "support/terminal.h"
 #include "support/test.h"
 #include "tcp/network.h"
 
@@ -37,6 +38,97 @@ TEST(FullDisk, FailsInFilesAndDirectories) {
     String line;
     EXPECT_TRUE(FileReader(wide("small")).readLine(line));
     EXPECT_EQ(line, "there is room");
+}
+
+// Files may not grow. In a child process, which has the limit for itself.
+TEST(LimitOfFileSizes, FailsWithoutASignal) {
+    const TempDir dir;
+    const auto path = [&](const char* name) { return String(dir.path(name)); };
+    FileWriter file(path("file").toWstring(), true);
+    const pml::ntv::Unit unit("name", "", "a long text");
+    const std::pair<const char*, std::function<bool()>> writes[] = {
+        {"write", [&] { return file.write("123456789012345"); }},
+        {"write above", [&] { return file.write("x"); }},
+        {"truncate", [&] { return file.truncate(100); }},
+        {"writeTo", [&] { return Directory::writeTo(path("other").toWstring(), 100, "x"); }},
+        {"pml",
+         [&] { return pml::ntvToCompactPml(unit, pml::File(path("pml")), pml::ShowPattern::ALL); }},
+    };
+    for (const auto& [name, write] : writes) {
+        const int status = statusOf([&] {
+            const rlimit ten{10, RLIM_INFINITY}, none{RLIM_INFINITY, RLIM_INFINITY};
+            setrlimit(RLIMIT_FSIZE, &ten);
+            const auto tick = [] {
+                timespec now{};
+                clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
+                return now.tv_nsec;
+            };
+            for (const long before = tick(); tick() == before;) {
+            }
+            errno = 0;
+            const bool fails = !write() && errno == EFBIG;
+            sigset_t pending;
+            sigpending(&pending);
+            setrlimit(RLIMIT_FSIZE, &none);
+            _exit(!fails || sigismember(&pending, SIGXFSZ) || !file.write("y"));
+        });
+        EXPECT_EQ(status, 0) << name;
+    }
+}
+
+// The cancellation of a thread takes effect in a sleep, or after the operation. In a child process,
+// which ends itself when it is cancelled.
+TEST(Cancellation, EndsOnlyTheThread) {
+    const TempDir dir;
+    const std::wstring name = dir.wide(L"file");
+    FileReadWriter file(name, true);
+    ASSERT_TRUE(file.writeLine("line"));
+    TcpServer server;
+    TcpClient client;
+    const Handle<network::Events> served(new network::Events);
+    ASSERT_TRUE(server.open(network::local(), served, network::kBuffer));
+    ASSERT_TRUE(client.open(network::local(server.getLocalPort()), Handle<TcpCallback>(), 5,
+                            network::kBuffer));
+    const Terminal terminal;
+    console::setOn(true);
+    String line;
+    Bytes bytes(10);
+    constexpr unsigned long kEndless = 1000000;
+    const std::pair<const char*, std::function<void()>> calls[] = {
+        {"sleep", [] { sleep(kEndless); }},
+        {"Time::sleep", [] { Time::milliSeconds(kEndless).sleep(); }},
+        {"reopen", [&] { file.reopen(); }},
+        {"close", [&] { file.close(); }},
+        {"read", [&] { file.readAll(line) && file.rewind(0) == 0 && file.readLine(line); }},
+        {"write", [&] { file.write("x"); }},
+        {"truncate", [&] { file.truncate(1) && file.flush(); }},
+        {"filesize", [&] { File(name).filesize(); }},
+        {"directory", [&] { Directory(dir.wide()); }},
+        {"writeTo", [&] { Directory::writeTo(name, 0, "x"); }},
+        {"readFrom", [&] { Directory::readFrom(name, 0, bytes); }},
+        {"print", [] { console::println("x"), console::flush(); }},
+        {"readline", [&] { console::readline(line); }},
+        {"ping", [] { Ping().open(); }},
+        {"send", [&] { client.send("x", 5); }},
+    };
+    for (const auto& [label, call] : calls) {
+        const int status = statusOf([&] {
+            alarm(10);
+            try {
+                pthread_cancel(pthread_self());
+                call();
+                pthread_testcancel();
+            } catch (...) {
+                _exit(0);
+            }
+            _exit(1);
+        });
+        EXPECT_EQ(status, 0) << label;
+    }
+    console::setOn(false);
+    console::destroy();
+    client.close();
+    server.close();
 }
 
 // No descriptors.

@@ -116,6 +116,44 @@ TEST(ConsoleThread, WritesByItself) {
     EXPECT_EQ(buffer.str(), "by itself\nby request\nkept\n");
 }
 
+// At the forks, the parent's thread is blocked in the screen, and another thread uses the console.
+TEST(ConsoleThread, ForkedChildWritesItsOwnOutput) {
+    Stuck screen;
+    std::streambuf* const before = std::cout.rdbuf(&screen);
+    console::setOn(true);
+    console::open();
+    console::println("parent");
+    screen.reached.wait(false);
+    console::println("queued");
+    std::atomic<bool> over{!forksBesideAllocations};
+    std::thread flushing([&] {
+        while (!over)
+            console::flush();
+    });
+    for (int i = 0, status = 0; i < 100 && status == 0; ++i) {
+        status = statusOf([] {
+            alarm(10);
+            std::stringbuf own;
+            std::cout.rdbuf(&own);
+            console::println("child");
+            console::flush();
+            console::close();
+            _exit(own.str() == "child\n" ? 0 : 1);
+        });
+        EXPECT_EQ(status, 0);
+    }
+    over = true;
+    flushing.join();
+    screen.released = true;
+    screen.released.notify_all();
+    console::close();
+    console::flush();
+    console::destroy();
+    console::setOn(false);
+    std::cout.rdbuf(before);
+    EXPECT_EQ(screen.str(), "parent\nqueued\n");
+}
+
 // The typed text, or null for the end of the input, and the lines that follow.
 struct Typed {
     const char* text;

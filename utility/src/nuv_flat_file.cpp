@@ -2,9 +2,7 @@
 
 #include <dirent.h>
 #include <fcntl.h>
-#include <pthread.h>
 #include <signal.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -20,6 +18,7 @@
 #include <string_view>
 #include <vector>
 
+#include "nuv_guard.h"
 #include "nuv_os_adapter.h"
 
 namespace {
@@ -64,50 +63,6 @@ bool ownDirectory(char* directory, std::size_t room) {
 bool workingDirectory(char* directory, std::size_t room) {
     return getcwd(directory, room) != nullptr && nuv_strcat_s(directory, room, "/") == 0;
 }
-
-// Disables the cancellation of the calling thread: a cancelled thread would leave its locks taken
-// and its data incomplete.
-class Uncancelled {
-public:
-    Uncancelled() { pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &before_); }
-    Uncancelled(const Uncancelled&) = delete;
-    Uncancelled& operator=(const Uncancelled&) = delete;
-    ~Uncancelled() { pthread_setcancelstate(before_, nullptr); }
-
-private:
-    int before_;
-};
-
-bool sizeIsLimited() {
-    rlimit limit;
-    return getrlimit(RLIMIT_FSIZE, &limit) == 0 && limit.rlim_cur != RLIM_INFINITY;
-}
-
-// While an object lives, a SIGXFSZ raised by the calling thread has no effect.
-class WithoutSizeSignal {
-public:
-    WithoutSizeSignal() {
-        sigemptyset(&signal_);
-        sigaddset(&signal_, SIGXFSZ);
-        sigset_t pending;
-        waiting_ = sigpending(&pending) == 0 && sigismember(&pending, SIGXFSZ) == 1;
-        pthread_sigmask(SIG_BLOCK, &signal_, &before_);
-    }
-    WithoutSizeSignal(const WithoutSizeSignal&) = delete;
-    WithoutSizeSignal& operator=(const WithoutSizeSignal&) = delete;
-    ~WithoutSizeSignal() {
-        const int error = errno;
-        constexpr timespec noTime = {};
-        if (!waiting_) sigtimedwait(&signal_, nullptr, &noTime);
-        pthread_sigmask(SIG_SETMASK, &before_, nullptr);
-        errno = error;
-    }
-
-private:
-    sigset_t signal_;
-    sigset_t before_;
-    bool waiting_;
-};
 
 // The part of a name before the last point, and the rest.
 struct NameParts {
@@ -170,7 +125,7 @@ void nuv_local_time::read() {
 }
 
 void nuv_local_time::readSecond(std::time_t second) {
-    const Uncancelled whole;
+    const nuv_uncancelled whole;
     second_ = second;
     size_ = 0;
     std::tm local;
@@ -182,7 +137,7 @@ void nuv_local_time::readSecond(std::time_t second) {
 }
 
 nuv_flat_file::nuv_flat_file(const char* name) {
-    const Uncancelled whole;
+    const nuv_uncancelled whole;
     if (!resolve(name) || !makeDirectory(directory_)) fallBack();
 }
 
@@ -227,7 +182,7 @@ void nuv_flat_file::append(const char* line, std::size_t size, const nuv_local_t
 // Opens the file, or checks that its name still leads to it, and rotates it when needed. Returns
 // false if no file can be written.
 bool nuv_flat_file::prepare(const nuv_local_time& now) {
-    const Uncancelled whole;
+    const nuv_uncancelled whole;
     const bool due = now.milliseconds() != looked_;
     looked_ = now.milliseconds();
     if (handle_ >= 0 && due) look();
@@ -251,7 +206,7 @@ void nuv_flat_file::open(const nuv_local_time& now) {
     inode_ = status.st_ino;
     isRegular_ = S_ISREG(status.st_mode);
     size_ = status.st_size;
-    limited_ = sizeIsLimited();
+    limited_ = nuv_size_is_limited();
     torn_ = false;
     if (now.size() == 0) return;
     char banner[100];
@@ -269,7 +224,7 @@ int nuv_flat_file::openBeside(const char* name) {
 }
 
 void nuv_flat_file::close() {
-    const Uncancelled whole;
+    const nuv_uncancelled whole;
     struct stat status;
     // If the descriptor now belongs to another file, it must not be closed here.
     if (handle_ >= 0 && fstat(handle_, &status) == 0 && isOurs(status)) ::close(handle_);
@@ -286,7 +241,7 @@ void nuv_flat_file::look() {
     struct stat status;
     if (fstat(handle_, &status) != 0 || !isOurs(status)) return close();
     size_ = status.st_size;
-    limited_ = sizeIsLimited();
+    limited_ = nuv_size_is_limited();
     Path path;
     nuv_sprintf_s(path, sizeof path, "%s%s", directory_, opened_);
     if (stat(path, &status) != 0 || !isOurs(status)) close();
@@ -375,7 +330,7 @@ bool nuv_flat_file::write(const char* text, std::size_t size) {
         done += static_cast<std::size_t>(some);
         size_ += some;
         // The next byte may exceed the limit for the file size.
-        if (done < size) limited_ = sizeIsLimited();
+        if (done < size) limited_ = nuv_size_is_limited();
     }
     if (done == size) return true;
     const int error = errno;
@@ -397,8 +352,8 @@ bool nuv_flat_file::takeBack(std::size_t count) {
 
 ssize_t nuv_flat_file::writeSome(const char* text, std::size_t size) const {
     if (!limited_) return writeAtEnd(text, size);
-    const Uncancelled whole;
-    const WithoutSizeSignal quiet;
+    const nuv_uncancelled whole;
+    const nuv_signal_held held(SIGXFSZ);
     return writeAtEnd(text, size);
 }
 

@@ -23,7 +23,8 @@ QOR_API std::istream& std_in();
 // The console is off by default; then output is dropped. While it is on and not open, output is
 // queued until flush(). If a debugger is attached, all output also goes to the standard error.
 //
-// Any thread may print. Only one thread may read.
+// Any thread may print. Only one thread may read. After a fork, the parent writes the queued
+// output; in the child the console is not open and its queue is empty.
 class QOR_API console {
 public:
     console() = delete;

@@ -35,7 +35,9 @@ enum class SeekWhence : int { Begin = 0, Current = 1, End = 2 };
 // Operations report failure by false or -1, with the system's reason in errno; on a closed file
 // they fail. After a failed read the target is empty. The only exception is std::bad_alloc; the
 // target and, in files that can seek, the position are then unchanged. Signals do not interrupt an
-// operation. Writing to a pipe without a reader fails and raises no signal.
+// operation, nor does the cancellation of the thread. Writing to a pipe without a reader, or above
+// the limit for the size of files, fails and raises no signal (a limit that the program sets counts
+// after some milliseconds).
 //
 // Use an object from one thread only. Programs that the process starts do not inherit the handle.
 class QOR_API File {

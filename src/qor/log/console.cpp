@@ -4,12 +4,15 @@
 #include <cstddef>
 #include <iostream>
 #include <list>
+#include <new>
 #include <sstream>
 #include <string>
 #include <utility>
 
 #include "log/console_end.h"
+#include "mt/registry_lock.h"
 #include "platform/terminal.h"
+#include "platform/thread.h"
 #include "qor/base/base_type_convert.h"
 #include "qor/mt/handle.h"
 #include "qor/mt/mutex.h"
@@ -69,13 +72,22 @@ private:
 class ConsoleImpl : noncopyable {
 public:
     static ConsoleImpl& instance() { return *CreateByAllocate<ConsoleImpl>::instance(); }
+    ConsoleImpl() {
+        const Guard guard(mutex_);
+        present_ = this;
+    }
     ~ConsoleImpl() {
         try {
             close();
         } catch (...) {
             // The end of the thread was requested; only the wait for it failed.
         }
+        const Guard guard(mutex_);
+        if (present_ == this) present_ = nullptr;
     }
+
+    // Called when the library is loaded.
+    static void watchForks();
 
     void open();
     void close();
@@ -88,6 +100,7 @@ private:
     class FlushThread;
     using Texts = std::list<std::wstring>;
 
+    static void enterChild();
     Handle<FlushThread> thread() const;
     void write();
     void show(const std::wstring& text);
@@ -97,8 +110,12 @@ private:
     std::wstring wideLine() const;
     void endLine();
 
-    Mutex screen_;  // held while writing, so that texts keep their order; locked before mutex_
-    Mutex mutex_;   // guards the following members
+    inline static constinit ConsoleImpl* present_ = nullptr;  // guarded by mutex_
+
+    // Held while writing, so that texts keep their order; locked before mutex_. A write may block,
+    // so a fork does not wait for it.
+    Mutex screen_;
+    const Mutex& mutex_ = RegistryLock<ConsoleImpl>::get();  // guards the following members
     Texts queue_;
     std::wstring prompt_;
     bool onLine_ = false;  // the prompt is the last output on the screen
@@ -129,6 +146,28 @@ Handle<ConsoleImpl::FlushThread> ConsoleImpl::thread() const {
     const Guard guard(mutex_);
     return thread_;
 }
+
+void ConsoleImpl::watchForks() {
+    RegistryLock<ConsoleImpl>::get();
+    platform::callAtFork(nullptr, nullptr, enterChild);
+}
+
+// The parent writes its queue itself. Its thread does not run here, and may have held screen_; the
+// Handle is not released, since the thread may have been using its object.
+void ConsoleImpl::enterChild() {
+    if (present_ == nullptr) return;
+    present_->queue_.clear();
+    new (&present_->screen_) Mutex;
+    new (&present_->thread_) Handle<FlushThread>;
+}
+
+namespace {
+// Before other locks: a fork takes the locks in the reverse order, and threads may print while they
+// hold the others.
+[[gnu::constructor(101)]] void watchForks() {
+    ConsoleImpl::watchForks();
+}
+}  // namespace
 
 void ConsoleImpl::open() {
     if (!console::isOn()) return;

@@ -56,10 +56,14 @@ double monotonicFrequency() noexcept {
     return monotonicTicks(ticks) == 0 ? 1e9 : 0;
 }
 
-long long coarseSeconds() noexcept {
+long long coarseNanoseconds() noexcept {
     timespec now{};
     clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
-    return now.tv_sec;
+    return now.tv_sec * 1000000000LL + now.tv_nsec;
+}
+
+long long coarseSeconds() noexcept {
+    return coarseNanoseconds() / 1000000000;
 }
 
 bool localTime(long long seconds, std::tm& fields) noexcept {
@@ -68,7 +72,7 @@ bool localTime(long long seconds, std::tm& fields) noexcept {
     return localtime_r(&time, &fields) != nullptr;
 }
 
-void sleepMilliseconds(long long n) noexcept {
+void sleepMilliseconds(long long n) {
     if (n < 1) return;
     timespec left{};
     left.tv_sec = n / 1000;

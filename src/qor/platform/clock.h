@@ -1,6 +1,7 @@
 #ifndef QOR_SRC_PLATFORM_CLOCK_H
 #define QOR_SRC_PLATFORM_CLOCK_H
 
+#include <atomic>
 #include <ctime>
 
 namespace qor::platform {
@@ -13,8 +14,26 @@ long long wallMicroseconds() noexcept;
 int monotonicTicks(long long& ticks) noexcept;
 double monotonicFrequency() noexcept;
 
-// The seconds of the same counter, faster but up to a few milliseconds late.
+// The nanoseconds and seconds of the same counter, faster but up to a few milliseconds late.
+long long coarseNanoseconds() noexcept;
 long long coarseSeconds() noexcept;
+
+// The answer of `ask`, which is called only if `now` differs from the time of the last answer.
+class AnswerOfTime {
+public:
+    template <class Ask>
+    bool at(long long now, Ask ask) noexcept {
+        const long long known = last_.load(std::memory_order_relaxed);
+        if (known >= 0 && known >> 1 == now) return (known & 1) != 0;
+        const bool answer = ask();
+        last_.store(now << 1 | (answer ? 1 : 0), std::memory_order_relaxed);
+        return answer;
+    }
+
+private:
+    // The time, shifted left by 1, with the answer in the lowest bit.
+    std::atomic<long long> last_{-1};
+};
 
 // Hold it while a function of the C library uses the time zone. Such a function takes a lock of the
 // C library, which would stay taken in the child if another thread forked meanwhile: a fork waits
@@ -32,8 +51,9 @@ public:
 // field.
 bool localTime(long long seconds, std::tm& fields) noexcept;
 
-// Sleeps for the whole time: signals do not shorten it. Values below 1 return at once.
-void sleepMilliseconds(long long n) noexcept;
+// Sleeps for the whole time: signals do not shorten it. Values below 1 return at once. The
+// thread can be cancelled meanwhile.
+void sleepMilliseconds(long long n);
 
 }  // namespace qor::platform
 

@@ -16,6 +16,7 @@
 #include <cstring>
 #include <iterator>
 
+#include "nuv_guard.h"
 #include "platform/socket.h"
 
 namespace qor::platform {
@@ -140,6 +141,7 @@ int send(int socket, const Echo& request, std::uint32_t address) noexcept {
 }  // namespace
 
 int EchoSocket::open() noexcept {
+    const nuv_uncancelled whole;
     close();
     socket_ = socket(AF_INET, SOCK_RAW | SOCK_CLOEXEC, IPPROTO_ICMP);
     raw_ = isOpen();
@@ -160,6 +162,7 @@ void EchoSocket::close() noexcept {
 }
 
 int EchoSocket::exchange(std::uint32_t address, int timeoutSeconds) noexcept {
+    const nuv_uncancelled whole;
     const auto end = Clock::now() + std::chrono::seconds(timeoutSeconds);
     Echo request{};
     request.head.type = ICMP_ECHO;

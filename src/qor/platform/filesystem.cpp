@@ -2,7 +2,6 @@
 
 #include <dirent.h>
 #include <fcntl.h>
-#include <pthread.h>
 #include <signal.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -10,8 +9,9 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <ctime>
 
+#include "nuv_guard.h"
+#include "platform/clock.h"
 #include "platform/codepage.h"
 #include "platform/utf8.h"
 #include "qor/base/open_flags.h"
@@ -26,6 +26,7 @@ constexpr int invalid = -1;
 
 template <class Call>
 auto uninterrupted(Call call) noexcept {
+    const nuv_uncancelled whole;
     for (;;) {
         const auto result = call();
         if (result != -1 || errno != EINTR) return result;
@@ -53,7 +54,7 @@ int openNoDirectory(const std::string& path, int flags) noexcept {
     const bool known = ::fstat(fd, &status) == 0;
     if (known && !S_ISDIR(status.st_mode)) return fd;
     const int error = known ? EISDIR : errno;
-    ::close(fd);
+    closeFile(fd);
     return fail(error);
 }
 
@@ -65,32 +66,16 @@ FileStatus statusOf(const struct stat& status) noexcept {
 // Maximum number of bytes per system call; a larger transfer needs several calls.
 constexpr std::size_t largestTransfer = 0x7FFFF000;
 
-// While an object lives, a write of this thread to a broken pipe only fails (EPIPE) and raises no
-// SIGPIPE.
-class BrokenPipeHeld {
-public:
-    BrokenPipeHeld() noexcept {
-        sigemptyset(&signal_);
-        sigaddset(&signal_, SIGPIPE);
-        sigset_t pending;
-        wasPending_ = sigpending(&pending) == 0 && sigismember(&pending, SIGPIPE) == 1;
-        pthread_sigmask(SIG_BLOCK, &signal_, &before_);
-    }
-    BrokenPipeHeld(const BrokenPipeHeld&) = delete;
-    BrokenPipeHeld& operator=(const BrokenPipeHeld&) = delete;
-    ~BrokenPipeHeld() {
-        const int error = errno;
-        constexpr timespec now{};
-        if (!wasPending_) uninterrupted([&] { return sigtimedwait(&signal_, nullptr, &now); });
-        pthread_sigmask(SIG_SETMASK, &before_, nullptr);
-        errno = error;
-    }
+constinit AnswerOfTime sizeLimited;
 
-private:
-    sigset_t signal_;
-    sigset_t before_;
-    bool wasPending_;
-};
+// At the limit for the size of files the call only fails (EFBIG) and raises no SIGXFSZ. The limit
+// is read once in some milliseconds, since that takes half the time of a short write.
+template <class Call>
+auto withinSizeLimit(Call call) noexcept {
+    if (!sizeLimited.at(coarseNanoseconds(), nuv_size_is_limited)) return call();
+    const nuv_signal_held held(SIGXFSZ);
+    return call();
+}
 
 // Also calls the system for 0 bytes, to check whether the file can be written.
 template <class Write>
@@ -126,6 +111,7 @@ int openFile(const std::string& path, int flags) noexcept {
 }
 
 bool closeFile(int fd) noexcept {
+    const nuv_uncancelled whole;
     // After EINTR the descriptor is closed too.
     return ::close(fd) == 0 || errno == EINTR;
 }
@@ -140,12 +126,13 @@ long long fileSize(const std::string& path) noexcept {
     const int fd = openNoDirectory(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY);
     if (fd == invalid) return -1;
     const long long size = fileSize(fd);
-    ::close(fd);
+    closeFile(fd);
     return size;
 }
 
 bool resizeFile(int fd, long long size) noexcept {
-    return uninterrupted([&] { return ::ftruncate(fd, size); }) == 0;
+    const auto resize = [&] { return ::ftruncate(fd, size); };
+    return withinSizeLimit([&] { return uninterrupted(resize); }) == 0;
 }
 
 bool flushFile(int fd) noexcept {
@@ -187,15 +174,17 @@ bool writeFile(int fd, std::string_view bytes) noexcept {
     const auto write = [fd](const char* data, std::size_t size, std::size_t) {
         return ::write(fd, data, size);
     };
-    if (::lseek(fd, 0, SEEK_CUR) != -1) return writeAll(bytes, write);
-    const BrokenPipeHeld held;
+    if (::lseek(fd, 0, SEEK_CUR) != -1)
+        return withinSizeLimit([&] { return writeAll(bytes, write); });
+    const nuv_signal_held held(SIGPIPE);
     return writeAll(bytes, write);
 }
 
 bool writeFileAt(int fd, std::string_view bytes, long long position) noexcept {
-    return writeAll(bytes, [&](const char* data, std::size_t size, std::size_t written) {
+    const auto write = [&](const char* data, std::size_t size, std::size_t written) {
         return ::pwrite(fd, data, size, position + static_cast<long long>(written));
-    });
+    };
+    return withinSizeLimit([&] { return writeAll(bytes, write); });
 }
 
 bool fileStatus(const std::string& path, FileStatus& status) noexcept {
@@ -211,7 +200,7 @@ OpenDirectory::OpenDirectory(const std::string& path) noexcept
 }
 
 void OpenDirectory::close() noexcept {
-    if (valid()) ::close(std::exchange(fd_, invalid));
+    if (valid()) closeFile(std::exchange(fd_, invalid));
 }
 
 OpenDirectory OpenDirectory::child(const char* name) const noexcept {

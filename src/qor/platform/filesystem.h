@@ -7,8 +7,8 @@
 #include <utility>
 
 // Files and directories of the system. A function that fails returns -1 or false and sets errno. A
-// call that a signal interrupts is repeated. Descriptors are not inherited by programs that the
-// process starts (O_CLOEXEC). Sizes and positions have 64 bits.
+// call that a signal interrupts is repeated. The thread is not cancelled in a call. Descriptors are
+// not inherited by programs that the process starts (O_CLOEXEC). Sizes and positions have 64 bits.
 
 namespace qor::platform {
 
@@ -25,6 +25,8 @@ bool closeFile(int fd) noexcept;
 // The form with a path opens the file for a moment, so the file must be readable.
 long long fileSize(int fd) noexcept;
 long long fileSize(const std::string& path) noexcept;
+// Above the limit for the size of files it fails (EFBIG) and raises no SIGXFSZ, except
+// within some milliseconds after the program has set the limit.
 bool resizeFile(int fd, long long size) noexcept;
 bool flushFile(int fd) noexcept;
 
@@ -37,7 +39,8 @@ long long seekFile(int fd, long long offset, int whence) noexcept;
 long long readFile(int fd, void* out, std::size_t room) noexcept;
 long long readFileAt(int fd, void* out, std::size_t room, long long position) noexcept;
 
-// Write all bytes. Writing to a pipe without a reader fails and raises no SIGPIPE.
+// Write all bytes. Writing to a pipe without a reader fails and raises no SIGPIPE; writing above
+// the limit for the size of files fails as in resizeFile.
 bool writeFile(int fd, std::string_view bytes) noexcept;
 bool writeFileAt(int fd, std::string_view bytes, long long position) noexcept;
 

@@ -15,6 +15,8 @@
 #include <climits>
 #include <cstring>
 
+#include "nuv_guard.h"
+
 namespace qor::platform {
 
 namespace {
@@ -60,6 +62,7 @@ private:
 
 // Returns 1, 0 on timeout, or -1 with the reason in errno.
 int waitFor(int socket, short events, int milliseconds) noexcept {
+    const nuv_uncancelled whole;
     pollfd waiting{socket, events, 0};
     return poll(&waiting, 1, milliseconds);
 }
@@ -77,6 +80,7 @@ int waitUntil(int socket, short events, Clock::time_point end) noexcept {
 }
 
 Transfer sendParts(int socket, Parts parts, int seconds) noexcept {
+    const nuv_uncancelled whole;
     const std::size_t all = parts.left();
     const int flags = MSG_NOSIGNAL | (seconds < 0 ? 0 : MSG_DONTWAIT);
     // The clock is read only when the socket is not ready.
@@ -119,6 +123,7 @@ Transfer sendAll(int socket, const void* head, std::size_t headSize, const void*
 }
 
 Transfer receiveAll(int socket, void* buffer, std::size_t size) noexcept {
+    const nuv_uncancelled whole;
     std::size_t done = 0;
     while (done != size) {
         const ssize_t n = recv(socket, static_cast<char*>(buffer) + done,
@@ -151,7 +156,7 @@ void makeRoomForDescriptors(int socket, int number) noexcept {
     if (getrlimit(RLIMIT_NOFILE, &limit) != 0) return;
     const auto last = std::min<rlim_t>(limit.rlim_cur, static_cast<rlim_t>(number)) - 1;
     const int copy = fcntl(socket, F_DUPFD_CLOEXEC, static_cast<int>(last));
-    if (copy != -1) close(copy);
+    if (copy != -1) closeSocket(copy);
 }
 
 bool isOfOneConnection(int acceptError) noexcept {
@@ -168,6 +173,7 @@ void shutdownSocket(int socket) noexcept {
 }
 
 void closeSocket(int socket) noexcept {
+    const nuv_uncancelled whole;
     close(socket);
 }
 

@@ -6,7 +6,7 @@
 
 // Blocking stream sockets. To end a connection, call shutdownSocket, and let the thread that reads
 // from the socket close it: closing wakes no thread that is blocked in a call on the socket, and
-// the system can reuse the number at once.
+// the system can reuse the number at once. The calling thread is not cancelled in a call.
 
 namespace qor::platform {
 

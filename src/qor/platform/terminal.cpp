@@ -4,11 +4,11 @@
 #include <poll.h>
 #include <unistd.h>
 
-#include <atomic>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
+#include "nuv_guard.h"
 #include "platform/clock.h"
 
 namespace qor::platform {
@@ -16,6 +16,7 @@ namespace qor::platform {
 namespace {
 
 bool isTraced() noexcept {
+    const nuv_uncancelled whole;
     const int fd = ::open("/proc/self/status", O_RDONLY | O_CLOEXEC);
     if (fd < 0) return false;
     char text[2048];
@@ -34,6 +35,7 @@ bool inputWaiting() noexcept {
     // One read can fetch several lines. The rest is in the buffer of the C library, which poll does
     // not see.
     if (stdin->_IO_read_ptr < stdin->_IO_read_end) return true;
+    const nuv_uncancelled whole;
     pollfd input{STDIN_FILENO, POLLIN, 0};
     return ::poll(&input, 1, 0) > 0;
 }
@@ -43,14 +45,8 @@ void continueInput() noexcept {
 }
 
 bool debuggerAttached() noexcept {
-    // The time of the last check in seconds, shifted left by 1, with the result in the lowest bit.
-    static std::atomic<long long> last{-1};
-    const long long now = coarseSeconds();
-    const long long known = last.load(std::memory_order_relaxed);
-    if (known >= 0 && known >> 1 == now) return (known & 1) != 0;
-    const bool traced = isTraced();
-    last.store(now << 1 | (traced ? 1 : 0), std::memory_order_relaxed);
-    return traced;
+    static constinit AnswerOfTime traced;
+    return traced.at(coarseSeconds(), isTraced);
 }
 
 }  // namespace qor::platform

@@ -11,6 +11,8 @@
 #include <cstdint>
 #include <memory>
 
+#include "nuv_guard.h"
+
 namespace qor::platform {
 
 namespace {
@@ -194,10 +196,8 @@ int waitForThread(SystemThread& thread) noexcept {
         int joined = Joined::No;
         if (thread.joined.compare_exchange_strong(joined, Joined::UnderWay)) {
             // If this wait were cancelled, the other waiting threads would never return.
-            int cancelling = PTHREAD_CANCEL_ENABLE;
-            pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &cancelling);
+            const nuv_uncancelled whole;
             const int error = pthread_join(thread.handle, nullptr);
-            pthread_setcancelstate(cancelling, nullptr);
             thread.joined.store(error == 0 ? Joined::Yes : Joined::No);
             thread.joined.notify_all();
             return error;

@@ -1,9 +1,12 @@
 #include "qor/pml/pml_writer.h"
 
+#include <signal.h>
+
 #include <ostream>
 #include <vector>
 
 #include "base/text_stream.h"
+#include "nuv_guard.h"
 #include "pml/escape.h"
 
 namespace qor::pml {
@@ -198,6 +201,8 @@ bool ntvToPml(const Unit& unit, const File& target, ShowMode mode, ShowPattern p
     // The text is complete before the file is opened, and so emptied.
     String text;
     if (!ntvToPml(unit, text, mode, pattern)) return false;
+    // Above the limit for the size of files, writing fails: also in the stream's destructor.
+    const nuv_signal_held held(SIGXFSZ);
     char buffer[512];
     std::ofstream stream;
     stream.rdbuf()->pubsetbuf(buffer, sizeof buffer);
