@@ -162,9 +162,9 @@ void ConsoleImpl::enterChild() {
 }
 
 namespace {
-// Before other locks: a fork takes the locks in the reverse order, and threads may print while they
-// hold the others.
-[[gnu::constructor(101)]] void watchForks() {
+// Before other locks but that of the leak table: a fork takes the locks in the reverse order,
+// threads may print while they hold the others, and printing allocates.
+[[gnu::constructor(102)]] void watchForks() {
     ConsoleImpl::watchForks();
 }
 }  // namespace
