@@ -30,8 +30,9 @@ progress() {
 
 run() {
     local end=$((SECONDS + seconds)) fuzzer
+    # The last option: inputs that take long are used less often.
     "$target" -max_total_time="$seconds" -print_final_stats=1 -artifact_prefix="$found-" \
-        "$found" "$seeds" >"$log" 2>&1 &
+        -entropic_scale_per_exec_time=1 "$found" "$seeds" >"$log" 2>&1 &
     fuzzer=$!
     while [ -t 1 ] && kill -0 "$fuzzer" 2>/dev/null; do
         printf '\r%s' "$(progress $((end > SECONDS ? end - SECONDS : 0)))"

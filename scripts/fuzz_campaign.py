@@ -51,6 +51,7 @@ class Campaign:
         with open(BUILD / f"{name}.log", "w+", errors="replace") as log:
             fuzzer = subprocess.Popen(
                 [BUILD / "fuzz" / f"qor_{name}_fuzz", f"-max_total_time={self.slice}", "-print_final_stats=1",
+                 "-entropic_scale_per_exec_time=1",
                  f"-artifact_prefix={found}-", found, ROOT / "fuzz" / "corpus" / name],
                 stdout=log, stderr=log, stdin=subprocess.DEVNULL, process_group=0)
             self.busy[name] = fuzzer
