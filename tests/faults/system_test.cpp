@@ -55,7 +55,7 @@ TEST(LimitOfFileSizes, FailsWithoutASignal) {
          [&] { return pml::ntvToCompactPml(unit, pml::File(path("pml")), pml::ShowPattern::ALL); }},
     };
     for (const auto& [name, write] : writes) {
-        const int status = statusOf([&] {
+        const int status = statusOf([&, &write = write] {
             const rlimit ten{10, RLIM_INFINITY}, none{RLIM_INFINITY, RLIM_INFINITY};
             setrlimit(RLIMIT_FSIZE, &ten);
             const auto tick = [] {
@@ -79,6 +79,9 @@ TEST(LimitOfFileSizes, FailsWithoutASignal) {
 // The cancellation of a thread takes effect in a sleep, or after the operation. In a child process,
 // which ends itself when it is cancelled.
 TEST(Cancellation, EndsOnlyTheThread) {
+#ifdef _LIBCPP_VERSION
+    GTEST_SKIP() << "an unwinder beside that of the system cannot end a thread";
+#endif
     const TempDir dir;
     const std::wstring name = dir.wide(L"file");
     FileReadWriter file(name, true);
@@ -112,7 +115,7 @@ TEST(Cancellation, EndsOnlyTheThread) {
         {"send", [&] { client.send("x", 5); }},
     };
     for (const auto& [label, call] : calls) {
-        const int status = statusOf([&] {
+        const int status = statusOf([&, &call = call] {
             alarm(10);
             try {
                 pthread_cancel(pthread_self());
