@@ -128,6 +128,18 @@ TEST_F(TcpClientTest, FailsToOpenUnreachableAddresses) {
     EXPECT_EQ(events->closed, 0u);
 }
 
+TEST_F(TcpClientTest, StopsConnectingWhenItIsClosed) {
+    const Socket waiting, full;
+    full.listen(0);
+    EXPECT_TRUE(waiting.connect(full.addr().port));
+    const unsigned threads = runningThreads();
+    std::thread opening([&] { EXPECT_FALSE(client.open(full.addr(), events, 1000, kBuffer)); });
+    // The other thread and that of the connection.
+    EXPECT_TRUE(until([&] { return runningThreads() == threads + 2; }));
+    client.close();
+    opening.join();
+}
+
 TEST_F(TcpClientTest, OpensAgainAfterClose) {
     EXPECT_FALSE(client.send("x", 0));
     EXPECT_TRUE(logged(") null tcp client impl\n"));
@@ -254,6 +266,33 @@ TEST_F(TcpClientTest, EndsWhenItsCallbackClosesOrRaises) {
         EXPECT_EQ(events->closed, i + 1);
     }
     EXPECT_TRUE(logged("\nan exception of another type"));
+}
+
+TEST_F(TcpClientTest, CallsOnClosedOnceIfItEndsTheThread) {
+#ifdef _LIBCPP_VERSION
+    GTEST_SKIP() << "an unwinder beside that of the system cannot end a thread";
+#endif
+    events->close = [] { pthread_exit(nullptr); };
+    connect();
+    peer.close();
+    EXPECT_TRUE(events->ended(1));
+    client.close();
+    EXPECT_EQ(events->closed, 1u);
+}
+
+TEST_F(TcpClientTest, SocketsAreNotInheritedByOtherPrograms) {
+    const auto inherited = [] {
+        unsigned count = 0;
+        for (int fd = 3; fd < 200; ++fd)
+            count += ::fcntl(fd, F_GETFD) == 0;
+        return count;
+    };
+    const unsigned before = inherited();
+    TcpServer server;
+    ASSERT_TRUE(server.open(local(), events, kBuffer));
+    ASSERT_TRUE(client.open(local(server.getLocalPort()), events, 5, kBuffer));
+    ASSERT_TRUE(client.send("x", 5) && events->received(1));
+    EXPECT_EQ(inherited(), before);
 }
 
 // The next connection gets the descriptor of the closed one at once.

@@ -87,7 +87,8 @@ void Ping::close() {
 }
 
 bool Ping::sendAndWait(const String& host, long long* cost, long waitTimeout) {
-    return impl_->sendAndWait(host, cost, waitTimeout);
+    return own_log::guarded(own_log::network, "qor::Ping::sendAndWait", false,
+                            [&] { return impl_->sendAndWait(host, cost, waitTimeout); });
 }
 
 }  // namespace qor

@@ -59,7 +59,8 @@ bool TcpAcceptor::open() {
         return false;
     }
     acceptor_.enable(ACE_NONBLOCK);
-    listener_.open(acceptor_.get_handle(), ACE_INET_Addr());
+    acceptor_.enable(ACE_CLOEXEC);
+    listener_.open(acceptor_.get_handle());
     const auto start = [&] { return arrivals_.start(), true; };
     if (!own_log::guarded(own_log::network, func, false, start)) return false;
     localPort_ = local_.get_port_number();

@@ -27,6 +27,8 @@ public:
     TcpAcceptor(const TcpAddr& address, const String& name, Handle<TcpCallback> callback,
                 int socketBufferSize);
 
+    // Releases the callback. For a listener whose thread could not be started.
+    void abandon() { callback_.reset(); }
     // Sends to one client; to all, without waiting, if no client has this address.
     bool send(const TcpAddr& peer, const istr& payload, int timeoutSeconds);
     // The port of the listener; 0 before it is open and after its end.

@@ -128,6 +128,7 @@ bool TcpArrivals::Taker::acceptSome(Batch& accepted) {
     while (living() && !accepted.full()) {
         ACE_SOCK_Stream client;
         if (arrivals_.listener_.accept(client, nullptr, nullptr, true, false) == 0) {
+            client.enable(ACE_CLOEXEC);
             accepted.add(Arrival(client.get_handle()));
             continue;
         }

@@ -19,6 +19,8 @@ namespace {
 
 // In seconds, so that the system's waits do not overflow.
 constexpr int kLongestTimeout = 1000000;
+// Between two looks for a close while it connects.
+constexpr std::chrono::milliseconds kStep(20);
 
 }  // namespace
 
@@ -28,18 +30,30 @@ TcpClientImpl::TcpClientImpl(const TcpAddr& remote, Handle<TcpCallback> callback
       remote_(tcp::toInetAddr(remote)),
       receiver_(std::move(callback)),
       timeoutSeconds_(std::clamp(timeoutSeconds, 0, kLongestTimeout)),
-      socketBufferSize_(socketBufferSize) {}
+      socketBufferSize_(socketBufferSize),
+      socket_(remote_) {}
 
 bool TcpClientImpl::send(const istr& payload, int timeoutSeconds) {
     const tcp::TcpSocket::Use use(socket_);
     return use ? sendBuf(payload, timeoutSeconds) : tcp::sendOnClosed(payload, timeoutSeconds);
 }
 
+// Releases the callback also if the thread raises before its birth.
+void TcpClientImpl::run_i() {
+    struct Death {
+        TcpClientImpl& connection;
+        ~Death() { connection.onDeath(); }
+    };
+    const Death death{*this};
+    SimpleThread::run_i();
+}
+
 bool TcpClientImpl::onBirth() {
     ACE_SOCK_Stream connected;
     if (!connect(connected)) return false;
-    socket_.open(connected.get_handle(), remote_);
+    socket_.open(connected.get_handle());
     socket_.setUp(socketBufferSize_);
+    socket_.stream().enable(ACE_CLOEXEC);
     logConnected();
     // If the client is closed while it connects, onClosed is not called, since open returns false.
     if (living()) receiver_.begin(tcp::toTcpAddr(remote_));
@@ -62,7 +76,12 @@ bool TcpClientImpl::connect(ACE_SOCK_Stream& connected) {
     int error = errno;
     if (error == EWOULDBLOCK) {
         // With a timeout of 0, succeeds only if the connection is already established.
-        platform::waitWritable(connected.get_handle(), end);
+        // A close does not wait for the timeout.
+        while (living()) {
+            const auto step = std::chrono::steady_clock::now() + kStep;
+            if (platform::waitWritable(connected.get_handle(), std::min(step, end)) != ETIME) break;
+            if (step >= end) break;
+        }
         if (connector.complete(connected, nullptr, &atOnce) == 0) return true;
         error = errno == EWOULDBLOCK ? ETIME : errno;
     }
@@ -120,7 +139,12 @@ bool ClientImpl::open(const TcpAddr& remote, Handle<TcpCallback> callback, int t
             const Guard guard(mutex_);
             connection_.swap(shared);
         }
-        made->startAndWait(kStackBytes);
+        try {
+            made->startAndWait(kStackBytes);
+        } catch (...) {
+            made->abandon();
+            throw;
+        }
         return made->living();
     });
 }

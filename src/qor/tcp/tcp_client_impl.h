@@ -22,12 +22,15 @@ public:
 
     // As sendBuf, for any thread.
     bool send(const istr& payload, int timeoutSeconds);
+    // Releases the callback. For a connection whose thread could not be started.
+    void abandon() { receiver_.end(socket_); }
     // 0 until it is connected.
     unsigned short getLocalPort() const noexcept { return localPort_; }
 
 protected:
     tcp::TcpSocket& socket() override { return socket_; }
 
+    void run_i() override;
     bool onBirth() override;
     bool onLoop() override;
     void onDeath() override;

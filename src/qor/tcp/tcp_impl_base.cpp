@@ -1,6 +1,7 @@
 #include "qor/tcp/tcp_impl_base.h"
 
 #include <ostream>
+#include <string>
 
 #include "base/text_stream.h"
 #include "nuv_mask_keyword.h"
@@ -16,7 +17,7 @@ constexpr std::size_t kMaskedRoom = 46;
 }  // namespace
 
 std::ostream& operator<<(std::ostream& os, const TcpAddr& address) {
-    return os << istr(address.ip) << ":" << address.port;
+    return os << istr(address.ip) << ":" << std::to_string(address.port);
 }
 
 namespace tcp {
@@ -44,7 +45,7 @@ std::ostream& operator<<(std::ostream& os, const ACE_INET_Addr& address) {
     char hidden[qor::kMaskedRoom] = "";
     address.get_host_addr(host, qor::kHostRoom);
     nuv_mask_keyword(host, hidden, qor::kMaskedRoom);
-    return os << hidden << ":" << address.get_port_number();
+    return os << hidden << ":" << std::to_string(address.get_port_number());
 }
 
 qor::dumper& operator<<(qor::dumper& d, const ACE_INET_Addr& address) {

@@ -1,5 +1,7 @@
 #include "tcp/tcp_receiver.h"
 
+#include <utility>
+
 #include "log/own_log.h"
 
 namespace qor::tcp {
@@ -28,11 +30,11 @@ bool TcpReceiver::recv(TcpChannel& channel, TcpSocket& socket) {
 
 void TcpReceiver::end(TcpSocket& socket) {
     socket.end();
-    if (established_ && callback_) {
-        callGuarded("qor::TcpCallback::onClosed", [&] { callback_->onClosed(peer_); });
-    }
-    established_ = false;
-    callback_.reset();
+    // Taken before the call: if onClosed ends the thread, the thread calls this function again.
+    Handle<TcpCallback> callback;
+    callback.swap(callback_);
+    if (std::exchange(established_, false) && callback)
+        callGuarded("qor::TcpCallback::onClosed", [&] { callback->onClosed(peer_); });
 }
 
 }  // namespace qor::tcp

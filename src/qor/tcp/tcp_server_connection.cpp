@@ -22,11 +22,12 @@ TcpServerImpl::TcpServerImpl(TcpAcceptor* owner, const char* name, Handle<TcpCal
       owner_(owner),
       receiver_(std::move(callback)),
       socketBufferSize_(socketBufferSize),
+      socket_(remote),
       remote_(remote),
       peer_(tcp::toTcpAddr(remote)) {}
 
 void TcpServerImpl::adopt(ACE_HANDLE handle) {
-    socket_.open(handle, remote_);
+    socket_.open(handle);
     handle_ = handle;
 }
 

@@ -17,7 +17,12 @@ bool ServerImpl::open(const TcpAddr& address, Handle<TcpCallback> callback, int 
         const Guard guard(mutex_);
         acceptor_ = made;
     }
-    made->startAndWait();
+    try {
+        made->startAndWait();
+    } catch (...) {
+        made->abandon();
+        throw;
+    }
     return made->living();
 }
 

@@ -6,8 +6,7 @@
 
 namespace qor::tcp {
 
-void TcpSocket::open(ACE_HANDLE handle, const ACE_INET_Addr& peer) {
-    peer_ = peer;
+void TcpSocket::open(ACE_HANDLE handle) noexcept {
     stream_.set_handle(handle);
     owned_ = true;
     state_ = 1;

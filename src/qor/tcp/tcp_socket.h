@@ -16,10 +16,11 @@ namespace qor::tcp {
 class TcpSocket : noncopyable {
 public:
     TcpSocket() = default;
+    explicit TcpSocket(const ACE_INET_Addr& peer) : peer_(peer) {}
     ~TcpSocket() { close(); }
 
     // Owns the descriptor from now on. Call it once, on the reading thread or before that starts.
-    void open(ACE_HANDLE handle, const ACE_INET_Addr& peer);
+    void open(ACE_HANDLE handle) noexcept;
     // Sets both buffers to `bufferSize` bytes, within the system's limits.
     void setUp(int bufferSize);
     // False before open() and after end().
@@ -57,7 +58,7 @@ private:
     std::atomic<unsigned> state_{kEnded};
     bool owned_ = false;      // the own thread has not called close yet
     ACE_SOCK_Stream stream_;  // changed only while no thread uses it
-    ACE_INET_Addr peer_;
+    const ACE_INET_Addr peer_;
 };
 
 }  // namespace qor::tcp
