@@ -317,13 +317,16 @@ private:
     static Unit* byIndexIn(const ListValue& list, unsigned long count, istr key) noexcept;
     static Unit* searchIn(const ListValue& list, unsigned long count, istr name) noexcept;
     Unit* findChild(istr name) const noexcept;
+    // The list that contains this unit; null for a root.
+    ListValue* listAround() const noexcept;
     // Whether at() of the parent finds this unit by its name.
     bool foundByName() const noexcept { return !name_.empty() && !nameTaken_; }
-    Children::node_type leaveSiblings() noexcept;
+    Children::node_type leaveSiblings(Unit& holder) noexcept;
     // Sets the indexes of the children, and raises for a repeated name. Null for a short list. In a
     // copy of a tree, a child may have the name "[0]" although a sibling that lost its name later
     // is found by that text.
-    static std::unique_ptr<Children> initChildrenMap(const ValueBase* value, bool isCopy = false);
+    static std::unique_ptr<Children> initChildrenMap(const ValueBase* value);
+    static std::unique_ptr<Children> initChildrenMap(const ValueBase* value, bool isCopy);
     // Adds the last child of the list to the set of children.
     void copyIntoMap(const ListValue& list, Unit* child);
     void setValueOwner(Unit* owner) noexcept;

@@ -158,17 +158,19 @@ unsigned long Unit::numofChildren() const noexcept {
 void Unit::name(istr text) {
     if (istr(name_) == text && !nameTaken_) return;
     String newName(text);
-    const Unit* const present = holder_ != nullptr ? holder_->findChild(newName) : nullptr;
-    Children::node_type entry = leaveSiblings();
+    Unit* const holder = listAround() != nullptr ? holder_ : nullptr;
+    const Unit* const present = holder != nullptr ? holder->findChild(newName) : nullptr;
+    Children::node_type entry;
+    if (holder != nullptr) entry = leaveSiblings(*holder);
     name_.swap(newName);
     const bool before = std::exchange(nameTaken_, present != nullptr && present != this);
-    if (holder_ == nullptr || holder_->children_ == nullptr || !foundByName()) return;
+    if (holder == nullptr || holder->children_ == nullptr || !foundByName()) return;
     if (!entry.empty()) {
-        holder_->children_->insert(std::move(entry));
+        holder->children_->insert(std::move(entry));
         return;
     }
     try {
-        holder_->children_->insert(this);
+        holder->children_->insert(this);
     } catch (...) {
         name_.swap(newName);
         nameTaken_ = before;
@@ -176,9 +178,13 @@ void Unit::name(istr text) {
     }
 }
 
+ListValue* Unit::listAround() const noexcept {
+    return holder_ != nullptr ? holder_->listValue() : nullptr;
+}
+
 // Siblings are sorted by name, so a name must not change while its unit is among them.
-Unit::Children::node_type Unit::leaveSiblings() noexcept {
-    Children* const siblings = holder_ != nullptr ? holder_->children_.get() : nullptr;
+Unit::Children::node_type Unit::leaveSiblings(Unit& holder) noexcept {
+    Children* const siblings = holder.children_.get();
     if (siblings == nullptr || !foundByName()) return {};
     return siblings->extract(siblings->find(this));
 }
@@ -214,7 +220,7 @@ ValueBase* Unit::popValue() {
 }
 
 void Unit::clear() noexcept {
-    leaveSiblings();
+    if (listAround() != nullptr) leaveSiblings(*holder_);
     nameTaken_ = false;
     name_.clear();
     type_.clear();
@@ -308,6 +314,10 @@ void Unit::operator delete(void* ptr, const char* file, unsigned line, const cha
 
 bool Unit::ByName::operator()(const Unit* left, const Unit* right) const noexcept {
     return istr(left->name_) < istr(right->name_);
+}
+
+std::unique_ptr<Unit::Children> Unit::initChildrenMap(const ValueBase* value) {
+    return initChildrenMap(value, false);
 }
 
 std::unique_ptr<Unit::Children> Unit::initChildrenMap(const ValueBase* value, bool isCopy) {
