@@ -54,7 +54,16 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t siz
     String out = "before";
     xml::unescape(out, text);
     require(out == "before" + decoded(text));
+    // A part of the output.
+    String own = text;
+    xml::unescape(own, own);
+    require(own == text + decoded(text));
     String attr = text;
+    xml::escape(attr, attr);
+    String escaped;
+    xml::escape(escaped, text);
+    require(attr == text + escaped);
+    attr = text;
     xml::encode_attr(attr);
     require(attr.find_first_of("\"'<>") == String::npos);
     xml::decode_attr(attr);
