@@ -38,14 +38,14 @@ bool TcpClientImpl::send(const istr& payload, int timeoutSeconds) {
     return use ? sendBuf(payload, timeoutSeconds) : tcp::sendOnClosed(payload, timeoutSeconds);
 }
 
-// Releases the callback also if the thread raises before its birth.
+// Before its birth, a thread that raises does not call onDeath, which releases the callback.
 void TcpClientImpl::run_i() {
-    struct Death {
-        TcpClientImpl& connection;
-        ~Death() { connection.onDeath(); }
-    };
-    const Death death{*this};
-    SimpleThread::run_i();
+    try {
+        SimpleThread::run_i();
+    } catch (...) {
+        onDeath();
+        throw;
+    }
 }
 
 bool TcpClientImpl::onBirth() {

@@ -16,8 +16,8 @@ std::wstring textOf(const iwstr& text) {
     return text.empty() ? std::wstring() : std::wstring(text.data(), text.size());
 }
 
-// Repeats a step of the calling thread while it lacks memory. Returns false if the thread ends
-// meanwhile; the input is then lost.
+// Repeats a step that lacks memory until the calling thread is to end, and then passes the failure
+// on.
 template <class Step>
 bool withMemory(Step step) {
     for (;;) {
