@@ -268,6 +268,32 @@ TEST_F(TcpClientTest, EndsWhenItsCallbackClosesOrRaises) {
     EXPECT_TRUE(logged("\nan exception of another type"));
 }
 
+// A close by another thread also waits for a callback that has closed and opened again. A callback
+// that closes waits for no thread.
+TEST_F(TcpClientTest, CloseWaitsForACallbackThatHasOpenedAgain) {
+    std::atomic<bool> waiting{false}, returned{false};
+    events->receive = [&](const TcpAddr&, const istr&) {
+        client.close();
+        EXPECT_EQ(client.getLocalPort(), 0);
+        for (int i = 0; i < 2; ++i) {
+            EXPECT_TRUE(client.open(listener.addr(), events, 5, kBuffer));
+            EXPECT_NE(client.getLocalPort(), 0);
+            if (i == 0) client.close();
+        }
+        EXPECT_TRUE(until([&] { return waiting.load(); }));
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));  // a wrong close returns now
+        returned = true;
+    };
+    connect();
+    peer.write(frame("x"));
+    EXPECT_TRUE(until([&] { return client.getLocalPort() != 0 && events->closed == 1; }));
+    waiting = true;
+    client.close();
+    EXPECT_TRUE(returned);
+    EXPECT_EQ(events->closed, 3u);
+    EXPECT_FALSE(client.send("x", 0));
+}
+
 TEST_F(TcpClientTest, CallsOnClosedOnceIfItEndsTheThread) {
 #ifdef _LIBCPP_VERSION
     GTEST_SKIP() << "an unwinder beside that of the system cannot end a thread";

@@ -162,6 +162,29 @@ TEST_F(TcpServerTest, MayBeClosedByItsCallbacks) {
     open();
 }
 
+// A close by another thread waits for the callback of the first listener, too.
+TEST_F(TcpServerTest, CloseWaitsForACallbackThatHasOpenedAgain) {
+    std::atomic<bool> opened{false}, waiting{false}, returned{false};
+    events->receive = [&](const TcpAddr&, const istr& payload) {
+        if (payload != istr("reopen")) return;
+        server.close();
+        EXPECT_TRUE(server.open(local(), events, kBuffer));
+        opened = true;
+        EXPECT_TRUE(until([&] { return waiting.load(); }));
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));  // a wrong close returns now
+        returned = true;
+    };
+    open();
+    const Socket client = known();
+    client.post(frame("reopen"));
+    EXPECT_TRUE(until([&] { return opened.load(); }));
+    waiting = true;
+    server.close();
+    EXPECT_TRUE(returned);
+    EXPECT_EQ(events->closed, 1u);
+    EXPECT_EQ(server.getLocalPort(), 0);
+}
+
 TEST_F(TcpServerTest, CarriesTwoHundredConnectionsAtOnce) {
     constexpr int kClients = kSlow ? 50 : 200;
     constexpr int kFrames = 200;

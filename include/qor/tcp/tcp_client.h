@@ -47,7 +47,8 @@ public:
     // callback is not called after that.
     //
     // If the callback itself calls close, it does not wait: onClosed is called after the callback
-    // has returned, and the next close by another thread waits for that.
+    // has returned, and the next close by another thread waits for that, even if the callback has
+    // opened a new connection. What the callback opens while close waits stays open.
     void close();
 
     // Writes one frame within `timeoutSeconds`. A negative timeout means no limit; 0 writes only

@@ -49,7 +49,8 @@ public:
     // callbacks, have ended. The callback is not called after that.
     //
     // If a callback of this server calls close, it does not wait: the threads end when the running
-    // callbacks have returned, and the next close by another thread waits for them.
+    // callbacks have returned, and the next close by another thread waits for them, even if a
+    // callback has opened a new listener. What a callback opens while close waits stays open.
     void close();
 
     // Writes one frame to one client; timeout, result and thread rules are those of

@@ -20,6 +20,14 @@ constexpr int kBacklog = 10;
 constexpr long long kWaitMilliseconds = 5000;
 constexpr std::size_t kStartsAtOnce = 64;
 
+// Whether the calling thread is in endFromCallback.
+thread_local bool fromCallback = false;
+
+struct FromCallback {
+    FromCallback() noexcept { fromCallback = true; }
+    ~FromCallback() { fromCallback = false; }
+};
+
 // An empty host means all addresses of this machine.
 ACE_INET_Addr listeningAddress(const TcpAddr& address) {
     if (address.ip.empty()) return ACE_INET_Addr(address.port, static_cast<ACE_UINT32>(INADDR_ANY));
@@ -227,10 +235,15 @@ void TcpAcceptor::onDeath() {
     callback_.reset();
 }
 
-// A thread of a connection must not wait for the others, which may be waiting for it: the
-// acceptor's own thread waits for all, at its end.
+// A callback must not wait for other callbacks, which may be waiting for it: the acceptor's own
+// thread waits for all, at its end.
+void TcpAcceptor::endFromCallback() {
+    const FromCallback scope;
+    stopOnly();
+}
+
 void TcpAcceptor::onStop() {
-    if (ownConnection() != nullptr) {
+    if (fromCallback) {
         endAll();
     } else {
         close();

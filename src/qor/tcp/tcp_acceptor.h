@@ -33,8 +33,11 @@ public:
     bool send(const TcpAddr& peer, const istr& payload, int timeoutSeconds);
     // The port of the listener; 0 before it is open and after its end.
     unsigned short getLocalPort() const noexcept { return localPort_; }
+
+    bool ending() const { return started() && !finished() && !living(); }
     // Whether the calling thread is that of a connection of this listener.
-    bool isOwnConnection() const { return ownConnection() != nullptr; }
+    bool isOwnThread() const { return ownConnection() != nullptr; }
+    void endFromCallback();
 
     void onThreadExit(Thread* thread) override;
 

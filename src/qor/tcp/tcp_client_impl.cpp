@@ -117,15 +117,24 @@ void TcpClientImpl::onDeath() {
 }
 
 void TcpClientImpl::onStop() {
+    localPort_ = 0;
     socket_.end();
 }
 
-namespace tcp {
-
-Handle<TcpClientImpl> ClientImpl::connection() const {
-    const Guard guard(mutex_);
-    return connection_;
+bool TcpClientImpl::isOwnThread() const {
+    return ThreadFactory::thread() == this;
 }
+
+// A thread does not wait for itself.
+void TcpClientImpl::endFromCallback() {
+    if (isOwnThread()) {
+        stop();
+    } else {
+        stopOnly();
+    }
+}
+
+namespace tcp {
 
 bool ClientImpl::open(const TcpAddr& remote, Handle<TcpCallback> callback, int timeoutSeconds,
                       int socketBufferSize) {
@@ -134,11 +143,7 @@ bool ClientImpl::open(const TcpAddr& remote, Handle<TcpCallback> callback, int t
         const Handle<TcpClientImpl> made(
             checkedNew<TcpClientImpl>(__FILE__, __LINE__, func, remote, std::move(callback),
                                       timeoutSeconds, socketBufferSize));
-        {
-            Handle<TcpClientImpl> shared(made);
-            const Guard guard(mutex_);
-            connection_.swap(shared);
-        }
+        opened_.add(made);
         try {
             made->startAndWait(kStackBytes);
         } catch (...) {
@@ -149,26 +154,15 @@ bool ClientImpl::open(const TcpAddr& remote, Handle<TcpCallback> callback, int t
     });
 }
 
-void ClientImpl::close() {
-    const Handle<TcpClientImpl> closing = connection();
-    if (!closing) return;
-    closing->stop();
-    // The connection's own callback cannot wait for its thread: the next close waits.
-    if (ThreadFactory::thread() == closing.get()) return;
-    Handle<TcpClientImpl> none;
-    const Guard guard(mutex_);
-    if (connection_ == closing) connection_.swap(none);
-}
-
 bool ClientImpl::send(const istr& payload, int timeoutSeconds) {
-    const Handle<TcpClientImpl> sending = connection();
+    const Handle<TcpClientImpl> sending = opened_.last();
     if (sending) return sending->send(payload, timeoutSeconds);
     net_log::ended("qor::tcp::ClientImpl::send", [] { return "null tcp client impl"; });
     return false;
 }
 
 unsigned short ClientImpl::getLocalPort() const {
-    const Handle<TcpClientImpl> asked = connection();
+    const Handle<TcpClientImpl> asked = opened_.last();
     return asked ? asked->getLocalPort() : 0;
 }
 

@@ -5,10 +5,10 @@
 
 #include <atomic>
 
-#include "qor/mt/mutex.h"
 #include "qor/mt/thread.h"
 #include "qor/tcp/tcp_impl_base.h"
 #include "tcp/tcp_channel.h"
+#include "tcp/tcp_opened.h"
 #include "tcp/tcp_receiver.h"
 #include "tcp/tcp_socket.h"
 
@@ -24,8 +24,12 @@ public:
     bool send(const istr& payload, int timeoutSeconds);
     // Releases the callback. For a connection whose thread could not be started.
     void abandon() { receiver_.end(socket_); }
-    // 0 until it is connected.
+    // 0 until it is connected, and once it was stopped.
     unsigned short getLocalPort() const noexcept { return localPort_; }
+
+    bool ending() const { return started() && !finished() && !socket_.isOpen(); }
+    bool isOwnThread() const;
+    void endFromCallback();
 
 protected:
     tcp::TcpSocket& socket() override { return socket_; }
@@ -50,20 +54,17 @@ private:
 
 namespace tcp {
 
-// The implementation of TcpClient: the connection of the last open.
+// The implementation of TcpClient.
 class ClientImpl : noncopyable {
 public:
     bool open(const TcpAddr& remote, Handle<TcpCallback> callback, int timeoutSeconds,
               int socketBufferSize);
-    void close();
+    void close() { opened_.close(); }
     bool send(const istr& payload, int timeoutSeconds);
     unsigned short getLocalPort() const;
 
 private:
-    Handle<TcpClientImpl> connection() const;
-
-    const Mutex mutex_;
-    Handle<TcpClientImpl> connection_;  // guarded
+    Opened<TcpClientImpl> opened_;
 };
 
 }  // namespace tcp

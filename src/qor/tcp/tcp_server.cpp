@@ -12,18 +12,15 @@ TcpServer::TcpServer() = default;
 
 TcpServer::~TcpServer() = default;
 
-// Each open has its own ServerImpl. That of an earlier open is released, but its listener keeps
-// running.
 bool TcpServer::open(const TcpAddr& address, Handle<TcpCallback> callback, int socketBufferSize) {
     constexpr const char* func = "qor::TcpServer::open";
     return own_log::guarded(own_log::network, func, false, [&] {
-        const Handle<tcp::ServerImpl> made(checkedNew<tcp::ServerImpl>(__FILE__, __LINE__, func));
+        Handle<tcp::ServerImpl> made(checkedNew<tcp::ServerImpl>(__FILE__, __LINE__, func));
         {
-            Handle<tcp::ServerImpl> shared(made);
             const Guard guard(mutex_);
-            impl_.swap(shared);
+            if (!impl_) impl_.swap(made);
         }
-        return made->open(address, std::move(callback), socketBufferSize);
+        return impl()->open(address, std::move(callback), socketBufferSize);
     });
 }
 

@@ -13,10 +13,7 @@ bool ServerImpl::open(const TcpAddr& address, Handle<TcpCallback> callback, int 
     const Handle<TcpAcceptor> made(
         checkedNew<TcpAcceptor>(__FILE__, __LINE__, "qor::tcp::ServerImpl::open", address, name,
                                 std::move(callback), socketBufferSize));
-    {
-        const Guard guard(mutex_);
-        acceptor_ = made;
-    }
+    opened_.add(made);
     try {
         made->startAndWait();
     } catch (...) {
@@ -26,32 +23,16 @@ bool ServerImpl::open(const TcpAddr& address, Handle<TcpCallback> callback, int 
     return made->living();
 }
 
-void ServerImpl::close() {
-    const Handle<TcpAcceptor> closing = acceptor();
-    if (!closing) return;
-    // A callback cannot wait for its own thread: the next close waits.
-    if (closing->isOwnConnection()) return closing->stopOnly();
-    closing->stop();
-    Handle<TcpAcceptor> none;
-    const Guard guard(mutex_);
-    if (acceptor_ == closing) acceptor_.swap(none);
-}
-
 bool ServerImpl::send(const TcpAddr& peer, const istr& payload, int timeoutSeconds) {
-    const Handle<TcpAcceptor> sending = acceptor();
+    const Handle<TcpAcceptor> sending = opened_.last();
     if (sending) return sending->send(peer, payload, timeoutSeconds);
     net_log::ended("qor::tcp::ServerImpl::send", [] { return "null tcp acceptor impl"; });
     return false;
 }
 
 unsigned short ServerImpl::getLocalPort() const {
-    const Handle<TcpAcceptor> asked = acceptor();
+    const Handle<TcpAcceptor> asked = opened_.last();
     return asked ? asked->getLocalPort() : 0;
-}
-
-Handle<TcpAcceptor> ServerImpl::acceptor() const {
-    const Guard guard(mutex_);
-    return acceptor_;
 }
 
 }  // namespace qor::tcp

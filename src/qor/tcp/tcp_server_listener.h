@@ -2,22 +2,20 @@
 #define QOR_SRC_TCP_TCP_SERVER_LISTENER_H
 
 #include "tcp/tcp_acceptor.h"
+#include "tcp/tcp_opened.h"
 
 namespace qor::tcp {
 
-// The implementation of TcpServer: the listener of one open. (TcpServerImpl is a connection.)
+// The implementation of TcpServer. (TcpServerImpl is a connection.)
 class ServerImpl : public Shared {
 public:
     bool open(const TcpAddr& address, Handle<TcpCallback> callback, int socketBufferSize);
-    void close();
+    void close() { opened_.close(); }
     bool send(const TcpAddr& peer, const istr& payload, int timeoutSeconds);
     unsigned short getLocalPort() const;
 
 private:
-    Handle<TcpAcceptor> acceptor() const;
-
-    const Mutex mutex_;
-    Handle<TcpAcceptor> acceptor_;  // guarded
+    Opened<TcpAcceptor> opened_;
 };
 
 }  // namespace qor::tcp
