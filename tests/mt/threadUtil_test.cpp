@@ -60,12 +60,22 @@ TEST(OwnedThread, EndsWithoutItsOwner) {
     EXPECT_EQ(service.done(), "");
 }
 
+// Its dump asks its manager, which must not be locked.
+struct Asking : Worker {
+    explicit Asking(AsyncThreadManager& owner) : manager(owner) {}
+    dumper& dump(dumper& d) const override {
+        EXPECT_NE(manager.size(), 0U);
+        return SimpleThread::dump(d);
+    }
+    AsyncThreadManager& manager;
+};
+
 TEST(AsyncThreadManager, KeepsThreadsUntilTheyEnd) {
     LogFile log("QOR");
     AsyncThreadManager manager("jobs");
     std::vector<Handle<Worker>> workers;
     for (int i = 0; i < 5; ++i) {
-        workers.push_back(makeHandle<Worker>("test"));
+        workers.push_back(makeHandle<Asking>("test", manager));
         workers.back()->startAndWait();
         // Two of them have ended before the manager gets them.
         if (i < 2) workers.back()->stop();

@@ -18,7 +18,7 @@ namespace {
 
 constexpr const char* kError = "<ICMP.ERROR>";
 constexpr const char* kInfo = "ICMP.INFO";
-constexpr long32 kLongestWait = 1000000;
+constexpr long kLongestWait = 1000000;  // in seconds
 
 // Returns 0 or an error number. An unknown host has the address ACE_INET_Addr().
 int exchange(platform::EchoSocket& socket, const ACE_INET_Addr& remote, int timeoutSeconds) {
@@ -55,9 +55,9 @@ bool PingImpl::sendAndWait(const String& host, long long* cost, long waitTimeout
         return false;
     }
     const ACE_INET_Addr remote = tcp::toInetAddr(TcpAddr(0, host));
-    const auto seconds = static_cast<long32>(waitTimeout);
     const Time start = Time::now(Time::Monotonic);
-    if (exchange(socket_, remote, std::clamp(seconds, 0, kLongestWait)) != 0) {
+    const auto seconds = static_cast<int>(std::clamp(waitTimeout, 0L, kLongestWait));
+    if (exchange(socket_, remote, seconds) != 0) {
         net_log::tagged(kError, func,
                         [&] { return own_log::text("ICMP send failed. remote:", remote); });
         return false;
@@ -66,7 +66,7 @@ bool PingImpl::sendAndWait(const String& host, long long* cost, long waitTimeout
     if (cost != nullptr) *cost = elapsed.toMilliSeconds();
     const own_log::Place here(func);
     net_log::tagged(kInfo, here, [&] {
-        return own_log::text(here.frame(), " ping:", istr(host), ", waitTimeout:", seconds,
+        return own_log::text(here.frame(), " ping:", istr(host), ", waitTimeout:", waitTimeout,
                              ",cost:", istr(elapsed.toDuration()));
     });
     return true;

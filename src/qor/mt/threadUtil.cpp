@@ -61,11 +61,13 @@ void AsyncThreadManager::close() {
     });
 }
 
+// The threads are dumped without the lock, since their dump may be overridden.
 dumper& AsyncThreadManager::dump(dumper& d) const {
+    mt::set<Handle<SimpleThread>> shown;
+    threads_.access(
+        [&](const auto& threads) { shown.access([&](auto& copy) { copy = threads; }); });
     const dumper::_Entry entry(d, "qor::AsyncThreadManager");
-    return d.member("name_", name_)
-        .member("threads_", threads_)
-        .member("closing_", closing_.load());
+    return d.member("name_", name_).member("threads_", shown).member("closing_", closing_.load());
 }
 
 }  // namespace qor
