@@ -210,7 +210,8 @@ public:
     // thread, started later, runs onBirth and onDeath only. The owner is not notified.
     void stop();
     // Returns false on timeout. The thread then loses its owner and keeps running until it next
-    // checks living(). Polls every 20 ms.
+    // checks living(). Polls every 20 ms. The timeout does not include the destructors of the
+    // thread's thread_local objects, which run after its body.
     bool stop(Time timeout);
     // Requests the end and does not wait. The owner is notified when the thread ends.
     void stopOnly();
