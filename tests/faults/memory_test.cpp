@@ -11,6 +11,10 @@ namespace {
 
 TEST(Memory, EndsInContainersAndTexts) {
     const std::string large(1000, 'x');
+    const std::map<String, int> keys{{large, 1}};
+    const std::vector<Contact> contacts{{large, {1, 2}}};
+    const Bytes bytes(istr("x\n\xFFy"));
+    const std::string dump = dumped(keys) + dumped(contacts) + dumped(bytes);
     mt::map<String, String> map;
     map.insert("old", "value");
     const std::pair<const char*, std::function<void()>> operations[] = {
@@ -31,8 +35,9 @@ TEST(Memory, EndsInContainersAndTexts) {
          }},
         {"dumper",
          [&] {
-             dumper d;
-             d << std::vector<Contact>{{large, {1, 2}}} << Bytes(istr("x\n\xFFy"));
+             dumper d(true);
+             d << keys << contacts << bytes;
+             EXPECT_EQ(d.str(), dump);
          }},
         {"Handle",
          [] {

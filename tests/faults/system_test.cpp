@@ -2,6 +2,7 @@
 #include "support/small_disk.h"
 #include "support/terminal.h"
 #include "support/test.h"
+#include "support/threads.h"
 #include "tcp/network.h"
 
 // The system refuses: a disk without room, no descriptors, a network that is down. Each failure is
@@ -132,6 +133,66 @@ TEST(Cancellation, EndsOnlyTheThread) {
     console::destroy();
     client.close();
     server.close();
+}
+
+TEST(Cancellation, LetsTheOperationEnd) {
+#ifdef _LIBCPP_VERSION
+    GTEST_SKIP() << "an unwinder beside that of the system cannot end a thread";
+#endif
+    struct Screen : std::stringbuf {
+        std::streamsize xsputn(const char* text, std::streamsize size) override {
+            pthread_testcancel();
+            return std::stringbuf::xsputn(text, size);
+        }
+    } screen;
+    struct Child : test::UowTest {
+        explicit Child(unsigned& number) : left(number) {}
+        ~Child() noexcept(false) override {
+            --left;
+            pthread_testcancel();
+        }
+        unsigned& left;
+    };
+    unsigned children = 2;
+    UnitOfWork* unit = new test::UowTest;
+    for (unsigned i = 0; i < children; ++i)
+        unit->children().push_back(checkedNew<Child>(__FILE__, __LINE__, "test", children));
+    const Handle<Worker> worker(new Worker);
+    AsyncThreadManager manager("manager");
+    console::setOn(true);
+    console::print("whole");
+    const std::pair<const char*, std::function<void()>> operations[] = {
+        {"startAndWait", [&] { worker->startAndWait(), manager.put(worker); }},
+        {"close", [&] { manager.close(); }},
+        {"flush", [] { console::flush(); }},
+        {"delete", [&] { delete unit; }},
+    };
+    std::streambuf* const before = std::cout.rdbuf(&screen);
+    for (const auto& [label, operation] : operations) {
+        bool returned = false;
+        std::function<void()> body = [&, &operation = operation] {
+            pthread_cancel(pthread_self());
+            operation();
+            returned = true;
+            pthread_testcancel();
+        };
+        pthread_t thread{};
+        const auto enter = [](void* data) -> void* {
+            (*static_cast<std::function<void()>*>(data))();
+            return nullptr;
+        };
+        ASSERT_EQ(pthread_create(&thread, nullptr, enter, &body), 0);
+        void* result = nullptr;
+        pthread_join(thread, &result);
+        EXPECT_TRUE(returned) << label;
+        EXPECT_EQ(result, PTHREAD_CANCELED) << label;
+    }
+    std::cout.rdbuf(before);
+    console::setOn(false);
+    console::destroy();
+    EXPECT_EQ(screen.str(), "whole");
+    EXPECT_EQ(children, 0u);
+    EXPECT_FALSE(worker->living());
 }
 
 // No descriptors.

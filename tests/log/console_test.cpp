@@ -1,5 +1,9 @@
 #include "qor/log/console.h"
 
+#include <fcntl.h>
+#include <stdio_ext.h>
+#include <sys/ioctl.h>
+
 #include "support/child.h"
 #include "support/terminal.h"
 #include "support/test.h"
@@ -152,6 +156,28 @@ TEST(ConsoleThread, ForkedChildWritesItsOwnOutput) {
     console::setOn(false);
     std::cout.rdbuf(before);
     EXPECT_EQ(screen.str(), "parent\nqueued\n");
+}
+
+// The thread that writes has a part of the text in the buffer of the standard output.
+TEST(ConsoleThread, ForkedChildDropsTheBufferOfTheOutput) {
+    const int status = statusOf([] {
+        alarm(20);
+        int ends[2];
+        if (pipe(ends) != 0 || dup2(ends[1], STDOUT_FILENO) < 0) _exit(2);
+        const int size = fcntl(ends[0], F_GETPIPE_SZ);
+        console::setOn(true);
+        console::open();
+        for (int i = 0; i < size; ++i)
+            console::println("line");
+        console::flush();
+        for (int waiting = 0; waiting < size || __fpending(stdout) == 0;)
+            ioctl(ends[0], FIONREAD, &waiting);
+        pid_t child = fork();
+        if (child == 0) _exit(__fpending(stdout) == 0 ? 0 : 1);
+        int ended = 0;
+        _exit(waitpid(child, &ended, 0) == child && ended == 0 ? 0 : 1);
+    });
+    EXPECT_EQ(status, 0);
 }
 
 // The typed text, or null for the end of the input, and the lines that follow.

@@ -5,6 +5,7 @@
 #include <concepts>
 #include <cstddef>
 #include <locale>
+#include <new>
 #include <ostream>
 #include <sstream>
 #include <stack>
@@ -399,6 +400,7 @@ dumper& dumpPairs(dumper& d, const char* title, const Map& map) {
         std::ostringstream text;
         text.imbue(std::locale::classic());
         text << key;
+        if (text.bad()) throw std::bad_alloc();
         dumpPart(d.indent().raw(text.str()).raw(d.compact() ? ":" : " : "), value);
         d.endline();
     }

@@ -104,7 +104,7 @@ const char* Exception::what() const noexcept {
         } catch (...) {
             // Keeps the part that was written before the failure.
         }
-        what_ = os.str();
+        what_ = os.text();
     } catch (...) {
         return msg_.c_str();
     }

@@ -11,6 +11,7 @@
 
 #include "log/console_end.h"
 #include "mt/registry_lock.h"
+#include "nuv_guard.h"
 #include "platform/terminal.h"
 #include "platform/thread.h"
 #include "qor/base/base_type_convert.h"
@@ -152,13 +153,16 @@ void ConsoleImpl::watchForks() {
     platform::callAtFork(nullptr, nullptr, enterChild);
 }
 
-// The parent writes its queue itself. Its thread does not run here, and may have held screen_; the
-// Handle is not released, since the thread may have been using its object.
+// The parent writes its queue, and the part of it that is already in the stream's buffer, and reads
+// the rest of its line. Its threads do not run here, and may have held screen_ or have been using
+// the Handle and the line, so these are not released.
 void ConsoleImpl::enterChild() {
     if (present_ == nullptr) return;
     present_->queue_.clear();
+    if (!present_->screen_.tryLock()) platform::dropOutput();
     new (&present_->screen_) Mutex;
     new (&present_->thread_) Handle<FlushThread>;
+    new (&present_->part_) std::string;
 }
 
 namespace {
@@ -216,6 +220,7 @@ void ConsoleImpl::print(std::wstring text) {
 }
 
 void ConsoleImpl::write() {
+    const nuv_uncancelled whole;
     const Guard screen(screen_);
     Texts texts;
     {
@@ -237,6 +242,7 @@ void ConsoleImpl::show(const std::wstring& text) {
 }
 
 void ConsoleImpl::showPrompt(std::wstring_view prompt) {
+    const nuv_uncancelled whole;
     {
         const Guard guard(mutex_);
         if (prompt_ != prompt) prompt_ = prompt;
@@ -245,11 +251,12 @@ void ConsoleImpl::showPrompt(std::wstring_view prompt) {
     // While the screen accepts no output, readline must still return.
     if (!screen_.tryLock()) return;
     const Unlocking screen(screen_);
+    const String text{std::wstring(prompt)};
     {
         const Guard guard(mutex_);
         onLine_ = true;
     }
-    show(std::wstring(prompt));
+    std_out() << static_cast<const std::string&>(text);
     std_out().flush();
 }
 

@@ -122,7 +122,7 @@ String dumper::str() const {
     if (ownStream_ == nullptr) {
         QOR_THROW(qor::UnsupportedFunctionException, "qor::dumper::str");
     }
-    return ownStream_->str();
+    return static_cast<const TextStream*>(ownStream_)->text();
 }
 
 dumper& dumper::indent() {

@@ -11,6 +11,7 @@
 
 #include "log/own_log.h"
 #include "mt/thread_factory.h"
+#include "nuv_guard.h"
 #include "platform/clock.h"
 #include "platform/thread.h"
 #include "qor/base/base_type_char.h"
@@ -250,8 +251,10 @@ SimpleThread::~SimpleThread() {
                   [&] { return fullname_ + " thread finalized."; });
 }
 
-// The thread needs the monitor to report its birth, so it cannot do so before this thread waits.
+// The thread needs the monitor to report its birth, so it cannot do so before this thread waits. A
+// caller that is cancelled in the wait would take the running thread for one that was not started.
 void SimpleThread::startAndWait(unsigned stackSize) {
+    const nuv_uncancelled whole;
     const Handle<SimpleThread> self(this);
     int result = 0;
     {
@@ -263,6 +266,7 @@ void SimpleThread::startAndWait(unsigned stackSize) {
 }
 
 bool SimpleThread::startAndWait(Time timeout, unsigned stackSize) {
+    const nuv_uncancelled whole;
     const Handle<SimpleThread> self(this);
     int result = 0;
     bool notified = false;

@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "log/own_log.h"
+#include "nuv_guard.h"
 #include "qor/log/log_dumper.h"
 
 namespace qor {
@@ -36,6 +37,8 @@ void AsyncThreadManager::onThreadExit(Thread* thread) {
 }
 
 void AsyncThreadManager::close() {
+    // A thread that was not stopped would keep its owner.
+    const nuv_uncancelled whole;
     constexpr const char* func = "qor::AsyncThreadManager::close";
     std::set<Handle<SimpleThread>> left;
     threads_.access([&](auto& threads) {

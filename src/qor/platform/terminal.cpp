@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <poll.h>
+#include <stdio_ext.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -42,6 +43,10 @@ bool inputWaiting() noexcept {
 
 void continueInput() noexcept {
     std::clearerr(stdin);
+}
+
+void dropOutput() noexcept {
+    __fpurge(stdout);
 }
 
 bool debuggerAttached() noexcept {

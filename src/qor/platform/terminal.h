@@ -9,6 +9,9 @@ bool inputWaiting() noexcept;
 // Lets the C library continue to read after the end of input.
 void continueInput() noexcept;
 
+// Forgets the text in the standard output's buffer of the C library.
+void dropOutput() noexcept;
+
 // Asks the system at most once per second.
 bool debuggerAttached() noexcept;
 

@@ -53,7 +53,6 @@ bool TcpClientImpl::onBirth() {
     if (!connect(connected)) return false;
     socket_.open(connected.get_handle());
     socket_.setUp(socketBufferSize_);
-    socket_.stream().enable(ACE_CLOEXEC);
     logConnected();
     // If the client is closed while it connects, onClosed is not called, since open returns false.
     if (living()) receiver_.begin(tcp::toTcpAddr(remote_));
@@ -68,6 +67,8 @@ bool TcpClientImpl::connect(ACE_SOCK_Stream& connected) {
                        [&] { return own_log::text("invalid remote address ", remote_); });
         return false;
     }
+    // A program that is started meanwhile must not inherit the socket.
+    connected.open(SOCK_STREAM | SOCK_CLOEXEC, remote_.get_type(), 0, 0);
     ACE_SOCK_Connector connector;
     const ACE_Time_Value atOnce(0);
     const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(timeoutSeconds_);

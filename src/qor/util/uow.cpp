@@ -7,6 +7,7 @@
 #include <new>
 
 #include "log/own_log.h"
+#include "nuv_guard.h"
 #include "qor/base/base_type_convert.h"
 #include "qor/base/exception.h"
 #include "qor/base/mlcheck.h"
@@ -68,6 +69,7 @@ int guardedStep(const std::function<void()>& step) {
 UnitOfWork::UnitOfWork(const char* name, UnitOfWork* parent) : parent_(parent), name_(name) {}
 
 UnitOfWork::~UnitOfWork() noexcept(false) {
+    const nuv_uncancelled whole;
     constexpr const char* func = "qor::UnitOfWork::~UnitOfWork";
     std::exception_ptr failure;
     bool hadNull = false;
