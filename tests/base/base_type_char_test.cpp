@@ -42,6 +42,8 @@ TEST(Text, IsCopiedAndChanged) {
     EXPECT_STREQ(StrCopy(data, data, 1), "abc");
     EXPECT_STREQ(StrSafeCat(data, "de", 6), "abcde");
     EXPECT_STREQ(StrSafeCat(data, "fgh", 8), "abcde");
+    char twice[20] = "own text";
+    EXPECT_STREQ(StrSafeCat(twice, twice, sizeof twice), "own textown text");
     EXPECT_STREQ(StrToUpper(data, 1), "Abcde");
     EXPECT_STREQ(StrToLower(data), "abcde");
     EXPECT_STREQ(StrCopy(data, nullptr, 3), "");

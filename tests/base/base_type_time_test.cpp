@@ -1,5 +1,6 @@
 #include "qor/base/base_type_time.h"
 
+#include "support/child.h"
 #include "support/test.h"
 
 namespace qor {
@@ -12,6 +13,20 @@ void inZone(const char* zone, const std::function<void()>& body) {
     body();
     ::unsetenv("TZ");
     ::tzset();
+}
+
+// In a child process that has used another zone, and no local time of the library.
+TEST(Time, UsesTheZoneOfItsParserAtTheFirstCall) {
+    const int status = statusOf([] {
+        ::setenv("TZ", "XXX-9", 1);
+        ::tzset();
+        ::unsetenv("TZ");
+        std::thread([] {
+            const Time time = Time::seconds(1700000000);
+            _exit(Time::fromString(time.toDateTime()) == time ? 0 : 1);
+        }).join();
+    });
+    EXPECT_EQ(status, 0);
 }
 
 std::tm localTime(std::time_t seconds) {

@@ -33,6 +33,17 @@ TEST(Memory, EndsInContainersAndTexts) {
                  EXPECT_TRUE(contains(String(e.msg()), "xxx"));
              }
          }},
+        {"assigned exception",
+         [&] {
+             Exception kept("f", 1, "g", "name", "message");
+             try {
+                 kept = Exception("other", 2, "h", large.c_str(), large.c_str());
+                 EXPECT_EQ(kept.line(), 2u);
+             } catch (const std::bad_alloc&) {
+                 EXPECT_EQ(kept.name() + std::string(kept.msg()) + kept.file(), "namemessagef");
+                 throw;
+             }
+         }},
         {"dumper",
          [&] {
              dumper d(true);

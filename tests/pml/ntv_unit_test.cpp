@@ -111,6 +111,22 @@ TEST(Unit, LeavesANameToTheFirstSiblingThatHasIt) {
     }
 }
 
+TEST(Unit, KeepsASiblingNamedAsTheIndexOfARenamedUnit) {
+    for (const int count : {2, 18}) {
+        Unit unit;
+        const String index = "[" + std::to_string(count - 1) + "]";
+        unit[index] << "sibling";
+        for (int i = 1; i < count; ++i)
+            unit.addChild("", "x");
+        Unit& renamed = *unit.childAt(static_cast<unsigned long>(count) - 1);
+        renamed.name(index);
+        EXPECT_EQ(treeOf(Unit(unit)), treeOf(unit));
+        renamed.name("z");
+        EXPECT_EQ(unit.child("z"), &renamed);
+        EXPECT_EQ(unit.child(index), unit.childAt(0));
+    }
+}
+
 TEST(Unit, FindsChildrenThatHaveLostTheirParent) {
     for (const int count : {16, 17}) {
         Unit unit;

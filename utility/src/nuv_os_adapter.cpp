@@ -23,7 +23,8 @@ int nuv_strcat_s(char* destination, std::size_t room, const char* source) {
     if (present == room) return ERANGE;
     const std::size_t added = strnlen(source, room - present);
     if (added == room - present) return ERANGE;
-    std::memcpy(destination + present, source, added + 1);
+    // The source may be the destination's own text.
+    std::memmove(destination + present, source, added + 1);
     return 0;
 }
 

@@ -10,7 +10,7 @@
 
 // Free helpers on characters, terminated text and raw memory. A null pointer given as text reads
 // as empty text everywhere. A length of npos means "up to the terminator". Nothing here allocates
-// but the operations that return a String.
+// but the operations that return a String or append to one.
 
 namespace qor {
 

@@ -39,7 +39,10 @@ public:
 
     String& operator=(const String&) = default;
     String& operator=(String&&) noexcept = default;
-    String& operator=(const std::string& text) { return set(text); }
+    String& operator=(const std::string& text) {
+        std::string::operator=(text);
+        return *this;
+    }
     String& operator=(std::string&& text) noexcept {
         std::string::operator=(std::move(text));
         return *this;
@@ -53,8 +56,13 @@ public:
     String& operator=(const wchar_t* text) { return *this = String(text); }
 
     using std::string::operator+=;
-    String& operator+=(const String& text) { return add(text); }
-    String& operator+=(const std::string& text) { return add(text); }
+    String& operator+=(const String& text) {
+        return *this += static_cast<const std::string&>(text);
+    }
+    String& operator+=(const std::string& text) {
+        append(text);
+        return *this;
+    }
     String& operator+=(istr text) { return add(text); }
     String& operator+=(const char* text) { return add(text); }
     String& operator+=(const unsigned char* text) { return add(text); }
@@ -68,21 +76,22 @@ public:
     String& operator+=(unsigned char c) { return *this += static_cast<char>(c); }
 
     // Comparisons are those of istr. The other side may be any type that converts to istr. The
-    // overloads for two Strings are needed for classes derived from String.
+    // overloads for two Strings are needed for classes derived from String, and for sizes that a
+    // view does not have.
     friend bool operator==(const String& left, const String& right) noexcept {
-        return istr(left) == istr(right);
+        return left.whole() == right.whole();
     }
     friend std::strong_ordering operator<=>(const String& left, const String& right) noexcept {
-        return istr(left) <=> istr(right);
+        return left.whole() <=> right.whole();
     }
     // Without these, std::less<> would compare the addresses that Strings convert to, and not the
     // texts.
     friend bool operator<(const String& left, const String& right) noexcept {
-        return istr(left) < istr(right);
+        return left.whole() < right.whole();
     }
     friend bool operator>(const String& left, const String& right) noexcept { return right < left; }
     friend bool operator<=(const String& left, const String& right) noexcept {
-        return istr(left) <= istr(right);
+        return left.whole() <= right.whole();
     }
     friend bool operator>=(const String& left, const String& right) noexcept {
         return right <= left;
@@ -134,6 +143,7 @@ public:
     static const String& null();
 
 private:
+    std::string_view whole() const noexcept { return *this; }
     // The conversion gives empty text for a null pointer.
     String& set(istr text) {
         std::string::assign(std::string_view(text));

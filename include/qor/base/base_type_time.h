@@ -160,8 +160,9 @@ public:
     // Reads a local time by a scanf format for eight int values, the fields of Detail in their
     // order. If `fmt` is null or empty, the format is that of toDateTime. At most 64 characters are
     // read. Fields that the text lacks are 0; fields out of range carry over as in mktime. The text
-    // of toDateTime gives the same time again, to the millisecond, except in the hour that repeats
-    // when clocks are set back.
+    // of toDateTime gives the same time again, to the millisecond, except for the unset time, times
+    // before 1970, seconds of more than 32 bits, and the hour that repeats when clocks are set
+    // back.
     static Time fromString(const istr& text, const char* fmt = nullptr);
 
 private:

@@ -98,7 +98,7 @@ public:
     // A null or empty name becomes "qor::Exception"; a null message becomes empty.
     Exception(const char* file, unsigned line, const char* func, const char* name, const char* msg);
     Exception(const Exception&) = default;
-    Exception& operator=(const Exception&) = default;
+    Exception& operator=(const Exception& other);
     ~Exception() override;
 
     // The text of dump(), made at the first call and kept. Never raises.
@@ -177,6 +177,8 @@ public:
     // The fault code, and the addresses of the frame and the instruction. For code 0, what() is
     // empty.
     SE_Exception(unsigned seNumber, unsigned long ebp, unsigned long eip);
+    SE_Exception(const SE_Exception&) = default;
+    SE_Exception& operator=(const SE_Exception& other);
     ~SE_Exception() override;
 
     const char* what() const noexcept override { return text_.c_str(); }

@@ -34,9 +34,10 @@ public:
     // Appends T{args...}.
     template <class... Args>
     T& push_back(const Args&... args) {
+        const T added{args...};  // before it grows, since an argument may be an element
         if (size_ == capacity_) [[unlikely]]
             grow(size_ + 1);
-        return *::new (data_ + size_++) T{args...};
+        return *::new (data_ + size_++) T(added);
     }
     void pop_back() noexcept { --size_; }
     void resize(std::size_t size) {

@@ -317,6 +317,8 @@ private:
     static Unit* byIndexIn(const ListValue& list, unsigned long count, istr key) noexcept;
     static Unit* searchIn(const ListValue& list, unsigned long count, istr name) noexcept;
     Unit* findChild(istr name) const noexcept;
+    // Not by its index.
+    Unit* findNamed(istr name) const noexcept;
     // The list that contains this unit; null for a root.
     ListValue* listAround() const noexcept;
     // Whether at() of the parent finds this unit by its name.

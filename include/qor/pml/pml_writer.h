@@ -17,7 +17,7 @@ namespace qor::pml {
 // Write the tree in a layout. Text is appended to a String. A file is emptied only after the whole
 // text was created in memory, so that it keeps its content if that fails. Return false for an
 // unknown mode, for a file that cannot be opened, and if writing to a stream or file fails. If
-// std::bad_alloc is raised, a String is unchanged.
+// std::bad_alloc is raised, a String is unchanged. It must not be a part of the tree.
 QOR_API bool ntvToPml(const ntv::Unit& unit, std::ostream& target, ShowMode mode,
                       ShowPattern pattern);
 QOR_API bool ntvToPml(const ntv::Unit& unit, String& target, ShowMode mode, ShowPattern pattern);

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <array>
-#include <atomic>
 #include <charconv>
 #include <chrono>
 #include <cstdlib>
@@ -87,20 +86,22 @@ private:
 };
 constinit thread_local Zone zone;
 
-// Whether any thread has found TZ set.
-constinit std::atomic<bool> everNamed{false};
+// When the thread last made the C library read the zone, in seconds of coarseSeconds().
+constinit thread_local long long zoneReadAt = -1;
 
-// Reads TZ at each call, as mktime does, so that both use the same zone. Takes the C library's lock
-// and clears the cached quarters only if TZ has changed. If TZ was never set, the C library uses
-// the system's zone without tzset.
-void noticeZone() {
+// Uses the zone that mktime would use, which reads TZ and the system's files at each call;
+// localtime_r reads them only at its first call in the process. TZ is read here at each call, too,
+// but the C library, which takes a lock, is called only if TZ has changed, and once per second.
+void noticeZone(long long now) {
     const char* const text = std::getenv("TZ");
-    if (zone.is(text)) return;
-    if (text != nullptr) everNamed.store(true, std::memory_order_relaxed);
-    if (everNamed.load(std::memory_order_relaxed)) {
+    const bool same = zone.is(text);
+    if (same && zoneReadAt == now) return;
+    {
         const platform::ZoneLock lock;
         ACE_OS::tzset();
     }
+    zoneReadAt = now;
+    if (same) return;
     quarters.fill({});
     zone.set(text);
 }
@@ -108,10 +109,10 @@ void noticeZone() {
 // The offset of local time, or nothing if it changes within the quarter. Cached until the end of
 // the second, so that changed files of the zone are noticed.
 std::optional<long long> localOffset(long32 seconds) {
-    noticeZone();
+    const long long now = platform::coarseSeconds();
+    noticeZone(now);
     const long long number =
         (seconds - (seconds < 0 ? Quarter::kSeconds - 1 : 0)) / Quarter::kSeconds;
-    const long long now = platform::coarseSeconds();
     Quarter& quarter = quarters[static_cast<std::size_t>(number) % quarters.size()];
     if (quarter.number != number || quarter.readAt != now) quarter = readQuarter(number, now);
     return quarter.steady ? std::optional<long long>(quarter.offset) : std::nullopt;

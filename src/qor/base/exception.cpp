@@ -93,6 +93,18 @@ Exception::Exception(const char* file, unsigned line, const char* func, const ch
       stack_(upward::callStack()),
       msg_(orEmpty(msg)) {}
 
+// What needs memory comes first.
+Exception& Exception::operator=(const Exception& other) {
+    Exception copy(other);
+    name_.swap(copy.name_);
+    info_ = copy.info_;
+    stack_.container().swap(copy.stack_.container());
+    stack_.separator(copy.stack_.separator());
+    msg_.swap(copy.msg_);
+    what_.swap(copy.what_);
+    return *this;
+}
+
 Exception::~Exception() = default;
 
 const char* Exception::what() const noexcept {
@@ -135,6 +147,14 @@ void ThreadSyscallException::dump(std::ostream& os) const {
 
 SE_Exception::SE_Exception(unsigned seNumber, unsigned long ebp, unsigned long eip)
     : seNumber_(seNumber), ebp_(ebp), eip_(eip), text_(faultText(seNumber, ebp, eip)) {}
+
+SE_Exception& SE_Exception::operator=(const SE_Exception& other) {
+    text_ = other.text_;
+    seNumber_ = other.seNumber_;
+    ebp_ = other.ebp_;
+    eip_ = other.eip_;
+    return *this;
+}
 
 SE_Exception::~SE_Exception() = default;
 

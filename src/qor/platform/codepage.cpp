@@ -5,6 +5,7 @@
 #include <locale.h>
 
 #include <cerrno>
+#include <new>
 #include <string>
 
 #include "platform/utf8.h"
@@ -68,7 +69,9 @@ public:
           inLeft_(text.size() * sizeof(Source)),
           out_(out != nullptr ? reinterpret_cast<char*>(out) : &nowhere_),
           outLeft_(room * sizeof(Target)),
-          outBegin_(out_) {}
+          outBegin_(out_) {
+        if (!known() && errno == ENOMEM) throw std::bad_alloc();
+    }
     Conversion(const Conversion&) = delete;
     Conversion& operator=(const Conversion&) = delete;
     ~Conversion() {

@@ -159,7 +159,9 @@ void Unit::name(istr text) {
     if (istr(name_) == text && !nameTaken_) return;
     String newName(text);
     Unit* const holder = listAround() != nullptr ? holder_ : nullptr;
-    const Unit* const present = holder != nullptr ? holder->findChild(newName) : nullptr;
+    const Unit* present = holder != nullptr ? holder->findChild(newName) : nullptr;
+    // The new name may be the text of this unit's own index, and the name of a sibling.
+    if (present == this) present = holder->findNamed(newName);
     Children::node_type entry;
     if (holder != nullptr) entry = leaveSiblings(*holder);
     name_.swap(newName);

@@ -67,6 +67,12 @@ Unit* Unit::findChild(istr name) const noexcept {
     const ListValue* const list = listValue();
     if (list == nullptr || name.empty()) return nullptr;
     if (Unit* const unit = byIndexIn(*list, list->size(), name)) return unit;
+    return findNamed(name);
+}
+
+Unit* Unit::findNamed(istr name) const noexcept {
+    const ListValue* const list = listValue();
+    if (list == nullptr || name.empty()) return nullptr;
     if (children_ == nullptr) return searchIn(*list, list->size(), name);
     const auto found = children_->find(name);
     return found != children_->end() ? *found : nullptr;
