@@ -10,10 +10,11 @@
 // Conversions between the three encodings that the library knows by name: "ansi" (a code page given
 // by its number, 65001 being UTF-8 and -1 the configured one), UTF-8, and wide.
 //
-// No conversion reports a failure. An unknown code page gives empty text. Malformed input becomes
-// U+FFFD; in UTF-8, one for each maximal subpart, as the Unicode standard recommends. A character
-// that the target page lacks becomes "?". Text ends at its first zero. If both sides have the same
-// encoding, the text is copied unchanged, zeros included, and not validated.
+// No conversion reports a failure. An unknown code page gives empty text, as does one whose table
+// cannot be read since no descriptor is left. Malformed input becomes U+FFFD; in UTF-8, one for
+// each maximal subpart, as the Unicode standard recommends. A character that the target page lacks
+// becomes "?". Text ends at its first zero. If both sides have the same encoding, the text is
+// copied unchanged, zeros included, and not validated.
 //
 // The output argument may own the memory that the source views. If memory runs out, std::bad_alloc
 // is raised and the output is unchanged. Any number of threads may convert at the same time.
