@@ -167,13 +167,21 @@ def entry(tag, text, second=0):
 def test_log():
     with tempfile.TemporaryDirectory() as directory:
         path = os.path.join(directory, "a.log")
-        with open(os.path.join(directory, "a_1.log"), "wb") as file:
-            file.write(entry("INFO", "old", 1))
+        for old in ("a_1.log", "b_1.log"):
+            with open(os.path.join(directory, old), "wb") as file:
+                file.write(entry("INFO", "old", 1))
         with open(path, "wb") as file:
             file.write(entry("<TCP.ERROR>", "bad", 2) + entry("INFO", "new", 3))
         status, out, err = call("qor-log", path)
         check((status, err), (0, b""))
         check([line.split(b"]")[-1] for line in out.splitlines()], [b"old", b"bad", b"new"])
+        # A file that cannot be read does not hide the entries of the others.
+        for name, shown in (("a_2.log", out), ("b.log", out.splitlines(True)[0])):
+            unreadable = os.path.join(directory, name)
+            os.mkdir(unreadable)
+            check(call("qor-log", os.path.join(directory, name[0] + ".log")),
+                  (1, shown, f"qor-log: {unreadable}: Is a directory\n".encode()))
+            os.rmdir(unreadable)
         check(call("qor-log", "--current", "-l", "info", "-u", "2021-03-04 05:06:02", path)[1],
               entry("<TCP.ERROR>", "bad", 2).replace(b"\r", b""))
         check(call("qor-log", "--count", path)[1],

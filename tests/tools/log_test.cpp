@@ -75,6 +75,22 @@ TEST(RecordSplitter, PiecesOfAnySize) {
     EXPECT_EQ(expected.size(), 1 + std::size(kRecords));
 }
 
+// An entry after a text that is passed on in parts is found, also if its head arrives later.
+TEST(RecordSplitter, EntryAfterALongText) {
+    const std::string text(RecordSplitter::kMostRecord, 'x');
+    const std::string entry = kRecords[0].text + "\n";
+    std::vector<std::string> found;
+    const auto take = [&](std::string_view record) { found.emplace_back(record); };
+    RecordSplitter splitter;
+    for (const std::string& piece :
+         {text + "\n[2", entry.substr(2), text + "\ncut ", "line\n" + entry})
+        splitter.feed(piece, take);
+    splitter.flush(true, take);
+    const std::vector<std::string> expected = {text + "\n", entry + text + "\n", "cut line\n",
+                                               entry};
+    EXPECT_TRUE(found == expected);
+}
+
 TEST(LogFilter, EachCondition) {
     const auto passing = [](const LogFilter& filter) {
         unsigned bits = 0;
@@ -123,7 +139,7 @@ TEST(LogFilter, Moments) {
     } kMoments[] = {{"2021-03-04", "2021-03-04"},  {"2021-03-04T05:06", "2021-03-04 05:06"},
                     {"05:06", "2021-03-04 05:06"}, {"7s", "2021-03-04 05:06:00"},
                     {"6m", "2021-03-04 05:00:07"}, {"6h", "2021-03-03 23:06:07"},
-                    {"4d", "2021-02-28 05:06:07"}};
+                    {"4d", "2021-02-28 05:06:07"}, {"400000d", "1970-01-01 00:00:00"}};
     for (const auto& [text, moment] : kMoments)
         EXPECT_EQ(parseMoment("since", text, kNow), moment);
     for (const char* bad : {"", "x", "m", "-5m", "2021/03/04", "5:06"})
@@ -148,6 +164,10 @@ protected:
     void move(const std::string& from, const std::string& to) {
         ASSERT_EQ(std::rename(directory_.path(from).c_str(), directory_.path(to).c_str()), 0);
     }
+    LogFiles open(const std::string& name, bool all = true) {
+        return {directory_.path(name), all,
+                [this](const std::string& fault) { faults_ += fault + "\n"; }};
+    }
     // Everything up to the present end.
     static std::string drain(LogFiles& files) {
         std::string text;
@@ -167,29 +187,41 @@ protected:
     }
 
     support::TempDir directory_;
+    std::string faults_;
 };
 
 TEST_F(LogFilesTest, OldFilesFirst) {
     for (const char* name :
          {"a.log", "a_1.log", "a_2.log", "a_10.log", "a_x.log", "a_0.log", "a_01.log", "b_1.log"})
         write(name, name);
-    LogFiles all(directory_.path("a.log"), true);
+    LogFiles all = open("a.log");
     EXPECT_EQ(drain(all), "a_10.log|a_2.log|a_1.log|a.log");
     EXPECT_EQ(all.totalSize(), all.position());
-    LogFiles one(directory_.path("a.log"), false);
+    LogFiles one = open("a.log", false);
     EXPECT_EQ(drain(one), "a.log");
-    EXPECT_THROW(LogFiles(directory_.path("none.log"), true), Failure);
-    EXPECT_THROW(LogFiles(directory_.path(), false), Failure);
-    // What cannot be read is reported, and not left out.
+    EXPECT_THROW(open("none.log"), Failure);
+    EXPECT_THROW(open("", false), Failure);
+    // Old files that cannot be opened or read are reported, and the others are read.
     std::filesystem::create_directory(directory_.path("a_9.log"));
-    LogFiles cut(directory_.path("a.log"), true);
-    EXPECT_THROW(drain(cut), Failure);
+    std::filesystem::create_symlink("/proc/self/mem", directory_.path("a_8.log"));
+    LogFiles some = open("a.log");
+    EXPECT_EQ(drain(some), "a_10.log||a_2.log|a_1.log|a.log");
+    EXPECT_EQ(faults_, directory_.path("a_9.log") + ": Is a directory\n" +
+                           directory_.path("a_8.log") + ": Input/output error\n");
+}
+
+// The files of /proc have the size 0.
+TEST_F(LogFilesTest, FileWithoutSize) {
+    LogFiles files("/proc/version", false, {});
+    std::string bytes;
+    EXPECT_EQ(files.read(bytes), LogFiles::Read::Bytes);
+    EXPECT_EQ(files.read(bytes), LogFiles::Read::End);
 }
 
 // Each line is read once, however often the files move between two reads.
 TEST_F(LogFilesTest, FollowsThroughRotations) {
     write("a.log", "1");
-    LogFiles files(directory_.path("a.log"), true);
+    LogFiles files = open("a.log");
     EXPECT_EQ(drain(files), "1");
     write("a.log", "2");
     EXPECT_EQ(drain(files), "2");
@@ -240,7 +272,7 @@ TEST_F(LogFilesTest, RealLog) {
         qor::writeErrorLog(log, "src/pump.cpp", 40, "Pump::open", "no pressure");
     }
     log.close();
-    LogFiles files(directory_.path("real.log"), true);
+    LogFiles files = open("real.log");
     RecordSplitter splitter;
     int info = 0;
     int errors = 0;

@@ -95,7 +95,9 @@ std::string parseMoment(const char* option, std::string_view text, std::int64_t 
                          std::string(text));
     }
     const auto count = parseCount(option, text.substr(0, text.size() - 1), 1000000);
-    return calendar(now - static_cast<std::int64_t>(count) * kSeconds[unit], "%Y-%m-%d %H:%M:%S");
+    const auto moment = now - static_cast<std::int64_t>(count) * kSeconds[unit];
+    // The text of a year before 1000 has fewer digits, and cannot be compared with other times.
+    return calendar(std::max<std::int64_t>(moment, 0), "%Y-%m-%d %H:%M:%S");
 }
 
 void TagCounts::add(const Record& record) {

@@ -22,7 +22,8 @@ constexpr std::size_t kPiece = 1U << 18;
 
 }  // namespace
 
-LogFiles::LogFiles(std::string path, bool all) : path_(std::move(path)) {
+LogFiles::LogFiles(std::string path, bool all, Report report)
+    : path_(std::move(path)), report_(std::move(report)) {
     const std::size_t slash = path_.rfind('/');
     const std::size_t name = slash == path_.npos ? 0 : slash + 1;
     const std::size_t dot = path_.rfind('.');
@@ -37,13 +38,17 @@ LogFiles::LogFiles(std::string path, bool all) : path_(std::move(path)) {
             totalSize_ += static_cast<std::uint64_t>(status.st_size);
         }
     }
-    const bool opened = !found.empty() && std::any_of(found.begin(), found.end(),
-                                                      [this](unsigned n) { return open(n); });
-    if (!opened) throw Failure(path_ + ": " + std::strerror(ENOENT));
+    for (const unsigned number : found) {
+        const int file = open(number);
+        if (file < 0) continue;
+        use(file, number);
+        return;
+    }
+    throw Failure(path_ + ": " + std::strerror(ENOENT));
 }
 
 LogFiles::~LogFiles() {
-    close();
+    if (file_ >= 0) ::close(file_);
 }
 
 std::string LogFiles::pathOf(unsigned number) const {
@@ -89,28 +94,33 @@ bool LogFiles::isAt(unsigned number) const {
            identity_ == Identity{status.st_dev, status.st_ino};
 }
 
-bool LogFiles::open(unsigned number) {
-    const std::string path = pathOf(number);
-    const int file = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    if (file < 0 && errno == ENOENT) return false;
-    if (file < 0) throw Failure(path + ": " + std::strerror(errno));
+void LogFiles::fail(unsigned number, int error) {
+    const std::string fault = pathOf(number) + ": " + std::strerror(error);
+    if (number == 0) throw Failure(fault);
+    if (reported_.insert(fault).second) report_(fault);
+}
+
+int LogFiles::open(unsigned number) {
+    const int file = ::open(pathOf(number).c_str(), O_RDONLY | O_CLOEXEC);
+    if (file < 0 && errno == ENOENT) return kMissing;
+    const int error = file < 0 ? errno : EISDIR;
     struct stat status {};
-    if (::fstat(file, &status) != 0 || S_ISDIR(status.st_mode)) {
-        ::close(file);
-        throw Failure(path + ": " + std::strerror(EISDIR));
-    }
-    close();
+    if (file >= 0 && ::fstat(file, &status) == 0 && !S_ISDIR(status.st_mode)) return file;
+    if (file >= 0) ::close(file);
+    fail(number, error);
+    return kUnreadable;
+}
+
+// Reads this file from now on.
+void LogFiles::use(int file, unsigned number) {
+    struct stat status {};
+    ::fstat(file, &status);
+    if (file_ >= 0) ::close(file_);
     file_ = file;
     identity_ = {status.st_dev, status.st_ino};
     number_ = number;
     offset_ = 0;
     isMoved_ = false;
-    return true;
-}
-
-void LogFiles::close() noexcept {
-    if (file_ >= 0) ::close(file_);
-    file_ = -1;
 }
 
 bool LogFiles::readSome(std::string& bytes) {
@@ -119,15 +129,16 @@ bool LogFiles::readSome(std::string& bytes) {
     do {
         count = ::read(file_, bytes.data(), bytes.size());
     } while (count < 0 && errno == EINTR);
-    if (count < 0) throw Failure(path_ + ": " + std::strerror(errno));
-    bytes.resize(static_cast<std::size_t>(count));
+    if (count < 0) fail(number_, errno);
+    bytes.resize(static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
     offset_ += bytes.size();
     position_ += bytes.size();
-    return count != 0;
+    return !bytes.empty();
 }
 
-// Opens the file after this one. If the files are rotated meanwhile, the wrong file may be opened.
-// Then the name of this file has changed too, and the search starts again.
+// Opens the file after this one, without the old files that cannot be read. If the files are
+// rotated meanwhile, the wrong file may be opened. Then the name of this file has changed too, and
+// the search starts again.
 bool LogFiles::openNext() {
     constexpr int kAttempts = 100;
     for (int attempt = 0; attempt < kAttempts; ++attempt) {
@@ -136,39 +147,35 @@ bool LogFiles::openNext() {
                                       [this](unsigned number) { return isAt(number); });
         if (own != found.end()) number_ = *own;
         if (own != found.end() && *own == 0) return false;
-        const auto next = own != found.end()
-                              ? own + 1
-                              : std::find_if(found.begin(), found.end(),
-                                             [this](unsigned number) { return isNewer(number); });
+        auto next = own != found.end()
+                        ? own + 1
+                        : std::find_if(found.begin(), found.end(),
+                                       [this](unsigned number) { return isNewer(number); });
+        int file = kUnreadable;
+        while (next != found.end() && (file = open(*next)) == kUnreadable)
+            ++next;
         if (next == found.end()) return false;
-        const unsigned number = *next;
-        const Identity before = identity_;
-        const unsigned numberBefore = number_;
-        const int held = ::dup(file_);
-        const bool opened = open(number);
-        const bool still = own == found.end() || [&] {
-            struct stat status {};
-            return ::stat(pathOf(*own).c_str(), &status) == 0 &&
-                   before == Identity{status.st_dev, status.st_ino};
-        }();
-        if (opened && still) {
-            ::close(held);
+        if (file >= 0 && (own == found.end() || isAt(*own))) {
+            use(file, *next);
             return true;
         }
-        close();
-        file_ = held;
-        identity_ = before;
-        number_ = numberBefore;
-        isMoved_ = true;
+        if (file >= 0) ::close(file);
     }
     return false;
 }
 
+// Files such as those in /proc always have the size 0, but have bytes.
+bool LogFiles::isTruncated() const {
+    struct stat status {};
+    if (::fstat(file_, &status) != 0) return false;
+    char first = 0;
+    return static_cast<std::uint64_t>(status.st_size) < offset_ &&
+           (status.st_size != 0 || ::pread(file_, &first, 1, 0) == 0);
+}
+
 LogFiles::Read LogFiles::read(std::string& bytes) {
     if (readSome(bytes)) return Read::Bytes;
-    struct stat status {};
-    if (::fstat(file_, &status) == 0 && static_cast<std::uint64_t>(status.st_size) < offset_) {
-        // The file was truncated.
+    if (isTruncated()) {
         ::lseek(file_, 0, SEEK_SET);
         offset_ = 0;
         return Read::FileEnd;

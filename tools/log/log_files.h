@@ -2,6 +2,8 @@
 #define QOR_TOOLS_LOG_LOG_FILES_H
 
 #include <cstdint>
+#include <functional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -15,8 +17,11 @@ namespace tools {
 // name of this file by device and inode; the name tells which file is next.
 class LogFiles {
 public:
+    // Called with the message for each old file that cannot be read, and is therefore left out.
+    using Report = std::function<void(const std::string& fault)>;
+
     // With `all`, the old files are read too. Raises Failure if there is no file.
-    LogFiles(std::string path, bool all);
+    LogFiles(std::string path, bool all, Report report);
     LogFiles(const LogFiles&) = delete;
     LogFiles& operator=(const LogFiles&) = delete;
     ~LogFiles();
@@ -26,7 +31,7 @@ public:
         FileEnd,  // no bytes; the next call begins the next file
         End       // no bytes at present; there may be more later
     };
-    // Reads the next bytes into `bytes`. Raises Failure.
+    // Reads the next bytes into `bytes`. Raises Failure if the log itself cannot be read.
     Read read(std::string& bytes);
 
     // The size of all files when reading began, and the number of bytes read so far.
@@ -45,15 +50,22 @@ private:
     std::vector<unsigned> numbers() const;  // the existing files, the oldest first
     bool isAt(unsigned number) const;
     bool isNewer(unsigned number) const;
-    bool open(unsigned number);  // false if there is no such file; raises Failure
-    void close() noexcept;
+    // For the log itself, raises Failure; reports an old file.
+    void fail(unsigned number, int error);
+    // The descriptor, or one of these two values if the file does not exist or fail() reports it.
+    int open(unsigned number);
+    static constexpr int kMissing = -1, kUnreadable = -2;
+    void use(int file, unsigned number);
     bool openNext();
     bool readSome(std::string& bytes);
+    bool isTruncated() const;
 
     std::string path_;
     std::string directory_;
     std::string base_;       // the file name without its extension
     std::string extension_;  // with the dot
+    Report report_;
+    std::set<std::string> reported_;
     int file_ = -1;
     Identity identity_;
     unsigned number_ = 0;       // when the file was last found

@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <ctime>
+#include <optional>
 
 #include "common/failure.h"
 #include "common/options.h"
@@ -84,29 +85,42 @@ void pause() {
     ::nanosleep(&kPause, nullptr);
 }
 
-void readLog(const std::string& path, const LogOptions& options, Output& out, Viewer& viewer) {
-    LogFiles files(path, !options.onlyCurrent);
+// Returns false if an old file cannot be read.
+bool readLog(const std::string& path, const LogOptions& options, Output& out, Viewer& viewer) {
+    bool good = true;
+    std::optional<Progress> progress;
+    LogFiles files(path, !options.onlyCurrent, [&](const std::string& fault) {
+        if (progress) progress->erase();
+        complain(kTool, fault);
+        good = false;
+    });
     // The progress bar is shown only on a terminal.
     const bool isShown =
         out.isTerminal() && isatty(STDERR_FILENO) == 1 && files.totalSize() >= kLargeFile;
-    Progress progress(isShown ? STDERR_FILENO : -1, files.totalSize());
+    progress.emplace(isShown ? STDERR_FILENO : -1, files.totalSize());
     RecordSplitter splitter;
     const auto take = [&](std::string_view text) { viewer.take(text); };
     std::string bytes;
     for (;;) {
-        const LogFiles::Read result = files.read(bytes);
+        LogFiles::Read result = LogFiles::Read::End;
+        try {
+            result = files.read(bytes);
+        } catch (const Failure&) {
+            splitter.flush(true, take);
+            throw;
+        }
         if (result == LogFiles::Read::Bytes) {
             splitter.feed(bytes, take);
-            progress.erase();
+            progress->erase();
             if (out.isTerminal()) out.flush();
-            progress.show(files.position());
+            progress->show(files.position());
             continue;
         }
         const bool isLast = result == LogFiles::Read::End && !options.follow;
         splitter.flush(isLast || result == LogFiles::Read::FileEnd, take);
-        progress.erase();
+        progress->erase();
         out.flush();
-        if (isLast) return;
+        if (isLast) return good;
         if (result == LogFiles::Read::End) pause();
     }
 }
@@ -124,8 +138,9 @@ void readStandardInput(Output& out, Viewer& viewer) {
     std::string bytes(kPiece, '\0');
     for (;;) {
         const ssize_t count = ::read(STDIN_FILENO, bytes.data(), bytes.size());
-        if (count == 0) break;
+        if (count <= 0) splitter.flush(true, take);
         if (count < 0) throw Failure("standard input cannot be read");
+        if (count == 0) return;
         splitter.feed(std::string_view(bytes.data(), static_cast<std::size_t>(count)), take);
         out.flush();
         // The last entry is complete unless the rest of it arrives at once.
@@ -133,7 +148,6 @@ void readStandardInput(Output& out, Viewer& viewer) {
         splitter.flush(false, take);
         out.flush();
     }
-    splitter.flush(true, take);
 }
 
 void addWords(std::vector<std::string>& words, std::string_view text) {
@@ -194,8 +208,8 @@ int showLogs(const std::vector<std::string>& arguments) {
         try {
             if (path == "-") {
                 readStandardInput(out, viewer);
-            } else {
-                readLog(path, options, out, viewer);
+            } else if (!readLog(path, options, out, viewer)) {
+                status = kFailure;
             }
         } catch (const Failure& e) {
             complain(kTool, e.what());

@@ -176,7 +176,16 @@ void RecordSplitter::feed(std::string_view bytes, const Take& take) {
     scanned_ = at == pending_.npos ? pending_.size() : at;
     pending_.erase(0, begin);
     scanned_ -= begin;
-    if (pending_.size() >= kMostRecord) flush(true, take);
+    if (pending_.size() < kMostRecord) return;
+    // The last line, of which the end has not arrived, may be the beginning of an entry.
+    const std::size_t line = pending_.rfind('\n') + 1;
+    std::string last;
+    if (line != 0) {
+        last = pending_.substr(line);
+        pending_.resize(line);
+    }
+    flush(true, take);
+    pending_ = std::move(last);
 }
 
 void RecordSplitter::flush(bool all, const Take& take) {

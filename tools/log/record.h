@@ -38,7 +38,8 @@ class RecordSplitter {
 public:
     using Take = std::function<void(std::string_view)>;
 
-    // A longer text is passed on in parts, since a file that is no log may not fit into memory.
+    // A longer text is passed on in parts, since a file that is no log may not fit into memory. A
+    // part ends at the end of a line, unless the line itself is longer.
     static constexpr std::size_t kMostRecord = 1U << 20;
 
     void feed(std::string_view bytes, const Take& take);
