@@ -78,7 +78,9 @@ def test_help_and_mistakes():
         status, out, err = call(tool, "--nonsense")
         check((status, out), (2, b""))
         check(err, f"{tool}: unknown option --nonsense; see {tool} --help\n".encode())
-    check(call("qor-inspect", "-d", "1", "-t", "hex", data)[0], 2)
+    for mistake in (("-d1", "-thex"), ("-d1", "--layout=mixed"), ("-txml", "--layout=mixed"),
+                    ("-o", "")):
+        check(call("qor-inspect", *mistake, os.path.join(data, "server.pml"))[:2], (2, b""))
     check(call("qor-log")[0], 2)
     check(call("qor-ping")[0], 2)
     check(call("qor-ping", "-c", "x", "127.0.0.1")[0], 2)
@@ -125,6 +127,15 @@ def test_inspect_failures():
               (0, b"", b""))
         with open(target) as file:
             check(file.read(), '{ "@x":1 }\n')
+        check(call("qor-inspect", "-o", target, "--color=always", stdin=b"<a/>")[0], 0)
+        with open(target) as file:
+            assert "\x1b[36ma\x1b[0m" in file.read()
+    # A read error is not the end of the input.
+    with open("/proc/self/mem", "rb") as unreadable:
+        done = subprocess.run([os.path.join(tools, "qor-inspect"), "-f", "frames"],
+                              stdin=unreadable, capture_output=True)
+        check((done.returncode, done.stdout, done.stderr),
+              (1, b"", b"qor-inspect: standard input: Input/output error\n"))
     # A reader that closes the pipe.
     process = subprocess.Popen(
         [os.path.join(tools, "qor-inspect"), "-f", "json"], stdin=subprocess.PIPE,

@@ -72,6 +72,10 @@ const struct {
     {readXml, R"(<a x="1" y="b">t<c/><c>2</c></a>)", makeJsonWriter,
      R"([ { "@x":1 }, { "@y":"b" }, { "c":"" }, { "c":2 }, { "#text":"t" } ])"},
     {readXml, R"(<a x="1">t</a>)", makeJsonWriter, R"({ "@x":1, "#text":"t" })"},
+    {readXml, R"(<a x="1">t</a>)", makePmlWriter, "a(@x(1)#text(t))"},
+    {readXml, R"(<a x="1"/>)", makeTreeWriter, "{[@x] 1}"},
+    // The parser keeps the last value.
+    {readXml, R"(<a x="1" x="3"/>)", makeJsonWriter, R"([ { "@x":3 }, { "@x":3 } ])"},
     {readXml, "<r><any>1</any><any>2</any></r>", makeJsonWriter, "[ 1, 2 ]"},
     {readXml, "<a>7</a>", makeJsonWriter, "[ 7 ]"},
 };
@@ -87,6 +91,8 @@ TEST(Convert, ToNbrByTheRulesOfContainers) {
         // A double takes eight bytes.
         {R"([true,[ ],1.5])",
          "FF 01 28 01 01 01 01 01 FF 01 28 FF 01 29 01 01 08 00 00 00 00 00 00 F8 3F FF 01 29"},
+        // What is no number in JSON stays text.
+        {"[0x10,007]", "FF 01 28 01 F1 04 30 78 31 30 01 F1 03 30 30 37 FF 01 29"},
         {R"({"k":null})", "FF 01 28 01 FF 01 28 01 F1 01 6B 02 00 FF 01 29 FF 01 29"},
         {R"({"k":[1],"l":2})",
          "FF 01 28 01 FF 01 28 01 F1 01 6B 02 FF 01 28 01 01 01 01 FF 01 29 FF 01 29"
@@ -94,6 +100,8 @@ TEST(Convert, ToNbrByTheRulesOfContainers) {
     };
     for (const auto& [json, hex] : kTexts)
         EXPECT_EQ(hexOf(istr(converted(readJson, json, nbrWriter))), hex) << json;
+    EXPECT_EQ(converted(readXml, "<a x='1'/>", nbrWriter),
+              converted(readJson, R"({"@x":1})", nbrWriter));
 }
 
 TEST(Convert, NbrKeepsTagsAndMarksBinaryData) {
@@ -149,15 +157,18 @@ TEST(Show, AsTheLibraryDoes) {
 
 const struct {
     Reader reader;
-    const char* content;
+    std::string content;
     const char* message;
 } kBad[] = {
     {readJson, "{\"a\":1,\n \"b\" 2}", "line 2, column 6: "},
     {readJson, "", "line 1, column 1: "},
+    {readJson, std::string("[\"a\0b\"", 6), "line 1, column 7: array value no end"},
+    {readJson, std::string("{\"a\" \0}", 7), "line 1, column 6: no name"},
     {readPml, "a(b(1)\n  b(2))", "line 2, column 7: a sibling has the name already"},
     {readPml, "plain", "line 1, column 6: no unit"},
     {readXml, "<a>\n<!-- <x y> -->\n<b c/></a>", "line 3, column 1: Malformed XML Attribute"},
     {readXml, "<a/>\n<?pi", "line 2, column 1: Malformed XML processing"},
+    {readXml, "<?b?><a/><!-- <? -->\n<?pi <?", "line 2, column 1: Malformed XML processing"},
     {readXml, "text", "line 1, column 5: no element"},
 };
 
@@ -172,7 +183,7 @@ std::string failureOf(Reader reader, istr content) {
 
 TEST(Show, NamesThePlaceOfBadContent) {
     for (const auto& c : kBad) {
-        const std::string message = failureOf(c.reader, c.content);
+        const std::string message = failureOf(c.reader, istr(c.content));
         EXPECT_EQ(message.substr(0, std::string(c.message).size()), c.message) << c.content;
     }
     const qor::Bytes malformed = support::bytes("FF 01 28 01 01 01 07 02 7A 01");
@@ -287,7 +298,8 @@ TEST(Input, GzipMembersAndDamage) {
     const std::string text(100000, 'x');
     const std::string packed = gzip(text);
     EXPECT_EQ(gunzip(packed), text);
-    EXPECT_EQ(gunzip(packed + gzip("more")), text + "more");
+    EXPECT_EQ(gunzip(packed + gzip("more") + std::string(9, '\0')), text + "more");
+    EXPECT_THROW(gunzip(packed + std::string("\0x", 2)), BadContent);
     EXPECT_THROW(gunzip(packed.substr(0, packed.size() - 1)), BadContent);
     std::string damaged = packed;
     damaged[damaged.size() - 5] ^= 1;  // of the checksum

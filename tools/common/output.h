@@ -24,7 +24,9 @@ public:
     // Does not own the descriptor.
     Output(int descriptor, bool isTerminal, bool colors);
     // Appends all output to a string that the caller owns.
-    explicit Output(std::string& target) : Output(-1, false, false) { target_ = &target; }
+    explicit Output(std::string& target, bool colors = false) : Output(-1, false, colors) {
+        target_ = &target;
+    }
     // The standard output. The mode decides whether it has colours; with Auto, it has colours on a
     // terminal unless the environment variable NO_COLOR is set.
     static Output standard(ColorMode mode);

@@ -1,6 +1,8 @@
 #ifndef QOR_TOOLS_INSPECT_EVENTS_H
 #define QOR_TOOLS_INSPECT_EVENTS_H
 
+#include <string>
+
 #include "qor/base/base_type_view.h"
 
 namespace tools {
@@ -28,6 +30,11 @@ struct Label {
     Part part = Part::Item;
     bool isTag = false;
 };
+
+// The key in formats without attributes: the name of an attribute has an "@" before it.
+inline std::string keyOf(const Label& label) {
+    return (label.part == Part::Attribute ? "@" : "") + std::string(label.key);
+}
 
 // How the items of a container are labelled.
 enum class Shape {

@@ -36,11 +36,8 @@ PathFilter::Match PathFilter::match(const Label& label) {
         const unsigned long place = counts_.back()++;
         fits = step.isIndex ? place == step.index
                             : !label.key.is_null() && std::string_view(label.key) == step.key;
-    } else if (label.part == Part::Attribute) {
-        fits = !step.isIndex && step.key.starts_with('@') &&
-               std::string_view(label.key) == std::string_view(step.key).substr(1);
     } else {
-        fits = !step.isIndex && std::string_view(label.key) == step.key;
+        fits = !step.isIndex && keyOf(label) == step.key;
     }
     if (!fits) return Match::No;
     return counts_.size() == path_.size() ? Match::Target : Match::Way;

@@ -20,16 +20,6 @@ namespace {
 
 constexpr std::size_t kPiece = 1U << 16;
 
-struct Descriptor {
-    explicit Descriptor(int handle) : number(handle) {}
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-    ~Descriptor() {
-        if (number > STDIN_FILENO) ::close(number);
-    }
-    int number;
-};
-
 bool isFrames(std::string_view content) {
     constexpr std::size_t kHead = 4;
     while (content.size() >= kHead) {
@@ -72,22 +62,39 @@ struct Inflater {
 
 }  // namespace
 
+FileSource::FileSource(const std::string& path)
+    : file_(path == "-" ? STDIN_FILENO : ::open(path.c_str(), O_RDONLY | O_CLOEXEC)),
+      piece_(4 * kPiece) {
+    if (file_ < 0) throw Failure(std::strerror(errno));
+}
+
+FileSource::~FileSource() {
+    if (file_ > STDIN_FILENO) ::close(file_);
+}
+
+std::string_view FileSource::read() {
+    ssize_t count = -1;
+    do {
+        count = ::read(file_, piece_.data(), piece_.size());
+    } while (count < 0 && errno == EINTR);
+    if (count < 0) throw Failure(std::strerror(errno));
+    return {piece_.data(), static_cast<std::size_t>(count)};
+}
+
+FileSource::int_type FileSource::underflow() {
+    const std::size_t size = read().size();
+    setg(piece_.data(), piece_.data(), piece_.data() + size);
+    return size == 0 ? traits_type::eof() : traits_type::to_int_type(piece_[0]);
+}
+
 std::string readContent(const std::string& path) {
-    const Descriptor file(path == "-" ? STDIN_FILENO : ::open(path.c_str(), O_RDONLY | O_CLOEXEC));
-    const auto check = [](bool good) {
-        if (!good) throw Failure(std::strerror(errno));
-    };
-    check(file.number >= 0);
+    FileSource file(path);
     std::string content;
-    for (;;) {
-        const std::size_t size = content.size();
-        content.resize(size + std::max(kPiece, size / 2));
-        const ssize_t count = ::read(file.number, content.data() + size, content.size() - size);
-        content.resize(size + static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
-        if (count == 0) return content;
-        check(count > 0 || errno == EINTR);
+    for (std::string_view piece = file.read(); !piece.empty(); piece = file.read()) {
+        content += piece;
         if (content.size() > kMostContent) throw Failure("more than 4 GiB; frames have no limit");
     }
+    return content;
 }
 
 bool isGzip(std::string_view content) {
@@ -128,7 +135,11 @@ std::string gunzip(std::string_view content) {
         }
         content.remove_prefix(content.size() - rest);
     }
-    return out;
+    // Zeros fill up the last block of a tape.
+    const std::size_t other = content.find_first_not_of('\0');
+    if (other == content.npos) return out;
+    throw BadContent("offset " + std::to_string(whole.size() - content.size() + other) +
+                     ": other bytes after the gzip file");
 }
 
 std::string gzip(std::string_view content) {

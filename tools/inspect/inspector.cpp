@@ -2,12 +2,7 @@
 
 #include <sys/stat.h>
 
-#include <cerrno>
-#include <cstring>
-#include <fstream>
-#include <iostream>
 #include <sstream>
-#include <streambuf>
 
 #include "inspect/readers.h"
 #include "inspect/writers.h"
@@ -70,13 +65,9 @@ bool Inspector::inspect(const std::string& path) {
     }
     if (options_.from == Format::Directory) throw Failure("no directory");
     if (options_.from == Format::Frames && !path.ends_with(".gz")) {
-        if (path == "-") {
-            std::ios::sync_with_stdio(false);
-            return showFrames(std::cin);
-        }
-        std::ifstream file(path, std::ios::binary);
-        if (!file) throw Failure(std::strerror(errno));
-        return showFrames(file);
+        FileSource file(path);
+        std::istream source(&file);
+        return showFrames(source);
     }
     std::string content = readContent(path);
     if (isGzip(content)) content = gunzip(content);

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <vector>
 
 #include "inspect/readers.h"
@@ -12,22 +13,29 @@ using qor::json::JsonArray;
 using qor::json::JsonObject;
 using qor::json::JsonUnit;
 
+// The message of the parser for content without zeros, which would end the message. For the parser
+// a zero is a character like \1.
+std::string faultOf(istr content) {
+    std::string text(content);
+    std::replace(text.begin(), text.end(), '\0', '\1');
+    try {
+        qor::json::JsonParser::from(istr(text));
+    } catch (const qor::json::DecodeException& e) {
+        return e.msg();
+    }
+    return {};
+}
+
 // Raises BadContent. The message of the parser ends with the rest of the input; its length gives
 // the offset of the fault.
-[[noreturn]] void raiseBad(istr content, const std::string& message) {
+[[noreturn]] void raiseBad(istr content) {
     constexpr std::string_view kSeparator = " : ";
+    const std::string message = faultOf(content);
     const std::size_t at = message.find(kSeparator);
     if (at == message.npos) throw BadContent(placeOf(content, 0) + ": " + message);
-    const std::string_view rest = std::string_view(message).substr(at + kSeparator.size());
-    // The rest in the message ends before the first zero byte of the input after the fault.
-    const std::string_view text(content);
-    std::size_t end = text.size();
-    for (std::size_t zero = text.find('\0'); zero != text.npos; zero = text.find('\0', zero + 1)) {
-        if (!text.substr(0, zero).ends_with(rest)) continue;
-        end = zero;
-        break;
-    }
-    throw BadContent(placeOf(content, end - rest.size()) + ": " + reasonOf(message.substr(0, at)));
+    const std::size_t rest = message.size() - at - kSeparator.size();
+    throw BadContent(placeOf(content, content.size() - rest) + ": " +
+                     reasonOf(message.substr(0, at)));
 }
 
 void showScalar(const Label& label, const JsonUnit& unit, Sink& sink) {
@@ -56,8 +64,8 @@ std::string readJson(istr content, Sink& sink) {
     qor::Handle<qor::json::JsonValue> value;
     try {
         value = qor::json::JsonParser::from(content);
-    } catch (const qor::json::DecodeException& e) {
-        raiseBad(content, e.msg());
+    } catch (const qor::json::DecodeException&) {
+        raiseBad(content);
     }
     const JsonUnit root(value);
     std::vector<Open> open;

@@ -68,9 +68,7 @@ private:
             if (label.key.is_null()) return;
             mark("{ ");
         }
-        qor::String key = label.part == Part::Attribute ? qor::String("@") : qor::String();
-        key += label.key;
-        out_.put(Role::Key, quoted(key));
+        out_.put(Role::Key, quoted(istr(keyOf(label))));
         mark(compact_ || level.shape == Shape::Pairs ? ":" : " : ");
         if (level.shape == Shape::Pairs) pairs_.push_back(open_.size());
     }

@@ -91,7 +91,11 @@ int inspect(const std::vector<std::string>& arguments) {
           }},
          {0, "parts", "LETTERS", "with --layout: some of p (path), n (name), t (type), v (value)",
           [&](std::string_view text) { options.parts = partsOf(text); }},
-         {'o', "output", "FILE", "write to FILE", [&](std::string_view text) { target = text; }},
+         {'o', "output", "FILE", "write to FILE",
+          [&](std::string_view text) {
+              if (text.empty()) throw UsageError("--output needs the name of a file");
+              target = text;
+          }},
          {'z', "gzip", nullptr, "compress the output", [&](std::string_view) { compress = true; }},
          {0, "color", "WHEN", "auto, always or never",
           [&](std::string_view text) { color = parseColorMode(text); }}},
@@ -102,7 +106,8 @@ int inspect(const std::vector<std::string>& arguments) {
     const int file = target.empty() ? STDOUT_FILENO : -1;
     std::string collected;
     // The output file is opened only after all inputs were read: a failure does not change it.
-    Output out = compress || file < 0 ? Output(collected) : Output::standard(color);
+    Output out = compress || file < 0 ? Output(collected, color == ColorMode::Always)
+                                      : Output::standard(color);
     if (!line.answer().empty()) {
         Output::standard(color).raw(line.answer()).flush();
         return kSuccess;
@@ -111,6 +116,10 @@ int inspect(const std::vector<std::string>& arguments) {
         throw UsageError("binary output to a terminal: use --output, or --to=hex");
     }
     if (options.depth && options.to >= Target::Nbr) throw UsageError("--depth is for text");
+    const bool isPml = options.to == Target::Native || options.to == Target::Pml;
+    if (options.layout != 0 && (options.depth || !isPml)) {
+        throw UsageError("--layout is for whole trees in pml");
+    }
     int status = kSuccess;
     for (const std::string& path : files) {
         const std::string name = path == "-" ? "standard input" : path;

@@ -10,19 +10,19 @@ namespace tools {
 
 namespace {
 
-// Writes the text of a number as a long long if possible, else as a double; other text as text.
+// Writes the text of a JSON number as a long long if possible, else as a double; other text as
+// text.
 void writeNumber(qor::nbr::OutputStream& out, istr text) {
     long long integer = 0;
-    const auto [end, error] = std::from_chars(text.begin(), text.end(), integer);
-    if (error == std::errc() && end == text.end()) {
-        out << integer;
-        return;
-    }
     double number = 0;
-    if (!qor::parseNumber(text, number)) {
-        out << qor::String(text);
-    } else {
+    const auto [end, error] = std::from_chars(text.begin(), text.end(), integer);
+    const bool isNumber = isJsonNumber(text);
+    if (isNumber && error == std::errc() && end == text.end()) {
+        out << integer;
+    } else if (isNumber && qor::parseNumber(text, number)) {
         out << number;
+    } else {
+        out << qor::String(text);
     }
 }
 
@@ -69,7 +69,8 @@ private:
         if (isTag || label.key.is_null()) return;
         out_.raw(kOpen);
         tag(1);
-        scalar({Kind::Text, label.key});
+        const std::string key = keyOf(label);
+        scalar({Kind::Text, istr(key)});
         tag(2);
         inPair_ = true;
     }

@@ -53,7 +53,7 @@ private:
     void head(const Label& label, istr type) {
         if (!open_.empty() && open_.back()) line(open_.size());
         // A name is not quoted; "^" is written before each quote and caret in it.
-        qor::String name(label.key);
+        qor::String name(keyOf(label));
         qor::pml::unescapeString(qor::pml::escapeString(name));
         put(Role::Key, name);
         if (type.empty()) return;

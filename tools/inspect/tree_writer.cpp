@@ -58,7 +58,7 @@ private:
         first_ = false;
         if (label.key.is_null() && label.type.empty()) return;
         mark("[");
-        put(Role::Key, label.key);
+        out_.put(Role::Key, keyOf(label));
         if (!label.type.empty()) {
             mark(":");
             put(Role::Type, label.type);

@@ -1,3 +1,4 @@
+#include <limits>
 #include <memory>
 #include <string_view>
 #include <unordered_set>
@@ -24,7 +25,8 @@ private:
     unsigned long count_ = 0;
 };
 
-// The offset at which the n-th element begins; the first one is 1.
+// The offset at which the n-th element begins; the first one is 1. If there are fewer, the offset
+// of a part that has no end, or else of the end.
 unsigned long placeOfElement(std::string_view text, unsigned long n) {
     constexpr struct {
         std::string_view begin, end;
@@ -39,16 +41,15 @@ unsigned long placeOfElement(std::string_view text, unsigned long n) {
             next = text.find(passed.end, at + passed.begin.size());
             break;
         }
-        if (isElement && --n == 0) return at;
+        if (next == text.npos || (isElement && --n == 0)) return at;
         at = next;
-        if (at == text.npos) break;
     }
     return text.size();
 }
 
 Shape shapeOf(const XMLNode& node) {
     bool isList = node.numofChildren() != 0 && node.numofAttrs() == 0 && node.cdata().empty();
-    bool isRepeated = false;
+    bool isRepeated = node.getAttrMap().size() != node.numofAttrs();
     std::unordered_set<std::string_view> names;
     for (unsigned long i = 0; i < node.numofChildren(); ++i) {
         const std::string_view name = node[i].name();
@@ -84,10 +85,11 @@ unsigned long placeOfFault(istr content) {
     try {
         parser.parse(content);
     } catch (const qor::XMLRuntimeException& e) {
-        const std::string_view text(content);
-        if (e.msg().find("processing") != std::string::npos) return text.rfind("<?");
+        constexpr auto kAll = std::numeric_limits<unsigned long>::max();
+        const bool isInElement = e.msg().find("processing") == std::string::npos;
+        return placeOfElement(std::string_view(content), isInElement ? counter.count() : kAll);
     }
-    return placeOfElement(std::string_view(content), counter.count());
+    return content.size();
 }
 
 std::unique_ptr<XMLNode> parse(istr content) {
