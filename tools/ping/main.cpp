@@ -3,6 +3,7 @@
 #include <arpa/inet.h>
 #include <netdb.h>
 #include <netinet/in.h>
+#include <poll.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -52,12 +53,20 @@ std::string resolve(const std::string& host) {
     return text;
 }
 
-// Waits for a time, or until a signal arrives.
+// Waits for a time, or until a signal arrives. The signals are blocked except in ppoll, which they
+// interrupt: one that arrives just before it is not missed.
 void wait(double seconds) {
     const double whole = std::floor(seconds);
     const timespec pause = {static_cast<std::time_t>(whole),
                             static_cast<long>((seconds - whole) * 1e9)};
-    if (isStopped == 0) ::nanosleep(&pause, nullptr);
+    sigset_t ends;
+    sigset_t before;
+    ::sigemptyset(&ends);
+    ::sigaddset(&ends, SIGINT);
+    ::sigaddset(&ends, SIGTERM);
+    ::pthread_sigmask(SIG_BLOCK, &ends, &before);
+    if (isStopped == 0) ::ppoll(nullptr, 0, &pause, &before);
+    ::pthread_sigmask(SIG_SETMASK, &before, nullptr);
 }
 
 int ping(const std::vector<std::string>& arguments) {
