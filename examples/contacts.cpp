@@ -52,7 +52,9 @@ Contact readContact(const qor::String& line) {
     contact.latitude.fromString(*column++);
     contact.longitude.fromString(*column++);
     contact.distance.fromString(*column++);
-    contact.symbol = (column++)->toWstring().front();
+    const std::wstring symbol = (column++)->toWstring();
+    if (symbol.empty()) throw std::runtime_error("no contact: " + line);
+    contact.symbol = symbol.front();
     contact.key = qor::hexstr2bytes(*column++);
     contact.born = qor::Time::fromString(*column++);
     contact.seen = qor::Time::fromString(*column++);

@@ -150,7 +150,9 @@ def converse(host, port):
 
     # Names that could control other terminals, or that look like other names, are refused.
     eve = Peer(host, port)
-    for name in ("", "Ann", "\x1b[2J", "a\0b", "\x9b2J", "\u202eeve", "a b", "a:", "/a", "x" * 33):
+    unseen = "\u034f\u1160\u1680\u17b4\u180b\u2800\u3164\ufe0f\uffa0\U000e0041"
+    for name in ("", "Ann", "\x1b[2J", "a\0b", "\x9b2J", "\u202eeve", "a b", "a:", "/a", "x" * 33,
+                 *("Ann" + c for c in unseen)):
         answer = dict(eve.ask(LOGIN, {1: text(name)}))
         assert to_number(answer[1]) == 0 and answer[2], name
     assert not eve.tell("Ann", "nobody has sent this")

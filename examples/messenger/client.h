@@ -9,6 +9,9 @@
 
 namespace messenger {
 
+// What is known about a text after its sending. Without an answer in time, it may still arrive.
+enum class Delivery { Delivered, Absent, NoAnswer };
+
 // The connection of one user. Any thread may call ask and tell; only one thread may call open and
 // close. onText and onPresence are called on the thread of the connection. Heartbeats are sent on
 // the thread of the timer service.
@@ -85,11 +88,12 @@ public:
         ask(ContactList(), reply);
         return std::move(reply.contacts);
     }
-    // Sends a text to the user `to`, or to all other users if `to` is empty. True if at least one
-    // user got it.
-    bool tell(const qor::String& to, const qor::String& text) {
+    // Sends a text to the user `to`, or to all other users if `to` is empty. It is delivered if at
+    // least one user got it.
+    Delivery tell(const qor::String& to, const qor::String& text) {
         TextReply reply;
-        return ask(Text{name_, to, qor::Time::now(), text, false}, reply) && reply.delivered;
+        if (!ask(Text{name_, to, qor::Time::now(), text, false}, reply)) return Delivery::NoAnswer;
+        return reply.delivered ? Delivery::Delivered : Delivery::Absent;
     }
 
     unsigned heartbeats() const { return heartbeats_; }

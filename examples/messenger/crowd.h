@@ -68,7 +68,7 @@ private:
             return;
         }
         const qor::Time begin = qor::Time::now(qor::Time::Monotonic);
-        if (!client->tell(name, "is anybody here?")) ++failures_;
+        if (client->tell(name, "is anybody here?") != Delivery::Delivered) ++failures_;
         const qor::Time passed = qor::Time::now(qor::Time::Monotonic) - begin;
         const qor::Guard guard(mutex_);
         heard_.push_back(passed.toMicroSeconds());

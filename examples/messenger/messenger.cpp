@@ -3,7 +3,8 @@
 //
 //     messenger serve PORT             a server, until "quit" is typed or a signal ends it
 //     messenger talk HOST PORT NAME    a client; a line is sent to all, "/help" lists the commands
-//     messenger demo                   a server, and a client for each user in the transcript
+//     messenger demo                   a server, and a client for each user in the transcript, for
+//                                      the rounds of the settings or until a signal
 //     messenger soak SECONDS VISITORS  the same for SECONDS or until a signal, with visitors
 //
 // The arguments SETTINGS.pml and LOGFILE may follow.
@@ -11,6 +12,7 @@
 #include <signal.h>
 
 #include <algorithm>
+#include <charconv>
 #include <fstream>
 #include <iostream>
 #include <memory>
@@ -159,7 +161,7 @@ private:
     void speak(const Line& line) {
         const qor::Time begin = qor::Time::now(qor::Time::Monotonic);
         ++sent_;
-        if (!client_->tell(line.to, line.text)) ++undelivered_;
+        if (client_->tell(line.to, line.text) != Delivery::Delivered) ++undelivered_;
         keep(qor::Time::now(qor::Time::Monotonic) - begin);
     }
     // Keeps only the last kKept ones, so that a long run needs no more memory than a short one.
@@ -201,14 +203,17 @@ void show(Summary& summary) {
     std::cout << "messages sent:      " << summary.sent << '\n'
               << "messages received:  " << summary.received << '\n'
               << "lost:               " << summary.sent - summary.received << '\n'
-              << "heartbeats:         " << summary.heartbeats << '\n'
-              << "round trip, in microseconds: half within " << at(0.5) << ", 90% within "
+              << "heartbeats:         " << summary.heartbeats << '\n';
+    if (times.empty()) return;
+    std::cout << "round trip, in microseconds: half within " << at(0.5) << ", 90% within "
               << at(0.9) << ", 99% within " << at(0.99) << ", the longest " << at(1) << '\n';
 }
 
-// The server and the speakers. The destructor closes them, also after an exception.
+// The server and the speakers. The destructor ends them, also after an exception.
 struct Stage {
     ~Stage() {
+        for (const auto& speaker : speakers)
+            speaker->stop();
         for (const auto& speaker : speakers)
             speaker->client().close();
         server->close();
@@ -217,6 +222,16 @@ struct Stage {
     const qor::Handle<Server> server = qor::makeHandle<Server>("messenger::Stage");
     std::vector<qor::Handle<Speaker>> speakers;
 };
+
+// Waits until the speakers have sent all of their lines, or a signal arrives.
+void awaitEnd(const std::vector<qor::Handle<Speaker>>& speakers) {
+    const auto isSpeaking = [](const auto& speaker) {
+        return speaker->getThreadControl().isAlive();
+    };
+    while (std::any_of(speakers.begin(), speakers.end(), isSpeaking)) {
+        if (signalledWithin(qor::Time::milliSeconds(20))) return;
+    }
+}
 
 struct Soak {
     long seconds = 0;
@@ -248,7 +263,8 @@ unsigned watchCrowd(const Settings& settings, const qor::TcpAddr& server, const 
     return crowd->failures();
 }
 
-// Runs for the time of the soak; if that is 0 seconds, for the number of rounds in the settings.
+// Runs for the time of the soak; if that is 0 seconds, for the number of rounds in the settings, of
+// which 0 means without an end. A signal ends it too.
 int demo(const Settings& settings, const std::string& transcriptPath, const Soak& soak) {
     const long seconds = soak.seconds;
     const std::vector<Line> transcript = readTranscript(transcriptPath);
@@ -278,16 +294,20 @@ int demo(const Settings& settings, const std::string& transcriptPath, const Soak
         speakers = stage.speakers;
         std::cout << speakers.front()->client().contacts().size() << " of " << names.size()
                   << " users are connected; " << transcript.size() << " lines are sent ";
-        if (seconds == 0) {
+        if (seconds != 0) {
+            std::cout << "for " << seconds << " seconds" << std::endl;
+        } else if (rounds != 0) {
             std::cout << rounds << " times" << std::endl;
         } else {
-            std::cout << "for " << seconds << " seconds" << std::endl;
+            std::cout << "until a signal" << std::endl;
         }
         for (const auto& speaker : speakers)
             speaker->startAndWait();
-        if (seconds != 0) failures = watchCrowd(settings, address, soak);
-        for (const auto& speaker : speakers)
-            seconds != 0 ? speaker->stop() : speaker->join();
+        if (seconds != 0) {
+            failures = watchCrowd(settings, address, soak);
+        } else {
+            awaitEnd(speakers);
+        }
     }
     for (const auto& speaker : speakers) {
         summary.sent += speaker->sent();
@@ -298,6 +318,15 @@ int demo(const Settings& settings, const std::string& transcriptPath, const Soak
     }
     show(summary);
     return summary.sent == summary.received && failures == 0 ? 0 : 1;
+}
+
+unsigned long numberOf(const char* argument, const std::string& text, unsigned long most) {
+    unsigned long number = 0;
+    const char* const end = text.data() + text.size();
+    const auto [at, error] = std::from_chars(text.data(), end, number);
+    if (error == std::errc() && at == end && number <= most) return number;
+    throw std::invalid_argument(std::string(argument) + " is a number from 0 to " +
+                                std::to_string(most) + ", not " + text);
 }
 
 int run(const std::vector<std::string>& arguments) {
@@ -317,14 +346,16 @@ int run(const std::vector<std::string>& arguments) {
     openLogs(settings, arguments.size() > own + 1 ? arguments[own + 1] : "messenger.log");
     if (command == "demo") return demo(settings, data + "/transcript.txt", Soak());
     if (command == "soak") {
-        const Soak soak{std::max(std::stol(arguments[1]), 1L), std::stoul(arguments[2])};
+        constexpr unsigned long kMostSeconds = 1'000'000, kMostVisitors = 10'000;
+        const unsigned long seconds = numberOf("SECONDS", arguments[1], kMostSeconds);
+        const Soak soak{std::max(static_cast<long>(seconds), 1L),
+                        numberOf("VISITORS", arguments[2], kMostVisitors)};
         return demo(settings, data + "/transcript.txt", soak);
     }
-    const int port = std::stoi(arguments[own == 2 ? 1 : 2]);
-    if (port < 0 || port > 65535) throw std::out_of_range("no port");
-    const auto number = static_cast<unsigned short>(port);
-    if (command == "serve") return serve(settings, number);
-    return talk(settings, qor::TcpAddr(number, arguments[1]), arguments[3]);
+    const auto port =
+        static_cast<unsigned short>(numberOf("PORT", arguments[own == 2 ? 1 : 2], 65535));
+    if (command == "serve") return serve(settings, port);
+    return talk(settings, qor::TcpAddr(port, arguments[1]), arguments[3]);
 }
 
 // The checker writes its report to the log, which therefore must be open until this returns.

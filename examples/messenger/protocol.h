@@ -2,6 +2,7 @@
 #define QOR_EXAMPLES_MESSENGER_PROTOCOL_H
 
 #include <algorithm>
+#include <iterator>
 #include <vector>
 
 #include "qor/qor.h"
@@ -212,8 +213,15 @@ inline bool isControl(char32_t c) {
 }
 // Characters that cannot be seen, and the one that replaces malformed text.
 inline bool isUnseen(char32_t c) {
-    return c == 0xA0 || c == 0xAD || c == 0x3000 || (c >= 0x2000 && c <= 0x200F) || c == 0x202F ||
-           (c >= 0x205F && c <= 0x206F) || c == 0xFEFF || c == 0xFFFD;
+    constexpr struct {
+        char32_t first, last;
+    } kUnseen[] = {{0xA0, 0xA0},     {0xAD, 0xAD},      {0x34F, 0x34F},   {0x115F, 0x1160},
+                   {0x1680, 0x1680}, {0x17B4, 0x17B5},  {0x180B, 0x180F}, {0x2000, 0x200F},
+                   {0x202F, 0x202F}, {0x205F, 0x206F},  {0x2800, 0x2800}, {0x3000, 0x3000},
+                   {0x3164, 0x3164}, {0xFE00, 0xFE0F},  {0xFEFF, 0xFEFF}, {0xFFA0, 0xFFA0},
+                   {0xFFFD, 0xFFFD}, {0xE0000, 0xE0FFF}};
+    return std::any_of(std::begin(kUnseen), std::end(kUnseen),
+                       [c](const auto& range) { return c >= range.first && c <= range.last; });
 }
 
 // Text of another user that is safe to show: each control character is replaced by U+FFFD.

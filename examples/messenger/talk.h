@@ -156,12 +156,14 @@ private:
     }
     void tell(const qor::String& to, const qor::String& text) {
         if (!isConnected_) return screen_.note("not connected; not sent: " + text);
-        if (client_->tell(to, text)) {
-            screen_.show(Text{name_, to, qor::Time::now(), text, to.empty()});
-        } else if (to.empty()) {
-            screen_.note("nobody else is here");
-        } else {
-            screen_.note("not delivered: " + to + " is not here");
+        switch (client_->tell(to, text)) {
+            case Delivery::Delivered:
+                return screen_.show(Text{name_, to, qor::Time::now(), text, to.empty()});
+            case Delivery::Absent:
+                return screen_.note(to.empty() ? qor::String("nobody else is here")
+                                               : "not delivered: " + to + " is not here");
+            case Delivery::NoAnswer:
+                return screen_.note("no answer; it may still arrive");
         }
     }
 

@@ -11,6 +11,7 @@ import os
 import pty
 import re
 import select
+import socket
 import subprocess
 import sys
 import tempfile
@@ -189,10 +190,50 @@ def piped(program, settings, directory, port):
     assert b"Dan, since" in talk.stdout and b"\x1b" not in talk.stdout, talk.stdout
 
 
+def unanswered(peer, start_terminal):
+    """A server that closes the connection instead of answering a text."""
+    class Server(peer.Peer):
+        def __init__(self, connection):
+            self.socket = connection
+
+    with socket.create_server(("127.0.0.1", 0)) as listener:
+        ann = start_terminal(listener.getsockname()[1], "Ann")
+        server = Server(listener.accept()[0])
+    ann.type("/to Bob hello")
+    while (received := server.receive())[0] != peer.TEXT:
+        accepted = {1: peer.number(1, 1)} if received[0] == peer.LOGIN else {}
+        server.send(peer.message(received[0] + 1, received[1], accepted))
+    server.socket.close()
+    ann.see("no answer; it may still arrive")
+    ann.end_with("/quit")
+
+
+def demo(program, directory):
+    """Numbers are checked, and a signal ends a run that has no other end."""
+    endless = f"{directory}/endless.pml"
+    with open(endless, "w", encoding="utf-8") as file:
+        file.write("messenger(rounds(0))")
+    log = f"{directory}/demo.log"
+    for arguments, named in ((("serve", "65536"), b"PORT"), (("serve", "1x"), b"PORT"),
+                             (("soak", "1", "-1"), b"VISITORS"), (("soak", "", "0"), b"SECONDS")):
+        done = subprocess.run([program, *arguments, endless, log], capture_output=True,
+                              timeout=LONGEST_WAIT)
+        assert done.returncode == 1 and b"messenger: " + named + b" is a" in done.stderr, done
+    run = subprocess.Popen([program, "demo", endless, log], stdout=subprocess.PIPE)
+    try:
+        output = Reader(run.stdout.fileno())
+        output.see("until a signal\n")
+        run.terminate()
+        assert re.search(r"leaks: +0\n", output.read_to_end()), output.text()
+        assert run.wait() == 0
+    finally:
+        run.kill()
+
+
 def main(program, peer_directory):
     sys.path.insert(0, peer_directory)
     sys.dont_write_bytecode = True
-    from peer import Peer
+    import peer
 
     started = []
     with tempfile.TemporaryDirectory() as directory:
@@ -208,9 +249,11 @@ def main(program, peer_directory):
             server = converse(
                 lambda *port: start(Server, *port),
                 lambda port, name: start(Terminal, port, name),
-                lambda port: Peer("127.0.0.1", port))
+                lambda port: peer.Peer("127.0.0.1", port))
             piped(program, settings, directory, server.port)
             server.quit()
+            unanswered(peer, lambda port, name: start(Terminal, port, name))
+            demo(program, directory)
         finally:
             for one in started:
                 one.process.kill()
