@@ -16,7 +16,7 @@ protected:
     Console() { console::setOn(true); }
     ~Console() override {
         console::destroy();
-        console::setOn(false);
+        EXPECT_FALSE(console::isOn());
     }
 
     std::string shown() const { return terminal_.output.str(); }
@@ -153,7 +153,6 @@ TEST(ConsoleThread, ForkedChildWritesItsOwnOutput) {
     console::close();
     console::flush();
     console::destroy();
-    console::setOn(false);
     std::cout.rdbuf(before);
     EXPECT_EQ(screen.str(), "parent\nqueued\n");
 }

@@ -141,6 +141,10 @@ TEST(Dumper, ClipsLongTextAndData) {
     const std::string limit(256, 'x');
     EXPECT_EQ(dumped(limit), "'" + limit + "'");
     EXPECT_EQ(dumped(limit + "y"), "'" + limit + "<omit data up to 257>'");
+    std::ostringstream formatted;
+    formatted << std::hex;
+    dumper(formatted) << limit + "y";
+    EXPECT_EQ(formatted.str(), "'" + limit + "<omit data up to 257>'");
     EXPECT_EQ(dumped(std::wstring(129, L'\u00f8')).size(), 2 + 256 + 21u);
     dumper d;
     d.write(istr(limit + "y"));

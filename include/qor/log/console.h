@@ -29,6 +29,7 @@ class QOR_API console {
 public:
     console() = delete;
     static void create();
+    // The next console is off, as the first one is.
     static void destroy() noexcept;
 
     // Starts the writing thread if the console is on. A running one is stopped first.

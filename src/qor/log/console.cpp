@@ -329,6 +329,7 @@ void console::create() {
 void console::destroy() noexcept {
     destroyed = true;
     CreateByAllocate<ConsoleImpl>::destroy();
+    setOn(false);
 }
 
 void console::open() {

@@ -40,9 +40,12 @@ istr clipped(istr data) {
     return data.leftstr(upward::maxStringSize());
 }
 
-// Writes the mark after cut data; nothing if all data is shown.
+constexpr const char* kOmitted = "<omit data up to ";
+
+// Writes the mark after cut data; nothing if all data is shown. The size is decimal, whatever the
+// format of the stream is.
 void writeOmitted(std::ostream& os, unsigned long size, unsigned long shown) {
-    if (size > shown) os << "<omit data up to " << size << '>';
+    if (size > shown) os << kOmitted << std::to_string(size) << '>';
 }
 
 void writeOffset(std::ostream& os, unsigned long offset) {
@@ -322,7 +325,7 @@ std::ostream& dump_hex_base::operator()(std::ostream& os) const {
     if (data.size() > shown.size()) {
         writeOffset(os, shown.size() / kColumns * kColumns);
         // Deliberate (compatibility): only here, the size is hexadecimal.
-        writeOmitted(os, data.size(), shown.size());
+        os << kOmitted << data.size() << '>';
     }
     return os;
 }
