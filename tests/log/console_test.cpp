@@ -1,8 +1,8 @@
 #include "qor/log/console.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <stdio_ext.h>
-#include <sys/ioctl.h>
 
 #include "support/child.h"
 #include "support/terminal.h"
@@ -169,8 +169,9 @@ TEST(ConsoleThread, ForkedChildDropsTheBufferOfTheOutput) {
         for (int i = 0; i < size; ++i)
             console::println("line");
         console::flush();
-        for (int waiting = 0; waiting < size || __fpending(stdout) == 0;)
-            ioctl(ends[0], FIONREAD, &waiting);
+        pollfd room{ends[1], POLLOUT, 0};
+        while (poll(&room, 1, 0) != 0 || __fpending(stdout) == 0) {
+        }
         pid_t child = fork();
         if (child == 0) _exit(__fpending(stdout) == 0 ? 0 : 1);
         int ended = 0;

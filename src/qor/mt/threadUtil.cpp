@@ -66,9 +66,10 @@ void AsyncThreadManager::close() {
 
 // The threads are dumped without the lock, since their dump may be overridden.
 dumper& AsyncThreadManager::dump(dumper& d) const {
+    std::set<Handle<SimpleThread>> copy;
+    threads_.access([&](const auto& threads) { copy = threads; });
     mt::set<Handle<SimpleThread>> shown;
-    threads_.access(
-        [&](const auto& threads) { shown.access([&](auto& copy) { copy = threads; }); });
+    shown.access([&](auto& threads) { threads.swap(copy); });
     const dumper::_Entry entry(d, "qor::AsyncThreadManager");
     return d.member("name_", name_).member("threads_", shown).member("closing_", closing_.load());
 }
