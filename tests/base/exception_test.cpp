@@ -85,6 +85,11 @@ TEST(NullHandle, AbortsIfConfigured) {
     EXPECT_DEATH((nullHandleAbort = true, NullHandleException("f.cpp", 1, "f")), "");
 }
 
+TEST(MemberName, HasTheNamesOfClassesAndBuiltInTypes) {
+    EXPECT_STREQ(memberName<Exception>("qor::A", "b"), "qor::A<class qor::Exception>::b");
+    EXPECT_STREQ(memberName<unsigned long>("qor::A", "b"), "qor::A<unsigned long>::b");
+}
+
 TEST(SE_Exception, HasNoTextForCodeZero) {
     EXPECT_STREQ(SE_Exception(0, 1, 2).what(), "");
     // Not as the program's locale shows numbers.

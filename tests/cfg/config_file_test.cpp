@@ -83,7 +83,18 @@ TEST_F(Configured, HasADefaultName) {
 }
 
 TEST_F(Configured, IsTheCodePageOfConversions) {
+    // Streams that exist when the page changes use the new one, too.
+    configure("c(codepage(65001))");
+    nbr::OutputStream message;
+    nbr::CodecStream before, after;
+    nbr::encode(before, std::vector<String>{kUtf8});
+    nbr::CodecStream in(before.str());
     configure("c(codepage(936))");
+    std::vector<String> texts;
+    nbr::decode(in, texts);
+    EXPECT_EQ(texts, std::vector<String>{kGbk});
+    nbr::encode(after, texts);
+    EXPECT_EQ(after.str(), before.str());
     EXPECT_EQ(String(kWide), kGbk);
     EXPECT_EQ(String(kGbk).toWstring(), kWide);
     EXPECT_EQ(toAnsi(utf8(kUtf8)), kGbk);
@@ -96,7 +107,6 @@ TEST_F(Configured, IsTheCodePageOfConversions) {
     EXPECT_EQ(wide, kWide);
     unit << wide;  // UTF-8 whatever the page
     EXPECT_EQ(unit.getStringValue(), "5a6J");
-    nbr::OutputStream message;
     message << String(kGbk);
     EXPECT_EQ(String(message.str()), std::string("\xF1\x03") + kUtf8);
     ConfigFile::destroy();
@@ -143,6 +153,7 @@ TEST_F(Configured, RaisesForAMalformedFileUntilItIsCorrected) {
     configure("c(codepage(936)b:");
     EXPECT_THROW(ConfigFile::instance(), pml::DecodeException);
     EXPECT_THROW(String text(kWide), pml::DecodeException);
+    EXPECT_NO_THROW(nbr::CodecStream().bos() << 1);
     EXPECT_EQ(String(L"") + String(iwstr()) + String(toWstring(ansi(istr()))) + toAnsi(utf8("")),
               "");
     std::thread([] { EXPECT_THROW(String(kGbk).toWstring(), pml::DecodeException); }).join();

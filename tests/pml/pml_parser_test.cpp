@@ -150,7 +150,7 @@ TEST(PmlParser, FindsTheEndOfItsSource) {
     // A source that fails in the middle ends a value, and is an error in a name.
     struct Breaking : std::streambuf {
         explicit Breaking(std::string& s) { setg(s.data(), s.data(), s.data() + s.size()); }
-        int_type underflow() override { throw std::ios_base::failure("broken"); }
+        int_type underflow() override { throw std::runtime_error("broken"); }
     };
     std::string value("a(b");
     std::string name("a(b(1)");

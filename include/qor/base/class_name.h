@@ -8,7 +8,7 @@
 
 namespace qor {
 
-// The name of a class as messages show it: "class qor::Thread".
+// The name of a class as messages show it: "class qor::Thread"; of a built-in type: "long".
 QOR_API std::string className(const std::type_info& type);
 
 // "qor::Scope<class qor::Thread>::member". The text is never freed, since exceptions that refer to

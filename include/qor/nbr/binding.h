@@ -39,10 +39,11 @@ template <class T>
 concept List = Container<T> && !Object<T>;
 
 // The stream that writes the fields of a codec, appending to an OutputStream. The write position is
-// kept here, where a compiler can hold it in registers; finish passes it to the OutputStream.
+// kept here, where a compiler can hold it in registers; finish passes it to the OutputStream. The
+// configured code page is read once.
 class QOR_API Writer : public CodecHooks, noncopyable {
 public:
-    explicit Writer(OutputStream& os) : os_(os) { resume(); }
+    explicit Writer(OutputStream& os) : os_(os), utf8_(wire::textIsUtf8()) { resume(); }
     void finish() noexcept { os_.finish(at_); }
 
     static constexpr bool encoding() noexcept { return true; }
@@ -171,21 +172,20 @@ private:
         const Place place = placeIn(os_);
         at_ = place.at;
         end_ = place.end;
-        utf8_ = os_.utf8_;
     }
 
     OutputStream& os_;
     char* at_;
     char* end_;
-    bool utf8_;
+    const bool utf8_;
 };
 
-// The stream that reads the fields of a codec from a value of a parsed tree.
+// The stream that reads the fields of a codec from a value of a parsed tree. The configured code
+// page is read once.
 class QOR_API Reader : public CodecHooks, noncopyable {
 public:
     // Reads the value of `is`. If that is simple or null, it has no fields.
-    explicit Reader(const InputStream& is) noexcept
-        : Reader(is.value_, Context{is.depth_, is.utf8_}, is.expected_) {}
+    explicit Reader(const InputStream& is) : Reader(is.value_, contextOf(is), is.expected_) {}
     // Passes the likely position of the next fields to the stream.
     void finish(InputStream& is) const noexcept { is.expected_ = expected_; }
 
@@ -201,7 +201,7 @@ public:
     // Reads the stream's own value.
     template <class T>
     static void read(const InputStream& is, T& object) {
-        if (is.value_ != nullptr) readValue(*is.value_, Context{is.depth_, is.utf8_}, object);
+        if (is.value_ != nullptr) readValue(*is.value_, contextOf(is), object);
     }
 
 private:
@@ -212,6 +212,10 @@ private:
         unsigned depth;  // nesting depth of the object
         bool utf8;       // the configured code page is UTF-8
     };
+
+    static Context contextOf(const InputStream& is) {
+        return Context{is.depth_, wire::textIsUtf8()};
+    }
 
     // Reads a value as the target's type.
     template <class T>

@@ -42,19 +42,15 @@ public:
         OutputStream& os_;
     };
 
-    // The configured code page is read here and at reset.
-    OutputStream() : utf8_(wire::textIsUtf8()) {}
-    OutputStream(const OutputStream& other) : buffer_(other.buffer_), utf8_(other.utf8_) {}
-    OutputStream(OutputStream&& other) noexcept
-        : buffer_(std::move(other.buffer_)), utf8_(other.utf8_) {}
+    OutputStream() = default;
+    OutputStream(const OutputStream& other) : buffer_(other.buffer_) {}
+    OutputStream(OutputStream&& other) noexcept : buffer_(std::move(other.buffer_)) {}
     OutputStream& operator=(const OutputStream& other) {
         buffer_ = other.buffer_;
-        utf8_ = other.utf8_;
         return *this;
     }
     OutputStream& operator=(OutputStream&& other) noexcept {
         buffer_ = std::move(other.buffer_);
-        utf8_ = other.utf8_;
         return *this;
     }
 
@@ -79,10 +75,7 @@ public:
     istr str() const noexcept { return buffer_; }
     void swap(OutputStream& other) noexcept;
     // Removes all bytes and keeps the capacity.
-    void reset() {
-        buffer_.size(0);
-        utf8_ = wire::textIsUtf8();
-    }
+    void reset() { buffer_.size(0); }
 
     dumper& dump(dumper& d) const;
 
@@ -128,7 +121,6 @@ private:
 
     StringBuffer buffer_{0};
     unsigned long reserved_ = 0;  // for the ends of the open entries of this object
-    bool utf8_;
 };
 
 // Reads a parsed tree.
@@ -162,8 +154,6 @@ private:
 
     InputStream(ValueBase* value, unsigned depth) : depth_(depth), value_(value) {}
 
-    // The first member: reading the code page may raise, and then there is no tree to delete yet.
-    bool utf8_ = wire::textIsUtf8();
     bool owned_ = false;
     unsigned depth_ = 0;    // nesting depth of the object
     ulong32 expected_ = 0;  // the item that a codec is likely to read next

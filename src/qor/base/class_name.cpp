@@ -14,7 +14,9 @@ std::string className(const std::type_info& type) {
     int status = 0;
     const std::unique_ptr<char, decltype(&std::free)> name(
         abi::__cxa_demangle(type.name(), nullptr, nullptr, &status), &std::free);
-    return std::string("class ") + (name != nullptr ? name.get() : type.name());
+    // A built-in type is no class; its encoded name is one letter.
+    const char* const word = type.name()[0] != '\0' && type.name()[1] == '\0' ? "" : "class ";
+    return std::string(word) + (name != nullptr ? name.get() : type.name());
 }
 
 const char* memberName(const char* scope, const std::type_info& type, const char* member) {

@@ -24,7 +24,7 @@ constinit thread_local unsigned runDepth = 0;
 
 void OutputStream::operator<<(const std::string& text) {
     // UTF-8 text needs no temporary copy.
-    if (utf8_) {
+    if (wire::textIsUtf8()) {
         write_i(text, true);
     } else {
         write_i(toUtf8(ansi(text)), true);
@@ -37,7 +37,6 @@ void OutputStream::operator<<(iwstr text) {
 
 void OutputStream::swap(OutputStream& other) noexcept {
     buffer_.swap(other.buffer_);
-    std::swap(utf8_, other.utf8_);
 }
 
 dumper& OutputStream::dump(dumper& d) const {
@@ -53,7 +52,6 @@ InputStream::InputStream(istr data, unsigned char tag)
 void InputStream::swap(InputStream& other) noexcept {
     std::swap(value_, other.value_);
     std::swap(owned_, other.owned_);
-    std::swap(utf8_, other.utf8_);
     std::swap(depth_, other.depth_);
     std::swap(expected_, other.expected_);
 }

@@ -3,8 +3,10 @@
 
 #include <algorithm>
 #include <array>
+#include <exception>
 #include <istream>
 #include <memory>
+#include <new>
 #include <string>
 #include <type_traits>
 #include <utility>
@@ -92,7 +94,9 @@ public:
                 c = Traits::to_char_type(next);
                 return true;
             }
-        } catch (const std::ios_base::failure&) {
+        } catch (const std::bad_alloc&) {
+            throw;
+        } catch (const std::exception&) {
             return fail(std::ios_base::badbit);
         }
         return fail(std::ios_base::eofbit);
