@@ -60,6 +60,10 @@ TEST_F(TcpServerTest, LogsItsLifecycle) {
         "onStop() closing connection " + stays.masked() + "\n"};
     for (const std::string& line : lines)
         EXPECT_TRUE(logged(line)) << line << log->entries();
+    // Two threads stop the connection, and each line is written once.
+    const std::string entries = log->entries();
+    for (const char* once : {"stopping tcp.server.", "onStop() closing connection "})
+        EXPECT_EQ(entries.find(once), entries.rfind(once)) << entries;
 }
 
 // A frame for an unknown address is sent to all. It ends at the first failure, without a wait.

@@ -270,8 +270,10 @@ void TcpAcceptor::close() {
     Handle<TcpServerImpl> connection;
     for (ACE_HANDLE last = ACE_INVALID_HANDLE; (connection = nextAfter(last));
          last = connection->getHandle()) {
-        net_log::info("qor::TcpAcceptor::close",
-                      [&] { return own_log::text("stopping ", istr(connection->fullname())); });
+        if (connection->isFirstStop()) {
+            net_log::info("qor::TcpAcceptor::close",
+                          [&] { return own_log::text("stopping ", istr(connection->fullname())); });
+        }
         connection->stop();
         forget(*connection);
     }

@@ -39,8 +39,10 @@ void TcpServerImpl::close() {
 }
 
 void TcpServerImpl::onStop() {
-    net_log::tagged(kTag, "qor::TcpServerImpl::onStop",
-                    [&] { return own_log::text("closing connection ", remote_); });
+    if (!closing_.exchange(true)) {
+        net_log::tagged(kTag, "qor::TcpServerImpl::onStop",
+                        [&] { return own_log::text("closing connection ", remote_); });
+    }
     socket_.end();
 }
 
