@@ -104,7 +104,7 @@ private:
     static void enterChild();
     Handle<FlushThread> thread() const;
     void write();
-    void show(const std::wstring& text);
+    void show(const String& text);
     void showPrompt(std::wstring_view prompt);
     bool takeInput();
     bool hasLine(std::wstring_view prompt);
@@ -232,13 +232,13 @@ void ConsoleImpl::write() {
         onLine_ = false;
     }
     for (const std::wstring& text : texts)
-        show(text);
+        show(String(text));
     std_out().flush();
 }
 
 // As a std::string: operator<< of a view would flush each time.
-void ConsoleImpl::show(const std::wstring& text) {
-    std_out() << static_cast<const std::string&>(String(text));
+void ConsoleImpl::show(const String& text) {
+    std_out() << static_cast<const std::string&>(text);
 }
 
 void ConsoleImpl::showPrompt(std::wstring_view prompt) {
@@ -256,7 +256,7 @@ void ConsoleImpl::showPrompt(std::wstring_view prompt) {
         const Guard guard(mutex_);
         onLine_ = true;
     }
-    std_out() << static_cast<const std::string&>(text);
+    show(text);
     std_out().flush();
 }
 

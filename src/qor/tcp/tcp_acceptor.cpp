@@ -270,7 +270,7 @@ void TcpAcceptor::close() {
     Handle<TcpServerImpl> connection;
     for (ACE_HANDLE last = ACE_INVALID_HANDLE; (connection = nextAfter(last));
          last = connection->getHandle()) {
-        if (connection->isFirstStop()) {
+        if (connection->mayLogStop()) {
             net_log::info("qor::TcpAcceptor::close",
                           [&] { return own_log::text("stopping ", istr(connection->fullname())); });
         }

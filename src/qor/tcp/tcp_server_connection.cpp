@@ -39,7 +39,7 @@ void TcpServerImpl::close() {
 }
 
 void TcpServerImpl::onStop() {
-    if (!closing_.exchange(true)) {
+    if (!closingLogged_.exchange(true)) {
         net_log::tagged(kTag, "qor::TcpServerImpl::onStop",
                         [&] { return own_log::text("closing connection ", remote_); });
     }

@@ -35,8 +35,8 @@ public:
     bool born() const noexcept { return born_; }
     // Whether the thread has set up the socket, even if it has ended since.
     bool opened() const noexcept { return opened_; }
-    // True at the first call: two threads may close a listener, and each stop is logged once.
-    bool isFirstStop() noexcept { return !stopped_.exchange(true); }
+    // True at the first call: two threads close a listener, and each stop is logged once.
+    bool mayLogStop() noexcept { return !stopLogged_.exchange(true); }
     bool belongsTo(const TcpAcceptor& owner) const noexcept { return owner_ == &owner; }
     ACE_HANDLE getHandle() const noexcept { return handle_; }
     const TcpAddr& getPeer() const noexcept { return peer_; }
@@ -63,8 +63,8 @@ private:
     tcp::TcpSocket socket_;
     const ACE_INET_Addr remote_;
     const TcpAddr peer_;
-    std::atomic<bool> stopped_{false};
-    std::atomic<bool> closing_{false};
+    std::atomic<bool> stopLogged_{false};
+    std::atomic<bool> closingLogged_{false};
     std::atomic<bool> opened_{false};
     std::atomic<bool> born_{false};  // birth reported, successful or not
 };
