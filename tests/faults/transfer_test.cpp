@@ -134,15 +134,15 @@ extern "C" ssize_t recv(int socket, void* data, size_t size, int flags) {
     return receives.move(socket, size, [&](size_t n) { return real(socket, data, n, flags); });
 }
 
-extern "C" int accept(int socket, sockaddr* address, socklen_t* size) {
-    static const auto real = systemFunction("accept", &accept);
+extern "C" int accept4(int socket, sockaddr* address, socklen_t* size, int flags) {
+    static const auto real = systemFunction("accept4", &accept4);
     pollfd waiting{socket, POLLIN, 0};
     std::size_t left = errorsLeft;
     while (left != 0 && poll(&waiting, 1, 0) == 1) {
         if (errorsLeft.compare_exchange_weak(left, left - 1))
             return errno = (*acceptErrors)[left - 1], -1;
     }
-    return real(socket, address, size);
+    return real(socket, address, size, flags);
 }
 
 // Every other wait is interrupted while sends or receives are cut. A call without a timeout is not,

@@ -54,6 +54,7 @@ TEST(JsonUnit, ReadsFittingValuesAndLeavesOthers) {
     expectRead("99999999999", 7LL, 99999999999LL);
     expectRead("-1", 7UL, 4294967295UL);
     expectRead("300", static_cast<unsigned char>(7), static_cast<unsigned char>(44));
+    expectRead("70000", static_cast<signed char>(7), static_cast<signed char>(112));
     expectRead("65", '?', 'A');
     expectRead("1e400", 7.0, std::numeric_limits<double>::max());
     expectRead("nan", 7.0, 0.0);

@@ -130,8 +130,8 @@ TEST(XmlField, ReadsWhatOthersWrote) {
     EXPECT_EQ(in["groupName"].str(false, 0), "<groupName><![CDATA[<>]]></groupName>");
     std::map<String, int> map{{"old", 1}};
     xml::decode(XMLInStream("m", in), map);
-    // An element without a key is left out, and of two with the same key the last one counts.
-    EXPECT_EQ(map, (std::map<String, int>{{"k", 3}}));
+    // An element without a key has an empty one, and of two with the same key the last one counts.
+    EXPECT_EQ(map, (std::map<String, int>{{"", 1}, {"k", 3}}));
 }
 
 TEST(XMLCodecBase, LimitsTheDepthOfHandwrittenCodecs) {

@@ -66,12 +66,12 @@ public:
         return true;
     }
 
-    // The type as which a number is written and read. Characters are numbers in JSON.
+    // The type as which a number is written and read. Characters are numbers in JSON, and are
+    // narrowed when read.
     template <class T>
     using Number = std::conditional_t<
-        std::same_as<T, char> || std::same_as<T, signed char>, short,
-        std::conditional_t<std::same_as<T, unsigned char>, unsigned short,
-                           std::conditional_t<std::same_as<T, wchar_t>, long32, T>>>;
+        std::same_as<T, char> || std::same_as<T, signed char> || std::same_as<T, unsigned char>,
+        int, std::conditional_t<std::same_as<T, wchar_t>, long32, T>>;
 
     // A char is signed, even if the platform's char is unsigned.
     template <class T>

@@ -146,9 +146,8 @@ void loadItem(const XMLNode& node, unsigned nesting, C& items) {
     if constexpr (MapContainer<C>) {
         typename C::key_type key{};
         typename C::mapped_type mapped{};
-        const XMLAttr& text = node.attr(kKey);
-        // An element without a key is skipped.
-        if (text.isNull() || !parseValue(text.value(), key)) return;
+        // An element without a key has that of a default value.
+        parseValue(node.attr(kKey).value(), key);
         load(node, nesting, mapped);
         putEntry(items, std::move(key), std::move(mapped));
     } else {

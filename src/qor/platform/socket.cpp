@@ -159,6 +159,15 @@ void makeRoomForDescriptors(int socket, int number) noexcept {
     if (copy != -1) closeSocket(copy);
 }
 
+int acceptClient(int listener) noexcept {
+    const nuv_uncancelled whole;
+    int client = -1;
+    do {
+        client = accept4(listener, nullptr, nullptr, SOCK_CLOEXEC);
+    } while (client == -1 && errno == EINTR);
+    return client;
+}
+
 bool isOfOneConnection(int acceptError) noexcept {
     return acceptError == ECONNABORTED || acceptError == EPROTO || acceptError == EAGAIN;
 }

@@ -34,6 +34,20 @@ ACE_INET_Addr listeningAddress(const TcpAddr& address) {
     return tcp::toInetAddr(address);
 }
 
+// A program that is started meanwhile must not inherit the socket.
+bool listenAt(const ACE_INET_Addr& address, ACE_SOCK_Acceptor& acceptor) {
+    if (acceptor.ACE_SOCK::open(SOCK_STREAM | SOCK_CLOEXEC, PF_INET, 0, 1) == -1) return false;
+    const int socket = acceptor.get_handle();
+    const auto* const local = static_cast<const sockaddr*>(address.get_addr());
+    if (bind(socket, local, static_cast<socklen_t>(address.get_size())) == 0 &&
+        listen(socket, kBacklog) == 0)
+        return true;
+    const int error = errno;
+    acceptor.close();
+    errno = error;
+    return false;
+}
+
 String arrivalsName(const TcpAddr& address) {
     return "tcp.arrivals." + std::to_string(address.port);
 }
@@ -56,7 +70,7 @@ bool TcpAcceptor::open() {
     ACE::set_handle_limit(-1, 0);
     // For ACE, an unknown host would mean all addresses.
     const bool known = local_ != ACE_INET_Addr();
-    if (!known || acceptor_.open(local_, 1, PF_INET, kBacklog, 0, 0) == -1) {
+    if (!known || !listenAt(local_, acceptor_)) {
         net_log::error(func, known ? errno : EADDRNOTAVAIL,
                        [&] { return own_log::text("at ", local_); });
         return false;
@@ -67,7 +81,6 @@ bool TcpAcceptor::open() {
         return false;
     }
     acceptor_.enable(ACE_NONBLOCK);
-    acceptor_.enable(ACE_CLOEXEC);
     listener_.open(acceptor_.get_handle());
     const auto start = [&] { return arrivals_.start(), true; };
     if (!own_log::guarded(own_log::network, func, false, start)) return false;

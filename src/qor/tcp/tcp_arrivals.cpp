@@ -126,10 +126,9 @@ bool TcpArrivals::Taker::onLoop() {
 // Returns false after a failure that would also occur at the next attempt.
 bool TcpArrivals::Taker::acceptSome(Batch& accepted) {
     while (living() && !accepted.full()) {
-        ACE_SOCK_Stream client;
-        if (arrivals_.listener_.accept(client, nullptr, nullptr, true, false) == 0) {
-            client.enable(ACE_CLOEXEC);
-            accepted.add(Arrival(client.get_handle()));
+        const int client = platform::acceptClient(arrivals_.listener_.get_handle());
+        if (client != -1) {
+            accepted.add(Arrival(client));
             continue;
         }
         const int error = errno;
