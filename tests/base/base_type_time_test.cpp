@@ -150,6 +150,13 @@ TEST(Time, AChangedZoneIsSeenAtOnce) {
         const String text = april.toDateTime();
         EXPECT_EQ(Time::fromString(text), april);
     }
+    // The program has used another zone meanwhile, of which the library knows nothing.
+    inZone("ABC-3", [] {
+        const Time other = Time::seconds(1450000000);
+        inZone("UTC", [] {});
+        ::setenv("TZ", "ABC-3", 1);
+        EXPECT_EQ(Time::fromString(other.toDateTime()), other);
+    });
 }
 
 TEST(Time, PointsAsText) {

@@ -88,6 +88,7 @@ TEST(NullHandle, AbortsIfConfigured) {
 TEST(MemberName, HasTheNamesOfClassesAndBuiltInTypes) {
     EXPECT_STREQ(memberName<Exception>("qor::A", "b"), "qor::A<class qor::Exception>::b");
     EXPECT_STREQ(memberName<unsigned long>("qor::A", "b"), "qor::A<unsigned long>::b");
+    EXPECT_EQ(className(typeid(char16_t)), "char16_t");
 }
 
 TEST(SE_Exception, HasNoTextForCodeZero) {

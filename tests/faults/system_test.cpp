@@ -159,6 +159,7 @@ TEST(Cancellation, LetsTheOperationEnd) {
         unit->children().push_back(checkedNew<Child>(__FILE__, __LINE__, "test", children));
     const Handle<Worker> worker(new Worker);
     AsyncThreadManager manager("manager");
+    TcpClient client;
     console::setOn(true);
     console::print("whole");
     const std::pair<const char*, std::function<void()>> operations[] = {
@@ -166,6 +167,8 @@ TEST(Cancellation, LetsTheOperationEnd) {
         {"close", [&] { manager.close(); }},
         {"flush", [] { console::flush(); }},
         {"delete", [&] { delete unit; }},
+        {"open",
+         [&] { client.open(TcpAddr(1, "localhost"), Handle<TcpCallback>(), 1, network::kBuffer); }},
     };
     std::streambuf* const before = std::cout.rdbuf(&screen);
     for (const auto& [label, operation] : operations) {

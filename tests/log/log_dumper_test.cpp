@@ -29,6 +29,15 @@ struct Outer {
     }
 };
 
+// A value whose output fails, such as a null text.
+struct Silent {
+    auto operator<=>(const Silent&) const = default;
+};
+std::ostream& operator<<(std::ostream& os, const Silent&) {
+    os.setstate(std::ios::badbit);
+    return os;
+}
+
 template <class T>
 std::string full(const T& value) {
     return dumped(value, false);
@@ -114,6 +123,8 @@ TEST(Dumper, ShowsContainers) {
     EXPECT_EQ(full(map), "@qor::map{\n    a : 1\n    b : 2\n}");
     EXPECT_EQ(full(std::multimap<int, String>{{1, "x"}}), "@qor::multimap{\n    1 : 'x'\n}");
     EXPECT_EQ(full(std::unordered_map<int, Optional<Long>>{{1, {}}}), "@qor::map{\n    1 : \n}");
+    // A key's failure is none of the dumper.
+    EXPECT_EQ(dumped(std::map<Silent, int>{{{}, 1}}), "{:1}");
     EXPECT_EQ(full(std::list<int>{1}), "@qor::list{\n    1\n}");
     EXPECT_EQ(full(std::deque<int>{1}), "@qor::list{\n    1\n}");
     EXPECT_EQ(full(std::multiset<int>{1, 1}), "@qor::set{\n    1\n    1\n}");

@@ -204,10 +204,12 @@ TEST_F(LogFilesTest, OldFilesFirst) {
     // Old files that cannot be opened or read are reported, and the others are read.
     std::filesystem::create_directory(directory_.path("a_9.log"));
     std::filesystem::create_symlink("/proc/self/mem", directory_.path("a_8.log"));
+    std::filesystem::create_symlink("/missing", directory_.path("a_7.log"));
     LogFiles some = open("a.log");
     EXPECT_EQ(drain(some), "a_10.log||a_2.log|a_1.log|a.log");
     EXPECT_EQ(faults_, directory_.path("a_9.log") + ": Is a directory\n" +
-                           directory_.path("a_8.log") + ": Input/output error\n");
+                           directory_.path("a_8.log") + ": Input/output error\n" +
+                           directory_.path("a_7.log") + ": No such file or directory\n");
 }
 
 // The files of /proc have the size 0.

@@ -4,7 +4,6 @@
 #include <array>
 #include <concepts>
 #include <cstddef>
-#include <locale>
 #include <new>
 #include <ostream>
 #include <sstream>
@@ -202,7 +201,7 @@ private:
     dumper& quote(char mark, istr text);
 
     Config cfg_;
-    std::ostringstream* ownStream_ = nullptr;  // null for a caller's stream
+    std::ostream* ownStream_ = nullptr;  // null for a caller's stream
     std::ostream& os_;
     bool first_ = true;  // the next item is the first one of its scope
     bool savedFirst_ = true;
@@ -397,10 +396,8 @@ template <class Map>
 dumper& dumpPairs(dumper& d, const char* title, const Map& map) {
     const dumper::_Entry entry(d, title);
     for (const auto& [key, value] : map) {
-        std::ostringstream text;
-        text.imbue(std::locale::classic());
-        text << key;
-        if (text.bad()) throw std::bad_alloc();
+        dumper text;  // its stream has the classic locale, and reports a lack of memory
+        text.internal_stream() << key;
         dumpPart(d.indent().raw(text.str()).raw(d.compact() ? ":" : " : "), value);
         d.endline();
     }

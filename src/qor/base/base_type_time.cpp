@@ -86,22 +86,10 @@ private:
 };
 constinit thread_local Zone zone;
 
-// When the thread last made the C library read the zone, in seconds of coarseSeconds().
-constinit thread_local long long zoneReadAt = -1;
-
-// Uses the zone that mktime would use, which reads TZ and the system's files at each call;
-// localtime_r reads them only at its first call in the process. TZ is read here at each call, too,
-// but the C library, which takes a lock, is called only if TZ has changed, and once per second.
-void noticeZone(long long now) {
+// Forgets the quarters if TZ has changed.
+void noticeZone() {
     const char* const text = std::getenv("TZ");
-    const bool same = zone.is(text);
-    if (same && zoneReadAt == now) return;
-    {
-        const platform::ZoneLock lock;
-        ACE_OS::tzset();
-    }
-    zoneReadAt = now;
-    if (same) return;
+    if (zone.is(text)) return;
     quarters.fill({});
     zone.set(text);
 }
@@ -110,7 +98,7 @@ void noticeZone(long long now) {
 // the second, so that changed files of the zone are noticed.
 std::optional<long long> localOffset(long32 seconds) {
     const long long now = platform::coarseSeconds();
-    noticeZone(now);
+    noticeZone();
     const long long number =
         (seconds - (seconds < 0 ? Quarter::kSeconds - 1 : 0)) / Quarter::kSeconds;
     Quarter& quarter = quarters[static_cast<std::size_t>(number) % quarters.size()];

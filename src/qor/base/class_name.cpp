@@ -6,6 +6,7 @@
 #include <memory>
 #include <mutex>
 #include <set>
+#include <string_view>
 #include <utility>
 
 namespace qor {
@@ -14,9 +15,10 @@ std::string className(const std::type_info& type) {
     int status = 0;
     const std::unique_ptr<char, decltype(&std::free)> name(
         abi::__cxa_demangle(type.name(), nullptr, nullptr, &status), &std::free);
-    // A built-in type is no class; its encoded name is one letter.
-    const char* const word = type.name()[0] != '\0' && type.name()[1] == '\0' ? "" : "class ";
-    return std::string(word) + (name != nullptr ? name.get() : type.name());
+    // A built-in type is no class; its encoded name is one letter, or D and one letter.
+    const std::string_view code = type.name();
+    const bool builtIn = code.size() == 1 || (code.size() == 2 && code[0] == 'D');
+    return std::string(builtIn ? "" : "class ") + (name != nullptr ? name.get() : type.name());
 }
 
 const char* memberName(const char* scope, const std::type_info& type, const char* member) {

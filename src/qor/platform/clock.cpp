@@ -69,6 +69,7 @@ long long coarseSeconds() noexcept {
 bool localTime(long long seconds, std::tm& fields) noexcept {
     const std::time_t time = seconds;
     const ZoneLock lock;
+    tzset();
     return localtime_r(&time, &fields) != nullptr;
 }
 

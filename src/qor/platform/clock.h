@@ -47,8 +47,9 @@ public:
     ZoneLock& operator=(const ZoneLock&) = delete;
 };
 
-// Local time in the zone that the last tzset found. Returns false if the year does not fit into its
-// field.
+// Local time in the zone that mktime would use, which reads TZ and the system's files at each call;
+// localtime_r alone reads them only at its first call in the process. Returns false if the year
+// does not fit into its field.
 bool localTime(long long seconds, std::tm& fields) noexcept;
 
 // Sleeps for the whole time: signals do not shorten it. Values below 1 return at once. The

@@ -8,6 +8,7 @@
 
 #include "log/own_log.h"
 #include "mt/thread_factory.h"
+#include "nuv_guard.h"
 #include "platform/socket.h"
 #include "qor/base/mlcheck.h"
 #include "tcp/tcp_address.h"
@@ -20,16 +21,17 @@ constexpr int kBacklog = 10;
 constexpr long long kWaitMilliseconds = 5000;
 constexpr std::size_t kStartsAtOnce = 64;
 
-// Whether the calling thread is in endFromCallback.
-thread_local bool fromCallback = false;
+// Whether the calling thread is in requestEnd.
+thread_local bool endOnly = false;
 
-struct FromCallback {
-    FromCallback() noexcept { fromCallback = true; }
-    ~FromCallback() { fromCallback = false; }
+struct EndOnly {
+    EndOnly() noexcept { endOnly = true; }
+    ~EndOnly() { endOnly = false; }
 };
 
 // An empty host means all addresses of this machine.
 ACE_INET_Addr listeningAddress(const TcpAddr& address) {
+    const nuv_uncancelled whole;
     if (address.ip.empty()) return ACE_INET_Addr(address.port, static_cast<ACE_UINT32>(INADDR_ANY));
     return tcp::toInetAddr(address);
 }
@@ -250,13 +252,13 @@ void TcpAcceptor::onDeath() {
 
 // A callback must not wait for other callbacks, which may be waiting for it: the acceptor's own
 // thread waits for all, at its end.
-void TcpAcceptor::endFromCallback() {
-    const FromCallback scope;
+void TcpAcceptor::requestEnd() {
+    const EndOnly scope;
     stopOnly();
 }
 
 void TcpAcceptor::onStop() {
-    if (fromCallback) {
+    if (endOnly) {
         endAll();
     } else {
         close();

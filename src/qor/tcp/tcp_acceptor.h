@@ -37,7 +37,7 @@ public:
     bool ending() const { return started() && !finished() && !living(); }
     // Whether the calling thread is that of a connection of this listener.
     bool isOwnThread() const { return ownConnection() != nullptr; }
-    void endFromCallback();
+    void requestEnd();
 
     void onThreadExit(Thread* thread) override;
 

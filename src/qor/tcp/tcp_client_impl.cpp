@@ -127,7 +127,7 @@ bool TcpClientImpl::isOwnThread() const {
 }
 
 // A thread does not wait for itself.
-void TcpClientImpl::endFromCallback() {
+void TcpClientImpl::requestEnd() {
     if (isOwnThread()) {
         stop();
     } else {

@@ -29,7 +29,7 @@ public:
 
     bool ending() const { return started() && !finished() && !socket_.isOpen(); }
     bool isOwnThread() const;
-    void endFromCallback();
+    void requestEnd();
 
 protected:
     tcp::TcpSocket& socket() override { return socket_; }

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "base/text_stream.h"
+#include "nuv_guard.h"
 #include "nuv_mask_keyword.h"
 #include "tcp/tcp_address.h"
 
@@ -28,8 +29,10 @@ TcpAddr toTcpAddr(const ACE_INET_Addr& address) {
     return TcpAddr(address.get_port_number(), host);
 }
 
-// Uses set(), since ACE's constructor reports an unknown host on the terminal.
+// Uses set(), since ACE's constructor reports an unknown host on the terminal. A look-up that is
+// cancelled would leave its descriptors open.
 ACE_INET_Addr toInetAddr(const TcpAddr& address) {
+    const nuv_uncancelled whole;
     ACE_INET_Addr made;
     for (const int family : {AF_INET, AF_UNSPEC})
         if (made.set(address.port, address.ip.c_str(), 1, family) == 0) return made;

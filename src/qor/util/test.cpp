@@ -219,18 +219,18 @@ void TestCase::show_menu() const {
     for (const String& arg : args_)
         text << arg << ' ';
     text << '\n';
-    say(text.str());
-    text.str("");
+    say(text.text());
+    text.restart();
     text << *this;
-    say(text.str());
+    say(text.text());
     if (!addons_.empty()) {
-        text.str("");
+        text.restart();
         showItems(text, "addon:", addons_);
-        say(text.str());
+        say(text.text());
     }
-    text.str("");
+    text.restart();
     showItems(text, "builtin:", builtin_);
-    say(text.str());
+    say(text.text());
 }
 
 // The end of the input ends the program with the root's present code.
