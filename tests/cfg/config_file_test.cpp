@@ -109,6 +109,8 @@ TEST_F(Configured, IsTheCodePageOfConversions) {
     EXPECT_EQ(unit.getStringValue(), "5a6J");
     message << String(kGbk);
     EXPECT_EQ(String(message.str()), std::string("\xF1\x03") + kUtf8);
+    configure("c(codepage(37))");
+    EXPECT_EQ(*json::JsonString::unescape("\\u0041"), "\xC1");
     ConfigFile::destroy();
     unsetenv("OMB_CLI_CFG_FILE");
     EXPECT_EQ(String(kWide), kUtf8);

@@ -58,6 +58,9 @@ public:
     explicit Peer(Answer answer) : answer_(std::move(answer)) {
         const int on = 1;
         ::setsockopt(fd_, IPPROTO_IP, IP_HDRINCL, &on, sizeof on);
+        // It receives all that it sends, too.
+        const int room = 1 << 24;
+        ::setsockopt(fd_, SOL_SOCKET, SO_RCVBUFFORCE, &room, sizeof room);
         thread_ = std::thread([this] { run(); });
     }
     ~Peer() {
@@ -66,22 +69,6 @@ public:
         ::close(fd_);
     }
 
-private:
-    void run() const {
-        char bytes[256];
-        for (;;) {
-            const ssize_t n = ::recv(fd_, bytes, sizeof bytes, 0);
-            if (n <= 0) return;
-            iphdr ip;
-            std::memcpy(&ip, bytes, sizeof ip);
-            const std::size_t header = ip.ihl * 4U;
-            std::string request(bytes + header, static_cast<std::size_t>(n) - header);
-            if (request[0] != ICMP_ECHO) continue;
-            request[0] = ICMP_ECHOREPLY;
-            for (const Reply& reply : answer_({ip.daddr, request}))
-                send(reply, ip.saddr);
-        }
-    }
     void send(const Reply& reply, std::uint32_t to) const {
         std::string icmp = reply.icmp;
         icmp[2] = icmp[3] = 0;
@@ -108,6 +95,23 @@ private:
         address.sin_addr.s_addr = to;
         ::sendto(fd_, packet.data(), packet.size(), 0, reinterpret_cast<sockaddr*>(&address),
                  sizeof address);
+    }
+
+private:
+    void run() const {
+        char bytes[256];
+        for (;;) {
+            const ssize_t n = ::recv(fd_, bytes, sizeof bytes, 0);
+            if (n <= 0) return;
+            iphdr ip;
+            std::memcpy(&ip, bytes, sizeof ip);
+            const std::size_t header = ip.ihl * 4U;
+            std::string request(bytes + header, static_cast<std::size_t>(n) - header);
+            if (request[0] != ICMP_ECHO) continue;
+            request[0] = ICMP_ECHOREPLY;
+            for (const Reply& reply : answer_({ip.daddr, request}))
+                send(reply, ip.saddr);
+        }
     }
 
     const int fd_ = ::socket(AF_INET, SOCK_RAW, IPPROTO_ICMP);

@@ -222,6 +222,15 @@ TEST(JsonObject, IsUnchangedWithoutMemory) {
     EXPECT_GT(failures, 2u);
     failures += failEachAllocation([&] { unit["b"].newChild() << "longer than the room"; }, [] {});
     EXPECT_EQ(unit["c"].encode(), unit["b"].encode());
+    // A value that another kind replaces.
+    JsonOutputStream other;
+    const std::function<void()> changes[] = {[&] { unit["a"]["a long key that needs memory"]; },
+                                             [&] { unit["a"].newChild(); },
+                                             [&] { JsonOutputStream(unit["a"]).add(other); }};
+    for (const auto& change : changes) {
+        const String before = unit["a"].encode();
+        failures += failEachAllocation(change, [&] { EXPECT_EQ(unit["a"].encode(), before); });
+    }
     unit.setNull();
     EXPECT_EQ(counter.outstanding(), 0);
 }

@@ -86,8 +86,8 @@ public:
     // The unit becomes an array; appends the other stream's value, which both then share.
     void add(const JsonOutputStream& other) {
         // The other unit may be a part of the value that an array replaces.
-        const JsonUnit added = other.unit();
-        unit().arrayValue().add(added);
+        JsonUnit added = other.unit();
+        unit().newChild() = std::move(added);
     }
 
     JsonUnit& unit() noexcept { return external_ != nullptr ? *external_ : own_; }

@@ -213,10 +213,11 @@ public:
     // and with \b \f \n \r \t for these five control characters. All other bytes are written
     // unchanged. A missing value gives null without quotes.
     static String escape(const Optional<String>& value);
-    // The reverse, for text with or without quotes around it. \u and four hexadecimal digits are
-    // one wide character, converted to the configured code page; the two halves of a surrogate pair
-    // are two invalid characters. Any other backslash is dropped together with the byte after it.
-    // The word null, without quotes, gives an unset value.
+    // The reverse, for text with or without quotes around it. \u and the four bytes after it (fewer
+    // at the end) are one wide character, converted to the configured code page; U+FFFF if they
+    // are not all hexadecimal digits; nothing for \u0000. The two halves of a surrogate pair are
+    // two invalid characters. Any other backslash is dropped together with the byte after it. The
+    // word null, without quotes, gives an unset value.
     static Optional<String> unescape(istr text);
 
 private:

@@ -6,6 +6,7 @@
 #include "base/size.h"
 #include "json/scan.h"
 #include "qor/base/byte_order.h"
+#include "qor/util/wire_value.h"
 
 namespace qor::json {
 
@@ -35,7 +36,7 @@ constexpr auto kBytes = [] {
 // Appends the character of up to four hexadecimal digits.
 void appendCharacter(String& out, istr digits) {
     const auto code = static_cast<unsigned short>(hexstr2int(digits));
-    if (code != 0 && code < 0x80) {
+    if (code != 0 && code < 0x80 && wire::textIsUtf8()) {
         out += static_cast<char>(code);
         return;
     }

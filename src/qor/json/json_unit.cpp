@@ -2,6 +2,7 @@
 
 #include <cstring>
 #include <ostream>
+#include <utility>
 
 #include "json/escape.h"
 #include "json/tree_maker.h"
@@ -31,10 +32,14 @@ void JsonUnit::dump(std::ostream& os) const {
     os << (isNull() ? String("null") : made()->toString());
 }
 
+// A value of another kind is replaced last: the name may be a part of it, and it stays if memory
+// runs out.
 JsonUnit& JsonUnit::child(istr name) {
-    // The name may be a part of the value that an object replaces.
-    const Handle<JsonValue> before = kind() != JsonKind::Object ? value() : nullptr;
-    return objectValue().get(name);
+    if (kind() == JsonKind::Object) return objectValue().get(name);
+    JsonUnit object;
+    JsonUnit& added = object.objectValue().get(name);
+    *this = std::move(object);
+    return added;
 }
 
 const JsonUnit& JsonUnit::child(istr name) const {
@@ -44,7 +49,11 @@ const JsonUnit& JsonUnit::child(istr name) const {
 }
 
 JsonUnit& JsonUnit::newChild() {
-    return arrayValue().newChild();
+    if (kind() == JsonKind::Array) return arrayValue().newChild();
+    JsonUnit array;
+    JsonUnit& added = array.arrayValue().newChild();
+    *this = std::move(array);
+    return added;
 }
 
 void JsonUnit::make() const {

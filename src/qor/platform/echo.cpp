@@ -138,6 +138,15 @@ int send(int socket, const Echo& request, std::uint32_t address) noexcept {
     return 0;
 }
 
+// The queue can be full, of packets that came before the filter was set or that have the same
+// identifier: the system would drop the reply.
+void discardQueue(int socket) noexcept {
+    constexpr int kLongestQueue = 100000;  // more than the system keeps
+    Packet packet;
+    for (int i = 0; i < kLongestQueue && receive(socket, packet) == 0; ++i) {
+    }
+}
+
 }  // namespace
 
 int EchoSocket::open() noexcept {
@@ -171,6 +180,7 @@ int EchoSocket::exchange(std::uint32_t address, int timeoutSeconds) noexcept {
     request.process = processNumber();
     request.number = nextNumber();
     request.head.checksum = checksumOf(request);
+    discardQueue(socket_);
     if (const int error = send(socket_, request, address)) return error;
     Packet packet;
     for (;;) {
