@@ -1,5 +1,7 @@
 #include "qor/mt/monitor.h"
 
+#include <sys/resource.h>
+
 #include "support/child.h"
 #include "support/test.h"
 #include "support/threads.h"
@@ -92,6 +94,55 @@ TEST(Monitor, GivesANotificationToTheThreadThatWaitedBefore) {
         }
         EXPECT_EQ(waiters.woken(1), 1);
     }
+}
+
+// Also after a notification for all, which the system's order need not follow.
+TEST(Monitor, WakesFewThreadsForANotification) {
+    constexpr int kThreads = 100, kNotifications = 50;
+    Monitor monitor;
+    int waits = 0;
+    bool over = false;
+    std::vector<std::thread> threads;
+    for (int i = 0; i < kThreads; ++i) {
+        threads.emplace_back([&] {
+            const Monitor::Lock lock(monitor);
+            while (!over) {
+                ++waits;
+                monitor.wait();
+            }
+        });
+    }
+    const auto await = [&](int number) {
+        for (;;) {
+            {
+                const Monitor::Lock lock(monitor);
+                if (waits == number) return;
+            }
+            ThreadControl::yield();
+        }
+    };
+    const auto notify = [&](bool all) {
+        const Monitor::Lock lock(monitor);
+        all ? monitor.notifyAll() : monitor.notify();
+    };
+    await(kThreads);
+    notify(true);
+    await(2 * kThreads);
+    rusage before{}, after{};
+    ::getrusage(RUSAGE_SELF, &before);
+    for (int i = 1; i <= kNotifications; ++i) {
+        notify(false);
+        await(2 * kThreads + i);
+    }
+    ::getrusage(RUSAGE_SELF, &after);
+    EXPECT_LT(after.ru_nvcsw - before.ru_nvcsw, kNotifications * kThreads / 4);
+    {
+        const Monitor::Lock lock(monitor);
+        over = true;
+        monitor.notifyAll();
+    }
+    for (std::thread& thread : threads)
+        thread.join();
 }
 
 #ifndef __SANITIZE_THREAD__  // lets a child start no threads

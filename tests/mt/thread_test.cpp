@@ -130,6 +130,24 @@ TEST(Thread, HasAtLeastTheStackThatItAsksFor) {
     }
 }
 
+// The log name of a thread needs memory on that thread.
+TEST(Thread, LivesWithoutMemoryForItsName) {
+    struct Starved : Worker {
+        explicit Starved(unsigned long n) : nth(n) {}
+        void run_i() override {
+            const FailAllocations failing(nth);
+            Worker::run_i();
+        }
+        const unsigned long nth;
+    };
+    for (unsigned long n = 1; n < 6; ++n) {
+        const Handle<Worker> worker(new Starved(n));
+        worker->startAndWait();
+        worker->stop();
+        EXPECT_EQ(worker->calls(), "birth death ") << n;
+    }
+}
+
 TEST(Thread, IsUnchangedWithoutMemory) {
     const Handle<Worker> worker(new Worker);
     EXPECT_GT(failEachAllocation([&] { worker->startAndWait(); },
@@ -173,7 +191,14 @@ TEST(Thread, MayEndByPthreadExit) {
 #ifdef _LIBCPP_VERSION
     GTEST_SKIP() << "an unwinder beside that of the system cannot end a thread";
 #endif
-    const Handle<Worker> worker(new Worker);
+    // What onDeath raises is dropped.
+    struct Raising : Worker {
+        void onDeath() override {
+            Worker::onDeath();
+            throw 1;
+        }
+    };
+    const Handle<Worker> worker(new Raising);
     worker->work = []() -> bool { pthread_exit(nullptr); };
     worker->startAndWait();
     worker->join();

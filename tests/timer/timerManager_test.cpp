@@ -1,5 +1,6 @@
 #include "qor/timer/timerManager.h"
 
+#include "support/child.h"
 #include "support/recorder.h"
 #include "support/test.h"
 #include "support/threads.h"
@@ -210,6 +211,70 @@ TEST_F(Service, StartsAgainWhenItsThreadHasEndedByItself) {
     set(0, 1, 2);
     timers().start();
     again.wait();
+}
+
+// Also if a callback calls pthread_exit. The timers that are due then are not lost.
+TEST_F(Service, KeepsItsTimersWhenACallbackEndsTheThread) {
+#ifdef _LIBCPP_VERSION
+    GTEST_SKIP() << "an unwinder beside that of the system cannot end a thread";
+#endif
+    Event ended, again;
+    ThreadControl first;
+    object_.onFire = [&](TimerId, unsigned long user) {
+        if (!ended.happened()) {
+            first = ThreadControl::current();
+            ended.happen();
+            pthread_exit(nullptr);
+        }
+        if (user == 3) again.happen();
+        return OnTimerResult();
+    };
+    for (const unsigned long user : {1UL, 2UL, 3UL})
+        set(0, 1, user);
+    timers().start();
+    ended.wait();
+    first.join();
+    EXPECT_EQ(object_.take(), "1 -1");
+    timers().start();
+    again.wait();
+    timers().stop();
+    EXPECT_EQ(object_.take(), "2 -2 3 -3");
+    // A release on a thread of the program.
+    object_.onRelease = [](TimerId, unsigned long) { pthread_exit(nullptr); };
+    const TimerId id = set(1000, 0);
+    std::thread([&] { timers().killTimer(id); }).join();
+    EXPECT_EQ(timers().numofTimers(), 0u);
+    object_.onRelease = nullptr;
+}
+
+// While other threads use the timers. A child can start the service again, and end it.
+TEST_F(Service, MayBeForked) {
+    if (!forksBesideAllocations) GTEST_SKIP() << "the sanitizer's allocator has a lock";
+    std::atomic<bool> done{false};
+    timers().reopen(1000);
+    for (int i = 0; i < 500; ++i)
+        set(0, 0);
+    std::thread user([&] {
+        while (!done)
+            timers().killTimer(set(1000, 0));
+    });
+    for (int i = 0; i < 40; ++i) {
+        const int status = statusOf([&] {
+            alarm(10);
+            Event fired;
+            object_.onFire = [&](TimerId, unsigned long) {
+                return fired.happen(), OnTimerResult();
+            };
+            timers().start();
+            fired.wait();
+            TimerManager::destroy();
+            _exit(0);
+        });
+        EXPECT_EQ(status, 0);
+    }
+    done = true;
+    user.join();
+    timers().close();
 }
 
 TEST_F(Service, MayBeClosedAndOpenedWhileInUse) {

@@ -19,9 +19,9 @@ namespace qor {
 //         monitor.notify();
 //     }
 //
-// Each notification wakes one thread that is waiting when it is sent: the one that has waited
-// longest. If no thread is waiting, it is lost. There are no spurious wake-ups. Still, test the
-// condition in a loop: another thread may take the mutex before the woken thread has it.
+// Each notification wakes one thread that is waiting when it is sent, usually the one that has
+// waited longest. If no thread is waiting, it is lost. There are no spurious wake-ups. Still, test
+// the condition in a loop: another thread may take the mutex before the woken thread has it.
 //
 // Any thread may use a monitor; it is not recursive. unlock sends the signals after it has released
 // the mutex: the caller must ensure that no other thread destroys the monitor before unlock
@@ -74,10 +74,12 @@ private:
     // The threads that wait and have no notification yet: a ring, from the one that has waited
     // longest.
     mutable Waiter* first_ = nullptr;
-    // The threads that have a notification and have not returned yet.
-    mutable unsigned granted_ = 0;
-    // Whether a signal for one of them may have woken another thread.
+    // The threads that have a notification for one thread and have not returned yet: a ring.
+    mutable Waiter* owed_ = nullptr;
+    // Whether a signal for one of these may have woken another thread.
     mutable bool mayBeLost_ = false;
+    // The number of waits that have begun.
+    mutable unsigned long long turns_ = 0;
     // A child does not have the threads of the ring: the forks before the last use of the ring.
     mutable unsigned short forks_;
 };

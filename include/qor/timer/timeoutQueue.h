@@ -13,8 +13,8 @@
 namespace qor {
 
 // The waiting timers, at most one for each slot. Internal: use TimerManager. put and erase take
-// constant time; the time of takeDue depends on the number of due timers and not of waiting ones.
-// The constructor allocates all memory.
+// constant time; that of takeDue depends on the number of due timers, and of those that it moves:
+// each timer moves at most eight times. The constructor allocates all memory.
 //
 // A hierarchical timing wheel with a resolution of 8.192 ms. The time of a timer, in these units,
 // is a number of nine digits of six bits, and so is the current time, the hand. The highest digit

@@ -44,6 +44,16 @@ public:
         const bool held_;
     };
 
+    // Holds the monitor and the lock of its waits: no other thread has any of them.
+    class Whole : noncopyable {
+    public:
+        explicit Whole(const TimerMonitor& monitor) : access_(monitor), waits_(monitor.waits_) {}
+
+    private:
+        const Access access_;
+        const Monitor::Lock waits_;
+    };
+
     // Call these with the monitor held; they release it while they wait.
     void wait() const;
     // By value, since the argument may be data that the monitor guards.
@@ -142,6 +152,7 @@ public:
     void dump(std::ostream& os) const;
 
 private:
+    class Leaving;
     class Ticking;
     class Firing;
     class Releasing;
@@ -171,7 +182,9 @@ private:
 
     bool ticking_ = false;
     bool abandoned_ = false;
-    unsigned short forks_ = 0;  // of the process, when the tick began
+    // Of the process, and the thread, when the tick began.
+    unsigned short forks_ = 0;
+    const void* tickingThread_ = nullptr;
     // The timer whose onTimer is running, and its thread.
     TimerId firing_;
     const void* firingThread_ = nullptr;

@@ -47,11 +47,11 @@ constinit std::atomic<unsigned>& epoch = Lock::epoch;
 
 // Call it with the lock held.
 Stacks& g__tssCallStack() {
-    static unsigned process = 0;
+    static unsigned short forks = 0;
     Stacks& stacks = *CreateByAllocate<Stacks>::instance();
     // A forked child has none of the other threads.
-    if (process != platform::currentProcessId()) stacks.clear();
-    process = platform::currentProcessId();
+    if (forks != platform::forkCount()) stacks.clear();
+    forks = platform::forkCount();
     return stacks;
 }
 

@@ -28,48 +28,66 @@ ACE_Time_Value deadlineAfter(const Time& timeout) {
 
 }  // namespace
 
-// A waiting thread: lives on its stack, and is in the ring until it has a notification. Used with
-// the mutex held; so is the destructor, even if the thread is cancelled.
+// A waiting thread: lives on its stack, and is in the first ring until it has a notification. Used
+// with the mutex held; so is the destructor, even if the thread is cancelled.
 class Monitor::Waiter : noncopyable {
 public:
-    explicit Waiter(const Monitor& monitor) : monitor_(monitor) {
-        Waiter*& first = monitor_.first_;
-        if (first == nullptr) {
-            first = this;
-            return;
-        }
-        next_ = first;
-        before_ = first->before_;
-        before_->next_ = next_->before_ = this;
+    explicit Waiter(const Monitor& monitor) : monitor_(monitor), turn_(monitor.turns_++) {
+        enter(monitor.first_, false);
     }
     ~Waiter() {
-        if (granted_) {
-            --monitor_.granted_;
+        if (!granted_) {
+            leave(monitor_.first_);
+        } else if (isOwed_) {
             // A thread that is cancelled passes its notification on.
-            if (isOwed_ && monitor_.pending_ != kAll) ++monitor_.pending_;
-        } else {
-            leave();
+            leave(monitor_.owed_);
+            if (monitor_.pending_ != kAll) ++monitor_.pending_;
         }
     }
 
     bool isGranted() const noexcept { return granted_; }
+    Waiter& last() noexcept { return *before_; }
     void grant(bool toAll) noexcept {
-        leave();
+        leave(monitor_.first_);
         granted_ = true;
         isOwed_ = !toAll;
-        ++monitor_.granted_;
+        sent_ = monitor_.turns_;
+        if (isOwed_) enter(monitor_.owed_, false);
     }
-    void take() noexcept { isOwed_ = false; }
+    void take() noexcept {
+        if (std::exchange(isOwed_, false)) leave(monitor_.owed_);
+    }
+    // For a thread that was woken by the signal for another one. If it was already waiting when
+    // that was sent, it takes the notification, and the other one waits for the next.
+    bool takeFrom(Waiter& other) noexcept {
+        if (turn_ >= other.sent_) return false;
+        other.take();
+        other.granted_ = false;
+        other.enter(monitor_.first_, true);
+        leave(monitor_.first_);
+        granted_ = true;
+        return true;
+    }
 
 private:
-    void leave() noexcept {
-        Waiter*& first = monitor_.first_;
+    void enter(Waiter*& first, bool atFront) noexcept {
+        next_ = before_ = this;
+        if (first != nullptr) {
+            next_ = first;
+            before_ = first->before_;
+            before_->next_ = next_->before_ = this;
+        }
+        if (first == nullptr || atFront) first = this;
+    }
+    void leave(Waiter*& first) noexcept {
         if (first == this) first = next_ == this ? nullptr : next_;
         before_->next_ = next_;
         next_->before_ = before_;
     }
 
     const Monitor& monitor_;
+    const unsigned long long turn_;  // when the thread began to wait
+    unsigned long long sent_ = 0;    // when its notification was sent
     Waiter* next_ = this;
     Waiter* before_ = this;
     bool granted_ = false;
@@ -122,10 +140,10 @@ bool Monitor::waitUntil(const ACE_Time_Value* deadline) const {
             self.take();
             return true;
         }
-        // The system may wake another thread than the one that has waited longest.
-        if (granted_ != 0 && mayBeLost_) {
-            mayBeLost_ = false;
-            condition_.broadcast();
+        // The system may wake another thread than the one that has the notification.
+        if (owed_ != nullptr) {
+            if (self.takeFrom(owed_->last())) return true;
+            if (std::exchange(mayBeLost_, false)) condition_.broadcast();
         }
         if (failed) return false;
     }
@@ -151,8 +169,7 @@ long long Monitor::grant() const noexcept {
 void Monitor::forgetOtherProcess() const noexcept {
     if (forks_ == platform::forkCount()) return;
     forks_ = platform::forkCount();
-    first_ = nullptr;
-    granted_ = 0;
+    first_ = owed_ = nullptr;
     mayBeLost_ = false;
     new (&condition_) ACE_Condition_Thread_Mutex(mutex_.impl(), MonotonicClock());
 }

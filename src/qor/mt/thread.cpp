@@ -59,6 +59,18 @@ bool leavesByExit() noexcept {
     return abi::__cxa_current_exception_type() == nullptr;
 }
 
+// For handlers of catch (...): while the thread leaves by an exit, the system ends the process if
+// another exception replaces that, so exceptions of `call` are dropped.
+template <class Call>
+void callBeforeRethrow(Call call) {
+    if (!leavesByExit()) return call();
+    try {
+        call();
+    } catch (...) {
+        if (leavesByExit()) throw;
+    }
+}
+
 bool rethrows() noexcept {
     try {
         return getenv("QOR_RETHROW") == "on";
@@ -90,15 +102,17 @@ ThreadControl::ThreadControl()
 ThreadControl::ThreadControl(const Handle<WinHandleWrapper>& handle, const ThreadId& id)
     : handle_(handle), id_(id) {}
 
-ThreadControl::ThreadControl(const ThreadControl& other)
-    : handle_(other.handle()), id_(other.id()) {}
+ThreadControl::ThreadControl(const ThreadControl& other) : id_(0) {
+    const Guard guard(other.mutex_);
+    handle_ = other.handle_;
+    id_ = other.id_;
+}
 
 ThreadControl& ThreadControl::operator=(const ThreadControl& other) {
-    Handle<WinHandleWrapper> handle = other.handle();
-    const ThreadId id = other.id();
+    ThreadControl copy(other);
     const Guard guard(mutex_);
-    handle_.swap(handle);
-    id_ = id;
+    handle_.swap(copy.handle_);
+    id_ = copy.id_;
     return *this;
 }
 
@@ -461,19 +475,21 @@ void SimpleThread::run_i() {
         begin();
         run();
     } catch (...) {
-        end();
+        callBeforeRethrow([this] { end(); });
         throw;
     }
     end();
 }
 
-// The pause lets the starting thread continue first.
+// The pause lets the starting thread continue first. The thread is not ended here, neither by a
+// cancellation nor without memory for its name, so that onDeath is called.
 void SimpleThread::begin() {
-    const String id = threadIdString();
-    {
+    const nuv_uncancelled whole;
+    own_log::dropOnFailure([this] {
+        const String id = threadIdString();
         const Guard guard(mutex_);
         fullname_ += id;
-    }
+    });
     own_log::info("qor::SimpleThread::run_i", [] { return "thread begin."; });
     const ThreadControl control = getThreadControl();
     control.yield();
@@ -498,7 +514,7 @@ void SimpleThread::run() {
     try {
         loop();
     } catch (...) {
-        onDeath();
+        callBeforeRethrow([this] { onDeath(); });
         throw;
     }
     onDeath();

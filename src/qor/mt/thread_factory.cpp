@@ -95,10 +95,9 @@ struct Shown {
 // Call it with the lock held.
 ThreadFactory::Records& ThreadFactory::records() {
     ThreadFactory& factory = *CreateByAllocate<ThreadFactory>::instance();
-    const unsigned process = platform::currentProcessId();
     // A forked child has none of the other threads.
-    if (factory.processId_ != process) factory.threads_.clear();
-    factory.processId_ = process;
+    if (factory.forks_ != platform::forkCount()) factory.threads_.clear();
+    factory.forks_ = platform::forkCount();
     return factory.threads_;
 }
 

@@ -49,7 +49,7 @@ private:
     static void onThreadExit(void* record) noexcept;
 
     Records threads_;
-    unsigned processId_ = 0;  // the process in which the records were added
+    unsigned short forks_ = 0;  // of the process, when the last record was added
 };
 
 }  // namespace qor

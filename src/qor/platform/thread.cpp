@@ -24,9 +24,11 @@ constinit thread_local unsigned threadNumber = 0;
 constinit std::atomic<unsigned> processNumber{0};
 
 constinit std::atomic<unsigned short> forks{0};
+constinit std::atomic<const void*> forker{nullptr};
 
 void enterChild() noexcept {
     forks.fetch_add(1, std::memory_order_relaxed);
+    forker.store(self(), std::memory_order_relaxed);
     threadNumber = 0;
     processNumber.store(0, std::memory_order_relaxed);
 }
@@ -90,7 +92,7 @@ struct SystemThread {
 
     void (*const body)(void*);
     void* const argument;
-    const unsigned process = currentProcessId();
+    const unsigned short forks = forkCount();  // of the process, when the thread was started
     std::atomic<int> owners{2};
     // The thread stores its handle and then its number: wait for the number before using the
     // handle.
@@ -100,7 +102,7 @@ struct SystemThread {
     std::atomic<int> joined{Joined::No};
 
     // After a fork the child has only the thread that called fork.
-    bool inOtherProcess() const noexcept { return process != currentProcessId(); }
+    bool inOtherProcess() const noexcept { return forks != forkCount(); }
 };
 
 namespace {
@@ -149,6 +151,15 @@ unsigned currentProcessId() noexcept {
 
 unsigned short forkCount() noexcept {
     return forks.load(std::memory_order_relaxed);
+}
+
+const void* self() noexcept {
+    [[gnu::tls_model("initial-exec")]] constinit static thread_local char mark = 0;
+    return &mark;
+}
+
+const void* forkingThread() noexcept {
+    return forker.load(std::memory_order_relaxed);
 }
 
 bool threadExists(unsigned id) noexcept {

@@ -16,6 +16,13 @@ unsigned currentProcessId() noexcept;
 // stores it with what belongs to its threads can tell in a child that these threads do not exist.
 unsigned short forkCount() noexcept;
 
+// An address that identifies the calling thread.
+const void* self() noexcept;
+
+// self() of the thread that made this process by a fork, and so the only one that it has of its
+// parent's threads; null if there was no fork.
+const void* forkingThread() noexcept;
+
 // Whether the process has a thread with this number. The system reuses the numbers of ended
 // threads.
 bool threadExists(unsigned id) noexcept;

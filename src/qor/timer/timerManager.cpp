@@ -1,11 +1,13 @@
 #include "qor/timer/timerManager.h"
 
 #include <algorithm>
+#include <optional>
 #include <ostream>
 #include <utility>
 
 #include "log/own_log.h"
 #include "mt/thread_factory.h"
+#include "platform/thread.h"
 #include "qor/log/log_dumper.h"
 
 namespace qor {
@@ -29,6 +31,39 @@ bool hasEnded(const Handle<TimeoutThread>& thread) {
     return thread->started() && !thread->getThreadControl().isAlive();
 }
 
+// The monitor of the manager, which a fork locks, so that no other thread has it then. Null if
+// there is no manager.
+constinit const TimerMonitor* monitorAtFork = nullptr;
+
+const Mutex& forkLock() {
+    static const Mutex* const lock = new Mutex;  // never destroyed
+    return *lock;
+}
+
+class Fork : noncopyable {
+public:
+    Fork() : guard_(forkLock()) {
+        if (monitorAtFork != nullptr) monitor_.emplace(*monitorAtFork);
+    }
+
+private:
+    const Guard guard_;
+    std::optional<TimerMonitor::Whole> monitor_;
+};
+
+// The monitor is locked before the locks of the loggers: their handlers must be registered first,
+// since those of the last registration run first.
+void watchForks() {
+    static thread_local std::optional<Fork> fork;
+    own_log::toolkit();
+    platform::callAtFork([] { fork.emplace(); }, [] { fork.reset(); }, [] { fork.reset(); });
+}
+
+void lockAtFork(const TimerMonitor* monitor) {
+    const Guard guard(forkLock());
+    monitorAtFork = monitor;
+}
+
 void logNoQueue(own_log::Place at) {
     own_log::error(at, [] { return "no timer queue"; });
 }
@@ -37,10 +72,13 @@ void logNoQueue(own_log::Place at) {
 
 TimerManager::TimerManager() : ThreadOwner("timerManager") {
     open();
+    [[maybe_unused]] static const bool watched = (watchForks(), true);
+    lockAtFork(&monitor_);
 }
 
 TimerManager::~TimerManager() {
     close();
+    lockAtFork(nullptr);
 }
 
 void TimerManager::open() {
@@ -74,7 +112,8 @@ void TimerManager::start() {
     Handle<TimeoutThread> fresh;
     {
         const Guard guard(mutex_);
-        if (m_timeoutThread) return;
+        // In a forked child the parent's thread does not run.
+        if (m_timeoutThread && !hasEnded(m_timeoutThread)) return;
         std::erase_if(m_leaving, hasEnded);
         m_leaving.reserve(m_leaving.size() + 1);
         m_timeoutThread = fresh = make<TimeoutThread>("qor::TimerManager::start", this);

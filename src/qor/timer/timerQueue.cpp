@@ -19,12 +19,6 @@ std::atomic<ulong32>& mostTimers() noexcept {
     return number;
 }
 
-// An address that identifies the calling thread.
-const void* self() noexcept {
-    [[gnu::tls_model("initial-exec")]] constinit static thread_local char mark = 0;
-    return &mark;
-}
-
 ulong32 configuredNumber() {
     ulong32 number = mostTimers();
     ConfigFile::instance().mps()["numofTimers"] >> number;
@@ -47,7 +41,6 @@ ulong32 slotsFor(unsigned long numberOfTimers) {
             return own_log::text(wanted, " timers are too many, cut to ", slots);
         });
     }
-    if (given != 0) mostTimers() = slots;
     return slots;
 }
 
@@ -167,7 +160,7 @@ void TimerMonitor::wake() noexcept {
 }
 
 bool TimerMonitor::isHeldHere() const noexcept {
-    return releasingThread_.load(std::memory_order_relaxed) == self();
+    return releasingThread_.load(std::memory_order_relaxed) == platform::self();
 }
 
 // TimerQueue
@@ -178,6 +171,7 @@ public:
     explicit Ticking(TimerQueue& queue) : queue_(queue) {
         queue.ticking_ = true;
         queue.forks_ = platform::forkCount();
+        queue.tickingThread_ = platform::self();
         queue.firing_.reset();
     }
     ~Ticking() {
@@ -194,14 +188,12 @@ class TimerQueue::Firing : noncopyable {
 public:
     Firing(TimerQueue& queue, const TimerId& id) : queue_(queue) {
         queue.firing_ = id;
-        queue.firingThread_ = self();
+        queue.firingThread_ = platform::self();
         queue.monitor_.mutex_.unlock();
     }
     ~Firing() {
         queue_.monitor_.mutex_.lock();
         queue_.firing_.reset();
-        // If the callback has forked, the tick also continues in the child.
-        queue_.forks_ = platform::forkCount();
     }
 
 private:
@@ -214,13 +206,33 @@ public:
     explicit Releasing(TimerQueue& queue)
         : thread_(queue.monitor_.releasingThread_),
           before_(thread_.load(std::memory_order_relaxed)) {
-        thread_.store(self(), std::memory_order_relaxed);
+        thread_.store(platform::self(), std::memory_order_relaxed);
     }
     ~Releasing() { thread_.store(before_, std::memory_order_relaxed); }
 
 private:
     std::atomic<const void*>& thread_;
     const void* const before_;
+};
+
+// Frees the slot of a timer after its onTimerRelease, also if that ends the thread.
+class TimerQueue::Leaving : noncopyable {
+public:
+    Leaving(TimerQueue& queue, TimerBlock& block) : queue_(queue), block_(block) {
+        block.releasing_ = true;
+    }
+    ~Leaving() {
+        block_.m_pCallBackTimerObject = nullptr;
+        queue_.m_timeoutQueue.erase(queue_.indexOf(block_));
+        queue_.freeBusy(block_.m_statusPos);
+        block_.m_status = TimerBlock::IDLE;
+        block_.m_unTimes = 1;
+        block_.releasing_ = block_.killed_ = false;
+    }
+
+private:
+    TimerQueue& queue_;
+    TimerBlock& block_;
 };
 
 TimerQueue::Clock TimerQueue::systemClock() noexcept {
@@ -243,6 +255,9 @@ TimerQueue::TimerQueue(unsigned long numberOfTimers, TimerMonitor& monitor, cons
         m_timerBlocks[i].m_statusPos = i;
         m_timerBlocks[i].m_nTimerID = TimerId(TimerId::INVALID, i);
     }
+    // Last, so that a constructor that raises leaves it unchanged.
+    if (static_cast<ulong32>(numberOfTimers) != 0)
+        mostTimers() = static_cast<ulong32>(m_timerBlocks.size());
 }
 
 TimerQueue::~TimerQueue() = default;
@@ -267,13 +282,14 @@ ulong32 TimerQueue::indexOf(const TimerBlock& block) const noexcept {
     return static_cast<ulong32>(static_cast<const TimerSlot*>(&block) - m_timerBlocks.data());
 }
 
+// A callback may fork: the tick then continues in the child too.
 bool TimerQueue::isOfThisProcess() const noexcept {
-    return forks_ == platform::forkCount();
+    return forks_ == platform::forkCount() || tickingThread_ == platform::forkingThread();
 }
 
 bool TimerQueue::isFiringElsewhere(const TimerId& id) const noexcept {
     return firing_.generation() == id.generation() && firing_.index() == id.index() &&
-           firingThread_ != self() && isOfThisProcess();
+           firingThread_ != platform::self() && isOfThisProcess();
 }
 
 // The name is set first, since that may raise.
@@ -348,17 +364,9 @@ inline void TimerQueue::freeBusy(ulong32 position) noexcept {
 
 // The object may delete itself in its callback, so it is not used after that.
 void TimerQueue::release(TimerBlock& block) {
-    block.releasing_ = true;
-    {
-        const Releasing scope(*this);
-        block.onTimerRelease();
-    }
-    block.m_pCallBackTimerObject = nullptr;
-    m_timeoutQueue.erase(indexOf(block));
-    freeBusy(block.m_statusPos);
-    block.m_status = TimerBlock::IDLE;
-    block.m_unTimes = 1;
-    block.releasing_ = block.killed_ = false;
+    const Leaving leaving(*this, block);
+    const Releasing scope(*this);
+    block.onTimerRelease();
 }
 
 void TimerQueue::freeIdAt(unsigned long position) {
@@ -408,9 +416,20 @@ void TimerQueue::doCheck() {
                        [&] { return own_log::text("expired timers = ", expired.size()); });
     }
     const Ticking scope(*this);
-    for (const TimeoutQueue::Element& element : expired) {
-        if (abandoned_) return;
-        onTimer(element.id, m_currTime);
+    auto next = expired.begin();
+    try {
+        while (next != expired.end()) {
+            if (abandoned_) return;
+            onTimer((next++)->id, m_currTime);
+        }
+    } catch (...) {
+        // A callback has ended the thread. The other timers fire when the service goes on.
+        for (; next != expired.end(); ++next) {
+            TimerBlock* const block = blockOf(next->id);
+            if (block != nullptr && block->m_status == TimerBlock::BUSY)
+                put(*block, block->m_expiredTime);
+        }
+        throw;
     }
     own_log::debug(tag, func, [&] {
         return own_log::text("after check, m_timeoutQueue size = ", m_timeoutQueue.size());
@@ -435,12 +454,19 @@ void TimerQueue::onTimer(TimerId id, const Time& now) {
         own_log::debug("TIMER.DEBUG", func, [&] { return "set to paused " + text(); });
     }
     OnTimerResult result;
-    {
+    // If its own callback has killed the timer, the slot may already have another timer.
+    const auto goOn = [&] {
+        if (blockOf(id) == block) afterFiring(*block, result, now);
+    };
+    try {
         const Firing scope(*this, id);
         result = block->onTimer();
+    } catch (...) {
+        // The callback has ended the thread.
+        goOn();
+        throw;
     }
-    // If its own callback has killed the timer, the slot may already have another timer.
-    if (blockOf(id) == block) afterFiring(*block, result, now);
+    goOn();
 }
 
 void TimerQueue::afterFiring(TimerBlock& block, const OnTimerResult& result, const Time& now) {
