@@ -151,8 +151,9 @@ TEST(Time, AChangedZoneIsSeenAtOnce) {
         EXPECT_EQ(Time::fromString(text), april);
     }
     // The program has used another zone meanwhile, of which the library knows nothing.
-    inZone("ABC-3", [] {
+    inZone("ABC-3", [&] {
         const Time other = Time::seconds(1450000000);
+        EXPECT_EQ(Time::fromString(april.toDateTime()), april);
         inZone("UTC", [] {});
         ::setenv("TZ", "ABC-3", 1);
         EXPECT_EQ(Time::fromString(other.toDateTime()), other);

@@ -22,12 +22,17 @@
 
 namespace echo {
 
+// Whether the system answers echoes in the network of the calling thread. Returns false if the
+// change is not permitted.
+inline bool answerBySystem(bool on) {
+    std::ofstream ignored("/proc/sys/net/ipv4/icmp_echo_ignore_all");
+    return static_cast<bool>(ignored << (on ? 0 : 1) << std::flush);
+}
+
 // Moves the calling thread, and those that it starts, to a new network, in which the system answers
 // no echo. Returns false if that is not permitted.
 inline bool enterOwnNetwork() {
-    if (::unshare(CLONE_NEWNET) != 0 || !network::setLoopback(true)) return false;
-    std::ofstream ignored("/proc/sys/net/ipv4/icmp_echo_ignore_all");
-    return static_cast<bool>(ignored << 1 << std::flush);
+    return ::unshare(CLONE_NEWNET) == 0 && network::setLoopback(true) && answerBySystem(false);
 }
 
 inline bool permitDatagrams(bool on) {

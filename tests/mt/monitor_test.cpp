@@ -98,7 +98,7 @@ TEST(Monitor, GivesANotificationToTheThreadThatWaitedBefore) {
 
 // Also after a notification for all, which the system's order need not follow.
 TEST(Monitor, WakesFewThreadsForANotification) {
-    constexpr int kThreads = 100, kNotifications = 50;
+    constexpr int kThreads = 400, kNotifications = 50;
     Monitor monitor;
     int waits = 0;
     bool over = false;
