@@ -116,6 +116,22 @@ TEST_F(Configured, IsTheCodePageOfConversions) {
     EXPECT_EQ(String(kWide), kUtf8);
 }
 
+TEST_F(Configured, WithoutACodePageNoWideTextIsRead) {
+    for (const char* const content : {"c(codepage(99999))", "c(codepage(1)codepage(2))"}) {
+        configure(content);
+        FileReadWriter file(dir_.wide(L"c.pml"), false);
+        file.rewind(3);
+        for (const bool all : {true, false}) {
+            std::wstring text = L"old";
+            EXPECT_FALSE(all ? file.readAll(text) : file.read(text, 5));
+            EXPECT_EQ(errno, EINVAL);
+            EXPECT_EQ(text, L"");
+        }
+        EXPECT_FALSE(file.write(L"x"));
+        EXPECT_EQ(file.readByte(), content[3]);
+    }
+}
+
 // The leak table shows the release of what was read, which converts text.
 TEST_F(Configured, FailsWhileTheLeakTableShowsEvents) {
     const int status = statusOf([&] {

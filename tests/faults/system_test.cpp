@@ -160,6 +160,11 @@ TEST(Cancellation, LetsTheOperationEnd) {
     const Handle<Worker> worker(new Worker);
     AsyncThreadManager manager("manager");
     TcpClient client;
+    const char* const arguments[] = {"program", "raise", "exit"};
+    const WideArgs args(3, arguments);
+    test::UowTest menu(args.argc(), args.argv());
+    menu.add("raise", "", test::function([] { throw std::runtime_error("meant"); }));
+    test::Context::instance().interactive(false);
     console::setOn(true);
     console::print("whole");
     const std::pair<const char*, std::function<void()>> operations[] = {
@@ -167,6 +172,7 @@ TEST(Cancellation, LetsTheOperationEnd) {
         {"close", [&] { manager.close(); }},
         {"flush", [] { console::flush(); }},
         {"delete", [&] { delete unit; }},
+        {"menu", [&] { menu.start(); }},
         {"open",
          [&] { client.open(TcpAddr(1, "localhost"), Handle<TcpCallback>(), 1, network::kBuffer); }},
     };
@@ -193,7 +199,8 @@ TEST(Cancellation, LetsTheOperationEnd) {
     std::cout.rdbuf(before);
     console::setOn(false);
     console::destroy();
-    EXPECT_EQ(screen.str(), "whole");
+    test::Context::instance().interactive(true);
+    EXPECT_EQ(screen.str(), "wholefailed: meant\n");
     EXPECT_EQ(children, 0u);
     EXPECT_FALSE(worker->living());
 }

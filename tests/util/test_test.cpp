@@ -53,6 +53,28 @@ private:
     Terminal terminal_;
 };
 
+// getline reports a lack of memory as the end of the input does.
+TEST_F(Menu, ReadsOnAfterALackOfMemory) {
+    struct Scarce : std::streambuf {
+        int_type underflow() override {
+            if (at == 2 && std::exchange(lacks, false)) throw std::bad_alloc();
+            if (at == text.size()) return traits_type::eof();
+            setg(&text[at], &text[at], &text[at] + 1);
+            return traits_type::to_int_type(text[at++]);
+        }
+        std::string text = "a\nb\nexit\n";
+        std::size_t at = 0;
+        bool lacks = true;
+    } scarce;
+    UowTest menu("menu", static_cast<UnitOfWork*>(nullptr));
+    std::string ran;
+    fill(menu, ran);
+    std::cin.rdbuf(&scarce);
+    EXPECT_EQ(menu.start(), 0);
+    EXPECT_EQ(ran, "a b ");
+    EXPECT_TRUE(std::cin.good());
+}
+
 TEST_F(Menu, RunsTheChosenItems) {
     using Arguments = std::vector<const char*>;
     const std::tuple<Arguments, const char*, const char*> cases[] = {

@@ -110,7 +110,7 @@ public:
     bool readLine(std::wstring& line) const;
 
     // Read filesize() bytes from the start, fewer if the file shrinks meanwhile. Fail also for a
-    // file of 4 GiB or more. Wide text is as for read().
+    // file of 4 GiB - 1 byte or more. Wide text is as for read().
     bool readAll(Bytes& out) const;
     bool readAll(String& out) const;
     bool readAll(std::wstring& out) const;

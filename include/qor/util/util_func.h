@@ -37,7 +37,7 @@ public:
     void merge();
 
     static constexpr wchar_t separator() noexcept { return L'\\'; }
-    // Appends the file to the directory as merge does.
+    // Appends the file, which must not be a part of `dir`, to the directory as merge does.
     static void join(std::wstring& dir, iwstr file);
 
 private:

@@ -4,6 +4,7 @@
 #include <cstring>
 #include <cwchar>
 #include <memory>
+#include <new>
 
 #include "base/size.h"
 #include "base/upward.h"
@@ -49,6 +50,7 @@ void append(std::basic_string<Char>& out, std::basic_string_view<Char> text) {
 }
 template <class Char>
 void reserve(std::basic_string<Char>& out, std::size_t size) {
+    if (size > out.max_size()) throw std::bad_alloc();
     out.reserve(size);
 }
 void assign(Bytes& out, std::string_view text) {

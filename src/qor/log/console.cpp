@@ -211,7 +211,10 @@ void ConsoleImpl::flush() {
 }
 
 void ConsoleImpl::print(std::wstring text) {
-    if (platform::debuggerAttached()) std_err() << String(text) << std::flush;
+    if (platform::debuggerAttached()) {
+        const nuv_uncancelled whole;
+        std_err() << String(text) << std::flush;
+    }
     if (!console::isOn()) return;
     Texts added;
     added.push_back(std::move(text));

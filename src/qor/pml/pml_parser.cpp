@@ -4,6 +4,7 @@
 #include <memory>
 #include <new>
 
+#include "nuv_guard.h"
 #include "pml/parser_base.h"
 
 namespace qor::pml {
@@ -88,6 +89,7 @@ bool fromStream(ntv::Unit& unit, std::basic_istream<Char>& stream, Content conte
 }
 
 bool fromFile(ntv::Unit& unit, const File& file, Content content) {
+    const nuv_uncancelled whole;
     return falseWithoutMemory([&] {
         std::ifstream stream;
         if (file.open(stream)) return fromStream(unit, stream, content);

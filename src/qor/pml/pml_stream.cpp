@@ -5,6 +5,8 @@
 #include <ostream>
 #include <utility>
 
+#include "nuv_guard.h"
+
 namespace qor::pml {
 
 namespace {
@@ -51,6 +53,7 @@ void stream::from(iwstr text, bool valueString) {
 }
 
 void stream::from(istr filename, from_file, bool valueString) {
+    const nuv_uncancelled whole;
     std::ifstream file;
     if (File(filename).open(file)) {
         read(unit(), file, valueString);

@@ -203,6 +203,7 @@ bool ntvToPml(const Unit& unit, const File& target, ShowMode mode, ShowPattern p
     if (!ntvToPml(unit, text, mode, pattern)) return false;
     // Above the limit for the size of files, writing fails: also in the stream's destructor.
     const nuv_signal_held held(SIGXFSZ);
+    const nuv_uncancelled whole;
     char buffer[512];
     std::ofstream stream;
     stream.rdbuf()->pubsetbuf(buffer, sizeof buffer);

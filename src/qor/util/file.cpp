@@ -32,6 +32,7 @@ void* sized(Bytes& out, std::size_t size) {
     return out.buffer();
 }
 void* sized(String& out, std::size_t size) {
+    if (size > out.max_size()) throw std::bad_alloc();
     out.resize(size);
     return out.data();
 }
@@ -46,6 +47,23 @@ template <class Out>
 bool failEmpty(Out& out, int error) noexcept {
     cut(out, 0);
     return fail(error);
+}
+
+// Converts what was read. If that fails, `goBack` restores the position.
+template <class GoBack>
+bool widen(const Bytes& bytes, std::wstring& out, GoBack goBack) {
+    try {
+        ansiToWstring(bytes, out);
+        // Only a code page that cannot be converted gives no text.
+        if (!out.empty() || bytes.empty() || bytes[0] == 0) return true;
+    } catch (const std::bad_alloc&) {
+        goBack();
+        throw;
+    } catch (const Exception&) {
+        out.clear();  // the settings, which have the code page, are malformed
+    }
+    goBack();
+    return fail(EINVAL);
 }
 
 // A unit of UTF-16. Lines are read in units: chars or these.
@@ -178,7 +196,7 @@ File& File::operator=(const File& other) {
 
 File& File::operator=(File&& other) noexcept {
     if (this == &other) return *this;
-    close();
+    if (valid()) close();
     handle_ = std::exchange(other.handle_, invalidHandle);
     name_ = std::move(other.name_);
     flags_ = other.flags_;
@@ -322,13 +340,7 @@ bool File::read(std::wstring& out, unsigned long size) const {
         out.clear();
         return false;
     }
-    try {
-        ansiToWstring(bytes, out);
-    } catch (const std::bad_alloc&) {
-        putback(static_cast<long long>(bytes.size()));
-        throw;
-    }
-    return true;
+    return widen(bytes, out, [&] { putback(static_cast<long long>(bytes.size())); });
 }
 
 int File::readByte() const noexcept {
@@ -397,13 +409,7 @@ bool File::readAll(std::wstring& out) const {
         out.clear();
         return false;
     }
-    try {
-        ansiToWstring(bytes, out);
-    } catch (const std::bad_alloc&) {
-        rewind(position);
-        throw;
-    }
-    return true;
+    return widen(bytes, out, [&] { rewind(position); });
 }
 
 bool File::write(istr text) noexcept {
@@ -411,7 +417,12 @@ bool File::write(istr text) noexcept {
 }
 
 bool File::write(iwstr text, long codepage) {
-    const String converted = to_ansi(text, codepage);
+    String converted;
+    try {
+        converted = to_ansi(text, codepage);
+    } catch (const Exception&) {
+        return fail(EINVAL);  // the settings are malformed
+    }
     const bool isText = !text.empty() && text[0] != L'\0';
     if (isText && converted.empty()) return fail(EINVAL);
     return write(istr(converted));

@@ -7,6 +7,7 @@
 
 #include "base/text_stream.h"
 #include "log/own_log.h"
+#include "nuv_guard.h"
 #include "qor/base/mlcheck.h"
 #include "qor/log/console.h"
 #include "qor/log/log_dumper.h"
@@ -18,10 +19,17 @@ namespace qor::test {
 
 namespace {
 
+// A cancellation inside the stream would leave it bad; during an exception, it would end the
+// process.
+void show(const std::string& text) {
+    const nuv_uncancelled whole;
+    std_out() << text << std::flush;
+}
+
 // Writes to the log, and to the console if the menu is interactive.
 void say(const std::string& text) {
     own_log::toolkit().write(istr(text));
-    if (Context::instance().interactive()) std_out() << text << std::flush;
+    if (Context::instance().interactive()) show(text);
 }
 
 // Shows a failure on the console too.
@@ -30,6 +38,7 @@ void showFailure(Step step) {
     try {
         step();
     } catch (const std::exception& e) {
+        const nuv_uncancelled whole;
         std_out() << "failed: " << e.what() << std::endl;
         throw;
     }
@@ -237,10 +246,14 @@ void TestCase::show_menu() const {
 bool TestCase::get_choice(const String& preset) {
     choice_ = preset;
     if (preset.empty() && Context::instance().interactive()) {
-        std_out() << prompt_ << std::flush;
+        show(prompt_);
         std::string line;
         if (std::getline(std_in(), line)) {
             choice_ = line;
+        } else if (std_in().bad()) {
+            // The stream lacked memory, and does not raise.
+            std_in().clear();
+            throw std::bad_alloc();
         } else {
             uow_->stopAll(uow_->root()->result());
             return false;
@@ -262,7 +275,7 @@ void TestCase::exec_case() {
     const std::string text = "Function not found for ==> " + key;
     own_log::error(
         func, [&] { return text; }, log_tag::Error);
-    std_out() << text << '\n';
+    show(text + '\n');
 }
 
 // The part after the separator, and "quit", are the choices for the menu that the first part opens.
