@@ -184,6 +184,7 @@ TEST(XMLNode, ADestroyedChildIsAWholeNode) {
             seen_ += std::to_string(numofChildren()) + std::to_string(getChildNodes().size()) +
                      std::to_string(getChildNodeMap().size());
             if (child(0ul).isNull()) seen_ += " none ";
+            name("gone");
         }
         std::string& seen_;
     };
@@ -380,6 +381,19 @@ TEST(XMLNode, ManyThreadsReadOneTree) {
             sum += child->getChildNodes().empty() && child->getChildNodeMap().empty() ? 1 : 0;
     });
     EXPECT_EQ(sum, 4 * (4950 + 1 + 100));
+}
+
+// While the map of one node is built, other threads can read other trees.
+TEST(XMLNode, BuildsAMapWithoutALock) {
+    XMLNode wide("wide", nullptr);
+    XMLNode other("other", nullptr);
+    other.addChildNode("c");
+    wide.addChildNode("c");
+    bool listed = false;
+    const AtAllocation meanwhile(
+        [&] { std::thread([&] { listed = other.getChildNodes().size() == 1; }).join(); });
+    EXPECT_EQ(wide.getChildNodeMap().size(), 1u);
+    EXPECT_TRUE(listed);
 }
 
 TEST(XMLNode, ManyThreadsGetTheSameListOfChildren) {

@@ -180,6 +180,25 @@ TEST(XMLStream, ReturnsFalseForMissingNodes) {
     EXPECT_TRUE(empty.node().isEmpty() && empty.isNull() && !(missing >> number));
 }
 
+TEST(XMLStream, HasTheSameNodeInADerivedClass) {
+    struct Out : XMLOutStream {
+        using XMLOutStream::XMLOutStream;
+    };
+    struct In : XMLInStream {
+        using XMLInStream::XMLInStream;
+    };
+    struct Both : XMLStream {
+        using XMLStream::XMLStream;
+    };
+    XMLNode node("n", nullptr);
+    Out(node) << 5;
+    int number = 0;
+    EXPECT_TRUE(In(node) >> number);
+    EXPECT_EQ(number, 5);
+    EXPECT_EQ(Out("o").name() + Both("b").name(), "ob");
+    EXPECT_EQ(Both(XMLStream::out_t(), node).name() + Both(XMLStream::in_t(), node).name(), "nn");
+}
+
 TEST(XMLStream, OwnsOrBorrowsItsNode) {
     XMLStreamBase base;
     EXPECT_TRUE(base.isNull() && base.name().empty() && base.type().empty());
@@ -216,6 +235,11 @@ TEST(XMLStream, OwnsOrBorrowsItsNode) {
     neutral.enter("", "", "root", "");
     neutral.enter("aA", "", "AA", "");
     EXPECT_EQ(neutral.str(false, 0), "<aA/>");
+    // A view of the own tree is copied, and the own node stays owned.
+    XMLInStream in(istr("<a><b>7</b></a>"));
+    in = XMLInStream("b", in);
+    in.setInputNode(&in.node(), false);
+    EXPECT_EQ(in.str(false, 0), "<b>7</b>");
     Named read("kept");
     read.fromXml("<x><name>n");
     EXPECT_EQ(read.name, "n");

@@ -188,6 +188,7 @@ private:
     void dropMap() const noexcept;
     void dropLooks() const noexcept;
     void prepareRename(XMLNode* child, const String& newName);
+    void findEntries(ChildMap& map) noexcept;
     void belong() noexcept;
     static void destroyAll(XMLNode* first) noexcept;
 
@@ -201,12 +202,13 @@ private:
     XMLNode* last_ = nullptr;
     ulong32 size_ = 0;
     mutable std::atomic<bool> listed_{false};  // whether list_ is built
+    mutable bool entered_ = false;             // whether the children know their entry_
     mutable std::vector<XMLNode*> list_;
     mutable std::atomic<ChildMap*> childMap_{nullptr};  // owned
     XMLNode* next_ = nullptr;                           // among the children of the holder
     XMLNode* parent_ = nullptr;
     XMLNode* holder_ = nullptr;  // the node that has this one as a child
-    ChildMap::iterator entry_;   // in the map of holder_, if that has one
+    ChildMap::iterator entry_;   // in the map of holder_, if that is entered_
     xml::Pool* pool_ = nullptr;  // the memory of a parsed node; the root owns it
 };
 

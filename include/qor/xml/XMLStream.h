@@ -47,7 +47,8 @@ public:
 
     bool isInputting() const noexcept { return inputting_; }
     void setInputting(bool on) noexcept { inputting_ = on; }
-    // Replace direction and node. An owned node is deleted.
+    // Replace direction and node. An owned node is deleted, unless it is also the new one, which
+    // then stays owned; the new one must not be another part of its tree.
     void setOutputNode(XMLNode* node, bool owned) noexcept { assign(false, owned, node); }
     void setInputNode(const XMLNode* node, bool owned) noexcept {
         assign(true, owned, const_cast<XMLNode*>(node));
@@ -94,6 +95,15 @@ public:
     unsigned nesting() const noexcept { return nesting_; }
     void nesting(unsigned depth) noexcept { nesting_ = depth; }
 
+protected:
+    // For the bodies of constructors: a class that is derived from the streams constructs this
+    // virtual base itself, without a node.
+    void begin(bool inputting, bool owned, const XMLNode* node) noexcept {
+        inputting_ = inputting;
+        owned_ = owned;
+        node_ = const_cast<XMLNode*>(node);
+    }
+
 private:
     void makeNode(istr name);
 
@@ -113,7 +123,7 @@ public:
     // To the parent's child of that name, which is created if it is missing, or to `node`; not
     // owned.
     XMLOutStream(istr name, XMLOutStream& parent) : XMLOutStream(parent.child(name)) {}
-    explicit XMLOutStream(XMLNode& node) : XMLStreamBase(&node, out_t()) {}
+    explicit XMLOutStream(XMLNode& node) { begin(false, false, &node); }
 
     // They are created if they are missing.
     XMLAttr& attr(istr name) { return node().attr(name); }
@@ -137,7 +147,7 @@ public:
     }
 
 protected:
-    explicit XMLOutStream(xml::Pool*) {}  // for XMLStream, which constructs the virtual base
+    explicit XMLOutStream(xml::Pool*) {}  // for XMLStream, which sets the node
 
 private:
     XMLOutStream& write(String& text, istr type);
@@ -152,7 +162,7 @@ public:
     explicit XMLInStream(std::ifstream& is) { parse(is); }
     // From the parent's child of that name, or from the node; not owned.
     XMLInStream(istr name, const XMLInStream& parent);
-    explicit XMLInStream(const XMLNode& node) : XMLStreamBase(&node, in_t()) {}
+    explicit XMLInStream(const XMLNode& node) { begin(true, false, &node); }
 
     // Replace the node by the tree of a text. Malformed text does not raise: the stream then has no
     // node.
@@ -201,16 +211,25 @@ public:
     explicit XMLStream(const char* name) : XMLStream(istr(name)) {}
     XMLStream(out_t tag, istr name);
     XMLStream(out_t tag, istr name, XMLOutStream& parent) : XMLStream(tag, parent.child(name)) {}
-    XMLStream(out_t tag, XMLNode& node)
-        : XMLStreamBase(&node, tag), XMLOutStream(nullptr), XMLInStream(nullptr) {}
+    XMLStream(out_t, XMLNode& node) : XMLOutStream(nullptr), XMLInStream(nullptr) {
+        begin(false, false, &node);
+    }
+
+    XMLStream(const XMLStream&) = default;
+    // The default would copy the tree for each base.
+    XMLStream& operator=(const XMLStream& other) {
+        XMLStreamBase::operator=(other);
+        return *this;
+    }
 
     // For reading.
     explicit XMLStream(const XMLInputString& text) : XMLStream(in_t(), istr(text.str())) {}
     explicit XMLStream(std::ifstream& is);
     XMLStream(in_t tag, istr text);
     XMLStream(in_t tag, istr name, const XMLInStream& parent);
-    XMLStream(in_t tag, const XMLNode& node)
-        : XMLStreamBase(&node, tag), XMLOutStream(nullptr), XMLInStream(nullptr) {}
+    XMLStream(in_t, const XMLNode& node) : XMLOutStream(nullptr), XMLInStream(nullptr) {
+        begin(true, false, &node);
+    }
 
     using XMLInStream::attr;
     using XMLInStream::child;

@@ -131,7 +131,7 @@ concept Readable = requires(istr text, T& target) {
 // The "__type__" of an element with such a value; empty for most types.
 template <class T>
 constexpr istr typeOf() noexcept {
-    if constexpr (std::same_as<T, Bytes>) {
+    if constexpr (std::derived_from<T, Bytes>) {
         return istr("base64", 6);
     } else if constexpr (!WireScalar<T> && std::convertible_to<const T&, iwstr> &&
                          !std::convertible_to<const T&, istr>) {

@@ -22,8 +22,9 @@ namespace {
 
 constexpr unsigned kTab = 4;
 
-// Held while a const operation builds a list or a map; one lock for all nodes is sufficient. Not a
-// Mutex, which would take longer than building the list of a few children.
+// Held while a const operation stores a new list or map; one lock for all nodes is sufficient. They
+// are built before: that may take long, and neither the readers of other trees nor a fork may have
+// to wait for it. Not a Mutex, which would take longer than building the list of a few children.
 constinit QuickMutex looksLock;
 
 }  // namespace
@@ -153,7 +154,8 @@ XMLNode& XMLNode::assign(const XMLNode& other) {
     cdata_.swap(copy.cdata_);
     attrs_.swap(copy.attrs_);
     if (listed) list_.swap(copy.list_);
-    if (map != nullptr) map->swap(*newMap);  // the iterators in the children stay valid
+    if (map != nullptr) map->swap(*newMap);
+    entered_ = false;
     first_ = std::exchange(copy.first_, nullptr);
     last_ = copy.last_;
     size_ = copy.size_;
@@ -381,26 +383,27 @@ const std::vector<XMLNode*>& XMLNode::makeList() const {
         listed_.store(true, std::memory_order_release);
         return list_;
     }
-    const std::lock_guard guard(looksLock);
-    if (listed_.load(std::memory_order_relaxed)) return list_;
     std::vector<XMLNode*> list;
     list.reserve(size_);
     for (XMLNode* child = first_; child != nullptr; child = child->next_)
         list.push_back(child);
+    const std::lock_guard guard(looksLock);
+    // Another thread may have been faster.
+    if (listed_.load(std::memory_order_relaxed)) return list_;
     if (pool_ != nullptr) pool_->remember(*this);
     list_.swap(list);
-    // Before the lock is released: a thread that waits for it must not build the list again.
     listed_.store(true, std::memory_order_release);
     return list_;
 }
 
 XMLNode::ChildMap& XMLNode::childMap() const {
     if (ChildMap* const present = childMap_.load(std::memory_order_acquire)) return *present;
+    auto map = std::make_unique<ChildMap>();
+    // Without entry_: other threads may do the same.
+    for (XMLNode* child = first_; child != nullptr; child = child->next_)
+        map->emplace(child->name_, child);
     const std::lock_guard guard(looksLock);
     if (ChildMap* const present = childMap_.load(std::memory_order_relaxed)) return *present;
-    auto map = std::make_unique<ChildMap>();
-    for (XMLNode* child = first_; child != nullptr; child = child->next_)
-        child->entry_ = map->emplace(child->name_, child);
     if (pool_ != nullptr) pool_->remember(*this);
     childMap_.store(map.get(), std::memory_order_release);
     return *map.release();
@@ -409,6 +412,7 @@ XMLNode::ChildMap& XMLNode::childMap() const {
 void XMLNode::dropMap() const noexcept {
     delete childMap_.load(std::memory_order_relaxed);
     childMap_.store(nullptr, std::memory_order_relaxed);
+    entered_ = false;
 }
 
 void XMLNode::dropLooks() const noexcept {
@@ -423,9 +427,16 @@ void XMLNode::prepareRename(XMLNode* child, const String& newName) {
     // Without a map, equal names have the order of the children.
     if (!mapped && child == last_) return;
     ChildMap& map = childMap();
+    if (!entered_) findEntries(map);
     const ChildMap::iterator entry = map.emplace(newName, child);
     map.erase(child->entry_);
     child->entry_ = entry;
+}
+
+void XMLNode::findEntries(ChildMap& map) noexcept {
+    for (auto entry = map.begin(); entry != map.end(); ++entry)
+        entry->second->entry_ = entry;
+    entered_ = true;
 }
 
 // Makes this node the owner of children and attributes that were taken from another node.
@@ -459,6 +470,8 @@ void XMLNode::destroyAll(XMLNode* first) noexcept {
         } else if (node->pool_ != nullptr) {
             node->XMLNode::~XMLNode();
         } else {
+            // The destructor of a derived class may rename the node.
+            node->parent_ = node->holder_ = nullptr;
             delete node;
         }
     }

@@ -51,6 +51,16 @@ String linesOf(std::ifstream& is) {
     return text;
 }
 
+// The text up to its first zero byte, in a string with the room that the searches need.
+String copyOf(istr text) {
+    const char* const zero = xml::findByte('\0', text.begin(), text.end());
+    if (zero != nullptr) text = istr(text.begin(), zero);
+    String copy;
+    copy.reserve(text.size() + kRoomAfterText);
+    copy += text;
+    return copy;
+}
+
 }  // namespace
 
 XMLParserCallback::~XMLParserCallback() = default;
@@ -86,16 +96,14 @@ void XMLParser::init() {
 
 void XMLParser::parse(istr text) {
     // The text is copied before the old text is destroyed, of which it may be a part.
-    const char* const zero = xml::findByte('\0', text.begin(), text.end());
-    if (zero != nullptr) text = istr(text.begin(), zero);
-    String copy;
-    copy.reserve(text.size() + kRoomAfterText);
-    copy += text;
+    String copy = copyOf(text);
     parseOwn(copy);
 }
 
 void XMLParser::parse(std::ifstream& is) {
-    parse(linesOf(is));
+    // The lines are freed before the parsing.
+    String copy = copyOf(linesOf(is));
+    parseOwn(copy);
 }
 
 void XMLParser::parseOwn(String& text) {
@@ -104,6 +112,7 @@ void XMLParser::parseOwn(String& text) {
     root_.reset();
     replaced_.clear();
     text_.swap(text);
+    String().swap(text);
     length_ = text_.size();
     text_.append(kRoomAfterText, '\0');
     begin_ = cursor_ = text_.data();

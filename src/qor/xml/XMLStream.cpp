@@ -26,6 +26,12 @@ XMLNode* newNode(istr name) {
     return new (__FILE__, __LINE__, "qor::XMLStreamBase::checkNode") XMLNode(name, nullptr);
 }
 
+bool isPart(const XMLNode* node, const XMLNode* root) noexcept {
+    while (node != nullptr && node != root)
+        node = node->parent();
+    return node != nullptr;
+}
+
 // Names that an object may replace.
 bool isNeutral(istr name) noexcept {
     return name.empty() || name == "root" || name == "any";
@@ -47,14 +53,21 @@ XMLStreamBase::XMLStreamBase(const XMLStreamBase& other)
       nesting_(other.nesting_) {}
 
 XMLStreamBase& XMLStreamBase::operator=(const XMLStreamBase& other) {
-    XMLStreamBase(other).swap(*this);
+    XMLStreamBase copy(other);
+    // The node of `other` may be a part of the tree that is deleted here.
+    if (owned_ && !copy.owned_ && isPart(copy.node_, node_)) {
+        copy.node_ = new XMLNode(*copy.node_);
+        copy.owned_ = true;
+    }
+    copy.swap(*this);
     return *this;
 }
 
 void XMLStreamBase::assign(bool inputting, bool owned, XMLNode* node) noexcept {
-    if (owned_ && node_ != node) delete node_;
+    const bool isSame = owned_ && node_ == node;
+    if (owned_ && !isSame) delete node_;
     inputting_ = inputting;
-    owned_ = owned && node != nullptr;
+    owned_ = (owned || isSame) && node != nullptr;
     node_ = node;
     spare_.reset();
 }
@@ -125,7 +138,9 @@ dumper& XMLStreamBase::dump(dumper& d) const {
     return d.raw(str(true, d.level()));
 }
 
-XMLOutStream::XMLOutStream(istr name) : XMLStreamBase(false, true, newNode(name)) {}
+XMLOutStream::XMLOutStream(istr name) {
+    begin(false, true, newNode(name));
+}
 
 XMLOutStream& XMLOutStream::operator+=(const XMLOutStream& other) {
     if (!isInputting() && !other.isNull()) node().append(other.node());
@@ -163,8 +178,9 @@ void XMLInStream::parse(std::ifstream& is) {
     parseFrom(is);
 }
 
-XMLStream::XMLStream(out_t, istr name)
-    : XMLStreamBase(false, true, newNode(name)), XMLOutStream(nullptr), XMLInStream(nullptr) {}
+XMLStream::XMLStream(out_t, istr name) : XMLOutStream(nullptr), XMLInStream(nullptr) {
+    begin(false, true, newNode(name));
+}
 
 XMLStream::XMLStream(std::ifstream& is) : XMLOutStream(nullptr), XMLInStream(nullptr) {
     parse(is);
