@@ -253,6 +253,7 @@ TEST_F(Service, MayBeForked) {
     if (!forksBesideAllocations) GTEST_SKIP() << "the sanitizer's allocator has a lock";
     std::atomic<bool> done{false};
     timers().reopen(1000);
+    timers().stop();
     for (int i = 0; i < 500; ++i)
         set(0, 0);
     std::thread user([&] {
@@ -275,6 +276,38 @@ TEST_F(Service, MayBeForked) {
     }
     done = true;
     user.join();
+    timers().close();
+}
+
+// While a timer fires and another one is due in the same tick: in the child, neither is lost.
+TEST_F(Service, MayBeForkedDuringATick) {
+    Event fires, over;
+    std::atomic<bool> inChild{false};
+    Event fired[2];
+    object_.onFire = [&](TimerId, unsigned long user) {
+        if (inChild) {
+            fired[user].happen();
+        } else {
+            fires.happen();
+            over.wait();
+        }
+        return OnTimerResult();
+    };
+    set(0, 0, 0);
+    set(0, 0, 1);
+    timers().start();
+    fires.wait();
+    const int status = statusOf([&] {
+        alarm(10);
+        inChild = true;
+        timers().start();
+        fired[0].wait();
+        fired[1].wait();
+        TimerManager::destroy();
+        _exit(0);
+    });
+    EXPECT_EQ(status, 0);
+    over.happen();
     timers().close();
 }
 #endif

@@ -105,8 +105,10 @@ int LogFiles::open(unsigned number) {
     const int file = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
     const int error = file < 0 ? errno : EISDIR;
     struct stat status {};
-    // A link to a missing file is not missing itself.
-    if (file < 0 && error == ENOENT && ::lstat(path.c_str(), &status) != 0) return kMissing;
+    // A link to a missing file is not missing itself. The log may have been created meanwhile.
+    if (file < 0 && error == ENOENT &&
+        (number == 0 || ::lstat(path.c_str(), &status) != 0 || !S_ISLNK(status.st_mode)))
+        return kMissing;
     if (file >= 0 && ::fstat(file, &status) == 0 && !S_ISDIR(status.st_mode)) return file;
     if (file >= 0) ::close(file);
     fail(number, error);

@@ -98,7 +98,7 @@ private:
     Handle<TimeoutThread> leavingThread();
     void forget(const TimeoutThread* thread);
 
-    mutable TimerMonitor monitor_;
+    TimerMonitor& monitor_;
     // Guarded by the monitor: the queue, and the number of generations of ids that earlier queues
     // have had.
     Handle<TimerQueue> m_timerQueue;

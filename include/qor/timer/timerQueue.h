@@ -27,8 +27,8 @@ QOR_API unsigned long QOR_TIMER_MAX_NUM() noexcept;
 // The lock of timers. Queues that replace each other share one.
 class QOR_API TimerMonitor : noncopyable {
 public:
-    // Holds the monitor for a scope. Does nothing in an onTimerRelease, whose thread already has
-    // it.
+    // Holds the monitor for a scope. Does nothing on a thread that already has it: in an
+    // onTimerRelease, and in the handlers of a fork.
     class Access : noncopyable {
     public:
         explicit Access(const TimerMonitor& monitor)
@@ -44,13 +44,26 @@ public:
         const bool held_;
     };
 
+    // Marks the calling thread, which has the monitor, as its holder: an Access on it does nothing.
+    class Holding : noncopyable {
+    public:
+        explicit Holding(TimerMonitor& monitor);
+        ~Holding() { holder_.store(before_, std::memory_order_relaxed); }
+
+    private:
+        std::atomic<const void*>& holder_;
+        const void* const before_;
+    };
+
     // Holds the monitor and the lock of its waits: no other thread has any of them.
     class Whole : noncopyable {
     public:
-        explicit Whole(const TimerMonitor& monitor) : access_(monitor), waits_(monitor.waits_) {}
+        explicit Whole(TimerMonitor& monitor)
+            : access_(monitor), holding_(monitor), waits_(monitor.waits_) {}
 
     private:
         const Access access_;
+        const Holding holding_;
         const Monitor::Lock waits_;
     };
 
@@ -65,7 +78,7 @@ private:
     friend class TimerQueue;
 
     bool mayBeHeldHere() const noexcept {
-        return releasingThread_.load(std::memory_order_relaxed) != nullptr;
+        return holder_.load(std::memory_order_relaxed) != nullptr;
     }
     bool isHeldHere() const noexcept;
 
@@ -74,7 +87,7 @@ private:
     QuickMutex mutex_;
     Monitor waits_;  // waiting threads sleep here; locked shortly, after mutex_
     // The thread that runs an onTimerRelease; null if none does.
-    std::atomic<const void*> releasingThread_{nullptr};
+    std::atomic<const void*> holder_{nullptr};
 };
 
 // The timers of a TimerManager: a fixed number of slots, the ids, and the waiting timers. It has no
@@ -127,6 +140,7 @@ public:
     void tick();
     // Fires the timers that are due at the time of the latest tick.
     void doCheck();
+    void resume();
     // Fires one timer of the tick.
     void onTimer(TimerId id, const Time& now);
     // Frees a busy slot by its position in the list of slots.
@@ -155,7 +169,6 @@ private:
     class Leaving;
     class Ticking;
     class Firing;
-    class Releasing;
 
     Time now() const;
     TimerBlock* blockOf(const TimerId& id) noexcept;

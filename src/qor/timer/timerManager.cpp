@@ -31,37 +31,19 @@ bool hasEnded(const Handle<TimeoutThread>& thread) {
     return thread->started() && !thread->getThreadControl().isAlive();
 }
 
-// The monitor of the manager, which a fork locks, so that no other thread has it then. Null if
-// there is no manager.
-constinit const TimerMonitor* monitorAtFork = nullptr;
-
-const Mutex& forkLock() {
-    static const Mutex* const lock = new Mutex;  // never destroyed
-    return *lock;
+// Of all managers. Never destroyed, since a fork locks it.
+TimerMonitor& monitor() {
+    static TimerMonitor* const made = new TimerMonitor;
+    return *made;
 }
 
-class Fork : noncopyable {
-public:
-    Fork() : guard_(forkLock()) {
-        if (monitorAtFork != nullptr) monitor_.emplace(*monitorAtFork);
-    }
-
-private:
-    const Guard guard_;
-    std::optional<TimerMonitor::Whole> monitor_;
-};
-
-// The monitor is locked before the locks of the loggers: their handlers must be registered first,
-// since those of the last registration run first.
+// No other thread has the monitor at a fork. The monitor is locked before the locks of the loggers:
+// their handlers must be registered first, since those of the last registration run first.
 void watchForks() {
-    static thread_local std::optional<Fork> fork;
+    static thread_local std::optional<TimerMonitor::Whole> whole;
     own_log::toolkit();
-    platform::callAtFork([] { fork.emplace(); }, [] { fork.reset(); }, [] { fork.reset(); });
-}
-
-void lockAtFork(const TimerMonitor* monitor) {
-    const Guard guard(forkLock());
-    monitorAtFork = monitor;
+    platform::callAtFork([] { whole.emplace(monitor()); }, [] { whole.reset(); },
+                         [] { whole.reset(); });
 }
 
 void logNoQueue(own_log::Place at) {
@@ -70,15 +52,13 @@ void logNoQueue(own_log::Place at) {
 
 }  // namespace
 
-TimerManager::TimerManager() : ThreadOwner("timerManager") {
+TimerManager::TimerManager() : ThreadOwner("timerManager"), monitor_(monitor()) {
     open();
     [[maybe_unused]] static const bool watched = (watchForks(), true);
-    lockAtFork(&monitor_);
 }
 
 TimerManager::~TimerManager() {
     close();
-    lockAtFork(nullptr);
 }
 
 void TimerManager::open() {
@@ -112,8 +92,9 @@ void TimerManager::start() {
     Handle<TimeoutThread> fresh;
     {
         const Guard guard(mutex_);
-        // In a forked child the parent's thread does not run.
-        if (m_timeoutThread && !hasEnded(m_timeoutThread)) return;
+        // In a forked child the parent's thread does not run, unless its callback has forked.
+        const bool isOwn = m_timeoutThread && m_timeoutThread.get() == ThreadFactory::thread();
+        if (isOwn || (m_timeoutThread && !hasEnded(m_timeoutThread))) return;
         std::erase_if(m_leaving, hasEnded);
         m_leaving.reserve(m_leaving.size() + 1);
         m_timeoutThread = fresh = make<TimeoutThread>("qor::TimerManager::start", this);

@@ -160,7 +160,12 @@ void TimerMonitor::wake() noexcept {
 }
 
 bool TimerMonitor::isHeldHere() const noexcept {
-    return releasingThread_.load(std::memory_order_relaxed) == platform::self();
+    return holder_.load(std::memory_order_relaxed) == platform::self();
+}
+
+TimerMonitor::Holding::Holding(TimerMonitor& monitor)
+    : holder_(monitor.holder_), before_(holder_.load(std::memory_order_relaxed)) {
+    holder_.store(platform::self(), std::memory_order_relaxed);
 }
 
 // TimerQueue
@@ -198,21 +203,6 @@ public:
 
 private:
     TimerQueue& queue_;
-};
-
-// Marks the calling thread as the holder of the monitor, so that its onTimerRelease may use timers.
-class TimerQueue::Releasing : noncopyable {
-public:
-    explicit Releasing(TimerQueue& queue)
-        : thread_(queue.monitor_.releasingThread_),
-          before_(thread_.load(std::memory_order_relaxed)) {
-        thread_.store(platform::self(), std::memory_order_relaxed);
-    }
-    ~Releasing() { thread_.store(before_, std::memory_order_relaxed); }
-
-private:
-    std::atomic<const void*>& thread_;
-    const void* const before_;
 };
 
 // Frees the slot of a timer after its onTimerRelease, also if that ends the thread.
@@ -365,7 +355,7 @@ inline void TimerQueue::freeBusy(ulong32 position) noexcept {
 // The object may delete itself in its callback, so it is not used after that.
 void TimerQueue::release(TimerBlock& block) {
     const Leaving leaving(*this, block);
-    const Releasing scope(*this);
+    const TimerMonitor::Holding scope(monitor_);
     block.onTimerRelease();
 }
 
@@ -388,6 +378,7 @@ void TimerQueue::beginAt(ulong32 generation) noexcept {
 }
 
 void TimerQueue::tick() {
+    if (ticking_ && !isOfThisProcess()) resume();
     m_waitTime = m_maxWaitTime;
     if (isTicking() || abandoned_) return;
     m_currTime = now();
@@ -395,6 +386,22 @@ void TimerQueue::tick() {
     doCheck();
     // A tick without work takes no measurable time.
     if (works) m_waitTime = m_maxWaitTime - std::min(now() - m_currTime, m_maxWaitTime);
+}
+
+// In a forked child, the tick of the parent's thread is over: the timers that it had taken out are
+// put back, and those at their end are released.
+void TimerQueue::resume() {
+    ticking_ = false;
+    firing_.reset();
+    for (ulong32 position = m_idleBeginPos; position-- > 0;) {
+        TimerBlock& block = m_timerBlocks[m_idStatus[position]];
+        if (block.m_status == TimerBlock::BUSY) {
+            put(block, block.m_expiredTime);
+        } else {
+            release(block);
+        }
+        position = std::min(position, m_idleBeginPos);
+    }
 }
 
 // A callback may stop the service and start it again: the running tick is then left to the old

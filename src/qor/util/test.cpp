@@ -44,6 +44,33 @@ void showFailure(Step step) {
     }
 }
 
+// Lets the stream raise what it would only note, while it exists.
+struct Raising {
+    explicit Raising(std::istream& stream) : in(stream), before(stream.exceptions()) {
+        in.exceptions(std::ios::badbit);
+    }
+    ~Raising() {
+        if ((in.rdstate() & before) == 0) in.exceptions(before);
+    }
+    std::istream& in;
+    const std::ios::iostate before;
+};
+
+// Returns false at the end of the input, and if it cannot be read. After a lack of memory, the next
+// call reads on.
+bool readLine(std::istream& in, std::string& line) {
+    if (!in.good()) return false;
+    const Raising scope(in);
+    try {
+        return static_cast<bool>(std::getline(in, line));
+    } catch (const std::bad_alloc&) {
+        in.clear();
+        throw;
+    } catch (const std::ios_base::failure&) {
+        return false;
+    }
+}
+
 // Makes menus non-interactive while it exists. It keeps the code of the last failure, and at its
 // end passes the code to the enclosing object: so a menu gets the failures of the menus that its
 // functions opened.
@@ -248,12 +275,8 @@ bool TestCase::get_choice(const String& preset) {
     if (preset.empty() && Context::instance().interactive()) {
         show(prompt_);
         std::string line;
-        if (std::getline(std_in(), line)) {
+        if (readLine(std_in(), line)) {
             choice_ = line;
-        } else if (std_in().bad()) {
-            // The stream lacked memory, and does not raise.
-            std_in().clear();
-            throw std::bad_alloc();
         } else {
             uow_->stopAll(uow_->root()->result());
             return false;
