@@ -69,9 +69,9 @@ public:
     // The type as which a number is written and read. Characters are numbers in JSON, and are
     // narrowed when read.
     template <class T>
-    using Number = std::conditional_t<
-        std::same_as<T, char> || std::same_as<T, signed char> || std::same_as<T, unsigned char>,
-        int, std::conditional_t<std::same_as<T, wchar_t>, long32, T>>;
+    using Number = std::conditional_t<std::same_as<T, char> || std::same_as<T, signed char> ||
+                                          std::same_as<T, unsigned char>,
+                                      int, std::conditional_t<std::same_as<T, wchar_t>, long32, T>>;
 
     // A char is signed, even if the platform's char is unsigned.
     template <class T>

@@ -45,8 +45,8 @@ int waitWritable(int socket, std::chrono::steady_clock::time_point end) noexcept
 void makeRoomForDescriptors(int socket, int number) noexcept;
 
 // Accepts a client of a non-blocking listener. Returns its socket, which programs that are started
-// meanwhile do not inherit, or -1 with the reason in errno, EWOULDBLOCK if no client waits. A signal
-// is no failure.
+// meanwhile do not inherit, or -1 with the reason in errno, EWOULDBLOCK if no client waits. A
+// signal is no failure.
 int acceptClient(int listener) noexcept;
 // Whether a failure of accept concerns only one connection, so that the next attempt can succeed at
 // once.
