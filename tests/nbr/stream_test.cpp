@@ -89,6 +89,53 @@ TEST(CodecStream, LeavesTheStreamUnchangedWhenMemoryEnds) {
     }
 }
 
+struct RaisingCodec : CodecInterface {
+    void codec(CodecStream& s) override {
+        runCodec(s, [&] {
+            field(s, {"long", 1}, text);
+            throw std::runtime_error("meant");
+        });
+    }
+    String text{std::string(5000, 'x')};
+};
+
+struct RaisingTemplate {
+    template <class S>
+    void codec(S& s) {
+        field(s, {"number", 1}, number);
+        throw std::runtime_error("meant");
+    }
+    int number = 1;
+};
+
+// Each field that raises is missing, whatever it has written.
+struct Careful {
+    template <class S>
+    void codec(S& s) {
+        attempt(s, "one", 2, one);
+        attempt(s, "two", 3, two);
+        attempt(s, "list", 4, list);
+        field(s, {"id", 1}, id);
+    }
+    template <class S, class T>
+    void attempt(S& s, const char* name, unsigned char tag, T& member) {
+        try {
+            field(s, {name, tag}, member);
+        } catch (const std::runtime_error&) {
+        }
+    }
+    RaisingCodec one;
+    RaisingTemplate two;
+    std::vector<RaisingTemplate> list{1};
+    int id = 7;
+};
+
+TEST(CodecStream, ContinuesAfterAFieldThatRaises) {
+    CodecStream out;
+    encode(out, Careful());
+    EXPECT_EQ(bytes2hexstr(out.str()), "FF012801010107FF0129");
+}
+
 TEST(OutputStream, NestsItsEntriesAndIsReusable) {
     OutputStream os;
     {

@@ -29,7 +29,8 @@ extern template class QOR_API CreateByAllocate<ConfigFile>;
 // While a thread reads the file, its conversions of text, such as those for the log, use code page
 // 65001, and it must not call instance().
 //
-// Any thread may read the settings. `load` takes no lock: no other thread may use mps() meanwhile.
+// Any thread may read the settings. `load` takes no lock: meanwhile no other thread may load, or
+// use mps(), empty() or dump().
 class QOR_API ConfigFile : noncopyable {
 public:
     static ConfigFile& instance() { return *CreateByAllocate<ConfigFile>::instance(); }
@@ -39,6 +40,7 @@ public:
 
     // Read the file again, or another file. If the key "codepage" is missing, the page is
     // unchanged. If they raise, all settings are; the other file is then the one that load() reads.
+    // Its name is UTF-8.
     ConfigFile& load();
     ConfigFile& load(istr filename);
     // Deliberate (compatibility): false after any load, since load adds the two keys if the file

@@ -96,8 +96,16 @@ private:
     }
     template <class T>
     void writeOther(unsigned char tag, const T& value) {
-        put(istr(&tag, 1));
-        writeValue(value);
+        const auto before = static_cast<unsigned long>(at_ - os_.buffer_.data());
+        try {
+            put(istr(&tag, 1));
+            writeValue(value);
+        } catch (...) {
+            // A codec may continue without this field.
+            os_.buffer_.psize(before);
+            resume();
+            throw;
+        }
     }
 
     // The items between the brackets of a complex value.
@@ -351,8 +359,9 @@ void encode(CodecStream& s, const T& object) {
 // Reads an object from a message. Fields that the message lacks are unchanged; so is the whole
 // object if the message has no value. Raises DecodeException for bytes that are not nbr, for a
 // complex value in place of a scalar or text, and for objects nested deeper than kMaxDepth; members
-// that were already read are then changed. A member of type istr becomes a view of the message,
-// which must outlive it.
+// that were already read are then changed. The limit is one of a message: a codec template that
+// decodes a message inside a message has to limit that itself. A member of type istr becomes a view
+// of the message, which must outlive it.
 template <class T>
 void decode(const InputStream& is, T& object) {
     Reader::read(is, object);

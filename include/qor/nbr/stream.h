@@ -25,8 +25,8 @@ class QOR_API OutputStream {
 public:
     // Writes a complex value: the constructor writes its start, the destructor its end. The room
     // for the end is reserved by the constructor, so the destructor cannot fail; do not assign to
-    // the stream or swap it meanwhile. A copy of the stream meanwhile has the bytes so far, and
-    // writes no end.
+    // the stream, move from it or swap it meanwhile. A copy of the stream meanwhile has the bytes
+    // so far, and writes no end.
     class Entry : noncopyable {
     public:
         explicit Entry(OutputStream& os) : os_(os) {
