@@ -27,8 +27,10 @@ bool isCalledBack() {
     return dynamic_cast<const TimeoutThread*>(ThreadFactory::thread()) != nullptr;
 }
 
+// In a forked child the parent's threads have ended, except one whose callback has forked.
 bool hasEnded(const Handle<TimeoutThread>& thread) {
-    return thread->started() && !thread->getThreadControl().isAlive();
+    return thread->started() && !thread->getThreadControl().isAlive() &&
+           thread.get() != ThreadFactory::thread();
 }
 
 // Of all managers. Never destroyed, since a fork locks it.
@@ -92,9 +94,7 @@ void TimerManager::start() {
     Handle<TimeoutThread> fresh;
     {
         const Guard guard(mutex_);
-        // In a forked child the parent's thread does not run, unless its callback has forked.
-        const bool isOwn = m_timeoutThread && m_timeoutThread.get() == ThreadFactory::thread();
-        if (isOwn || (m_timeoutThread && !hasEnded(m_timeoutThread))) return;
+        if (m_timeoutThread && !hasEnded(m_timeoutThread)) return;
         std::erase_if(m_leaving, hasEnded);
         m_leaving.reserve(m_leaving.size() + 1);
         m_timeoutThread = fresh = make<TimeoutThread>("qor::TimerManager::start", this);
