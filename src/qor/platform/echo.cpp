@@ -18,6 +18,7 @@
 
 #include "nuv_guard.h"
 #include "platform/socket.h"
+#include "platform/uninterrupted.h"
 
 namespace qor::platform {
 
@@ -131,11 +132,11 @@ int send(int socket, const Echo& request, std::uint32_t address) noexcept {
     sockaddr_in to{};
     to.sin_family = AF_INET;
     to.sin_addr.s_addr = address;
-    while (sendto(socket, &request, sizeof request, 0, reinterpret_cast<const sockaddr*>(&to),
-                  sizeof to) == -1) {
-        if (errno != EINTR) return errno;
-    }
-    return 0;
+    const auto sent = uninterrupted([&] {
+        return sendto(socket, &request, sizeof request, 0, reinterpret_cast<const sockaddr*>(&to),
+                      sizeof to);
+    });
+    return sent == -1 ? errno : 0;
 }
 
 // The queue can be full, of packets that came before the filter was set or that have the same

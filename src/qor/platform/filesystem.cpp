@@ -13,6 +13,7 @@
 #include "nuv_guard.h"
 #include "platform/clock.h"
 #include "platform/codepage.h"
+#include "platform/uninterrupted.h"
 #include "platform/utf8.h"
 #include "qor/base/open_flags.h"
 
@@ -23,15 +24,6 @@ namespace {
 static_assert(sizeof(off_t) == sizeof(long long));
 
 constexpr int invalid = -1;
-
-template <class Call>
-auto uninterrupted(Call call) noexcept {
-    const nuv_uncancelled whole;
-    for (;;) {
-        const auto result = call();
-        if (result != -1 || errno != EINTR) return result;
-    }
-}
 
 int fail(int error) noexcept {
     errno = error;

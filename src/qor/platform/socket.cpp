@@ -16,6 +16,7 @@
 #include <cstring>
 
 #include "nuv_guard.h"
+#include "platform/uninterrupted.h"
 
 namespace qor::platform {
 
@@ -160,12 +161,7 @@ void makeRoomForDescriptors(int socket, int number) noexcept {
 }
 
 int acceptClient(int listener) noexcept {
-    const nuv_uncancelled whole;
-    int client = -1;
-    do {
-        client = accept4(listener, nullptr, nullptr, SOCK_CLOEXEC);
-    } while (client == -1 && errno == EINTR);
-    return client;
+    return uninterrupted([&] { return accept4(listener, nullptr, nullptr, SOCK_CLOEXEC); });
 }
 
 bool isOfOneConnection(int acceptError) noexcept {
