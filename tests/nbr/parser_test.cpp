@@ -48,6 +48,11 @@ TEST(Parser, ViewsItsInputAndIgnoresWhatFollows) {
     EXPECT_EQ(shown(tree.get()), "{[9] 68 69}");
     const auto* leaf = static_cast<const SimpleValue*>(complex(tree).get(9));
     EXPECT_EQ(leaf->data().data(), message.c_str() + 6);
+    for (const char* empty : {"01 00", "01 00 05"}) {
+        const Bytes input = bytes(empty);
+        const Tree value(parser::from(input));
+        EXPECT_NE(static_cast<const SimpleValue&>(*value).data().data(), nullptr) << empty;
+    }
 }
 
 struct Seek {

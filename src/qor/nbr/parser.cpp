@@ -92,8 +92,8 @@ bool takeAnySimple(Input& input, istr& data, bool& text) {
     if (width > 4) raiseLengthOfSize(width);
     if (input.left() < width) return none(kPeekValue, "打印日志时数据被截断:长度数据不够..");
     const unsigned long long size = BinaryStream::load(input.take(width).data(), width);
-    if (size == 0) return true;
-    if (input.eof()) return none(kPeekValue, "no data after size");
+    // An empty value is a view without bytes, which is not null.
+    if (size != 0 && input.eof()) return none(kPeekValue, "no data after size");
     data = input.take(static_cast<unsigned long>(size));
     return true;
 }
