@@ -197,7 +197,7 @@ TEST(Show, RemarksOnToleratedFaults) {
         const char* remark;
     } kRemarks[] = {
         {"FF 01 28 FF 01 29", ""},
-        {"FF 01 28 FF 01 29 07 08", "2 bytes behind the message are ignored"},
+        {"FF 01 28 FF 01 29 07 08", "2 bytes after the message are ignored"},
         {"FF 01 28 01 01 05 AA", "the message is cut off"},
         {"FF 01 28 05 FF", "the message is cut off"},
         {"01 05 AA", "the message is cut off"},
@@ -211,7 +211,7 @@ TEST(Show, RemarksOnToleratedFaults) {
     }
     std::string found;
     written(makePmlWriter, [&](Sink& sink) { found = readPml("a(b) c(d)", sink); });
-    EXPECT_EQ(found, "what is behind line 1, column 6 is not looked at");
+    EXPECT_EQ(found, "the text from line 1, column 6 on is ignored");
 }
 
 constexpr const char* kTree = "r(a(x(1)y((2)(3)))b(4))";

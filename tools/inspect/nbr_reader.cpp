@@ -174,7 +174,7 @@ std::string readNbr(istr content, Sink& sink) {
     sink.finish();
     if (extent.isCut()) return "the message is cut off";
     const unsigned long rest = content.size() - extent.end();
-    return rest == 0 ? "" : std::to_string(rest) + " bytes behind the message are ignored";
+    return rest == 0 ? "" : std::to_string(rest) + " bytes after the message are ignored";
 }
 
 std::string bytesOfHex(istr content) {

@@ -134,7 +134,7 @@ std::string parsePml(istr content, Unit& unit) {
     }
     for (unsigned long at = buffer.position(); at < content.size(); ++at) {
         if (std::strchr(" \t\r\n", content[at]) == nullptr || content[at] == '\0') {
-            return "what is behind " + placeOf(content, at) + " is not looked at";
+            return "the text from " + placeOf(content, at) + " on is ignored";
         }
     }
     return {};
