@@ -12,7 +12,7 @@ install(EXPORT qorTargets NAMESPACE qor:: DESTINATION ${package_dir} COMPONENT d
 configure_package_config_file(cmake/qorConfig.cmake.in ${PROJECT_BINARY_DIR}/qorConfig.cmake
                               INSTALL_DESTINATION ${package_dir})
 write_basic_package_version_file(${PROJECT_BINARY_DIR}/qorConfigVersion.cmake
-                                 COMPATIBILITY ExactVersion)
+                                 COMPATIBILITY SameMinorVersion)
 install(FILES ${PROJECT_BINARY_DIR}/qorConfig.cmake ${PROJECT_BINARY_DIR}/qorConfigVersion.cmake
         DESTINATION ${package_dir} COMPONENT devel)
 

@@ -34,7 +34,7 @@ QOR_API void fini();
 //
 // If startup raises, the constructor calls fini and raises the same exception.
 struct QOR_API InitFini {
-    InitFini(const char* name, bool flag, int value);
+    [[nodiscard]] InitFini(const char* name, bool flag, int value);
     ~InitFini();
     InitFini(const InitFini&) = delete;
     InitFini& operator=(const InitFini&) = delete;

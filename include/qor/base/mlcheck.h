@@ -46,14 +46,14 @@ public:
     // Runs the checker for a scope. The destructor writes the report to the logger "QOR", so the
     // scope must end before fini. Do not stop the checker inside the scope.
     struct QOR_API Helper {
-        Helper();
+        [[nodiscard]] Helper();
         ~Helper();
         Helper(const Helper&) = delete;
         Helper& operator=(const Helper&) = delete;
     };
     // Shows each event on the console for a scope.
     struct QOR_API DumpEntry {
-        DumpEntry();
+        [[nodiscard]] DumpEntry();
         ~DumpEntry();
         DumpEntry(const DumpEntry&) = delete;
         DumpEntry& operator=(const DumpEntry&) = delete;

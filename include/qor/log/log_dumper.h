@@ -63,7 +63,7 @@ public:
     };
 
     // Calls enter in its constructor and leave in its destructor.
-    class _Entry : noncopyable {
+    class [[nodiscard]] _Entry : noncopyable {
     public:
         explicit _Entry(dumper& d, istr first = istr(), istr second = istr(), istr third = istr(),
                         istr fourth = istr())

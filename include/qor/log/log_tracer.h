@@ -76,8 +76,8 @@ QOR_API void printTraceStack(std::ostream& os);
 class QOR_API TraceEntry {
 public:
     // `file` and `func` must be literals; `info` is copied and may be null.
-    TraceEntry(logger& log, const char* file, unsigned line, const char* func,
-               LogType logType = LogType::Both, const char* info = nullptr) noexcept;
+    [[nodiscard]] TraceEntry(logger& log, const char* file, unsigned line, const char* func,
+                             LogType logType = LogType::Both, const char* info = nullptr) noexcept;
     // Pushes the same function once more, and logs only its end.
     TraceEntry(const TraceEntry& other) noexcept;
     TraceEntry& operator=(const TraceEntry&) = delete;

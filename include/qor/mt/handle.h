@@ -104,7 +104,7 @@ private:
 // `place` is the name of the calling function, a literal. Raises std::bad_alloc and the
 // constructor's exceptions; nothing is leaked then.
 template <std::derived_from<Shared> T, class... Args>
-Handle<T> makeHandle(Place place, Args&&... args) {
+[[nodiscard]] Handle<T> makeHandle(Place place, Args&&... args) {
     return Handle<T>(
         checkedNew<T>(place.file(), place.line(), place.func(), std::forward<Args>(args)...));
 }

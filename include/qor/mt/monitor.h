@@ -30,7 +30,7 @@ namespace qor {
 class QOR_API Monitor : noncopyable {
 public:
     // Holds a Monitor for a scope.
-    class Lock : noncopyable {
+    class [[nodiscard]] Lock : noncopyable {
     public:
         explicit Lock(const Monitor& monitor) : monitor_(monitor) { monitor.lock(); }
         ~Lock() { monitor_.unlock(); }

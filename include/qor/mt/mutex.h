@@ -28,7 +28,7 @@ private:
 };
 
 // Holds a Mutex for a scope.
-class Guard : noncopyable {
+class [[nodiscard]] Guard : noncopyable {
 public:
     explicit Guard(const Mutex& mutex) : mutex_(mutex) { mutex.lock(); }
     ~Guard() { mutex_.unlock(); }

@@ -27,7 +27,7 @@ public:
     // for the end is reserved by the constructor, so the destructor cannot fail; do not assign to
     // the stream, move from it or swap it meanwhile. A copy of the stream meanwhile has the bytes
     // so far, and writes no end.
-    class Entry : noncopyable {
+    class [[nodiscard]] Entry : noncopyable {
     public:
         explicit Entry(OutputStream& os) : os_(os) {
             os.writeRaw(kBegin, kEnd.size());

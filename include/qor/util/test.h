@@ -274,7 +274,7 @@ namespace tester {
 // Writes the begin and the end of a test to the logger "QOR", with the elapsed time.
 class QOR_API _Entry : public String {
 public:
-    explicit _Entry(istr name);
+    [[nodiscard]] explicit _Entry(istr name);
     _Entry(const _Entry&) = delete;
     _Entry& operator=(const _Entry&) = delete;
     ~_Entry();

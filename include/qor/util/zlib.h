@@ -18,13 +18,13 @@ public:
     // Compresses at zlib's default level. `out` gets a capacity of 1.1 times the size of the data
     // plus 30 bytes, more than any data needs. Returns false for data above 3.9 GB, for which Bytes
     // cannot have that capacity, and if zlib fails.
-    static bool compress(const istr& data, Bytes& out);
+    [[nodiscard]] static bool compress(const istr& data, Bytes& out);
 
     // `size` is the largest content that the caller accepts, in bytes; 0 means the capacity of
     // `out`. No more memory is used, whatever the data claims. Returns false if the content is
     // larger, if the data is damaged or incomplete, and for a size that Bytes cannot have. Bytes
     // after the compressed content are ignored.
-    static bool uncompress(const istr& data, Bytes& out, unsigned long size);
+    [[nodiscard]] static bool uncompress(const istr& data, Bytes& out, unsigned long size);
 };
 
 }  // namespace qor
