@@ -28,6 +28,30 @@ struct Group : std::vector<Long> {
     bool operator==(const Group& other) const { return head == other.head; }
 };
 
+// The codec counts, not what the class derives from or looks like.
+struct Title : String {
+    Long year;
+
+    template <class Stream>
+    void codec(Stream& s) {
+        field(s, {"text", 1}, static_cast<String&>(*this));
+        field(s, {"year", 2}, year);
+    }
+    bool operator==(const Title&) const = default;
+};
+struct Switch {
+    Bit on;
+
+    bool isSet() const { return on; }
+    const Bit& value() const { return on; }
+    void reset() { on = false; }
+    template <class Stream>
+    void codec(Stream& s) {
+        field(s, {"on", 1}, on);
+    }
+    bool operator==(const Switch& other) const { return on == other.on; }
+};
+
 using Empty = Tuple<Optional<int>>;
 
 struct Movable {
@@ -91,6 +115,10 @@ void expectCarried(Make make) {
 TYPED_TEST(EveryFormat, CarriesEveryType) {
     expectCarried<TypeParam>([] { return makeAll(); });
     expectCarried<TypeParam>([] { return makeMore(TypeParam()); });
+    expectCarried<TypeParam>([] {
+        const Title title{{"Dune"}, 1965};
+        return Tuple(title, std::vector<Title>{title}, Switch{true});
+    });
 }
 
 // Texts without the members, or with something else in their places.

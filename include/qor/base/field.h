@@ -77,10 +77,11 @@ concept Container = MapContainer<C> || SetContainer<C> || SequenceContainer<C>;
 
 // A value that may be missing, such as qor::Optional.
 template <class T>
-concept OptionalValue = requires(T& t) {
+concept OptionalValue = requires(T& t, typename T::value_type value) {
     { t.isSet() } -> std::convertible_to<bool>;
-    t.value();
+    { t.value() } -> std::convertible_to<const typename T::value_type&>;
     t.reset();
+    t = std::move(value);
 };
 
 // Adds an entry that was read to a map. An entry with the same key is replaced, if mapped values

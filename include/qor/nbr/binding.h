@@ -76,7 +76,9 @@ public:
 private:
     template <class T>
     void writeItem(unsigned char tag, const T& value) {
-        if constexpr (WireScalar<T>) {
+        if constexpr (Object<T>) {  // first: it may derive from a scalar or from text
+            writeOther(tag, value);
+        } else if constexpr (WireScalar<T>) {
             put(tag, toWire(value));
         } else if constexpr (std::same_as<T, Time>) {
             put(tag, toWire(value.toMicroSeconds()));
