@@ -115,6 +115,13 @@ void expectCarried(Make make) {
 TYPED_TEST(EveryFormat, CarriesEveryType) {
     expectCarried<TypeParam>([] { return makeAll(); });
     expectCarried<TypeParam>([] { return makeMore(TypeParam()); });
+    struct Order {
+        bool operator()(int a, int b) const { return down ? b < a : a < b; }
+        bool down = false;
+    };
+    std::set<int, Order> falling(Order{true});
+    TypeParam::read(TypeParam::write(std::vector<int>{1, 3, 2}), falling);
+    EXPECT_EQ(std::vector<int>(falling.begin(), falling.end()), (std::vector<int>{3, 2, 1}));
     expectCarried<TypeParam>([] {
         const Title title{{"Dune"}, 1965};
         return Tuple(title, std::vector<Title>{title}, Switch{true});

@@ -128,6 +128,23 @@ TEST(PmlWriter, WritesToEachTarget) {
     EXPECT_FALSE(ntvToCompactPml(unit, os, 7));
 }
 
+TEST(PmlWriter, PassesALongListOnInPieces) {
+    struct Pieces : std::stringbuf {
+        std::streamsize xsputn(const char* text, std::streamsize size) override {
+            largest = std::max(largest, size);
+            return std::stringbuf::xsputn(text, size);
+        }
+        std::streamsize largest = 0;
+    } pieces;
+    Unit list;
+    for (int i = 0; i < 20000; ++i)
+        list.addChild("", "value");
+    std::ostream os(&pieces);
+    EXPECT_TRUE(ntvToCompactPml(list, os, 7));
+    EXPECT_EQ(pieces.str(), list.str(ShowMode::COMPACT));
+    EXPECT_LT(pieces.largest, 32768);
+}
+
 // Text and file are unchanged until the new text is complete.
 TEST(PmlWriter, ChangesNothingWhenMemoryEnds) {
     const TempDir dir;

@@ -96,6 +96,18 @@ void putEntry(C& map, typename C::key_type key, typename C::mapped_type mapped) 
     }
 }
 
+// An empty container with the comparison, or the hash function, of another one.
+template <class C>
+C emptyLike(const C& container) {
+    if constexpr (requires { C(container.key_comp()); }) {
+        return C(container.key_comp());
+    } else if constexpr (requires { C(0, container.hash_function(), container.key_eq()); }) {
+        return C(0, container.hash_function(), container.key_eq());
+    } else {
+        return C();
+    }
+}
+
 // Reserves room for `count` elements if the container has reserve().
 template <class C>
 void reserveElements(C& elements, std::size_t count) {

@@ -172,7 +172,7 @@ bool appendLoaded(const JsonUnit& unit, C& elements) requires MapContainer<C> {
 
 template <class C>
 bool loadElements(const JsonUnit& unit, C& target) {
-    C elements;
+    C elements = emptyLike(target);
     bool fits = false;
     if (const JsonArray* const array = unit.arrayValue()) {
         reserveElements(elements, array->size());

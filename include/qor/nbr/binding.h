@@ -281,7 +281,7 @@ private:
     // Replaces the whole container. If an element cannot be read, the container is unchanged.
     template <class C>
     static void readElements(ComplexValue& list, Context context, C& target) {
-        C elements;
+        C elements = emptyLike(target);
         reserveElements(elements, list.data().size());
         for (const auto& [tag, value] : list.data()) {
             if (tag == kElementTag) readElement(*value, context, elements);

@@ -155,7 +155,7 @@ void loadElement(const ntv::Unit& unit, const stream& around, C& elements) {
 // Replaces the whole container; it becomes empty if the unit has no list.
 template <class C>
 void loadElements(const ntv::Unit& unit, const stream& around, C& target) {
-    C elements;
+    C elements = emptyLike(target);
     if (const ntv::ListValue* const list = unit.listValue()) {
         reserveElements(elements, list->size());
         for (const ntv::Unit* const child : *list)

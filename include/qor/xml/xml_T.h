@@ -157,7 +157,7 @@ void loadItem(const XMLNode& node, unsigned nesting, C& items) {
 
 template <class C>
 void loadItems(const XMLNode& node, unsigned nesting, C& target) {
-    C items;
+    C items = emptyLike(target);
     reserveElements(items, node.numofChildren());
     for (const XMLNode& child : node.children())
         loadItem(child, nesting, items);

@@ -50,12 +50,12 @@ public:
     void write(const Unit& unit) {
         begin(unit, 0, mode_);
         while (!open_.empty()) {
+            sink_.handOn();
             Open& list = open_.back();
             if (list.lines && list.begun) sink_.put('\n');
             if (list.next == list.end) {
                 end(list);
                 open_.pop_back();
-                sink_.handOn();
                 continue;
             }
             list.begun = true;
