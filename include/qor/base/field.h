@@ -166,7 +166,8 @@ template <class Stream, class T>
 constexpr void refuseType() noexcept {
     static_assert(!sizeof(T),
                   "this stream's format cannot carry this type: it is no scalar, text, bytes or "
-                  "time, no container that can be appended to, and has no codec");
+                  "time, no container that can be appended to, and has no codec; write an "
+                  "enumeration as its number");
 }
 
 // A codec takes a non-const object. Encoding and dumping do not change the object, so they may pass

@@ -14,6 +14,8 @@ namespace qor {
 // Counting is atomic: Handles of several threads may share an object. The count is not part of the
 // object's value, so an object may be shared as const.
 //
+// A constructor must not create a Handle to its own object: the end of that Handle would delete it.
+//
 // Create the object by makeHandle of handle.h, or by checkedNew of mlcheck.h: while the leak table
 // is on, it reports the deletion of an object that it does not have.
 class QOR_API Shared {

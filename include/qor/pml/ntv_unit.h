@@ -195,7 +195,8 @@ public:
     // Read the text as the target's type. Return false, and leave the target unchanged, if the
     // value is not a string, is empty, or cannot be parsed. A number may be followed by other text;
     // a bool is "true", "false" or a number; a character is the first one of the text. Wide text is
-    // Base64 of UTF-8 if the type is "utf8", otherwise text in the configured code page.
+    // Base64 of UTF-8 if the type is "utf8", otherwise text in the configured code page. Base64 is
+    // decoded without a check, and text that is no Time gives what Time::fromString gives.
     template <WireScalar T>
     bool operator>>(T& target) const {
         return readScalar(target);

@@ -60,6 +60,8 @@ public:
     bool allNesessary() const noexcept { return allNesessary_; }
     void allNesessary(bool on) noexcept { allNesessary_ = on; }
 
+    // In a codec that reads, use the const form: the other one gives the tree that is read, even
+    // that of a const stream.
     const ntv::Unit& unit() const noexcept { return *target_; }
     ntv::Unit& unit() noexcept { return *target_; }
     const String& name() const noexcept { return unit().name(); }
@@ -116,7 +118,8 @@ class QOR_API part_stream {
 public:
     // For output.
     explicit part_stream(ntv::Unit& unit);
-    // For input; the unit is not changed. Raises DecodeException beyond kMaxDepth.
+    // For input; the unit is not changed, unless through stream::unit(). Raises DecodeException
+    // beyond kMaxDepth.
     part_stream(const ntv::Unit& unit, const stream& around);
     stream& get() noexcept { return stream_; }
 

@@ -43,8 +43,8 @@ public:
     // Call close first: an open connection would keep running, as after the destructor.
     bool open(const TcpAddr& remote, Handle<TcpCallback> callback, int timeoutSeconds,
               int socketBufferSize);
-    // Ends the connection and waits until its thread, and so a running callback, has ended. The
-    // callback is not called after that.
+    // Ends the connection, also one that open is establishing, and waits until its thread, and so a
+    // running callback, has ended. The callback is not called after that.
     //
     // If the callback itself calls close, it does not wait: onClosed is called after the callback
     // has returned, and the next close by another thread waits for that, even if the callback has

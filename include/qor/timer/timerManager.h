@@ -59,8 +59,8 @@ public:
     // continue at the next start.
     void stop();
 
-    // As set, reset and kill of TimerQueue. Without a queue the first two return false and log an
-    // error.
+    // As set, reset and kill of TimerQueue, with intervals of at most 32 bits. Without a queue the
+    // first two return false and log an error.
     bool setTimer(TimerId& id, const istr& name, unsigned long userTimerId,
                   unsigned long intervalMs, ITimerObject* object, unsigned long times, void* param);
     bool resetTimer(TimerId id, unsigned long intervalMs, unsigned long times);

@@ -121,7 +121,7 @@ part_stream::part_stream(const ntv::Unit& unit, const stream& around) {
     if (around.depth_ >= kMaxDepth) {
         QOR_THROW(DecodeException, "qor::pml::stream::stream", "objects nested too deeply");
     }
-    // The cast is safe: a codec does not change the unit of an input stream.
+    // A codec changes the unit of an input stream only by stream::unit().
     stream_.target_ = const_cast<ntv::Unit*>(&unit);
     stream_.direction_ = stream::kInput;
     stream_.depth_ = around.depth_ + 1;
