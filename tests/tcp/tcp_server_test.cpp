@@ -104,7 +104,9 @@ TEST_F(TcpServerTest, ListensOnFreeAddressesOnly) {
     open();
     const unsigned short port = server.getLocalPort();
     TcpServer other;
+    const unsigned descriptors = openDescriptors();
     EXPECT_FALSE(other.open(local(port), events, kBuffer));
+    EXPECT_EQ(openDescriptors(), descriptors);
     EXPECT_TRUE(logged("open() \"Address already in use\" at 127.**.**.1:" + std::to_string(port)));
     for (const TcpAddr& bad : {TcpAddr(0, "no.such.host.invalid"), TcpAddr(0, "192.0.2.1")})
         EXPECT_FALSE(other.open(bad, events, kBuffer)) << bad;

@@ -195,6 +195,24 @@ TEST_F(Queue, DistinguishesAStaleIdFromALaterTimer) {
               "resetTimer: invalid timer (0, 131072)\n");
 }
 
+TEST_F(Queue, ContinuesItsTickInAChildThatACallbackForks) {
+    set(1, 0, 0);
+    set(2, 0, 1);
+    pid_t child = -1;
+    object_.onFire = [&](TimerId, unsigned long) {
+        if (child == -1) child = fork();
+        const TimerMonitor::Access access(monitor_);
+        queue_.tick();  // waits for the running one
+        return OnTimerResult();
+    };
+    const std::string calls = tick();
+    EXPECT_EQ(calls, "1 2 -2");
+    if (child == 0) _exit(calls == "1 2 -2" ? 0 : 1);
+    int status = -1;
+    waitpid(child, &status, 0);
+    EXPECT_EQ(status, 0);
+}
+
 // BehavesLikeAnOrderedSet has the single changes.
 TEST_F(Queue, LetsCallbacksChangeTimers) {
     TimerId own, other;

@@ -240,6 +240,11 @@ TEST(XMLStream, OwnsOrBorrowsItsNode) {
     in = XMLInStream("b", in);
     in.setInputNode(&in.node(), false);
     EXPECT_EQ(in.str(false, 0), "<b>7</b>");
+    // A view of another tree stays one.
+    XMLInStream other(istr("<a><c/></a>"));
+    XMLInStream view(istr("<v/>"));
+    view = XMLInStream("c", other);
+    EXPECT_EQ(&view.node(), &other.node().child("c"));
     Named read("kept");
     read.fromXml("<x><name>n");
     EXPECT_EQ(read.name, "n");
