@@ -3,9 +3,6 @@
 #include <ace/Recursive_Thread_Mutex.h>
 #include <ace/Timer_Heap.h>
 
-#include <chrono>
-#include <thread>
-
 #include "timer_bench.h"
 
 namespace {
@@ -19,9 +16,6 @@ public:
         ids_[i] = heap_.schedule(&counter_, nullptr, heap_.gettimeofday() + interval);
     }
     void kill(std::size_t i) { heap_.cancel(ids_[i]); }
-    void letPass(long milliseconds) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
-    }
     void expire() { heap_.expire(); }
     std::size_t fired() const { return counter_.fired; }
 

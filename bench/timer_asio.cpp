@@ -5,7 +5,6 @@
 #include <boost/asio.hpp>
 #include <chrono>
 #include <deque>
-#include <thread>
 
 #include "timer_bench.h"
 
@@ -28,9 +27,6 @@ public:
         timers_[i].cancel();
         context_.poll();
         context_.restart();
-    }
-    void letPass(long milliseconds) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
     }
     void expire() {
         context_.poll();

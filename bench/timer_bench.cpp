@@ -25,21 +25,14 @@ struct Counter : qor::ITimerObject {
     std::size_t fired = 0;
 };
 
-// The clock of the queue: the benchmark sets its time, so that nothing waits.
-Time monotonic;
-TimerQueue::Clock setClock() {
-    return {[] { return Time::seconds(1000); }, [] { return monotonic; }};
-}
-
 // The calls of the queue, without locks: the monitor is held all the time.
 class Queue {
 public:
-    explicit Queue(std::size_t n) : ids_(n), queue_(n, monitor_, setClock()) {}
+    explicit Queue(std::size_t n) : ids_(n), queue_(n, monitor_) {}
     void set(std::size_t i, unsigned milliseconds) {
         queue_.set(ids_[i], "bench", 0, milliseconds, &counter_, 1, nullptr);
     }
     void kill(std::size_t i) { queue_.kill(ids_[i]); }
-    void letPass(long milliseconds) { monotonic += Time::milliSeconds(milliseconds); }
     void expire() { queue_.tick(); }
     std::size_t fired() const { return counter_.fired; }
 

@@ -2,9 +2,6 @@
 #include <event2/event_struct.h>
 #include <event2/thread.h>
 
-#include <chrono>
-#include <thread>
-
 #include "timer_bench.h"
 
 namespace {
@@ -40,9 +37,6 @@ public:
         evtimer_add(&events_[i], &time);
     }
     void kill(std::size_t i) { evtimer_del(&events_[i]); }
-    void letPass(long milliseconds) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
-    }
     void expire() { event_base_loop(base_, EVLOOP_ONCE | EVLOOP_NONBLOCK); }
     std::size_t fired() const { return fired_; }
 
