@@ -447,6 +447,23 @@ TEST_F(FlatLog, IsReopenedWhenItsFileIsLost) {
     EXPECT_TRUE(contentOf(directory.path("other")).ends_with("still open"));
 }
 
+TEST_F(FlatLog, StaysOpenWhenItsDirectoryIsClosedToTheProcess) {
+    if (geteuid() != 0) GTEST_SKIP() << "no rights that could be given up";
+    say(log, "before");
+    constexpr uid_t kNobody = 65534;
+    const int status = statusOf([this] {
+        if (setuid(kNobody) != 0 || access(path.c_str(), F_OK) == 0) _exit(1);
+        // The log looks at its file once in a millisecond.
+        using Clock = std::chrono::steady_clock;
+        for (const auto end = Clock::now() + std::chrono::milliseconds(3); Clock::now() < end;)
+            say(log, "after");
+    });
+    EXPECT_EQ(status, 0);
+    const Lines lines = linesOf(path);
+    EXPECT_EQ(std::set<std::string>(lines.begin(), lines.end()),
+              (std::set<std::string>{"banner", said("before"), said("after")}));
+}
+
 TEST_F(FlatLog, TruncatedFileIsNotRotated) {
     log->max_file_size(1);
     say(log, std::string(1100, 'x'));

@@ -236,7 +236,8 @@ void nuv_flat_file::forget() {
     fresh_ = true;
 }
 
-// Closes the file if the handle or the name no longer leads to it.
+// Closes the file if the handle or the name no longer leads to it. If the name cannot be examined
+// (EACCES, after the process has given up its rights), the file stays open.
 void nuv_flat_file::look() {
     struct stat status;
     if (fstat(handle_, &status) != 0 || !isOurs(status)) return close();
@@ -244,7 +245,8 @@ void nuv_flat_file::look() {
     limited_ = nuv_size_is_limited();
     Path path;
     nuv_sprintf_s(path, sizeof path, "%s%s", directory_, opened_);
-    if (stat(path, &status) != 0 || !isOurs(status)) close();
+    const bool found = stat(path, &status) == 0;
+    if (found ? !isOurs(status) : errno == ENOENT || errno == ENOTDIR) close();
 }
 
 bool nuv_flat_file::isOurs(const struct stat& status) const {
