@@ -171,6 +171,11 @@ TEST(Cancellation, LetsTheOperationEnd) {
         {"startAndWait", [&] { worker->startAndWait(), manager.put(worker); }},
         {"close", [&] { manager.close(); }},
         {"flush", [] { console::flush(); }},
+        {"dump",
+         [] {
+             dumper d(std::cout, true);
+             const dumper::_Entry entry(d.beginTag(""));
+         }},
         {"delete", [&] { delete unit; }},
         {"menu", [&] { menu.start(); }},
         {"open",
@@ -200,7 +205,7 @@ TEST(Cancellation, LetsTheOperationEnd) {
     console::setOn(false);
     console::destroy();
     test::Context::instance().interactive(true);
-    EXPECT_EQ(screen.str(), "wholefailed: meant\n");
+    EXPECT_EQ(screen.str(), "whole}failed: meant\n");
     EXPECT_EQ(children, 0u);
     EXPECT_FALSE(worker->living());
 }

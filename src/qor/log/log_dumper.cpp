@@ -5,6 +5,7 @@
 
 #include "base/text_stream.h"
 #include "base/upward.h"
+#include "nuv_guard.h"
 #include "qor/base/base_type_convert.h"
 #include "qor/base/mlcheck.h"
 
@@ -176,6 +177,7 @@ dumper& dumper::enter(istr first, istr second, istr third, istr fourth) {
 }
 
 dumper& dumper::leave() {
+    const nuv_uncancelled whole;  // ~_Entry must not be unwound
     first_ = savedFirst_;
     if (cfg_.compact_) return raw(cfg_.endTag_);
     --cfg_.level_;
