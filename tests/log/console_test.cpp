@@ -40,6 +40,20 @@ TEST_F(Console, WritesQueuedTextAtAFlush) {
     EXPECT_EQ(flushed(), "narrow wïde é cut \nend\n");
 }
 
+// A program may silence the console with the failbit.
+TEST_F(Console, WritesAgainAfterAFailure) {
+    String line;
+    std::cout.setstate(std::ios::badbit);
+    EXPECT_FALSE(console::readline(line, "> "));
+    EXPECT_EQ(shown(), "> ");
+    for (const auto failure : {std::ios::badbit, std::ios::failbit}) {
+        std::cout.setstate(failure);
+        console::println("news");
+        EXPECT_EQ(flushed(), "> \nnews\n");
+    }
+    std::cout.clear();
+}
+
 TEST_F(Console, ShowsThePromptAgainAfterOutput) {
     String line;
     const auto ask = [&] { return console::readline(line, "> "); };

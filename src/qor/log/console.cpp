@@ -36,6 +36,11 @@ std::wstring_view viewOf(const wchar_t* text, unsigned long size) noexcept {
     return {text, isNpos(size) ? StrLen(text) : size};
 }
 
+// Output that failed once, on a full disk or pipe, must not end all later output.
+void forgetFailures() {
+    std_out().clear(std_out().rdstate() & ~std::ios::badbit);
+}
+
 // Whether a read returns at once, also with the end of the input. Reading from memory always does.
 bool isWaiting(std::streambuf& input) {
     return input.in_avail() != 0 || dynamic_cast<std::stringbuf*>(&input) != nullptr ||
@@ -234,6 +239,7 @@ void ConsoleImpl::write() {
         if (onLine_) texts.front().insert(texts.front().begin(), L'\n');
         onLine_ = false;
     }
+    forgetFailures();
     for (const std::wstring& text : texts)
         show(String(text));
     std_out().flush();
@@ -259,6 +265,7 @@ void ConsoleImpl::showPrompt(std::wstring_view prompt) {
         const Guard guard(mutex_);
         onLine_ = true;
     }
+    forgetFailures();
     show(text);
     std_out().flush();
 }
