@@ -579,6 +579,7 @@ TEST_F(FlatLog, Scope) {
         const nuv_flat_log_scope inLog(log, "l", 7, "f", "");
         const nuv_flat_log_scope inCallback(log, "l", 7, "f", "", [](int level, const char* text) {
             reported.push_back(std::to_string(level) + text);
+            throw std::runtime_error("dropped");
         });
     }
     EXPECT_EQ(linesOf(path), (Lines{"banner", "[Dbg][l:7 f][Enter]", "[Dbg][l:7 f][Leave]"}));

@@ -1,5 +1,6 @@
 #include "nuv_flat_log.h"
 
+#include <cxxabi.h>
 #include <pthread.h>
 #include <unistd.h>
 
@@ -14,6 +15,7 @@
 #include <new>
 
 #include "nuv_flat_file.h"
+#include "nuv_guard.h"
 #include "nuv_os_adapter.h"
 
 namespace {
@@ -420,5 +422,19 @@ void nuv_flat_log_scope::report(bool entering) const {
                       entering ? "[%.*s][T:%lu][%s:%d]Enter %s" : "[%.*s][T:%lu][%s:%d]Leave %s",
                       static_cast<int>(time.size()), time.text(),
                       static_cast<unsigned long>(gettid()), function_, line_, function_);
-    if (size > 0) callback_(entering ? 7 : 6, text);
+    if (size > 0) call(entering ? 7 : 6, text);
+}
+
+// The destructor must not be unwound, so that a cancellation takes effect later.
+void nuv_flat_log_scope::call(int level, const char* text) const {
+    const nuv_uncancelled whole;
+    try {
+        callback_(level, text);
+#ifdef __GLIBCXX__
+    } catch (const abi::__forced_unwind&) {
+        throw;  // pthread_exit
+#endif
+    } catch (...) {
+        // What the callback raises ends here.
+    }
 }

@@ -62,7 +62,8 @@ void nuv_flat_log_release(nuv_flat_log_base* log);
 
 // Logs the begin (in the constructor) and the end (in the destructor) of a function. If there is a
 // callback, it gets the line, with level 7 for the begin and 6 for the end; otherwise log->enter is
-// called. All pointer arguments must stay valid as long as the object lives.
+// called. Exceptions of the callback are dropped. All pointer arguments must stay valid as long as
+// the object lives.
 class nuv_flat_log_scope {
 public:
     using callback = void (*)(int level, const char* text);
@@ -75,6 +76,7 @@ public:
 
 private:
     void report(bool entering) const;
+    void call(int level, const char* text) const;
 
     nuv_flat_log_base* log_;
     const char* file_;
