@@ -148,6 +148,24 @@ TEST_F(FlatLog, IdsAreThoseOfTheCaller) {
     EXPECT_EQ(statusOf([&] { _exit(!sayIds()); }), 0);
 }
 
+TEST_F(FlatLog, FollowsTheTimeZone) {
+    const int status = statusOf([this] {
+        alarm(30);
+        for (const auto& [zone, hours] : {std::pair("ABC-5", 5), std::pair("ABC7", -7)}) {
+            setenv("TZ", zone, 1);
+            sayUntil([&, offset = hours * 3600] {
+                char hour[16];
+                const time_t now = time(nullptr) + offset;
+                strftime(hour, sizeof hour, "%F %H:", std::gmtime(&now));
+                const std::string content = contentOf(path);
+                const std::size_t last = content.rfind("\n[");
+                return last != content.npos && content.compare(last + 2, strlen(hour), hour) == 0;
+            });
+        }
+    });
+    EXPECT_EQ(status, 0);
+}
+
 TEST_F(FlatLog, LeavesOut) {
     log->log(nullptr, "f", "l", 0, NUV_LOG_INFO, "a");
     log->log("", nullptr, "l", 0, NUV_LOG_INFO, "a");

@@ -129,6 +129,7 @@ void nuv_local_time::readSecond(std::time_t second) {
     second_ = second;
     size_ = 0;
     std::tm local;
+    tzset();  // localtime_r does not notice a new TZ
     if (localtime_r(&second, &local) == nullptr) return;
     const int size = nuv_sprintf_s(text_, room, "%lld-%02d-%02d %02d:%02d:%02d.%03d",
                                    local.tm_year + 1900LL, local.tm_mon + 1, local.tm_mday,
