@@ -482,6 +482,19 @@ TEST_F(FlatLog, StaysOpenWhenItsDirectoryIsClosedToTheProcess) {
               (std::set<std::string>{"banner", said("before"), said("after")}));
 }
 
+TEST_F(FlatLog, LeavesTheDescriptorsOfTheStandardStreamsFree) {
+    const int status = statusOf([this] {
+        for (int file = 0; file < 3; ++file)
+            close(file);
+        say(log, "a");
+        for (int file = 0; file < 3; ++file) {
+            if (fcntl(file, F_GETFD) != -1) _exit(1);
+        }
+    });
+    EXPECT_EQ(status, 0);
+    EXPECT_EQ(linesOf(path), (Lines{"banner", said("a")}));
+}
+
 TEST_F(FlatLog, TruncatedFileIsNotRotated) {
     log->max_file_size(1);
     say(log, std::string(1100, 'x'));

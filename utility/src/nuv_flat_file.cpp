@@ -104,6 +104,17 @@ bool listNumbers(const char* directory, const NameParts& parts, std::vector<unsi
     return complete;
 }
 
+// Moves a descriptor away from those of the standard streams. A program may run without these, but
+// must not print into the log.
+int aboveStandard(int handle) {
+    if (handle < 0 || handle > STDERR_FILENO) return handle;
+    const int moved = fcntl(handle, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+    const int error = errno;
+    close(handle);
+    errno = error;
+    return moved;
+}
+
 // Whether a rename or removal succeeded. A file that does not exist counts as moved.
 bool moved(int result) {
     return result == 0 || errno == ENOENT;
@@ -221,7 +232,8 @@ int nuv_flat_file::openBeside(const char* name) {
     if (nuv_sprintf_s(path, sizeof path, "%s%s", directory_, name) < 0) return -1;
     // Also opened for reading, so that a pipe always has a reader and raises no SIGPIPE.
     // O_NONBLOCK: writing to a pipe does not block.
-    return ::open(path, O_RDWR | O_APPEND | O_CREAT | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, kFileMode);
+    constexpr int flags = O_RDWR | O_APPEND | O_CREAT | O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
+    return aboveStandard(::open(path, flags, kFileMode));
 }
 
 void nuv_flat_file::close() {
