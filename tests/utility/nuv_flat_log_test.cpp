@@ -19,6 +19,19 @@ extern "C" int ftruncate64(int file, off64_t size) noexcept {
     static const auto real = support::systemFunction("ftruncate64", &ftruncate64);
     return truncationFails ? (errno = EIO, -1) : real(file, size);
 }
+static std::string interrupted;  // the next opening of this file is interrupted
+// By its label, since the headers of an optimized build may define the name.
+extern "C" int openFile(const char* path, int flags, ...) asm("open64");
+extern "C" int openFile(const char* path, int flags, ...) {
+    static const auto real = support::systemFunction("open64", &openFile);
+    va_list arguments;
+    va_start(arguments, flags);
+    const mode_t mode = (flags & O_CREAT) != 0 ? va_arg(arguments, mode_t) : 0;
+    va_end(arguments);
+    if (path != interrupted) return real(path, flags, mode);
+    interrupted.clear();
+    return errno = EINTR, -1;
+}
 
 namespace {
 
@@ -465,10 +478,30 @@ TEST_F(FlatLog, IsReopenedWhenItsFileIsLost) {
     EXPECT_TRUE(contentOf(directory.path("other")).ends_with("still open"));
 }
 
+constexpr uid_t kNobody = 65534;
+
+TEST_F(FlatLog, HasTheRightsOfTheEffectiveUser) {
+    if (geteuid() != 0) GTEST_SKIP() << "no right to be another user";
+    fs::create_directory(directory.path("inner"));
+    path = directory.path("inner/my.log");
+    const int status = statusOf([this] {
+        if (setresuid(kNobody, 0, 0) != 0) _exit(1);
+        say(nuv_flat_log_get(path.c_str()), "a");
+    });
+    EXPECT_EQ(status, 0);
+    EXPECT_EQ(linesOf(path), (Lines{"banner", said("a")}));
+}
+
+TEST_F(FlatLog, IsOpenedAgainAfterAnInterruption) {
+    interrupted = path;
+    say(log, "a");
+    EXPECT_EQ(interrupted, "");
+    EXPECT_EQ(linesOf(path), (Lines{"banner", said("a")}));
+}
+
 TEST_F(FlatLog, StaysOpenWhenItsDirectoryIsClosedToTheProcess) {
     if (geteuid() != 0) GTEST_SKIP() << "no rights that could be given up";
     say(log, "before");
-    constexpr uid_t kNobody = 65534;
     const int status = statusOf([this] {
         if (setuid(kNobody) != 0 || access(path.c_str(), F_OK) == 0) _exit(1);
         // The log looks at its file once in a millisecond.

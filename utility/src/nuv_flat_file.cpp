@@ -32,7 +32,8 @@ using Path = char[3 * nuv_flat_file::room];
 
 // A path with a separator at the end exists only if it is a directory.
 bool exists(const char* path) {
-    return access(path, F_OK) == 0;
+    struct stat status;
+    return stat(path, &status) == 0;
 }
 
 // Creates each missing directory of a path, which must end with a separator.
@@ -233,7 +234,11 @@ int nuv_flat_file::openBeside(const char* name) {
     // Also opened for reading, so that a pipe always has a reader and raises no SIGPIPE.
     // O_NONBLOCK: writing to a pipe does not block.
     constexpr int flags = O_RDWR | O_APPEND | O_CREAT | O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
-    return aboveStandard(::open(path, flags, kFileMode));
+    int handle = -1;
+    do {
+        handle = ::open(path, flags, kFileMode);
+    } while (handle < 0 && errno == EINTR);
+    return aboveStandard(handle);
 }
 
 void nuv_flat_file::close() {
