@@ -53,9 +53,10 @@ public:
 // without memory. The log lives as long as the process, also after nuv_flat_log_release.
 //
 // A name without a separator is in the directory of the executable. A name that begins with a
-// separator is absolute. Any other name is relative to the current working directory. "\" is a
-// separator too. Missing directories are created; if that fails, the log is "Log/MyLog.log" in the
-// working directory. If the file can't be opened, "MyLog.log" in the same directory is used.
+// separator is absolute. Any other name is relative to the working directory at the first call with
+// that name. "\" is a separator too. Missing directories are created; if that fails, the log is
+// "Log/MyLog.log" in that working directory. If the file can't be opened, "MyLog.log" in the same
+// directory is used.
 nuv_flat_log_base* nuv_flat_log_get(const char* name);
 // Closes the file of the log. The next line opens it again. Unknown pointers are ignored.
 void nuv_flat_log_release(nuv_flat_log_base* log);

@@ -50,8 +50,8 @@ public:
     // Closes the file; open() may be called again.
     virtual void close() = 0;
     // Opens the file for the entries, unless the logger already has one. A name without a separator
-    // of paths is in the directory of the program; another relative name is in the working
-    // directory.
+    // of paths is in the directory of the program; another relative name is in the directory that
+    // was the working directory when the process first opened that name.
     virtual void open(istr fileName) = 0;
     // Writes the text as one line, unchanged, up to its first zero.
     virtual void write(istr text) = 0;

@@ -68,8 +68,8 @@ QOR_API void printTraceStack(std::ostream& os);
 // is on, the begin and the end are logged, after the time and the thread, indented by the depth of
 // the stack:
 //
-//     [QOR] TRACE  ........ Pump::open( "a" ) ..................................
-//     [QOR] TRACE~ ________ Pump::open( "a" ) __________________________________
+//     [QOR] TRACE  ........ Pump::open( "a" ).................................
+//     [QOR] TRACE~ ________ Pump::open( "a" )_________________________________
 //
 // Destroy entries in the reverse order of their construction, on the same thread. They never raise;
 // if memory runs out, the function is not traced.
