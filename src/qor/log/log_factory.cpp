@@ -180,6 +180,7 @@ namespace {
 // Created when the library is loaded: if a thread created it during another thread's fork, the
 // child would not have it.
 [[maybe_unused]] const loggerImpl& madeAtLoad = ownLogger();
+loggerImpl& networkLogger = AllLoggers::get().ofName("qor", false);
 }  // namespace
 
 void logger_factory::create() {
@@ -382,8 +383,13 @@ logger& own_log::toolkit() noexcept {
 }
 
 logger& own_log::network() {
-    static logger& found = logger_factory::instance("qor");
-    return found;
+    // From the first use on, a dump of the factory shows the logger.
+    static constinit std::atomic<bool> requested{false};
+    if (!requested.load(std::memory_order_relaxed)) {
+        AllLoggers::get().ofName("qor", true);
+        requested.store(true, std::memory_order_relaxed);
+    }
+    return networkLogger;
 }
 
 namespace upward {
