@@ -1,5 +1,6 @@
 #include "qor/util/singleton_T.h"
 
+#include "support/child.h"
 #include "support/test.h"
 #include "support/threads.h"
 
@@ -42,6 +43,35 @@ TEST(CreateByAllocate, PassesAFailureOnAndTriesAgain) {
     serviceFails = false;
     EXPECT_NE(Services::instance(), nullptr);
     Services::destroy();
+}
+
+// Waits in the construction until it is released.
+class Slow {
+    friend class CreateByAllocate<Slow>;
+    Slow() {
+        entered = true;
+        entered.notify_all();
+        released.wait(false);
+    }
+
+public:
+    static inline std::atomic<bool> entered{false}, released{false};
+};
+
+TEST(CreateByAllocate, IsCreatedAnewInAChildWhoseParentWasCreatingIt) {
+    std::thread maker([] { CreateByAllocate<Slow>::create(); });
+    Slow::entered.wait(false);
+    const int status = statusOf([] {
+        alarm(30);
+        Slow::released = true;
+        CreateByAllocate<Slow>::create();
+        CreateByAllocate<Slow>::destroy();
+    });
+    EXPECT_EQ(status, 0);
+    Slow::released = true;
+    Slow::released.notify_all();
+    maker.join();
+    CreateByAllocate<Slow>::destroy();
 }
 
 // Creates another singleton in its construction, and itself in its destruction.

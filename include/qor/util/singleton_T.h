@@ -3,16 +3,21 @@
 
 #include <atomic>
 
+#include "qor/api.h"
 #include "qor/base/class_name.h"
 #include "qor/base/mlcheck.h"
 #include "qor/mt/mutex.h"
 
 namespace qor {
 
+// Creates a mutex that is never destroyed, and that is free in a forked child.
+QOR_API const Mutex& makeSingletonMutex();
+
 // A singleton: one T in the process, created by the first call of instance() on any thread. It
 // exists until destroy(); a later instance() creates a new one. It can be used at any time, also
 // before main and in destructors of static objects. The constructor of T may use other singletons,
-// but not T itself, directly or indirectly. CreateByAllocate<T> must be a friend of T.
+// but not T itself, directly or indirectly. If another thread was creating T during a fork, the
+// child creates a T of its own. CreateByAllocate<T> must be a friend of T.
 //
 // The owner of T instantiates the class once in the library: `extern template class QOR_API
 // CreateByAllocate<T>` in T's header, and the same without `extern` and QOR_API in its source.
@@ -43,8 +48,8 @@ private:
         return instance_.exchange(nullptr, std::memory_order_acq_rel);
     }
     static T* make() {
-        static const char* const func = memberName<T>("qor::CreateByAllocate", "create");
-        destroyName();
+        if (!prepared_) prepare();
+        static const char* const func = createName();
         T* object = nullptr;
         {
             const Guard guard(mutex());
@@ -63,7 +68,10 @@ private:
         return object;
     }
 
-    // Computed when an object is created, so that destroying it allocates nothing.
+    static const char* createName() {
+        static const char* const func = memberName<T>("qor::CreateByAllocate", "create");
+        return func;
+    }
     static const char* destroyName() {
         static const char* const func = memberName<T>("qor::CreateByAllocate", "destroy");
         return func;
@@ -71,9 +79,20 @@ private:
 
     // Never destroyed: static destructors may still use the object.
     static const Mutex& mutex() {
-        static const Mutex* const lock = new Mutex;
+        static const Mutex* const lock = &makeSingletonMutex();
         return *lock;
     }
+
+    // Creates the statics above when the library is loaded: if a thread created them during another
+    // thread's fork, the child would not have them. Code that runs before that creates them by
+    // make(). Either way, destroying an object allocates nothing.
+    static bool prepare() {
+        createName();
+        destroyName();
+        mutex();
+        return true;
+    }
+    inline static bool prepared_ = prepare();
 
     inline static std::atomic<T*> instance_{nullptr};
 };

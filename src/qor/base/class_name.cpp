@@ -9,7 +9,26 @@
 #include <string_view>
 #include <utility>
 
+#include "platform/thread.h"
+
 namespace qor {
+
+namespace {
+
+// Both are never destroyed. A thread that holds the lock neither allocates nor takes another lock,
+// and a fork takes it last, as the handlers that are registered first.
+constinit std::mutex lock;
+std::set<std::string>& names() {
+    static std::set<std::string>& all = *new std::set<std::string>;
+    return all;
+}
+
+[[gnu::constructor(101)]] void watchForks() {
+    names();
+    platform::callAtFork([] { lock.lock(); }, [] { lock.unlock(); }, [] { lock.unlock(); });
+}
+
+}  // namespace
 
 std::string className(const std::type_info& type) {
     int status = 0;
@@ -22,12 +41,11 @@ std::string className(const std::type_info& type) {
 }
 
 const char* memberName(const char* scope, const std::type_info& type, const char* member) {
-    // Both are never destroyed.
-    static std::mutex& mutex = *new std::mutex;
-    static std::set<std::string>& names = *new std::set<std::string>;
-    std::string name = std::string(scope) + '<' + className(type) + ">::" + member;
-    const std::lock_guard guard(mutex);
-    return names.insert(std::move(name)).first->c_str();
+    std::set<std::string> made{std::string(scope) + '<' + className(type) + ">::" + member};
+    std::set<std::string>::insert_return_type added;
+    const std::lock_guard guard(lock);
+    added = names().insert(made.extract(made.begin()));
+    return added.position->c_str();
 }
 
 }  // namespace qor
