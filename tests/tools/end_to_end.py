@@ -23,10 +23,10 @@ os.environ.pop("NO_COLOR", None)
 os.environ["TERM"] = "xterm"
 
 
-def call(tool, *arguments, stdin=b"", env=None):
+def call(tool, *arguments, stdin=b"", env=None, cwd=None):
     done = subprocess.run(
         [os.path.join(tools, tool), *arguments], input=stdin, capture_output=True,
-        timeout=DEADLINE, env={**os.environ, **(env or {})})
+        timeout=DEADLINE, env={**os.environ, **(env or {})}, cwd=cwd)
     return done.returncode, done.stdout, done.stderr
 
 
@@ -106,6 +106,16 @@ def test_inspect_streams():
     assert out.endswith(b"{[1] 2C 01 [2] {[1] 'hi'}}\n"), out
     check(call("qor-inspect", "-f", "frames", "-t", "hex", "-p", "[1]/2/1", stdin=frames),
           (0, b"F1 02 68 69\n", b""))
+
+
+def test_no_settings_of_the_working_directory():
+    with tempfile.TemporaryDirectory() as directory:
+        path = os.path.join(directory, "p2p_config.pml")
+        with open(path, "w") as file:
+            file.write("messenger(codepage(1252))")
+        for env in ({}, {"OMB_CLI_CFG_FILE": path}):
+            check(call("qor-inspect", "-c", stdin=b'["\\u00e9"]', env=env, cwd=directory),
+                  (0, b'[ "\xC3\xA9" ]\n', b""))
 
 
 def test_inspect_failures():

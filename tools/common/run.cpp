@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <cstdlib>
 #include <exception>
 #include <new>
 
@@ -22,6 +23,8 @@ int run(const char* tool, int argc, char** argv,
         int (*body)(const std::vector<std::string>& arguments)) {
     // The parent process may have started this one with the signal ignored.
     std::signal(SIGPIPE, SIG_DFL);
+    // The settings of a program in the working directory do not concern a tool.
+    ::setenv("OMB_CLI_CFG_FILE", "/dev/null", 1);
     try {
         return body(std::vector<std::string>(argc > 0 ? argv + 1 : argv, argv + argc));
     } catch (const UsageError& e) {
