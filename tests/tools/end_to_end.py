@@ -155,11 +155,17 @@ def test_inspect_failures():
     process.stdin.close()
     check(process.stderr.read(), b"")
     check(process.wait(DEADLINE), -signal.SIGPIPE)
-    with open("/dev/full", "wb") as full:
-        done = subprocess.run([os.path.join(tools, "qor-inspect"), data], stdout=full,
-                              stderr=subprocess.PIPE)
-        check((done.returncode, done.stderr),
-              (1, b"qor-inspect: the output cannot be written: No space left on device\n"))
+    # Only one message, also for several inputs.
+    with open("/dev/full", "wb") as full, tempfile.NamedTemporaryFile(suffix=".log") as log:
+        log.write(entry("INFO", "x" * 1000) * 1000)
+        log.flush()
+        frames = (b"\0\1\0\0" + b"x" * 0x10000) * 5
+        for tool, arguments in (("qor-inspect", (data,)), ("qor-inspect", ("-f", "frames")),
+                                ("qor-log", (log.name, log.name))):
+            done = subprocess.run([os.path.join(tools, tool), *arguments], input=frames,
+                                  stdout=full, stderr=subprocess.PIPE, timeout=DEADLINE)
+            check((done.returncode, done.stderr),
+                  (1, f"{tool}: the output cannot be written: No space left on device\n".encode()))
 
 
 def test_terminal():

@@ -20,6 +20,11 @@ struct Failure : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
+// The output cannot be written. It ends a tool even where another Failure would only end one input.
+struct WriteFailure : Failure {
+    using Failure::Failure;
+};
+
 }  // namespace tools
 
 #endif  // QOR_TOOLS_COMMON_FAILURE_H

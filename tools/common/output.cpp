@@ -130,7 +130,7 @@ void Output::flush() {
     const bool written = writeAll(descriptor_, buffer_);
     buffer_.clear();
     if (!written) {
-        throw Failure(std::string("the output cannot be written: ") + std::strerror(errno));
+        throw WriteFailure(std::string("the output cannot be written: ") + std::strerror(errno));
     }
 }
 

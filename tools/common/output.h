@@ -18,7 +18,7 @@ ColorMode parseColorMode(std::string_view text);
 void appendHarmless(std::string& out, std::string_view text, bool oneLine = false);
 
 // The output of a tool. It is collected in a buffer and written in large pieces. On a terminal, the
-// content of files is made harmless. A failed write raises Failure.
+// content of files is made harmless. A failed write raises WriteFailure.
 class Output {
 public:
     // Does not own the descriptor.

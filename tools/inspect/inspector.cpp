@@ -117,6 +117,8 @@ bool Inspector::showFrames(std::istream& source) {
             const Format format =
                 options_.payload == Format::Guess ? formatOfContent(payload) : options_.payload;
             if (!payload.empty()) show(payload, format == Format::Frames ? Format::Nbr : format);
+        } catch (const WriteFailure&) {
+            throw;
         } catch (const Failure& e) {
             out_.flush();
             remark_(place + ": " + e.what());

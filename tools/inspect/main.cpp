@@ -128,6 +128,8 @@ int inspect(const std::vector<std::string>& arguments) {
                 complain(kTool, name + ": " + remark);
             });
             if (!inspector.inspect(path)) status = kFailure;
+        } catch (const WriteFailure&) {
+            throw;
         } catch (const Failure& e) {
             out.flush();
             complain(kTool, name + ": " + e.what());

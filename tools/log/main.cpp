@@ -211,6 +211,8 @@ int showLogs(const std::vector<std::string>& arguments) {
             } else if (!readLog(path, options, out, viewer)) {
                 status = kFailure;
             }
+        } catch (const WriteFailure&) {
+            throw;
         } catch (const Failure& e) {
             complain(kTool, e.what());
             status = kFailure;
