@@ -168,6 +168,14 @@ protected:
         return {directory_.path(name), all,
                 [this](const std::string& fault) { faults_ += fault + "\n"; }};
     }
+    std::string failureOf(const std::string& name, bool all) {
+        try {
+            open(name, all);
+        } catch (const Failure& e) {
+            return e.what();
+        }
+        return {};
+    }
     // Everything up to the present end.
     static std::string drain(LogFiles& files) {
         std::string text;
@@ -199,8 +207,20 @@ TEST_F(LogFilesTest, OldFilesFirst) {
     EXPECT_EQ(all.totalSize(), all.position());
     LogFiles one = open("a.log", false);
     EXPECT_EQ(drain(one), "a.log");
-    EXPECT_THROW(open("none.log"), Failure);
-    EXPECT_THROW(open("", false), Failure);
+    std::filesystem::create_symlink("loop.log", directory_.path("loop.log"));
+    const struct {
+        std::string name;
+        const char* reason;
+    } kFailures[] = {{"none.log", "No such file or directory"},
+                     {"", "Is a directory"},
+                     {"a.log/b.log", "Not a directory"},
+                     {"loop.log", "Too many levels of symbolic links"},
+                     {std::string(300, 'x'), "File name too long"}};
+    for (const auto& [name, reason] : kFailures) {
+        for (const bool isAll : {true, false})
+            EXPECT_EQ(failureOf(name, isAll), directory_.path(name) + ": " + reason);
+    }
+    EXPECT_EQ(faults_, "");
     // Old files that cannot be opened or read are reported, and the others are read.
     std::filesystem::create_directory(directory_.path("a_9.log"));
     std::filesystem::create_symlink("/proc/self/mem", directory_.path("a_8.log"));

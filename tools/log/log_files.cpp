@@ -44,7 +44,10 @@ LogFiles::LogFiles(std::string path, bool all, Report report)
         use(file, number);
         return;
     }
-    throw Failure(path_ + ": " + std::strerror(ENOENT));
+    // Without the log, this raises the reason, unless the log has been created meanwhile.
+    const int log = open(0);
+    if (log < 0) throw Failure(path_ + ": " + std::strerror(ENOENT));
+    use(log, 0);
 }
 
 LogFiles::~LogFiles() {
