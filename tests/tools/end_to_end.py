@@ -209,6 +209,17 @@ def test_log():
             check(call("qor-log", os.path.join(directory, name[0] + ".log")),
                   (1, shown, f"qor-log: {unreadable}: Is a directory\n".encode()))
             os.rmdir(unreadable)
+        os.chmod(directory, 0o300)
+        # Root may list every directory, unless it gives up this right.
+        rights = "-dac_override,-dac_read_search"
+        limited = [] if os.geteuid() != 0 else ["setpriv", "--bounding-set", rights, "--inh-caps",
+                                                rights, "--"]
+        done = subprocess.run([*limited, os.path.join(tools, "qor-log"), path], capture_output=True,
+                              timeout=DEADLINE)
+        check((done.returncode, done.stdout, done.stderr),
+              (1, b"".join(out.splitlines(True)[1:]),
+               f"qor-log: {directory}/: Permission denied\n".encode()))
+        os.chmod(directory, 0o700)
         check(call("qor-log", "--current", "-l", "info", "-u", "2021-03-04 05:06:02", path)[1],
               entry("<TCP.ERROR>", "bad", 2).replace(b"\r", b""))
         check(call("qor-log", "--count", path)[1],

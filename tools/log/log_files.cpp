@@ -58,12 +58,13 @@ std::string LogFiles::pathOf(unsigned number) const {
     return number == 0 ? path_ : base_ + '_' + std::to_string(number) + extension_;
 }
 
-std::vector<unsigned> LogFiles::numbers() const {
+std::vector<unsigned> LogFiles::numbers() {
     std::vector<unsigned> found;
     std::error_code error;
     const std::string prefix = base_.substr(base_.rfind('/') + 1) + '_';
-    for (const auto& entry : std::filesystem::directory_iterator(directory_, error)) {
-        const std::string name = entry.path().filename().string();
+    using Entries = std::filesystem::directory_iterator;
+    for (Entries entry(directory_, error); !error && entry != Entries(); entry.increment(error)) {
+        const std::string name = entry->path().filename().string();
         if (!name.starts_with(prefix) || !name.ends_with(extension_)) continue;
         unsigned number = 0;
         std::from_chars(name.data() + prefix.size(), name.data() + name.size(), number);
@@ -72,7 +73,10 @@ std::vector<unsigned> LogFiles::numbers() const {
             found.push_back(number);
     }
     struct stat status {};
-    if (::stat(path_.c_str(), &status) == 0) found.push_back(0);
+    if (::stat(path_.c_str(), &status) == 0) {
+        found.push_back(0);
+        if (error) report(directory_ + ": " + std::strerror(error.value()));
+    }
     std::sort(found.begin(), found.end(), std::greater<>());
     return found;
 }
@@ -100,6 +104,10 @@ bool LogFiles::isAt(unsigned number) const {
 void LogFiles::fail(unsigned number, int error) {
     const std::string fault = pathOf(number) + ": " + std::strerror(error);
     if (number == 0) throw Failure(fault);
+    report(fault);
+}
+
+void LogFiles::report(const std::string& fault) {
     if (reported_.insert(fault).second) report_(fault);
 }
 

@@ -17,7 +17,8 @@ namespace tools {
 // name of this file by device and inode; the name tells which file is next.
 class LogFiles {
 public:
-    // Called with the message for each old file that cannot be read, and is therefore left out.
+    // Called with the message for each old file that cannot be read, and is therefore left out;
+    // also if the directory cannot be listed.
     using Report = std::function<void(const std::string& fault)>;
 
     // With `all`, the old files are read too. Raises Failure if there is no file.
@@ -47,11 +48,14 @@ private:
 
     // The path of the old file with this number; 0 is the log file itself.
     std::string pathOf(unsigned number) const;
-    std::vector<unsigned> numbers() const;  // the existing files, the oldest first
+    // The existing files, the oldest first. If there is a log, but its directory cannot be listed,
+    // reports this.
+    std::vector<unsigned> numbers();
     bool isAt(unsigned number) const;
     bool isNewer(unsigned number) const;
     // For the log itself, raises Failure; reports an old file.
     void fail(unsigned number, int error);
+    void report(const std::string& fault);  // the first time
     // The descriptor, or one of these two values if the file does not exist or fail() reports it.
     int open(unsigned number);
     static constexpr int kMissing = -1, kUnreadable = -2;
