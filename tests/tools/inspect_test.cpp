@@ -1,3 +1,6 @@
+#include <filesystem>
+#include <fstream>
+
 #include "common/failure.h"
 #include "inspect/inspector.h"
 #include "inspect/readers.h"
@@ -350,6 +353,25 @@ TEST(Inspect, OneBadFrameDoesNotHideTheOthers) {
     EXPECT_TRUE(inspector.inspect(directory.path("a.frames")));
     out.flush();
     EXPECT_EQ(text, std::string("\0\0\0\3\xF1\x01z", 7));
+}
+
+TEST(Inspect, DirectoriesWithAnyName) {
+    const support::TempDir directory;
+    const std::string kNames[] = {"back/slash2", "back\\slash", "dir\xFF"};
+    for (const std::string& name : kNames) {
+        std::filesystem::create_directories(directory.path(name));
+        std::ofstream(directory.path(name) + "/file") << name;
+    }
+    std::string text;
+    Output out(text);
+    const InspectOptions options;
+    Inspector inspector(options, out, [](const std::string&) {});
+    for (const std::string& name : kNames) {
+        text.clear();
+        EXPECT_TRUE(inspector.inspect(directory.path(name)));
+        out.flush();
+        EXPECT_EQ(text, "(file(" + std::to_string(name.size()) + "))\n");
+    }
 }
 
 }  // namespace

@@ -1,3 +1,7 @@
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
 #include <cstring>
 #include <istream>
 #include <sstream>
@@ -7,7 +11,6 @@
 
 #include "inspect/readers.h"
 #include "inspect/writers.h"
-#include "qor/base/base_type_convert.h"
 #include "qor/pml/pml_parser.h"
 #include "qor/util/base64.h"
 #include "qor/util/directory.h"
@@ -152,10 +155,13 @@ std::string readPml(istr content, Sink& sink) {
 }
 
 void readDirectory(const std::string& path, Sink& sink) {
-    const std::wstring name = qor::String(path).toWstring();
-    if (qor::Directory::isDirectory(name) != 1) throw Failure("no directory");
+    const int file = ::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (file < 0) throw Failure(std::strerror(errno));
+    // The path itself may have a "\", which the library takes for a separator, or may not be UTF-8.
     qor::Directory directory;
-    if (!directory.setup(name)) throw Failure("the directory cannot be read");
+    const bool isRead = directory.setup(L"/proc/self/fd/" + std::to_wstring(file));
+    ::close(file);
+    if (!isRead) throw Failure("the directory cannot be read");
     UnitWalk(sink).tell(directory.files());
     sink.finish();
 }

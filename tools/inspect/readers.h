@@ -22,7 +22,7 @@ std::string readNbr(istr content, Sink& sink);
 std::string readPml(istr content, Sink& sink);
 std::string readJson(istr content, Sink& sink);
 std::string readXml(istr content, Sink& sink);
-// Emits the entries of a directory, with the sizes of files. Raises Failure if it is no directory.
+// Emits the entries of a directory, with the sizes of files. Raises Failure.
 void readDirectory(const std::string& path, Sink& sink);
 
 // Reads pml into a unit, and returns a remark as above.
