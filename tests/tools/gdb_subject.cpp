@@ -63,7 +63,7 @@ int main(int argc, char**) {
         "c", "", qor::pml::ntv::FloatValue::create(qor::Double(0.5))));
 
     qor::json::JsonUnit json;
-    json.decode("{\"n\":12345678901,\"a\":[1,true,null,\"x\\\"y\"],\"o\":{\"deep\":[[]]}}");
+    json.decode("{\"n\":12345678901,\"a\":[1,true,null,\"x\\\"y\"],\"\\\"o\\\"\":{\"deep\":[[]]}}");
     qor::json::JsonUnit looked;
     looked.decode("{\"z\":[\"text of many characters\",2],\"a\":{}}");
     qor::istr text;

@@ -35,7 +35,7 @@ map = map of 2 = {["one"] = 1, ["two"] = 2}
 numbers = set of 2 = {1, 3}
 unit = server(host(ex ample)port:Ushort(8080)paths((a)("(b)")))
 typed = sizes(a(-12)b(1)c(0.5))
-json = {"n":12345678901, "a":[1, true, "x\"y"], "o":{"deep":[[]]}}
+json = {"n":12345678901, "a":[1, true, "x\"y"], "\"o\"":{"deep":[[]]}}
 looked = {"a":{}, "z":["text of many characters", 2]}
 built = {"id":12345678901, "list":[1], "name":"Ann", "none":null, "ok":true}
 nothing = null

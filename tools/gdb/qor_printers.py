@@ -467,7 +467,7 @@ class JsonReader:
                 text = self.memory.pointer(tree + 16)
                 begin, length = (self.memory.u32(nodes + WORD * at + 4 * part) for part in range(2))
                 key = self.memory.bytes(text + begin, min(length, limit() + 1))
-                self.line.add(json_quoted(key.strip(b'"')) + ":")
+                self.line.add(json_quoted(key) + ":")
                 at += 1
             begin, length = (self.memory.u32(nodes + WORD * at + 4 * part) for part in range(2))
             yield lambda i=at: self.node(tree, i)
