@@ -79,7 +79,7 @@ def test_help_and_mistakes():
         check((status, out), (2, b""))
         check(err, f"{tool}: unknown option --nonsense; see {tool} --help\n".encode())
     for mistake in (("-d1", "-thex"), ("-d1", "--layout=mixed"), ("-txml", "--layout=mixed"),
-                    ("-o", "")):
+                    ("-o", ""), ("--payload=frames",), ("--parts=n",)):
         check(call("qor-inspect", *mistake, os.path.join(data, "server.pml"))[:2], (2, b""))
     check(call("qor-log")[0], 2)
     check(call("qor-ping")[0], 2)
@@ -124,6 +124,12 @@ def test_inspect_failures():
     assert re.match(rb"qor-inspect: \S+malformed.hex: offset 4: .*high part", err), err
     check(call("qor-inspect", "/no/such\x1b file"),
           (1, b"", b"qor-inspect: /no/such\\x1B file: No such file or directory\n"))
+    for option, reason in (("--from=json", "Is a directory"), ("--from=frames", "Is a directory"),
+                           ("--layout=mixed", "only pml has layouts")):
+        check(call("qor-inspect", option, data), (1, b"", f"qor-inspect: {data}: {reason}\n".encode()))
+    closed = subprocess.run([os.path.join(tools, "qor-inspect"), data + "/server.pml", "-"],
+                            preexec_fn=lambda: os.close(0), capture_output=True)
+    check(closed.stderr, b"qor-inspect: standard input: Bad file descriptor\n")
     check(call("qor-inspect", "-f", "json", stdin=b"[1,\n[2}")[2],
           b"qor-inspect: standard input: line 2, column 3: array value no end\n")
     with tempfile.TemporaryDirectory() as directory:

@@ -63,13 +63,14 @@ struct Inflater {
 }  // namespace
 
 FileSource::FileSource(const std::string& path)
-    : file_(path == "-" ? STDIN_FILENO : ::open(path.c_str(), O_RDONLY | O_CLOEXEC)),
+    : isOwn_(path != "-"),
+      file_(isOwn_ ? ::open(path.c_str(), O_RDONLY | O_CLOEXEC) : STDIN_FILENO),
       piece_(4 * kPiece) {
     if (file_ < 0) throw Failure(std::strerror(errno));
 }
 
 FileSource::~FileSource() {
-    if (file_ > STDIN_FILENO) ::close(file_);
+    if (isOwn_) ::close(file_);
 }
 
 std::string_view FileSource::read() {

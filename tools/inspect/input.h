@@ -30,6 +30,7 @@ protected:
     int_type underflow() override;
 
 private:
+    bool isOwn_;  // a new descriptor, which may be that of a closed standard input
     int file_;
     std::vector<char> piece_;
 };

@@ -12,6 +12,8 @@ namespace tools {
 
 namespace {
 
+constexpr const char* kNoLayout = "only pml has layouts";
+
 bool isDirectory(const std::string& path) {
     struct stat status {};
     return path != "-" && ::stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
@@ -59,7 +61,9 @@ std::string frameOf(const std::string& payload) {
 
 bool Inspector::inspect(const std::string& path) {
     path_ = options_.path;
-    if (isDirectory(path)) {
+    const bool mayBeDirectory =
+        options_.from == Format::Guess || options_.from == Format::Directory;
+    if (mayBeDirectory && isDirectory(path)) {
         showDirectory(path);
         return true;
     }
@@ -88,6 +92,7 @@ bool Inspector::inspect(const std::string& path) {
 }
 
 void Inspector::showDirectory(const std::string& path) {
+    if (options_.layout != 0) throw Failure(kNoLayout);
     const Target target = options_.to == Target::Native ? Target::Pml : options_.to;
     through(target, [&](Sink& sink) { readDirectory(path, sink); });
 }
@@ -133,7 +138,7 @@ bool Inspector::showFrames(std::istream& source) {
 
 void Inspector::show(istr content, Format format) {
     if (options_.layout != 0) {
-        if (format != Format::Pml) throw Failure("only pml has layouts");
+        if (format != Format::Pml) throw Failure(kNoLayout);
         return showPmlLayout(content);
     }
     const Target target = options_.to == Target::Native ? nativeOf(format) : options_.to;

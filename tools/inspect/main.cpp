@@ -39,9 +39,14 @@ int partsOf(std::string_view text) {
     return parts;
 }
 
-Format formatNamed(const char* option, std::string_view text) {
+Format formatNamed(std::string_view text) {
     return static_cast<Format>(parseChoice(
-        option, text, {"auto", "nbr", "hex", "pml", "json", "xml", "frames", "directory"}));
+        "from", text, {"auto", "nbr", "hex", "pml", "json", "xml", "frames", "directory"}));
+}
+
+Format payloadNamed(std::string_view text) {
+    return static_cast<Format>(
+        parseChoice("payload", text, {"auto", "nbr", "hex", "pml", "json", "xml"}));
 }
 
 int openOutput(const std::string& path) {
@@ -59,19 +64,20 @@ int inspect(const std::vector<std::string>& arguments) {
     ColorMode color = ColorMode::Auto;
     std::string target;
     bool compress = false;
+    bool hasParts = false;
     Options line(
         kTool, "[OPTION]... [FILE]...",
         "Shows the contents of files in nbr, pml, JSON or XML, of streams of TCP frames, and of\n"
         "directories, and converts them to another format.",
         {{'f', "from", "FORMAT", "the format of the input",
-          [&](std::string_view text) { options.from = formatNamed("from", text); }},
+          [&](std::string_view text) { options.from = formatNamed(text); }},
          {'t', "to", "FORMAT", "the format of the output; by default that of the input",
           [&](std::string_view text) {
               options.to = static_cast<Target>(parseChoice(
                   "to", text, {"auto", "tree", "pml", "json", "xml", "nbr", "hex", "frames"}));
           }},
          {0, "payload", "FORMAT", "the format of the payload of frames",
-          [&](std::string_view text) { options.payload = formatNamed("payload", text); }},
+          [&](std::string_view text) { options.payload = payloadNamed(text); }},
          {'c', "compact", nullptr, "write each tree on one line",
           [&](std::string_view) { options.compact = true; }},
          {'d', "depth", "N", "only containers down to this depth; the outermost is 1",
@@ -90,7 +96,10 @@ int inspect(const std::vector<std::string>& arguments) {
                           parseChoice("layout", text, {"compact", "simple", "mixed", "formatted"}));
           }},
          {0, "parts", "LETTERS", "with --layout: some of p (path), n (name), t (type), v (value)",
-          [&](std::string_view text) { options.parts = partsOf(text); }},
+          [&](std::string_view text) {
+              options.parts = partsOf(text);
+              hasParts = true;
+          }},
          {'o', "output", "FILE", "write to FILE",
           [&](std::string_view text) {
               if (text.empty()) throw UsageError("--output needs the name of a file");
@@ -120,6 +129,7 @@ int inspect(const std::vector<std::string>& arguments) {
     if (options.layout != 0 && (options.depth || !isPml)) {
         throw UsageError("--layout is for whole trees in pml");
     }
+    if (hasParts && options.layout == 0) throw UsageError("--parts needs --layout");
     int status = kSuccess;
     for (const std::string& path : files) {
         const std::string name = path == "-" ? "standard input" : path;
