@@ -29,16 +29,19 @@ progress() {
 }
 
 run() {
-    local end=$((SECONDS + seconds)) fuzzer
+    local end=$((SECONDS + seconds)) fuzzer status=0
     # The last option: inputs that take long are used less often.
     "$target" -max_total_time="$seconds" -print_final_stats=1 -artifact_prefix="$found-" \
         -entropic_scale_per_exec_time=1 "$found" "$seeds" >"$log" 2>&1 &
     fuzzer=$!
+    trap 'kill "$fuzzer" 2>/dev/null || true' EXIT
     while [ -t 1 ] && kill -0 "$fuzzer" 2>/dev/null; do
         printf '\r%s' "$(progress $((end > SECONDS ? end - SECONDS : 0)))"
         sleep 1
     done
-    if ! wait "$fuzzer"; then
+    wait "$fuzzer" || status=$?
+    trap - EXIT
+    if [ "$status" != 0 ]; then
         printf '\n'
         tail -n 40 "$log" >&2
         echo "fuzz: $name failed; its input is in $found-*" >&2
@@ -65,6 +68,10 @@ for target in build/fuzz/fuzz/qor_${only}_fuzz; do
     found=build/fuzz/corpus/$name
     seeds=fuzz/corpus/$name
     log=build/fuzz/$name.log
+    if [ ! -x "$target" ]; then
+        echo "fuzz: no target $name" >&2
+        exit 2
+    fi
     mkdir -p "$found"
     if [ "$seconds" = merge ]; then merge; else run; fi
 done

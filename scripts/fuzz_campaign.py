@@ -30,15 +30,17 @@ class Campaign:
         self.seconds, self.slice = hours * 3600, slice_seconds
         self.lock, self.busy, self.over = threading.Lock(), {}, False
         self.targets = json.loads(STATE.read_text()) if STATE.exists() else {}
-        for path in (BUILD / "fuzz").glob("qor_*_fuzz"):
-            name = path.name[len("qor_"):-len("_fuzz")]
+        # The state may also have targets that no longer exist.
+        self.existing = [path.name[len("qor_"):-len("_fuzz")]
+                         for path in (BUILD / "fuzz").glob("qor_*_fuzz")]
+        for name in self.existing:
             self.targets.setdefault(name, {"seconds": 0.0, "runs": 0, "findings": 0})
 
     def next(self):
         """The next target to run, or None if there is none; marks it as busy."""
         with self.lock:
-            left = [name for name, row in self.targets.items()
-                    if name not in self.busy and row["seconds"] < self.seconds]
+            left = [name for name in self.existing
+                    if name not in self.busy and self.targets[name]["seconds"] < self.seconds]
             if self.over or not left:
                 return None
             name = min(left, key=lambda name: self.targets[name]["seconds"])

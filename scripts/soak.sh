@@ -29,6 +29,7 @@ export ASAN_OPTIONS="quarantine_size_mb=8:${ASAN_OPTIONS:-}"
 "build/$preset/examples/messenger" soak "$seconds" "$visitors" examples/data/messenger.pml \
     "$PWD/$out/messenger.log" >"$out/output" 2>&1 &
 messenger=$!
+trap 'kill "$messenger" 2>/dev/null || true' EXIT
 
 # Prints a row: seconds, KiB of resident memory, descriptors, threads, microseconds of latency. Prints
 # nothing if the messenger has ended.
@@ -49,6 +50,7 @@ while kill -0 "$messenger" 2>/dev/null; do
 done
 status=0
 wait "$messenger" || status=$?
+trap - EXIT
 
 grep -v '^latency' "$out/output" || true
 if [ "$status" != 0 ]; then
