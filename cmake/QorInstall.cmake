@@ -16,11 +16,11 @@ write_basic_package_version_file(${PROJECT_BINARY_DIR}/qorConfigVersion.cmake
 install(FILES ${PROJECT_BINARY_DIR}/qorConfig.cmake ${PROJECT_BINARY_DIR}/qorConfigVersion.cmake
         DESTINATION ${package_dir} COMPONENT devel)
 
-# A relative path, so that the installed tree can be moved.
+# Relative paths, so that the installed tree can be moved, unless the directories are absolute.
 file(RELATIVE_PATH prefix_from_pkgconfig ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig
      ${CMAKE_INSTALL_PREFIX})
+cmake_path(APPEND pkgconfig_libdir "\${prefix}" "${CMAKE_INSTALL_LIBDIR}")
+cmake_path(APPEND pkgconfig_includedir "\${prefix}" "${CMAKE_INSTALL_INCLUDEDIR}")
 configure_file(cmake/qor.pc.in ${PROJECT_BINARY_DIR}/qor.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/qor.pc
         DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT devel)
-
-include(cmake/QorPackages.cmake)

@@ -48,5 +48,5 @@ set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
 # Programs find their loader and all libraries in QOR_SYSROOT, so that no files of that machine need to be
 # installed on this one. An old RPATH, unlike RUNPATH, also applies to the libraries that libraries need.
 set(CMAKE_EXE_LINKER_FLAGS_INIT
-    "-Wl,--dynamic-linker=${QOR_SYSROOT}/${loader} -Wl,--disable-new-dtags")
+    "-Wl,--dynamic-linker=\"${QOR_SYSROOT}/${loader}\" -Wl,--disable-new-dtags")
 set(CMAKE_BUILD_RPATH ${QOR_SYSROOT}/lib/${libraries} ${QOR_SYSROOT}/usr/lib/${libraries})
