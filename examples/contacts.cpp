@@ -78,6 +78,7 @@ AddressBook readBook(const std::string& path) {
     for (std::string line; std::getline(file, line);) {
         if (!line.starts_with('#')) book.contacts.push_back(readContact(line));
     }
+    if (file.bad()) throw std::runtime_error("cannot read " + path);
     return book;
 }
 

@@ -174,5 +174,8 @@ int main(int argc, char** argv) {
         .add("ciphers", "a text through AES and Base64", function(ciphers))
         .add("timers", "a timer that fires three times", function(timers))
         .add("network", "an echo over TCP", function(network));
-    return menu.start();
+    const int status = menu.start();
+    if (std::cout) return status;
+    std::cerr << "menu: the output cannot be written\n";
+    return 1;
 }

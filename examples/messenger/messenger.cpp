@@ -317,6 +317,7 @@ int demo(const Settings& settings, const std::string& transcriptPath, const Soak
                                   speaker->roundTrips().end());
     }
     show(summary);
+    if (!std::cout.flush()) throw std::runtime_error("the output cannot be written");
     return summary.sent == summary.received && failures == 0 ? 0 : 1;
 }
 
