@@ -15,9 +15,9 @@ struct BadContent : Failure {
     using Failure::Failure;
 };
 
-// Each function reads content of one format and emits it to the sink. It returns a remark about
-// tolerated faults, such as content that is cut off or has more data after the value; empty if
-// there are none. Raises BadContent.
+// Each function reads content of one format and emits it to the sink. Raises BadContent. It returns
+// a remark: for nbr that the content is cut off or has more data after the value, for pml that it
+// has more text; empty if there is none, and for JSON and XML.
 std::string readNbr(istr content, Sink& sink);
 std::string readPml(istr content, Sink& sink);
 std::string readJson(istr content, Sink& sink);
