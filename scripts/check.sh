@@ -24,7 +24,7 @@ echo "check: warnings are errors, and the tests under sanitizers"
 areas=$(find tests -name '*_test.cpp' | cut -d/ -f2 | sort -u |
     grep -vxE 'machines|tools' | paste -sd';')
 cmake --preset asan -U QOR_TEST_BY_AREA -U QOR_BUILD_EXAMPLES -D QOR_WERROR=ON -D QOR_PRECOMPILE=all \
-    -D QOR_TEST_AREAS="$areas" -D QOR_BUILD_TOOLS=OFF >/dev/null
+    -D QOR_TEST_AREAS="$areas;fuzz" -D QOR_BUILD_TOOLS=OFF >/dev/null
 cmake --build --preset asan
 ctest --preset asan -j "$(nproc)"
 
