@@ -17,17 +17,6 @@ TYPED_TEST_SUITE(EveryFormat, Formats, FormatName);
 
 using All = decltype(makeAll());
 
-// A container that has a codec is carried by its codec.
-struct Group : std::vector<Long> {
-    Leaf head;
-
-    template <class Stream>
-    void codec(Stream& s) {
-        field(s, {"head", 1}, head);
-    }
-    bool operator==(const Group& other) const { return head == other.head; }
-};
-
 // The codec counts, not what the class derives from or looks like.
 struct Title : String {
     Long year;
@@ -38,6 +27,21 @@ struct Title : String {
         field(s, {"year", 2}, year);
     }
     bool operator==(const Title&) const = default;
+    bool operator<(const Title& other) const { return year < other.year; }
+};
+struct Maybe : Optional<int> {
+    using Optional::Optional;
+    using Optional::operator=;
+    int more = 0;
+
+    template <class Stream>
+    void codec(Stream& s) {
+        field(s, {"value", 1}, static_cast<Optional<int>&>(*this));
+        field(s, {"more", 2}, more);
+    }
+    bool operator==(const Maybe& other) const {
+        return isSet() == other.isSet() && value() == other.value() && more == other.more;
+    }
 };
 struct Switch {
     Bit on;
@@ -50,6 +54,36 @@ struct Switch {
         field(s, {"on", 1}, on);
     }
     bool operator==(const Switch& other) const { return on == other.on; }
+};
+
+// The binding calls no function that a program has beside its types.
+template <class A, class B>
+void store(A&, const B&) = delete;
+template <class A, class B>
+bool load(const A&, B&) = delete;
+template <class A, class B>
+void encode(A&, const B&) = delete;
+template <class A, class B>
+void decode(A&, B&) = delete;
+
+// A container that has a codec is carried by its codec.
+struct Group : std::vector<Long> {
+    Leaf head;
+
+    template <class Stream>
+    void codec(Stream& s) {
+        field(s, {"head", 1}, head);
+    }
+    bool operator==(const Group& other) const { return head == other.head; }
+};
+
+// A set with an order of its own, and without the constructors of std::set.
+struct Order {
+    bool down = false;
+    bool operator()(int a, int b) const { return down ? b < a : a < b; }
+};
+struct Falling : std::set<int, Order> {
+    explicit Falling(bool down = false) : set(Order{down}) {}
 };
 
 using Empty = Tuple<Optional<int>>;
@@ -81,7 +115,8 @@ auto makeMore(NbrFormat) {
     return Tuple(char(-100), std::string(300, 'x'), Time::microSeconds(-1), group,
                  Written{"stream"}, std::vector<Written>{{"a"}, {"b"}},
                  std::map<String, Optional<Leaf>>{{"set", Leaf{4, "four"}}, {"unset", {}}},
-                 std::multimap<std::wstring, Bit>{{L"k", true}, {L"k", false}}, std::move(movable));
+                 std::multimap<std::wstring, Bit>{{L"k", true}, {L"k", false}}, std::move(movable),
+                 std::map<Title, int>{{Title{{"k"}, 1}, 1}, {Title{{"k"}, 2}, 2}});
 }
 auto makeMore(PmlFormat) {
     return Tuple(String());
@@ -94,7 +129,8 @@ auto makeMore(JsonFormat) {
         std::map<String, Optional<Empty>>{{"a", Optional<Empty>()}, {"b", Empty()}},
         std::vector<Optional<Optional<int>>>{Optional<int>(), Optional<Optional<int>>()},
         std::map<String, int>{{"a\"b\\", 1}}, std::multimap<String, int>{{"a", 1}, {"a", 2}},
-        std::map<std::wstring, int>{{L"\u5b89", 1}});
+        std::map<std::wstring, int>{{L"\u5b89", 1}},
+        std::map<Title, int>{{Title{{"k"}, 1}, 1}, {Title{{"k"}, 2}, 2}});
 }
 auto makeMore(XmlFormat) {
     return Tuple(std::stack<int>({1, 2}));
@@ -115,16 +151,14 @@ void expectCarried(Make make) {
 TYPED_TEST(EveryFormat, CarriesEveryType) {
     expectCarried<TypeParam>([] { return makeAll(); });
     expectCarried<TypeParam>([] { return makeMore(TypeParam()); });
-    struct Order {
-        bool operator()(int a, int b) const { return down ? b < a : a < b; }
-        bool down = false;
-    };
-    std::set<int, Order> falling(Order{true});
+    Falling falling(true);
     TypeParam::read(TypeParam::write(std::vector<int>{1, 3, 2}), falling);
     EXPECT_EQ(std::vector<int>(falling.begin(), falling.end()), (std::vector<int>{3, 2, 1}));
     expectCarried<TypeParam>([] {
         const Title title{{"Dune"}, 1965};
-        return Tuple(title, std::vector<Title>{title}, Switch{true});
+        Maybe maybe(7);
+        maybe.more = 8;
+        return Tuple(title, std::vector<Title>{title}, Switch{true}, maybe);
     });
 }
 

@@ -6,6 +6,19 @@
 namespace qor::json {
 namespace {
 
+// With operators of its own.
+struct Id : Ulong {
+    using Ulong::operator=;
+};
+JsonUnit& operator<<(JsonUnit& unit, const Id& id) {
+    return unit << "#" + std::to_string(id.value());
+}
+void operator>>(const JsonUnit& unit, Id& id) {
+    String text;
+    unit >> text;
+    id = static_cast<ulong32>(std::stoul(text.substr(1)));
+}
+
 TEST(Field, WritesAKeyForEachMember) {
     JsonOutputStream out;
     encode(out, Tuple(Leaf{1, "one"}, std::vector<Leaf>{{2, "two"}}, Optional<Leaf>(), Tuple<>(),
@@ -25,6 +38,13 @@ TEST(Field, WritesAKeyForEachMember) {
     JsonInputStream in(out.unit());
     read.codec(in);
     EXPECT_EQ(read, leaf);
+    Tuple<Id> ids, same;
+    std::get<0>(ids) = 7;
+    JsonOutputStream written;
+    encode(written, ids);
+    EXPECT_EQ(written.str(), R"({ "m0":"#7" })");
+    decode(written.str(), same);
+    EXPECT_EQ(same, ids);
 }
 
 TEST(Field, ReadsMapsFromBothForms) {

@@ -139,7 +139,8 @@ TEST_F(LeakChecker, NamesThePlaceThatCreatesAHandle) {
     };
     LogFile log("QOR");
     checker().start();
-    EXPECT_THROW(makeHandle<Counted>("refused", std::make_unique<int>(-1)), std::runtime_error);
+    EXPECT_THROW(std::ignore = makeHandle<Counted>("refused", std::make_unique<int>(-1)),
+                 std::runtime_error);
     EXPECT_EQ(checker().size(), 0U);
     const Handle<Counted> kept = makeHandle<Counted>("maker", std::make_unique<int>(7));
     const std::string place = "maker(mem_leak_checker_test.cpp:" + std::to_string(__LINE__ - 1);

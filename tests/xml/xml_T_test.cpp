@@ -199,6 +199,24 @@ TEST(XMLStream, HasTheSameNodeInADerivedClass) {
     EXPECT_EQ(Both(XMLStream::out_t(), node).name() + Both(XMLStream::in_t(), node).name(), "nn");
 }
 
+TEST(XMLStream, HasTheNumbersOfDerivedScalars) {
+    struct Flag : Bit {
+        using Bit::operator=;
+    } flag;
+    struct Octet : Byte {
+        using Byte::operator=;
+    } octet;
+    flag = true;
+    EXPECT_TRUE(XMLInStream(istr("<m>0</m>")) >> flag);
+    EXPECT_FALSE(flag);
+    octet = 32;
+    XMLOutStream out("m");
+    out << octet;
+    EXPECT_EQ(out.str(false, 0), "<m>32</m>");
+    EXPECT_TRUE(XMLInStream(istr("<m>200</m>")) >> octet);
+    EXPECT_EQ(octet, 200);
+}
+
 TEST(XMLStream, OwnsOrBorrowsItsNode) {
     XMLStreamBase base;
     EXPECT_TRUE(base.isNull() && base.name().empty() && base.type().empty());

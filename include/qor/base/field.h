@@ -103,6 +103,12 @@ C emptyLike(const C& container) {
         return C(container.key_comp());
     } else if constexpr (requires { C(0, container.hash_function(), container.key_eq()); }) {
         return C(0, container.hash_function(), container.key_eq());
+    } else if constexpr (std::copy_constructible<C> && (
+                                                           requires { container.key_comp(); } ||
+                                                           requires { container.key_eq(); })) {
+        C empty(container);  // a derived class without the constructors of its base
+        empty.clear();
+        return empty;
     } else {
         return C();
     }
@@ -120,6 +126,8 @@ void reserveElements(C& elements, std::size_t count) {
 template <class C, class Read>
 void appendElement(C& elements, Read read) {
     using Element = typename C::value_type;
+    static_assert(std::is_default_constructible_v<Element>,
+                  "an element that is read needs a default constructor");
     if constexpr (SequenceContainer<C> && requires {
                       { elements.emplace_back() } -> std::same_as<Element&>;
                   }) {
@@ -137,10 +145,14 @@ void appendElement(C& elements, Read read) {
     }
 }
 
+// An optional value that is not carried by a codec.
+template <class T, class Stream>
+concept OptionalMember = OptionalValue<T> && !CodecType<T, Stream>;
+
 // False for an optional value that is not set: it is not written.
-template <class T>
+template <class Stream, class T>
 constexpr bool isPresent(const T& member) {
-    if constexpr (OptionalValue<T>) {
+    if constexpr (OptionalMember<T, Stream>) {
         return member.isSet();
     } else {
         return true;
@@ -151,6 +163,8 @@ constexpr bool isPresent(const T& member) {
 // or raises, the target is unchanged.
 template <OptionalValue T, class Read>
 bool readPresent(T& target, Read read) {
+    static_assert(std::is_copy_constructible_v<typename T::value_type>,
+                  "an optional value that is read is copied, and its type cannot be copied");
     typename T::value_type present = target.value();
     if constexpr (std::is_void_v<decltype(read(present))>) {
         read(present);

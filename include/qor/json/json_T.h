@@ -35,6 +35,8 @@ template <class T>
 concept Object = std::derived_from<T, JsonCodecInterface> || CodecType<T, JsonStream>;
 template <class T>
 concept List = Container<T> && !Object<T>;
+template <class T>
+concept Missable = OptionalValue<T> && !Object<T>;
 
 namespace binding {
 
@@ -43,21 +45,27 @@ inline constexpr char kMapped[] = "value";
 
 template <class T>
 void store(JsonUnit& unit, const T& value);
-// The types that JsonConversion reads. A type that is derived from one of them may have operators
-// of its own.
+// Types with an operator >> of their own, and those that JsonConversion reads.
 template <class T>
-concept Converted = WireScalar<T> || std::same_as<T, std::string> || std::same_as<T, String> ||
-    std::same_as<T, std::wstring> || std::same_as<T, Bytes> || std::same_as<T, Time>;
+concept ReadsItself = requires(const JsonUnit& unit, T& target) {
+    operator>>(unit, target);
+};
+template <class T>
+concept Converted = !ReadsItself<T> && requires(const JsonUnit& unit, T& target) {
+    JsonConversion::read(unit, target);
+};
 
 // Returns false if the unit is of another kind. Types with code of their own decide by themselves:
 // the result is true for them.
 template <class T>
 bool load(const JsonUnit& unit, T& target);
 
+template <class K>
+concept TextKey = std::derived_from<K, std::string> && !Object<K>;
+
 // A map whose keys are text, and unique.
 template <class C>
-concept TextMap = MapContainer<C> && std::derived_from<typename C::key_type, std::string> &&
-    requires(C& c) {
+concept TextMap = MapContainer<C> && TextKey<typename C::key_type> && requires(C& c) {
     c.emplace(typename C::key_type(), typename C::mapped_type()).second;
 };
 
@@ -80,23 +88,23 @@ bool fitsObject(const C& map) {
 // array is read.
 template <class T>
 void storeElement(JsonUnit& unit, const T& value) {
-    if constexpr (OptionalValue<T>) {
+    if constexpr (Missable<T>) {
         unit.arrayValue();
-        if (value.isSet()) storeElement(unit.newChild(), value.value());
+        if (value.isSet()) binding::storeElement(unit.newChild(), value.value());
     } else {
-        store(unit, value);
+        binding::store(unit, value);
     }
 }
 template <class T>
 void loadElement(const JsonUnit& unit, T& target) {
-    if constexpr (OptionalValue<T>) {
+    if constexpr (Missable<T>) {
         const JsonArray* const elements = unit.arrayValue();
         if (elements == nullptr || elements->size() == 0) return;
         typename T::value_type present{};
-        loadElement(elements->at(0), present);
+        binding::loadElement(elements->at(0), present);
         target = std::move(present);
     } else {
-        load(unit, target);
+        binding::load(unit, target);
     }
 }
 
@@ -107,27 +115,27 @@ void storeElements(JsonUnit& unit, const C& container) {
             if (fitsObject(container)) {
                 JsonObject& object = unit.objectValue();
                 for (const auto& [key, mapped] : container)
-                    storeElement(object.get(istr(key)), mapped);
+                    binding::storeElement(object.get(istr(key)), mapped);
                 return;
             }
         }
         JsonArray& pairs = unit.arrayValue();
         for (const auto& [key, mapped] : container) {
             JsonObject& pair = pairs.newChild().objectValue();
-            storeElement(pair.get(kKey), key);
-            storeElement(pair.get(kMapped), mapped);
+            binding::storeElement(pair.get(kKey), key);
+            binding::storeElement(pair.get(kMapped), mapped);
         }
     } else {
         JsonArray& elements = unit.arrayValue();
         for (const typename C::value_type& element : container)
-            storeElement(elements.newChild(), element);
+            binding::storeElement(elements.newChild(), element);
     }
 }
 
 template <class T>
 void store(JsonUnit& unit, const T& value) {
-    if constexpr (OptionalValue<T>) {
-        if (value.isSet()) store(unit, value.value());
+    if constexpr (Missable<T>) {
+        if (value.isSet()) binding::store(unit, value.value());
     } else if constexpr (std::derived_from<T, JsonCodecInterface>) {
         unit.objectValue();
         JsonOutputStream part(unit);
@@ -140,7 +148,7 @@ void store(JsonUnit& unit, const T& value) {
     } else if constexpr (List<T>) {
         // Replaces the unit's content as a whole.
         JsonUnit made;
-        storeElements(made, value);
+        binding::storeElements(made, value);
         unit = made;
     } else if constexpr (requires { unit << value; }) {
         unit << value;
@@ -151,7 +159,7 @@ void store(JsonUnit& unit, const T& value) {
 
 template <class C>
 bool appendLoaded(const JsonUnit& unit, C& elements) {
-    appendElement(elements, [&](auto& element) { loadElement(unit, element); });
+    appendElement(elements, [&](auto& element) { binding::loadElement(unit, element); });
     return true;
 }
 
@@ -164,8 +172,8 @@ bool appendLoaded(const JsonUnit& unit, C& elements) requires MapContainer<C> {
     if (keyUnit == nullptr || mappedUnit == nullptr) return false;
     typename C::key_type key{};
     typename C::mapped_type mapped{};
-    loadElement(*keyUnit, key);
-    loadElement(*mappedUnit, mapped);
+    binding::loadElement(*keyUnit, key);
+    binding::loadElement(*mappedUnit, mapped);
     putEntry(elements, std::move(key), std::move(mapped));
     return true;
 }
@@ -180,13 +188,15 @@ bool loadElements(const JsonUnit& unit, C& target) {
         for (const JsonUnit& element : *array)
             fits = appendLoaded(element, elements) || fits;
     } else if constexpr (MapContainer<C>) {
-        if constexpr (std::derived_from<typename C::key_type, std::string>) {
+        if constexpr (TextKey<typename C::key_type>) {
             const JsonObject* const object = unit.objectValue();
             if (object == nullptr) return false;
             for (const auto& [key, child] : *object) {
                 typename C::mapped_type mapped{};
-                loadElement(child, mapped);
-                putEntry(elements, typename C::key_type(key), std::move(mapped));
+                binding::loadElement(child, mapped);
+                typename C::key_type name{};
+                name.assign(key);
+                putEntry(elements, std::move(name), std::move(mapped));
             }
             fits = true;
         }
@@ -197,9 +207,9 @@ bool loadElements(const JsonUnit& unit, C& target) {
 
 template <class T>
 bool load(const JsonUnit& unit, T& target) {
-    if constexpr (OptionalValue<T>) {
+    if constexpr (Missable<T>) {
         return !unit.isNull() &&
-               readPresent(target, [&](auto& present) { return load(unit, present); });
+               readPresent(target, [&](auto& present) { return binding::load(unit, present); });
     } else if constexpr (std::derived_from<T, JsonCodecInterface>) {
         const JsonInputStream part(unit);
         target.decodeJson(part);
@@ -211,7 +221,7 @@ bool load(const JsonUnit& unit, T& target) {
         target.codec(part);
         return unit.objectValue() != nullptr;
     } else if constexpr (List<T>) {
-        return loadElements(unit, target);
+        return binding::loadElements(unit, target);
     } else if constexpr (Converted<T>) {
         return JsonConversion::read(unit, target);
     } else if constexpr (requires { unit >> target; }) {
@@ -229,7 +239,7 @@ bool load(const JsonUnit& unit, T& target) {
 // replaces it; an object keeps those fields of the old object that it does not write.
 template <class T>
 void field(JsonOutputStream& s, const FieldKey& key, const T& member) {
-    if (isPresent(member)) binding::store(s.child(key.name), member);
+    if (isPresent<JsonStream>(member)) binding::store(s.child(key.name), member);
 }
 template <class T>
 void field(const JsonInputStream& s, const FieldKey& key, T& member) {
@@ -239,9 +249,9 @@ void field(const JsonInputStream& s, const FieldKey& key, T& member) {
 template <class T>
 void field(JsonStream& s, const FieldKey& key, T& member) {
     if (s.encoding()) {
-        field(s.jos(), key, std::as_const(member));
+        json::field(s.jos(), key, std::as_const(member));
     } else {
-        field(std::as_const(s).jis(), key, member);
+        json::field(std::as_const(s).jis(), key, member);
     }
 }
 
@@ -252,23 +262,24 @@ void encode(JsonOutputStream& s, const T& object) {
 }
 template <class T>
 void encode(JsonStream& s, const T& object) {
-    encode(s.jos(), object);
+    json::encode(s.jos(), object);
 }
 
 // Read an object from the stream's unit or from a text. Raise DecodeException for objects nested
 // deeper than kMaxDepth, and the last one for a text that is not JSON; members that were already
-// read are then changed.
+// read are then changed. A member of type istr or const char* becomes a view of the stream's tree,
+// which must outlive it: do not read such members from a text, whose tree is gone afterwards.
 template <class T>
 void decode(const JsonInputStream& s, T& object) {
     binding::load(s.unit(), object);
 }
 template <class T>
 void decode(const JsonStream& s, T& object) {
-    decode(s.jis(), object);
+    json::decode(s.jis(), object);
 }
 template <class T>
 void decode(istr text, T& object) {
-    decode(JsonInputStream(text), object);
+    json::decode(JsonInputStream(text), object);
 }
 
 }  // namespace qor::json

@@ -170,10 +170,17 @@ public:
     // Values for people: bool as "true" or "false"; characters, texts and times in single quotes;
     // wide text, as UTF-8, and bytes in double quotes. For empty text nothing is written.
     template <Arithmetic T>
+    requires requires(std::ostream& os, T value) { os << value; }
     dumper& operator<<(T value) {
         os_ << value;
         return *this;
     }
+    // As a Wchar: its code.
+    dumper& operator<<(wchar_t value) { return *this << static_cast<long32>(value); }
+    // Ambiguous otherwise.
+    dumper& operator<<(char8_t) = delete;
+    dumper& operator<<(char16_t) = delete;
+    dumper& operator<<(char32_t) = delete;
     dumper& operator<<(bool value);
     dumper& operator<<(char value);
     dumper& operator<<(unsigned char value) { return *this << static_cast<char>(value); }
@@ -303,11 +310,12 @@ concept AppliesToDumper = requires(const T& value, dumper& d) {
     value(d);
 };
 
-// A type without dump() is shown by its codec, as an optional value, or as a container.
+// A type without dump(), also an inherited one, is shown by its codec, as an optional value, or as
+// a container.
 template <class T>
 concept ShownByCodec = CodecType<T, dumper> && !DumpsItself<T>;
 template <class T>
-concept ShownAsOptional = OptionalValue<T> && !DumpsItself<T>;
+concept ShownAsOptional = OptionalValue<T> && !DumpsItself<T> && !ShownByCodec<T>;
 template <class T>
 concept ShownAsContainer = Container<T> && !DumpsItself<T> && !ShownByCodec<T>;
 
@@ -337,6 +345,9 @@ template <class T>
 dumper& dumpPart(dumper& d, const T& part) {
     if constexpr (requires { d << part; }) {
         return d << part;
+    } else if constexpr (ShownByCodec<T>) {  // beside an operator << for any stream
+        forCodec(part).codec(d);
+        return d;
     } else {
         static_assert(!sizeof(T),
                       "a dumper cannot show this type: it has neither dump(dumper&) "
@@ -373,7 +384,7 @@ dumper& operator<<(dumper& d, const T& optional) {
 // written.
 template <class T>
 dumper& field(dumper& d, const FieldKey& key, const T& member) {
-    if constexpr (OptionalValue<T>) {
+    if constexpr (OptionalMember<T, dumper>) {
         if (!member.isSet()) return d;
     }
     return d.member(key.name, member);
@@ -396,9 +407,14 @@ template <class Map>
 dumper& dumpPairs(dumper& d, const char* title, const Map& map) {
     const dumper::_Entry entry(d, title);
     for (const auto& [key, value] : map) {
-        dumper text;  // its stream has the classic locale, and reports a lack of memory
-        text.internal_stream() << key;
-        dumpPart(d.indent().raw(text.str()).raw(d.compact() ? ":" : " : "), value);
+        if constexpr (requires(std::ostream & os) { os << key; }) {
+            dumper text;  // its stream has the classic locale, and reports a lack of memory
+            text.internal_stream() << key;
+            d.indent().raw(text.str());
+        } else {
+            dumpPart(d.indent(), key);
+        }
+        dumpPart(d.raw(d.compact() ? ":" : " : "), value);
         d.endline();
     }
     return d;

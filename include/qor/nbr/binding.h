@@ -34,9 +34,11 @@ inline constexpr unsigned kMaxDepth = 500;
 // Object: types with a codec, for all streams or for CodecStream only. List: containers, which are
 // written as their elements.
 template <class T>
-concept Object = CodecType<T, CodecStream>;
+concept Object = std::derived_from<T, CodecInterface> || CodecType<T, CodecStream>;
 template <class T>
 concept List = Container<T> && !Object<T>;
+template <class T>
+concept Missable = OptionalValue<T> && !Object<T>;
 
 // The stream that writes the fields of a codec, appending to an OutputStream. The write position is
 // kept here, where a compiler can hold it in registers; finish passes it to the OutputStream. The
@@ -51,7 +53,7 @@ public:
     // Writes a field; nothing for an optional value that is not set.
     template <class T>
     void writeField(unsigned char tag, const T& member) {
-        if constexpr (OptionalValue<T>) {
+        if constexpr (Missable<T>) {
             if (member.isSet()) writeItem(tag, member.value());
         } else {
             writeItem(tag, member);
@@ -61,7 +63,7 @@ public:
     // Writes a value without a tag.
     template <class T>
     void writeValue(const T& value) {
-        static_assert(!OptionalValue<T>, "a value that may be missing has to be a field");
+        static_assert(!Missable<T>, "a value that may be missing has to be a field");
         if constexpr (List<T> || (CodecType<T, Writer> && !std::derived_from<T, CodecInterface>)) {
             put(OutputStream::kBegin);
             writeParts(value);
@@ -230,7 +232,7 @@ private:
     // Reads a value as the target's type.
     template <class T>
     static void readValue(ValueBase& value, Context context, T& target) {
-        if constexpr (OptionalValue<T>) {
+        if constexpr (Missable<T>) {
             readPresent(target, [&](auto& present) { readValue(value, context, present); });
         } else if constexpr (Object<T>) {
             readObject(value, context, target);
@@ -355,7 +357,7 @@ void encode(OutputStream& os, const T& object) {
 }
 template <class T>
 void encode(CodecStream& s, const T& object) {
-    encode(s.bos(), object);
+    nbr::encode(s.bos(), object);
 }
 
 // Reads an object from a message. Fields that the message lacks are unchanged; so is the whole
@@ -370,11 +372,11 @@ void decode(const InputStream& is, T& object) {
 }
 template <class T>
 void decode(CodecStream& s, T& object) {
-    decode(s.bis(), object);
+    nbr::decode(std::as_const(s.bis()), object);
 }
 template <class T>
 void decode(istr data, T& object) {
-    decode(InputStream(data), object);
+    nbr::decode(InputStream(data), object);
 }
 
 }  // namespace qor::nbr

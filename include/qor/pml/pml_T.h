@@ -32,6 +32,8 @@ template <class T>
 concept Object = CodecType<T, stream>;
 template <class T>
 concept List = Container<T> && !Object<T>;
+template <class T>
+concept Missable = OptionalValue<T> && !Object<T>;
 
 template <class T>
 concept StandardName = std::derived_from<T, std::string>;
@@ -63,7 +65,7 @@ stream& field(stream& s, const Field__<T>& f) {
 }
 template <class T>
 stream& field(stream& s, const FieldKey& key, T& member) {
-    return field(s, Field__<T>{key.name, istr(), &member});
+    return field(s, Field__<T>{key.name, istr(), std::addressof(member)});
 }
 
 namespace binding {
@@ -80,7 +82,7 @@ template <class T>
 void add(ntv::Unit& parent, istr name, istr type, const T& value) {
     static const char* const func = memberName<T>("qor::pml::Field__", "set");
     std::unique_ptr<ntv::Unit> child(new (__FILE__, __LINE__, func) ntv::Unit);
-    store(*child, value);
+    binding::store(*child, value);
     if (!type.empty()) child->type(type);
     // Last, since the codec of an object sets the unit's name.
     child->name(name);
@@ -94,14 +96,14 @@ String nameOf(const Key& key) {
         return key;
     } else {
         ntv::Unit text;
-        store(text, key);
+        binding::store(text, key);
         return text.getStringValue();
     }
 }
 template <class Key>
 bool readName(const ntv::Unit& unit, Key& key) {
     if constexpr (StandardName<Key>) {
-        key = unit.name();
+        key.assign(unit.name());
         return true;
     } else {
         return ntv::Unit(istr(), istr(), unit.name()) >> key;
@@ -112,21 +114,22 @@ template <class C>
 void storeElements(ntv::Unit& unit, const C& container) {
     unit.initValueAsList();
     if constexpr (MapContainer<C>) {
-        static_assert(WireScalar<typename C::key_type> || StandardName<typename C::key_type>,
-                      "the keys of a map in pml are text or scalars");
+        static_assert((WireScalar<typename C::key_type> ||
+                       StandardName<typename C::key_type>)&&!Object<typename C::key_type>,
+                      "the keys of a map in pml are text or scalars, without a codec");
         unit.type("map");
         for (const auto& [key, mapped] : container)
-            add(unit, nameOf(key), istr(), mapped);
+            binding::add(unit, nameOf(key), istr(), mapped);
     } else {
         for (const typename C::value_type& element : container)
-            add(unit, istr(), istr(), element);
+            binding::add(unit, istr(), istr(), element);
     }
 }
 
 template <class T>
 void store(ntv::Unit& unit, const T& value) {
-    if constexpr (OptionalValue<T>) {
-        if (value.isSet()) store(unit, value.value());
+    if constexpr (Missable<T>) {
+        if (value.isSet()) binding::store(unit, value.value());
     } else if constexpr (Object<T>) {
         part_stream part(unit);
         forCodec(value).codec(part.get());
@@ -145,10 +148,10 @@ void loadElement(const ntv::Unit& unit, const stream& around, C& elements) {
         typename C::key_type key{};
         typename C::mapped_type mapped{};
         if (!readName(unit, key)) return;
-        load(unit, around, mapped);
+        binding::load(unit, around, mapped);
         putEntry(elements, std::move(key), std::move(mapped));
     } else {
-        appendElement(elements, [&](auto& element) { load(unit, around, element); });
+        appendElement(elements, [&](auto& element) { binding::load(unit, around, element); });
     }
 }
 
@@ -180,9 +183,9 @@ bool loadDefault(const ntv::Unit& unit, T& target) {
 
 template <class T>
 bool load(const ntv::Unit& unit, const stream& around, T& target) {
-    if constexpr (OptionalValue<T>) {
+    if constexpr (Missable<T>) {
         return readPresent(target, [&](auto& present) {
-            return load(unit, around, present) || loadDefault(unit, present);
+            return binding::load(unit, around, present) || loadDefault(unit, present);
         });
     } else if constexpr (Object<T>) {
         part_stream part(unit, around);
@@ -212,7 +215,7 @@ void Field__<T>::set(stream& s) const {
         const std::remove_cv_t<T> now = *value;
         Field__<const std::remove_cv_t<T>>{name, type, &now}.set(s);
     } else {
-        if (isPresent(*value)) binding::add(s.unit(), name, type, *value);
+        if (isPresent<stream>(*value)) binding::add(s.unit(), name, type, *value);
     }
 }
 

@@ -173,6 +173,16 @@ constexpr T fromWire(unsigned long long bits) noexcept {
     }
 }
 
+// Sets a scalar. Of a class that is derived from a wrapper, only the number changes.
+template <WireScalar T>
+constexpr void setFromWire(T& target, unsigned long long bits) noexcept {
+    if constexpr (NumberWrapper<T>) {
+        target.value() = fromWire<typename T::value_type>(bits);
+    } else {
+        target = fromWire<T>(bits);
+    }
+}
+
 }  // namespace qor
 
 #endif  // QOR_UTIL_BINARYSTREAM_H

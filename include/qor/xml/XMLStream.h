@@ -138,7 +138,8 @@ public:
     template <xml::Writable T>
     XMLOutStream& operator<<(const T& value) {
         String text;
-        xml::formatValue(value, text);
+        using xml::formatValue;
+        formatValue(value, text);
         return write(text, xml::typeOf<std::decay_t<T>>());
     }
     template <xml::VolatileScalar T>
@@ -178,7 +179,8 @@ public:
     // Reads the text as by parseValue. If isNull(), returns false and leaves the target unchanged.
     template <xml::Readable T>
     bool operator>>(T& target) const {
-        return !isNull() && xml::parseValue(cdata(), target);
+        using xml::parseValue;
+        return !isNull() && parseValue(cdata(), target);
     }
     // Reads to a temporary first, so that the target is written once.
     template <xml::VolatileScalar T>

@@ -30,6 +30,9 @@ namespace xml {
 template <class T>
 concept Object = std::derived_from<T, XMLCodecBase> || CodecType<T, XMLStream>;
 
+template <class T>
+concept Missable = OptionalValue<T> && !Object<T>;
+
 // Queues and stacks. They are written through the container in them.
 template <class C>
 concept Adaptor = requires(C& c) {
@@ -93,7 +96,7 @@ template <class T>
 XMLNode& addItem(XMLNode& parent, istr name, const T& value) {
     std::unique_ptr<XMLNode> item(new (__FILE__, __LINE__, "qor::xml::addItem")
                                       XMLNode(name, nullptr));
-    store(*item, value);
+    binding::store(*item, value);
     parent.addChildNode(item.get());
     return *item.release();
 }
@@ -104,13 +107,17 @@ void storeItems(XMLNode& node, const C& container) {
         for (const typename C::value_type& item : itemsOf(container))
             addItem(node, kItem, item);
     } else if constexpr (MapContainer<C>) {
+        using Key = typename C::key_type;
+        static_assert(
+            Writable<Key> && Readable<Key> && !Object<Key>,
+            "the keys of a map in XML are text, bytes, times or scalars, without a codec");
         for (const auto& [key, mapped] : container) {
             String text;
             formatValue(key, text);
             std::unique_ptr<XMLNode> item(new (__FILE__, __LINE__, "qor::xml::addItem")
                                               XMLNode(kItem, nullptr));
             item->attr(kKey).value(text);
-            store(*item, mapped);
+            binding::store(*item, mapped);
             node.addChildNode(item.get());
             static_cast<void>(item.release());
         }
@@ -122,8 +129,8 @@ void storeItems(XMLNode& node, const C& container) {
 
 template <class T>
 void store(XMLNode& node, const T& value) {
-    if constexpr (OptionalValue<T>) {
-        if (value.isSet()) store(node, value.value());
+    if constexpr (Missable<T>) {
+        if (value.isSet()) binding::store(node, value.value());
     } else if constexpr (std::derived_from<T, XMLCodecBase>) {
         XMLOutStream out(node);
         value.encodeXml(out);
@@ -148,10 +155,10 @@ void loadItem(const XMLNode& node, unsigned nesting, C& items) {
         typename C::mapped_type mapped{};
         // An element without a key has that of a default value.
         parseValue(node.attr(kKey).value(), key);
-        load(node, nesting, mapped);
+        binding::load(node, nesting, mapped);
         putEntry(items, std::move(key), std::move(mapped));
     } else {
-        appendElement(items, [&](auto& item) { load(node, nesting, item); });
+        appendElement(items, [&](auto& item) { binding::load(node, nesting, item); });
     }
 }
 
@@ -169,8 +176,9 @@ template <class T>
 bool load(const XMLNode& node, unsigned nesting, T& target) {
     static_assert(!std::is_const_v<T>, "a const member cannot be read into");
     if (node.isNull()) return false;
-    if constexpr (OptionalValue<T>) {
-        return readPresent(target, [&](auto& present) { return load(node, nesting, present); });
+    if constexpr (Missable<T>) {
+        return readPresent(target,
+                           [&](auto& present) { return binding::load(node, nesting, present); });
     } else if constexpr (Object<T>) {
         if (nesting >= kMaxDepth) return false;
         XMLStream in(XMLStream::in_t(), node);
@@ -196,8 +204,8 @@ bool load(const XMLNode& node, unsigned nesting, T& target) {
 template <class T>
 bool loadAttr(const XMLAttr& attr, T& target) {
     if (attr.isNull()) return false;
-    if constexpr (OptionalValue<T>) {
-        return readPresent(target, [&](auto& present) { return loadAttr(attr, present); });
+    if constexpr (Missable<T>) {
+        return readPresent(target, [&](auto& present) { return binding::loadAttr(attr, present); });
     } else if constexpr (VolatileScalar<T>) {
         std::remove_volatile_t<T> value = target;
         const bool good = parseValue(attr.value(), value);
@@ -212,8 +220,8 @@ bool loadAttr(const XMLAttr& attr, T& target) {
 
 template <class T>
 void storeField(XMLNode& parent, istr name, const T& member) {
-    if (!isPresent(member)) return;
-    if constexpr (OptionalValue<T>) return storeField(parent, name, member.value());
+    if (!isPresent<XMLStream>(member)) return;
+    if constexpr (Missable<T>) return storeField(parent, name, member.value());
     if (std::as_const(parent).child(name).isNull()) {
         addItem(parent, name, member);
         return;
@@ -221,12 +229,12 @@ void storeField(XMLNode& parent, istr name, const T& member) {
     // An existing child is overwritten.
     XMLNode& present = parent.child(name);
     if constexpr (!Object<T> && !Writable<T> && (Container<T> || Adaptor<T>)) present.clearNodes();
-    store(present, member);
+    binding::store(present, member);
 }
 
 template <class T>
 bool loadElement(const XMLStream& s, istr name, T& member) {
-    return load(s.node().child(name), s.nesting(), member);
+    return binding::load(s.node().child(name), s.nesting(), member);
 }
 
 }  // namespace binding
@@ -247,7 +255,7 @@ template <class T>
 XMLStream& attrField(XMLStream& s, const FieldKey& key, T& member) {
     if (s.isInputting()) {
         binding::loadAttr(std::as_const(s).attr(key.name), member);
-    } else if constexpr (OptionalValue<T>) {
+    } else if constexpr (Missable<T>) {
         if (member.isSet()) attrField(s, key, forCodec(member.value()));
     } else if constexpr (std::is_volatile_v<T>) {
         const std::remove_cv_t<T> now = member;
@@ -262,7 +270,7 @@ XMLStream& attrField(XMLStream& s, const FieldKey& key, T& member) {
 
 // Write an object to the stream's node, and read it from there. A container is appended to what the
 // node contains. Writing to a stream that reads, and reading from a stream without a node, change
-// nothing.
+// nothing. If a codec raises while it writes, the fields before stay in the node.
 template <class T>
 void encode(XMLOutStream& s, const T& object) {
     if (!s.isInputting()) binding::store(s.node(), object);

@@ -26,21 +26,11 @@ template <class T>
 struct NumberForm {
     using type = T;
 };
-template <>
-struct NumberForm<Bit> {
-    using type = short;
-};
-template <>
-struct NumberForm<Byte> {
-    using type = unsigned short;
-};
-template <>
-struct NumberForm<Sbyte> {
-    using type = short;
-};
 template <NumberWrapper T>
 struct NumberForm<T> {
-    using type = typename T::value_type;
+    using type = std::conditional_t<
+        std::derived_from<T, Bit> || std::derived_from<T, Sbyte>, short,
+        std::conditional_t<std::derived_from<T, Byte>, unsigned short, typename T::value_type>>;
 };
 template <>
 struct NumberForm<bool> : NumberForm<Bit> {};
@@ -58,7 +48,7 @@ void formatValue(const T& value, String& out) {
     using Form = typename NumberForm<T>::type;
     if constexpr (std::same_as<Form, wchar_t>) {
         formatWide(value, out);
-    } else if constexpr (sizeof(Form) > 1 && std::same_as<T, Sbyte>) {
+    } else if constexpr (sizeof(Form) > 1 && std::derived_from<T, Sbyte>) {
         formatNumber<Form>(static_cast<signed char>(value.value()), out);
     } else if constexpr (sizeof(Form) > 1) {
         formatNumber(static_cast<Form>(value), out);
@@ -95,20 +85,22 @@ inline void formatValue(const wchar_t* value, String& out) {
 template <WireScalar T>
 bool parseValue(istr text, T& target) {
     using Form = typename NumberForm<T>::type;
+    Form value{};
+    bool good = true;
     if constexpr (std::same_as<Form, wchar_t>) {
-        wchar_t value = 0;
-        const bool good = parseWide(text, value);
-        target = value;
-        return good;
+        good = parseWide(text, value);
     } else if constexpr (sizeof(Form) == 1) {
-        target = text.empty() ? T() : static_cast<T>(*text);
-        return true;
+        if (!text.empty()) value = static_cast<Form>(*text);
     } else {
-        Form value = static_cast<Form>(target);
-        const bool good = parseNumber(text, value);
-        target = static_cast<T>(value);
-        return good;
+        value = static_cast<Form>(target);
+        good = parseNumber(text, value);
     }
+    if constexpr (NumberWrapper<T>) {  // of a derived class, only the number changes
+        target.value() = static_cast<typename T::value_type>(value);
+    } else {
+        target = static_cast<T>(value);
+    }
+    return good;
 }
 inline bool parseValue(istr text, std::string& target) {
     target.assign(std::string_view(text));
