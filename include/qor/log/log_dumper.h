@@ -407,7 +407,9 @@ template <class Map>
 dumper& dumpPairs(dumper& d, const char* title, const Map& map) {
     const dumper::_Entry entry(d, title);
     for (const auto& [key, value] : map) {
-        if constexpr (requires(std::ostream & os) { os << key; }) {
+        if constexpr (requires(std::ostream & os, typename Map::key_type & shown) {
+                          os << shown;
+                      }) {
             dumper text;  // its stream has the classic locale, and reports a lack of memory
             text.internal_stream() << key;
             d.indent().raw(text.str());
