@@ -402,12 +402,12 @@ dumper& dumpElements(dumper& d, const char* title, const Range& range) {
     return d;
 }
 
-// Keys are written by the operator<< of std::ostream.
+// Keys are written by the operator<< of std::ostream, or as parts if they have none.
 template <class Map>
 dumper& dumpPairs(dumper& d, const char* title, const Map& map) {
     const dumper::_Entry entry(d, title);
     for (const auto& [key, value] : map) {
-        if constexpr (requires(std::ostream & os, typename Map::key_type & shown) {
+        if constexpr (requires(std::ostream & os, const typename Map::key_type& shown) {
                           os << shown;
                       }) {
             dumper text;  // its stream has the classic locale, and reports a lack of memory
