@@ -20,6 +20,7 @@
 
 #include "nuv_guard.h"
 #include "nuv_os_adapter.h"
+#include "nuv_zone.h"
 
 namespace {
 
@@ -141,8 +142,7 @@ void nuv_local_time::readSecond(std::time_t second) {
     second_ = second;
     size_ = 0;
     std::tm local;
-    tzset();  // localtime_r does not notice a new TZ
-    if (localtime_r(&second, &local) == nullptr) return;
+    if (!nuv_local_time_of(second, local)) return;
     const int size = nuv_sprintf_s(text_, room, "%lld-%02d-%02d %02d:%02d:%02d.%03d",
                                    local.tm_year + 1900LL, local.tm_mon + 1, local.tm_mday,
                                    local.tm_hour, local.tm_min, local.tm_sec, 0);

@@ -12,6 +12,7 @@
 #include <ostream>
 
 #include "nuv_os_adapter.h"
+#include "nuv_zone.h"
 #include "platform/clock.h"
 #include "qor/base/exception.h"
 
@@ -26,9 +27,11 @@ long32 calendarSeconds(const Time& time) noexcept {
     return static_cast<long32>(time.toSeconds());
 }
 
+static_assert(sizeof(std::time_t) == sizeof(long long));
+
 std::tm localTime(long long seconds) {
     std::tm fields{};
-    if (!platform::localTime(seconds, fields)) {
+    if (!nuv_local_time_of(seconds, fields)) {
         QOR_THROW(InvalidDataException, "qor::Time::Detail::Detail");
     }
     return fields;
@@ -138,7 +141,7 @@ Time fromDetail(const Time::Detail& detail) {
     fields.tm_min = detail.minute;
     fields.tm_sec = detail.second;
     fields.tm_isdst = -1;
-    const platform::ZoneLock lock;
+    const nuv_zone_lock lock;
     return Time::seconds(ACE_OS::mktime(&fields)) + Time::milliSeconds(detail.milliSecond) +
            Time::microSeconds(detail.microSecond);
 }

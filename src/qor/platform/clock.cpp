@@ -1,42 +1,9 @@
 #include "platform/clock.h"
 
-#include <pthread.h>
-
 #include <cerrno>
-
-#include "platform/thread.h"
+#include <ctime>
 
 namespace qor::platform {
-
-namespace {
-
-static_assert(sizeof(std::time_t) == sizeof(long long));
-
-pthread_mutex_t zone = PTHREAD_MUTEX_INITIALIZER;
-
-void lockZone() {
-    pthread_mutex_lock(&zone);
-}
-
-void unlockZone() {
-    pthread_mutex_unlock(&zone);
-}
-
-// Before the locks of the registries and the loggers: a fork takes the locks in the reverse order,
-// and threads may show times while they hold the others.
-[[gnu::constructor(101)]] void watchForks() noexcept {
-    callAtFork(lockZone, unlockZone, unlockZone);
-}
-
-}  // namespace
-
-ZoneLock::ZoneLock() noexcept {
-    lockZone();
-}
-
-ZoneLock::~ZoneLock() {
-    unlockZone();
-}
 
 long long wallMicroseconds() noexcept {
     timespec now{};
@@ -64,13 +31,6 @@ long long coarseNanoseconds() noexcept {
 
 long long coarseSeconds() noexcept {
     return coarseNanoseconds() / 1000000000;
-}
-
-bool localTime(long long seconds, std::tm& fields) noexcept {
-    const std::time_t time = seconds;
-    const ZoneLock lock;
-    tzset();
-    return localtime_r(&time, &fields) != nullptr;
 }
 
 void sleepMilliseconds(long long n) {

@@ -2,7 +2,6 @@
 #define QOR_SRC_PLATFORM_CLOCK_H
 
 #include <atomic>
-#include <ctime>
 
 namespace qor::platform {
 
@@ -34,23 +33,6 @@ private:
     // The time, shifted left by 1, with the answer in the lowest bit.
     std::atomic<long long> last_{-1};
 };
-
-// Hold it while a function of the C library uses the time zone. Such a function takes a lock of the
-// C library, which would stay taken in the child if another thread forked meanwhile: a fork waits
-// until no thread has a ZoneLock. (A program's own calls of localtime and the like are not
-// included.)
-class ZoneLock {
-public:
-    ZoneLock() noexcept;
-    ~ZoneLock();
-    ZoneLock(const ZoneLock&) = delete;
-    ZoneLock& operator=(const ZoneLock&) = delete;
-};
-
-// Local time in the zone that mktime would use, which reads TZ and the system's files at each call;
-// localtime_r alone reads them only at its first call in the process. Returns false if the year
-// does not fit into its field.
-bool localTime(long long seconds, std::tm& fields) noexcept;
 
 // Sleeps for the whole time: signals do not shorten it. Values below 1 return at once. The
 // thread can be cancelled meanwhile.
