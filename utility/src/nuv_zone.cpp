@@ -4,6 +4,8 @@
 
 namespace {
 
+static_assert(sizeof(std::time_t) == sizeof(long long));
+
 pthread_mutex_t zone = PTHREAD_MUTEX_INITIALIZER;
 
 void lock_zone() {
@@ -30,7 +32,8 @@ nuv_zone_lock::~nuv_zone_lock() {
     unlock_zone();
 }
 
-bool nuv_local_time_of(std::time_t time, std::tm& fields) noexcept {
+bool nuv_local_time_of(long long seconds, std::tm& fields) noexcept {
+    const std::time_t time = seconds;
     const nuv_zone_lock lock;
     tzset();
     return localtime_r(&time, &fields) != nullptr;

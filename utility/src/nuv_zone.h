@@ -15,9 +15,9 @@ public:
     ~nuv_zone_lock();
 };
 
-// Local time in the zone that mktime would use, which reads TZ and the system's files at each call;
-// localtime_r alone reads them only at its first call in the process. Returns false if the year
-// does not fit into its field.
-bool nuv_local_time_of(std::time_t time, std::tm& fields) noexcept;
+// Local time, of seconds since 1970, in the zone that mktime would use, which reads TZ and the
+// system's files at each call; localtime_r alone reads them only at its first call in the process.
+// Returns false if the year does not fit into its field.
+bool nuv_local_time_of(long long seconds, std::tm& fields) noexcept;
 
 #endif  // NUV_ZONE_H

@@ -27,8 +27,6 @@ long32 calendarSeconds(const Time& time) noexcept {
     return static_cast<long32>(time.toSeconds());
 }
 
-static_assert(sizeof(std::time_t) == sizeof(long long));
-
 std::tm localTime(long long seconds) {
     std::tm fields{};
     if (!nuv_local_time_of(seconds, fields)) {
