@@ -145,14 +145,11 @@ void appendElement(C& elements, Read read) {
     }
 }
 
-// An optional value that is not carried by a codec.
-template <class T, class Stream>
-concept OptionalMember = OptionalValue<T> && !CodecType<T, Stream>;
-
-// False for an optional value that is not set: it is not written.
-template <class Stream, class T>
+// False for an optional value that is not set: it is not written. A format does not treat a class
+// as optional that it carries by a codec.
+template <bool IsOptional, class T>
 constexpr bool isPresent(const T& member) {
-    if constexpr (OptionalMember<T, Stream>) {
+    if constexpr (IsOptional) {
         return member.isSet();
     } else {
         return true;

@@ -384,9 +384,7 @@ dumper& operator<<(dumper& d, const T& optional) {
 // written.
 template <class T>
 dumper& field(dumper& d, const FieldKey& key, const T& member) {
-    if constexpr (OptionalMember<T, dumper>) {
-        if (!member.isSet()) return d;
-    }
+    if (!isPresent < OptionalValue<T> && !CodecType < T, dumper >> (member)) return d;
     return d.member(key.name, member);
 }
 

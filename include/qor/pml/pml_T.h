@@ -215,7 +215,8 @@ void Field__<T>::set(stream& s) const {
         const std::remove_cv_t<T> now = *value;
         Field__<const std::remove_cv_t<T>>{name, type, &now}.set(s);
     } else {
-        if (isPresent<stream>(*value)) binding::add(s.unit(), name, type, *value);
+        if (isPresent<Missable<std::remove_cv_t<T>>>(*value))
+            binding::add(s.unit(), name, type, *value);
     }
 }
 

@@ -220,7 +220,7 @@ bool loadAttr(const XMLAttr& attr, T& target) {
 
 template <class T>
 void storeField(XMLNode& parent, istr name, const T& member) {
-    if (!isPresent<XMLStream>(member)) return;
+    if (!isPresent<Missable<T>>(member)) return;
     if constexpr (Missable<T>) return storeField(parent, name, member.value());
     if (std::as_const(parent).child(name).isNull()) {
         addItem(parent, name, member);
