@@ -1,5 +1,6 @@
 #include <simdjson.h>
 
+#include <cstdint>
 #include <memory>
 
 #include "json_documents.h"

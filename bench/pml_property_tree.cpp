@@ -1,6 +1,7 @@
 #include <benchmark/benchmark.h>
 
 #include <boost/property_tree/info_parser.hpp>
+#include <cstdint>
 #include <sstream>
 #include <vector>
 

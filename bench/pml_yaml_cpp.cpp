@@ -1,6 +1,8 @@
 #include <benchmark/benchmark.h>
 #include <yaml-cpp/yaml.h>
 
+#include <cstdint>
+
 #include "pml_tree.h"
 
 namespace {

@@ -1,5 +1,6 @@
 #include <benchmark/benchmark.h>
 
+#include <cstdint>
 #include <pugixml.hpp>
 
 #include "xml_documents.h"

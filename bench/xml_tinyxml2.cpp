@@ -1,6 +1,8 @@
 #include <benchmark/benchmark.h>
 #include <tinyxml2.h>
 
+#include <cstdint>
+
 #include "xml_documents.h"
 
 namespace {

@@ -1,5 +1,6 @@
 // The pml parser: any bytes give the same result from every kind of source.
 
+#include <iterator>
 #include <sstream>
 
 #include "pml_tree.h"

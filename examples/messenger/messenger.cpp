@@ -18,6 +18,7 @@
 #include <memory>
 #include <set>
 #include <stdexcept>
+#include <system_error>
 
 #include "messenger/client.h"
 #include "messenger/crowd.h"

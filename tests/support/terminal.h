@@ -3,6 +3,7 @@
 
 #include <iostream>
 #include <sstream>
+#include <streambuf>
 
 #include "qor/base/interface.h"
 

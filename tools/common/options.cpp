@@ -4,6 +4,7 @@
 #include <charconv>
 #include <locale>
 #include <sstream>
+#include <system_error>
 #include <utility>
 
 #include "common/failure.h"

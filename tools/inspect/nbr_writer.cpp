@@ -1,4 +1,5 @@
 #include <charconv>
+#include <system_error>
 #include <vector>
 
 #include "inspect/writers.h"

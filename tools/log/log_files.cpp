@@ -10,6 +10,7 @@
 #include <cstring>
 #include <filesystem>
 #include <functional>
+#include <system_error>
 #include <tuple>
 
 #include "common/failure.h"

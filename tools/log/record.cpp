@@ -1,6 +1,7 @@
 #include "log/record.h"
 
 #include <algorithm>
+#include <cstddef>
 
 namespace tools {
 

@@ -11,6 +11,7 @@
 #include <csignal>
 #include <cstdio>
 #include <ctime>
+#include <optional>
 
 #include "common/failure.h"
 #include "common/options.h"

@@ -16,6 +16,7 @@
 #include <functional>
 #include <new>
 #include <string_view>
+#include <system_error>
 #include <vector>
 
 #include "nuv_guard.h"

@@ -1,6 +1,7 @@
 #ifndef QOR_BASE_BASE_TYPE_STRING_H
 #define QOR_BASE_BASE_TYPE_STRING_H
 
+#include <cstddef>
 #include <string>
 
 #include "qor/base/base_type_target.h"

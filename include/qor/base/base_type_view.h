@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <compare>
+#include <cstddef>
 #include <functional>
 #include <iosfwd>
 #include <ranges>

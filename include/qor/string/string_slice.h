@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <compare>
 #include <concepts>
+#include <cstddef>
 #include <cstring>
 #include <string>
 

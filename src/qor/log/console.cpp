@@ -6,6 +6,7 @@
 #include <list>
 #include <new>
 #include <sstream>
+#include <streambuf>
 #include <string>
 #include <utility>
 

@@ -3,6 +3,7 @@
 
 #include <charconv>
 #include <concepts>
+#include <system_error>
 
 #ifndef __cpp_lib_to_chars
 #include <algorithm>

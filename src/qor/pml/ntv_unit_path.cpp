@@ -4,6 +4,7 @@
 #include <charconv>
 #include <memory>
 #include <string>
+#include <system_error>
 #include <vector>
 
 #include "base/same_name.h"

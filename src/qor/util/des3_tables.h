@@ -3,6 +3,7 @@
 
 #include <array>
 #include <bit>
+#include <cstddef>
 #include <cstdint>
 
 // The tables of FIPS 46-3. Bits and places are counted from 0, from the left.
