@@ -185,7 +185,7 @@ TEST(Time, PointsAsText) {
         EXPECT_STREQ(data, "");
     });
     // Only the first 64 characters are read.
-    const Time::Detail cut(std::string(60, ' ') + "2015-08-26");
+    const Time::Detail cut(std::string(60, ' ').append("2015-08-26"));
     EXPECT_EQ(cut.year * 100 + cut.month, 201500);
     EXPECT_EQ(Time::Detail(istr()).year, 0);
 }

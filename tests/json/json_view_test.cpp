@@ -22,10 +22,11 @@ std::string keysOf(JsonView object) {
 TEST(JsonView, IsNullForMissingValues) {
     const JsonDocument document = JsonDocument::from("{a:[1,[2],{}],b:null,c:[7,8],d:\"\"}");
     const JsonView root = document.root();
-    for (const JsonView missing :
-         {JsonView(), JsonDocument().root(), root["x"], root["b"], root["a"]["a"], root["d"]["a"],
-          root["a"].at(3), root["c"].at(2), root["c"].at(npos32), root.at(0), root["d"].at(0),
-          root["x"]["y"].at(1), root.members().child("x"), root["a"].members().child("a")}) {
+    for (const JsonView missing : std::vector<JsonView>{
+             JsonView(), JsonDocument().root(), root["x"], root["b"], root["a"]["a"],
+             root["d"]["a"], root["a"].at(3), root["c"].at(2), root["c"].at(npos32), root.at(0),
+             root["d"].at(0), root["x"]["y"].at(1), root.members().child("x"),
+             root["a"].members().child("a")}) {
         EXPECT_EQ(missing.kind(), JsonKind::Null);
         EXPECT_TRUE(missing.isNull() && !missing.isArray() && !missing.isObject());
         EXPECT_EQ(missing.size(), 0u);

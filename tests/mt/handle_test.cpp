@@ -31,7 +31,8 @@ TEST(Handle, DeletesTheObjectOnceWithItsLastOwner) {
         Handle<Counted> second = first;
         const Handle<Counted> third = second;
         EXPECT_EQ(object->__GetRef(), 3);
-        second = std::move(second);
+        Handle<Counted>& same = second;
+        second = std::move(same);
         EXPECT_EQ(second, third);
         EXPECT_EQ(third.as<Derived>(), first);
     }
