@@ -3,6 +3,7 @@
 # - the exported symbols;
 # - all tests on this machine: optimized, with the address and undefined-behaviour sanitizers, with
 #   the thread sanitizer, with clang, and with libc++;
+# - all tests in Debian 13, with g++ 14, optimized;
 # - the tests for i386, arm64 and s390x, with g++ and with clang; with g++ also those that take long
 #   in an emulator.
 set -euo pipefail
@@ -12,6 +13,7 @@ scripts/abi.sh
 for preset in release asan tsan clang libcxx; do
     scripts/test.sh "$preset"
 done
+scripts/debian.sh trixie release
 for machine in i386 arm64 s390x; do
     LONG=on scripts/cross.sh "$machine"
     CXX=clang++ scripts/cross.sh "$machine"

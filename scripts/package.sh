@@ -5,9 +5,10 @@
 #   scripts/package.sh [packages]    with "packages": without the bare Debian
 set -euo pipefail
 cd "$(dirname "$0")/.."
+# shellcheck source=scripts/root.sh
+. scripts/root.sh
 out=build/package
 chroot=$out/chroot
-mirror=${DEBIAN_MIRROR:-http://deb.debian.org/debian}
 
 scripts/setup.sh package
 echo "package: building"
@@ -26,32 +27,17 @@ echo "package: lintian"
 lintian --fail-on error "${debs[@]}"
 [ "${1:-}" != packages ] || exit 0
 
-as_root() {
-    if [ "$(id -u)" = 0 ]; then "$@"; else sudo "$@"; fi
-}
-inside() {
-    as_root env DEBIAN_FRONTEND=noninteractive LC_ALL=C PATH=/usr/sbin:/usr/bin:/sbin:/bin \
-        chroot "$chroot" "$@"
-}
-
-# The bare Debian is created once, since that takes long; the packages are installed again each time.
-if [ ! -e "$chroot/made" ]; then
-    echo "package: a bare Debian 12"
-    as_root rm -rf "$chroot"
-    as_root debootstrap --variant=minbase --include=g++,cmake,make,pkg-config bookworm \
-        "$chroot" "$mirror" >"$out/debootstrap.log"
-    as_root touch "$chroot/made"
-fi
+bare_debian "$chroot" bookworm g++,cmake,make,pkg-config
 as_root rm -rf "$chroot/trial"
 as_root mkdir "$chroot/trial"
 as_root cp "${debs[@]}" tests/install/consumer/* examples/data/message.hex "$chroot/trial"
 echo "package: installing there"
-inside apt-get update -qq
-inside apt-get purge -y -qq libqor libqor-dev qor-tools >/dev/null 2>&1 || true
-inside sh -c 'apt-get install -y -qq --no-install-recommends -o Dpkg::Use-Pty=0 /trial/*.deb' >/dev/null
+inside "$chroot" apt-get update -qq
+inside "$chroot" apt-get purge -y -qq libqor libqor-dev qor-tools >/dev/null 2>&1 || true
+inside "$chroot" sh -c 'apt-get install -y -qq --no-install-recommends -o Dpkg::Use-Pty=0 /trial/*.deb' >/dev/null
 
 echo "package: a program against them"
-inside sh -ec '
+inside "$chroot" sh -ec '
     cmake -S /trial -B /trial/by-cmake >/dev/null
     cmake --build /trial/by-cmake >/dev/null
     /trial/by-cmake/consumer

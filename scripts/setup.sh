@@ -43,10 +43,8 @@ for package in $wanted; do
 done
 [ -n "$missing" ] || exit 0
 
-as_root() {
-    if [ "$(id -u)" = 0 ]; then "$@"; else sudo "$@"; fi
-}
-
+# shellcheck source=scripts/root.sh
+. "$(dirname "$0")/root.sh"
 echo "setup: installing$missing"
 as_root apt-get update -qq
 # With Use-Pty=0, dpkg writes failures to the standard error, which is not discarded.
