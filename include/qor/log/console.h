@@ -23,6 +23,11 @@ QOR_API std::istream& std_in();
 // The console is off by default; then output is dropped. While it is on and not open, output is
 // queued until flush(). If a debugger is attached, all output also goes to the standard error.
 //
+// Text that cannot be written is lost; later text is written as before the failure. For that, the
+// console clears all error flags of std_out() if the stream is bad, also if the program's own
+// output failed. If only the failbit is set, which a failed write never does, the console clears
+// nothing and its output is lost.
+//
 // Any thread may print. Only one thread may read. After a fork, the parent writes the queued
 // output; in the child the console is not open and its queue is empty.
 class QOR_API console {

@@ -37,9 +37,10 @@ std::wstring_view viewOf(const wchar_t* text, unsigned long size) noexcept {
     return {text, isNpos(size) ? StrLen(text) : size};
 }
 
-// Output that failed once, on a full disk or pipe, must not end all later output.
+// Output that failed once, on a full disk or pipe, must not end all later output. A stream that is
+// bad gets the failbit too by the next output. The failbit alone is never of a failed write.
 void forgetFailures() {
-    std_out().clear(std_out().rdstate() & ~std::ios::badbit);
+    if (std_out().bad()) std_out().clear();
 }
 
 // Whether a read returns at once, also with the end of the input. Reading from memory always does.
