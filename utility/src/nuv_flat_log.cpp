@@ -45,7 +45,7 @@ private:
 };
 
 // Guards `now`, `wideText`, `newest`, and the file, line and module of each log. A thread that
-// holds it takes no other lock of this library or of its callers.
+// holds it takes no other lock of this library or of its callers, but that of the time zone.
 constinit std::mutex lock;
 constinit nuv_local_time now;
 // The formatted text of the wide forms.

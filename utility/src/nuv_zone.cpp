@@ -2,39 +2,30 @@
 
 #include <pthread.h>
 
+#include <mutex>
+
 namespace {
 
 static_assert(sizeof(std::time_t) == sizeof(long long));
 
-pthread_mutex_t zone = PTHREAD_MUTEX_INITIALIZER;
-
-void lock_zone() {
-    pthread_mutex_lock(&zone);
-}
-
-void unlock_zone() {
-    pthread_mutex_unlock(&zone);
-}
+constinit std::mutex zone;
 
 // Before the locks of the registries and the loggers: a fork takes the locks in the reverse order,
 // and threads may show times while they hold the others.
 [[gnu::constructor(101)]] void watch_forks() noexcept {
-    pthread_atfork(lock_zone, unlock_zone, unlock_zone);
+    pthread_atfork([] { zone.lock(); }, [] { zone.unlock(); }, [] { zone.unlock(); });
 }
 
 }  // namespace
 
-nuv_zone_lock::nuv_zone_lock() noexcept {
-    lock_zone();
-}
-
-nuv_zone_lock::~nuv_zone_lock() {
-    unlock_zone();
-}
-
 bool nuv_local_time_of(long long seconds, std::tm& fields) noexcept {
     const std::time_t time = seconds;
-    const nuv_zone_lock lock;
+    const std::lock_guard guard(zone);
     tzset();
     return localtime_r(&time, &fields) != nullptr;
+}
+
+long long nuv_seconds_of(std::tm& fields) noexcept {
+    const std::lock_guard guard(zone);
+    return std::mktime(&fields);
 }

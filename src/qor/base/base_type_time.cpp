@@ -1,7 +1,5 @@
 #include "qor/base/base_type_time.h"
 
-#include <ace/OS_NS_time.h>
-
 #include <algorithm>
 #include <array>
 #include <charconv>
@@ -139,8 +137,7 @@ Time fromDetail(const Time::Detail& detail) {
     fields.tm_min = detail.minute;
     fields.tm_sec = detail.second;
     fields.tm_isdst = -1;
-    const nuv_zone_lock lock;
-    return Time::seconds(ACE_OS::mktime(&fields)) + Time::milliSeconds(detail.milliSecond) +
+    return Time::seconds(nuv_seconds_of(fields)) + Time::milliSeconds(detail.milliSecond) +
            Time::microSeconds(detail.microSecond);
 }
 

@@ -16,7 +16,7 @@ namespace qor {
 namespace {
 
 // Both are never destroyed. A thread that holds the lock neither allocates nor takes another lock,
-// and a fork takes it last, as the handlers that are registered first.
+// so a fork may take it before or after the other locks.
 constinit std::mutex lock;
 std::set<std::string>& names() {
     static std::set<std::string>& all = *new std::set<std::string>;
