@@ -10,14 +10,19 @@
 
 namespace qor {
 
-// Creates a mutex that is never destroyed, and that is free in a forked child.
-QOR_API const Mutex& makeSingletonMutex();
+// Internal: creates mutexes that are never destroyed, and that are free in a forked child.
+class SingletonMutex {
+    template <class T>
+    friend class CreateByAllocate;
+
+    QOR_API static const Mutex& make();
+};
 
 // A singleton: one T in the process, created by the first call of instance() on any thread. It
 // exists until destroy(); a later instance() creates a new one. It can be used at any time, also
 // before main and in destructors of static objects. The constructor of T may use other singletons,
-// but not T itself, directly or indirectly. If another thread was creating T during a fork, the
-// child creates a T of its own. CreateByAllocate<T> must be a friend of T.
+// but not T itself, directly or indirectly, and must not fork. If another thread was creating T
+// during a fork, the child creates a T of its own. CreateByAllocate<T> must be a friend of T.
 //
 // The owner of T instantiates the class once in the library: `extern template class QOR_API
 // CreateByAllocate<T>` in T's header, and the same without `extern` and QOR_API in its source.
@@ -29,7 +34,7 @@ public:
     static void create() { instance(); }
     static T* instance() {
         T* object = instance_.load(std::memory_order_acquire);
-        return object != nullptr ? object : make();
+        return object != nullptr ? object : prepareAndMake();
     }
     // The caller ensures that no thread uses the object any more. The lock is not held while the
     // object is destroyed, so its destructor may use any singleton.
@@ -47,9 +52,14 @@ private:
         const Guard guard(mutex());
         return instance_.exchange(nullptr, std::memory_order_acq_rel);
     }
+    static T* prepareAndMake() {
+        if (!preparedAtLoad_) prepare();
+        return make();
+    }
+    // Only creates its name if it is called by prepare().
     static T* make() {
-        if (!prepared_) prepare();
-        static const char* const func = createName();
+        static const char* const func = memberName<T>("qor::CreateByAllocate", "create");
+        if (!prepared_.load(std::memory_order_acquire)) return nullptr;
         T* object = nullptr;
         {
             const Guard guard(mutex());
@@ -68,10 +78,6 @@ private:
         return object;
     }
 
-    static const char* createName() {
-        static const char* const func = memberName<T>("qor::CreateByAllocate", "create");
-        return func;
-    }
     static const char* destroyName() {
         static const char* const func = memberName<T>("qor::CreateByAllocate", "destroy");
         return func;
@@ -79,20 +85,24 @@ private:
 
     // Never destroyed: static destructors may still use the object.
     static const Mutex& mutex() {
-        static const Mutex* const lock = &makeSingletonMutex();
+        static const Mutex* const lock = &SingletonMutex::make();
         return *lock;
     }
 
-    // Creates the statics above when the library is loaded: if a thread created them during another
-    // thread's fork, the child would not have them. Code that runs before that creates them by
-    // make(). Either way, destroying an object allocates nothing.
+    // Creates the statics of the functions above when the library is loaded: if a thread created
+    // them during another thread's fork, the child would wait for them for ever. (Version 2.0.5
+    // exports them, and programs that were compiled with it use them.) Code that runs before that
+    // prepares by itself. Either way, destroying an object allocates nothing.
     static bool prepare() {
-        createName();
+        if (prepared_.load(std::memory_order_acquire)) return true;
+        make();
         destroyName();
         mutex();
+        prepared_.store(true, std::memory_order_release);
         return true;
     }
-    inline static bool prepared_ = prepare();
+    inline static constinit std::atomic<bool> prepared_{false};
+    inline static bool preparedAtLoad_ = prepare();
 
     inline static std::atomic<T*> instance_{nullptr};
 };

@@ -15,7 +15,8 @@ struct Lock {
 
 constinit std::atomic<Lock*> newest{nullptr};
 
-// A thread that held a lock at the fork does not run in the child.
+// A thread that held a lock at the fork does not run in the child, since no constructor of a
+// singleton may fork.
 void enterChild() {
     for (Lock* lock = newest.load(std::memory_order_acquire); lock != nullptr; lock = lock->next)
         new (&lock->mutex) Mutex;
@@ -28,7 +29,7 @@ void enterChild() {
 
 }  // namespace
 
-const Mutex& makeSingletonMutex() {
+const Mutex& SingletonMutex::make() {
     Lock* const lock = new Lock;
     lock->next = newest.load(std::memory_order_relaxed);
     while (!newest.compare_exchange_weak(lock->next, lock, std::memory_order_release,
