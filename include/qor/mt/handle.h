@@ -25,10 +25,8 @@ public:
     T* get() const noexcept { return ptr_; }
     // Both raise NullHandleException if the pointer is null.
     T* operator->() const {
-        if (ptr_ == nullptr) [[unlikely]] {
-            static const char* const func = memberName<T>("qor::SmartPtrBase", "operator ->");
-            nullHandle(func);
-        }
+        if (ptr_ == nullptr) [[unlikely]]
+            nullHandle(memberName<T>("qor::SmartPtrBase", "operator ->"));
         return ptr_;
     }
     T& operator*() const { return *operator->(); }

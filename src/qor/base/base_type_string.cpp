@@ -1,5 +1,6 @@
 #include "qor/base/base_type_string.h"
 
+#include "platform/first_use.h"
 #include "qor/base/base_type_convert.h"
 
 namespace qor {
@@ -70,5 +71,9 @@ const String& String::null() {
     static const String empty;
     return empty;
 }
+
+namespace {
+const platform::MadeAtLoad madeAtLoad([] { String::null(); });
+}  // namespace
 
 }  // namespace qor

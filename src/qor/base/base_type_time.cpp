@@ -12,6 +12,7 @@
 #include "nuv_os_adapter.h"
 #include "nuv_zone.h"
 #include "platform/clock.h"
+#include "platform/first_use.h"
 #include "qor/base/exception.h"
 
 namespace qor {
@@ -225,7 +226,8 @@ Time::Detail::Detail(const istr& text, const char* fmt) {
 
 Time Time::now(Clock clock) {
     if (clock == Realtime) return Time(platform::wallMicroseconds());
-    static const double frequency = platform::monotonicFrequency();
+    static constinit platform::FirstUse<double> kept;
+    const double frequency = kept.get(platform::monotonicFrequency);
     if (!(frequency > 0)) return Time(platform::wallMicroseconds());
     long long ticks = 0;
     const int error = platform::monotonicTicks(ticks);

@@ -32,7 +32,7 @@ private:
         std::uint64_t factor;  // odd
     };
     explicit TextHash(const Key& key) noexcept : value_(key.seed), factor_(key.factor) {}
-    static const Key& key() noexcept;
+    static Key key() noexcept;
 
     static std::uint64_t load(const char* at, std::size_t n) noexcept {
         std::uint64_t word = 0;

@@ -7,6 +7,7 @@
 #include "json/escape.h"
 #include "json/tree_maker.h"
 #include "mt/shared_count.h"
+#include "platform/first_use.h"
 #include "qor/base/base_type_convert.h"
 #include "qor/base/byte_order.h"
 #include "qor/base/mlcheck.h"
@@ -19,6 +20,10 @@ const JsonUnit& JsonUnit::null() noexcept {
     static const JsonUnit unit;
     return unit;
 }
+
+namespace {
+const platform::MadeAtLoad madeAtLoad([] { JsonUnit::null(); });
+}  // namespace
 
 void JsonUnit::decode(istr text) {
     *this = JsonUnit(JsonParser::from(text));

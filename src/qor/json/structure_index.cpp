@@ -5,6 +5,8 @@
 #include <bit>
 #include <cstring>
 
+#include "platform/first_use.h"
+
 namespace qor::json {
 
 namespace {
@@ -87,23 +89,30 @@ ulong32* structure_portable::find(StructureState& state, const char* text, std::
     return out;
 }
 
+namespace {
+
+constexpr StructureForm allForms[] = {
+#if defined(__x86_64__)
+    {"AVX-512", structure_avx512::find},
+    {"AVX2", structure_avx2::find},
+#endif
+    {"portable", structure_portable::find},
+};
+
+// A machine that can run a form can also run all later ones.
+std::size_t numberOfForms() noexcept {
+#if defined(__x86_64__)
+    if (structure_avx512::runsHere()) return 3;
+    if (structure_avx2::runsHere()) return 2;
+#endif
+    return 1;
+}
+
+}  // namespace
+
 std::span<const StructureForm> structureForms() noexcept {
-    static const StructureForm kForms[] = {
-#if defined(__x86_64__)
-        {"AVX-512", structure_avx512::find},
-        {"AVX2", structure_avx2::find},
-#endif
-        {"portable", structure_portable::find},
-    };
-    const std::span<const StructureForm> all(kForms);
-#if defined(__x86_64__)
-    static const std::size_t first = structure_avx512::runsHere() ? 0
-                                     : structure_avx2::runsHere() ? 1
-                                                                  : 2;
-    return all.subspan(first);
-#else
-    return all;
-#endif
+    static constinit platform::FirstUse<std::size_t> number;
+    return std::span(allForms).last(number.get(numberOfForms));
 }
 
 ulong32* StructureIndex::findNext(ulong32* out) noexcept {

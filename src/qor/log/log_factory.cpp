@@ -7,6 +7,7 @@
 #include "log/logger_impl.h"
 #include "log/own_log.h"
 #include "log/shown_map.h"
+#include "platform/first_use.h"
 #include "platform/thread.h"
 #include "qor/log/console.h"
 #include "qor/log/log_dumper.h"
@@ -177,9 +178,7 @@ loggerImpl& ownLogger() {
 }
 
 namespace {
-// Created when the library is loaded: if a thread created it during another thread's fork, the
-// child would not have it.
-[[maybe_unused]] const loggerImpl& madeAtLoad = ownLogger();
+const platform::MadeAtLoad madeAtLoad([] { ownLogger(); });
 loggerImpl& networkLogger = AllLoggers::get().ofName("qor", false);
 }  // namespace
 

@@ -8,6 +8,7 @@
 #include "base/upward.h"
 #include "log/shown_map.h"
 #include "mt/registry_lock.h"
+#include "platform/first_use.h"
 #include "platform/thread.h"
 #include "qor/log/log_dumper.h"
 #include "qor/mt/containers.h"
@@ -43,7 +44,6 @@ constinit std::atomic<unsigned> timesForgotten{0};
 
 using Lock = RegistryLock<Stacks>;
 constinit std::atomic<unsigned>& epoch = Lock::epoch;
-[[maybe_unused]] const Mutex& madeAtLoad = Lock::get();
 
 // Call it with the lock held.
 Stacks& g__tssCallStack() {
@@ -71,11 +71,19 @@ void onThreadExit(void* stack) noexcept {
     delete static_cast<ThreadStack*>(stack);
 }
 
+const platform::ThreadExitCall& exitCall() {
+    static const platform::ThreadExitCall call(onThreadExit);
+    return call;
+}
+const platform::MadeAtLoad madeAtLoad([] {
+    Lock::get();
+    exitCall();
+});
+
 void makeStack() {
-    static const platform::ThreadExitCall atExit(onThreadExit);
     auto fresh = std::make_unique<ThreadStack>();
     // Otherwise nothing would delete it at the thread's end.
-    if (!atExit.request(fresh.get())) throw std::bad_alloc();
+    if (!exitCall().request(fresh.get())) throw std::bad_alloc();
     own.stack = fresh.release();
 }
 

@@ -30,6 +30,7 @@ using TableLock = RegistryLock<LeakTable>;
 // others.
 [[gnu::constructor(101)]] void makeAtLoad() {
     TableLock::get();
+    MemLeakChecker::instance();
 }
 
 // True while the calling thread shows an event: the allocations for that are recorded, but not

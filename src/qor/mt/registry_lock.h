@@ -14,8 +14,7 @@ template <class Tag>
 struct RegistryLock {
     // Lock it for each use of the registry, so that the registry may be destroyed at any time; it
     // is also locked during a fork. It is never destroyed, since threads may use it at any time.
-    // The registry's source creates it when the library is loaded: if a thread created it during
-    // another thread's fork, the child would not have it.
+    // The registry's source calls it when the library is loaded, as platform/first_use.h says.
     static const Mutex& get() {
         static const Mutex& lock = *new Mutex;
         static const bool watched = [] {

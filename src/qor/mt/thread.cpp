@@ -13,6 +13,7 @@
 #include "mt/thread_factory.h"
 #include "nuv_guard.h"
 #include "platform/clock.h"
+#include "platform/first_use.h"
 #include "platform/thread.h"
 #include "qor/base/base_type_char.h"
 #include "qor/base/mlcheck.h"
@@ -33,6 +34,7 @@ const Handle<WinHandleWrapper>& noHandle() {
     static const auto* const handle = new Handle<WinHandleWrapper>(new WinHandleWrapper);
     return *handle;
 }
+const platform::MadeAtLoad madeAtLoad([] { noHandle(); });
 
 // Sets ownHandle while the thread runs.
 class OwnHandle : noncopyable {

@@ -8,6 +8,7 @@
 
 #include "log/shown_map.h"
 #include "mt/registry_lock.h"
+#include "platform/first_use.h"
 #include "platform/thread.h"
 #include "qor/log/log_dumper.h"
 
@@ -73,7 +74,6 @@ constexpr long long kNever = std::numeric_limits<long long>::min();
 
 using Lock = RegistryLock<ThreadFactory>;
 constinit std::atomic<unsigned>& epoch = Lock::epoch;
-[[maybe_unused]] const Mutex& madeAtLoad = Lock::get();
 
 // The record of threads that have no memory for their own. It needs no memory itself.
 const ThreadInfo& spare() noexcept {
@@ -81,6 +81,17 @@ const ThreadInfo& spare() noexcept {
     static const ThreadInfo* const info = new (room) ThreadInfo;
     return *info;
 }
+
+const platform::ThreadExitCall& exitCall() {
+    static const platform::ThreadExitCall call(ThreadFactory::onThreadExit);
+    return call;
+}
+
+const platform::MadeAtLoad madeAtLoad([] {
+    Lock::get();
+    spare();
+    exitCall();
+});
 
 // A record for a dump. The Handle keeps the thread's object alive.
 struct Shown {
@@ -151,14 +162,13 @@ void ThreadFactory::enroll() noexcept {
 }
 
 void ThreadFactory::tryToEnroll() {
-    static const platform::ThreadExitCall atExit(onThreadExit);
     const ThreadId id = platform::currentThreadId();
     String text = idText(id, own.thread != nullptr);
     if (own.record == nullptr) {
         own.record = new Record;
         own.textFrom = kNever;
     }
-    if (!atExit.request(own.record)) {
+    if (!exitCall().request(own.record)) {
         // Nothing would delete it at the thread's end.
         delete std::exchange(own.record, nullptr);
         throw std::bad_alloc();

@@ -33,6 +33,8 @@ public:
     static dumper& dump(dumper& d);
 
     struct Record;
+    // Called at the end of a thread that has a record.
+    static void onThreadExit(void* record) noexcept;
 
 private:
     friend class CreateByAllocate<ThreadFactory>;
@@ -46,7 +48,6 @@ private:
     static void enroll() noexcept;
     static void withdraw() noexcept;
     static void tryToEnroll();
-    static void onThreadExit(void* record) noexcept;
 
     Records threads_;
     unsigned short forks_ = 0;  // of the process, when the last record was added

@@ -8,6 +8,7 @@
 #include <new>
 #include <string>
 
+#include "platform/first_use.h"
 #include "platform/utf8.h"
 
 namespace qor::platform {
@@ -43,8 +44,8 @@ std::string pageName(long page) {
     if (page == utf8Page) return "UTF-8";
     if (page == 0) {
         // Never destroyed: the destructors of other statics may still convert.
-        static const std::string& name = *new std::string(systemPageName());
-        return name;
+        static constinit FirstUse<const std::string*> name;
+        return *name.get([] { return new std::string(systemPageName()); });
     }
     if (page < 0) return {};
     for (const NamedPage& named : namedPages) {

@@ -17,6 +17,7 @@
 #include <iterator>
 
 #include "nuv_guard.h"
+#include "platform/first_use.h"
 #include "platform/socket.h"
 #include "platform/uninterrupted.h"
 
@@ -37,17 +38,22 @@ static_assert(sizeof(Echo) == 64);
 
 constexpr std::size_t kMostIpHeader = 60;
 
+// Never 0.
 std::uint64_t randomNumber() noexcept {
     std::uint64_t number = 0;
     if (getrandom(&number, sizeof number, GRND_NONBLOCK) != sizeof number)
         number = static_cast<std::uint64_t>(Clock::now().time_since_epoch().count());
-    return number;
+    return number | 1;
+}
+
+std::uint64_t firstNumber() noexcept {
+    static constinit FirstUse<std::uint64_t> first;
+    return first.get(randomNumber);
 }
 
 // A forked child has a different number.
 std::uint64_t processNumber() noexcept {
-    static const std::uint64_t random = randomNumber();
-    return random ^ static_cast<std::uint64_t>(getpid());
+    return firstNumber() ^ static_cast<std::uint64_t>(getpid());
 }
 
 std::uint64_t nextNumber() noexcept {
@@ -58,8 +64,8 @@ std::uint64_t nextNumber() noexcept {
 // Sockets that are open at the same time have different identifiers, as far as 16 bits allow.
 // Replies with an equal identifier are recognised by their payload.
 std::uint16_t nextIdentifier() noexcept {
-    static std::atomic<std::uint16_t> identifier{static_cast<std::uint16_t>(randomNumber())};
-    return ++identifier;
+    static constinit std::atomic<std::uint16_t> used{0};
+    return static_cast<std::uint16_t>((firstNumber() >> 48) + ++used);
 }
 
 std::uint16_t checksumOf(const Echo& echo) noexcept {

@@ -6,11 +6,8 @@
 namespace qor::platform {
 
 bool vectorsAllowed() noexcept {
-    static const bool allowed = [] {
-        const char* const portable = std::getenv("QOR_PORTABLE");
-        return portable == nullptr || std::string_view(portable) != "on";
-    }();
-    return allowed;
+    const char* const portable = std::getenv("QOR_PORTABLE");
+    return portable == nullptr || std::string_view(portable) != "on";
 }
 
 }  // namespace qor::platform

@@ -2,8 +2,8 @@
 
 #include <cstdint>
 #include <cstring>
-#include <iterator>
 
+#include "platform/first_use.h"
 #include "platform/utf8_forms.h"
 
 namespace qor::platform {
@@ -164,19 +164,19 @@ constexpr Utf8Form allForms[] = {
 };
 
 // A machine that can run an entry of allForms can run all later entries.
-std::size_t firstForm() noexcept {
+std::size_t numberOfForms() noexcept {
 #if defined(__x86_64__)
-    if (utf8_avx512::runsHere()) return 0;
-    if (utf8_avx2::runsHere()) return 1;
+    if (utf8_avx512::runsHere()) return 3;
+    if (utf8_avx2::runsHere()) return 2;
 #endif
-    return std::size(allForms) - 1;
+    return 1;
 }
 
 }  // namespace
 
 std::span<const Utf8Form> utf8Forms() noexcept {
-    static const std::size_t first = firstForm();
-    return std::span(allForms).subspan(first);
+    static constinit FirstUse<std::size_t> number;
+    return std::span(allForms).last(number.get(numberOfForms));
 }
 
 Utf8Progress utf8ToWide(std::string_view text, wchar_t* out, std::size_t room) noexcept {

@@ -7,6 +7,7 @@
 
 #include "log/own_log.h"
 #include "mt/thread_factory.h"
+#include "platform/first_use.h"
 #include "platform/thread.h"
 #include "qor/log/log_dumper.h"
 
@@ -38,14 +39,20 @@ TimerMonitor& monitor() {
     static TimerMonitor* const made = new TimerMonitor;
     return *made;
 }
+const platform::MadeAtLoad madeAtLoad([] { monitor(); });
 
 // No other thread has the monitor at a fork. The monitor is locked before the locks of the loggers:
-// their handlers must be registered first, since those of the last registration run first.
-void watchForks() {
+// their handlers must be registered first, since those of the last registration run first. If two
+// threads register these, the second ones do nothing.
+bool watchForks() {
     static thread_local std::optional<TimerMonitor::Whole> whole;
     own_log::toolkit();
-    platform::callAtFork([] { whole.emplace(monitor()); }, [] { whole.reset(); },
-                         [] { whole.reset(); });
+    platform::callAtFork(
+        [] {
+            if (!whole) whole.emplace(monitor());
+        },
+        [] { whole.reset(); }, [] { whole.reset(); });
+    return true;
 }
 
 void logNoQueue(own_log::Place at) {
@@ -56,7 +63,8 @@ void logNoQueue(own_log::Place at) {
 
 TimerManager::TimerManager() : ThreadOwner("timerManager"), monitor_(monitor()) {
     open();
-    [[maybe_unused]] static const bool watched = (watchForks(), true);
+    static constinit platform::FirstUse<bool> watched;
+    watched.get(watchForks);
 }
 
 TimerManager::~TimerManager() {

@@ -4,7 +4,8 @@
 #include <array>
 #include <bit>
 #include <cstdint>
-#include <iterator>
+
+#include "platform/first_use.h"
 
 namespace qor::util {
 
@@ -320,19 +321,19 @@ constexpr AesForm allForms[] = {
 };
 
 // A machine that can run a form can also run all later ones.
-std::size_t firstForm() noexcept {
+std::size_t numberOfForms() noexcept {
 #if defined(__x86_64__)
-    if (aes_vector::runsHere()) return 0;
-    if (aes_ni::runsHere()) return 1;
+    if (aes_vector::runsHere()) return 3;
+    if (aes_ni::runsHere()) return 2;
 #endif
-    return std::size(allForms) - 1;
+    return 1;
 }
 
 }  // namespace
 
 std::span<const AesForm> aesForms() noexcept {
-    static const std::size_t first = firstForm();
-    return std::span(allForms).subspan(first);
+    static constinit platform::FirstUse<std::size_t> number;
+    return std::span(allForms).last(number.get(numberOfForms));
 }
 
 void Rijndael::set(const unsigned char* key, std::size_t size, const unsigned char* iv) noexcept {

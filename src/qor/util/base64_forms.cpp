@@ -5,6 +5,7 @@
 #include <new>
 
 #include "base/size.h"
+#include "platform/first_use.h"
 #include "util/output.h"
 
 namespace qor::util {
@@ -147,12 +148,12 @@ constexpr Base64Form allForms[] = {
 };
 
 // A machine that can run a form can also run all later ones.
-std::size_t firstForm() noexcept {
+std::size_t numberOfForms() noexcept {
 #if defined(__x86_64__)
-    if (base64_avx512::runsHere()) return 0;
-    if (base64_avx2::runsHere()) return 1;
+    if (base64_avx512::runsHere()) return 3;
+    if (base64_avx2::runsHere()) return 2;
 #endif
-    return std::size(allForms) - 1;
+    return 1;
 }
 
 }  // namespace
@@ -192,8 +193,8 @@ std::size_t decode(const char* in, std::size_t n, unsigned char* out) noexcept {
 }  // namespace base64_portable
 
 std::span<const Base64Form> base64Forms() noexcept {
-    static const std::size_t first = firstForm();
-    return std::span(allForms).subspan(first);
+    static constinit platform::FirstUse<std::size_t> number;
+    return std::span(allForms).last(number.get(numberOfForms));
 }
 
 void base64Encode(const Base64Form& form, std::span<const unsigned char> data, std::string& out,

@@ -8,6 +8,7 @@
 #include "base/text_stream.h"
 #include "log/own_log.h"
 #include "nuv_guard.h"
+#include "platform/first_use.h"
 #include "qor/base/mlcheck.h"
 #include "qor/log/console.h"
 #include "qor/log/log_dumper.h"
@@ -379,6 +380,13 @@ UowTest& UowTest::instance() {
     static UowTest& one = *new UowTest;
     return one;
 }
+
+namespace {
+const platform::MadeAtLoad madeAtLoad([] {
+    Context::instance();
+    UowTest::instance();
+});
+}  // namespace
 
 UowTest& UowTest::add(const char* key, const char* msg, const TestCaseFn& fn, bool internal) {
     return testCase_.add(key, msg, fn, internal), *this;

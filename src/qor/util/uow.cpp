@@ -8,6 +8,7 @@
 
 #include "log/own_log.h"
 #include "nuv_guard.h"
+#include "platform/first_use.h"
 #include "qor/base/base_type_convert.h"
 #include "qor/base/exception.h"
 #include "qor/base/mlcheck.h"
@@ -174,6 +175,10 @@ main_uow& main_uow::instance() noexcept {
     static main_uow* const main = new (room) main_uow;
     return *main;
 }
+
+namespace {
+const platform::MadeAtLoad madeAtLoad([] { main_uow::instance(); });
+}  // namespace
 
 UnitOfWork* app() {
     UnitOfWork* const unit = main_uow::instance().get();

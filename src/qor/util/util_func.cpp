@@ -3,6 +3,7 @@
 #include <string_view>
 
 #include "platform/filesystem.h"
+#include "platform/first_use.h"
 
 namespace qor {
 
@@ -71,8 +72,8 @@ void Funcname::merge() {
 
 String getProgramDir() {
     // Never destroyed: static destructors may use it.
-    static const String& dir = *new String(programDir());
-    return dir;
+    static constinit platform::FirstUse<const String*> dir;
+    return *dir.get([] { return new String(programDir()); });
 }
 
 String getApplicationDir(int) {

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "base/arena.h"
+#include "platform/first_use.h"
 #include "qor/log/log_dumper.h"
 #include "qor/mt/quick_mutex.h"
 #include "xml/attr_map.h"
@@ -216,6 +217,10 @@ const XMLAttrMap& XMLNode::getAttrMap() const noexcept {
     static const XMLAttrMap none(false);
     return attrs_ != nullptr ? *attrs_ : none;
 }
+
+namespace {
+const platform::MadeAtLoad madeAtLoad([] { XMLNode("", nullptr).getAttrMap(); });
+}  // namespace
 
 void XMLNode::addAttr(istr name, istr value) {
     addListed(name, String(value));
