@@ -38,6 +38,9 @@ std::ostream& operator<<(std::ostream& os, const Silent&) {
     return os;
 }
 
+// It can only be written.
+struct Age : Optional<int> {};
+
 template <class T>
 std::string full(const T& value) {
     return dumped(value, false);
@@ -56,7 +59,8 @@ TEST(Dumper, ShowsAnObjectByItsCodec) {
     EXPECT_EQ(full(Contact{"Ann", {1, 2}}),
               "@Contact<contact>{\n    name = 'Ann'\n"
               "    numbers = @qor::vector{\n        1\n        2\n    }\n}");
-    EXPECT_EQ(dumped(Tuple(Long(7), Optional<String>(), Optional<String>("x"))), "m0=7 m2='x'");
+    EXPECT_EQ(dumped(Tuple(Long(7), Optional<String>(), Optional<String>("x"), Age{7})),
+              "m0=7 m2='x' m3=7");
 }
 
 TEST(Dumper, SavesTheFirstFlagOnce) {

@@ -77,11 +77,10 @@ concept Container = MapContainer<C> || SetContainer<C> || SequenceContainer<C>;
 
 // A value that may be missing, such as qor::Optional.
 template <class T>
-concept OptionalValue = requires(T& t, typename T::value_type value) {
+concept OptionalValue = requires(T& t) {
     { t.isSet() } -> std::convertible_to<bool>;
     { t.value() } -> std::convertible_to<const typename T::value_type&>;
     t.reset();
-    t = std::move(value);
 };
 
 // Adds an entry that was read to a map. An entry with the same key is replaced, if mapped values
@@ -162,6 +161,8 @@ template <OptionalValue T, class Read>
 bool readPresent(T& target, Read read) {
     static_assert(std::is_copy_constructible_v<typename T::value_type>,
                   "an optional value that is read is copied, and its type cannot be copied");
+    static_assert(std::is_assignable_v<T&, typename T::value_type>,
+                  "an optional value that is read is set by =, and its class has no = for it");
     typename T::value_type present = target.value();
     if constexpr (std::is_void_v<decltype(read(present))>) {
         read(present);
