@@ -77,13 +77,21 @@ struct Group : std::vector<Long> {
     bool operator==(const Group& other) const { return head == other.head; }
 };
 
-// A set with an order of its own, and without the constructors of std::set.
+// Sets with an order or a hash function of their own, and without the constructors of std::set.
 struct Order {
     bool down = false;
     bool operator()(int a, int b) const { return down ? b < a : a < b; }
 };
 struct Falling : std::set<int, Order> {
     explicit Falling(bool down = false) : set(Order{down}) {}
+};
+struct Hash {
+    std::size_t seed = 0;
+    std::size_t operator()(int key) const { return static_cast<std::size_t>(key) + seed; }
+};
+using Hashed = std::unordered_set<int, Hash>;
+struct Seeded : Hashed {
+    explicit Seeded(std::size_t seed = 0) : Hashed(0, Hash{seed}) {}
 };
 
 using Empty = Tuple<Optional<int>>;
@@ -97,6 +105,7 @@ struct Movable {
     }
     bool operator==(const Movable& other) const { return *text == *other.text; }
 };
+struct Rows : std::map<int, Movable> {};
 
 // For one kind of stream only.
 struct Written {
@@ -148,17 +157,26 @@ void expectCarried(Make make) {
     }
 }
 
+template <class Format, class Set>
+Set readThree(Set set) {
+    Format::read(Format::write(std::vector<int>{1, 3, 2}), set);
+    EXPECT_EQ(set.size(), 3u);
+    return set;
+}
+
 TYPED_TEST(EveryFormat, CarriesEveryType) {
     expectCarried<TypeParam>([] { return makeAll(); });
     expectCarried<TypeParam>([] { return makeMore(TypeParam()); });
-    Falling falling(true);
-    TypeParam::read(TypeParam::write(std::vector<int>{1, 3, 2}), falling);
-    EXPECT_EQ(std::vector<int>(falling.begin(), falling.end()), (std::vector<int>{3, 2, 1}));
+    EXPECT_EQ(*readThree<TypeParam>(Falling(true)).begin(), 3);
+    EXPECT_EQ(readThree<TypeParam>(Hashed(0, Hash{7})).hash_function().seed, 7u);
+    EXPECT_EQ(readThree<TypeParam>(Seeded(7)).hash_function().seed, 7u);
     expectCarried<TypeParam>([] {
         const Title title{{"Dune"}, 1965};
         Maybe maybe(7);
         maybe.more = 8;
-        return Tuple(title, std::vector<Title>{title}, Switch{true}, maybe);
+        Rows rows;
+        *rows[1].text = "one";
+        return Tuple(title, std::vector<Title>{title}, Switch{true}, maybe, std::move(rows));
     });
 }
 

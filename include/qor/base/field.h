@@ -95,6 +95,18 @@ void putEntry(C& map, typename C::key_type key, typename C::mapped_type mapped) 
     }
 }
 
+// A comparison, or a hash function, with a state may be another one in each container.
+template <class C>
+concept StatefulOrder = requires {
+    typename C::key_compare;
+    requires !std::is_empty_v<typename C::key_compare>;
+};
+template <class C>
+concept StatefulHash = requires {
+    typename C::hasher;
+    requires !std::is_empty_v<typename C::hasher> || !std::is_empty_v<typename C::key_equal>;
+};
+
 // An empty container with the comparison, or the hash function, of another one.
 template <class C>
 C emptyLike(const C& container) {
@@ -102,10 +114,12 @@ C emptyLike(const C& container) {
         return C(container.key_comp());
     } else if constexpr (requires { C(0, container.hash_function(), container.key_eq()); }) {
         return C(0, container.hash_function(), container.key_eq());
-    } else if constexpr (std::copy_constructible<C> && (
-                                                           requires { container.key_comp(); } ||
-                                                           requires { container.key_eq(); })) {
-        C empty(container);  // a derived class without the constructors of its base
+    } else if constexpr (std::copy_constructible<C> &&
+                         std::is_copy_constructible_v<typename C::value_type> &&
+                         (StatefulOrder<C> || StatefulHash<C>)) {
+        // A derived class without the constructors of its base. A standard container claims to be
+        // copyable even if its elements are not.
+        C empty(container);
         empty.clear();
         return empty;
     } else {
