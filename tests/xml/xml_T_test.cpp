@@ -53,6 +53,8 @@ TEST(XmlField, WritesByTheFormat) {
              Tuple(std::multimap<String, int>{{"a b", 1}}, std::unordered_multimap<int, int>())),
          "<root><m0 __type__=\"multimap\"><any __key__=\"a b\">1</any></m0>"
          "<m1 __type__=\"multimap\"/></root>"},
+        {written(std::map<istr, int>{{"only written", 1}}),
+         "<root __type__=\"map\"><any __key__=\"only written\">1</any></root>"},
         {written(Tuple(Leaf{1, ""}, std::vector<Leaf>{{2, "t"}}, Optional<Leaf>())),
          "<root><m0 __type__=\"Leaf\"><id>1</id><text/></m0><m1><leaf __type__=\"Leaf\"><id>2</id>"
          "<text>t</text></leaf></m1></root>"},

@@ -109,7 +109,7 @@ void storeItems(XMLNode& node, const C& container) {
     } else if constexpr (MapContainer<C>) {
         using Key = typename C::key_type;
         static_assert(
-            Writable<Key> && Readable<Key> && !Object<Key>,
+            Writable<Key> && !Object<Key>,
             "the keys of a map in XML are text, bytes, times or scalars, without a codec");
         for (const auto& [key, mapped] : container) {
             String text;
@@ -151,6 +151,9 @@ void store(XMLNode& node, const T& value) {
 template <class C>
 void loadItem(const XMLNode& node, unsigned nesting, C& items) {
     if constexpr (MapContainer<C>) {
+        static_assert(Readable<typename C::key_type>,
+                      "the keys of a map that is read from XML are text that the map owns, bytes, "
+                      "times or scalars");
         typename C::key_type key{};
         typename C::mapped_type mapped{};
         // An element without a key has that of a default value.
