@@ -18,6 +18,9 @@ void operator>>(const JsonUnit& unit, Id& id) {
     unit >> text;
     id = static_cast<ulong32>(std::stoul(text.substr(1)));
 }
+struct GuestId : Id {
+    using Id::operator=;
+};
 
 TEST(Field, WritesAKeyForEachMember) {
     JsonOutputStream out;
@@ -38,11 +41,12 @@ TEST(Field, WritesAKeyForEachMember) {
     JsonInputStream in(out.unit());
     read.codec(in);
     EXPECT_EQ(read, leaf);
-    Tuple<Id> ids, same;
+    Tuple<Id, GuestId> ids, same;
     std::get<0>(ids) = 7;
+    std::get<1>(ids) = 8;
     JsonOutputStream written;
     encode(written, ids);
-    EXPECT_EQ(written.str(), R"({ "m0":"#7" })");
+    EXPECT_EQ(written.str(), R"({ "m0":"#7", "m1":"#8" })");
     decode(written.str(), same);
     EXPECT_EQ(same, ids);
 }

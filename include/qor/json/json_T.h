@@ -17,11 +17,12 @@
 //     json::encode(out, contact);                      // out.str() is the text
 //     json::decode(json::JsonInputStream(text), contact);
 //
-// Scalars, text, bytes and Time are written as by JsonUnit::operator<<. A type with a codec becomes
-// an object with a key for each field; vectors, lists and sets become arrays. A map with text as
-// keys becomes an object. All other maps, and maps with a key that is empty or contains a quote or
-// a backslash, become arrays of { "key":..., "value":... }. An optional value that is not set is
-// not written; in a container, where it would be lost, an optional value is an array of no or one
+// Scalars, text, bytes and Time are written as by JsonUnit::operator<<; a type for which a program
+// has its own operators << and >>, also those of a base, by these. A type with a codec becomes an
+// object with a key for each field; vectors, lists and sets become arrays. A map with text as keys
+// becomes an object. All other maps, and maps with a key that is empty or contains a quote or a
+// backslash, become arrays of { "key":..., "value":... }. An optional value that is not set is not
+// written; in a container, where it would be lost, an optional value is an array of no or one
 // element.
 //
 // If a field is missing, null, or of another kind, the member is unchanged. A container is replaced
@@ -45,16 +46,6 @@ inline constexpr char kMapped[] = "value";
 
 template <class T>
 void store(JsonUnit& unit, const T& value);
-// Types with an operator >> of their own, and those that JsonConversion reads.
-template <class T>
-concept ReadsItself = requires(const JsonUnit& unit, T& target) {
-    operator>>(unit, target);
-};
-template <class T>
-concept Converted = !ReadsItself<T> && requires(const JsonUnit& unit, T& target) {
-    JsonConversion::read(unit, target);
-};
-
 // Returns false if the unit is of another kind. Types with code of their own decide by themselves:
 // the result is true for them.
 template <class T>
@@ -150,6 +141,9 @@ void store(JsonUnit& unit, const T& value) {
         JsonUnit made;
         binding::storeElements(made, value);
         unit = made;
+    } else if constexpr (requires { operator<<(unit, value); }) {
+        // First: JsonUnit has operators for all classes derived from a scalar or from text.
+        operator<<(unit, value);
     } else if constexpr (requires { unit << value; }) {
         unit << value;
     } else {
@@ -222,9 +216,12 @@ bool load(const JsonUnit& unit, T& target) {
         return unit.objectValue() != nullptr;
     } else if constexpr (List<T>) {
         return binding::loadElements(unit, target);
-    } else if constexpr (Converted<T>) {
+    } else if constexpr (requires { operator>>(unit, target); }) {
+        operator>>(unit, target);
+        return true;
+    } else if constexpr (requires { JsonConversion::read(unit, target); }) {
         return JsonConversion::read(unit, target);
-    } else if constexpr (requires { unit >> target; }) {
+    } else if constexpr (requires { unit >> target; }) {  // to a view
         unit >> target;
         return true;
     } else {
