@@ -75,7 +75,8 @@ concept SequenceContainer = AppendableContainer<C> && !StandardString<C>;
 template <class C>
 concept Container = MapContainer<C> || SetContainer<C> || SequenceContainer<C>;
 
-// A value that may be missing, such as qor::Optional.
+// A value that may be missing, such as qor::Optional: a field that is not set is not written. A
+// class with a codec is carried by that instead.
 template <class T>
 concept OptionalValue = requires(T& t) {
     { t.isSet() } -> std::convertible_to<bool>;
@@ -155,17 +156,6 @@ void appendElement(C& elements, Read read) {
         } else {
             elements.push(std::move(element));
         }
-    }
-}
-
-// False for an optional value that is not set: it is not written. A format does not treat a class
-// as optional that it carries by a codec.
-template <bool IsOptional, class T>
-constexpr bool isPresent(const T& member) {
-    if constexpr (IsOptional) {
-        return member.isSet();
-    } else {
-        return true;
     }
 }
 

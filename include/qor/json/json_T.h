@@ -236,7 +236,10 @@ bool load(const JsonUnit& unit, T& target) {
 // replaces it; an object keeps those fields of the old object that it does not write.
 template <class T>
 void field(JsonOutputStream& s, const FieldKey& key, const T& member) {
-    if (isPresent<Missable<T>>(member)) binding::store(s.child(key.name), member);
+    if constexpr (Missable<T>) {
+        if (!member.isSet()) return;
+    }
+    binding::store(s.child(key.name), member);
 }
 template <class T>
 void field(const JsonInputStream& s, const FieldKey& key, T& member) {

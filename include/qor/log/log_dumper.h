@@ -315,7 +315,9 @@ concept AppliesToDumper = requires(const T& value, dumper& d) {
 template <class T>
 concept ShownByCodec = CodecType<T, dumper> && !DumpsItself<T>;
 template <class T>
-concept ShownAsOptional = OptionalValue<T> && !DumpsItself<T> && !ShownByCodec<T>;
+concept Missable = OptionalValue<T> && !CodecType<T, dumper>;
+template <class T>
+concept ShownAsOptional = Missable<T> && !DumpsItself<T>;
 template <class T>
 concept ShownAsContainer = Container<T> && !DumpsItself<T> && !ShownByCodec<T>;
 
@@ -384,7 +386,9 @@ dumper& operator<<(dumper& d, const T& optional) {
 // written.
 template <class T>
 dumper& field(dumper& d, const FieldKey& key, const T& member) {
-    if (!isPresent < OptionalValue<T> && !CodecType < T, dumper >> (member)) return d;
+    if constexpr (Missable<T>) {
+        if (!member.isSet()) return d;
+    }
     return d.member(key.name, member);
 }
 

@@ -37,6 +37,8 @@ concept Missable = OptionalValue<T> && !Object<T>;
 
 template <class T>
 concept StandardName = std::derived_from<T, std::string>;
+template <class T>
+concept MapKey = !Object<T> && (StandardName<T> || WireScalar<T>);
 
 // Binds a member to a child for one call.
 template <class T>
@@ -114,8 +116,7 @@ template <class C>
 void storeElements(ntv::Unit& unit, const C& container) {
     unit.initValueAsList();
     if constexpr (MapContainer<C>) {
-        static_assert((WireScalar<typename C::key_type> ||
-                       StandardName<typename C::key_type>)&&!Object<typename C::key_type>,
+        static_assert(MapKey<typename C::key_type>,
                       "the keys of a map in pml are text or scalars, without a codec");
         unit.type("map");
         for (const auto& [key, mapped] : container)
@@ -215,8 +216,10 @@ void Field__<T>::set(stream& s) const {
         const std::remove_cv_t<T> now = *value;
         Field__<const std::remove_cv_t<T>>{name, type, &now}.set(s);
     } else {
-        if (isPresent<Missable<std::remove_cv_t<T>>>(*value))
-            binding::add(s.unit(), name, type, *value);
+        if constexpr (Missable<std::remove_const_t<T>>) {
+            if (!value->isSet()) return;
+        }
+        binding::add(s.unit(), name, type, *value);
     }
 }
 

@@ -223,16 +223,17 @@ bool loadAttr(const XMLAttr& attr, T& target) {
 
 template <class T>
 void storeField(XMLNode& parent, istr name, const T& member) {
-    if (!isPresent<Missable<T>>(member)) return;
-    if constexpr (Missable<T>) return storeField(parent, name, member.value());
-    if (std::as_const(parent).child(name).isNull()) {
+    if constexpr (Missable<T>) {
+        if (member.isSet()) storeField(parent, name, member.value());
+    } else if (std::as_const(parent).child(name).isNull()) {
         addItem(parent, name, member);
-        return;
+    } else {
+        // An existing child is overwritten.
+        XMLNode& present = parent.child(name);
+        if constexpr (!Object<T> && !Writable<T> && (Container<T> || Adaptor<T>))
+            present.clearNodes();
+        binding::store(present, member);
     }
-    // An existing child is overwritten.
-    XMLNode& present = parent.child(name);
-    if constexpr (!Object<T> && !Writable<T> && (Container<T> || Adaptor<T>)) present.clearNodes();
-    binding::store(present, member);
 }
 
 template <class T>
