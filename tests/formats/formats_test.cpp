@@ -18,8 +18,9 @@ TYPED_TEST_SUITE(EveryFormat, Formats, FormatName);
 using All = decltype(makeAll());
 
 // The codec counts, not what the class derives from or looks like.
+struct Year : Long {};
 struct Title : String {
-    Long year;
+    Year year;
 
     template <class Stream>
     void codec(Stream& s) {
@@ -57,14 +58,39 @@ struct Switch {
 };
 
 // The binding calls no function that a program has beside its types.
-template <class A, class B>
-void store(A&, const B&) = delete;
-template <class A, class B>
-bool load(const A&, B&) = delete;
-template <class A, class B>
-void encode(A&, const B&) = delete;
-template <class A, class B>
-void decode(A&, B&) = delete;
+struct Word : String {};
+using Titles = std::vector<Title>;
+using Words = std::map<Word, Title>;
+void encode(nbr::OutputStream&, const Title&) = delete;
+void decode(const nbr::InputStream&, Title&) = delete;
+void decode(const json::JsonInputStream&, Title&) = delete;
+void toWire(const Year&) = delete;
+void emptyLike(const Titles&) = delete;
+void reserveElements(Titles&, std::size_t) = delete;
+void appendElement(Titles&, auto) = delete;
+void putEntry(Words&, Word, Title) = delete;
+void readPresent(Optional<Title>&, auto) = delete;
+void forCodec(const Title&) = delete;
+void store(json::JsonUnit&, const Title&) = delete;
+void load(const json::JsonUnit&, Title&) = delete;
+void fitsObject(const Words&) = delete;
+void appendLoaded(const json::JsonUnit&, Titles&) = delete;
+void field(pml::stream&, const pml::Field__<Title>&) = delete;
+void store(pml::ntv::Unit&, const Title&) = delete;
+void load(const pml::ntv::Unit&, const pml::stream&, Title&) = delete;
+void loadDefault(const pml::ntv::Unit&, Title&) = delete;
+void nameOf(const Word&) = delete;
+void readName(const pml::ntv::Unit&, Word&) = delete;
+void storeElements(pml::ntv::Unit&, const Titles&) = delete;
+void loadElement(const pml::ntv::Unit&, const pml::stream&, Titles&) = delete;
+void loadElements(const pml::ntv::Unit&, const pml::stream&, Titles&) = delete;
+void store(XMLNode&, const Title&) = delete;
+void load(const XMLNode&, unsigned, Title&) = delete;
+void addItem(XMLNode&, istr, const Title&) = delete;
+void itemsOf(const std::stack<Title>&) = delete;
+void storeItems(XMLNode&, const Titles&) = delete;
+void loadItem(const XMLNode&, unsigned, Titles&) = delete;
+void loadItems(const XMLNode&, unsigned, Titles&) = delete;
 
 // A container that has a codec is carried by its codec.
 struct Group : std::vector<Long> {
@@ -142,7 +168,7 @@ auto makeMore(JsonFormat) {
         std::map<Title, int>{{Title{{"k"}, 1}, 1}, {Title{{"k"}, 2}, 2}});
 }
 auto makeMore(XmlFormat) {
-    return Tuple(std::stack<int>({1, 2}));
+    return Tuple(std::stack<Title>({Title{{"k"}, 1}, Title{{"k"}, 2}}));
 }
 
 template <class Format, class Make>
@@ -170,13 +196,15 @@ TYPED_TEST(EveryFormat, CarriesEveryType) {
     EXPECT_EQ(*readThree<TypeParam>(Falling(true)).begin(), 3);
     EXPECT_EQ(readThree<TypeParam>(Hashed(0, Hash{7})).hash_function().seed, 7u);
     EXPECT_EQ(readThree<TypeParam>(Seeded(7)).hash_function().seed, 7u);
+    expectCarried<TypeParam>([] { return Title{{"Dune"}, 1965}; });
     expectCarried<TypeParam>([] {
         const Title title{{"Dune"}, 1965};
         Maybe maybe(7);
         maybe.more = 8;
         Rows rows;
         *rows[1].text = "one";
-        return Tuple(title, std::vector<Title>{title}, Switch{true}, maybe, std::move(rows));
+        return Tuple(title, Titles{title}, Words{{Word{{"k"}}, title}}, Optional<Title>(title),
+                     Switch{true}, maybe, std::move(rows));
     });
 }
 

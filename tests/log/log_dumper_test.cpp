@@ -38,8 +38,10 @@ std::ostream& operator<<(std::ostream& os, const Silent&) {
     return os;
 }
 
-// It can only be written.
+// It can only be written. The dumper calls no function that a program has beside its types.
 struct Age : Optional<int> {};
+void dumpPart(dumper&, const Age&) = delete;
+void dumpElements(dumper&, const char*, const std::vector<Age>&) = delete;
 
 template <class T>
 std::string full(const T& value) {
@@ -59,8 +61,9 @@ TEST(Dumper, ShowsAnObjectByItsCodec) {
     EXPECT_EQ(full(Contact{"Ann", {1, 2}}),
               "@Contact<contact>{\n    name = 'Ann'\n"
               "    numbers = @qor::vector{\n        1\n        2\n    }\n}");
-    EXPECT_EQ(dumped(Tuple(Long(7), Optional<String>(), Optional<String>("x"), Age{7})),
-              "m0=7 m2='x' m3=7");
+    EXPECT_EQ(dumped(Tuple(Long(7), Optional<String>(), Optional<String>("x"), Age{7},
+                           std::vector<Age>{{8}})),
+              "m0=7 m2='x' m3=7 m4={8}");
 }
 
 TEST(Dumper, SavesTheFirstFlagOnce) {

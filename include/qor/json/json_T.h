@@ -39,18 +39,6 @@ concept List = Container<T> && !Object<T>;
 template <class T>
 concept Missable = OptionalValue<T> && !Object<T>;
 
-namespace binding {
-
-inline constexpr char kKey[] = "key";
-inline constexpr char kMapped[] = "value";
-
-template <class T>
-void store(JsonUnit& unit, const T& value);
-// Returns false if the unit is of another kind. Types with code of their own decide by themselves:
-// the result is true for them.
-template <class T>
-bool load(const JsonUnit& unit, T& target);
-
 template <class K>
 concept TextKey = std::derived_from<K, std::string> && !Object<K>;
 
@@ -60,177 +48,184 @@ concept TextMap = MapContainer<C> && TextKey<typename C::key_type> && requires(C
     c.emplace(typename C::key_type(), typename C::mapped_type()).second;
 };
 
-// Whether the key can be read back from an object. Keys are written unchanged.
-inline bool isPlainKey(const std::string& key) noexcept {
-    return !key.empty() && key.find_first_of("\"\\") == std::string::npos;
-}
+// A class instead of a namespace, so that a call finds these functions, and never one of a program
+// with the same name.
+struct binding {
+    static constexpr char kKey[] = "key";
+    static constexpr char kMapped[] = "value";
 
-template <class C>
-bool fitsObject(const C& map) {
-    if constexpr (TextMap<C>) {
-        return std::all_of(map.begin(), map.end(),
-                           [](const auto& pair) { return isPlainKey(pair.first); });
-    } else {
-        return false;
+    // Whether the key can be read back from an object. Keys are written unchanged.
+    static bool isPlainKey(const std::string& key) noexcept {
+        return !key.empty() && key.find_first_of("\"\\") == std::string::npos;
     }
-}
 
-// Elements of containers. An element is never written as null, since a null is dropped when an
-// array is read.
-template <class T>
-void storeElement(JsonUnit& unit, const T& value) {
-    if constexpr (Missable<T>) {
-        unit.arrayValue();
-        if (value.isSet()) binding::storeElement(unit.newChild(), value.value());
-    } else {
-        binding::store(unit, value);
-    }
-}
-template <class T>
-void loadElement(const JsonUnit& unit, T& target) {
-    if constexpr (Missable<T>) {
-        const JsonArray* const elements = unit.arrayValue();
-        if (elements == nullptr || elements->size() == 0) return;
-        typename T::value_type present{};
-        binding::loadElement(elements->at(0), present);
-        target = std::move(present);
-    } else {
-        binding::load(unit, target);
-    }
-}
-
-template <class C>
-void storeElements(JsonUnit& unit, const C& container) {
-    if constexpr (MapContainer<C>) {
+    template <class C>
+    static bool fitsObject(const C& map) {
         if constexpr (TextMap<C>) {
-            if (fitsObject(container)) {
-                JsonObject& object = unit.objectValue();
-                for (const auto& [key, mapped] : container)
-                    binding::storeElement(object.get(istr(key)), mapped);
-                return;
+            return std::all_of(map.begin(), map.end(),
+                               [](const auto& pair) { return isPlainKey(pair.first); });
+        } else {
+            return false;
+        }
+    }
+
+    // Elements of containers. An element is never written as null, since a null is dropped when an
+    // array is read.
+    template <class T>
+    static void storeElement(JsonUnit& unit, const T& value) {
+        if constexpr (Missable<T>) {
+            unit.arrayValue();
+            if (value.isSet()) storeElement(unit.newChild(), value.value());
+        } else {
+            store(unit, value);
+        }
+    }
+    template <class T>
+    static void loadElement(const JsonUnit& unit, T& target) {
+        if constexpr (Missable<T>) {
+            const JsonArray* const elements = unit.arrayValue();
+            if (elements == nullptr || elements->size() == 0) return;
+            typename T::value_type present{};
+            loadElement(elements->at(0), present);
+            target = std::move(present);
+        } else {
+            load(unit, target);
+        }
+    }
+
+    template <class C>
+    static void storeElements(JsonUnit& unit, const C& container) {
+        if constexpr (MapContainer<C>) {
+            if constexpr (TextMap<C>) {
+                if (fitsObject(container)) {
+                    JsonObject& object = unit.objectValue();
+                    for (const auto& [key, mapped] : container)
+                        storeElement(object.get(istr(key)), mapped);
+                    return;
+                }
+            }
+            JsonArray& pairs = unit.arrayValue();
+            for (const auto& [key, mapped] : container) {
+                JsonObject& pair = pairs.newChild().objectValue();
+                storeElement(pair.get(kKey), key);
+                storeElement(pair.get(kMapped), mapped);
+            }
+        } else {
+            JsonArray& elements = unit.arrayValue();
+            for (const typename C::value_type& element : container)
+                storeElement(elements.newChild(), element);
+        }
+    }
+
+    template <class T>
+    static void store(JsonUnit& unit, const T& value) {
+        if constexpr (Missable<T>) {
+            if (value.isSet()) store(unit, value.value());
+        } else if constexpr (std::derived_from<T, JsonCodecInterface>) {
+            unit.objectValue();
+            JsonOutputStream part(unit);
+            value.encodeJson(part);
+        } else if constexpr (Object<T>) {
+            unit.objectValue();
+            JsonOutputStream out(unit);
+            JsonStream part(out);
+            qor::forCodec(value).codec(part);
+        } else if constexpr (List<T>) {
+            // Replaces the unit's content as a whole.
+            JsonUnit made;
+            storeElements(made, value);
+            unit = made;
+        } else if constexpr (requires { operator<<(unit, value); }) {
+            // First: JsonUnit has operators for all classes derived from a scalar or from text.
+            operator<<(unit, value);
+        } else if constexpr (requires { unit << value; }) {
+            unit << value;
+        } else {
+            refuseType<JsonStream, T>();
+        }
+    }
+
+    template <class C>
+    static bool appendLoaded(const JsonUnit& unit, C& elements) {
+        qor::appendElement(elements, [&](auto& element) { loadElement(unit, element); });
+        return true;
+    }
+
+    // Returns false if the unit is not a pair.
+    template <class C>
+    static bool appendLoaded(const JsonUnit& unit, C& elements) requires MapContainer<C> {
+        const JsonObject* const pair = unit.objectValue();
+        const JsonUnit* const keyUnit = pair != nullptr ? pair->get(kKey) : nullptr;
+        const JsonUnit* const mappedUnit = pair != nullptr ? pair->get(kMapped) : nullptr;
+        if (keyUnit == nullptr || mappedUnit == nullptr) return false;
+        typename C::key_type key{};
+        typename C::mapped_type mapped{};
+        loadElement(*keyUnit, key);
+        loadElement(*mappedUnit, mapped);
+        qor::putEntry(elements, std::move(key), std::move(mapped));
+        return true;
+    }
+
+    template <class C>
+    static bool loadElements(const JsonUnit& unit, C& target) {
+        C elements = qor::emptyLike(target);
+        bool fits = false;
+        if (const JsonArray* const array = unit.arrayValue()) {
+            qor::reserveElements(elements, array->size());
+            fits = array->size() == 0;
+            for (const JsonUnit& element : *array)
+                fits = appendLoaded(element, elements) || fits;
+        } else if constexpr (MapContainer<C>) {
+            if constexpr (TextKey<typename C::key_type>) {
+                const JsonObject* const object = unit.objectValue();
+                if (object == nullptr) return false;
+                for (const auto& [key, child] : *object) {
+                    typename C::mapped_type mapped{};
+                    loadElement(child, mapped);
+                    typename C::key_type name{};
+                    name.assign(key);
+                    qor::putEntry(elements, std::move(name), std::move(mapped));
+                }
+                fits = true;
             }
         }
-        JsonArray& pairs = unit.arrayValue();
-        for (const auto& [key, mapped] : container) {
-            JsonObject& pair = pairs.newChild().objectValue();
-            binding::storeElement(pair.get(kKey), key);
-            binding::storeElement(pair.get(kMapped), mapped);
-        }
-    } else {
-        JsonArray& elements = unit.arrayValue();
-        for (const typename C::value_type& element : container)
-            binding::storeElement(elements.newChild(), element);
+        if (fits) target = std::move(elements);
+        return fits;
     }
-}
 
-template <class T>
-void store(JsonUnit& unit, const T& value) {
-    if constexpr (Missable<T>) {
-        if (value.isSet()) binding::store(unit, value.value());
-    } else if constexpr (std::derived_from<T, JsonCodecInterface>) {
-        unit.objectValue();
-        JsonOutputStream part(unit);
-        value.encodeJson(part);
-    } else if constexpr (Object<T>) {
-        unit.objectValue();
-        JsonOutputStream out(unit);
-        JsonStream part(out);
-        forCodec(value).codec(part);
-    } else if constexpr (List<T>) {
-        // Replaces the unit's content as a whole.
-        JsonUnit made;
-        binding::storeElements(made, value);
-        unit = made;
-    } else if constexpr (requires { operator<<(unit, value); }) {
-        // First: JsonUnit has operators for all classes derived from a scalar or from text.
-        operator<<(unit, value);
-    } else if constexpr (requires { unit << value; }) {
-        unit << value;
-    } else {
-        refuseType<JsonStream, T>();
-    }
-}
-
-template <class C>
-bool appendLoaded(const JsonUnit& unit, C& elements) {
-    appendElement(elements, [&](auto& element) { binding::loadElement(unit, element); });
-    return true;
-}
-
-// Returns false if the unit is not a pair.
-template <class C>
-bool appendLoaded(const JsonUnit& unit, C& elements) requires MapContainer<C> {
-    const JsonObject* const pair = unit.objectValue();
-    const JsonUnit* const keyUnit = pair != nullptr ? pair->get(kKey) : nullptr;
-    const JsonUnit* const mappedUnit = pair != nullptr ? pair->get(kMapped) : nullptr;
-    if (keyUnit == nullptr || mappedUnit == nullptr) return false;
-    typename C::key_type key{};
-    typename C::mapped_type mapped{};
-    binding::loadElement(*keyUnit, key);
-    binding::loadElement(*mappedUnit, mapped);
-    putEntry(elements, std::move(key), std::move(mapped));
-    return true;
-}
-
-template <class C>
-bool loadElements(const JsonUnit& unit, C& target) {
-    C elements = emptyLike(target);
-    bool fits = false;
-    if (const JsonArray* const array = unit.arrayValue()) {
-        reserveElements(elements, array->size());
-        fits = array->size() == 0;
-        for (const JsonUnit& element : *array)
-            fits = appendLoaded(element, elements) || fits;
-    } else if constexpr (MapContainer<C>) {
-        if constexpr (TextKey<typename C::key_type>) {
-            const JsonObject* const object = unit.objectValue();
-            if (object == nullptr) return false;
-            for (const auto& [key, child] : *object) {
-                typename C::mapped_type mapped{};
-                binding::loadElement(child, mapped);
-                typename C::key_type name{};
-                name.assign(key);
-                putEntry(elements, std::move(name), std::move(mapped));
-            }
-            fits = true;
+    // Returns false if the unit is of another kind. Types with code of their own decide by
+    // themselves: the result is true for them.
+    template <class T>
+    static bool load(const JsonUnit& unit, T& target) {
+        if constexpr (Missable<T>) {
+            return !unit.isNull() &&
+                   qor::readPresent(target, [&](auto& present) { return load(unit, present); });
+        } else if constexpr (std::derived_from<T, JsonCodecInterface>) {
+            const JsonInputStream part(unit);
+            target.decodeJson(part);
+            return true;
+        } else if constexpr (Object<T>) {
+            const ReadingDepth depth;
+            const JsonInputStream in(unit);
+            JsonStream part(in);
+            target.codec(part);
+            return unit.objectValue() != nullptr;
+        } else if constexpr (List<T>) {
+            return loadElements(unit, target);
+        } else if constexpr (requires { operator>>(unit, target); }) {
+            operator>>(unit, target);
+            return true;
+        } else if constexpr (requires { JsonConversion::read(unit, target); }) {
+            return JsonConversion::read(unit, target);
+        } else if constexpr (requires { unit >> target; }) {  // to a view
+            unit >> target;
+            return true;
+        } else {
+            refuseType<JsonStream, T>();
+            return false;
         }
     }
-    if (fits) target = std::move(elements);
-    return fits;
-}
-
-template <class T>
-bool load(const JsonUnit& unit, T& target) {
-    if constexpr (Missable<T>) {
-        return !unit.isNull() &&
-               readPresent(target, [&](auto& present) { return binding::load(unit, present); });
-    } else if constexpr (std::derived_from<T, JsonCodecInterface>) {
-        const JsonInputStream part(unit);
-        target.decodeJson(part);
-        return true;
-    } else if constexpr (Object<T>) {
-        const ReadingDepth depth;
-        const JsonInputStream in(unit);
-        JsonStream part(in);
-        target.codec(part);
-        return unit.objectValue() != nullptr;
-    } else if constexpr (List<T>) {
-        return binding::loadElements(unit, target);
-    } else if constexpr (requires { operator>>(unit, target); }) {
-        operator>>(unit, target);
-        return true;
-    } else if constexpr (requires { JsonConversion::read(unit, target); }) {
-        return JsonConversion::read(unit, target);
-    } else if constexpr (requires { unit >> target; }) {  // to a view
-        unit >> target;
-        return true;
-    } else {
-        refuseType<JsonStream, T>();
-        return false;
-    }
-}
-
-}  // namespace binding
+};
 
 // A field of a codec. If the object already has a field of the same name, a value or a container
 // replaces it; an object keeps those fields of the old object that it does not write.

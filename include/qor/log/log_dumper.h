@@ -335,7 +335,7 @@ dumper& operator<<(dumper& d, const T& value) {
 
 template <ShownByCodec T>
 dumper& operator<<(dumper& d, const T& object) {
-    forCodec(object).codec(d);
+    qor::forCodec(object).codec(d);
     return d;
 }
 
@@ -348,7 +348,7 @@ dumper& dumpPart(dumper& d, const T& part) {
     if constexpr (requires { d << part; }) {
         return d << part;
     } else if constexpr (ShownByCodec<T>) {  // beside an operator << for any stream
-        forCodec(part).codec(d);
+        qor::forCodec(part).codec(d);
         return d;
     } else {
         static_assert(!sizeof(T),
@@ -359,12 +359,12 @@ dumper& dumpPart(dumper& d, const T& part) {
 
 template <class T>
 dumper& operator<<(dumper& d, const Handle<T>& handle) {
-    return handle == nullptr ? d.write("null") : dumpPart(d, *handle);
+    return handle == nullptr ? d.write("null") : qor::dumpPart(d, *handle);
 }
 
 template <class T>
 dumper& dumper::member(istr name, const T& value) {
-    dumpPart(indent().name(name), value);
+    qor::dumpPart(indent().name(name), value);
     return endline();
 }
 
@@ -379,7 +379,7 @@ std::ostream& dumpTo(std::ostream& os, const T& object) {
 // For an optional value that is not set, nothing is written.
 template <ShownAsOptional T>
 dumper& operator<<(dumper& d, const T& optional) {
-    return optional.isSet() ? dumpPart(d, optional.value()) : d;
+    return optional.isSet() ? qor::dumpPart(d, optional.value()) : d;
 }
 
 // Writes a field of a codec as a member. A field that is an optional value that is not set is not
@@ -398,7 +398,7 @@ template <class Range>
 dumper& dumpElements(dumper& d, const char* title, const Range& range) {
     const dumper::_Entry entry(d, title);
     for (const typename Range::value_type& element : range) {
-        dumpPart(d.indent(), element);
+        qor::dumpPart(d.indent(), element);
         d.endline();
     }
     return d;
@@ -416,9 +416,9 @@ dumper& dumpPairs(dumper& d, const char* title, const Map& map) {
             text.internal_stream() << key;
             d.indent().raw(text.str());
         } else {
-            dumpPart(d.indent(), key);
+            qor::dumpPart(d.indent(), key);
         }
-        dumpPart(d.raw(d.compact() ? ":" : " : "), value);
+        qor::dumpPart(d.raw(d.compact() ? ":" : " : "), value);
         d.endline();
     }
     return d;
@@ -437,16 +437,16 @@ concept Reserving = requires(C& vector) {
 template <ShownAsContainer C>
 dumper& operator<<(dumper& d, const C& values) {
     if constexpr (MapContainer<C>) {
-        return dumpPairs(d, UniqueMap<C> ? "qor::map" : "qor::multimap", values);
+        return qor::dumpPairs(d, UniqueMap<C> ? "qor::map" : "qor::multimap", values);
     } else if constexpr (SetContainer<C>) {
-        return dumpElements(d, "qor::set", values);
+        return qor::dumpElements(d, "qor::set", values);
     } else {
-        return dumpElements(d, Reserving<C> ? "qor::vector" : "qor::list", values);
+        return qor::dumpElements(d, Reserving<C> ? "qor::vector" : "qor::list", values);
     }
 }
 template <class T, std::size_t N>
 dumper& operator<<(dumper& d, const std::array<T, N>& values) {
-    return dumpElements(d, "qor::array", values);
+    return qor::dumpElements(d, "qor::array", values);
 }
 template <class T, class C>
 dumper& operator<<(dumper& d, const std::stack<T, C>& values) {
@@ -454,19 +454,19 @@ dumper& operator<<(dumper& d, const std::stack<T, C>& values) {
     struct Access : std::stack<T, C> {
         static const C& of(const std::stack<T, C>& stack) { return stack.*(&Access::c); }
     };
-    return dumpElements(d, "qor::stack", Access::of(values));
+    return qor::dumpElements(d, "qor::stack", Access::of(values));
 }
 
 // The dump operations of the locked containers, which hold the lock while they write.
 template <class K, class V, class C>
 dumper& mt::map<K, V, C>::dump(dumper& d) const {
     const Guard guard(mutex_);
-    return dumpPairs(d, "qor::mt::map", values_);
+    return qor::dumpPairs(d, "qor::mt::map", values_);
 }
 template <class T, class C>
 dumper& mt::set<T, C>::dump(dumper& d) const {
     const Guard guard(mutex_);
-    return dumpElements(d, "qor::mt::set", values_);
+    return qor::dumpElements(d, "qor::mt::set", values_);
 }
 
 }  // namespace qor

@@ -81,9 +81,9 @@ private:
         if constexpr (Object<T>) {  // first: it may derive from a scalar or from text
             writeOther(tag, value);
         } else if constexpr (WireScalar<T>) {
-            put(tag, toWire(value));
+            put(tag, qor::toWire(value));
         } else if constexpr (std::same_as<T, Time>) {
-            put(tag, toWire(value.toMicroSeconds()));
+            put(tag, qor::toWire(value.toMicroSeconds()));
         } else if constexpr (std::derived_from<T, std::string>) {
             if (utf8_) {
                 put(tag, WireData{value, WireData::kText});
@@ -116,7 +116,7 @@ private:
     template <class T>
     void writeParts(const T& value) {
         if constexpr (Object<T>) {
-            forCodec(value).codec(*this);
+            qor::forCodec(value).codec(*this);
         } else if constexpr (MapContainer<T>) {
             for (const auto& [key, mapped] : value) {
                 put(istr(&kElementTag, 1));
@@ -139,7 +139,7 @@ private:
         } else if constexpr (Object<T>) {
             CodecRun run(os);
             const OutputStream::Entry entry(run.stream().bos());
-            forCodec(value).codec(run.stream());
+            qor::forCodec(value).codec(run.stream());
         } else if constexpr (requires { os << value; }) {
             os << value;
         } else {
@@ -233,7 +233,7 @@ private:
     template <class T>
     static void readValue(ValueBase& value, Context context, T& target) {
         if constexpr (Missable<T>) {
-            readPresent(target, [&](auto& present) { readValue(value, context, present); });
+            qor::readPresent(target, [&](auto& present) { readValue(value, context, present); });
         } else if constexpr (Object<T>) {
             readObject(value, context, target);
         } else if constexpr (List<T>) {
@@ -283,8 +283,8 @@ private:
     // Replaces the whole container. If an element cannot be read, the container is unchanged.
     template <class C>
     static void readElements(ComplexValue& list, Context context, C& target) {
-        C elements = emptyLike(target);
-        reserveElements(elements, list.data().size());
+        C elements = qor::emptyLike(target);
+        qor::reserveElements(elements, list.data().size());
         for (const auto& [tag, value] : list.data()) {
             if (tag == kElementTag) readElement(*value, context, elements);
         }
@@ -298,9 +298,10 @@ private:
             typename C::mapped_type mapped{};
             pair.readField(kKeyTag, key);
             pair.readField(kMappedTag, mapped);
-            putEntry(elements, std::move(key), std::move(mapped));
+            qor::putEntry(elements, std::move(key), std::move(mapped));
         } else {
-            appendElement(elements, [&](auto& element) { readValue(value, context, element); });
+            qor::appendElement(elements,
+                               [&](auto& element) { readValue(value, context, element); });
         }
     }
 

@@ -64,7 +64,7 @@ public:
     // BinaryDecodeException if a number has 128 to 255 bytes (modulo 256).
     template <WireScalar T>
     void read(T& value) const {
-        setFromWire(value, readUint(wireWidth<T>()));
+        qor::setFromWire(value, readUint(wireWidth<T>()));
     }
     void read(Time& value) const { value = Time::microSeconds(readInt(8)); }
     void read(istr& data) const noexcept { data = data_; }

@@ -58,7 +58,7 @@ public:
     void operator<<(empty_type) { write_i(istr(), false); }
     template <WireScalar T>
     void operator<<(const T& value) {
-        writeInt(toWire(value));
+        writeInt(qor::toWire(value));
     }
     void operator<<(const Time& value) { *this << value.toMicroSeconds(); }
     // Writes the bytes of the view. A string literal does not compile: it could be bytes or text.

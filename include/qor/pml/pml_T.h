@@ -67,148 +67,143 @@ stream& field(stream& s, const Field__<T>& f) {
 }
 template <class T>
 stream& field(stream& s, const FieldKey& key, T& member) {
-    return field(s, Field__<T>{key.name, istr(), std::addressof(member)});
+    return pml::field(s, Field__<T>{key.name, istr(), std::addressof(member)});
 }
 
-namespace binding {
-
-template <class T>
-void store(ntv::Unit& unit, const T& value);
-// Returns false if the unit has a text that cannot be parsed. An operator >> of the program may
-// return anything; if that is not a bool, the result is true.
-template <class T>
-bool load(const ntv::Unit& unit, const stream& around, T& target);
-
-// Adds a child with a value to `parent`, and sets its type if `type` is not empty.
-template <class T>
-void add(ntv::Unit& parent, istr name, istr type, const T& value) {
-    static const char* const func = memberName<T>("qor::pml::Field__", "set");
-    std::unique_ptr<ntv::Unit> child(new (__FILE__, __LINE__, func) ntv::Unit);
-    binding::store(*child, value);
-    if (!type.empty()) child->type(type);
-    // Last, since the codec of an object sets the unit's name.
-    child->name(name);
-    parent.addChild(std::move(child));
-}
-
-// Keys of maps that are not text are written and read like values.
-template <class Key>
-String nameOf(const Key& key) {
-    if constexpr (StandardName<Key>) {
-        return key;
-    } else {
-        ntv::Unit text;
-        binding::store(text, key);
-        return text.getStringValue();
+// A class instead of a namespace, so that a call finds these functions, and never one of a program
+// with the same name.
+struct binding {
+    // Adds a child with a value to `parent`, and sets its type if `type` is not empty.
+    template <class T>
+    static void add(ntv::Unit& parent, istr name, istr type, const T& value) {
+        static const char* const func = memberName<T>("qor::pml::Field__", "set");
+        std::unique_ptr<ntv::Unit> child(new (__FILE__, __LINE__, func) ntv::Unit);
+        store(*child, value);
+        if (!type.empty()) child->type(type);
+        // Last, since the codec of an object sets the unit's name.
+        child->name(name);
+        parent.addChild(std::move(child));
     }
-}
-template <class Key>
-bool readName(const ntv::Unit& unit, Key& key) {
-    if constexpr (StandardName<Key>) {
-        key.assign(unit.name());
-        return true;
-    } else {
-        return ntv::Unit(istr(), istr(), unit.name()) >> key;
-    }
-}
 
-template <class C>
-void storeElements(ntv::Unit& unit, const C& container) {
-    unit.initValueAsList();
-    if constexpr (MapContainer<C>) {
-        static_assert(MapKey<typename C::key_type>,
-                      "the keys of a map in pml are text or scalars, without a codec");
-        unit.type("map");
-        for (const auto& [key, mapped] : container)
-            binding::add(unit, nameOf(key), istr(), mapped);
-    } else {
-        for (const typename C::value_type& element : container)
-            binding::add(unit, istr(), istr(), element);
-    }
-}
-
-template <class T>
-void store(ntv::Unit& unit, const T& value) {
-    if constexpr (Missable<T>) {
-        if (value.isSet()) binding::store(unit, value.value());
-    } else if constexpr (Object<T>) {
-        part_stream part(unit);
-        forCodec(value).codec(part.get());
-    } else if constexpr (List<T>) {
-        storeElements(unit, value);
-    } else if constexpr (requires { unit << value; }) {
-        unit << value;
-    } else {
-        refuseType<stream, T>();
-    }
-}
-
-template <class C>
-void loadElement(const ntv::Unit& unit, const stream& around, C& elements) {
-    if constexpr (MapContainer<C>) {
-        typename C::key_type key{};
-        typename C::mapped_type mapped{};
-        if (!readName(unit, key)) return;
-        binding::load(unit, around, mapped);
-        putEntry(elements, std::move(key), std::move(mapped));
-    } else {
-        appendElement(elements, [&](auto& element) { binding::load(unit, around, element); });
-    }
-}
-
-// Replaces the whole container; it becomes empty if the unit has no list.
-template <class C>
-void loadElements(const ntv::Unit& unit, const stream& around, C& target) {
-    C elements = emptyLike(target);
-    if (const ntv::ListValue* const list = unit.listValue()) {
-        reserveElements(elements, list->size());
-        for (const ntv::Unit* const child : *list)
-            loadElement(*child, around, elements);
-    }
-    target = std::move(elements);
-}
-
-// Reads a T() by its text. The empty text of a String() is a value, although >> does not read it.
-template <class T>
-bool loadDefault(const ntv::Unit& unit, T& target) {
-    if constexpr (requires(ntv::Unit & written) { written << T(); }) {
-        ntv::Unit written;
-        written << T();
-        if (unit.listValue() == nullptr && unit.getStringValue() == written.getStringValue()) {
-            target = T();
-            return true;
-        }
-    }
-    return false;
-}
-
-template <class T>
-bool load(const ntv::Unit& unit, const stream& around, T& target) {
-    if constexpr (Missable<T>) {
-        return readPresent(target, [&](auto& present) {
-            return binding::load(unit, around, present) || loadDefault(unit, present);
-        });
-    } else if constexpr (Object<T>) {
-        part_stream part(unit, around);
-        target.codec(part.get());
-        return true;
-    } else if constexpr (List<T>) {
-        loadElements(unit, around, target);
-        return true;
-    } else if constexpr (requires { unit >> target; }) {
-        if constexpr (std::same_as<decltype(unit >> target), bool>) {
-            return unit >> target;
+    // Keys of maps that are not text are written and read like values.
+    template <class Key>
+    static String nameOf(const Key& key) {
+        if constexpr (StandardName<Key>) {
+            return key;
         } else {
-            unit >> target;
-            return true;
+            ntv::Unit text;
+            store(text, key);
+            return text.getStringValue();
         }
-    } else {
-        refuseType<stream, T>();
+    }
+    template <class Key>
+    static bool readName(const ntv::Unit& unit, Key& key) {
+        if constexpr (StandardName<Key>) {
+            key.assign(unit.name());
+            return true;
+        } else {
+            return ntv::Unit(istr(), istr(), unit.name()) >> key;
+        }
+    }
+
+    template <class C>
+    static void storeElements(ntv::Unit& unit, const C& container) {
+        unit.initValueAsList();
+        if constexpr (MapContainer<C>) {
+            static_assert(MapKey<typename C::key_type>,
+                          "the keys of a map in pml are text or scalars, without a codec");
+            unit.type("map");
+            for (const auto& [key, mapped] : container)
+                add(unit, nameOf(key), istr(), mapped);
+        } else {
+            for (const typename C::value_type& element : container)
+                add(unit, istr(), istr(), element);
+        }
+    }
+
+    template <class T>
+    static void store(ntv::Unit& unit, const T& value) {
+        if constexpr (Missable<T>) {
+            if (value.isSet()) store(unit, value.value());
+        } else if constexpr (Object<T>) {
+            part_stream part(unit);
+            qor::forCodec(value).codec(part.get());
+        } else if constexpr (List<T>) {
+            storeElements(unit, value);
+        } else if constexpr (requires { unit << value; }) {
+            unit << value;
+        } else {
+            refuseType<stream, T>();
+        }
+    }
+
+    template <class C>
+    static void loadElement(const ntv::Unit& unit, const stream& around, C& elements) {
+        if constexpr (MapContainer<C>) {
+            typename C::key_type key{};
+            typename C::mapped_type mapped{};
+            if (!readName(unit, key)) return;
+            load(unit, around, mapped);
+            qor::putEntry(elements, std::move(key), std::move(mapped));
+        } else {
+            qor::appendElement(elements, [&](auto& element) { load(unit, around, element); });
+        }
+    }
+
+    // Replaces the whole container; it becomes empty if the unit has no list.
+    template <class C>
+    static void loadElements(const ntv::Unit& unit, const stream& around, C& target) {
+        C elements = qor::emptyLike(target);
+        if (const ntv::ListValue* const list = unit.listValue()) {
+            qor::reserveElements(elements, list->size());
+            for (const ntv::Unit* const child : *list)
+                loadElement(*child, around, elements);
+        }
+        target = std::move(elements);
+    }
+
+    // Reads a T() by its text. The empty text of a String() is a value that >> does not read.
+    template <class T>
+    static bool loadDefault(const ntv::Unit& unit, T& target) {
+        if constexpr (requires(ntv::Unit & written) { written << T(); }) {
+            ntv::Unit written;
+            written << T();
+            if (unit.listValue() == nullptr && unit.getStringValue() == written.getStringValue()) {
+                target = T();
+                return true;
+            }
+        }
         return false;
     }
-}
 
-}  // namespace binding
+    // Returns false if the unit has a text that cannot be parsed. An operator >> of the program may
+    // return anything; if that is not a bool, the result is true.
+    template <class T>
+    static bool load(const ntv::Unit& unit, const stream& around, T& target) {
+        if constexpr (Missable<T>) {
+            return qor::readPresent(target, [&](auto& present) {
+                return load(unit, around, present) || loadDefault(unit, present);
+            });
+        } else if constexpr (Object<T>) {
+            part_stream part(unit, around);
+            target.codec(part.get());
+            return true;
+        } else if constexpr (List<T>) {
+            loadElements(unit, around, target);
+            return true;
+        } else if constexpr (requires { unit >> target; }) {
+            if constexpr (std::same_as<decltype(unit >> target), bool>) {
+                return unit >> target;
+            } else {
+                unit >> target;
+                return true;
+            }
+        } else {
+            refuseType<stream, T>();
+            return false;
+        }
+    }
+};
 
 template <class T>
 void Field__<T>::set(stream& s) const {
@@ -237,7 +232,7 @@ template <class T>
 void encode(stream& s, const T& object) {
     if constexpr (Object<T>) {
         part_stream part(s.unit());
-        forCodec(object).codec(part.get());
+        qor::forCodec(object).codec(part.get());
     } else {
         binding::store(s.unit(), object);
     }

@@ -29,8 +29,8 @@ public:
     // missing bytes is 0, and an info line is logged.
     template <WireScalar T>
     BinaryInStream& read(T& value) {
-        setFromWire(value, 0);
-        setFromWire(value, readNumber(wireWidth<T>()));
+        qor::setFromWire(value, 0);
+        qor::setFromWire(value, readNumber(wireWidth<T>()));
         return *this;
     }
     BinaryInStream& read(Time& value);

@@ -32,7 +32,7 @@ public:
     template <WireScalar T>
     BinaryOutStream& write(const T& value) {
         buffer_.needMore(wire::kMostNumber);
-        return finish(wire::store(buffer_.pbuf(), toWire(value)));
+        return finish(wire::store(buffer_.pbuf(), qor::toWire(value)));
     }
     BinaryOutStream& write(const Time& value) { return write(value.toMicroSeconds()); }
     // Writes the bytes of the view. A string literal does not compile: it could be bytes or text.

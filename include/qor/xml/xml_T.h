@@ -44,204 +44,200 @@ concept Adaptor = requires(C& c) {
     typename C::value_compare;
 };
 
-namespace binding {
+// A class instead of a namespace, so that a call finds these functions, and never one of a program
+// with the same name.
+struct binding {
+    static constexpr istr kItem{"any", 3};
+    static constexpr istr kKey{"__key__", 7};
 
-inline constexpr istr kItem("any", 3);
-inline constexpr istr kKey("__key__", 7);
-
-// The "__type__" of a container: that of the most similar standard container, empty for a vector.
-template <class C>
-constexpr istr wordOf() noexcept {
-    if constexpr (Adaptor<C>) {
-        return requires(C & c) {
-            c.front();
-        }
-        ? istr("queue", 5) : istr("stack", 5);
-    } else if constexpr (MapContainer<C>) {
-        return requires(C & c, typename C::key_type k) {
-            c[k];
-        }
-        ? istr("map", 3) : istr("multimap", 8);
-    } else if constexpr (SetContainer<C>) {
-        return requires(C & c, typename C::value_type v) {
-            c.insert(v).second;
-        }
-        ? istr("set", 3) : istr("multiset", 8);
-    } else if constexpr (requires(C & c) { c.reserve(1); }) {
-        return istr();
-    } else {
-        return requires(C & c) {
-            c[0];
-        }
-        ? istr("deque", 5) : istr("list", 4);
-    }
-}
-
-// The container of an adaptor is protected.
-template <class A>
-const typename A::container_type& itemsOf(const A& adaptor) {
-    struct Access : A {
-        static const typename A::container_type& of(const A& a) { return a.*(&Access::c); }
-    };
-    return Access::of(adaptor);
-}
-
-template <class T>
-void store(XMLNode& node, const T& value);
-template <class T>
-bool load(const XMLNode& node, unsigned nesting, T& target);
-
-// A child is complete before it is added to its parent.
-template <class T>
-XMLNode& addItem(XMLNode& parent, istr name, const T& value) {
-    std::unique_ptr<XMLNode> item(new (__FILE__, __LINE__, "qor::xml::addItem")
-                                      XMLNode(name, nullptr));
-    binding::store(*item, value);
-    parent.addChildNode(item.get());
-    return *item.release();
-}
-
-template <class C>
-void storeItems(XMLNode& node, const C& container) {
-    if constexpr (Adaptor<C>) {
-        for (const typename C::value_type& item : itemsOf(container))
-            addItem(node, kItem, item);
-    } else if constexpr (MapContainer<C>) {
-        using Key = typename C::key_type;
-        static_assert(
-            Writable<Key> && !Object<Key>,
-            "the keys of a map in XML are text, bytes, times or scalars, without a codec");
-        for (const auto& [key, mapped] : container) {
-            String text;
-            formatValue(key, text);
-            std::unique_ptr<XMLNode> item(new (__FILE__, __LINE__, "qor::xml::addItem")
-                                              XMLNode(kItem, nullptr));
-            item->attr(kKey).value(text);
-            binding::store(*item, mapped);
-            node.addChildNode(item.get());
-            static_cast<void>(item.release());
-        }
-    } else {
-        for (const typename C::value_type& item : container)
-            addItem(node, kItem, item);
-    }
-}
-
-template <class T>
-void store(XMLNode& node, const T& value) {
-    if constexpr (Missable<T>) {
-        if (value.isSet()) binding::store(node, value.value());
-    } else if constexpr (std::derived_from<T, XMLCodecBase>) {
-        XMLOutStream out(node);
-        value.encodeXml(out);
-    } else if constexpr (Object<T>) {
-        XMLStream out(XMLStream::out_t(), node);
-        forCodec(value).codec(out);
-    } else if constexpr (Writable<T> || VolatileScalar<T>) {
-        XMLOutStream out(node);
-        out << value;
-    } else if constexpr (Container<T> || Adaptor<T>) {
-        if (constexpr istr word = wordOf<T>(); !word.empty()) XMLOutStream(node).type(word);
-        storeItems(node, value);
-    } else {
-        refuseType<XMLStream, T>();
-    }
-}
-
-template <class C>
-void loadItem(const XMLNode& node, unsigned nesting, C& items) {
-    if constexpr (MapContainer<C>) {
-        static_assert(Readable<typename C::key_type>,
-                      "the keys of a map that is read from XML are text that the map owns, bytes, "
-                      "times or scalars");
-        typename C::key_type key{};
-        typename C::mapped_type mapped{};
-        // An element without a key has that of a default value.
-        parseValue(node.attr(kKey).value(), key);
-        binding::load(node, nesting, mapped);
-        putEntry(items, std::move(key), std::move(mapped));
-    } else {
-        appendElement(items, [&](auto& item) { binding::load(node, nesting, item); });
-    }
-}
-
-template <class C>
-void loadItems(const XMLNode& node, unsigned nesting, C& target) {
-    C items = emptyLike(target);
-    reserveElements(items, node.numofChildren());
-    for (const XMLNode& child : node.children())
-        loadItem(child, nesting, items);
-    target = std::move(items);
-}
-
-// Reads the target from the node. Returns whether the node exists and its text could be read.
-template <class T>
-bool load(const XMLNode& node, unsigned nesting, T& target) {
-    static_assert(!std::is_const_v<T>, "a const member cannot be read into");
-    if (node.isNull()) return false;
-    if constexpr (Missable<T>) {
-        return readPresent(target,
-                           [&](auto& present) { return binding::load(node, nesting, present); });
-    } else if constexpr (Object<T>) {
-        if (nesting >= kMaxDepth) return false;
-        XMLStream in(XMLStream::in_t(), node);
-        in.nesting(nesting + 1);
-        if constexpr (std::derived_from<T, XMLCodecBase>) {
-            target.decodeXml(in);
+    // The "__type__" of a container: that of the most similar standard one, empty for a vector.
+    template <class C>
+    static constexpr istr wordOf() noexcept {
+        if constexpr (Adaptor<C>) {
+            return requires(C & c) {
+                c.front();
+            }
+            ? istr("queue", 5) : istr("stack", 5);
+        } else if constexpr (MapContainer<C>) {
+            return requires(C & c, typename C::key_type k) {
+                c[k];
+            }
+            ? istr("map", 3) : istr("multimap", 8);
+        } else if constexpr (SetContainer<C>) {
+            return requires(C & c, typename C::value_type v) {
+                c.insert(v).second;
+            }
+            ? istr("set", 3) : istr("multiset", 8);
+        } else if constexpr (requires(C & c) { c.reserve(1); }) {
+            return istr();
         } else {
-            target.codec(in);
+            return requires(C & c) {
+                c[0];
+            }
+            ? istr("deque", 5) : istr("list", 4);
         }
-        return true;
-    } else if constexpr (Readable<T> || VolatileScalar<T>) {
-        return XMLInStream(node) >> target;
-    } else if constexpr (Container<T> || Adaptor<T>) {
-        loadItems(node, nesting, target);
-        return true;
-    } else {
-        refuseType<XMLStream, T>();
-        return false;
     }
-}
 
-// Only scalars, text, bytes and times are read from an attribute.
-template <class T>
-bool loadAttr(const XMLAttr& attr, T& target) {
-    if (attr.isNull()) return false;
-    if constexpr (Missable<T>) {
-        return readPresent(target, [&](auto& present) { return binding::loadAttr(attr, present); });
-    } else if constexpr (VolatileScalar<T>) {
-        std::remove_volatile_t<T> value = target;
-        const bool good = parseValue(attr.value(), value);
-        target = value;
-        return good;
-    } else if constexpr (Readable<T> && !Object<T>) {
-        return parseValue(attr.value(), target);
-    } else {
-        return false;
+    // The container of an adaptor is protected.
+    template <class A>
+    static const typename A::container_type& itemsOf(const A& adaptor) {
+        struct Access : A {
+            static const typename A::container_type& of(const A& a) { return a.*(&Access::c); }
+        };
+        return Access::of(adaptor);
     }
-}
 
-template <class T>
-void storeField(XMLNode& parent, istr name, const T& member) {
-    if constexpr (Missable<T>) {
-        if (member.isSet()) storeField(parent, name, member.value());
-    } else if (std::as_const(parent).child(name).isNull()) {
-        addItem(parent, name, member);
-    } else {
-        // An existing child is overwritten.
-        XMLNode& present = parent.child(name);
-        if constexpr (!Object<T> && !Writable<T> && (Container<T> || Adaptor<T>))
-            present.clearNodes();
-        binding::store(present, member);
+    // A child is complete before it is added to its parent.
+    template <class T>
+    static XMLNode& addItem(XMLNode& parent, istr name, const T& value) {
+        std::unique_ptr<XMLNode> item(new (__FILE__, __LINE__, "qor::xml::addItem")
+                                          XMLNode(name, nullptr));
+        store(*item, value);
+        parent.addChildNode(item.get());
+        return *item.release();
     }
-}
 
-template <class T>
-bool loadElement(const XMLStream& s, istr name, T& member) {
-    return binding::load(s.node().child(name), s.nesting(), member);
-}
+    template <class C>
+    static void storeItems(XMLNode& node, const C& container) {
+        if constexpr (Adaptor<C>) {
+            for (const typename C::value_type& item : itemsOf(container))
+                addItem(node, kItem, item);
+        } else if constexpr (MapContainer<C>) {
+            using Key = typename C::key_type;
+            static_assert(
+                Writable<Key> && !Object<Key>,
+                "the keys of a map in XML are text, bytes, times or scalars, without a codec");
+            for (const auto& [key, mapped] : container) {
+                String text;
+                formatValue(key, text);
+                std::unique_ptr<XMLNode> item(new (__FILE__, __LINE__, "qor::xml::addItem")
+                                                  XMLNode(kItem, nullptr));
+                item->attr(kKey).value(text);
+                store(*item, mapped);
+                node.addChildNode(item.get());
+                static_cast<void>(item.release());
+            }
+        } else {
+            for (const typename C::value_type& item : container)
+                addItem(node, kItem, item);
+        }
+    }
 
-}  // namespace binding
+    template <class T>
+    static void store(XMLNode& node, const T& value) {
+        if constexpr (Missable<T>) {
+            if (value.isSet()) store(node, value.value());
+        } else if constexpr (std::derived_from<T, XMLCodecBase>) {
+            XMLOutStream out(node);
+            value.encodeXml(out);
+        } else if constexpr (Object<T>) {
+            XMLStream out(XMLStream::out_t(), node);
+            qor::forCodec(value).codec(out);
+        } else if constexpr (Writable<T> || VolatileScalar<T>) {
+            XMLOutStream out(node);
+            out << value;
+        } else if constexpr (Container<T> || Adaptor<T>) {
+            if (constexpr istr word = wordOf<T>(); !word.empty()) XMLOutStream(node).type(word);
+            storeItems(node, value);
+        } else {
+            refuseType<XMLStream, T>();
+        }
+    }
+
+    template <class C>
+    static void loadItem(const XMLNode& node, unsigned nesting, C& items) {
+        if constexpr (MapContainer<C>) {
+            static_assert(
+                Readable<typename C::key_type>,
+                "the keys of a map that is read from XML are text that the map owns, bytes, "
+                "times or scalars");
+            typename C::key_type key{};
+            typename C::mapped_type mapped{};
+            // An element without a key has that of a default value.
+            parseValue(node.attr(kKey).value(), key);
+            load(node, nesting, mapped);
+            qor::putEntry(items, std::move(key), std::move(mapped));
+        } else {
+            qor::appendElement(items, [&](auto& item) { load(node, nesting, item); });
+        }
+    }
+
+    template <class C>
+    static void loadItems(const XMLNode& node, unsigned nesting, C& target) {
+        C items = qor::emptyLike(target);
+        qor::reserveElements(items, node.numofChildren());
+        for (const XMLNode& child : node.children())
+            loadItem(child, nesting, items);
+        target = std::move(items);
+    }
+
+    // Reads the target from the node. Returns whether the node exists and its text could be read.
+    template <class T>
+    static bool load(const XMLNode& node, unsigned nesting, T& target) {
+        static_assert(!std::is_const_v<T>, "a const member cannot be read into");
+        if (node.isNull()) return false;
+        if constexpr (Missable<T>) {
+            return qor::readPresent(target,
+                                    [&](auto& present) { return load(node, nesting, present); });
+        } else if constexpr (Object<T>) {
+            if (nesting >= kMaxDepth) return false;
+            XMLStream in(XMLStream::in_t(), node);
+            in.nesting(nesting + 1);
+            if constexpr (std::derived_from<T, XMLCodecBase>) {
+                target.decodeXml(in);
+            } else {
+                target.codec(in);
+            }
+            return true;
+        } else if constexpr (Readable<T> || VolatileScalar<T>) {
+            return XMLInStream(node) >> target;
+        } else if constexpr (Container<T> || Adaptor<T>) {
+            loadItems(node, nesting, target);
+            return true;
+        } else {
+            refuseType<XMLStream, T>();
+            return false;
+        }
+    }
+
+    // Only scalars, text, bytes and times are read from an attribute.
+    template <class T>
+    static bool loadAttr(const XMLAttr& attr, T& target) {
+        if (attr.isNull()) return false;
+        if constexpr (Missable<T>) {
+            return qor::readPresent(target, [&](auto& present) { return loadAttr(attr, present); });
+        } else if constexpr (VolatileScalar<T>) {
+            std::remove_volatile_t<T> value = target;
+            const bool good = parseValue(attr.value(), value);
+            target = value;
+            return good;
+        } else if constexpr (Readable<T> && !Object<T>) {
+            return parseValue(attr.value(), target);
+        } else {
+            return false;
+        }
+    }
+
+    template <class T>
+    static void storeField(XMLNode& parent, istr name, const T& member) {
+        if constexpr (Missable<T>) {
+            if (member.isSet()) storeField(parent, name, member.value());
+        } else if (std::as_const(parent).child(name).isNull()) {
+            addItem(parent, name, member);
+        } else {
+            // An existing child is overwritten.
+            XMLNode& present = parent.child(name);
+            if constexpr (!Object<T> && !Writable<T> && (Container<T> || Adaptor<T>))
+                present.clearNodes();
+            store(present, member);
+        }
+    }
+
+    template <class T>
+    static bool loadElement(const XMLStream& s, istr name, T& member) {
+        return load(s.node().child(name), s.nesting(), member);
+    }
+};
 
 // A field that is always an element, and never read from an attribute.
 template <class T>
@@ -260,10 +256,10 @@ XMLStream& attrField(XMLStream& s, const FieldKey& key, T& member) {
     if (s.isInputting()) {
         binding::loadAttr(std::as_const(s).attr(key.name), member);
     } else if constexpr (Missable<T>) {
-        if (member.isSet()) attrField(s, key, forCodec(member.value()));
+        if (member.isSet()) xml::attrField(s, key, qor::forCodec(member.value()));
     } else if constexpr (std::is_volatile_v<T>) {
         const std::remove_cv_t<T> now = member;
-        attrField(s, key, forCodec(now));
+        xml::attrField(s, key, qor::forCodec(now));
     } else {
         String text;
         formatValue(member, text);
