@@ -1,6 +1,7 @@
 #include "platform/first_use.h"
 
 #include "qor/json/json_unit.h"
+#include "qor/pml/pml_T.h"
 #include "qor/timer/timerManager.h"
 #include "qor/util/aes.h"
 #include "qor/util/base64.h"
@@ -66,6 +67,8 @@ TEST(FirstUse, NeedsNoGuardAfterTheLibraryIsLoaded) {
     json::JsonUnit().decode("{\"a\":[1]}");
     json::JsonUnit::null();
     XMLInStream(istr("<a/>")).node().getAttrMap();
+    pml::stream out;
+    pml::encode(out, std::vector<int>{1});
     EXPECT_THROW(Handle<SimpleThread>()->living(), NullHandleException);
     TimerManager::instance();
     TimerManager::destroy();

@@ -1,6 +1,7 @@
 #ifndef QOR_PML_PML_T_H
 #define QOR_PML_PML_T_H
 
+#include <atomic>
 #include <concepts>
 #include <cstddef>
 #include <memory>
@@ -73,11 +74,19 @@ stream& field(stream& s, const FieldKey& key, T& member) {
 // A class instead of a namespace, so that a call finds these functions, and never one of a program
 // with the same name.
 struct binding {
+    // For the leak table. Without a guard, which could stay taken in a child of a fork.
+    template <class T>
+    static const char* creatorOf() {
+        static constinit std::atomic<const char*> kept{nullptr};
+        const char* name = kept.load(std::memory_order_acquire);
+        if (name == nullptr) kept = name = memberName<T>("qor::pml::Field__", "set");
+        return name;
+    }
+
     // Adds a child with a value to `parent`, and sets its type if `type` is not empty.
     template <class T>
     static void add(ntv::Unit& parent, istr name, istr type, const T& value) {
-        static const char* const func = memberName<T>("qor::pml::Field__", "set");
-        std::unique_ptr<ntv::Unit> child(new (__FILE__, __LINE__, func) ntv::Unit);
+        std::unique_ptr<ntv::Unit> child(new (__FILE__, __LINE__, creatorOf<T>()) ntv::Unit);
         store(*child, value);
         if (!type.empty()) child->type(type);
         // Last, since the codec of an object sets the unit's name.
