@@ -18,7 +18,9 @@ TYPED_TEST_SUITE(EveryFormat, Formats, FormatName);
 using All = decltype(makeAll());
 
 // The codec counts, not what the class derives from or looks like.
-struct Year : Long {};
+struct Year : Long {
+    using Long::Long;
+};
 struct Title : String {
     Year year;
 
