@@ -122,6 +122,17 @@ struct Seeded : Hashed {
     explicit Seeded(std::size_t seed = 0) : Hashed(0, Hash{seed}) {}
 };
 
+struct Started : std::set<int> {
+    explicit Started(int first) { insert(first); }
+};
+
+// Looks like an optional value, but cannot be set to one.
+struct Samples : std::vector<int> {
+    bool isSet() const { return !empty(); }
+    int value() const { return front(); }
+    void reset() { clear(); }
+};
+
 using Empty = Tuple<Optional<int>>;
 
 struct Movable {
@@ -198,6 +209,8 @@ TYPED_TEST(EveryFormat, CarriesEveryType) {
     EXPECT_EQ(*readThree<TypeParam>(Falling(true)).begin(), 3);
     EXPECT_EQ(readThree<TypeParam>(Hashed(0, Hash{7})).hash_function().seed, 7u);
     EXPECT_EQ(readThree<TypeParam>(Seeded(7)).hash_function().seed, 7u);
+    EXPECT_EQ(*readThree<TypeParam>(Started(0)).begin(), 1);
+    EXPECT_EQ(readThree<TypeParam>(Samples()), Samples({{1, 3, 2}}));
     expectCarried<TypeParam>([] { return Title{{"Dune"}, 1965}; });
     expectCarried<TypeParam>([] {
         const Title title{{"Dune"}, 1965};

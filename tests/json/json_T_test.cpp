@@ -22,6 +22,18 @@ struct GuestId : Id {
     using Id::operator=;
 };
 
+// Has operators, and text converts to it.
+struct Any {
+    Any(const std::string&) {}
+};
+[[maybe_unused]] void operator<<(JsonUnit& unit, const Any&) {
+    unit << 0;
+}
+[[maybe_unused]] void operator>>(const JsonUnit&, Any&) {}
+struct Alias : std::string {
+    using basic_string::basic_string;
+};
+
 TEST(Field, WritesAKeyForEachMember) {
     JsonOutputStream out;
     encode(out, Tuple(Leaf{1, "one"}, std::vector<Leaf>{{2, "two"}}, Optional<Leaf>(), Tuple<>(),
@@ -49,6 +61,9 @@ TEST(Field, WritesAKeyForEachMember) {
     EXPECT_EQ(written.str(), R"({ "m0":"#7", "m1":"#8" })");
     decode(written.str(), same);
     EXPECT_EQ(same, ids);
+    JsonOutputStream alias;
+    encode(alias, std::vector<Alias>{"x"});
+    EXPECT_EQ(alias.str(), R"([ "x" ])");
 }
 
 TEST(Field, ReadsMapsFromBothForms) {

@@ -75,10 +75,16 @@ concept SequenceContainer = AppendableContainer<C> && !StandardString<C>;
 template <class C>
 concept Container = MapContainer<C> || SetContainer<C> || SequenceContainer<C>;
 
+template <class T>
+class Optional;
+template <class T>
+concept SetByValue = std::is_assignable_v<T&, typename T::value_type> ||
+    std::derived_from<T, Optional<typename T::value_type>>;
+
 // A value that may be missing, such as qor::Optional: a field that is not set is not written. A
 // class with a codec is carried by that instead.
 template <class T>
-concept OptionalValue = requires(T& t) {
+concept OptionalValue = SetByValue<T> && requires(T& t) {
     { t.isSet() } -> std::convertible_to<bool>;
     { t.value() } -> std::convertible_to<const typename T::value_type&>;
     t.reset();
@@ -108,18 +114,23 @@ concept StatefulHash = requires {
     requires !std::is_empty_v<typename C::hasher> || !std::is_empty_v<typename C::key_equal>;
 };
 
-// An empty container with the comparison, or the hash function, of another one.
+// A standard container claims to be copyable even if its elements are not.
+template <class C>
+concept Copyable = std::copy_constructible<C> && requires {
+    requires std::is_copy_constructible_v<typename C::value_type>;
+};
+
+// An empty container with the comparison, or the hash function, of another one. Other members of a
+// derived class may be lost: a container that is read is replaced as a whole.
 template <class C>
 C emptyLike(const C& container) {
     if constexpr (requires { C(container.key_comp()); }) {
         return C(container.key_comp());
     } else if constexpr (requires { C(0, container.hash_function(), container.key_eq()); }) {
         return C(0, container.hash_function(), container.key_eq());
-    } else if constexpr (std::copy_constructible<C> &&
-                         std::is_copy_constructible_v<typename C::value_type> &&
-                         (StatefulOrder<C> || StatefulHash<C>)) {
-        // A derived class without the constructors of its base. A standard container claims to be
-        // copyable even if its elements are not.
+    } else if constexpr (Copyable<C> &&
+                         (StatefulOrder<C> || StatefulHash<C> || !std::default_initializable<C>)) {
+        // A derived class without the constructors of its base.
         C empty(container);
         empty.clear();
         return empty;

@@ -135,8 +135,12 @@ struct binding {
             JsonUnit made;
             storeElements(made, value);
             unit = made;
-        } else if constexpr (requires { operator<<(unit, value); }) {
-            // First: JsonUnit has operators for all classes derived from a scalar or from text.
+        } else if constexpr (requires(T & target) {
+                                 operator<<(unit, value);
+                                 operator>>(std::as_const(unit), target);
+                             }) {
+            // First: JsonUnit has operators for all classes derived from a scalar or from text. Not
+            // with << alone, which may be that of a type to which T only converts.
             operator<<(unit, value);
         } else if constexpr (requires { unit << value; }) {
             unit << value;
