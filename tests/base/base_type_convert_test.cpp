@@ -5,6 +5,7 @@
 #include "platform/codepage.h"
 #include "platform/processor.h"
 #include "platform/utf8.h"
+#include "support/child.h"
 #include "support/test.h"
 
 using namespace qor;
@@ -201,6 +202,26 @@ TEST(Pages, ConvertBothWays) {
 TEST(Pages, LoseNothingAfterAMalformedSequence) {
     EXPECT_EQ(toWstring(ansi(istr("\xA2\xE8 after", 2)), 949), L"\xFFFD");
     EXPECT_EQ(toWstring(ansi("\xA2\xE8<\xA2\xE8\xA2\xE8x"), 949), L"\xFFFD<\xFFFD\xFFFDx");
+}
+
+// To open a conversion, the C library takes a lock that it does not release in a child.
+TEST(Pages, AreConvertedInAChildWhoseParentWasConverting) {
+    const auto convert = [] { return toWstring(ansi("\xB0\xA1"), 949); };
+    std::atomic<bool> stopped{!support::forksBesideAllocations};
+    std::thread converting([&] {
+        while (!stopped)
+            convert();
+    });
+    int status = 0;
+    for (int forks = 0; forks < 300 && status == 0; ++forks) {
+        status = support::statusOf([&] {
+            alarm(30);
+            if (convert() != L"\uAC00") _exit(1);
+        });
+    }
+    EXPECT_EQ(status, 0);
+    stopped = true;
+    converting.join();
 }
 
 // Writes no more than there is room for, and no part of a character.

@@ -3,8 +3,10 @@
 #include <iconv.h>
 #include <langinfo.h>
 #include <locale.h>
+#include <pthread.h>
 
 #include <cerrno>
+#include <mutex>
 #include <new>
 #include <string>
 
@@ -29,9 +31,26 @@ constexpr NamedPage namedPages[] = {
 };
 constexpr long isoPages = 28590;  // plus the part number of ISO 8859
 
+// The functions of the C library that open and close conversions and locales take a lock, which
+// would stay taken in the child if another thread forked meanwhile. So a fork waits until no thread
+// has this lock.
+constinit std::mutex opening;
+
+// Before the locks that threads may hold while they convert: a fork takes the locks in the reverse
+// order.
+[[gnu::constructor(101)]] void watchForks() noexcept {
+    pthread_atfork([] { opening.lock(); }, [] { opening.unlock(); }, [] { opening.unlock(); });
+}
+
+iconv_t openConversion(const char* to, const char* from) {
+    const std::lock_guard guard(opening);
+    return iconv_open(to, from);
+}
+
 // The page of the environment's locale, even if the program has not called setlocale. A missing
 // locale and the C locale (ASCII) count as UTF-8.
 std::string systemPageName() {
+    const std::lock_guard guard(opening);
     const locale_t locale = newlocale(LC_CTYPE_MASK, "", locale_t());
     if (locale == locale_t()) return "UTF-8";
     const std::string name = nl_langinfo_l(CODESET, locale);
@@ -65,7 +84,7 @@ class Conversion {
 public:
     Conversion(const char* from, const char* to, std::basic_string_view<Source> text, Target* out,
                std::size_t room)
-        : descriptor_(iconv_open(to, from)),
+        : descriptor_(openConversion(to, from)),
           in_(const_cast<char*>(reinterpret_cast<const char*>(text.data()))),
           inLeft_(text.size() * sizeof(Source)),
           out_(out != nullptr ? reinterpret_cast<char*>(out) : &nowhere_),
@@ -76,7 +95,9 @@ public:
     Conversion(const Conversion&) = delete;
     Conversion& operator=(const Conversion&) = delete;
     ~Conversion() {
-        if (known()) iconv_close(descriptor_);
+        if (!known()) return;
+        const std::lock_guard guard(opening);
+        iconv_close(descriptor_);
     }
 
     bool known() const { return descriptor_ != reinterpret_cast<iconv_t>(-1); }
