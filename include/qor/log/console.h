@@ -25,8 +25,8 @@ QOR_API std::istream& std_in();
 //
 // Text that cannot be written is lost; later text is written as before the failure. For that, the
 // console clears all error flags of std_out() if the stream is bad, also if the program's own
-// output failed. If only the failbit is set, which a failed write never does, the console clears
-// nothing and its output is lost.
+// output failed. If only the failbit is set, by the program or by a failed `<<` of a stream buffer,
+// the console clears nothing and its output is lost.
 //
 // Any thread may print. Only one thread may read. After a fork, the parent writes the queued
 // output; in the child the console is not open and its queue is empty.

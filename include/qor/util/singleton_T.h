@@ -56,7 +56,7 @@ private:
         if (!preparedAtLoad_) prepare();
         return make();
     }
-    // Only creates its name if it is called by prepare().
+    // Called by prepare() for the static alone, it returns null.
     static T* make() {
         static const char* const func = memberName<T>("qor::CreateByAllocate", "create");
         if (!prepared_.load(std::memory_order_acquire)) return nullptr;

@@ -16,7 +16,8 @@ namespace qor {
 namespace {
 
 // Both are never destroyed. A thread that holds the lock neither allocates nor takes another lock,
-// so a fork may take it before or after the other locks.
+// but threads take it while they hold others: a fork takes it last, as its handlers are registered
+// before those of the others.
 constinit std::mutex lock;
 std::set<std::string>& names() {
     static std::set<std::string>& all = *new std::set<std::string>;

@@ -4,6 +4,7 @@
 #include <array>
 #include <bit>
 #include <cstring>
+#include <iterator>
 
 #include "platform/first_use.h"
 
@@ -102,8 +103,8 @@ constexpr StructureForm allForms[] = {
 // A machine that can run a form can also run all later ones.
 std::size_t numberOfForms() noexcept {
 #if defined(__x86_64__)
-    if (structure_avx512::runsHere()) return 3;
-    if (structure_avx2::runsHere()) return 2;
+    if (structure_avx512::runsHere()) return std::size(allForms);
+    if (structure_avx2::runsHere()) return std::size(allForms) - 1;
 #endif
     return 1;
 }

@@ -38,7 +38,8 @@ std::wstring_view viewOf(const wchar_t* text, unsigned long size) noexcept {
 }
 
 // Output that failed once, on a full disk or pipe, must not end all later output. A stream that is
-// bad gets the failbit too by the next output. The failbit alone is never of a failed write.
+// bad gets the failbit too by the next output. The failbit alone may be
+// meant by the program.
 void forgetFailures() {
     if (std_out().bad()) std_out().clear();
 }

@@ -65,7 +65,7 @@ std::uint64_t nextNumber() noexcept {
 // Replies with an equal identifier are recognised by their payload.
 std::uint16_t nextIdentifier() noexcept {
     static constinit std::atomic<std::uint16_t> used{0};
-    return static_cast<std::uint16_t>((firstNumber() >> 48) + ++used);
+    return static_cast<std::uint16_t>((firstNumber() >> 1) + ++used);
 }
 
 std::uint16_t checksumOf(const Echo& echo) noexcept {

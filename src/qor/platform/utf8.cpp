@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <cstring>
+#include <iterator>
 
 #include "platform/first_use.h"
 #include "platform/utf8_forms.h"
@@ -166,8 +167,8 @@ constexpr Utf8Form allForms[] = {
 // A machine that can run an entry of allForms can run all later entries.
 std::size_t numberOfForms() noexcept {
 #if defined(__x86_64__)
-    if (utf8_avx512::runsHere()) return 3;
-    if (utf8_avx2::runsHere()) return 2;
+    if (utf8_avx512::runsHere()) return std::size(allForms);
+    if (utf8_avx2::runsHere()) return std::size(allForms) - 1;
 #endif
     return 1;
 }

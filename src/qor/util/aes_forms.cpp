@@ -4,6 +4,7 @@
 #include <array>
 #include <bit>
 #include <cstdint>
+#include <iterator>
 
 #include "platform/first_use.h"
 
@@ -323,8 +324,8 @@ constexpr AesForm allForms[] = {
 // A machine that can run a form can also run all later ones.
 std::size_t numberOfForms() noexcept {
 #if defined(__x86_64__)
-    if (aes_vector::runsHere()) return 3;
-    if (aes_ni::runsHere()) return 2;
+    if (aes_vector::runsHere()) return std::size(allForms);
+    if (aes_ni::runsHere()) return std::size(allForms) - 1;
 #endif
     return 1;
 }

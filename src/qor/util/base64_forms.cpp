@@ -150,8 +150,8 @@ constexpr Base64Form allForms[] = {
 // A machine that can run a form can also run all later ones.
 std::size_t numberOfForms() noexcept {
 #if defined(__x86_64__)
-    if (base64_avx512::runsHere()) return 3;
-    if (base64_avx2::runsHere()) return 2;
+    if (base64_avx512::runsHere()) return std::size(allForms);
+    if (base64_avx2::runsHere()) return std::size(allForms) - 1;
 #endif
     return 1;
 }
