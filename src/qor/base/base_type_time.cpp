@@ -226,13 +226,13 @@ Time::Detail::Detail(const istr& text, const char* fmt) {
 
 Time Time::now(Clock clock) {
     if (clock == Realtime) return Time(platform::wallMicroseconds());
-    static constinit platform::FirstUse<double> kept;
-    const double frequency = kept.get(platform::monotonicFrequency);
-    if (!(frequency > 0)) return Time(platform::wallMicroseconds());
+    static constinit platform::FirstUse<long long> kept;
+    const long long frequency = kept.get(platform::monotonicFrequency);
+    if (frequency == 0) return Time(platform::wallMicroseconds());
     long long ticks = 0;
     const int error = platform::monotonicTicks(ticks);
     if (error != 0) QOR_THROW(ThreadSyscallException, "qor::Time::now", error);
-    return fromDouble(static_cast<double>(ticks) / frequency * 1000000.0);
+    return fromDouble(static_cast<double>(ticks) / static_cast<double>(frequency) * 1000000.0);
 }
 
 Time::operator timeval() const noexcept {

@@ -18,9 +18,9 @@ int monotonicTicks(long long& ticks) noexcept {
     return 0;
 }
 
-double monotonicFrequency() noexcept {
+long long monotonicFrequency() noexcept {
     long long ticks = 0;
-    return monotonicTicks(ticks) == 0 ? 1e9 : 0;
+    return monotonicTicks(ticks) == 0 ? 1000000000 : 0;
 }
 
 long long coarseNanoseconds() noexcept {

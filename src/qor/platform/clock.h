@@ -11,7 +11,7 @@ long long wallMicroseconds() noexcept;
 // A counter that does not change when the clock is set. monotonicTicks returns 0 or an error
 // number. monotonicFrequency returns the ticks per second, or 0 if the system has no such counter.
 int monotonicTicks(long long& ticks) noexcept;
-double monotonicFrequency() noexcept;
+long long monotonicFrequency() noexcept;
 
 // The nanoseconds and seconds of the same counter, faster but up to a few milliseconds late.
 long long coarseNanoseconds() noexcept;

@@ -24,6 +24,9 @@ public:
     }
 
 private:
+    // Other types may need a library for their atomic operations, as double does on i386.
+    static_assert(std::is_integral_v<T> || std::is_pointer_v<T>);
+
     T keep(T computed) noexcept {
         T first{};
         if (value_.compare_exchange_strong(first, computed, std::memory_order_acq_rel,
