@@ -84,13 +84,9 @@ String outcomeOf(istr input, T target) {
 // The bytes, and what is read from them or the message.
 TEST(BinaryInStream, ReadsNumbersAndText) {
     const std::pair<const char*, const char*> numbers[] = {
-        {"", "0"},
-        {"00", "0"},
         {"00 05", "0"},
-        {"01", "0"},
-        {"01 01", "0"},
+        {"F1", "0"},
         {"01 00 07", "0"},
-        {"01 01 C8", "200"},
         {"01 02 C8 01", "456"},
         {"01 02 C8", "0"},
         {"01 05 01 02 03 04 05", "67305985"},
@@ -102,14 +98,10 @@ TEST(BinaryInStream, ReadsNumbersAndText) {
     for (const auto& [hex, outcome] : numbers)
         EXPECT_EQ(outcomeOf(bytes(hex), 77U), outcome) << hex;
     const std::pair<const char*, const char*> texts[] = {
-        {"", ""},
         {"00 61", ""},
-        {"01", ""},
-        {"01 01", ""},
+        {"05", ""},
         {"01 00 61", ""},
-        {"01 02 61 62 63", "ab"},
-        {"F1 02 61 62", "ab"},
-        {"01 09 61 62", "ab"},
+        {"F1 02 61 62 63", "ab"},
         {"04 02 00 00 00 61 62", "ab"},
         {"04 FF FF FF FF 61 62", "ab"},
         {"04 01", ""},
