@@ -17,14 +17,12 @@ TEST(CmdLine, GivesLinesInTheirOrder) {
     EXPECT_FALSE(queue.get(line, Time::milliSeconds(1)));
     EXPECT_EQ(line, L"untouched");
     ASSERT_TRUE(queue.open(L"> "));
-    std::vector<std::wstring> lines;
-    for (int i = 0; i < 3; ++i) {
+    for (const wchar_t* const typed : {L"first", L"second", L"th\u00E9 third"}) {
         EXPECT_TRUE(queue.get(line, Time::forever()));
-        lines.push_back(line);
+        EXPECT_EQ(line, typed);
     }
     queue.close();
     queue.close();
-    EXPECT_EQ(lines, (std::vector<std::wstring>{L"first", L"second", L"th\u00E9 third"}));
     EXPECT_FALSE(queue.get(line, Time()));
     // Once for each of the first three lines and for the last one; perhaps once more after it.
     EXPECT_EQ(terminal.output.str().substr(0, 8), "> > > > ");
