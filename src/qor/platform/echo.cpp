@@ -63,6 +63,7 @@ std::uint64_t nextNumber() noexcept {
 
 // Sockets that are open at the same time have different identifiers, as far as 16 bits allow.
 // Replies with an equal identifier are recognised by their payload.
+// The first one leaves out the lowest bit, which is always set.
 std::uint16_t nextIdentifier() noexcept {
     static constinit std::atomic<std::uint16_t> used{0};
     return static_cast<std::uint16_t>((firstNumber() >> 1) + ++used);
