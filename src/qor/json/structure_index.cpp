@@ -4,9 +4,8 @@
 #include <array>
 #include <bit>
 #include <cstring>
-#include <iterator>
 
-#include "platform/first_use.h"
+#include "platform/forms.h"
 
 namespace qor::json {
 
@@ -94,26 +93,16 @@ namespace {
 
 constexpr StructureForm allForms[] = {
 #if defined(__x86_64__)
-    {"AVX-512", structure_avx512::find},
-    {"AVX2", structure_avx2::find},
+    {"AVX-512", structure_avx512::runsHere, structure_avx512::find},
+    {"AVX2", structure_avx2::runsHere, structure_avx2::find},
 #endif
-    {"portable", structure_portable::find},
+    {"portable", platform::runsEverywhere, structure_portable::find},
 };
-
-// A machine that can run a form can also run all later ones.
-std::size_t numberOfForms() noexcept {
-#if defined(__x86_64__)
-    if (structure_avx512::runsHere()) return std::size(allForms);
-    if (structure_avx2::runsHere()) return std::size(allForms) - 1;
-#endif
-    return 1;
-}
 
 }  // namespace
 
 std::span<const StructureForm> structureForms() noexcept {
-    static constinit platform::FirstUse<std::size_t> number;
-    return std::span(allForms).last(number.get(numberOfForms));
+    return platform::formsOfThisMachine<allForms>();
 }
 
 ulong32* StructureIndex::findNext(ulong32* out) noexcept {

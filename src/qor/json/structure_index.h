@@ -99,6 +99,7 @@ private:
 // An implementation of the search for positions. All implementations give the same results.
 struct StructureForm {
     const char* name;
+    bool (*runsHere)() noexcept;  // whether this machine can run it
     // Writes the positions of the blocks in ascending order and returns the end of the output.
     // `out` must have room for 64 entries for each block and 64 more, all of which may be
     // overwritten. Also copies the blocks to `copy`, unless that is null.

@@ -2,9 +2,8 @@
 
 #include <cstdint>
 #include <cstring>
-#include <iterator>
 
-#include "platform/first_use.h"
+#include "platform/forms.h"
 #include "platform/utf8_forms.h"
 
 namespace qor::platform {
@@ -158,26 +157,16 @@ namespace {
 
 constexpr Utf8Form allForms[] = {
 #if defined(__x86_64__)
-    {"AVX-512", utf8_avx512::toWide, utf8_avx512::toUtf8},
-    {"AVX2", utf8_avx2::toWide, utf8_avx2::toUtf8},
+    {"AVX-512", utf8_avx512::runsHere, utf8_avx512::toWide, utf8_avx512::toUtf8},
+    {"AVX2", utf8_avx2::runsHere, utf8_avx2::toWide, utf8_avx2::toUtf8},
 #endif
-    {"portable", utf8_portable::toWide, utf8_portable::toUtf8},
+    {"portable", runsEverywhere, utf8_portable::toWide, utf8_portable::toUtf8},
 };
-
-// A machine that can run an entry of allForms can run all later entries.
-std::size_t numberOfForms() noexcept {
-#if defined(__x86_64__)
-    if (utf8_avx512::runsHere()) return std::size(allForms);
-    if (utf8_avx2::runsHere()) return std::size(allForms) - 1;
-#endif
-    return 1;
-}
 
 }  // namespace
 
 std::span<const Utf8Form> utf8Forms() noexcept {
-    static constinit FirstUse<std::size_t> number;
-    return std::span(allForms).last(number.get(numberOfForms));
+    return formsOfThisMachine<allForms>();
 }
 
 Utf8Progress utf8ToWide(std::string_view text, wchar_t* out, std::size_t room) noexcept {

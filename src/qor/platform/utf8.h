@@ -47,6 +47,7 @@ std::size_t uncutSize(std::string_view text, std::size_t n) noexcept;
 // The implementations that this machine can run, fastest first. All give the same results.
 struct Utf8Form {
     const char* name;
+    bool (*runsHere)() noexcept;  // whether this machine can run it
     Utf8Progress (*toWide)(std::string_view text, wchar_t* out, std::size_t room) noexcept;
     Utf8Progress (*toUtf8)(std::wstring_view text, char* out, std::size_t room) noexcept;
 };

@@ -4,9 +4,8 @@
 #include <array>
 #include <bit>
 #include <cstdint>
-#include <iterator>
 
-#include "platform/first_use.h"
+#include "platform/forms.h"
 
 namespace qor::util {
 
@@ -315,26 +314,16 @@ namespace {
 
 constexpr AesForm allForms[] = {
 #if defined(__x86_64__)
-    {"VAES", aes_ni::encrypt, aes_vector::decrypt},
-    {"AES-NI", aes_ni::encrypt, aes_ni::decrypt},
+    {"VAES", aes_vector::runsHere, aes_ni::encrypt, aes_vector::decrypt},
+    {"AES-NI", aes_ni::runsHere, aes_ni::encrypt, aes_ni::decrypt},
 #endif
-    {"portable", aes_portable::encrypt, aes_portable::decrypt},
+    {"portable", platform::runsEverywhere, aes_portable::encrypt, aes_portable::decrypt},
 };
-
-// A machine that can run a form can also run all later ones.
-std::size_t numberOfForms() noexcept {
-#if defined(__x86_64__)
-    if (aes_vector::runsHere()) return std::size(allForms);
-    if (aes_ni::runsHere()) return std::size(allForms) - 1;
-#endif
-    return 1;
-}
 
 }  // namespace
 
 std::span<const AesForm> aesForms() noexcept {
-    static constinit platform::FirstUse<std::size_t> number;
-    return std::span(allForms).last(number.get(numberOfForms));
+    return platform::formsOfThisMachine<allForms>();
 }
 
 void Rijndael::set(const unsigned char* key, std::size_t size, const unsigned char* iv) noexcept {

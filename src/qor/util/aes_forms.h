@@ -26,6 +26,7 @@ struct AesForm {
     using Convert = void(const AesRoundKeys& keys, const unsigned char* iv, const unsigned char* in,
                          std::size_t blocks, unsigned char* out) noexcept;
     const char* name;
+    bool (*runsHere)() noexcept;  // whether this machine can run it
     Convert* encrypt;
     // With the keys for decrypting.
     Convert* decrypt;

@@ -5,7 +5,7 @@
 #include <new>
 
 #include "base/size.h"
-#include "platform/first_use.h"
+#include "platform/forms.h"
 #include "util/output.h"
 
 namespace qor::util {
@@ -141,20 +141,11 @@ void decodeInto(const Base64Form& form, ByteSpan source, Out& out) {
 
 constexpr Base64Form allForms[] = {
 #if defined(__x86_64__)
-    {"AVX-512", base64_avx512::encode, base64_avx512::decode},
-    {"AVX2", base64_avx2::encode, base64_avx2::decode},
+    {"AVX-512", base64_avx512::runsHere, base64_avx512::encode, base64_avx512::decode},
+    {"AVX2", base64_avx2::runsHere, base64_avx2::encode, base64_avx2::decode},
 #endif
-    {"portable", base64_portable::encode, base64_portable::decode},
+    {"portable", platform::runsEverywhere, base64_portable::encode, base64_portable::decode},
 };
-
-// A machine that can run a form can also run all later ones.
-std::size_t numberOfForms() noexcept {
-#if defined(__x86_64__)
-    if (base64_avx512::runsHere()) return std::size(allForms);
-    if (base64_avx2::runsHere()) return std::size(allForms) - 1;
-#endif
-    return 1;
-}
 
 }  // namespace
 
@@ -193,8 +184,7 @@ std::size_t decode(const char* in, std::size_t n, unsigned char* out) noexcept {
 }  // namespace base64_portable
 
 std::span<const Base64Form> base64Forms() noexcept {
-    static constinit platform::FirstUse<std::size_t> number;
-    return std::span(allForms).last(number.get(numberOfForms));
+    return platform::formsOfThisMachine<allForms>();
 }
 
 void base64Encode(const Base64Form& form, std::span<const unsigned char> data, std::string& out,

@@ -33,6 +33,7 @@ constexpr unsigned char base64Value(char c) noexcept {
 // characters. All implementations give the same results.
 struct Base64Form {
     const char* name;
+    bool (*runsHere)() noexcept;  // whether this machine can run it
     // Writes 4 characters for each 3 bytes. A short last group is filled with zeros.
     void (*encode)(const unsigned char* in, std::size_t n, char* out) noexcept;
     // Decodes groups of four characters up to the first group that is incomplete or has a character
