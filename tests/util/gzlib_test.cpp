@@ -45,7 +45,7 @@ TEST(Gzlib, Unpacks) {
     EXPECT_EQ(gunzip("\x1F"), "");
     // One member is read, and its checksum is not.
     EXPECT_EQ(gunzip(Text(one).replace(15, 4, "\1\2\3\4") + two), "one");
-    const Text extra("\x01\x01" + Text(257, '\0')), name("n\0", 2), comment("a comment\0", 10);
+    const Text extra("\x02\x01" + Text(258, '\0')), name("n\0", 2), comment("a comment\0", 10);
     const std::pair<char, Text> fields[] = {
         {1, ""},   {2, "\x12\x34"}, {4, extra},
         {8, name}, {16, comment},   {31, extra + name + comment + "\x12\x34"}};

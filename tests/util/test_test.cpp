@@ -130,7 +130,8 @@ TEST_F(Menu, ExcludesAddonsFromAll) {
     type("all\nmore\nexit\n");
     menu.start();
     EXPECT_EQ(ran, "a more ");
-    EXPECT_TRUE(contains(shown(), "addon:\n    more: an addon\nbuiltin:"));
+    EXPECT_TRUE(contains(
+        shown(), "\nmenu:\n(/menu) \n    a: \naddon:\n    more: an addon\nbuiltin:\n    all:"));
     // Of two items with one key the later one counts.
     menu.removeAddons().del("a").add("k", "", note("1 ")).add("k", "", note("2 "));
     type("a\nmore\nk\nexit\n");
