@@ -110,7 +110,9 @@ QOR_API bool parseValue(istr text, std::wstring& target);
 QOR_API bool parseValue(istr text, Bytes& target);
 QOR_API bool parseValue(istr text, Time& target);
 
-// Types that can be written, and types that can be read.
+// Types that can be written, and types that can be read. A program gives a type of its own the form
+// of one text by functions formatValue(const T&, String& out) and bool parseValue(istr text, T&) in
+// the namespace of the type.
 template <class T>
 concept Writable = requires(const T& value, String& out) {
     formatValue(value, out);
