@@ -6,7 +6,7 @@
 //
 // "help" shows the commands. If the input is no terminal, the program ends after the last command
 // as soon as there are no reminders. It runs with the leak checker; the exit status is 1 if memory
-// was not released.
+// was not released or the output cannot be written.
 
 #include <poll.h>
 #include <unistd.h>
@@ -198,5 +198,7 @@ int main() {
     console::close();
     console::println(("blocks left behind: " + std::to_string(left)).c_str());
     console::flush();
-    return left == 0 ? 0 : 1;
+    if (std::cout) return left == 0 ? 0 : 1;
+    std::cerr << "reminders: the output cannot be written\n";
+    return 1;
 }
