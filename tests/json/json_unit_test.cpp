@@ -19,22 +19,16 @@ void expectWritten(const T& value, const char* text) {
     EXPECT_EQ((unit << value).encode(), text);
 }
 
-// docs/formats.md has the usual values in its table.
+// docs/formats.md has the usual values in its table, and tests/formats values of other kinds.
 TEST(JsonUnit, WritesEachTypeByItsKind) {
     expectWritten(static_cast<char>(-2), "-2");
-    expectWritten(static_cast<unsigned char>(200), "200");
-    expectWritten(static_cast<short>(-7), "-7");
     expectWritten(longOf(0x1FFFFFFFF), "-1");
     expectWritten(static_cast<unsigned long>(0x1FFFFFFFF), "4294967295");
     expectWritten(~0ULL, "18446744073709551615");
-    expectWritten(std::numeric_limits<double>::quiet_NaN(), "nan");
-    expectWritten(-std::numeric_limits<float>::infinity(), "-inf");
-    expectWritten(Bit(false), "false");
     expectWritten(Sbyte(-3), "-3");
     expectWritten(Wchar(L'\u5b89'), "23433");
     expectWritten("a/\xFF", "\"a\\/\xFF\"");
     expectWritten(istr(), "\"\"");
-    expectWritten(Bytes(), "\"\"");
     expectWritten(Time::microSeconds(-1500999), "-1500");
 }
 
@@ -48,29 +42,18 @@ TEST(JsonUnit, ReadsFittingValuesAndLeavesOthers) {
     expectRead("1.5", 7, 1);
     expectRead("abc", 7, 0);
     expectRead("\"5\"", 7, 7);
-    expectRead("true", 7, 7);
-    expectRead("[5]", 7, 7);
     expectRead("99999999999", 7L, 2147483647L);
     expectRead("99999999999", 7LL, 99999999999LL);
-    expectRead("-1", 7UL, 4294967295UL);
     expectRead("300", static_cast<unsigned char>(7), static_cast<unsigned char>(44));
     expectRead("70000", static_cast<signed char>(7), static_cast<signed char>(112));
     expectRead("65", '?', 'A');
-    expectRead("1e400", 7.0, std::numeric_limits<double>::max());
-    expectRead("nan", 7.0, 0.0);
     expectRead("23433", Wchar(L'x'), Wchar(L'\u5b89'));
     expectRead("false", true, false);
-    expectRead("0", true, true);
-    expectRead("\"false\"", Bit(true), Bit(true));
     expectRead("\"a\\n\"", String("x"), String("a\n"));
-    expectRead("12", std::string("x"), std::string("x"));
     expectRead("\"\\u00e9\"", std::wstring(L"x"), std::wstring(L"\u00e9"));
     expectRead("\"AP8=\"", Bytes(istr("x")), Bytes(istr("\0\xFF", 2)));
     expectRead("\"\"", Bytes(istr("x")), Bytes());
-    expectRead("7", Bytes(istr("x")), Bytes(istr("x")));
     expectRead("-1500", Time::seconds(9), Time::milliSeconds(-1500));
-    expectRead("x", Time::seconds(9), Time());
-    expectRead("\"5\"", Time::seconds(9), Time::seconds(9));
     const JsonUnit text = parsed("\"view\"");
     istr view;
     const char* pointer = nullptr;
@@ -168,7 +151,7 @@ void expectMap(unsigned long count, bool sorted, bool nested, bool looked) {
     for (const auto& [key, value] : looked ? expected : std::map<String, long>())
         places[key] = &unit[key];
     for (unsigned long i = 0; i < count + 20; ++i) {
-        const String key = "k" + std::to_string(i * 7919 % 6007);
+        const String key = (i % 2 == 0 ? "k" : "a long key ") + std::to_string(i * 7919 % 6007);
         expected[key] = static_cast<long>(i);
         JsonUnit& added = unit[key];
         added << i;
@@ -177,23 +160,17 @@ void expectMap(unsigned long count, bool sorted, bool nested, bool looked) {
         places[key] = &added;
         if (i % 1000 == 0 || i == 7) {
             const JsonObject& object = unit.objectValue();
-            ASSERT_EQ(std::distance(object.begin(), object.end()), std::ssize(expected));
+            EXPECT_EQ(std::distance(object.begin(), object.end()), std::ssize(expected));
             EXPECT_EQ(object.begin()->first, expected.begin()->first);
         }
     }
     for (const auto& [key, place] : places)
         EXPECT_EQ(&unit[key], place);
     EXPECT_EQ(std::as_const(unit).objectValue()->get("none"), nullptr);
-    auto wanted = expected.begin();
-    for (auto& [key, child] : unit.objectValue()) {
-        ASSERT_NE(wanted, expected.end());
-        long value = 0;
-        child >> value;
-        EXPECT_EQ(key, wanted->first);
-        EXPECT_EQ(value, wanted->second);
-        ++wanted;
-    }
-    EXPECT_EQ(wanted, expected.end());
+    std::vector<std::pair<const String, long>> read;
+    for (auto& [key, child] : unit.objectValue())
+        child >> read.emplace_back(key, 0).second;
+    EXPECT_TRUE(std::ranges::equal(read, expected));
 }
 
 TEST(JsonObject, IsAMapInTheOrderOfItsKeys) {
