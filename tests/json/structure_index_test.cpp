@@ -112,27 +112,12 @@ void expectSameAroundEdges(const std::string& text) {
 }
 
 TEST(StructureIndex, FindsWhatAPlainReadingFinds) {
-    const std::string texts[] = {
-        std::string(),
-        " ",
-        "\"",
-        "\\",
-        "\\\"",
-        "\\\\\"",
-        "\"\\\\\"",
-        "\"\\\"\"",
-        "\"\\\\\\\"x\"",
-        "\\,\\ \"a\"",
-        "x\\\" y\"z\"",
-        "\"a\"b\"c\"",
-        "{}[]:,",
-        "\"{}[]:,\"",
-        "[\x80\xFF\xA0,\"\x85\"]",
-        "a\tb\vc\fd\re\nf g",
-        std::string("\0\1\x1F\x7F", 4),
-        // Bytes that differ from a structural one in one bit.
-        "\x1A\x0C;-[{]}\x3B\x5C\x7C\x5F\x7F",
-    };
+    const std::string texts[] = {std::string(), " ", "\"", "\\", "\\\"", "\\\\\"", "\"\\\\\"",
+                                 "\"\\\"\"", "\"\\\\\\\"x\"", "\\,\\ \"a\"", "x\\\" y\"z\"",
+                                 "\"a\"b\"c\"", "{}[]:,", "\"{}[]:,\"", "[\x80\xFF\xA0,\"\x85\"]",
+                                 "a\tb\vc\fd\re\nf g", std::string("\0\1\x1F\x7F", 4),
+                                 // Bytes that differ from a structural one in one bit.
+                                 "\x1A\x0C;-[{]}\x3B\x5C\x7C\x5F\x7F"};
     for (const std::string& text : texts)
         expectSameAroundEdges(text);
     for (const std::size_t run : {1U, 2U, 62U, 63U, 64U, 65U, 127U, 128U, 129U}) {
