@@ -28,13 +28,9 @@ TEST(SimpleValue, ReadsNumbersWithoutASign) {
 
 TEST(SimpleValue, TakesTheSizeOfANumberAsASignedByte) {
     const std::string data(400, '\x01');
-    const auto read = [&data](unsigned long size) {
-        return as<unsigned long long>(istr(data.data(), size));
-    };
-    EXPECT_EQ(read(9), 0x0101010101010101ULL);
+    const auto read = [&](unsigned long n) { return as<unsigned long long>(istr(data.data(), n)); };
     EXPECT_EQ(read(127), 0x0101010101010101ULL);
     EXPECT_THROW(read(128), BinaryDecodeException);
-    EXPECT_THROW(read(255), BinaryDecodeException);
     EXPECT_EQ(read(256), 0u);
     EXPECT_EQ(read(258), 0x0101u);
 }

@@ -55,14 +55,8 @@ TEST(Parser, ViewsItsInputAndIgnoresWhatFollows) {
     }
 }
 
-struct Seek {
-    const char* hex;
-    unsigned char tag;
-    const char* outcome;
-};
-
 TEST(Parser, SeeksAnItemWithoutATree) {
-    const Seek cases[] = {
+    const std::tuple<const char*, unsigned char, const char*> cases[] = {
         {"FF 01 28 01 01 01 07 02 F1 01 61 02 01 01 62 FF 01 29", 2, "'a'"},
         {"FF 01 28 01 01 01 07 FF 01 29", 9, "null"},
         {"FF 01 28 01 01 01 07", 1, "07"},
@@ -73,9 +67,9 @@ TEST(Parser, SeeksAnItemWithoutATree) {
         // The item itself must be simple.
         {"FF 01 28 02 FF 01 28 FF 01 29 FF 01 29", 2, "null"},
     };
-    for (const Seek& c : cases) {
-        const Bytes message = bytes(c.hex);
-        EXPECT_EQ(shown(Tree(parser::from(message, c.tag)).get()), c.outcome) << c.hex;
+    for (const auto& [hex, tag, outcome] : cases) {
+        const Bytes message = bytes(hex);
+        EXPECT_EQ(shown(Tree(parser::from(message, tag)).get()), outcome) << hex;
     }
     // Deliberate (compatibility): after a complex value the parse is out of step.
     const Bytes outOfStep = bytes("FF 01 28 01 FF 01 28 01 01 01 07 FF 01 29 02 01 01 05 FF 01 29");
