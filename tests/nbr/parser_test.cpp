@@ -58,7 +58,8 @@ TEST(Parser, ViewsItsInputAndIgnoresWhatFollows) {
 TEST(Parser, SeeksAnItemWithoutATree) {
     const std::tuple<const char*, unsigned char, const char*> cases[] = {
         {"FF 01 28 01 01 01 07 02 F1 01 61 02 01 01 62 FF 01 29", 2, "'a'"},
-        {"FF 01 28 01 01 01 07 FF 01 29", 9, "null"},
+        {"FF 01 28 0A 01 01 07 FF 01 29", 9, "null"},
+        {"FF 01 28 FF 01 29 61", 0xFF, "null"},
         {"FF 01 28 01 01 01 07", 1, "07"},
         {"FF 01 28 01", 1, "null"},
         {"FF 01 28 01 00 02 01 01 05 FF 01 29", 2, "05"},
