@@ -73,14 +73,6 @@ TEST(JsonView, FindsTheMembersOfLargeObjects) {
     }
 }
 
-template <class T>
-void compareReadings(const JsonUnit& unit, JsonView view, const std::string& text, T before) {
-    T fromUnit = before, fromView = before;
-    unit >> fromUnit;
-    view >> fromView;
-    EXPECT_TRUE(fromUnit == fromView) << text;
-}
-
 // Each value is the one that a unit reads from the same text, also where the unit reads nothing.
 TEST(JsonView, ReadsAsUnitsDo) {
     std::istringstream texts(
@@ -94,9 +86,12 @@ TEST(JsonView, ReadsAsUnitsDo) {
         const JsonUnit& unit = std::as_const(tree)["v"];
         const JsonDocument document = JsonDocument::from(whole);
         const JsonView view = document.root()["v"];
-        const auto compare = [&](auto... before) {
-            (compareReadings(unit, view, text, before), ...);
+        const auto compareOne = [&](auto fromUnit, auto fromView) {
+            unit >> fromUnit;
+            view >> fromView;
+            EXPECT_TRUE(fromUnit == fromView) << text;
         };
+        const auto compare = [&](auto... before) { (compareOne(before, before), ...); };
         compare(true, false, char(7), static_cast<signed char>(7), static_cast<unsigned char>(7),
                 wchar_t(7), short(7), 7U, 7L, 7UL, 7LL, 7ULL, 7.5F, 7.5, Long(7), Double(7.5));
         compare(std::string("before"), String("before"), std::wstring(L"before"), Bytes(istr("b")),
