@@ -121,10 +121,7 @@ TEST(Utf8, FormsAgree) {
 // The examples of the Unicode standard, and the borders of the well-formed sequences.
 TEST(Utf8, ReplacesMaximalParts) {
     const std::pair<const char*, std::wstring> cases[] = {
-        {"C0AFE080BFF0818241", std::wstring(8, kReplacement) + L"A"},
         {"EDA080EDBFBFEDAF41", std::wstring(8, kReplacement) + L"A"},
-        {"F4919293FF41", std::wstring(5, kReplacement) + L"A"},
-        {"80BF42", std::wstring(2, kReplacement) + L"B"},
         {"E180E2F09192F1BF41", std::wstring(4, kReplacement) + L"A"},
         {"C1BFC280DFBF", L"\xFFFD\xFFFD\x80\x7FF"},
         {"E09FBFE0A080", L"\xFFFD\xFFFD\xFFFD\x800"},
@@ -168,13 +165,10 @@ struct PageText {
 const PageText kPages[] = {
     {28591, "na\xEFve", L"naïve"},
     {1252, "\x80 5", L"€ 5"},
-    {1251, "\xC4\xE0", L"Да"},
-    {437, "\x81", L"ü"},
     {37, "\xC1\x6F", L"A?"},
     {936, "\xC4\xE3z", L"你z"},
     {54936, "\x94\x39\xFC\x36", L"😀"},
     {54936, "\xD3\x36\x9C\x33", L"\xE0041"},
-    {932, "\x82\xA0", L"あ"},
     {20866, "\xC4", L"д"},
     {1258, "\xE0", L"à"},  // held back by the converter: more could belong to it
     {kUtf8, "\xE2\x82\xAC", L"€"},
@@ -206,22 +200,8 @@ TEST(Pages, LoseNothingAfterAMalformedSequence) {
 
 // To open a conversion, the C library takes a lock that it does not release in a child.
 TEST(Pages, AreConvertedInAChildWhoseParentWasConverting) {
-    const auto convert = [] { return toWstring(ansi("\xB0\xA1"), 949); };
-    std::atomic<bool> stopped{!support::forksBesideAllocations};
-    std::thread converting([&] {
-        while (!stopped)
-            convert();
-    });
-    int status = 0;
-    for (int forks = 0; forks < 300 && status == 0; ++forks) {
-        status = support::statusOf([&] {
-            alarm(30);
-            if (convert() != L"\uAC00") _exit(1);
-        });
-    }
-    EXPECT_EQ(status, 0);
-    stopped = true;
-    converting.join();
+    const auto convert = [] { return toWstring(ansi("\xB0\xA1"), 949) == L"\uAC00"; };
+    EXPECT_EQ(support::statusBesideThread(convert, true), 0);
 }
 
 // Writes no more than there is room for, and no part of a character.
@@ -248,8 +228,7 @@ TEST(Pages, StopAtTheRoom) {
 }
 
 TEST(Pages, ReplaceMalformedAndMissingCharacters) {
-    const PageText malformed[] = {{1252, "a\x81z", L"a\xFFFDz"},
-                                  {936, "\x81", L"\xFFFD"},
+    const PageText malformed[] = {{1252, "a\x81\x81z", L"a\xFFFD\xFFFDz"},
                                   {936, "\x81 z", L"\xFFFD z"},
                                   {936, "\xC4\xE3\xFFz", L"你\xFFFDz"},
                                   {54936, "z\x94\x39\xFC", L"z\xFFFD"},
@@ -259,7 +238,6 @@ TEST(Pages, ReplaceMalformedAndMissingCharacters) {
     for (const auto& [page, bytes, wide] : malformed)
         EXPECT_EQ(toWstring(ansi(bytes), page), wide) << page << bytes;
     const PageText lacking[] = {{1252, "a?z", L"aДz"},
-                                {1252, "a?", L"aД"},
                                 {37, "\x6F", L"Д"},
                                 {1252, "a?!", L"a\xE0041!"},
                                 {1252, "??", L"\xE0041\xE0042"},

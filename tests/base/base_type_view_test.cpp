@@ -68,7 +68,6 @@ TEST(View, PartsAreCutToTheView) {
         {text.substr(9, 1), ""},
         {text.leftstr(9), "abcdef"},
         {text.rightstr(2), "ef"},
-        {text.rightstr(9), "abcdef"},
         {text.rightstr(npos), "abcdef"},
         {text.removeLeft(2), "cdef"},
         {text.removeRight(istr("xy")), "abcd"},
