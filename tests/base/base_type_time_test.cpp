@@ -126,22 +126,18 @@ TEST(Time, AChangedZoneIsSeenAtOnce) {
         {"UTC", "03"},
         {"ABC-3", "06"},
         {"", "03"},
-        {"ABC-4", "07"},
         // These differ in nothing but the days of their changes.
         {"ABC0DEF,M3.2.0,M11.1.0", "04"},
         {"ABC0DEF,M5.2.0,M11.1.0", "03"},
-        {"America/New_York", "23"},
         {longName.c_str(), "05"},
         {"ABC-3", "06"}};
     for (const auto& [zone, expected] : cases) {
         inZone(zone, [&, hour = expected] {
             const String text = april.toDateTime();
             EXPECT_EQ(text.substr(11, 2), hour);
-            EXPECT_EQ(april.format("%04d%02d%02d%02d").substr(8), hour);
             EXPECT_EQ(Time::fromString(text), april);
         });
-        const String text = april.toDateTime();
-        EXPECT_EQ(Time::fromString(text), april);
+        EXPECT_EQ(Time::fromString(april.toDateTime()), april);
     }
     // The program has used another zone meanwhile, of which the library knows nothing.
     inZone("ABC-3", [&] {

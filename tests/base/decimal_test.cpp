@@ -21,13 +21,8 @@ bool isRead(const std::string& text) {
     return true;
 }
 
-TEST(Decimal, ReadsCommonNumbersLikeTheStandardLibrary) {
-    const char* const common[] = {"0.00000000000000",  "0.0000000000000001",   "0.9999999999999999",
-                                  "9999999.99999999",  "999.9999999999999999", "9007199.254740993",
-                                  "4503599.627370497", "-65.61361699999998"};
-    for (const std::string text : common)
-        EXPECT_EQ(isRead(text), text[0] != '-') << text;
-    // 15 bytes, no digit before the point, 8 of them, 17 places, 20 digits, and no such numbers.
+// 15 bytes, no digit before the point, 8 of them, 17 places, 20 digits, and no such numbers.
+TEST(Decimal, LeavesOtherTextsToTheStandardLibrary) {
     std::istringstream others(
         "1.0000000000000|.000000000000000|12345678.00000000|1.00000000000000000|"
         "1234.0000000000000000|1.0000000000000000000000000|"
