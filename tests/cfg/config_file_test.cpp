@@ -108,6 +108,7 @@ TEST_F(Configured, IsTheCodePageOfConversions) {
     EXPECT_EQ(wide, kWide);
     unit << wide;  // UTF-8 whatever the page
     EXPECT_EQ(unit.getStringValue(), "5a6J");
+    EXPECT_EQ(BinaryOutStream().write(std::string(kGbk)).str(), String("\x01\x03") + kUtf8);
     message << String(kGbk);
     EXPECT_EQ(String(message.str()), std::string("\xF1\x03") + kUtf8);
     configure("c(codepage(37))");
