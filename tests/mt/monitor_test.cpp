@@ -9,50 +9,46 @@
 namespace qor {
 namespace {
 
-// Threads that wait once each, and are counted under the monitor when they wait and when they wake.
+void notify(Monitor& monitor, bool all = false) {
+    const Monitor::Lock lock(monitor);
+    all ? monitor.notifyAll() : monitor.notify();
+}
+
+// Waits until a number that the monitor guards is at least this, and returns it.
+int awaited(const Monitor& monitor, const int& number, int least) {
+    for (;; ThreadControl::yield()) {
+        const Monitor::Lock lock(monitor);
+        if (number >= least) return number;
+    }
+}
+
+// Threads that wait once each, and are counted when they wait and when they wake.
 class Waiters {
 public:
     explicit Waiters(int count) {
         for (int i = 0; i < count; ++i)
             threads_.emplace_back([this] { wait(); });
-        atLeast(waiting_, count);
-        // A thread that has counted itself holds the monitor until it waits.
-        const Monitor::Lock settled(monitor);
+        awaited(monitor, waiting_, count);
     }
     ~Waiters() {
-        {
-            const Monitor::Lock lock(monitor);
-            monitor.notifyAll();
-        }
+        notify(monitor, true);
         for (std::thread& thread : threads_)
             thread.join();
     }
 
     // Waits until at least this number have woken, and returns how many have.
-    int woken(int least) { return atLeast(woken_, least); }
+    int woken(int least) { return awaited(monitor, woken_, least); }
 
     Monitor monitor;
 
 private:
-    int atLeast(const int& counter, int least) {
-        const Monitor::Lock lock(counts_);
-        while (counter < least)
-            counts_.wait();
-        return counter;
-    }
-    void count(int& counter) {
-        const Monitor::Lock lock(counts_);
-        ++counter;
-        counts_.notify();
-    }
     void wait() {
         const Monitor::Lock lock(monitor);
-        count(waiting_);
+        ++waiting_;
         monitor.wait();
-        count(woken_);
+        ++woken_;
     }
 
-    Monitor counts_;
     int waiting_ = 0;
     int woken_ = 0;
     std::vector<std::thread> threads_;
@@ -85,7 +81,7 @@ TEST(Monitor, KeepsNoNotificationForALaterWait) {
 }
 
 TEST(Monitor, GivesANotificationToTheThreadThatWaitedBefore) {
-    for (int i = 0; i < 20; ++i) {
+    for (int i = 0; i < 500; ++i) {
         Waiters waiters(1);
         {
             const Monitor::Lock lock(waiters.monitor);
@@ -112,27 +108,14 @@ TEST(Monitor, WakesFewThreadsForANotification) {
             }
         });
     }
-    const auto await = [&](int number) {
-        for (;;) {
-            {
-                const Monitor::Lock lock(monitor);
-                if (waits == number) return;
-            }
-            ThreadControl::yield();
-        }
-    };
-    const auto notify = [&](bool all) {
-        const Monitor::Lock lock(monitor);
-        all ? monitor.notifyAll() : monitor.notify();
-    };
-    await(kThreads);
-    notify(true);
-    await(2 * kThreads);
+    awaited(monitor, waits, kThreads);
+    notify(monitor, true);
+    awaited(monitor, waits, 2 * kThreads);
     rusage before{}, after{};
     ::getrusage(RUSAGE_SELF, &before);
     for (int i = 1; i <= kNotifications; ++i) {
-        notify(false);
-        await(2 * kThreads + i);
+        notify(monitor);
+        EXPECT_EQ(awaited(monitor, waits, 2 * kThreads + i), 2 * kThreads + i);
     }
     ::getrusage(RUSAGE_SELF, &after);
     EXPECT_LT(after.ru_nvcsw - before.ru_nvcsw, kNotifications * kThreads / 4);
@@ -152,26 +135,17 @@ TEST(Monitor, ForgetsInAChildTheThreadsOfTheParent) {
         alarm(30);
         // On the stacks of the threads that wait in the parent.
         Waiters others(3);
-        {
-            const Monitor::Lock lock(waiters.monitor);
-            waiters.monitor.notify();
-        }
-        {
-            const Monitor::Lock lock(others.monitor);
-            others.monitor.notifyAll();
-        }
+        notify(waiters.monitor);
+        notify(others.monitor, true);
         // A notification is for a thread of the child.
-        bool waits = false;
+        int waits = 0;
         std::thread own([&] {
             const Monitor::Lock lock(waiters.monitor);
-            waits = true;
+            ++waits;
             waiters.monitor.wait();
         });
-        for (bool sent = false; !sent; ThreadControl::yield()) {
-            const Monitor::Lock lock(waiters.monitor);
-            sent = waits;
-            if (sent) waiters.monitor.notify();
-        }
+        awaited(waiters.monitor, waits, 1);
+        notify(waiters.monitor);
         own.join();
         std::destroy_at(&waiters.monitor);
         _exit(0);
@@ -184,35 +158,31 @@ TEST(Monitor, PassesTheNotificationOfACancelledThreadOn) {
 #ifdef _LIBCPP_VERSION
     GTEST_SKIP() << "an unwinder beside that of the system cannot end a thread";
 #endif
-    Monitor monitor;
-    int waiting = 0;
-    bool woken = false;
-    const auto start = [&](int number) {
-        std::thread thread([&] {
+    for (int i = 0; i < 20 && !HasFailure(); ++i) {
+        Monitor monitor;
+        int waiting = 0;
+        bool woken = false;
+        const auto start = [&](int number) {
+            std::thread thread([&] {
+                const Monitor::Lock lock(monitor);
+                ++waiting;
+                woken = monitor.wait(Time::seconds(20)) || woken;
+            });
+            awaited(monitor, waiting, number);
+            return thread;
+        };
+        std::thread first = start(1), second = start(2);
+        {
             const Monitor::Lock lock(monitor);
-            ++waiting;
-            woken = monitor.wait(Time::seconds(20)) || woken;
-        });
-        for (bool waits = false; !waits; ThreadControl::yield()) {
-            const Monitor::Lock lock(monitor);
-            waits = waiting == number;
+            monitor.notify();
+            pthread_cancel(first.native_handle());
         }
-        return thread;
-    };
-    std::thread first = start(1), second = start(2);
-    {
-        const Monitor::Lock lock(monitor);
-        monitor.notify();
-        pthread_cancel(first.native_handle());
-    }
-    first.join();
-    {
+        first.join();
         // The first thread may also have returned with its notification, before it was cancelled.
-        const Monitor::Lock lock(monitor);
-        if (woken) monitor.notify();
+        if (woken) notify(monitor);
+        second.join();
+        EXPECT_TRUE(woken);
     }
-    second.join();
-    EXPECT_TRUE(woken);
 }
 
 TEST(Monitor, WaitsForTheTimeAndNotLonger) {
