@@ -77,72 +77,65 @@ TEST_F(Console, ShowsThePromptAgainAfterOutput) {
     EXPECT_LT(before, Time::now(Time::Monotonic));
 }
 
-// A screen that accepts no output until it is released.
-struct Stuck : std::stringbuf {
+// The screen of the standard output. It counts how often it is flushed, and accepts no output until
+// it is released.
+struct Screen : std::stringbuf {
+    explicit Screen(bool stuck) : before(std::cout.rdbuf(this)), released(!stuck) {}
+    ~Screen() override { std::cout.rdbuf(before); }
     int sync() override {
-        reached = true;
-        reached.notify_all();
+        ++flushes;
+        flushes.notify_all();
         released.wait(false);
         return 0;
     }
-    std::atomic<bool> reached{false}, released{false};
+    void release() {
+        released = true;
+        released.notify_all();
+    }
+    std::streambuf* const before;
+    std::atomic<int> flushes{0};
+    std::atomic<bool> released;
 };
 
 TEST_F(Console, GivesALineWhileTheScreenAcceptsNoOutput) {
-    Stuck screen;
-    std::streambuf* const before = std::cout.rdbuf(&screen);
+    Screen screen(true);
     console::println("news");
     std::thread writer([] { console::flush(); });
-    screen.reached.wait(false);
+    screen.flushes.wait(0);
     terminal_.input.str("typed\n");
     String line;
     EXPECT_TRUE(console::readline(line, "> "));
     EXPECT_EQ(line, "typed");
-    screen.released = true;
-    screen.released.notify_all();
+    screen.release();
     writer.join();
-    std::cout.rdbuf(before);
 }
 
-// A streambuf that counts how often it is flushed.
-struct Watched : std::stringbuf {
-    int sync() override {
-        ++flushes;
-        flushes.notify_all();
-        return 0;
-    }
-    std::atomic<int> flushes{0};
-};
-
 TEST(ConsoleThread, WritesByItself) {
-    Watched buffer;
-    std::streambuf* const before = std::cout.rdbuf(&buffer);
+    Screen screen(false);
     console::open();  // off: nothing
     console::setOn(true);
     console::open();
     console::open();
     console::println("by itself");
-    buffer.flushes.wait(0);
+    screen.flushes.wait(0);
     console::println("by request");
     console::flush();
-    buffer.flushes.wait(1);
+    screen.flushes.wait(1);
     console::close();
     console::println("kept");
     console::close();
     console::flush();
     console::setOn(false);
-    std::cout.rdbuf(before);
-    EXPECT_EQ(buffer.str(), "by itself\nby request\nkept\n");
+    EXPECT_EQ(screen.str(), "by itself\nby request\nkept\n");
 }
 
 // At the forks, the parent's thread is blocked in the screen, and another thread uses the console.
 TEST(ConsoleThread, ForkedChildWritesItsOwnOutput) {
-    Stuck screen;
-    std::streambuf* const before = std::cout.rdbuf(&screen);
+    Screen screen(true);
     console::setOn(true);
     console::open();
     console::println("parent");
-    screen.reached.wait(false);
+    screen.flushes.wait(0);
     console::println("queued");
     std::atomic<bool> over{!forksBesideAllocations};
     std::thread flushing([&] {
@@ -163,12 +156,10 @@ TEST(ConsoleThread, ForkedChildWritesItsOwnOutput) {
     }
     over = true;
     flushing.join();
-    screen.released = true;
-    screen.released.notify_all();
+    screen.release();
     console::close();
     console::flush();
     console::destroy();
-    std::cout.rdbuf(before);
     EXPECT_EQ(screen.str(), "parent\nqueued\n");
 }
 
