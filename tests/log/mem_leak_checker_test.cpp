@@ -1,22 +1,14 @@
-#include "support/terminal.h"
+#include "support/leak_table.h"
 #include "support/test.h"
 #include "support/threads.h"
 
 namespace qor {
 namespace {
 
-// The checker, with a console that the test reads.
+// The checker, off at first, with a console that the test reads.
 class LeakChecker : public testing::Test {
 protected:
-    LeakChecker() {
-        console::create();
-        console::setOn(true);
-    }
-    ~LeakChecker() override {
-        MemLeakChecker::destroy();
-        console::destroy();
-        console::setOn(false);
-    }
+    LeakChecker() { MemLeakChecker::destroy(); }
 
     static MemLeakChecker& checker() { return *MemLeakChecker::instance(); }
     bool push(int n, const char* func = "here") {
@@ -24,24 +16,19 @@ protected:
         return true;
     }
     bool pop(int n) { return checker().pop(&blocks_[n], "file.cpp", 9, "there"); }
-    // What the console shows since the last call, with the blocks by their numbers.
-    std::string shown() {
-        console::flush();
-        std::string text = terminal_.output.str();
-        terminal_.output.str("");
+    // What the console shows, with the blocks by their numbers.
+    std::string shown() const {
+        std::string text = table_.shown();
         for (const char& block : blocks_) {
-            std::ostringstream address;
-            address << static_cast<const void*>(&block);
-            for (std::size_t at; (at = text.find(address.str())) != std::string::npos;)
-                text.replace(at, address.str().size(), std::to_string(&block - blocks_));
+            const std::string address = streamed(static_cast<const void*>(&block));
+            for (std::size_t at; (at = text.find(address)) != std::string::npos;)
+                text.replace(at, address.size(), std::to_string(&block - blocks_));
         }
         return text;
     }
 
+    const LeakTable table_;
     char blocks_[4] = {};
-
-private:
-    Terminal terminal_;
 };
 
 TEST_F(LeakChecker, KeepsBlocksPushedWhileItIsOn) {
@@ -86,7 +73,7 @@ TEST_F(LeakChecker, ShowsEventsInTheScopeOfADumpEntry) {
     EXPECT_EQ(rest.find("+++ "), 0U) << rest;
     EXPECT_EQ(std::count(rest.begin(), rest.end(), '\n'), 2) << rest;
     push(2);
-    EXPECT_EQ(shown(), "");
+    EXPECT_EQ(shown(), text);
 }
 
 TEST_F(LeakChecker, ReportsWhatIsLeftByItsPlace) {
