@@ -25,15 +25,12 @@ int awaited(const Monitor& monitor, const int& number, int least) {
 // Threads that wait once each, and are counted when they wait and when they wake.
 class Waiters {
 public:
-    explicit Waiters(int count) {
-        for (int i = 0; i < count; ++i)
-            threads_.emplace_back([this] { wait(); });
+    explicit Waiters(int count) : threads_([=, this] { inThreads(count, [this] { wait(); }); }) {
         awaited(monitor, waiting_, count);
     }
     ~Waiters() {
         notify(monitor, true);
-        for (std::thread& thread : threads_)
-            thread.join();
+        threads_.join();
     }
 
     // Waits until at least this number have woken, and returns how many have.
@@ -51,7 +48,7 @@ private:
 
     int waiting_ = 0;
     int woken_ = 0;
-    std::vector<std::thread> threads_;
+    std::thread threads_;
 };
 
 TEST(Monitor, WakesOneThreadForEachNotification) {
@@ -98,16 +95,15 @@ TEST(Monitor, WakesFewThreadsForANotification) {
     Monitor monitor;
     int waits = 0;
     bool over = false;
-    std::vector<std::thread> threads;
-    for (int i = 0; i < kThreads; ++i) {
-        threads.emplace_back([&] {
+    std::thread threads([&] {
+        inThreads(kThreads, [&] {
             const Monitor::Lock lock(monitor);
             while (!over) {
                 ++waits;
                 monitor.wait();
             }
         });
-    }
+    });
     awaited(monitor, waits, kThreads);
     notify(monitor, true);
     awaited(monitor, waits, 2 * kThreads);
@@ -124,8 +120,7 @@ TEST(Monitor, WakesFewThreadsForANotification) {
         over = true;
         monitor.notifyAll();
     }
-    for (std::thread& thread : threads)
-        thread.join();
+    threads.join();
 }
 
 #ifndef __SANITIZE_THREAD__  // lets a child start no threads
