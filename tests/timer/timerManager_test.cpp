@@ -99,13 +99,10 @@ TEST_F(Service, RunsNoCallbackAfterAnEndByOneOfTwoThreads) {
         timers().start();
         set(0, 0);
         fires.wait();
-        const auto end = [&] {
+        inThreads(2, [&] {
             cases[i % 3]();
             EXPECT_FALSE(inside) << i % 3;
-        };
-        std::thread other(end);
-        end();
-        other.join();
+        });
         timers().close();
     }
 }
