@@ -2,24 +2,11 @@
 #define QOR_TESTS_TCP_NETWORK_H
 
 #include <arpa/inet.h>
-#include <gtest/gtest.h>
 #include <linux/sockios.h>
 #include <net/if.h>
 #include <sys/ioctl.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
-#include <atomic>
-#include <chrono>
-#include <functional>
-#include <optional>
-#include <string>
-#include <thread>
-#include <utility>
-
-#include "qor/mt/mutex.h"
-#include "qor/tcp/tcp_impl_base.h"
-#include "support/log_file.h"
+#include "support/test.h"
 
 namespace network {
 
@@ -90,6 +77,20 @@ protected:
     const qor::Handle<Events> events{new Events};
 };
 
+// While it lives, the system gives this process no descriptor.
+class NoDescriptors : qor::noncopyable {
+public:
+    NoDescriptors() {
+        getrlimit(RLIMIT_NOFILE, &before_);
+        const rlimit none{3, before_.rlim_max};
+        EXPECT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
+    }
+    ~NoDescriptors() { EXPECT_EQ(setrlimit(RLIMIT_NOFILE, &before_), 0); }
+
+private:
+    rlimit before_{};
+};
+
 // Takes the loopback device of the calling thread's network up or down.
 inline bool setLoopback(bool up) {
     const int any = ::socket(AF_INET, SOCK_DGRAM, 0);
@@ -99,6 +100,17 @@ inline bool setLoopback(bool up) {
     const bool done = ::ioctl(any, SIOCSIFFLAGS, &device) == 0;
     ::close(any);
     return done;
+}
+
+// Does the work in a thread that has a network of its own.
+template <class Work>
+void inOwnNetwork(Work work) {
+    bool own = false;
+    std::thread([&] {
+        own = ::unshare(CLONE_NEWNET) == 0 && setLoopback(true);
+        if (own) work();
+    }).join();
+    if (!own) GTEST_SKIP() << "no right to a network of its own";
 }
 
 // A plain socket of this host.
@@ -157,6 +169,31 @@ public:
 
 private:
     int fd_;
+};
+
+class ServerTest : public NetworkTest {
+protected:
+    void TearDown() override { server.close(); }
+    void open() { ASSERT_TRUE(server.open(local(), events, kBuffer)); }
+    // A server that sends each frame back.
+    void openEcho() {
+        events->receive = [&](const qor::TcpAddr& peer, const qor::istr& payload) {
+            EXPECT_TRUE(server.send(peer, payload, 60));
+        };
+        open();
+    }
+    qor::TcpAddr address() const { return local(server.getLocalPort()); }
+    // A plain client whose first frame the server has received.
+    Socket known(const char* first = "known") const {
+        Socket made;
+        EXPECT_TRUE(made.connect(server.getLocalPort()));
+        const unsigned before = events->count;
+        made.write(frame(first));
+        EXPECT_TRUE(events->received(before + 1));
+        return made;
+    }
+
+    qor::TcpServer server;
 };
 
 }  // namespace network

@@ -15,22 +15,7 @@ constexpr bool kSlow = true;
 constexpr bool kSlow = false;
 #endif
 
-class TcpServerTest : public NetworkTest {
-protected:
-    void TearDown() override { server.close(); }
-    void open() { ASSERT_TRUE(server.open(local(), events, kBuffer)); }
-    // A plain client whose first frame the server has received.
-    Socket known(const char* first = "known") {
-        Socket made;
-        EXPECT_TRUE(made.connect(server.getLocalPort()));
-        const unsigned before = events->count;
-        made.write(frame(first));
-        EXPECT_TRUE(events->received(before + 1));
-        return made;
-    }
-
-    TcpServer server;
-};
+class TcpServerTest : public ServerTest {};
 
 TEST_F(TcpServerTest, LogsItsLifecycle) {
     log->log().debugOn(true);
@@ -195,18 +180,14 @@ TEST_F(TcpServerTest, CarriesTwoHundredConnectionsAtOnce) {
     constexpr int kClients = kSlow ? 50 : 200;
     constexpr int kFrames = 200;
     log.reset();
-    events->receive = [&](const TcpAddr& peer, const istr& payload) {
-        EXPECT_TRUE(server.send(peer, payload, 60));
-    };
     const unsigned before = runningThreads();
     const unsigned descriptors = openDescriptors();
-    open();
+    openEcho();
     std::vector<TcpClient> clients(kClients);
     std::vector<Handle<Events>> answers(kClients);
     for (int i = 0; i < kClients; ++i) {
         answers[i] = new Events;
-        const TcpAddr address = local(server.getLocalPort());
-        ASSERT_TRUE(clients[i].open(address, answers[i], 30, kBuffer));
+        ASSERT_TRUE(clients[i].open(address(), answers[i], 30, kBuffer));
     }
     // The frames of a client are numbered, and come back in their order.
     const auto text = [](int client, int n) {
@@ -243,9 +224,8 @@ TEST_F(TcpServerTest, ReleasesEverythingOfItsClients) {
     const unsigned descriptors = openDescriptors();
     inThreads(4, [&](unsigned) {
         TcpClient client;
-        const TcpAddr address = local(server.getLocalPort());
         for (int n = 0; n < each; ++n) {
-            EXPECT_TRUE(client.open(address, nullptr, 30, kBuffer));
+            EXPECT_TRUE(client.open(address(), nullptr, 30, kBuffer));
             client.close();
         }
     });
@@ -271,13 +251,11 @@ TEST_F(TcpServerTest, AcceptsAgainWhenThereAreDescriptors) {
             found += line.find("accept() \"Too many open files\" accept()") != std::string::npos;
         return found;
     };
-    rlimit limit{};
-    getrlimit(RLIMIT_NOFILE, &limit);
-    const rlimit none{3, limit.rlim_max};
-    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
-    EXPECT_TRUE(waiting.connect(server.getLocalPort()));
-    EXPECT_TRUE(until([&] { return refusals() >= 2; }));
-    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &limit), 0);
+    {
+        const NoDescriptors none;
+        EXPECT_TRUE(waiting.connect(server.getLocalPort()));
+        EXPECT_TRUE(until([&] { return refusals() >= 2; }));
+    }
     waiting.write(frame("x"));
     EXPECT_TRUE(events->received(1));
     EXPECT_LT(refusals(), 20) << "it does not spin";
@@ -314,7 +292,7 @@ TEST_F(TcpServerTest, WorksWithDescriptorsAbove1024) {
         many.emplace_back(fcntl(0, F_DUPFD, 0));
     open();
     TcpClient client;
-    ASSERT_TRUE(client.open(local(server.getLocalPort()), nullptr, 5, kBuffer));
+    ASSERT_TRUE(client.open(address(), nullptr, 5, kBuffer));
     EXPECT_TRUE(client.send(std::string(3000000, 'x'), 60));
     EXPECT_TRUE(events->received(1));
     client.close();
