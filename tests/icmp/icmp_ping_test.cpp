@@ -8,9 +8,7 @@ namespace {
 
 TEST(Ping, MeasuresTheRoundTrip) {
     LogFile file("qor");
-    const auto logged = [&](const std::string& text) {
-        return file.entries().find(text) != std::string::npos;
-    };
+    const auto logged = [&](const std::string& text) { return contains(file.entries(), text); };
     file.log().debugOn(true);
     Ping ping;
     long long cost = 7;
@@ -20,7 +18,7 @@ TEST(Ping, MeasuresTheRoundTrip) {
         for (const char* tag : {"<ICMP.ERROR>", "ICMP.INFO"})
             file.log().appLog(tag, on);
         EXPECT_FALSE(ping.sendAndWait("127.0.0.1", &cost, 1));
-        EXPECT_EQ(logged("[<ICMP.ERROR>]sendAndWait() ICMP socket not open.\n"), on);
+        EXPECT_TRUE(logged("[<ICMP.ERROR>]sendAndWait() ICMP socket not open.\n") == on);
     }
     const unsigned descriptors = openDescriptors();
     if (!ping.open()) {
@@ -108,46 +106,36 @@ void pingManyAtOnce() {
 
 // With each kind of socket, and with none.
 TEST(Ping, AcceptsOnlyTheReplyToItsOwnRequest) {
-    bool own = false;
-    std::thread([&] {
-        own = echo::enterOwnNetwork() && echo::permitDatagrams(false);
-        if (!own) return;
+    network::inOwnNetwork([] {
+        if (!echo::ignoreEchoes() || !echo::permitDatagrams(false))
+            GTEST_SKIP() << "no right to change the network";
         const echo::Peer peer(answer);
         pingManyAtOnce();
         ASSERT_TRUE(echo::giveUpRawSockets());
         EXPECT_FALSE(Ping().open());
         ASSERT_TRUE(echo::permitDatagrams(true));
         pingManyAtOnce();
-    }).join();
-    if (!own) GTEST_SKIP() << "no right to have a network of its own";
+    });
 }
 
-// Foreign replies with the identifier of an idle ping fill its queue. The system's own reply comes
-// before the request has returned.
+// Earlier replies to an idle ping fill its queue. The system's own reply comes before the request
+// has returned.
 TEST(Ping, SkipsWhatCameBeforeItsRequest) {
-    bool own = false;
-    std::thread([&] {
-        own = echo::enterOwnNetwork() && echo::answerBySystem(true);
-        if (!own) return;
-        std::atomic<std::uint16_t> identifier{0};
+    network::inOwnNetwork([] {
+        std::promise<echo::Reply> first;
+        std::once_flag once;
         const echo::Peer peer([&](const echo::Reply& right) {
-            std::uint16_t number = 0;
-            std::memcpy(&number, &right.icmp[4], sizeof number);
-            identifier = number;
+            std::call_once(once, [&] { first.set_value(right); });
             return std::vector<echo::Reply>();
         });
         Ping ping;
-        EXPECT_TRUE(ping.open() && ping.sendAndWait("127.0.0.1", nullptr, 5));
-        EXPECT_TRUE(network::until([&] { return identifier != 0; }));
-        const std::uint16_t number = identifier;
-        std::string stray(64, '\0');
-        std::memcpy(&stray[4], &number, sizeof number);
+        ASSERT_TRUE(ping.open() && ping.sendAndWait("127.0.0.1", nullptr, 5));
+        const echo::Reply stray = first.get_future().get();
         for (int i = 0; i < 2000; ++i)
-            peer.send({inet_addr("127.0.0.1"), stray}, htonl(INADDR_LOOPBACK));
+            peer.send(stray, htonl(INADDR_LOOPBACK));
         EXPECT_TRUE(ping.sendAndWait("127.0.0.1", nullptr, 5));
         ping.close();
-    }).join();
-    if (!own) GTEST_SKIP() << "no right to have a network of its own";
+    });
 }
 
 }  // namespace
