@@ -80,15 +80,12 @@ TEST(SetClock, ChangesTheTimeOfEntries) {
         EXPECT_NE(std::string(Time::now().toDateTime()).substr(0, 10), today.substr(0, 10));
     }
     writeDataLog(file.log(), "f", 0, "", "back");
-    std::ifstream lines(file.path());
-    std::string line, moved, back;
-    while (std::getline(lines, line)) {
-        if (line.find("moved") != std::string::npos) moved = line.substr(1, 10);
-        if (line.find("back") != std::string::npos) back = line.substr(1, 10);
-    }
-    EXPECT_EQ(moved.size(), 10u);
-    EXPECT_EQ(back.size(), 10u);
-    EXPECT_NE(moved, back);
+    const std::string text = contentOf(file.path());
+    const auto dateOf = [&](const char* entry) {
+        const std::size_t line = text.rfind('\n', text.find(entry)) + 1;
+        return text.substr(line + sizeof "[" - 1, 10);
+    };
+    EXPECT_NE(dateOf("moved"), dateOf("back")) << text;
 }
 
 }  // namespace

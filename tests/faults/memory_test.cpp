@@ -9,6 +9,8 @@
 namespace qor {
 namespace {
 
+using namespace network;
+
 TEST(Memory, EndsInContainersAndTexts) {
     const std::string large(1000, 'x');
     const std::map<String, int> keys{{large, 1}};
@@ -116,34 +118,26 @@ TEST(Memory, EndsInTimers) {
     TimerManager::instance()->start();
     TimerId id;
     ASSERT_TRUE(TimerManager::instance()->setTimer(id, name, 2, 1, &object, 1, nullptr));
-    EXPECT_TRUE(network::until([&] { return object.take().find("-2") != std::string::npos; }));
+    EXPECT_TRUE(until([&] { return object.take().find("-2") != std::string::npos; }));
     TimerManager::destroy();
 }
 
-class MemoryOfConnections : public network::NetworkTest {};
+class MemoryOfConnections : public ServerTest {};
 
 // The threads that open and send.
 TEST_F(MemoryOfConnections, EndsInTheCaller) {
     EXPECT_GT(failEachAllocation([&] {
-                  TcpServer server;
+                  TcpServer other;
                   TcpClient client;
-                  if (server.open(network::local(), events, network::kBuffer)) {
-                      const TcpAddr to = network::local(server.getLocalPort());
-                      if (client.open(to, Handle<TcpCallback>(), 5, network::kBuffer))
-                          client.send("x", 5);
-                  }
+                  if (other.open(local(), events, kBuffer) &&
+                      client.open(local(other.getLocalPort()), nullptr, 5, kBuffer))
+                      client.send("x", 5);
                   client.close();
-                  server.close();
+                  other.close();
               }),
               0u);
-    TcpServer server;
-    ASSERT_TRUE(server.open(network::local(), events, network::kBuffer));
-    const network::Socket client;
-    ASSERT_TRUE(client.connect(server.getLocalPort()));
-    const unsigned before = events->count;
-    client.write(network::frame("whole"));
-    EXPECT_TRUE(events->received(before + 1));
-    server.close();
+    open();
+    known();
 }
 
 // The connection's own thread: it ends or continues, and others are served.
@@ -152,7 +146,7 @@ TEST_F(MemoryOfConnections, EndsInTheConnection) {
     static std::atomic<unsigned long> next{0};
     static std::atomic<bool> happened{true};
     next = 0;
-    struct Failing : network::Events {
+    struct Failing : Events {
         void onClosed(const TcpAddr& peer) override {
             if (failing) happened = failing->happened();
             failing.reset();
@@ -160,29 +154,27 @@ TEST_F(MemoryOfConnections, EndsInTheConnection) {
         }
     };
     const Handle<Failing> callback(new Failing);
-    TcpServer server;
     callback->receive = [&](const TcpAddr& peer, const istr& payload) {
         if (payload == "fail") failing.emplace(next);
         if (payload != "fail") server.send(peer, payload, 5);
     };
-    ASSERT_TRUE(server.open(network::local(), callback, network::kBuffer));
+    ASSERT_TRUE(server.open(local(), callback, kBuffer));
     const std::string large(100000, 'x');
     while (happened) {
         ++next;
-        network::Socket client;
+        Socket client;
         ASSERT_TRUE(client.connect(server.getLocalPort()));
         const unsigned ends = callback->closed;
-        client.post(network::frame("fail") + network::frame(large));
+        client.post(frame("fail") + frame(large));
         client.read(large.size() + 4);
         client.close();
         ASSERT_TRUE(callback->ended(ends + 1));
         ASSERT_LT(next, 100u);
     }
-    const network::Socket client;
+    const Socket client;
     ASSERT_TRUE(client.connect(server.getLocalPort()));
-    client.write(network::frame("whole"));
-    EXPECT_EQ(client.read(9), network::frame("whole"));
-    server.close();
+    client.write(frame("whole"));
+    EXPECT_EQ(client.read(9), frame("whole"));
 }
 
 }  // namespace

@@ -11,8 +11,7 @@
 namespace qor {
 namespace {
 
-using network::setLoopback;
-using network::until;
+using namespace network;
 
 // A full disk.
 
@@ -89,10 +88,8 @@ TEST(Cancellation, EndsOnlyTheThread) {
     ASSERT_TRUE(file.writeLine("line"));
     TcpServer server;
     TcpClient client;
-    const Handle<network::Events> served(new network::Events);
-    ASSERT_TRUE(server.open(network::local(), served, network::kBuffer));
-    ASSERT_TRUE(client.open(network::local(server.getLocalPort()), Handle<TcpCallback>(), 5,
-                            network::kBuffer));
+    ASSERT_TRUE(server.open(local(), nullptr, kBuffer));
+    ASSERT_TRUE(client.open(local(server.getLocalPort()), nullptr, 5, kBuffer));
     const Terminal terminal;
     console::setOn(true);
     String line;
@@ -178,8 +175,7 @@ TEST(Cancellation, LetsTheOperationEnd) {
          }},
         {"delete", [&] { delete unit; }},
         {"menu", [&] { menu.start(); }},
-        {"open",
-         [&] { client.open(TcpAddr(1, "localhost"), Handle<TcpCallback>(), 1, network::kBuffer); }},
+        {"open", [&] { client.open(TcpAddr(1, "localhost"), nullptr, 1, kBuffer); }},
     };
     std::streambuf* const before = std::cout.rdbuf(&screen);
     for (const auto& [label, operation] : operations) {
@@ -212,65 +208,49 @@ TEST(Cancellation, LetsTheOperationEnd) {
 
 // No descriptors.
 
-class Descriptors {
-public:
-    Descriptors() { getrlimit(RLIMIT_NOFILE, &before_); }
-    ~Descriptors() { giveBack(); }
-    void end() const {
-        const rlimit none{3, before_.rlim_max};
-        EXPECT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
-    }
-    void giveBack() const { setrlimit(RLIMIT_NOFILE, &before_); }
-
-private:
-    rlimit before_{};
-};
-
 TEST(NoDescriptors, FailsAndWorksAfterwards) {
 #ifdef __SANITIZE_ADDRESS__
     GTEST_SKIP() << "the sanitizer needs descriptors of its own";
 #endif
     const TempDir dir;
     logger& log = logger_factory::instance("descriptors");
-    const Descriptors descriptors;
-    descriptors.end();
     File file;
-    EXPECT_FALSE(file.open(dir.wide(L"file"), OpenWrite | OpenCreate));
-    EXPECT_EQ(errno, EMFILE);
     Directory directory;
-    EXPECT_FALSE(directory.setup(dir.wide()));
     TcpClient client;
-    EXPECT_FALSE(client.open(network::local(1), Handle<TcpCallback>(), 1, network::kBuffer));
-    log.open(dir.path("a.log").c_str());
-    writeDataLog(log, "f", 0, "", "lost");
-    descriptors.giveBack();
+    {
+        const NoDescriptors none;
+        EXPECT_FALSE(file.open(dir.wide(L"file"), OpenWrite | OpenCreate));
+        EXPECT_EQ(errno, EMFILE);
+        EXPECT_FALSE(directory.setup(dir.wide()));
+        EXPECT_FALSE(client.open(local(1), nullptr, 1, kBuffer));
+        log.open(dir.path("a.log").c_str());
+        writeDataLog(log, "f", 0, "", "lost");
+    }
     EXPECT_TRUE(file.open(dir.wide(L"file"), OpenWrite | OpenCreate));
     EXPECT_TRUE(directory.setup(dir.wide()));
     TcpServer server;
-    EXPECT_TRUE(server.open(network::local(), Handle<TcpCallback>(), network::kBuffer));
-    EXPECT_TRUE(client.open(network::local(server.getLocalPort()), Handle<TcpCallback>(), 5,
-                            network::kBuffer));
+    EXPECT_TRUE(server.open(local(), nullptr, kBuffer));
+    EXPECT_TRUE(client.open(local(server.getLocalPort()), nullptr, 5, kBuffer));
     client.close();
     server.close();
-    const auto isLogged = [&] {
+    EXPECT_TRUE(until([&] {
         writeDataLog(log, "f", 0, "", "kept");
         return contentOf(dir.path("a.log")).find("kept") != std::string::npos;
-    };
-    EXPECT_TRUE(until(isLogged));
+    }));
     log.close();
 }
 
 // A network that is down.
 
 void sendWithoutNetwork() {
-    const Handle<network::Events> served(new network::Events), clientEvents(new network::Events);
+    const Handle<Events> served(new Events), clientEvents(new Events);
     TcpServer server;
     TcpClient client;
     const auto connect = [&](int timeoutSeconds) {
-        const TcpAddr address = network::local(server.getLocalPort());
+        const TcpAddr address = local(server.getLocalPort());
         return client.open(address, clientEvents, timeoutSeconds, 4096);
     };
-    ASSERT_TRUE(server.open(network::local(), served, 4096) && connect(5));
+    ASSERT_TRUE(server.open(local(), served, 4096) && connect(5));
     ASSERT_TRUE(client.send("before", 5) && served->received(1));
     // It is up again before the timeout: nothing ends.
     ASSERT_TRUE(setLoopback(false));
@@ -291,7 +271,7 @@ void sendWithoutNetwork() {
     EXPECT_EQ(served->closed, 1u);
     // Everything works again with the network.
     ASSERT_TRUE(setLoopback(true));
-    ASSERT_TRUE(server.open(network::local(), served, 4096) && connect(5));
+    ASSERT_TRUE(server.open(local(), served, 4096) && connect(5));
     const unsigned frames = served->count;
     EXPECT_TRUE(client.send("after", 5) && served->received(frames + 1));
     EXPECT_TRUE(served->frames().starts_with("before|meanwhile|"));
@@ -299,17 +279,8 @@ void sendWithoutNetwork() {
     server.close();
 }
 
-// In a child process, whose status is 1 if an expectation fails.
 TEST(VanishedNetwork, EndsConnectionsAtTheTimeout) {
-    constexpr int kNoRight = 77;
-    const int status = statusOf([] {
-        if (unshare(CLONE_NEWNET) != 0 || !setLoopback(true)) _exit(kNoRight);
-        sendWithoutNetwork();
-        _exit(testing::Test::HasFailure() ? 1 : 0);
-    });
-    if (WIFEXITED(status) && WEXITSTATUS(status) == kNoRight)
-        GTEST_SKIP() << "no right to a network of its own";
-    EXPECT_EQ(status, 0);
+    inOwnNetwork(sendWithoutNetwork);
 }
 
 }  // namespace

@@ -88,6 +88,8 @@ extern "C" int getpeername(int socket, sockaddr* address, socklen_t* size) noexc
 namespace qor {
 namespace {
 
+using namespace network;
+
 // Without a thread a start fails and leaves nothing started; it works when there is a thread.
 
 TEST(NoThreads, LeavesAWorkerUnstarted) {
@@ -105,7 +107,7 @@ TEST(NoThreads, LeavesAWorkerUnstarted) {
     }
     worker->startAndWait();
     manager.put(worker);
-    EXPECT_TRUE(network::until([&] { return passes > 0; }));
+    EXPECT_TRUE(until([&] { return passes > 0; }));
     manager.close();
     EXPECT_EQ(manager.size(), 0u);
 }
@@ -127,7 +129,7 @@ TEST(NoThreads, KeepsTimersUntilTheNextStart) {
     }
     EXPECT_EQ(object.take(), "");
     timers.start();
-    EXPECT_TRUE(network::until([&] { return object.take().find("-1") != std::string::npos; }));
+    EXPECT_TRUE(until([&] { return object.take().find("-1") != std::string::npos; }));
     TimerManager::destroy();
 }
 
@@ -140,29 +142,29 @@ TEST(NoThreads, DoesNotAffectTheLog) {
     EXPECT_EQ(FewThreads::refusals(), 0u);
 }
 
-class NoThreadsForConnections : public network::NetworkTest {
+class NoThreadsForConnections : public ServerTest {
 protected:
     // An entry opens the log's file.
     void SetUp() override { writeDataLog(log->log(), "f", 0, "", "first"); }
 };
 
 TEST_F(NoThreadsForConnections, OpensNoClient) {
-    const network::Socket listener;
+    const Socket listener;
     listener.listen(10);
     TcpClient client;
     const unsigned before = runningThreads();
     {
         const FewThreads none(0);
         for (int i = 0; i < 2; ++i)
-            EXPECT_FALSE(client.open(listener.addr(), events, 5, network::kBuffer));
+            EXPECT_FALSE(client.open(listener.addr(), events, 5, kBuffer));
         EXPECT_FALSE(client.send("x", 0));
         EXPECT_EQ(client.getLocalPort(), 0);
         client.close();
     }
     EXPECT_LE(runningThreads(), before);
-    ASSERT_TRUE(client.open(listener.addr(), events, 5, network::kBuffer));
+    ASSERT_TRUE(client.open(listener.addr(), events, 5, kBuffer));
     EXPECT_TRUE(client.send("x", 5));
-    EXPECT_EQ(listener.accept().read(5), network::frame("x"));
+    EXPECT_EQ(listener.accept().read(5), frame("x"));
     client.close();
     EXPECT_EQ(events->closed, 1u);
 }
@@ -170,47 +172,34 @@ TEST_F(NoThreadsForConnections, OpensNoClient) {
 // A server has several threads: if any of them cannot start, nothing remains of the others, and the
 // address is free again.
 TEST_F(NoThreadsForConnections, LeavesNothingOfAServer) {
-    TcpAddr address = network::local();
-    {
-        const network::Socket free;
-        free.listen(1);
-        address.port = free.addr().port;
-    }
+    open();
+    const TcpAddr wanted = address();
+    server.close();
     const unsigned before = runningThreads();
     const unsigned descriptors = openDescriptors();
     unsigned failures = 0;
-    for (bool open = false; !open; ++failures) {
+    for (bool opens = false; !opens; ++failures) {
         ASSERT_LT(failures, 10u);
-        TcpServer server;
         {
             const FewThreads some(failures);
-            open = server.open(address, events, network::kBuffer);
-            EXPECT_EQ(open, FewThreads::refusals() == 0);
-            EXPECT_EQ(server.getLocalPort(), open ? address.port : 0);
+            opens = server.open(wanted, events, kBuffer);
+            EXPECT_EQ(opens, FewThreads::refusals() == 0);
+            EXPECT_EQ(server.getLocalPort(), opens ? wanted.port : 0);
         }
-        if (open) {
-            const network::Socket client;
-            ASSERT_TRUE(client.connect(address.port));
-            client.write(network::frame("whole"));
-            EXPECT_TRUE(events->received(1));
-        }
+        if (opens) known();
         server.close();
-        EXPECT_TRUE(network::until([&] { return runningThreads() <= before; })) << failures;
+        EXPECT_TRUE(until([&] { return runningThreads() <= before; })) << failures;
         EXPECT_EQ(openDescriptors(), descriptors) << failures;
     }
     EXPECT_GE(failures, 3u);
 }
 
 TEST_F(NoThreadsForConnections, ClosesAClientAndServesTheNext) {
-    TcpServer server;
-    events->receive = [&](const TcpAddr& peer, const istr& payload) {
-        EXPECT_TRUE(server.send(peer, payload, 5));
-    };
-    ASSERT_TRUE(server.open(network::local(), events, network::kBuffer));
-    const network::Socket early, refusedOne, late;
-    const auto isServed = [&](const network::Socket& client) {
-        client.post(network::frame("x"));
-        return client.read(5) == network::frame("x");
+    openEcho();
+    const Socket early, refusedOne, late;
+    const auto isServed = [&](const Socket& client) {
+        client.post(frame("x"));
+        return client.read(5) == frame("x");
     };
     ASSERT_TRUE(early.connect(server.getLocalPort()) && isServed(early));
     {
@@ -236,12 +225,8 @@ TEST_F(NoThreadsForConnections, KeepsClientsUntilTheyStart) {
     descriptors.rlim_cur = descriptors.rlim_max;
     if (descriptors.rlim_max < 2 * kClients + 1000 || setrlimit(RLIMIT_NOFILE, &descriptors) != 0)
         GTEST_SKIP() << "a process may have " << descriptors.rlim_max << " descriptors";
-    TcpServer server;
-    events->receive = [&](const TcpAddr& peer, const istr& payload) {
-        EXPECT_TRUE(server.send(peer, payload, 5));
-    };
-    ASSERT_TRUE(server.open(network::local(), events, network::kBuffer));
-    std::vector<network::Socket> clients;
+    openEcho();
+    std::vector<Socket> clients;
     const auto connect = [&](std::size_t number) {
         while (clients.size() < number) {
             clients.emplace_back();
@@ -252,16 +237,16 @@ TEST_F(NoThreadsForConnections, KeepsClientsUntilTheyStart) {
         const HeldThreads held;
         connect(kRoom - kStarting);
         HeldThreads::letGo(1);
-        ASSERT_TRUE(network::until([] { return HeldThreads::number() == 1 + kStarting; }));
+        ASSERT_TRUE(until([] { return HeldThreads::number() == 1 + kStarting; }));
         connect(kClients);
-        clients.front().post(network::frame("first"));
-        clients.back().post(network::frame("last"));
+        clients.front().post(frame("first"));
+        clients.back().post(frame("last"));
         for (std::size_t i = 1; i + 1 < clients.size(); ++i)
             clients[i].close();
         EXPECT_EQ(HeldThreads::number(), 1 + kStarting);
     }
-    EXPECT_EQ(clients.front().read(9), network::frame("first"));
-    EXPECT_EQ(clients.back().read(8), network::frame("last"));
+    EXPECT_EQ(clients.front().read(9), frame("first"));
+    EXPECT_EQ(clients.back().read(8), frame("last"));
     EXPECT_TRUE(events->ended(kClients - 2));
     server.close();
     EXPECT_EQ(events->closed, kClients);

@@ -158,32 +158,19 @@ extern "C" int poll(pollfd* sockets, nfds_t count, int milliseconds) {
 namespace qor {
 namespace {
 
-using network::frame;
+using namespace network;
 
-class CutTransfer : public network::NetworkTest {
+class CutTransfer : public ServerTest {
 protected:
-    void SetUp() override { ASSERT_TRUE(server.open(network::local(), events, network::kBuffer)); }
+    void SetUp() override { open(); }
     void TearDown() override {
         client.close();
-        server.close();
+        ServerTest::TearDown();
     }
-    bool connect() {
-        return client.open(network::local(server.getLocalPort()), clientEvents, 5,
-                           network::kBuffer);
-    }
-    // A new client is served.
-    void expectServed() {
-        const unsigned before = events->count;
-        TcpClient other;
-        EXPECT_TRUE(other.open(network::local(server.getLocalPort()), Handle<TcpCallback>(), 5,
-                               network::kBuffer));
-        EXPECT_TRUE(other.send("other", 5) && events->received(before + 1));
-        other.close();
-    }
+    bool connect() { return client.open(address(), clientEvents, 5, kBuffer); }
 
-    TcpServer server;
     TcpClient client;
-    const Handle<network::Events> clientEvents{new network::Events};
+    const Handle<Events> clientEvents{new Events};
 };
 
 TEST_F(CutTransfer, CarriesWholeFramesInAnyPortions) {
@@ -206,7 +193,7 @@ TEST_F(CutTransfer, CarriesWholeFramesInAnyPortions) {
             EXPECT_TRUE(client.send(payload, 5));
             expected += payload + "|";
         }
-        EXPECT_TRUE(network::until([&] { return events->frames() == expected; }));
+        EXPECT_TRUE(until([&] { return events->frames() == expected; }));
         client.close();
     }
 }
@@ -214,38 +201,33 @@ TEST_F(CutTransfer, CarriesWholeFramesInAnyPortions) {
 // A frame that was begun and not sent ends the connection, since the next one would be taken for
 // its rest. One that was not begun does not.
 TEST_F(CutTransfer, EndsWhereASendFailsInsideAFrame) {
-    const std::string payload(10, 'p'), large(3000, 'q');
-    struct Case {
-        const std::string& payload;
-        long bytes;
-    };
-    std::vector<Case> cases;
+    std::vector<std::pair<std::string, long>> cases;
     for (long bytes = 0; bytes < 14; ++bytes)
-        cases.push_back({payload, bytes});
+        cases.emplace_back(std::string(10, 'p'), bytes);
     for (const long bytes : {2L, 4L, 2999L, 3003L})
-        cases.push_back({large, bytes});
+        cases.emplace_back(std::string(3000, 'q'), bytes);
     unsigned ends = 0;
-    for (const Case& c : cases) {
+    for (const auto& [payload, bytes] : cases) {
         ASSERT_TRUE(connect());
         const unsigned frames = events->count;
         {
-            const Cut cut{.bytesBefore = c.bytes};
+            const Cut cut{.bytesBefore = bytes};
             const Cutting cutSends(sends, cut, server.getLocalPort());
-            EXPECT_FALSE(client.send(c.payload, 5)) << c.bytes;
+            EXPECT_FALSE(client.send(payload, 5)) << bytes;
         }
-        EXPECT_EQ(client.send("next", 5), c.bytes == 0) << c.bytes;
-        if (c.bytes != 0) {
-            EXPECT_TRUE(clientEvents->ended(ends + 1)) << c.bytes;
+        EXPECT_EQ(client.send("next", 5), bytes == 0) << bytes;
+        if (bytes != 0) {
+            EXPECT_TRUE(clientEvents->ended(ends + 1)) << bytes;
         } else {
             EXPECT_TRUE(events->received(frames + 1));
         }
         client.close();
-        EXPECT_EQ(clientEvents->closed, ++ends) << c.bytes;
+        EXPECT_EQ(clientEvents->closed, ++ends) << bytes;
         EXPECT_TRUE(events->ended(ends));
-        EXPECT_EQ(events->count, frames + (c.bytes == 0 ? 1 : 0)) << c.bytes;
+        EXPECT_EQ(events->count, frames + (bytes == 0 ? 1 : 0)) << bytes;
     }
     EXPECT_TRUE(logged("\"Connection reset by peer\" send_n failed 127.**.**.1:"));
-    expectServed();
+    known();
 }
 
 // For each place in two frames: the callback gets the frames that were received whole, and no
@@ -271,7 +253,7 @@ TEST_F(CutTransfer, EndsWhereAReceiveFails) {
         EXPECT_EQ(events->closed, ends + 1);
         EXPECT_EQ(clientEvents->closed, ends + 1);
     }
-    expectServed();
+    known();
 }
 
 // A client that has left before it is accepted, and a lack of memory in the system, are logged. The
@@ -280,7 +262,7 @@ TEST_F(CutTransfer, AcceptsAfterFailures) {
     const std::vector<int> errors{ECONNABORTED, EPROTO, ENOBUFS, EINTR, ECONNABORTED};
     acceptErrors = &errors;
     errorsLeft = errors.size();
-    expectServed();
+    known();
     EXPECT_EQ(errorsLeft, 0u);
     for (const char* line : {"accept() \"Software caused connection abort\" accept()",
                              "accept() \"No buffer space available\" accept()"})
