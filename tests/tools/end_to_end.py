@@ -23,10 +23,13 @@ os.environ.pop("NO_COLOR", None)
 os.environ["TERM"] = "xterm"
 
 
-def call(tool, *arguments, stdin=b"", env=None, cwd=None):
+def call(tool, *arguments, before=(), stdin=b"", stdout=subprocess.PIPE, env=None, **more):
+    """The status, the output and the errors. `before` is a command that runs the tool; stdin is
+    bytes or a file."""
+    source = {"input": stdin} if isinstance(stdin, bytes) else {"stdin": stdin}
     done = subprocess.run(
-        [os.path.join(tools, tool), *arguments], input=stdin, capture_output=True,
-        timeout=DEADLINE, env={**os.environ, **(env or {})}, cwd=cwd)
+        [*before, os.path.join(tools, tool), *arguments], **source, stdout=stdout,
+        stderr=subprocess.PIPE, timeout=DEADLINE, env={**os.environ, **(env or {})}, **more)
     return done.returncode, done.stdout, done.stderr
 
 
@@ -127,30 +130,22 @@ def test_inspect_failures():
     for option, reason in (("--from=json", "Is a directory"), ("--from=frames", "Is a directory"),
                            ("--layout=mixed", "only pml has layouts")):
         check(call("qor-inspect", option, data), (1, b"", f"qor-inspect: {data}: {reason}\n".encode()))
-    closed = subprocess.run([os.path.join(tools, "qor-inspect"), data + "/server.pml", "-"],
-                            preexec_fn=lambda: os.close(0), capture_output=True)
-    check(closed.stderr, b"qor-inspect: standard input: Bad file descriptor\n")
+    check(call("qor-inspect", data + "/server.pml", "-", preexec_fn=lambda: os.close(0))[2],
+          b"qor-inspect: standard input: Bad file descriptor\n")
     check(call("qor-inspect", "-f", "json", stdin=b"[1,\n[2}")[2],
           b"qor-inspect: standard input: line 2, column 3: array value no end\n")
     with tempfile.TemporaryDirectory() as directory:
         target = os.path.join(directory, "out.json")
-        with open(target, "w") as file:
-            file.write("old")
-        check(call("qor-inspect", "-o", target, "-t", "json", stdin=b"<a x>")[0], 1)
-        with open(target) as file:
-            check(file.read(), "old")
-        check(call("qor-inspect", "-o", target, "-ct", "json", stdin=b"<a x='1'/>"),
-              (0, b"", b""))
-        with open(target) as file:
-            check(file.read(), '{ "@x":1 }\n')
-        check(call("qor-inspect", "-o", target, "--color=always", stdin=b"<a/>")[0], 0)
-        with open(target) as file:
-            assert "\x1b[36ma\x1b[0m" in file.read()
+        for options, content, status, written in (
+                (["-ct", "json"], b"<a x='1'/>", 0, b'{ "@x":1 }\n'),
+                (["-t", "json"], b"<a x>", 1, b'{ "@x":1 }\n'),  # the old content
+                (["--color=always"], b"<a/>", 0, b"<\x1b[36ma\x1b[0m/>\n")):
+            check(call("qor-inspect", "-o", target, *options, stdin=content)[:2], (status, b""))
+            with open(target, "rb") as file:
+                check(file.read(), written)
     # A read error is not the end of the input.
     with open("/proc/self/mem", "rb") as unreadable:
-        done = subprocess.run([os.path.join(tools, "qor-inspect"), "-f", "frames"],
-                              stdin=unreadable, capture_output=True)
-        check((done.returncode, done.stdout, done.stderr),
+        check(call("qor-inspect", "-f", "frames", stdin=unreadable),
               (1, b"", b"qor-inspect: standard input: Input/output error\n"))
     # A reader that closes the pipe.
     process = subprocess.Popen(
@@ -168,9 +163,7 @@ def test_inspect_failures():
         frames = (b"\0\1\0\0" + b"x" * 0x10000) * 5
         for tool, arguments in (("qor-inspect", (data,)), ("qor-inspect", ("-f", "frames")),
                                 ("qor-log", (log.name, log.name))):
-            done = subprocess.run([os.path.join(tools, tool), *arguments], input=frames,
-                                  stdout=full, stderr=subprocess.PIPE, timeout=DEADLINE)
-            check((done.returncode, done.stderr),
+            check(call(tool, *arguments, stdin=frames, stdout=full)[::2],
                   (1, f"{tool}: the output cannot be written: No space left on device\n".encode()))
 
 
@@ -220,9 +213,7 @@ def test_log():
         rights = "-dac_override,-dac_read_search"
         limited = [] if os.geteuid() != 0 else ["setpriv", "--bounding-set", rights, "--inh-caps",
                                                 rights, "--"]
-        done = subprocess.run([*limited, os.path.join(tools, "qor-log"), path], capture_output=True,
-                              timeout=DEADLINE)
-        check((done.returncode, done.stdout, done.stderr),
+        check(call("qor-log", path, before=limited),
               (1, b"".join(out.splitlines(True)[1:]),
                f"qor-log: {directory}/: Permission denied\n".encode()))
         os.chmod(directory, 0o700)
