@@ -24,6 +24,17 @@ std::string raisedIn(Call&& call) {
     return text.substr(0, text.find(": "));
 }
 
+// What an exception says that the call raises; empty if it does not raise.
+template <class Exception, class Call>
+std::string whatOf(Call&& call) {
+    try {
+        call();
+    } catch (const Exception& e) {
+        return e.what();
+    }
+    return std::string();
+}
+
 }  // namespace support
 
 #endif  // QOR_TESTS_SUPPORT_RAISED_H

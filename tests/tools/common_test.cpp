@@ -54,13 +54,8 @@ TEST_F(OptionsTest, MistakesAreNamed) {
         {{"-cd"}, "--depth needs N"},
         {{"--compact=1"}, "--compact takes no argument"},
     };
-    for (const auto& [arguments, message] : kMistakes) {
-        try {
-            parse(arguments);
-            ADD_FAILURE() << message;
-        } catch (const UsageError& e) {
-            EXPECT_STREQ(e.what(), message);
-        }
+    for (const auto& mistake : kMistakes) {
+        EXPECT_EQ(support::whatOf<UsageError>([&] { parse(mistake.arguments); }), mistake.message);
     }
     EXPECT_EQ(parseCount("n", "10", 10), 10U);
     for (const char* bad : {"", "-1", "11", "1x", "99999999999999999999"})
