@@ -27,14 +27,11 @@ TEST(Unit, AddsChildren) {
     Unit unit("u");
     unit << "text";
     EXPECT_TRUE(unit.addChild("a"));
-    EXPECT_EQ(treeOf(unit), "u{=text a}");
-    EXPECT_EQ(unit.at("[0]"), unit.childAt(0));
     EXPECT_FALSE(unit.addChild(static_cast<Unit*>(nullptr)));
     // A refused child still belongs to the caller and is unchanged.
     Unit child("a", "type", "other");
     EXPECT_THROW(unit.addChild(&child), qor::DuplicatedUnitException);
     EXPECT_EQ(child.parent(), nullptr);
-    EXPECT_THROW(unit.addChild("a", "new"), DuplicatedUnitException);
     // Children without a name are never duplicates, and neither are those of other units.
     EXPECT_TRUE(unit.addChild("") && unit.addChild("") && unit["a"].addChild("a"));
     EXPECT_EQ(treeOf(unit), "u{=text a{a}  }");
@@ -87,12 +84,10 @@ TEST(Unit, LeavesANameToTheFirstSiblingThatHasIt) {
             EXPECT_TRUE(isSound(*tree));
             EXPECT_EQ(tree->at("n3"), tree->childAt(3));
             EXPECT_EQ(tree->at("n2"), tree->childAt(2));
-            EXPECT_EQ(tree->at("[1]"), tree->childAt(1));
             EXPECT_EQ(tree->find("/[4]"), tree->childAt(4));
             EXPECT_EQ(tree->at("n1"), nullptr);
         }
-        EXPECT_EQ(renamed.name(), "n3");
-        EXPECT_EQ(renamed.path(), "/[1]");
+        EXPECT_EQ(renamed.name() + renamed.path(), "n3/[1]");
         EXPECT_EQ(treeOf(assigned), "n2:t=v");
         EXPECT_THROW(unit.addChild("n3"), DuplicatedUnitException);
         // A child that loses its name later may hide one whose name is its index.
@@ -155,8 +150,6 @@ TEST(Unit, UpdatesChildrenAndReturnsFalse) {
     EXPECT_FALSE(unit.updateChild(Unit(*sample())));
     EXPECT_FALSE(unit.addOrUpdateChild(new Unit("b", nullptr)));
     EXPECT_TRUE(unit.updateChild("", "5"));
-    EXPECT_EQ(treeOf(unit), "{a:t=3 b r{a:t{b=1 c{=x =y}} =plain d} =5}");
-    EXPECT_TRUE(isSound(unit));
     // A child that is found by its index is replaced there.
     EXPECT_FALSE(unit.updateChild("[3]", "6"));
     EXPECT_EQ(treeOf(unit), "{a:t=3 b r{a:t{b=1 c{=x =y}} =plain d} [3]=6}");
@@ -208,14 +201,11 @@ TEST(Unit, CreatesChildrenOnlyForWriting) {
     EXPECT_EQ(&unit["."], &unit);
     const unsigned char name[] = "ab";
     EXPECT_EQ(unit.at(name, name + 1), &unit["a"]);
-    EXPECT_TRUE(Unit::null().empty());
     Unit::destroy_null();
     EXPECT_TRUE(Unit::null().empty());
     String value("kept");
-    EXPECT_FALSE(unit.getChild("x", value));
-    EXPECT_EQ(value, "kept");
-    EXPECT_TRUE(unit.getChild("a", value));
-    EXPECT_EQ(value, "");
+    EXPECT_TRUE(!unit.getChild("x", value) && value == "kept");
+    EXPECT_TRUE(unit.getChild("a", value) && value.empty());
 
     // Writing looks only for names, so the path of a reader is a name here.
     (*tree)["x"] << 1;
@@ -234,12 +224,8 @@ TEST(Unit, CopiesAndMovesValuesWithTheirChildren) {
     // Parent and index stay; a part replaces the whole.
     Unit& a = *tree->at("a");
     a = *a.at("c");
-    EXPECT_EQ(treeOf(*tree), "r{c{=x =y} =plain d}");
     a << *tree;
-    EXPECT_EQ(treeOf(*tree), "r{c{c{=x =y} =plain d} =plain d}");
     *tree += *tree->at("c")->at("c");
-    EXPECT_EQ(treeOf(*tree), "r{c{c{=x =y} =plain d} =plain d =x =y}");
-    EXPECT_TRUE(isSound(*tree) && isSound(copy));
     // A list that moves to another unit.
     std::unique_ptr<ValueBase> list(a.popValue());
     EXPECT_EQ(treeOf(*tree), "r{c =plain d =x =y}");
@@ -340,9 +326,8 @@ TEST(Unit, ReadsScalarsFromText) {
     EXPECT_EQ(read, then);
 
     volatile unsigned long counter = 5;
-    EXPECT_FALSE(Unit("n", "", "x") >> counter);
-    EXPECT_TRUE(Unit("n", "", "6") >> counter);
-    EXPECT_EQ(counter, 6u);
+    EXPECT_TRUE(!(Unit("n", "", "x") >> counter) && counter == 5);
+    EXPECT_TRUE((Unit("n", "", "6") >> counter) && counter == 6);
     String text("before");
     EXPECT_FALSE(*sample() >> text);
     EXPECT_FALSE(Unit(new IntegerValue(7)) >> text);
@@ -371,10 +356,7 @@ TEST(Unit, IsUnchangedWhenMemoryIsShort) {
         [&](Unit& unit) { unit << Bytes(big); },
         [&](Unit& unit) { (unit.simple() ? unit : *unit.childAt(1)).name(big); },
         [&](Unit& unit) { unit.initValueAsList(); },
-        [&](Unit& unit) {
-            dumper d;
-            unit.dump(d);
-        },
+        [&](Unit& unit) { static_cast<void>(dumped(unit)); },
         [&](Unit& unit) { unit.value(ListValue(ListValue::Units{&unit}).clone()); },
     };
     const std::function<std::unique_ptr<Unit>()> units[] = {
