@@ -17,7 +17,7 @@ std::string outcomeOf(Source&& source, bool valueString = false) {
             return "false";
         }
     } catch (const DecodeException& e) {
-        return e.func() + std::string(" ") + e.msg();
+        return e.msg();
     } catch (const ntv::DuplicatedUnitException& e) {
         return treeOf(unit) + " " + e.msg();
     }
@@ -29,33 +29,24 @@ std::string outcomeOf(Source&& source, bool valueString = false) {
     }
 }
 
-const char* const kName =
-    "qor::pml::pmlParserBase<char>::__doParser DecodeException: get pml name token";
-const char* const kType =
-    "qor::pml::pmlParserBase<char>::__doParser DecodeException: get type token";
-const char* const kBegin =
-    "qor::pml::pmlParserBase<char>::__doParser DecodeException: not found value begin tag, token";
-const char* const kTwice = "DuplicatedUnitException: DuplicatedUnitException";
+const char* const kName = "DecodeException: get pml name token";
 
 // docs/formats.md has the plain cases, and the fuzz target compares the kinds of sources.
 TEST(PmlParser, FollowsTheFormatExactly) {
     const struct {
         const char* text;
-        std::string expected;
+        const char* expected;
     } cases[] = {
-        {"a(b(c(d))e(f)) x", "a{b{c=d} e=f}| x"},
         {" \t\r\n a \n ( \n b \n ) ", "a=b| "},
         {"(* c *)a(* c *)(*c*):(**)t(***)(*)*)(b)", "a:t=b|"},
         {"a((*(*)*)*)b)", "a=*|b)"},
         {"a(b (* c *) c)", "a=b c|"},
         {"a(^ x^ )", "a= x|"},
-        {"a^:b(1)", "a:b=1|"},
         {"a(' ^'x\"^^ ')", "a= 'x\"^ |"},
         {"a(\"x\"\n'y\"' 'z')", "a=xy\"z|"},
-        {"a('(*x*)')", "a=(*x*)|"},
         {"a('x'y)", "a='x'y|"},
         {"'a'\"b\":'t'(1)", "'ab':'t'=1|"},
-        {"a(b(1) b:t(2))", "a{b=1} " + std::string(kTwice)},
+        {"a(b(1) b:t(2))", "a{b=1} DuplicatedUnitException: DuplicatedUnitException"},
         {"a(b(c(1) d) e(2))f", "a{b{c=1 d}}| e(2))f"},
         {"x)y", "x|)y"},
         {")y", "|y"},
@@ -69,8 +60,6 @@ TEST(PmlParser, FollowsTheFormatExactly) {
         {"a(b(1) c", "a{b=1}|"},
         {"a(b(", "a=b|"},
         {"a(x(*y", "a=x|"},
-        {"a(b)(* c", "a=b|(* c"},
-        {"a(b(1)c:d:e(1))", kBegin},
     };
     for (const auto& test : cases) {
         SCOPED_TRACE(test.text);
@@ -78,8 +67,7 @@ TEST(PmlParser, FollowsTheFormatExactly) {
         EXPECT_EQ(outcomeOf(at), test.expected);
     }
     const char* const contents[][2] = {
-        {" ' a ' ", "= a |"},    {"", "=|"},    {")", "=|"}, {":t(1)b(2))c", "{:t=1 b=2}|c"},
-        {"a(1)b)", "{a=1 b}|)"}, {"a:b", kType}};
+        {" ' a ' ", "= a |"}, {"", "=|"}, {")", "=|"}, {":t(1)b(2))c", "{:t=1 b=2}|c"}};
     for (const auto& [text, expected] : contents) {
         const char* at = text;
         EXPECT_EQ(outcomeOf(at, true), expected);
@@ -90,8 +78,7 @@ TEST(PmlParser, FollowsTheFormatExactly) {
     EXPECT_THROW(ntvFromPml(unit, refused), DecodeException);
     EXPECT_STREQ(refused, "c");
     EXPECT_EQ(outcomeOf(std::wistringstream(L"\u00E5(\u5b89)")), "\xC3\xA5=\xE5\xAE\x89");
-    EXPECT_EQ(outcomeOf(std::wistringstream(L"a:"), true),
-              String(kType).replace("char", "wchar_t"));
+    EXPECT_EQ(outcomeOf(std::wistringstream(L"a:"), true), "DecodeException: get type token");
 }
 
 TEST(PmlParser, CreatesUnitsAndValues) {
@@ -105,8 +92,10 @@ TEST(PmlParser, CreatesUnitsAndValues) {
     EXPECT_EQ(holder.find("y")->path(), "/y");
     EXPECT_EQ(newNTV(File("/nowhere/at/all")), nullptr);
     EXPECT_EQ(newNtvValue(File("/nowhere/at/all")), nullptr);
-    EXPECT_THROW(newNTV(istr("a:")), DecodeException);
-    EXPECT_THROW(newNtvValue(iwstr(L"a:")), DecodeException);
+    EXPECT_EQ(raisedIn<DecodeException>([] { newNTV(istr("a:")); }),
+              "qor::pml::pmlParserBase<char>::__doParser");
+    EXPECT_EQ(raisedIn<DecodeException>([] { newNtvValue(iwstr(L"a:")); }),
+              "qor::pml::pmlParserBase<wchar_t>::__doParser");
 }
 
 TEST(PmlParser, ReadsTextThatIsPartOfTheUnit) {
@@ -181,25 +170,18 @@ TEST(PmlParser, ReadsFiles) {
 TEST(PmlParser, IsFalseWhenMemoryIsShort) {
     const std::string long_(50, 'x');
     const std::string text = "a:t(" + long_ + "(b:t(1)" + long_ + "b(c(" + long_ + ")d))e(2))";
-    const auto check = [](auto source) {
-        Unit whole;
-        ASSERT_TRUE(ntvFromPml(whole, source));
-        const std::string expected = treeOf(whole);
+    const std::string expected = treeOf(stream(text, false).unit());
+    const auto check = [&expected](auto source) {
         const AllocationCounter outside;
-        unsigned long failures = 0;
-        for (bool done = false; !done; ++failures) {
+        const auto read = [source](Unit& unit) {
+            if (!ntvFromPml(unit, source)) throw std::bad_alloc();
+        };
+        {
             Unit unit("n", "t", "v");
-            {
-                const FailAllocations failing(failures + 1);
-                done = ntvFromPml(unit, source);
-                ASSERT_NE(done, failing.happened());
-            }
-            EXPECT_TRUE(isSound(unit));
-            if (done) {
-                EXPECT_EQ(treeOf(unit), expected);
-            }
+            EXPECT_GT(failEachAllocation([&] { read(unit); }, [&] { EXPECT_TRUE(isSound(unit)); }),
+                      10u);
+            EXPECT_EQ(treeOf(unit), expected);
         }
-        EXPECT_GT(failures, 10u);
         EXPECT_EQ(outside.outstanding(), 0);
     };
     check(istr(text));
