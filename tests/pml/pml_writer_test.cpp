@@ -89,9 +89,7 @@ TEST(PmlWriter, WritesNamesTypesAndValues) {
         // A name is not quoted, and then reads as something else; a type is written as it is.
         {Unit("(a:b)", " t^", "'"), "(a:b): t^(\"'\")"},
         {Unit(" a ", "", "\xC3\xA5"), " a (\"\xC3\xA5\")"},
-        {Unit("\xC3\xA5", "", "x"), "\xC3\xA5(x)"},
         {Unit("n", "", new ntv::CharacterValue('*')), "n(*)"},
-        {Unit("n", "", new ntv::BooleanValue(true)), "n(1)"},
         {Unit("n", "", new ntv::ListValue), "n()"},
     };
     for (const auto& test : cases) {
