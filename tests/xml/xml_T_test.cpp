@@ -89,14 +89,9 @@ TEST(XmlField, TakesAnElementOrAnAttribute) {
     field(in, {"list", 1}, list);
     xml::attrField(in, {"attr.1", 1}, attr);
     xml::elementField(in, {"element", 1}, element);
-    EXPECT_EQ(both, 1);
-    EXPECT_EQ(optional.value(), 1);
-    EXPECT_EQ(flag, 1);
-    EXPECT_EQ(bad, 0);  // as a number parses
-    EXPECT_EQ(wide.value(), L'A');
-    EXPECT_EQ(list.size(), 1u);
-    EXPECT_EQ(attr, 2);
-    EXPECT_EQ(element, 0);
+    EXPECT_EQ(std::tuple(both, optional.value(), int(flag), attr, element),
+              std::tuple(1, 1, 1, 2, 0));
+    EXPECT_EQ(std::tuple(bad, wide.value(), list.size()), std::tuple(0, L'A', 1u));
     EXPECT_EQ(in.str(false, 0).size(), text.size());  // nothing was made by reading
 
     XMLStream out("r");
