@@ -152,22 +152,9 @@ TEST(Lifecycle, ReadsSwitchesInAForkedChild) {
     const auto use = [&] {
         pml::stream switches("switches(traceOn(1)appLogs:map(A(1)B(0)))", false);
         log.codec(switches);
+        return true;
     };
-    std::atomic<bool> ended{!forksBesideAllocations};
-    std::thread busy([&] {
-        while (!ended)
-            use();
-    });
-    int failure = 0;
-    for (int i = 0; i < 30 && failure == 0; ++i) {
-        failure = statusOf([&] {
-            alarm(30);
-            use();
-        });
-    }
-    ended = true;
-    busy.join();
-    EXPECT_EQ(failure, 0);
+    EXPECT_EQ(statusBesideThread(use, true), 0);
     log.traceOn(false);
 }
 
