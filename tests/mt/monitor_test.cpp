@@ -173,8 +173,12 @@ TEST(Monitor, PassesTheNotificationOfACancelledThreadOn) {
             pthread_cancel(first.native_handle());
         }
         first.join();
-        // The first thread may also have returned with its notification, before it was cancelled.
-        if (woken) notify(monitor);
+        {
+            // The first thread may also have returned with its notification, before it was
+            // cancelled.
+            const Monitor::Lock lock(monitor);
+            if (woken) monitor.notify();
+        }
         second.join();
         EXPECT_TRUE(woken);
     }
