@@ -98,15 +98,14 @@ TEST(LogFilter, EachCondition) {
             bits |= filter.passes(parseRecord(kRecords[i].text)) ? 1U << i : 0;
         return bits;
     };
-    constexpr Severity kAll = Severity::Debug;
     EXPECT_EQ(passing({}), 0xFFU);
-    EXPECT_EQ(passing({Severity::Error, {}, {}, {}, {}}), 0x88U);
-    EXPECT_EQ(passing({Severity::Warning, {}, {}, {}, {}}), 0x98U);
-    EXPECT_EQ(passing({kAll, {"TCP.*"}, {}, {}, {}}), 0x0CU);
-    EXPECT_EQ(passing({kAll, {"<*", "INFO"}, {}, {}, {}}), 0x1BU);
-    EXPECT_EQ(passing({kAll, {}, {"pump"}, {}, {}}), 0x82U);
-    EXPECT_EQ(passing({kAll, {}, {"34"}, {}, {}}), 0xFFU);
-    EXPECT_EQ(passing({kAll, {}, {"35"}, {}, {}}), 0U);
+    EXPECT_EQ(passing({.level = Severity::Error}), 0x88U);
+    EXPECT_EQ(passing({.level = Severity::Warning}), 0x98U);
+    EXPECT_EQ(passing({.tags = {"TCP.*"}}), 0x0CU);
+    EXPECT_EQ(passing({.tags = {"<*", "INFO"}}), 0x1BU);
+    EXPECT_EQ(passing({.threads = {"pump"}}), 0x82U);
+    EXPECT_EQ(passing({.threads = {"34"}}), 0xFFU);
+    EXPECT_EQ(passing({.threads = {"35"}}), 0U);
     const struct {
         const char *since, *until;
         bool passes;
@@ -115,7 +114,7 @@ TEST(LogFilter, EachCondition) {
                   {"2021-03-04 05:06:07.009", "", false},
                   {"", "2021-03-04 05:06:07.007", false}};
     for (const auto& c : kTimes) {
-        const LogFilter filter{kAll, {}, {}, c.since, c.until};
+        const LogFilter filter{.since = c.since, .until = c.until};
         EXPECT_EQ(passing(filter) != 0, c.passes) << c.since << " to " << c.until;
         // A line that is no entry has no time.
         EXPECT_FALSE(filter.passes(parseRecord("Scrivo(v3.0)")));

@@ -13,11 +13,11 @@ namespace tools {
 
 // Selects the entries that are shown: those that match all members.
 struct LogFilter {
-    Severity level = Severity::Debug;  // the least serious level
-    std::vector<std::string> tags;     // patterns with "*"; if empty, all tags
-    std::vector<std::string> threads;  // numbers or names; if empty, all threads
-    std::string since;                 // a time or its beginning; if empty, no limit
-    std::string until;                 // the same; times that begin with it are still shown
+    Severity level = Severity::Debug;       // the least serious level
+    std::vector<std::string> tags = {};     // patterns with "*"; if empty, all tags
+    std::vector<std::string> threads = {};  // numbers or names; if empty, all threads
+    std::string since = {};                 // a time or its beginning; if empty, no limit
+    std::string until = {};                 // the same; times that begin with it are still shown
 
     bool passes(const Record& record) const;
 };
