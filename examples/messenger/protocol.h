@@ -273,18 +273,25 @@ void logMessage(const char* func, const char* what, const Message<Body>& message
 // send on one connection at the same time would be mixed. All messages share one buffer.
 class Outbox {
 public:
-    // Calls `send` with the encoded message, and returns its result.
+    // Calls `send` with the encoded message, and returns its result. False after close.
     template <class Body, class Send>
     bool put(const Message<Body>& message, Send send) {
         const qor::Guard guard(mutex_);
+        if (closed_) return false;
         out_.bos().reset();
         qor::nbr::encode(out_, message);
         return send(out_.str());
+    }
+    // Waits for a running put.
+    void close() {
+        const qor::Guard guard(mutex_);
+        closed_ = true;
     }
 
 private:
     qor::Mutex mutex_;
     qor::nbr::CodecStream out_;
+    bool closed_ = false;
 };
 
 }  // namespace messenger

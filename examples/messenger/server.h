@@ -39,15 +39,20 @@ public:
         }
     }
     void onClosed(const qor::TcpAddr& peer) override {
+        qor::Handle<Session> session;
         qor::String name;
         {
             const qor::Guard guard(mutex_);
             const auto found = sessions_.find(peer);
             if (found == sessions_.end()) return;
-            name = found->second->name;
+            session = found->second;
+            name = session->name;
             byName_.erase(name);
             sessions_.erase(found);
         }
+        // The client counts as connected until onClosed returns. After that, TcpServer::send would
+        // send a frame for it to all other clients.
+        session->outbox.close();
         if (!name.empty() && !closing_) announce(name, false);
     }
 
@@ -129,8 +134,6 @@ private:
         send(session, Message(number, reply));
     }
 
-    // If the recipient has just disconnected, TcpServer::send sends the frame to all clients. So
-    // each client checks whether a text is for its user.
     void pass(Session& session, Message<Text> text) {
         {
             const qor::Guard guard(mutex_);

@@ -59,7 +59,8 @@ public:
     // A peer that is not connected, such as TcpAddr(), means ALL clients: the frame is sent to one
     // after the other, with a timeout of 0 instead of `timeoutSeconds`, until the first failure.
     // Deliberate (compatibility): so a frame for a client that has just disconnected is sent to all
-    // others. Before sending data that only one client may read, make sure that it is connected.
+    // others. Before sending data that only one client may read, make sure that it is connected. If
+    // each connection has its own lock for send, such a send needs all of them.
     // Returns false if there are no clients.
     bool send(const TcpAddr& peer, const istr& payload, int timeoutSeconds);
 
