@@ -68,11 +68,11 @@ bool TcpClientImpl::connect(ACE_SOCK_Stream& connected) {
         return false;
     }
     // A program that is started meanwhile must not inherit the socket.
-    connected.open(SOCK_STREAM | SOCK_CLOEXEC, remote_.get_type(), 0, 0);
+    const bool made = connected.open(SOCK_STREAM | SOCK_CLOEXEC, remote_.get_type(), 0, 0) == 0;
     ACE_SOCK_Connector connector;
     const ACE_Time_Value atOnce(0);
     const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(timeoutSeconds_);
-    if (connector.connect(connected, remote_, &atOnce, ACE_Addr::sap_any, 0, 0, 0, 0) == 0)
+    if (made && connector.connect(connected, remote_, &atOnce, ACE_Addr::sap_any, 0, 0, 0, 0) == 0)
         return true;
     int error = errno;
     if (error == EWOULDBLOCK) {
