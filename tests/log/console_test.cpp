@@ -137,11 +137,7 @@ TEST(ConsoleThread, ForkedChildWritesItsOwnOutput) {
     console::println("parent");
     screen.flushes.wait(0);
     console::println("queued");
-    std::atomic<bool> over{!forksBesideAllocations};
-    std::thread flushing([&] {
-        while (!over)
-            console::flush();
-    });
+    std::optional<Busy> flushing(std::in_place, [] { console::flush(); });
     for (int i = 0, status = 0; i < 100 && status == 0; ++i) {
         status = statusOf([] {
             alarm(10);
@@ -154,8 +150,7 @@ TEST(ConsoleThread, ForkedChildWritesItsOwnOutput) {
         });
         EXPECT_EQ(status, 0);
     }
-    over = true;
-    flushing.join();
+    flushing.reset();
     screen.release();
     console::close();
     console::flush();

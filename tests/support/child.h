@@ -29,16 +29,37 @@ int statusOf(const Work& work) {
 // sanitizer's allocator may leave it with a lock that is never released.
 inline constexpr bool forksBesideAllocations = !kAddressSanitizer;
 
+// A thread that does the work again and again, until the object is destroyed; none if the work
+// allocates and no child must be forked beside that. The start of the thread, which allocates too,
+// is over when the constructor returns.
+class Busy {
+public:
+    template <class Work>
+    explicit Busy(Work work, bool allocates = true) {
+        if (allocates && !forksBesideAllocations) return;
+        thread_ = std::thread([this, work]() mutable {
+            begun_ = true;
+            begun_.notify_one();
+            while (!over_)
+                work();
+        });
+        begun_.wait(false);
+    }
+    ~Busy() {
+        over_ = true;
+        if (thread_.joinable()) thread_.join();
+    }
+
+private:
+    std::atomic<bool> begun_{false}, over_{false};
+    std::thread thread_;
+};
+
 // The wait status of the first of many children that fails, else 0. Each child does the work, which
-// returns whether it succeeded, and a thread of this process does it all the time, unless it
-// allocates and no child must be forked beside that.
+// returns whether it succeeded, and a Busy thread of this process does it all the time.
 template <class Work>
 int statusBesideThread(const Work& work, bool allocates) {
-    std::atomic<bool> over{allocates && !forksBesideAllocations};
-    std::thread busy([&] {
-        while (!over)
-            work();
-    });
+    const Busy busy(work, allocates);
     int status = 0;
     for (int forks = 0; forks < 300 && status == 0; ++forks) {
         status = statusOf([&] {
@@ -46,8 +67,6 @@ int statusBesideThread(const Work& work, bool allocates) {
             if (!work()) _exit(1);
         });
     }
-    over = true;
-    busy.join();
     return status;
 }
 
