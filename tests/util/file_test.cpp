@@ -234,6 +234,10 @@ TEST(File, WritesTextInTheCodePageAsked) {
     EXPECT_EQ(file.rewind(3), 3);
     EXPECT_TRUE(file.read(wide, 3));
     EXPECT_EQ(wide, L"\u00e9|");
+    EXPECT_TRUE(!file.append(L"y", 4711) && file.read(wide, 1));
+    EXPECT_EQ(wide, L"x");
+    EXPECT_TRUE(file.append(L"\u00e9", 1252));
+    EXPECT_TRUE(contentOf(dir.path("a")).ends_with("x\r\n\r\n\xE9"));
     EXPECT_TRUE(file.truncate(1) && !file.truncate(-1) && file.flush());
     EXPECT_EQ(file.filesize(), 1);
 }

@@ -101,11 +101,12 @@ TEST(UnitOfWork, DeletesItsChildren) {
     };
     int deleted = 0;
     const auto newChild = [&] { return checkedNew<Child>(__FILE__, __LINE__, "test", deleted); };
-    auto* parent = new Unit;
+    auto* parent = checkedNew<Unit>(__FILE__, __LINE__, "test");
     parent->children() = {newChild(), newChild()};
     parent->children().front()->children().push_back(nullptr);
-    EXPECT_EQ(raisedIn<NullPointerException>([&] { delete parent; }),
-              "qor::UnitOfWork::~UnitOfWork");
+    EXPECT_EQ(
+        raisedIn<NullPointerException>([&] { checkedDelete(parent, __FILE__, __LINE__, "test"); }),
+        "qor::UnitOfWork::~UnitOfWork");
     EXPECT_EQ(deleted, 2);
     // A child may take itself out of the list, and one that raises does not keep its siblings.
     struct Leaving : Child {

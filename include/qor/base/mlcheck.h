@@ -40,7 +40,9 @@ class dumper;
 // allocated before start() are not in the table: their release is reported on the console, and they
 // are released.
 //
-// Any thread may use it. The texts of a place are literals, kept by pointer.
+// Any thread may use it, but no new-handler (std::set_new_handler) and no replacement of the global
+// operator new: the table needs memory while it is locked. The texts of a place are literals, kept
+// by pointer.
 class QOR_API MemLeakChecker : noncopyable {
 public:
     // Runs the checker for a scope. The destructor writes the report to the logger "QOR", so the
@@ -170,7 +172,8 @@ T* checkedNew(const char* file, unsigned line, const char* func, Args&&... args)
 }
 
 template <class T>
-void checkedDelete(T* ptr, const char* file, unsigned line, const char* func) noexcept {
+void checkedDelete(T* ptr, const char* file, unsigned line,
+                   const char* func) noexcept(std::is_nothrow_destructible_v<T>) {
     if (ptr == nullptr) return;
     objectReleased(ptr, file, line, func);
     delete ptr;

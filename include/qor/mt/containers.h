@@ -18,7 +18,7 @@ class dumper;
 // Standard containers with a lock; any thread may use them. Each operation takes the lock for
 // itself: to do several steps without another thread in between, use access(). Elements that an
 // operation removes or replaces are destroyed after the lock is released, so their destructors may
-// use the container.
+// use the container. Comparisons, copies and dumps of elements must not use it.
 namespace mt {
 
 // The common base of the locked containers.

@@ -122,7 +122,7 @@ public:
     bool write(iwstr text, long codepage = -1);
     // Writes at the end of the file. Another process may write between the seek and the write.
     bool append(istr text) noexcept { return seekEnd(0) >= 0 && write(text); }
-    bool append(iwstr text, long codepage = -1) { return seekEnd(0) >= 0 && write(text, codepage); }
+    bool append(iwstr text, long codepage = -1);
     // Write the text, then the line end, which is not converted.
     bool writeLine(istr text, istr newline = File::newline()) noexcept {
         return write(text) && write(newline);

@@ -47,7 +47,8 @@ namespace qor::test {
 
 class TestCase;
 
-// The function of an item. Before a call, its TestCase is set by bind.
+// The function of an item. Before a call, its TestCase is set by bind. All items with the function
+// share it: a call in a menu that the function starts binds it to the TestCase of that menu.
 class QOR_API TestFnBase {
 public:
     TestFnBase() = default;

@@ -123,6 +123,16 @@ void finish(std::wstring& line, std::wstring& gathered, const Utf16Unit* units, 
     line.swap(gathered);
 }
 
+bool convert(iwstr text, long codepage, String& converted) {
+    try {
+        converted = to_ansi(text, codepage);
+    } catch (const Exception&) {
+        return fail(EINVAL);  // the settings are malformed
+    }
+    const bool isText = !text.empty() && text[0] != L'\0';
+    return !isText || !converted.empty() || fail(EINVAL);
+}
+
 }  // namespace
 
 // Reads the units of one line from the file's position. Unless commit is called, the destructor
@@ -418,14 +428,12 @@ bool File::write(istr text) noexcept {
 
 bool File::write(iwstr text, long codepage) {
     String converted;
-    try {
-        converted = to_ansi(text, codepage);
-    } catch (const Exception&) {
-        return fail(EINVAL);  // the settings are malformed
-    }
-    const bool isText = !text.empty() && text[0] != L'\0';
-    if (isText && converted.empty()) return fail(EINVAL);
-    return write(istr(converted));
+    return convert(text, codepage, converted) && write(istr(converted));
+}
+
+bool File::append(iwstr text, long codepage) {
+    String converted;
+    return convert(text, codepage, converted) && append(istr(converted));
 }
 
 }  // namespace qor

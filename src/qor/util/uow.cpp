@@ -1,7 +1,5 @@
 #include "qor/util/uow.h"
 
-#include <cxxabi.h>
-
 #include <algorithm>
 #include <exception>
 #include <new>
