@@ -54,8 +54,8 @@ TEST(LimitOfFileSizes, FailsWithoutASignal) {
         {"pml",
          [&] { return pml::ntvToCompactPml(unit, pml::File(path("pml")), pml::ShowPattern::ALL); }},
     };
-    for (const auto& [name, write] : writes) {
-        const int status = statusOf([&, &write = write] {
+    for (const auto& [name, operation] : writes) {
+        const int status = statusOf([&, &write = operation] {
             const rlimit ten{10, RLIM_INFINITY}, none{RLIM_INFINITY, RLIM_INFINITY};
             setrlimit(RLIMIT_FSIZE, &ten);
             const auto tick = [] {
@@ -112,8 +112,8 @@ TEST(Cancellation, EndsOnlyTheThread) {
         {"ping", [] { Ping().open(); }},
         {"send", [&] { client.send("x", 5); }},
     };
-    for (const auto& [label, call] : calls) {
-        const int status = statusOf([&, &call = call] {
+    for (const auto& [label, operation] : calls) {
+        const int status = statusOf([&, &call = operation] {
             alarm(10);
             try {
                 pthread_cancel(pthread_self());
@@ -178,9 +178,9 @@ TEST(Cancellation, LetsTheOperationEnd) {
         {"open", [&] { client.open(TcpAddr(1, "localhost"), nullptr, 1, kBuffer); }},
     };
     std::streambuf* const before = std::cout.rdbuf(&screen);
-    for (const auto& [label, operation] : operations) {
+    for (const auto& [label, call] : operations) {
         bool returned = false;
-        std::function<void()> body = [&, &operation = operation] {
+        std::function<void()> body = [&, &operation = call] {
             pthread_cancel(pthread_self());
             operation();
             returned = true;

@@ -155,10 +155,10 @@ TEST_F(Service, CanBeEndedByACallback) {
         {"reopen", [](TimerManager& m) { m.reopen(QOR_TIMER_MAX_NUM() + 1); }, 1},
         {"stop, start", [](TimerManager& m) { m.stop(), m.start(); }, kAgain},
     };
-    for (const auto& [what, end, calls] : cases) {
+    for (const auto& [what, ends, count] : cases) {
         Event reached;
         unsigned fired = 0;
-        onFire([&, end = end, calls = calls](auto) {
+        onFire([&, end = ends, calls = count](auto) {
             if (++fired == 1) end(timers());
             if (fired == calls) reached.happen();
         });
@@ -168,9 +168,9 @@ TEST_F(Service, CanBeEndedByACallback) {
         timers().start();
         reached.wait();
         timers().close();
-        EXPECT_EQ(std::min(fired, kAgain), calls) << what;
+        EXPECT_EQ(std::min(fired, kAgain), count) << what;
         // The first one was at its end.
-        EXPECT_EQ(object_.take().find("-1") == std::string::npos, calls == 1) << what;
+        EXPECT_EQ(object_.take().find("-1") == std::string::npos, count == 1) << what;
     }
 }
 
@@ -187,10 +187,10 @@ TEST_F(Service, StartsAgainWhenItsThreadHasEndedByItself) {
         {[] { pthread_exit(nullptr); }, "1 -1", "2 -2 3 -3 4 -4"},
 #endif
     };
-    for (const auto& [end, before, after] : cases) {
+    for (const auto& [ends, before, after] : cases) {
         Event ended, again;
         ThreadControl first;
-        onFire([&, end = end](unsigned long user) {
+        onFire([&, end = ends](unsigned long user) {
             if (user == 4) again.happen();
             if (user != 1) return;
             first = ThreadControl::current();

@@ -198,10 +198,10 @@ TEST_F(LogFilesTest, OldFilesFirst) {
                      {"a.log/b.log", "Not a directory"},
                      {"loop.log", "Too many levels of symbolic links"},
                      {std::string(300, 'x'), "File name too long"}};
-    for (const auto& [name, reason] : kFailures) {
+    for (const auto& [file, reason] : kFailures) {
         for (const bool isAll : {true, false})
-            EXPECT_EQ(support::whatOf<Failure>([&, &name = name] { open(name, isAll); }),
-                      directory_.path(name) + ": " + reason);
+            EXPECT_EQ(support::whatOf<Failure>([&, &name = file] { open(name, isAll); }),
+                      directory_.path(file) + ": " + reason);
     }
     EXPECT_EQ(faults_, "");
     // Old files that cannot be opened or read are reported, and the others are read.
