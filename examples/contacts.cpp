@@ -1,6 +1,7 @@
 // Reads an address book from a text file, writes it to a file in each format (PREFIX.nbr and so
 // on), reads each file back, and shows an entry. Or converts a book from one format to another.
 
+#include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <iterator>
@@ -72,7 +73,9 @@ Contact readContact(const qor::String& line) {
 
 AddressBook readBook(const std::string& path) {
     std::ifstream file(path);
-    if (!file) throw std::runtime_error("cannot read " + path);
+    // Some standard libraries read a directory as an empty file.
+    if (!file || std::filesystem::is_directory(path))
+        throw std::runtime_error("cannot read " + path);
     AddressBook book;
     book.title = path;
     for (std::string line; std::getline(file, line);) {
