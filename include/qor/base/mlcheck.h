@@ -157,8 +157,8 @@ inline constexpr bool kNeedsAlignedNew = alignof(T) > __STDCPP_DEFAULT_NEW_ALIGN
     T::operator new(sizeof(T), text, 0U, text);
 };
 
-// Allocates and deletes an object, and records it. The texts of the place must be literals: they
-// are kept by pointer.
+// Allocates and deletes an object, and records it. Both pass on what a constructor or destructor
+// raises. The texts of the place must be literals: they are kept by pointer.
 template <class T, class... Args>
 T* checkedNew(const char* file, unsigned line, const char* func, Args&&... args) {
     T* object = nullptr;
